@@ -1,0 +1,36 @@
+# What every room of the house is built with.
+
+add_library(tessaly_flags INTERFACE)
+target_compile_options(tessaly_flags INTERFACE
+  -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Wno-sign-conversion -Werror)
+target_compile_definitions(tessaly_flags INTERFACE TESSALY_VERSION="${PROJECT_VERSION}")
+if(CMAKE_BUILD_TYPE STREQUAL "Debug")
+  target_compile_options(tessaly_flags INTERFACE $<IF:$<BOOL:${TESSALY_SANITIZE}>,-O1,-O0>)
+endif()
+if(TESSALY_SANITIZE)
+  target_compile_options(tessaly_flags INTERFACE -fsanitize=address,undefined -fno-sanitize-recover=all
+                                                 -fno-omit-frame-pointer -g1)
+  target_link_options(tessaly_flags INTERFACE -fsanitize=address,undefined)
+endif()
+
+# Literals stand in these sources as UTF-8 and in memory as code page 932.
+add_library(tessaly_cp932 INTERFACE)
+target_compile_options(tessaly_cp932 INTERFACE -fexec-charset=CP932)
+
+# tessaly_room(NAME DEPENDS room...): one directory of src/ as a library of its own. DEPENDS names the rooms whose
+# headers it includes; storage and environment use each other, file by file in one direction.
+function(tessaly_room name)
+  cmake_parse_arguments(ROOM "" "" "DEPENDS" ${ARGN})
+  file(GLOB_RECURSE sources CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/*.cpp)
+  if(NOT sources)
+    add_library(tessaly_${name} INTERFACE)
+    return()
+  endif()
+  add_library(tessaly_${name} STATIC ${sources})
+  target_include_directories(tessaly_${name} PUBLIC ${PROJECT_SOURCE_DIR} ${PROJECT_SOURCE_DIR}/src)
+  target_link_libraries(tessaly_${name} PRIVATE tessaly_flags tessaly_cp932 PUBLIC tessaly_platform)
+  foreach(room ${ROOM_DEPENDS})
+    target_link_libraries(tessaly_${name} PUBLIC tessaly_${room})
+  endforeach()
+  set_property(GLOBAL APPEND PROPERTY TESSALY_ROOMS tessaly_${name})
+endfunction()

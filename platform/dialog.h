@@ -1,0 +1,52 @@
+#pragma once
+
+#include "platform/cstring.h"
+#include "platform/export.h"
+
+// What the library says to or asks of the person at the machine. The application installs a handler; without
+// one the text goes to standard error as UTF-8 and the default button is the answer, so nothing ever blocks.
+inline constexpr unsigned MB_OK = 0x0000;
+inline constexpr unsigned MB_OKCANCEL = 0x0001;
+inline constexpr unsigned MB_YESNOCANCEL = 0x0003;
+inline constexpr unsigned MB_YESNO = 0x0004;
+inline constexpr unsigned MB_ICONSTOP = 0x0010;
+inline constexpr unsigned MB_ICONQUESTION = 0x0020;
+inline constexpr unsigned MB_ICONEXCLAMATION = 0x0030;
+inline constexpr unsigned MB_ICONINFORMATION = 0x0040;
+inline constexpr unsigned MB_DEFBUTTON2 = 0x0100;
+inline constexpr unsigned MB_DEFBUTTON3 = 0x0200;
+inline constexpr int IDOK = 1;
+inline constexpr int IDCANCEL = 2;
+inline constexpr int IDYES = 6;
+inline constexpr int IDNO = 7;
+
+// Texts in code page 932. Result: the button. `title` may be null.
+using MessageBoxHandler = int (*)(void* context, char const* text, char const* title, unsigned type);
+// Result: true with `path` (library form) when a file was chosen.
+using FileDialogHandler = bool (*)(void* context, bool open, char const* default_name, char const* filter,
+                                   CString& path);
+TESSALY_API void SetMessageBoxHandler(MessageBoxHandler handler, void* context);
+TESSALY_API void SetFileDialogHandler(FileDialogHandler handler, void* context);
+
+TESSALY_API int AfxMessageBox(char const* text, unsigned type = MB_OK);
+// With a title and no owner window.
+TESSALY_API int ShowMessageBox(char const* text, char const* title, unsigned type);
+
+class TESSALY_API CFileDialog {
+  public:
+    CFileDialog(bool open, char const* default_extension, char const* default_name, unsigned flags,
+                char const* filter);
+    // IDOK when a file was chosen; without a handler IDCANCEL.
+    int DoModal();
+    CString GetPathName() const { return path_; }
+
+  private:
+    bool open_;
+    CString default_name_;
+    CString filter_;
+    CString path_;
+};
+
+// Raised by constructors that cannot bind or read what they are given, after the user was told.
+class TESSALY_API CUserException {};
+[[noreturn]] TESSALY_API void AfxThrowUserException();

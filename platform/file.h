@@ -1,0 +1,153 @@
+#pragma once
+
+#include <cstdint>
+#include <cstdio>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "platform/cstring.h"
+#include "platform/export.h"
+
+// Files and directories by library paths (platform/path.h).
+namespace platform {
+
+// As fopen; "r", "w", "a", "+", "b" mean what they mean there. Every stream is binary: nothing is done to
+// line ends.
+TESSALY_API std::FILE* OpenStream(char const* path, char const* mode);
+// Closes; false when that or an earlier write of the stream failed (a full disk shows here).
+TESSALY_API bool CloseStream(std::FILE* stream);
+
+struct StreamCloser {
+    void operator()(std::FILE* stream) const { CloseStream(stream); }
+};
+using Stream = std::unique_ptr<std::FILE, StreamCloser>;
+
+// The whole of a file; false when it cannot be opened or read.
+TESSALY_API bool ReadWholeFile(char const* path, std::string& content);
+// Replaces the file's content; false on any failure.
+TESSALY_API bool WriteWholeFile(char const* path, std::string_view content);
+
+TESSALY_API bool Exists(char const* path);
+TESSALY_API bool IsDirectory(char const* path);
+TESSALY_API bool IsFile(char const* path);
+// Length in bytes, -1 when the file cannot be examined.
+TESSALY_API std::int64_t FileSize(char const* path);
+TESSALY_API bool MakeDirectory(char const* path);    // one level
+TESSALY_API bool RemoveDirectory(char const* path);  // an empty one
+TESSALY_API bool RemoveFile(char const* path);
+// Replaces an existing `to`.
+TESSALY_API bool RenameFile(char const* from, char const* to);
+// Overwrites an existing `to` unless `fail_if_exists`.
+TESSALY_API bool CopyFile(char const* from, char const* to, bool fail_if_exists);
+
+// Seconds since 1970-01-01 UTC; false when the file cannot be examined. Where the file system keeps no
+// creation time, the earliest time that it does keep stands for it.
+TESSALY_API bool FileTimes(char const* path, std::int64_t* created, std::int64_t* modified);
+
+// A file that is kept open to be added to, whole entries at a time (logs). Every entry is in the file when
+// Append returns; the file may be deleted, replaced or cut by others in between.
+class TESSALY_API AppendFile {
+  public:
+    AppendFile() = default;
+    AppendFile(AppendFile const&) noexcept {}  // a copy opens for itself
+    AppendFile& operator=(AppendFile const&) noexcept;
+    ~AppendFile() { Close(); }
+    bool IsOpen() const noexcept { return descriptor_ >= 0; }
+    // Opens, making the file if need be. false on failure.
+    bool Open(char const* path);
+    // Whether the open file is still the one that the path leads to.
+    bool StillThere() const noexcept;
+    // The first `count` bytes, fewer if the file is shorter.
+    std::string Head(std::size_t count) const;
+    bool Truncate();
+    bool Append(std::string_view text);
+    void Close() noexcept;
+
+  private:
+    int descriptor_ = -1;
+};
+
+// Test seam: after `writes` further successful writes through this layer, every write fails as on a full
+// disk. -1 ends it. A write is one flush of a stream, one Append, or one WriteWholeFile.
+TESSALY_API void FailWritesAfter(int writes) noexcept;
+
+}  // namespace platform
+
+// A binary file with a position.
+class TESSALY_API CFile {
+  public:
+    enum OpenFlags : unsigned {
+        modeRead = 0x0000,
+        modeWrite = 0x0001,
+        modeReadWrite = 0x0002,
+        shareDenyNone = 0x0040,
+        shareDenyWrite = 0x0020,
+        shareExclusive = 0x0010,
+        modeCreate = 0x1000,
+        modeNoTruncate = 0x2000,
+        typeBinary = 0x8000,
+        typeText = 0x4000,
+    };
+    enum SeekPosition { begin = 0, current = 1, end = 2 };
+
+    CFile() = default;
+    CFile(CFile const&) = delete;
+    CFile& operator=(CFile const&) = delete;
+    virtual ~CFile();
+
+    // false when it cannot be opened. Share flags are accepted and have no effect.
+    virtual bool Open(char const* path, unsigned flags);
+    virtual void Close();
+    // Bytes read, 0 at the end.
+    unsigned Read(void* buffer, unsigned count);
+    // false on failure.
+    bool Write(void const* buffer, unsigned count);
+    bool Flush();
+    std::int64_t Seek(std::int64_t offset, SeekPosition from);
+    void SeekToBegin() { Seek(0, begin); }
+    std::int64_t SeekToEnd() { return Seek(0, end); }
+    std::int64_t GetLength();
+    bool SetLength(std::int64_t length);
+    bool IsOpen() const noexcept { return stream_ != nullptr; }
+    CString GetFilePath() const { return path_; }
+    static bool Remove(char const* path) { return platform::RemoveFile(path); }
+    static bool Rename(char const* from, char const* to) { return platform::RenameFile(from, to); }
+
+  protected:
+    std::FILE* stream_ = nullptr;
+    CString path_;
+};
+
+// The same with lines.
+class TESSALY_API CStdioFile : public CFile {
+  public:
+    // One line without its LF (a CR stays); false at the end of the file.
+    bool ReadString(CString& line);
+    bool WriteString(char const* text);
+};
+
+// Walks the entries of a directory that match a pattern such as C:\dir\*.dat ("*" and "?", without regard to
+// ASCII case). The entries come in the order of their names' bytes.
+class TESSALY_API CFileFind {
+  public:
+    // true when an entry is there; it becomes current with the first FindNextFile.
+    bool FindFile(char const* pattern);
+    // Moves to the next entry; true when another one is behind it.
+    bool FindNextFile();
+    CString GetFileName() const;
+    CString GetFilePath() const;
+    // The name without its extension.
+    CString GetFileTitle() const;
+    bool IsDirectory() const;
+    // "." or "..": never given by this layer.
+    bool IsDots() const { return false; }
+    std::int64_t GetLength() const;
+    void Close();
+
+  private:
+    CString directory_;
+    std::vector<CString> names_;
+    std::size_t next_ = 0;
+};

@@ -1,0 +1,48 @@
+#pragma once
+
+#include <memory>
+
+#include "platform/export.h"
+
+// A lock. With a name it is one lock for all processes of this user; its owner (a thread) can take it again
+// and gives it back as often; it is free again when its owner dies, however it dies. Without a name it is
+// this object's own. Taking a lock that is free costs no system call.
+class TESSALY_API CMutex {
+  public:
+    explicit CMutex(bool initially_own = false, char const* name = nullptr);
+    ~CMutex();
+    CMutex(CMutex const&) = delete;
+    CMutex& operator=(CMutex const&) = delete;
+
+    // Waits without limit. Always true.
+    bool Lock();
+    // Waits at most that long; false when the lock was not to be had.
+    bool Lock(unsigned milliseconds);
+    // false when the calling thread does not hold it.
+    bool Unlock();
+
+  private:
+    struct State;
+    std::shared_ptr<State> state_;
+};
+
+// Holds a lock for a scope.
+class TESSALY_API CSingleLock {
+  public:
+    explicit CSingleLock(CMutex* mutex, bool lock_now = true) : mutex_(mutex) {
+        if (lock_now) Lock();
+    }
+    ~CSingleLock() { Unlock(); }
+    CSingleLock(CSingleLock const&) = delete;
+    CSingleLock& operator=(CSingleLock const&) = delete;
+    bool Lock() { return locked_ = mutex_->Lock(); }
+    bool Unlock() {
+        if (!locked_) return false;
+        locked_ = false;
+        return mutex_->Unlock();
+    }
+
+  private:
+    CMutex* mutex_;
+    bool locked_ = false;
+};

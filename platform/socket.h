@@ -1,0 +1,82 @@
+#pragma once
+
+#include "platform/cstring.h"
+#include "platform/export.h"
+
+// Error numbers that socket calls leave behind for the thread, as the mail clients translate them.
+namespace platform {
+
+enum SocketError : int {
+    socket_interrupted = 10004,
+    socket_access = 10013,
+    socket_fault = 10014,
+    socket_invalid = 10022,
+    socket_too_many_open = 10024,
+    socket_would_block = 10035,
+    socket_in_progress = 10036,
+    socket_already = 10037,
+    socket_not_socket = 10038,
+    socket_destination_required = 10039,
+    socket_address_family = 10047,
+    socket_address_in_use = 10048,
+    socket_address_not_available = 10049,
+    socket_network_down = 10050,
+    socket_network_unreachable = 10051,
+    socket_network_reset = 10052,
+    socket_aborted = 10053,
+    socket_reset = 10054,
+    socket_no_buffers = 10055,
+    socket_is_connected = 10056,
+    socket_not_connected = 10057,
+    socket_shut_down = 10058,
+    socket_timed_out = 10060,
+    socket_refused = 10061,
+    socket_host_unreachable = 10065,
+    socket_not_initialised = 10093,
+    socket_host_not_found = 11001,
+};
+
+TESSALY_API int GetLastSocketError() noexcept;
+TESSALY_API void SetLastSocketError(int error) noexcept;
+// The host's own name, at most `size` - 1 bytes and a NUL. 0, or -1 with the last socket error set.
+TESSALY_API int GetHostName(char* name, int size);
+
+}  // namespace platform
+
+// A blocking stream socket. While a call waits it goes on calling OnMessagePending whenever a message of the
+// thread waits (platform/timer.h), and ends with socket_interrupted when CancelBlockingCall was called from
+// there. A failed call leaves its number in GetLastSocketError(). No call raises a signal. A socket belongs
+// to one thread.
+class TESSALY_API CSocket {
+  public:
+    CSocket() = default;
+    virtual ~CSocket();
+    CSocket(CSocket const&) = delete;
+    CSocket& operator=(CSocket const&) = delete;
+
+    // Makes the object ready; `port`, `type` 1 (stream), `events` and `address` as on the system it comes
+    // from: only a stream on any port is offered. Non-zero for success. The socket of the right address
+    // family follows in Connect.
+    int Create(unsigned port = 0, int type = 1, long events = 63, char const* address = nullptr);
+    // `host`: a name or an IPv4 or IPv6 address; all its addresses are tried in turn. Non-zero for success.
+    int Connect(char const* host, unsigned port);
+    // Bytes sent (at least 1), or -1. Small packets are not held back.
+    int Send(void const* data, int size, int flags = 0);
+    // Bytes received, 0 when the peer closed, or -1.
+    int Receive(void* data, int size, int flags = 0);
+    void Close();
+    // Ends the call that is waiting now, from OnMessagePending.
+    void CancelBlockingCall() noexcept { cancelled_ = true; }
+    bool IsOpen() const noexcept { return descriptor_ >= 0; }
+
+  protected:
+    // Called while a call waits and a message is there. The base takes and drops one message and returns 1 if
+    // there was one.
+    virtual int OnMessagePending();
+
+  private:
+    bool Wait(short events);
+    int descriptor_ = -1;
+    bool created_ = false;
+    bool cancelled_ = false;
+};
