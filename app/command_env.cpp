@@ -1,0 +1,77 @@
+#include <filesystem>
+#include <iostream>
+#include <memory>
+
+#include "command.h"
+#include "crossing.h"
+#include "failure.h"
+#include "progress.h"
+
+namespace app {
+
+void AddAccess(CLI::App& command, Access& access) {
+    command.add_option("--key-file", access.key_file, "アプリケーション鍵のファイル (1行目)。なければ組み込みの鍵を使います")->type_name("FILE");
+    command.add_option("--password-file", access.password_file, "起動用パスワードのファイル (1行目)")->type_name("FILE");
+}
+
+void AddEnvFile(CLI::App& command, std::string& env_file) {
+    command.add_option("ENV", env_file, "環境ファイル (例: shop.tsl)")->required()->type_name("");
+}
+
+namespace {
+
+struct Arguments {
+    Access access;
+    std::string env_file;
+};
+
+void New(const Arguments& arguments) {
+    std::string password;
+    if (!arguments.access.password_file.empty()) {
+        password = FirstLineOf(arguments.access.password_file, "パスワードファイル");
+        if (password.empty()) throw Failure("パスワードファイルの1行目が空です: " + arguments.access.password_file);
+    }
+    CreateEnvironment(arguments.access, arguments.env_file, password);
+    std::cout << "環境を作りました: " << arguments.env_file << (password.empty() ? "" : " (起動用パスワードつき)") << "\n"
+              << "次は「tessaly settings " << arguments.env_file
+              << " from.address=... smtp.host=...」で差出人と送信サーバーを決めてください。\n";
+}
+
+void Info(const Arguments& arguments) {
+    Session session(arguments.access, arguments.env_file, Session::For::reading);
+    EnvManager& environment = session.Environment();
+    CString entry, renewal, flag;
+    environment.GetEntryDate(entry);
+    environment.GetRenewalDate(renewal);
+    environment.GetUseEnvPasswordFlag(flag);
+    CDatabaseEdit& customers = session.Customers();
+    CArray<int, int> deleted;
+    const auto live = static_cast<std::uint64_t>(customers.GetDBCountWithoutDelete());
+    const auto gone = static_cast<std::uint64_t>(customers.GetDeleteCustomerList(deleted));
+    std::cout << "環境        " << arguments.env_file << "\n"
+              << "データ      " << session.DataDirectory() << "\n"
+              << "作成日時    " << Out(entry) << "\n"
+              << "更新日時    " << Out(renewal) << "\n"
+              << "パスワード  " << (flag == "Y" ? "あり" : "なし") << "\n"
+              << "顧客        " << Grouped(live) << "件 (ほかに削除済み " << Grouped(gone) << "件)\n"
+              << "差出人      " << session.Setting("from.name") << " <" << session.Setting("from.address") << ">\n"
+              << "送信サーバー " << session.Setting("smtp.host") << ":" << session.Setting("smtp.port") << "\n";
+}
+
+}  // namespace
+
+void AddEnvCommands(CLI::App& program) {
+    CLI::App* env = program.add_subcommand("env", "環境 (顧客と設定のまとまり) を作り、様子を見ます");
+    env->require_subcommand(1);
+    auto arguments = std::make_shared<Arguments>();
+    CLI::App* make = env->add_subcommand("new", "新しい環境を作ります");
+    CLI::App* info = env->add_subcommand("info", "環境の様子を表示します");
+    for (CLI::App* command : {make, info}) {
+        AddEnvFile(*command, arguments->env_file);
+        AddAccess(*command, arguments->access);
+    }
+    make->callback([arguments] { New(*arguments); });
+    info->callback([arguments] { Info(*arguments); });
+}
+
+}  // namespace app

@@ -1,0 +1,173 @@
+#include "crossing.h"
+
+#include <array>
+#include <cstdint>
+#include <cstdio>
+#include <utility>
+
+#include "failure.h"
+
+namespace app {
+namespace {
+
+// Signs that Unicode keeps apart and Japanese texts use for one another, and their code in code page 932.
+constexpr std::array<std::pair<char32_t, std::uint16_t>, 12> same_signs = {{
+    {0x00A2, 0x8191},  // cent
+    {0x00A3, 0x8192},  // pound
+    {0x00A5, 0x818F},  // yen
+    {0x00AC, 0x81CA},  // not
+    {0x00A6, 0xFA55},  // broken bar
+    {0x2014, 0x815C},  // em dash
+    {0x2016, 0x8161},  // double vertical line
+    {0x203E, 0x8150},  // overline
+    {0x2212, 0x817C},  // minus
+    {0x301C, 0x8160},  // wave dash
+    {0x00A0, 0x0020},  // no-break space
+    {0x2011, 0x002D},  // non-breaking hyphen
+}};
+
+struct Decoded {
+    char32_t point;
+    std::size_t size;  // bytes; 0 for bytes that are no UTF-8
+};
+
+Decoded DecodeOne(std::string_view text) {
+    const auto byte = [&](std::size_t i) { return static_cast<unsigned char>(i < text.size() ? text[i] : 0); };
+    const auto follows = [&](std::size_t i) { return (byte(i) & 0xC0) == 0x80; };
+    const unsigned char b = byte(0);
+    if (b < 0x80) return {b, 1};
+    if (b >= 0xC2 && b < 0xE0 && follows(1)) return {char32_t((b & 0x1FU) << 6 | (byte(1) & 0x3FU)), 2};
+    if (b >= 0xE0 && b < 0xF0 && follows(1) && follows(2)) {
+        const char32_t point = (b & 0xFU) << 12 | (byte(1) & 0x3FU) << 6 | (byte(2) & 0x3FU);
+        if (point >= 0x800 && (point < 0xD800 || point > 0xDFFF)) return {point, 3};
+    }
+    if (b >= 0xF0 && b < 0xF5 && follows(1) && follows(2) && follows(3)) {
+        const char32_t point =
+            (b & 7U) << 18 | (byte(1) & 0x3FU) << 12 | (byte(2) & 0x3FU) << 6 | (byte(3) & 0x3FU);
+        if (point >= 0x10000 && point <= 0x10FFFF) return {point, 4};
+    }
+    return {0, 0};
+}
+
+std::uint16_t CodeOf(char32_t point) {
+    if (point > 0xFFFF) return 0;
+    if (const std::uint16_t code = platform::Cp932Of(static_cast<std::uint16_t>(point))) return code;
+    for (const auto& [sign, code] : same_signs)
+        if (sign == point) return code;
+    return 0;
+}
+
+// か + U+3099 and は + U+309A, as file names of some systems hold them, in one character; 0 where there is none.
+char32_t Composed(char32_t base, char32_t mark) {
+    constexpr std::u32string_view voiced = U"かきくけこさしすせそたちつてとはひふへほカキクケコサシスセソタチツテトハヒフヘホ";
+    if (mark == 0x3099 && (base == U'う' || base == U'ウ')) return 0x3094 + (base == U'ウ' ? 0x60 : 0);
+    if (mark == 0x3099 && voiced.find(base) != voiced.npos) return base + 1;
+    const char32_t row = base >= 0x30A0 ? base - 0x60 : base;
+    if (mark == 0x309A && row >= U'は' && row <= U'ほ' && (row - U'は') % 3 == 0) return base + 2;
+    return 0;
+}
+
+NoForm PlaceOf(std::string_view before, std::string_view from, std::size_t size) {
+    NoForm place{1, 1, {}};
+    for (const char c : before) {
+        if (c == '\n') {
+            ++place.line;
+            place.column = 1;
+        } else if ((c & 0xC0) != 0x80) {
+            ++place.column;
+        }
+    }
+    if (size > 0) {
+        place.character = from.substr(0, size);
+    } else {
+        char hex[8];
+        std::snprintf(hex, sizeof hex, "\\x%02X", static_cast<unsigned>(static_cast<unsigned char>(from[0])));
+        place.character = hex;
+    }
+    return place;
+}
+
+}  // namespace
+
+Crossed IntoLibrary(std::string_view utf8) {
+    Crossed result;
+    result.text.reserve(utf8.size());
+    for (std::size_t at = 0; at < utf8.size();) {
+        Decoded one = DecodeOne(utf8.substr(at));
+        std::size_t size = one.size;
+        if (one.point >= 0x3046 && one.point <= 0x30DB && at + size < utf8.size()) {
+            const Decoded mark = DecodeOne(utf8.substr(at + size));
+            if (const char32_t composed = Composed(one.point, mark.point)) {
+                one.point = composed;
+                size += mark.size;
+            }
+        }
+        const std::uint16_t code = one.point == 0 ? 0 : CodeOf(one.point);
+        if (code == 0) {
+            result.no_form = PlaceOf(utf8.substr(0, at), utf8.substr(at), one.size);
+            return result;
+        }
+        if (code > 0xFF) result.text += static_cast<char>(code >> 8);
+        result.text += static_cast<char>(code & 0xFF);
+        at += size;
+    }
+    return result;
+}
+
+std::string Describe(const NoForm& place) {
+    const std::string sign = place.character == std::string(1, '\0') ? "NUL" : place.character;
+    return std::to_string(place.line) + "行" + std::to_string(place.column) + "文字目の「" + sign + "」";
+}
+
+CString Into(std::string_view utf8, std::string_view what) {
+    const Crossed crossed = IntoLibrary(utf8);
+    if (crossed.no_form) {
+        throw Failure(std::string(what) + "に使えない文字があります: " + Describe(*crossed.no_form) +
+                      "。Shift_JISにある文字に置き換えてください。");
+    }
+    return CString(std::string_view(crossed.text));
+}
+
+std::string Out(std::string_view cp932) {
+    std::string result;
+    result.reserve(cp932.size() * 3 / 2);
+    for (std::size_t at = 0; at < cp932.size();) {
+        const auto b = static_cast<unsigned char>(cp932[at]);
+        if (b < 0x80) {
+            result += cp932[at++];
+            continue;
+        }
+        std::uint16_t code = b;
+        std::size_t size = 1;
+        if (platform::IsLeadByte(b) && at + 1 < cp932.size()) {
+            code = static_cast<std::uint16_t>(b << 8 | static_cast<unsigned char>(cp932[at + 1]));
+            size = 2;
+        }
+        std::uint16_t unit = platform::UnicodeOf(code);
+        if (unit == 0) {
+            unit = 0xFFFD;
+            size = 1;
+        }
+        if (unit < 0x800) {
+            result += static_cast<char>(0xC0 | unit >> 6);
+        } else {
+            result += static_cast<char>(0xE0 | unit >> 12);
+            result += static_cast<char>(0x80 | (unit >> 6 & 0x3F));
+        }
+        result += static_cast<char>(0x80 | (unit & 0x3F));
+        at += size;
+    }
+    return result;
+}
+
+CString IntoPath(const std::string& host_path) {
+    bool exact = true;
+    const CString path = platform::LibraryPath(host_path, &exact);
+    if (!exact) {
+        throw Failure("ファイル名に使えない文字があります: " + host_path +
+                      "\nShift_JISにある文字だけの名前に変えてください。");
+    }
+    return path;
+}
+
+}  // namespace app

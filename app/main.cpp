@@ -1,0 +1,87 @@
+#include <clocale>
+#include <exception>
+#include <iostream>
+#include <new>
+
+#include "command.h"
+#include "crossing.h"
+#include "failure.h"
+#include "terminal.h"
+#include "tessaly/delivery.h"
+
+namespace {
+
+void SpeakJapanese(CLI::App& app) {
+    auto formatter = std::make_shared<CLI::Formatter>();
+    formatter->label("REQUIRED", "(必須)");
+    formatter->label("OPTIONS", "オプション");
+    formatter->label("Usage", "使い方");
+    formatter->label("Options", "オプション");
+    formatter->label("Positionals", "引数");
+    formatter->label("Subcommands", "コマンド");
+    formatter->label("SUBCOMMAND", "コマンド");
+    formatter->label("SUBCOMMANDS", "コマンド");
+    formatter->label("POSITIONALS", "引数");
+    formatter->column_width(34);
+    app.formatter(formatter);
+    app.set_help_flag("-h,--help", "この説明を表示します");
+}
+
+// What is wrong with the arguments, in the sender's language; the name of the argument stands in the exception.
+std::string Explain(const CLI::ParseError& error) {
+    const std::string name = error.get_name();
+    const std::string detail = error.what();
+    if (name == "RequiredError") return "必要な引数が足りません: " + detail;
+    if (name == "ExtrasError") return "知らない引数があります: " + detail;
+    if (name == "ConversionError" || name == "ValidationError") return "引数の値が正しくありません: " + detail;
+    if (name == "ExcludesError" || name == "RequiresError") return "引数の組み合わせが正しくありません: " + detail;
+    if (name == "ArgumentMismatch") return "引数の値の数が合いません: " + detail;
+    return detail;
+}
+
+int ShowLibraryMessage(void*, const char* text, const char* title, unsigned) {
+    std::cerr << (title ? app::Out(std::string_view(title)) + ": " : "") << app::Out(std::string_view(text)) << "\n";
+    return IDOK;
+}
+
+int Run(int argc, char** argv) {
+    CLI::App program("Tessaly: 顧客一覧の一人ひとりに、その人に合わせたメールを送ります。", "tessaly");
+    SpeakJapanese(program);
+    program.set_version_flag("--version", "tessaly " TESSALY_VERSION, "版を表示します");
+    program.require_subcommand(1);
+    app::AddEnvCommands(program);
+    app::AddSettingsCommand(program);
+    app::AddCustomersCommands(program);
+    app::AddPreviewCommand(program);
+    app::AddSendCommand(program);
+    app::AddPostboxCommand(program);
+    try {
+        program.parse(argc, argv);
+    } catch (const CLI::ParseError& error) {
+        if (error.get_exit_code() == 0) return program.exit(error);  // help and version
+        std::cerr << Explain(error) << "\n説明は --help で見られます。\n";
+        return app::exit_usage;
+    }
+    return app::exit_success;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    std::setlocale(LC_ALL, "");
+    std::setlocale(LC_NUMERIC, "C");
+    SetMessageBoxHandler(ShowLibraryMessage, nullptr);
+    app::CatchInterrupts();
+    try {
+        return Run(argc, argv);
+    } catch (const app::Failure& failure) {
+        std::cerr << failure.what() << "\n";
+        return failure.Code();
+    } catch (const std::bad_alloc&) {
+        std::cerr << "メモリが足りません。\n";
+    } catch (const std::exception& error) {
+        std::cerr << "予期しない失敗です: " << error.what() << "\n";
+    } catch (const CUserException&) {  // the reason was shown when it was raised
+    }
+    return app::exit_failure;
+}

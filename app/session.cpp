@@ -1,0 +1,229 @@
+#include "session.h"
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <unistd.h>
+
+#include <array>
+#include <chrono>
+#include <filesystem>
+#include <fstream>
+#include <thread>
+
+#include "crossing.h"
+#include "durable_file.h"
+#include "failure.h"
+#include "settings_catalogue.h"
+#include "terminal.h"
+#include "tessaly/text.h"
+
+namespace fs = std::filesystem;
+
+namespace app {
+namespace {
+
+// Never changes: every environment that was made without a key file of its own opens with it.
+constexpr const char* built_in_key = "tQ7#vL2p-Zk94-mRx8-Tessaly-5-Nw3c-yB6h";
+constexpr auto lock_patience = std::chrono::seconds(5);
+constexpr int keyless_environment = 3;
+
+fs::path DataDirectoryOf(const std::string& env_file) {
+    const fs::path file = fs::absolute(env_file);
+    return file.parent_path() / file.stem();
+}
+
+CString KeyOf(EnvManager& environment) {
+    return environment.GetEnvType() == keyless_environment ? CString() : environment.GetDBKey();
+}
+
+const char* KeyOrNull(EnvManager& environment, const CString& key) {
+    return environment.GetEnvType() == keyless_environment ? nullptr : static_cast<const char*>(key);
+}
+
+}  // namespace
+
+std::string TextOf(CErrMsg& error) { return Out(std::string_view(error.GetLastMsg())); }
+
+std::string FirstLineOf(const std::string& host_path, std::string_view what) {
+    std::ifstream file(host_path, std::ios::binary);
+    std::string line;
+    if (!file || fs::is_directory(host_path) || (!std::getline(file, line) && line.empty()))
+        throw Failure(std::string(what) + "を読めません: " + host_path);
+    while (!line.empty() && line.back() == '\r') line.pop_back();
+    return line;
+}
+
+std::string ApplicationKey(const Access& access) {
+    if (access.key_file.empty()) return built_in_key;
+    const std::string key = FirstLineOf(access.key_file, "鍵ファイル");
+    if (key.empty()) throw Failure("鍵ファイルの1行目が空です: " + access.key_file);
+    return key;
+}
+
+EnvironmentLock::EnvironmentLock(const std::string& data_directory) {
+    const std::string path = data_directory + "/.lock";
+    descriptor_ = open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
+    if (descriptor_ < 0) throw Failure("環境に書き込めません: " + data_directory);
+    const auto limit = std::chrono::steady_clock::now() + lock_patience;
+    while (flock(descriptor_, LOCK_EX | LOCK_NB) != 0) {
+        if (std::chrono::steady_clock::now() > limit) {
+            close(descriptor_);
+            throw Failure("この環境はほかの tessaly が使っています。終わってからもう一度実行してください: " + data_directory);
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    }
+}
+
+EnvironmentLock::~EnvironmentLock() { close(descriptor_); }
+
+Session::Session(const Access& access, const std::string& env_file, For use)
+    : env_file_(env_file),
+      data_directory_(DataDirectoryOf(env_file).string()),
+      environment_(std::make_unique<EnvManager>()),
+      options_(std::make_unique<SystemOption>()),
+      customers_(std::make_unique<CDatabaseEdit>()) {
+    if (!fs::is_regular_file(env_file))
+        throw Failure("環境ファイルがありません: " + env_file + "\n「tessaly env new " + env_file + "」で作れます。");
+    if (!fs::is_directory(data_directory_)) throw Failure("環境のデータディレクトリがありません: " + data_directory_);
+    if (use == For::changing) lock_ = std::make_unique<EnvironmentLock>(data_directory_);
+    Open(access);
+    CheckPassword(access);
+    options_->SetEnvManager(environment_.get());
+    if (options_->GetSODataFromFileToMemory() < 0)
+        throw Failure("設定を読めません: " + data_directory_ + "/systemoption.dat\n" + TextOf(options_->GetErrMsg()));
+    customers_->SetEnvManager(environment_.get());
+    customers_->SetSystemOption(options_.get());
+}
+
+Session::~Session() = default;
+
+void Session::Open(const Access& access) {
+    const std::string key = ApplicationKey(access);
+    const int result = environment_->InitEnvFileInfo(IntoPath(fs::absolute(env_file_).string()), key.c_str(), 0);
+    if (result <= -10) throw Failure("環境ファイルの形が壊れているか、鍵が違います: " + env_file_);
+    if (result < 0) throw Failure("環境を開けません: " + env_file_ + "\n" + TextOf(environment_->GetErrMsg()));
+    if (environment_->GetEnvType() != keyless_environment && environment_->GetDBKey().IsEmpty())
+        throw Failure("環境の鍵が合いません。鍵ファイルが違うか、環境ファイルが壊れています: " + env_file_);
+}
+
+void Session::CheckPassword(const Access& access) {
+    CString flag;
+    if (environment_->GetEnvType() == keyless_environment || environment_->GetUseEnvPasswordFlag(flag) < 0 || flag != "Y")
+        return;
+    const std::string password = access.password_file.empty()
+                                     ? AskPassword("起動用パスワード", "--password-file")
+                                     : FirstLineOf(access.password_file, "パスワードファイル");
+    if (environment_->IsEnvPasswordOK(Into(password, "パスワード")) != 0)
+        throw Failure("起動用パスワードが違います。");
+}
+
+CDatabaseEdit& Session::Customers() {
+    if (customers_loaded_) return *customers_;
+    const int rows = customers_->ReadCustomerList();
+    if (rows < 0) {
+        throw Failure("顧客データを読めません (" + std::to_string(rows) + "): " + data_directory_ + "/DB/database.dat" +
+                      "\nファイルが欠けているか壊れています。控えから戻してください。");
+    }
+    customers_loaded_ = true;
+    return *customers_;
+}
+
+std::string Session::Setting(std::string_view name) {
+    const app::Setting* setting = FindSetting(name);
+    CString value;
+    if (!setting || options_->GetSODataFromMemoryPinPoint(setting->cell, value) < 0) return {};
+    return FromCell(*setting, Out(value));
+}
+
+int Session::NumberSetting(std::string_view name) {
+    const std::string text = Setting(name);
+    const app::Setting* setting = FindSetting(name);
+    return std::stoi(RefusalOf(*setting, text).empty() ? text : setting->default_value);
+}
+
+void Session::Set(std::string_view name, std::string_view value) {
+    const app::Setting* setting = FindSetting(name);
+    CString cell = Into(ForCell(*setting, value), name);
+    if (options_->SetSODataToMemoryPinPoint(setting->cell, cell) < 0)
+        throw Failure("設定を変えられません: " + std::string(name) + "\n" + TextOf(options_->GetErrMsg()));
+}
+
+void Session::SaveSettings() {
+    const CString key = KeyOf(*environment_);
+    const bool saved = ReplaceFile(data_directory_ + "/systemoption.dat", [&](const std::string& file) {
+        return options_->SaveCSVFileCompel(IntoPath(file), KeyOrNull(*environment_, key)) == 1;
+    });
+    if (!saved) throw Failure("設定を書き込めませんでした。前の設定はそのまま残っています: " + data_directory_);
+}
+
+void Session::SaveCustomers() {
+    const CString key = KeyOf(*environment_);
+    const bool saved = ReplaceFile(data_directory_ + "/DB/database.dat", [&](const std::string& file) {
+        return customers_->WriteFromMemoryToFileAppointFileName(IntoPath(file), KeyOrNull(*environment_, key)) == 0;
+    });
+    if (!saved) throw Failure("顧客データを書き込めませんでした。前のデータはそのまま残っています: " + data_directory_);
+}
+
+namespace {
+
+// Takes away what was made so far, unless it is told that all went well.
+class Undo {
+  public:
+    void Add(fs::path path) { made_.push_back(std::move(path)); }
+    void Keep() { made_.clear(); }
+    ~Undo() {
+        std::error_code ignored;
+        for (auto path = made_.rbegin(); path != made_.rend(); ++path) fs::remove_all(*path, ignored);
+    }
+
+  private:
+    std::vector<fs::path> made_;
+};
+
+void WriteDefaultSettings(EnvManager& environment, const fs::path& data) {
+    SystemOption options(&environment);
+    CArray<CString, CString> cells;
+    cells.SetSize(settings_cells);
+    for (const Setting& setting : SettingsCatalogue())
+        cells.SetAt(setting.cell, Into(ForCell(setting, setting.default_value), setting.name));
+    options.SetElementNumber(settings_cells);
+    if (options.SetSODataFromAllDataToMemory(cells) < 0 || options.WriteSODataFromMemoryToFileCompel() < 0)
+        throw Failure("設定を書き込めませんでした: " + data.string() + "\n" + TextOf(options.GetErrMsg()));
+}
+
+}  // namespace
+
+void CreateEnvironment(const Access& access, const std::string& env_file, const std::string& new_password) {
+    const fs::path file = fs::absolute(env_file);
+    const fs::path data = DataDirectoryOf(env_file);
+    if (!file.has_extension()) throw Failure("環境ファイルの名前には拡張子が必要です (例: shop.tsl): " + env_file);
+    if (!fs::is_directory(file.parent_path())) throw Failure("ディレクトリがありません: " + file.parent_path().string());
+    for (const fs::path& path : {file, data})
+        if (fs::exists(path)) throw Failure("もうあります。上書きはしません: " + path.string());
+    const CString password = Into(new_password, "パスワード");
+    const CString library_path = IntoPath(file.string());
+    const std::string key = ApplicationKey(access);
+
+    Undo undo;
+    undo.Add(data);
+    for (const char* folder : {"DB", "MAIL", "EXTRACT"})
+        if (MakeDirectoryCompel(IntoPath((data / folder).string())) != 0)
+            throw Failure("ディレクトリを作れません: " + (data / folder).string());
+    undo.Add(file);
+    if (EnvManager::MakeDefaultEnvFile(library_path, key.c_str()) != 0)
+        throw Failure("環境ファイルを作れません: " + env_file);
+    EnvManager environment;
+    if (environment.InitEnvFileInfo(library_path, key.c_str(), 0) < 0)
+        throw Failure("作った環境を開けません: " + env_file + "\n" + TextOf(environment.GetErrMsg()));
+    WriteDefaultSettings(environment, data);
+    CDatabaseEdit customers(&environment);
+    if (customers.WriteFromMemoryToFileAppointFileName(IntoPath((data / "DB" / "database.dat").string()),
+                                                       environment.GetDBKey()) != 0)
+        throw Failure("顧客データを書き込めませんでした: " + data.string());
+    if (!new_password.empty() &&
+        (environment.SetEnvPassword(password) < 0 || environment.SetUseEnvPasswordFlag("Y") < 0))
+        throw Failure("起動用パスワードを設定できませんでした。");
+    undo.Keep();
+}
+
+}  // namespace app

@@ -1,0 +1,83 @@
+#pragma once
+
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "tessaly/customers.h"
+#include "tessaly/environment.h"
+
+// An open environment, as every command of the application uses it.
+namespace app {
+
+// What the person gave for opening environments.
+struct Access {
+    std::string key_file;       // empty: the built-in application key
+    std::string password_file;  // empty: ask at the terminal
+};
+
+// The application key: the built-in one, or the first line of a file.
+std::string ApplicationKey(const Access& access);
+// The first line of a file; throws Failure naming `what`.
+std::string FirstLineOf(const std::string& host_path, std::string_view what);
+
+// Keeps others from changing the same environment, until it goes away. Throws Failure when it is taken for longer
+// than a few seconds. The lock is free again whenever its process ends.
+class EnvironmentLock {
+  public:
+    explicit EnvironmentLock(const std::string& data_directory);
+    ~EnvironmentLock();
+    EnvironmentLock(const EnvironmentLock&) = delete;
+    EnvironmentLock& operator=(const EnvironmentLock&) = delete;
+
+  private:
+    int descriptor_ = -1;
+};
+
+class Session {
+  public:
+    enum class For { reading, changing };
+    // Opens, asks for the start-up password where one is set, and loads the settings. Throws Failure.
+    Session(const Access& access, const std::string& env_file, For use);
+    ~Session();
+
+    EnvManager& Environment() { return *environment_; }
+    SystemOption& Options() { return *options_; }
+    // Loaded at the first call.
+    CDatabaseEdit& Customers();
+
+    // Host paths.
+    const std::string& EnvFile() const { return env_file_; }
+    const std::string& DataDirectory() const { return data_directory_; }
+
+    // By the name of the catalogue, in UTF-8.
+    std::string Setting(std::string_view name);
+    int NumberSetting(std::string_view name);
+    void Set(std::string_view name, std::string_view value);
+
+    // Both write a new file beside the old one and put it in its place in one step, so that a process that dies in
+    // between leaves the old one whole.
+    void SaveSettings();
+    void SaveCustomers();
+
+  private:
+    void Open(const Access& access);
+    void CheckPassword(const Access& access);
+
+    std::string env_file_;
+    std::string data_directory_;
+    std::unique_ptr<EnvironmentLock> lock_;
+    std::unique_ptr<EnvManager> environment_;
+    std::unique_ptr<SystemOption> options_;
+    std::unique_ptr<CDatabaseEdit> customers_;
+    bool customers_loaded_ = false;
+};
+
+// Makes the environment file, its directories, a full settings record and an empty customer table. Throws Failure, and
+// then nothing new is left behind.
+void CreateEnvironment(const Access& access, const std::string& env_file, const std::string& new_password);
+
+// What the library says of its last failure.
+std::string TextOf(CErrMsg& error);
+
+}  // namespace app

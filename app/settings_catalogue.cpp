@@ -1,0 +1,105 @@
+#include "settings_catalogue.h"
+
+#include <algorithm>
+#include <charconv>
+
+namespace app {
+namespace {
+
+constexpr int first_attribute_name = 14;
+constexpr int first_attribute_type = 34;
+constexpr int attributes = 20;
+constexpr std::string_view attribute_types = "text|number|date";
+
+std::vector<Setting> Make() {
+    using enum SettingKind;
+    std::vector<Setting> all = {
+        {"smtp.host", 0, text, "", "", "送信サーバーの名前またはアドレス"},
+        {"smtp.port", 1, number, "25", "1..65535", "送信サーバーのポート番号"},
+        {"smtp.auth", 2, choice, "none", "none|any|cram-md5|login|plain", "SMTP認証の方式 (any は使える中で最も安全なもの)"},
+        {"smtp.user", 3, text, "", "", "SMTP認証のユーザーID"},
+        {"smtp.password", 4, secret, "", "", "SMTP認証のパスワード (表示されません)"},
+        {"smtp.timeout", 5, number, "60", "1..3600", "サーバーの応答を待つ秒数"},
+        {"from.name", 6, text, "", "", "差出人の名前"},
+        {"from.address", 7, text, "", "", "差出人のメールアドレス"},
+        {"mailer", 8, text, "Tessaly", "", "X-Mailer に入る名前"},
+        {"send.threads", 9, number, "4", "1..64", "同時に使う接続の数"},
+        {"retry.allowed", 54, choice, "Y", "Y|N", "条件なしの再送信を許すか"},
+        {"retry.max", 65, number, "3", "0..99", "再送信の回数の上限"},
+        {"import.flag", 111, choice, "N", "Y|N", "店舗データの取り込みの切り替え"},
+    };
+    for (int i = 0; i < attributes; ++i) {
+        const std::string letter(1, static_cast<char>('A' + i));
+        all.push_back({"attribute." + letter + ".name", first_attribute_name + i, text, "拡張属性" + letter, "",
+                       "拡張属性" + letter + "の名前"});
+        all.push_back({"attribute." + letter + ".type", first_attribute_type + i, choice, "text",
+                       std::string(attribute_types), "拡張属性" + letter + "の種類"});
+    }
+    return all;
+}
+
+bool IsAttributeType(const Setting& setting) {
+    return setting.cell >= first_attribute_type && setting.cell < first_attribute_type + attributes;
+}
+
+std::vector<std::string_view> Choices(std::string_view allowed) {
+    std::vector<std::string_view> result;
+    for (;;) {
+        const std::size_t bar = allowed.find('|');
+        result.push_back(allowed.substr(0, bar));
+        if (bar == allowed.npos) return result;
+        allowed.remove_prefix(bar + 1);
+    }
+}
+
+bool ReadNumber(std::string_view text, int& value) {
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+    return error == std::errc() && end == text.data() + text.size();
+}
+
+}  // namespace
+
+const std::vector<Setting>& SettingsCatalogue() {
+    static const std::vector<Setting> catalogue = Make();
+    return catalogue;
+}
+
+const Setting* FindSetting(std::string_view name) {
+    const auto& all = SettingsCatalogue();
+    const auto found = std::find_if(all.begin(), all.end(), [&](const Setting& s) { return s.name == name; });
+    return found == all.end() ? nullptr : &*found;
+}
+
+std::string RefusalOf(const Setting& setting, std::string_view value) {
+    if (value.find_first_of(std::string_view("\r\n\0", 3)) != value.npos) return "改行は入れられません";
+    if (setting.kind == SettingKind::choice) {
+        const auto choices = Choices(setting.allowed);
+        if (std::find(choices.begin(), choices.end(), value) == choices.end())
+            return "値は " + setting.allowed + " のどれかです";
+    }
+    if (setting.kind == SettingKind::number) {
+        const std::size_t dots = setting.allowed.find("..");
+        int low = 0, high = 0, number = 0;
+        ReadNumber(std::string_view(setting.allowed).substr(0, dots), low);
+        ReadNumber(std::string_view(setting.allowed).substr(dots + 2), high);
+        if (!ReadNumber(value, number) || number < low || number > high)
+            return std::to_string(low) + " から " + std::to_string(high) + " までの数を入れてください";
+    }
+    return {};
+}
+
+std::string ForCell(const Setting& setting, std::string_view value) {
+    if (!IsAttributeType(setting)) return std::string(value);
+    const auto types = Choices(attribute_types);
+    return std::to_string(std::find(types.begin(), types.end(), value) - types.begin());
+}
+
+std::string FromCell(const Setting& setting, std::string_view cell) {
+    if (!IsAttributeType(setting)) return std::string(cell);
+    int type = 0;
+    const auto types = Choices(attribute_types);
+    ReadNumber(cell, type);
+    return std::string(type >= 0 && type < static_cast<int>(types.size()) ? types[static_cast<std::size_t>(type)] : types[0]);
+}
+
+}  // namespace app

@@ -1,0 +1,19 @@
+#pragma once
+
+#include <string>
+
+namespace app {
+
+// Whether a person sees standard error and answers at standard input.
+bool ErrorIsTerminal();
+bool InputIsTerminal();
+
+// Asks at the terminal without showing what is typed. Throws Failure without a terminal, naming `option` as the way
+// to give the password there.
+std::string AskPassword(const std::string& prompt, const std::string& option);
+
+// Ctrl-C and an end asked for from outside: the first asks the running command to stop cleanly, the second ends it.
+void CatchInterrupts();
+bool Interrupted();
+
+}  // namespace app
