@@ -1,7 +1,6 @@
 #include "platform/codepage932.h"
 
 #include <algorithm>
-#include <cstring>
 
 #include "platform/codepage932_tables.h"
 #include "platform/mbcs.h"
@@ -10,46 +9,22 @@
 namespace platform {
 namespace {
 
-constexpr std::size_t step_size = 1024;  // bytes of input that are converted before they join the result
+// Bytes of input that are converted before they join the result.
+constexpr std::size_t step_size = 1024;
 
-// Bytes of ASCII at the start of `text`.
-std::size_t AsciiRun(std::string_view text) noexcept {
-    std::size_t run = 0;
-    for (std::uint64_t eight; text.size() - run >= sizeof eight; run += sizeof eight) {
-        std::memcpy(&eight, text.data() + run, sizeof eight);
-        if (eight & 0x8080808080808080U) break;
-    }
-    while (run < text.size() && static_cast<unsigned char>(text[run]) < 0x80) ++run;
-    return run;
+bool IsTrailByte(char c) noexcept {
+    const auto byte = static_cast<unsigned char>(c);
+    return byte >= 0x40 && byte <= 0xFC && byte != 0x7F;
 }
 
-// Collects a result in steps, so that it costs one growth a step and no more room than it needs.
-class Output {
-  public:
-    Output(std::string& result) noexcept : result_(result) {}
-    ~Output() = default;
-    Output(const Output&) = delete;
-    Output& operator=(const Output&) = delete;
-    // Room for what one character gives.
-    char* Place() {
-        if (end_ > room_ + sizeof room_ - 4) Flush();
-        return end_;
-    }
-    void Advance(char* end) noexcept { end_ = end; }
-    void Flush() {
-        result_.append(room_, static_cast<std::size_t>(end_ - room_));
-        end_ = room_;
-    }
-    void Append(std::string_view text) {
-        Flush();
-        result_.append(text);
-    }
-
-  private:
-    std::string& result_;
-    char room_[step_size];
-    char* end_ = room_;
-};
+// Takes the character at `at` and moves behind it; 0 for one without a Unicode form. A lead byte without a byte that
+// can follow it is stepped over alone, so that a damaged text loses no more than the damaged byte.
+std::uint16_t TakeUnit(const Codepage932Tables& tables, std::string_view text, std::size_t& at) noexcept {
+    const auto first = static_cast<unsigned char>(text[at++]);
+    if (!IsLeadByte(first) || at == text.size() || !IsTrailByte(text[at])) return tables.unicode_of[first];
+    const auto second = static_cast<unsigned char>(text[at++]);
+    return tables.unicode_of[std::size_t{first} << 8 | second];
+}
 
 }  // namespace
 
@@ -66,3 +41,54 @@ const Codepage932Tables& Codepage932() noexcept {
 std::uint16_t UnicodeOf(std::uint16_t code) noexcept { return Codepage932().unicode_of[code]; }
 
 std::uint16_t Cp932Of(std::uint16_t unit) noexcept { return Codepage932().code_of[unit]; }
+
+std::string Utf8FromCp932(std::string_view text, bool* exact) {
+    const Codepage932Tables& tables = Codepage932();
+    std::string result;
+    result.reserve(text.size() + text.size() / 2);
+    bool lossless = true;
+    char step[3 * (step_size + 1)];
+    for (std::size_t at = 0; at < text.size();) {
+        char* out = step;
+        for (const std::size_t end = std::min(text.size(), at + step_size); at < end;) {
+            if (static_cast<unsigned char>(text[at]) < 0x80) {
+                *out++ = text[at++];
+                continue;
+            }
+            const std::uint16_t unit = TakeUnit(tables, text, at);
+            lossless &= unit != 0;
+            out = PutUtf8(unit ? unit : u'?', out);
+        }
+        result.append(step, static_cast<std::size_t>(out - step));
+    }
+    if (exact) *exact = lossless;
+    return result;
+}
+
+std::string Cp932FromUtf8(std::string_view text, bool* exact) {
+    const Codepage932Tables& tables = Codepage932();
+    std::string result;
+    result.reserve(text.size());
+    bool lossless = true;
+    char step[step_size + 2];
+    for (std::size_t at = 0; at < text.size();) {
+        char* out = step;
+        for (const std::size_t end = std::min(text.size(), at + step_size); at < end;) {
+            if (static_cast<unsigned char>(text[at]) < 0x80) {
+                *out++ = text[at++];
+                continue;
+            }
+            const char32_t character = TakeUtf8(text, at);
+            std::uint16_t code = character <= 0xFFFF ? tables.code_of[character] : 0;
+            lossless &= code != 0;
+            if (code == 0) code = '?';
+            if (code > 0xFF) *out++ = static_cast<char>(code >> 8);
+            *out++ = static_cast<char>(code);
+        }
+        result.append(step, static_cast<std::size_t>(out - step));
+    }
+    if (exact) *exact = lossless;
+    return result;
+}
+
+}  // namespace platform

@@ -1,0 +1,71 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string_view>
+#include <vector>
+
+namespace customers {
+
+// Where an address index reads the address of a row.
+class AddressSource {
+  public:
+    virtual std::string_view AddressOf(int row) const noexcept = 0;
+
+  protected:
+    ~AddressSource() = default;
+};
+
+// Mail address to the rows that hold it, without regard to the case of ASCII and full-width letters. It keeps hashes
+// and row numbers only and compares with the rows themselves, so it costs about 32 bytes a row whatever the addresses.
+// Rows of one address are chained in row order. Empty addresses are left out: wiped rows all have one.
+//
+// The index does not watch its table. Whoever changes an address tells it, before the next look-up.
+class AddressIndex {
+  public:
+    static constexpr int no_row = -1;
+
+    void Clear();
+    void Rebuild(const AddressSource& source, int rows);
+    int RowCount() const noexcept { return static_cast<int>(links_.size()); }
+
+    // A row behind all others; the source holds it already.
+    void Append(const AddressSource& source);
+    // The row has another address now; the source holds the new one already.
+    void Replace(const AddressSource& source, int row, std::string_view old_address);
+
+    // First and last row of an address, no_row if there is none. `address` must not be empty.
+    int First(const AddressSource& source, std::string_view address) const;
+    int Last(const AddressSource& source, std::string_view address) const;
+    // The nearest row behind or before `row`, which need not hold the address.
+    int Next(const AddressSource& source, std::string_view address, int row) const;
+    int Previous(const AddressSource& source, std::string_view address, int row) const;
+
+  private:
+    struct Slot {
+        std::uint32_t hash;
+        int first;  // no_row: never used; emptied: its last row went away
+        int last;
+    };
+    struct Link {
+        int previous;
+        int next;
+    };
+    static constexpr int emptied = -2;
+
+    std::size_t PlaceOf(const AddressSource& source, std::string_view address, std::uint32_t hash) const;
+    const Slot* Find(const AddressSource& source, std::string_view address) const;
+    void Insert(const AddressSource& source, int row, std::uint32_t hash);
+    void Unlink(const AddressSource& source, int row, std::string_view address);
+    void LinkInOrder(Slot& slot, int row);
+    void Resize(std::size_t slots);
+
+    std::vector<Slot> slots_;  // a power of two
+    std::vector<Link> links_;  // by row
+    std::size_t used_ = 0;     // slots that are not free, emptied ones included
+};
+
+// Equal for addresses that differ in case only.
+std::uint32_t HashAddress(std::string_view address) noexcept;
+
+}  // namespace customers

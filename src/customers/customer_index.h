@@ -1,0 +1,35 @@
+#pragma once
+
+#include <cstddef>
+#include <vector>
+
+namespace customers {
+
+// Customer ID to row number. IDs that lie side by side share cache lines: sixteen of them form a group, and the hash
+// scatters the groups. Any int may be an ID.
+class CustomerIndex {
+  public:
+    static constexpr int no_row = -1;
+
+    void Clear();
+    // Room for `count` IDs without growing.
+    void Reserve(std::size_t count);
+    // Replaces the row of an ID that is known.
+    void Set(int id, int row);
+    // no_row for an unknown ID.
+    int RowOf(int id) const noexcept;
+    std::size_t Count() const noexcept { return count_; }
+
+  private:
+    struct Slot {
+        int id;
+        int row;  // no_row marks a free slot
+    };
+    std::size_t PlaceOf(int id) const noexcept;
+    void Resize(std::size_t slots);
+
+    std::vector<Slot> slots_;  // a power of two, at most half full
+    std::size_t count_ = 0;
+};
+
+}  // namespace customers
