@@ -75,7 +75,7 @@ int main(int argc, char** argv) {
     try {
         return Run(argc, argv);
     } catch (const app::Failure& failure) {
-        std::cerr << failure.what() << "\n";
+        if (*failure.what() != 0) std::cerr << failure.what() << "\n";
         return failure.Code();
     } catch (const std::bad_alloc&) {
         std::cerr << "メモリが足りません。\n";

@@ -13,16 +13,16 @@ namespace {
 constexpr std::size_t step_size = 1024;
 
 bool IsTrailByte(char c) noexcept {
-    const auto byte = static_cast<unsigned char>(c);
+    auto const byte = static_cast<unsigned char>(c);
     return byte >= 0x40 && byte <= 0xFC && byte != 0x7F;
 }
 
-// Takes the character at `at` and moves behind it; 0 for one without a Unicode form. A lead byte without a byte that
-// can follow it is stepped over alone, so that a damaged text loses no more than the damaged byte.
-std::uint16_t TakeUnit(const Codepage932Tables& tables, std::string_view text, std::size_t& at) noexcept {
-    const auto first = static_cast<unsigned char>(text[at++]);
+// Takes the character at `at` and moves behind it; 0 for one without a Unicode form. A lead byte without a
+// byte that can follow it is stepped over alone, so that a damaged text loses no more than the damaged byte.
+std::uint16_t TakeUnit(Codepage932Tables const& tables, std::string_view text, std::size_t& at) noexcept {
+    auto const first = static_cast<unsigned char>(text[at++]);
     if (!IsLeadByte(first) || at == text.size() || !IsTrailByte(text[at])) return tables.unicode_of[first];
-    const auto second = static_cast<unsigned char>(text[at++]);
+    auto const second = static_cast<unsigned char>(text[at++]);
     return tables.unicode_of[std::size_t{first} << 8 | second];
 }
 
@@ -33,7 +33,7 @@ Codepage932Tables::Codepage932Tables() noexcept {
     FillCodepage932(*this);
 }
 
-const Codepage932Tables& Codepage932() noexcept {
+Codepage932Tables const& Codepage932() noexcept {
     static const Codepage932Tables tables;
     return tables;
 }
@@ -43,7 +43,7 @@ std::uint16_t UnicodeOf(std::uint16_t code) noexcept { return Codepage932().unic
 std::uint16_t Cp932Of(std::uint16_t unit) noexcept { return Codepage932().code_of[unit]; }
 
 std::string Utf8FromCp932(std::string_view text, bool* exact) {
-    const Codepage932Tables& tables = Codepage932();
+    Codepage932Tables const& tables = Codepage932();
     std::string result;
     result.reserve(text.size() + text.size() / 2);
     bool lossless = true;
@@ -66,7 +66,7 @@ std::string Utf8FromCp932(std::string_view text, bool* exact) {
 }
 
 std::string Cp932FromUtf8(std::string_view text, bool* exact) {
-    const Codepage932Tables& tables = Codepage932();
+    Codepage932Tables const& tables = Codepage932();
     std::string result;
     result.reserve(text.size());
     bool lossless = true;
@@ -78,7 +78,7 @@ std::string Cp932FromUtf8(std::string_view text, bool* exact) {
                 *out++ = text[at++];
                 continue;
             }
-            const char32_t character = TakeUtf8(text, at);
+            char32_t const character = TakeUtf8(text, at);
             std::uint16_t code = character <= 0xFFFF ? tables.code_of[character] : 0;
             lossless &= code != 0;
             if (code == 0) code = '?';

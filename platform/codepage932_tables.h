@@ -13,7 +13,7 @@ struct Codepage932Tables {
 };
 
 // Made at the first call; from then on they only are read.
-const Codepage932Tables& Codepage932() noexcept;
+Codepage932Tables const& Codepage932() noexcept;
 
 // Fills both tables beyond ASCII by the system's conversion. Without one they stay as they are.
 void FillCodepage932(Codepage932Tables& tables) noexcept;

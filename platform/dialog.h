@@ -34,6 +34,8 @@ TESSALY_API int ShowMessageBox(char const* text, char const* title, unsigned typ
 
 class TESSALY_API CFileDialog {
   public:
+    // `default_extension` (without its dot; may be null) is added to a name without one that is to be saved
+    // under. `flags` has no effect.
     CFileDialog(bool open, char const* default_extension, char const* default_name, unsigned flags,
                 char const* filter);
     // IDOK when a file was chosen; without a handler IDCANCEL.
@@ -42,6 +44,7 @@ class TESSALY_API CFileDialog {
 
   private:
     bool open_;
+    CString default_extension_;
     CString default_name_;
     CString filter_;
     CString path_;

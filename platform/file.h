@@ -26,20 +26,22 @@ using Stream = std::unique_ptr<std::FILE, StreamCloser>;
 
 // The whole of a file; false when it cannot be opened or read.
 TESSALY_API bool ReadWholeFile(char const* path, std::string& content);
-// Replaces the file's content; false on any failure.
+// Replaces the file's content; false on any failure, and the old content then stands where the file system
+// allows it.
 TESSALY_API bool WriteWholeFile(char const* path, std::string_view content);
 
 TESSALY_API bool Exists(char const* path);
 TESSALY_API bool IsDirectory(char const* path);
 TESSALY_API bool IsFile(char const* path);
-// Length in bytes, -1 when the file cannot be examined.
+// Length in bytes, -1 when the file cannot be examined and for a directory.
 TESSALY_API std::int64_t FileSize(char const* path);
 TESSALY_API bool MakeDirectory(char const* path);    // one level
 TESSALY_API bool RemoveDirectory(char const* path);  // an empty one
 TESSALY_API bool RemoveFile(char const* path);
-// Replaces an existing `to`.
+// Replaces an existing `to`; also from one drive to another.
 TESSALY_API bool RenameFile(char const* from, char const* to);
-// Overwrites an existing `to` unless `fail_if_exists`.
+// Overwrites an existing `to` unless `fail_if_exists`. The copy has the source's time of the last change.
+// After a failure `to` is as it was.
 TESSALY_API bool CopyFile(char const* from, char const* to, bool fail_if_exists);
 
 // Seconds since 1970-01-01 UTC; false when the file cannot be examined. Where the file system keeps no
@@ -57,16 +59,25 @@ class TESSALY_API AppendFile {
     bool IsOpen() const noexcept { return descriptor_ >= 0; }
     // Opens, making the file if need be. false on failure.
     bool Open(char const* path);
-    // Whether the open file is still the one that the path leads to.
+    // Whether the open file is still the one that the path leads to: not deleted, moved away or replaced. One
+    // system call.
     bool StillThere() const noexcept;
+    // Bytes in the open file; -1 when it is not open or was deleted. A move is not noticed. One system call, at
+    // less than half the cost of StillThere.
+    std::int64_t Length() const noexcept;
     // The first `count` bytes, fewer if the file is shorter.
     std::string Head(std::size_t count) const;
     bool Truncate();
+    // One system call. After a failure nothing of the entry is in the file, unless another process wrote
+    // behind it.
     bool Append(std::string_view text);
     void Close() noexcept;
 
   private:
     int descriptor_ = -1;
+    std::string path_;  // host form
+    std::uint64_t device_ = 0;
+    std::uint64_t inode_ = 0;
 };
 
 // Test seam: after `writes` further successful writes through this layer, every write fails as on a full
@@ -100,6 +111,8 @@ class TESSALY_API CFile {
     // false when it cannot be opened. Share flags are accepted and have no effect.
     virtual bool Open(char const* path, unsigned flags);
     virtual void Close();
+    // The same; false when it was not open, or when a write of it failed or fails only now.
+    bool CloseChecked();
     // Bytes read, 0 at the end.
     unsigned Read(void* buffer, unsigned count);
     // false on failure.
@@ -108,7 +121,9 @@ class TESSALY_API CFile {
     std::int64_t Seek(std::int64_t offset, SeekPosition from);
     void SeekToBegin() { Seek(0, begin); }
     std::int64_t SeekToEnd() { return Seek(0, end); }
+    // -1 when it is not open.
     std::int64_t GetLength();
+    // Cuts or lengthens the file; the position is then its end.
     bool SetLength(std::int64_t length);
     bool IsOpen() const noexcept { return stream_ != nullptr; }
     CString GetFilePath() const { return path_; }
@@ -116,7 +131,13 @@ class TESSALY_API CFile {
     static bool Rename(char const* from, char const* to) { return platform::RenameFile(from, to); }
 
   protected:
+    enum class LastUse { none, reading, writing };
+    // A stream must be told its place between reading and writing.
+    bool TurnTo(LastUse use);
+
     std::FILE* stream_ = nullptr;
+    int descriptor_ = -1;  // the stream's
+    LastUse last_use_ = LastUse::none;
     CString path_;
 };
 

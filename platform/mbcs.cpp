@@ -17,21 +17,25 @@ constexpr unsigned char wide_letter_lead = 0x82;
 constexpr LetterCase upper_letters = {'A', 'Z', 0x60, 0x79, 0x20, 0x21};
 constexpr LetterCase lower_letters = {'a', 'z', 0x81, 0x9A, -0x20, -0x21};
 
-std::string_view ViewOf(const char* text) noexcept { return text ? std::string_view(text) : std::string_view(); }
+std::string_view ViewOf(char const* text) noexcept {
+    return text ? std::string_view(text) : std::string_view();
+}
 
-bool Between(unsigned char c, unsigned char first, unsigned char last) noexcept { return c >= first && c <= last; }
+bool Between(unsigned char c, unsigned char first, unsigned char last) noexcept {
+    return c >= first && c <= last;
+}
 
 unsigned Folded(unsigned code) noexcept {
-    const LetterCase& from = upper_letters;
+    LetterCase const& from = upper_letters;
     if (code >= from.ascii_first && code <= from.ascii_last) return code + from.ascii_step;
-    const bool wide = code >> 8 == wide_letter_lead && Between(code & 0xFF, from.wide_first, from.wide_last);
+    bool const wide = code >> 8 == wide_letter_lead && Between(code & 0xFF, from.wide_first, from.wide_last);
     return wide ? code + from.wide_step : code;
 }
 
 unsigned Unchanged(unsigned code) noexcept { return code; }
 
 unsigned CodeAt(std::string_view text, std::size_t position) noexcept {
-    const auto first = static_cast<unsigned char>(text[position]);
+    auto const first = static_cast<unsigned char>(text[position]);
     if (CharacterSize(text, position) == 1) return first;
     return unsigned{first} << 8 | static_cast<unsigned char>(text[position + 1]);
 }
@@ -41,8 +45,8 @@ template <unsigned (*Value)(unsigned) noexcept>
 int CompareCharacters(std::string_view a, std::string_view b) noexcept {
     std::size_t at = 0;
     while (at < a.size() && at < b.size()) {
-        const unsigned left = CodeAt(a, at);
-        const unsigned right = CodeAt(b, at);
+        unsigned const left = CodeAt(a, at);
+        unsigned const right = CodeAt(b, at);
         if (left != right && Value(left) != Value(right)) return Value(left) < Value(right) ? -1 : 1;
         at += left > 0xFF ? 2 : 1;
     }
@@ -50,22 +54,22 @@ int CompareCharacters(std::string_view a, std::string_view b) noexcept {
     return at < b.size() ? -1 : 0;
 }
 
-void ChangeCase(char* text, std::size_t length, const LetterCase& from) noexcept {
+void ChangeCase(char* text, std::size_t length, LetterCase const& from) noexcept {
     for (std::size_t at = 0; at < length; ++at) {
-        const auto c = static_cast<unsigned char>(text[at]);
+        auto const c = static_cast<unsigned char>(text[at]);
         if (Between(c, from.ascii_first, from.ascii_last)) {
             text[at] = static_cast<char>(c + from.ascii_step);
         } else if (IsLeadByte(c) && at + 1 < length) {
-            const auto second = static_cast<unsigned char>(text[++at]);
+            auto const second = static_cast<unsigned char>(text[++at]);
             if (c == wide_letter_lead && Between(second, from.wide_first, from.wide_last))
                 text[at] = static_cast<char>(second + from.wide_step);
         }
     }
 }
 
-// The lead bytes that stand without a gap in front of `position`, as the place of the first of them, not before
-// `known`, at which a character starts. Behind a byte that is no lead byte a character always starts, so the run
-// starts with a character and goes on in pairs: `position` starts one if the run's length is even.
+// The lead bytes that stand without a gap in front of `position`, as the place of the first of them, not
+// before `known`, at which a character starts. Behind a byte that is no lead byte a character always starts,
+// so the run starts with a character and goes on in pairs: `position` starts one if the run's length is even.
 std::size_t LeadRun(std::string_view text, std::size_t known, std::size_t position) noexcept {
     while (position > known && IsLeadByte(text[position - 1])) --position;
     return position;
@@ -73,15 +77,17 @@ std::size_t LeadRun(std::string_view text, std::size_t known, std::size_t positi
 
 }  // namespace
 
-int mbscmp(const char* a, const char* b) noexcept { return CompareCharacters<Unchanged>(ViewOf(a), ViewOf(b)); }
+int mbscmp(char const* a, char const* b) noexcept {
+    return CompareCharacters<Unchanged>(ViewOf(a), ViewOf(b));
+}
 
-int mbsicmp(const char* a, const char* b) noexcept { return CompareCharacters<Folded>(ViewOf(a), ViewOf(b)); }
+int mbsicmp(char const* a, char const* b) noexcept { return CompareCharacters<Folded>(ViewOf(a), ViewOf(b)); }
 
 bool EqualNoCase(std::string_view a, std::string_view b) noexcept {
     return a.size() == b.size() && CompareCharacters<Folded>(a, b) == 0;
 }
 
-const char* mbsstr(const char* text, const char* word) noexcept {
+char const* mbsstr(char const* text, char const* word) noexcept {
     const std::size_t place = Find(ViewOf(text), ViewOf(word));
     if (place == npos) return nullptr;
     return text ? text + place : "";
@@ -92,9 +98,9 @@ std::size_t Find(std::string_view text, std::string_view word, std::size_t start
     if (word.empty()) return start;
     if (word.size() == 1) return Find(text, word[0], start);
     while (text.size() - start >= word.size()) {
-        const void* hit = memmem(text.data() + start, text.size() - start, word.data(), word.size());
+        void const* hit = memmem(text.data() + start, text.size() - start, word.data(), word.size());
         if (!hit) break;
-        const auto place = static_cast<std::size_t>(static_cast<const char*>(hit) - text.data());
+        auto const place = static_cast<std::size_t>(static_cast<char const*>(hit) - text.data());
         if ((place - LeadRun(text, start, place)) % 2 == 0) return place;
         start = place + 1;
     }
@@ -103,9 +109,9 @@ std::size_t Find(std::string_view text, std::string_view word, std::size_t start
 
 std::size_t Find(std::string_view text, char c, std::size_t start) noexcept {
     while (start < text.size()) {
-        const void* hit = std::memchr(text.data() + start, c, text.size() - start);
+        void const* hit = std::memchr(text.data() + start, c, text.size() - start);
         if (!hit) break;
-        const auto place = static_cast<std::size_t>(static_cast<const char*>(hit) - text.data());
+        auto const place = static_cast<std::size_t>(static_cast<char const*>(hit) - text.data());
         if ((place - LeadRun(text, start, place)) % 2 == 0) return place;
         start = place + 1;
     }
@@ -115,9 +121,9 @@ std::size_t Find(std::string_view text, char c, std::size_t start) noexcept {
 std::size_t ReverseFind(std::string_view text, char c) noexcept {
     std::size_t run = text.size();  // start of the run of lead bytes that was looked at last
     for (std::size_t end = text.size(); end > 0;) {
-        const void* hit = memrchr(text.data(), c, end);
+        void const* hit = memrchr(text.data(), c, end);
         if (!hit) break;
-        end = static_cast<std::size_t>(static_cast<const char*>(hit) - text.data());
+        end = static_cast<std::size_t>(static_cast<char const*>(hit) - text.data());
         if (end < run) run = LeadRun(text, 0, end);
         if ((end - run) % 2 == 0) return end;
     }
@@ -133,7 +139,7 @@ void Lower(char* text, std::size_t length) noexcept { ChangeCase(text, length, u
 
 void Upper(char* text, std::size_t length) noexcept { ChangeCase(text, length, lower_letters); }
 
-void splitpath(const char* path, CString* drive, CString* directory, CString* name, CString* extension) {
+void splitpath(char const* path, CString* drive, CString* directory, CString* name, CString* extension) {
     std::string_view rest = ViewOf(path);
     const std::size_t drive_size = rest.size() >= 2 && rest[1] == ':' && !IsLeadByte(rest[0]) ? 2 : 0;
     const std::string_view drive_part = rest.substr(0, drive_size);

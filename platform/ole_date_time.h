@@ -5,7 +5,8 @@
 #include "platform/cstring.h"
 #include "platform/export.h"
 
-// A span of time in whole seconds, positive or negative.
+// A span of time in whole seconds, positive or negative. One longer than the calendar of COleDateTime is
+// invalid, and so is what is made from an invalid span.
 class TESSALY_API COleDateTimeSpan {
   public:
     enum DateTimeSpanStatus { valid = 0, invalid = 1, null = 2 };
@@ -70,10 +71,11 @@ class TESSALY_API COleDateTime {
     int SetDate(int year, int month, int day);
     // The zero date at that time.
     int SetTime(int hour, int minute, int second);
-    // Reads "Y/M/D", "Y-M-D", with or without " H:M" or " H:M:S", or a time alone. false with the status
-    // invalid for anything else.
+    // Reads "Y/M/D", "Y-M-D", with or without " H:M" or " H:M:S", or a time alone (of the zero date). Blanks
+    // around it do not matter. false with the status invalid for anything else.
     bool ParseDateTime(char const* text);
-    // As strftime, for %Y %m %d %H %M %S %y %j %a %A %b %B %w %p %I and %%; empty when not valid.
+    // As strftime, for %Y %m %d %H %M %S %y %j %a %A %b %B %w %p %I and %%; empty when not valid. %Y always
+    // has four digits, names are English, and any other "%" stays as it stands.
     CString Format(char const* format) const;
 
     COleDateTime operator+(COleDateTimeSpan const& span) const;

@@ -25,21 +25,21 @@ inline char* PutUtf8(std::uint16_t unit, char* out) noexcept {
     return out;
 }
 
-// Reads the character at `at`, which must lie inside the text, and moves `at` behind it. A byte that starts no
-// well-formed character is stepped over alone and gives not_a_character.
+// Reads the character at `at`, which must lie inside the text, and moves `at` behind it. A byte that starts
+// no well-formed character is stepped over alone and gives not_a_character.
 inline char32_t TakeUtf8(std::string_view text, std::size_t& at) noexcept {
-    const auto first = static_cast<unsigned char>(text[at++]);
+    auto const first = static_cast<unsigned char>(text[at++]);
     if (first < 0x80) return first;
     const std::size_t more = first >= 0xF0 ? 3 : first >= 0xE0 ? 2 : 1;
     if (first < 0xC2 || first > 0xF4 || text.size() - at < more) return not_a_character;
     char32_t character = first & (0x3F >> more);
     for (std::size_t i = 0; i < more; ++i) {
-        const auto next = static_cast<unsigned char>(text[at + i]);
+        auto const next = static_cast<unsigned char>(text[at + i]);
         if ((next & 0xC0) != 0x80) return not_a_character;
         character = character << 6 | (next & 0x3F);
     }
     constexpr char32_t smallest[] = {0, 0x80, 0x800, 0x10000};
-    const bool surrogate = character >= 0xD800 && character <= 0xDFFF;
+    bool const surrogate = character >= 0xD800 && character <= 0xDFFF;
     if (character < smallest[more] || character > 0x10FFFF || surrogate) return not_a_character;
     at += more;
     return character;

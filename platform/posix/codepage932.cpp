@@ -1,7 +1,7 @@
 #include <iconv.h>
 
 #include <bit>
-#include <vector>
+#include <cstddef>
 
 #include "platform/codepage932_tables.h"
 #include "platform/mbcs.h"
@@ -9,45 +9,65 @@
 namespace platform {
 namespace {
 
-constexpr const char* utf16 = std::endian::native == std::endian::little ? "UTF-16LE" : "UTF-16BE";
+constexpr char const* code_page = "CP932";
+constexpr char const* utf16 = std::endian::native == std::endian::little ? "UTF-16LE" : "UTF-16BE";
 
 class Converter {
   public:
-    Converter(const char* to, const char* from) noexcept : handle_(iconv_open(to, from)) {}
+    Converter(char const* to, char const* from) noexcept : handle_(iconv_open(to, from)) {}
     ~Converter() {
         if (IsOpen()) iconv_close(handle_);
     }
-    Converter(const Converter&) = delete;
-    Converter& operator=(const Converter&) = delete;
+    Converter(Converter const&) = delete;
+    Converter& operator=(Converter const&) = delete;
     bool IsOpen() const noexcept { return handle_ != reinterpret_cast<iconv_t>(-1); }
-    // Converts up to the first character that has no form on the other side; moves both places forward.
-    void Run(char*& in, const char* in_end, char*& out, const char* out_end) noexcept {
-        auto in_left = static_cast<std::size_t>(in_end - in);
-        auto out_left = static_cast<std::size_t>(out_end - out);
-        iconv(handle_, &in, &in_left, &out, &out_left);
+    // Bytes that one character gives; 0 if it has no form on the other side.
+    std::size_t Convert(char* in, std::size_t in_size, char* out, std::size_t out_size) noexcept {
+        const std::size_t room = out_size;
+        bool const whole = iconv(handle_, &in, &in_size, &out, &out_size) != static_cast<std::size_t>(-1);
+        return whole && in_size == 0 ? room - out_size : 0;
     }
 
   private:
     iconv_t handle_;
 };
 
-// All codes of one size in one run: `codes` holds them, `input` their bytes. A code that the conversion stops at has
-// no character and is stepped over.
-void FillFromCodes(Converter& converter, const std::vector<std::uint16_t>& codes, std::string& input,
-                   Codepage932Tables& tables) {
-    const std::size_t size = input.size() / codes.size();
-    std::vector<std::uint16_t> units(codes.size());
-    char* in = input.data();
-    const char* const in_end = in + input.size();
-    while (in < in_end) {
-        std::size_t index = static_cast<std::size_t>(in - input.data()) / size;
-        char* out = reinterpret_cast<char*>(units.data());
-        const char* const out_start = out;
-        converter.Run(in, in_end, out, reinterpret_cast<char*>(units.data() + units.size()));
-        for (std::ptrdiff_t unit = 0; unit < (out - out_start) / 2; ++unit)
-            tables.unicode_of[codes[index++]] = units[unit];
-        in = input.data() + (index + 1) * size;
+void FillUnicode(Converter& from_code_page, Codepage932Tables& tables) noexcept {
+    auto const fill = [&](unsigned code) {
+        char bytes[] = {static_cast<char>(code >> 8), static_cast<char>(code)};
+        const std::size_t size = code > 0xFF ? 2 : 1;
+        std::uint16_t unit = 0;
+        if (from_code_page.Convert(bytes + 2 - size, size, reinterpret_cast<char*>(&unit), sizeof unit) == 2)
+            tables.unicode_of[code] = unit;
+    };
+    for (unsigned first = 0x80; first <= 0xFF; ++first) {
+        if (!IsLeadByte(static_cast<unsigned char>(first))) {
+            fill(first);
+            continue;
+        }
+        for (unsigned second = 0x40; second <= 0xFC; ++second) fill(first << 8 | second);
+    }
+}
+
+void FillCodes(Converter& to_code_page, Codepage932Tables& tables) noexcept {
+    for (unsigned unit = 0x80; unit <= 0xFFFF; ++unit) {
+        if (unit >= 0xD800 && unit <= 0xDFFF) continue;  // surrogates, of which none stands alone
+        auto value = static_cast<std::uint16_t>(unit);
+        unsigned char bytes[2] = {};
+        const std::size_t size = to_code_page.Convert(reinterpret_cast<char*>(&value), sizeof value,
+                                                      reinterpret_cast<char*>(bytes), sizeof bytes);
+        if (size == 1) tables.code_of[unit] = bytes[0];
+        if (size == 2) tables.code_of[unit] = static_cast<std::uint16_t>(bytes[0] << 8 | bytes[1]);
     }
 }
 
 }  // namespace
+
+void FillCodepage932(Codepage932Tables& tables) noexcept {
+    Converter from_code_page(utf16, code_page);
+    if (from_code_page.IsOpen()) FillUnicode(from_code_page, tables);
+    Converter to_code_page(code_page, utf16);
+    if (to_code_page.IsOpen()) FillCodes(to_code_page, tables);
+}
+
+}  // namespace platform

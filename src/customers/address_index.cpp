@@ -41,7 +41,7 @@ std::uint32_t HashLowered(std::string_view text) noexcept {
 
 }  // namespace
 
-std::uint32_t HashAddress(std::string_view address) noexcept {
+std::uint32_t HashAddress(std::string_view address) {
     std::uint64_t hash = address.size();
     for (std::size_t at = 0; at < address.size(); at += 8) {
         const std::uint64_t word = WordAt(address, at);
@@ -59,6 +59,7 @@ void AddressIndex::Clear() {
     slots_.clear();
     links_.clear();
     used_ = 0;
+    emptied_slots_ = 0;
 }
 
 void AddressIndex::Rebuild(const AddressSource& source, int rows) {
@@ -103,7 +104,7 @@ const AddressIndex::Slot* AddressIndex::Find(const AddressSource& source, std::s
 }
 
 void AddressIndex::Insert(const AddressSource& source, int row, std::uint32_t hash) {
-    if (2 * (used_ + 1) > slots_.size()) Resize(slots_.size() * 2);
+    if (2 * (used_ + 1) > slots_.size()) Grow();
     Slot& slot = slots_[PlaceOf(source, source.AddressOf(row), hash)];
     if (slot.first == no_row) {
         ++used_;
@@ -136,13 +137,18 @@ void AddressIndex::Unlink(const AddressSource& source, int row, std::string_view
     Slot& slot = slots_[place];
     (link.previous == no_row ? slot.first : links_[static_cast<std::size_t>(link.previous)].next) = link.next;
     (link.next == no_row ? slot.last : links_[static_cast<std::size_t>(link.next)].previous) = link.previous;
-    if (slot.first == no_row) slot.first = emptied;
+    if (slot.first != no_row) return;
+    slot.first = emptied;
+    ++emptied_slots_;
 }
+
+void AddressIndex::Grow() { Resize(std::bit_ceil(4 * (used_ - emptied_slots_ + 1))); }
 
 void AddressIndex::Resize(std::size_t slots) {
     slots = std::max(slots, smallest_size);
     const std::vector<Slot> old = std::exchange(slots_, std::vector<Slot>(slots, Slot{0, no_row, no_row}));
     used_ = 0;
+    emptied_slots_ = 0;
     for (const Slot& slot : old) {
         if (slot.first < 0) continue;
         std::size_t place = slot.hash & (slots - 1);

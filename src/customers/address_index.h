@@ -58,14 +58,17 @@ class AddressIndex {
     void Insert(const AddressSource& source, int row, std::uint32_t hash);
     void Unlink(const AddressSource& source, int row, std::string_view address);
     void LinkInOrder(Slot& slot, int row);
+    // Room for twice the addresses that stand in it, without the emptied slots.
+    void Grow();
     void Resize(std::size_t slots);
 
     std::vector<Slot> slots_;  // a power of two
     std::vector<Link> links_;  // by row
     std::size_t used_ = 0;     // slots that are not free, emptied ones included
+    std::size_t emptied_slots_ = 0;
 };
 
 // Equal for addresses that differ in case only.
-std::uint32_t HashAddress(std::string_view address) noexcept;
+std::uint32_t HashAddress(std::string_view address);
 
 }  // namespace customers

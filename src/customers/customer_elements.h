@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstddef>
+
 #include "customers/one_customer.h"
 #include "platform/cstring.h"
 
@@ -32,10 +34,6 @@ enum Element : int {
     element_renewal_date = 55,
     element_count = 56,
 };
-
-// Cells of the settings record that define attribute n: its title and its type.
-inline constexpr int first_title_cell = 14;
-inline constexpr int first_type_cell = 34;
 
 inline constexpr char yes_text[] = "Y";
 inline constexpr char no_text[] = "N";

@@ -10,31 +10,41 @@
 #include "storage/log_writer.h"
 
 class SocketSupport;
+namespace delivery {
+struct AllowedMethods;
+}
 
-// The plain, unencrypted SMTP client (RFC 5321). One call of Send puts one mail to one recipient on the wire in one
-// SMTP conversation; a mailing is the application's loop around it. The object is configured once and used for mail
-// after mail: Send ends by emptying recipient, Message-ID and body, while header, content type, attachments and
-// boundary stay. All texts are Shift-JIS; a null text counts as empty.
+// The plain, unencrypted SMTP client (RFC 5321). One call of Send puts one mail to one recipient on the wire
+// in one SMTP conversation; a mailing is the application's loop around it. The object is configured once and
+// used for mail after mail: Send ends by emptying recipient, Message-ID and body, while header, content type,
+// attachments and boundary stay. All texts are Shift-JIS; a null text counts as empty.
 //
 // An object and its socket belong to the thread that calls them. SetXMailer is for the start of the program;
 // MakeMessageID may be called from any thread.
 //
 // What a server or a caller may not do:
-// - A recipient or sender address with a CR or LF in it never reaches the wire (it would be a second command). Send
-//   then refuses before it connects: for the recipient as the server would refuse it (result 0, smtp_refused_by_server,
-//   an entry in the error list), for the sender with -1 and smtp_missing_data, each with a text of its own.
-// - A user name or password whose answer exceeds the 512-byte buffers (delivery/smtp_authentication.h) is refused with
-//   -4, smtp_auth_failed and a text of its own: before connecting when it fits none of the allowed methods, before AUTH
-//   when it doesn't fit the one chosen. A challenge that does not fit ends the same way, with only QUIT sent after it.
-//   A LOGIN server gets at most login_prompt_limit answers.
-// - A reply over the limits of delivery/smtp_reply.h is a socket failure (-2) with error_unknown_code and a text of
-//   its own.
-// - Header lines are taken as they are, but in AddHeader with a name a line end that does not fold the value (CR LF
+// - A recipient or sender address with a CR or LF in it never reaches the wire (it would be a second
+// command). Send
+//   then refuses before it connects: for the recipient as the server would refuse it (result 0,
+//   smtp_refused_by_server, an entry in the error list), for the sender with -1 and smtp_missing_data, each
+//   with a text of its own.
+// - A user name or password whose answer exceeds the 512-byte buffers (delivery/smtp_authentication.h) is
+// refused with
+//   -4, smtp_auth_failed and a text of its own: before connecting when it fits none of the allowed methods,
+//   before AUTH when it doesn't fit the one chosen. A challenge that does not fit ends the same way, with
+//   only QUIT sent after it. A LOGIN server gets at most login_prompt_limit answers.
+// - A reply over the limit of delivery/smtp_reply.h is a socket failure (-2) with error_unknown_code. That
+// code comes
+//   with a text that says what happened, here and for a lost connection and a socket error without a number
+//   of its own.
+// - Header lines are taken as they are, but in AddHeader with a name a line end that does not fold the value
+// (CR LF
 //   followed by a blank or tab) becomes a blank, so that no value can add a header line.
 //
-// With a continue count maximum above 1 a connection is kept for several mails: the next Send or CheckSMTP on it begins
-// with RSET in place of greeting, HELO or EHLO and authentication (settings changed meanwhile hold from the next
-// connection on), and QUIT is sent when the connection ends, also by the destructor, which does not wait for the reply.
+// With a continue count maximum above 1 a connection is kept for several mails: the next Send or CheckSMTP on
+// it begins with RSET in place of greeting, HELO or EHLO and authentication (settings changed meanwhile hold
+// from the next connection on), and QUIT is sent when the connection ends, also by the destructor, which does
+// not wait for the reply.
 class TESSALY_API MailSend {
   public:
     enum FunctionType {
@@ -54,57 +64,58 @@ class TESSALY_API MailSend {
     };
     // Results of CheckSMTP, beside -2 to -4 of Send.
     enum CheckResult { CheckPassed = 0, CheckNotConnected = -1 };
+    static constexpr int default_port = 25;
     static constexpr int login_prompt_limit = 8;
 
     MailSend();
     virtual ~MailSend();
-    MailSend(const MailSend&) = delete;
-    MailSend& operator=(const MailSend&) = delete;
+    MailSend(MailSend const&) = delete;
+    MailSend& operator=(MailSend const&) = delete;
 
     // The mail. SetRecipient, SetSenderAddr and SetBody return 1, SetMessageID 0.
-    int SetRecipient(const char* address);
+    int SetRecipient(char const* address);
     void ClearRecipient() { recipient_.Empty(); }
     CString& GetRecipient() { return recipient_; }
-    int SetSenderAddr(const char* address);
-    const char* GetSenderAddr() const { return sender_; }
+    int SetSenderAddr(char const* address);
+    char const* GetSenderAddr() const { return sender_; }
     // Without angle brackets.
-    int SetMessageID(const char* id);
-    const char* GetMessageID() const { return message_id_; }
-    int SetBody(const char* text);
-    const char* GetBody() const { return body_; }
+    int SetMessageID(char const* id);
+    char const* GetMessageID() const { return message_id_; }
+    int SetBody(char const* text);
+    char const* GetBody() const { return body_; }
 
     // The header becomes `line` and CR LF. Returns 1.
-    int SetHeader(const char* line);
+    int SetHeader(char const* line);
     // Appends `line` and CR LF. Returns 1.
-    int AddHeader(const char* line);
+    int AddHeader(char const* line);
     // Empties the header, then as AddHeader with the same arguments.
-    int SetHeader(const char* name, const char* value, const char* address);
-    // Appends "name: text". The text is `value`, or with an `address` the quoted value and the address in angle
-    // brackets, or the address alone when `value` is empty or null. A value with bytes above 127 becomes encoded words
-    // (RFC 2047) in ISO-2022-JP; half-width kana, which that code does not have, become full-width. 1, or 0 without a
-    // name.
-    int AddHeader(const char* name, const char* value, const char* address);
-    const char* GetHeader() const { return header_; }
+    int SetHeader(char const* name, char const* value, char const* address);
+    // Appends "name: text". The text is `value`, or with an `address` the quoted value and the address in
+    // angle brackets, or the address alone when `value` is empty or null. A value with bytes above 127
+    // becomes encoded words (RFC 2047) in ISO-2022-JP; half-width kana, which that code does not have, become
+    // full-width. 1, or 0 without a name.
+    int AddHeader(char const* name, char const* value, char const* address);
+    char const* GetHeader() const { return header_; }
     // Empty header and body, the header, the body. Each returns 1.
     int ClearMail();
     int ClearMailHeader();
     int ClearMailBody();
-    // "type/subtype" with `parameters` behind it, unless null, as they are. Returns 1. Empty, as at first, means plain
-    // text in ISO-2022-JP.
-    int SetContentType(const char* type, const char* subtype, const char* parameters);
+    // "type/subtype" with `parameters` behind it, unless null, as they are. Returns 1. Empty, as at first,
+    // means plain text in ISO-2022-JP.
+    int SetContentType(char const* type, char const* subtype, char const* parameters);
     CString GetContentType() const { return content_type_; }
     void ClearAttachFile() { attachments_.RemoveAll(); }
     // Appends one finished MIME part, header and body, as text; no file is read. Returns 1.
-    int AddAttachFile(const char* part);
+    int AddAttachFile(char const* part);
     // Makes the boundary of the mail's parts; Send does it by itself for a mail with attachments.
     void MakeBoundary();
     // A file name as header text: ASCII unchanged, else encoded words.
-    static CString EncodeFileName(const char* name);
+    static CString EncodeFileName(char const* name);
 
-    // 1; or 0 with smtp_already_connected on an open connection, or with smtp_bad_host_or_port unless the host is not
-    // empty and the port is above 0. `host`: a name or an IPv4 or IPv6 address.
-    int SetSmtpHost(const char* host, int port);
-    const char* GetSmtpHost() const { return host_; }
+    // 1; or 0 with smtp_already_connected on an open connection, or with smtp_bad_host_or_port unless the
+    // host is not empty and the port is above 0. `host`: a name or an IPv4 or IPv6 address.
+    int SetSmtpHost(char const* host, int port);
+    char const* GetSmtpHost() const { return host_; }
     int GetSmtpPort() const { return port_; }
     // Whether to authenticate, and by which methods.
     void SetSmtpAuth(int useAuth, int cramMd5, int login, int plain);
@@ -112,8 +123,8 @@ class TESSALY_API MailSend {
     // How many conversations one connection serves. Returns 1.
     int SetContCountMax(int count);
     int GetContCountMax() const { return continue_max_; }
-    // Time limits in milliseconds, 0 for none: of each wait on the connected socket, and of connecting, all addresses
-    // of the host together. The setters return the value.
+    // Time limits in milliseconds, 0 for none: of each wait on the connected socket, and of connecting, all
+    // addresses of the host together. The setters return the value.
     int SetTimeOutTime(unsigned int ms);
     int GetTimeOutTime() const { return static_cast<int>(timeout_ms_); }
     int SetTimeOutTimeBeforeConnect(unsigned int ms);
@@ -121,25 +132,26 @@ class TESSALY_API MailSend {
 
     // One mail on the wire. Result: SendResult, the reason in GetErrMsg().
     int Send();
-    // The same conversation up to authentication, to test the settings; sends no mail and leaves the mail alone.
-    // Without authentication it ends after the greeting. Result: 0, CheckNotConnected, or -2 to -4 of SendResult.
+    // The same conversation up to authentication, to test the settings; sends no mail and leaves the mail
+    // alone. Without authentication it ends after the greeting. Result: 0, CheckNotConnected, or -2 to -4 of
+    // SendResult.
     int CheckSMTP();
     // The recipients refused by the last Send, in place of what `list` held. Returns 1.
     int GetErrList(CArray<MailSendErr, MailSendErr&>& list) const;
     CErrMsg& GetErrMsg() { return last_error_; }
 
     // The X-Mailer value of all objects; empty for no such line. Returns 1.
-    static int SetXMailer(const char* name);
-    static const char* GetXMailer() { return m_strMailerName; }
+    static int SetXMailer(char const* name);
+    static char const* GetXMailer() { return m_strMailerName; }
     // A Message-ID without angle brackets; see delivery/mail_stamps.h.
-    static CString MakeMessageID(const char* text, int number);
+    static CString MakeMessageID(char const* text, int number);
     // The present local time for a Date header; `zone` such as 900 or -500, null or empty for the system's.
-    static CString MakeSmtpDateNow(const char* zone);
+    static CString MakeSmtpDateNow(char const* zone);
     // The version of the library's own file, empty if it has none.
     static CString GetDllVersion();
-    // The code of a reply by its last line, 0 if that cannot be read. `final`, unless null, receives the same with a
-    // sign: below 0 on a continuation line.
-    static int GetResponseStatus(const char* reply, int* final);
+    // The code of a reply by its last line, 0 if that cannot be read. `final`, unless null, receives the same
+    // with a sign: below 0 on a continuation line.
+    static int GetResponseStatus(char const* reply, int* final);
     // The error number that tells the user about a socket error; 1 when there is none.
     static int GetWSAErrMsg(int socketError, FunctionType kind);
 
@@ -148,17 +160,17 @@ class TESSALY_API MailSend {
     void WriteLogToFile();
     // Environment, mail and customer, to stand above a conversation in the log.
     void WriteLogHeader(CString envName, int mailID, int customerID, CString address);
-    // One entry with its time. `kind`: "｜L｜" a note, "｜S｜" a command, "｜R｜" a reply or a socket error; for "｜C｜", free
-    // text, kind and time are left out.
+    // One entry with its time. `kind`: "｜L｜" a note, "｜S｜" a command, "｜R｜" a reply or a socket error;
+    // for "｜C｜", free text, kind and time are left out.
     void WriteLogLine(CString kind, CString text);
 
   protected:
     // Puts every field back to its start value; the connection, if any, is closed.
     void Init();
-    // With a `host`, or a `port` below 0, host and port go through SetSmtpHost, a null host or a negative port standing
-    // for the stored one. 1; also, with smtp_already_connected set, when there is a connection. 0 with the reason in
-    // GetErrMsg(): smtp_bad_host_or_port, or the socket error.
-    int Connect(const char* host, int port);
+    // With a `host`, or a `port` below 0, host and port go through SetSmtpHost, a null host or a negative
+    // port standing for the stored one. 1; also, with smtp_already_connected set, when there is a connection.
+    // 0 with the reason in GetErrMsg(): smtp_bad_host_or_port, or the socket error.
+    int Connect(char const* host, int port);
     // Closes at once, without QUIT. Returns 1.
     int Disconnect();
     // Sends `command` and CR LF. 1; or 0 with the socket error in GetErrMsg() if `reportFailure`.
@@ -171,29 +183,33 @@ class TESSALY_API MailSend {
   private:
     // How far the conversation on the open connection has come.
     enum class Stage { no_greeting, greeted, ready };
-    enum class Who { send, check };
+    enum class CheckOnly { no, yes };
 
+    // Results of the steps are those of Send; Exchange, ReadAnswer and the Answer... steps give the code of
+    // the reply instead of SendAccepted.
+    bool OpenSocket();
     int RunSend();
-    int RunMail(const CString& wire_text);
-    int MissingOrUnsafeField();
-    int RefuseRecipient(const CString& reply);
-    int Greet(Who who);
-    int SayHello(const char* verb, CString& reply);
-    int Authenticate(Who who, const CString& ehlo_reply);
+    int MissingField();
+    int CheckValues();
+    int CheckCredentials();
+    delivery::AllowedMethods AllowedMethods() const;
+    CString MakeMail();
+    int OpenConversation(char const* caller, CheckOnly check_only = CheckOnly::no);
+    int SayHello(char const* caller, CString const& local_name);
+    int Authenticate(char const* caller, CString const& ehlo_reply);
     int AnswerCramMd5(CString& reply);
     int AnswerLogin(CString& reply);
-    int AnswerPlain(CString& reply);
-    int CheckCredentials();
-    int Exchange(const CString& command, CString& reply);
-    int ReadAnswer(CString& reply, bool report_failure = true);
-    int Refused(int error_code, const CString& reply);
-    int OpenConversation(Who who);
+    int RunMail(CString& wire_text);
     void CloseConversation(int result);
-    void Quit();
-    void Note(Who who, const char* text);
-    void Note(const CString& text);
+    int Exchange(CString const& command, CString& reply);
+    int ReadAnswer(CString& reply, int report_failure);
+    int Refused(int error_code, CString const& reply);
+    int RefuseRecipient(CString const& reason);
+    int NoAuthentication(int error_code, char const* reason);
     void SetSocketError(int socket_error, FunctionType kind);
-    CString MakeMail();
+    void LogNote(CString const& text);
+    void LogCommand(CString const& line);
+    void LogReply(CString const& text);
 
     CString header_;
     CString body_;
@@ -211,7 +227,7 @@ class TESSALY_API MailSend {
     CString password_;
     std::unique_ptr<SocketSupport> socket_;
     CString host_;
-    int port_ = 25;
+    int port_ = default_port;
     int continue_max_ = 1;
     int continue_count_ = 0;
     unsigned int timeout_ms_ = 0;

@@ -7,11 +7,11 @@
 class TESSALY_API MailSendErr {
   public:
     MailSendErr() = default;
-    MailSendErr(const CString& refused_recipient, int error_code, const CString& finished_text);
-    MailSendErr(const MailSendErr&) = default;
-    MailSendErr& operator=(const MailSendErr&) = default;
+    MailSendErr(CString const& refused_recipient, int error_code, CString const& finished_text);
+    MailSendErr(MailSendErr const&) = default;
+    MailSendErr& operator=(MailSendErr const&) = default;
     // The same as the assignment.
-    MailSendErr& Cpy(const MailSendErr& other) { return *this = other; }
+    MailSendErr& Cpy(MailSendErr const& other) { return *this = other; }
 
     CString recipient;  // the address
     int code = 0;       // smtp_refused_by_server

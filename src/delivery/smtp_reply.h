@@ -10,24 +10,24 @@ class SocketSupport;
 // Replies of an SMTP server (RFC 5321 4.2): reading one from the wire and taking it apart.
 namespace delivery {
 
-// A reply that exceeds these limits (bytes, line ends included) counts as failed. RFC 5321 4.5.3.1.5 allows 512 bytes
-// a line; a reply of several lines has no limit there.
-inline constexpr int reply_line_limit = 64 * 1024;
-inline constexpr int reply_limit = 256 * 1024;
+// A reply with more bytes than this, or one line of that size, counts as failed. RFC 5321 4.5.3.1.5 allows
+// 512 bytes a line and sets no limit to their number; what servers send stays below a few KiB.
+inline constexpr int reply_limit = 64 * 1024;
 
-// What the last line of `reply` says: its code, positive on the last line of a reply, negative on a continuation line
+// What the last line of `reply` says: its code, positive on the last line of a reply, negative on a
+// continuation line
 // ("250-"), 0 on a line that cannot be read. The line end is no part of the line: "250" alone is a last line.
 TESSALY_API int ReplyCode(std::string_view reply) noexcept;
 
 enum class ReplyOutcome { complete, closed, failed, too_long };
 
-// Reads one reply, all its lines, into `text`, and its code into `code`. Lines that cannot be read are part of the
-// text. When the reply does not come to its end, `text` holds the lines so far and `code` is 0; after `failed` the
-// thread's last socket error says why.
+// Reads one reply, all its lines, into `text`, and its code into `code`. Lines that cannot be read are part
+// of the text. When the reply does not come to its end, `text` holds the lines so far and `code` is 0; after
+// `failed` the thread's last socket error says why.
 TESSALY_API ReplyOutcome ReadReply(SocketSupport& socket, CString& text, int& code);
 
 // The reply without the CR LF at its end.
-TESSALY_API CString WithoutLineEnd(const CString& reply);
+TESSALY_API CString WithoutLineEnd(CString const& reply);
 // The text behind the first blank, empty if there is none; the line end stays.
 TESSALY_API std::string_view BehindFirstBlank(std::string_view reply) noexcept;
 

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <cstddef>
 #include <cstdint>
 #include <string_view>
 
@@ -8,23 +7,24 @@
 #include "platform/export.h"
 #include "platform/socket.h"
 
-// The socket of the mail clients: a CSocket with a time limit on each blocking call, a line reader over a buffer that
-// outlives the call, and sending out of a string that shrinks as it is sent. Made when a client connects and deleted
-// when it disconnects, so that the line buffer lives as long as one connection.
+// The socket of the mail clients: a CSocket with a time limit on each blocking call, a line reader over a
+// buffer that outlives the call, and sending out of a string that shrinks as it is sent. Made when a client
+// connects and deleted when it disconnects, so that the line buffer lives as long as one connection.
 //
 // Failures are told by the result (-1) and by platform::GetLastSocketError(). A passed time limit is -1 with
 // platform::socket_timed_out; the interruption behind it (socket_interrupted) is never seen by the caller.
 //
 // The timer belongs to the thread that makes the call: one object serves one thread. Nothing is locked.
 //
-// In every operation with `ms`, 0 means the stored time-out time, and any other value becomes the stored one; with
-// both 0 there is no limit and a call can wait for ever. The limit holds for each platform call, that is on progress.
+// In every operation with `ms`, 0 means the stored time-out time, and any other value becomes the stored one;
+// with both 0 there is no limit and a call can wait for ever. The limit holds for each platform call, that is
+// on progress.
 class TESSALY_API SocketSupport : public CSocket {
   public:
-    static constexpr int receive_block = 102399;     // most bytes taken by one Receive
+    static constexpr int receive_block = 102399;       // most bytes taken by one Receive
     static constexpr unsigned forced_timeout_ms = 10;  // the limit that ForceTimeout sets
-    // A longer line ends GetLine with -1 and line_too_long_error, so that a peer that never ends its line cannot use
-    // up the memory. What was received stays in the line buffer.
+    // A longer line ends GetLine with -1 and line_too_long_error, so that a peer that never ends its line
+    // cannot use up the memory. What was received stays in the line buffer.
     static constexpr int default_line_limit = 64 * 1024 * 1024;
     static constexpr int line_too_long_error = 10040;
 
@@ -34,28 +34,30 @@ class TESSALY_API SocketSupport : public CSocket {
     // Stores the time-out time in milliseconds, 0 for none, and returns the previous one. Starts no timer.
     int SetTimeOutTime(unsigned int ms);
     int GetTimeOut() const { return static_cast<int>(timeout_ms_); }
-    // Arms the timer for one blocking call. 1, or 0 when the timer could not be started (the call then runs without
-    // a limit). With no limit to set the result is 1.
+    // Arms the timer for one blocking call. 1, or 0 when the timer could not be started (the call then runs
+    // without a limit). With no limit to set the result is 1.
     int SetTimeOut(unsigned int ms);
     // 1 with no timer running, else the result of platform::KillTimer.
     int KillTimeOut();
-    // A blocking call of this thread, running or about to run, ends within about 10 ms. To be called on that thread,
-    // such as from OnMessagePending. The stored time-out time stays 10 ms until somebody sets another.
+    // A blocking call of this thread, running or about to run, ends within about 10 ms. To be called on that
+    // thread, such as from OnMessagePending. The stored time-out time stays 10 ms until somebody sets
+    // another.
     void ForceTimeout();
 
     // CSocket::Connect with a time limit. Non-zero for success.
-    int ConnectWithin(const char* host, unsigned port, unsigned int ms);
-    // One send. Result: the bytes sent, which are removed from the front of `data`, or -1 with `data` untouched.
+    int ConnectWithin(char const* host, unsigned port, unsigned int ms);
+    // One send. Result: the bytes sent, which are removed from the front of `data`, or -1 with `data`
+    // untouched.
     int Send(CString& data, unsigned int ms, int flags);
-    // Sends until `data` is empty. Result: the bytes sent in all, 0 for empty `data`; or -1 at the first failure, when
-    // `data` holds what was not sent.
+    // Sends until `data` is empty. Result: the bytes sent in all, 0 for empty `data`; or -1 at the first
+    // failure, when `data` holds what was not sent.
     int SendBlock(CString& data, unsigned int ms, int flags);
-    // One receive of at most receive_block bytes, appended to `data`; a NUL arrives as a blank. Result: the number of
-    // bytes, 0 when the peer closed, or -1; `data` is touched only in the first case.
+    // One receive of at most receive_block bytes, appended to `data`; a NUL arrives as a blank. Result: the
+    // number of bytes, 0 when the peer closed, or -1; `data` is touched only in the first case.
     int Receive(CString& data, unsigned int ms, int flags);
-    // Appends one line to `line`, always ended by CR LF whatever ended it on the wire. Result: the line's length with
-    // that ending, at least 2; 0 when the peer closed before the line ended; or -1. On 0 and -1 `line` is untouched
-    // and the bytes received so far stay in the line buffer.
+    // Appends one line to `line`, always ended by CR LF whatever ended it on the wire. Result: the line's
+    // length with that ending, at least 2; 0 when the peer closed before the line ended; or -1. On 0 and -1
+    // `line` is untouched and the bytes received so far stay in the line buffer.
     int GetLine(CString& line, unsigned int ms, int flags);
 
     // Longest line, in bytes with its ending, that GetLine reads.
@@ -64,12 +66,13 @@ class TESSALY_API SocketSupport : public CSocket {
     CString& GetLineBuffer();
     void ClearLineBuffer();
 
-    // Moves the first line of `buffer` to `line`, without the CR and LF bytes at its end. Without an LF in `buffer`
-    // the result is -1 and `line` is empty, or with `takeRest` the whole of `buffer` counts as the line. Else the
-    // result is the length of `line`.
+    // Moves the first line of `buffer` to `line`, without the CR and LF bytes at its end. Without an LF in
+    // `buffer` the result is -1 and `line` is empty, or with `takeRest` the whole of `buffer` counts as the
+    // line. Else the result is the length of `line`.
     static int CutOffOneLine(CString& buffer, CString& line, int takeRest);
-    // Number of bytes up to and including the first LF, 0 without one. A lone CR ends no line. Null counts as empty.
-    static int FindCRorLF(const char* text);
+    // Number of bytes up to and including the first LF, 0 without one. A lone CR ends no line. Null counts as
+    // empty.
+    static int FindCRorLF(char const* text);
 
   protected:
     // Ends the waiting call when this object's timer is due; every other message goes on to CSocket.
@@ -77,7 +80,7 @@ class TESSALY_API SocketSupport : public CSocket {
 
   private:
     int SendSome(std::string_view bytes, unsigned int ms, int flags);
-    bool TakeBufferedLine(CString& line, int& length);
+    int TakeLine(CString& line, std::string_view taken);
     void DropConsumed();
     void TranslateInterruption() const;
 
@@ -85,8 +88,9 @@ class TESSALY_API SocketSupport : public CSocket {
     std::uint32_t timeout_ms_ = 0;
     std::uint32_t timer_id_ = 0;
     int line_limit_ = default_line_limit;
-    // Lines handed out are only marked as consumed and removed in one go, and bytes once searched for an LF are not
-    // searched again, so that reading stays linear. Whoever was given the buffer sees it exact after every call.
+    // Lines handed out are only marked as consumed and removed in one go, and bytes once searched for an LF
+    // are not searched again, so that reading stays linear. Whoever was given the buffer sees it exact after
+    // every call.
     int consumed_ = 0;
     int searched_ = 0;
     bool buffer_shared_ = false;

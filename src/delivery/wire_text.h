@@ -10,19 +10,19 @@
 namespace delivery {
 
 struct WireParts {
-    CString header;        // the caller's lines, each with CR LF
-    CString message_id;    // without angle brackets; empty for no such line
-    CString mailer_name;   // empty for no such line
-    CString content_type;  // empty for plain text in ISO-2022-JP
-    CString body;          // Shift-JIS
-    CString boundary;      // used with attachments
-    const CStringArray* attachments = nullptr;  // finished parts; null or empty for a mail without
+    CString header;                             // the caller's lines, each with CR LF
+    CString message_id;                         // without angle brackets; empty for no such line
+    CString mailer_name;                        // empty for no such line
+    CString content_type;                       // empty for plain text in ISO-2022-JP
+    CString body;                               // Shift-JIS
+    CString boundary;                           // used with attachments
+    CStringArray const* attachments = nullptr;  // finished parts; null or empty for a mail without
 };
 
-// The whole text with its closing dot. The body becomes ISO-2022-JP and is dot-stuffed (RFC 5321 4.5.2): at its start
-// and behind every line end. A lone CR or LF counts as a line end there, since some servers take it for one and would
-// find the end of the mail, and commands, inside the body. Attachments stand as they are.
-TESSALY_API CString MakeWireText(const WireParts& parts);
+// The whole text with its closing dot. The body becomes ISO-2022-JP and is dot-stuffed (RFC 5321 4.5.2): at
+// its start and behind every line end. A lone CR or LF counts as a line end there, since some servers take it
+// for one and would find the end of the mail, and commands, inside the body. Attachments stand as they are.
+TESSALY_API CString MakeWireText(WireParts const& parts);
 
 // Appends `text` with a dot before each dot that begins a line.
 TESSALY_API void AppendDotStuffed(CString& out, std::string_view text);

@@ -1,0 +1,10 @@
+#pragma once
+
+#include <CLI/CLI.hpp>
+
+namespace app {
+
+// `customers import`.
+void AddImportCommand(CLI::App& family);
+
+}  // namespace app

@@ -1,0 +1,37 @@
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <vector>
+
+#include "tessaly/storage.h"
+
+// A mail as its writer has it: a UTF-8 text file with header lines (Subject, optional From and Reply-To), an empty
+// line, and the body.
+namespace app {
+
+// An address with or without a name, as From and Reply-To hold it.
+struct Mailbox {
+    CString name;
+    CString address;
+};
+// "名前 <a@b.jp>" or "a@b.jp"; throws Failure, naming `what`, when the address is none.
+Mailbox ReadMailbox(const std::string& utf8, const std::string& what);
+
+struct Draft {
+    CString subject;
+    CString body;  // line ends CR LF
+    Mailbox from, reply_to;  // empty: not given
+};
+
+// Something in a draft that a recipient would not see as it was meant.
+struct Finding {
+    std::size_t line, column;  // of the file, from 1; column in characters
+    std::string text;
+};
+
+// Throws Failure, with line and column, for a file that is no draft or holds a character that the library cannot keep.
+// `findings` gets merge words that are unknown or outdated, machine-dependent characters and half-width kana.
+Draft ReadDraft(const std::string& file, std::vector<Finding>& findings);
+
+}  // namespace app

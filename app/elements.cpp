@@ -1,0 +1,97 @@
+#include "elements.h"
+
+#include <charconv>
+
+#include "crossing.h"
+#include "failure.h"
+#include "tessaly/text.h"
+
+namespace app {
+namespace {
+
+constexpr std::string_view attribute_prefix = "拡張属性";
+
+bool IsCodeNumber(int element) {
+    return element == customers::element_zip_code_1 || element == customers::element_zip_code_2 ||
+           (element >= customers::element_phone_1 && element <= customers::element_portable_2);
+}
+
+int AttributeOf(std::string_view name) {
+    if (!name.starts_with(attribute_prefix) || name.size() != attribute_prefix.size() + 1) return -1;
+    const char letter = name.back();
+    return letter >= 'A' && letter <= 'T' ? customers::element_first_attribute + (letter - 'A') : -1;
+}
+
+}  // namespace
+
+Elements::Elements(Session& session) {
+    CArray<DB_Element_Info, DB_Element_Info> info;
+    if (session.Customers().Get_DBElementInfo(info, CString('1', customers::element_count)) < 0)
+        throw Failure("列の情報を読めません: " + TextOf(session.Customers().GetErrMsg()));
+    for (int i = 0; i < info.GetSize(); ++i)
+        all_.push_back({info[i].ElementNumber, Out(info[i].Title), info[i].Type});
+}
+
+int Elements::Find(std::string_view name) const {
+    for (const Element& element : all_)
+        if (!element.title.empty() && element.title == name) return element.number;
+    if (const int attribute = AttributeOf(name); attribute >= 0) return attribute;
+    int number = -1;
+    const auto [end, error] = std::from_chars(name.data(), name.data() + name.size(), number);
+    const bool whole = error == std::errc() && end == name.data() + name.size();
+    return whole && number >= 0 && number < customers::element_count ? number : -1;
+}
+
+std::string Elements::Titles() const {
+    std::string titles;
+    for (const Element& element : all_)
+        if (!element.title.empty()) titles += (titles.empty() ? "" : "、") + element.title;
+    return titles;
+}
+
+int Elements::Named(std::string_view name) const {
+    if (const int number = Find(name); number >= 0) return number;
+    throw Failure("そういう列はありません: " + std::string(name) + "\n使える列: " + Titles());
+}
+
+std::vector<int> Elements::NamedList(std::string_view names) const {
+    std::vector<int> numbers;
+    for (;;) {
+        const std::size_t comma = names.find(',');
+        numbers.push_back(Named(names.substr(0, comma)));
+        if (comma == names.npos) return numbers;
+        names.remove_prefix(comma + 1);
+    }
+}
+
+std::string RefusalOf(const Element& element, const CString& value) {
+    if (element.number == customers::element_address)
+        return MailAddressChecker(value) == 1 ? "" : value.IsEmpty() ? "メールアドレスがありません" : "メールアドレスの形が正しくありません";
+    if (value.IsEmpty()) return {};
+    if (element.number == customers::element_birthday || element.type == 2)
+        return CheckDateTypeData(value, 3) == 1 ? "" : "日付が正しくありません (例: 1990/04/01)";
+    if (IsCodeNumber(element.number))
+        return CheckSpecialStringData(value, "1234567890-+") == 1 ? "" : "数字とハイフンのほかは使えません";
+    if (element.number == customers::element_direct_mail || element.number == customers::element_other_mail)
+        return value == "Y" || value == "N" ? "" : "Y か N のどちらかです";
+    if (element.number == customers::element_delete_flag) return value == "Y" ? "" : "Y か空のどちらかです";
+    if (element.type == 1) return CheckNumberData(value) == 1 ? "" : "数 (9桁まで) ではありません";
+    return {};
+}
+
+CString OneCustomer::* MemberOf(int element) {
+    return customers::IsElement(element) ? customers::DefinitionOf(element).member : nullptr;
+}
+
+Assignment ReadAssignment(const Elements& elements, std::string_view text) {
+    const std::size_t equals = text.find('=');
+    if (equals == text.npos) throw Failure("「列=値」の形で書いてください: " + std::string(text));
+    const Element& element = elements.At(elements.Named(text.substr(0, equals)));
+    if (!MemberOf(element.number)) throw Failure("この列は変えられません: " + element.title);
+    CString value = Into(text.substr(equals + 1), element.title);
+    if (const std::string refusal = RefusalOf(element, value); !refusal.empty())
+        throw Failure(element.title + ": " + refusal + ": " + std::string(text.substr(equals + 1)));
+    return {element.number, value};
+}
+
+}  // namespace app

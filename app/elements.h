@@ -1,0 +1,47 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "session.h"
+
+// The columns of a customer as the sender sees them: by title, by number, and as values that may be stored.
+namespace app {
+
+struct Element {
+    int number;
+    std::string title;  // UTF-8; empty: not for showing
+    int type;           // 0 text, 1 number, 2 date
+};
+
+class Elements {
+  public:
+    // Titles and types as the session's environment has them.
+    explicit Elements(Session& session);
+    const Element& At(int number) const { return all_[static_cast<std::size_t>(number)]; }
+    // By title, by "拡張属性A" to "拡張属性T", or by number. -1 for none.
+    int Find(std::string_view name) const;
+    // The same; throws Failure with the titles there are.
+    int Named(std::string_view name) const;
+    std::vector<int> NamedList(std::string_view names) const;  // divided by commas
+    std::string Titles() const;
+
+  private:
+    std::vector<Element> all_;
+};
+
+// Why a customer's value cannot be stored, as every way of bringing it in judges; empty when it can.
+std::string RefusalOf(const Element& element, const CString& value);
+
+// The member of a customer that an element stands for; null for those without one of type CString.
+CString OneCustomer::* MemberOf(int element);
+
+// "TITLE=VALUE"; throws Failure when it is not of that form.
+struct Assignment {
+    int element;
+    CString value;
+};
+Assignment ReadAssignment(const Elements& elements, std::string_view text);
+
+}  // namespace app

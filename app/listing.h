@@ -1,0 +1,37 @@
+#pragma once
+
+#include <ostream>
+#include <string>
+#include <vector>
+
+#include "tessaly/storage.h"
+
+// Rows of texts as a table for reading, as CSV or as JSON, all in UTF-8.
+namespace app {
+
+enum class ListFormat { table, csv, json };
+// Throws Failure for a name that is none.
+ListFormat ListFormatOf(const std::string& name);
+
+// Titles are UTF-8, cells code page 932.
+class Listing {
+  public:
+    Listing(std::ostream& out, ListFormat format, std::vector<std::string> titles);
+    void Add(std::vector<CString> cells);
+    void End();
+
+  private:
+    void Table();
+    void Flush(const std::vector<CString>& cells);
+
+    std::ostream& out_;
+    ListFormat format_;
+    std::vector<std::string> titles_;
+    std::vector<std::vector<CString>> rows_;  // of a table, whose widths are known at the end only
+    bool first_ = true;
+};
+
+// One field of a CSV line, quoted where it has to be.
+std::string CsvField(const std::string& text);
+
+}  // namespace app

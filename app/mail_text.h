@@ -1,0 +1,28 @@
+#pragma once
+
+#include "draft.h"
+#include "tessaly/customers.h"
+
+// One customer's mail: the draft with her values in it, in a form that mail programs can read.
+namespace app {
+
+struct MailText {
+    CString to_name, to_address;
+    CString subject;
+    CString body;
+};
+// Merges, and makes what came out fit for mail: no line end or control character in the subject or a name, line ends
+// CR LF in the body, half-width kana widened, characters outside JIS X 0208 moved to the rows that mail programs know
+// (NEC's), what has no place there replaced by the geta mark.
+MailText Merge(const Draft& draft, const OneCustomer& customer);
+
+// Text for a mail: see above; `one_line` also turns line ends and control characters into blanks.
+CString Mailable(const CString& text, bool one_line);
+
+// Header text from code page 932: ASCII as it is, else encoded words (RFC 2047) that hold all of it, so that no blank
+// comes or goes at their edges.
+CString HeaderText(const CString& text);
+// "name <address>" for a header; ASCII names as quoted strings (RFC 5322 3.2.4).
+CString HeaderMailbox(const Mailbox& mailbox);
+
+}  // namespace app

@@ -1,0 +1,170 @@
+#include "mailing.h"
+
+#include <chrono>
+#include <memory>
+#include <thread>
+#include <utility>
+
+#include "crossing.h"
+#include "mail_text.h"
+#include "terminal.h"
+#include "tessaly/delivery.h"
+#include "tessaly/text.h"
+
+namespace app {
+namespace {
+
+// A server that fails this often in a row, whoever the recipient was, takes no more now.
+constexpr int failures_in_a_row = 5;
+constexpr int connect_tries = 3;
+constexpr auto pause_between_tries = std::chrono::seconds(1);
+
+std::string OneLine(std::string text) {
+    while (!text.empty() && (text.back() == '\n' || text.back() == '\r')) text.pop_back();
+    std::string result;
+    for (const char c : text) {
+        if (c == '\n') result += ' ';
+        if (c != '\r' && c != '\n') result += c;
+    }
+    return result;
+}
+
+CString DomainOf(const CString& address) { return address.Mid(address.Find('@') + 1); }
+
+}  // namespace
+
+const char* NameOf(Outcome outcome) {
+    switch (outcome) {
+        case Outcome::sent: return "送信";
+        case Outcome::refused: return "拒否";
+        case Outcome::failed: return "失敗";
+    }
+    return "";
+}
+
+std::vector<CString> HeaderLines(const Mailbox& from, const Mailbox& reply_to, const Mailbox& to, const CString& subject) {
+    std::vector<CString> lines;
+    lines.push_back("From: " + HeaderMailbox({Mailable(from.name, true), from.address}));
+    if (!reply_to.address.IsEmpty())
+        lines.push_back("Reply-To: " + HeaderMailbox({Mailable(reply_to.name, true), reply_to.address}));
+    lines.push_back("To: " + HeaderMailbox(to));
+    lines.push_back("Date: " + MailSend::MakeSmtpDateNow(""));
+    lines.push_back("Subject: " + HeaderText(subject));
+    return lines;
+}
+
+// One thread's connection to the server.
+class Mailing::Client {
+  public:
+    explicit Client(const Mailing& mailing) : mailing_(mailing) {
+        const ServerSettings& server = mailing.server_;
+        client_.SetSmtpHost(Into(server.host, "送信サーバー"), server.port);
+        const auto allows = [&](const char* method) { return server.auth == "any" || server.auth == method ? 1 : 0; };
+        client_.SetSmtpAuth(server.auth == "none" ? 0 : 1, allows("cram-md5"), allows("login"), allows("plain"));
+        client_.SetSmtpUserPass(server.user, server.password);
+        client_.SetTimeOutTime(server.timeout_milliseconds);
+        client_.SetTimeOutTimeBeforeConnect(server.timeout_milliseconds);
+        client_.SetSenderAddr(mailing.from_.address);
+    }
+
+    Delivery Send(int id) {
+        Delivery delivery{id, {}, Outcome::failed, {}, {}};
+        OneCustomer customer;
+        if (mailing_.customers_.GetOneCustomerForEdit(customer, id) < 0) {
+            delivery.reply = "顧客が見つかりません";
+            return delivery;
+        }
+        delivery.address = customer.Email;
+        if (MailAddressChecker(customer.Email) != 1) {
+            delivery.outcome = Outcome::refused;
+            delivery.reply = "メールアドレスの形が正しくありません";
+            return delivery;
+        }
+        const MailText text = Merge(mailing_.draft_, customer);
+        delivery.message_id = MailSend::MakeMessageID("tessaly@" + DomainOf(mailing_.from_.address), id);
+        for (int attempt = 1;; ++attempt) {
+            Fill(text, delivery.message_id);
+            const int result = client_.Send();
+            Judge(result, delivery);
+            if (!connection_failed_ || attempt == connect_tries || Interrupted()) return delivery;
+            std::this_thread::sleep_for(pause_between_tries);
+        }
+    }
+    // Whether the last failure would meet every other recipient too.
+    bool FailedForAll() const { return failed_for_all_; }
+    bool Hopeless() const { return hopeless_; }
+
+  private:
+    void Fill(const MailText& text, const CString& message_id) {
+        client_.ClearMailHeader();
+        for (const CString& line :
+             HeaderLines(mailing_.from_, mailing_.draft_.reply_to, {text.to_name, text.to_address}, text.subject))
+            client_.AddHeader(line);
+        client_.SetBody(text.body);
+        client_.SetRecipient(text.to_address);
+        client_.SetMessageID(message_id);
+    }
+
+    void Judge(int result, Delivery& delivery) {
+        CArray<MailSendErr, MailSendErr&> refused;
+        client_.GetErrList(refused);
+        CErrMsg& error = client_.GetErrMsg();
+        connection_failed_ = result == MailSend::SendNotDelivered && refused.IsEmpty();
+        hopeless_ = error.GetLastCode() >= smtp_auth_not_supported && error.GetLastCode() <= smtp_auth_failed;
+        failed_for_all_ = connection_failed_ || hopeless_ || result == MailSend::SendSocketFailure ||
+                          error.GetLastCode() == smtp_server_not_ready;
+        if (result == MailSend::SendAccepted) {
+            delivery.outcome = Outcome::sent;
+            delivery.reply.clear();
+            failed_for_all_ = hopeless_ = false;
+            return;
+        }
+        delivery.outcome = refused.IsEmpty() ? Outcome::failed : Outcome::refused;
+        delivery.reply = OneLine(TextOf(error));
+    }
+
+    const Mailing& mailing_;
+    MailSend client_;
+    bool connection_failed_ = false, failed_for_all_ = false, hopeless_ = false;
+};
+
+Mailing::Mailing(CDatabaseEdit& customers, const Draft& draft, const Mailbox& from, const ServerSettings& server,
+                 std::function<void(const Delivery&)> on_delivery)
+    : customers_(customers), draft_(draft), from_(from), server_(server), on_delivery_(std::move(on_delivery)) {
+    MailSend::SetXMailer(server.mailer);
+}
+
+void Mailing::Run(const std::vector<int>& ids, int threads) {
+    std::vector<std::thread> workers;
+    for (int i = 0; i < threads; ++i) workers.emplace_back([&] { Work(ids); });
+    for (std::thread& worker : workers) worker.join();
+    if (stopped_.empty() && Interrupted()) stopped_ = "中断しました。";
+}
+
+void Mailing::Work(const std::vector<int>& ids) {
+    Client client(*this);
+    int in_a_row = 0;
+    while (!stop_ && !Interrupted()) {
+        const std::size_t mine = next_++;
+        if (mine >= ids.size()) return;
+        const Delivery delivery = client.Send(ids[mine]);
+        Finish(delivery);
+        in_a_row = client.FailedForAll() ? in_a_row + 1 : 0;
+        if (client.Hopeless() || in_a_row == failures_in_a_row) Stop("送信サーバーが受け付けないので止めました: " + delivery.reply);
+    }
+}
+
+void Mailing::Finish(const Delivery& delivery) {
+    std::lock_guard guard(lock_);
+    on_delivery_(delivery);
+    ++done_;
+    if (delivery.outcome == Outcome::sent) ++sent_;
+}
+
+void Mailing::Stop(const std::string& why) {
+    std::lock_guard guard(lock_);
+    stop_ = true;
+    if (stopped_.empty()) stopped_ = why;
+}
+
+}  // namespace app

@@ -1,0 +1,69 @@
+#pragma once
+
+#include <atomic>
+#include <functional>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "draft.h"
+#include "session.h"
+
+// The mailing loop: one mail to each recipient, from several threads, each with a connection of its own.
+namespace app {
+
+struct ServerSettings {
+    std::string host;
+    int port = 25;
+    std::string auth = "none";  // none, any, cram-md5, login, plain
+    CString user, password;
+    unsigned timeout_milliseconds = 60000;
+    CString mailer;
+};
+
+enum class Outcome { sent, refused, failed };
+const char* NameOf(Outcome outcome);
+
+struct Delivery {
+    int id;
+    CString address;
+    Outcome outcome;
+    std::string reply;  // what the server or the library said, on one line
+    CString message_id;
+};
+
+class Mailing {
+  public:
+    // `on_delivery` is called for each recipient when her mail's outcome is known, by one thread at a time.
+    Mailing(CDatabaseEdit& customers, const Draft& draft, const Mailbox& from, const ServerSettings& server,
+            std::function<void(const Delivery&)> on_delivery);
+    // Returns when every mail is out, when Interrupted(), or when the server takes no more; `Stopped` then says why.
+    void Run(const std::vector<int>& ids, int threads);
+
+    std::uint64_t Done() const { return done_; }
+    std::uint64_t Sent() const { return sent_; }
+    // Why the mailing ended before its end; empty when it did not.
+    const std::string& Stopped() const { return stopped_; }
+
+  private:
+    class Client;
+    void Work(const std::vector<int>& ids);
+    void Finish(const Delivery& delivery);
+    void Stop(const std::string& why);
+
+    CDatabaseEdit& customers_;
+    const Draft& draft_;
+    const Mailbox& from_;
+    const ServerSettings& server_;
+    std::function<void(const Delivery&)> on_delivery_;
+    std::mutex lock_;
+    std::atomic<std::size_t> next_ = 0;
+    std::atomic<std::uint64_t> done_ = 0, sent_ = 0;
+    std::atomic<bool> stop_ = false;
+    std::string stopped_;
+};
+
+// The header lines of a mail, in their order on the wire.
+std::vector<CString> HeaderLines(const Mailbox& from, const Mailbox& reply_to, const Mailbox& to, const CString& subject);
+
+}  // namespace app

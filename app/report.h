@@ -1,0 +1,31 @@
+#pragma once
+
+#include <fstream>
+#include <set>
+#include <string>
+
+#include "mailing.h"
+
+// The report of a mailing: CSV, UTF-8 with a byte order mark (spreadsheets look for it), a row for each recipient,
+// written when her mail's outcome is known, so that it is true even if the process dies.
+namespace app {
+
+class Report {
+  public:
+    // Begins a new file; with `resume` goes on with one that an earlier run of the same mailing left. Throws Failure
+    // when the file cannot be written, when it is there already without `resume`, or when it is no report.
+    Report(const std::string& file, bool resume);
+
+    // Recipients whose mail went out, or was refused for good, in the earlier run.
+    const std::set<int>& Settled() const { return settled_; }
+    void Add(const Delivery& delivery);
+
+  private:
+    void ReadEarlier(const std::string& file);
+
+    std::string name_;
+    std::ofstream file_;
+    std::set<int> settled_;
+};
+
+}  // namespace app

@@ -1,0 +1,50 @@
+#pragma once
+
+#include <cstddef>
+#include <ctime>
+#include <string>
+#include <string_view>
+#include <vector>
+
+// Shared by the sections of the measuring program.
+namespace measure {
+
+inline double Now() {
+    timespec time{};
+    clock_gettime(CLOCK_MONOTONIC, &time);
+    return static_cast<double>(time.tv_sec) + 1e-9 * static_cast<double>(time.tv_nsec);
+}
+
+// Seconds of the fastest run: up to three runs, no new one once three seconds are used.
+template <class Work>
+double Best(Work work, int runs = 3, double budget = 3.0) {
+    double least = 1e99;
+    const double start = Now();
+    for (int i = 0; i < runs && (i == 0 || Now() - start < budget); ++i) {
+        const double begun = Now();
+        work();
+        const double used = Now() - begun;
+        if (used < least) least = used;
+    }
+    return least;
+}
+
+// One line of the result: task, peer, figure, unit, divided by tabs.
+void Row(const std::string& task, double figure, const char* unit);
+// A line for the notes.
+void Note(const std::string& text);
+
+std::string Slurp(const std::string& path);
+std::vector<std::string> Lines(const std::string& path);
+double ResidentMebibytes();
+inline double Megabytes(std::string_view text) { return 1e-6 * static_cast<double>(text.size()); }
+// A folder of this run's own below the system's place for temporary files.
+std::string ScratchFolder();
+
+void Merge(const std::string& data);
+void Conversions(const std::string& data);
+void Mime(const std::string& data);
+void Smtp(const std::string& data, int port, int sessions);
+void Table(const std::string& data);
+
+}  // namespace measure

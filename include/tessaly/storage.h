@@ -1,0 +1,23 @@
+#pragma once
+
+// Errors and tables, sequences and copies, transfer log and profile files.
+#include "storage/base64_text.h"
+#include "storage/base_record_structer.h"
+#include "storage/check_directory.h"
+#include "storage/csv_read.h"
+#include "storage/csv_write.h"
+#include "storage/date_data.h"
+#include "storage/err_msg.h"
+#include "storage/error_codes.h"
+#include "storage/file_history.h"
+#include "storage/file_version.h"
+#include "storage/ini_manager.h"
+#include "storage/log_writer.h"
+#include "storage/md5.h"
+#include "storage/my_db.h"
+#include "storage/sequencer.h"
+#include "storage/split_string.h"
+#include "storage/string_array_ex.h"
+#include "storage/substitution.h"
+#include "storage/xcsv_read.h"
+#include "storage/xcsv_write.h"

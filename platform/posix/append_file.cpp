@@ -1,0 +1,77 @@
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+
+#include "platform/file.h"
+#include "platform/path.h"
+#include "platform/posix/descriptor.h"
+
+namespace platform {
+
+AppendFile& AppendFile::operator=(AppendFile const& other) noexcept {
+    if (this != &other) Close();
+    return *this;
+}
+
+bool AppendFile::Open(char const* path) {
+    Close();
+    posix::Descriptor file = posix::OpenPath(path, O_RDWR | O_CREAT | O_APPEND);
+    struct stat status {};
+    if (!file || fstat(file.Get(), &status) != 0) return false;
+    path_ = HostPath(path);
+    device_ = status.st_dev;
+    inode_ = status.st_ino;
+    descriptor_ = file.Release();
+    return true;
+}
+
+// While the file is open its number is not given to another, so one look at what the path leads to tells
+// everything: that the file was not deleted, not moved away and not replaced.
+bool AppendFile::StillThere() const noexcept {
+    struct stat status {};
+    return IsOpen() && stat(path_.c_str(), &status) == 0 && status.st_ino == inode_ &&
+           status.st_dev == device_;
+}
+
+// Without the times: asking for them makes the next write note a new one on the disk, which doubles its cost.
+std::int64_t AppendFile::Length() const noexcept {
+    struct statx status {};
+    if (!IsOpen() || statx(descriptor_, "", AT_EMPTY_PATH, STATX_NLINK | STATX_SIZE, &status) != 0 ||
+        status.stx_nlink == 0)
+        return -1;
+    return static_cast<std::int64_t>(status.stx_size);
+}
+
+std::string AppendFile::Head(std::size_t count) const {
+    std::string head(count, '\0');
+    std::size_t size = 0;
+    while (IsOpen() && size < count) {
+        const ssize_t read = pread(descriptor_, head.data() + size, count - size, static_cast<off_t>(size));
+        if (read > 0)
+            size += static_cast<std::size_t>(read);
+        else if (read == 0 || errno != EINTR)
+            break;
+    }
+    head.resize(size);
+    return head;
+}
+
+bool AppendFile::Truncate() { return IsOpen() && ftruncate(descriptor_, 0) == 0; }
+
+bool AppendFile::Append(std::string_view text) {
+    if (!IsOpen()) return false;
+    const std::size_t written = posix::WriteAll(descriptor_, text);
+    if (written == text.size()) return true;
+    // Takes a cut entry back, since the caller will write it again; unless somebody wrote behind it.
+    const off_t end = written ? lseek(descriptor_, 0, SEEK_CUR) : -1;
+    struct stat status {};
+    if (end >= 0 && fstat(descriptor_, &status) == 0 && status.st_size == end)
+        static_cast<void>(ftruncate(descriptor_, end - static_cast<off_t>(written)) == 0);
+    return false;
+}
+
+void AppendFile::Close() noexcept { posix::Descriptor(std::exchange(descriptor_, -1)).Close(); }
+
+}  // namespace platform

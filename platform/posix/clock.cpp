@@ -1,0 +1,80 @@
+#include "platform/clock.h"
+
+#include <algorithm>
+#include <chrono>
+#include <cstdlib>
+#include <cstring>
+#include <ctime>
+
+namespace platform {
+namespace {
+
+constexpr std::int64_t hour_seconds = 3600;
+
+long OffsetBySystem(std::int64_t seconds) noexcept {
+    const std::time_t time = seconds;
+    std::tm parts = {};
+    return localtime_r(&time, &parts) ? parts.tm_gmtoff : 0;
+}
+
+// The system's conversion takes a lock of the whole process and walks the zone's table, so that each thread
+// keeps the offset of the hour that it asked for last, for as long as TZ says the same.
+struct OffsetCache {
+    enum Zone : unsigned char { unread, unset, named };
+    static constexpr std::int64_t no_hour = INT64_MIN;
+
+    Zone zone = unread;
+    char name[64] = {};
+    std::int64_t hour = no_hour;  // since 1970
+    long offset = 0;
+
+    // Empties the cache and has the system read TZ anew if TZ is not what it was. A name too long to be kept
+    // counts as new each time.
+    void FollowZone() noexcept {
+        char const* now = std::getenv("TZ");
+        if (now ? zone == named && std::strcmp(name, now) == 0 : zone == unset) return;
+        tzset();
+        hour = no_hour;
+        zone = now ? named : unset;
+        if (!now) return;
+        const std::size_t length = std::strlen(now);
+        if (length < sizeof name)
+            std::memcpy(name, now, length + 1);
+        else
+            zone = unread;
+    }
+
+    long OffsetAt(std::int64_t seconds) noexcept {
+        const std::int64_t wanted =
+            (seconds - (seconds % hour_seconds + hour_seconds) % hour_seconds) / hour_seconds;
+        if (wanted == hour) return offset;
+        // An hour in which the offset changes is asked for second by second.
+        long const first = OffsetBySystem(wanted * hour_seconds);
+        if (first != OffsetBySystem((wanted + 1) * hour_seconds - 1)) return OffsetBySystem(seconds);
+        hour = wanted;
+        return offset = first;
+    }
+};
+
+thread_local constinit OffsetCache offsets;
+
+}  // namespace
+
+long UtcOffset(std::int64_t seconds) noexcept {
+    offsets.FollowZone();
+    return offsets.OffsetAt(seconds);
+}
+
+long StandardTimezone() noexcept {
+    tzset();
+    // Summer time lies around January in the south and around July in the north, and always stands farther
+    // east.
+    const std::chrono::year year{UtcTime(Now().seconds).year};
+    auto const offset_on = [year](std::chrono::month month) {
+        const std::chrono::sys_seconds day = std::chrono::sys_days{year / month / 1};
+        return OffsetBySystem(day.time_since_epoch().count());
+    };
+    return -std::min(offset_on(std::chrono::January), offset_on(std::chrono::July));
+}
+
+}  // namespace platform

@@ -1,0 +1,146 @@
+#include "customers/database_edit.h"
+
+#include "customers/database_lock.h"
+#include "environment/env_manager.h"
+#include "environment/system_option.h"
+#include "platform/dialog.h"
+
+using customers::DatabaseLock;
+using customers::element_count;
+
+namespace customers {
+
+CMutex& DatabaseMutex() {
+    static CMutex mutex(false, "DATABASE_EDIT_MUTEX");
+    return mutex;
+}
+
+}  // namespace customers
+
+CDatabaseEdit::CDatabaseEdit() { InitMember(); }
+
+CDatabaseEdit::CDatabaseEdit(EnvManager* env) {
+    InitMember();
+    if (SetEnvManager(env)) return;
+    error_.SetErr(customer_environment_set_failed);
+    AfxMessageBox(error_.GetLastMsg());
+    AfxThrowUserException();
+}
+
+CDatabaseEdit::CDatabaseEdit(EnvManager* env, SystemOption* option) {
+    InitMember();
+    if (!SetEnvManager(env))
+        error_.SetErr(customer_environment_set_failed);
+    else if (!SetSystemOption(option))
+        error_.SetErr(customer_system_option_set_failed);
+    else
+        return;
+    ShowMessageBox(error_.GetLastMsg(), "設定失敗", MB_OK | MB_ICONSTOP);
+    AfxThrowUserException();
+}
+
+void CDatabaseEdit::InitMember() {
+    SetElementNumber(element_count);
+    SetElementNumber_Y2(element_count);
+    InitOneCustomerTemp();
+}
+
+int CDatabaseEdit::Fail(int code, CustomerResult result) {
+    error_.SetErr(code);
+    return result;
+}
+
+int CDatabaseEdit::SetEnvManager(EnvManager* env) {
+    const DatabaseLock lock;
+    if (!env || env_) return 0;
+    env_ = env;
+    if (option_) option_->SetEnvManager(env_);
+    return 1;
+}
+
+int CDatabaseEdit::SetSystemOption(SystemOption* option) {
+    const DatabaseLock lock;
+    if (!option || option_) return 0;
+    option_ = option;
+    if (env_) option_->SetEnvManager(env_);
+    return 1;
+}
+
+EnvManager* CDatabaseEdit::GetEnvManager() {
+    const DatabaseLock lock;
+    return env_;
+}
+
+CErrMsg& CDatabaseEdit::GetErrMsg() {
+    const DatabaseLock lock;
+    return error_;
+}
+
+int CDatabaseEdit::GetMaxDBID() {
+    const DatabaseLock lock;
+    return max_id_;
+}
+
+// The key of the environment's files into `key`, and null or the key's text into `used`; false when a keyed environment
+// does not give its key.
+static bool TakeKey(EnvManager& env, CString& key, const char*& used) {
+    used = nullptr;
+    if (env.GetEnvType() == EnvManager::type_plain) return true;
+    key = env.GetDBKey();
+    used = key;
+    return !key.IsEmpty();
+}
+
+int CDatabaseEdit::ReadCustomerList() {
+    const DatabaseLock lock;
+    if (!env_) return not_bound;
+    RemoveAll(0);
+    SetDBFilePath(FilePath());
+    int result = ReadWithEnvironmentKey();
+    if (result == db_file_empty) result = db_success;
+    MakeIndex();
+    if (result != db_success) return result;
+    return GetElementNumber() == element_count ? GetLineNumber() : bad_width;
+}
+
+int CDatabaseEdit::ReadWithEnvironmentKey() {
+    CString key;
+    const char* used;
+    return TakeKey(*env_, key, used) ? ReadDBFile(used) : key_missing;
+}
+
+int CDatabaseEdit::ReadFromFileToMemoryAppointFileName(CString path, const char* key) {
+    const DatabaseLock lock;
+    const int result = ReadFrom(path, key);
+    if (result == db_file_empty) {
+        RemoveAll(1);
+        return 0;
+    }
+    if (result != db_success) return result;
+    if (GetElementNumber() != element_count) return bad_width;
+    if (GetLineNumber() > 0) ChangeRow(0);  // the rows are not those of the own file
+    return GetLineNumber();
+}
+
+int CDatabaseEdit::WriteFromMemoryToFile() {
+    const DatabaseLock lock;
+    if (!env_) return Fail(customer_environment_not_set, no_environment);
+    CString key;
+    const char* used;
+    if (!TakeKey(*env_, key, used) || WriteDBFile(0, used) != db_success)
+        return Fail(customer_file_write_failed, not_written);
+    return ok;
+}
+
+int CDatabaseEdit::WriteFromMemoryToFileAppointFileName(CString path, const char* key) {
+    const DatabaseLock lock;
+    return WriteTo(path, key) == db_success ? ok : Fail(customer_file_write_failed, not_written);
+}
+
+CString CDatabaseEdit::FilePath() const {
+    CString path;
+    path.Format("%s%s%s%s", static_cast<const char*>(env_->GetEnvRoot()),
+                static_cast<const char*>(env_->GetEnvName()), "\\DB\\", "database.dat");
+    path.Replace("\\\\", "\\");
+    return path;
+}

@@ -1,0 +1,127 @@
+#include <utility>
+
+#include "customers/database_edit.h"
+#include "customers/database_lock.h"
+#include "customers/table_addresses.h"
+#include "platform/mbcs.h"
+
+using namespace customers;
+
+int CDatabaseEdit::DBID2RowNumber(int id) {
+    const DatabaseLock lock;
+    return KnownRow(id);
+}
+
+// An index that is out of date may name rows that are gone.
+int CDatabaseEdit::KnownRow(int id) const {
+    const int row = index_.RowOf(id);
+    return row < GetLineNumber() ? row : static_cast<int>(no_match);
+}
+
+int CDatabaseEdit::RowID(int line) const { return NumberOf(CellOf(*this, line, element_id)); }
+
+void CDatabaseEdit::MakeIndex() {
+    const DatabaseLock lock;
+    const int rows = GetLineNumber();
+    index_.Clear();
+    index_.Reserve(rows > 0 ? static_cast<std::size_t>(rows) : 0);
+    for (int row = 0; row < rows; ++row) EnterID(row);
+    index_revision_ = Revision();
+}
+
+void CDatabaseEdit::EnterID(int line) {
+    const int id = RowID(line);
+    index_.Set(id, line);
+    if (id > max_id_) max_id_ = id;
+}
+
+void CDatabaseEdit::SortByCustomerID() {
+    const DatabaseLock lock;
+    Sort(element_id, mydb_number, 1);
+}
+
+// Result, here and below: that of CMyDB.
+int CDatabaseEdit::AppendRow(XCStringArrayEx row, Follow follow) {
+    const std::uint64_t before = Revision();
+    const int result = AddLine(std::move(row));
+    if (result != db_success) return result;
+    if (follow == Follow::index_and_addresses) {
+        if (index_revision_ == before) {
+            EnterID(GetLineNumber() - 1);
+            index_revision_ = Revision();
+        } else {
+            MakeIndex();
+        }
+    }
+    if (HasAddressIndex(before, GetLineNumber() - 1)) {
+        addresses_.Append(TableAddresses(*this));
+        addresses_revision_ = Revision();
+    }
+    return db_success;
+}
+
+// The row stays that of the same customer.
+int CDatabaseEdit::ReplaceRow(int line, const XCStringArrayEx& row) {
+    const std::uint64_t before = Revision();
+    const CString old_address = GetAtElement(line, element_address);
+    const int result = SetAtLine(line, row);
+    if (result != db_success) return result;
+    if (index_revision_ == before)
+        index_revision_ = Revision();
+    else
+        MakeIndex();
+    if (HasAddressIndex(before, GetLineNumber())) {
+        addresses_.Replace(TableAddresses(*this), line, old_address);
+        addresses_revision_ = Revision();
+    }
+    return db_success;
+}
+
+// Whether the address index described the table when it had that revision and so many rows.
+bool CDatabaseEdit::HasAddressIndex(std::uint64_t revision, int rows) const noexcept {
+    return addresses_revision_ == revision && addresses_.RowCount() == rows;
+}
+
+void CDatabaseEdit::UseAddressIndex() {
+    if (HasAddressIndex(Revision(), GetLineNumber())) return;
+    addresses_.Rebuild(TableAddresses(*this), GetLineNumber());
+    addresses_revision_ = Revision();
+}
+
+int CDatabaseEdit::SearchCustomerOneElement(int element, CString text, int startID, Direction direction) {
+    const DatabaseLock lock;
+    if (!IsElement(element)) return Fail(customer_bad_element_number, bad_element);
+    int start = no_match;
+    if (startID != OneCustomer::no_id) {
+        start = DBID2RowNumber(startID);
+        if (start == no_match) return Fail(customer_no_such_id, no_such_id);
+    }
+    if (direction != direction_forward && direction != direction_backward)
+        return Fail(customer_bad_search_direction, bad_direction);
+    if (element >= GetElementNumber()) return Fail(customer_unexpected, search_failed);
+    const bool by_index = element == element_address && !text.IsEmpty();
+    const int row = by_index ? SearchAddress(text.View(), start, direction)
+                             : SearchColumn(element, text, start, direction);
+    return row == no_match ? no_match : RowID(row);
+}
+
+// Result, here and below: the row or no_match; `start` is the row behind or before which to look, or no_match.
+int CDatabaseEdit::SearchAddress(std::string_view address, int start, Direction direction) {
+    UseAddressIndex();
+    const TableAddresses source(*this);
+    if (start == no_match)
+        return direction == direction_forward ? addresses_.First(source, address)
+                                              : addresses_.Last(source, address);
+    return direction == direction_forward ? addresses_.Next(source, address, start)
+                                          : addresses_.Previous(source, address, start);
+}
+
+int CDatabaseEdit::SearchColumn(int element, const CString& text, int start, Direction direction) const {
+    if (direction == direction_forward) {
+        const int row = TotalAgreementReferenceSameUpLow(text, element, start + 1, 1);
+        return row >= 0 ? row : static_cast<int>(no_match);
+    }
+    int row = start == no_match ? GetLineNumber() - 1 : start - 1;
+    while (row >= 0 && !platform::EqualNoCase(CellOf(*this, row, element), text.View())) --row;
+    return row;
+}

@@ -1,0 +1,220 @@
+#include <algorithm>
+#include <string>
+#include <utility>
+
+#include "customers/database_edit.h"
+#include "customers/database_lock.h"
+#include "storage/sequencer.h"
+#include "text/dates.h"
+
+using namespace customers;
+
+namespace {
+
+constexpr int id_attempts = 200;
+
+CString DateText(const COleDateTime& date) {
+    char text[date_text_size];
+    Convert_COleDateTime2DateData(date, text);
+    return text;
+}
+
+CString PresentTime() {
+    char text[date_text_size];
+    GetNowDateTime(text);
+    return text;
+}
+
+CString Beginning(std::string_view text, std::size_t bytes) { return CString(text.substr(0, bytes)); }
+
+COleDateTime DateOf(std::string_view text) {
+    return Convert_DateData2COleDateTime(Beginning(text, date_text_bytes));
+}
+
+CString WithoutHyphens(const CString& text) {
+    std::string cut(text.View());
+    std::erase(cut, '-');
+    return CString(cut);
+}
+
+}  // namespace
+
+int CDatabaseEdit::GetOneCustomerForNew(OneCustomer& c, int reset) {
+    const DatabaseLock lock;
+    if (reset) InitOneCustomer(c);
+    return ok;
+}
+
+void CDatabaseEdit::InitOneCustomer(OneCustomer& c) {
+    c = OneCustomer();
+    c.DMOk = yes_text;
+    c.OtherOk = yes_text;
+    c.EntryDate = c.RenewalDate = COleDateTime::GetCurrentTime();
+}
+
+int CDatabaseEdit::GetOneCustomerForEdit(OneCustomer& c, int id) {
+    const DatabaseLock lock;
+    InitOneCustomer(c);
+    const int row = DBID2RowNumber(id);
+    if (row == no_match) return Fail(customer_no_such_id, no_such_customer);
+    SetOneCustomer(c, row);
+    return ok;
+}
+
+void CDatabaseEdit::SetOneCustomer(OneCustomer& c, int row) {
+    c.CustomerID = RowID(row);
+    for (int element = 0; element < element_count; ++element)
+        if (const auto member = DefinitionOf(element).member) c.*member = GetAtElement(row, element);
+    c.Birthday = Beginning(c.Birthday.View(), birthday_bytes);
+    for (const auto flag : {&OneCustomer::DMOk, &OneCustomer::OtherOk, &OneCustomer::DeleteFlag})
+        c.*flag = Beginning((c.*flag).View(), 1);
+    c.EntryDate = DateOf(CellOf(*this, row, element_entry_date));
+    c.RenewalDate = DateOf(CellOf(*this, row, element_renewal_date));
+}
+
+// Everything as `c` says.
+void CDatabaseEdit::FillWorkRow(const OneCustomer& c) {
+    InitOneCustomerTemp();
+    OneCustomerTemp[element_id].Format("%d", c.CustomerID);
+    for (int element = 0; element < element_count; ++element)
+        if (const auto member = DefinitionOf(element).member) OneCustomerTemp[element] = c.*member;
+    OneCustomerTemp[element_entry_date] = DateText(c.EntryDate);
+    OneCustomerTemp[element_renewal_date] = DateText(c.RenewalDate);
+}
+
+int CDatabaseEdit::SetOneCustomerInfo(OneCustomer& c, int write) {
+    const DatabaseLock lock;
+    if (!env_) return Fail(customer_environment_not_set, no_environment);
+    const bool is_new = c.CustomerID == OneCustomer::no_id;
+    int row = no_match;
+    if (is_new) {
+        const int id = GetNewDBID();
+        if (id < 0) return no_new_id;
+        c.CustomerID = id;
+    } else {
+        row = DBID2RowNumber(c.CustomerID);
+        if (row == no_match) return Fail(customer_no_such_id, no_such_customer);
+    }
+    const CString now = PresentTime();
+    FillWorkRow(c);
+    OneCustomerTemp[element_zip_code_1] = WithoutHyphens(c.ZipCode1);
+    if (is_new) OneCustomerTemp[element_entry_date] = now;
+    OneCustomerTemp[element_renewal_date] = now;
+    const int stored = is_new ? AppendRow(OneCustomerTemp, Follow::index_and_addresses)
+                              : ReplaceRow(row, OneCustomerTemp);
+    if (stored != db_success) return Fail(customer_update_in_memory_failed, row_refused);
+    if (write) WriteFromMemoryToFile();
+    return ok;
+}
+
+int CDatabaseEdit::SetOneCustomerInfoForRepair(OneCustomer& c) {
+    const DatabaseLock lock;
+    if (!env_) return Fail(customer_environment_not_set, no_environment);
+    FillWorkRow(c);
+    if (GetLineNumber() <= 0) SetElementNumber(element_count);
+    if (AppendRow(OneCustomerTemp, Follow::addresses) != db_success)
+        return Fail(customer_update_in_memory_failed, row_refused);
+    return ok;
+}
+
+int CDatabaseEdit::StoreDeleteFlag(int id, const char* flag) {
+    OneCustomer customer;
+    const int found = GetOneCustomerForEdit(customer, id);
+    if (found != ok) return found;
+    customer.DeleteFlag = flag;
+    return SetOneCustomerInfo(customer, 0);
+}
+
+int CDatabaseEdit::DeleteCustomer(int id) {
+    const DatabaseLock lock;
+    return StoreDeleteFlag(id, yes_text);
+}
+
+int CDatabaseEdit::UnDeleteCustomer(int id) {
+    const DatabaseLock lock;
+    return StoreDeleteFlag(id, "");
+}
+
+int CDatabaseEdit::PhysicalDeletion(int id) {
+    const DatabaseLock lock;
+    OneCustomer customer;
+    const int found = GetOneCustomerForEdit(customer, id);
+    if (found != ok) return found;
+    OneCustomer wiped;
+    InitOneCustomer(wiped);
+    wiped.CustomerID = customer.CustomerID;
+    wiped.DeleteFlag = yes_text;
+    wiped.DMOk = no_text;
+    wiped.OtherOk = no_text;
+    wiped.EntryDate = customer.EntryDate;
+    wiped.RenewalDate = customer.RenewalDate;
+    return SetOneCustomerInfo(wiped, 0);
+}
+
+int CDatabaseEdit::FindCustomerID(int id, int withDeleted) {
+    const DatabaseLock lock;
+    const int row = DBID2RowNumber(id);
+    return row != no_match && (withDeleted || !IsDeleted(*this, row)) ? 1 : 0;
+}
+
+int CDatabaseEdit::GetCustomerDataPinPoint(int id, int element, CString& out) {
+    const DatabaseLock lock;
+    if (!IsElement(element)) return bad_element;
+    const int row = KnownRow(id);
+    if (row == no_match) return unknown_id;
+    out = Row(row).GetAt(element);
+    return ok;
+}
+
+CString CDatabaseEdit::GetCustomerDataPinPoint(int id, int element) {
+    CString value;
+    GetCustomerDataPinPoint(id, element, value);
+    return value;
+}
+
+int CDatabaseEdit::GetOneCustomerDataPinPoint(CString& out, int element, int id) {
+    const DatabaseLock lock;
+    out.Empty();
+    const int result = GetCustomerDataPinPoint(id, element, out);
+    if (result == bad_element) return Fail(customer_bad_element_number, bad_element);
+    return result == ok ? ok : Fail(customer_no_such_id, no_such_id);
+}
+
+int CDatabaseEdit::GetNewDBID() {
+    const DatabaseLock lock;
+    Sequencer sequence;
+    if (sequence.SetEnvManager(env_) && sequence.SetSeqType(seq_customer)) {
+        int id;
+        for (int attempt = 0; attempt < id_attempts && sequence.NextValue(&id); ++attempt)
+            if (DBID2RowNumber(id) == no_match) return id;
+    }
+    return Fail(customer_new_id_failed, no_new_id);
+}
+
+int CDatabaseEdit::HyphenCut(CString* src, CString* dst) {
+    const DatabaseLock lock;
+    if (src && dst) *dst = WithoutHyphens(*src);
+    return ok;
+}
+
+void CDatabaseEdit::InitOneCustomerTemp() {
+    const DatabaseLock lock;
+    OneCustomerTemp.RemoveAll();
+    OneCustomerTemp.SetSize(element_count);
+}
+
+int CDatabaseEdit::SetElementOneCustomerTemp(const char* text, int element) {
+    return SetOneCustomerTemp(element, text);
+}
+
+int CDatabaseEdit::SetOneCustomerTemp(int element, const char* text) {
+    const DatabaseLock lock;
+    if (!IsElement(element)) return Fail(customer_bad_element_number, bad_element);
+    OneCustomerTemp[element] = text;
+    return ok;
+}
+
+CString CDatabaseEdit::GetOneCustomerTemp(int element) {
+    const DatabaseLock lock;
+    return OneCustomerTemp.GetAt(element);
+}

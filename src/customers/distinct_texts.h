@@ -1,0 +1,33 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string_view>
+#include <vector>
+
+namespace customers {
+
+// A set of texts that only grows. It keeps views of texts that end with a NUL and outlive it; a shorter part of such a
+// text is welcome as long as it reaches to the NUL.
+class DistinctTexts {
+  public:
+    DistinctTexts();
+    // true when the text was not there yet.
+    bool Insert(std::string_view text);
+
+  private:
+    struct Slot {
+        const char* text;  // null: free
+        std::uint32_t size;
+        std::uint32_t hash;
+    };
+    void Grow();
+
+    std::vector<Slot> slots_;  // a power of two, at most half full
+    std::size_t count_ = 0;
+    // Where texts were seen lately. Rows of a loaded table share their recurring texts, so most are known by their
+    // place alone, without a look at the text.
+    std::vector<const char*> places_;
+};
+
+}  // namespace customers

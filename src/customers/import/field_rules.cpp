@@ -1,0 +1,89 @@
+#include "customers/import/field_rules.h"
+
+#include <charconv>
+#include <cstdlib>
+#include <string>
+
+#include "customers/customer_elements.h"
+#include "storage/my_db.h"
+#include "text/value_checks.h"
+
+namespace customers {
+namespace {
+
+constexpr std::string_view code_number_bytes = "1234567890-+";
+constexpr int birth_date_parts = 3;
+constexpr int defaults_of_lower_end = 0;  // of ReFormat_DateData
+
+struct ElementRule {
+    int first;
+    int last;
+    FieldRule rule;
+};
+constexpr ElementRule element_rules[] = {
+    {element_address, element_address, FieldRule::address},
+    {element_birthday, element_birthday, FieldRule::birth_date},
+    {element_zip_code_1, element_zip_code_2, FieldRule::code_number},
+    {element_phone_1, element_portable_2, FieldRule::code_number},
+    {element_direct_mail, element_direct_mail, FieldRule::direct_mail},
+    {element_delete_flag, element_delete_flag, FieldRule::delete_flag},
+};
+
+// Bytes of a date text up to the given number of parts, 0 for what is no date.
+constexpr std::size_t bytes_of_parts[] = {0, 0, 0, 10, 13, 16, 19};
+static_assert(std::size(bytes_of_parts) == date_data_parts + 1);
+
+bool TakeDate(std::string_view field, std::size_t (*size_of)(int), char (&converted)[date_data_size],
+              std::string_view& value) {
+    const int parts = ReFormat_DateData(std::string(field).c_str(), converted, defaults_of_lower_end);
+    value = {converted, size_of(parts)};
+    return !value.empty();
+}
+
+std::size_t WholeDate(int parts) { return parts < birth_date_parts ? 0 : date_text_bytes; }
+std::size_t GivenParts(int parts) { return bytes_of_parts[parts]; }
+
+bool TakeNumber(std::string_view field, char (&converted)[date_data_size], std::string_view& value) {
+    const std::string text(field);
+    if (!CheckNumberData(text.c_str())) return false;
+    const char* end = std::to_chars(converted, converted + sizeof converted, std::atoi(text.c_str())).ptr;
+    value = {converted, static_cast<std::size_t>(end - converted)};
+    return true;
+}
+
+bool TakeIf(bool accepted, std::string_view field, std::string_view& value) {
+    if (accepted) value = field;
+    return accepted;
+}
+
+}  // namespace
+
+FieldRule RuleOf(int element, int type) noexcept {
+    for (const ElementRule& entry : element_rules)
+        if (element >= entry.first && element <= entry.last) return entry.rule;
+    if (type == mydb_number) return FieldRule::number;
+    return type == mydb_date ? FieldRule::date : FieldRule::text;
+}
+
+bool TakeField(FieldRule rule, std::string_view field, char (&converted)[date_data_size],
+               std::string_view& value) {
+    value = {};
+    if (field.empty()) return rule != FieldRule::address;
+    switch (rule) {
+        case FieldRule::address: return TakeIf(MailAddressChecker(std::string(field).c_str()), field, value);
+        case FieldRule::birth_date: return TakeDate(field, WholeDate, converted, value);
+        case FieldRule::code_number:
+            return TakeIf(field.find_first_not_of(code_number_bytes) == std::string_view::npos, field, value);
+        case FieldRule::direct_mail:
+            value = field == yes_text || field == no_text ? field : std::string_view(bad_direct_mail);
+            return true;
+        case FieldRule::delete_flag: return TakeIf(field == yes_text, field, value);
+        case FieldRule::number: return TakeNumber(field, converted, value);
+        case FieldRule::date: return TakeDate(field, GivenParts, converted, value);
+        case FieldRule::text: break;
+    }
+    value = field;
+    return true;
+}
+
+}  // namespace customers

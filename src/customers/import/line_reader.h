@@ -1,0 +1,38 @@
+#pragma once
+
+#include <cstddef>
+#include <string_view>
+#include <vector>
+
+#include "platform/file.h"
+
+namespace customers {
+
+// The lines of an import file, read in large blocks. A line ends with its LF, the last one with the file. A line of any
+// length is read in time and memory linear to it.
+class LineReader {
+  public:
+    enum class Status { line, end, failed };
+
+    // false for a file that cannot be opened; a directory is none.
+    bool Open(const char* path);
+    // The next line without the CRs and LFs at its end. A text ends at its first NUL, the line does not: what stands
+    // between the NUL and the LF is passed over. `text` stays valid until the next call.
+    Status Next(std::string_view& text);
+
+  private:
+    bool Fill();
+
+    platform::Stream stream_;
+    std::vector<char> buffer_;
+    std::size_t begin_ = 0;    // of the line
+    std::size_t scanned_ = 0;  // no LF before it
+    std::size_t filled_ = 0;
+    bool ended_ = false;
+    bool failed_ = false;
+};
+
+// LF bytes of a file up to its first byte 0xFF; false when it cannot be opened.
+bool CountLineFeeds(const char* path, int& count);
+
+}  // namespace customers

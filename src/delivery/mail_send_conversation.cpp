@@ -1,0 +1,379 @@
+#include <optional>
+#include <string>
+
+#include "delivery/mail_send.h"
+#include "delivery/smtp_authentication.h"
+#include "delivery/smtp_reply.h"
+#include "delivery/socket_support.h"
+#include "delivery/wire_text.h"
+#include "platform/socket.h"
+#include "storage/error_codes.h"
+#include "text/strings.h"
+
+// The conversation of MailSend: connecting, the commands in their order, and what each failure means.
+
+namespace {
+
+constexpr int report = 1, silently = 0;
+constexpr int no_socket_error = 0;
+
+// Reply codes of RFC 5321 4.2.1 and RFC 4954.
+constexpr int reply_authenticated = 235;
+constexpr int reply_auth_continue = 334;
+constexpr bool IsCompletion(int code) { return code >= 200 && code <= 299; }
+constexpr bool IsIntermediate(int code) { return code >= 300 && code <= 399; }
+
+constexpr int host_name_size = 255;
+// What the log shows of a reply that was given up as too long.
+constexpr int logged_part_of_long_reply = 512;
+
+constexpr char const* reply_too_long_text =
+    "送信サーバーの応答が長すぎるため、通信を打ち切りました.\r\n(上限 %d バイト)";
+constexpr char const* connection_lost_text = "送信サーバーとの通信が途中で切断されました.";
+constexpr char const* unknown_socket_error_text =
+    "送信サーバーとの通信に失敗しました.\r\n(ソケットエラー %d)";
+constexpr char const* recipient_line_end_text = "送信先メールアドレスに改行が含まれています.";
+constexpr char const* sender_line_end_text = "送信元メールアドレスに改行が含まれています.";
+constexpr char const* credentials_too_long_text =
+    "ユーザIDまたはパスワードが長すぎます.\r\n[システム設定]に入力した内容を確認してください";
+constexpr char const* challenge_too_long_text =
+    "サーバーから届いた認証用の文字列が長すぎます.\r\n(%d バイト、上限 %d バイト)";
+constexpr char const* login_not_supported_text = "サーバがLOGINに対応していない可能性があります。";
+
+bool HasLineEnd(CString const& text) { return text.View().find_first_of("\r\n") != std::string_view::npos; }
+
+CString AuthNote(delivery::AuthMethod method) {
+    CString note("auth ");
+    note += delivery::MethodName(method);
+    note.Replace('-', '_');
+    return note;
+}
+
+}  // namespace
+
+int MailSend::Connect(char const* host, int port) {
+    CString note;
+    note.Format("[Connect] ProcStart paramhost:%s paramport:%d bIsConnected is %sTRUE",
+                host ? host : "(null)", port, bIsConnected == 1 ? "" : "Not ");
+    LogNote(note);
+    if (bIsConnected == 1) {
+        last_error_.SetErr(smtp_already_connected);
+        return 1;
+    }
+    Disconnect();
+    LogNote("[Connect] CheckParam Start");
+    if (host || port < 0) {
+        const CString wanted_host = host ? CString(host) : host_;
+        int const wanted_port = port < 0 ? port_ : port;
+        if (!SetSmtpHost(wanted_host, wanted_port)) {
+            note.Format("[Connect] SetSmtpHost Error tmphostname:%s port:%d",
+                        static_cast<char const*>(wanted_host), wanted_port);
+            LogNote(note);
+            return 0;
+        }
+    }
+    if (!OpenSocket()) return 0;
+    continue_count_ = 0;
+    bIsConnected = 1;
+    socket_->SetTimeOutTime(timeout_ms_);
+    return 1;
+}
+
+bool MailSend::OpenSocket() {
+    LogNote("[Connect] Create Start");
+    socket_ = std::make_unique<SocketSupport>();
+    if (!socket_->Create()) {
+        SetSocketError(platform::GetLastSocketError(), FunctionConnect);
+        LogNote("[Connect] Create Error");
+        return false;
+    }
+    socket_->SetTimeOutTime(connect_timeout_ms_);
+    CString note;
+    note.Format("[Connect] Connect Start Host:%s Port:%d", static_cast<char const*>(host_), port_);
+    LogNote(note);
+    if (!socket_->ConnectWithin(host_, static_cast<unsigned>(port_), 0)) {
+        SetSocketError(platform::GetLastSocketError(), FunctionConnect);
+        LogNote("[Connect] Connect Error");
+        return false;
+    }
+    return true;
+}
+
+int MailSend::Disconnect() {
+    if (socket_) socket_->Close();
+    socket_.reset();
+    bIsConnected = 0;
+    stage_ = Stage::no_greeting;
+    return 1;
+}
+
+void MailSend::SetSocketError(int socket_error, FunctionType kind) {
+    int const code = GetWSAErrMsg(socket_error, kind);
+    if (code != error_unknown_code)
+        last_error_.SetErr(code);
+    else if (socket_error == no_socket_error)
+        last_error_.SetErrS(code, "%s", connection_lost_text);
+    else
+        last_error_.SetErrS(code, unknown_socket_error_text, socket_error);
+}
+
+int MailSend::SendCommand(CString command, int reportFailure) {
+    command += "\r\n";
+    LogCommand(command);
+    int error = platform::socket_not_connected;
+    if (socket_) {
+        if (socket_->SendBlock(command, 0, 0) >= 0) return 1;
+        error = platform::GetLastSocketError();
+    }
+    if (reportFailure) SetSocketError(error, FunctionSend);
+    CString number;
+    number.Format("%d", error);
+    LogReply(number);
+    return 0;
+}
+
+int MailSend::ReadAnswer(CString& reply, int report_failure) {
+    int code = 0;
+    const delivery::ReplyOutcome outcome = delivery::ReadReply(*socket_, reply, code);
+    if (outcome == delivery::ReplyOutcome::complete) {
+        LogReply(reply);
+        return code;
+    }
+    bool const too_long = outcome == delivery::ReplyOutcome::too_long;
+    int const error =
+        outcome == delivery::ReplyOutcome::closed ? no_socket_error : platform::GetLastSocketError();
+    if (report_failure) {
+        if (too_long)
+            last_error_.SetErrS(error_unknown_code, reply_too_long_text, delivery::reply_limit);
+        else
+            SetSocketError(error, FunctionReceive);
+    }
+    LogReply(too_long ? reply.Left(logged_part_of_long_reply) : reply);
+    CString number;
+    number.Format("%d", error);
+    LogReply(number);
+    return SendSocketFailure;
+}
+
+int MailSend::Exchange(CString const& command, CString& reply) {
+    if (!SendCommand(command, report)) return SendSocketFailure;
+    return ReadAnswer(reply, report);
+}
+
+int MailSend::Refused(int error_code, CString const& reply) {
+    last_error_.SetErr(error_code, static_cast<char const*>(reply));
+    return SendServerRefused;
+}
+
+int MailSend::NoAuthentication(int error_code, char const* reason) {
+    last_error_.SetErr(error_code, reason);
+    return SendNoAuthentication;
+}
+
+int MailSend::RefuseRecipient(CString const& reason) {
+    CString format, message;
+    CErrMsg::GetErrMsgFromDefined(smtp_refused_by_server, format);
+    message.Format(format, static_cast<char const*>(reason));
+    MailSendErr refusal(recipient_, smtp_refused_by_server, message);
+    error_list_.Add(refusal);
+    last_error_.SetErr(smtp_refused_by_server, static_cast<char const*>(reason));
+    return SendNotDelivered;
+}
+
+int MailSend::Send() {
+    int const result = RunSend();
+    CloseConversation(result);
+    recipient_.Empty();
+    message_id_.Empty();
+    body_.Empty();
+    return result;
+}
+
+int MailSend::RunSend() {
+    LogNote("[Send] ProcStart " + m_strMailerName);
+    for (CString const* field : {&header_, &body_, &recipient_, &host_, &sender_})
+        if (field->IsEmpty()) return MissingField();
+    if (port_ == 0) return MissingField();
+    error_list_.RemoveAll();
+    int const usable = CheckValues();
+    if (usable != SendAccepted) return usable;
+
+    CString wire_text = MakeMail();
+    LogNote("[Send] Connect");
+    if (bIsConnected != 1 && Connect(nullptr, -1) != 1) return SendNotDelivered;
+    int const opened = OpenConversation("[Send] ");
+    return opened == SendAccepted ? RunMail(wire_text) : opened;
+}
+
+int MailSend::MissingField() {
+    last_error_.SetErr(smtp_missing_data);
+    return SendMissingField;
+}
+
+// What the caller set and no server must get to see.
+int MailSend::CheckValues() {
+    if (HasLineEnd(sender_)) {
+        last_error_.SetErrS(smtp_missing_data, "%s", sender_line_end_text);
+        return SendMissingField;
+    }
+    if (HasLineEnd(recipient_)) return RefuseRecipient(recipient_line_end_text);
+    return CheckCredentials();
+}
+
+int MailSend::CheckCredentials() {
+    if (!m_bSmtpAuth || delivery::CredentialsUsable(AllowedMethods(), user_.View(), password_.View()))
+        return SendAccepted;
+    return NoAuthentication(smtp_auth_failed, credentials_too_long_text);
+}
+
+delivery::AllowedMethods MailSend::AllowedMethods() const {
+    return {allow_cram_md5_ != 0, allow_login_ != 0, allow_plain_ != 0};
+}
+
+CString MailSend::MakeMail() {
+    if (!attachments_.IsEmpty()) MakeBoundary();
+    delivery::WireParts parts;
+    parts.header = header_;
+    parts.message_id = message_id_;
+    parts.mailer_name = m_strMailerName;
+    parts.content_type = content_type_;
+    parts.body = body_;
+    parts.boundary = boundary_;
+    parts.attachments = &attachments_;
+    return delivery::MakeWireText(parts);
+}
+
+int MailSend::CheckSMTP() {
+    error_list_.RemoveAll();
+    LogNote("[CheckSMTP] ProcStart");
+    int result = CheckCredentials();
+    if (result == SendAccepted) {
+        if (bIsConnected != 1 && Connect(nullptr, -1) != 1) return CheckNotConnected;
+        result = OpenConversation("[CheckSMTP] ", CheckOnly::yes);
+    }
+    CloseConversation(result);
+    return result == SendAccepted ? CheckPassed : result;
+}
+
+int MailSend::OpenConversation(char const* caller, CheckOnly check_only) {
+    CString reply;
+    if (stage_ == Stage::ready) {
+        int const code = Exchange("RSET", reply);
+        if (code == SendSocketFailure) return code;
+        return IsCompletion(code) ? SendAccepted : Refused(smtp_server_not_ready, reply);
+    }
+    char host_name[host_name_size] = {};
+    platform::GetHostName(host_name, host_name_size);
+    CString local_name = ViolationRemoveForDomain(host_name);
+    if (local_name.IsEmpty()) local_name = "LocalHost";
+    CString note;
+    note.Format("%slocalHostTemp:%s localHost:%s", caller, host_name, static_cast<char const*>(local_name));
+    LogNote(note);
+    if (stage_ == Stage::no_greeting) {
+        LogNote(CString(caller) + "greeting wait");
+        int const code = ReadAnswer(reply, report);
+        if (code == SendSocketFailure) return code;
+        if (!IsCompletion(code)) return Refused(smtp_server_not_ready, reply);
+        stage_ = Stage::greeted;
+    }
+    if (!m_bSmtpAuth && check_only == CheckOnly::yes) return SendAccepted;
+    return SayHello(caller, local_name);
+}
+
+int MailSend::SayHello(char const* caller, CString const& local_name) {
+    LogNote(CString(caller) + (m_bSmtpAuth ? "m_bSmtpAuth is TRUE" : "m_bSmtpAuth is Not TRUE"));
+    CString reply;
+    int const code = Exchange((m_bSmtpAuth ? "EHLO " : "HELO ") + local_name, reply);
+    if (code == SendSocketFailure) return code;
+    if (!IsCompletion(code)) return Refused(smtp_server_not_ready, reply);
+    if (m_bSmtpAuth) {
+        int const authenticated = Authenticate(caller, reply);
+        if (authenticated != SendAccepted) return authenticated;
+    }
+    stage_ = Stage::ready;
+    return SendAccepted;
+}
+
+int MailSend::Authenticate(char const* caller, CString const& ehlo_reply) {
+    if (!delivery::OffersAuthentication(ehlo_reply.View()))
+        return NoAuthentication(smtp_auth_not_supported, "");
+    auto const method = delivery::ChooseMethod(ehlo_reply.View(), AllowedMethods());
+    if (!method) return NoAuthentication(smtp_auth_method_not_supported, "");
+    if (!delivery::CredentialsFit(*method, user_.View(), password_.View()))
+        return NoAuthentication(smtp_auth_failed, credentials_too_long_text);
+
+    CString reply;
+    int code = Exchange(CString("AUTH ") + delivery::MethodName(*method), reply);
+    if (code == SendSocketFailure) return code;
+    if (code != reply_auth_continue) return Refused(smtp_auth_method_not_supported, reply);
+    LogNote(caller + AuthNote(*method));
+    switch (*method) {
+        case delivery::AuthMethod::cram_md5: code = AnswerCramMd5(reply); break;
+        case delivery::AuthMethod::login: code = AnswerLogin(reply); break;
+        case delivery::AuthMethod::plain:
+            code = Exchange(CString(delivery::PlainAnswer(user_.View(), password_.View())), reply);
+            break;
+    }
+    if (code < 0) return code;
+    return code == reply_authenticated ? SendAccepted : Refused(smtp_auth_bad_user_or_password, reply);
+}
+
+int MailSend::AnswerCramMd5(CString& reply) {
+    auto const challenge = delivery::DecodeChallenge(delivery::BehindFirstBlank(reply.View()));
+    if (!challenge) return NoAuthentication(smtp_auth_failed, reply);
+    if (challenge->size() > delivery::longest_challenge) {
+        CString reason;
+        reason.Format(challenge_too_long_text, static_cast<int>(challenge->size()),
+                      static_cast<int>(delivery::longest_challenge));
+        return NoAuthentication(smtp_auth_failed, reason);
+    }
+    return Exchange(CString(delivery::CramMd5Answer(user_.View(), password_.View(), *challenge)), reply);
+}
+
+int MailSend::AnswerLogin(CString& reply) {
+    const CString user(delivery::Base64Line(user_.View())), password(delivery::Base64Line(password_.View()));
+    for (int answers = 0; answers < login_prompt_limit; ++answers) {
+        auto const prompt = delivery::DecodeChallenge(delivery::BehindFirstBlank(reply.View()));
+        if (!prompt || prompt->size() > delivery::longest_challenge) break;
+        const delivery::LoginPrompt wanted = delivery::PromptKind(*prompt);
+        if (wanted == delivery::LoginPrompt::unknown) break;
+        int const code = Exchange(wanted == delivery::LoginPrompt::user ? user : password, reply);
+        if (code != reply_auth_continue) return code;
+    }
+    return NoAuthentication(smtp_auth_failed, login_not_supported_text);
+}
+
+int MailSend::RunMail(CString& wire_text) {
+    LogNote("[Send] mail start");
+    CString reply;
+    int code = Exchange("MAIL FROM:<" + sender_ + ">", reply);
+    if (code == SendSocketFailure) return code;
+    if (!IsCompletion(code)) return Refused(smtp_refused_by_server, delivery::WithoutLineEnd(reply));
+
+    code = Exchange("RCPT TO:<" + recipient_ + ">", reply);
+    if (code == SendSocketFailure) return code;
+    if (!IsCompletion(code)) return RefuseRecipient(delivery::WithoutLineEnd(reply));
+
+    code = Exchange("DATA", reply);
+    if (code == SendSocketFailure) return code;
+    if (!IsIntermediate(code)) return Refused(smtp_refused_by_server, delivery::WithoutLineEnd(reply));
+
+    if (socket_->SendBlock(wire_text, 0, 0) < 0) {
+        SetSocketError(platform::GetLastSocketError(), FunctionSend);
+        return SendSocketFailure;
+    }
+    code = ReadAnswer(reply, report);
+    if (code == SendSocketFailure) return code;
+    return IsCompletion(code) ? SendAccepted
+                              : Refused(smtp_refused_by_server, delivery::WithoutLineEnd(reply));
+}
+
+void MailSend::CloseConversation(int result) {
+    ++continue_count_;
+    if (continue_count_ < continue_max_ && result >= 0) return;
+    if (bIsConnected == 1) {
+        CString reply;
+        if (SendCommand("QUIT", silently)) ReadAnswer(reply, silently);
+    }
+    Disconnect();
+}

@@ -1,0 +1,29 @@
+#pragma once
+
+#include "platform/export.h"
+
+// Kind of terminal behind a mail address. The values index the per-terminal texts and attachment folders of a
+// mail.
+enum TermType : int {
+    pc = 0,  // any address that no carrier's rule matches
+    nd = 1,  // DoCoMo
+    at = 2,  // EZweb, IDO, DION, TU-KA
+    sb = 3,  // SoftBank, Vodafone
+    wl = 4,  // PDX
+};
+
+// Decides by the recipient's address which of a mail's texts a customer gets. Static operations only; free of
+// state, for any number of threads.
+class TESSALY_API CXEmail {
+  public:
+    virtual ~CXEmail() = default;
+
+    // The terminal type of `address`, by the end of the address and without regard to case. Null counts as
+    // empty.
+    static TermType GetTermTypeFromMailAddr(char const* address);
+
+    // Compares the end of `text` with `tail`, byte by byte. 0: `text` ends in `tail`. -1: `text` is shorter
+    // than `tail`, or its first differing byte is the smaller one. 1: it is the greater one. Null counts as
+    // empty.
+    static int strrcmp(char const* text, char const* tail);
+};

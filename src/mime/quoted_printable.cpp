@@ -1,0 +1,93 @@
+#include "mime/quoted_printable.h"
+
+#include <cstdint>
+#include <cstring>
+
+namespace mime {
+namespace {
+
+// How a byte is written: its characters, and how many of them count.
+struct QuotedForm {
+    char characters[3];
+    unsigned char length;
+};
+
+constexpr std::array<QuotedForm, 256> forms = [] {
+    std::array<QuotedForm, 256> table{};
+    constexpr char digits[] = "0123456789ABCDEF";
+    for (std::size_t c = 0; c < 256; ++c) {
+        const bool plain = c >= 32 && c <= 126 && c != '=';
+        table[c] = plain ? QuotedForm{{static_cast<char>(c), 0, 0}, 1}
+                         : QuotedForm{{'=', digits[c >> 4], digits[c & 15]}, 3};
+    }
+    return table;
+}();
+
+constexpr std::string_view soft_break = "=\r\n";
+
+// Values of a pair of digits, in parts that are or-ed; negative if either is no digit.
+struct DigitPlaces {
+    std::array<std::int16_t, 256> high, low;
+};
+constexpr DigitPlaces digit_places = [] {
+    DigitPlaces places{};
+    for (std::size_t c = 0; c < 256; ++c) {
+        places.high[c] = static_cast<std::int16_t>(hex_values[c] < 0 ? -1 : hex_values[c] * 16);
+        places.low[c] = hex_values[c];
+    }
+    return places;
+}();
+
+}  // namespace
+
+std::size_t EncodeQuotedPrintable(std::string_view in, char* out) noexcept {
+    char* place = out;
+    std::size_t column = 0;
+    for (char const byte : in) {
+        unsigned char const c = static_cast<unsigned char>(byte);
+        if (c == '\r' || c == '\n') {
+            *place++ = byte;
+            column = 0;
+            continue;
+        }
+        QuotedForm const& form = forms[c];
+        if (column + form.length > quoted_line_limit) {
+            place = std::copy(soft_break.begin(), soft_break.end(), place);
+            column = 0;
+        }
+        std::memcpy(place, form.characters, form.length);
+        place += form.length;
+        column += form.length;
+    }
+    return static_cast<std::size_t>(place - out);
+}
+
+void DecodeQuotedRun(QuotedText& text) noexcept {
+    char const* in = text.in;
+    char* out = text.out;
+    while (in < text.end) {
+        if (*in != '=') {
+            *out++ = *in++;
+            continue;
+        }
+        if (text.end - in < 3) break;
+        int const byte = digit_places.high[static_cast<unsigned char>(in[1])] |
+                         digit_places.low[static_cast<unsigned char>(in[2])];
+        if (byte < 0) break;
+        *out++ = static_cast<char>(byte);
+        in += 3;
+    }
+    text.in = in;
+    text.out = out;
+}
+
+bool DecodeQuotedPairs(QuotedText& text) noexcept {
+    for (DecodeQuotedRun(text); text.in < text.end; DecodeQuotedRun(text)) {
+        if (text.end - text.in < 3) return false;
+        *text.out++ = HexByte(text.in[1], text.in[2]);
+        text.in += 3;
+    }
+    return true;
+}
+
+}  // namespace mime

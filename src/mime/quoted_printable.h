@@ -1,0 +1,56 @@
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <string_view>
+
+// Quoted-printable (RFC 2045 6.7) under the operations that offer it.
+namespace mime {
+
+// Most characters of an encoded line in front of the '=' of a soft line break.
+inline constexpr std::size_t quoted_line_limit = 75;
+
+// Most characters that `size` bytes give: three for each byte, and a soft line break behind each 73 or more
+// of them.
+constexpr std::size_t QuotedPrintableRoom(std::size_t size) noexcept {
+    return 3 * size + 3 * (3 * size / (quoted_line_limit - 2));
+}
+
+// Encodes `in` into QuotedPrintableRoom characters. Result: characters written.
+std::size_t EncodeQuotedPrintable(std::string_view in, char* out) noexcept;
+
+// Value of a hexadecimal digit in either case; -1 for any other character.
+inline constexpr std::array<signed char, 256> hex_values = [] {
+    std::array<signed char, 256> values{};
+    values.fill(-1);
+    for (signed char digit = 0; digit < 10; ++digit) values[static_cast<std::size_t>('0' + digit)] = digit;
+    for (signed char digit = 0; digit < 6; ++digit) {
+        values[static_cast<std::size_t>('A' + digit)] = static_cast<signed char>(10 + digit);
+        values[static_cast<std::size_t>('a' + digit)] = static_cast<signed char>(10 + digit);
+    }
+    return values;
+}();
+
+// The byte of two digits, a bad digit counting as 0.
+constexpr char HexByte(char high, char low) noexcept {
+    int const h = hex_values[static_cast<unsigned char>(high)],
+              l = hex_values[static_cast<unsigned char>(low)];
+    return static_cast<char>((h > 0 ? h << 4 : 0) | (l > 0 ? l : 0));
+}
+
+// A place in a text under decoding. What is written never passes what is read.
+struct QuotedText {
+    char const* in;
+    char const* end;
+    char* out;
+};
+
+// Copies text and decodes =XX up to the end or to the first '=' without two digits behind it; the place stays
+// there.
+void DecodeQuotedRun(QuotedText& text) noexcept;
+
+// Decodes the whole text with any two characters behind '=' as digits. false: stopped at a '=' with less than
+// two characters behind it.
+bool DecodeQuotedPairs(QuotedText& text) noexcept;
+
+}  // namespace mime

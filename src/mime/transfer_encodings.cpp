@@ -1,0 +1,145 @@
+#include "mime/transfer_encodings.h"
+
+#include <algorithm>
+#include <cstring>
+#include <string_view>
+
+#include "mime/base64_decoder.h"
+#include "mime/quoted_printable.h"
+
+namespace {
+
+std::string_view View(char const* text) { return text ? text : ""; }
+
+// Steps over the soft line breaks at `place`.
+char const* SkipSoftBreaks(char const* place, char const* end) {
+    while (end - place >= 3 && std::memcmp(place, "=\r\n", 3) == 0) place += 3;
+    return place;
+}
+
+// As if the soft line breaks were taken out first: one may even stand between '=' and its digits.
+std::size_t DecodeQuotedBody(std::string_view in, char* out) {
+    mime::QuotedText text{in.data(), in.data() + in.size(), out};
+    for (;;) {
+        mime::DecodeQuotedRun(text);
+        text.in = SkipSoftBreaks(text.in, text.end);
+        if (text.in == text.end) break;
+        if (*text.in != '=') continue;
+        char const* const high = SkipSoftBreaks(text.in + 1, text.end);
+        if (high == text.end) break;
+        char const* const low = SkipSoftBreaks(high + 1, text.end);
+        if (low == text.end) break;
+        *text.out++ = mime::HexByte(*high, *low);
+        text.in = low + 1;
+    }
+    return static_cast<std::size_t>(text.out - out);
+}
+
+}  // namespace
+
+long normal_base64decoding(char* out, char const* in) {
+    const std::size_t written = mime::DecodeBase64(View(in), out);
+    out[written] = '\0';
+    return static_cast<long>(written);
+}
+
+void base64encoding(unsigned char* out, unsigned char const* in, int len, int lineLen) {
+    char* place = reinterpret_cast<char*>(out);
+    std::size_t left = in && len > 0 ? static_cast<std::size_t>(len) : 0;
+    if (lineLen <= 0) {
+        place += text::Base64Encode(in, left, place);
+        *place = '\0';
+        return;
+    }
+    // Whole groups go through a small buffer, since a line may end inside a group.
+    constexpr std::size_t block = 3 * 1024;
+    char characters[text::Base64EncodedSize(block)];
+    const std::size_t line = static_cast<std::size_t>(lineLen);
+    std::size_t column = 0;
+    while (left > 0) {
+        const std::size_t taken = std::min(left, block);
+        const std::size_t count = text::Base64Encode(in, taken, characters);
+        for (std::size_t done = 0; done < count;) {
+            const std::size_t piece = std::min(count - done, line - column);
+            std::memcpy(place, characters + done, piece);
+            place += piece;
+            done += piece;
+            column += piece;
+            if (column < line) continue;
+            *place++ = '\r';
+            *place++ = '\n';
+            column = 0;
+        }
+        in += taken;
+        left -= taken;
+    }
+    *place = '\0';
+}
+
+int base64decoding(char* out, char const* in, int limit) {
+    constexpr int bad_text = -1;
+    std::string_view text = View(in);
+    if (text.starts_with("+ ")) text.remove_prefix(2);
+    unsigned char const* place = reinterpret_cast<unsigned char const*>(text.data());
+    unsigned char const* const end = place + text.size();
+    const std::size_t most = limit > 0 ? static_cast<std::size_t>(limit) - 1 : 0;
+    std::size_t written = 0;
+    while (place < end && *place != '\r') {
+        if (end - place < 4) return bad_text;
+        const std::uint32_t bits = mime::Base64Group(place);
+        if (bits & mime::base64_foreign || place[0] == '=' || place[1] == '=') return bad_text;
+        // A '=' in the third place does not end the text by itself: the fourth character does or does not.
+        const std::size_t count = place[2] == '=' ? 1 : place[3] == '=' ? 2 : 3;
+        if (count > most - written) {
+            mime::PutBase64Bytes(bits, most - written, out + written);
+            return bad_text;
+        }
+        mime::PutBase64Bytes(bits, count, out + written);
+        written += count;
+        if (place[3] == '=') break;
+        place += 4;
+    }
+    return static_cast<int>(written);
+}
+
+int GetSizeAfterBase64Decoding(unsigned long& size, char const* in, unsigned long const& len) {
+    if (len == 0) {
+        size = 0;
+        return 1;
+    }
+    if (len % 4 != 0 || !in) return 0;
+    const std::size_t pads = in[len - 1] != '=' ? 0 : in[len - 2] != '=' ? 1 : 2;
+    size = len / 4 * 3 - pads;
+    return 1;
+}
+
+void DecodeMailBody(char const* in, int mode, char const* out, int& outLen) {
+    char* const target = const_cast<char*>(out);
+    const std::string_view text = View(in);
+    std::size_t length = text.size();
+    if (mode == MAIL_BODY_BASE64) {
+        length = mime::DecodeBase64Body(text, target);
+    } else if (mode == MAIL_BODY_QUOTED_PRINTABLE) {
+        length = DecodeQuotedBody(text, target);
+    } else {
+        std::memcpy(target, text.data(), length);
+        target[length] = '\0';
+    }
+    outLen = static_cast<int>(length);
+}
+
+int GetSizeAfterQuotedPrintableDecoding(char const* in, unsigned long& size) {
+    const std::string_view text = View(in);
+    const std::string_view tail = text.substr(text.size() - std::min<std::size_t>(text.size(), 2));
+    if (tail.find('=') != tail.npos) return 0;
+    unsigned long count = 0;
+    for (std::size_t place = 0; place < text.size(); ++count) place += text[place] == '=' ? 3 : 1;
+    size = count;
+    return 1;
+}
+
+int QuotedPrintableDecoding(char const* in, char* out) {
+    const std::string_view view = View(in);
+    mime::QuotedText text{view.data(), view.data() + view.size(), out};
+    return mime::DecodeQuotedPairs(text) ? 1 : 0;
+}

@@ -1,0 +1,81 @@
+#include "storage/file_history.h"
+
+#include <algorithm>
+#include <string>
+
+#include "platform/file.h"
+#include "platform/mbcs.h"
+#include "text/directories.h"
+
+namespace {
+
+constexpr const char* no_prefix = "";
+constexpr const char* transit_prefix = "_";
+
+bool EndsInDivider(const CString& path) {
+    const std::string_view text = path.View();
+    return !text.empty() && text.back() == '\\' && platform::ReverseFind(text, '\\') == text.size() - 1;
+}
+
+CString TitleOf(const CString& path) {
+    CString title;
+    platform::splitpath(path, nullptr, nullptr, &title, nullptr);
+    return title;
+}
+
+void RenameIfThere(const CString& from, const CString& to) {
+    if (platform::IsFile(from)) platform::RenameFile(from, to);
+}
+
+}  // namespace
+
+int CFileHistory::SetHistoryNum(int number) {
+    if (number < 0) return not_found;
+    number_ = number;
+    return ok;
+}
+
+int CFileHistory::SetTargetFileName(CString path) {
+    if (path.GetLength() > longest_path) return too_long;
+    if (!platform::IsFile(path)) return not_found;
+    target_ = path;
+    return ok;
+}
+
+int CFileHistory::SetSaveDirPath(CString path, int create) {
+    if (path.GetLength() > longest_path) return too_long;
+    if (!platform::Exists(path)) {
+        if (!create) return not_found;
+        if (MakeDirectoryCompel(path) != make_directory_ok) return cannot_make;
+    }
+    if (platform::IsDirectory(path)) directory_ = path;
+    return ok;
+}
+
+CString CFileHistory::CopyPath(const char* prefix, int number) const {
+    CString path;
+    path.Format("%s%s%s%s.%03d", static_cast<const char*>(directory_), EndsInDivider(directory_) ? "" : "\\", prefix,
+                static_cast<const char*>(TitleOf(target_)), number);
+    return path;
+}
+
+void CFileHistory::ExecuteCopy() {
+    if (target_.IsEmpty() || directory_.IsEmpty()) return;
+    const int copies = std::min(number_, most_copies);
+    for (int n = copies; n >= 1; --n) RenameIfThere(CopyPath(no_prefix, n), CopyPath(transit_prefix, n));
+    for (int n = copies - 1; n >= 1; --n) RenameIfThere(CopyPath(transit_prefix, n), CopyPath(no_prefix, n + 1));
+    if (copies > 0) platform::CopyFile(target_, CopyPath(no_prefix, 1), false);
+    DeleteTransitFiles();
+}
+
+void CFileHistory::DeleteTransitFiles() const {
+    const CString folder = EndsInDivider(directory_) ? directory_ : directory_ + "\\";
+    const CString start = transit_prefix + TitleOf(target_) + ".";
+    // The title may hold what a pattern takes for a wildcard, so it is compared here.
+    CFileFind found;
+    for (bool more = found.FindFile(folder + transit_prefix + "*"); more;) {
+        more = found.FindNextFile();
+        if (!found.IsDirectory() && found.GetFileName().View().starts_with(start.View()))
+            platform::RemoveFile(found.GetFilePath());
+    }
+}

@@ -1,0 +1,135 @@
+#include "storage/log_writer.h"
+
+#include <string_view>
+
+#include "platform/process.h"
+#include "text/directories.h"
+
+namespace {
+
+constexpr char file_prefix[] = "TessalyTransfer";
+constexpr char file_extension[] = ".log";
+constexpr int cycle_days = 10;
+constexpr std::size_t date_size = 10;
+constexpr std::string_view line_end = "\r\n";
+constexpr std::string_view title_rule =
+    "===============================================================================\r\n";
+constexpr std::string_view entry_rule =
+    "-------------------------------------------------------------------------------\r\n";
+constexpr std::size_t rule_size = 79 + line_end.size();
+static_assert(title_rule.size() == rule_size && entry_rule.size() == rule_size);
+
+std::string DateText(platform::CalendarTime const& time) {
+    CString text;
+    text.Format("%04d/%02d/%02d", time.year, time.month, time.day);
+    return std::string(text.View());
+}
+
+// One number for each day, never LogWriter's no_day.
+int DayNumber(platform::CalendarTime const& time) { return (time.year * 12 + time.month) * 31 + time.day; }
+
+// "%02d:%02d:%02d", without the cost of a format for every line.
+void AppendTime(std::string& out, platform::CalendarTime const& time) {
+    char text[] = "00:00:00";
+    char* place = text;
+    for (int const part : {time.hour, time.minute, time.second}) {
+        place[0] = static_cast<char>('0' + part / 10);
+        place[1] = static_cast<char>('0' + part % 10);
+        place += 3;
+    }
+    out += text;
+}
+
+}  // namespace
+
+void LogWriter::Init() {
+    TakePath("");
+    buffer_.clear();
+    title_.Empty();
+    cycle_ = no_cycle;
+}
+
+void LogWriter::SetLogFilePath(CString path) { TakePath(path); }
+
+void LogWriter::SetLogTitle(CString title) { title_ = title; }
+
+void LogWriter::ClearLogBuffer() { buffer_.clear(); }
+
+void LogWriter::SetLogData(CString text, int with_time, int with_rule) {
+    const platform::CalendarTime now = platform::LocalTimeNow();
+    if (with_time) AppendTime(buffer_, now);
+    buffer_ += text.View();
+    if (!buffer_.ends_with(line_end)) buffer_ += line_end;
+    if (with_rule) buffer_ += entry_rule;
+    Write(now);
+    title_.Empty();
+}
+
+void LogWriter::WriteToFile() { Write(platform::LocalTimeNow()); }
+
+void LogWriter::Write(platform::CalendarTime const& now) {
+    if (buffer_.empty() || !Ready(now)) return;
+    if (!title_.IsEmpty()) {
+        std::string block(title_rule);
+        block.append(title_.View()).append(line_end).append(title_rule);
+        buffer_.insert(0, block);
+        title_.Empty();  // it now waits in the buffer if the write fails
+    }
+    if (!file_.Append(buffer_)) return;
+    length_ += static_cast<std::int64_t>(buffer_.size());
+    buffer_.clear();
+}
+
+// Opens the file of the day, unless it is open and still what it was, and makes sure of its date line.
+bool LogWriter::Ready(platform::CalendarTime const& now) {
+    int const cycle = now.day % cycle_days;
+    if (path_.IsEmpty() || cycle_ != cycle) CreateCyclicLogFilePath(cycle);
+    if (!StillOpen()) {
+        if (!file_.Open(path_)) return false;
+        length_ = file_.Length();
+        file_day_ = no_day;
+    }
+    if (file_day_ == DayNumber(now)) return true;
+    if (!BeginsWith(now)) return false;
+    file_day_ = DayNumber(now);
+    return true;
+}
+
+// The length shows at little cost whether the file was deleted or cut or others wrote to it, so it is asked
+// for at each call. A look at the path, which alone shows that the file was renamed, costs as much as the
+// write itself.
+bool LogWriter::StillOpen() {
+    if (!file_.IsOpen()) return false;
+    const std::int64_t now = platform::MonotonicMilliseconds();
+    if (now != path_checked_ && !file_.StillThere()) return false;
+    path_checked_ = now;
+    const std::int64_t length = file_.Length();
+    if (length != length_) file_day_ = no_day;
+    length_ = length;
+    return length >= 0;
+}
+
+// Empties a file of another day and gives it its date line.
+bool LogWriter::BeginsWith(platform::CalendarTime const& now) {
+    const std::string date = DateText(now);
+    if (file_.Head(date_size) == date) return true;
+    if (!file_.Truncate() || !file_.Append(date + std::string(line_end))) return false;
+    length_ = static_cast<std::int64_t>(date.size() + line_end.size());
+    return true;
+}
+
+int LogWriter::CreateCyclicLogFilePath(int day) {
+    if (day < 0 || day >= cycle_days) return 0;
+    cycle_ = day;
+    CString path;
+    path.Format("%s%s%d%s", static_cast<char const*>(platform::ModuleDirectory()), file_prefix, day,
+                file_extension);
+    PathFix(path);
+    TakePath(path);
+    return 1;
+}
+
+void LogWriter::TakePath(CString const& path) {
+    file_.Close();
+    path_ = path;
+}

@@ -1,0 +1,273 @@
+#include "storage/my_db.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <new>
+#include <stdexcept>
+#include <string_view>
+#include <utility>
+
+#include "platform/cstring_pool.h"
+#include "platform/dialog.h"
+#include "platform/file.h"
+#include "platform/mbcs.h"
+#include "storage/check_directory.h"
+#include "storage/xcsv_read.h"
+#include "storage/xcsv_write.h"
+
+namespace {
+
+constexpr char bad_column_count_text[] = "列数は1以上の値にしてください";
+
+// Reserves the rows of a file as soon as enough of them have been read to know their size.
+class RowEstimate {
+  public:
+    RowEstimate(std::int64_t file_size) : file_size_(file_size) {}
+
+    void Note(std::vector<XCStringArrayEx>& rows, std::int64_t bytes_read) {
+        if (rows.size() != sample || bytes_read <= 0) return;
+        const std::int64_t estimate = file_size_ / (bytes_read / static_cast<std::int64_t>(sample) + 1);
+        // Rows differ; a little more room is cheaper than growing.
+        if (estimate > 0) rows.reserve(static_cast<std::size_t>(estimate + estimate / 16));
+    }
+    // Gives back what was reserved in vain.
+    static void Finish(std::vector<XCStringArrayEx>& rows) {
+        if (rows.capacity() > rows.size() + rows.size() / 8) rows.shrink_to_fit();
+    }
+
+  private:
+    static constexpr std::size_t sample = 512;
+    std::int64_t file_size_;
+};
+
+}  // namespace
+
+CMyDB::CMyDB(int elements) {
+    if (SetElementNumber(elements) == db_success) return;
+    AfxMessageBox(bad_column_count_text);
+    AfxThrowUserException();
+}
+
+void CMyDB::Init() {
+    rows_.RemoveAll();
+    rows_.FreeExtra();
+    changed_ = 0;
+    element_number_ = 0;
+    path_.Empty();
+    element_number_y2_ = 0;
+    ++revision_;
+}
+
+int CMyDB::SetElementNumber(int n) {
+    if (element_number_ > 0) return db_element_number_set;
+    if (n < 1) return db_bad_format;
+    element_number_ = n;
+    return db_success;
+}
+
+int CMyDB::GetElementNumber() const { return element_number_ > 0 ? element_number_ : db_no_element_number; }
+
+int CMyDB::SetElementNumber_Y2(int n) {
+    element_number_y2_ = n;
+    return db_success;
+}
+
+int CMyDB::GetElementNumber_Y2() const {
+    return element_number_y2_ != 0 ? element_number_y2_ : db_no_element_number;
+}
+
+int CMyDB::GetLineNumber() const { return element_number_ > 0 ? rows_.GetSize() : db_no_element_number; }
+
+int CMyDB::SetDBFilePath(CString path) {
+    if (element_number_ < 1) return db_no_element_number;
+    path_ = std::move(path);
+    return db_success;
+}
+
+CString CMyDB::GetDBFilePath() const { return element_number_ > 0 ? path_ : CString(); }
+
+int CMyDB::CheckPath(CString const& path) const {
+    if (element_number_ < 1) return db_no_element_number;
+    return path.IsEmpty() ? db_no_path : db_success;
+}
+
+int CMyDB::OpenToRead(CString const& path, XCsvRead& reader) const {
+    if (int const problem = CheckPath(path)) return problem;
+    const std::size_t divider = platform::ReverseFind(path.View(), '\\');
+    if (divider == std::string_view::npos) return db_no_directory;
+    if (CheckDirectory(CString(path.View().substr(0, divider))) != directory_exists) return db_no_directory;
+    if (!platform::Exists(path)) return db_file_not_found;
+    if (reader.OpenFile(path) < 0) return db_open_failed;
+    int const probe = reader.ReadLine();
+    if (probe == XCsvRead::read_blank) return db_bad_format;
+    if (probe == XCsvRead::read_end) return db_file_empty;
+    return reader.MoveFirst() == 0 ? db_success : db_open_failed;
+}
+
+int CMyDB::ReadDBFile(char const* key) { return ReadFrom(path_, key); }
+
+int CMyDB::ReadFrom(CString const& path, char const* key) {
+    XCsvRead reader;
+    if (key) reader.SetUseKey(key);
+    if (int const problem = OpenToRead(path, reader)) return problem;
+
+    rows_.RemoveAll();
+    ++revision_;
+    RowEstimate estimate(platform::FileSize(path));
+    CStringPool pool;
+    int result = db_success;
+    for (;;) {
+        XCStringArrayEx row;
+        int const fields = reader.ReadRow(pool, element_number_, row);
+        if (fields <= 0) break;
+        if (fields != element_number_ && fields != element_number_y2_) {
+            result = db_bad_cell_count;
+            break;
+        }
+        rows_.Add(std::move(row));
+        estimate.Note(rows_.Items(), reader.BytesRead());
+    }
+    RowEstimate::Finish(rows_.Items());
+    return result;
+}
+
+int CMyDB::WriteDBFile(int compel, char const* key) {
+    if (int const problem = CheckPath(path_)) return problem;
+    if (!changed_ && !compel) return db_success;
+    int const result = WriteTo(path_, key);
+    if (result == db_success) changed_ = 0;
+    return result;
+}
+
+int CMyDB::WriteTo(CString const& path, char const* key) const {
+    if (int const problem = CheckPath(path)) return problem;
+    XCsvWrite writer;
+    if (key) writer.SetUseKey(key);
+    if (writer.OpenFile(path) < 0) return db_open_failed;
+    for (XCStringArrayEx const& row : rows_)
+        if (!writer.WriteRow(row, element_number_)) return db_write_failed;
+    return writer.CloseChecked() ? db_success : db_write_failed;
+}
+
+int CMyDB::CheckLine(int line) const {
+    if (element_number_ < 1) return db_no_element_number;
+    return line >= 0 && line < rows_.GetSize() ? db_success : db_bad_line;
+}
+
+int CMyDB::CheckCell(int line, int column) const {
+    if (int const problem = CheckLine(line)) return problem;
+    return column >= 0 && column < element_number_ ? db_success : db_bad_column;
+}
+
+int CMyDB::CheckNewRow(XCStringArrayEx const& row) const {
+    if (element_number_ < 1) return db_no_element_number;
+    return row.GetSize() == element_number_ ? db_success : db_bad_cell_count;
+}
+
+int CMyDB::AddLine(XCStringArrayEx row) {
+    if (int const problem = CheckNewRow(row)) return problem;
+    rows_.Add(std::move(row));
+    MarkChanged();
+    return db_success;
+}
+
+int CMyDB::SetAtLine(int line, XCStringArrayEx row) {
+    if (int const problem = CheckNewRow(row)) return problem;
+    if (int const problem = CheckLine(line)) return problem;
+    rows_[line] = std::move(row);
+    MarkChanged();
+    return db_success;
+}
+
+int CMyDB::SetAtLineGrow(int line, XCStringArrayEx row) {
+    if (int const problem = CheckNewRow(row)) return problem;
+    if (line < 0) return db_bad_line;
+    auto& rows = rows_.Items();
+    auto const place = static_cast<std::size_t>(line);
+    if (place >= rows.size()) {
+        try {
+            rows.resize(place + 1, XCStringArrayEx(element_number_));
+        } catch (std::bad_alloc const&) {
+            return db_bad_line;
+        } catch (std::length_error const&) {
+            return db_bad_line;
+        }
+    }
+    rows[place] = std::move(row);
+    MarkChanged();
+    return db_success;
+}
+
+int CMyDB::InsertAtLine(int line, XCStringArrayEx row) {
+    if (int const problem = CheckNewRow(row)) return problem;
+    if (line < 0 || line > rows_.GetSize()) return db_bad_line;
+    rows_.Items().insert(rows_.begin() + line, std::move(row));
+    MarkChanged();
+    return db_success;
+}
+
+int CMyDB::RemoveLine(int line) {
+    if (int const problem = CheckLine(line)) return problem;
+    rows_.RemoveAt(line);
+    MarkChanged();
+    return db_success;
+}
+
+int CMyDB::RemoveAll(int markChanged) {
+    if (element_number_ < 1) return db_no_element_number;
+    rows_.RemoveAll();
+    ++revision_;
+    if (markChanged) changed_ = 1;
+    return db_success;
+}
+
+int CMyDB::SetAtElement(int line, int column, CString value) {
+    if (int const problem = CheckCell(line, column)) return problem;
+    rows_[line][column] = std::move(value);
+    MarkChanged();
+    return db_success;
+}
+
+int CMyDB::SetAtElement(int line, int column, int value) {
+    CString text;
+    text.Format("%d", value);
+    return SetAtElement(line, column, std::move(text));
+}
+
+int CMyDB::SetAtElement(int line, int column, COleDateTime value) {
+    if (int const problem = CheckCell(line, column)) return problem;
+    if (value.GetStatus() != COleDateTime::valid) return db_bad_date;
+    CString text;
+    text.Format("%04d/%02d/%02d %02d:%02d:%02d", value.GetYear(), value.GetMonth(), value.GetDay(),
+                value.GetHour(), value.GetMinute(), value.GetSecond());
+    return SetAtElement(line, column, std::move(text));
+}
+
+XCStringArrayEx CMyDB::GetAtLine(int line) const {
+    return CheckLine(line) == db_success ? rows_[line] : XCStringArrayEx();
+}
+
+int CMyDB::GetAtLine(int line, XCStringArrayEx& row) const {
+    if (int const problem = CheckLine(line)) return problem;
+    row = rows_[line];
+    return db_success;
+}
+
+CString CMyDB::GetAtElement(int line, int column) const {
+    return CheckCell(line, column) == db_success ? rows_[line][column] : CString();
+}
+
+int CMyDB::GetAtElement(int line, int column, CString& value) const {
+    if (int const problem = CheckCell(line, column)) return problem;
+    value = rows_[line][column];
+    return db_success;
+}
+
+void CMyDB::SetSizeDBArray(int lines) {
+    if (lines <= rows_.GetSize()) return;
+    try {
+        rows_.Reserve(lines);
+    } catch (std::exception const&) {
+        return;  // a wish; the rows grow as they come
+    }
+}

@@ -1,0 +1,111 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "platform/cstring_pool.h"
+#include "platform/export.h"
+#include "storage/record_parser.h"
+#include "storage/string_array_ex.h"
+
+namespace storage {
+
+// Reads records of quoted fields from a file, with or without a substitution of its bytes: what XCsvRead and
+// CsvRead have in common. The object owns its stream.
+//
+// The file is read in large blocks, so the position of the stream runs ahead of the records; GetFp puts it
+// right.
+//
+// Threads: no lock; calls on one object must not overlap.
+class TESSALY_API RecordReader {
+  public:
+    enum Result : int {
+        read_blank = 0,  // blank or malformed record
+        read_end = -1,   // end of the file, or no open file
+        read_failed = -1,
+    };
+
+    RecordReader(RecordReader const&) = delete;
+    RecordReader& operator=(RecordReader const&) = delete;
+    virtual ~RecordReader();
+
+    // Opens for reading; a file that was open is closed. 1, or -1 on failure, for a directory or a null path.
+    int OpenFile(char const* path);
+    void CloseFile();
+    // Back to the start of the file: 0, or -1.
+    int MoveFirst();
+    // Non-zero once a read has come upon the end of the file, and while no file is open.
+    int IsEof() const;
+    // Closes the present stream and takes `fp`, to be read from where it stands; null takes none. Result:
+    // `fp`.
+    std::FILE* SetFp(std::FILE* fp);
+    // The stream, standing behind the last record that was read. It may be read and moved until the next read
+    // here.
+    std::FILE* GetFp();
+
+    // Reads one record and divides it. A record whose quotes are open at a line end goes on with the next
+    // line. Result: the number of fields; read_blank; read_end when no whole record is left - a last line
+    // without LF is not delivered - with no record and no fields.
+    int ReadLine();
+    // Divides a text as a record, with the same results; -1 for a null text, the record then staying as it
+    // was.
+    int SetLine(char const* text);
+    // The record as it was read, decoded, its line end included; or the text given to SetLine. Empty without
+    // one.
+    char const* GetLine() const { return line_.c_str(); }
+    int GetElementsNumber() const { return static_cast<int>(fields_.size()); }
+    // Null when out of range. This pointer and the last one stay valid until the next read.
+    char const* GetData(int i) const;
+
+    // The bulk form of ReadLine: `row` gets exactly `columns` cells made by `pool`, missing ones empty and
+    // further ones dropped. Result as ReadLine; `row` is only changed by a positive one. GetLine and GetData
+    // are not served.
+    int ReadRow(CStringPool& pool, int columns, XCStringArrayEx& row);
+    // Bytes from where reading began to behind the last record.
+    std::int64_t BytesRead() const { return consumed_; }
+
+  protected:
+    RecordReader() = default;
+    // Null means plain text. The next read uses it.
+    void SetTable(unsigned char const* decode_table);
+
+  private:
+    // Fields and bytes of a record, both 0 for none.
+    struct OrdinaryRecord {
+        int fields;
+        std::size_t size;
+    };
+
+    bool Fill();
+    bool AppendPhysicalLine();
+    bool ReadRecordText();
+    // The record at the start of the unread bytes, if it has the form that a table has when it is written:
+    // every field in quotes and with none inside, CR LF at the end. Anything else is left to ReadRecordText
+    // and DivideRecord, which give the same for such a record.
+    OrdinaryRecord ScanOrdinaryRecord(std::size_t max_kept);
+    void DropBuffer() noexcept;
+    void DropRecord() noexcept;
+
+    std::FILE* stream_ = nullptr;
+    unsigned char const* table_ = nullptr;
+    // The block: raw bytes are decoded as they come in; [position_, end_) is still unread.
+    std::unique_ptr<char[]> block_;
+    std::size_t capacity_ = 0;
+    std::size_t position_ = 0;
+    std::size_t end_ = 0;
+    std::size_t first_nul_ = 0;  // the first NUL behind the start of the block, end_ if there is none
+    bool exhausted_ = false;     // the stream has no more bytes
+    bool at_end_ = false;        // and a read has come upon that
+    std::int64_t consumed_ = 0;
+
+    std::string line_;
+    std::string fields_text_;
+    FieldList fields_;
+    FieldList row_fields_;  // of ReadRow
+};
+
+}  // namespace storage

@@ -1,0 +1,10 @@
+#include "storage/xcsv_read.h"
+
+#include "storage/key_tables.h"
+#include "storage/substitution.h"
+
+XCsvRead::XCsvRead() { SetTable(storage::DefaultDecodeTable()); }
+
+void XCsvRead::SetUseKey(char const* key) {
+    SetTable(key ? storage::DecodeTable(GetKeyNumber(key)) : storage::DefaultDecodeTable());
+}

@@ -1,0 +1,10 @@
+#include "storage/xcsv_write.h"
+
+#include "storage/key_tables.h"
+#include "storage/substitution.h"
+
+XCsvWrite::XCsvWrite() { SetTable(storage::DefaultEncodeTable()); }
+
+void XCsvWrite::SetUseKey(char const* key) {
+    SetTable(key ? storage::EncodeTable(GetKeyNumber(key)) : storage::DefaultEncodeTable());
+}

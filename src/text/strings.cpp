@@ -1,0 +1,137 @@
+#include "text/strings.h"
+
+#include <cstring>
+
+#include "platform/mbcs.h"
+#include "text/byte_runs.h"
+#include "text/scratch_text.h"
+
+namespace {
+
+using text::Byte;
+using text::ByteRange;
+
+std::string_view ViewOf(char const* text) noexcept { return text ? std::string_view(text) : std::string_view(); }
+
+constexpr bool IsTrail(Byte c) noexcept { return (c >= 0x40 && c <= 0x7E) || (c >= 0x80 && c <= 0xFC); }
+
+// Bytes of the character at the start of a text that is not empty, 0 when there is none.
+int WholeCharacter(ByteRange in) noexcept {
+    const Byte c = *in.at;
+    if (c < 0x80 || text::IsHalfKana(c)) return 1;
+    const bool lead = (c >= 0x81 && c <= 0x9F) || (c >= 0xE0 && c <= 0xEF);
+    return lead && in.Holds(2) && IsTrail(in.at[1]) ? 2 : 0;
+}
+
+constexpr bool IsLineEnd(char c) noexcept { return c == '\r' || c == '\n'; }
+
+// Bytes of the line end at `at`: 2 for CR LF and LF CR.
+std::size_t LineEndSize(std::string_view text, std::size_t at) noexcept {
+    const bool two = at + 1 < text.size() && IsLineEnd(text[at + 1]) && text[at + 1] != text[at];
+    return two ? 2 : 1;
+}
+
+bool IsAsciiAlphanumeric(Byte c) noexcept {
+    return (c >= '0' && c <= '9') || (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z');
+}
+
+}  // namespace
+
+int CheckCharInString(char c, char const* set) { return ViewOf(set).find(c) != std::string_view::npos ? 1 : 0; }
+
+char* xcstristr(char const* text, char const* word) {
+    const std::string_view text_bytes = ViewOf(text);
+    const std::string_view word_bytes = ViewOf(word);
+    if (word_bytes.size() > text_bytes.size()) return nullptr;
+    text::ScratchText lower_text(text_bytes.size() + 1);
+    text::ScratchText lower_word(word_bytes.size() + 1);
+    text_bytes.copy(lower_text.Data(), text_bytes.size());
+    word_bytes.copy(lower_word.Data(), word_bytes.size());
+    platform::Lower(lower_text.Data(), text_bytes.size());
+    platform::Lower(lower_word.Data(), word_bytes.size());
+    const std::size_t place = platform::Find({lower_text.Data(), text_bytes.size()}, {lower_word.Data(), word_bytes.size()});
+    return place == std::string_view::npos ? nullptr : const_cast<char*>(text) + place;
+}
+
+void* xcmemmem(void const* data, unsigned int size, void const* pattern, unsigned int patternSize) {
+    auto* const bytes = static_cast<char*>(const_cast<void*>(data));
+    if (patternSize == 0) return bytes;
+    if (patternSize > size) return nullptr;
+    const std::string_view wanted(static_cast<char const*>(pattern), patternSize);
+    const std::size_t place = std::string_view(bytes, size).find(wanted);
+    return place == std::string_view::npos ? nullptr : bytes + place;
+}
+
+char* strncpy_mb(char* out, char const* text, unsigned int limit) {
+    char* at = out;
+    for (ByteRange in(text); !in.Empty();) {
+        const int size = WholeCharacter(in);
+        if (size == 0 || static_cast<unsigned>(size) > limit) break;
+        limit -= static_cast<unsigned>(size);
+        for (int i = 0; i < size; ++i) *at++ = static_cast<char>(*in.at++);
+    }
+    *at = '\0';
+    return out;
+}
+
+CString CrLfConverter(CString text) {
+    const std::string_view from = text.View();
+    std::size_t line_ends = 0;
+    std::size_t line_end_bytes = 0;
+    for (std::size_t at = 0; at < from.size(); ++at) {
+        if (!IsLineEnd(from[at])) continue;
+        const std::size_t size = LineEndSize(from, at);
+        ++line_ends;
+        line_end_bytes += size;
+        at += size - 1;
+    }
+    if (line_ends == 0) return text;
+
+    CString result;
+    char* out = result.GetBuffer(static_cast<int>(from.size() - line_end_bytes + 2 * line_ends));
+    char* const start = out;
+    for (std::size_t at = 0; at < from.size();) {
+        if (!IsLineEnd(from[at])) {
+            *out++ = from[at++];
+            continue;
+        }
+        *out++ = '\r';
+        *out++ = '\n';
+        at += LineEndSize(from, at);
+    }
+    result.ReleaseBuffer(static_cast<int>(out - start));
+    return result;
+}
+
+int IsStrAscii(char const* text) {
+    for (char c : ViewOf(text))
+        if (static_cast<Byte>(c) >= 0x80) return 0;
+    return 1;
+}
+
+void DeleteBlankAndBreakLine(char const* text, char* out) {
+    for (ByteRange in(text); !in.Empty(); ++in.at) {
+        const Byte c = *in.at;
+        if (c == ' ' || c == '\t') continue;
+        if (c == '\r' && in.Holds(2) && in.at[1] == '\n')
+            ++in.at;
+        else
+            *out++ = static_cast<char>(c);
+    }
+    *out = '\0';
+}
+
+CString ViolationRemoveForDomain(CString text) {
+    CString result;
+    char* const start = result.GetBuffer(text.GetLength());
+    char* out = start;
+    for (ByteRange in(text.View()); !in.Empty(); ++in.at) {
+        const Byte c = *in.at;
+        if ((c == 0x80 || platform::IsLeadByte(c)) && in.Holds(2))
+            ++in.at;
+        else if (IsAsciiAlphanumeric(c))
+            *out++ = static_cast<char>(c);
+    }
+    result.ReleaseBuffer(static_cast<int>(out - start));
+    return result;
+}

@@ -1,0 +1,266 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <ctime>
+#include <optional>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "delivery/mail_send.h"
+#include "delivery/mail_stamps.h"
+#include "delivery/smtp_authentication.h"
+#include "delivery/smtp_reply.h"
+#include "delivery/wire_text.h"
+#include "platform/clock.h"
+
+namespace {
+
+TEST(SmtpReply, LastLineGivesCodeAndMark) {
+    struct Case {
+        char const* reply;
+        int final;
+    };
+    constexpr Case cases[] = {
+        {"250 ok\r\n", 250},
+        {"250 ok", 250},
+        {"250\r\n", 250},
+        {"250\n", 250},
+        {"250", 250},
+        {"250 \r\n", 250},
+        {"250-ok\r\n", -250},
+        {"250-\r\n", -250},
+        {"250-a\r\n250 b\r\n", 250},
+        {"250 a\r\n250-b\r\n", -250},
+        {"250 a\r\n\r\n", 0},
+        {"250 a\r\n55\r\n", 0},
+        {"2500 ok\r\n", 0},
+        {"250\tok\r\n", 0},
+        {"250\r\r\n", 250},
+        {"25\r\n", 0},
+        {"25 \r\n", 25},
+        {"2x0 \r\n", 2},
+        {"ok so\r\n", 0},
+        {"-25 x\r\n", 0},
+        {" 250 x\r\n", 0},
+        {"あいう\r\n", 0},
+        {"", 0},
+        {"\n", 0},
+        {"\r\n\r\n", 0},
+        {nullptr, 0},
+    };
+    for (Case const& c : cases) {
+        int final = 99;
+        EXPECT_EQ(MailSend::GetResponseStatus(c.reply, &final), std::abs(c.final)) << (c.reply ? c.reply : "null");
+        EXPECT_EQ(final, c.final) << (c.reply ? c.reply : "null");
+    }
+    EXPECT_EQ(MailSend::GetResponseStatus("354-go\r\n", nullptr), 354);
+}
+
+TEST(SocketErrors, OfEachKindOfCallHaveTheirCode) {
+    struct Case {
+        int error, connect, send, receive, shutdown;
+    };
+    constexpr Case cases[] = {
+        {10013, 2322, 2322, 2322, 2322}, {10014, 2309, 2310, 1, 1},       {10022, 2311, 2313, 2313, 2312},
+        {10024, 2315, 2315, 2315, 2315}, {10035, 2321, 2321, 2321, 2321}, {10036, 2304, 2304, 2304, 2304},
+        {10038, 2319, 2319, 2319, 2319}, {10039, 2308, 2308, 2308, 2308}, {10047, 2306, 2306, 2306, 2306},
+        {10048, 2303, 2303, 2303, 2303}, {10049, 2305, 2305, 2305, 2305}, {10050, 2302, 2302, 2302, 2302},
+        {10051, 2316, 2316, 2316, 2316}, {10052, 2323, 2323, 2323, 2323}, {10053, 2326, 2326, 2326, 2326},
+        {10054, 2327, 2327, 2327, 2327}, {10055, 2317, 2318, 2318, 2318}, {10056, 2314, 2314, 2314, 2314},
+        {10057, 2324, 2324, 2324, 2324}, {10058, 2325, 2325, 2325, 2325}, {10060, 2320, 2320, 2320, 2320},
+        {10061, 2307, 2307, 2307, 2307}, {10093, 2301, 2301, 2301, 2301}, {10004, 1, 1, 1, 1},
+        {0, 1, 1, 1, 1},                 {11001, 1, 1, 1, 1},             {-1, 1, 1, 1, 1},
+    };
+    for (Case const& c : cases) {
+        EXPECT_EQ(MailSend::GetWSAErrMsg(c.error, MailSend::FunctionConnect), c.connect) << c.error;
+        EXPECT_EQ(MailSend::GetWSAErrMsg(c.error, MailSend::FunctionSend), c.send) << c.error;
+        EXPECT_EQ(MailSend::GetWSAErrMsg(c.error, MailSend::FunctionReceive), c.receive) << c.error;
+        EXPECT_EQ(MailSend::GetWSAErrMsg(c.error, MailSend::FunctionShutdown), c.shutdown) << c.error;
+    }
+}
+
+TEST(SmtpAuthentication, MethodIsTheFirstAllowedAndNamed) {
+    using delivery::AuthMethod;
+    struct Case {
+        char const* ehlo;
+        delivery::AllowedMethods allowed;
+        std::optional<AuthMethod> method;
+    };
+    const Case cases[] = {
+        {"250 AUTH PLAIN LOGIN CRAM-MD5\r\n", {true, true, true}, AuthMethod::cram_md5},
+        {"250 AUTH PLAIN LOGIN CRAM-MD5\r\n", {false, true, true}, AuthMethod::login},
+        {"250 AUTH PLAIN LOGIN CRAM-MD5\r\n", {false, false, true}, AuthMethod::plain},
+        {"250 AUTH PLAIN LOGIN CRAM-MD5\r\n", {false, false, false}, std::nullopt},
+        {"250 AUTH PLAIN\r\n", {true, true, false}, std::nullopt},
+        {"250 AUTH=LOGIN\r\n", {true, true, true}, AuthMethod::login},
+        {"250 auth login plain\r\n", {true, true, true}, std::nullopt},
+    };
+    for (Case const& c : cases) EXPECT_EQ(delivery::ChooseMethod(c.ehlo, c.allowed), c.method) << c.ehlo;
+    EXPECT_TRUE(delivery::OffersAuthentication("250-x\r\n250-Auth=x\r\n250 y\r\n"));
+    EXPECT_FALSE(delivery::OffersAuthentication("250-x\r\n250 SIZE\r\n"));
+}
+
+TEST(SmtpAuthentication, AnswersAreExact) {
+    // The example of RFC 2195 2.
+    EXPECT_EQ(delivery::CramMd5Answer("tim", "tanstaaftanstaaf", "<1896.697170952@postoffice.reston.mci.net>"),
+              "dGltIGI5MTNhNjAyYzdlZGE3YTQ5NWI0ZTZlNzMzNGQzODkw");
+    EXPECT_EQ(delivery::PlainAnswer("u", "p"), "dQB1AHA=");
+    EXPECT_EQ(delivery::PlainAnswer("", ""), "AAA=");
+    // "a\0b" as user and "\0" as password, from a^b and ^.
+    EXPECT_EQ(delivery::PlainAnswer("a^b", "^"), delivery::Base64Line(std::string("a\0b\0a\0b\0\0", 9)));
+    // The second byte of "／" is that of "^".
+    EXPECT_EQ(delivery::PlainAnswer("u", "／"), delivery::Base64Line(std::string("u\0u\0", 4) + "／"));
+    // A user name that breaks off inside a character does not swallow the NUL behind it.
+    EXPECT_EQ(delivery::PlainAnswer("\x81", "p"), delivery::Base64Line(std::string("\x81\0\x81\0p", 5)));
+    EXPECT_EQ(delivery::PromptKind("UserName:"), delivery::LoginPrompt::user);
+    EXPECT_EQ(delivery::PromptKind("Password for username"), delivery::LoginPrompt::user);
+    EXPECT_EQ(delivery::PromptKind("PASSWORD"), delivery::LoginPrompt::password);
+    EXPECT_EQ(delivery::PromptKind("user name"), delivery::LoginPrompt::unknown);
+    EXPECT_EQ(delivery::DecodeChallenge("PDE+\r\n"), "<1>");
+    for (char const* damaged : {"", "\r\n", "A", "QUJ", "QU#D", "あ", "===="})
+        EXPECT_EQ(delivery::DecodeChallenge(damaged), std::nullopt) << damaged;
+}
+
+TEST(SmtpAuthentication, LimitsOfTheBuffersAreExact) {
+    using delivery::AuthMethod;
+    auto text = [](std::size_t length) { return std::string(length, 'x'); };
+    EXPECT_TRUE(delivery::CredentialsFit(AuthMethod::login, text(381), text(381)));
+    EXPECT_FALSE(delivery::CredentialsFit(AuthMethod::login, text(382), ""));
+    EXPECT_FALSE(delivery::CredentialsFit(AuthMethod::login, "", text(382)));
+    EXPECT_TRUE(delivery::CredentialsFit(AuthMethod::cram_md5, text(348), text(5000)));
+    EXPECT_FALSE(delivery::CredentialsFit(AuthMethod::cram_md5, text(349), ""));
+    EXPECT_TRUE(delivery::CredentialsFit(AuthMethod::plain, text(100), text(179)));
+    EXPECT_FALSE(delivery::CredentialsFit(AuthMethod::plain, text(100), text(180)));
+    // The answers that just fit need no more than the buffer with its NUL.
+    EXPECT_LT(delivery::Base64Line(text(381)).size(), delivery::auth_buffer_size);
+    EXPECT_LT(delivery::PlainAnswer(text(100), text(179)).size(), delivery::auth_buffer_size);
+    EXPECT_LT(delivery::CramMd5Answer(text(348), "p", "c").size(), delivery::auth_buffer_size);
+
+    EXPECT_TRUE(delivery::CredentialsUsable({true, false, true}, text(300), text(300)));
+    EXPECT_FALSE(delivery::CredentialsUsable({true, false, true}, text(349), ""));
+    EXPECT_TRUE(delivery::CredentialsUsable({}, text(9999), ""));
+}
+
+TEST(WireText, IsExactByteForByte) {
+    delivery::WireParts plain;
+    plain.header = "From: a@example.jp\r\n";
+    plain.body = "あ\r\nb";
+    const std::string fixed = "Mime-Version: 1.0\r\nContent-Transfer-Encoding: 7bit\r\n";
+    const std::string default_type = "Content-Type: text/plain; charset=ISO-2022-JP\r\n";
+    EXPECT_EQ(delivery::MakeWireText(plain), ("From: a@example.jp\r\n" + default_type + fixed +
+                                              "\r\n\x1b$B$\"\x1b(B\r\nb\r\n.\r\n")
+                                                 .c_str());
+
+    delivery::WireParts full = plain;
+    full.message_id = "1.2@example.jp";
+    full.mailer_name = "Tessaly 5";
+    full.content_type = "text/html; charset=x";
+    EXPECT_EQ(delivery::MakeWireText(full),
+              ("From: a@example.jp\r\nMessage-Id: <1.2@example.jp>\r\nX-Mailer: Tessaly 5\r\n"
+               "Content-Type: text/html; charset=x\r\n" +
+               fixed + "\r\n\x1b$B$\"\x1b(B\r\nb\r\n.\r\n")
+                  .c_str());
+
+    CStringArray parts;
+    parts.Add("Content-Type: image/png\r\n\r\nQUJD");
+    parts.Add("X: y\r\n\r\n.dot");
+    full.body = ".";
+    full.boundary = "_B_";
+    full.attachments = &parts;
+    EXPECT_EQ(delivery::MakeWireText(full),
+              ("From: a@example.jp\r\nMessage-Id: <1.2@example.jp>\r\nX-Mailer: Tessaly 5\r\n"
+               "Content-Type: multipart/mixed; boundary=\"_B_\"\r\n" +
+               fixed +
+               "\r\n--_B_\r\nContent-Type: text/html; charset=x\r\nContent-Transfer-Encoding: 7bit\r\n\r\n..\r\n"
+               "--_B_\r\nContent-Type: image/png\r\n\r\nQUJD\r\n--_B_\r\nX: y\r\n\r\n.dot\r\n--_B_--\r\n.\r\n")
+                  .c_str());
+}
+
+TEST(WireText, DotsAtLineStartsAreStuffed) {
+    constexpr char const* cases[][2] = {
+        {"", ""},
+        {".", ".."},
+        {"..", "..."},
+        {"a.b", "a.b"},
+        {"a\r\n.\r\nb", "a\r\n..\r\nb"},
+        {"\r\n.\r\n.\r\n..x", "\r\n..\r\n..\r\n...x"},
+        {".\r\n.", "..\r\n.."},
+        {"a\r\n", "a\r\n"},
+        // Lone line ends, in which a lax server would see the end of the mail.
+        {"a\n.\nRSET", "a\n..\nRSET"},
+        {"a\r.\r", "a\r..\r"},
+    };
+    for (auto const& [text, stuffed] : cases) {
+        CString out("x");
+        delivery::AppendDotStuffed(out, text);
+        EXPECT_EQ(out, "x" + CString(stuffed)) << text;
+    }
+}
+
+class MailStamps : public testing::Test {
+  protected:
+    void SetUp() override { UseZone("Asia/Tokyo"); }
+    void TearDown() override { UseZone("UTC0"); }
+    static void UseZone(char const* zone) {
+        setenv("TZ", zone, 1);
+        tzset();
+    }
+};
+
+TEST_F(MailStamps, MessageIdCountsWithinOneMillisecond) {
+    platform::FrozenClock clock({1767193199, 7});  // 2025-12-31 14:59:59 UTC
+    EXPECT_EQ(MailSend::MakeMessageID("example.jp", 42), "20251231145959007.00000.42.example.jp");
+    EXPECT_EQ(MailSend::MakeMessageID("example.jp", -1), "20251231145959007.00001.-1.example.jp");
+    clock.Set({1767193199, 8});
+    EXPECT_EQ(MailSend::MakeMessageID(nullptr, 0), "20251231145959008.00000.0.");
+    for (int i = 1; i < 99999; ++i) MailSend::MakeMessageID("", 0);
+    EXPECT_EQ(MailSend::MakeMessageID("", 0), "20251231145959008.99999.0.");
+    EXPECT_EQ(MailSend::MakeMessageID("", 0), "20251231145959008.00000.0.");
+}
+
+TEST_F(MailStamps, MessageIdsOfManyThreadsDiffer) {
+    constexpr int threads = 4, each = 2000;
+    std::vector<std::string> ids(threads * each);
+    std::vector<std::thread> makers;
+    for (int t = 0; t < threads; ++t)
+        makers.emplace_back([&ids, t] {
+            for (int i = 0; i < each; ++i)
+                ids[static_cast<std::size_t>(t * each + i)] = MailSend::MakeMessageID("", 0).View();
+        });
+    for (std::thread& maker : makers) maker.join();
+    std::sort(ids.begin(), ids.end());
+    EXPECT_EQ(std::adjacent_find(ids.begin(), ids.end()), ids.end());
+}
+
+TEST_F(MailStamps, DateFollowsTheZone) {
+    const platform::FrozenClock clock({1767225599, 0});  // 2025-12-31 23:59:59 UTC
+    EXPECT_EQ(MailSend::MakeSmtpDateNow(""), "Thu, 01 Jan 2026 08:59:59 +0900");
+    EXPECT_EQ(MailSend::MakeSmtpDateNow(nullptr), "Thu, 01 Jan 2026 08:59:59 +0900");
+    EXPECT_EQ(MailSend::MakeSmtpDateNow("-500"), "Thu, 01 Jan 2026 08:59:59 -0500");
+    EXPECT_EQ(MailSend::MakeSmtpDateNow("+0030"), "Thu, 01 Jan 2026 08:59:59 +0030");
+    EXPECT_EQ(MailSend::MakeSmtpDateNow("99999999999999999999"), "Thu, 01 Jan 2026 08:59:59 +9999");
+    UseZone("NST3:30");
+    EXPECT_EQ(MailSend::MakeSmtpDateNow(""), "Wed, 31 Dec 2025 20:29:59 -0330");
+}
+
+TEST_F(MailStamps, SummerTimeIsPartOfTheZone) {
+    UseZone("EST5EDT,M3.2.0,M11.1.0");
+    platform::FrozenClock clock({1751328000, 0});  // 2025-07-01 00:00:00 UTC
+    EXPECT_EQ(MailSend::MakeSmtpDateNow(""), "Mon, 30 Jun 2025 20:00:00 -0400");
+}
+
+TEST_F(MailStamps, BoundaryHasItsForm) {
+    const platform::FrozenClock clock({1767193199, 7});
+    const std::string boundary(delivery::NewBoundary().View());
+    const std::string start = "_MULTIPART_20251231235959007_", end = "_MIXED_";
+    ASSERT_EQ(boundary.size(), start.size() + 4 + end.size());
+    EXPECT_EQ(boundary.substr(0, start.size()), start);
+    EXPECT_EQ(boundary.substr(boundary.size() - end.size()), end);
+    // What may stand in a boundary without a blank (RFC 2046 5.1.1).
+    EXPECT_EQ(boundary.find_first_not_of("ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789'()+_,-./:=?"),
+              std::string::npos);
+}
+
+}  // namespace

@@ -1,0 +1,233 @@
+#include "delivery/socket_support.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "platform/clock.h"
+#include "platform/timer.h"
+#include "support/scripted_server.h"
+
+namespace {
+
+using test::Greeting;
+using test::ScriptedServer;
+using Ending = test::Step::Ending;
+
+constexpr unsigned short_limit = 60;
+constexpr unsigned long_limit = 4000;
+
+// Connects to a server that sends `bytes` and then ends as told.
+class Peer {
+  public:
+    explicit Peer(test::Step step) : server({step}) {
+        EXPECT_TRUE(socket.Create());
+        EXPECT_TRUE(socket.ConnectWithin("127.0.0.1", static_cast<unsigned>(server.Port()), long_limit));
+        socket.SetTimeOutTime(long_limit);
+    }
+    ScriptedServer server;
+    SocketSupport socket;
+};
+
+TEST(SocketSupportLines, CutOffLeavesTheRest) {
+    struct Case {
+        char const* buffer;
+        int take_rest;
+        int result;
+        char const *line, *rest;
+    };
+    constexpr Case cases[] = {
+        {"a\r\nb\r\n", 0, 1, "a", "b\r\n"},
+        {"a\nb", 0, 1, "a", "b"},
+        {"a\r\r\nb", 0, 1, "a", "b"},
+        {"\r\n\r\n", 0, 0, "", "\r\n"},
+        {"a\rb\r\n", 0, 3, "a\rb", ""},
+        {"abc", 0, -1, "", "abc"},
+        {"a\r", 0, -1, "", "a\r"},
+        {"abc\r", 1, 3, "abc", ""},
+        {"", 0, -1, "", ""},
+        {"", 1, 0, "", ""},
+    };
+    for (Case const& c : cases) {
+        CString buffer(c.buffer), line("before");
+        EXPECT_EQ(SocketSupport::CutOffOneLine(buffer, line, c.take_rest), c.result) << c.buffer;
+        EXPECT_EQ(line, c.line) << c.buffer;
+        EXPECT_EQ(buffer, c.rest) << c.buffer;
+    }
+    EXPECT_EQ(SocketSupport::FindCRorLF("ab\r\nc\n"), 4);
+    EXPECT_EQ(SocketSupport::FindCRorLF("ab\r"), 0);
+    EXPECT_EQ(SocketSupport::FindCRorLF(nullptr), 0);
+}
+
+TEST(SocketSupportLines, ComeWholeHoweverTheyArrive) {
+    const std::string bytes("first\r\nse\0cond\n\r\nfourth\r\r\nrest", 31);
+    for (const bool in_bytes : {false, true}) {
+        test::Step step = test::Ends(Greeting(bytes), Ending::close);
+        step.in_bytes = in_bytes;
+        Peer peer(step);
+        CString line("kept ");
+        EXPECT_EQ(peer.socket.GetLine(line, 0, 0), 7);
+        EXPECT_EQ(line, "kept first\r\n");
+        EXPECT_EQ(peer.socket.GetLine(line, 0, 0), 9);
+        EXPECT_EQ(line, "kept first\r\nse cond\r\n");
+        line.Empty();
+        EXPECT_EQ(peer.socket.GetLine(line, 0, 0), 2);
+        EXPECT_EQ(peer.socket.GetLine(line, 0, 0), 8);
+        EXPECT_EQ(line, "\r\nfourth\r\n");
+        EXPECT_EQ(peer.socket.GetLine(line, 0, 0), 0) << "the peer closed inside a line";
+        EXPECT_EQ(line, "\r\nfourth\r\n");
+        EXPECT_EQ(peer.socket.GetLineBuffer(), "rest");
+    }
+}
+
+TEST(SocketSupportLines, BufferStaysExactOnceItWasHandedOut) {
+    Peer peer(test::Ends(Greeting("a\r\nb\r\nc\r\n"), Ending::close));
+    CString line;
+    EXPECT_EQ(peer.socket.GetLine(line, 0, 0), 3);
+    CString& buffer = peer.socket.GetLineBuffer();
+    EXPECT_EQ(buffer, "b\r\nc\r\n");
+    EXPECT_EQ(peer.socket.GetLine(line, 0, 0), 3);
+    EXPECT_EQ(buffer, "c\r\n");
+    buffer = "put\nin";
+    EXPECT_EQ(peer.socket.GetLine(line, 0, 0), 5);
+    EXPECT_EQ(line, "a\r\nb\r\nput\r\n");
+    EXPECT_EQ(buffer, "in");
+    peer.socket.ClearLineBuffer();
+    EXPECT_TRUE(buffer.IsEmpty());
+}
+
+TEST(SocketSupportLines, TooLongLineFailsAndUsesNoMoreMemory) {
+    constexpr int limit = 200000;
+    for (char const* bytes : {"x", "x\n"}) {
+        Peer peer(Greeting(std::string(limit, 'x') + bytes));
+        peer.socket.SetLineLimit(limit);
+        CString line;
+        EXPECT_EQ(peer.socket.GetLine(line, 0, 0), -1);
+        EXPECT_EQ(platform::GetLastSocketError(), SocketSupport::line_too_long_error);
+        EXPECT_TRUE(line.IsEmpty());
+        EXPECT_LE(peer.socket.GetLineBuffer().GetLength(), limit + SocketSupport::receive_block);
+        peer.socket.SetLineLimit(limit + 2);
+        peer.socket.GetLineBuffer() += "\n";
+        EXPECT_EQ(peer.socket.GetLine(line, 0, 0), limit + 3);
+        peer.socket.Close();
+    }
+}
+
+TEST(SocketSupportLines, EndlessLineInPiecesTakesLinearTime) {
+    constexpr int pieces = 300000;
+    Peer peer(test::Ends(test::Repeated(Greeting("0123456789"), pieces), Ending::close));
+    CString line;
+    EXPECT_EQ(peer.socket.GetLine(line, 0, 0), 0);
+    EXPECT_EQ(peer.socket.GetLineBuffer().GetLength(), pieces * 10);
+}
+
+TEST(SocketSupportTimeLimit, EndsAWaitWithTimedOut) {
+    Peer peer(test::Ends(Greeting("part"), Ending::stall));
+    CString line;
+    const std::int64_t start = platform::MonotonicMilliseconds();
+    EXPECT_EQ(peer.socket.GetLine(line, short_limit, 0), -1);
+    const std::int64_t waited = platform::MonotonicMilliseconds() - start;
+    EXPECT_EQ(platform::GetLastSocketError(), platform::socket_timed_out);
+    EXPECT_GE(waited, short_limit - 5);
+    EXPECT_LT(waited, long_limit);
+    EXPECT_EQ(peer.socket.GetTimeOut(), static_cast<int>(short_limit)) << "a limit that was given stays";
+    EXPECT_EQ(peer.socket.GetLineBuffer(), "part") << "what came before the limit stays";
+    CString data("x");
+    EXPECT_EQ(peer.socket.Receive(data, 0, 0), -1) << "0 takes the stored limit";
+    EXPECT_EQ(platform::GetLastSocketError(), platform::socket_timed_out);
+    EXPECT_EQ(data, "x");
+    EXPECT_EQ(platform::MillisecondsToNextTimer(), -1) << "no timer is left behind";
+    peer.socket.Close();
+}
+
+TEST(SocketSupportTimeLimit, IsArmedWhileConnecting) {
+    const test::BlackHole hole;
+    SocketSupport socket;
+    ASSERT_TRUE(socket.Create());
+    EXPECT_FALSE(socket.ConnectWithin("127.0.0.1", static_cast<unsigned>(hole.Port()), short_limit));
+    EXPECT_EQ(platform::GetLastSocketError(), platform::socket_timed_out);
+}
+
+TEST(SocketSupportTimeLimit, TimerFieldsFollowTheCalls) {
+    SocketSupport socket;
+    EXPECT_EQ(socket.KillTimeOut(), 1);
+    EXPECT_EQ(socket.SetTimeOut(0), 1) << "no limit, no timer";
+    EXPECT_EQ(platform::MillisecondsToNextTimer(), -1);
+    EXPECT_EQ(socket.SetTimeOutTime(5000), 0);
+    EXPECT_EQ(socket.SetTimeOutTime(6000), 5000);
+    EXPECT_EQ(platform::MillisecondsToNextTimer(), -1) << "storing starts nothing";
+    EXPECT_EQ(socket.SetTimeOut(0), 1);
+    EXPECT_GT(platform::MillisecondsToNextTimer(), 5000);
+    socket.ForceTimeout();
+    EXPECT_EQ(socket.GetTimeOut(), 10);
+    EXPECT_LE(platform::MillisecondsToNextTimer(), 10);
+    EXPECT_EQ(socket.KillTimeOut(), 1);
+    EXPECT_EQ(platform::MillisecondsToNextTimer(), -1);
+}
+
+// Another timer of the same thread, whose messages come while the socket waits.
+class WatchedSocket : public SocketSupport {
+  public:
+    int messages = 0;
+    bool force_timeout = false;
+
+  protected:
+    int OnMessagePending() override {
+        ++messages;
+        if (force_timeout) {
+            force_timeout = false;
+            ForceTimeout();
+        }
+        return SocketSupport::OnMessagePending();
+    }
+};
+
+TEST(SocketSupportTimeLimit, OtherTimersDoNotCancelAndForceTimeoutDoes) {
+    ScriptedServer server({test::Ends(Greeting(""), Ending::stall)});
+    WatchedSocket socket;
+    ASSERT_TRUE(socket.Create());
+    ASSERT_TRUE(socket.ConnectWithin("127.0.0.1", static_cast<unsigned>(server.Port()), long_limit));
+    const std::uint32_t other = platform::SetTimer(5);
+    CString data;
+    std::int64_t start = platform::MonotonicMilliseconds();
+    EXPECT_EQ(socket.Receive(data, short_limit, 0), -1);
+    EXPECT_GE(platform::MonotonicMilliseconds() - start, short_limit - 5);
+    EXPECT_GT(socket.messages, 2);
+
+    socket.force_timeout = true;
+    start = platform::MonotonicMilliseconds();
+    EXPECT_EQ(socket.Receive(data, long_limit, 0), -1);
+    EXPECT_LT(platform::MonotonicMilliseconds() - start, long_limit / 2);
+    EXPECT_EQ(platform::GetLastSocketError(), platform::socket_timed_out);
+    platform::KillTimer(other);
+    socket.Close();
+}
+
+TEST(SocketSupportSending, BlockGoesOutWholeAndFailureKeepsTheRest) {
+    std::string text;
+    for (int i = 0; text.size() < 8000000; ++i) text += std::to_string(i) + ' ';
+    text += "\r\n";
+    {
+        Peer peer(test::Ends(test::Answer("ok\r\n"), Ending::stall));
+        CString data{std::string_view(text)};
+        EXPECT_EQ(peer.socket.SendBlock(data, 0, 0), static_cast<int>(text.size()));
+        EXPECT_TRUE(data.IsEmpty());
+        EXPECT_EQ(peer.socket.SendBlock(data, 0, 0), 0);
+        CString line;
+        EXPECT_EQ(peer.socket.GetLine(line, 0, 0), 4);
+        peer.socket.Close();
+        EXPECT_EQ(peer.server.Received(), std::vector<std::string>{text});
+    }
+    Peer peer(test::Ends(Greeting("ready\r\n"), Ending::reset));
+    CString line, data{std::string_view(text)};
+    peer.socket.GetLine(line, 0, 0);
+    peer.server.Received();
+    EXPECT_EQ(peer.socket.SendBlock(data, 0, 0), -1);
+    EXPECT_GT(data.GetLength(), 0);
+    EXPECT_EQ(CString(std::string_view(text)).Right(data.GetLength()), data);
+    data = "x";
+    EXPECT_EQ(peer.socket.Send(data, 0, 0), -1);
+    EXPECT_EQ(data, "x");
+}
+
+}  // namespace
