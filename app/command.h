@@ -4,8 +4,8 @@
 
 #include "session.h"
 
-// Each family of commands adds itself to the program; what a command does runs when the arguments were found good,
-// and throws Failure where it cannot go on.
+// Each family of commands adds itself to the program; what a command does runs when the arguments were found
+// good, and throws Failure where it cannot go on.
 namespace app {
 
 // Adds --key-file and --password-file to a command that opens an environment.

@@ -14,7 +14,7 @@
 namespace app {
 namespace {
 
-constexpr const char* default_columns = "個人情報ID,メールアドレス,名前(姓),名前(名),都道府県,DM送付可否";
+constexpr char const* default_columns = "個人情報ID,メールアドレス,名前(姓),名前(名),都道府県,DM送付可否";
 
 struct Arguments {
     Access access;
@@ -30,7 +30,7 @@ struct Arguments {
     bool yes = false;
 };
 
-std::vector<int> IdsOf(const Arguments& arguments, CDatabaseEdit& customers) {
+std::vector<int> IdsOf(Arguments const& arguments, CDatabaseEdit& customers) {
     CArray<int, int> ids;
     if (arguments.deleted)
         customers.GetDeleteCustomerList(ids);
@@ -41,25 +41,27 @@ std::vector<int> IdsOf(const Arguments& arguments, CDatabaseEdit& customers) {
     return ids.Items();
 }
 
-void List(const Arguments& arguments) {
+void List(Arguments const& arguments) {
     const ListFormat format = ListFormatOf(arguments.format);
     Session session(arguments.access, arguments.env_file, Session::For::reading);
     const Elements elements(session);
     const std::vector<int> columns = elements.NamedList(arguments.columns);
     std::vector<std::string> titles;
-    for (const int column : columns) titles.push_back(elements.At(column).title);
+    for (int const column : columns) titles.push_back(elements.At(column).title);
     const std::vector<int> ids = IdsOf(arguments, session.Customers());
     const std::size_t shown =
         arguments.limit > 0 ? std::min(ids.size(), static_cast<std::size_t>(arguments.limit)) : ids.size();
     Listing listing(std::cout, format, titles);
     for (std::size_t i = 0; i < shown; ++i) {
         std::vector<CString> cells;
-        for (const int column : columns) cells.push_back(session.Customers().GetCustomerDataPinPoint(ids[i], column));
+        for (int const column : columns)
+            cells.push_back(session.Customers().GetCustomerDataPinPoint(ids[i], column));
         listing.Add(std::move(cells));
     }
     listing.End();
     if (format == ListFormat::table)
-        std::cout << Grouped(ids.size()) << "件" << (shown < ids.size() ? "のうち " + Grouped(shown) + "件" : "") << "\n";
+        std::cout << Grouped(ids.size()) << "件"
+                  << (shown < ids.size() ? "のうち " + Grouped(shown) + "件" : "") << "\n";
 }
 
 [[noreturn]] void Unknown(int id) { throw Failure("その個人情報IDの顧客はいません: " + std::to_string(id)); }
@@ -70,37 +72,41 @@ OneCustomer Fetch(Session& session, int id) {
     return customer;
 }
 
-void ShowOne(Session& session, const Elements& elements, int id) {
+void ShowOne(Session& session, Elements const& elements, int id) {
     for (int number = 0; number < customers::element_count; ++number) {
-        const Element& element = elements.At(number);
+        Element const& element = elements.At(number);
         const CString value = session.Customers().GetCustomerDataPinPoint(id, number);
         if (element.title.empty() || value.IsEmpty()) continue;
         std::cout << element.title << ": " << Out(value) << "\n";
     }
 }
 
-void Show(const Arguments& arguments) {
+void Show(Arguments const& arguments) {
     Session session(arguments.access, arguments.env_file, Session::For::reading);
     const Elements elements(session);
     Fetch(session, arguments.id);
     ShowOne(session, elements, arguments.id);
 }
 
-void RefuseKnownAddress(Session& session, const CString& address, int own_id) {
-    const int id = session.Customers().SearchCustomerOneElement(customers::element_address, address, -1,
+void RefuseKnownAddress(Session& session, CString const& address, int own_id) {
+    int const id = session.Customers().SearchCustomerOneElement(customers::element_address, address, -1,
                                                                 static_cast<Direction>(0));
     if (id >= 0 && id != own_id) {
         throw Failure("このメールアドレスの顧客はもういます: 個人情報ID " + std::to_string(id) +
-                      (session.Customers().FindCustomerID(id, 0) == 1 ? "" : " (削除済み。customers restore で戻せます)"));
+                      (session.Customers().FindCustomerID(id, 0) == 1
+                           ? ""
+                           : " (削除済み。customers restore で戻せます)"));
     }
 }
 
-void Store(Session& session, const Elements& elements, OneCustomer& customer, const std::vector<std::string>& values) {
-    for (const std::string& text : values) {
+void Store(Session& session, Elements const& elements, OneCustomer& customer,
+           std::vector<std::string> const& values) {
+    for (std::string const& text : values) {
         const Assignment assignment = ReadAssignment(elements, text);
         customer.*MemberOf(assignment.element) = assignment.value;
     }
-    if (customer.Email.IsEmpty()) throw Failure("メールアドレスが必要です。「メールアドレス=...」を加えてください。");
+    if (customer.Email.IsEmpty())
+        throw Failure("メールアドレスが必要です。「メールアドレス=...」を加えてください。");
     RefuseKnownAddress(session, customer.Email, customer.CustomerID);
     if (session.Customers().SetOneCustomerInfo(customer, 0) < 0)
         throw Failure("顧客を書き込めません: " + TextOf(session.Customers().GetErrMsg()));
@@ -108,7 +114,7 @@ void Store(Session& session, const Elements& elements, OneCustomer& customer, co
     ShowOne(session, elements, customer.CustomerID);
 }
 
-void Add(const Arguments& arguments) {
+void Add(Arguments const& arguments) {
     Session session(arguments.access, arguments.env_file, Session::For::changing);
     const Elements elements(session);
     OneCustomer customer;
@@ -116,7 +122,7 @@ void Add(const Arguments& arguments) {
     Store(session, elements, customer, arguments.values);
 }
 
-void Set(const Arguments& arguments) {
+void Set(Arguments const& arguments) {
     Session session(arguments.access, arguments.env_file, Session::For::changing);
     const Elements elements(session);
     OneCustomer customer = Fetch(session, arguments.id);
@@ -125,23 +131,24 @@ void Set(const Arguments& arguments) {
 
 // The same for every ID, all or none.
 template <class Change>
-void ChangeEach(const Arguments& arguments, const char* done, Change change) {
+void ChangeEach(Arguments const& arguments, char const* done, Change change) {
     Session session(arguments.access, arguments.env_file, Session::For::changing);
-    for (const int id : arguments.ids)
+    for (int const id : arguments.ids)
         if (session.Customers().FindCustomerID(id, 1) != 1) Unknown(id);
-    for (const int id : arguments.ids)
+    for (int const id : arguments.ids)
         if (change(session.Customers(), id) < 0)
-            throw Failure("変えられませんでした: " + std::to_string(id) + "\n" + TextOf(session.Customers().GetErrMsg()));
+            throw Failure("変えられませんでした: " + std::to_string(id) + "\n" +
+                          TextOf(session.Customers().GetErrMsg()));
     session.SaveCustomers();
     std::cout << Grouped(arguments.ids.size()) << "件を" << done << "\n";
 }
 
-void Delete(const Arguments& arguments) {
+void Delete(Arguments const& arguments) {
     ChangeEach(arguments, "削除しました (customers restore で戻せます)。",
                [](CDatabaseEdit& customers, int id) { return customers.DeleteCustomer(id); });
 }
 
-void Restore(const Arguments& arguments) {
+void Restore(Arguments const& arguments) {
     ChangeEach(arguments, "戻しました。", [](CDatabaseEdit& customers, int id) {
         if (customers.GetCustomerDataPinPoint(id, customers::element_address).IsEmpty())
             throw Failure("消去された顧客は戻せません: " + std::to_string(id));
@@ -149,14 +156,15 @@ void Restore(const Arguments& arguments) {
     });
 }
 
-void Erase(const Arguments& arguments) {
-    if (!arguments.yes) throw Failure("消去した個人情報は戻せません。消去してよければ --yes をつけてください。");
+void Erase(Arguments const& arguments) {
+    if (!arguments.yes)
+        throw Failure("消去した個人情報は戻せません。消去してよければ --yes をつけてください。");
     ChangeEach(arguments, "消去しました (番号だけが残ります)。",
                [](CDatabaseEdit& customers, int id) { return customers.PhysicalDeletion(id); });
 }
 
-CLI::App* AddOne(CLI::App& family, const char* name, const char* text, const std::shared_ptr<Arguments>& arguments,
-                 void (*run)(const Arguments&)) {
+CLI::App* AddOne(CLI::App& family, char const* name, char const* text,
+                 std::shared_ptr<Arguments> const& arguments, void (*run)(Arguments const&)) {
     CLI::App* command = family.add_subcommand(name, text);
     AddEnvFile(*command, arguments->env_file);
     AddAccess(*command, arguments->access);
@@ -175,18 +183,27 @@ void AddCustomersCommands(CLI::App& program) {
     CLI::App* list = AddOne(*family, "list", "顧客の一覧を表示します", arguments, List);
     CLI::Option* all = list->add_flag("--all", arguments->all, "削除済みの顧客も含めます");
     list->add_flag("--deleted", arguments->deleted, "削除済みの顧客だけにします")->excludes(all);
-    list->add_option("--columns", arguments->columns, "表示する列の名前または番号 (カンマ区切り)")->type_name("列,...");
-    list->add_option("--limit", arguments->limit, "表示する件数の上限")->check(CLI::PositiveNumber)->type_name("N");
+    list->add_option("--columns", arguments->columns, "表示する列の名前または番号 (カンマ区切り)")
+        ->type_name("列,...");
+    list->add_option("--limit", arguments->limit, "表示する件数の上限")
+        ->check(CLI::PositiveNumber)
+        ->type_name("N");
     list->add_option("--format", arguments->format, "table、csv、json のどれか")->type_name("形式");
 
-    const auto add_id = [&](CLI::App* command) {
-        command->add_option("ID", arguments->id, "個人情報ID")->required()->check(CLI::NonNegativeNumber)->type_name("");
+    auto const add_id = [&](CLI::App* command) {
+        command->add_option("ID", arguments->id, "個人情報ID")
+            ->required()
+            ->check(CLI::NonNegativeNumber)
+            ->type_name("");
     };
-    const auto add_values = [&](CLI::App* command) {
+    auto const add_values = [&](CLI::App* command) {
         command->add_option("列=値", arguments->values, "例: \"名前(姓)=山田\"")->required()->type_name("");
     };
-    const auto add_ids = [&](CLI::App* command) {
-        command->add_option("ID", arguments->ids, "個人情報ID")->required()->check(CLI::NonNegativeNumber)->type_name("");
+    auto const add_ids = [&](CLI::App* command) {
+        command->add_option("ID", arguments->ids, "個人情報ID")
+            ->required()
+            ->check(CLI::NonNegativeNumber)
+            ->type_name("");
     };
     add_id(AddOne(*family, "show", "1人の顧客を表示します", arguments, Show));
     add_values(AddOne(*family, "add", "顧客を1人加えます", arguments, Add));

@@ -10,8 +10,12 @@
 namespace app {
 
 void AddAccess(CLI::App& command, Access& access) {
-    command.add_option("--key-file", access.key_file, "アプリケーション鍵のファイル (1行目)。なければ組み込みの鍵を使います")->type_name("FILE");
-    command.add_option("--password-file", access.password_file, "起動用パスワードのファイル (1行目)")->type_name("FILE");
+    command
+        .add_option("--key-file", access.key_file,
+                    "アプリケーション鍵のファイル (1行目)。なければ組み込みの鍵を使います")
+        ->type_name("FILE");
+    command.add_option("--password-file", access.password_file, "起動用パスワードのファイル (1行目)")
+        ->type_name("FILE");
 }
 
 void AddEnvFile(CLI::App& command, std::string& env_file) {
@@ -25,19 +29,21 @@ struct Arguments {
     std::string env_file;
 };
 
-void New(const Arguments& arguments) {
+void New(Arguments const& arguments) {
     std::string password;
     if (!arguments.access.password_file.empty()) {
         password = FirstLineOf(arguments.access.password_file, "パスワードファイル");
-        if (password.empty()) throw Failure("パスワードファイルの1行目が空です: " + arguments.access.password_file);
+        if (password.empty())
+            throw Failure("パスワードファイルの1行目が空です: " + arguments.access.password_file);
     }
     CreateEnvironment(arguments.access, arguments.env_file, password);
-    std::cout << "環境を作りました: " << arguments.env_file << (password.empty() ? "" : " (起動用パスワードつき)") << "\n"
+    std::cout << "環境を作りました: " << arguments.env_file
+              << (password.empty() ? "" : " (起動用パスワードつき)") << "\n"
               << "次は「tessaly settings " << arguments.env_file
               << " from.address=... smtp.host=...」で差出人と送信サーバーを決めてください。\n";
 }
 
-void Info(const Arguments& arguments) {
+void Info(Arguments const& arguments) {
     Session session(arguments.access, arguments.env_file, Session::For::reading);
     EnvManager& environment = session.Environment();
     CString entry, renewal, flag;
@@ -46,16 +52,18 @@ void Info(const Arguments& arguments) {
     environment.GetUseEnvPasswordFlag(flag);
     CDatabaseEdit& customers = session.Customers();
     CArray<int, int> deleted;
-    const auto live = static_cast<std::uint64_t>(customers.GetDBCountWithoutDelete());
-    const auto gone = static_cast<std::uint64_t>(customers.GetDeleteCustomerList(deleted));
+    auto const live = static_cast<std::uint64_t>(customers.GetDBCountWithoutDelete());
+    auto const gone = static_cast<std::uint64_t>(customers.GetDeleteCustomerList(deleted));
     std::cout << "環境        " << arguments.env_file << "\n"
               << "データ      " << session.DataDirectory() << "\n"
               << "作成日時    " << Out(entry) << "\n"
               << "更新日時    " << Out(renewal) << "\n"
               << "パスワード  " << (flag == "Y" ? "あり" : "なし") << "\n"
               << "顧客        " << Grouped(live) << "件 (ほかに削除済み " << Grouped(gone) << "件)\n"
-              << "差出人      " << session.Setting("from.name") << " <" << session.Setting("from.address") << ">\n"
-              << "送信サーバー " << session.Setting("smtp.host") << ":" << session.Setting("smtp.port") << "\n";
+              << "差出人      " << session.Setting("from.name") << " <" << session.Setting("from.address")
+              << ">\n"
+              << "送信サーバー " << session.Setting("smtp.host") << ":" << session.Setting("smtp.port")
+              << "\n";
 }
 
 }  // namespace

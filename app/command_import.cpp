@@ -24,8 +24,8 @@ namespace app {
 namespace {
 
 constexpr std::size_t reasons_shown = 50;
-constexpr const char* keep_existing = "2";
-constexpr const char* overwrite_existing = "1";
+constexpr char const* keep_existing = "2";
+constexpr char const* overwrite_existing = "1";
 
 struct Arguments {
     Access access;
@@ -40,7 +40,7 @@ struct Arguments {
     bool no_header = false;
 };
 
-char SingleByte(const std::string& text, const char* option, bool may_be_empty) {
+char SingleByte(std::string const& text, char const* option, bool may_be_empty) {
     if (text == "\\t") return '\t';
     if (text.empty() && may_be_empty) return 0;
     if (text.size() != 1 || static_cast<unsigned char>(text[0]) >= 0x80 || text[0] == '\r' || text[0] == '\n')
@@ -48,7 +48,7 @@ char SingleByte(const std::string& text, const char* option, bool may_be_empty) 
     return text[0];
 }
 
-std::string ReadFile(const std::string& name) {
+std::string ReadFile(std::string const& name) {
     std::ifstream file(name, std::ios::binary);
     if (!file || std::filesystem::is_directory(name)) throw Failure("ファイルを開けません: " + name);
     std::string content{std::istreambuf_iterator<char>(file), {}};
@@ -65,7 +65,7 @@ struct Refused {
 
 class Import {
   public:
-    Import(const Arguments& arguments, Session& session)
+    Import(Arguments const& arguments, Session& session)
         : arguments_(arguments),
           session_(session),
           elements_(session),
@@ -77,13 +77,13 @@ class Import {
         std::error_code ignored;
         std::filesystem::remove(work_file_, ignored);
     }
-    Import(const Import&) = delete;
-    Import& operator=(const Import&) = delete;
+    Import(Import const&) = delete;
+    Import& operator=(Import const&) = delete;
 
     void Run();
 
   private:
-    CArray<CString, CString> Divide(const std::string& record) const {
+    CArray<CString, CString> Divide(std::string const& record) const {
         CArray<CString, CString> fields;
         SplitString(CString(std::string_view(record)), fields, CString(delimiter_), quote_);
         return fields;
@@ -95,11 +95,11 @@ class Import {
     void Assign(int element, int column);
     void Prepare();
     int Call();
-    std::string ReasonFor(const std::string& line) const;
+    std::string ReasonFor(std::string const& line) const;
     void WriteRefused() const;
     void Report(int imported) const;
 
-    const Arguments& arguments_;
+    Arguments const& arguments_;
     Session& session_;
     const Elements elements_;
     char delimiter_, quote_;
@@ -108,7 +108,7 @@ class Import {
     CsvSource::Record title_record_{};
     std::vector<std::string> titles_;
     CArray<int, int> assignment_;
-    std::vector<CsvSource::Record> given_;  // what the library gets, a line each
+    std::vector<CsvSource::Record> given_;    // what the library gets, a line each
     std::map<std::size_t, Refused> refused_;  // by line of the file
     int known_ = 0;                           // customers before the import
     int added_ = 0;
@@ -120,8 +120,9 @@ void Import::ReadTitles() {
     if (!source_.Next(title_record_)) throw Failure("見出しの行がありません: " + arguments_.file);
     const Crossed crossed = source_.ForLibrary(title_record_);
     if (crossed.no_form)
-        throw Failure("見出しの行に使えない文字があります: " + Describe(*crossed.no_form) + "\nShift_JISかUTF-8のCSVファイルか確かめてください。");
-    const CArray<CString, CString> fields = Divide(crossed.text);
+        throw Failure("見出しの行に使えない文字があります: " + Describe(*crossed.no_form) +
+                      "\nShift_JISかUTF-8のCSVファイルか確かめてください。");
+    CArray<CString, CString> const fields = Divide(crossed.text);
     for (int i = 0; i < fields.GetSize(); ++i) titles_.push_back(Out(fields[i]));
 }
 
@@ -130,7 +131,8 @@ void Import::Assign(int element, int column) { assignment_.SetAt(element, column
 void Import::AssignByTitles() {
     for (std::size_t column = 0; column < titles_.size(); ++column) {
         int element = elements_.Find(titles_[column]);
-        if (element < 0 || (element >= 0 && std::isdigit(static_cast<unsigned char>(titles_[column][0])))) continue;
+        if (element < 0 || (element >= 0 && std::isdigit(static_cast<unsigned char>(titles_[column][0]))))
+            continue;
         if (assignment_[element] < 0) Assign(element, static_cast<int>(column));
     }
 }
@@ -139,7 +141,7 @@ int Import::ColumnNamed(std::string_view name) const {
     for (std::size_t column = 0; column < titles_.size(); ++column)
         if (titles_[column] == name) return static_cast<int>(column);
     int number = 0;
-    const auto [end, error] = std::from_chars(name.data(), name.data() + name.size(), number);
+    auto const [end, error] = std::from_chars(name.data(), name.data() + name.size(), number);
     if (error == std::errc() && end == name.data() + name.size() && number >= 1) return number - 1;
     throw Failure("ファイルにそういう列はありません (見出し、または1からの番号): " + std::string(name));
 }
@@ -150,7 +152,8 @@ void Import::AssignByOption() {
         const std::size_t comma = std::min(rest.find(','), rest.size());
         const std::string_view item = rest.substr(0, comma);
         const std::size_t equals = item.find('=');
-        if (equals == item.npos) throw Failure("--columns は「顧客の列=ファイルの列」の形です: " + std::string(item), exit_usage);
+        if (equals == item.npos)
+            throw Failure("--columns は「顧客の列=ファイルの列」の形です: " + std::string(item), exit_usage);
         Assign(elements_.Named(item.substr(0, equals)), ColumnNamed(item.substr(equals + 1)));
         rest.remove_prefix(std::min(comma + 1, rest.size()));
     }
@@ -206,22 +209,23 @@ int Import::Call() {
     watch.join();
     stopped_ = Interrupted();
     for (int i = 0; i < error_lines.GetSize(); ++i) {
-        const CsvSource::Record& record = given_[static_cast<std::size_t>(error_lines[i] - 1)];
+        CsvSource::Record const& record = given_[static_cast<std::size_t>(error_lines[i] - 1)];
         refused_[record.line] = {record, ReasonFor(std::string(error_texts[i].View()))};
     }
     return result;
 }
 
 // The first value that the element's rule refuses, as the import went over them.
-std::string Import::ReasonFor(const std::string& line) const {
-    const CArray<CString, CString> fields = Divide(line);
+std::string Import::ReasonFor(std::string const& line) const {
+    CArray<CString, CString> const fields = Divide(line);
     for (int element = 0; element < customers::element_count; ++element) {
-        const int column = assignment_[element];
+        int const column = assignment_[element];
         if (column < 0) continue;
         const CString value = fields.GetAt(column);
         const std::string refusal = RefusalOf(elements_.At(element), value);
         if (!refusal.empty())
-            return elements_.At(element).title + ": " + refusal + (value.IsEmpty() ? "" : " (" + Out(value) + ")");
+            return elements_.At(element).title + ": " + refusal +
+                   (value.IsEmpty() ? "" : " (" + Out(value) + ")");
     }
     return "取り込めない行です";
 }
@@ -235,7 +239,7 @@ void Import::WriteRefused() const {
     }
     std::ofstream file(name, std::ios::binary | std::ios::trunc);
     if (!arguments_.no_header) file << title_record_.raw << "\r\n";
-    for (const auto& [line, refused] : refused_) file << refused.record.raw << "\r\n";
+    for (auto const& [line, refused] : refused_) file << refused.record.raw << "\r\n";
     file.close();
     if (!file) throw Failure("取り込めなかった行を書き出せません: " + name);
     std::cerr << "取り込めなかった行はここにあります (直して、もう一度取り込めます): " << name << "\n";
@@ -243,7 +247,7 @@ void Import::WriteRefused() const {
 
 void Import::Report(int imported) const {
     std::size_t shown = 0;
-    for (const auto& [line, refused] : refused_) {
+    for (auto const& [line, refused] : refused_) {
         if (shown++ == reasons_shown) {
             std::cerr << "… ほか " << Grouped(refused_.size() - reasons_shown) << "行\n";
             break;
@@ -255,7 +259,8 @@ void Import::Report(int imported) const {
         std::cerr << Grouped(source_.Joined()) << "行で、引用符の中の改行を空白にしました。\n";
     if (stopped_) std::cerr << "途中で止めました。同じコマンドで続きを取り込めます。\n";
     std::cout << "新規 " << Grouped(static_cast<std::uint64_t>(added_)) << "件、更新 "
-              << Grouped(static_cast<std::uint64_t>(imported - added_)) << "件、取り込めず " << Grouped(refused_.size()) << "件\n";
+              << Grouped(static_cast<std::uint64_t>(imported - added_)) << "件、取り込めず "
+              << Grouped(refused_.size()) << "件\n";
 }
 
 void Import::Run() {
@@ -265,11 +270,13 @@ void Import::Run() {
     AssignByTitles();
     AssignByOption();
     if (assignment_[customers::element_address] < 0)
-        throw Failure("メールアドレスの列が分かりません。見出しに「メールアドレス」と書くか、--columns メールアドレス=列 で指定してください。");
+        throw Failure(
+            "メールアドレスの列が分かりません。見出しに「メールアドレス」と書くか、--columns "
+            "メールアドレス=列 で指定してください。");
     Prepare();
     CArray<int, int> before, after;
     known_ = arguments_.replace ? 0 : session_.Customers().GetDBIDALL(before);
-    const int imported = Call();
+    int const imported = Call();
     if (imported < 0) throw Failure("取り込めません: " + TextOf(session_.Customers().GetErrMsg()));
     added_ = session_.Customers().GetDBIDALL(after) - known_;
     if (arguments_.replace && (imported == 0 || stopped_)) {
@@ -288,10 +295,15 @@ void AddImportCommand(CLI::App& family) {
     auto arguments = std::make_shared<Arguments>();
     CLI::App* command = family.add_subcommand("import", "CSVファイルから顧客を取り込みます");
     AddEnvFile(*command, arguments->env_file);
-    command->add_option("FILE", arguments->file, "CSVファイル。1行目の見出しで列を決めます")->required()->type_name("");
-    command->add_option("--columns", arguments->columns, "列の対応。顧客の列 (名前か番号) = ファイルの列 (見出しか1からの番号)")
+    command->add_option("FILE", arguments->file, "CSVファイル。1行目の見出しで列を決めます")
+        ->required()
+        ->type_name("");
+    command
+        ->add_option("--columns", arguments->columns,
+                     "列の対応。顧客の列 (名前か番号) = ファイルの列 (見出しか1からの番号)")
         ->type_name("1=2,2=3,...");
-    command->add_option("--encoding", arguments->encoding, "auto、cp932、utf-8 のどれか")->type_name("文字コード");
+    command->add_option("--encoding", arguments->encoding, "auto、cp932、utf-8 のどれか")
+        ->type_name("文字コード");
     command->add_option("--delimiter", arguments->delimiter, "区切りの文字 (\\t はタブ)")->type_name("文字");
     command->add_option("--quote", arguments->quote, "引用符 (空ならなし)")->type_name("文字");
     CLI::Option* keep = command->add_flag("--keep-existing", arguments->keep, "もういる顧客は変えません");

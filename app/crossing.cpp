@@ -32,17 +32,19 @@ struct Decoded {
 };
 
 Decoded DecodeOne(std::string_view text) {
-    const auto byte = [&](std::size_t i) { return static_cast<unsigned char>(i < text.size() ? text[i] : 0); };
-    const auto follows = [&](std::size_t i) { return (byte(i) & 0xC0) == 0x80; };
-    const unsigned char b = byte(0);
+    auto const byte = [&](std::size_t i) {
+        return static_cast<unsigned char>(i < text.size() ? text[i] : 0);
+    };
+    auto const follows = [&](std::size_t i) { return (byte(i) & 0xC0) == 0x80; };
+    unsigned char const b = byte(0);
     if (b < 0x80) return {b, 1};
     if (b >= 0xC2 && b < 0xE0 && follows(1)) return {char32_t((b & 0x1FU) << 6 | (byte(1) & 0x3FU)), 2};
     if (b >= 0xE0 && b < 0xF0 && follows(1) && follows(2)) {
-        const char32_t point = (b & 0xFU) << 12 | (byte(1) & 0x3FU) << 6 | (byte(2) & 0x3FU);
+        char32_t const point = (b & 0xFU) << 12 | (byte(1) & 0x3FU) << 6 | (byte(2) & 0x3FU);
         if (point >= 0x800 && (point < 0xD800 || point > 0xDFFF)) return {point, 3};
     }
     if (b >= 0xF0 && b < 0xF5 && follows(1) && follows(2) && follows(3)) {
-        const char32_t point =
+        char32_t const point =
             (b & 7U) << 18 | (byte(1) & 0x3FU) << 12 | (byte(2) & 0x3FU) << 6 | (byte(3) & 0x3FU);
         if (point >= 0x10000 && point <= 0x10FFFF) return {point, 4};
     }
@@ -52,24 +54,26 @@ Decoded DecodeOne(std::string_view text) {
 std::uint16_t CodeOf(char32_t point) {
     if (point > 0xFFFF) return 0;
     if (const std::uint16_t code = platform::Cp932Of(static_cast<std::uint16_t>(point))) return code;
-    for (const auto& [sign, code] : same_signs)
+    for (auto const& [sign, code] : same_signs)
         if (sign == point) return code;
     return 0;
 }
 
-// か + U+3099 and は + U+309A, as file names of some systems hold them, in one character; 0 where there is none.
+// か + U+3099 and は + U+309A, as file names of some systems hold them, in one character; 0 where there is
+// none.
 char32_t Composed(char32_t base, char32_t mark) {
-    constexpr std::u32string_view voiced = U"かきくけこさしすせそたちつてとはひふへほカキクケコサシスセソタチツテトハヒフヘホ";
+    constexpr std::u32string_view voiced =
+        U"かきくけこさしすせそたちつてとはひふへほカキクケコサシスセソタチツテトハヒフヘホ";
     if (mark == 0x3099 && (base == U'う' || base == U'ウ')) return 0x3094 + (base == U'ウ' ? 0x60 : 0);
     if (mark == 0x3099 && voiced.find(base) != voiced.npos) return base + 1;
-    const char32_t row = base >= 0x30A0 ? base - 0x60 : base;
+    char32_t const row = base >= 0x30A0 ? base - 0x60 : base;
     if (mark == 0x309A && row >= U'は' && row <= U'ほ' && (row - U'は') % 3 == 0) return base + 2;
     return 0;
 }
 
 NoForm PlaceOf(std::string_view before, std::string_view from, std::size_t size) {
     NoForm place{1, 1, {}};
-    for (const char c : before) {
+    for (char const c : before) {
         if (c == '\n') {
             ++place.line;
             place.column = 1;
@@ -97,7 +101,7 @@ Crossed IntoLibrary(std::string_view utf8) {
         std::size_t size = one.size;
         if (one.point >= 0x3046 && one.point <= 0x30DB && at + size < utf8.size()) {
             const Decoded mark = DecodeOne(utf8.substr(at + size));
-            if (const char32_t composed = Composed(one.point, mark.point)) {
+            if (char32_t const composed = Composed(one.point, mark.point)) {
                 one.point = composed;
                 size += mark.size;
             }
@@ -114,7 +118,7 @@ Crossed IntoLibrary(std::string_view utf8) {
     return result;
 }
 
-std::string Describe(const NoForm& place) {
+std::string Describe(NoForm const& place) {
     const std::string sign = place.character == std::string(1, '\0') ? "NUL" : place.character;
     return std::to_string(place.line) + "行" + std::to_string(place.column) + "文字目の「" + sign + "」";
 }
@@ -132,7 +136,7 @@ std::string Out(std::string_view cp932) {
     std::string result;
     result.reserve(cp932.size() * 3 / 2);
     for (std::size_t at = 0; at < cp932.size();) {
-        const auto b = static_cast<unsigned char>(cp932[at]);
+        auto const b = static_cast<unsigned char>(cp932[at]);
         if (b < 0x80) {
             result += cp932[at++];
             continue;
@@ -160,7 +164,7 @@ std::string Out(std::string_view cp932) {
     return result;
 }
 
-CString IntoPath(const std::string& host_path) {
+CString IntoPath(std::string const& host_path) {
     bool exact = true;
     const CString path = platform::LibraryPath(host_path, &exact);
     if (!exact) {

@@ -7,8 +7,8 @@
 
 #include "tessaly/storage.h"
 
-// The border between the application (UTF-8) and the library (code page 932): every text that crosses goes through
-// here, in one direction or the other.
+// The border between the application (UTF-8) and the library (code page 932): every text that crosses goes
+// through here, in one direction or the other.
 namespace app {
 
 // Where a text holds a character that the library cannot keep.
@@ -18,26 +18,26 @@ struct NoForm {
     std::string character;  // UTF-8; a byte that is no UTF-8 as \xHH
 };
 
-// Text for the library. Characters that other systems write for the same sign (such as U+301C for the wave dash)
-// take the form that code page 932 has. The first character without a form ends the conversion.
+// Text for the library. Characters that other systems write for the same sign (such as U+301C for the wave
+// dash) take the form that code page 932 has. The first character without a form ends the conversion.
 struct Crossed {
     std::string text;  // code page 932
     std::optional<NoForm> no_form;
 };
 Crossed IntoLibrary(std::string_view utf8);
 
-// The same for a value that must be whole: throws Failure, naming `what` ("件名" and the like), the character and its
-// place.
+// The same for a value that must be whole: throws Failure, naming `what` ("件名" and the like), the character
+// and its place.
 CString Into(std::string_view utf8, std::string_view what);
 
 // Text out of the library. Bytes that make no character become U+FFFD.
 std::string Out(std::string_view cp932);
-inline std::string Out(const CString& text) { return Out(text.View()); }
+inline std::string Out(CString const& text) { return Out(text.View()); }
 
 // Host paths, as the person types them, for the library.
-CString IntoPath(const std::string& host_path);
+CString IntoPath(std::string const& host_path);
 
 // "2行3文字目の「💌」"
-std::string Describe(const NoForm& place);
+std::string Describe(NoForm const& place);
 
 }  // namespace app

@@ -9,14 +9,15 @@
 namespace app {
 namespace {
 
-// A quoted field that goes on for longer than this was never closed: the record then ends with its first line.
+// A quoted field that goes on for longer than this was never closed: the record then ends with its first
+// line.
 constexpr std::size_t longest_joined_record = 64 * 1024;
 constexpr std::string_view byte_order_mark = "\xEF\xBB\xBF";
 
 bool IsUtf8(std::string_view text) {
     for (std::size_t at = 0; at < text.size();) {
-        const auto lead = static_cast<unsigned char>(text[at]);
-        const std::size_t size = lead < 0x80                  ? 1
+        auto const lead = static_cast<unsigned char>(text[at]);
+        const std::size_t size = lead < 0x80                   ? 1
                                  : lead >= 0xC2 && lead < 0xE0 ? 2
                                  : lead >= 0xE0 && lead < 0xF0 ? 3
                                  : lead >= 0xF0 && lead < 0xF5 ? 4
@@ -53,8 +54,9 @@ Crossed Checked(std::string_view text) {
     Crossed result{std::string(text), {}};
     for (std::size_t at = 0; at < text.size();) {
         const std::size_t size = platform::CharacterSize(text, at);
-        const auto lead = static_cast<unsigned char>(text[at]);
-        const auto code = static_cast<std::uint16_t>(size == 2 ? lead << 8 | static_cast<unsigned char>(text[at + 1]) : lead);
+        auto const lead = static_cast<unsigned char>(text[at]);
+        auto const code = static_cast<std::uint16_t>(
+            size == 2 ? lead << 8 | static_cast<unsigned char>(text[at + 1]) : lead);
         if (lead == 0 || (lead >= 0x80 && platform::UnicodeOf(code) == 0)) {
             result.no_form = PlaceOfByte(text.substr(0, at), text.substr(at), size);
             return result;
@@ -66,7 +68,7 @@ Crossed Checked(std::string_view text) {
 
 }  // namespace
 
-Encoding EncodingOf(const std::string& name) {
+Encoding EncodingOf(std::string const& name) {
     if (name == "auto") return Encoding::automatic;
     if (name == "cp932") return Encoding::cp932;
     if (name == "utf-8") return Encoding::utf8;
@@ -75,19 +77,21 @@ Encoding EncodingOf(const std::string& name) {
 
 CsvSource::CsvSource(std::string content, Encoding encoding, char delimiter, char quote)
     : content_(std::move(content)), encoding_(encoding), delimiter_(delimiter), quote_(quote) {
-    const bool marked = content_.starts_with(byte_order_mark);
-    if (encoding_ == Encoding::automatic) encoding_ = marked || IsUtf8(content_) ? Encoding::utf8 : Encoding::cp932;
+    bool const marked = content_.starts_with(byte_order_mark);
+    if (encoding_ == Encoding::automatic)
+        encoding_ = marked || IsUtf8(content_) ? Encoding::utf8 : Encoding::cp932;
     if (marked && encoding_ == Encoding::utf8) at_ = byte_order_mark.size();
 }
 
-// The position of the line end that ends the record which begins at `from`, or of the end of the file. A quote opens
-// a quoted field at the start of a field only, and closes it before a delimiter or a line end, as the library divides.
+// The position of the line end that ends the record which begins at `from`, or of the end of the file. A
+// quote opens a quoted field at the start of a field only, and closes it before a delimiter or a line end, as
+// the library divides.
 std::size_t CsvSource::EndOfRecord(std::size_t from) const {
     bool field_start = true, quoted = false;
     std::size_t first_line_end = content_.npos;
     const std::string_view text = content_;
     for (std::size_t at = from; at < text.size();) {
-        const char c = text[at];
+        char const c = text[at];
         const std::size_t size = encoding_ == Encoding::cp932 ? platform::CharacterSize(text, at) : 1;
         if (c == '\n') {
             if (!quoted) return at;
@@ -96,7 +100,7 @@ std::size_t CsvSource::EndOfRecord(std::size_t from) const {
         } else if (size == 2) {
             field_start = false;
         } else if (quoted && c == quote_) {
-            const char next = at + 1 < text.size() ? text[at + 1] : '\n';
+            char const next = at + 1 < text.size() ? text[at + 1] : '\n';
             if (next == quote_)
                 ++at;
             else if (next == delimiter_ || IsLineEnd(next))
@@ -117,7 +121,7 @@ bool CsvSource::Next(Record& record) {
         const std::size_t end = EndOfRecord(at_);
         std::string_view raw(content_.data() + at_, end - at_);
         record.line = line_;
-        const auto inner = static_cast<std::size_t>(std::count(raw.begin(), raw.end(), '\n'));
+        auto const inner = static_cast<std::size_t>(std::count(raw.begin(), raw.end(), '\n'));
         line_ += inner + 1;
         at_ = end + 1;
         while (!raw.empty() && IsLineEnd(raw.back())) raw.remove_suffix(1);
@@ -129,10 +133,11 @@ bool CsvSource::Next(Record& record) {
     return false;
 }
 
-Crossed CsvSource::ForLibrary(const Record& record) const {
+Crossed CsvSource::ForLibrary(Record const& record) const {
     Crossed crossed = encoding_ == Encoding::utf8 ? IntoLibrary(record.raw) : Checked(record.raw);
     if (crossed.no_form) crossed.no_form->line += record.line - 1;
-    for (std::size_t at; (at = crossed.text.find("\r\n")) != std::string::npos;) crossed.text.replace(at, 2, " ");
+    for (std::size_t at; (at = crossed.text.find("\r\n")) != std::string::npos;)
+        crossed.text.replace(at, 2, " ");
     std::replace_if(crossed.text.begin(), crossed.text.end(), IsLineEnd, ' ');
     return crossed;
 }

@@ -6,13 +6,13 @@
 
 #include "crossing.h"
 
-// A delimited text file as it came from another program, record by record: its encoding told apart, its records found
-// where fields in quotes hold line ends, each ready for the library.
+// A delimited text file as it came from another program, record by record: its encoding told apart, its
+// records found where fields in quotes hold line ends, each ready for the library.
 namespace app {
 
 enum class Encoding { automatic, cp932, utf8 };
 // Throws Failure for a name that is none ("auto", "cp932", "utf-8").
-Encoding EncodingOf(const std::string& name);
+Encoding EncodingOf(std::string const& name);
 
 class CsvSource {
   public:
@@ -25,9 +25,9 @@ class CsvSource {
     };
     // false at the end. Blank lines are passed over.
     bool Next(Record& record);
-    // The record in code page 932 as one line: line ends inside quotes become blanks. The place of a character without
-    // a form counts from the start of the file.
-    Crossed ForLibrary(const Record& record) const;
+    // The record in code page 932 as one line: line ends inside quotes become blanks. The place of a
+    // character without a form counts from the start of the file.
+    Crossed ForLibrary(Record const& record) const;
 
     Encoding Kind() const { return encoding_; }
     // Records whose quoted fields held line ends, so far.

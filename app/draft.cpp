@@ -15,14 +15,15 @@ namespace app {
 namespace {
 
 constexpr std::size_t largest_draft = 4 << 20;
-constexpr std::size_t longest_header_line = 900;  // a header line on the wire has 998 bytes at most (RFC 5322 2.1.1)
+constexpr std::size_t longest_header_line =
+    900;  // a header line on the wire has 998 bytes at most (RFC 5322 2.1.1)
 
 struct Line {
     std::size_t number;
     std::string_view text;
 };
 
-std::string ReadFile(const std::string& name) {
+std::string ReadFile(std::string const& name) {
     std::ifstream file(name, std::ios::binary);
     if (!file || std::filesystem::is_directory(name)) throw Failure("下書きを開けません: " + name);
     std::string content{std::istreambuf_iterator<char>(file), {}};
@@ -50,7 +51,7 @@ class Inspection {
     Inspection(std::size_t line, std::size_t column, std::vector<Finding>& findings)
         : line_(line), column_(column), findings_(findings) {}
 
-    void Look(const CString& text) {
+    void Look(CString const& text) {
         const std::string_view view = text.View();
         for (std::size_t at = 0; at < view.size();) {
             if (view.substr(at, 2) == "<%") LookAtWord(view.substr(at));
@@ -75,7 +76,9 @@ class Inspection {
         if (MailWordInsert::GetIDFromInsertString(word, 0) >= 0) return;
         CArray<CString, CString> outdated;
         MailWordInsert::CheckOldMailWord(word, outdated);
-        Add((outdated.IsEmpty() ? "知らない差し込み文字です: " : "以前の版の差し込み文字で、今は使えません: ") + Out(word));
+        Add((outdated.IsEmpty() ? "知らない差し込み文字です: "
+                                : "以前の版の差し込み文字で、今は使えません: ") +
+            Out(word));
     }
 
     void LookAtCharacter(std::string_view character) {
@@ -97,13 +100,15 @@ CString Cross(std::string_view text, std::size_t line, std::size_t column) {
         NoForm& place = *crossed.no_form;
         if (place.line == 1) place.column += column - 1;
         place.line += line - 1;
-        throw Failure("下書きに使えない文字があります: " + Describe(place) + "。Shift_JISにある文字に置き換えてください。");
+        throw Failure("下書きに使えない文字があります: " + Describe(place) +
+                      "。Shift_JISにある文字に置き換えてください。");
     }
     return CString(std::string_view(crossed.text));
 }
 
 std::size_t Characters(std::string_view utf8) {
-    return static_cast<std::size_t>(std::count_if(utf8.begin(), utf8.end(), [](char c) { return (c & 0xC0) != 0x80; }));
+    return static_cast<std::size_t>(
+        std::count_if(utf8.begin(), utf8.end(), [](char c) { return (c & 0xC0) != 0x80; }));
 }
 
 bool SameName(std::string_view a, std::string_view b) {
@@ -114,19 +119,23 @@ bool SameName(std::string_view a, std::string_view b) {
 
 std::string_view Trimmed(std::string_view text) {
     const std::size_t from = text.find_first_not_of(" \t");
-    return from == text.npos ? std::string_view() : text.substr(from, text.find_last_not_of(" \t") - from + 1);
+    return from == text.npos ? std::string_view()
+                             : text.substr(from, text.find_last_not_of(" \t") - from + 1);
 }
 
-void ReadHeaderLine(const Line& line, Draft& draft, std::vector<Finding>& findings) {
+void ReadHeaderLine(Line const& line, Draft& draft, std::vector<Finding>& findings) {
     const std::string place = std::to_string(line.number) + "行: ";
     const std::size_t colon = line.text.find(':');
     if (colon == line.text.npos || colon == 0) {
-        throw Failure("下書きの" + place + "「Subject: 件名」のような見出しではありません。見出しと本文の間には空の行が必要です。");
+        throw Failure(
+            "下書きの" + place +
+            "「Subject: 件名」のような見出しではありません。見出しと本文の間には空の行が必要です。");
     }
     if (line.text.size() > longest_header_line) throw Failure("下書きの" + place + "見出しが長すぎます。");
     const std::string_view name = line.text.substr(0, colon);
     const std::string_view value = Trimmed(line.text.substr(colon + 1));
-    const std::size_t column = Characters(line.text.substr(0, static_cast<std::size_t>(value.data() - line.text.data()))) + 1;
+    const std::size_t column =
+        Characters(line.text.substr(0, static_cast<std::size_t>(value.data() - line.text.data()))) + 1;
     if (SameName(name, "Subject")) {
         if (!draft.subject.IsEmpty()) throw Failure("下書きの" + place + "Subject が2つあります。");
         draft.subject = Cross(value, line.number, column);
@@ -136,18 +145,20 @@ void ReadHeaderLine(const Line& line, Draft& draft, std::vector<Finding>& findin
     } else if (SameName(name, "Reply-To")) {
         draft.reply_to = ReadMailbox(std::string(value), "下書きの Reply-To");
     } else {
-        throw Failure("下書きの" + place + "知らない見出しです: " + std::string(name) + " (使えるのは Subject、From、Reply-To)");
+        throw Failure("下書きの" + place + "知らない見出しです: " + std::string(name) +
+                      " (使えるのは Subject、From、Reply-To)");
     }
 }
 
 }  // namespace
 
-Mailbox ReadMailbox(const std::string& utf8, const std::string& what) {
+Mailbox ReadMailbox(std::string const& utf8, std::string const& what) {
     std::string_view name, address = Trimmed(utf8);
     if (const std::size_t open = address.rfind('<'); open != address.npos && address.ends_with('>')) {
         name = Trimmed(address.substr(0, open));
         address = address.substr(open + 1, address.size() - open - 2);
-        if (name.size() >= 2 && name.starts_with('"') && name.ends_with('"')) name = name.substr(1, name.size() - 2);
+        if (name.size() >= 2 && name.starts_with('"') && name.ends_with('"'))
+            name = name.substr(1, name.size() - 2);
     }
     Mailbox mailbox{Into(name, what), Into(address, what)};
     if (MailAddressChecker(mailbox.address) != 1)
@@ -155,7 +166,7 @@ Mailbox ReadMailbox(const std::string& utf8, const std::string& what) {
     return mailbox;
 }
 
-Draft ReadDraft(const std::string& file, std::vector<Finding>& findings) {
+Draft ReadDraft(std::string const& file, std::vector<Finding>& findings) {
     const std::string content = ReadFile(file);
     const std::vector<Line> lines = LinesOf(content);
     Draft draft;
@@ -163,7 +174,8 @@ Draft ReadDraft(const std::string& file, std::vector<Finding>& findings) {
     for (; i < lines.size() && !lines[i].text.empty(); ++i) ReadHeaderLine(lines[i], draft, findings);
     if (draft.subject.IsEmpty()) throw Failure("下書きに件名 (Subject: ...) がありません: " + file);
     if (i + 1 >= lines.size()) throw Failure("下書きに本文がありません: " + file);
-    const std::string_view rest = std::string_view(content).substr(static_cast<std::size_t>(lines[i + 1].text.data() - content.data()));
+    const std::string_view rest =
+        std::string_view(content).substr(static_cast<std::size_t>(lines[i + 1].text.data() - content.data()));
     draft.body = CrLfConverter(Cross(rest, lines[i + 1].number, 1));
     if (draft.body.FindOneOf(" \t\r\n") == 0 && CString(draft.body).Trim().IsEmpty())
         throw Failure("下書きに本文がありません: " + file);

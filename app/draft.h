@@ -6,8 +6,8 @@
 
 #include "tessaly/storage.h"
 
-// A mail as its writer has it: a UTF-8 text file with header lines (Subject, optional From and Reply-To), an empty
-// line, and the body.
+// A mail as its writer has it: a UTF-8 text file with header lines (Subject, optional From and Reply-To), an
+// empty line, and the body.
 namespace app {
 
 // An address with or without a name, as From and Reply-To hold it.
@@ -16,11 +16,11 @@ struct Mailbox {
     CString address;
 };
 // "名前 <a@b.jp>" or "a@b.jp"; throws Failure, naming `what`, when the address is none.
-Mailbox ReadMailbox(const std::string& utf8, const std::string& what);
+Mailbox ReadMailbox(std::string const& utf8, std::string const& what);
 
 struct Draft {
     CString subject;
-    CString body;  // line ends CR LF
+    CString body;            // line ends CR LF
     Mailbox from, reply_to;  // empty: not given
 };
 
@@ -30,8 +30,9 @@ struct Finding {
     std::string text;
 };
 
-// Throws Failure, with line and column, for a file that is no draft or holds a character that the library cannot keep.
-// `findings` gets merge words that are unknown or outdated, machine-dependent characters and half-width kana.
-Draft ReadDraft(const std::string& file, std::vector<Finding>& findings);
+// Throws Failure, with line and column, for a file that is no draft or holds a character that the library
+// cannot keep. `findings` gets merge words that are unknown or outdated, machine-dependent characters and
+// half-width kana.
+Draft ReadDraft(std::string const& file, std::vector<Finding>& findings);
 
 }  // namespace app

@@ -9,16 +9,16 @@
 namespace app {
 namespace {
 
-bool Sync(const std::string& path, int flags) {
-    const int descriptor = open(path.c_str(), flags | O_CLOEXEC);
+bool Sync(std::string const& path, int flags) {
+    int const descriptor = open(path.c_str(), flags | O_CLOEXEC);
     if (descriptor < 0) return false;
-    const bool done = fsync(descriptor) == 0;
+    bool const done = fsync(descriptor) == 0;
     return close(descriptor) == 0 && done;
 }
 
 }  // namespace
 
-bool ReplaceFile(const std::string& target, const std::function<bool(const std::string& new_file)>& write) {
+bool ReplaceFile(std::string const& target, std::function<bool(const std::string& new_file)> const& write) {
     const std::string new_file = target + ".new";
     if (write(new_file) && Sync(new_file, O_RDONLY) && std::rename(new_file.c_str(), target.c_str()) == 0) {
         Sync(std::filesystem::path(target).parent_path().string(), O_RDONLY | O_DIRECTORY);

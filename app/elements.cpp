@@ -18,7 +18,7 @@ bool IsCodeNumber(int element) {
 
 int AttributeOf(std::string_view name) {
     if (!name.starts_with(attribute_prefix) || name.size() != attribute_prefix.size() + 1) return -1;
-    const char letter = name.back();
+    char const letter = name.back();
     return letter >= 'A' && letter <= 'T' ? customers::element_first_attribute + (letter - 'A') : -1;
 }
 
@@ -33,24 +33,24 @@ Elements::Elements(Session& session) {
 }
 
 int Elements::Find(std::string_view name) const {
-    for (const Element& element : all_)
+    for (Element const& element : all_)
         if (!element.title.empty() && element.title == name) return element.number;
-    if (const int attribute = AttributeOf(name); attribute >= 0) return attribute;
+    if (int const attribute = AttributeOf(name); attribute >= 0) return attribute;
     int number = -1;
-    const auto [end, error] = std::from_chars(name.data(), name.data() + name.size(), number);
-    const bool whole = error == std::errc() && end == name.data() + name.size();
+    auto const [end, error] = std::from_chars(name.data(), name.data() + name.size(), number);
+    bool const whole = error == std::errc() && end == name.data() + name.size();
     return whole && number >= 0 && number < customers::element_count ? number : -1;
 }
 
 std::string Elements::Titles() const {
     std::string titles;
-    for (const Element& element : all_)
+    for (Element const& element : all_)
         if (!element.title.empty()) titles += (titles.empty() ? "" : "、") + element.title;
     return titles;
 }
 
 int Elements::Named(std::string_view name) const {
-    if (const int number = Find(name); number >= 0) return number;
+    if (int const number = Find(name); number >= 0) return number;
     throw Failure("そういう列はありません: " + std::string(name) + "\n使える列: " + Titles());
 }
 
@@ -64,9 +64,11 @@ std::vector<int> Elements::NamedList(std::string_view names) const {
     }
 }
 
-std::string RefusalOf(const Element& element, const CString& value) {
+std::string RefusalOf(Element const& element, CString const& value) {
     if (element.number == customers::element_address)
-        return MailAddressChecker(value) == 1 ? "" : value.IsEmpty() ? "メールアドレスがありません" : "メールアドレスの形が正しくありません";
+        return MailAddressChecker(value) == 1 ? ""
+               : value.IsEmpty()              ? "メールアドレスがありません"
+                                              : "メールアドレスの形が正しくありません";
     if (value.IsEmpty()) return {};
     if (element.number == customers::element_birthday || element.type == 2)
         return CheckDateTypeData(value, 3) == 1 ? "" : "日付が正しくありません (例: 1990/04/01)";
@@ -79,14 +81,14 @@ std::string RefusalOf(const Element& element, const CString& value) {
     return {};
 }
 
-CString OneCustomer::* MemberOf(int element) {
+CString OneCustomer::*MemberOf(int element) {
     return customers::IsElement(element) ? customers::DefinitionOf(element).member : nullptr;
 }
 
-Assignment ReadAssignment(const Elements& elements, std::string_view text) {
+Assignment ReadAssignment(Elements const& elements, std::string_view text) {
     const std::size_t equals = text.find('=');
     if (equals == text.npos) throw Failure("「列=値」の形で書いてください: " + std::string(text));
-    const Element& element = elements.At(elements.Named(text.substr(0, equals)));
+    Element const& element = elements.At(elements.Named(text.substr(0, equals)));
     if (!MemberOf(element.number)) throw Failure("この列は変えられません: " + element.title);
     CString value = Into(text.substr(equals + 1), element.title);
     if (const std::string refusal = RefusalOf(element, value); !refusal.empty())

@@ -19,7 +19,7 @@ class Elements {
   public:
     // Titles and types as the session's environment has them.
     explicit Elements(Session& session);
-    const Element& At(int number) const { return all_[static_cast<std::size_t>(number)]; }
+    Element const& At(int number) const { return all_[static_cast<std::size_t>(number)]; }
     // By title, by "拡張属性A" to "拡張属性T", or by number. -1 for none.
     int Find(std::string_view name) const;
     // The same; throws Failure with the titles there are.
@@ -32,16 +32,16 @@ class Elements {
 };
 
 // Why a customer's value cannot be stored, as every way of bringing it in judges; empty when it can.
-std::string RefusalOf(const Element& element, const CString& value);
+std::string RefusalOf(Element const& element, CString const& value);
 
 // The member of a customer that an element stands for; null for those without one of type CString.
-CString OneCustomer::* MemberOf(int element);
+CString OneCustomer::*MemberOf(int element);
 
 // "TITLE=VALUE"; throws Failure when it is not of that form.
 struct Assignment {
     int element;
     CString value;
 };
-Assignment ReadAssignment(const Elements& elements, std::string_view text);
+Assignment ReadAssignment(Elements const& elements, std::string_view text);
 
 }  // namespace app

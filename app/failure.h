@@ -10,7 +10,8 @@ enum ExitCode : int { exit_success = 0, exit_failure = 1, exit_usage = 2, exit_i
 
 class Failure : public std::runtime_error {
   public:
-    explicit Failure(const std::string& text, ExitCode code = exit_failure) : std::runtime_error(text), code_(code) {}
+    explicit Failure(std::string const& text, ExitCode code = exit_failure)
+        : std::runtime_error(text), code_(code) {}
     ExitCode Code() const noexcept { return code_; }
 
   private:

@@ -14,10 +14,10 @@ constexpr std::size_t widest_cell = 40;
 constexpr std::size_t rows_looked_at = 200;
 
 // Columns on a terminal: bytes in code page 932, since its double-byte characters are two columns wide.
-std::size_t Width(const std::string& utf8) {
+std::size_t Width(std::string const& utf8) {
     std::size_t width = 0;
     for (std::size_t at = 0; at < utf8.size(); ++at) {
-        const auto c = static_cast<unsigned char>(utf8[at]);
+        auto const c = static_cast<unsigned char>(utf8[at]);
         if (c < 0x80) ++width;
         if (c >= 0xC0) width += 2;
     }
@@ -25,19 +25,20 @@ std::size_t Width(const std::string& utf8) {
 }
 
 // One line of at most `widest_cell` columns, with its width.
-std::pair<std::string, std::size_t> Shown(const CString& cell) {
+std::pair<std::string, std::size_t> Shown(CString const& cell) {
     CString text = cell;
-    for (const char c : {'\r', '\n', '\t'}) text.Replace(c, ' ');
+    for (char const c : {'\r', '\n', '\t'}) text.Replace(c, ' ');
     std::string_view view = text.View();
     if (view.size() <= widest_cell) return {Out(view), view.size()};
     std::size_t end = 0;
-    while (end + platform::CharacterSize(view, end) <= widest_cell - 2) end += platform::CharacterSize(view, end);
+    while (end + platform::CharacterSize(view, end) <= widest_cell - 2)
+        end += platform::CharacterSize(view, end);
     return {Out(view.substr(0, end)) + "..", end + 2};
 }
 
-std::string JsonText(const std::string& text) {
+std::string JsonText(std::string const& text) {
     std::string result = "\"";
-    for (const char c : text) {
+    for (char const c : text) {
         if (c == '"' || c == '\\') {
             result += '\\';
             result += c;
@@ -54,17 +55,17 @@ std::string JsonText(const std::string& text) {
 
 }  // namespace
 
-ListFormat ListFormatOf(const std::string& name) {
+ListFormat ListFormatOf(std::string const& name) {
     if (name == "table") return ListFormat::table;
     if (name == "csv") return ListFormat::csv;
     if (name == "json") return ListFormat::json;
     throw Failure("--format は table、csv、json のどれかです: " + name, exit_usage);
 }
 
-std::string CsvField(const std::string& text) {
+std::string CsvField(std::string const& text) {
     if (text.find_first_of("\",\r\n") == text.npos) return text;
     std::string result = "\"";
-    for (const char c : text) result += c == '"' ? "\"\"" : std::string(1, c);
+    for (char const c : text) result += c == '"' ? "\"\"" : std::string(1, c);
     return result + "\"";
 }
 
@@ -81,7 +82,7 @@ void Listing::Add(std::vector<CString> cells) {
     rows_.push_back(std::move(cells));
 }
 
-void Listing::Flush(const std::vector<CString>& cells) {
+void Listing::Flush(std::vector<CString> const& cells) {
     if (format_ == ListFormat::csv) {
         for (std::size_t i = 0; i < cells.size(); ++i) out_ << (i ? "," : "") << CsvField(Out(cells[i]));
         out_ << "\n";
@@ -96,17 +97,19 @@ void Listing::Flush(const std::vector<CString>& cells) {
 
 void Listing::Table() {
     std::vector<std::size_t> widths;
-    for (const std::string& title : titles_) widths.push_back(Width(title));
+    for (std::string const& title : titles_) widths.push_back(Width(title));
     for (std::size_t row = 0; row < std::min(rows_.size(), rows_looked_at); ++row)
-        for (std::size_t i = 0; i < widths.size(); ++i) widths[i] = std::max(widths[i], Shown(rows_[row][i]).second);
-    const auto pad = [&](std::size_t i, std::size_t width) {
-        return i + 1 == widths.size() ? std::string() : std::string(widths[i] > width ? widths[i] - width + 2 : 2, ' ');
+        for (std::size_t i = 0; i < widths.size(); ++i)
+            widths[i] = std::max(widths[i], Shown(rows_[row][i]).second);
+    auto const pad = [&](std::size_t i, std::size_t width) {
+        return i + 1 == widths.size() ? std::string()
+                                      : std::string(widths[i] > width ? widths[i] - width + 2 : 2, ' ');
     };
     for (std::size_t i = 0; i < titles_.size(); ++i) out_ << titles_[i] << pad(i, Width(titles_[i]));
     out_ << "\n";
-    for (const auto& row : rows_) {
+    for (auto const& row : rows_) {
         for (std::size_t i = 0; i < row.size(); ++i) {
-            const auto [text, width] = Shown(row[i]);
+            auto const [text, width] = Shown(row[i]);
             out_ << text << pad(i, width);
         }
         out_ << "\n";

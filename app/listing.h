@@ -11,7 +11,7 @@ namespace app {
 
 enum class ListFormat { table, csv, json };
 // Throws Failure for a name that is none.
-ListFormat ListFormatOf(const std::string& name);
+ListFormat ListFormatOf(std::string const& name);
 
 // Titles are UTF-8, cells code page 932.
 class Listing {
@@ -22,7 +22,7 @@ class Listing {
 
   private:
     void Table();
-    void Flush(const std::vector<CString>& cells);
+    void Flush(std::vector<CString> const& cells);
 
     std::ostream& out_;
     ListFormat format_;
@@ -32,6 +32,6 @@ class Listing {
 };
 
 // One field of a CSV line, quoted where it has to be.
-std::string CsvField(const std::string& text);
+std::string CsvField(std::string const& text);
 
 }  // namespace app

@@ -13,23 +13,26 @@
 namespace app {
 namespace {
 
-// Lead bytes of code page 932 whose characters lie outside the 94 rows of JIS X 0208: user-defined ones, then IBM's.
+// Lead bytes of code page 932 whose characters lie outside the 94 rows of JIS X 0208: user-defined ones, then
+// IBM's.
 constexpr unsigned first_outside = 0xF0, first_ibm = 0xFA, last_ibm = 0xFC;
 constexpr std::uint16_t geta_mark = 0x81AC;
 // Where the same characters stand inside the 94 rows: NEC's row 13 and NEC's selection of IBM's characters.
-constexpr std::pair<std::uint16_t, std::uint16_t> nec_rows[] = {{0x8140, 0x81FC}, {0x8740, 0x879C}, {0xED40, 0xEEFC}};
+constexpr std::pair<std::uint16_t, std::uint16_t> nec_rows[] = {
+    {0x8140, 0x81FC}, {0x8740, 0x879C}, {0xED40, 0xEEFC}};
 
 using IbmTable = std::array<std::uint16_t, (last_ibm - first_ibm + 1) * 256>;
 
 IbmTable MakeIbmTable() {
     std::array<std::uint16_t, 65536> inside{};
-    for (const auto& [first, last] : nec_rows)
+    for (auto const& [first, last] : nec_rows)
         for (unsigned code = first; code <= last; ++code)
-            if (const auto unit = platform::UnicodeOf(static_cast<std::uint16_t>(code)); unit != 0 && inside[unit] == 0)
+            if (auto const unit = platform::UnicodeOf(static_cast<std::uint16_t>(code));
+                unit != 0 && inside[unit] == 0)
                 inside[unit] = static_cast<std::uint16_t>(code);
     IbmTable table{};
     for (unsigned i = 0; i < table.size(); ++i) {
-        const auto unit = platform::UnicodeOf(static_cast<std::uint16_t>((first_ibm << 8) + i));
+        auto const unit = platform::UnicodeOf(static_cast<std::uint16_t>((first_ibm << 8) + i));
         table[i] = unit != 0 ? inside[unit] : 0;
     }
     return table;
@@ -41,18 +44,18 @@ std::uint16_t Inside(unsigned code) {
     return moved ? moved : geta_mark;
 }
 
-bool IsAscii(const CString& text) { return IsStrAscii(text) == 1; }
+bool IsAscii(CString const& text) { return IsStrAscii(text) == 1; }
 
 }  // namespace
 
-CString Mailable(const CString& text, bool one_line) {
+CString Mailable(CString const& text, bool one_line) {
     std::string wide(static_cast<std::size_t>(text.GetLength()) * 2 + 1, '\0');
     xc_han2zen_sjis_kana(wide.data(), text);
     std::string result;
     const std::string_view view(wide.c_str());
     for (std::size_t at = 0; at < view.size();) {
         const std::size_t size = platform::CharacterSize(view, at);
-        const auto lead = static_cast<unsigned char>(view[at]);
+        auto const lead = static_cast<unsigned char>(view[at]);
         if (size == 2 && lead >= first_outside) {
             const std::uint16_t code = Inside(lead << 8U | static_cast<unsigned char>(view[at + 1]));
             result += static_cast<char>(code >> 8);
@@ -69,7 +72,7 @@ CString Mailable(const CString& text, bool one_line) {
     return CString(std::string_view(result));
 }
 
-CString HeaderText(const CString& text) {
+CString HeaderText(CString const& text) {
     if (IsAscii(text)) return text;
     // In the encoded words of EncodeFileName single bytes are JIS-Roman, which has other signs for these two.
     if (text.Find('\\') < 0 && text.Find('~') < 0) return MailSend::EncodeFileName(text);
@@ -80,7 +83,7 @@ CString HeaderText(const CString& text) {
     return CString(encoded);
 }
 
-CString HeaderMailbox(const Mailbox& mailbox) {
+CString HeaderMailbox(Mailbox const& mailbox) {
     if (mailbox.name.IsEmpty()) return mailbox.address;
     CString name = HeaderText(mailbox.name);
     if (IsAscii(mailbox.name)) {
@@ -91,7 +94,7 @@ CString HeaderMailbox(const Mailbox& mailbox) {
     return name + " <" + mailbox.address + ">";
 }
 
-MailText Merge(const Draft& draft, const OneCustomer& customer) {
+MailText Merge(Draft const& draft, OneCustomer const& customer) {
     MailText text;
     text.to_address = customer.Email;
     CString name = customer.KanjiSei;

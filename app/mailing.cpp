@@ -1,6 +1,7 @@
 #include "mailing.h"
 
 #include <chrono>
+#include <exception>
 #include <memory>
 #include <thread>
 #include <utility>
@@ -22,18 +23,18 @@ constexpr auto pause_between_tries = std::chrono::seconds(1);
 std::string OneLine(std::string text) {
     while (!text.empty() && (text.back() == '\n' || text.back() == '\r')) text.pop_back();
     std::string result;
-    for (const char c : text) {
+    for (char const c : text) {
         if (c == '\n') result += ' ';
         if (c != '\r' && c != '\n') result += c;
     }
     return result;
 }
 
-CString DomainOf(const CString& address) { return address.Mid(address.Find('@') + 1); }
+CString DomainOf(CString const& address) { return address.Mid(address.Find('@') + 1); }
 
 }  // namespace
 
-const char* NameOf(Outcome outcome) {
+char const* NameOf(Outcome outcome) {
     switch (outcome) {
         case Outcome::sent: return "送信";
         case Outcome::refused: return "拒否";
@@ -42,7 +43,8 @@ const char* NameOf(Outcome outcome) {
     return "";
 }
 
-std::vector<CString> HeaderLines(const Mailbox& from, const Mailbox& reply_to, const Mailbox& to, const CString& subject) {
+std::vector<CString> HeaderLines(Mailbox const& from, Mailbox const& reply_to, Mailbox const& to,
+                                 CString const& subject) {
     std::vector<CString> lines;
     lines.push_back("From: " + HeaderMailbox({Mailable(from.name, true), from.address}));
     if (!reply_to.address.IsEmpty())
@@ -56,11 +58,14 @@ std::vector<CString> HeaderLines(const Mailbox& from, const Mailbox& reply_to, c
 // One thread's connection to the server.
 class Mailing::Client {
   public:
-    explicit Client(const Mailing& mailing) : mailing_(mailing) {
-        const ServerSettings& server = mailing.server_;
+    explicit Client(Mailing const& mailing) : mailing_(mailing) {
+        ServerSettings const& server = mailing.server_;
         client_.SetSmtpHost(Into(server.host, "送信サーバー"), server.port);
-        const auto allows = [&](const char* method) { return server.auth == "any" || server.auth == method ? 1 : 0; };
-        client_.SetSmtpAuth(server.auth == "none" ? 0 : 1, allows("cram-md5"), allows("login"), allows("plain"));
+        auto const allows = [&](char const* method) {
+            return server.auth == "any" || server.auth == method ? 1 : 0;
+        };
+        client_.SetSmtpAuth(server.auth == "none" ? 0 : 1, allows("cram-md5"), allows("login"),
+                            allows("plain"));
         client_.SetSmtpUserPass(server.user, server.password);
         client_.SetTimeOutTime(server.timeout_milliseconds);
         client_.SetTimeOutTimeBeforeConnect(server.timeout_milliseconds);
@@ -84,7 +89,7 @@ class Mailing::Client {
         delivery.message_id = MailSend::MakeMessageID("tessaly@" + DomainOf(mailing_.from_.address), id);
         for (int attempt = 1;; ++attempt) {
             Fill(text, delivery.message_id);
-            const int result = client_.Send();
+            int const result = client_.Send();
             Judge(result, delivery);
             if (!connection_failed_ || attempt == connect_tries || Interrupted()) return delivery;
             std::this_thread::sleep_for(pause_between_tries);
@@ -95,10 +100,10 @@ class Mailing::Client {
     bool Hopeless() const { return hopeless_; }
 
   private:
-    void Fill(const MailText& text, const CString& message_id) {
+    void Fill(MailText const& text, CString const& message_id) {
         client_.ClearMailHeader();
-        for (const CString& line :
-             HeaderLines(mailing_.from_, mailing_.draft_.reply_to, {text.to_name, text.to_address}, text.subject))
+        for (CString const& line : HeaderLines(mailing_.from_, mailing_.draft_.reply_to,
+                                               {text.to_name, text.to_address}, text.subject))
             client_.AddHeader(line);
         client_.SetBody(text.body);
         client_.SetRecipient(text.to_address);
@@ -123,25 +128,29 @@ class Mailing::Client {
         delivery.reply = OneLine(TextOf(error));
     }
 
-    const Mailing& mailing_;
+    Mailing const& mailing_;
     MailSend client_;
     bool connection_failed_ = false, failed_for_all_ = false, hopeless_ = false;
 };
 
-Mailing::Mailing(CDatabaseEdit& customers, const Draft& draft, const Mailbox& from, const ServerSettings& server,
-                 std::function<void(const Delivery&)> on_delivery)
-    : customers_(customers), draft_(draft), from_(from), server_(server), on_delivery_(std::move(on_delivery)) {
+Mailing::Mailing(CDatabaseEdit& customers, Draft const& draft, Mailbox const& from,
+                 ServerSettings const& server, std::function<void(Delivery const&)> on_delivery)
+    : customers_(customers),
+      draft_(draft),
+      from_(from),
+      server_(server),
+      on_delivery_(std::move(on_delivery)) {
     MailSend::SetXMailer(server.mailer);
 }
 
-void Mailing::Run(const std::vector<int>& ids, int threads) {
+void Mailing::Run(std::vector<int> const& ids, int threads) {
     std::vector<std::thread> workers;
     for (int i = 0; i < threads; ++i) workers.emplace_back([&] { Work(ids); });
     for (std::thread& worker : workers) worker.join();
     if (stopped_.empty() && Interrupted()) stopped_ = "中断しました。";
 }
 
-void Mailing::Work(const std::vector<int>& ids) {
+void Mailing::Work(std::vector<int> const& ids) {
     Client client(*this);
     int in_a_row = 0;
     while (!stop_ && !Interrupted()) {
@@ -150,19 +159,25 @@ void Mailing::Work(const std::vector<int>& ids) {
         const Delivery delivery = client.Send(ids[mine]);
         Finish(delivery);
         in_a_row = client.FailedForAll() ? in_a_row + 1 : 0;
-        if (client.Hopeless() || in_a_row == failures_in_a_row) Stop("送信サーバーが受け付けないので止めました: " + delivery.reply);
+        if (!client.Hopeless() && in_a_row < failures_in_a_row) continue;
+        std::lock_guard guard(lock_);
+        Stop("送信サーバーが受け付けないので止めました: " + delivery.reply);
     }
 }
 
-void Mailing::Finish(const Delivery& delivery) {
+// A report that cannot be written ends the mailing: what is not on record would be sent again.
+void Mailing::Finish(Delivery const& delivery) {
     std::lock_guard guard(lock_);
-    on_delivery_(delivery);
     ++done_;
     if (delivery.outcome == Outcome::sent) ++sent_;
+    try {
+        on_delivery_(delivery);
+    } catch (std::exception const& failure) {
+        Stop(failure.what());
+    }
 }
 
-void Mailing::Stop(const std::string& why) {
-    std::lock_guard guard(lock_);
+void Mailing::Stop(std::string const& why) {
     stop_ = true;
     if (stopped_.empty()) stopped_ = why;
 }

@@ -22,7 +22,7 @@ struct ServerSettings {
 };
 
 enum class Outcome { sent, refused, failed };
-const char* NameOf(Outcome outcome);
+char const* NameOf(Outcome outcome);
 
 struct Delivery {
     int id;
@@ -35,27 +35,28 @@ struct Delivery {
 class Mailing {
   public:
     // `on_delivery` is called for each recipient when her mail's outcome is known, by one thread at a time.
-    Mailing(CDatabaseEdit& customers, const Draft& draft, const Mailbox& from, const ServerSettings& server,
-            std::function<void(const Delivery&)> on_delivery);
-    // Returns when every mail is out, when Interrupted(), or when the server takes no more; `Stopped` then says why.
-    void Run(const std::vector<int>& ids, int threads);
+    Mailing(CDatabaseEdit& customers, Draft const& draft, Mailbox const& from, ServerSettings const& server,
+            std::function<void(Delivery const&)> on_delivery);
+    // Returns when every mail is out, when Interrupted(), or when the server takes no more; `Stopped` then
+    // says why.
+    void Run(std::vector<int> const& ids, int threads);
 
     std::uint64_t Done() const { return done_; }
     std::uint64_t Sent() const { return sent_; }
     // Why the mailing ended before its end; empty when it did not.
-    const std::string& Stopped() const { return stopped_; }
+    std::string const& Stopped() const { return stopped_; }
 
   private:
     class Client;
-    void Work(const std::vector<int>& ids);
-    void Finish(const Delivery& delivery);
-    void Stop(const std::string& why);
+    void Work(std::vector<int> const& ids);
+    void Finish(Delivery const& delivery);
+    void Stop(std::string const& why);  // lock_ held
 
     CDatabaseEdit& customers_;
-    const Draft& draft_;
-    const Mailbox& from_;
-    const ServerSettings& server_;
-    std::function<void(const Delivery&)> on_delivery_;
+    Draft const& draft_;
+    Mailbox const& from_;
+    ServerSettings const& server_;
+    std::function<void(Delivery const&)> on_delivery_;
     std::mutex lock_;
     std::atomic<std::size_t> next_ = 0;
     std::atomic<std::uint64_t> done_ = 0, sent_ = 0;
@@ -64,6 +65,7 @@ class Mailing {
 };
 
 // The header lines of a mail, in their order on the wire.
-std::vector<CString> HeaderLines(const Mailbox& from, const Mailbox& reply_to, const Mailbox& to, const CString& subject);
+std::vector<CString> HeaderLines(Mailbox const& from, Mailbox const& reply_to, Mailbox const& to,
+                                 CString const& subject);
 
 }  // namespace app

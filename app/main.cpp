@@ -27,20 +27,24 @@ void SpeakJapanese(CLI::App& app) {
     app.set_help_flag("-h,--help", "この説明を表示します");
 }
 
-// What is wrong with the arguments, in the sender's language; the name of the argument stands in the exception.
+// What is wrong with the arguments, in the sender's language; the name of the argument stands in the
+// exception.
 std::string Explain(const CLI::ParseError& error) {
     const std::string name = error.get_name();
     const std::string detail = error.what();
     if (name == "RequiredError") return "必要な引数が足りません: " + detail;
     if (name == "ExtrasError") return "知らない引数があります: " + detail;
-    if (name == "ConversionError" || name == "ValidationError") return "引数の値が正しくありません: " + detail;
-    if (name == "ExcludesError" || name == "RequiresError") return "引数の組み合わせが正しくありません: " + detail;
+    if (name == "ConversionError" || name == "ValidationError")
+        return "引数の値が正しくありません: " + detail;
+    if (name == "ExcludesError" || name == "RequiresError")
+        return "引数の組み合わせが正しくありません: " + detail;
     if (name == "ArgumentMismatch") return "引数の値の数が合いません: " + detail;
     return detail;
 }
 
-int ShowLibraryMessage(void*, const char* text, const char* title, unsigned) {
-    std::cerr << (title ? app::Out(std::string_view(title)) + ": " : "") << app::Out(std::string_view(text)) << "\n";
+int ShowLibraryMessage(void*, char const* text, char const* title, unsigned) {
+    std::cerr << (title ? app::Out(std::string_view(title)) + ": " : "") << app::Out(std::string_view(text))
+              << "\n";
     return IDOK;
 }
 
@@ -74,14 +78,14 @@ int main(int argc, char** argv) {
     app::CatchInterrupts();
     try {
         return Run(argc, argv);
-    } catch (const app::Failure& failure) {
+    } catch (app::Failure const& failure) {
         if (*failure.what() != 0) std::cerr << failure.what() << "\n";
         return failure.Code();
-    } catch (const std::bad_alloc&) {
+    } catch (std::bad_alloc const&) {
         std::cerr << "メモリが足りません。\n";
-    } catch (const std::exception& error) {
+    } catch (std::exception const& error) {
         std::cerr << "予期しない失敗です: " << error.what() << "\n";
-    } catch (const CUserException&) {  // the reason was shown when it was raised
+    } catch (CUserException const&) {  // the reason was shown when it was raised
     }
     return app::exit_failure;
 }

@@ -19,7 +19,7 @@ constexpr double first_after = 0.5;
 constexpr int bar_width = 30;
 
 std::string TimeText(double seconds) {
-    const auto whole = static_cast<long>(seconds + 0.5);
+    auto const whole = static_cast<long>(seconds + 0.5);
     char text[32];
     if (whole >= 3600)
         std::snprintf(text, sizeof text, "%ld:%02ld:%02ld", whole / 3600, whole / 60 % 60, whole % 60);
@@ -32,11 +32,13 @@ std::string TimeText(double seconds) {
 
 std::string Grouped(std::uint64_t number) {
     std::string digits = std::to_string(number);
-    for (auto at = static_cast<int>(digits.size()) - 3; at > 0; at -= 3) digits.insert(static_cast<std::size_t>(at), ",");
+    for (auto at = static_cast<int>(digits.size()) - 3; at > 0; at -= 3)
+        digits.insert(static_cast<std::size_t>(at), ",");
     return digits;
 }
 
-Progress::Progress(std::string title, std::string unit, std::uint64_t total, std::function<std::uint64_t()> done)
+Progress::Progress(std::string title, std::string unit, std::uint64_t total,
+                   std::function<std::uint64_t()> done)
     : title_(std::move(title)),
       unit_(std::move(unit)),
       total_(total),
@@ -51,11 +53,11 @@ Progress::~Progress() {
 }
 
 void Progress::Run() {
-    const auto start = Clock::now();
+    auto const start = Clock::now();
     double next = first_after;
     while (!stop_) {
         std::this_thread::sleep_for(glance);
-        const double seconds = std::chrono::duration<double>(Clock::now() - start).count();
+        double const seconds = std::chrono::duration<double>(Clock::now() - start).count();
         if (seconds < next || stop_) continue;
         Draw(seconds);
         next = seconds + (terminal_ ? terminal_pace : plain_pace);
@@ -72,12 +74,12 @@ void Progress::Draw(double seconds) {
 }
 
 std::string Progress::Line(std::uint64_t done, double seconds) const {
-    const double rate = seconds > 0 ? static_cast<double>(done) / seconds : 0;
+    double const rate = seconds > 0 ? static_cast<double>(done) / seconds : 0;
     std::string line = title_ + " ";
     if (total_ > 0) {
-        const double part = std::min(1.0, static_cast<double>(done) / static_cast<double>(total_));
+        double const part = std::min(1.0, static_cast<double>(done) / static_cast<double>(total_));
         if (terminal_) {
-            const int filled = static_cast<int>(part * bar_width);
+            int const filled = static_cast<int>(part * bar_width);
             line += "[" + std::string(static_cast<std::size_t>(filled), '#') +
                     std::string(static_cast<std::size_t>(bar_width - filled), '.') + "] ";
         }

@@ -8,17 +8,17 @@
 
 namespace app {
 
-// Shows how far long work has come, on standard error: on a terminal a bar with rate and time left, elsewhere a plain
-// line every few seconds. It looks at the work's own counter from a thread of its own and disturbs nothing; work that
-// ends within half a second shows nothing.
+// Shows how far long work has come, on standard error: on a terminal a bar with rate and time left, elsewhere
+// a plain line every few seconds. It looks at the work's own counter from a thread of its own and disturbs
+// nothing; work that ends within half a second shows nothing.
 class Progress {
   public:
     // `unit` ("件") stands behind the counts. A total of 0 means that it is not known.
     Progress(std::string title, std::string unit, std::uint64_t total, std::function<std::uint64_t()> done);
     // Removes the bar.
     ~Progress();
-    Progress(const Progress&) = delete;
-    Progress& operator=(const Progress&) = delete;
+    Progress(Progress const&) = delete;
+    Progress& operator=(Progress const&) = delete;
 
   private:
     void Run();

@@ -12,7 +12,9 @@
 namespace app {
 namespace {
 
-constexpr std::string_view title_line = "\xEF\xBB\xBF" "個人情報ID,メールアドレス,結果,応答,Message-ID\r\n";
+constexpr std::string_view title_line =
+    "\xEF\xBB\xBF"
+    "個人情報ID,メールアドレス,結果,応答,Message-ID\r\n";
 
 // The third field of a row, whose first two hold no comma or quote.
 std::string_view OutcomeOf(std::string_view row) {
@@ -22,17 +24,18 @@ std::string_view OutcomeOf(std::string_view row) {
 
 }  // namespace
 
-Report::Report(const std::string& file, bool resume) : name_(file) {
-    const bool there = std::filesystem::exists(file);
+Report::Report(std::string const& file, bool resume) : name_(file) {
+    bool const there = std::filesystem::exists(file);
     if (there && !resume)
-        throw Failure("レポートのファイルがもうあります: " + file + "\n途中で止まった送信の続きなら --resume をつけてください。");
+        throw Failure("レポートのファイルがもうあります: " + file +
+                      "\n途中で止まった送信の続きなら --resume をつけてください。");
     if (there) ReadEarlier(file);
     file_.open(file, std::ios::binary | std::ios::app);
     if (!there) file_ << title_line << std::flush;
     if (!file_) throw Failure("レポートを書けません: " + file);
 }
 
-void Report::ReadEarlier(const std::string& file) {
+void Report::ReadEarlier(std::string const& file) {
     std::ifstream earlier(file, std::ios::binary);
     const std::string content{std::istreambuf_iterator<char>(earlier), {}};
     if (!content.starts_with(title_line)) throw Failure("tessaly のレポートではありません: " + file);
@@ -50,7 +53,7 @@ void Report::ReadEarlier(const std::string& file) {
     if (whole < content.size()) std::filesystem::resize_file(file, whole);
 }
 
-void Report::Add(const Delivery& delivery) {
+void Report::Add(Delivery const& delivery) {
     file_ << delivery.id << "," << CsvField(Out(delivery.address)) << "," << NameOf(delivery.outcome) << ","
           << CsvField(delivery.reply) << "," << Out(delivery.message_id) << "\r\n"
           << std::flush;

@@ -23,11 +23,11 @@ namespace app {
 namespace {
 
 // Never changes: every environment that was made without a key file of its own opens with it.
-constexpr const char* built_in_key = "tQ7#vL2p-Zk94-mRx8-Tessaly-5-Nw3c-yB6h";
+constexpr char const* built_in_key = "tQ7#vL2p-Zk94-mRx8-Tessaly-5-Nw3c-yB6h";
 constexpr auto lock_patience = std::chrono::seconds(5);
 constexpr int keyless_environment = 3;
 
-fs::path DataDirectoryOf(const std::string& env_file) {
+fs::path DataDirectoryOf(std::string const& env_file) {
     const fs::path file = fs::absolute(env_file);
     return file.parent_path() / file.stem();
 }
@@ -36,15 +36,15 @@ CString KeyOf(EnvManager& environment) {
     return environment.GetEnvType() == keyless_environment ? CString() : environment.GetDBKey();
 }
 
-const char* KeyOrNull(EnvManager& environment, const CString& key) {
-    return environment.GetEnvType() == keyless_environment ? nullptr : static_cast<const char*>(key);
+char const* KeyOrNull(EnvManager& environment, CString const& key) {
+    return environment.GetEnvType() == keyless_environment ? nullptr : static_cast<char const*>(key);
 }
 
 }  // namespace
 
 std::string TextOf(CErrMsg& error) { return Out(std::string_view(error.GetLastMsg())); }
 
-std::string FirstLineOf(const std::string& host_path, std::string_view what) {
+std::string FirstLineOf(std::string const& host_path, std::string_view what) {
     std::ifstream file(host_path, std::ios::binary);
     std::string line;
     if (!file || fs::is_directory(host_path) || (!std::getline(file, line) && line.empty()))
@@ -53,22 +53,23 @@ std::string FirstLineOf(const std::string& host_path, std::string_view what) {
     return line;
 }
 
-std::string ApplicationKey(const Access& access) {
+std::string ApplicationKey(Access const& access) {
     if (access.key_file.empty()) return built_in_key;
     const std::string key = FirstLineOf(access.key_file, "鍵ファイル");
     if (key.empty()) throw Failure("鍵ファイルの1行目が空です: " + access.key_file);
     return key;
 }
 
-EnvironmentLock::EnvironmentLock(const std::string& data_directory) {
+EnvironmentLock::EnvironmentLock(std::string const& data_directory) {
     const std::string path = data_directory + "/.lock";
     descriptor_ = open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
     if (descriptor_ < 0) throw Failure("環境に書き込めません: " + data_directory);
-    const auto limit = std::chrono::steady_clock::now() + lock_patience;
+    auto const limit = std::chrono::steady_clock::now() + lock_patience;
     while (flock(descriptor_, LOCK_EX | LOCK_NB) != 0) {
         if (std::chrono::steady_clock::now() > limit) {
             close(descriptor_);
-            throw Failure("この環境はほかの tessaly が使っています。終わってからもう一度実行してください: " + data_directory);
+            throw Failure("この環境はほかの tessaly が使っています。終わってからもう一度実行してください: " +
+                          data_directory);
         }
         std::this_thread::sleep_for(std::chrono::milliseconds(50));
     }
@@ -76,39 +77,45 @@ EnvironmentLock::EnvironmentLock(const std::string& data_directory) {
 
 EnvironmentLock::~EnvironmentLock() { close(descriptor_); }
 
-Session::Session(const Access& access, const std::string& env_file, For use)
+Session::Session(Access const& access, std::string const& env_file, For use)
     : env_file_(env_file),
       data_directory_(DataDirectoryOf(env_file).string()),
       environment_(std::make_unique<EnvManager>()),
       options_(std::make_unique<SystemOption>()),
       customers_(std::make_unique<CDatabaseEdit>()) {
     if (!fs::is_regular_file(env_file))
-        throw Failure("環境ファイルがありません: " + env_file + "\n「tessaly env new " + env_file + "」で作れます。");
-    if (!fs::is_directory(data_directory_)) throw Failure("環境のデータディレクトリがありません: " + data_directory_);
+        throw Failure("環境ファイルがありません: " + env_file + "\n「tessaly env new " + env_file +
+                      "」で作れます。");
+    if (!fs::is_directory(data_directory_))
+        throw Failure("環境のデータディレクトリがありません: " + data_directory_);
     if (use == For::changing) lock_ = std::make_unique<EnvironmentLock>(data_directory_);
     Open(access);
     CheckPassword(access);
     options_->SetEnvManager(environment_.get());
     if (options_->GetSODataFromFileToMemory() < 0)
-        throw Failure("設定を読めません: " + data_directory_ + "/systemoption.dat\n" + TextOf(options_->GetErrMsg()));
+        throw Failure("設定を読めません: " + data_directory_ + "/systemoption.dat\n" +
+                      TextOf(options_->GetErrMsg()));
     customers_->SetEnvManager(environment_.get());
     customers_->SetSystemOption(options_.get());
 }
 
 Session::~Session() = default;
 
-void Session::Open(const Access& access) {
+void Session::Open(Access const& access) {
     const std::string key = ApplicationKey(access);
-    const int result = environment_->InitEnvFileInfo(IntoPath(fs::absolute(env_file_).string()), key.c_str(), 0);
+    int const result =
+        environment_->InitEnvFileInfo(IntoPath(fs::absolute(env_file_).string()), key.c_str(), 0);
     if (result <= -10) throw Failure("環境ファイルの形が壊れているか、鍵が違います: " + env_file_);
-    if (result < 0) throw Failure("環境を開けません: " + env_file_ + "\n" + TextOf(environment_->GetErrMsg()));
+    if (result < 0)
+        throw Failure("環境を開けません: " + env_file_ + "\n" + TextOf(environment_->GetErrMsg()));
     if (environment_->GetEnvType() != keyless_environment && environment_->GetDBKey().IsEmpty())
         throw Failure("環境の鍵が合いません。鍵ファイルが違うか、環境ファイルが壊れています: " + env_file_);
 }
 
-void Session::CheckPassword(const Access& access) {
+void Session::CheckPassword(Access const& access) {
     CString flag;
-    if (environment_->GetEnvType() == keyless_environment || environment_->GetUseEnvPasswordFlag(flag) < 0 || flag != "Y")
+    if (environment_->GetEnvType() == keyless_environment || environment_->GetUseEnvPasswordFlag(flag) < 0 ||
+        flag != "Y")
         return;
     const std::string password = access.password_file.empty()
                                      ? AskPassword("起動用パスワード", "--password-file")
@@ -119,17 +126,17 @@ void Session::CheckPassword(const Access& access) {
 
 CDatabaseEdit& Session::Customers() {
     if (customers_loaded_) return *customers_;
-    const int rows = customers_->ReadCustomerList();
+    int const rows = customers_->ReadCustomerList();
     if (rows < 0) {
-        throw Failure("顧客データを読めません (" + std::to_string(rows) + "): " + data_directory_ + "/DB/database.dat" +
-                      "\nファイルが欠けているか壊れています。控えから戻してください。");
+        throw Failure("顧客データを読めません (" + std::to_string(rows) + "): " + data_directory_ +
+                      "/DB/database.dat" + "\nファイルが欠けているか壊れています。控えから戻してください。");
     }
     customers_loaded_ = true;
     return *customers_;
 }
 
 std::string Session::Setting(std::string_view name) {
-    const app::Setting* setting = FindSetting(name);
+    app::Setting const* setting = FindSetting(name);
     CString value;
     if (!setting || options_->GetSODataFromMemoryPinPoint(setting->cell, value) < 0) return {};
     return FromCell(*setting, Out(value));
@@ -137,12 +144,12 @@ std::string Session::Setting(std::string_view name) {
 
 int Session::NumberSetting(std::string_view name) {
     const std::string text = Setting(name);
-    const app::Setting* setting = FindSetting(name);
+    app::Setting const* setting = FindSetting(name);
     return std::stoi(RefusalOf(*setting, text).empty() ? text : setting->default_value);
 }
 
 void Session::Set(std::string_view name, std::string_view value) {
-    const app::Setting* setting = FindSetting(name);
+    app::Setting const* setting = FindSetting(name);
     CString cell = Into(ForCell(*setting, value), name);
     if (options_->SetSODataToMemoryPinPoint(setting->cell, cell) < 0)
         throw Failure("設定を変えられません: " + std::string(name) + "\n" + TextOf(options_->GetErrMsg()));
@@ -150,18 +157,22 @@ void Session::Set(std::string_view name, std::string_view value) {
 
 void Session::SaveSettings() {
     const CString key = KeyOf(*environment_);
-    const bool saved = ReplaceFile(data_directory_ + "/systemoption.dat", [&](const std::string& file) {
+    bool const saved = ReplaceFile(data_directory_ + "/systemoption.dat", [&](std::string const& file) {
         return options_->SaveCSVFileCompel(IntoPath(file), KeyOrNull(*environment_, key)) == 1;
     });
-    if (!saved) throw Failure("設定を書き込めませんでした。前の設定はそのまま残っています: " + data_directory_);
+    if (!saved)
+        throw Failure("設定を書き込めませんでした。前の設定はそのまま残っています: " + data_directory_);
 }
 
 void Session::SaveCustomers() {
     const CString key = KeyOf(*environment_);
-    const bool saved = ReplaceFile(data_directory_ + "/DB/database.dat", [&](const std::string& file) {
-        return customers_->WriteFromMemoryToFileAppointFileName(IntoPath(file), KeyOrNull(*environment_, key)) == 0;
+    bool const saved = ReplaceFile(data_directory_ + "/DB/database.dat", [&](std::string const& file) {
+        return customers_->WriteFromMemoryToFileAppointFileName(IntoPath(file),
+                                                                KeyOrNull(*environment_, key)) == 0;
     });
-    if (!saved) throw Failure("顧客データを書き込めませんでした。前のデータはそのまま残っています: " + data_directory_);
+    if (!saved)
+        throw Failure("顧客データを書き込めませんでした。前のデータはそのまま残っています: " +
+                      data_directory_);
 }
 
 namespace {
@@ -180,11 +191,11 @@ class Undo {
     std::vector<fs::path> made_;
 };
 
-void WriteDefaultSettings(EnvManager& environment, const fs::path& data) {
+void WriteDefaultSettings(EnvManager& environment, fs::path const& data) {
     SystemOption options(&environment);
     CArray<CString, CString> cells;
     cells.SetSize(settings_cells);
-    for (const Setting& setting : SettingsCatalogue())
+    for (Setting const& setting : SettingsCatalogue())
         cells.SetAt(setting.cell, Into(ForCell(setting, setting.default_value), setting.name));
     options.SetElementNumber(settings_cells);
     if (options.SetSODataFromAllDataToMemory(cells) < 0 || options.WriteSODataFromMemoryToFileCompel() < 0)
@@ -193,12 +204,14 @@ void WriteDefaultSettings(EnvManager& environment, const fs::path& data) {
 
 }  // namespace
 
-void CreateEnvironment(const Access& access, const std::string& env_file, const std::string& new_password) {
+void CreateEnvironment(Access const& access, std::string const& env_file, std::string const& new_password) {
     const fs::path file = fs::absolute(env_file);
     const fs::path data = DataDirectoryOf(env_file);
-    if (!file.has_extension()) throw Failure("環境ファイルの名前には拡張子が必要です (例: shop.tsl): " + env_file);
-    if (!fs::is_directory(file.parent_path())) throw Failure("ディレクトリがありません: " + file.parent_path().string());
-    for (const fs::path& path : {file, data})
+    if (!file.has_extension())
+        throw Failure("環境ファイルの名前には拡張子が必要です (例: shop.tsl): " + env_file);
+    if (!fs::is_directory(file.parent_path()))
+        throw Failure("ディレクトリがありません: " + file.parent_path().string());
+    for (fs::path const& path : {file, data})
         if (fs::exists(path)) throw Failure("もうあります。上書きはしません: " + path.string());
     const CString password = Into(new_password, "パスワード");
     const CString library_path = IntoPath(file.string());
@@ -206,7 +219,7 @@ void CreateEnvironment(const Access& access, const std::string& env_file, const 
 
     Undo undo;
     undo.Add(data);
-    for (const char* folder : {"DB", "MAIL", "EXTRACT"})
+    for (char const* folder : {"DB", "MAIL", "EXTRACT"})
         if (MakeDirectoryCompel(IntoPath((data / folder).string())) != 0)
             throw Failure("ディレクトリを作れません: " + (data / folder).string());
     undo.Add(file);

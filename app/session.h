@@ -17,18 +17,18 @@ struct Access {
 };
 
 // The application key: the built-in one, or the first line of a file.
-std::string ApplicationKey(const Access& access);
+std::string ApplicationKey(Access const& access);
 // The first line of a file; throws Failure naming `what`.
-std::string FirstLineOf(const std::string& host_path, std::string_view what);
+std::string FirstLineOf(std::string const& host_path, std::string_view what);
 
-// Keeps others from changing the same environment, until it goes away. Throws Failure when it is taken for longer
-// than a few seconds. The lock is free again whenever its process ends.
+// Keeps others from changing the same environment, until it goes away. Throws Failure when it is taken for
+// longer than a few seconds. The lock is free again whenever its process ends.
 class EnvironmentLock {
   public:
-    explicit EnvironmentLock(const std::string& data_directory);
+    explicit EnvironmentLock(std::string const& data_directory);
     ~EnvironmentLock();
-    EnvironmentLock(const EnvironmentLock&) = delete;
-    EnvironmentLock& operator=(const EnvironmentLock&) = delete;
+    EnvironmentLock(EnvironmentLock const&) = delete;
+    EnvironmentLock& operator=(EnvironmentLock const&) = delete;
 
   private:
     int descriptor_ = -1;
@@ -38,7 +38,7 @@ class Session {
   public:
     enum class For { reading, changing };
     // Opens, asks for the start-up password where one is set, and loads the settings. Throws Failure.
-    Session(const Access& access, const std::string& env_file, For use);
+    Session(Access const& access, std::string const& env_file, For use);
     ~Session();
 
     EnvManager& Environment() { return *environment_; }
@@ -47,22 +47,22 @@ class Session {
     CDatabaseEdit& Customers();
 
     // Host paths.
-    const std::string& EnvFile() const { return env_file_; }
-    const std::string& DataDirectory() const { return data_directory_; }
+    std::string const& EnvFile() const { return env_file_; }
+    std::string const& DataDirectory() const { return data_directory_; }
 
     // By the name of the catalogue, in UTF-8.
     std::string Setting(std::string_view name);
     int NumberSetting(std::string_view name);
     void Set(std::string_view name, std::string_view value);
 
-    // Both write a new file beside the old one and put it in its place in one step, so that a process that dies in
-    // between leaves the old one whole.
+    // Both write a new file beside the old one and put it in its place in one step, so that a process that
+    // dies in between leaves the old one whole.
     void SaveSettings();
     void SaveCustomers();
 
   private:
-    void Open(const Access& access);
-    void CheckPassword(const Access& access);
+    void Open(Access const& access);
+    void CheckPassword(Access const& access);
 
     std::string env_file_;
     std::string data_directory_;
@@ -73,9 +73,9 @@ class Session {
     bool customers_loaded_ = false;
 };
 
-// Makes the environment file, its directories, a full settings record and an empty customer table. Throws Failure, and
-// then nothing new is left behind.
-void CreateEnvironment(const Access& access, const std::string& env_file, const std::string& new_password);
+// Makes the environment file, its directories, a full settings record and an empty customer table. Throws
+// Failure, and then nothing new is left behind.
+void CreateEnvironment(Access const& access, std::string const& env_file, std::string const& new_password);
 
 // What the library says of its last failure.
 std::string TextOf(CErrMsg& error);

@@ -16,7 +16,8 @@ std::vector<Setting> Make() {
     std::vector<Setting> all = {
         {"smtp.host", 0, text, "", "", "送信サーバーの名前またはアドレス"},
         {"smtp.port", 1, number, "25", "1..65535", "送信サーバーのポート番号"},
-        {"smtp.auth", 2, choice, "none", "none|any|cram-md5|login|plain", "SMTP認証の方式 (any は使える中で最も安全なもの)"},
+        {"smtp.auth", 2, choice, "none", "none|any|cram-md5|login|plain",
+         "SMTP認証の方式 (any は使える中で最も安全なもの)"},
         {"smtp.user", 3, text, "", "", "SMTP認証のユーザーID"},
         {"smtp.password", 4, secret, "", "", "SMTP認証のパスワード (表示されません)"},
         {"smtp.timeout", 5, number, "60", "1..3600", "サーバーの応答を待つ秒数"},
@@ -30,15 +31,15 @@ std::vector<Setting> Make() {
     };
     for (int i = 0; i < attributes; ++i) {
         const std::string letter(1, static_cast<char>('A' + i));
-        all.push_back({"attribute." + letter + ".name", first_attribute_name + i, text, "拡張属性" + letter, "",
-                       "拡張属性" + letter + "の名前"});
+        all.push_back({"attribute." + letter + ".name", first_attribute_name + i, text, "拡張属性" + letter,
+                       "", "拡張属性" + letter + "の名前"});
         all.push_back({"attribute." + letter + ".type", first_attribute_type + i, choice, "text",
                        std::string(attribute_types), "拡張属性" + letter + "の種類"});
     }
     return all;
 }
 
-bool IsAttributeType(const Setting& setting) {
+bool IsAttributeType(Setting const& setting) {
     return setting.cell >= first_attribute_type && setting.cell < first_attribute_type + attributes;
 }
 
@@ -53,27 +54,27 @@ std::vector<std::string_view> Choices(std::string_view allowed) {
 }
 
 bool ReadNumber(std::string_view text, int& value) {
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+    auto const [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
     return error == std::errc() && end == text.data() + text.size();
 }
 
 }  // namespace
 
-const std::vector<Setting>& SettingsCatalogue() {
+std::vector<Setting> const& SettingsCatalogue() {
     static const std::vector<Setting> catalogue = Make();
     return catalogue;
 }
 
-const Setting* FindSetting(std::string_view name) {
-    const auto& all = SettingsCatalogue();
-    const auto found = std::find_if(all.begin(), all.end(), [&](const Setting& s) { return s.name == name; });
+Setting const* FindSetting(std::string_view name) {
+    auto const& all = SettingsCatalogue();
+    auto const found = std::find_if(all.begin(), all.end(), [&](Setting const& s) { return s.name == name; });
     return found == all.end() ? nullptr : &*found;
 }
 
-std::string RefusalOf(const Setting& setting, std::string_view value) {
+std::string RefusalOf(Setting const& setting, std::string_view value) {
     if (value.find_first_of(std::string_view("\r\n\0", 3)) != value.npos) return "改行は入れられません";
     if (setting.kind == SettingKind::choice) {
-        const auto choices = Choices(setting.allowed);
+        auto const choices = Choices(setting.allowed);
         if (std::find(choices.begin(), choices.end(), value) == choices.end())
             return "値は " + setting.allowed + " のどれかです";
     }
@@ -88,18 +89,20 @@ std::string RefusalOf(const Setting& setting, std::string_view value) {
     return {};
 }
 
-std::string ForCell(const Setting& setting, std::string_view value) {
+std::string ForCell(Setting const& setting, std::string_view value) {
     if (!IsAttributeType(setting)) return std::string(value);
-    const auto types = Choices(attribute_types);
+    auto const types = Choices(attribute_types);
     return std::to_string(std::find(types.begin(), types.end(), value) - types.begin());
 }
 
-std::string FromCell(const Setting& setting, std::string_view cell) {
+std::string FromCell(Setting const& setting, std::string_view cell) {
     if (!IsAttributeType(setting)) return std::string(cell);
     int type = 0;
-    const auto types = Choices(attribute_types);
+    auto const types = Choices(attribute_types);
     ReadNumber(cell, type);
-    return std::string(type >= 0 && type < static_cast<int>(types.size()) ? types[static_cast<std::size_t>(type)] : types[0]);
+    return std::string(type >= 0 && type < static_cast<int>(types.size())
+                           ? types[static_cast<std::size_t>(type)]
+                           : types[0]);
 }
 
 }  // namespace app

@@ -4,8 +4,8 @@
 #include <string_view>
 #include <vector>
 
-// The settings that the application gives names to: each is one cell of the settings record. The cells are where the
-// values lie on disk and never change.
+// The settings that the application gives names to: each is one cell of the settings record. The cells are
+// where the values lie on disk and never change.
 namespace app {
 
 enum class SettingKind { text, number, choice, secret };
@@ -21,13 +21,13 @@ struct Setting {
 
 inline constexpr int settings_cells = 123;
 
-const std::vector<Setting>& SettingsCatalogue();
+std::vector<Setting> const& SettingsCatalogue();
 // Null for a name that is none.
-const Setting* FindSetting(std::string_view name);
+Setting const* FindSetting(std::string_view name);
 // Empty when `value` may be stored, else why not.
-std::string RefusalOf(const Setting& setting, std::string_view value);
+std::string RefusalOf(Setting const& setting, std::string_view value);
 // The value as the cell keeps it: types of attributes are stored as digits.
-std::string ForCell(const Setting& setting, std::string_view value);
-std::string FromCell(const Setting& setting, std::string_view cell);
+std::string ForCell(Setting const& setting, std::string_view value);
+std::string FromCell(Setting const& setting, std::string_view cell);
 
 }  // namespace app

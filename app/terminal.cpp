@@ -33,8 +33,8 @@ class QuietTerminal {
     ~QuietTerminal() {
         if (changed_) tcsetattr(STDIN_FILENO, TCSAFLUSH, &saved_);
     }
-    QuietTerminal(const QuietTerminal&) = delete;
-    QuietTerminal& operator=(const QuietTerminal&) = delete;
+    QuietTerminal(QuietTerminal const&) = delete;
+    QuietTerminal& operator=(QuietTerminal const&) = delete;
 
   private:
     termios saved_;
@@ -46,7 +46,7 @@ class QuietTerminal {
 bool ErrorIsTerminal() { return isatty(STDERR_FILENO) == 1; }
 bool InputIsTerminal() { return isatty(STDIN_FILENO) == 1; }
 
-std::string AskPassword(const std::string& prompt, const std::string& option) {
+std::string AskPassword(std::string const& prompt, std::string const& option) {
     if (!InputIsTerminal())
         throw Failure(prompt + "が必要です。端末がないときは " + option + " でファイルから渡してください。");
     std::string password;

@@ -8,11 +8,12 @@ namespace app {
 bool ErrorIsTerminal();
 bool InputIsTerminal();
 
-// Asks at the terminal without showing what is typed. Throws Failure without a terminal, naming `option` as the way
-// to give the password there.
-std::string AskPassword(const std::string& prompt, const std::string& option);
+// Asks at the terminal without showing what is typed. Throws Failure without a terminal, naming `option` as
+// the way to give the password there.
+std::string AskPassword(std::string const& prompt, std::string const& option);
 
-// Ctrl-C and an end asked for from outside: the first asks the running command to stop cleanly, the second ends it.
+// Ctrl-C and an end asked for from outside: the first asks the running command to stop cleanly, the second
+// ends it.
 void CatchInterrupts();
 bool Interrupted();
 

@@ -48,8 +48,10 @@ class CArray {
         items_.push_back(std::move(item));
         return GetSize() - 1;
     }
+    // An array may be appended to itself.
     void Append(CArray const& other) {
-        items_.insert(items_.end(), other.items_.begin(), other.items_.end());
+        std::size_t const count = other.items_.size();
+        for (std::size_t i = 0; i < count; ++i) items_.push_back(other.items_[i]);
     }
     void Copy(CArray const& other) { items_ = other.items_; }
     void InsertAt(int index, Argument item, int count = 1) {

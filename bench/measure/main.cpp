@@ -1,5 +1,5 @@
-// measure SECTION DATA_DIR SMTP_PORT POP3_PORT: the library's figures for one section, through its exported classes
-// only, as lines "task TAB peer TAB figure TAB unit".
+// measure SECTION DATA_DIR SMTP_PORT POP3_PORT: the library's figures for one section, through its exported
+// classes only, as lines "task TAB peer TAB figure TAB unit".
 #include <unistd.h>
 
 #include <cstdio>
@@ -10,14 +10,14 @@
 
 namespace measure {
 
-void Row(const std::string& task, double figure, const char* unit) {
+void Row(std::string const& task, double figure, char const* unit) {
     std::printf("%s\ttessaly\t%.4g\t%s\n", task.c_str(), figure, unit);
     std::fflush(stdout);
 }
 
-void Note(const std::string& text) { std::fprintf(stderr, "tessaly: %s\n", text.c_str()); }
+void Note(std::string const& text) { std::fprintf(stderr, "tessaly: %s\n", text.c_str()); }
 
-std::string Slurp(const std::string& path) {
+std::string Slurp(std::string const& path) {
     std::FILE* file = std::fopen(path.c_str(), "rb");
     if (!file) throw std::runtime_error("cannot open " + path);
     std::fseek(file, 0, SEEK_END);
@@ -29,7 +29,7 @@ std::string Slurp(const std::string& path) {
     return content;
 }
 
-std::vector<std::string> Lines(const std::string& path) {
+std::vector<std::string> Lines(std::string const& path) {
     std::vector<std::string> lines;
     const std::string content = Slurp(path);
     for (std::size_t at = 0; at < content.size();) {
@@ -50,7 +50,8 @@ double ResidentMebibytes() {
 
 std::string ScratchFolder() {
     static std::string folder = [] {
-        std::string name = std::string(std::getenv("TMPDIR") ? std::getenv("TMPDIR") : "/tmp") + "/tessaly-measure-XXXXXX";
+        std::string name =
+            std::string(std::getenv("TMPDIR") ? std::getenv("TMPDIR") : "/tmp") + "/tessaly-measure-XXXXXX";
         if (!mkdtemp(name.data())) throw std::runtime_error("no scratch folder");
         return name;
     }();
@@ -59,7 +60,7 @@ std::string ScratchFolder() {
 
 namespace {
 
-int Run(const std::string& section, const std::string& data, int smtp_port) {
+int Run(std::string const& section, std::string const& data, int smtp_port) {
     if (section == "merge") Merge(data);
     if (section == "conv") Conversions(data);
     if (section == "mime") Mime(data);
@@ -79,7 +80,7 @@ int main(int argc, char** argv) {
     }
     try {
         return measure::Run(argv[1], argv[2], std::atoi(argv[3]));
-    } catch (const std::exception& error) {
+    } catch (std::exception const& error) {
         measure::Note(error.what());
         return 1;
     }

@@ -19,32 +19,32 @@ inline double Now() {
 template <class Work>
 double Best(Work work, int runs = 3, double budget = 3.0) {
     double least = 1e99;
-    const double start = Now();
+    double const start = Now();
     for (int i = 0; i < runs && (i == 0 || Now() - start < budget); ++i) {
-        const double begun = Now();
+        double const begun = Now();
         work();
-        const double used = Now() - begun;
+        double const used = Now() - begun;
         if (used < least) least = used;
     }
     return least;
 }
 
 // One line of the result: task, peer, figure, unit, divided by tabs.
-void Row(const std::string& task, double figure, const char* unit);
+void Row(std::string const& task, double figure, char const* unit);
 // A line for the notes.
-void Note(const std::string& text);
+void Note(std::string const& text);
 
-std::string Slurp(const std::string& path);
-std::vector<std::string> Lines(const std::string& path);
+std::string Slurp(std::string const& path);
+std::vector<std::string> Lines(std::string const& path);
 double ResidentMebibytes();
 inline double Megabytes(std::string_view text) { return 1e-6 * static_cast<double>(text.size()); }
 // A folder of this run's own below the system's place for temporary files.
 std::string ScratchFolder();
 
-void Merge(const std::string& data);
-void Conversions(const std::string& data);
-void Mime(const std::string& data);
-void Smtp(const std::string& data, int port, int sessions);
-void Table(const std::string& data);
+void Merge(std::string const& data);
+void Conversions(std::string const& data);
+void Mime(std::string const& data);
+void Smtp(std::string const& data, int port, int sessions);
+void Table(std::string const& data);
 
 }  // namespace measure

@@ -20,7 +20,7 @@ struct Mail {
 };
 
 // The header lines that are not the client's own, and the body as the library keeps text.
-Mail Load(const std::string& path) {
+Mail Load(std::string const& path) {
     std::string text = Slurp(path);
     const std::size_t end = text.find("\r\n\r\n");
     if (end == text.npos) throw std::runtime_error("no body in " + path);
@@ -28,7 +28,7 @@ Mail Load(const std::string& path) {
     for (std::size_t at = 0; at < end + 2;) {
         const std::size_t next = text.find("\r\n", at) + 2;
         const std::string line = text.substr(at, next - at);
-        for (const char* kept : {"From:", "To:", "Subject:", "Date:", " ", "\t"})
+        for (char const* kept : {"From:", "To:", "Subject:", "Date:", " ", "\t"})
             if (line.starts_with(kept)) mail.header += line.c_str();
         at = next;
     }
@@ -37,7 +37,7 @@ Mail Load(const std::string& path) {
     return mail;
 }
 
-void SendFrom(const Mail& mail, int port, std::atomic<int>& left, std::atomic<int>& refused) {
+void SendFrom(Mail const& mail, int port, std::atomic<int>& left, std::atomic<int>& refused) {
     MailSend client;
     client.SetSmtpHost("127.0.0.1", port);
     client.SetSenderAddr("a@example.jp");
@@ -58,26 +58,27 @@ void LogLine() {
     constexpr int lines = 100000;
     LogWriter log;
     Row("transfer log, one line", 1e6 * Best([&] {
-            for (int i = 0; i < lines; ++i) log.SetLogData("｜R｜250 2.1.0 Ok: queued as 4F1C22A001\r\n", 1, 0);
-        }) / lines,
+                                      for (int i = 0; i < lines; ++i)
+                                          log.SetLogData("｜R｜250 2.1.0 Ok: queued as 4F1C22A001\r\n", 1, 0);
+                                  }) / lines,
         "us");
 }
 
 }  // namespace
 
-void Smtp(const std::string& data, int port, int sessions) {
+void Smtp(std::string const& data, int port, int sessions) {
     platform::SetModuleDirectory(ScratchFolder());
     const Mail mail = Load(data + "/plain.eml");
     std::atomic<int> refused = 0;
-    const double seconds = Best([&] {
+    double const seconds = Best([&] {
         std::atomic<int> left = mails;
         std::vector<std::thread> threads;
         for (int i = 0; i < sessions; ++i) threads.emplace_back([&] { SendFrom(mail, port, left, refused); });
         for (auto& thread : threads) thread.join();
     });
     if (refused > 0) Note(std::to_string(refused) + " mails were not taken");
-    Row("SMTP, new connection each, " + std::to_string(sessions) + (sessions > 1 ? " sessions" : " session"), mails / seconds,
-        "msg/s");
+    Row("SMTP, new connection each, " + std::to_string(sessions) + (sessions > 1 ? " sessions" : " session"),
+        mails / seconds, "msg/s");
     if (sessions == 1) LogLine();
 }
 

@@ -16,7 +16,7 @@
 namespace measure {
 namespace {
 
-constexpr const char* key = "measure";
+constexpr char const* key = "measure";
 constexpr int settings_cells = 123;
 constexpr int columns = 56;
 // Columns of the scans, as the peers have them.
@@ -29,7 +29,8 @@ class Shop {
         const CString root = platform::LibraryPath(ScratchFolder());
         const CString file = root + "\\shop.tsl";
         if (create) {
-            for (const char* folder : {"\\shop\\DB", "\\shop\\MAIL", "\\shop\\EXTRACT"}) MakeDirectoryCompel(root + folder);
+            for (char const* folder : {"\\shop\\DB", "\\shop\\MAIL", "\\shop\\EXTRACT"})
+                MakeDirectoryCompel(root + folder);
             EnvManager::MakeDefaultEnvFile(file, key);
         }
         if (environment.InitEnvFileInfo(file, key, 0) != 0) throw std::runtime_error("no environment");
@@ -46,9 +47,9 @@ class Shop {
     CDatabaseEdit customers;
 };
 
-// The peers' data has line ends inside quoted memos; the import takes one record a line, so they become blanks in a
-// copy of the file, outside the measured time.
-std::string OneRecordALine(const std::string& path) {
+// The peers' data has line ends inside quoted memos; the import takes one record a line, so they become
+// blanks in a copy of the file, outside the measured time.
+std::string OneRecordALine(std::string const& path) {
     std::string text = Slurp(path);
     bool quoted = false;
     for (char& c : text) {
@@ -60,20 +61,21 @@ std::string OneRecordALine(const std::string& path) {
     return copy;
 }
 
-double Import(CDatabaseEdit& customers, const CString& path) {
+double Import(CDatabaseEdit& customers, CString const& path) {
     CArray<int, int> elements, error_lines;
     CArray<CString, CString> error_texts;
     for (int i = 0; i < columns; ++i) elements.Add(i);
     int imported = 0;
-    const double start = Now();
-    const int result = customers.ImportDBfromFile(path, ",", '"', elements, 1, &imported, error_lines, error_texts, "1");
-    const double used = Now() - start;
+    double const start = Now();
+    int const result =
+        customers.ImportDBfromFile(path, ",", '"', elements, 1, &imported, error_lines, error_texts, "1");
+    double const used = Now() - start;
     Note("imported " + std::to_string(result) + ", refused " + std::to_string(error_lines.GetSize()));
     if (result < 0) throw std::runtime_error("import failed");
     return used;
 }
 
-void ImportAndWrite(const std::string& task, const std::string& csv) {
+void ImportAndWrite(std::string const& task, std::string const& csv) {
     Shop shop(true);
     const CString path = platform::LibraryPath(OneRecordALine(csv));
     Row(task + "CSV import, new addresses", Import(shop.customers, path), "s");
@@ -81,24 +83,30 @@ void ImportAndWrite(const std::string& task, const std::string& csv) {
     OneCustomer customer;
     constexpr int more = 200;
     shop.customers.GetOneCustomerForNew(customer, 1);
-    Row(task + "one more customer (SetOneCustomerInfo)", 1e6 * Best([&] {
-            for (int i = 0; i < more; ++i) {
-                customer.CustomerID = -1;
-                customer.Email.Format("more%d@example.jp", i);
-                shop.customers.SetOneCustomerInfo(customer, 0);
-            }
-        }, 1) / more,
+    Row(task + "one more customer (SetOneCustomerInfo)",
+        1e6 *
+            Best(
+                [&] {
+                    for (int i = 0; i < more; ++i) {
+                        customer.CustomerID = -1;
+                        customer.Email.Format("more%d@example.jp", i);
+                        shop.customers.SetOneCustomerInfo(customer, 0);
+                    }
+                },
+                1) /
+            more,
         "us");
     const CString root = platform::LibraryPath(ScratchFolder());
     const CString db_key = shop.environment.GetDBKey();
     Row(task + "write whole table, new file", Best([&] {
-            if (shop.customers.WriteFromMemoryToFileAppointFileName(root + "\\shop\\DB\\database.dat", db_key) != 0)
+            if (shop.customers.WriteFromMemoryToFileAppointFileName(root + "\\shop\\DB\\database.dat",
+                                                                    db_key) != 0)
                 throw std::runtime_error("write failed");
         }),
         "s");
 }
 
-int Count(CDatabaseEdit& customers, bool equal, const char* text, int column) {
+int Count(CDatabaseEdit& customers, bool equal, char const* text, int column) {
     int count = 0;
     for (int row = 0;; ++row) {
         row = equal ? customers.TotalAgreementReference(text, column, row, 1)
@@ -108,19 +116,22 @@ int Count(CDatabaseEdit& customers, bool equal, const char* text, int column) {
     }
 }
 
-void Scans(const std::string& task, CDatabaseEdit& customers) {
+void Scans(std::string const& task, CDatabaseEdit& customers) {
     int equal = 0, within = 0;
-    Row(task + "equality scan, 1 column", 1e3 * Best([&] { equal = Count(customers, true, "東京都", prefecture); }), "ms");
-    Row(task + "substring scan, 1 column", 1e3 * Best([&] { within = Count(customers, false, "八幡5", street); }), "ms");
+    Row(task + "equality scan, 1 column",
+        1e3 * Best([&] { equal = Count(customers, true, "東京都", prefecture); }), "ms");
+    Row(task + "substring scan, 1 column",
+        1e3 * Best([&] { within = Count(customers, false, "八幡5", street); }), "ms");
     Note("counts " + std::to_string(equal) + " " + std::to_string(within));
-    for (const auto& [column, label] : {std::pair{values_47, "distinct values, 47"}, {values_2017, "distinct values, 2017"}}) {
+    for (auto const& [column, label] :
+         {std::pair{values_47, "distinct values, 47"}, {values_2017, "distinct values, 2017"}}) {
         CStringList values;
         Row(task + label, 1e3 * Best([&] { customers.GetDBElementGroupBy(column, values, 1, 0); }), "ms");
         Note(std::string(label) + ": " + std::to_string(values.GetCount()));
     }
 }
 
-void LookUps(const std::string& task, CDatabaseEdit& customers) {
+void LookUps(std::string const& task, CDatabaseEdit& customers) {
     constexpr int look_ups = 20000;
     std::mt19937 random(1);
     CArray<int, int> all;
@@ -132,31 +143,37 @@ void LookUps(const std::string& task, CDatabaseEdit& customers) {
         addresses.push_back(customers.GetCustomerDataPinPoint(ids.back(), 1));
     }
     std::size_t found = 0;
-    Row(task + "look-up by id, one element", look_ups / Best([&] {
+    Row(task + "look-up by id, one element",
+        look_ups / Best([&] {
             CString value;
-            for (const int id : ids) found += static_cast<std::size_t>(customers.GetCustomerDataPinPoint(id, 1, value) == 0);
+            for (const int id : ids)
+                found += static_cast<std::size_t>(customers.GetCustomerDataPinPoint(id, 1, value) == 0);
         }),
         "/s");
-    Row(task + "look-up by id, whole row", look_ups / Best([&] {
+    Row(task + "look-up by id, whole row",
+        look_ups / Best([&] {
             OneCustomer customer;
-            for (const int id : ids) found += static_cast<std::size_t>(customers.GetOneCustomerForEdit(customer, id) == 0);
+            for (const int id : ids)
+                found += static_cast<std::size_t>(customers.GetOneCustomerForEdit(customer, id) == 0);
         }),
         "/s");
-    Row(task + "look-up by address", look_ups / Best([&] {
+    Row(task + "look-up by address",
+        look_ups / Best([&] {
             for (const CString& address : addresses)
-                found += static_cast<std::size_t>(customers.SearchCustomerOneElement(1, address, -1, static_cast<Direction>(0)) >= 0);
+                found += static_cast<std::size_t>(
+                    customers.SearchCustomerOneElement(1, address, -1, static_cast<Direction>(0)) >= 0);
         }),
         "/s");
     if (found == 0) Note("nothing found");
 }
 
-void Load(const std::string& task) {
+void Load(std::string const& task) {
     Shop shop(false);
-    const double before = ResidentMebibytes();
-    const double start = Now();
-    const int rows = shop.customers.ReadCustomerList();
+    double const before = ResidentMebibytes();
+    double const start = Now();
+    int const rows = shop.customers.ReadCustomerList();
     Row(task + "load all rows", Now() - start, "s");
-    const double memory = ResidentMebibytes() - before;
+    double const memory = ResidentMebibytes() - before;
     Row(task + "load all rows, memory", memory, "MiB");
     Note(std::to_string(rows) + " rows, " + std::to_string(memory * 1024 / rows) + " KiB a row");
     Scans(task, shop.customers);
@@ -172,7 +189,7 @@ void Apart(Work work) {
         int result = 0;
         try {
             work();
-        } catch (const std::exception& error) {
+        } catch (std::exception const& error) {
             Note(error.what());
             result = 1;
         }
@@ -180,14 +197,15 @@ void Apart(Work work) {
         _exit(result);
     }
     int status = 0;
-    if (waitpid(child, &status, 0) != child || status != 0) throw std::runtime_error("a part of the table section failed");
+    if (waitpid(child, &status, 0) != child || status != 0)
+        throw std::runtime_error("a part of the table section failed");
 }
 
 }  // namespace
 
-void Table(const std::string& data) {
+void Table(std::string const& data) {
     ScratchFolder();
-    for (const char* label : {"100k", "1M"}) {
+    for (char const* label : {"100k", "1M"}) {
         const std::string csv = data + "/customers." + label + ".cp932.csv";
         if (!std::ifstream(csv)) continue;
         const std::string task = std::string("table ") + label + ": ";

@@ -15,7 +15,7 @@ namespace {
 
 std::size_t sink = 0;
 
-std::string InCp932(const std::string& utf8) {
+std::string InCp932(std::string const& utf8) {
     std::string out(utf8.size() * 2 + 16, '\0');
     KCodeC code;
     code.utf8tosj(out.data(), utf8.c_str());
@@ -25,9 +25,9 @@ std::string InCp932(const std::string& utf8) {
 
 }  // namespace
 
-void Conversions(const std::string& data) {
+void Conversions(std::string const& data) {
     KCodeC code;
-    const auto measure_one = [&](const char* from, const char* to, const char* labels, auto convert) {
+    auto const measure_one = [&](char const* from, char const* to, char const* labels, auto convert) {
         const std::string text = Slurp(data + "/text." + from);
         const std::string want = Slurp(data + "/text." + to);
         std::string out(text.size() * 2 + 64, '\0');
@@ -40,30 +40,37 @@ void Conversions(const std::string& data) {
                   }),
             "MB/s in");
     };
-    measure_one("cp932", "utf8", "CP932 -> UTF-8", [&](char* out, const char* in) { code.sjtoutf8(out, in); });
-    measure_one("utf8", "cp932", "UTF-8 -> CP932", [&](char* out, const char* in) { code.utf8tosj(out, in); });
-    measure_one("cp932", "jis", "CP932 -> ISO-2022-JP", [](char* out, const char* in) { sjtojis7_core(out, in, 0); });
-    measure_one("jis", "cp932", "ISO-2022-JP -> CP932", [](char* out, const char* in) { jis7tosj_core(out, in); });
-    measure_one("cp932", "euc", "CP932 -> EUC-JP", [](char* out, const char* in) { sjtouj_core(out, in); });
-    measure_one("euc", "cp932", "EUC-JP -> CP932", [](char* out, const char* in) { ujtosj_core(out, in); });
+    measure_one("cp932", "utf8", "CP932 -> UTF-8",
+                [&](char* out, char const* in) { code.sjtoutf8(out, in); });
+    measure_one("utf8", "cp932", "UTF-8 -> CP932",
+                [&](char* out, char const* in) { code.utf8tosj(out, in); });
+    measure_one("cp932", "jis", "CP932 -> ISO-2022-JP",
+                [](char* out, char const* in) { sjtojis7_core(out, in, 0); });
+    measure_one("jis", "cp932", "ISO-2022-JP -> CP932",
+                [](char* out, char const* in) { jis7tosj_core(out, in); });
+    measure_one("cp932", "euc", "CP932 -> EUC-JP", [](char* out, char const* in) { sjtouj_core(out, in); });
+    measure_one("euc", "cp932", "EUC-JP -> CP932", [](char* out, char const* in) { ujtosj_core(out, in); });
 
-    const auto subjects = Lines(data + "/subjects.txt");
+    auto const subjects = Lines(data + "/subjects.txt");
     std::string out(4096, '\0');
-    Row("convert subjects one by one, UTF-8 -> CP932", static_cast<double>(subjects.size()) / Best([&] {
-            for (const auto& subject : subjects) sink += static_cast<unsigned char>(*code.utf8tosj(out.data(), subject.c_str()));
+    Row("convert subjects one by one, UTF-8 -> CP932",
+        static_cast<double>(subjects.size()) / Best([&] {
+            for (const auto& subject : subjects)
+                sink += static_cast<unsigned char>(*code.utf8tosj(out.data(), subject.c_str()));
         }),
         "/s");
 }
 
 namespace {
 
-void Subjects(const std::string& data) {
+void Subjects(std::string const& data) {
     std::vector<std::string> subjects;
-    for (const auto& line : Lines(data + "/subjects.txt")) subjects.push_back(InCp932(line));
-    const double count = static_cast<double>(subjects.size());
+    for (auto const& line : Lines(data + "/subjects.txt")) subjects.push_back(InCp932(line));
+    double const count = static_cast<double>(subjects.size());
     std::vector<std::string> encoded(subjects.size());
     KCodeC code;
-    Row("encode Subject, ISO-2022-JP B, folded", count / Best([&] {
+    Row("encode Subject, ISO-2022-JP B, folded",
+        count / Best([&] {
             for (std::size_t i = 0; i < subjects.size(); ++i) {
                 char* word = nullptr;
                 MIMEBase64EncodeForJIS(&word, code.sjtojis7(subjects[i].c_str(), 0));
@@ -81,7 +88,8 @@ void Subjects(const std::string& data) {
         right += subjects[i] == text;
         delete[] text;
     }
-    Note(std::to_string(right) + " of " + std::to_string(subjects.size()) + " subjects encoded and decoded as expected");
+    Note(std::to_string(right) + " of " + std::to_string(subjects.size()) +
+         " subjects encoded and decoded as expected");
 
     std::vector<std::string> headers;
     for (auto& line : Lines(data + "/subjects.mime")) {
@@ -93,76 +101,85 @@ void Subjects(const std::string& data) {
     }
     right = 0;
     Row("decode Subject", count / Best([&] {
-            right = 0;
-            for (std::size_t i = 0; i < headers.size(); ++i) {
-                char* text = nullptr;
-                MIMEBase64DecodeForJIS(&text, headers[i].c_str());
-                right += subjects[i] == text;
-                delete[] text;
-            }
-        }),
+                              right = 0;
+                              for (std::size_t i = 0; i < headers.size(); ++i) {
+                                  char* text = nullptr;
+                                  MIMEBase64DecodeForJIS(&text, headers[i].c_str());
+                                  right += subjects[i] == text;
+                                  delete[] text;
+                              }
+                          }),
         "/s");
     Note(std::to_string(right) + " of " + std::to_string(headers.size()) + " subjects decoded as expected");
 }
 
 }  // namespace
 
-void Mime(const std::string& data) {
+void Mime(std::string const& data) {
     Subjects(data);
     const std::string binary = Slurp(data + "/binary.bin");
     const std::string text = Slurp(data + "/qp.utf8");
     std::string encoded(binary.size() * 3 / 2, '\0'), decoded(binary.size() + 16, '\0');
     Row("base64 encode", Megabytes(binary) / Best([&] {
-            base64encoding(reinterpret_cast<unsigned char*>(encoded.data()),
-                           reinterpret_cast<const unsigned char*>(binary.data()), static_cast<int>(binary.size()), -1);
-        }),
+                             base64encoding(reinterpret_cast<unsigned char*>(encoded.data()),
+                                            reinterpret_cast<const unsigned char*>(binary.data()),
+                                            static_cast<int>(binary.size()), -1);
+                         }),
         "MB/s in");
     encoded.resize(std::strlen(encoded.c_str()));
     int length = 0;
-    Row("base64 decode", Megabytes(encoded) / Best([&] {
+    Row("base64 decode",
+        Megabytes(encoded) / Best([&] {
             length = base64decoding(decoded.data(), encoded.c_str(), static_cast<int>(decoded.size()));
         }),
         "MB/s in");
-    if (length != static_cast<int>(binary.size()) || decoded.compare(0, binary.size(), binary) != 0) Note("base64 differs");
+    if (length != static_cast<int>(binary.size()) || decoded.compare(0, binary.size(), binary) != 0)
+        Note("base64 differs");
 
     const CString plain{std::string_view(text)};
     CString quoted, back;
-    Row("quoted-printable encode", Megabytes(text) / Best([&] { quoted = CMailDataStructure::QuotedPrintableEncorder(plain); }),
+    Row("quoted-printable encode",
+        Megabytes(text) / Best([&] { quoted = CMailDataStructure::QuotedPrintableEncorder(plain); }),
         "MB/s in");
     Row("quoted-printable decode",
-        Megabytes(quoted.View()) / Best([&] { back = CMailDataStructure::QuotedPrintableDecoder(quoted); }), "MB/s in");
+        Megabytes(quoted.View()) / Best([&] { back = CMailDataStructure::QuotedPrintableDecoder(quoted); }),
+        "MB/s in");
     if (back != plain) Note("quoted-printable differs");
 }
 
-void Merge(const std::string& data) {
+void Merge(std::string const& data) {
     // The words of the data in the members that the library merges.
-    const std::pair<const char*, CString OneCustomer::*> fields[] = {
-        {"会社名", &OneCustomer::Company},   {"名前(姓)", &OneCustomer::KanjiSei}, {"名前(名)", &OneCustomer::KanjiMei},
-        {"拡張属性A", &OneCustomer::ExtraA}, {"郵便番号", &OneCustomer::ZipCode1}, {"都道府県", &OneCustomer::Prefecture},
-        {"電話番号", &OneCustomer::Phone1},  {"拡張属性B", &OneCustomer::ExtraB},  {"拡張属性C", &OneCustomer::ExtraC},
-        {"メールアドレス", &OneCustomer::Email}};
+    const std::pair<char const*, CString OneCustomer::*> fields[] = {
+        {"会社名", &OneCustomer::Company},    {"名前(姓)", &OneCustomer::KanjiSei},
+        {"名前(名)", &OneCustomer::KanjiMei}, {"拡張属性A", &OneCustomer::ExtraA},
+        {"郵便番号", &OneCustomer::ZipCode1}, {"都道府県", &OneCustomer::Prefecture},
+        {"電話番号", &OneCustomer::Phone1},   {"拡張属性B", &OneCustomer::ExtraB},
+        {"拡張属性C", &OneCustomer::ExtraC},  {"メールアドレス", &OneCustomer::Email}};
     std::string body = InCp932(Slurp(data + "/body.txt"));
-    const auto words = Lines(data + "/words.txt");
+    auto const words = Lines(data + "/words.txt");
     for (std::size_t i = 0; i < words.size(); ++i) {
         const std::string mark = "<%" + InCp932(words[i]) + "%>";
         const std::string ours = std::string("<%") + fields[i].first + "%>";
-        for (std::size_t at = 0; (at = body.find(mark, at)) != body.npos; at += ours.size()) body.replace(at, mark.size(), ours);
+        for (std::size_t at = 0; (at = body.find(mark, at)) != body.npos; at += ours.size())
+            body.replace(at, mark.size(), ours);
     }
     std::vector<OneCustomer> people;
-    for (const auto& line : Lines(data + "/values.tsv")) {
+    for (auto const& line : Lines(data + "/values.tsv")) {
         OneCustomer& person = people.emplace_back();
         std::size_t from = 0;
-        for (const auto& [word, member] : fields) {
+        for (auto const& [word, member] : fields) {
             const std::size_t end = std::min(line.find('\t', from), line.size());
             person.*member = std::string_view(InCp932(line.substr(from, end - from)));
             from = end + 1;
         }
     }
     std::size_t bytes = 0;
-    Row("merge, 2 KB body, 10 words", static_cast<double>(people.size()) / Best([&] {
+    Row("merge, 2 KB body, 10 words",
+        static_cast<double>(people.size()) / Best([&] {
             bytes = 0;
             for (const OneCustomer& person : people)
-                bytes += static_cast<std::size_t>(MailWordInsert::GetMailWordInsert(person, body.c_str(), 0).GetLength());
+                bytes += static_cast<std::size_t>(
+                    MailWordInsert::GetMailWordInsert(person, body.c_str(), 0).GetLength());
         }),
         "bodies/s");
     Note("merged " + std::to_string(bytes) + " bytes");

@@ -62,21 +62,21 @@ void AddressIndex::Clear() {
     emptied_slots_ = 0;
 }
 
-void AddressIndex::Rebuild(const AddressSource& source, int rows) {
+void AddressIndex::Rebuild(AddressSource const& source, int rows) {
     Clear();
     links_.reserve(static_cast<std::size_t>(rows));
     Resize(std::bit_ceil(2 * static_cast<std::size_t>(rows) + 1));
     for (int row = 0; row < rows; ++row) Append(source);
 }
 
-void AddressIndex::Append(const AddressSource& source) {
-    const int row = RowCount();
+void AddressIndex::Append(AddressSource const& source) {
+    int const row = RowCount();
     links_.push_back({no_row, no_row});
     const std::string_view address = source.AddressOf(row);
     if (!address.empty()) Insert(source, row, HashAddress(address));
 }
 
-void AddressIndex::Replace(const AddressSource& source, int row, std::string_view old_address) {
+void AddressIndex::Replace(AddressSource const& source, int row, std::string_view old_address) {
     const std::string_view address = source.AddressOf(row);
     if (platform::EqualNoCase(address, old_address)) return;
     if (!old_address.empty()) Unlink(source, row, old_address);
@@ -84,12 +84,12 @@ void AddressIndex::Replace(const AddressSource& source, int row, std::string_vie
 }
 
 // Where the address stands, or the free slot where it would. A chain's first row speaks for it.
-std::size_t AddressIndex::PlaceOf(const AddressSource& source, std::string_view address,
+std::size_t AddressIndex::PlaceOf(AddressSource const& source, std::string_view address,
                                   std::uint32_t hash) const {
     const std::size_t mask = slots_.size() - 1;
     std::size_t place = hash & mask;
     for (; slots_[place].first != no_row; place = (place + 1) & mask) {
-        const Slot& slot = slots_[place];
+        Slot const& slot = slots_[place];
         if (slot.hash == hash && slot.first >= 0 &&
             platform::EqualNoCase(source.AddressOf(slot.first), address))
             break;
@@ -97,13 +97,13 @@ std::size_t AddressIndex::PlaceOf(const AddressSource& source, std::string_view 
     return place;
 }
 
-const AddressIndex::Slot* AddressIndex::Find(const AddressSource& source, std::string_view address) const {
+AddressIndex::Slot const* AddressIndex::Find(AddressSource const& source, std::string_view address) const {
     if (slots_.empty()) return nullptr;
-    const Slot& slot = slots_[PlaceOf(source, address, HashAddress(address))];
+    Slot const& slot = slots_[PlaceOf(source, address, HashAddress(address))];
     return slot.first >= 0 ? &slot : nullptr;
 }
 
-void AddressIndex::Insert(const AddressSource& source, int row, std::uint32_t hash) {
+void AddressIndex::Insert(AddressSource const& source, int row, std::uint32_t hash) {
     if (2 * (used_ + 1) > slots_.size()) Grow();
     Slot& slot = slots_[PlaceOf(source, source.AddressOf(row), hash)];
     if (slot.first == no_row) {
@@ -118,14 +118,14 @@ void AddressIndex::Insert(const AddressSource& source, int row, std::uint32_t ha
 void AddressIndex::LinkInOrder(Slot& slot, int row) {
     int before = slot.last;
     while (before > row) before = links_[static_cast<std::size_t>(before)].previous;
-    const int behind = before == no_row ? slot.first : links_[static_cast<std::size_t>(before)].next;
+    int const behind = before == no_row ? slot.first : links_[static_cast<std::size_t>(before)].next;
     links_[static_cast<std::size_t>(row)] = {before, behind};
     (before == no_row ? slot.first : links_[static_cast<std::size_t>(before)].next) = row;
     (behind == no_row ? slot.last : links_[static_cast<std::size_t>(behind)].previous) = row;
 }
 
 // The row itself holds another address by now, so a chain that it leads is known by the row's number.
-void AddressIndex::Unlink(const AddressSource& source, int row, std::string_view address) {
+void AddressIndex::Unlink(AddressSource const& source, int row, std::string_view address) {
     const std::uint32_t hash = HashAddress(address);
     const Link link = links_[static_cast<std::size_t>(row)];
     const std::size_t mask = slots_.size() - 1;
@@ -149,7 +149,7 @@ void AddressIndex::Resize(std::size_t slots) {
     const std::vector<Slot> old = std::exchange(slots_, std::vector<Slot>(slots, Slot{0, no_row, no_row}));
     used_ = 0;
     emptied_slots_ = 0;
-    for (const Slot& slot : old) {
+    for (Slot const& slot : old) {
         if (slot.first < 0) continue;
         std::size_t place = slot.hash & (slots - 1);
         while (slots_[place].first != no_row) place = (place + 1) & (slots - 1);
@@ -158,25 +158,26 @@ void AddressIndex::Resize(std::size_t slots) {
     }
 }
 
-int AddressIndex::First(const AddressSource& source, std::string_view address) const {
-    const Slot* slot = Find(source, address);
+int AddressIndex::First(AddressSource const& source, std::string_view address) const {
+    Slot const* slot = Find(source, address);
     return slot ? slot->first : no_row;
 }
 
-int AddressIndex::Last(const AddressSource& source, std::string_view address) const {
-    const Slot* slot = Find(source, address);
+int AddressIndex::Last(AddressSource const& source, std::string_view address) const {
+    Slot const* slot = Find(source, address);
     return slot ? slot->last : no_row;
 }
 
 // Going on from a match is a step along its chain.
-int AddressIndex::Next(const AddressSource& source, std::string_view address, int row) const {
-    if (platform::EqualNoCase(source.AddressOf(row), address)) return links_[static_cast<std::size_t>(row)].next;
+int AddressIndex::Next(AddressSource const& source, std::string_view address, int row) const {
+    if (platform::EqualNoCase(source.AddressOf(row), address))
+        return links_[static_cast<std::size_t>(row)].next;
     int found = First(source, address);
     while (found != no_row && found <= row) found = links_[static_cast<std::size_t>(found)].next;
     return found;
 }
 
-int AddressIndex::Previous(const AddressSource& source, std::string_view address, int row) const {
+int AddressIndex::Previous(AddressSource const& source, std::string_view address, int row) const {
     if (platform::EqualNoCase(source.AddressOf(row), address))
         return links_[static_cast<std::size_t>(row)].previous;
     int found = Last(source, address);

@@ -16,9 +16,10 @@ class AddressSource {
     ~AddressSource() = default;
 };
 
-// Mail address to the rows that hold it, without regard to the case of ASCII and full-width letters. It keeps hashes
-// and row numbers only and compares with the rows themselves, so it costs about 32 bytes a row whatever the addresses.
-// Rows of one address are chained in row order. Empty addresses are left out: wiped rows all have one.
+// Mail address to the rows that hold it, without regard to the case of ASCII and full-width letters. It keeps
+// hashes and row numbers only and compares with the rows themselves, so it costs about 32 bytes a row
+// whatever the addresses. Rows of one address are chained in row order. Empty addresses are left out: wiped
+// rows all have one.
 //
 // The index does not watch its table. Whoever changes an address tells it, before the next look-up.
 class AddressIndex {
@@ -26,20 +27,20 @@ class AddressIndex {
     static constexpr int no_row = -1;
 
     void Clear();
-    void Rebuild(const AddressSource& source, int rows);
+    void Rebuild(AddressSource const& source, int rows);
     int RowCount() const noexcept { return static_cast<int>(links_.size()); }
 
     // A row behind all others; the source holds it already.
-    void Append(const AddressSource& source);
+    void Append(AddressSource const& source);
     // The row has another address now; the source holds the new one already.
-    void Replace(const AddressSource& source, int row, std::string_view old_address);
+    void Replace(AddressSource const& source, int row, std::string_view old_address);
 
     // First and last row of an address, no_row if there is none. `address` must not be empty.
-    int First(const AddressSource& source, std::string_view address) const;
-    int Last(const AddressSource& source, std::string_view address) const;
+    int First(AddressSource const& source, std::string_view address) const;
+    int Last(AddressSource const& source, std::string_view address) const;
     // The nearest row behind or before `row`, which need not hold the address.
-    int Next(const AddressSource& source, std::string_view address, int row) const;
-    int Previous(const AddressSource& source, std::string_view address, int row) const;
+    int Next(AddressSource const& source, std::string_view address, int row) const;
+    int Previous(AddressSource const& source, std::string_view address, int row) const;
 
   private:
     struct Slot {
@@ -53,10 +54,10 @@ class AddressIndex {
     };
     static constexpr int emptied = -2;
 
-    std::size_t PlaceOf(const AddressSource& source, std::string_view address, std::uint32_t hash) const;
-    const Slot* Find(const AddressSource& source, std::string_view address) const;
-    void Insert(const AddressSource& source, int row, std::uint32_t hash);
-    void Unlink(const AddressSource& source, int row, std::string_view address);
+    std::size_t PlaceOf(AddressSource const& source, std::string_view address, std::uint32_t hash) const;
+    Slot const* Find(AddressSource const& source, std::string_view address) const;
+    void Insert(AddressSource const& source, int row, std::uint32_t hash);
+    void Unlink(AddressSource const& source, int row, std::string_view address);
     void LinkInOrder(Slot& slot, int row);
     // Room for twice the addresses that stand in it, without the emptied slots.
     void Grow();

@@ -74,7 +74,7 @@ static_assert(sizeof definitions / sizeof definitions[0] == element_count);
 
 }  // namespace
 
-const ElementDefinition& DefinitionOf(int element) noexcept {
+ElementDefinition const& DefinitionOf(int element) noexcept {
     return definitions[static_cast<std::size_t>(element)];
 }
 

@@ -5,8 +5,8 @@
 #include "customers/one_customer.h"
 #include "platform/cstring.h"
 
-// The 56 columns of the customer row. An element number is a column number; send histories, extraction conditions and
-// import assignments hold these numbers, and database.dat their columns, so they never change.
+// The 56 columns of the customer row. An element number is a column number; send histories, extraction
+// conditions and import assignments hold these numbers, and database.dat their columns, so they never change.
 
 // What CDatabaseEdit::Get_DBElementInfo tells of one element.
 struct DB_Element_Info {
@@ -41,7 +41,7 @@ inline constexpr std::size_t birthday_bytes = 19;
 inline constexpr std::size_t date_text_bytes = 19;
 
 struct ElementDefinition {
-    const char* title;             // null for an attribute, whose title and type stand in the settings
+    char const* title;             // null for an attribute, whose title and type stand in the settings
     int type;                      // _MYDB_DATATYPE
     CString OneCustomer::*member;  // null where OneCustomer holds no text for it
 };
@@ -51,6 +51,6 @@ constexpr bool IsAttribute(int element) noexcept {
     return element >= element_first_attribute && element <= element_last_attribute;
 }
 // `element` must be one.
-const ElementDefinition& DefinitionOf(int element) noexcept;
+ElementDefinition const& DefinitionOf(int element) noexcept;
 
 }  // namespace customers

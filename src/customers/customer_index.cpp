@@ -31,7 +31,7 @@ void CustomerIndex::Reserve(std::size_t count) {
 
 // Where the ID stands, or the free slot where it would.
 std::size_t CustomerIndex::PlaceOf(int id) const noexcept {
-    const auto key = static_cast<std::uint32_t>(id);
+    auto const key = static_cast<std::uint32_t>(id);
     const std::size_t mask = slots_.size() - 1;
     const std::size_t in_group = key & ((1U << group_bits) - 1);
     std::size_t place = (Scatter(key >> group_bits) << group_bits | in_group) & mask;
@@ -46,14 +46,12 @@ void CustomerIndex::Set(int id, int row) {
     slot = {id, row};
 }
 
-int CustomerIndex::RowOf(int id) const noexcept {
-    return slots_.empty() ? no_row : slots_[PlaceOf(id)].row;
-}
+int CustomerIndex::RowOf(int id) const noexcept { return slots_.empty() ? no_row : slots_[PlaceOf(id)].row; }
 
 void CustomerIndex::Resize(std::size_t slots) {
     if (slots < smallest_size) slots = smallest_size;
     const std::vector<Slot> old = std::exchange(slots_, std::vector<Slot>(slots, Slot{0, no_row}));
-    for (const Slot& slot : old)
+    for (Slot const& slot : old)
         if (slot.row != no_row) slots_[PlaceOf(slot.id)] = slot;
 }
 

@@ -5,8 +5,8 @@
 
 namespace customers {
 
-// Customer ID to row number. IDs that lie side by side share cache lines: sixteen of them form a group, and the hash
-// scatters the groups. Any int may be an ID.
+// Customer ID to row number. IDs that lie side by side share cache lines: sixteen of them form a group, and
+// the hash scatters the groups. Any int may be an ID.
 class CustomerIndex {
   public:
     static constexpr int no_row = -1;

@@ -81,9 +81,9 @@ int CDatabaseEdit::GetMaxDBID() {
     return max_id_;
 }
 
-// The key of the environment's files into `key`, and null or the key's text into `used`; false when a keyed environment
-// does not give its key.
-static bool TakeKey(EnvManager& env, CString& key, const char*& used) {
+// The key of the environment's files into `key`, and null or the key's text into `used`; false when a keyed
+// environment does not give its key.
+static bool TakeKey(EnvManager& env, CString& key, char const*& used) {
     used = nullptr;
     if (env.GetEnvType() == EnvManager::type_plain) return true;
     key = env.GetDBKey();
@@ -105,13 +105,13 @@ int CDatabaseEdit::ReadCustomerList() {
 
 int CDatabaseEdit::ReadWithEnvironmentKey() {
     CString key;
-    const char* used;
+    char const* used;
     return TakeKey(*env_, key, used) ? ReadDBFile(used) : key_missing;
 }
 
-int CDatabaseEdit::ReadFromFileToMemoryAppointFileName(CString path, const char* key) {
+int CDatabaseEdit::ReadFromFileToMemoryAppointFileName(CString path, char const* key) {
     const DatabaseLock lock;
-    const int result = ReadFrom(path, key);
+    int const result = ReadFrom(path, key);
     if (result == db_file_empty) {
         RemoveAll(1);
         return 0;
@@ -126,21 +126,21 @@ int CDatabaseEdit::WriteFromMemoryToFile() {
     const DatabaseLock lock;
     if (!env_) return Fail(customer_environment_not_set, no_environment);
     CString key;
-    const char* used;
-    if (!TakeKey(*env_, key, used) || WriteDBFile(0, used) != db_success)
-        return Fail(customer_file_write_failed, not_written);
+    char const* used = nullptr;
+    bool const has_key = !IsChanged() || TakeKey(*env_, key, used);
+    if (!has_key || WriteDBFile(0, used) != db_success) return Fail(customer_file_write_failed, not_written);
     return ok;
 }
 
-int CDatabaseEdit::WriteFromMemoryToFileAppointFileName(CString path, const char* key) {
+int CDatabaseEdit::WriteFromMemoryToFileAppointFileName(CString path, char const* key) {
     const DatabaseLock lock;
     return WriteTo(path, key) == db_success ? ok : Fail(customer_file_write_failed, not_written);
 }
 
 CString CDatabaseEdit::FilePath() const {
     CString path;
-    path.Format("%s%s%s%s", static_cast<const char*>(env_->GetEnvRoot()),
-                static_cast<const char*>(env_->GetEnvName()), "\\DB\\", "database.dat");
+    path.Format("%s%s%s%s", static_cast<char const*>(env_->GetEnvRoot()),
+                static_cast<char const*>(env_->GetEnvName()), "\\DB\\", "database.dat");
     path.Replace("\\\\", "\\");
     return path;
 }

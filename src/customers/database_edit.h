@@ -17,6 +17,9 @@
 
 class EnvManager;
 class SystemOption;
+namespace customers {
+class ImportRun;
+}
 
 // One customer ID in a list.
 struct CDbCustomerID {
@@ -38,22 +41,23 @@ enum Direction : int {
 
 // The customer table of one environment: the file DB\database.dat, held in memory as rows of 56 texts
 // (customers/customer_elements.h). The application makes one, binds it to an environment, loads it with
-// ReadCustomerList and edits it in memory; nothing reaches the disk before WriteFromMemoryToFile, or SetOneCustomerInfo
-// when it is told to write. Environment and options are not owned and must outlive the object.
+// ReadCustomerList and edits it in memory; nothing reaches the disk before WriteFromMemoryToFile, or
+// SetOneCustomerInfo when it is told to write. Environment and options are not owned and must outlive the
+// object.
 //
-// A customer ID is given once and stays with its row for good. Deleting sets the row's delete flag; PhysicalDeletion
-// wipes what the row holds but keeps the row and its ID. So a row is live (flag empty), deleted (flag "Y", with all its
-// data), or wiped (flag "Y", no address).
+// A customer ID is given once and stays with its row for good. Deleting sets the row's delete flag;
+// PhysicalDeletion wipes what the row holds but keeps the row and its ID. So a row is live (flag empty),
+// deleted (flag "Y", with all its data), or wiped (flag "Y", no address).
 //
-// Look-ups by ID go through an index that MakeIndex makes. The operations on single customers and the imports keep it
-// right without rebuilding it; where something else has changed rows since (an operation of CMyDB, or one of those
-// here whose comment says that the caller calls MakeIndex), the next of them rebuilds it. Until then look-ups give what
-// the index last knew; an ID whose row is gone is unknown to them. Look-ups by mail address go through an index of
-// their own, which always tells what the rows hold now.
+// Look-ups by ID go through an index that MakeIndex makes. The operations on single customers and the imports
+// keep it right without rebuilding it; where something else has changed rows since (an operation of CMyDB, or
+// one of those here whose comment says that the caller calls MakeIndex), the next of them rebuilds it. Until
+// then look-ups give what the index last knew; an ID whose row is gone is unknown to them. Look-ups by mail
+// address go through an index of their own, which always tells what the rows hold now.
 //
-// Threads: every public operation takes the named mutex DATABASE_EDIT_MUTEX for its whole duration and waits for it
-// without limit, also against other objects and other processes. Exceptions: SetStopImportFlag, RestoreFromOtherDBE,
-// and what is inherited from CMyDB.
+// Threads: every public operation takes the named mutex DATABASE_EDIT_MUTEX for its whole duration and waits
+// for it without limit, also against other objects and other processes. Exceptions: SetStopImportFlag,
+// RestoreFromOtherDBE, and what is inherited from CMyDB.
 //
 // Failures leave their number and text in GetErrMsg() where one is named; a success leaves it as it was.
 class TESSALY_API CDatabaseEdit : public CMyDB {
@@ -61,12 +65,12 @@ class TESSALY_API CDatabaseEdit : public CMyDB {
     // Results of the operations, and the error number that each leaves behind.
     enum CustomerResult : int {
         ok = 0,
-        no_match = -1,            // SearchCustomerOneElement, DBID2RowNumber: none; no number
-        unknown_id = -1,          // GetCustomerDataPinPoint: no such customer; no number
-        sample_unreadable = -1,   // LoadSampleLine: the file could not be read to its end; no number
-        not_bound = -2,           // ReadCustomerList: no environment; no number
-        bad_element = -2,         // 10005: element number outside 0 to 55 (no number in GetCustomerDataPinPoint)
-        bad_width = -3,           // ReadCustomerList: the table does not have 56 columns; no number
+        no_match = -1,           // SearchCustomerOneElement, DBID2RowNumber: none; no number
+        unknown_id = -1,         // GetCustomerDataPinPoint: no such customer; no number
+        sample_unreadable = -1,  // LoadSampleLine: the file could not be read to its end; no number
+        not_bound = -2,          // ReadCustomerList: no environment; no number
+        bad_element = -2,  // 10005: element number outside 0 to 55 (no number in GetCustomerDataPinPoint)
+        bad_width = -3,    // ReadCustomerList: the table does not have 56 columns; no number
         no_such_customer = -3,    // 10006: GetOneCustomerForEdit, SetOneCustomerInfo
         key_missing = -4,         // reads: the environment's key is not to be had; no number
         no_such_id = -6,          // 10006: GetOneCustomerDataPinPoint, SearchCustomerOneElement
@@ -86,15 +90,16 @@ class TESSALY_API CDatabaseEdit : public CMyDB {
 
     // An empty table of 56 columns, not bound.
     CDatabaseEdit();
-    // Bound by SetEnvManager, and by SetSystemOption. A refusal leaves 10002 or 10004, is shown in a message box and
-    // raises CUserException.
+    // Bound by SetEnvManager, and by SetSystemOption. A refusal leaves 10002 or 10004, is shown in a message
+    // box and raises CUserException.
     explicit CDatabaseEdit(EnvManager* env);
     CDatabaseEdit(EnvManager* env, SystemOption* option);
-    CDatabaseEdit(const CDatabaseEdit&) = default;
-    CDatabaseEdit& operator=(const CDatabaseEdit&) = default;
+    CDatabaseEdit(CDatabaseEdit const&) = default;
+    CDatabaseEdit& operator=(CDatabaseEdit const&) = default;
     ~CDatabaseEdit() override = default;
 
-    // 1; 0 for a null pointer, or when one is set already. Once both are set the options get the environment too.
+    // 1; 0 for a null pointer, or when one is set already. Once both are set the options get the environment
+    // too.
     int SetEnvManager(EnvManager* env);
     int SetSystemOption(SystemOption* option);
     EnvManager* GetEnvManager();
@@ -104,61 +109,67 @@ class TESSALY_API CDatabaseEdit : public CMyDB {
 
     // --- The file (database_edit.cpp) ---
 
-    // Drops the rows and loads the file, in a keyed environment with its database key. A file without a record counts
-    // as an empty table. Result: the number of rows; not_bound, bad_width, key_missing (the compound key does not
-    // decode), or the negative result of CMyDB::ReadDBFile. No error number. The index is made in any case.
+    // Drops the rows and loads the file, in a keyed environment with its database key. A file without a
+    // record counts as an empty table. Result: the number of rows; not_bound, bad_width, key_missing (the
+    // compound key does not decode), or the negative result of CMyDB::ReadDBFile. No error number. The index
+    // is made in any case.
     int ReadCustomerList();
-    // Replaces the rows by those of another file of this form, with `key` (null for none); needs no environment.
-    // Result as ReadCustomerList; a failure to open or to recognise the file leaves the rows as they are. The path
-    // stays; the rows now count as changed, since they are not those of the own file. The caller calls MakeIndex.
-    int ReadFromFileToMemoryAppointFileName(CString path, const char* key);
+    // Replaces the rows by those of another file of this form, with `key` (null for none); needs no
+    // environment. Result as ReadCustomerList; a failure to open or to recognise the file leaves the rows as
+    // they are. The path stays; the rows now count as changed, since they are not those of the own file. The
+    // caller calls MakeIndex.
+    int ReadFromFileToMemoryAppointFileName(CString path, char const* key);
     // Writes the rows to the own file if they have changed since the last read or write. ok, no_environment,
-    // not_written. A keyed environment whose key is not to be had refuses, so that no file is made that its own key
-    // does not open.
+    // not_written. A keyed environment whose key is not to be had refuses, so that no file is made that its
+    // own key does not open.
     int WriteFromMemoryToFile();
-    // Writes the rows to another file with `key` (null for none). Path and changed flag stay. ok, not_written.
-    int WriteFromMemoryToFileAppointFileName(CString path, const char* key);
+    // Writes the rows to another file with `key` (null for none). Path and changed flag stay. ok,
+    // not_written.
+    int WriteFromMemoryToFileAppointFileName(CString path, char const* key);
 
     // --- One customer (database_edit_rows.cpp) ---
 
     // The defaults of a new customer into `c` if `reset` is non-zero. Always ok.
     int GetOneCustomerForNew(OneCustomer& c, int reset);
-    // The customer's row into `c`; a birthday is cut to 19 bytes, the three flags to one byte. ok; no_such_customer
-    // with the defaults in `c`.
+    // The customer's row into `c`; a birthday is cut to 19 bytes, the three flags to one byte. ok;
+    // no_such_customer with the defaults in `c`.
     int GetOneCustomerForEdit(OneCustomer& c, int id);
-    // Stores `c` as it stands, without checks, but for the hyphens of ZipCode1: as a new row with an ID from the
-    // environment's sequence, which goes into `c`, if its CustomerID is -1, else in place of its row. The row's update
-    // time is the present; its registration time is the present for a new customer, else c.EntryDate. With `write`
-    // non-zero the file is written; a failure of that leaves 10204, and the result stays ok. ok, no_environment,
-    // no_new_id, no_such_customer, row_refused. Costs the same whatever the size of the table.
+    // Stores `c` as it stands, without checks, but for the hyphens of ZipCode1: as a new row with an ID from
+    // the environment's sequence, which goes into `c`, if its CustomerID is -1, else in place of its row. The
+    // row's update time is the present; its registration time is the present for a new customer, else
+    // c.EntryDate. With `write` non-zero the file is written; a failure of that leaves 10204, and the result
+    // stays ok. ok, no_environment, no_new_id, no_such_customer, row_refused. Costs the same whatever the
+    // size of the table.
     int SetOneCustomerInfo(OneCustomer& c, int write);
-    // Appends a row of exactly what `c` holds, ID and dates included; for rebuilding a table from salvaged data. Does
-    // not look for a double ID. ok, no_environment, row_refused. The caller calls MakeIndex.
+    // Appends a row of exactly what `c` holds, ID and dates included; for rebuilding a table from salvaged
+    // data. Does not look for a double ID. ok, no_environment, row_refused. The caller calls MakeIndex.
     int SetOneCustomerInfoForRepair(OneCustomer& c);
-    // Set and clear the delete flag; wipe a row to ID, dates and flags. The update time becomes the present. ok, or the
-    // failures of GetOneCustomerForEdit and SetOneCustomerInfo. None writes the file.
+    // Set and clear the delete flag; wipe a row to ID, dates and flags. The update time becomes the present.
+    // ok, or the failures of GetOneCustomerForEdit and SetOneCustomerInfo. None writes the file.
     int DeleteCustomer(int id);
     int UnDeleteCustomer(int id);
     int PhysicalDeletion(int id);
     // 1 if there is such a row that is not deleted, or, with `withDeleted` non-zero, any such row; else 0.
     int FindCustomerID(int id, int withDeleted);
-    // One element of one customer. ok, bad_element, unknown_id, `out` then staying as it was; no error number.
+    // One element of one customer. ok, bad_element, unknown_id, `out` then staying as it was; no error
+    // number.
     int GetCustomerDataPinPoint(int id, int element, CString& out);
     // The same, empty on failure.
     CString GetCustomerDataPinPoint(int id, int element);
     // The same with error numbers; `out` is empty on failure. ok, bad_element, no_such_id.
     int GetOneCustomerDataPinPoint(CString& out, int element, int id);
-    // A new customer ID: the first of at most 200 values of the environment's sequence that no row has. no_new_id.
+    // A new customer ID: the first of at most 200 values of the environment's sequence that no row has.
+    // no_new_id.
     int GetNewDBID();
     // Stores `src` without any "-" in `dst`, which may be `src`. Always ok.
     int HyphenCut(CString* src, CString* dst);
 
-    // The work row: 56 texts in which SetOneCustomerInfo builds a row, open to the application. The imports leave it
-    // empty.
+    // The work row: 56 texts in which SetOneCustomerInfo builds a row, open to the application. The imports
+    // leave it empty.
     void InitOneCustomerTemp();
     // ok, bad_element. A null text counts as empty.
-    int SetElementOneCustomerTemp(const char* text, int element);
-    int SetOneCustomerTemp(int element, const char* text);
+    int SetElementOneCustomerTemp(char const* text, int element);
+    int SetOneCustomerTemp(int element, char const* text);
     // Empty for an element out of range.
     CString GetOneCustomerTemp(int element);
 
@@ -170,21 +181,21 @@ class TESSALY_API CDatabaseEdit : public CMyDB {
     void MakeIndex();
     // Sorts the rows by ID, ascending. The caller calls MakeIndex.
     void SortByCustomerID();
-    // The ID of the next customer, deleted or not, whose element equals `text` without regard to the case of ASCII and
-    // full-width letters. Forward from the row behind the customer `startID` to the last, backward from the row before
-    // him to the first; with -1 from the first row, or from the last. Constant time for the mail address. no_match; in
-    // this order: bad_element, no_such_id, bad_direction, search_failed.
+    // The ID of the next customer, deleted or not, whose element equals `text` without regard to the case of
+    // ASCII and full-width letters. Forward from the row behind the customer `startID` to the last, backward
+    // from the row before him to the first; with -1 from the first row, or from the last. Constant time for
+    // the mail address. no_match; in this order: bad_element, no_such_id, bad_direction, search_failed.
     int SearchCustomerOneElement(int element, CString text, int startID, Direction direction);
 
     // --- Lists and columns (database_edit_queries.cpp), all in row order ---
 
-    // The customers that are not deleted and whose ID lies in `from` to `to`, both included; -1 in either means all.
-    // Result: their number. GetDBForList stores their IDs from index 0 on, as far as the size of `out` goes; its result
-    // is the number stored.
+    // The customers that are not deleted and whose ID lies in `from` to `to`, both included; -1 in either
+    // means all. Result: their number. GetDBForList stores their IDs from index 0 on, as far as the size of
+    // `out` goes; its result is the number stored.
     int GetDBForListSize(int from, int to);
     int GetDBForList(CArray<CDbCustomerID, CDbCustomerID>* out, int from, int to);
-    // The IDs of customers who are not deleted, of those who are (wiped ones too), and of all. `out` is emptied first.
-    // Result: their number.
+    // The IDs of customers who are not deleted, of those who are (wiped ones too), and of all. `out` is
+    // emptied first. Result: their number.
     int GetDBIDWithoutDelete(CList<int, int>& out);
     int GetDBIDWithoutDelete(CArray<int, int>& out);
     int GetDeleteCustomerList(CArray<int, int>& out);
@@ -193,62 +204,65 @@ class TESSALY_API CDatabaseEdit : public CMyDB {
     int GetDBCountWithoutDelete();
     int GetMaxDBIDOnlyExisting();
 
-    // Number, title and type of the elements that `vector` selects: exactly 56 characters, "1" for an element that is
-    // wanted and "0" for one that is not. Titles and types of the attributes come from the options. ok; in this order:
-    // no_environment, no_system_option, bad_vector_length, bad_vector_bits with `out` as it was; no_element_info with
-    // what was found so far in `out`.
+    // Number, title and type of the elements that `vector` selects: exactly 56 characters, "1" for an element
+    // that is wanted and "0" for one that is not. Titles and types of the attributes come from the options.
+    // ok; in this order: no_environment, no_system_option, bad_vector_length, bad_vector_bits with `out` as
+    // it was; no_element_info with what was found so far in `out`.
     int Get_DBElementInfo(CArray<DB_Element_Info, DB_Element_Info>& out, CString vector);
-    // The distinct values of an element in the order of their first appearance, compared exactly, the empty one
-    // included; deleted customers only with `withDeleted` non-zero; at most `limit`, all for 0 or less. `out` is
-    // emptied first. Result: their number, or bad_element.
+    // The distinct values of an element in the order of their first appearance, compared exactly, the empty
+    // one included; deleted customers only with `withDeleted` non-zero; at most `limit`, all for 0 or less.
+    // `out` is emptied first. Result: their number, or bad_element.
     int GetDBElementGroupBy(int element, CStringList& out, int withDeleted, int limit);
     // The same for the mail address from its "@" on; an address without one counts whole.
     int GetDBElementGroupByForMailAddress(CStringList& out, int withDeleted, int limit);
-    // ID and value of every customer who is not deleted. An element out of range gives empty values. `out` is emptied
-    // first. Result: their number.
+    // ID and value of every customer who is not deleted. An element out of range gives empty values. `out` is
+    // emptied first. Result: their number.
     int GetDBID2Item(int element, CArray<t_SORT_ITEM, t_SORT_ITEM>& out);
-    // Appends those customers of `other` (the table of a backup) whose address and ID are both unknown here, as they
-    // stand. `restored` gets their IDs; `conflicts` the IDs of customers whose address is known here under another ID.
-    // Both are emptied first. Rows without an address are passed over. `other` stays as it is. Takes no mutex: nothing
-    // else may use the two tables meanwhile. The caller calls SortByCustomerID and MakeIndex.
+    // Appends those customers of `other` (the table of a backup) whose address and ID are both unknown here,
+    // as they stand. `restored` gets their IDs; `conflicts` the IDs of customers whose address is known here
+    // under another ID. Both are emptied first. Rows without an address are passed over. `other` stays as it
+    // is. Takes no mutex: nothing else may use the two tables meanwhile. The caller calls SortByCustomerID
+    // and MakeIndex.
     void RestoreFromOtherDBE(CDatabaseEdit& other, CArray<int, int>& restored, CArray<int, int>& conflicts);
 
     // --- Import of delimited text (database_edit_import.cpp) ---
 
-    // Takes customers from a text file. A line, divided by SplitString with `delimiter` and `quote` (0 for none),
-    // becomes a new customer, or updates the one with its mail address, deleted ones too, who are live again then.
-    // elements[i] is the column, from 0, that feeds element i; an element with a negative column, one at or past the
-    // end of the line, or none at all is not set from the line. A column that is assigned and empty clears its element.
-    // `add` 0 empties the table first; IDs go on all the same. `duplicate` "2" keeps a known customer as he is.
+    // Takes customers from a text file. A line, divided by SplitString with `delimiter` and `quote` (0 for
+    // none), becomes a new customer, or updates the one with its mail address, deleted ones too, who are live
+    // again then. elements[i] is the column, from 0, that feeds element i; an element with a negative column,
+    // one at or past the end of the line, or none at all is not set from the line. A column that is assigned
+    // and empty clears its element. `add` 0 empties the table first; IDs go on all the same. `duplicate` "2"
+    // keeps a known customer as he is.
     //
-    // `imported` counts the customers as they come in and may be read by another thread (null is allowed). A refused
-    // line goes into `errorLines` by its number, from 1, and into `errorTexts` whole, at the same index. The three are
-    // reset when the run has everything that it needs.
+    // `imported` counts the customers as they come in and may be read by another thread (null is allowed). A
+    // refused line goes into `errorLines` by its number, from 1, and into `errorTexts` whole, at the same
+    // index. The three are reset when the run has everything that it needs.
     //
     // A line ends with its LF, its text at its first NUL. The rules of the fields stand in
-    // customers/import/field_rules.h. Result: the number imported; in this order no_environment, no_system_option,
-    // no_element_info, import_no_file, import_failed with 10009 (no customer ID to be had) or 10602 (the table refused
-    // a row, or the file could not be read on). The rows imported up to a failure or a stop stay in memory; the file is
-    // not written. Costs one look-up a line.
+    // customers/import/field_rules.h. Result: the number imported; in this order no_environment,
+    // no_system_option, no_element_info, import_no_file, import_failed with 10009 (no customer ID to be had)
+    // or 10602 (the table refused a row, or the file could not be read on). The rows imported up to a failure
+    // or a stop stay in memory; the file is not written. Costs one look-up a line.
     int ImportDBfromFile(CString path, CString delimiter, char quote, CArray<int, int>& elements, int add,
                          int* imported, CArray<int, int>& errorLines, CArray<CString, CString>& errorTexts,
                          CString duplicate);
-    // 1 stops a running import before its next line. Takes no lock. An import clears the flag when it is called.
+    // 1 stops a running import before its next line. Takes no lock. An import clears the flag when it is
+    // called.
     void SetStopImportFlag(int stop) { stop_import_.Set(stop); }
-    // The first `maxLines` lines of a file, all for -1, without their line ends; empty ones count but are not stored.
-    // `lines` is emptied first. Result: the size of `lines`, import_no_file, sample_unreadable.
+    // The first `maxLines` lines of a file, all for -1, without their line ends; empty ones count but are not
+    // stored. `lines` is emptied first. Result: the size of `lines`, import_no_file, sample_unreadable.
     int LoadSampleLine(CString path, CArray<CString, CString>& lines, int maxLines);
     // The LF bytes in the file up to its first byte 0xFF; import_no_file.
     int GetRecordNumFromImportFile(CString path);
 
   private:
-    class ImportRun;
+    friend class customers::ImportRun;
     // A flag that another thread may set; a copy takes the value.
     class SharedFlag {
       public:
         SharedFlag() = default;
-        SharedFlag(const SharedFlag& other) noexcept : value_(other.Get()) {}
-        SharedFlag& operator=(const SharedFlag& other) noexcept {
+        SharedFlag(SharedFlag const& other) noexcept : value_(other.Get()) {}
+        SharedFlag& operator=(SharedFlag const& other) noexcept {
             Set(other.Get());
             return *this;
         }
@@ -258,6 +272,8 @@ class TESSALY_API CDatabaseEdit : public CMyDB {
       private:
         std::atomic<int> value_{0};
     };
+    // Which indexes go along with a new row.
+    enum class Follow { index_and_addresses, addresses };
 
     void InitMember();
     void InitOneCustomer(OneCustomer& c);
@@ -265,25 +281,17 @@ class TESSALY_API CDatabaseEdit : public CMyDB {
     int Fail(int code, CustomerResult result);
     CString FilePath() const;
     int ReadWithEnvironmentKey();
-    int StoreDeleteFlag(int id, const char* flag);
-    void FillWorkRow(const OneCustomer& c);
+    void FillWorkRow(OneCustomer const& c);
+    int StoreDeleteFlag(int id, char const* flag);
 
-    // What the indexes follow when a row has been appended.
-    enum class Follow { index_and_addresses, addresses };
     int AppendRow(XCStringArrayEx row, Follow follow);
-    int ReplaceRow(int line, const XCStringArrayEx& row);
-    void FollowAppend(std::uint64_t before, Follow follow);
+    int ReplaceRow(int line, XCStringArrayEx const& row);
     int KnownRow(int id) const;
-    int RowID(int line) const;
-    bool IsDeletedRow(int line) const;
-    std::string_view Cell(int line, int element) const;
+    void EnterID(int line);
+    bool HasAddressIndex(std::uint64_t revision, int rows) const noexcept;
     void UseAddressIndex();
     int SearchAddress(std::string_view address, int start, Direction direction);
-    int SearchColumn(int element, const CString& text, int start, Direction direction) const;
-    template <class Take>
-    int ForEachInRange(int from, int to, const Take& take) const;
-    template <class ValueOf>
-    int GroupBy(CStringList& out, int with_deleted, int limit, const ValueOf& value_of) const;
+    int SearchColumn(int element, CString const& text, int start, Direction direction) const;
 
     XCStringArrayEx OneCustomerTemp;
     EnvManager* env_ = nullptr;

@@ -1,8 +1,9 @@
+#include <algorithm>
 #include <utility>
 
 #include "customers/database_edit.h"
 #include "customers/database_lock.h"
-#include "customers/table_addresses.h"
+#include "customers/table_cells.h"
 #include "platform/mbcs.h"
 
 using namespace customers;
@@ -14,15 +15,13 @@ int CDatabaseEdit::DBID2RowNumber(int id) {
 
 // An index that is out of date may name rows that are gone.
 int CDatabaseEdit::KnownRow(int id) const {
-    const int row = index_.RowOf(id);
+    int const row = index_.RowOf(id);
     return row < GetLineNumber() ? row : static_cast<int>(no_match);
 }
 
-int CDatabaseEdit::RowID(int line) const { return NumberOf(CellOf(*this, line, element_id)); }
-
 void CDatabaseEdit::MakeIndex() {
     const DatabaseLock lock;
-    const int rows = GetLineNumber();
+    int const rows = GetLineNumber();
     index_.Clear();
     index_.Reserve(rows > 0 ? static_cast<std::size_t>(rows) : 0);
     for (int row = 0; row < rows; ++row) EnterID(row);
@@ -30,7 +29,7 @@ void CDatabaseEdit::MakeIndex() {
 }
 
 void CDatabaseEdit::EnterID(int line) {
-    const int id = RowID(line);
+    int const id = IDOf(*this, line);
     index_.Set(id, line);
     if (id > max_id_) max_id_ = id;
 }
@@ -43,7 +42,7 @@ void CDatabaseEdit::SortByCustomerID() {
 // Result, here and below: that of CMyDB.
 int CDatabaseEdit::AppendRow(XCStringArrayEx row, Follow follow) {
     const std::uint64_t before = Revision();
-    const int result = AddLine(std::move(row));
+    int const result = AddLine(std::move(row));
     if (result != db_success) return result;
     if (follow == Follow::index_and_addresses) {
         if (index_revision_ == before) {
@@ -61,17 +60,17 @@ int CDatabaseEdit::AppendRow(XCStringArrayEx row, Follow follow) {
 }
 
 // The row stays that of the same customer.
-int CDatabaseEdit::ReplaceRow(int line, const XCStringArrayEx& row) {
+int CDatabaseEdit::ReplaceRow(int line, XCStringArrayEx const& row) {
     const std::uint64_t before = Revision();
     const CString old_address = GetAtElement(line, element_address);
-    const int result = SetAtLine(line, row);
+    int const result = SetAtLine(line, row);
     if (result != db_success) return result;
     if (index_revision_ == before)
         index_revision_ = Revision();
     else
         MakeIndex();
     if (HasAddressIndex(before, GetLineNumber())) {
-        addresses_.Replace(TableAddresses(*this), line, old_address);
+        addresses_.Replace(TableAddresses(*this), line, old_address.View());
         addresses_revision_ = Revision();
     }
     return db_success;
@@ -84,7 +83,7 @@ bool CDatabaseEdit::HasAddressIndex(std::uint64_t revision, int rows) const noex
 
 void CDatabaseEdit::UseAddressIndex() {
     if (HasAddressIndex(Revision(), GetLineNumber())) return;
-    addresses_.Rebuild(TableAddresses(*this), GetLineNumber());
+    addresses_.Rebuild(TableAddresses(*this), std::max(GetLineNumber(), 0));
     addresses_revision_ = Revision();
 }
 
@@ -99,13 +98,14 @@ int CDatabaseEdit::SearchCustomerOneElement(int element, CString text, int start
     if (direction != direction_forward && direction != direction_backward)
         return Fail(customer_bad_search_direction, bad_direction);
     if (element >= GetElementNumber()) return Fail(customer_unexpected, search_failed);
-    const bool by_index = element == element_address && !text.IsEmpty();
-    const int row = by_index ? SearchAddress(text.View(), start, direction)
+    bool const by_index = element == element_address && !text.IsEmpty();
+    int const row = by_index ? SearchAddress(text.View(), start, direction)
                              : SearchColumn(element, text, start, direction);
-    return row == no_match ? no_match : RowID(row);
+    return row == no_match ? no_match : IDOf(*this, row);
 }
 
-// Result, here and below: the row or no_match; `start` is the row behind or before which to look, or no_match.
+// Result, here and below: the row or no_match; `start` is the row behind or before which to look, or
+// no_match.
 int CDatabaseEdit::SearchAddress(std::string_view address, int start, Direction direction) {
     UseAddressIndex();
     const TableAddresses source(*this);
@@ -116,9 +116,9 @@ int CDatabaseEdit::SearchAddress(std::string_view address, int start, Direction 
                                           : addresses_.Previous(source, address, start);
 }
 
-int CDatabaseEdit::SearchColumn(int element, const CString& text, int start, Direction direction) const {
+int CDatabaseEdit::SearchColumn(int element, CString const& text, int start, Direction direction) const {
     if (direction == direction_forward) {
-        const int row = TotalAgreementReferenceSameUpLow(text, element, start + 1, 1);
+        int const row = TotalAgreementReferenceSameUpLow(text, element, start + 1, 1);
         return row >= 0 ? row : static_cast<int>(no_match);
     }
     int row = start == no_match ? GetLineNumber() - 1 : start - 1;

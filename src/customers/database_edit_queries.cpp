@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <cstdlib>
 #include <string_view>
 
@@ -18,23 +19,23 @@ constexpr int no_limit = -1;  // of an ID range
 
 // Calls `take` with each such row in order, and ends when it says false.
 template <class Take>
-void Walk(const CMyDB& table, Rows rows, const Take& take) {
-    const int count = table.GetLineNumber();
+void Walk(CMyDB const& table, Rows rows, Take const& take) {
+    int const count = table.GetLineNumber();
     for (int row = 0; row < count; ++row) {
         if (rows != Rows::all && IsDeleted(table, row) != (rows == Rows::deleted)) continue;
         if (!take(row)) return;
     }
 }
 
-int CollectIDs(const CMyDB& table, Rows rows, CArray<int, int>& out) {
+int CollectIDs(CMyDB const& table, Rows rows, CArray<int, int>& out) {
     out.RemoveAll();
     Walk(table, rows, [&](int row) { return out.Add(IDOf(table, row)) >= 0; });
     return out.GetSize();
 }
 
 template <class Take>
-void WalkRange(const CMyDB& table, int from, int to, const Take& take) {
-    const bool any = from == no_limit || to == no_limit;
+void WalkRange(CMyDB const& table, int from, int to, Take const& take) {
+    bool const any = from == no_limit || to == no_limit;
     Walk(table, Rows::live, [&](int row) {
         const int id = IDOf(table, row);
         return (any || (id >= from && id <= to)) ? take(id) : true;
@@ -43,7 +44,8 @@ void WalkRange(const CMyDB& table, int from, int to, const Take& take) {
 
 // `part_of` gives the end of a cell that counts.
 template <class PartOf>
-int Group(const CMyDB& table, int element, CStringList& out, int with_deleted, int limit, const PartOf& part_of) {
+int Group(CMyDB const& table, int element, CStringList& out, int with_deleted, int limit,
+          PartOf const& part_of) {
     out.RemoveAll();
     DistinctTexts known;
     Walk(table, with_deleted ? Rows::all : Rows::live, [&](int row) {
@@ -68,7 +70,7 @@ int CDatabaseEdit::GetDBForListSize(int from, int to) {
 int CDatabaseEdit::GetDBForList(CArray<CDbCustomerID, CDbCustomerID>* out, int from, int to) {
     const DatabaseLock lock;
     int stored = 0;
-    const int room = out ? out->GetSize() : 0;
+    int const room = out ? out->GetSize() : 0;
     WalkRange(*this, from, to, [&](int id) {
         if (stored < room) out->SetAt(stored++, id);
         return stored < room;
@@ -127,9 +129,10 @@ int CDatabaseEdit::Get_DBElementInfo(CArray<DB_Element_Info, DB_Element_Info>& o
         if (vector.GetAt(element) != '1') continue;
         DB_Element_Info info{element, DefinitionOf(element).title, DefinitionOf(element).type};
         if (IsAttribute(element)) {
-            const int attribute = element - element_first_attribute;
+            int const attribute = element - element_first_attribute;
             CString type;
-            if (option_->GetSODataFromMemoryPinPoint(SystemOption::cell_extra_names + attribute, info.Title) < 0 ||
+            if (option_->GetSODataFromMemoryPinPoint(SystemOption::cell_extra_names + attribute, info.Title) <
+                    0 ||
                 option_->GetSODataFromMemoryPinPoint(SystemOption::cell_extra_types + attribute, type) < 0)
                 return Fail(customer_system_option_failed, no_element_info);
             info.Type = std::atoi(type);
@@ -157,7 +160,9 @@ int CDatabaseEdit::GetDBElementGroupByForMailAddress(CStringList& out, int withD
 int CDatabaseEdit::GetDBID2Item(int element, CArray<t_SORT_ITEM, t_SORT_ITEM>& out) {
     const DatabaseLock lock;
     out.RemoveAll();
-    Walk(*this, Rows::live, [&](int row) { return out.Add({IDOf(*this, row), GetAtElement(row, element)}) >= 0; });
+    Walk(*this, Rows::live, [&](int row) {
+        return out.Add({IDOf(*this, row), GetAtElement(row, element)}) >= 0;
+    });
     return out.GetSize();
 }
 
@@ -186,5 +191,5 @@ void CDatabaseEdit::RestoreFromOtherDBE(CDatabaseEdit& other, CArray<int, int>& 
     });
 
     SetSizeDBArray(GetLineNumber() + restored.GetSize());
-    for (const int id : restored) AppendRow(other.Row(there.RowOf(id)), Follow::addresses);
+    for (int const id : restored) AppendRow(other.Row(there.RowOf(id)), Follow::addresses);
 }

@@ -4,6 +4,8 @@
 
 #include "customers/database_edit.h"
 #include "customers/database_lock.h"
+#include "customers/table_cells.h"
+#include "storage/date_data.h"
 #include "storage/sequencer.h"
 #include "text/dates.h"
 
@@ -13,14 +15,14 @@ namespace {
 
 constexpr int id_attempts = 200;
 
-CString DateText(const COleDateTime& date) {
-    char text[date_text_size];
+CString DateText(COleDateTime const& date) {
+    char text[date_data_size];
     Convert_COleDateTime2DateData(date, text);
     return text;
 }
 
 CString PresentTime() {
-    char text[date_text_size];
+    char text[date_data_size];
     GetNowDateTime(text);
     return text;
 }
@@ -31,7 +33,7 @@ COleDateTime DateOf(std::string_view text) {
     return Convert_DateData2COleDateTime(Beginning(text, date_text_bytes));
 }
 
-CString WithoutHyphens(const CString& text) {
+CString WithoutHyphens(CString const& text) {
     std::string cut(text.View());
     std::erase(cut, '-');
     return CString(cut);
@@ -55,29 +57,29 @@ void CDatabaseEdit::InitOneCustomer(OneCustomer& c) {
 int CDatabaseEdit::GetOneCustomerForEdit(OneCustomer& c, int id) {
     const DatabaseLock lock;
     InitOneCustomer(c);
-    const int row = DBID2RowNumber(id);
+    int const row = DBID2RowNumber(id);
     if (row == no_match) return Fail(customer_no_such_id, no_such_customer);
     SetOneCustomer(c, row);
     return ok;
 }
 
 void CDatabaseEdit::SetOneCustomer(OneCustomer& c, int row) {
-    c.CustomerID = RowID(row);
+    c.CustomerID = IDOf(*this, row);
     for (int element = 0; element < element_count; ++element)
-        if (const auto member = DefinitionOf(element).member) c.*member = GetAtElement(row, element);
+        if (auto const member = DefinitionOf(element).member) c.*member = GetAtElement(row, element);
     c.Birthday = Beginning(c.Birthday.View(), birthday_bytes);
-    for (const auto flag : {&OneCustomer::DMOk, &OneCustomer::OtherOk, &OneCustomer::DeleteFlag})
+    for (auto const flag : {&OneCustomer::DMOk, &OneCustomer::OtherOk, &OneCustomer::DeleteFlag})
         c.*flag = Beginning((c.*flag).View(), 1);
     c.EntryDate = DateOf(CellOf(*this, row, element_entry_date));
     c.RenewalDate = DateOf(CellOf(*this, row, element_renewal_date));
 }
 
 // Everything as `c` says.
-void CDatabaseEdit::FillWorkRow(const OneCustomer& c) {
+void CDatabaseEdit::FillWorkRow(OneCustomer const& c) {
     InitOneCustomerTemp();
     OneCustomerTemp[element_id].Format("%d", c.CustomerID);
     for (int element = 0; element < element_count; ++element)
-        if (const auto member = DefinitionOf(element).member) OneCustomerTemp[element] = c.*member;
+        if (auto const member = DefinitionOf(element).member) OneCustomerTemp[element] = c.*member;
     OneCustomerTemp[element_entry_date] = DateText(c.EntryDate);
     OneCustomerTemp[element_renewal_date] = DateText(c.RenewalDate);
 }
@@ -85,10 +87,10 @@ void CDatabaseEdit::FillWorkRow(const OneCustomer& c) {
 int CDatabaseEdit::SetOneCustomerInfo(OneCustomer& c, int write) {
     const DatabaseLock lock;
     if (!env_) return Fail(customer_environment_not_set, no_environment);
-    const bool is_new = c.CustomerID == OneCustomer::no_id;
+    bool const is_new = c.CustomerID == OneCustomer::no_id;
     int row = no_match;
     if (is_new) {
-        const int id = GetNewDBID();
+        int const id = GetNewDBID();
         if (id < 0) return no_new_id;
         c.CustomerID = id;
     } else {
@@ -100,8 +102,8 @@ int CDatabaseEdit::SetOneCustomerInfo(OneCustomer& c, int write) {
     OneCustomerTemp[element_zip_code_1] = WithoutHyphens(c.ZipCode1);
     if (is_new) OneCustomerTemp[element_entry_date] = now;
     OneCustomerTemp[element_renewal_date] = now;
-    const int stored = is_new ? AppendRow(OneCustomerTemp, Follow::index_and_addresses)
-                              : ReplaceRow(row, OneCustomerTemp);
+    int const stored =
+        is_new ? AppendRow(OneCustomerTemp, Follow::index_and_addresses) : ReplaceRow(row, OneCustomerTemp);
     if (stored != db_success) return Fail(customer_update_in_memory_failed, row_refused);
     if (write) WriteFromMemoryToFile();
     return ok;
@@ -117,9 +119,9 @@ int CDatabaseEdit::SetOneCustomerInfoForRepair(OneCustomer& c) {
     return ok;
 }
 
-int CDatabaseEdit::StoreDeleteFlag(int id, const char* flag) {
+int CDatabaseEdit::StoreDeleteFlag(int id, char const* flag) {
     OneCustomer customer;
-    const int found = GetOneCustomerForEdit(customer, id);
+    int const found = GetOneCustomerForEdit(customer, id);
     if (found != ok) return found;
     customer.DeleteFlag = flag;
     return SetOneCustomerInfo(customer, 0);
@@ -138,7 +140,7 @@ int CDatabaseEdit::UnDeleteCustomer(int id) {
 int CDatabaseEdit::PhysicalDeletion(int id) {
     const DatabaseLock lock;
     OneCustomer customer;
-    const int found = GetOneCustomerForEdit(customer, id);
+    int const found = GetOneCustomerForEdit(customer, id);
     if (found != ok) return found;
     OneCustomer wiped;
     InitOneCustomer(wiped);
@@ -153,14 +155,14 @@ int CDatabaseEdit::PhysicalDeletion(int id) {
 
 int CDatabaseEdit::FindCustomerID(int id, int withDeleted) {
     const DatabaseLock lock;
-    const int row = DBID2RowNumber(id);
+    int const row = DBID2RowNumber(id);
     return row != no_match && (withDeleted || !IsDeleted(*this, row)) ? 1 : 0;
 }
 
 int CDatabaseEdit::GetCustomerDataPinPoint(int id, int element, CString& out) {
     const DatabaseLock lock;
     if (!IsElement(element)) return bad_element;
-    const int row = KnownRow(id);
+    int const row = KnownRow(id);
     if (row == no_match) return unknown_id;
     out = Row(row).GetAt(element);
     return ok;
@@ -175,7 +177,7 @@ CString CDatabaseEdit::GetCustomerDataPinPoint(int id, int element) {
 int CDatabaseEdit::GetOneCustomerDataPinPoint(CString& out, int element, int id) {
     const DatabaseLock lock;
     out.Empty();
-    const int result = GetCustomerDataPinPoint(id, element, out);
+    int const result = GetCustomerDataPinPoint(id, element, out);
     if (result == bad_element) return Fail(customer_bad_element_number, bad_element);
     return result == ok ? ok : Fail(customer_no_such_id, no_such_id);
 }
@@ -203,11 +205,11 @@ void CDatabaseEdit::InitOneCustomerTemp() {
     OneCustomerTemp.SetSize(element_count);
 }
 
-int CDatabaseEdit::SetElementOneCustomerTemp(const char* text, int element) {
+int CDatabaseEdit::SetElementOneCustomerTemp(char const* text, int element) {
     return SetOneCustomerTemp(element, text);
 }
 
-int CDatabaseEdit::SetOneCustomerTemp(int element, const char* text) {
+int CDatabaseEdit::SetOneCustomerTemp(int element, char const* text) {
     const DatabaseLock lock;
     if (!IsElement(element)) return Fail(customer_bad_element_number, bad_element);
     OneCustomerTemp[element] = text;

@@ -4,8 +4,8 @@
 
 namespace customers {
 
-// DATABASE_EDIT_MUTEX: one lock for all customer tables of all environments and processes. Operations that hold it may
-// call each other.
+// DATABASE_EDIT_MUTEX: one lock for all customer tables of all environments and processes. Operations that
+// hold it may call each other.
 CMutex& DatabaseMutex();
 
 class DatabaseLock {

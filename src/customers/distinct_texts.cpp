@@ -9,7 +9,7 @@ namespace {
 constexpr std::size_t first_size = 1024;
 constexpr std::size_t place_count = 4096;
 
-std::size_t PlaceSlot(const char* text) noexcept {
+std::size_t PlaceSlot(char const* text) noexcept {
     return (reinterpret_cast<std::uintptr_t>(text) * 0x9E3779B97F4A7C15U >> 40) & (place_count - 1);
 }
 
@@ -18,15 +18,16 @@ std::size_t PlaceSlot(const char* text) noexcept {
 DistinctTexts::DistinctTexts() : slots_(first_size), places_(place_count) {}
 
 bool DistinctTexts::Insert(std::string_view text) {
-    const char*& place = places_[PlaceSlot(text.data())];
+    char const*& place = places_[PlaceSlot(text.data())];
     if (place == text.data() && place) return false;
     place = text.data();
 
-    const auto hash = static_cast<std::uint32_t>(std::hash<std::string_view>{}(text));
+    auto const hash = static_cast<std::uint32_t>(std::hash<std::string_view>{}(text));
     const std::size_t mask = slots_.size() - 1;
     std::size_t at = hash & mask;
     for (; slots_[at].text; at = (at + 1) & mask)
-        if (slots_[at].hash == hash && std::string_view(slots_[at].text, slots_[at].size) == text) return false;
+        if (slots_[at].hash == hash && std::string_view(slots_[at].text, slots_[at].size) == text)
+            return false;
     slots_[at] = {text.data(), static_cast<std::uint32_t>(text.size()), hash};
     if (2 * ++count_ > slots_.size()) Grow();
     return true;
@@ -35,7 +36,7 @@ bool DistinctTexts::Insert(std::string_view text) {
 void DistinctTexts::Grow() {
     const std::vector<Slot> old = std::exchange(slots_, std::vector<Slot>(2 * slots_.size()));
     const std::size_t mask = slots_.size() - 1;
-    for (const Slot& slot : old) {
+    for (Slot const& slot : old) {
         if (!slot.text) continue;
         std::size_t at = slot.hash & mask;
         while (slots_[at].text) at = (at + 1) & mask;

@@ -7,8 +7,8 @@
 
 namespace customers {
 
-// A set of texts that only grows. It keeps views of texts that end with a NUL and outlive it; a shorter part of such a
-// text is welcome as long as it reaches to the NUL.
+// A set of texts that only grows. It keeps views of texts that end with a NUL and outlive it; a shorter part
+// of such a text is welcome as long as it reaches to the NUL.
 class DistinctTexts {
   public:
     DistinctTexts();
@@ -17,7 +17,7 @@ class DistinctTexts {
 
   private:
     struct Slot {
-        const char* text;  // null: free
+        char const* text;  // null: free
         std::uint32_t size;
         std::uint32_t hash;
     };
@@ -25,9 +25,9 @@ class DistinctTexts {
 
     std::vector<Slot> slots_;  // a power of two, at most half full
     std::size_t count_ = 0;
-    // Where texts were seen lately. Rows of a loaded table share their recurring texts, so most are known by their
-    // place alone, without a look at the text.
-    std::vector<const char*> places_;
+    // Where texts were seen lately. Rows of a loaded table share their recurring texts, so most are known by
+    // their place alone, without a look at the text.
+    std::vector<char const*> places_;
 };
 
 }  // namespace customers

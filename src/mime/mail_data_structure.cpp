@@ -7,9 +7,10 @@
 #include "mime/quoted_printable.h"
 
 CString CMailDataStructure::QuotedPrintableEncorder(CString s) {
-    const std::string_view text = s.View();
-    auto const encoded = std::make_unique_for_overwrite<char[]>(mime::QuotedPrintableRoom(text.size()));
-    return CString(std::string_view(encoded.get(), mime::EncodeQuotedPrintable(text, encoded.get())));
+    CString encoded;
+    char* const out = encoded.GetBuffer(static_cast<int>(mime::QuotedPrintableRoom(s.View())));
+    encoded.ReleaseBuffer(static_cast<int>(mime::EncodeQuotedPrintable(s.View(), out)));
+    return encoded;
 }
 
 CString CMailDataStructure::QuotedPrintableDecoder(char const* s) {

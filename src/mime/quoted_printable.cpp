@@ -1,25 +1,29 @@
 #include "mime/quoted_printable.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <cstring>
 
 namespace mime {
 namespace {
 
-// How a byte is written: its characters, and how many of them count.
+// How a byte is written: the characters, the last one filling up to a whole store, and how many of them
+// count.
 struct QuotedForm {
-    char characters[3];
-    unsigned char length;
+    std::array<char, 4> characters;
+    std::uint32_t length;
 };
+
+constexpr bool IsPlain(unsigned char c) { return c >= 32 && c <= 126 && c != '='; }
+constexpr bool IsLineEnd(unsigned char c) { return c == '\r' || c == '\n'; }
 
 constexpr std::array<QuotedForm, 256> forms = [] {
     std::array<QuotedForm, 256> table{};
     constexpr char digits[] = "0123456789ABCDEF";
-    for (std::size_t c = 0; c < 256; ++c) {
-        const bool plain = c >= 32 && c <= 126 && c != '=';
-        table[c] = plain ? QuotedForm{{static_cast<char>(c), 0, 0}, 1}
-                         : QuotedForm{{'=', digits[c >> 4], digits[c & 15]}, 3};
-    }
+    for (std::size_t c = 0; c < 256; ++c)
+        table[c] = IsPlain(static_cast<unsigned char>(c))
+                       ? QuotedForm{{static_cast<char>(c), 0, 0, 0}, 1}
+                       : QuotedForm{{'=', digits[c >> 4], digits[c & 15], 0}, 3};
     return table;
 }();
 
@@ -40,12 +44,22 @@ constexpr DigitPlaces digit_places = [] {
 
 }  // namespace
 
+std::size_t QuotedPrintableRoom(std::string_view in) noexcept {
+    std::size_t characters = in.size();
+    for (char const byte : in) {
+        unsigned char const c = static_cast<unsigned char>(byte);
+        characters += IsPlain(c) || IsLineEnd(c) ? 0U : 2U;
+    }
+    const std::size_t most_breaks = characters / (quoted_line_limit - 2);
+    return characters + most_breaks * soft_break.size() + sizeof(QuotedForm::characters);
+}
+
 std::size_t EncodeQuotedPrintable(std::string_view in, char* out) noexcept {
     char* place = out;
     std::size_t column = 0;
     for (char const byte : in) {
         unsigned char const c = static_cast<unsigned char>(byte);
-        if (c == '\r' || c == '\n') {
+        if (IsLineEnd(c)) {
             *place++ = byte;
             column = 0;
             continue;
@@ -55,7 +69,7 @@ std::size_t EncodeQuotedPrintable(std::string_view in, char* out) noexcept {
             place = std::copy(soft_break.begin(), soft_break.end(), place);
             column = 0;
         }
-        std::memcpy(place, form.characters, form.length);
+        std::memcpy(place, form.characters.data(), form.characters.size());
         place += form.length;
         column += form.length;
     }

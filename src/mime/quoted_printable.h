@@ -10,13 +10,11 @@ namespace mime {
 // Most characters of an encoded line in front of the '=' of a soft line break.
 inline constexpr std::size_t quoted_line_limit = 75;
 
-// Most characters that `size` bytes give: three for each byte, and a soft line break behind each 73 or more
-// of them.
-constexpr std::size_t QuotedPrintableRoom(std::size_t size) noexcept {
-    return 3 * size + 3 * (3 * size / (quoted_line_limit - 2));
-}
+// Room that EncodeQuotedPrintable needs for `in`: its characters, a soft line break behind each 73 or more of
+// them, and slack for whole stores.
+std::size_t QuotedPrintableRoom(std::string_view in) noexcept;
 
-// Encodes `in` into QuotedPrintableRoom characters. Result: characters written.
+// Encodes `in` into `out`. Result: characters written.
 std::size_t EncodeQuotedPrintable(std::string_view in, char* out) noexcept;
 
 // Value of a hexadecimal digit in either case; -1 for any other character.

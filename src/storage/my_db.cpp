@@ -124,7 +124,7 @@ int CMyDB::ReadFrom(CString const& path, char const* key) {
             result = db_bad_cell_count;
             break;
         }
-        rows_.Add(std::move(row));
+        rows_.Items().push_back(std::move(row));
         estimate.Note(rows_.Items(), reader.BytesRead());
     }
     RowEstimate::Finish(rows_.Items());
@@ -166,7 +166,7 @@ int CMyDB::CheckNewRow(XCStringArrayEx const& row) const {
 
 int CMyDB::AddLine(XCStringArrayEx row) {
     if (int const problem = CheckNewRow(row)) return problem;
-    rows_.Add(std::move(row));
+    rows_.Items().push_back(std::move(row));
     MarkChanged();
     return db_success;
 }

@@ -15,7 +15,7 @@ bool IsJisDesignation(Byte intermediate, Byte final) noexcept {
 
 // Bytes of the Shift-JIS or EUC-JP character at the start of a text that is not empty, 0 if there is none.
 int SjisPair(ByteRange in) noexcept {
-    const bool lead = Between(*in.at, 0x81, 0x9F) || Between(*in.at, 0xE0, 0xFC);
+    bool const lead = Between(*in.at, 0x81, 0x9F) || Between(*in.at, 0xE0, 0xFC);
     if (!lead || !in.Holds(2)) return 0;
     return Between(in.at[1], 0x40, 0x7E) || Between(in.at[1], 0x80, 0xFC) ? 2 : 0;
 }
@@ -45,13 +45,13 @@ ControlSigns FindControlSigns(std::string_view text) noexcept {
 std::size_t CountSjisBytes(std::string_view text) noexcept {
     std::size_t count = 0;
     for (ByteRange in(text); !in.Empty();) {
-        if (const int size = SjisPair(in)) {
+        if (int const size = SjisPair(in)) {
             count += static_cast<std::size_t>(size);
             in.at += size;
         } else if (IsHalfKana(*in.at)) {
             Byte const* const start = in.at;
             while (!in.Empty() && IsHalfKana(*in.at)) ++in.at;
-            const auto length = static_cast<std::size_t>(in.at - start);
+            auto const length = static_cast<std::size_t>(in.at - start);
             if (length % 2 == 1) count += length;
         } else {
             ++in.at;
@@ -63,7 +63,7 @@ std::size_t CountSjisBytes(std::string_view text) noexcept {
 std::size_t CountEucBytes(std::string_view text) noexcept {
     std::size_t count = 0;
     for (ByteRange in(text); !in.Empty();) {
-        const int size = EucCharacter(in);
+        int const size = EucCharacter(in);
         count += static_cast<std::size_t>(size);
         in.at += size ? size : 1;
     }

@@ -16,7 +16,7 @@ class DateTextReader {
     // An integer of at most `width` characters, its sign included, behind any white space.
     bool Number(int width, int& number) noexcept {
         SkipSpace();
-        const bool negative = *at_ == '-';
+        bool const negative = *at_ == '-';
         if (negative || *at_ == '+') {
             ++at_;
             --width;
@@ -46,8 +46,9 @@ class DateTextReader {
 };
 
 void Write(char* out, int year, int month, int day, int hour, int minute, int second) {
-    std::memset(out, 0, date_text_size);
-    std::snprintf(out, date_text_size, "%04d/%02d/%02d %02d:%02d:%02d", year, month, day, hour, minute, second);
+    std::memset(out, 0, date_data_size);
+    std::snprintf(out, date_data_size, "%04d/%02d/%02d %02d:%02d:%02d", year, month, day, hour, minute,
+                  second);
 }
 
 void WriteLocalTime(char* out, std::int64_t seconds) {
@@ -56,7 +57,7 @@ void WriteLocalTime(char* out, std::int64_t seconds) {
 }
 
 int FileTimeText(char const* path, bool creation, char* out) {
-    std::memset(out, 0, date_text_size);
+    std::memset(out, 0, date_data_size);
     std::int64_t created = 0;
     std::int64_t modified = 0;
     if (!path || !platform::FileTimes(path, &created, &modified)) return 0;
@@ -84,14 +85,15 @@ COleDateTime Convert_DateData2COleDateTime(char const* text) {
 }
 
 void Convert_COleDateTime2DateData(COleDateTime value, char* out) {
-    Write(out, value.GetYear(), value.GetMonth(), value.GetDay(), value.GetHour(), value.GetMinute(), value.GetSecond());
+    Write(out, value.GetYear(), value.GetMonth(), value.GetDay(), value.GetHour(), value.GetMinute(),
+          value.GetSecond());
 }
 
 COleDateTime& AdjustTime(COleDateTime& value) {
     constexpr int step = 10;  // minutes
     if (value.GetStatus() != COleDateTime::valid) return value;
-    const int minute = value.GetMinute();
-    const int over = minute % step;
+    int const minute = value.GetMinute();
+    int const over = minute % step;
     value.SetDateTime(value.GetYear(), value.GetMonth(), value.GetDay(), value.GetHour(), minute - over, 0);
     if (over) value += COleDateTimeSpan(0, 0, step, 0);
     return value;

@@ -2,12 +2,12 @@
 
 #include "platform/export.h"
 #include "platform/ole_date_time.h"
+#include "storage/date_data.h"
 
 // The one text form of dates that all data files share, 19 characters "2004/02/29 09:05:00" in local time,
-// and the conversions around it. A buffer for it is `date_text_size` bytes. All functions use their
-// arguments only and may be called from any thread; local time is that of the process's time zone.
-
-inline constexpr int date_text_size = 20;
+// and the conversions around it. A buffer for it holds `date_data_size` bytes (storage/date_data.h). All
+// functions use their arguments only and may be called from any thread; local time is that of the process's
+// time zone.
 
 // The present local time.
 TESSALY_API void GetNowDateTime(char* out);
@@ -15,7 +15,7 @@ TESSALY_API void GetNowDateTime(char* out);
 // Reads six numbers as scanf does with "%4d/%2d/%2d %2d:%2d:%2d". The zero date, valid, for a text with
 // fewer; an invalid date for six numbers that make none.
 TESSALY_API COleDateTime Convert_DateData2COleDateTime(char const* text);
-// Fills all `date_text_size` bytes of `out`, with NULs behind the text. The parts of an invalid date are
+// Fills all `date_data_size` bytes of `out`, with NULs behind the text. The parts of an invalid date are
 // written as -1.
 TESSALY_API void Convert_COleDateTime2DateData(COleDateTime value, char* out);
 
@@ -30,7 +30,7 @@ TESSALY_API COleDateTime& AdjustTime(COleDateTime& value);
 // missing, or the date leads out of the calendar).
 TESSALY_API int ConvertDateTimeFormat(char const* text, COleDateTime& out);
 
-// The time when the file was made or last changed, as a date text. Fills all `date_text_size` bytes of
+// The time when the file was made or last changed, as a date text. Fills all `date_data_size` bytes of
 // `out`, with NULs when there is no result. Results: 1, or 0 when the file cannot be examined.
 TESSALY_API int GetFileStat_CreateDate(char const* path, char* out);
 TESSALY_API int GetFileStat_LastRenewalDate(char const* path, char* out);

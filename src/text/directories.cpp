@@ -1,7 +1,6 @@
 #include "text/directories.h"
 
 #include <string_view>
-#include <vector>
 
 #include "platform/file.h"
 #include "platform/mbcs.h"
@@ -9,7 +8,110 @@
 
 namespace {
 
+constexpr std::string_view forbidden_in_names = ":*?<>|";
+
+std::string_view ViewOf(char const* text) noexcept {
+    return text ? std::string_view(text) : std::string_view();
+}
+
 constexpr bool IsDivider(char c) noexcept { return c == '\\' || c == '/'; }
-constexpr int character_directory_exists = 0;
+
+// The place of the first divider from `at` on, or the size of the path; `at` must be the start of a
+// character.
+std::size_t NextDivider(std::string_view path, std::size_t at) noexcept {
+    while (at < path.size() && !IsDivider(path[at])) at += platform::CharacterSize(path, at);
+    return at;
+}
+
+std::size_t DriveSize(char const* path) {
+    CString drive;
+    platform::splitpath(path, &drive, nullptr, nullptr, nullptr);
+    return drive.View().size();
+}
+
+bool IsSoundName(std::string_view name) noexcept {
+    if (!name.empty() && name.back() == ' ') return false;
+    for (char c : forbidden_in_names)
+        if (platform::Find(name, c) != std::string_view::npos) return false;
+    return true;
+}
+
+// A lead byte with nothing behind it would swallow the divider that is to follow.
+bool EndsInCutCharacter(std::string_view path) noexcept {
+    std::size_t last = 0;
+    for (std::size_t at = 0; at < path.size(); at += platform::CharacterSize(path, at)) last = at;
+    return !path.empty() && last + 1 == path.size() && platform::IsLeadByte(path[last]);
+}
+
+bool IsThere(CString const& directory) { return CheckDirectory(directory) == directory_exists; }
+
+int Removed(bool done) noexcept { return done ? remove_directory_ok : remove_directory_failed; }
+
+// A link to a directory can be removed as a file; a directory cannot, and is emptied first.
+int RemoveEntry(CFileFind const& entry) {
+    CString path = entry.GetFilePath();
+    if (!entry.IsDirectory()) return Removed(platform::RemoveFile(path));
+    return platform::RemoveFile(path) ? remove_directory_ok : RemoveDirectoryCompel(path, 1);
+}
 
 }  // namespace
+
+int CheckDirectoryName(char const* path) {
+    const std::string_view text = ViewOf(path);
+    if (text.empty() || text.back() == ' ' || text.find("//") != std::string_view::npos) return 0;
+    const std::size_t drive_size = DriveSize(path);
+    if (drive_size == 0) return 0;
+    for (std::size_t at = drive_size; at < text.size();) {
+        const std::size_t end = NextDivider(text, at);
+        if (!IsSoundName(text.substr(at, end - at))) return 0;
+        at = end + 1;
+    }
+    return 1;
+}
+
+int MakeDirectoryCompel(char const* path) {
+    if (!CheckDirectoryName(path)) return make_directory_bad_name;
+    const std::string_view text = ViewOf(path);
+    // Behind the drive's own root, one level after the other.
+    for (std::size_t end = NextDivider(text, DriveSize(path) + 1);; end = NextDivider(text, end + 1)) {
+        const CString level(text.substr(0, end));
+        // The other maker of the same directory may have been faster.
+        if (!IsThere(level) && !platform::MakeDirectory(level) && !IsThere(level))
+            return make_directory_failed;
+        if (end >= text.size()) break;
+    }
+    return IsThere(path) ? make_directory_ok : make_directory_failed;
+}
+
+int RemoveDirectoryCompel(char const* path, int removeSelf) {
+    if (EndsInCutCharacter(ViewOf(path)) || CheckDirectory(path) != directory_exists)
+        return remove_directory_no_entry;
+    int result = remove_directory_ok;
+    CString pattern(path);
+    pattern += "\\*";
+    CFileFind find;
+    for (bool more = find.FindFile(pattern); more;) {
+        more = find.FindNextFile();
+        bool const stays = find.IsDirectory() && find.GetFileName().GetAt(0) == '.';
+        if (!stays) result = RemoveEntry(find);
+    }
+    return removeSelf ? Removed(platform::RemoveDirectory(path)) : result;
+}
+
+int ClearDirectoryCompel(char const* path) { return RemoveDirectoryCompel(path, 0); }
+
+void PathFix(CString& path) {
+    const CString before = path;
+    const std::string_view from = before.View();
+    char* const start = path.GetBuffer(before.GetLength());
+    char* out = start;
+    char last_divider = 0;  // the one just written, if nothing follows it yet
+    for (std::size_t at = 0; at < from.size();) {
+        const std::size_t size = platform::CharacterSize(from, at);
+        char const c = from[at];
+        if (!IsDivider(c) || c != last_divider) out += from.copy(out, size, at);
+        last_divider = IsDivider(c) ? c : '\0';
+        at += size;
+    }
+    path.ReleaseBuffer(static_cast<int>(out - start));
+}

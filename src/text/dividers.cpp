@@ -13,11 +13,11 @@ constexpr std::string_view hokkaido[] = {"北海道"};
 constexpr std::string_view fu[] = {"京都府", "大阪府"};
 constexpr std::string_view to[] = {"東京都"};
 constexpr std::string_view ken[] = {
-    "青森県",   "岩手県", "宮城県", "秋田県", "山形県",   "福島県", "茨城県",   "栃木県", "群馬県",
-    "埼玉県",   "千葉県", "神奈川県", "新潟県", "富山県", "石川県", "福井県",   "山梨県", "長野県",
-    "岐阜県",   "静岡県", "愛知県", "三重県", "滋賀県",   "兵庫県", "奈良県",   "和歌山県", "鳥取県",
-    "島根県",   "岡山県", "広島県", "山口県", "徳島県",   "香川県", "愛媛県",   "高知県", "福岡県",
-    "佐賀県",   "長崎県", "熊本県", "大分県", "宮崎県",   "鹿児島県", "沖縄県",
+    "青森県", "岩手県", "宮城県",   "秋田県", "山形県", "福島県",   "茨城県", "栃木県",   "群馬県",
+    "埼玉県", "千葉県", "神奈川県", "新潟県", "富山県", "石川県",   "福井県", "山梨県",   "長野県",
+    "岐阜県", "静岡県", "愛知県",   "三重県", "滋賀県", "兵庫県",   "奈良県", "和歌山県", "鳥取県",
+    "島根県", "岡山県", "広島県",   "山口県", "徳島県", "香川県",   "愛媛県", "高知県",   "福岡県",
+    "佐賀県", "長崎県", "熊本県",   "大分県", "宮崎県", "鹿児島県", "沖縄県",
 };
 static_assert(std::size(ken) == 43);
 
@@ -91,8 +91,8 @@ void xc_format_codenumber(CString text, CString& out) {
     char* const start = code.GetBuffer(text.GetLength());
     char* at = start;
     for (char c : text.View()) {
-        const bool digit = c >= '0' && c <= '9';
-        const bool first_hyphen = c == '-' && (at == start || at[-1] != '-');
+        bool const digit = c >= '0' && c <= '9';
+        bool const first_hyphen = c == '-' && (at == start || at[-1] != '-');
         if (digit || first_hyphen) *at++ = c;
     }
     if (at != start && at[-1] == '-') --at;

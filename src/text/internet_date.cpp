@@ -10,6 +10,7 @@ namespace {
 constexpr std::size_t npos = std::string_view::npos;
 constexpr std::string_view white_space = " \t\r\n";
 constexpr int minutes_per_hour = 60;
+constexpr int seconds_per_minute = 60;
 
 struct NamedZone {
     std::string_view name;
@@ -37,7 +38,7 @@ int NumberAtStart(std::string_view text) noexcept {
     constexpr int largest = 100'000'000;
     std::size_t at = text.find_first_not_of(" \t\n\v\f\r");
     if (at == npos) return 0;
-    const bool negative = text[at] == '-';
+    bool const negative = text[at] == '-';
     if (negative || text[at] == '+') ++at;
     int number = 0;
     for (; at < text.size() && text[at] >= '0' && text[at] <= '9'; ++at)
@@ -49,8 +50,8 @@ int ZoneMinutes(std::string_view zone) noexcept {
     for (NamedZone const& named : named_zones)
         if (zone == named.name) return named.minutes;
     if (zone.size() == 1)
-        if (const auto minutes = MilitaryZone(zone[0])) return *minutes;
-    const int number = NumberAtStart(zone);
+        if (auto const minutes = MilitaryZone(zone[0])) return *minutes;
+    int const number = NumberAtStart(zone);
     return number / 100 * minutes_per_hour + number % 100;  // both keep the sign
 }
 
@@ -97,7 +98,7 @@ int ConvertDateTimeFormat(char const* text, COleDateTime& out) {
 
     int day, year, hour, minute, second;
     if (!TakeNumber(rest, ' ', day) || !Take(rest, ' ', piece)) return 0;
-    const int month = MonthNumber(piece);
+    int const month = MonthNumber(piece);
     if (month == 0 || !TakeNumber(rest, ' ', year)) return 0;
     if (!TakeNumber(rest, ':', hour) || !TakeNumber(rest, ':', minute)) return 0;
     // Without a blank behind the seconds there is no zone.
@@ -107,8 +108,8 @@ int ConvertDateTimeFormat(char const* text, COleDateTime& out) {
 
     const COleDateTime stated(year, month, day, hour, minute, second);
     if (stated.GetStatus() != COleDateTime::valid) return 0;
-    const long shift = -(platform::StandardTimezone() / minutes_per_hour) - ZoneMinutes(zone);
-    const COleDateTime local = stated + COleDateTimeSpan::FromSeconds(shift * 60);
+    long const shift = -(platform::StandardTimezone() / seconds_per_minute) - ZoneMinutes(zone);
+    const COleDateTime local = stated + COleDateTimeSpan::FromSeconds(shift * seconds_per_minute);
     if (local.GetStatus() != COleDateTime::valid) return 0;
     out = local;
     return 1;

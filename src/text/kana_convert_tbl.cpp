@@ -5,7 +5,7 @@
 namespace {
 
 char const* FormOf(text::KanaForms const& forms, char kana, bool voiced, bool semi_voiced) noexcept {
-    const int index = static_cast<unsigned char>(kana) - text::first_kana;
+    int const index = static_cast<unsigned char>(kana) - text::first_kana;
     if (index < 0 || index >= 64) return nullptr;
     auto const& chosen = voiced ? forms.voiced : semi_voiced ? forms.semi_voiced : forms.plain;
     return chosen[index][0] ? chosen[index] : nullptr;

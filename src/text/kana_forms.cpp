@@ -32,15 +32,16 @@ constexpr KanaForms MakeSjForms() noexcept {
     KanaForms forms{};
     for (int kana = 0; kana < 63; ++kana) Put(forms.plain[kana + 1], plain_forms.data() + 2 * kana);
     for (MarkedForm const& marked : voiced_forms) Put(forms.voiced[IndexOf(marked.kana[0])], marked.form);
-    for (MarkedForm const& marked : semi_voiced_forms) Put(forms.semi_voiced[IndexOf(marked.kana[0])], marked.form);
+    for (MarkedForm const& marked : semi_voiced_forms)
+        Put(forms.semi_voiced[IndexOf(marked.kana[0])], marked.form);
     return forms;
 }
 
 constexpr void TurnIntoJis(char (&forms)[64][3]) noexcept {
     for (char(&form)[3] : forms) {
         if (form[0] == 0) continue;
-        const auto first = static_cast<Byte>(form[0]);
-        const auto second = static_cast<Byte>(form[1]);
+        auto const first = static_cast<Byte>(form[0]);
+        auto const second = static_cast<Byte>(form[1]);
         form[0] = static_cast<char>(sj_to_jis.row[first] + sj_to_jis.carry[second]);
         form[1] = static_cast<char>(sj_to_jis.column[second]);
     }

@@ -18,10 +18,10 @@ struct KanaForms {
 extern const KanaForms sj_kana_forms;
 extern const KanaForms jis_kana_forms;
 
-// The form in `forms` of the kana `c` with the byte `next` behind it (0 at the end of the text), an empty text when `c` has
-// none. `used` becomes the number of bytes that the form stands for: 2 with a mark, else 1.
+// The form in `forms` of the kana `c` with the byte `next` behind it (0 at the end of the text), an empty
+// text when `c` has none. `used` becomes the number of bytes that the form stands for: 2 with a mark, else 1.
 inline char const* KanaForm(KanaForms const& forms, Byte c, Byte next, int& used) noexcept {
-    const int index = c - first_kana;
+    int const index = c - first_kana;
     used = 2;
     if (next == voiced_mark && forms.voiced[index][0]) return forms.voiced[index];
     if (next == semi_voiced_mark && forms.semi_voiced[index][0]) return forms.semi_voiced[index];

@@ -3,8 +3,8 @@
 #include <array>
 #include <cstdint>
 
-// Row and cell of JIS X 0208 in its seven-bit and Shift-JIS forms, as tables that hold the arithmetic for every byte, also
-// for those that are part of no character.
+// Row and cell of JIS X 0208 in its seven-bit and Shift-JIS forms, as tables that hold the arithmetic for
+// every byte, also for those that are part of no character.
 namespace text {
 
 using Byte = unsigned char;
@@ -26,9 +26,9 @@ struct SjToJisTables {
 constexpr SjToJisTables MakeSjToJisTables() noexcept {
     SjToJisTables tables;
     for (int s = 0; s < 256; ++s) {
-        const int block = s - (s < 0xA0 ? 0x71 : 0xB1);
+        int const block = s - (s < 0xA0 ? 0x71 : 0xB1);
         tables.row[s] = static_cast<Byte>(block * 2 + 1);
-        const int second = s > 0x7F ? s - 1 : s;
+        int const second = s > 0x7F ? s - 1 : s;
         tables.carry[s] = second >= 0x9E ? 1 : 0;
         tables.column[s] = static_cast<Byte>(second < 0x9E ? second - 0x1F : second - 0x7D);
     }
@@ -36,17 +36,17 @@ constexpr SjToJisTables MakeSjToJisTables() noexcept {
 }
 
 struct JisToSjTables {
-    std::array<Byte, 256> first{};                   // by the row
+    std::array<Byte, 256> first{};                  // by the row
     std::array<std::array<Byte, 256>, 2> second{};  // by the row's lowest bit and the column
 };
 
 constexpr JisToSjTables MakeJisToSjTables() noexcept {
     JisToSjTables tables;
     for (int j = 0; j < 256; ++j) {
-        const int first = ((j - 0x21) >> 1) + 0x81;
+        int const first = ((j - 0x21) >> 1) + 0x81;
         tables.first[j] = static_cast<Byte>(first >= 0xA0 ? first + 0x40 : first);
         for (int odd = 0; odd < 2; ++odd) {
-            const int second = j + (odd ? 0x1F : 0x7D);
+            int const second = j + (odd ? 0x1F : 0x7D);
             tables.second[odd][j] = static_cast<Byte>(second >= 0x7F ? second + 1 : second);
         }
     }

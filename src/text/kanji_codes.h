@@ -20,8 +20,8 @@
 //
 // The operations use their arguments only and may be called from any thread.
 
-// Bytes needed in `out`, NUL included, for a text of `n` bytes: the largest result of any text, one formula for
-// all lengths. What makes it largest:
+// Bytes needed in `out`, NUL included, for a text of `n` bytes: the largest result of any text, one formula
+// for all lengths. What makes it largest:
 
 // Half-width kana made full-width (5 bytes with its escape) and ASCII (4 bytes) in turn, and ESC ( B.
 constexpr std::size_t SizeOfSjToJis7(std::size_t n) noexcept { return (9 * n + 9) / 2; }

@@ -14,8 +14,8 @@ constexpr bool IsControl(Byte c) noexcept {
     return c == text::escape || c == text::shift_out || c == text::shift_in;
 }
 
-// The two ways to read and write: what becomes of each kind of character, and whether ESC ( I and ESC ) D shift at once
-// and the other designations end a shift.
+// The two ways to read and write: what becomes of each kind of character, and whether ESC ( I and ESC ) D
+// shift at once and the other designations end a shift.
 struct ToSj {
     static constexpr bool designation_shifts = true;
     static char* Kana(Byte c, char* out) noexcept {

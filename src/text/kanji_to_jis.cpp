@@ -29,8 +29,8 @@ void WriteSjKana(Byte c, bool full_width, Jis7Output& jis) noexcept {
         jis.Single(c & 0x7F);
 }
 
-// Half-width kana of EUC-JP between SO and SI, on top of what Jis7Output keeps. The single-byte set that they stand
-// in is ASCII or JIS-Roman.
+// Half-width kana of EUC-JP between SO and SI, on top of what Jis7Output keeps. The single-byte set that they
+// stand in is ASCII or JIS-Roman.
 class EucToJis7 {
   public:
     EucToJis7(char* out, bool kana_to_full_width) noexcept : jis_(out), full_width_(kana_to_full_width) {}
@@ -50,7 +50,7 @@ class EucToJis7 {
             Ascii(in);
             return true;
         }
-        const int size = c == text::euc_supplementary ? 3 : 2;
+        int const size = c == text::euc_supplementary ? 3 : 2;
         if (!in.Holds(size)) return false;
         if (c == text::euc_kana) {
             Kana(in.at[1]);

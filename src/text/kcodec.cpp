@@ -11,7 +11,9 @@
 
 namespace {
 
-std::string_view ViewOf(char const* text) noexcept { return text ? std::string_view(text) : std::string_view(); }
+std::string_view ViewOf(char const* text) noexcept {
+    return text ? std::string_view(text) : std::string_view();
+}
 
 // Blocks of the conversions with UTF-8 that waste more than this are cut to what they hold.
 constexpr std::size_t tolerated_waste = 4096;
@@ -24,16 +26,17 @@ char* ConvertToBlock(UnicodeConversion convert, std::string_view text, std::size
     if (!block) return nullptr;
     char* const end = convert(text, block);
     *end = '\0';
-    const auto used = static_cast<std::size_t>(end - block) + 1;
+    auto const used = static_cast<std::size_t>(end - block) + 1;
     if (size - used <= tolerated_waste) return block;
     void* const fitted = std::realloc(block, used);
     return fitted ? static_cast<char*>(fitted) : block;
 }
 
-char const* ConvertTo(char* out, UnicodeConversion convert, std::string_view text, std::size_t size) noexcept {
+char const* ConvertTo(char* out, UnicodeConversion convert, std::string_view text,
+                      std::size_t size) noexcept {
     if (!out) return nullptr;
     const std::less<char const*> before;
-    const bool apart = before(text.data() + text.size(), out) || before(out + size - 1, text.data());
+    bool const apart = before(text.data() + text.size(), out) || before(out + size - 1, text.data());
     if (apart) {
         *convert(text, out) = '\0';
     } else if (char* const block = ConvertToBlock(convert, text, size)) {

@@ -24,8 +24,8 @@ int UnitCount(unsigned short const* text) noexcept {
 
 unsigned short* KCodeC::utf8toutf16be(char const* text, int hostOrder) {
     if (!text) return nullptr;
-    const int length = static_cast<int>(std::strlen(text));
-    const int count = utf8toutf16be(nullptr, text, length, 1, hostOrder);
+    int const length = static_cast<int>(std::strlen(text));
+    int const count = utf8toutf16be(nullptr, text, length, 1, hostOrder);
     auto* const units = NewBlock<unsigned short>(static_cast<std::size_t>(count) + 1);
     if (units) utf8toutf16be(units, text, length, 0, hostOrder);
     return units;
@@ -61,8 +61,8 @@ unsigned short* KCodeC::sjtoutf16be(char const* text) {
 
 char* KCodeC::utf16betoutf8(unsigned short const* text) {
     if (!text) return nullptr;
-    const int length = UnitCount(text);
-    const int count = utf16betoutf8(nullptr, text, length, 1);
+    int const length = UnitCount(text);
+    int const count = utf16betoutf8(nullptr, text, length, 1);
     auto* const block = NewBlock<char>(static_cast<std::size_t>(count) + 3);
     if (block) utf16betoutf8(block, text, length, 0);
     return block;
@@ -72,7 +72,7 @@ int KCodeC::utf16betoutf8(char* out, unsigned short const* text, int length, int
     int count = 0;
     for (int i = 0; i < length; ++i) {
         char bytes[3];
-        const auto size = static_cast<int>(platform::PutUtf8(text[i], bytes) - bytes);
+        auto const size = static_cast<int>(platform::PutUtf8(text[i], bytes) - bytes);
         if (!countOnly) std::memcpy(out + count, bytes, static_cast<std::size_t>(size));
         count += size;
     }

@@ -17,7 +17,8 @@ constexpr bool IsUserDefinedLead(Byte c) noexcept { return c >= 0xF0 && c <= 0xF
 // Row 13 of the NEC special characters.
 constexpr bool IsNecSpecial(Byte lead, Byte trail) noexcept { return lead == 0x87 && trail <= 0x9C; }
 
-// What stands at the start of a text, and how many bytes it takes.
+// What stands at the start of a text, and how many bytes it takes. From `cut_user_defined` on, it has no
+// place in a line of Shift-JIS text.
 struct Character {
     enum Kind { plain, half_kana, nec_special, user_defined, cut_user_defined, control, broken } kind;
     int size;
@@ -25,11 +26,12 @@ struct Character {
 
 Character ClassOf(ByteRange in) noexcept {
     const Byte c = *in.at;
-    const bool last = !in.Holds(2);
+    bool const last = !in.Holds(2);
     if (c < 0x20 && c != '\t') return {Character::control, 1};
     if (c < 0x7F) return {Character::plain, 1};
     if (text::IsHalfKana(c)) return {Character::half_kana, 1};
-    if (IsUserDefinedLead(c)) return last ? Character{Character::cut_user_defined, 1} : Character{Character::user_defined, 2};
+    if (IsUserDefinedLead(c))
+        return last ? Character{Character::cut_user_defined, 1} : Character{Character::user_defined, 2};
     if (!IsLead(c) || last) return {Character::broken, 1};
     if (!IsTrail(in.at[1])) return {Character::broken, 2};
     return {IsNecSpecial(c, in.at[1]) ? Character::nec_special : Character::plain, 2};
@@ -68,7 +70,7 @@ void xc_format_string4mail(CString text, CString& out, CodeConvertStruct* table)
 
 int CheckCharacterCodeForWinSJIS(char const* text, char* out) {
     if (!text) text = "";
-    if (out) std::strcpy(out, text);
+    if (out) std::memmove(out, text, std::strlen(text) + 1);
     int clean = 1;
     for (ByteRange in(text); !in.Empty();) {
         const Character character = ClassOf(in);

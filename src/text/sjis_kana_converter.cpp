@@ -16,7 +16,7 @@ template <class PutPair, class PutSingle>
 bool Walk(ByteRange in, PutPair put_pair, PutSingle put_single) {
     while (!in.Empty()) {
         const Byte c = *in.at;
-        const bool last = !in.Holds(2);
+        bool const last = !in.Holds(2);
         if (OpensPair(c)) {
             if (last) return false;
             put_pair(reinterpret_cast<char const*>(in.at));
@@ -38,7 +38,7 @@ bool Walk(ByteRange in, PutPair put_pair, PutSingle put_single) {
 CSjisKanaConverter::~CSjisKanaConverter() = default;
 
 int CSjisKanaConverter::ConvertKana(char const* text, char* out) {
-    const auto put_pair = [&out](char const* pair) {
+    auto const put_pair = [&out](char const* pair) {
         *out++ = pair[0];
         *out++ = pair[1];
     };
@@ -49,7 +49,7 @@ int CSjisKanaConverter::ConvertKana(char const* text, char* out) {
 
 int CSjisKanaConverter::GetSizeAfterConvertKana(char const* text, unsigned long int& size) {
     unsigned long count = 0;
-    const auto put_pair = [&count](char const*) { count += 2; };
+    auto const put_pair = [&count](char const*) { count += 2; };
     if (!Walk(ByteRange(text), put_pair, [&count](char) { ++count; })) return cut_character;
     size = count;
     return converted;

@@ -11,7 +11,9 @@ namespace {
 using text::Byte;
 using text::ByteRange;
 
-std::string_view ViewOf(char const* text) noexcept { return text ? std::string_view(text) : std::string_view(); }
+std::string_view ViewOf(char const* text) noexcept {
+    return text ? std::string_view(text) : std::string_view();
+}
 
 constexpr bool IsTrail(Byte c) noexcept { return (c >= 0x40 && c <= 0x7E) || (c >= 0x80 && c <= 0xFC); }
 
@@ -19,7 +21,7 @@ constexpr bool IsTrail(Byte c) noexcept { return (c >= 0x40 && c <= 0x7E) || (c 
 int WholeCharacter(ByteRange in) noexcept {
     const Byte c = *in.at;
     if (c < 0x80 || text::IsHalfKana(c)) return 1;
-    const bool lead = (c >= 0x81 && c <= 0x9F) || (c >= 0xE0 && c <= 0xEF);
+    bool const lead = (c >= 0x81 && c <= 0x9F) || (c >= 0xE0 && c <= 0xEF);
     return lead && in.Holds(2) && IsTrail(in.at[1]) ? 2 : 0;
 }
 
@@ -27,7 +29,7 @@ constexpr bool IsLineEnd(char c) noexcept { return c == '\r' || c == '\n'; }
 
 // Bytes of the line end at `at`: 2 for CR LF and LF CR.
 std::size_t LineEndSize(std::string_view text, std::size_t at) noexcept {
-    const bool two = at + 1 < text.size() && IsLineEnd(text[at + 1]) && text[at + 1] != text[at];
+    bool const two = at + 1 < text.size() && IsLineEnd(text[at + 1]) && text[at + 1] != text[at];
     return two ? 2 : 1;
 }
 
@@ -37,7 +39,9 @@ bool IsAsciiAlphanumeric(Byte c) noexcept {
 
 }  // namespace
 
-int CheckCharInString(char c, char const* set) { return ViewOf(set).find(c) != std::string_view::npos ? 1 : 0; }
+int CheckCharInString(char c, char const* set) {
+    return ViewOf(set).find(c) != std::string_view::npos ? 1 : 0;
+}
 
 char* xcstristr(char const* text, char const* word) {
     const std::string_view text_bytes = ViewOf(text);
@@ -49,7 +53,8 @@ char* xcstristr(char const* text, char const* word) {
     word_bytes.copy(lower_word.Data(), word_bytes.size());
     platform::Lower(lower_text.Data(), text_bytes.size());
     platform::Lower(lower_word.Data(), word_bytes.size());
-    const std::size_t place = platform::Find({lower_text.Data(), text_bytes.size()}, {lower_word.Data(), word_bytes.size()});
+    const std::size_t place =
+        platform::Find({lower_text.Data(), text_bytes.size()}, {lower_word.Data(), word_bytes.size()});
     return place == std::string_view::npos ? nullptr : const_cast<char*>(text) + place;
 }
 
@@ -65,7 +70,7 @@ void* xcmemmem(void const* data, unsigned int size, void const* pattern, unsigne
 char* strncpy_mb(char* out, char const* text, unsigned int limit) {
     char* at = out;
     for (ByteRange in(text); !in.Empty();) {
-        const int size = WholeCharacter(in);
+        int const size = WholeCharacter(in);
         if (size == 0 || static_cast<unsigned>(size) > limit) break;
         limit -= static_cast<unsigned>(size);
         for (int i = 0; i < size; ++i) *at++ = static_cast<char>(*in.at++);

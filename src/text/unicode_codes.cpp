@@ -21,7 +21,7 @@ struct Utf8Form {
     Utf8Form() = default;
     Utf8Form(std::uint16_t unit, unsigned source_bytes) noexcept {
         char bytes[3];
-        const auto size = static_cast<unsigned>(platform::PutUtf8(unit, bytes) - bytes);
+        auto const size = static_cast<unsigned>(platform::PutUtf8(unit, bytes) - bytes);
         for (unsigned i = 0; i < size; ++i) bits |= std::uint32_t{static_cast<Byte>(bytes[i])} << 8 * i;
         bits |= size << 24 | source_bytes << 28;
     }
@@ -42,7 +42,7 @@ struct UnicodeTables {
             code_of_unit[unit] = code || unit == 0 ? code : blank;
         }
         for (unsigned pair = 0; pair < 0x10000; ++pair) {
-            const char bytes[] = {static_cast<char>(pair >> 8), static_cast<char>(pair & 0xFF)};
+            char const bytes[] = {static_cast<char>(pair >> 8), static_cast<char>(pair & 0xFF)};
             ByteRange in(std::string_view(bytes, sizeof bytes));
             std::uint16_t unit = blank;
             TakeSjUnit(in, unit);
@@ -59,7 +59,7 @@ UnicodeTables const& Tables() noexcept {
 // The usual run: sequences of three bytes, each giving a double-byte character.
 char* TakeThreeByteRun(UnicodeTables const& tables, ByteRange& in, char* out) noexcept {
     while (in.Holds(3) && *in.at >= 0xE0) {
-        const unsigned unit = (in.at[0] & 0xFu) << 12 | (in.at[1] & 0x3Fu) << 6 | (in.at[2] & 0x3Fu);
+        unsigned const unit = (in.at[0] & 0xFu) << 12 | (in.at[1] & 0x3Fu) << 6 | (in.at[2] & 0x3Fu);
         const std::uint16_t code = tables.code_of_unit[unit];
         if (code <= 0xFF) break;
         out[0] = static_cast<char>(code >> 8);
@@ -70,8 +70,8 @@ char* TakeThreeByteRun(UnicodeTables const& tables, ByteRange& in, char* out) no
     return out;
 }
 
-// The usual run: double-byte characters, each giving three bytes. A fourth byte is written along; what follows
-// goes over it.
+// The usual run: double-byte characters, each giving three bytes. A fourth byte is written along; what
+// follows goes over it.
 char* TakePairRun(UnicodeTables const& tables, ByteRange& in, char* out) noexcept {
     while (in.Holds(2)) {
         const Utf8Form form = tables.utf8_of_pair[unsigned{in.at[0]} << 8 | in.at[1]];
@@ -89,9 +89,9 @@ std::uint16_t SjCodeOfUnit(std::uint16_t unit) noexcept { return Tables().code_o
 
 bool TakeSjUnit(ByteRange& in, std::uint16_t& unit) noexcept {
     const Byte first = *in.at;
-    const bool lead = platform::IsLeadByte(first);
+    bool const lead = platform::IsLeadByte(first);
     if (lead && !in.Holds(2)) return false;
-    const bool pair = lead && IsTrailByte(in.at[1]);
+    bool const pair = lead && IsTrailByte(in.at[1]);
     unit = platform::UnicodeOf(static_cast<std::uint16_t>(pair ? first << 8 | in.at[1] : first));
     if (unit == 0) unit = blank;
     in.at += pair ? 2 : 1;
@@ -120,7 +120,7 @@ char* Utf8FromSj(std::string_view sj, char* out) noexcept {
         out = CopyAscii(in, out);
         out = TakePairRun(tables, in, out);
         if (in.Empty() || (!in.Holds(2) && platform::IsLeadByte(*in.at))) break;
-        const unsigned second = in.Holds(2) ? in.at[1] : 0;
+        unsigned const second = in.Holds(2) ? in.at[1] : 0;
         const Utf8Form form = tables.utf8_of_pair[unsigned{in.at[0]} << 8 | second];
         for (unsigned i = 0; i < form.Size(); ++i) *out++ = form.At(i);
         in.at += form.SourceBytes();

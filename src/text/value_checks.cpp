@@ -3,18 +3,21 @@
 #include <string_view>
 
 #include "storage/date_data.h"
-#include "text/dates.h"
 
 namespace {
 
 constexpr std::size_t npos = std::string_view::npos;
 constexpr std::size_t most_digits = 9;  // so that every number fits 32 bits
 
-std::string_view ViewOf(char const* text) noexcept { return text ? std::string_view(text) : std::string_view(); }
+std::string_view ViewOf(char const* text) noexcept {
+    return text ? std::string_view(text) : std::string_view();
+}
 
 constexpr bool Between(char c, char first, char last) noexcept { return c >= first && c <= last; }
 constexpr bool IsDigit(char c) noexcept { return Between(c, '0', '9'); }
-constexpr bool IsAlphanumeric(char c) noexcept { return IsDigit(c) || Between(c, 'A', 'Z') || Between(c, 'a', 'z'); }
+constexpr bool IsAlphanumeric(char c) noexcept {
+    return IsDigit(c) || Between(c, 'A', 'Z') || Between(c, 'a', 'z');
+}
 
 template <class Condition>
 bool EveryByte(std::string_view text, Condition condition) noexcept {
@@ -50,8 +53,7 @@ int CheckNumberData(char const* text) {
 }
 
 int CheckDateTypeData(char const* text, int parts) {
-    char date[date_text_size];
-    return ReFormat_DateData(text ? text : "", date, 0) >= parts ? 1 : 0;
+    return ReFormat_DateData(text, nullptr, 0) >= parts ? 1 : 0;
 }
 
 int CheckSpecialStringData(char const* text, char const* allowed) {

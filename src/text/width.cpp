@@ -20,7 +20,8 @@ constexpr bool IsLead(Byte c) noexcept { return (c >= 0x81 && c <= 0x9F) || (c >
 constexpr Byte first_ascii = 0x20;
 constexpr Byte last_ascii = 0x7D;
 constexpr std::string_view full_width_ascii =
-    "　！”＃＄％＆’（）＊＋，－．／０１２３４５６７８９：；＜＝＞？＠ＡＢＣＤＥＦＧＨＩＪＫＬＭＮＯＰＱＲＳＴＵＶＷＸＹＺ"
+    "　！”＃＄％＆’（）＊＋，－．／０１２３４５６７８９：；＜＝＞？＠ＡＢＣＤＥＦＧＨＩＪＫＬＭＮＯＰＱＲＳＴ"
+    "ＵＶＷＸＹＺ"
     "［￥］＾＿‘ａｂｃｄｅｆｇｈｉｊｋｌｍｎｏｐｑｒｓｔｕｖｗｘｙｚ｛｜｝";
 static_assert(full_width_ascii.size() == 2 * (last_ascii - first_ascii + 1));
 
@@ -73,7 +74,7 @@ class HalfForms {
         for (int c = first_ascii; c <= last_ascii; ++c)
             Set(full_width_ascii.data() + 2 * (c - first_ascii), static_cast<Byte>(c));
         for (int index = 1; index < 64; ++index) {
-            const auto kana = static_cast<Byte>(text::first_kana + index);
+            auto const kana = static_cast<Byte>(text::first_kana + index);
             Set(text::sj_kana_forms.plain[index], kana);
             Set(text::sj_kana_forms.voiced[index], kana, text::voiced_mark);
             Set(text::sj_kana_forms.semi_voiced[index], kana, text::semi_voiced_mark);
@@ -95,7 +96,8 @@ class HalfForms {
     // An empty `pair` sets nothing; a second byte 0 is none.
     void Set(char const* pair, Byte first, Byte second = 0) noexcept {
         if (!pair[0]) return;
-        At(pair) = {{static_cast<char>(first), static_cast<char>(second)}, static_cast<Byte>(second ? 2 : 1), false};
+        At(pair) = {
+            {static_cast<char>(first), static_cast<char>(second)}, static_cast<Byte>(second ? 2 : 1), false};
     }
 
     std::array<std::array<HalfForm, 256>, last_row - first_row + 1> forms_;
@@ -107,7 +109,9 @@ HalfForms const& Halves() noexcept {
     return forms;
 }
 
-std::string_view ViewOf(char const* text) noexcept { return text ? std::string_view(text) : std::string_view(); }
+std::string_view ViewOf(char const* text) noexcept {
+    return text ? std::string_view(text) : std::string_view();
+}
 
 }  // namespace
 

@@ -14,8 +14,8 @@ TESSALY_API void xc_han2zen_sjis_all(char* out, char const* text);
 TESSALY_API void xc_han2zen_sjis_kana(char* out, char const* text);
 
 // Signs, digits, letters and katakana to half width, a voiced kana becoming two bytes. Characters without a
-// half-width form stay (among them hiragana, kanji, and the kana ヰ, ヱ, ヵ, ヶ). `out` holds strlen(text) + 1
-// bytes.
+// half-width form stay (among them hiragana, kanji, and the kana ヰ, ヱ, ヵ, ヶ). `out` holds strlen(text) +
+// 1 bytes.
 TESSALY_API void xc_zen2han_sjis_all(char* out, char const* text);
 
 // 1 when `word` occurs in `text`, full width and half width counting as the same; else 0. An empty word

@@ -52,7 +52,8 @@ TEST(SmtpReply, LastLineGivesCodeAndMark) {
     };
     for (Case const& c : cases) {
         int final = 99;
-        EXPECT_EQ(MailSend::GetResponseStatus(c.reply, &final), std::abs(c.final)) << (c.reply ? c.reply : "null");
+        EXPECT_EQ(MailSend::GetResponseStatus(c.reply, &final), std::abs(c.final))
+            << (c.reply ? c.reply : "null");
         EXPECT_EQ(final, c.final) << (c.reply ? c.reply : "null");
     }
     EXPECT_EQ(MailSend::GetResponseStatus("354-go\r\n", nullptr), 354);
@@ -63,15 +64,33 @@ TEST(SocketErrors, OfEachKindOfCallHaveTheirCode) {
         int error, connect, send, receive, shutdown;
     };
     constexpr Case cases[] = {
-        {10013, 2322, 2322, 2322, 2322}, {10014, 2309, 2310, 1, 1},       {10022, 2311, 2313, 2313, 2312},
-        {10024, 2315, 2315, 2315, 2315}, {10035, 2321, 2321, 2321, 2321}, {10036, 2304, 2304, 2304, 2304},
-        {10038, 2319, 2319, 2319, 2319}, {10039, 2308, 2308, 2308, 2308}, {10047, 2306, 2306, 2306, 2306},
-        {10048, 2303, 2303, 2303, 2303}, {10049, 2305, 2305, 2305, 2305}, {10050, 2302, 2302, 2302, 2302},
-        {10051, 2316, 2316, 2316, 2316}, {10052, 2323, 2323, 2323, 2323}, {10053, 2326, 2326, 2326, 2326},
-        {10054, 2327, 2327, 2327, 2327}, {10055, 2317, 2318, 2318, 2318}, {10056, 2314, 2314, 2314, 2314},
-        {10057, 2324, 2324, 2324, 2324}, {10058, 2325, 2325, 2325, 2325}, {10060, 2320, 2320, 2320, 2320},
-        {10061, 2307, 2307, 2307, 2307}, {10093, 2301, 2301, 2301, 2301}, {10004, 1, 1, 1, 1},
-        {0, 1, 1, 1, 1},                 {11001, 1, 1, 1, 1},             {-1, 1, 1, 1, 1},
+        {10013, 2322, 2322, 2322, 2322},
+        {10014, 2309, 2310, 1, 1},
+        {10022, 2311, 2313, 2313, 2312},
+        {10024, 2315, 2315, 2315, 2315},
+        {10035, 2321, 2321, 2321, 2321},
+        {10036, 2304, 2304, 2304, 2304},
+        {10038, 2319, 2319, 2319, 2319},
+        {10039, 2308, 2308, 2308, 2308},
+        {10047, 2306, 2306, 2306, 2306},
+        {10048, 2303, 2303, 2303, 2303},
+        {10049, 2305, 2305, 2305, 2305},
+        {10050, 2302, 2302, 2302, 2302},
+        {10051, 2316, 2316, 2316, 2316},
+        {10052, 2323, 2323, 2323, 2323},
+        {10053, 2326, 2326, 2326, 2326},
+        {10054, 2327, 2327, 2327, 2327},
+        {10055, 2317, 2318, 2318, 2318},
+        {10056, 2314, 2314, 2314, 2314},
+        {10057, 2324, 2324, 2324, 2324},
+        {10058, 2325, 2325, 2325, 2325},
+        {10060, 2320, 2320, 2320, 2320},
+        {10061, 2307, 2307, 2307, 2307},
+        {10093, 2301, 2301, 2301, 2301},
+        {10004, 1, 1, 1, 1},
+        {0, 1, 1, 1, 1},
+        {11001, 1, 1, 1, 1},
+        {-1, 1, 1, 1, 1},
     };
     for (Case const& c : cases) {
         EXPECT_EQ(MailSend::GetWSAErrMsg(c.error, MailSend::FunctionConnect), c.connect) << c.error;
@@ -104,8 +123,9 @@ TEST(SmtpAuthentication, MethodIsTheFirstAllowedAndNamed) {
 
 TEST(SmtpAuthentication, AnswersAreExact) {
     // The example of RFC 2195 2.
-    EXPECT_EQ(delivery::CramMd5Answer("tim", "tanstaaftanstaaf", "<1896.697170952@postoffice.reston.mci.net>"),
-              "dGltIGI5MTNhNjAyYzdlZGE3YTQ5NWI0ZTZlNzMzNGQzODkw");
+    EXPECT_EQ(
+        delivery::CramMd5Answer("tim", "tanstaaftanstaaf", "<1896.697170952@postoffice.reston.mci.net>"),
+        "dGltIGI5MTNhNjAyYzdlZGE3YTQ5NWI0ZTZlNzMzNGQzODkw");
     EXPECT_EQ(delivery::PlainAnswer("u", "p"), "dQB1AHA=");
     EXPECT_EQ(delivery::PlainAnswer("", ""), "AAA=");
     // "a\0b" as user and "\0" as password, from a^b and ^.
@@ -149,9 +169,9 @@ TEST(WireText, IsExactByteForByte) {
     plain.body = "あ\r\nb";
     const std::string fixed = "Mime-Version: 1.0\r\nContent-Transfer-Encoding: 7bit\r\n";
     const std::string default_type = "Content-Type: text/plain; charset=ISO-2022-JP\r\n";
-    EXPECT_EQ(delivery::MakeWireText(plain), ("From: a@example.jp\r\n" + default_type + fixed +
-                                              "\r\n\x1b$B$\"\x1b(B\r\nb\r\n.\r\n")
-                                                 .c_str());
+    EXPECT_EQ(
+        delivery::MakeWireText(plain),
+        ("From: a@example.jp\r\n" + default_type + fixed + "\r\n\x1b$B$\"\x1b(B\r\nb\r\n.\r\n").c_str());
 
     delivery::WireParts full = plain;
     full.message_id = "1.2@example.jp";
@@ -169,13 +189,14 @@ TEST(WireText, IsExactByteForByte) {
     full.body = ".";
     full.boundary = "_B_";
     full.attachments = &parts;
-    EXPECT_EQ(delivery::MakeWireText(full),
-              ("From: a@example.jp\r\nMessage-Id: <1.2@example.jp>\r\nX-Mailer: Tessaly 5\r\n"
-               "Content-Type: multipart/mixed; boundary=\"_B_\"\r\n" +
-               fixed +
-               "\r\n--_B_\r\nContent-Type: text/html; charset=x\r\nContent-Transfer-Encoding: 7bit\r\n\r\n..\r\n"
-               "--_B_\r\nContent-Type: image/png\r\n\r\nQUJD\r\n--_B_\r\nX: y\r\n\r\n.dot\r\n--_B_--\r\n.\r\n")
-                  .c_str());
+    EXPECT_EQ(
+        delivery::MakeWireText(full),
+        ("From: a@example.jp\r\nMessage-Id: <1.2@example.jp>\r\nX-Mailer: Tessaly 5\r\n"
+         "Content-Type: multipart/mixed; boundary=\"_B_\"\r\n" +
+         fixed +
+         "\r\n--_B_\r\nContent-Type: text/html; charset=x\r\nContent-Transfer-Encoding: 7bit\r\n\r\n..\r\n"
+         "--_B_\r\nContent-Type: image/png\r\n\r\nQUJD\r\n--_B_\r\nX: y\r\n\r\n.dot\r\n--_B_--\r\n.\r\n")
+            .c_str());
 }
 
 TEST(WireText, DotsAtLineStartsAreStuffed) {
@@ -197,6 +218,47 @@ TEST(WireText, DotsAtLineStartsAreStuffed) {
         delivery::AppendDotStuffed(out, text);
         EXPECT_EQ(out, "x" + CString(stuffed)) << text;
     }
+}
+
+TEST(MailSendHeader, LinesAreExact) {
+    struct Case {
+        char const *name, *value, *address, *line;
+    };
+    constexpr Case cases[] = {
+        {"Subject", "plain", nullptr, "Subject: plain\r\n"},
+        {"Subject", "あ", nullptr, "Subject: =?iso-2022-jp?B?GyRCJCIbKEI=?=\r\n"},
+        {"Subject", nullptr, nullptr, "Subject: \r\n"},
+        {"To", "Taro", "t@example.jp", "To: \"Taro\" <t@example.jp>\r\n"},
+        {"To", "あ", "t@example.jp", "To: \"=?iso-2022-jp?B?GyRCJCIbKEI=?=\" <t@example.jp>\r\n"},
+        {"To", "", "t@example.jp", "To: t@example.jp\r\n"},
+        {"To", nullptr, "t@example.jp", "To: t@example.jp\r\n"},
+        {"To", "", "", "To: \r\n"},
+        {nullptr, "v", "a", ""},
+        // Half-width kana become full-width.
+        {"X", "ｱ", nullptr, "X: =?iso-2022-jp?B?GyRCJSIbKEI=?=\r\n"},
+        // A fold stays, everything else that would add a line goes.
+        {"X", "a\r\n b\r\n\tc", nullptr, "X: a\r\n b\r\n\tc\r\n"},
+        {"X", "a\r\nBcc: b\r\n", nullptr, "X: a  Bcc: b  \r\n"},
+        {"X", "a\nb\rc", "d\r\ne", "X: \"a b c\" <d  e>\r\n"},
+        {"X", "\n x", nullptr, "X:   x\r\n"},
+        {"A\r\nB", "x", nullptr, "A  B: x\r\n"},
+    };
+    for (Case const& c : cases) {
+        MailSend client;
+        client.SetHeader("before");
+        EXPECT_EQ(client.SetHeader(c.name, c.value, c.address), c.name ? 1 : 0);
+        EXPECT_STREQ(client.GetHeader(), c.line);
+    }
+    MailSend client;
+    client.SetHeader("A: 1");
+    client.AddHeader("B: 2");
+    client.AddHeader("C", "3", nullptr);
+    EXPECT_STREQ(client.GetHeader(), "A: 1\r\nB: 2\r\nC: 3\r\n");
+    client.SetContentType("text", "plain", nullptr);
+    EXPECT_EQ(client.GetContentType(), "text/plain");
+    client.SetContentType("text", "html", "; charset=x");
+    EXPECT_EQ(client.GetContentType(), "text/html; charset=x");
+    EXPECT_EQ(MailSend::EncodeFileName("a.txt"), "a.txt");
 }
 
 class MailStamps : public testing::Test {
@@ -259,7 +321,8 @@ TEST_F(MailStamps, BoundaryHasItsForm) {
     EXPECT_EQ(boundary.substr(0, start.size()), start);
     EXPECT_EQ(boundary.substr(boundary.size() - end.size()), end);
     // What may stand in a boundary without a blank (RFC 2046 5.1.1).
-    EXPECT_EQ(boundary.find_first_not_of("ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789'()+_,-./:=?"),
+    EXPECT_EQ(boundary.find_first_not_of(
+                  "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789'()+_,-./:=?"),
               std::string::npos);
 }
 

@@ -115,9 +115,7 @@ TEST(CString, TakesItsOwnText) {
         EXPECT_EQ(same, std::string_view(whole + whole));
         same = text;
         EXPECT_EQ(same.Insert(1, same), static_cast<int>(2 * whole.size()));
-        EXPECT_EQ(same, std::string_view(whole).substr(0, 1).data() +
-                            std::string(whole).erase(0, 1).insert(0, whole))
-            << "inserted into itself";
+        EXPECT_EQ(same, std::string_view(std::string(whole).insert(1, whole)));
         same = text;
         EXPECT_EQ(same.Replace(same, same), 1);
         EXPECT_EQ(same, text);

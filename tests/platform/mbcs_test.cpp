@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <ctime>
 #include <random>
 #include <set>
 #include <string>
@@ -138,7 +139,8 @@ TEST(Mbcs, FindsNoCharacterInsideOrAcrossOthers) {
             ASSERT_EQ(platform::ReverseFind(trail + doubled, trail), 0U);
         }
         // The two bytes of the word stand side by side, but belong to two characters.
-        std::string const across = "\x83" + word + (platform::IsLeadByte(trail) ? "A" : "");
+        std::string const across =
+            (word[0] == '\x84' ? "\x83" : "\x84") + word + (platform::IsLeadByte(trail) ? "A" : "");
         ASSERT_EQ(platform::Find(across, word), npos);
         ASSERT_EQ(platform::Find(across + word, word), across.size());
         std::string const text = across + word;
@@ -149,7 +151,7 @@ TEST(Mbcs, FindsNoCharacterInsideOrAcrossOthers) {
 TEST(Mbcs, SearchAgreesWithAWalkOverTheText) {
     std::mt19937 random(1);
     std::string_view const alphabet = "aA\\\x81\x82\x83\xE0\x41\x5C\xB1";
-    for (int round = 0; round < 20000; ++round) {
+    for (int round = 0; round < 5000; ++round) {
         std::string text, word;
         for (std::size_t i = random() % 24; i > 0; --i) text += alphabet[random() % alphabet.size()];
         for (std::size_t i = 1 + random() % 3; i > 0; --i) word += alphabet[random() % alphabet.size()];
@@ -171,14 +173,16 @@ TEST(Mbcs, SearchAgreesWithAWalkOverTheText) {
     EXPECT_EQ(platform::mbsstr(nullptr, "a"), nullptr);
 }
 
-// A search that walked back over the same lead bytes for every hit would not come to an end here.
+// A search that walked back over the same lead bytes for every hit would take a minute.
 TEST(Mbcs, SearchStaysLinearInRunsOfLeadBytes) {
     std::string text;
-    for (int i = 0; i < 1'000'000; ++i) text += "\x81\x82";
+    for (int i = 0; i < 150'000; ++i) text += "\x81\x82";
+    std::clock_t const start = std::clock();
     EXPECT_EQ(platform::Find(text, '\x82'), npos);
     EXPECT_EQ(platform::Find(text, "\x82\x81"), npos);
     EXPECT_EQ(platform::ReverseFind(text, '\x82'), npos);
     EXPECT_EQ(platform::ReverseFind(text, '\x81'), text.size() - 2);
+    EXPECT_LT(std::clock() - start, 5 * CLOCKS_PER_SEC);
 }
 
 TEST(Mbcs, SplitsPaths) {

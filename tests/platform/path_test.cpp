@@ -4,6 +4,7 @@
 
 #include <filesystem>
 #include <random>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -15,8 +16,9 @@ std::string Utf8(char8_t const* text) { return reinterpret_cast<char const*>(tex
 
 std::vector<std::string> NamesOf(std::string const& host) {
     std::vector<std::string> names;
-    for (auto const& name : std::filesystem::path(host))
-        if (!name.empty() && name != ".") names.push_back(name.string());
+    std::istringstream rest(host);
+    for (std::string name; std::getline(rest, name, '/');)
+        if (!name.empty() && name != ".") names.push_back(name);
     return names;
 }
 

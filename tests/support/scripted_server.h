@@ -14,19 +14,20 @@
 #include <utility>
 #include <vector>
 
-// A server on 127.0.0.1 that plays a script from a thread of the test process, for clients of line protocols. A script
-// is a list of connections, each a list of steps: a step that awaits reads one unit from the client first (a line, or
-// behind a DATA step the text to its closing dot), then gives its answer. When its steps are over, a connection goes on
-// recording what the client sends until the client closes. No wait is longer than deadline_ms.
+// A server on 127.0.0.1 that plays a script from a thread of the test process, for clients of line protocols.
+// A script is a list of connections, each a list of steps: a step that awaits reads one unit from the client
+// first (a line, or behind a DATA step the text to its closing dot), then gives its answer. When its steps
+// are over, a connection goes on recording what the client sends until the client closes. No wait is longer
+// than deadline_ms.
 namespace test {
 
 struct Step {
     enum class Ending { stay, close, reset, stall };
     std::string answer;
-    bool awaits = true;        // read one unit from the client before the answer
-    bool takes_data = false;   // the next unit read is a mail text
-    bool in_bytes = false;     // one byte a packet
-    int times = 1;             // how often the answer is written
+    bool awaits = true;            // read one unit from the client before the answer
+    bool takes_data = false;       // the next unit read is a mail text
+    bool in_bytes = false;         // one byte a packet
+    int times = 1;                 // how often the answer is written
     Ending ending = Ending::stay;  // stall: say nothing more until the client closes
 };
 
@@ -59,7 +60,8 @@ constexpr int deadline_ms = 5000;
 
 class ListeningSocket {
   public:
-    explicit ListeningSocket(int backlog = 8) : descriptor_(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
+    explicit ListeningSocket(int backlog = 8)
+        : descriptor_(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
         sockaddr_in address{};
         address.sin_family = AF_INET;
         address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
@@ -100,7 +102,7 @@ class BlackHole : public ListeningSocket {
         }
     }
     ~BlackHole() {
-        for (const int filler : fillers_) ::close(filler);
+        for (int const filler : fillers_) ::close(filler);
     }
 
   private:
@@ -111,7 +113,8 @@ class ScriptedServer {
   public:
     using Script = std::vector<Step>;
 
-    explicit ScriptedServer(Script only_connection) : ScriptedServer(std::vector{std::move(only_connection)}) {}
+    explicit ScriptedServer(Script only_connection)
+        : ScriptedServer(std::vector{std::move(only_connection)}) {}
     explicit ScriptedServer(std::vector<Script> connections)
         : connections_(std::move(connections)), thread_([this] { Run(); }) {}
     ~ScriptedServer() {
@@ -122,8 +125,8 @@ class ScriptedServer {
     ScriptedServer& operator=(ScriptedServer const&) = delete;
 
     int Port() const { return listener_.Port(); }
-    // Everything that clients sent, unit by unit with its line ends, connection after connection. To be asked when
-    // they are done: waits for what they left behind, and no more of them are served.
+    // Everything that clients sent, unit by unit with its line ends, connection after connection. To be asked
+    // when they are done: waits for what they left behind, and no more of them are served.
     std::vector<std::string> const& Received() {
         Join();
         return received_;
@@ -191,7 +194,7 @@ class ScriptedServer {
             pollfd waiting[] = {{listener_.Descriptor(), POLLIN, 0}, {end_asked_, POLLIN, 0}};
             ::poll(waiting, 2, deadline_ms);
             if (!(waiting[0].revents & POLLIN)) return;
-            const int client = ::accept4(listener_.Descriptor(), nullptr, nullptr, SOCK_CLOEXEC);
+            int const client = ::accept4(listener_.Descriptor(), nullptr, nullptr, SOCK_CLOEXEC);
             if (client < 0) return;
             ++served_;
             Connection connection(client);
@@ -213,7 +216,8 @@ class ScriptedServer {
             if (step.ending == Step::Ending::reset) connection.ResetOnClose();
             if (step.ending != Step::Ending::stay) return;
         }
-        for (std::string unit; !(unit = connection.ReadTo("\r\n")).empty();) received_.push_back(std::move(unit));
+        for (std::string unit; !(unit = connection.ReadTo("\r\n")).empty();)
+            received_.push_back(std::move(unit));
     }
 
     static bool WriteAnswer(Connection& connection, Step const& step) {

@@ -35,7 +35,8 @@ bool CustomerIDSource::Next(int& id) {
     return true;
 }
 
-// The first value of a block is drawn as usual; its last one is drawn too, which shows that the sequence reaches so far.
+// The first value of a block is drawn as usual; its last one is drawn too, which shows that the sequence
+// reaches so far.
 bool CustomerIDSource::Reserve() {
     int first;
     if (!sequence_.NextValue(&first)) return false;

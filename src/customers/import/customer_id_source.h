@@ -6,9 +6,9 @@ class EnvManager;
 
 namespace customers {
 
-// Draws many customer IDs from the sequence of an environment. The sequence file is moved ahead a block at a time and
-// put back to the first unused value at the end, so that it then holds what drawing one by one would have left. A
-// process that dies in between leaves a gap, never an ID that is given twice.
+// Draws many customer IDs from the sequence of an environment. The sequence file is moved ahead a block at a
+// time and put back to the first unused value at the end, so that it then holds what drawing one by one would
+// have left. A process that dies in between leaves a gap, never an ID that is given twice.
 //
 // The caller holds DATABASE_EDIT_MUTEX from the first call until the object is gone.
 class CustomerIDSource {
@@ -16,11 +16,11 @@ class CustomerIDSource {
     // `env` must not be null.
     explicit CustomerIDSource(EnvManager* env);
     ~CustomerIDSource();
-    CustomerIDSource(const CustomerIDSource&) = delete;
-    CustomerIDSource& operator=(const CustomerIDSource&) = delete;
+    CustomerIDSource(CustomerIDSource const&) = delete;
+    CustomerIDSource& operator=(CustomerIDSource const&) = delete;
 
-    // Moves the sequence on, if need be, so that all values to come are above `largest`. false when it has none left or
-    // its file cannot be used.
+    // Moves the sequence on, if need be, so that all values to come are above `largest`. false when it has
+    // none left or its file cannot be used.
     bool MovePast(int largest);
     // The next value; false when there is none.
     bool Next(int& id);

@@ -35,7 +35,7 @@ static_assert(std::size(bytes_of_parts) == date_data_parts + 1);
 
 bool TakeDate(std::string_view field, std::size_t (*size_of)(int), char (&converted)[date_data_size],
               std::string_view& value) {
-    const int parts = ReFormat_DateData(std::string(field).c_str(), converted, defaults_of_lower_end);
+    int const parts = ReFormat_DateData(std::string(field).c_str(), converted, defaults_of_lower_end);
     value = {converted, size_of(parts)};
     return !value.empty();
 }
@@ -46,7 +46,7 @@ std::size_t GivenParts(int parts) { return bytes_of_parts[parts]; }
 bool TakeNumber(std::string_view field, char (&converted)[date_data_size], std::string_view& value) {
     const std::string text(field);
     if (!CheckNumberData(text.c_str())) return false;
-    const char* end = std::to_chars(converted, converted + sizeof converted, std::atoi(text.c_str())).ptr;
+    char const* end = std::to_chars(converted, converted + sizeof converted, std::atoi(text.c_str())).ptr;
     value = {converted, static_cast<std::size_t>(end - converted)};
     return true;
 }
@@ -59,7 +59,7 @@ bool TakeIf(bool accepted, std::string_view field, std::string_view& value) {
 }  // namespace
 
 FieldRule RuleOf(int element, int type) noexcept {
-    for (const ElementRule& entry : element_rules)
+    for (ElementRule const& entry : element_rules)
         if (element >= entry.first && element <= entry.last) return entry.rule;
     if (type == mydb_number) return FieldRule::number;
     return type == mydb_date ? FieldRule::date : FieldRule::text;

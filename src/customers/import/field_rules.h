@@ -6,8 +6,8 @@
 
 namespace customers {
 
-// How a field of an import file becomes the value of an element. In all but `address` an empty field is accepted and
-// gives an empty value.
+// How a field of an import file becomes the value of an element. In all but `address` an empty field is
+// accepted and gives an empty value.
 enum class FieldRule {
     address,      // must be accepted by MailAddressChecker; empty is refused
     birth_date,   // a date with year, month and day; stored as the whole 19 bytes of its date text
@@ -25,8 +25,9 @@ inline constexpr char bad_direct_mail[] = "E";
 // `type`: the element's type by Get_DBElementInfo (0 string, 1 number, 2 date).
 FieldRule RuleOf(int element, int type) noexcept;
 
-// Checks a field, which holds no NUL, and gives its value: the field itself, or a text in `converted`. false when the
-// rule refuses it; the value is then empty.
-bool TakeField(FieldRule rule, std::string_view field, char (&converted)[date_data_size], std::string_view& value);
+// Checks a field, which holds no NUL, and gives its value: the field itself, or a text in `converted`. false
+// when the rule refuses it; the value is then empty.
+bool TakeField(FieldRule rule, std::string_view field, char (&converted)[date_data_size],
+               std::string_view& value);
 
 }  // namespace customers

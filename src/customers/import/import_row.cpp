@@ -3,7 +3,7 @@
 namespace customers {
 
 bool ImportRow::Take(int element, FieldRule rule, std::string_view field) {
-    const auto place = static_cast<std::size_t>(element);
+    auto const place = static_cast<std::size_t>(element);
     assigned_.set(place);
     return TakeField(rule, field, converted_[place], values_[place]);
 }

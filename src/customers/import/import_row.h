@@ -11,13 +11,13 @@
 
 namespace customers {
 
-// What one line of an import file says about a customer: values for some of the 56 elements. It holds views only;
-// strings are made once the line is accepted, and only of what differs from the row that it goes to.
+// What one line of an import file says about a customer: values for some of the 56 elements. It holds views
+// only; strings are made once the line is accepted, and only of what differs from the row that it goes to.
 class ImportRow {
   public:
     ImportRow() = default;
-    ImportRow(const ImportRow&) = delete;  // values may lie in the object itself
-    ImportRow& operator=(const ImportRow&) = delete;
+    ImportRow(ImportRow const&) = delete;  // values may lie in the object itself
+    ImportRow& operator=(ImportRow const&) = delete;
 
     void Clear() noexcept { assigned_.reset(); }
     // Assigns the value that the rule makes of a field; an empty one and false when the rule refuses it.

@@ -11,21 +11,21 @@ namespace {
 constexpr std::size_t block_size = 1 << 20;
 constexpr int stop_byte = 0xFF;
 
-platform::Stream OpenForReading(const char* path) {
+platform::Stream OpenForReading(char const* path) {
     if (!path || platform::IsDirectory(path)) return nullptr;
     return platform::Stream(platform::OpenStream(path, "rb"));
 }
 
 std::string_view WithoutLineEnd(std::string_view text) {
-    const void* nul = text.empty() ? nullptr : std::memchr(text.data(), 0, text.size());
-    if (nul) text = text.substr(0, static_cast<std::size_t>(static_cast<const char*>(nul) - text.data()));
+    void const* nul = text.empty() ? nullptr : std::memchr(text.data(), 0, text.size());
+    if (nul) text = text.substr(0, static_cast<std::size_t>(static_cast<char const*>(nul) - text.data()));
     while (!text.empty() && (text.back() == '\n' || text.back() == '\r')) text.remove_suffix(1);
     return text;
 }
 
 }  // namespace
 
-bool LineReader::Open(const char* path) {
+bool LineReader::Open(char const* path) {
     *this = LineReader();
     stream_ = OpenForReading(path);
     if (stream_) buffer_.resize(block_size);
@@ -37,9 +37,9 @@ LineReader::Status LineReader::Next(std::string_view& text) {
     std::size_t end = filled_;
     for (;;) {
         const std::size_t unseen = filled_ - scanned_;
-        const void* feed = unseen == 0 ? nullptr : std::memchr(buffer_.data() + scanned_, '\n', unseen);
+        void const* feed = unseen == 0 ? nullptr : std::memchr(buffer_.data() + scanned_, '\n', unseen);
         if (feed) {
-            end = static_cast<std::size_t>(static_cast<const char*>(feed) - buffer_.data()) + 1;
+            end = static_cast<std::size_t>(static_cast<char const*>(feed) - buffer_.data()) + 1;
             break;
         }
         scanned_ = filled_;
@@ -71,16 +71,17 @@ bool LineReader::Fill() {
     return got > 0;
 }
 
-bool CountLineFeeds(const char* path, int& count) {
+bool CountLineFeeds(char const* path, int& count) {
     const platform::Stream stream = OpenForReading(path);
     if (!stream) return false;
     std::vector<char> block(block_size);
     std::int64_t feeds = 0;
     for (bool stopped = false; !stopped;) {
         const std::size_t got = std::fread(block.data(), 1, block.size(), stream.get());
-        const void* stop = got == 0 ? nullptr : std::memchr(block.data(), stop_byte, got);
+        void const* stop = got == 0 ? nullptr : std::memchr(block.data(), stop_byte, got);
         stopped = got == 0 || stop;
-        const auto size = stop ? static_cast<const char*>(stop) - block.data() : static_cast<std::ptrdiff_t>(got);
+        auto const size =
+            stop ? static_cast<char const*>(stop) - block.data() : static_cast<std::ptrdiff_t>(got);
         feeds += std::count(block.data(), block.data() + size, '\n');
     }
     count = static_cast<int>(std::min<std::int64_t>(feeds, std::numeric_limits<int>::max()));

@@ -8,16 +8,16 @@
 
 namespace customers {
 
-// The lines of an import file, read in large blocks. A line ends with its LF, the last one with the file. A line of any
-// length is read in time and memory linear to it.
+// The lines of an import file, read in large blocks. A line ends with its LF, the last one with the file. A
+// line of any length is read in time and memory linear to it.
 class LineReader {
   public:
     enum class Status { line, end, failed };
 
     // false for a file that cannot be opened; a directory is none.
-    bool Open(const char* path);
-    // The next line without the CRs and LFs at its end. A text ends at its first NUL, the line does not: what stands
-    // between the NUL and the LF is passed over. `text` stays valid until the next call.
+    bool Open(char const* path);
+    // The next line without the CRs and LFs at its end. A text ends at its first NUL, the line does not: what
+    // stands between the NUL and the LF is passed over. `text` stays valid until the next call.
     Status Next(std::string_view& text);
 
   private:
@@ -33,6 +33,6 @@ class LineReader {
 };
 
 // LF bytes of a file up to its first byte 0xFF; false when it cannot be opened.
-bool CountLineFeeds(const char* path, int& count);
+bool CountLineFeeds(char const* path, int& count);
 
 }  // namespace customers

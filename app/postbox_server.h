@@ -1,0 +1,39 @@
+#pragma once
+
+#include <atomic>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "mail_folder.h"
+#include "smtp_session.h"
+
+namespace app {
+
+// The built-in post box: an SMTP server on the loopback address that stores what it gets in a folder.
+class PostboxServer {
+  public:
+    // Listens at once; port 0 takes a free one. Throws Failure.
+    PostboxServer(MailFolder& folder, PostboxRules const& rules, int port);
+    ~PostboxServer();
+    PostboxServer(PostboxServer const&) = delete;
+    PostboxServer& operator=(PostboxServer const&) = delete;
+
+    int Port() const { return port_; }
+    unsigned long Stored() const { return stored_; }
+    void Stop();
+
+  private:
+    void Work();
+    void Converse(int connection);
+
+    MailFolder& folder_;
+    PostboxRules const& rules_;
+    int listener_ = -1;
+    int port_ = 0;
+    std::atomic<bool> stop_ = false;
+    std::atomic<unsigned long> stored_ = 0, connections_ = 0;
+    std::vector<std::thread> workers_;
+};
+
+}  // namespace app
