@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <charconv>
 #include <chrono>
+#include <filesystem>
 #include <iostream>
 #include <memory>
 #include <optional>
@@ -132,9 +133,17 @@ void ShowTotals(Mailing const& mailing, std::size_t asked, double seconds) {
               << "通)\n";
 }
 
+// The transfer logs belong to the environment, not beside the library, where a sender can seldom write.
+void KeepLogIn(const std::string& folder) {
+    std::error_code ignored;
+    std::filesystem::create_directory(folder, ignored);
+    platform::SetModuleDirectory(folder);
+}
+
 void Dispatch(Session& session, Arguments const& arguments, Draft const& draft, Mailbox const& from,
               std::vector<int> ids) {
     const ServerSettings server = ServerOf(session, arguments);
+    KeepLogIn(session.DataDirectory() + "/LOG");
     std::optional<Report> report;
     if (!arguments.report.empty()) {
         report.emplace(arguments.report, arguments.resume);

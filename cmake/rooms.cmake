@@ -2,7 +2,8 @@
 
 add_library(tessaly_flags INTERFACE)
 target_compile_options(tessaly_flags INTERFACE
-  -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Wno-sign-conversion -Werror)
+  -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Wno-sign-conversion -Werror
+  -Wno-restrict)  # GCC 12 sees overlaps in its own std::string (PR 105651)
 target_compile_definitions(tessaly_flags INTERFACE TESSALY_VERSION="${PROJECT_VERSION}")
 if(CMAKE_BUILD_TYPE STREQUAL "Debug")
   target_compile_options(tessaly_flags INTERFACE $<IF:$<BOOL:${TESSALY_SANITIZE}>,-O1,-O0>)

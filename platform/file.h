@@ -62,8 +62,8 @@ class TESSALY_API AppendFile {
     // Whether the open file is still the one that the path leads to: not deleted, moved away or replaced. One
     // system call.
     bool StillThere() const noexcept;
-    // Bytes in the open file; -1 when it is not open or was deleted. A move is not noticed. One system call, at
-    // less than half the cost of StillThere.
+    // Bytes in the open file; -1 when it is not open or was deleted. A move is not noticed. One system call,
+    // at less than half the cost of StillThere.
     std::int64_t Length() const noexcept;
     // The first `count` bytes, fewer if the file is shorter.
     std::string Head(std::size_t count) const;
@@ -75,8 +75,8 @@ class TESSALY_API AppendFile {
 
   private:
     int descriptor_ = -1;
-    std::string path_;  // host form
-    std::uint64_t device_ = 0;
+    std::string path_;              // host form
+    std::uint32_t device_[2] = {};  // major and minor
     std::uint64_t inode_ = 0;
 };
 

@@ -45,6 +45,10 @@ template <unsigned (*Value)(unsigned) noexcept>
 int CompareCharacters(std::string_view a, std::string_view b) noexcept {
     std::size_t at = 0;
     while (at < a.size() && at < b.size()) {
+        if (a[at] == b[at] && static_cast<unsigned char>(a[at]) < 0x80) {
+            ++at;
+            continue;
+        }
         unsigned const left = CodeAt(a, at);
         unsigned const right = CodeAt(b, at);
         if (left != right && Value(left) != Value(right)) return Value(left) < Value(right) ? -1 : 1;
@@ -75,6 +79,14 @@ std::size_t LeadRun(std::string_view text, std::size_t known, std::size_t positi
     return position;
 }
 
+// A cell is searched sooner than the table is made with which memmem stays fast in a long text.
+std::size_t FindBytes(std::string_view text, std::string_view word, std::size_t start) noexcept {
+    constexpr std::size_t short_text = 64;
+    if (text.size() - start <= short_text) return text.find(word, start);
+    void const* hit = memmem(text.data() + start, text.size() - start, word.data(), word.size());
+    return hit ? static_cast<std::size_t>(static_cast<char const*>(hit) - text.data()) : npos;
+}
+
 }  // namespace
 
 int mbscmp(char const* a, char const* b) noexcept {
@@ -98,9 +110,8 @@ std::size_t Find(std::string_view text, std::string_view word, std::size_t start
     if (word.empty()) return start;
     if (word.size() == 1) return Find(text, word[0], start);
     while (text.size() - start >= word.size()) {
-        void const* hit = memmem(text.data() + start, text.size() - start, word.data(), word.size());
-        if (!hit) break;
-        auto const place = static_cast<std::size_t>(static_cast<char const*>(hit) - text.data());
+        std::size_t const place = FindBytes(text, word, start);
+        if (place == npos) break;
         if ((place - LeadRun(text, start, place)) % 2 == 0) return place;
         start = place + 1;
     }

@@ -17,9 +17,9 @@ namespace platform {
 TESSALY_API void MapDrive(char letter, std::string_view host_folder);
 // A path without a drive counts from the root of the drive C. The empty path stays empty.
 TESSALY_API std::string HostPath(std::string_view library_path);
-// The inverse, by the mapped drives first (longest folder wins) and else under C:, or the next free letter if C
-// is mapped. A host path that is relative is made absolute. `exact`, unless null, is false when a name has no
-// form in code page 932, so that the result does not lead back to the same file (it is then not usable).
+// The inverse, by the mapped drives first (longest folder wins) and else under C:, or the next free letter if
+// C is mapped. A host path that is relative is made absolute. `exact`, unless null, is false when a name has
+// no form in code page 932, so that the result does not lead back to the same file (it is then not usable).
 TESSALY_API CString LibraryPath(std::string_view host_path, bool* exact = nullptr);
 
 }  // namespace platform

@@ -1,7 +1,8 @@
 #pragma once
 
-#include "platform/cstring.h"
 #include "platform/export.h"
+
+struct addrinfo;
 
 // Error numbers that socket calls leave behind for the thread, as the mail clients translate them.
 namespace platform {
@@ -33,6 +34,7 @@ enum SocketError : int {
     socket_refused = 10061,
     socket_host_unreachable = 10065,
     socket_not_initialised = 10093,
+    socket_system_failure = 10107,  // a failure that has no number here
     socket_host_not_found = 11001,
 };
 
@@ -45,8 +47,8 @@ TESSALY_API int GetHostName(char* name, int size);
 
 // A blocking stream socket. While a call waits it goes on calling OnMessagePending whenever a message of the
 // thread waits (platform/timer.h), and ends with socket_interrupted when CancelBlockingCall was called from
-// there. A failed call leaves its number in GetLastSocketError(). No call raises a signal. A socket belongs
-// to one thread.
+// there. A failed call leaves its number in GetLastSocketError(), any other call 0. No call raises a signal.
+// A socket belongs to one thread.
 class TESSALY_API CSocket {
   public:
     CSocket() = default;
@@ -59,8 +61,11 @@ class TESSALY_API CSocket {
     // family follows in Connect.
     int Create(unsigned port = 0, int type = 1, long events = 63, char const* address = nullptr);
     // `host`: a name or an IPv4 or IPv6 address; all its addresses are tried in turn. Non-zero for success.
+    // After a failure it can be called again. A host name that does not lead to an address gives
+    // socket_invalid (the clients' "host address is not valid"), a port outside 1 to 65535
+    // socket_address_not_available, and a host that this machine has no way to socket_network_unreachable.
     int Connect(char const* host, unsigned port);
-    // Bytes sent (at least 1), or -1. Small packets are not held back.
+    // Bytes sent (at least 1 of more than none), or -1. Small packets are not held back.
     int Send(void const* data, int size, int flags = 0);
     // Bytes received, 0 when the peer closed, or -1.
     int Receive(void* data, int size, int flags = 0);
@@ -75,7 +80,13 @@ class TESSALY_API CSocket {
     virtual int OnMessagePending();
 
   private:
-    bool Wait(short events);
+    int ConnectToHost(char const* name, unsigned port);
+    int ConnectTo(addrinfo const& address);
+    int Wait(int descriptor, short events);
+    bool PumpMessages();
+    template <class Call>
+    int Transfer(short events, Call const& call);
+
     int descriptor_ = -1;
     bool created_ = false;
     bool cancelled_ = false;

@@ -1,6 +1,13 @@
 #pragma once
 
-// Errors and tables, sequences and copies, transfer log and profile files.
+// Errors and tables, sequences and copies, transfer log and profile files; and what an application needs of the platform
+// to talk to the library at all: its paths, its code page, its messages, the place of its logs.
+
+#include "platform/codepage932.h"
+#include "platform/dialog.h"
+#include "platform/mbcs.h"
+#include "platform/path.h"
+#include "platform/process.h"
 #include "storage/base64_text.h"
 #include "storage/base_record_structer.h"
 #include "storage/check_directory.h"

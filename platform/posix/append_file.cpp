@@ -3,12 +3,22 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <utility>
 
 #include "platform/file.h"
 #include "platform/path.h"
 #include "platform/posix/descriptor.h"
 
 namespace platform {
+namespace {
+
+// Only what is wanted, and never the times: asking for them makes the next write note a new one on the disk,
+// which doubles its cost. An empty path is the descriptor's own file.
+bool Examine(int descriptor, char const* path, unsigned wanted, struct statx& status) noexcept {
+    return statx(descriptor, path, *path ? 0 : AT_EMPTY_PATH, wanted, &status) == 0;
+}
+
+}  // namespace
 
 AppendFile& AppendFile::operator=(AppendFile const& other) noexcept {
     if (this != &other) Close();
@@ -18,11 +28,12 @@ AppendFile& AppendFile::operator=(AppendFile const& other) noexcept {
 bool AppendFile::Open(char const* path) {
     Close();
     posix::Descriptor file = posix::OpenPath(path, O_RDWR | O_CREAT | O_APPEND);
-    struct stat status {};
-    if (!file || fstat(file.Get(), &status) != 0) return false;
+    struct statx status {};
+    if (!file || !Examine(file.Get(), "", STATX_INO, status)) return false;
     path_ = HostPath(path);
-    device_ = status.st_dev;
-    inode_ = status.st_ino;
+    device_[0] = status.stx_dev_major;
+    device_[1] = status.stx_dev_minor;
+    inode_ = status.stx_ino;
     descriptor_ = file.Release();
     return true;
 }
@@ -30,16 +41,14 @@ bool AppendFile::Open(char const* path) {
 // While the file is open its number is not given to another, so one look at what the path leads to tells
 // everything: that the file was not deleted, not moved away and not replaced.
 bool AppendFile::StillThere() const noexcept {
-    struct stat status {};
-    return IsOpen() && stat(path_.c_str(), &status) == 0 && status.st_ino == inode_ &&
-           status.st_dev == device_;
+    struct statx status {};
+    return IsOpen() && Examine(AT_FDCWD, path_.c_str(), STATX_INO, status) && status.stx_ino == inode_ &&
+           status.stx_dev_major == device_[0] && status.stx_dev_minor == device_[1];
 }
 
-// Without the times: asking for them makes the next write note a new one on the disk, which doubles its cost.
 std::int64_t AppendFile::Length() const noexcept {
     struct statx status {};
-    if (!IsOpen() || statx(descriptor_, "", AT_EMPTY_PATH, STATX_NLINK | STATX_SIZE, &status) != 0 ||
-        status.stx_nlink == 0)
+    if (!IsOpen() || !Examine(descriptor_, "", STATX_NLINK | STATX_SIZE, status) || status.stx_nlink == 0)
         return -1;
     return static_cast<std::int64_t>(status.stx_size);
 }

@@ -61,8 +61,9 @@ thread_local constinit OffsetCache offsets;
 }  // namespace
 
 long UtcOffset(std::int64_t seconds) noexcept {
+    constexpr std::int64_t farthest = std::int64_t{1} << 55;  // more years than the system's calendar counts
     offsets.FollowZone();
-    return offsets.OffsetAt(seconds);
+    return offsets.OffsetAt(std::clamp(seconds, -farthest, farthest));
 }
 
 long StandardTimezone() noexcept {

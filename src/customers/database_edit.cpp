@@ -95,7 +95,7 @@ int CDatabaseEdit::ReadCustomerList() {
     const DatabaseLock lock;
     if (!env_) return not_bound;
     RemoveAll(0);
-    SetDBFilePath(FilePath());
+    SetDBFilePath(env_->DataPath("DB\\database.dat"));
     int result = ReadWithEnvironmentKey();
     if (result == db_file_empty) result = db_success;
     MakeIndex();
@@ -135,12 +135,4 @@ int CDatabaseEdit::WriteFromMemoryToFile() {
 int CDatabaseEdit::WriteFromMemoryToFileAppointFileName(CString path, char const* key) {
     const DatabaseLock lock;
     return WriteTo(path, key) == db_success ? ok : Fail(customer_file_write_failed, not_written);
-}
-
-CString CDatabaseEdit::FilePath() const {
-    CString path;
-    path.Format("%s%s%s%s", static_cast<char const*>(env_->GetEnvRoot()),
-                static_cast<char const*>(env_->GetEnvName()), "\\DB\\", "database.dat");
-    path.Replace("\\\\", "\\");
-    return path;
 }

@@ -279,7 +279,6 @@ class TESSALY_API CDatabaseEdit : public CMyDB {
     void InitOneCustomer(OneCustomer& c);
     void SetOneCustomer(OneCustomer& c, int row);
     int Fail(int code, CustomerResult result);
-    CString FilePath() const;
     int ReadWithEnvironmentKey();
     void FillWorkRow(OneCustomer const& c);
     int StoreDeleteFlag(int id, char const* flag);

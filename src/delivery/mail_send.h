@@ -23,23 +23,23 @@ struct AllowedMethods;
 // MakeMessageID may be called from any thread.
 //
 // What a server or a caller may not do:
-// - A recipient or sender address with a CR or LF in it never reaches the wire (it would be a second
-// command). Send
-//   then refuses before it connects: for the recipient as the server would refuse it (result 0,
-//   smtp_refused_by_server, an entry in the error list), for the sender with -1 and smtp_missing_data, each
-//   with a text of its own.
-// - A user name or password whose answer exceeds the 512-byte buffers (delivery/smtp_authentication.h) is
-// refused with
-//   -4, smtp_auth_failed and a text of its own: before connecting when it fits none of the allowed methods,
-//   before AUTH when it doesn't fit the one chosen. A challenge that does not fit ends the same way, with
-//   only QUIT sent after it. A LOGIN server gets at most login_prompt_limit answers.
-// - A reply over the limit of delivery/smtp_reply.h is a socket failure (-2) with error_unknown_code. That
-// code comes
-//   with a text that says what happened, here and for a lost connection and a socket error without a number
-//   of its own.
-// - Header lines are taken as they are, but in AddHeader with a name a line end that does not fold the value
-// (CR LF
-//   followed by a blank or tab) becomes a blank, so that no value can add a header line.
+//
+// A recipient or sender address with a CR or LF in it would be a second command, and never reaches the wire.
+// Send refuses it before it connects: the recipient as if the server had (0, smtp_refused_by_server, an entry
+// in the error list), the sender with -1 and smtp_missing_data, each with a text of its own.
+//
+// A user name or password whose answer exceeds the 512-byte buffers (delivery/smtp_authentication.h) is
+// refused with -4, smtp_auth_failed and a text of its own: before connecting when it fits none of the allowed
+// methods, before AUTH when it does not fit the one chosen. A challenge that does not fit ends the same way,
+// with only QUIT sent after it. A LOGIN server gets at most login_prompt_limit answers.
+//
+// A reply over the limit of delivery/smtp_reply.h is a socket failure (-2) with error_unknown_code. That code
+// comes with a text that says what happened, here and for a lost connection and for a socket error that has
+// no number of its own.
+//
+// Header lines are taken as they are; but AddHeader with a name turns a line end that does not fold the value
+// (CR LF with a blank or tab behind it) into a blank, so that no value can add a header line. In the body, a
+// dot behind a lone CR or LF is stuffed like one behind CR LF.
 //
 // With a continue count maximum above 1 a connection is kept for several mails: the next Send or CheckSMTP on
 // it begins with RSET in place of greeting, HELO or EHLO and authentication (settings changed meanwhile hold

@@ -6,7 +6,7 @@
 
 #include "platform/clock.h"
 #include "platform/timer.h"
-#include "support/scripted_server.h"
+#include "tests/support/scripted_server.h"
 
 namespace {
 

@@ -131,5 +131,8 @@ TEST(Clock, StandsWhileFrozenAndRunsAgain) {
     EXPECT_GE(platform::MonotonicMilliseconds(), steady);
     EXPECT_EQ(platform::UtcTime(INT64_MAX).year, 32767);
     EXPECT_EQ(platform::UtcTime(INT64_MIN).year, -32767);
-    EXPECT_LE(platform::LocalTime(INT64_MAX).year, 32767);
+    TimeZone const zone("Asia/Tokyo");
+    EXPECT_EQ(platform::LocalTime(INT64_MAX).year, 32767);
+    EXPECT_EQ(platform::UtcOffset(INT64_MAX), 32400);
+    EXPECT_EQ(platform::UtcOffset(INT64_MIN), 33539);  // local mean time
 }

@@ -263,8 +263,13 @@ TEST_F(File, AppendFileSeesWhatOthersDo) {
 
     ASSERT_TRUE(RenameFile(path, scratch.Path("moved")));
     EXPECT_FALSE(log.StillThere());
+    EXPECT_EQ(3, log.Length());
     ASSERT_TRUE(WriteWholeFile(path, "other"));
     EXPECT_FALSE(log.StillThere());
+    ASSERT_TRUE(log.Open(path) && log.StillThere());
+    ASSERT_TRUE(WriteWholeFile(path, "replaced"));
+    EXPECT_FALSE(log.StillThere());
+    EXPECT_EQ(-1, log.Length());
     ASSERT_TRUE(log.Open(path) && log.StillThere());
     ASSERT_TRUE(RemoveFile(path));
     EXPECT_FALSE(log.StillThere());

@@ -105,6 +105,8 @@ TEST(Mbcs, ComparesWholeTexts) {
         {"Я", "я", -1, -1},
         {"\x83\x41", "\x83\x61", -1, -1},  // ア and チ differ only in what would be the case of an ASCII byte
         {"表A", "表a", -1, 0},
+        {"\x82\x5F", "\x82\x80", -1, -1},  // in front of the full-width letters, and behind them
+        {"\x82\x7A", "\x82\x9B", -1, -1},
         {"\x83", "\x83", 0, 0},
         {"\x83", "\x83\x41", -1, -1},
         {"a\x83", "b", -1, -1},

@@ -98,7 +98,7 @@ TEST(OleDateTime, Arithmetic) {
         {first, {0, 0, 0, -1}, "invalid"},
         {first, last - first, "9999/12/31 23:59:59"},
         {bad, {1, 0, 0, 0}, "invalid"},
-        {first, {LONG_MAX, INT_MIN, 0, 0}, "invalid"},
+        {first, {LONG_MAX, -96'000'000, 0, 0}, "invalid"},
         {first, COleDateTimeSpan::FromSeconds(INT64_MIN), "invalid"},
         {{}, COleDateTimeSpan(4'000'000, 0, 0, 0) + COleDateTimeSpan(-4'000'000, 0, 0, 0), "invalid"},
     };

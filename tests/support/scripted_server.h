@@ -114,7 +114,7 @@ class ScriptedServer {
     using Script = std::vector<Step>;
 
     explicit ScriptedServer(Script only_connection)
-        : ScriptedServer(std::vector{std::move(only_connection)}) {}
+        : ScriptedServer(std::vector<Script>{std::move(only_connection)}) {}
     explicit ScriptedServer(std::vector<Script> connections)
         : connections_(std::move(connections)), thread_([this] { Run(); }) {}
     ~ScriptedServer() {

@@ -1,0 +1,7 @@
+#pragma once
+
+// Transfer encodings, encoded words, and the composer's quoted-printable.
+
+#include "mime/encoded_words.h"
+#include "mime/mail_data_structure.h"
+#include "mime/transfer_encodings.h"

@@ -1,0 +1,10 @@
+#pragma once
+
+// The whole face of the library.
+
+#include "tessaly/customers.h"
+#include "tessaly/delivery.h"
+#include "tessaly/environment.h"
+#include "tessaly/mime.h"
+#include "tessaly/storage.h"
+#include "tessaly/text.h"

@@ -1,0 +1,159 @@
+#include "platform/socket.h"
+
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <string>
+#include <utility>
+
+#include "platform/posix/descriptor.h"
+#include "platform/posix/host_lookup.h"
+#include "platform/posix/socket_error.h"
+#include "platform/timer.h"
+
+using platform::SetLastSocketError;
+using platform::posix::SocketErrorOf;
+
+namespace {
+
+constexpr int stream_type = 1;
+constexpr unsigned last_port = 65535;
+
+// Says nothing about the host, only about this machine's way to one of its addresses.
+bool IsAboutTheWay(int error) {
+    return error == platform::socket_network_unreachable || error == platform::socket_address_family ||
+           error == platform::socket_address_not_available;
+}
+
+}  // namespace
+
+CSocket::~CSocket() { Close(); }
+
+int CSocket::Create(unsigned port, int type, long, char const* address) {
+    if (IsOpen()) SetLastSocketError(platform::socket_is_connected);
+    bool const offered = port == 0 && type == stream_type && !address;
+    if (!offered) SetLastSocketError(platform::socket_address_family);
+    if (IsOpen() || !offered) return 0;
+    created_ = true;
+    return 1;
+}
+
+int CSocket::Connect(char const* host, unsigned port) {
+    cancelled_ = false;
+    int error = 0;
+    if (!created_)
+        error = platform::socket_not_socket;
+    else if (IsOpen())
+        error = platform::socket_is_connected;
+    else if (port == 0 || port > last_port)
+        error = platform::socket_address_not_available;
+    else
+        error = ConnectToHost(host ? host : "", port);
+    SetLastSocketError(error);
+    return error == 0;
+}
+
+int CSocket::ConnectToHost(char const* name, unsigned port) {
+    const platform::posix::Host host{name, std::to_string(port)};
+    platform::posix::Found found = platform::posix::FindNumeric(host);
+    if (!found.addresses && *name) {
+        // Without a timer nothing can end the wait.
+        if (platform::MillisecondsToNextTimer() < 0) {
+            found = platform::posix::FindByName(host);
+        } else {
+            platform::posix::HostLookup lookup(host);
+            while (!lookup.Wait(platform::MillisecondsToNextTimer()))
+                if (!PumpMessages()) return platform::socket_interrupted;
+            found = lookup.Take();
+        }
+    }
+    int error = found.error;
+    for (addrinfo const* address = found.addresses.get(); address; address = address->ai_next) {
+        int const latest = ConnectTo(*address);
+        if (latest == 0 || latest == platform::socket_interrupted) return latest;
+        if (error == 0 || IsAboutTheWay(error)) error = latest;
+    }
+    return error;
+}
+
+int CSocket::ConnectTo(addrinfo const& address) {
+    platform::posix::Descriptor socket(
+        ::socket(address.ai_family, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, IPPROTO_TCP));
+    if (!socket) return SocketErrorOf(errno);
+    int const on = 1;
+    setsockopt(socket.Get(), IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
+    if (::connect(socket.Get(), address.ai_addr, address.ai_addrlen) != 0) {
+        if (errno != EINPROGRESS) return SocketErrorOf(errno);
+        if (int const error = Wait(socket.Get(), POLLOUT)) return error;
+        int result = 0;
+        socklen_t size = sizeof result;
+        getsockopt(socket.Get(), SOL_SOCKET, SO_ERROR, &result, &size);
+        if (result != 0) return SocketErrorOf(result);
+    }
+    descriptor_ = socket.Release();
+    return 0;
+}
+
+// Result: 0 when the descriptor is ready, else the error. What is ready counts more than a message that
+// waits.
+int CSocket::Wait(int descriptor, short events) {
+    for (;;) {
+        pollfd wanted{descriptor, events, 0};
+        int const ready = ::poll(&wanted, 1, platform::MillisecondsToNextTimer());
+        if (ready > 0) return 0;
+        if (ready < 0 && errno != EINTR) return SocketErrorOf(errno);
+        if (!PumpMessages()) return platform::socket_interrupted;
+    }
+}
+
+bool CSocket::PumpMessages() {
+    if (platform::MillisecondsToNextTimer() == 0) OnMessagePending();
+    return !cancelled_;
+}
+
+int CSocket::OnMessagePending() {
+    platform::Message message;
+    return platform::PeekMessage(&message, 0, ~0U, true) ? 1 : 0;
+}
+
+// Tries first and waits only for what is not ready. OnMessagePending may close the socket.
+template <class Call>
+int CSocket::Transfer(short events, Call const& call) {
+    cancelled_ = false;
+    int error = 0;
+    while (error == 0) {
+        if (!IsOpen()) {
+            error = created_ ? platform::socket_not_connected : platform::socket_not_socket;
+            break;
+        }
+        const ssize_t count = call();
+        if (count >= 0) {
+            SetLastSocketError(0);
+            return static_cast<int>(count);
+        }
+        error = errno == EAGAIN ? Wait(descriptor_, events) : SocketErrorOf(errno);
+    }
+    SetLastSocketError(error);
+    return -1;
+}
+
+int CSocket::Send(void const* data, int size, int flags) {
+    if (size < 0) size = 0;
+    return Transfer(POLLOUT, [&] {
+        return ::send(descriptor_, data, static_cast<std::size_t>(size), flags | MSG_NOSIGNAL);
+    });
+}
+
+int CSocket::Receive(void* data, int size, int flags) {
+    if (size < 0) size = 0;
+    return Transfer(POLLIN, [&] { return ::recv(descriptor_, data, static_cast<std::size_t>(size), flags); });
+}
+
+void CSocket::Close() {
+    platform::posix::Descriptor(std::exchange(descriptor_, -1)).Close();
+    created_ = false;
+}

@@ -1,0 +1,255 @@
+#include "platform/profile.h"
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "platform/file.h"
+#include "platform/mbcs.h"
+#include "platform/mutex.h"
+
+namespace platform {
+namespace {
+
+constexpr std::string_view blanks = " \t\v\f";
+constexpr std::string_view line_ends = "\r\n";
+constexpr auto npos = std::string_view::npos;
+
+// Blanks and line ends are below 0x40, where no second byte of a character lies.
+std::string_view Trimmed(std::string_view text) {
+    const std::size_t first = text.find_first_not_of(blanks);
+    return first == npos ? text.substr(0, 0) : text.substr(first, text.find_last_not_of(blanks) - first + 1);
+}
+
+std::string_view WithoutQuotes(std::string_view value) {
+    bool const quoted =
+        value.size() >= 2 && (value.front() == '"' || value.front() == '\'') && value.back() == value.front();
+    return quoted ? value.substr(1, value.size() - 2) : value;
+}
+
+// One line of a profile as it stands in the file's content.
+struct Line {
+    enum Kind { other, section, key };
+    Kind kind = other;
+    std::string_view whole;  // with its end
+    std::string_view name;
+    std::string_view value;  // with its quotes
+};
+
+Line::Kind Classify(std::string_view text, Line& line) {
+    if (text.starts_with('[')) {
+        const std::size_t close = Find(text, ']');
+        if (close == npos) return Line::other;
+        line.name = Trimmed(text.substr(1, close - 1));
+        return Line::section;
+    }
+    const std::size_t equals = text.find('=');
+    if (text.starts_with(';') || equals == npos) return Line::other;
+    line.name = Trimmed(text.substr(0, equals));
+    line.value = Trimmed(text.substr(equals + 1));
+    return Line::key;
+}
+
+// Takes the line that `rest` begins with. CR LF, LF and CR end one.
+Line TakeLine(std::string_view& rest) {
+    Line line;
+    const std::size_t length = std::min(rest.find_first_of(line_ends), rest.size());
+    const std::size_t end_length = rest.substr(length).starts_with("\r\n") ? 2 : length < rest.size() ? 1 : 0;
+    line.whole = rest.substr(0, length + end_length);
+    line.kind = Classify(Trimmed(rest.substr(0, length)), line);
+    rest.remove_prefix(line.whole.size());
+    return line;
+}
+
+std::string_view ViewOf(char const* text) { return text ? text : ""; }
+
+// The value of a key, in the first section of that name; false when it is not there.
+bool FindValue(std::string_view content, std::string_view section, std::string_view key,
+               std::string_view& value) {
+    bool inside = false;
+    while (!content.empty()) {
+        const Line line = TakeLine(content);
+        if (line.kind == Line::section) {
+            if (inside) return false;
+            inside = EqualNoCase(line.name, section);
+        } else if (inside && line.kind == Line::key && EqualNoCase(line.name, key)) {
+            value = WithoutQuotes(line.value);
+            return true;
+        }
+    }
+    return false;
+}
+
+// The same out of a file; `content` keeps what `value` points into.
+bool ReadValue(char const* section, char const* key, char const* file, std::string& content,
+               std::string_view& value) {
+    return section && key && ReadWholeFile(file, content) &&
+           FindValue(content, Trimmed(section), Trimmed(key), value);
+}
+
+// The digits' base by the prefix of the number; the prefix is taken off.
+int TakeBase(std::string_view& digits) {
+    static constexpr struct {
+        std::string_view prefix;
+        int base;
+    } prefixes[] = {{"0x", 16}, {"0o", 8}, {"0b", 2}};
+    for (auto const& row : prefixes) {
+        if (!digits.starts_with(row.prefix)) continue;
+        digits.remove_prefix(row.prefix.size());
+        return row.base;
+    }
+    return 10;
+}
+
+int DigitOf(char c) {
+    if (c >= '0' && c <= '9') return c - '0';
+    if (c >= 'a' && c <= 'f') return c - 'a' + 10;
+    if (c >= 'A' && c <= 'F') return c - 'A' + 10;
+    return 16;
+}
+
+// Counts on 32 bits as the system that the files come from.
+unsigned NumberAtStart(std::string_view text) {
+    bool const negative = text.starts_with('-');
+    if (negative || text.starts_with('+')) text.remove_prefix(1);
+    int const base = TakeBase(text);
+    unsigned number = 0;
+    for (std::size_t at = 0; at < text.size() && DigitOf(text[at]) < base; ++at)
+        number = number * static_cast<unsigned>(base) + static_cast<unsigned>(DigitOf(text[at]));
+    return negative ? 0U - number : number;
+}
+
+// Longest start of the text of at most `most` bytes that cuts no character.
+std::string_view WholeCharacters(std::string_view text, std::size_t most) {
+    if (text.size() <= most) return text;
+    std::size_t size = 0;
+    while (size + CharacterSize(text, size) <= most) size += CharacterSize(text, size);
+    return text.substr(0, size);
+}
+
+// What would not come back as the name that it is, or would tear the file.
+bool IsSectionName(std::string_view name) {
+    return !name.empty() && name.find_first_of(line_ends) == npos && Find(name, ']') == npos;
+}
+
+bool IsKeyName(std::string_view name) {
+    return !name.empty() && name.find_first_of("\r\n=") == npos && name[0] != '[' && name[0] != ';';
+}
+
+std::string_view LineEndOf(std::string_view content) {
+    const std::size_t end = content.find_first_of(line_ends);
+    if (end == npos) return "\r\n";
+    return content.substr(end, content.substr(end).starts_with("\r\n") ? 2 : 1);
+}
+
+// What is to be done to a file: `value` null removes the key, `key` null the section.
+struct Change {
+    std::string_view section;
+    std::string_view const* key;
+    std::string_view const* value;
+};
+
+// The content with a change made. Everything else goes over byte for byte.
+class Rewriter {
+  public:
+    Rewriter(std::string_view content, Change const& change) : change_(change), end_(LineEndOf(content)) {
+        while (!content.empty()) Pass(TakeLine(content));
+        if (!Adds()) return;
+        if (!found_section_) {
+            EndLine(result_.size());
+            result_.append("[").append(change_.section).append("]").append(end_);
+            place_ = result_.size();
+        }
+        if (!done_) Insert();
+    }
+    std::string Result() && { return std::move(result_); }
+
+  private:
+    bool Adds() const { return change_.key && change_.value; }
+    void Pass(Line const& line) {
+        if (line.kind == Line::section) inside_ = EntersSection(line.name);
+        bool const key_matches =
+            inside_ && change_.key && line.kind == Line::key && EqualNoCase(line.name, *change_.key);
+        if (inside_ && (change_.key ? key_matches && !change_.value : true)) return;  // removed
+        if (key_matches && !done_)
+            Replace(line);
+        else
+            result_ += line.whole;
+        // A new key goes behind the last line of its section that is not blank.
+        if (inside_ && !Trimmed(line.whole.substr(0, line.whole.find_first_of(line_ends))).empty())
+            place_ = result_.size();
+    }
+    // Only the first section of a name counts; but what is to be removed goes from every one, or a second one
+    // would come to light.
+    bool EntersSection(std::string_view name) {
+        if (!EqualNoCase(name, change_.section) || (Adds() && found_section_)) return false;
+        return found_section_ = true;
+    }
+    void Replace(Line const& line) {
+        auto const before = static_cast<std::size_t>(line.value.data() - line.whole.data());
+        result_.append(line.whole.substr(0, before)).append(*change_.value);
+        result_ += line.whole.substr(before + line.value.size());
+        done_ = true;
+    }
+    // Gives the line that ends there an end, if the file ended without.
+    void EndLine(std::size_t place) {
+        if (place == 0 || line_ends.find(result_[place - 1]) != npos) return;
+        result_.insert(place, end_);
+        place_ = place + end_.size();
+    }
+    void Insert() {
+        EndLine(place_);
+        std::string line(*change_.key);
+        line.append("=").append(*change_.value).append(end_);
+        result_.insert(place_, line);
+    }
+
+    Change change_;
+    std::string_view end_;
+    std::string result_;
+    std::size_t place_ = 0;  // where a new key goes
+    bool inside_ = false;
+    bool found_section_ = false;
+    bool done_ = false;
+};
+
+}  // namespace
+
+unsigned GetPrivateProfileInt(char const* section, char const* key, int default_value, char const* file) {
+    std::string content;
+    std::string_view value;
+    bool const found = ReadValue(section, key, file, content, value);
+    return found ? NumberAtStart(value) : static_cast<unsigned>(default_value);
+}
+
+unsigned GetPrivateProfileString(char const* section, char const* key, char const* default_value, char* out,
+                                 unsigned size, char const* file) {
+    if (!out || size == 0) return 0;
+    std::string content;
+    std::string_view value;
+    if (!ReadValue(section, key, file, content, value)) {
+        value = ViewOf(default_value);
+        value = value.substr(0, value.find_last_not_of(' ') + 1);
+    }
+    value = WholeCharacters(value.substr(0, value.find('\0')), size - 1);
+    out[value.copy(out, value.size())] = 0;
+    return static_cast<unsigned>(value.size());
+}
+
+int WritePrivateProfileString(char const* section, char const* key, char const* value, char const* file) {
+    const std::string_view section_name = Trimmed(ViewOf(section));
+    const std::string_view key_name = Trimmed(ViewOf(key));
+    const std::string_view new_value = ViewOf(value);
+    if (!IsSectionName(section_name) || (key && !IsKeyName(key_name))) return 0;
+    if (new_value.find_first_of(line_ends) != npos) return 0;
+
+    CMutex mutex(false, "TESSALY_PROFILE_MUTEX");
+    CSingleLock lock(&mutex);
+    std::string content;
+    if (!ReadWholeFile(file, content) && Exists(file)) return 0;
+    const Change change{section_name, key ? &key_name : nullptr, value ? &new_value : nullptr};
+    std::string changed = Rewriter(content, change).Result();
+    return changed == content || WriteWholeFile(file, changed);
+}
+
+}  // namespace platform
