@@ -77,7 +77,7 @@ void ShowOne(Session& session, Elements const& elements, int id) {
         Element const& element = elements.At(number);
         const CString value = session.Customers().GetCustomerDataPinPoint(id, number);
         if (element.title.empty() || value.IsEmpty()) continue;
-        std::cout << element.title << ": " << Out(value) << "\n";
+        std::cout << element.title << ": " << Out(OnOneLine(value.View())) << "\n";
     }
 }
 

@@ -72,7 +72,7 @@ class Import {
           delimiter_(SingleByte(arguments.delimiter, "--delimiter", false)),
           quote_(SingleByte(arguments.quote, "--quote", true)),
           source_(ReadFile(arguments.file), EncodingOf(arguments.encoding), delimiter_, quote_),
-          work_file_(session.DataDirectory() + "/DB/import.work") {}
+          work_file_(session.WorkFile()) {}
     ~Import() {
         std::error_code ignored;
         std::filesystem::remove(work_file_, ignored);
@@ -112,6 +112,7 @@ class Import {
     std::map<std::size_t, Refused> refused_;  // by line of the file
     int known_ = 0;                           // customers before the import
     int added_ = 0;
+    std::size_t kept_ = 0;  // known ones that were left as they are
     bool stopped_ = false;
 };
 
@@ -207,7 +208,9 @@ int Import::Call() {
     }
     ended = true;
     watch.join();
-    stopped_ = Interrupted();
+    auto const counted = static_cast<std::size_t>(imported + error_lines.GetSize());
+    stopped_ = Interrupted() && counted < given_.size();
+    if (arguments_.keep && !stopped_ && result >= 0) kept_ = given_.size() - counted;
     for (int i = 0; i < error_lines.GetSize(); ++i) {
         CsvSource::Record const& record = given_[static_cast<std::size_t>(error_lines[i] - 1)];
         refused_[record.line] = {record, ReasonFor(std::string(error_texts[i].View()))};
@@ -238,6 +241,7 @@ void Import::WriteRefused() const {
         return;
     }
     std::ofstream file(name, std::ios::binary | std::ios::trunc);
+    if (source_.Kind() == Encoding::utf8) file << byte_order_mark;  // spreadsheets look for it
     if (!arguments_.no_header) file << title_record_.raw << "\r\n";
     for (auto const& [line, refused] : refused_) file << refused.record.raw << "\r\n";
     file.close();
@@ -259,7 +263,8 @@ void Import::Report(int imported) const {
         std::cerr << Grouped(source_.Joined()) << "行で、引用符の中の改行を空白にしました。\n";
     if (stopped_) std::cerr << "途中で止めました。同じコマンドで続きを取り込めます。\n";
     std::cout << "新規 " << Grouped(static_cast<std::uint64_t>(added_)) << "件、更新 "
-              << Grouped(static_cast<std::uint64_t>(imported - added_)) << "件、取り込めず "
+              << Grouped(static_cast<std::uint64_t>(imported - added_)) << "件、"
+              << (arguments_.keep ? "そのまま " + Grouped(kept_) + "件、" : "") << "取り込めず "
               << Grouped(refused_.size()) << "件\n";
 }
 

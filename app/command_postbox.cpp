@@ -64,7 +64,9 @@ void AddPostboxCommand(CLI::App& program) {
         ->type_name("FILE");
     command->add_option("--refuse", arguments->rules.refuse, "受け付けない宛先 (* と ? が使えます)")
         ->type_name("PATTERN");
-    command->add_option("--user", arguments->user, "SMTP認証のユーザーID (なければ誰でも通します)")
+    command
+        ->add_option("--user", arguments->user,
+                     "SMTP認証のユーザーID (なければ認証なしで、また誰でも通します)")
         ->type_name("USER");
     command->add_option("--password-file", arguments->password_file, "SMTP認証のパスワード (1行目)")
         ->type_name("FILE");

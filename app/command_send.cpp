@@ -15,6 +15,7 @@
 #include "mailing.h"
 #include "progress.h"
 #include "report.h"
+#include "terminal.h"
 #include "tessaly/text.h"
 
 namespace app {
@@ -70,8 +71,9 @@ void ReadServer(std::string const& text, ServerSettings& server) {
     const std::size_t close = text.find(']');
     bool const with_port =
         colon != text.npos && (!bracketed || close == colon - 1) && (bracketed || text.find(':') == colon);
-    server.host = with_port ? text.substr(0, colon) : text;
-    if (bracketed && close != text.npos) server.host = text.substr(1, close - 1);
+    std::string host = with_port ? text.substr(0, colon) : text;
+    if (bracketed && close != text.npos) host = text.substr(1, close - 1);
+    server.host = Into(host, "送信サーバーの名前");
     if (with_port && (!ReadNumber(std::string_view(text).substr(colon + 1), server.port) || server.port < 1 ||
                       server.port > 65535))
         throw Failure("--smtp のポート番号が正しくありません: " + text, exit_usage);
@@ -79,7 +81,7 @@ void ReadServer(std::string const& text, ServerSettings& server) {
 
 ServerSettings ServerOf(Session& session, Arguments const& arguments) {
     ServerSettings server;
-    server.host = session.Setting("smtp.host");
+    server.host = Into(session.Setting("smtp.host"), "smtp.host");
     server.port = session.NumberSetting("smtp.port");
     server.auth = session.Setting("smtp.auth");
     server.user = Into(session.Setting("smtp.user"), "smtp.user");
@@ -87,7 +89,7 @@ ServerSettings ServerOf(Session& session, Arguments const& arguments) {
     server.timeout_milliseconds = static_cast<unsigned>(session.NumberSetting("smtp.timeout")) * 1000U;
     server.mailer = Into(session.Setting("mailer"), "mailer");
     if (!arguments.smtp.empty()) ReadServer(arguments.smtp, server);
-    if (server.host.empty())
+    if (server.host.IsEmpty())
         throw Failure(
             "送信サーバーがありません。「settings ENV smtp.host=...」で決めるか、--smtp をつけてください。");
     return server;
@@ -134,7 +136,7 @@ void ShowTotals(Mailing const& mailing, std::size_t asked, double seconds) {
 }
 
 // The transfer logs belong to the environment, not beside the library, where a sender can seldom write.
-void KeepLogIn(const std::string& folder) {
+void KeepLogIn(std::string const& folder) {
     std::error_code ignored;
     std::filesystem::create_directory(folder, ignored);
     platform::SetModuleDirectory(folder);
@@ -155,8 +157,8 @@ void Dispatch(Session& session, Arguments const& arguments, Draft const& draft, 
     Mailing mailing(session.Customers(), draft, from, server, [&](Delivery const& delivery) {
         if (report) report->Add(delivery);
         if (delivery.outcome != Outcome::sent)
-            std::cerr << NameOf(delivery.outcome) << " " << delivery.id << " <" << Out(delivery.address)
-                      << ">: " << delivery.reply << "\n";
+            Say(std::string(NameOf(delivery.outcome)) + " " + std::to_string(delivery.id) + " <" +
+                Out(delivery.address) + ">: " + delivery.reply);
     });
     int const threads =
         std::min<int>(arguments.threads > 0 ? arguments.threads : session.NumberSetting("send.threads"),
@@ -169,9 +171,10 @@ void Dispatch(Session& session, Arguments const& arguments, Draft const& draft, 
     ShowTotals(mailing, ids.size(),
                std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count());
     if (!mailing.Stopped().empty()) {
-        throw Failure(mailing.Stopped() +
-                      (report ? "\n同じコマンドに --resume をつけると、続きを送れます。"
-                              : "\n--report をつけて送ると、次からは --resume で続きを送れます。"));
+        throw Failure(
+            mailing.Stopped() + (report ? "\n同じコマンドに --resume をつけると、続きを送れます。"
+                                        : "\n--report をつけて送ると、次からは --resume で続きを送れます。"),
+            Interrupted() ? exit_interrupted : exit_failure);
     }
     if (mailing.Sent() < ids.size()) throw Failure("送れなかった宛先があります。");
 }

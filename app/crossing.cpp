@@ -164,6 +164,17 @@ std::string Out(std::string_view cp932) {
     return result;
 }
 
+std::string OnOneLine(std::string_view text) {
+    text = text.substr(0, text.find_last_not_of("\r\n") + 1);
+    std::string result;
+    for (std::size_t at = 0; at < text.size(); ++at) {
+        if (text.substr(at).starts_with("\r\n")) ++at;
+        auto const c = static_cast<unsigned char>(text[at]);
+        result += c < 0x20 || c == 0x7F ? ' ' : text[at];
+    }
+    return result;
+}
+
 CString IntoPath(std::string const& host_path) {
     bool exact = true;
     const CString path = platform::LibraryPath(host_path, &exact);

@@ -34,6 +34,10 @@ CString Into(std::string_view utf8, std::string_view what);
 std::string Out(std::string_view cp932);
 inline std::string Out(CString const& text) { return Out(text.View()); }
 
+// A text, in either encoding, as one line that is safe for a terminal: line ends at its end are dropped,
+// other control characters become blanks.
+std::string OnOneLine(std::string_view text);
+
 // Host paths, as the person types them, for the library.
 CString IntoPath(std::string const& host_path);
 

@@ -12,7 +12,8 @@ namespace {
 // A quoted field that goes on for longer than this was never closed: the record then ends with its first
 // line.
 constexpr std::size_t longest_joined_record = 64 * 1024;
-constexpr std::string_view byte_order_mark = "\xEF\xBB\xBF";
+// In a file with this many of them the quotes mean something else, and none is followed over a line end.
+constexpr std::size_t most_unclosed = 1000;
 
 bool IsUtf8(std::string_view text) {
     for (std::size_t at = 0; at < text.size();) {
@@ -81,12 +82,14 @@ CsvSource::CsvSource(std::string content, Encoding encoding, char delimiter, cha
     if (encoding_ == Encoding::automatic)
         encoding_ = marked || IsUtf8(content_) ? Encoding::utf8 : Encoding::cp932;
     if (marked && encoding_ == Encoding::utf8) at_ = byte_order_mark.size();
+    // Old spreadsheets end their lines with CR alone.
+    if (content_.find('\n') == content_.npos) std::replace(content_.begin(), content_.end(), '\r', '\n');
 }
 
 // The position of the line end that ends the record which begins at `from`, or of the end of the file. A
 // quote opens a quoted field at the start of a field only, and closes it before a delimiter or a line end, as
 // the library divides.
-std::size_t CsvSource::EndOfRecord(std::size_t from) const {
+std::size_t CsvSource::EndOfRecord(std::size_t from) {
     bool field_start = true, quoted = false;
     std::size_t first_line_end = content_.npos;
     const std::string_view text = content_;
@@ -96,7 +99,8 @@ std::size_t CsvSource::EndOfRecord(std::size_t from) const {
         if (c == '\n') {
             if (!quoted) return at;
             if (first_line_end == content_.npos) first_line_end = at;
-            if (at - from > longest_joined_record) return first_line_end;
+            if (at - from > longest_joined_record || unclosed_ > most_unclosed)
+                return Unclosed(first_line_end);
         } else if (size == 2) {
             field_start = false;
         } else if (quoted && c == quote_) {
@@ -113,7 +117,12 @@ std::size_t CsvSource::EndOfRecord(std::size_t from) const {
         }
         at += size;
     }
-    return quoted && first_line_end != content_.npos ? first_line_end : content_.size();
+    return quoted && first_line_end != content_.npos ? Unclosed(first_line_end) : content_.size();
+}
+
+std::size_t CsvSource::Unclosed(std::size_t first_line_end) {
+    ++unclosed_;
+    return first_line_end;
 }
 
 bool CsvSource::Next(Record& record) {

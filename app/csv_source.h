@@ -10,6 +10,8 @@
 // records found where fields in quotes hold line ends, each ready for the library.
 namespace app {
 
+inline constexpr std::string_view byte_order_mark = "\xEF\xBB\xBF";
+
 enum class Encoding { automatic, cp932, utf8 };
 // Throws Failure for a name that is none ("auto", "cp932", "utf-8").
 Encoding EncodingOf(std::string const& name);
@@ -34,7 +36,8 @@ class CsvSource {
     std::size_t Joined() const { return joined_; }
 
   private:
-    std::size_t EndOfRecord(std::size_t from) const;
+    std::size_t EndOfRecord(std::size_t from);
+    std::size_t Unclosed(std::size_t first_line_end);
 
     std::string content_;
     Encoding encoding_;
@@ -43,6 +46,7 @@ class CsvSource {
     std::size_t at_ = 0;
     std::size_t line_ = 1;
     std::size_t joined_ = 0;
+    std::size_t unclosed_ = 0;
 };
 
 }  // namespace app

@@ -94,17 +94,17 @@ class Inspection {
     std::vector<Finding>& findings_;
 };
 
-CString Cross(std::string_view text, std::size_t line, std::size_t column) {
-    Crossed crossed = IntoLibrary(text);
-    if (crossed.no_form) {
-        NoForm& place = *crossed.no_form;
-        if (place.line == 1) place.column += column - 1;
-        place.line += line - 1;
-        throw Failure("下書きに使えない文字があります: " + Describe(place) +
-                      "。Shift_JISにある文字に置き換えてください。");
-    }
-    return CString(std::string_view(crossed.text));
+// All of the file at once, so that the place is one of the file.
+void RefuseUnknownCharacters(std::string_view content) {
+    const Crossed crossed = IntoLibrary(content);
+    if (!crossed.no_form) return;
+    bool const is_utf8 = !crossed.no_form->character.starts_with('\\');
+    throw Failure("下書きに使えない文字があります: " + Describe(*crossed.no_form) +
+                  (is_utf8 ? "。Shift_JISにある文字に置き換えてください。"
+                           : "。下書きは文字コードをUTF-8にして保存してください。"));
 }
+
+CString Cross(std::string_view text) { return CString(std::string_view(IntoLibrary(text).text)); }
 
 std::size_t Characters(std::string_view utf8) {
     return static_cast<std::size_t>(
@@ -138,7 +138,7 @@ void ReadHeaderLine(Line const& line, Draft& draft, std::vector<Finding>& findin
         Characters(line.text.substr(0, static_cast<std::size_t>(value.data() - line.text.data()))) + 1;
     if (SameName(name, "Subject")) {
         if (!draft.subject.IsEmpty()) throw Failure("下書きの" + place + "Subject が2つあります。");
-        draft.subject = Cross(value, line.number, column);
+        draft.subject = Cross(value);
         Inspection(line.number, column, findings).Look(draft.subject);
     } else if (SameName(name, "From")) {
         draft.from = ReadMailbox(std::string(value), "下書きの From");
@@ -168,6 +168,7 @@ Mailbox ReadMailbox(std::string const& utf8, std::string const& what) {
 
 Draft ReadDraft(std::string const& file, std::vector<Finding>& findings) {
     const std::string content = ReadFile(file);
+    RefuseUnknownCharacters(content);
     const std::vector<Line> lines = LinesOf(content);
     Draft draft;
     std::size_t i = 0;
@@ -176,7 +177,7 @@ Draft ReadDraft(std::string const& file, std::vector<Finding>& findings) {
     if (i + 1 >= lines.size()) throw Failure("下書きに本文がありません: " + file);
     const std::string_view rest =
         std::string_view(content).substr(static_cast<std::size_t>(lines[i + 1].text.data() - content.data()));
-    draft.body = CrLfConverter(Cross(rest, lines[i + 1].number, 1));
+    draft.body = CrLfConverter(Cross(rest));
     if (draft.body.FindOneOf(" \t\r\n") == 0 && CString(draft.body).Trim().IsEmpty())
         throw Failure("下書きに本文がありません: " + file);
     Inspection(lines[i + 1].number, 1, findings).Look(draft.body);

@@ -18,7 +18,7 @@ bool Sync(std::string const& path, int flags) {
 
 }  // namespace
 
-bool ReplaceFile(std::string const& target, std::function<bool(const std::string& new_file)> const& write) {
+bool ReplaceFile(std::string const& target, std::function<bool(std::string const& new_file)> const& write) {
     const std::string new_file = target + ".new";
     if (write(new_file) && Sync(new_file, O_RDONLY) && std::rename(new_file.c_str(), target.c_str()) == 0) {
         Sync(std::filesystem::path(target).parent_path().string(), O_RDONLY | O_DIRECTORY);

@@ -26,9 +26,8 @@ std::size_t Width(std::string const& utf8) {
 
 // One line of at most `widest_cell` columns, with its width.
 std::pair<std::string, std::size_t> Shown(CString const& cell) {
-    CString text = cell;
-    for (char const c : {'\r', '\n', '\t'}) text.Replace(c, ' ');
-    std::string_view view = text.View();
+    const std::string text = OnOneLine(cell.View());
+    const std::string_view view = text;
     if (view.size() <= widest_cell) return {Out(view), view.size()};
     std::size_t end = 0;
     while (end + platform::CharacterSize(view, end) <= widest_cell - 2)

@@ -1,8 +1,8 @@
 #include "mail_text.h"
 
+#include <algorithm>
 #include <array>
 #include <cstdint>
-#include <memory>
 #include <string>
 #include <string_view>
 
@@ -20,6 +20,11 @@ constexpr std::uint16_t geta_mark = 0x81AC;
 // Where the same characters stand inside the 94 rows: NEC's row 13 and NEC's selection of IBM's characters.
 constexpr std::pair<std::uint16_t, std::uint16_t> nec_rows[] = {
     {0x8140, 0x81FC}, {0x8740, 0x879C}, {0xED40, 0xEEFC}};
+
+// A line on the wire has 998 bytes at most (RFC 5322 2.1.1), an encoded word 75 characters (RFC 2047 2); the
+// text of one, in ISO-2022-JP, what stays of that in Base64.
+constexpr std::size_t longest_line = 990, longest_plain_header = 200, longest_word_text = 42;
+constexpr std::string_view word_start = "=?ISO-2022-JP?B?", word_end = "?=", fold = "\r\n ";
 
 using IbmTable = std::array<std::uint16_t, (last_ibm - first_ibm + 1) * 256>;
 
@@ -45,6 +50,58 @@ std::uint16_t Inside(unsigned code) {
 }
 
 bool IsAscii(CString const& text) { return IsStrAscii(text) == 1; }
+
+// How many bytes a text takes in ISO-2022-JP, as its characters come.
+class JisSize {
+  public:
+    // With one more character of `bytes` bytes, and the way back to ASCII behind it.
+    std::size_t With(std::size_t bytes) const {
+        return size_ + bytes + (bytes != last_ ? escape : 0) + (bytes == 2 ? escape : 0);
+    }
+    void Add(std::size_t bytes) {
+        size_ += bytes + (bytes != last_ ? escape : 0);
+        last_ = bytes;
+    }
+
+  private:
+    static constexpr std::size_t escape = 3;
+    std::size_t size_ = 0, last_ = 1;
+};
+
+// The bytes of `text`, from its start, that make at most `limit` bytes in ISO-2022-JP: whole characters, and
+// at least one.
+std::size_t Fitting(std::string_view text, std::size_t limit) {
+    JisSize size;
+    for (std::size_t at = 0; at < text.size();) {
+        const std::size_t bytes = platform::CharacterSize(text, at);
+        if (at > 0 && size.With(bytes) > limit) return at;
+        size.Add(bytes);
+        at += bytes;
+    }
+    return text.size();
+}
+
+std::string EncodedWord(std::string_view text) {
+    KCodeC code;
+    const std::string jis = code.sjtojis7(CString(text), 0);
+    std::string base64(mime::Base64BodyRoom(jis.size(), -1), '\0');
+    base64encoding(reinterpret_cast<unsigned char*>(base64.data()),
+                   reinterpret_cast<unsigned char const*>(jis.data()), static_cast<int>(jis.size()), -1);
+    base64.resize(base64.find('\0'));
+    return std::string(word_start) + base64 + std::string(word_end);
+}
+
+CString WithShortLines(CString const& body) {
+    std::string result;
+    for (std::string_view rest = body.View(); !rest.empty();) {
+        const std::size_t end = std::min(rest.find("\r\n"), rest.size());
+        const std::size_t fitting = Fitting(rest.substr(0, end), longest_line);
+        const std::size_t taken = fitting < end ? fitting : std::min(end + 2, rest.size());
+        result.append(rest.substr(0, taken)).append(fitting < end ? "\r\n" : "");
+        rest.remove_prefix(taken);
+    }
+    return CString(std::string_view(result));
+}
 
 }  // namespace
 
@@ -73,20 +130,21 @@ CString Mailable(CString const& text, bool one_line) {
 }
 
 CString HeaderText(CString const& text) {
-    if (IsAscii(text)) return text;
-    // In the encoded words of EncodeFileName single bytes are JIS-Roman, which has other signs for these two.
-    if (text.Find('\\') < 0 && text.Find('~') < 0) return MailSend::EncodeFileName(text);
-    KCodeC code;
-    char* encoded = nullptr;
-    MIMEBase64EncodeForJIS(&encoded, code.sjtojis7(text, 0));
-    const std::unique_ptr<char[]> owned(encoded);
-    return CString(encoded);
+    const std::string_view view = text.View();
+    if (IsAscii(text) && view.size() <= longest_plain_header && view.find("=?") == view.npos) return text;
+    std::string words;
+    for (std::string_view rest = view; !rest.empty();) {
+        const std::size_t size = Fitting(rest, longest_word_text);
+        words.append(words.empty() ? "" : fold).append(EncodedWord(rest.substr(0, size)));
+        rest.remove_prefix(size);
+    }
+    return CString(std::string_view(words));
 }
 
 CString HeaderMailbox(Mailbox const& mailbox) {
     if (mailbox.name.IsEmpty()) return mailbox.address;
     CString name = HeaderText(mailbox.name);
-    if (IsAscii(mailbox.name)) {
+    if (name == mailbox.name) {
         name.Replace("\\", "\\\\");
         name.Replace("\"", "\\\"");
         name = "\"" + name + "\"";
@@ -102,7 +160,8 @@ MailText Merge(Draft const& draft, OneCustomer const& customer) {
     name += customer.KanjiMei;
     text.to_name = Mailable(name, true).Trim();
     text.subject = Mailable(MailWordInsert::GetMailWordInsert(customer, draft.subject, 0), true);
-    text.body = CrLfConverter(Mailable(MailWordInsert::GetMailWordInsert(customer, draft.body, 0), false));
+    text.body = WithShortLines(
+        CrLfConverter(Mailable(MailWordInsert::GetMailWordInsert(customer, draft.body, 0), false)));
     return text;
 }
 

@@ -12,15 +12,16 @@ struct MailText {
     CString body;
 };
 // Merges, and makes what came out fit for mail: no line end or control character in the subject or a name,
-// line ends CR LF in the body, half-width kana widened, characters outside JIS X 0208 moved to the rows that
-// mail programs know (NEC's), what has no place there replaced by the geta mark.
+// line ends CR LF in the body and no line too long for a mail server, half-width kana widened, characters
+// outside JIS X 0208 moved to the rows that mail programs know (NEC's), what has no place there replaced by
+// the geta mark.
 MailText Merge(Draft const& draft, OneCustomer const& customer);
 
 // Text for a mail: see above; `one_line` also turns line ends and control characters into blanks.
 CString Mailable(CString const& text, bool one_line);
 
-// Header text from code page 932: ASCII as it is, else encoded words (RFC 2047) that hold all of it, so that
-// no blank comes or goes at their edges.
+// Header text from code page 932: short ASCII as it is unless it looks like an encoded word, else encoded
+// words (RFC 2047) that hold all of it, so that no blank comes or goes at their edges.
 CString HeaderText(CString const& text);
 // "name <address>" for a header; ASCII names as quoted strings (RFC 5322 3.2.4).
 CString HeaderMailbox(Mailbox const& mailbox);

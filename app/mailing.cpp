@@ -16,19 +16,9 @@ namespace app {
 namespace {
 
 // A server that fails this often in a row, whoever the recipient was, takes no more now.
-constexpr int failures_in_a_row = 5;
+constexpr int most_failures_in_a_row = 5;
 constexpr int connect_tries = 3;
 constexpr auto pause_between_tries = std::chrono::seconds(1);
-
-std::string OneLine(std::string text) {
-    while (!text.empty() && (text.back() == '\n' || text.back() == '\r')) text.pop_back();
-    std::string result;
-    for (char const c : text) {
-        if (c == '\n') result += ' ';
-        if (c != '\r' && c != '\n') result += c;
-    }
-    return result;
-}
 
 CString DomainOf(CString const& address) { return address.Mid(address.Find('@') + 1); }
 
@@ -60,7 +50,7 @@ class Mailing::Client {
   public:
     explicit Client(Mailing const& mailing) : mailing_(mailing) {
         ServerSettings const& server = mailing.server_;
-        client_.SetSmtpHost(Into(server.host, "送信サーバー"), server.port);
+        client_.SetSmtpHost(server.host, server.port);
         auto const allows = [&](char const* method) {
             return server.auth == "any" || server.auth == method ? 1 : 0;
         };
@@ -98,6 +88,7 @@ class Mailing::Client {
     // Whether the last failure would meet every other recipient too.
     bool FailedForAll() const { return failed_for_all_; }
     bool Hopeless() const { return hopeless_; }
+    bool Connected() const { return !connection_failed_; }
 
   private:
     void Fill(MailText const& text, CString const& message_id) {
@@ -125,7 +116,7 @@ class Mailing::Client {
             return;
         }
         delivery.outcome = refused.IsEmpty() ? Outcome::failed : Outcome::refused;
-        delivery.reply = OneLine(TextOf(error));
+        delivery.reply = OnOneLine(TextOf(error));
     }
 
     Mailing const& mailing_;
@@ -151,6 +142,15 @@ void Mailing::Run(std::vector<int> const& ids, int threads) {
 }
 
 void Mailing::Work(std::vector<int> const& ids) {
+    try {
+        SendEach(ids);
+    } catch (std::exception const& failure) {
+        std::lock_guard guard(lock_);
+        Stop(failure.what());
+    }
+}
+
+void Mailing::SendEach(std::vector<int> const& ids) {
     Client client(*this);
     int in_a_row = 0;
     while (!stop_ && !Interrupted()) {
@@ -158,11 +158,22 @@ void Mailing::Work(std::vector<int> const& ids) {
         if (mine >= ids.size()) return;
         const Delivery delivery = client.Send(ids[mine]);
         Finish(delivery);
-        in_a_row = client.FailedForAll() ? in_a_row + 1 : 0;
-        if (!client.Hopeless() && in_a_row < failures_in_a_row) continue;
+        if (Judge(client, in_a_row)) continue;
         std::lock_guard guard(lock_);
         Stop("送信サーバーが受け付けないので止めました: " + delivery.reply);
     }
+}
+
+// Whether it makes sense to go on. A server that nobody could connect to yet is most likely a wrong setting.
+bool Mailing::Judge(Client const& client, int& failures_in_a_row) {
+    if (client.Hopeless()) return false;
+    if (!client.FailedForAll()) {
+        server_answered_ = true;
+        failures_in_a_row = 0;
+        return true;
+    }
+    if (!client.Connected() && !server_answered_) return false;
+    return ++failures_in_a_row < most_failures_in_a_row;
 }
 
 // A report that cannot be written ends the mailing: what is not on record would be sent again.

@@ -13,7 +13,7 @@
 namespace app {
 
 struct ServerSettings {
-    std::string host;
+    CString host;
     int port = 25;
     std::string auth = "none";  // none, any, cram-md5, login, plain
     CString user, password;
@@ -49,6 +49,8 @@ class Mailing {
   private:
     class Client;
     void Work(std::vector<int> const& ids);
+    void SendEach(std::vector<int> const& ids);
+    bool Judge(Client const& client, int& failures_in_a_row);
     void Finish(Delivery const& delivery);
     void Stop(std::string const& why);  // lock_ held
 
@@ -61,6 +63,7 @@ class Mailing {
     std::atomic<std::size_t> next_ = 0;
     std::atomic<std::uint64_t> done_ = 0, sent_ = 0;
     std::atomic<bool> stop_ = false;
+    std::atomic<bool> server_answered_ = false;  // for some recipient
     std::string stopped_;
 };
 

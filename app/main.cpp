@@ -77,7 +77,10 @@ int main(int argc, char** argv) {
     SetMessageBoxHandler(ShowLibraryMessage, nullptr);
     app::CatchInterrupts();
     try {
-        return Run(argc, argv);
+        int const code = Run(argc, argv);
+        std::cout.flush();
+        if (std::cout) return code;
+        std::cerr << "結果を書き出せませんでした。\n";
     } catch (app::Failure const& failure) {
         if (*failure.what() != 0) std::cerr << failure.what() << "\n";
         return failure.Code();

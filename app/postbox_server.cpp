@@ -21,6 +21,7 @@ constexpr int workers = 32;  // connections that are served at a time; more wait
 constexpr int backlog = 128;
 constexpr int glance_milliseconds = 100;
 constexpr auto patience = std::chrono::minutes(5);  // for the client's next line (RFC 5321 4.5.3.2)
+constexpr int reply_patience_seconds = 10;          // for a client that does not read its replies
 constexpr std::size_t longest_text_line = 1 << 20;
 
 // One accepted connection: lines in, replies out.
@@ -29,6 +30,8 @@ class Connection {
     Connection(int descriptor, std::atomic<bool> const& stop) : descriptor_(descriptor), stop_(stop) {
         int const on = 1;
         setsockopt(descriptor_, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
+        timeval const reading{reply_patience_seconds, 0};
+        setsockopt(descriptor_, SOL_SOCKET, SO_SNDTIMEO, &reading, sizeof reading);
     }
     ~Connection() { close(descriptor_); }
     Connection(Connection const&) = delete;

@@ -4,6 +4,7 @@
 #include <chrono>
 #include <cstdio>
 #include <iostream>
+#include <mutex>
 #include <utility>
 
 #include "terminal.h"
@@ -17,6 +18,10 @@ constexpr double terminal_pace = 0.2;  // seconds between two drawings
 constexpr double plain_pace = 5;
 constexpr double first_after = 0.5;
 constexpr int bar_width = 30;
+constexpr char const* wipe = "\r\x1b[K";
+
+std::mutex standard_error;
+bool bar_shown = false;  // with standard_error held
 
 std::string TimeText(double seconds) {
     auto const whole = static_cast<long>(seconds + 0.5);
@@ -49,7 +54,9 @@ Progress::Progress(std::string title, std::string unit, std::uint64_t total,
 Progress::~Progress() {
     stop_ = true;
     thread_.join();
-    if (drawn_ && terminal_) std::cerr << "\r\x1b[K" << std::flush;
+    std::lock_guard guard(standard_error);
+    if (bar_shown) std::cerr << wipe << std::flush;
+    bar_shown = false;
 }
 
 void Progress::Run() {
@@ -66,11 +73,18 @@ void Progress::Run() {
 
 void Progress::Draw(double seconds) {
     const std::string line = Line(done_(), seconds);
+    std::lock_guard guard(standard_error);
     if (terminal_)
-        std::cerr << "\r\x1b[K" << line << std::flush;
+        std::cerr << wipe << line << std::flush;
     else
         std::cerr << line << std::endl;
-    drawn_ = true;
+    bar_shown = terminal_;
+}
+
+void Say(std::string const& line) {
+    std::lock_guard guard(standard_error);
+    std::cerr << (bar_shown ? wipe : "") << line << std::endl;
+    bar_shown = false;
 }
 
 std::string Progress::Line(std::uint64_t done, double seconds) const {

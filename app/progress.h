@@ -29,10 +29,12 @@ class Progress {
     std::uint64_t total_;
     std::function<std::uint64_t()> done_;
     bool terminal_;
-    bool drawn_ = false;
     std::atomic<bool> stop_ = false;
     std::thread thread_;
 };
+
+// A line on standard error, above the bar where one is shown.
+void Say(std::string const& line);
 
 // "1,234,567"
 std::string Grouped(std::uint64_t number);

@@ -29,15 +29,19 @@ Report::Report(std::string const& file, bool resume) : name_(file) {
     if (there && !resume)
         throw Failure("レポートのファイルがもうあります: " + file +
                       "\n途中で止まった送信の続きなら --resume をつけてください。");
-    if (there) ReadEarlier(file);
+    bool const begun = there && ReadEarlier(file);
     file_.open(file, std::ios::binary | std::ios::app);
-    if (!there) file_ << title_line << std::flush;
+    if (!begun) file_ << title_line << std::flush;
     if (!file_) throw Failure("レポートを書けません: " + file);
 }
 
-void Report::ReadEarlier(std::string const& file) {
+bool Report::ReadEarlier(std::string const& file) {
     std::ifstream earlier(file, std::ios::binary);
     const std::string content{std::istreambuf_iterator<char>(earlier), {}};
+    if (content.size() < title_line.size() && title_line.starts_with(content)) {
+        std::filesystem::resize_file(file, 0);
+        return false;
+    }
     if (!content.starts_with(title_line)) throw Failure("tessaly のレポートではありません: " + file);
     const std::size_t whole = content.rfind('\n') + 1;  // a row that was cut off does not count
     for (std::size_t at = title_line.size(); at < whole;) {
@@ -51,6 +55,7 @@ void Report::ReadEarlier(std::string const& file) {
         at = end + 1;
     }
     if (whole < content.size()) std::filesystem::resize_file(file, whole);
+    return true;
 }
 
 void Report::Add(Delivery const& delivery) {

@@ -22,7 +22,8 @@ class Report {
     void Add(Delivery const& delivery);
 
   private:
-    void ReadEarlier(std::string const& file);
+    // false when the earlier run ended before the first line was whole.
+    bool ReadEarlier(std::string const& file);
 
     std::string name_;
     std::ofstream file_;

@@ -88,7 +88,11 @@ Session::Session(Access const& access, std::string const& env_file, For use)
                       "」で作れます。");
     if (!fs::is_directory(data_directory_))
         throw Failure("環境のデータディレクトリがありません: " + data_directory_);
-    if (use == For::changing) lock_ = std::make_unique<EnvironmentLock>(data_directory_);
+    if (use == For::changing) {
+        lock_ = std::make_unique<EnvironmentLock>(data_directory_);
+        std::error_code ignored;
+        fs::remove(WorkFile(), ignored);
+    }
     Open(access);
     CheckPassword(access);
     options_->SetEnvManager(environment_.get());

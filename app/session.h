@@ -49,6 +49,8 @@ class Session {
     // Host paths.
     std::string const& EnvFile() const { return env_file_; }
     std::string const& DataDirectory() const { return data_directory_; }
+    // For a command's own use; what an earlier command left there when it was killed is removed at opening.
+    std::string WorkFile() const { return data_directory_ + "/DB/import.work"; }
 
     // By the name of the catalogue, in UTF-8.
     std::string Setting(std::string_view name);

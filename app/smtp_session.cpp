@@ -146,24 +146,28 @@ bool SmtpSession::Right(std::string_view user, std::string_view password) const 
 
 std::string SmtpSession::Admit(bool right) {
     state_ = State::commands;
+    authenticated_ = right;
     return right ? "235 2.7.0 Authentication successful\r\n" : auth_refused;
 }
 
 std::string SmtpSession::Auth(std::string_view arguments) {
-    if (!greeted_) return bad_order;
+    if (!greeted_ || authenticated_ || sender_given_) return bad_order;
     const std::size_t blank = std::min(arguments.find(' '), arguments.size());
     const std::string_view method = arguments.substr(0, blank);
     const std::string_view initial = Trimmed(arguments.substr(blank));
-    if (method == "CRAM-MD5") {
+    auto const is = [&](std::string_view name) {
+        return method.size() == name.size() && StartsWith(method, name);
+    };
+    if (is("CRAM-MD5")) {
         state_ = State::cram_md5;
         return "334 " + Encoded(challenge_) + "\r\n";
     }
-    if (method == "PLAIN") {
+    if (is("PLAIN")) {
         if (!initial.empty()) return Plain(initial);
         state_ = State::plain;
         return "334 \r\n";
     }
-    if (method != "LOGIN") return "504 5.5.4 Unrecognized authentication type\r\n";
+    if (!is("LOGIN")) return "504 5.5.4 Unrecognized authentication type\r\n";
     state_ = State::login_user;
     return "334 " + Encoded("Username:") + "\r\n";
 }
@@ -210,6 +214,7 @@ std::string SmtpSession::AuthAnswer(std::string_view line) {
 
 std::string SmtpSession::Mail(std::string_view arguments) {
     if (!greeted_ || sender_given_) return bad_order;
+    if (!rules_.user.empty() && !authenticated_) return "530 5.7.0 Authentication required\r\n";
     if (!StartsWith(arguments, "FROM:")) return bad_arguments;
     std::string_view rest;
     auto const path = PathOf(arguments.substr(5), rest);

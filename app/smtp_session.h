@@ -9,7 +9,7 @@ namespace app {
 
 // What the built-in post box is asked to be.
 struct PostboxRules {
-    std::string user;  // empty: any user and password are let in
+    std::string user;  // who must authenticate; empty: nobody must, and any user and password are let in
     std::string password;
     std::vector<std::string>
         refuse;  // recipients that match ("*" and "?", ASCII case does not count) are refused
@@ -59,7 +59,7 @@ class SmtpSession {
     std::function<bool(std::string_view)> store_;
     std::string challenge_;
     State state_ = State::commands;
-    bool greeted_ = false, sender_given_ = false, too_large_ = false, ended_ = false;
+    bool greeted_ = false, authenticated_ = false, sender_given_ = false, too_large_ = false, ended_ = false;
     std::string login_user_, sender_, text_;
     std::vector<std::string> recipients_;
 };

@@ -21,10 +21,13 @@ void OnInterrupt(int signal) {
     interrupted = 1;
 }
 
-// Echo off while it lives.
+// Echo off while it lives; and Ctrl-C ends the reading, so that the echo comes back before the program ends.
 class QuietTerminal {
   public:
     QuietTerminal() : saved_(), changed_(tcgetattr(STDIN_FILENO, &saved_) == 0) {
+        struct sigaction ends_reading {};
+        ends_reading.sa_handler = OnInterrupt;
+        sigaction(SIGINT, &ends_reading, &interrupt_);
         if (!changed_) return;
         termios quiet = saved_;
         quiet.c_lflag &= static_cast<tcflag_t>(~ECHO);
@@ -32,6 +35,7 @@ class QuietTerminal {
     }
     ~QuietTerminal() {
         if (changed_) tcsetattr(STDIN_FILENO, TCSAFLUSH, &saved_);
+        sigaction(SIGINT, &interrupt_, nullptr);
     }
     QuietTerminal(QuietTerminal const&) = delete;
     QuietTerminal& operator=(QuietTerminal const&) = delete;
@@ -39,6 +43,7 @@ class QuietTerminal {
   private:
     termios saved_;
     bool changed_;
+    struct sigaction interrupt_ {};
 };
 
 }  // namespace
@@ -56,6 +61,7 @@ std::string AskPassword(std::string const& prompt, std::string const& option) {
         std::getline(std::cin, password);
     }
     std::cerr << "\n";
+    if (interrupted) throw Failure("中断しました。", exit_interrupted);
     if (!std::cin) throw Failure("パスワードが入力されませんでした。");
     return password;
 }

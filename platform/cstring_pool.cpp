@@ -26,20 +26,30 @@ constexpr std::size_t recent_slots = 4096;
 // Longer texts seldom recur.
 constexpr std::size_t longest_shared = 40;
 
-std::size_t SlotOf(std::string_view text) noexcept {
+template <class Word>
+std::uint64_t WordAt(char const* at) noexcept {
+    Word word;
+    std::memcpy(&word, at, sizeof word);
+    return word;
+}
+
+// The up to seven bytes of a short text, or the last eight of a longer one.
+std::uint64_t LastWord(std::string_view text) noexcept {
+    char const* const end = text.data() + text.size();
+    if (text.size() >= 8) return WordAt<std::uint64_t>(end - 8);
+    if (text.size() >= 4) return WordAt<std::uint32_t>(text.data()) << 32 | WordAt<std::uint32_t>(end - 4);
+    if (text.size() >= 2) return WordAt<std::uint16_t>(text.data()) << 16 | WordAt<std::uint16_t>(end - 2);
+    return static_cast<unsigned char>(text[0]);
+}
+
+std::uint64_t HashOf(std::string_view text) noexcept {
     std::uint64_t hash = text.size() * 0x9E3779B97F4A7C15U;
-    char const* at = text.data();
-    std::size_t left = text.size();
-    for (; left >= 8; at += 8, left -= 8) {
-        std::uint64_t word;
-        std::memcpy(&word, at, 8);
-        hash = (hash ^ word) * 0xFF51AFD7ED558CCDU;
+    for (std::size_t at = 0; at + 8 < text.size(); at += 8) {
+        hash = (hash ^ WordAt<std::uint64_t>(text.data() + at)) * 0xFF51AFD7ED558CCDU;
         hash ^= hash >> 32;
     }
-    std::uint64_t word = 0;
-    std::memcpy(&word, at, left);
-    hash = (hash ^ word) * 0xFF51AFD7ED558CCDU;
-    return (hash >> 40) & (recent_slots - 1);
+    hash = (hash ^ LastWord(text)) * 0xFF51AFD7ED558CCDU;
+    return hash ^ hash >> 29;
 }
 
 }  // namespace
@@ -50,20 +60,29 @@ CStringPool::CStringPool() : recent_(recent_slots) {
 
 CStringPool::~CStringPool() {
     recent_.clear();
-    CloseBlock();
+    CloseBlock(ordinary_);
+    CloseBlock(recurring_);
 }
 
 CString CStringPool::Make(std::string_view text) {
     if (text.empty()) return {};
-    if (text.size() > longest_shared) return CString(Place(text), nullptr);
-    CString& recent = recent_[SlotOf(text)];
-    if (recent.View() != text) recent = CString(Place(text), nullptr);
-    return recent;
+    if (text.size() > longest_shared) return CString(Place(ordinary_, text), nullptr);
+    std::uint64_t const hash = HashOf(text);
+    Slot& slot = recent_[hash >> 52];
+    auto const mark = static_cast<std::uint32_t>(hash) | 1U;
+    if (slot.mark == mark && slot.text.View() == text) return slot.text;
+    if (slot.seen_once != mark) {
+        slot.seen_once = mark;
+        return CString(Place(ordinary_, text), nullptr);
+    }
+    slot.mark = mark;
+    slot.text = CString(Place(recurring_, text), nullptr);
+    return slot.text;
 }
 
-char* CStringPool::Place(std::string_view text) {
+char* CStringPool::Place(Filling& filling, std::string_view text) {
     constexpr std::size_t head = sizeof(CString::Header);
-    const std::size_t size = (head + text.size() + 1 + alignment - 1) & ~(alignment - 1);
+    std::size_t const size = (head + text.size() + 1 + alignment - 1) & ~(alignment - 1);
     if (size > block_size / 8) {  // a large text gets a block of its own
         char* own = CString::Allocate(text.size());
         std::memcpy(own, text.data(), text.size());
@@ -71,27 +90,25 @@ char* CStringPool::Place(std::string_view text) {
         CString::HeaderOf(own)->length = static_cast<std::uint32_t>(text.size());
         return own;
     }
-    if (!block_ || used_ + size > block_size) {
-        CloseBlock();
-        block_ = new (platform::TakeLargeBlock()) Block{while_filling, {}};
-        used_ = sizeof(Block);
-        made_ = 0;
+    if (!filling.block || filling.used + size > block_size) {
+        CloseBlock(filling);
+        filling = {new (platform::TakeLargeBlock()) Block{while_filling, {}}, sizeof(Block), 0};
     }
-    char* place = reinterpret_cast<char*>(block_) + used_ + head;
+    char* place = reinterpret_cast<char*>(filling.block) + filling.used + head;
     new (place - head) CString::Header{CString::pool_mark | 1U, static_cast<std::uint32_t>(text.size())};
     std::memcpy(place, text.data(), text.size());
     place[text.size()] = 0;
-    used_ += size;
-    ++made_;
+    filling.used += size;
+    ++filling.made;
     return place;
 }
 
-void CStringPool::CloseBlock() noexcept {
-    if (!block_) return;
-    const std::int32_t correction = static_cast<std::int32_t>(made_) - while_filling;
-    if (block_->live.fetch_add(correction, std::memory_order_acq_rel) + correction == 0)
-        platform::GiveLargeBlock(block_);
-    block_ = nullptr;
+void CStringPool::CloseBlock(Filling& filling) noexcept {
+    if (!filling.block) return;
+    std::int32_t const correction = static_cast<std::int32_t>(filling.made) - while_filling;
+    if (filling.block->live.fetch_add(correction, std::memory_order_acq_rel) + correction == 0)
+        platform::GiveLargeBlock(filling.block);
+    filling.block = nullptr;
 }
 
 void CStringPool::ReleaseText(char* text) noexcept {

@@ -26,14 +26,27 @@ class TESSALY_API CStringPool {
   private:
     friend class CString;
     struct Block;
+    // A text that came twice, and the mark of one that came once: texts that never come again do not push out
+    // those that do.
+    struct Slot {
+        std::uint32_t mark = 0;
+        std::uint32_t seen_once = 0;
+        CString text;
+    };
     static constexpr std::size_t block_size = 64 * 1024;
 
-    char* Place(std::string_view text);
-    void CloseBlock() noexcept;
+    // The block that is being filled with texts of one kind.
+    struct Filling {
+        Block* block = nullptr;
+        std::size_t used = 0;
+        std::uint32_t made = 0;
+    };
+
+    static char* Place(Filling& filling, std::string_view text);
+    static void CloseBlock(Filling& filling) noexcept;
     static void ReleaseText(char* text) noexcept;
 
-    Block* block_ = nullptr;
-    std::size_t used_ = 0;
-    std::uint32_t made_ = 0;
-    std::vector<CString> recent_;  // by hash of the text
+    Filling ordinary_;
+    Filling recurring_;         // side by side, since they are touched again and again
+    std::vector<Slot> recent_;  // by hash of the text
 };

@@ -24,7 +24,8 @@ struct StreamCloser {
 };
 using Stream = std::unique_ptr<std::FILE, StreamCloser>;
 
-// The whole of a file; false when it cannot be opened or read.
+// The whole of a file; false when it cannot be opened or read or is 2 GiB or longer (an endless device).
+// `content` is then as it was.
 TESSALY_API bool ReadWholeFile(char const* path, std::string& content);
 // Replaces the file's content; false on any failure, and the old content then stands where the file system
 // allows it.

@@ -1,8 +1,9 @@
 #include "platform/profile.h"
 
+#include <algorithm>
 #include <string>
 #include <string_view>
-#include <vector>
+#include <utility>
 
 #include "platform/file.h"
 #include "platform/mbcs.h"
@@ -152,36 +153,33 @@ struct Change {
 // The content with a change made. Everything else goes over byte for byte.
 class Rewriter {
   public:
-    Rewriter(std::string_view content, Change const& change) : change_(change), end_(LineEndOf(content)) {
+    explicit Rewriter(Change const& change) : change_(change) {}
+    std::string Rewrite(std::string_view content) && {
+        end_ = LineEndOf(content);
         while (!content.empty()) Pass(TakeLine(content));
-        if (!Adds()) return;
-        if (!found_section_) {
-            EndLine(result_.size());
-            result_.append("[").append(change_.section).append("]").append(end_);
-            place_ = result_.size();
-        }
-        if (!done_) Insert();
+        if (Adds() && !found_section_) AddSection();
+        if (Adds() && !replaced_) AddKey();
+        return std::move(result_);
     }
-    std::string Result() && { return std::move(result_); }
 
   private:
     bool Adds() const { return change_.key && change_.value; }
+    bool Removes(bool is_key) const { return inside_ && (!change_.key || (is_key && !change_.value)); }
+
     void Pass(Line const& line) {
-        if (line.kind == Line::section) inside_ = EntersSection(line.name);
-        bool const key_matches =
+        if (line.kind == Line::section) inside_ = Enters(line.name);
+        bool const is_key =
             inside_ && change_.key && line.kind == Line::key && EqualNoCase(line.name, *change_.key);
-        if (inside_ && (change_.key ? key_matches && !change_.value : true)) return;  // removed
-        if (key_matches && !done_)
+        if (Removes(is_key)) return;
+        if (is_key && !replaced_)
             Replace(line);
         else
             result_ += line.whole;
-        // A new key goes behind the last line of its section that is not blank.
-        if (inside_ && !Trimmed(line.whole.substr(0, line.whole.find_first_of(line_ends))).empty())
-            place_ = result_.size();
+        if (inside_ && line.whole.find_first_not_of(" \t\v\f\r\n") != npos) place_ = result_.size();
     }
     // Only the first section of a name counts; but what is to be removed goes from every one, or a second one
     // would come to light.
-    bool EntersSection(std::string_view name) {
+    bool Enters(std::string_view name) {
         if (!EqualNoCase(name, change_.section) || (Adds() && found_section_)) return false;
         return found_section_ = true;
     }
@@ -189,16 +187,19 @@ class Rewriter {
         auto const before = static_cast<std::size_t>(line.value.data() - line.whole.data());
         result_.append(line.whole.substr(0, before)).append(*change_.value);
         result_ += line.whole.substr(before + line.value.size());
-        done_ = true;
+        replaced_ = true;
     }
-    // Gives the line that ends there an end, if the file ended without.
-    void EndLine(std::size_t place) {
-        if (place == 0 || line_ends.find(result_[place - 1]) != npos) return;
-        result_.insert(place, end_);
-        place_ = place + end_.size();
+    void EndLastLine() {
+        if (!result_.empty() && line_ends.find(result_.back()) == npos) result_ += end_;
+        place_ = result_.size();
     }
-    void Insert() {
-        EndLine(place_);
+    void AddSection() {
+        EndLastLine();
+        result_.append("[").append(change_.section).append("]").append(end_);
+        place_ = result_.size();
+    }
+    void AddKey() {
+        if (place_ == result_.size()) EndLastLine();
         std::string line(*change_.key);
         line.append("=").append(*change_.value).append(end_);
         result_.insert(place_, line);
@@ -207,10 +208,10 @@ class Rewriter {
     Change change_;
     std::string_view end_;
     std::string result_;
-    std::size_t place_ = 0;  // where a new key goes
+    std::size_t place_ = 0;  // behind the last line of the section that is not blank: a new key goes there
     bool inside_ = false;
     bool found_section_ = false;
-    bool done_ = false;
+    bool replaced_ = false;
 };
 
 }  // namespace
@@ -248,7 +249,7 @@ int WritePrivateProfileString(char const* section, char const* key, char const* 
     std::string content;
     if (!ReadWholeFile(file, content) && Exists(file)) return 0;
     const Change change{section_name, key ? &key_name : nullptr, value ? &new_value : nullptr};
-    std::string changed = Rewriter(content, change).Result();
+    const std::string changed = Rewriter(change).Rewrite(content);
     return changed == content || WriteWholeFile(file, changed);
 }
 

@@ -34,9 +34,9 @@ bool Descriptor::Close() noexcept {
     return value_ < 0 || ::close(Release()) == 0 || errno == EINTR;
 }
 
-Descriptor OpenFile(std::string const& host_path, int flags, unsigned mode) {
+Descriptor OpenFile(std::string const& host_path, int flags) {
     int opened;
-    do opened = ::open(host_path.c_str(), flags | O_CLOEXEC | O_NOCTTY, mode);
+    do opened = ::open(host_path.c_str(), flags | O_CLOEXEC | O_NOCTTY, 0666);
     while (opened < 0 && errno == EINTR);
     Descriptor file(opened);
     struct stat status {};

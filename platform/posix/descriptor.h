@@ -33,7 +33,7 @@ class Descriptor {
 };
 
 // open(), never for a directory and never passed on to another program.
-Descriptor OpenFile(std::string const& host_path, int flags, unsigned mode = 0666);
+Descriptor OpenFile(std::string const& host_path, int flags);
 // The same by a library path; a null or empty one leads nowhere.
 Descriptor OpenPath(char const* path, int flags);
 

@@ -18,6 +18,7 @@ namespace platform {
 namespace {
 
 constexpr std::size_t block_size = 256 * 1024;
+constexpr std::size_t largest_whole_file = 0x7FFFFFFF;  // no string of the library holds more
 
 using posix::Descriptor;
 
@@ -30,6 +31,7 @@ bool Examine(char const* path, struct stat& status) { return stat(HostPathOf(pat
 bool ReadToEnd(Descriptor const& file, std::string& content) {
     struct stat status {};
     if (fstat(file.Get(), &status) != 0) return false;
+    if (status.st_size > static_cast<off_t>(largest_whole_file)) return false;
     if (status.st_size > 0) content.reserve(static_cast<std::size_t>(status.st_size) + 1);
     for (;;) {
         const std::size_t size = content.size();
@@ -37,6 +39,7 @@ bool ReadToEnd(Descriptor const& file, std::string& content) {
         long const count = posix::ReadSome(file.Get(), content.data() + size, content.size() - size);
         content.resize(size + static_cast<std::size_t>(std::max(count, 0L)));
         if (count <= 0) return count == 0;
+        if (content.size() > largest_whole_file) return false;
     }
 }
 

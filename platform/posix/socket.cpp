@@ -34,10 +34,12 @@ bool IsAboutTheWay(int error) {
 CSocket::~CSocket() { Close(); }
 
 int CSocket::Create(unsigned port, int type, long, char const* address) {
-    if (IsOpen()) SetLastSocketError(platform::socket_is_connected);
     bool const offered = port == 0 && type == stream_type && !address;
-    if (!offered) SetLastSocketError(platform::socket_address_family);
-    if (IsOpen() || !offered) return 0;
+    int const error = IsOpen()  ? platform::socket_is_connected
+                      : offered ? 0
+                                : platform::socket_address_family;
+    SetLastSocketError(error);
+    if (error != 0) return 0;
     created_ = true;
     return 1;
 }

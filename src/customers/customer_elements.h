@@ -4,6 +4,7 @@
 
 #include "customers/one_customer.h"
 #include "platform/cstring.h"
+#include "platform/export.h"
 
 // The 56 columns of the customer row. An element number is a column number; send histories, extraction
 // conditions and import assignments hold these numbers, and database.dat their columns, so they never change.
@@ -51,6 +52,6 @@ constexpr bool IsAttribute(int element) noexcept {
     return element >= element_first_attribute && element <= element_last_attribute;
 }
 // `element` must be one.
-ElementDefinition const& DefinitionOf(int element) noexcept;
+TESSALY_API TESSALY_API ElementDefinition const& DefinitionOf(int element) noexcept;
 
 }  // namespace customers

@@ -42,7 +42,7 @@ CDatabaseEdit::CDatabaseEdit(EnvManager* env, SystemOption* option) {
 void CDatabaseEdit::InitMember() {
     SetElementNumber(element_count);
     SetElementNumber_Y2(element_count);
-    InitOneCustomerTemp();
+    OneCustomerTemp.SetSize(element_count);
 }
 
 int CDatabaseEdit::Fail(int code, CustomerResult result) {

@@ -238,11 +238,11 @@ class TESSALY_API CDatabaseEdit : public CMyDB {
     // refused line goes into `errorLines` by its number, from 1, and into `errorTexts` whole, at the same
     // index. The three are reset when the run has everything that it needs.
     //
-    // A line ends with its LF, its text at its first NUL. The rules of the fields stand in
-    // customers/import/field_rules.h. Result: the number imported; in this order no_environment,
-    // no_system_option, no_element_info, import_no_file, import_failed with 10009 (no customer ID to be had)
-    // or 10602 (the table refused a row, or the file could not be read on). The rows imported up to a failure
-    // or a stop stay in memory; the file is not written. Costs one look-up a line.
+    // A line ends with its LF, its text at its first NUL; one of over 256 MiB cannot be read. The rules of
+    // the fields stand in customers/import/field_rules.h. Result: the number imported; in this order
+    // no_environment, no_system_option, no_element_info, import_no_file, import_failed with 10009 (no
+    // customer ID to be had) or 10602 (the table refused a row, or the file could not be read on). The rows
+    // imported up to a failure or a stop stay in memory; the file is not written. Costs one look-up a line.
     int ImportDBfromFile(CString path, CString delimiter, char quote, CArray<int, int>& elements, int add,
                          int* imported, CArray<int, int>& errorLines, CArray<CString, CString>& errorTexts,
                          CString duplicate);
@@ -286,6 +286,8 @@ class TESSALY_API CDatabaseEdit : public CMyDB {
     int AppendRow(XCStringArrayEx row, Follow follow);
     int ReplaceRow(int line, XCStringArrayEx const& row);
     int KnownRow(int id) const;
+    // As MakeIndex, unless the index is up to date.
+    void UseIndex();
     void EnterID(int line);
     bool HasAddressIndex(std::uint64_t revision, int rows) const noexcept;
     void UseAddressIndex();

@@ -24,8 +24,15 @@ void CDatabaseEdit::MakeIndex() {
     int const rows = GetLineNumber();
     index_.Clear();
     index_.Reserve(rows > 0 ? static_cast<std::size_t>(rows) : 0);
-    for (int row = 0; row < rows; ++row) EnterID(row);
+    for (int row = 0; row < rows; ++row) {
+        FetchAhead(*this, row, rows, element_id);
+        EnterID(row);
+    }
     index_revision_ = Revision();
+}
+
+void CDatabaseEdit::UseIndex() {
+    if (index_revision_ != Revision()) MakeIndex();
 }
 
 void CDatabaseEdit::EnterID(int line) {

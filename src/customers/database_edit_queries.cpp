@@ -17,11 +17,13 @@ enum class Rows { live, deleted, all };
 
 constexpr int no_limit = -1;  // of an ID range
 
-// Calls `take` with each such row in order, and ends when it says false.
+// Calls `take`, which reads an element, with each such row in order, and ends when it says false.
 template <class Take>
-void Walk(CMyDB const& table, Rows rows, Take const& take) {
+void Walk(CMyDB const& table, Rows rows, int element, Take const& take) {
     int const count = table.GetLineNumber();
     for (int row = 0; row < count; ++row) {
+        FetchAhead(table, row, count, element);
+        if (rows != Rows::all) FetchAhead(table, row, count, element_delete_flag);
         if (rows != Rows::all && IsDeleted(table, row) != (rows == Rows::deleted)) continue;
         if (!take(row)) return;
     }
@@ -29,14 +31,14 @@ void Walk(CMyDB const& table, Rows rows, Take const& take) {
 
 int CollectIDs(CMyDB const& table, Rows rows, CArray<int, int>& out) {
     out.RemoveAll();
-    Walk(table, rows, [&](int row) { return out.Add(IDOf(table, row)) >= 0; });
+    Walk(table, rows, element_id, [&](int row) { return out.Add(IDOf(table, row)) >= 0; });
     return out.GetSize();
 }
 
 template <class Take>
 void WalkRange(CMyDB const& table, int from, int to, Take const& take) {
     bool const any = from == no_limit || to == no_limit;
-    Walk(table, Rows::live, [&](int row) {
+    Walk(table, Rows::live, element_id, [&](int row) {
         const int id = IDOf(table, row);
         return (any || (id >= from && id <= to)) ? take(id) : true;
     });
@@ -48,7 +50,7 @@ int Group(CMyDB const& table, int element, CStringList& out, int with_deleted, i
           PartOf const& part_of) {
     out.RemoveAll();
     DistinctTexts known;
-    Walk(table, with_deleted ? Rows::all : Rows::live, [&](int row) {
+    Walk(table, with_deleted ? Rows::all : Rows::live, element, [&](int row) {
         const std::string_view cell = CellOf(table, row, element);
         const std::string_view part = part_of(cell);
         if (!known.Insert(part)) return true;
@@ -81,7 +83,7 @@ int CDatabaseEdit::GetDBForList(CArray<CDbCustomerID, CDbCustomerID>* out, int f
 int CDatabaseEdit::GetDBIDWithoutDelete(CList<int, int>& out) {
     const DatabaseLock lock;
     out.RemoveAll();
-    Walk(*this, Rows::live, [&](int row) { return out.AddTail(IDOf(*this, row)) != nullptr; });
+    Walk(*this, Rows::live, element_id, [&](int row) { return out.AddTail(IDOf(*this, row)) != nullptr; });
     return out.GetCount();
 }
 
@@ -103,14 +105,14 @@ int CDatabaseEdit::GetDBIDALL(CArray<int, int>& out) {
 int CDatabaseEdit::GetDBCountWithoutDelete() {
     const DatabaseLock lock;
     int count = 0;
-    Walk(*this, Rows::live, [&](int) { return ++count > 0; });
+    Walk(*this, Rows::live, element_id, [&](int) { return ++count > 0; });
     return count;
 }
 
 int CDatabaseEdit::GetMaxDBIDOnlyExisting() {
     const DatabaseLock lock;
     int largest = 0;
-    Walk(*this, Rows::live, [&](int row) {
+    Walk(*this, Rows::live, element_id, [&](int row) {
         largest = std::max(largest, IDOf(*this, row));
         return true;
     });
@@ -160,7 +162,7 @@ int CDatabaseEdit::GetDBElementGroupByForMailAddress(CStringList& out, int withD
 int CDatabaseEdit::GetDBID2Item(int element, CArray<t_SORT_ITEM, t_SORT_ITEM>& out) {
     const DatabaseLock lock;
     out.RemoveAll();
-    Walk(*this, Rows::live, [&](int row) {
+    Walk(*this, Rows::live, element_id, [&](int row) {
         return out.Add({IDOf(*this, row), GetAtElement(row, element)}) >= 0;
     });
     return out.GetSize();
@@ -172,12 +174,12 @@ void CDatabaseEdit::RestoreFromOtherDBE(CDatabaseEdit& other, CArray<int, int>& 
     conflicts.RemoveAll();
     UseAddressIndex();
     CustomerIndex here;
-    Walk(*this, Rows::all, [&](int row) { return here.Set(IDOf(*this, row), row), true; });
+    Walk(*this, Rows::all, element_id, [&](int row) { return here.Set(IDOf(*this, row), row), true; });
     CustomerIndex there;
-    Walk(other, Rows::all, [&](int row) { return there.Set(IDOf(other, row), row), true; });
+    Walk(other, Rows::all, element_id, [&](int row) { return there.Set(IDOf(other, row), row), true; });
 
     const TableAddresses addresses(*this);
-    Walk(other, Rows::all, [&](int row) {
+    Walk(other, Rows::all, element_address, [&](int row) {
         const std::string_view address = CellOf(other, row, element_address);
         if (address.empty()) return true;
         const int id = IDOf(other, row);

@@ -1,7 +1,6 @@
 #include "delivery/mail_send.h"
 
-#include <algorithm>
-#include <memory>
+#include <string>
 
 #include "delivery/mail_stamps.h"
 #include "delivery/smtp_reply.h"
@@ -18,27 +17,22 @@
 
 namespace {
 
-// The marks of the log's lines.
-constexpr char const* note_mark = "｜L｜";
-constexpr char const* command_mark = "｜S｜";
-constexpr char const* reply_mark = "｜R｜";
+// The kind of log lines that are free text.
 constexpr char const* free_text_mark = "｜C｜";
 
 constexpr unsigned long version_buffer_size = 1000;
 
-// The text on one header line: a line end stays only where it folds the value (RFC 5322 2.2.3).
+// The text on one header line: a line end stays only where it folds the value (RFC 5322 2.2.3). Byte by byte,
+// since a CR or LF behind half of a double-byte character still ends the line for whoever reads the header.
 CString OnOneHeaderLine(char const* text) {
-    CString line(text);
-    for (int at = line.FindOneOf("\r\n"); at >= 0 && at < line.GetLength(); ++at) {
-        char const c = line[at];
-        if (c != '\r' && c != '\n') continue;
-        bool const folds = c == '\r' && line[at + 1] == '\n' && (line[at + 2] == ' ' || line[at + 2] == '\t');
-        if (folds)
-            ++at;
-        else
-            line.SetAt(at, ' ');
+    std::string line(text ? text : "");
+    for (std::size_t at = line.find_first_of("\r\n"); at != std::string::npos;
+         at = line.find_first_of("\r\n", at)) {
+        bool const folds = line.compare(at, 3, "\r\n ") == 0 || line.compare(at, 3, "\r\n\t") == 0;
+        if (!folds) line[at] = ' ';
+        at += folds ? 2 : 1;
     }
-    return line;
+    return CString(line);
 }
 
 CString EncodedHeaderValue(CString const& value) {
@@ -260,9 +254,3 @@ void MailSend::WriteLogLine(CString kind, CString text) {
     else
         log_.SetLogData(kind + text, 1, without_rule);
 }
-
-void MailSend::LogNote(CString const& text) { WriteLogLine(note_mark, text); }
-
-void MailSend::LogCommand(CString const& line) { WriteLogLine(command_mark, line); }
-
-void MailSend::LogReply(CString const& text) { WriteLogLine(reply_mark, text); }

@@ -2,6 +2,7 @@
 
 #include <memory>
 
+#include "delivery/conversation_log.h"
 #include "delivery/mail_send_err.h"
 #include "platform/containers.h"
 #include "platform/cstring.h"
@@ -56,11 +57,12 @@ class TESSALY_API MailSend {
     // Results of Send.
     enum SendResult {
         SendAccepted = 1,           // the server took the mail; the last error is unchanged
-        SendNotDelivered = 0,       // no connection (as Connect says), or the recipient was refused (2105)
-        SendMissingField = -1,      // 2005
-        SendSocketFailure = -2,     // GetWSAErrMsg
-        SendServerRefused = -3,     // 2104, 2105, 2107 or 2108
-        SendNoAuthentication = -4,  // 2106, 2107 or 2109
+        SendNotDelivered = 0,       // no connection (as Connect says), or the recipient was refused (2105,
+                                    // and an entry in the error list)
+        SendMissingField = -1,      // header, body, recipient, host, sender or port is missing (2005)
+        SendSocketFailure = -2,     // during the conversation (GetWSAErrMsg)
+        SendServerRefused = -3,     // the server refused a step (2104, 2105, 2107 or 2108)
+        SendNoAuthentication = -4,  // none is possible with this server (2106, 2107 or 2109)
     };
     // Results of CheckSMTP, beside -2 to -4 of Send.
     enum CheckResult { CheckPassed = 0, CheckNotConnected = -1 };
@@ -160,8 +162,8 @@ class TESSALY_API MailSend {
     void WriteLogToFile();
     // Environment, mail and customer, to stand above a conversation in the log.
     void WriteLogHeader(CString envName, int mailID, int customerID, CString address);
-    // One entry with its time. `kind`: "｜L｜" a note, "｜S｜" a command, "｜R｜" a reply or a socket error;
-    // for "｜C｜", free text, kind and time are left out.
+    // One log entry with its time. `kind`: "｜L｜" a note, "｜S｜" a command, "｜R｜" a reply or a socket
+    // error; for "｜C｜", free text, kind and time are left out.
     void WriteLogLine(CString kind, CString text);
 
   protected:
@@ -187,6 +189,7 @@ class TESSALY_API MailSend {
 
     // Results of the steps are those of Send; Exchange, ReadAnswer and the Answer... steps give the code of
     // the reply instead of SendAccepted.
+    int StartConnection(char const* host, int port);
     bool OpenSocket();
     int RunSend();
     int MissingField();
@@ -207,9 +210,6 @@ class TESSALY_API MailSend {
     int RefuseRecipient(CString const& reason);
     int NoAuthentication(int error_code, char const* reason);
     void SetSocketError(int socket_error, FunctionType kind);
-    void LogNote(CString const& text);
-    void LogCommand(CString const& line);
-    void LogReply(CString const& text);
 
     CString header_;
     CString body_;
@@ -235,4 +235,5 @@ class TESSALY_API MailSend {
     Stage stage_ = Stage::no_greeting;
     CArray<MailSendErr, MailSendErr&> error_list_;
     LogWriter log_;
+    delivery::ConversationLog conversation_log_{log_};
 };

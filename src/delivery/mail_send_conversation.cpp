@@ -1,5 +1,6 @@
-#include <optional>
+#include <memory>
 #include <string>
+#include <string_view>
 
 #include "delivery/mail_send.h"
 #include "delivery/smtp_authentication.h"
@@ -25,7 +26,7 @@ constexpr bool IsIntermediate(int code) { return code >= 300 && code <= 399; }
 
 constexpr int host_name_size = 255;
 // What the log shows of a reply that was given up as too long.
-constexpr int logged_part_of_long_reply = 512;
+constexpr std::size_t logged_part_of_long_reply = 512;
 
 constexpr char const* reply_too_long_text =
     "送信サーバーの応答が長すぎるため、通信を打ち切りました.\r\n(上限 %d バイト)";
@@ -52,23 +53,29 @@ CString AuthNote(delivery::AuthMethod method) {
 }  // namespace
 
 int MailSend::Connect(char const* host, int port) {
+    int const connected = StartConnection(host, port);
+    conversation_log_.Write();
+    return connected;
+}
+
+int MailSend::StartConnection(char const* host, int port) {
     CString note;
     note.Format("[Connect] ProcStart paramhost:%s paramport:%d bIsConnected is %sTRUE",
                 host ? host : "(null)", port, bIsConnected == 1 ? "" : "Not ");
-    LogNote(note);
+    conversation_log_.Note(note.View());
     if (bIsConnected == 1) {
         last_error_.SetErr(smtp_already_connected);
         return 1;
     }
     Disconnect();
-    LogNote("[Connect] CheckParam Start");
+    conversation_log_.Note("[Connect] CheckParam Start");
     if (host || port < 0) {
         const CString wanted_host = host ? CString(host) : host_;
         int const wanted_port = port < 0 ? port_ : port;
         if (!SetSmtpHost(wanted_host, wanted_port)) {
             note.Format("[Connect] SetSmtpHost Error tmphostname:%s port:%d",
                         static_cast<char const*>(wanted_host), wanted_port);
-            LogNote(note);
+            conversation_log_.Note(note.View());
             return 0;
         }
     }
@@ -80,20 +87,21 @@ int MailSend::Connect(char const* host, int port) {
 }
 
 bool MailSend::OpenSocket() {
-    LogNote("[Connect] Create Start");
+    conversation_log_.Note("[Connect] Create Start");
     socket_ = std::make_unique<SocketSupport>();
     if (!socket_->Create()) {
         SetSocketError(platform::GetLastSocketError(), FunctionConnect);
-        LogNote("[Connect] Create Error");
+        conversation_log_.Note("[Connect] Create Error");
         return false;
     }
     socket_->SetTimeOutTime(connect_timeout_ms_);
     CString note;
     note.Format("[Connect] Connect Start Host:%s Port:%d", static_cast<char const*>(host_), port_);
-    LogNote(note);
+    conversation_log_.Note(note.View());
+    conversation_log_.Write();
     if (!socket_->ConnectWithin(host_, static_cast<unsigned>(port_), 0)) {
         SetSocketError(platform::GetLastSocketError(), FunctionConnect);
-        LogNote("[Connect] Connect Error");
+        conversation_log_.Note("[Connect] Connect Error");
         return false;
     }
     return true;
@@ -119,24 +127,25 @@ void MailSend::SetSocketError(int socket_error, FunctionType kind) {
 
 int MailSend::SendCommand(CString command, int reportFailure) {
     command += "\r\n";
-    LogCommand(command);
+    conversation_log_.Command(command.View());
+    conversation_log_.Write();
     int error = platform::socket_not_connected;
     if (socket_) {
         if (socket_->SendBlock(command, 0, 0) >= 0) return 1;
         error = platform::GetLastSocketError();
     }
     if (reportFailure) SetSocketError(error, FunctionSend);
-    CString number;
-    number.Format("%d", error);
-    LogReply(number);
+    conversation_log_.Reply(std::to_string(error));
+    conversation_log_.Write();
     return 0;
 }
 
 int MailSend::ReadAnswer(CString& reply, int report_failure) {
+    conversation_log_.Write();
     int code = 0;
     const delivery::ReplyOutcome outcome = delivery::ReadReply(*socket_, reply, code);
     if (outcome == delivery::ReplyOutcome::complete) {
-        LogReply(reply);
+        conversation_log_.Reply(reply.View());
         return code;
     }
     bool const too_long = outcome == delivery::ReplyOutcome::too_long;
@@ -148,10 +157,9 @@ int MailSend::ReadAnswer(CString& reply, int report_failure) {
         else
             SetSocketError(error, FunctionReceive);
     }
-    LogReply(too_long ? reply.Left(logged_part_of_long_reply) : reply);
-    CString number;
-    number.Format("%d", error);
-    LogReply(number);
+    conversation_log_.Reply(
+        reply.View().substr(0, too_long ? logged_part_of_long_reply : std::string_view::npos));
+    conversation_log_.Reply(std::to_string(error));
     return SendSocketFailure;
 }
 
@@ -183,6 +191,7 @@ int MailSend::RefuseRecipient(CString const& reason) {
 int MailSend::Send() {
     int const result = RunSend();
     CloseConversation(result);
+    conversation_log_.Write();
     recipient_.Empty();
     message_id_.Empty();
     body_.Empty();
@@ -190,7 +199,7 @@ int MailSend::Send() {
 }
 
 int MailSend::RunSend() {
-    LogNote("[Send] ProcStart " + m_strMailerName);
+    conversation_log_.Note(("[Send] ProcStart " + m_strMailerName).View());
     for (CString const* field : {&header_, &body_, &recipient_, &host_, &sender_})
         if (field->IsEmpty()) return MissingField();
     if (port_ == 0) return MissingField();
@@ -199,7 +208,7 @@ int MailSend::RunSend() {
     if (usable != SendAccepted) return usable;
 
     CString wire_text = MakeMail();
-    LogNote("[Send] Connect");
+    conversation_log_.Note("[Send] Connect");
     if (bIsConnected != 1 && Connect(nullptr, -1) != 1) return SendNotDelivered;
     int const opened = OpenConversation("[Send] ");
     return opened == SendAccepted ? RunMail(wire_text) : opened;
@@ -221,7 +230,8 @@ int MailSend::CheckValues() {
 }
 
 int MailSend::CheckCredentials() {
-    if (!m_bSmtpAuth || delivery::CredentialsUsable(AllowedMethods(), user_.View(), password_.View()))
+    bool const needed = m_bSmtpAuth && stage_ != Stage::ready;
+    if (!needed || delivery::CredentialsUsable(AllowedMethods(), user_.View(), password_.View()))
         return SendAccepted;
     return NoAuthentication(smtp_auth_failed, credentials_too_long_text);
 }
@@ -245,13 +255,14 @@ CString MailSend::MakeMail() {
 
 int MailSend::CheckSMTP() {
     error_list_.RemoveAll();
-    LogNote("[CheckSMTP] ProcStart");
+    conversation_log_.Note("[CheckSMTP] ProcStart");
     int result = CheckCredentials();
     if (result == SendAccepted) {
         if (bIsConnected != 1 && Connect(nullptr, -1) != 1) return CheckNotConnected;
         result = OpenConversation("[CheckSMTP] ", CheckOnly::yes);
     }
     CloseConversation(result);
+    conversation_log_.Write();
     return result == SendAccepted ? CheckPassed : result;
 }
 
@@ -268,9 +279,9 @@ int MailSend::OpenConversation(char const* caller, CheckOnly check_only) {
     if (local_name.IsEmpty()) local_name = "LocalHost";
     CString note;
     note.Format("%slocalHostTemp:%s localHost:%s", caller, host_name, static_cast<char const*>(local_name));
-    LogNote(note);
+    conversation_log_.Note(note.View());
     if (stage_ == Stage::no_greeting) {
-        LogNote(CString(caller) + "greeting wait");
+        conversation_log_.Note((CString(caller) + "greeting wait").View());
         int const code = ReadAnswer(reply, report);
         if (code == SendSocketFailure) return code;
         if (!IsCompletion(code)) return Refused(smtp_server_not_ready, reply);
@@ -281,7 +292,9 @@ int MailSend::OpenConversation(char const* caller, CheckOnly check_only) {
 }
 
 int MailSend::SayHello(char const* caller, CString const& local_name) {
-    LogNote(CString(caller) + (m_bSmtpAuth ? "m_bSmtpAuth is TRUE" : "m_bSmtpAuth is Not TRUE"));
+    CString note;
+    note.Format("%sm_bSmtpAuth is %sTRUE", caller, m_bSmtpAuth ? "" : "Not ");
+    conversation_log_.Note(note.View());
     CString reply;
     int const code = Exchange((m_bSmtpAuth ? "EHLO " : "HELO ") + local_name, reply);
     if (code == SendSocketFailure) return code;
@@ -306,7 +319,7 @@ int MailSend::Authenticate(char const* caller, CString const& ehlo_reply) {
     int code = Exchange(CString("AUTH ") + delivery::MethodName(*method), reply);
     if (code == SendSocketFailure) return code;
     if (code != reply_auth_continue) return Refused(smtp_auth_method_not_supported, reply);
-    LogNote(caller + AuthNote(*method));
+    conversation_log_.Note((caller + AuthNote(*method)).View());
     switch (*method) {
         case delivery::AuthMethod::cram_md5: code = AnswerCramMd5(reply); break;
         case delivery::AuthMethod::login: code = AnswerLogin(reply); break;
@@ -344,7 +357,7 @@ int MailSend::AnswerLogin(CString& reply) {
 }
 
 int MailSend::RunMail(CString& wire_text) {
-    LogNote("[Send] mail start");
+    conversation_log_.Note("[Send] mail start");
     CString reply;
     int code = Exchange("MAIL FROM:<" + sender_ + ">", reply);
     if (code == SendSocketFailure) return code;
@@ -358,6 +371,7 @@ int MailSend::RunMail(CString& wire_text) {
     if (code == SendSocketFailure) return code;
     if (!IsIntermediate(code)) return Refused(smtp_refused_by_server, delivery::WithoutLineEnd(reply));
 
+    conversation_log_.Write();
     if (socket_->SendBlock(wire_text, 0, 0) < 0) {
         SetSocketError(platform::GetLastSocketError(), FunctionSend);
         return SendSocketFailure;

@@ -6,6 +6,7 @@
 #include <cstring>
 #include <new>
 #include <string_view>
+#include <type_traits>
 #include <utility>
 
 #include "text/dates.h"
@@ -83,22 +84,25 @@ struct Marks {
 constexpr Marks plain_marks{"<%", "%>"};
 constexpr Marks html_marks{"&lt;%", "%&gt;"};
 
-// Names of the merge words by ID; empty where a row has none. No name holds the byte '%', which is never half
+// Name of the merge word of a row; empty where it has none. No name holds the byte '%', which is never half
 // of a character either.
-constexpr std::array<std::string_view, word_count> names = [] {
-    std::array<std::string_view, word_count> table{};
-    for (std::size_t id = 0; id < word_count; ++id) {
-        std::string_view word = MailWordInsert::itsMailInsertDefinition[id].insert_string;
-        if (word.empty()) continue;
-        word.remove_prefix(plain_marks.opening.size());
-        word.remove_suffix(plain_marks.closing.size());
-        table[id] = word;
-    }
-    return table;
-}();
+constexpr std::string_view NameOf(std::size_t id) {
+    std::string_view word = MailWordInsert::itsMailInsertDefinition[id].insert_string;
+    if (word.empty()) return word;
+    word.remove_prefix(plain_marks.opening.size());
+    word.remove_suffix(plain_marks.closing.size());
+    return word;
+}
 constexpr std::size_t shortest_name = 6, longest_name = 14;
 
-// IDs by a hash of the name that gives each name a slot of its own.
+// The names by a hash that gives each a slot of its own.
+struct NameSlot {
+    std::array<char, longest_name> name{};
+    unsigned char size = 0;
+    signed char id = MailWordInsert::no_word;
+
+    constexpr std::string_view Name() const { return {name.data(), size}; }
+};
 constexpr std::size_t slot_count = 128;
 constexpr std::size_t SlotOf(std::string_view name) {
     auto const byte = [name](std::size_t place) -> std::size_t {
@@ -107,37 +111,34 @@ constexpr std::size_t SlotOf(std::string_view name) {
     const std::size_t size = name.size();
     return (byte(1) + byte(size - 1) + 2 * byte(size - 2) + 3 * byte(size - 4)) % slot_count;
 }
-constexpr std::array<signed char, slot_count> ids_by_slot = [] {
-    std::array<signed char, slot_count> ids{};
-    ids.fill(MailWordInsert::no_word);
-    for (std::size_t id = 0; id < word_count; ++id)
-        if (!names[id].empty()) ids[SlotOf(names[id])] = static_cast<signed char>(id);
-    return ids;
+constexpr std::array<NameSlot, slot_count> slots = [] {
+    std::array<NameSlot, slot_count> table{};
+    for (std::size_t id = 0; id < word_count; ++id) {
+        const std::string_view name = NameOf(id);
+        if (name.empty()) continue;
+        NameSlot& slot = table[SlotOf(name)];
+        std::copy(name.begin(), name.end(), slot.name.begin());
+        slot.size = static_cast<unsigned char>(name.size());
+        slot.id = static_cast<signed char>(id);
+    }
+    return table;
 }();
 static_assert([] {
-    for (const std::string_view& name : names)
-        if (!name.empty() && (name.size() < shortest_name || name.size() > longest_name ||
-                              names[static_cast<std::size_t>(ids_by_slot[SlotOf(name)])] != name))
+    for (std::size_t id = 0; id < word_count; ++id) {
+        const std::string_view name = NameOf(id);
+        if (!name.empty() && (name.size() < shortest_name || slots[SlotOf(name)].id != static_cast<int>(id)))
             return false;
+    }
     return true;
 }());
 
-// A merge word in a text: its ID, and its length with both marks.
-struct Word {
-    int id = MailWordInsert::no_word;
-    std::size_t length = 0;
-};
-
-// The merge word with which `text` begins.
-Word FindWord(std::string_view text, Marks const& marks) {
-    if (!text.starts_with(marks.opening)) return {};
-    text.remove_prefix(marks.opening.size());
+// The merge word whose name begins `text`, right behind an opening mark; null: there is none.
+template <Marks const& marks>
+NameSlot const* FindName(std::string_view text) {
     const std::string_view name = text.substr(0, text.substr(0, longest_name + 1).find('%'));
-    if (name.size() < shortest_name || name.size() > longest_name) return {};
-    int const id = ids_by_slot[SlotOf(name)];
-    if (id == MailWordInsert::no_word || names[static_cast<std::size_t>(id)] != name) return {};
-    if (!text.substr(name.size()).starts_with(marks.closing)) return {};
-    return {id, marks.opening.size() + name.size() + marks.closing.size()};
+    if (name.size() < shortest_name || name.size() > longest_name) return nullptr;
+    NameSlot const& slot = slots[SlotOf(name)];
+    return slot.Name() == name && text.substr(name.size()).starts_with(marks.closing) ? &slot : nullptr;
 }
 
 enum WordID { id_customer = 0, id_birthday = 8, id_entry_date = 54, id_renewal_date = 55 };
@@ -190,20 +191,20 @@ CString DateText(COleDateTime const& date) {
     return text;
 }
 
-CString ValueOf(OneCustomer const& customer, int id) {
-    CString value;
+// The value of a merge word: a text of the customer, or one made in `made`.
+CString const& ValueOf(OneCustomer const& customer, int id, CString& made) {
+    constexpr int date_size = 10, time_size = 9;  // "2004/02/29", " 09:05:00"
     switch (id) {
-        case id_customer: value.Format("%d", customer.CustomerID); break;
+        case id_customer: made.Format("%d", customer.CustomerID); return made;
+        case id_entry_date: made = DateText(customer.EntryDate); return made;
+        case id_renewal_date: made = DateText(customer.RenewalDate); return made;
         case id_birthday:
-            // A time may stand behind the date.
-            value = customer.Birthday;
-            value.Delete(10, 9);
-            break;
-        case id_entry_date: value = DateText(customer.EntryDate); break;
-        case id_renewal_date: value = DateText(customer.RenewalDate); break;
-        default: value = customer.*members[static_cast<std::size_t>(id)]; break;
+            if (customer.Birthday.GetLength() <= date_size) return customer.Birthday;
+            made = customer.Birthday;
+            made.Delete(date_size, time_size);
+            return made;
+        default: return customer.*members[static_cast<std::size_t>(id)];
     }
-    return value;
 }
 
 // The merged text as it grows, written straight into the string that is handed out.
@@ -245,6 +246,38 @@ std::string_view EntityOf(char c) {
     }
 }
 
+// Merges `origin`; `encode` makes of a value what goes into the text, null leaves it as it is.
+template <Marks const& marks, class Encode>
+CString Merge(OneCustomer const& customer, std::string_view origin, Encode encode) {
+    MergedText merged(origin.size() + origin.size() / 4 + 64);
+    for (std::string_view rest = origin;;) {
+        const std::size_t mark = rest.find(marks.opening);
+        merged.Append(rest.substr(0, mark));
+        if (mark == rest.npos) return merged.Take();
+        rest.remove_prefix(mark + marks.opening.size());
+        NameSlot const* const word = FindName<marks>(rest);
+        if (!word) {
+            merged.Append(marks.opening);
+            continue;
+        }
+        CString made;
+        CString const& value = ValueOf(customer, word->id, made);
+        if constexpr (std::is_null_pointer_v<Encode>)
+            merged.Append(value.View());
+        else
+            merged.Append(encode(value).View());
+        rest.remove_prefix(word->size + marks.closing.size());
+    }
+}
+
+// ID of the merge word at the start of `text`.
+template <Marks const& marks>
+int FindWord(std::string_view text) {
+    if (!text.starts_with(marks.opening)) return MailWordInsert::no_word;
+    NameSlot const* const word = FindName<marks>(text.substr(marks.opening.size()));
+    return word ? word->id : MailWordInsert::no_word;
+}
+
 }  // namespace
 
 CString MailWordInsert::GetMailWordInsert(OneCustomer customer, int html) {
@@ -252,27 +285,11 @@ CString MailWordInsert::GetMailWordInsert(OneCustomer customer, int html) {
 }
 
 CString MailWordInsert::GetMailWordInsert(OneCustomer customer, char const* origin, int html) {
-    std::string_view rest = View(origin);
-    if (rest.empty()) return {};
-    Marks const& marks = html ? html_marks : plain_marks;
-    MergedText merged(rest.size() + rest.size() / 4 + 64);
-    for (;;) {
-        const std::size_t mark = rest.find(marks.opening);
-        merged.Append(rest.substr(0, mark));
-        if (mark == rest.npos) break;
-        rest.remove_prefix(mark);
-        const Word word = FindWord(rest, marks);
-        if (word.id == no_word) {
-            merged.Append(marks.opening);
-            rest.remove_prefix(marks.opening.size());
-            continue;
-        }
-        const CString value = ValueOf(customer, word.id);
-        merged.Append(html ? HtmlAmpEcnode(value).View() : value.View());
-        rest.remove_prefix(word.length);
-    }
-    CString result = merged.Take();
-    return result.IsEmpty() ? CString(' ') : result;
+    const std::string_view text = View(origin);
+    if (text.empty()) return {};
+    CString merged = html ? Merge<html_marks>(customer, text, &HtmlAmpEcnode)
+                          : Merge<plain_marks>(customer, text, nullptr);
+    return merged.IsEmpty() ? CString(' ') : merged;
 }
 
 int MailWordInsert::GetIDFromMenuString(char const* text) {
@@ -285,9 +302,7 @@ int MailWordInsert::GetIDFromMenuString(char const* text) {
 }
 
 int MailWordInsert::GetIDFromInsertString(char const* text, int html) {
-    Marks const& marks = html ? html_marks : plain_marks;
-    const std::size_t longest = marks.opening.size() + longest_name + marks.closing.size();
-    return text ? FindWord({text, strnlen(text, longest)}, marks).id : no_word;
+    return html ? FindWord<html_marks>(View(text)) : FindWord<plain_marks>(View(text));
 }
 
 void MailWordInsert::CheckOldMailWord(CString text, CArray<CString, CString>& found) {

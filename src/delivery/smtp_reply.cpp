@@ -1,7 +1,5 @@
 #include "delivery/smtp_reply.h"
 
-#include <cstdlib>
-
 #include "delivery/socket_support.h"
 #include "platform/socket.h"
 

@@ -15,8 +15,8 @@ namespace delivery {
 inline constexpr int reply_limit = 64 * 1024;
 
 // What the last line of `reply` says: its code, positive on the last line of a reply, negative on a
-// continuation line
-// ("250-"), 0 on a line that cannot be read. The line end is no part of the line: "250" alone is a last line.
+// continuation line ("250-"), 0 on a line that cannot be read. The line end is no part of the line: "250"
+// alone is a last line.
 TESSALY_API int ReplyCode(std::string_view reply) noexcept;
 
 enum class ReplyOutcome { complete, closed, failed, too_long };

@@ -19,7 +19,7 @@ namespace mime {
 constexpr std::size_t header_line_limit = 70;
 
 // Room in bytes, NUL included, for base64encoding of a JIS text of `length` bytes, whatever stands in it.
-constexpr std::size_t JisWordsRoom(std::size_t length) noexcept { return 5 * length + 8; }
+constexpr std::size_t JisWordsRoom(std::size_t length) noexcept { return 6 * length + 8; }
 
 // Room in bytes, NUL included, for MIMEbase64decoding of `length` characters.
 constexpr std::size_t DecodedWordsRoom(std::size_t length) noexcept { return length + 1; }

@@ -1,14 +1,18 @@
 #include "mime/mail_data_structure.h"
 
+#include <climits>
 #include <cstring>
 #include <memory>
+#include <new>
 #include <string_view>
 
 #include "mime/quoted_printable.h"
 
 CString CMailDataStructure::QuotedPrintableEncorder(CString s) {
+    const std::size_t room = mime::QuotedPrintableRoom(s.View());
+    if (room > INT_MAX) throw std::bad_alloc();
     CString encoded;
-    char* const out = encoded.GetBuffer(static_cast<int>(mime::QuotedPrintableRoom(s.View())));
+    char* const out = encoded.GetBuffer(static_cast<int>(room));
     encoded.ReleaseBuffer(static_cast<int>(mime::EncodeQuotedPrintable(s.View(), out)));
     return encoded;
 }

@@ -45,11 +45,8 @@ constexpr DigitPlaces digit_places = [] {
 }  // namespace
 
 std::size_t QuotedPrintableRoom(std::string_view in) noexcept {
-    std::size_t characters = in.size();
-    for (char const byte : in) {
-        unsigned char const c = static_cast<unsigned char>(byte);
-        characters += IsPlain(c) || IsLineEnd(c) ? 0U : 2U;
-    }
+    std::size_t characters = 0;
+    for (char const byte : in) characters += forms[static_cast<unsigned char>(byte)].length;
     const std::size_t most_breaks = characters / (quoted_line_limit - 2);
     return characters + most_breaks * soft_break.size() + sizeof(QuotedForm::characters);
 }

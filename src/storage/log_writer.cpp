@@ -43,13 +43,13 @@ void AppendTime(std::string& out, platform::CalendarTime const& time) {
 }  // namespace
 
 void LogWriter::Init() {
-    TakePath("");
+    path_.Empty();
     buffer_.clear();
     title_.Empty();
     cycle_ = no_cycle;
 }
 
-void LogWriter::SetLogFilePath(CString path) { TakePath(path); }
+void LogWriter::SetLogFilePath(CString path) { path_ = path; }
 
 void LogWriter::SetLogTitle(CString title) { title_ = title; }
 
@@ -86,6 +86,7 @@ bool LogWriter::Ready(platform::CalendarTime const& now) {
     if (path_.IsEmpty() || cycle_ != cycle) CreateCyclicLogFilePath(cycle);
     if (!StillOpen()) {
         if (!file_.Open(path_)) return false;
+        file_path_ = path_;
         length_ = file_.Length();
         file_day_ = no_day;
     }
@@ -99,7 +100,7 @@ bool LogWriter::Ready(platform::CalendarTime const& now) {
 // for at each call. A look at the path, which alone shows that the file was renamed, costs as much as the
 // write itself.
 bool LogWriter::StillOpen() {
-    if (!file_.IsOpen()) return false;
+    if (!file_.IsOpen() || !(file_path_ == path_)) return false;
     const std::int64_t now = platform::MonotonicMilliseconds();
     if (now != path_checked_ && !file_.StillThere()) return false;
     path_checked_ = now;
@@ -121,15 +122,8 @@ bool LogWriter::BeginsWith(platform::CalendarTime const& now) {
 int LogWriter::CreateCyclicLogFilePath(int day) {
     if (day < 0 || day >= cycle_days) return 0;
     cycle_ = day;
-    CString path;
-    path.Format("%s%s%d%s", static_cast<char const*>(platform::ModuleDirectory()), file_prefix, day,
-                file_extension);
-    PathFix(path);
-    TakePath(path);
+    path_.Format("%s%s%d%s", static_cast<char const*>(platform::ModuleDirectory()), file_prefix, day,
+                 file_extension);
+    PathFix(path_);
     return 1;
-}
-
-void LogWriter::TakePath(CString const& path) {
-    file_.Close();
-    path_ = path;
 }

@@ -43,7 +43,6 @@ class TESSALY_API LogWriter {
 
     // 0 unless `day` lies in 0 to 9, else 1 with that file's path taken.
     int CreateCyclicLogFilePath(int day);
-    void TakePath(CString const& path);
     void Write(platform::CalendarTime const& now);
     bool Ready(platform::CalendarTime const& now);
     bool StillOpen();
@@ -55,6 +54,7 @@ class TESSALY_API LogWriter {
     CString title_;
 
     platform::AppendFile file_;
+    CString file_path_;              // of the open file; Init leaves it open for the next conversation
     int file_day_ = no_day;          // the day, as a number, that the open file is known to begin with
     std::int64_t length_ = 0;        // of the open file behind this object's last write
     std::int64_t path_checked_ = 0;  // steady clock, in milliseconds

@@ -1,4 +1,5 @@
 // Sorting and searching the rows of a CMyDB.
+#include <algorithm>
 #include <cstdint>
 #include <cstdlib>
 #include <string_view>
@@ -39,6 +40,19 @@ Range Part(_SORT_SET** set, Range range, bool ascending) {
     }
 }
 
+// Keys that all differ have one order only, whatever sorts them, and this way takes no quadratic time.
+// Result: false, with `keys` as they were, when two are equal.
+bool SortDistinct(std::vector<_SORT_SET>& keys, bool ascending) {
+    std::vector<_SORT_SET> sorted = keys;
+    std::sort(sorted.begin(), sorted.end(), [ascending](const _SORT_SET& a, const _SORT_SET& b) {
+        return ascending ? a.key < b.key : a.key > b.key;
+    });
+    auto const equal = [](const _SORT_SET& a, const _SORT_SET& b) { return a.key == b.key; };
+    if (std::adjacent_find(sorted.begin(), sorted.end(), equal) != sorted.end()) return false;
+    keys = std::move(sorted);
+    return true;
+}
+
 // A table of a million rows is three cache misses a row: the row, its cells, the text. Each is asked for this
 // many rows before it is needed.
 constexpr int cells_ahead = 24;
@@ -54,16 +68,16 @@ int CMyDB::Sort(int column, _MYDB_DATATYPE type, int ascending) {
     MarkChanged();
     if (type != mydb_number) return db_success;
 
-    int const count = rows_.GetSize();
     std::vector<_SORT_SET> keys;
-    std::vector<_SORT_SET*> set;
-    keys.reserve(static_cast<std::size_t>(count));
-    set.reserve(static_cast<std::size_t>(count));
-    for (int line = 0; line < count; ++line) {
+    keys.reserve(rows_.Items().size());
+    for (int line = 0; line < rows_.GetSize(); ++line)
         keys.push_back({DecimalValue(rows_[line][column]), line});
-        set.push_back(&keys.back());
+    if (!SortDistinct(keys, ascending != 0)) {
+        std::vector<_SORT_SET*> set;
+        set.reserve(keys.size());
+        for (_SORT_SET& key : keys) set.push_back(&key);
+        QuickSortReflexive(set.data(), 0, static_cast<int>(set.size()) - 1, ascending);
     }
-    QuickSortReflexive(set.data(), 0, count - 1, ascending);
 
     std::vector<XCStringArrayEx> sorted;
     sorted.reserve(keys.size());

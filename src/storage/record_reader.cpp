@@ -1,10 +1,10 @@
 #include "storage/record_reader.h"
 
 #include <algorithm>
-#include <bit>
 #include <cstring>
 
 #include "platform/file.h"
+#include "storage/quote_scanner.h"
 #include "storage/substitution.h"
 
 namespace storage {
@@ -12,31 +12,11 @@ namespace {
 
 constexpr std::size_t first_block = std::size_t{16} << 10;
 constexpr std::size_t large_block = std::size_t{512} << 10;
-// Behind the unread bytes, so that eight of them can be looked at together.
-constexpr std::size_t padding = 8;
+// Behind the block, for the scanner.
+constexpr std::size_t padding = QuoteScanner::step;
 // A physical line is taken in pieces of this size. A piece ends at a NUL, and so does the line if the NUL
 // comes first.
 constexpr std::size_t line_piece = 1023;
-
-// The first quote in [at, limit), or null. Seven bytes behind the limit may be read.
-char const* FindQuote(char const* at, char const* limit) noexcept {
-    if constexpr (std::endian::native == std::endian::little) {
-        constexpr std::uint64_t ones = 0x0101010101010101;
-        for (; at < limit; at += 8) {
-            std::uint64_t word;
-            std::memcpy(&word, at, 8);
-            word ^= ones * '"';
-            // The lowest mark is at the first byte that is zero now; those above it may be wrong.
-            const std::uint64_t marks = (word - ones) & ~word & (ones << 7);
-            if (marks == 0) continue;
-            at += std::countr_zero(marks) / 8;
-            return at < limit ? at : nullptr;
-        }
-        return nullptr;
-    }
-    return at < limit ? static_cast<char const*>(std::memchr(at, '"', static_cast<std::size_t>(limit - at)))
-                      : nullptr;
-}
 
 }  // namespace
 
@@ -112,8 +92,7 @@ bool RecordReader::Fill() {
     const std::size_t unread = end_ - position_;
     const std::size_t wanted = capacity_ == 0 ? first_block : large_block;
     if (capacity_ < wanted) {
-        auto larger = std::make_unique_for_overwrite<char[]>(wanted + padding);
-        std::memset(larger.get() + wanted, 0, padding);
+        auto larger = std::make_unique<char[]>(wanted + padding);
         if (unread > 0) std::memcpy(larger.get(), block_.get() + position_, unread);
         block_ = std::move(larger);
         capacity_ = wanted;
@@ -130,7 +109,6 @@ bool RecordReader::Fill() {
     exhausted_ = size < room;
     if (table_) Substitute(added, size, table_);
     end_ += size;
-    std::memset(block_.get() + end_, 0, std::min(padding, capacity_ + padding - end_));
     void const* nul = std::memchr(block_.get(), 0, end_);
     first_nul_ = nul ? static_cast<std::size_t>(static_cast<char const*>(nul) - block_.get()) : end_;
     return size > 0;
@@ -193,11 +171,12 @@ RecordReader::OrdinaryRecord RecordReader::ScanOrdinaryRecord(std::size_t max_ke
     char const* const start = block_.get() + position_;
     char const* const limit = block_.get() + std::max(first_nul_, position_);
     row_fields_.clear();
+    QuoteScanner quotes(start, limit);
     int count = 0;
-    for (char const* at = start; at < limit && *at == '"';) {
+    for (char const* at = start; at < limit && quotes.Next() == at;) {
         char const* const field = at + 1;
-        char const* const quote = FindQuote(field, limit);
-        if (!quote || limit - quote < 3) break;
+        char const* const quote = quotes.Next();
+        if (limit - quote < 3) break;
         if (row_fields_.size() < max_kept)
             row_fields_.push_back(
                 {static_cast<std::uint32_t>(field - start), static_cast<std::uint32_t>(quote - field)});
@@ -229,12 +208,16 @@ int RecordReader::ReadRow(CStringPool& pool, int columns, XCStringArrayEx& row) 
         if (count == 0) return read_blank;
         text = line_.data();
     }
-    row.SetSize(0);
-    row.SetSize(columns);
-    for (std::size_t i = 0; i < row_fields_.size(); ++i) {
-        const Field field = row_fields_[i];
-        if (field.length > 0) row.Items()[i] = pool.Make({text + field.start, field.length});
+    auto& made = row.Items();
+    made.clear();
+    made.reserve(cells);
+    for (const Field field : row_fields_) {
+        if (field.length == 0)
+            made.emplace_back();
+        else
+            made.push_back(pool.Make({text + field.start, field.length}));
     }
+    made.resize(cells);
     DropRecord();
     return count;
 }

@@ -1,6 +1,8 @@
 #include "storage/sequencer.h"
 
 #include <algorithm>
+#include <cstddef>
+#include <cstdint>
 #include <cstdlib>
 #include <limits>
 #include <string>
@@ -29,34 +31,44 @@ constexpr Sequence sequences[] = {
     AfxThrowUserException();
 }
 
-bool OpenCounter(CFile& file, CString const& path) {
-    return file.Open(path,
-                     CFile::modeReadWrite | CFile::modeCreate | CFile::modeNoTruncate | CFile::typeBinary);
-}
+// The file of a sequence, made if it is not there and opened for one step.
+class CounterFile {
+  public:
+    // false when it cannot be opened or read.
+    bool Open(CString const& path, int first) {
+        if (!file_.Open(path, CFile::modeReadWrite | CFile::modeCreate | CFile::modeNoTruncate)) return false;
+        char text[longest_line + 1];
+        size_ = file_.Read(text, longest_line);
+        if (size_ == 0) {
+            value_ = first;
+            return file_.GetLength() == 0;
+        }
+        text[std::find(text, text + size_, '\n') - text] = '\0';
+        constexpr std::int64_t lowest = std::numeric_limits<int>::min();
+        constexpr std::int64_t highest = std::numeric_limits<int>::max();
+        value_ = static_cast<int>(std::clamp<std::int64_t>(std::strtol(text, nullptr, 10), lowest, highest));
+        return true;
+    }
+    bool IsEmpty() const { return size_ == 0; }
+    // The number at the start of the first line, 0 if there is none; beyond an int the nearest one.
+    int Value() const { return value_; }
+    // Writes over the start before it cuts the rest, so that a failure in between never leaves an empty file,
+    // with which the sequence would begin anew.
+    bool Write(int value) {
+        const std::string text = std::to_string(value);
+        file_.SeekToBegin();
+        return file_.Write(text.data(), static_cast<unsigned>(text.size())) &&
+               (size_ <= text.size() || file_.SetLength(static_cast<std::int64_t>(text.size()))) &&
+               file_.CloseChecked();
+    }
 
-// The number at the start of the first line, 0 if there is none; numbers beyond an int count as its ends.
-bool ReadCounter(CFile& file, int* value) {
-    constexpr std::size_t longest_line = 64;
-    char text[longest_line + 1];
-    const std::size_t size = file.Read(text, longest_line);
-    if (size == 0) return false;
-    text[std::find(text, text + size, '\n') - text] = '\0';
-    long const number = std::strtol(text, nullptr, 10);
-    *value = static_cast<int>(
-        std::clamp<long>(number, std::numeric_limits<int>::min(), std::numeric_limits<int>::max()));
-    return true;
-}
+  private:
+    static constexpr std::size_t longest_line = 64;  // nothing behind it is looked at
 
-// Writes over the start before it cuts the rest, so that a failure in between never leaves an empty counter,
-// which would begin anew.
-bool WriteCounter(CFile& file, int value) {
-    const std::string text = std::to_string(value);
-    auto const size = static_cast<std::int64_t>(text.size());
-    bool const longer = file.GetLength() > size;
-    file.SeekToBegin();
-    return file.Write(text.data(), static_cast<unsigned>(text.size())) && (!longer || file.SetLength(size)) &&
-           file.CloseChecked();
-}
+    CFile file_;
+    std::size_t size_ = 0;  // of the file, up to longest_line
+    int value_ = 0;
+};
 
 }  // namespace
 
@@ -82,27 +94,20 @@ int Sequencer::SetSeqType(SeqIDType type) {
 }
 
 int Sequencer::CurrentValue(int* value) {
-    CFile file;
-    if (!value || type_ == seq_not_set || !OpenCounter(file, path_)) return 0;
-    if (file.GetLength() == 0) {
-        *value = first_;
-        return WriteCounter(file, first_);
-    }
-    return ReadCounter(file, value) && *value >= first_;
+    CounterFile file;
+    if (!value || type_ == seq_not_set || !file.Open(path_, first_)) return 0;
+    *value = file.Value();
+    return file.IsEmpty() ? file.Write(first_) : *value >= first_;
 }
 
 int Sequencer::NextValue(int* value) {
-    CFile file;
-    if (!value || type_ == seq_not_set || !OpenCounter(file, path_)) return 0;
-    if (file.GetLength() == 0)
-        *value = first_;
-    else if (!ReadCounter(file, value))
-        return 0;
-    return *value >= first_ && *value < limit_ && WriteCounter(file, *value + step_);
+    CounterFile file;
+    if (!value || type_ == seq_not_set || !file.Open(path_, first_)) return 0;
+    *value = file.Value();
+    return *value >= first_ && *value < limit_ && file.Write(*value + step_);
 }
 
 int Sequencer::SetValue(int value) {
-    CFile file;
-    if (type_ == seq_not_set || value < first_ || !OpenCounter(file, path_)) return 0;
-    return WriteCounter(file, value);
+    CounterFile file;
+    return type_ != seq_not_set && value >= first_ && file.Open(path_, first_) && file.Write(value);
 }

@@ -33,9 +33,9 @@ std::optional<int> MilitaryZone(char letter) noexcept {
     return std::nullopt;
 }
 
-// As atoi; a number with more digits than a date can need stays at the largest one.
+// As atoi; a number too large for it stays at the largest one.
 int NumberAtStart(std::string_view text) noexcept {
-    constexpr int largest = 100'000'000;
+    constexpr int largest = 2'000'000'000;
     std::size_t at = text.find_first_not_of(" \t\n\v\f\r");
     if (at == npos) return 0;
     bool const negative = text[at] == '-';

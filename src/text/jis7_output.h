@@ -1,7 +1,5 @@
 #pragma once
 
-#include <cstring>
-
 #include "text/kana_forms.h"
 #include "text/kanji_arithmetic.h"
 

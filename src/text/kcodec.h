@@ -65,9 +65,9 @@ class TESSALY_API KCodeC {
 
     // With UTF-8, by code page 932. Without `out` the result is a new block that the caller gives back with
     // free(), null for a null text. With `out` nothing is kept in the object. One blank stands for a
-    // character of Unicode without a Shift-JIS form (a four-byte sequence of UTF-8 is not known and is read
-    // as three bytes and one more character), and for a code of Shift-JIS without a character. A byte order
-    // mark at the start of UTF-8 is skipped.
+    // character of Unicode without a Shift-JIS form, and for a code of Shift-JIS without a character. A byte
+    // order mark at the start of UTF-8 is skipped. Four-byte sequences are not known: every byte from 0x80 on
+    // but 0xC0-0xDF opens a sequence of three, so the last byte of four takes the two bytes behind it along.
     char const* utf8tosj(char const* text);
     char const* sjtoutf8(char const* text);
     char const* utf8tosj(char* out, char const* text);

@@ -52,6 +52,9 @@ class CustomerTest : public testing::Test {
     }
     void Advance() { clock.Set({now_seconds + 10, 0}); }
     CString Value(int id, int element) { return db.GetCustomerDataPinPoint(id, element); }
+    void ExpectCells(int id, std::initializer_list<std::pair<int, char const*>> cells) {
+        for (auto const& [element, value] : cells) EXPECT_EQ(value, Value(id, element)) << element;
+    }
     int LastError() { return db.GetErrMsg().GetLastCode(); }
     CString DatabasePath() const { return env.DataPath("DB\\database.dat"); }
     CString WriteFile(char const* name, std::string_view content) const {

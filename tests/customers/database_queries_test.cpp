@@ -85,14 +85,12 @@ TEST_F(DatabaseQueriesTest, RefusesBadVectorsInOrder) {
         CString vector;
         int result, error, size;
     };
-    Case const cases[] = {
-        {&unbound, "", -12, customer_environment_not_set, 3},
-        {&without_options, "", -14, customer_system_option_not_set, 3},
-        {&db, CString('2', 55), -15, customer_bit_vector_length, 3},
-        {&db, CString('1', 57), -15, customer_bit_vector_length, 3},
-        {&db, bad_bit, -16, customer_bit_vector_bits, 3},
-        {&with_empty_options, CString('1', 56), -17, customer_system_option_failed, 28},
-    };
+    Case const cases[] = {{&unbound, "", -12, customer_environment_not_set, 3},
+                          {&without_options, "", -14, customer_system_option_not_set, 3},
+                          {&db, CString('2', 55), -15, customer_bit_vector_length, 3},
+                          {&db, CString('1', 57), -15, customer_bit_vector_length, 3},
+                          {&db, bad_bit, -16, customer_bit_vector_bits, 3},
+                          {&with_empty_options, CString('1', 56), -17, customer_system_option_failed, 28}};
     for (Case const& c : cases) {
         EXPECT_EQ(c.result, c.table->Get_DBElementInfo(info, c.vector));
         EXPECT_EQ(c.error, c.table->GetErrMsg().GetLastCode());

@@ -34,17 +34,15 @@ TEST(LineReader, DividesAFileIntoLines) {
         std::string content;
         std::vector<std::string> lines;
     };
-    Case const cases[] = {
-        {"", {}},
-        {"\n", {""}},
-        {"a", {"a"}},
-        {"a\nb\r\n", {"a", "b"}},
-        {"a\r\r\n\r\nb", {"a", "", "b"}},
-        {"a\rb\n", {"a\rb"}},
-        {"a\0b\nc\0"s, {"a", "c"}},
-        {"a\r\0b\n"s, {"a"}},
-        {"\xFF\xFE\n\x80\n", {"\xFF\xFE", "\x80"}},
-    };
+    Case const cases[] = {{"", {}},
+                          {"\n", {""}},
+                          {"a", {"a"}},
+                          {"a\nb\r\n", {"a", "b"}},
+                          {"a\r\r\n\r\nb", {"a", "", "b"}},
+                          {"a\rb\n", {"a\rb"}},
+                          {"a\0b\nc\0"s, {"a", "c"}},
+                          {"a\r\0b\n"s, {"a"}},
+                          {"\xFF\xFE\n\x80\n", {"\xFF\xFE", "\x80"}}};
     CString const path = folder.Path("lines.csv");
     for (Case const& c : cases) {
         ASSERT_TRUE(platform::WriteWholeFile(path, c.content));
@@ -71,6 +69,12 @@ TEST(LineReader, ReadsLinesOfAnyLength) {
     content.pop_back();
     ASSERT_TRUE(platform::WriteWholeFile(folder.Path("long.csv"), content));
     EXPECT_EQ(lines, LinesOf(folder.Path("long.csv")));
+    LineReader limited(2 * block);
+    ASSERT_TRUE(limited.Open(folder.Path("long.csv")));
+    std::string_view text;
+    for (int i = 0; i < 4; ++i) ASSERT_EQ(LineReader::Status::line, limited.Next(text));
+    EXPECT_EQ(LineReader::Status::failed, limited.Next(text));
+    EXPECT_EQ(LineReader::Status::failed, limited.Next(text));
 }
 
 TEST(LineReader, CountsLineFeedsUpToTheStopByte) {
@@ -120,44 +124,66 @@ TEST(FieldRules, CheckAndConvert) {
         bool accepted;
         char const* value;
     };
-    Case const cases[] = {
-        {1, 0, "", false, ""},
-        {1, 0, "a@example.jp", true, "a@example.jp"},
-        {1, 0, "a@example", false, ""},
-        {8, 0, "", true, ""},
-        {8, 0, "1970/2/3", true, "1970/02/03 00:00:00"},
-        {8, 0, "1970/2/3 4:5", true, "1970/02/03 04:05:00"},
-        {8, 0, "1970/2", false, ""},
-        {9, 0, "123-4567", true, "123-4567"},
-        {10, 0, "１２３", false, ""},
-        {11, 0, "123-x", true, "123-x"},
-        {15, 0, "+81-3", true, "+81-3"},
-        {20, 0, "03 1234", false, ""},
-        {21, 0, "Y", true, "Y"},
-        {21, 0, "", true, ""},
-        {21, 0, "YN", true, "E"},
-        {22, 0, "YN", true, "YN"},
-        {53, 0, "Y", true, "Y"},
-        {53, 0, "N", false, ""},
-        {0, 1, "007", true, "7"},
-        {29, 1, "-5", true, "-5"},
-        {29, 1, "+123456789", true, "123456789"},
-        {29, 1, "1234567890", false, ""},
-        {29, 1, "", true, ""},
-        {30, 2, "2004/2/29", true, "2004/02/29"},
-        {30, 2, "2004/2/29 1", true, "2004/02/29 01"},
-        {30, 2, "2004/2/29 1:2", true, "2004/02/29 01:02"},
-        {54, 2, "2004/2/29 1:2:3", true, "2004/02/29 01:02:03"},
-        {30, 2, "2003/2/29", false, ""},
-        {28, 0, "何でも,\"", true, "何でも,\""},
-        {28, 7, "x", true, "x"},  // a type that the settings should not hold counts as text
-    };
+    Case const cases[] = {{1, 0, "", false, ""},
+                          {1, 0, "a@example.jp", true, "a@example.jp"},
+                          {1, 0, "a@example", false, ""},
+                          {8, 0, "", true, ""},
+                          {8, 0, "1970/2/3", true, "1970/02/03 00:00:00"},
+                          {8, 0, "1970/2/3 4:5", true, "1970/02/03 04:05:00"},
+                          {8, 0, "1970/2", false, ""},
+                          {9, 0, "123-4567", true, "123-4567"},
+                          {10, 0, "１２３", false, ""},
+                          {11, 0, "123-x", true, "123-x"},
+                          {15, 0, "+81-3", true, "+81-3"},
+                          {20, 0, "03 1234", false, ""},
+                          {21, 0, "Y", true, "Y"},
+                          {21, 0, "", true, ""},
+                          {21, 0, "YN", true, "E"},
+                          {22, 0, "YN", true, "YN"},
+                          {53, 0, "Y", true, "Y"},
+                          {53, 0, "N", false, ""},
+                          {0, 1, "007", true, "7"},
+                          {29, 1, "-5", true, "-5"},
+                          {29, 1, "+123456789", true, "123456789"},
+                          {29, 1, "1234567890", false, ""},
+                          {29, 1, "", true, ""},
+                          {30, 2, "2004/2/29", true, "2004/02/29"},
+                          {30, 2, "2004/2/29 1", true, "2004/02/29 01"},
+                          {30, 2, "2004/2/29 1:2", true, "2004/02/29 01:02"},
+                          {54, 2, "2004/2/29 1:2:3", true, "2004/02/29 01:02:03"},
+                          {30, 2, "2003/2/29", false, ""},
+                          {28, 0, "何でも,\"", true, "何でも,\""},
+                          {28, 7, "x", true, "x"}};
     for (Case const& c : cases) {
         char converted[date_data_size];
         std::string_view value = "old";
         EXPECT_EQ(c.accepted, TakeField(RuleOf(c.element, c.type), c.field, converted, value))
             << c.element << " " << c.field;
         EXPECT_EQ(c.value, value) << c.element << " " << c.field;
+    }
+}
+
+// Dates that stand in their stored form are recognised without a full reading, which must not show.
+TEST(FieldRules, StoreDatesAsReformattingDoes) {
+    std::mt19937 random(3);
+    for (int round = 0; round < 50000; ++round) {
+        int const years[] = {1899, 1900, 2003, 2004, 9999};
+        CString date;
+        date.Format("%04d/%02d/%02d %02d:%02d:%02d", years[random() % 5], static_cast<int>(random() % 14),
+                    static_cast<int>(random() % 33), static_cast<int>(random() % 25),
+                    static_cast<int>(random() % 61), static_cast<int>(random() % 61));
+        std::string field(date.View().substr(0, random() % 21));
+        if (random() % 2 && !field.empty()) field[random() % field.size()] = "0/: -+1"[random() % 7];
+        if (field.empty()) continue;
+        char expected[date_data_size];
+        int const parts = ReFormat_DateData(field.c_str(), expected, 0);
+        static constexpr int sizes[] = {0, 0, 0, 10, 13, 16, 19};
+        char converted[date_data_size];
+        std::string_view value;
+        ASSERT_EQ(parts >= 3, TakeField(FieldRule::date, field, converted, value)) << field;
+        ASSERT_EQ(std::string_view(expected, sizes[parts]), value) << field;
+        ASSERT_EQ(parts >= 3, TakeField(FieldRule::birth_date, field, converted, value)) << field;
+        ASSERT_EQ(parts >= 3 ? expected : "", value) << field;
     }
 }
 

@@ -65,11 +65,13 @@ TEST(CompoundKey, AnyDamageGivesEmptyValues) {
         };
         for (std::size_t place = 0; place < sound.size(); ++place) {
             EXPECT_EQ("||", values_of(sound.substr(0, place))) << place;
-            for (char const c : std::string(symbols) + "=\x80\xff\"") {
+            // Of the last symbol some bits stand for nothing, so that each other symbol is tried there.
+            const std::string others = place + 1 < sound.size() ? "AQgw/" : symbols;
+            for (char const c : others + "=\x80\xff\"") {
                 if (sound[place] == c) continue;
                 std::string damaged = sound;
                 damaged[place] = c;
-                ASSERT_EQ("||", values_of(damaged)) << place << c;
+                EXPECT_EQ("||", values_of(damaged)) << place << c;
             }
         }
         for (char const* more : {"A", "AA", "AAA", "AAAA", "="}) EXPECT_EQ("||", values_of(sound + more));
@@ -79,9 +81,10 @@ TEST(CompoundKey, AnyDamageGivesEmptyValues) {
 
 // Environments made by an earlier build stay open for ever.
 TEST(CompoundKey, TheStoredFormNeverChanges) {
-    CCompoundKeyManager keys = Keys("key");
-    char const stored[] = "@STORED@";
-    EXPECT_EQ(stored, keys.MakeCompoundKey("Y", "0123456789abcdef0123456789abcdef", database_key.c_str()));
+    EXPECT_EQ(
+        "Votai8Z7g4S9IDjITjvoTyj4hlCdBEC744WW2//Yk2b1yQuxpqNU9FdEiHUCnwUOTt+GSwVup+J0YN8ioYwdi2ClCuL+we7g"
+        "0FKYG0/jen/zj0hU6U8Ip8x2iIQfP/ynGSR+Jz6jXbrsXHRkrC17FNP6+ruBWHOS6ALiYSTAhwEvDGeKMFFra4I",
+        Keys("key").MakeCompoundKey("Y", "0123456789abcdef0123456789abcdef", database_key.c_str()));
 }
 
 }  // namespace

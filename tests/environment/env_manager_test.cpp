@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include "platform/clock.h"
-#include "storage/md5.h"
 #include "tests/environment/test_environment.h"
 #include "tests/platform/time_zone.h"
 
@@ -41,17 +40,14 @@ TEST(EnvManager, ANewEnvironmentOpensWithoutPassword) {
     EXPECT_EQ("2004/01/03 23:59:59", entry);
     EXPECT_EQ(entry, renewal);
     EXPECT_EQ(0, CodeOf(env));
-}
 
-TEST(EnvManager, MakingAnEnvironmentFileReportsWhereItFailed) {
-    const ScratchFolder folder;
-    EXPECT_EQ(-1, EnvManager::MakeDefaultEnvFile(folder.Path("no\\e.tsl"), app_key));
+    EXPECT_EQ(-1, EnvManager::MakeDefaultEnvFile(test.folder.Path("no\\e.tsl"), app_key));
     platform::FailWritesAfter(0);
-    int const failed = EnvManager::MakeDefaultEnvFile(folder.Path("e.tsl"), app_key);
+    EXPECT_EQ(-2, EnvManager::MakeDefaultEnvFile(test.folder.Path("e.tsl"), app_key));
     platform::FailWritesAfter(-1);
-    EXPECT_EQ(-2, failed);
-    EXPECT_EQ(0, EnvManager::MakeDefaultEnvFile(folder.Path("e.tsl"), nullptr));
-    EXPECT_TRUE(TableContentOf(folder.Path("e.tsl")).starts_with("\"\",\"20"));
+    EXPECT_EQ(0, EnvManager::MakeDefaultEnvFile(test.folder.Path("e.tsl"), nullptr));
+    EXPECT_EQ("\"\",\"2004/01/03 23:59:59\",\"2004/01/03 23:59:59\"\r\n",
+              TableContentOf(test.folder.Path("e.tsl")));
 }
 
 TEST(EnvManager, InitTellsWhatIsMissing) {
@@ -66,8 +62,7 @@ TEST(EnvManager, InitTellsWhatIsMissing) {
     const struct {
         CString path;
         char const* key;
-        int new_env;
-        int result, type, code;
+        int new_env, result, type, code;
     } rows[] = {
         {folder.Path("no\\e.tsl"), app_key, 0, -1, 0, 9003},
         {folder.Path("no\\e.tsl"), app_key, 1, -1, 0, 9003},
@@ -96,51 +91,40 @@ TEST(EnvManager, InitTellsWhatIsMissing) {
 
 TEST(EnvManager, GettersReadTheFileAnewAndTellItsFaults) {
     const TestEnvironment test;
-    const std::string sound = CompoundOf("Y", "m", "k");
-    const std::string row = '"' + sound + "\",\"" + some_date + "\",\"" + some_date + "\"\r\n";
-    struct Expected {
-        int result, code;
-    };
+    const std::string row =
+        '"' + CompoundOf("Y", "m", "k") + "\",\"" + some_date + "\",\"" + some_date + "\"\r\n";
+    using Failure = std::pair<int, int>;  // result and code
     const struct {
-        char const* what;
         std::string plain;
-        Expected compound, entry, renewal;
+        Failure compound, entry, renewal;
     } rows[] = {
-        {"sound", row, {0, 0}, {0, 0}, {0, 0}},
-        {"empty", "", {-3, 9008}, {-3, 9008}, {-3, 9008}},
-        {"blank", "\r\n" + row, {-4, 9008}, {-4, 9008}, {-4, 9008}},
-        {"narrow", "\"a\",\"b\"\r\n", {-2, 9010}, {-2, 9010}, {-2, 9010}},
-        {"two rows", row + row, {-6, 9011}, {-6, 9011}, {-6, 9011}},
-        {"entry date",
-         "\"c\",\"2004/01/03 12:34\",\"" + std::string(some_date) + "\"\r\n",
-         {-9, 9023},
-         {-8, 9023},
-         {0, 0}},
-        {"renewal date",
-         "\"c\",\"" + std::string(some_date) + "\",\"2004/02/30 12:34:56\"\r\n",
-         {-11, 9024},
-         {0, 0},
-         {-8, 9024}},
-        {"both dates", "\"c\",\"\",\"\"\r\n", {-9, 9023}, {-8, 9023}, {-8, 9024}},
+        {row, {0, 0}, {0, 0}, {0, 0}},
+        {"", {-3, 9008}, {-3, 9008}, {-3, 9008}},
+        {"\r\n" + row, {-4, 9008}, {-4, 9008}, {-4, 9008}},
+        {"\"a\",\"b\"\r\n", {-2, 9010}, {-2, 9010}, {-2, 9010}},
+        {row + row, {-6, 9011}, {-6, 9011}, {-6, 9011}},
+        {"c,2004/01/03 12:34,2004/01/03 12:34:56\r\n", {-9, 9023}, {-8, 9023}, {0, 0}},
+        {"c,2004/01/03 12:34:56,2004/02/30 12:34:56\r\n", {-11, 9024}, {0, 0}, {-8, 9024}},
+        {"c,,\r\n", {-9, 9023}, {-8, 9023}, {-8, 9024}},
     };
     EnvManager env;
     ASSERT_EQ(0, env.InitEnvFileInfo(test.file, app_key, 0));
-    using Getter = int (EnvManager::*)(CString&);
     for (auto const& r : rows) {
+        SCOPED_TRACE(r.plain);
         WriteTable(test.file, r.plain, app_key);
-        const std::pair<Getter, Expected> getters[] = {{&EnvManager::GetCompoundKey, r.compound},
-                                                       {&EnvManager::GetEntryDate, r.entry},
-                                                       {&EnvManager::GetRenewalDate, r.renewal}};
-        for (auto const& [getter, expected] : getters) {
+        auto const check = [&](Failure const& expected, int (EnvManager::*getter)(CString&)) {
             env.GetErrMsg().Clear();
             CString out = "before";
-            EXPECT_EQ(expected.result, (env.*getter)(out)) << r.what;
-            EXPECT_EQ(expected.code, CodeOf(env)) << r.what;
-            EXPECT_EQ(expected.result != 0, out == "before") << r.what;
-        }
+            EXPECT_EQ(expected.first, (env.*getter)(out));
+            EXPECT_EQ(expected.second, CodeOf(env));
+            EXPECT_EQ(expected.first != 0, out == "before");
+        };
+        check(r.compound, &EnvManager::GetCompoundKey);
+        check(r.entry, &EnvManager::GetEntryDate);
+        check(r.renewal, &EnvManager::GetRenewalDate);
         CString out;
-        EXPECT_EQ(r.compound.result ? -1 : 0, env.GetDBKey(out)) << r.what;
-        EXPECT_EQ(r.compound.result ? "" : "k", env.GetDBKey()) << r.what;
+        EXPECT_EQ(r.compound.first ? -1 : 0, env.GetDBKey(out));
+        EXPECT_EQ(r.compound.first ? "" : "k", env.GetDBKey());
     }
 
     CString out;
@@ -165,23 +149,17 @@ TEST(EnvManager, FlagAndPasswordChangeAloneAndAtOnce) {
     ASSERT_EQ(0, env.InitEnvFileInfo(test.file, app_key, 0));
     ASSERT_EQ(0, reader.InitEnvFileInfo(test.file, app_key, 0));
     const CString key = env.GetDBKey();
-    CString text, entry_before, entry_after;
+    CString flag, entry_before, entry_after;
     env.GetEntryDate(entry_before);
     EXPECT_EQ(1, env.IsEnvPasswordOK(""));  // none is set
-
     EXPECT_EQ(0, env.SetEnvPassword("パスワード"));
     EXPECT_EQ(0, env.SetUseEnvPasswordFlag("Y"));
     EXPECT_EQ(0, reader.IsEnvPasswordOK("パスワード"));
     EXPECT_EQ(1, reader.IsEnvPasswordOK("パスワート"));
-    EXPECT_EQ(0, reader.GetUseEnvPasswordFlag(text));
-    EXPECT_EQ("Y", text);
-
-    char digits[md5_hex_digits + 1];
-    XCMD5Encoder("other", digits);
-    EXPECT_EQ(0, env.SetEnvPasswordMD5(digits));
+    EXPECT_EQ(0, env.SetEnvPasswordMD5("795f3202b17cb6bc3d4b771d8c6c9eaf"));  // of "other"
     EXPECT_EQ(0, reader.IsEnvPasswordOK("other"));
-    EXPECT_EQ(0, reader.GetUseEnvPasswordFlag(text));
-    EXPECT_EQ("Y", text);
+    EXPECT_EQ(0, reader.GetUseEnvPasswordFlag(flag));
+    EXPECT_EQ("Y", flag);
     EXPECT_EQ(0, env.SetUseEnvPasswordFlag(""));
     EXPECT_EQ(0, reader.IsEnvPasswordOK("other"));
     EXPECT_EQ(key, reader.GetDBKey());
@@ -194,39 +172,38 @@ TEST(EnvManager, SettersThatFailLeaveTheFile) {
     EnvManager env;
     ASSERT_EQ(0, env.InitEnvFileInfo(test.file, app_key, 0));
     auto const expect_failure = [&](int flag_result, int password_result) {
-        const std::string before = ContentOf(test.file);
+        const std::string content = ContentOf(test.file);
         EXPECT_EQ(flag_result, env.SetUseEnvPasswordFlag("Y"));
         EXPECT_EQ(9011, CodeOf(env));
         EXPECT_EQ(password_result, env.SetEnvPassword("p"));
         EXPECT_EQ(password_result, env.SetEnvPasswordMD5("m"));
         EXPECT_EQ(9011, CodeOf(env));
-        EXPECT_EQ(before, ContentOf(test.file));
+        EXPECT_EQ(content, ContentOf(test.file));
     };
-
     const std::string before = ContentOf(test.file);
     for (char const* flag : {"y", "YES", " ", "表"}) EXPECT_EQ(-1, env.SetUseEnvPasswordFlag(flag));
     EXPECT_EQ(9011, CodeOf(env));
     EXPECT_EQ(before, ContentOf(test.file));
 
-    std::string damaged = CompoundOf("N", "m", "k");
+    const std::string sound = CompoundOf("N", "m", "k"), keyless = CompoundOf("N", "m", "");
+    std::string damaged = sound;
     damaged[10] = damaged[10] == 'A' ? 'B' : 'A';
-    for (std::string const& compound : {damaged, CompoundOf("N", "m", ""), std::string()}) {
+    for (std::string const& compound : {damaged, keyless, std::string()}) {
         test.WriteRow(compound, some_date, some_date);
         expect_failure(-5, -5);
         CString flag = "x";
         EXPECT_EQ(0, env.GetUseEnvPasswordFlag(flag));
-        EXPECT_EQ(compound == CompoundOf("N", "m", "") ? "N" : "", flag);
+        EXPECT_EQ(compound == keyless ? "N" : "", flag);
         EXPECT_EQ("", env.GetDBKey());
     }
-    test.WriteRow(CompoundOf("N", "m", "k"), "", some_date);  // cannot be read: a date is missing
+    test.WriteRow(sound, "", some_date);  // cannot be read: a date is missing
     expect_failure(-1, -2);
     EXPECT_EQ(-2, env.IsEnvPasswordOK("p"));
     EXPECT_EQ(9008, CodeOf(env));
-    WriteTable(test.file, "\"a\",\"b\"\r\n", app_key);
-    EXPECT_EQ(-7, env.ReadDBFile(app_key));
+    env.RemoveAll(0);
+    test.WriteRow(sound, some_date, some_date);
     expect_failure(-1, -2);  // no row in memory
 
-    test.WriteRow(CompoundOf("N", "m", "k"), some_date, some_date);
     CString text;
     ASSERT_EQ(0, env.GetCompoundKey(text));
     platform::FailWritesAfter(0);
@@ -237,40 +214,37 @@ TEST(EnvManager, SettersThatFailLeaveTheFile) {
     EXPECT_EQ(0, env.WriteFromMemoryToFile());  // the row was kept
     EXPECT_EQ(0, env.IsEnvPasswordOK("p"));
     EXPECT_EQ("k", env.GetDBKey());
-
     EnvManager fresh;
     EXPECT_EQ(-1, fresh.SetUseEnvPasswordFlag("Y"));
     EXPECT_EQ(9011, CodeOf(fresh));
-    EXPECT_EQ(-2, fresh.IsEnvPasswordOK("p"));
 }
 
 TEST(EnvManager, CellsChangeInMemoryUntilTheyAreWritten) {
     const TestEnvironment test;
+    const CString file = test.folder.Path("new.tsl");
     EnvManager env;
     EXPECT_EQ(-1, env.WriteFromMemoryToFile());
     EXPECT_EQ(9009, CodeOf(env));
-    ASSERT_EQ(0, env.InitEnvFileInfo(test.folder.Path("new.tsl"), app_key, 1));
+    ASSERT_EQ(0, env.InitEnvFileInfo(file, app_key, 1));
     EXPECT_EQ(0, env.SetRenewalDate(some_date));
-    EXPECT_EQ(1, env.GetLineNumber());
     EXPECT_EQ(0, env.SetEntryDate(some_date));
     EXPECT_EQ(0, env.SetCompoundKey("c"));
-    EXPECT_FALSE(platform::Exists(test.folder.Path("new.tsl")));
+    EXPECT_EQ(1, env.GetLineNumber());
+    EXPECT_FALSE(platform::Exists(file));
     EXPECT_EQ(0, env.WriteFromMemoryToFile());
-    EXPECT_EQ("\"c\",\"" + std::string(some_date) + "\",\"" + some_date + "\"\r\n",
-              TableContentOf(test.folder.Path("new.tsl"), app_key));
+    EXPECT_EQ("\"c\",\"2004/01/03 12:34:56\",\"2004/01/03 12:34:56\"\r\n", TableContentOf(file, app_key));
     CString out;
     env.SetEntryDate("2000/01/01 00:00:00");
-    EXPECT_EQ(0, env.GetEntryDate(out));  // the file, not what was in memory
-    EXPECT_EQ(some_date, out);
+    EXPECT_EQ(0, env.GetEntryDate(out));
+    EXPECT_EQ(some_date, out);  // the file's, not what was in memory
 
-    EnvManager unset;
-    unset.Init();  // a table without columns takes no cell
-    EXPECT_EQ(-1, unset.SetCompoundKey("c"));
-    EXPECT_EQ(9018, CodeOf(unset));
-    EXPECT_EQ(-1, unset.SetEntryDate("c"));
-    EXPECT_EQ(9019, CodeOf(unset));
-    EXPECT_EQ(-1, unset.SetRenewalDate("c"));
-    EXPECT_EQ(9020, CodeOf(unset));
+    env.Init();  // a table without columns takes no cell
+    EXPECT_EQ(-1, env.SetCompoundKey("c"));
+    EXPECT_EQ(9018, CodeOf(env));
+    EXPECT_EQ(-1, env.SetEntryDate("c"));
+    EXPECT_EQ(9019, CodeOf(env));
+    EXPECT_EQ(-1, env.SetRenewalDate("c"));
+    EXPECT_EQ(9020, CodeOf(env));
 }
 
 }  // namespace

@@ -14,12 +14,6 @@ std::string Record(int cells) {
     return record + "\r\n";
 }
 
-CArray<CString, CString> Cells(int count) {
-    CArray<CString, CString> cells;
-    for (int i = 0; i < count; ++i) cells.Add(CString(std::string_view("n" + std::to_string(i))));
-    return cells;
-}
-
 class SystemOptionTest : public testing::Test {
   protected:
     SystemOptionTest() {
@@ -42,32 +36,30 @@ TEST_F(SystemOptionTest, ReadTakesOneRecordOfAKnownSize) {
     const struct {
         std::string plain;
         int result, code;
+        char const* first_cell;  // null: no valid record in memory
     } rows[] = {
-        {Record(123), 0, 0},
-        {Record(120), 0, 0},
-        {Record(90), 0, 0},
-        {Record(91), -3, 4003},
-        {Record(124), -3, 4003},
-        {Record(123) + Record(123), -3, 4003},
-        {"", -22, 4202},
-        {Record(123) + Record(90), -23, 4203},
-        {"\r\n" + Record(123), -25, 4205},
-        {Record(123).substr(0, 500), -22, 4202},
+        {Record(123), 0, 0, "c0"},
+        {Record(120), 0, 0, "c0"},
+        {Record(90), 0, 0, "c0"},
+        {Record(91), -3, 4003, nullptr},
+        {Record(124), -3, 4003, nullptr},
+        {Record(123) + Record(123), -3, 4003, nullptr},
+        {Record(123).substr(0, 500), -22, 4202, nullptr},
+        {Record(123) + Record(90), -23, 4203, "c0"},
+        {"\r\n" + Record(123), -25, 4205, nullptr},
+        {"(no file)", -21, 4201, nullptr},
     };
     for (auto const& row : rows) {
         SCOPED_TRACE(&row - rows);
         Put(row.plain);
+        if (row.code == 4201) platform::RemoveFile(path_);
         option_.GetErrMsg().Clear();
         EXPECT_EQ(row.result, option_.GetSODataFromFileToMemory());
         EXPECT_EQ(row.code, Code());
         CString value;
-        EXPECT_EQ(row.result == 0 ? 0 : -3, option_.GetSODataFromMemoryPinPoint(0, value));
-        EXPECT_EQ(row.result == 0 ? "c0" : "", value);
+        EXPECT_EQ(row.first_cell ? 0 : -3, option_.GetSODataFromMemoryPinPoint(0, value));
+        EXPECT_EQ(row.first_cell ? row.first_cell : "", value);
     }
-    platform::RemoveFile(path_);
-    EXPECT_EQ(-21, option_.GetSODataFromFileToMemory());
-    EXPECT_EQ(4201, Code());
-    EXPECT_EQ(0, option_.GetRecordNumber());
 }
 
 TEST_F(SystemOptionTest, KeyRuleAndEnvironmentAreCheckedFirst) {
@@ -89,9 +81,9 @@ TEST_F(SystemOptionTest, KeyRuleAndEnvironmentAreCheckedFirst) {
     EXPECT_EQ(Record(90), TableContentOf(path_));
 
     SystemOption homeless;
-    for (int const result : {homeless.GetSODataFromFileToMemory(), homeless.WriteSODataFromMemoryToFile(),
-                             homeless.WriteSODataFromMemoryToFileCompel()})
-        EXPECT_EQ(-1, result);
+    EXPECT_EQ(-1, homeless.GetSODataFromFileToMemory());
+    EXPECT_EQ(-1, homeless.WriteSODataFromMemoryToFile());
+    EXPECT_EQ(-1, homeless.WriteSODataFromMemoryToFileCompel());
     EXPECT_EQ(4001, homeless.GetErrMsg().GetLastCode());
     EXPECT_EQ(0, homeless.SetEnvManager(nullptr));
     EXPECT_EQ(1, homeless.SetEnvManager(&env_));
@@ -102,9 +94,13 @@ TEST_F(SystemOptionTest, KeyRuleAndEnvironmentAreCheckedFirst) {
 }
 
 TEST_F(SystemOptionTest, CellsReadAndChangeOneByOne) {
-    CString value = "new";
-    EXPECT_EQ(-3, option_.SetSODataToMemoryPinPoint(0, value));
-    EXPECT_EQ(4003, Code());
+    CString value = "new", two = "2", empty;
+    CArray<CString, CString> data, names;
+    CArray<int, int> types;
+    for (int const result :
+         {option_.SetSODataToMemoryPinPoint(0, value), option_.GetSOExtractTypeFromMemory(types),
+          option_.GetSOExtractDataFromMemory(names), option_.GetSODataFromMemoryToAllData(data)})
+        EXPECT_EQ(-3, result);
     Put(Record(90));
     ASSERT_EQ(0, option_.GetSODataFromFileToMemory());
     for (int const index : {-1, 123}) {
@@ -112,53 +108,48 @@ TEST_F(SystemOptionTest, CellsReadAndChangeOneByOne) {
         EXPECT_EQ(-4, option_.SetSODataToMemoryPinPoint(index, value));
         EXPECT_EQ(4004, Code());
     }
-    EXPECT_EQ("new", value);
     EXPECT_EQ(0, option_.SetSODataToMemoryPinPoint(89, value));
     EXPECT_EQ(0, option_.SetSODataToMemoryPinPoint(90, value));  // lost: the record has 90 cells
     EXPECT_EQ(0, option_.GetSODataFromMemoryPinPoint(100, value));
     EXPECT_EQ("", value);
-    CArray<CString, CString> data;
     EXPECT_EQ(0, option_.GetSODataFromMemoryToAllData(data));
     ASSERT_EQ(123, data.GetSize());
-    EXPECT_EQ("c88", data[88]);
-    EXPECT_EQ("new", data[89]);
-    EXPECT_EQ("", data[90]);
-    EXPECT_EQ("", data[122]);
+    EXPECT_EQ("c88new", data[88] + data[89] + data[90] + data[122]);
+
+    EXPECT_EQ(0, option_.SetSODataToMemoryPinPoint(53, two) + option_.SetSODataToMemoryPinPoint(35, empty));
+    EXPECT_EQ(0, option_.GetSOExtractDataFromMemory(names));
+    EXPECT_EQ(0, option_.GetSOExtractTypeFromMemory(types));
+    ASSERT_EQ(20, names.GetSize());
+    EXPECT_EQ("c14c33", names[0] + names[19]);
+    ASSERT_EQ(20, types.GetSize());
+    EXPECT_EQ(0, types[0] + types[1]);
+    EXPECT_EQ(2, types[19]);
 }
 
 TEST_F(SystemOptionTest, AllCellsAtOnceFollowTheElementNumber) {
     const struct {
-        int elements, cells;
-        int result, code;
-        char const* cell_89;
+        int elements, cells, result, code;
         char const* cell_122;
     } rows[] = {
-        {0, 123, -19, 4099, nullptr, nullptr},
-        {123, 122, -5, 4005, nullptr, nullptr},
-        {123, 0, -5, 4005, nullptr, nullptr},
-        {123, 123, 0, 0, "n89", "n122"},
-        {123, 90, 0, 0, "n89", ""},
-        {90, 123, 0, 0, "n89", ""},
-        {120, 90, 0, 0, "n89", ""},
+        {0, 123, -19, 4099, ""}, {123, 122, -5, 4005, ""}, {123, 0, -5, 4005, ""}, {123, 123, 0, 0, "n122"},
+        {123, 90, 0, 0, ""},     {90, 123, 0, 0, ""},      {120, 90, 0, 0, ""},
     };
     for (auto const& row : rows) {
         SCOPED_TRACE(&row - rows);
         SystemOption option(&env_);
         option.SetElementNumber(row.elements);
-        CArray<CString, CString> cells = Cells(row.cells);
+        CArray<CString, CString> cells;
+        for (int i = 0; i < row.cells; ++i) cells.Add(CString(std::string_view("n" + std::to_string(i))));
         EXPECT_EQ(row.result, option.SetSODataFromAllDataToMemory(cells));
         EXPECT_EQ(row.code, option.GetErrMsg().GetLastCode());
-        CString value;
-        if (!row.cell_89) continue;
+        if (row.result) continue;
         EXPECT_EQ(0, option.SetSODataFromAllDataToMemory(cells));  // replaces
         EXPECT_EQ(1, option.GetRecordNumber());
-        EXPECT_EQ(0, option.GetSODataFromMemoryPinPoint(89, value));
-        EXPECT_EQ(row.cell_89, value);
-        EXPECT_EQ(0, option.GetSODataFromMemoryPinPoint(122, value));
-        EXPECT_EQ(row.cell_122, value);
         EXPECT_EQ(0, option.WriteSODataFromMemoryToFile());
         EXPECT_EQ(0, option_.GetSODataFromFileToMemory());
         EXPECT_EQ(row.elements, option_.GetElementNumber());
+        EXPECT_EQ("n89", option_.GetStringElement(89, 0));
+        EXPECT_EQ(row.cell_122, option_.GetStringElement(122, 0));
     }
 }
 
@@ -181,33 +172,11 @@ TEST_F(SystemOptionTest, WritesOnlyWhatChangedUnlessForced) {
     EXPECT_EQ(4204, Code());
     EXPECT_EQ(0, option_.WriteSODataFromMemoryToFile());
     EXPECT_TRUE(OnDisk().ends_with("\"c121\",\"x\"\r\n"));
-
     EXPECT_EQ(0, option_.SetSODataToMemoryPinPoint(0, value));
     EXPECT_EQ(0, option_.GetSODataFromFileToMemory());  // what was not written is gone, and no change left
     platform::RemoveFile(path_);
     EXPECT_EQ(0, option_.WriteSODataFromMemoryToFile());
     EXPECT_FALSE(platform::Exists(path_));
-}
-
-TEST_F(SystemOptionTest, ExtraAttributesComeAsNamesAndTypes) {
-    CArray<CString, CString> names;
-    CArray<int, int> types;
-    EXPECT_EQ(-3, option_.GetSOExtractDataFromMemory(names));
-    EXPECT_EQ(-3, option_.GetSOExtractTypeFromMemory(types));
-    Put(Record(90));
-    ASSERT_EQ(0, option_.GetSODataFromFileToMemory());
-    CString two = "2", empty;
-    option_.SetSODataToMemoryPinPoint(53, two);
-    option_.SetSODataToMemoryPinPoint(35, empty);
-    EXPECT_EQ(0, option_.GetSOExtractDataFromMemory(names));
-    EXPECT_EQ(0, option_.GetSOExtractTypeFromMemory(types));
-    ASSERT_EQ(20, names.GetSize());
-    ASSERT_EQ(20, types.GetSize());
-    EXPECT_EQ("c14", names[0]);
-    EXPECT_EQ("c33", names[19]);
-    EXPECT_EQ(0, types[0]);
-    EXPECT_EQ(0, types[1]);
-    EXPECT_EQ(2, types[19]);
 }
 
 }  // namespace

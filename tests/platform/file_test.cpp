@@ -132,6 +132,10 @@ TEST_F(File, WholeFiles) {
     EXPECT_FALSE(ReadWholeFile(scratch.Path("missing"), content));
     EXPECT_FALSE(ReadWholeFile(nullptr, content));
     EXPECT_FALSE(ReadWholeFile("C:\\proc\\self\\mem", content));
+    { Stream const sparse(OpenStream(scratch.Path("sparse"), "w")); }
+    ASSERT_EQ(0, truncate(scratch.Host("sparse").c_str(), off_t{1} << 31));
+    EXPECT_FALSE(ReadWholeFile(scratch.Path("sparse"), content));
+    ASSERT_TRUE(RemoveFile(scratch.Path("sparse")));
     EXPECT_EQ("kept", content);
     EXPECT_FALSE(WriteWholeFile(scratch.Path("missing\\file"), "x"));
     EXPECT_FALSE(WriteWholeFile(scratch.Path(), "x"));

@@ -2,52 +2,40 @@
 
 #include <gtest/gtest.h>
 
-#include <map>
-
+#include "storage/split_string.h"
 #include "tests/platform/scratch_folder.h"
 #include "tests/support/file_content.h"
 
 namespace {
 
-using Files = std::map<std::string, std::string>;
-
-Files FilesIn(CString const& directory) {
-    Files files;
+// The files of a directory: "name=content name=content".
+std::string FilesIn(CString const& directory) {
+    std::string files;
     CFileFind found;
     for (bool more = found.FindFile(directory + "\\*"); more;) {
         more = found.FindNextFile();
-        files[std::string(found.GetFileName().View())] = ContentOf(found.GetFilePath());
+        files.append(files.empty() ? "" : " ").append(found.GetFileName().View()).append("=");
+        files += ContentOf(found.GetFilePath());
     }
     return files;
 }
 
 TEST(FileHistory, CopiesShiftAndTheOldestGoes) {
     const struct {
-        char const* what;
         int number;
         bool target_there;
-        Files before, after;
+        char const* before;
+        char const* after;
     } rows[] = {
-        {"first", 3, true, {}, {{"表.001", "new"}}},
-        {"full",
-         3,
-         true,
-         {{"表.001", "1"}, {"表.002", "2"}, {"表.003", "3"}},
-         {{"表.001", "new"}, {"表.002", "1"}, {"表.003", "2"}}},
-        {"gap", 3, true, {{"表.002", "2"}}, {{"表.001", "new"}, {"表.003", "2"}}},
-        {"one", 1, true, {{"表.001", "1"}, {"表.002", "2"}}, {{"表.001", "new"}, {"表.002", "2"}}},
-        {"none", 0, true, {{"表.001", "1"}, {"_表.001", "left"}}, {{"表.001", "1"}}},
-        {"leftovers and strangers",
-         2,
-         true,
-         {{"_表.777", "left"}, {"_表.a.b", "left"}, {"_表x.001", "x"}, {"_表", "x"}, {"表.dat", "x"}},
-         {{"表.001", "new"}, {"_表x.001", "x"}, {"_表", "x"}, {"表.dat", "x"}}},
-        {"no target", 2, false, {{"表.001", "1"}, {"表.002", "2"}}, {{"表.002", "1"}}},
-        {"huge number",
-         2000000000,
-         true,
-         {{"表.999", "999"}, {"表.998", "998"}, {"表.1000", "x"}},
-         {{"表.001", "new"}, {"表.999", "998"}, {"表.1000", "x"}}},
+        {3, true, "", "表.001=new"},
+        {3, true, "表.001=1 表.002=2 表.003=3", "表.001=new 表.002=1 表.003=2"},
+        {3, true, "表.002=2", "表.001=new 表.003=2"},
+        {1, true, "表.001=1 表.002=2", "表.001=new 表.002=2"},
+        {0, true, "_表.001=left 表.001=1", "表.001=1"},
+        {2, true, "_表.777=left _表.a.b=left _表=x _表x.001=x 表.dat=x",
+         "_表=x _表x.001=x 表.001=new 表.dat=x"},
+        {2, false, "表.001=1 表.002=2", "表.002=1"},
+        {2000000000, true, "表.1000=x 表.998=998 表.999=999", "表.001=new 表.1000=x 表.999=998"},
     };
     for (auto const& row : rows) {
         const ScratchFolder folder;
@@ -55,45 +43,31 @@ TEST(FileHistory, CopiesShiftAndTheOldestGoes) {
         const CString copies = folder.Path("ソ");  // its last byte is that of a divider
         platform::WriteWholeFile(target, "new");
         platform::MakeDirectory(copies);
-        for (auto const& [name, content] : row.before)
-            platform::WriteWholeFile(copies + "\\" + name.c_str(), content);
+        CArray<CString, CString> before;
+        SplitString(row.before, before, "= ", 0);
+        for (int i = 0; i + 1 < before.GetSize(); i += 2)
+            platform::WriteWholeFile(copies + "\\" + before[i], before[i + 1].View());
         CFileHistory history;
         EXPECT_EQ(0, history.SetTargetFileName(target));
         EXPECT_EQ(0, history.SetSaveDirPath(row.number == 3 ? copies + "\\" : copies, 0));
         EXPECT_EQ(0, history.SetHistoryNum(row.number));
         if (!row.target_there) platform::RemoveFile(target);
         history.ExecuteCopy();
-        EXPECT_EQ(row.after, FilesIn(copies)) << row.what;
+        EXPECT_EQ(row.after, FilesIn(copies)) << &row - rows;
     }
-}
-
-TEST(FileHistory, WildcardsInANameAreNoPattern) {
-    const ScratchFolder folder;
-    platform::WriteWholeFile(folder.Path("a*.dat"), "new");
-    platform::WriteWholeFile(folder.Path("_ab.001"), "stays");
-    CFileHistory history;
-    history.SetTargetFileName(folder.Path("a*.dat"));
-    history.SetSaveDirPath(folder.Path(), 0);
-    history.ExecuteCopy();
-    EXPECT_EQ("stays", ContentOf(folder.Path("_ab.001")));
-    EXPECT_EQ("new", ContentOf(folder.Path("a*.001")));
 }
 
 TEST(FileHistory, SettersKeepTheOldValueWhenTheyFail) {
     const ScratchFolder folder;
-    const CString file = folder.Path("f.dat");
-    const CString deep = folder.Path("a\\b\\c");
+    const CString file = folder.Path("f.dat"), deep = folder.Path("a\\b\\c");
     const CString overlong = CString("C:\\") + CString('x', CFileHistory::longest_path - 2);
     platform::WriteWholeFile(file, "x");
     CFileHistory history;
     history.ExecuteCopy();  // without names: nothing
-    EXPECT_EQ(1, history.GetHistoryNum());
     EXPECT_EQ(-1, history.SetHistoryNum(-1));
     EXPECT_EQ(1, history.GetHistoryNum());
-
     EXPECT_EQ(0, history.SetTargetFileName(file));
     EXPECT_EQ(-1, history.SetTargetFileName(folder.Path("none.dat")));
-    EXPECT_EQ(-1, history.SetTargetFileName(folder.Path()));
     EXPECT_EQ(-2, history.SetTargetFileName(overlong));
     EXPECT_EQ(-1, history.SetTargetFileName(overlong.Left(CFileHistory::longest_path)));
     EXPECT_EQ(file, history.GetTargetFileName());
@@ -101,7 +75,6 @@ TEST(FileHistory, SettersKeepTheOldValueWhenTheyFail) {
     EXPECT_EQ(-1, history.SetSaveDirPath(deep, 0));
     EXPECT_EQ(0, history.SetSaveDirPath(deep, 1));
     EXPECT_TRUE(platform::IsDirectory(deep));
-    EXPECT_EQ(deep, history.GetSaveDirPath());
     EXPECT_EQ(-2, history.SetSaveDirPath(overlong, 1));
     EXPECT_EQ(-3, history.SetSaveDirPath(file + "\\below", 1));
     EXPECT_EQ(-3, history.SetSaveDirPath("", 1));

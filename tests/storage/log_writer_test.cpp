@@ -21,10 +21,9 @@ class LogWriterTest : public testing::Test {
     LogWriterTest() { platform::SetModuleDirectory(folder_.Host()); }
     ~LogWriterTest() override { platform::SetModuleDirectory(""); }
     CString File(int digit) const {
-        CString path;
-        path.Format("%s\\TessalyTransfer%d.log", static_cast<char const*>(folder_.Path("")), digit);
-        path.Replace("\\\\", "\\");
-        return path;
+        CString name;
+        name.Format("TessalyTransfer%d.log", digit);
+        return folder_.Path(name);
     }
     // `day` days and `second` seconds after 2004-01-03 00:00:00 in Japan.
     static platform::Instant At(int day, int second = 0) {
@@ -40,95 +39,82 @@ class LogWriterTest : public testing::Test {
 TEST_F(LogWriterTest, EntriesTitleTimeAndRuleStandAsTold) {
     LogWriter log;
     log.SetLogData("｜S｜HELO", 0, 0);
-    std::string expected = "2004/01/03\r\n｜S｜HELO\r\n";
-    EXPECT_EQ(expected, ContentOf(File(3)));
-
+    EXPECT_EQ("2004/01/03\r\n｜S｜HELO\r\n", ContentOf(File(3)));
     clock_.Set(At(0, 23 * 3600 + 5 * 60 + 9));
     log.SetLogTitle("送信");
     log.SetLogData("｜R｜250\r\n", 1, 0);
-    expected += title_rule + "送信\r\n" + title_rule + "23:05:09｜R｜250\r\n";
-    EXPECT_EQ(expected, ContentOf(File(3)));
-
     log.SetLogData("x\n", 0, 1);
     log.SetLogData("", 0, 0);
-    expected += "x\n\r\n" + rule + "\r\n";
-    EXPECT_EQ(expected, ContentOf(File(3)));
-
     log.WriteToFile();  // nothing waits
-    EXPECT_EQ(expected, ContentOf(File(3)));
+    EXPECT_EQ("2004/01/03\r\n｜S｜HELO\r\n" + title_rule + "送信\r\n" + title_rule +
+                  "23:05:09｜R｜250\r\nx\n\r\n" + rule + "\r\n",
+              ContentOf(File(3)));
 }
 
 TEST_F(LogWriterTest, ADayHasItsFileAndTenDaysLaterItStartsAfresh) {
     LogWriter log;
     const struct {
-        int day;
-        int digit;
-        char const* date;
-    } rows[] = {
-        {0, 3, "2004/01/03"},  {1, 4, "2004/01/04"},  {10, 3, "2004/01/13"},
-        {28, 1, "2004/01/31"}, {29, 1, "2004/02/01"}, {58, 1, "2004/03/01"},
-    };
+        int day, digit;
+        std::string date;
+    } rows[] = {{0, 3, "2004/01/03"},  {1, 4, "2004/01/04"},  {10, 3, "2004/01/13"},
+                {28, 1, "2004/01/31"}, {29, 1, "2004/02/01"}, {58, 1, "2004/03/01"}};
     for (auto const& row : rows) {
         clock_.Set(At(row.day));
         log.SetLogData("a", 0, 0);
         clock_.Set(At(row.day, 86399));
         log.SetLogData("b", 0, 0);
-        EXPECT_EQ(std::string(row.date) + "\r\na\r\nb\r\n", ContentOf(File(row.digit)));
+        EXPECT_EQ(row.date + "\r\na\r\nb\r\n", ContentOf(File(row.digit)));
     }
     EXPECT_EQ("2004/01/04\r\na\r\nb\r\n", ContentOf(File(4)));
+
+    // Another path holds for the rest of the day; the first write of an object or a day goes to the day's own
+    // file.
+    const CString mine = folder_.Path("mine.log");
+    clock_.Set(At(0));
+    LogWriter other;
+    for (char const* text : {"1", "2", "3"}) {
+        if (*text == '3') clock_.Set(At(1));
+        other.SetLogFilePath(mine);
+        other.SetLogData(text, 0, 0);
+    }
+    EXPECT_EQ("2004/01/03\r\n1\r\n", ContentOf(File(3)));
+    EXPECT_EQ("2004/01/03\r\n2\r\n", ContentOf(mine));
+    EXPECT_EQ("2004/01/04\r\na\r\nb\r\n3\r\n", ContentOf(File(4)));
 }
 
 TEST_F(LogWriterTest, WhatOthersDidToTheFileIsSetRight) {
     const CString path = File(3);
-    const std::string fresh = "2004/01/03\r\nnew\r\n";
-    const struct {
-        char const* what;
-        std::function<void()> deed;
-        std::string after;
-    } rows[] = {
-        {"nothing", [] {}, "2004/01/03\r\nold\r\nnew\r\n"},
-        {"deleted", [&] { platform::RemoveFile(path); }, fresh},
-        {"replaced by one of today",
-         [&] {
-             platform::RemoveFile(path);
-             platform::WriteWholeFile(path, "2004/01/03\r\nother\r\n");
-         },
-         "2004/01/03\r\nother\r\nnew\r\n"},
-        {"replaced by one of another day", [&] { platform::WriteWholeFile(path, "2003/12/23\r\nother\r\n"); },
-         fresh},
-        {"emptied in place", [&] { platform::CloseStream(platform::OpenStream(path, "wb")); }, fresh},
-        {"added to",
-         [&] {
-             std::FILE* stream = platform::OpenStream(path, "ab");
-             std::fputs("more\r\n", stream);
-             platform::CloseStream(stream);
-         },
-         "2004/01/03\r\nold\r\nmore\r\nnew\r\n"},
-        {"renamed away",
-         [&] {
-             platform::RenameFile(path, path + ".old");
-             platform::SleepMilliseconds(3);
-         },
-         fresh},
+    const std::string date = "2004/01/03\r\n";
+    auto const remove = [&] { platform::RemoveFile(path); };
+    auto const open = [&](char const* mode, char const* text) {
+        const platform::Stream stream(platform::OpenStream(path, mode));
+        std::fputs(text, stream.get());
     };
-    for (auto const& row : rows) {
-        platform::RemoveFile(path);
-        LogWriter log;
+    const std::pair<std::function<void()>, std::string> rows[] = {
+        {[] {}, date + "old\r\nnew\r\n"},
+        {remove, date + "new\r\n"},
+        {[&] { remove(), open("wb", "2004/01/03\r\nother\r\n"); }, date + "other\r\nnew\r\n"},
+        {[&] { remove(), open("wb", "2003/12/23\r\nother\r\n"); }, date + "new\r\n"},
+        {[&] { open("wb", ""); }, date + "new\r\n"},
+        {[&] { open("ab", "more\r\n"); }, date + "old\r\nmore\r\nnew\r\n"},
+        {[&] { platform::RenameFile(path, path + ".old"), platform::SleepMilliseconds(3); },
+         date + "new\r\n"},
+    };
+    LogWriter log;
+    for (auto const& [deed, after] : rows) {
+        remove();
         log.SetLogData("old", 0, 0);
-        row.deed();
+        deed();
         log.SetLogData("new", 0, 0);
-        EXPECT_EQ(row.after, ContentOf(path)) << row.what;
+        EXPECT_EQ(after, ContentOf(path));
     }
-}
-
-TEST_F(LogWriterTest, AnOlderFileIsEmptiedAndOneOfTodayAddedTo) {
     for (const std::string old : {"", "2003/12/13\r\nx\r\n", "2004/01/0", "\r\n2004/01/03\r\n"}) {
-        platform::WriteWholeFile(File(3), old);
+        platform::WriteWholeFile(path, old);
         LogWriter().SetLogData("new", 0, 0);
-        EXPECT_EQ("2004/01/03\r\nnew\r\n", ContentOf(File(3))) << old;
+        EXPECT_EQ(date + "new\r\n", ContentOf(path)) << old;
     }
     LogWriter().SetLogData("again", 0, 0);
-    EXPECT_EQ("2004/01/03\r\nnew\r\nagain\r\n", ContentOf(File(3)));
+    EXPECT_EQ(date + "new\r\nagain\r\n", ContentOf(path));
 }
 
 TEST_F(LogWriterTest, WhatCannotBeWrittenWaits) {
@@ -164,20 +150,6 @@ TEST_F(LogWriterTest, WhatCannotBeWrittenWaits) {
     EXPECT_EQ("2004/01/03\r\n5\r\n", ContentOf(File(3)));
 }
 
-TEST_F(LogWriterTest, AnotherPathHoldsForTheRestOfTheDay) {
-    LogWriter log;
-    log.SetLogFilePath(folder_.Path("mine.log"));
-    log.SetLogData("1", 0, 0);  // a first write goes to the day's own file
-    EXPECT_EQ("2004/01/03\r\n1\r\n", ContentOf(File(3)));
-    log.SetLogFilePath(folder_.Path("mine.log"));
-    log.SetLogData("2", 0, 0);
-    EXPECT_EQ("2004/01/03\r\n2\r\n", ContentOf(folder_.Path("mine.log")));
-    clock_.Set(At(1));
-    log.SetLogData("3", 0, 0);
-    EXPECT_EQ("2004/01/04\r\n3\r\n", ContentOf(File(4)));
-    EXPECT_EQ("2004/01/03\r\n1\r\n", ContentOf(File(3)));
-}
-
 TEST_F(LogWriterTest, ManyWritersShareAFileWithoutTearingEntries) {
     constexpr int writers = 4;
     constexpr int entries = 300;
@@ -195,16 +167,13 @@ TEST_F(LogWriterTest, ManyWritersShareAFileWithoutTearingEntries) {
     for (std::thread& thread : threads) thread.join();
 
     const std::string content = ContentOf(File(3));
-    ASSERT_TRUE(content.starts_with("2004/01/03\r\nstart\r\n"));
-    std::set<std::string> lines;
-    for (std::size_t at = 19; at < content.size();) {
-        const std::size_t end = content.find("\r\n", at);
-        ASSERT_NE(std::string::npos, end);
-        lines.insert(content.substr(at, end - at));
-        at = end + 2;
-    }
-    ASSERT_EQ(static_cast<std::size_t>(writers * entries), lines.size());
-    for (std::string const& line : lines) EXPECT_TRUE(line.ends_with(std::string(50, 'x')));
+    std::set<std::string_view> lines;
+    for (std::size_t at = 0, end; (end = content.find("\r\n", at)) != std::string::npos; at = end + 2)
+        lines.insert(std::string_view(content).substr(at, end - at));
+    EXPECT_EQ(static_cast<std::size_t>(writers * entries + 2), lines.size());
+    lines.erase("2004/01/03");
+    lines.erase("start");
+    for (std::string_view const line : lines) EXPECT_TRUE(line.ends_with(std::string(50, 'x'))) << line;
 }
 
 }  // namespace

@@ -7,6 +7,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -15,45 +16,42 @@
 #include <vector>
 
 // A server on 127.0.0.1 that plays a script from a thread of the test process, for clients of line protocols.
-// A script is a list of connections, each a list of steps: a step that awaits reads one unit from the client
-// first (a line, or behind a DATA step the text to its closing dot), then gives its answer. When its steps
-// are over, a connection goes on recording what the client sends until the client closes. No wait is longer
-// than deadline_ms.
+// A script is a list of connections, each a list of steps: but for the first (the greeting), a step reads one
+// unit from the client (a line, or behind the reply "354" a mail to its closing dot) and then writes its
+// reply. When its steps are over, a connection goes on recording what the client sends until the client
+// closes. No wait is longer than deadline_ms.
 namespace test {
 
 struct Step {
     enum class Ending { stay, close, reset, stall };
-    std::string answer;
-    bool awaits = true;            // read one unit from the client before the answer
-    bool takes_data = false;       // the next unit read is a mail text
+    std::string reply;
     bool in_bytes = false;         // one byte a packet
-    int times = 1;                 // how often the answer is written
+    int times = 1;                 // how often the reply is written
     Ending ending = Ending::stay;  // stall: say nothing more until the client closes
 };
+using Script = std::vector<Step>;
 
-inline Step Greeting(std::string text) {
-    Step step{std::move(text)};
-    step.awaits = false;
-    return step;
-}
-inline Step Answer(std::string text) { return {std::move(text)}; }
-inline Step StartData(std::string text) {
-    Step step{std::move(text)};
-    step.takes_data = true;
-    return step;
-}
-inline Step InBytes(Step step) {
-    step.in_bytes = true;
-    return step;
-}
-inline Step Ends(Step step, Step::Ending ending) {
-    step.ending = ending;
-    return step;
-}
-// The answer over and over, until the client has had enough.
-inline Step Repeated(Step step, int times) {
-    step.times = times;
-    return step;
+// A script from replies divided by "|". Each gets its CR LF here. A "#" in front: in one-byte pieces. Marks
+// at the end, all without a CR LF: "!" closes, "!!" resets, "~" falls silent, "*" repeats the reply till the
+// client has had enough.
+inline Script Play(std::string_view replies) {
+    constexpr int more_than_enough = 200000;
+    Script script;
+    while (!replies.empty()) {
+        std::string_view reply = replies.substr(0, replies.find('|'));
+        replies.remove_prefix(std::min(replies.size(), reply.size() + 1));
+        Step step;
+        if (reply.ends_with('*')) step.times = more_than_enough;
+        if (reply.ends_with('!')) step.ending = Step::Ending::close;
+        if (reply.ends_with("!!")) step.ending = Step::Ending::reset;
+        if (reply.ends_with('~')) step.ending = Step::Ending::stall;
+        step.in_bytes = reply.starts_with('#');
+        if (step.in_bytes) reply.remove_prefix(1);
+        step.reply = reply.substr(0, reply.find_last_not_of("!~*") + 1);
+        if (step.reply == reply) step.reply += "\r\n";
+        script.push_back(step);
+    }
+    return script;
 }
 
 constexpr int deadline_ms = 5000;
@@ -111,8 +109,7 @@ class BlackHole : public ListeningSocket {
 
 class ScriptedServer {
   public:
-    using Script = std::vector<Step>;
-
+    explicit ScriptedServer(std::string_view only_connection) : ScriptedServer(test::Play(only_connection)) {}
     explicit ScriptedServer(Script only_connection)
         : ScriptedServer(std::vector<Script>{std::move(only_connection)}) {}
     explicit ScriptedServer(std::vector<Script> connections)
@@ -198,20 +195,20 @@ class ScriptedServer {
             if (client < 0) return;
             ++served_;
             Connection connection(client);
-            Play(connection, script);
+            Converse(connection, script);
         }
     }
 
-    void Play(Connection& connection, Script const& script) {
-        std::string_view unit_end = "\r\n";
+    void Converse(Connection& connection, Script const& script) {
+        std::string_view unit_end;  // empty while nothing is awaited
         for (Step const& step : script) {
-            if (step.awaits) {
+            if (!unit_end.empty()) {
                 std::string unit = connection.ReadTo(unit_end);
                 if (unit.empty()) return;
                 received_.push_back(std::move(unit));
             }
-            unit_end = step.takes_data ? "\r\n.\r\n" : "\r\n";
-            if (!WriteAnswer(connection, step)) return;
+            unit_end = step.reply.starts_with("354") ? "\r\n.\r\n" : "\r\n";
+            if (!Write(connection, step)) return;
             if (step.ending == Step::Ending::stall) return connection.WaitUntilClosed();
             if (step.ending == Step::Ending::reset) connection.ResetOnClose();
             if (step.ending != Step::Ending::stay) return;
@@ -220,11 +217,11 @@ class ScriptedServer {
             received_.push_back(std::move(unit));
     }
 
-    static bool WriteAnswer(Connection& connection, Step const& step) {
+    static bool Write(Connection& connection, Step const& step) {
         for (int turn = 0; turn < step.times; ++turn) {
-            const std::size_t piece = step.in_bytes ? 1 : step.answer.size();
-            for (std::size_t at = 0; at < step.answer.size(); at += piece)
-                if (!connection.Write(std::string_view(step.answer).substr(at, piece))) return false;
+            const std::size_t piece = step.in_bytes ? 1 : step.reply.size();
+            for (std::size_t at = 0; at < step.reply.size(); at += piece)
+                if (!connection.Write(std::string_view(step.reply).substr(at, piece))) return false;
         }
         return true;
     }

@@ -117,9 +117,7 @@ TEST(KCodeC, OutMayBeTheText) {
     KCodeC codec;
     char text[64] = "漢字";
     EXPECT_EQ(codec.sjtojis7(text, text, 0), text);
-    EXPECT_STREQ(codec.jis7touj(text, text),
-                 "\xB4\xC1\xBB\xFA"
-                 "1");
+    EXPECT_STREQ(codec.jis7touj(text, text), "\xB4\xC1\xBB\xFA");
     std::strcpy(text, "aｱ漢");
     EXPECT_STREQ(codec.sjtouj(text, text), "a\x8E\xB1\xB4\xC1");
     EXPECT_STREQ(codec.ujtojis7(text, text, 1), "a\x1B$B%\"4A\x1B(B");
@@ -181,6 +179,36 @@ TEST(KCodeC, BrokenUtf8AndShiftJis) {
     EXPECT_EQ(codec.sjtoutf8(nullptr), nullptr);
     EXPECT_TRUE(KCodeCSteps::NullGivesNull());
     EXPECT_EQ(KCodeCSteps::Utf8ToSj("ab", 0), "愀戀");  // 0x6100 and 0x6200
+}
+
+// The object's own buffers hold every result, and what is copied out of them is the same.
+TEST(KCodeC, MembersGiveWhatTheWorkersGive) {
+    using Member = char const* (KCodeC::*)(char const*);
+    using CopyingMember = char const* (KCodeC::*)(char*, char const*);
+    const std::tuple<std::string_view, Member, CopyingMember> members[] = {
+        {"jis7touj", &KCodeC::jis7touj, &KCodeC::jis7touj},
+        {"ujtosj", &KCodeC::ujtosj, &KCodeC::ujtosj},
+        {"sjtouj", &KCodeC::sjtouj, &KCodeC::sjtouj},
+        {"jis7tosj", &KCodeC::jis7tosj, &KCodeC::jis7tosj},
+    };
+    BrokenTexts texts(9);
+    KCodeC codec;
+    for (int i = 0; i < 10000; ++i) {
+        const std::string text = i ? texts.Next() : "ｱaｱ";
+        std::vector<char> out(SizeOfSjToJis7(text.size()));
+        for (auto const& [name, member, copying] : members) {
+            EXPECT_EQ((codec.*member)(text.c_str()), Converted(name, text));
+            EXPECT_EQ((codec.*copying)(out.data(), text.c_str()), Converted(name, text));
+        }
+        for (int full : {0, 1}) {
+            const std::string sj = Converted(full ? "sjtojis7 full" : "sjtojis7", text);
+            const std::string uj = Converted(full ? "ujtojis7 full" : "ujtojis7", text);
+            EXPECT_EQ(codec.sjtojis7(text.c_str(), full), sj);
+            EXPECT_EQ(codec.ujtojis7(text.c_str(), full), uj);
+            EXPECT_EQ(codec.sjtojis7(out.data(), text.c_str(), full), sj);
+            EXPECT_EQ(codec.ujtojis7(out.data(), text.c_str(), full), uj);
+        }
+    }
 }
 
 // One pass gives what the steps give, and the block what the copy gives, also where it is cut to what it

@@ -13,7 +13,7 @@ ImportRun::ImportRun(CDatabaseEdit& table) : table_(table), ids_(table.env_) {}
 
 int ImportRun::Prepare() {
     table_.InitOneCustomerTemp();
-    table_.MakeIndex();
+    table_.UseIndex();
     if (ids_.MovePast(table_.max_id_)) return CDatabaseEdit::ok;
     return table_.Fail(customer_new_id_failed, CDatabaseEdit::import_failed);
 }
@@ -21,7 +21,7 @@ int ImportRun::Prepare() {
 void ImportRun::Begin(bool keep) {
     if (!keep) table_.RemoveAll(1);
     table_.UseAddressIndex();
-    table_.MakeIndex();
+    table_.UseIndex();
 }
 
 void ImportRun::StartLine() noexcept {
@@ -75,6 +75,6 @@ int ImportRun::StoreKnown() {
     return CDatabaseEdit::ok;
 }
 
-void ImportRun::End() { table_.MakeIndex(); }
+void ImportRun::End() { table_.UseIndex(); }
 
 }  // namespace customers

@@ -26,7 +26,7 @@ std::string_view WithoutLineEnd(std::string_view text) {
 }  // namespace
 
 bool LineReader::Open(char const* path) {
-    *this = LineReader();
+    *this = LineReader(longest_line_);
     stream_ = OpenForReading(path);
     if (stream_) buffer_.resize(block_size);
     return stream_ != nullptr;
@@ -63,6 +63,8 @@ bool LineReader::Fill() {
         scanned_ -= begin_;
         begin_ = 0;
     }
+    failed_ = filled_ > longest_line_;
+    if (failed_) return false;
     if (filled_ == buffer_.size()) buffer_.resize(2 * buffer_.size());
     const std::size_t got = std::fread(buffer_.data() + filled_, 1, buffer_.size() - filled_, stream_.get());
     filled_ += got;

@@ -12,7 +12,11 @@ namespace customers {
 // line of any length is read in time and memory linear to it.
 class LineReader {
   public:
+    // failed: the file cannot be read on, or the line is longer than the limit.
     enum class Status { line, end, failed };
+    static constexpr std::size_t default_longest_line = std::size_t{256} << 20;
+
+    explicit LineReader(std::size_t longest_line = default_longest_line) : longest_line_(longest_line) {}
 
     // false for a file that cannot be opened; a directory is none.
     bool Open(char const* path);
@@ -23,6 +27,7 @@ class LineReader {
   private:
     bool Fill();
 
+    std::size_t longest_line_;
     platform::Stream stream_;
     std::vector<char> buffer_;
     std::size_t begin_ = 0;    // of the line

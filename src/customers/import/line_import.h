@@ -1,0 +1,42 @@
+#pragma once
+
+#include <vector>
+
+#include "customers/import/field_rules.h"
+#include "customers/import/import_run.h"
+#include "customers/import/line_fields.h"
+#include "platform/containers.h"
+
+namespace customers {
+
+// The lines of a plain import, one after another: which column feeds which element, and what becomes of the
+// customer.
+class LineImport {
+  public:
+    enum class Outcome {
+        imported,
+        kept,     // a known customer, whom the import leaves alone
+        refused,  // nothing was stored
+        failed,   // the customer could not be stored; the table holds the error
+    };
+
+    // columns[i] feeds element i; negative: none. `info` describes all 56 elements.
+    LineImport(ImportRun& run, CArray<int, int> const& columns,
+               CArray<DB_Element_Info, DB_Element_Info> const& info, bool keep_known);
+    Outcome Take(LineFields& fields);
+
+  private:
+    struct Assignment {
+        int element;
+        int column;
+        FieldRule rule;
+    };
+    bool TakeFields(LineFields& fields);
+    bool HasDirectMail() const;
+
+    ImportRun& run_;
+    bool keep_known_;
+    std::vector<Assignment> assignments_;  // by element, ascending: what comes later overrides
+};
+
+}  // namespace customers

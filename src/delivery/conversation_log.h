@@ -1,0 +1,39 @@
+#pragma once
+
+#include <cstdint>
+#include <limits>
+#include <string>
+#include <string_view>
+
+#include "platform/cstring.h"
+#include "platform/export.h"
+
+class LogWriter;
+
+namespace delivery {
+
+// The lines of an SMTP conversation on their way to the transfer log. A conversation has about 25 of them,
+// and writing each for itself would cost a tenth of the sending rate; so they are collected, each with its
+// own time, and written together before every wait for the server and at the end. What a server is asked, and
+// all it said before, is thus in the file while its answer is awaited.
+class TESSALY_API ConversationLog {
+  public:
+    // `log` must outlive the object.
+    explicit ConversationLog(LogWriter& log) : log_(log) {}
+    void Note(std::string_view text);
+    void Command(std::string_view line);
+    // A reply, or the number of a socket error.
+    void Reply(std::string_view text);
+    void Write();
+
+  private:
+    void Add(std::string_view mark, std::string_view text);
+    std::string_view TimeStamp();
+
+    LogWriter& log_;
+    std::string lines_;
+    CString stamp_;
+    std::int64_t stamp_second_ = std::numeric_limits<std::int64_t>::min();
+};
+
+}  // namespace delivery

@@ -1,0 +1,88 @@
+#include "crossing.h"
+
+#include <gtest/gtest.h>
+
+#include <set>
+
+#include "failure.h"
+
+namespace {
+
+std::string Utf8(unsigned point) {
+    if (point < 0x80) return {static_cast<char>(point)};
+    if (point < 0x800)
+        return {static_cast<char>(0xC0 | point >> 6), static_cast<char>(0x80 | (point & 0x3F))};
+    return {static_cast<char>(0xE0 | point >> 12), static_cast<char>(0x80 | (point >> 6 & 0x3F)),
+            static_cast<char>(0x80 | (point & 0x3F))};
+}
+
+TEST(Crossing, WhatTheLibraryCanKeepComesBackUnchanged) {
+    const std::set<unsigned> same_signs = {0xA0,   0xA2,   0xA3,   0xA5,   0xA6,   0xAC,
+                                           0x2011, 0x2014, 0x2016, 0x203E, 0x2212, 0x301C};
+    int kept = 0;
+    for (unsigned point = 1; point <= 0xFFFF; ++point) {
+        if (point >= 0xD800 && point <= 0xDFFF) continue;
+        const app::Crossed crossed = app::IntoLibrary(Utf8(point));
+        if (crossed.no_form) {
+            EXPECT_EQ(crossed.no_form->character, Utf8(point));
+            continue;
+        }
+        ++kept;
+        EXPECT_EQ(app::Out(crossed.text) == Utf8(point), !same_signs.contains(point)) << std::hex << point;
+    }
+    EXPECT_GT(kept, 9000);  // the two levels of kanji, IBM's characters and the user-defined ones
+    for (std::string_view const text : {"~\\|表示ソ能", "①Ⅷ㈱", "髙﨑纊", "ｱｲｳﾞ", "〜−‖—"})
+        EXPECT_FALSE(app::IntoLibrary(text).no_form) << text;
+}
+
+TEST(Crossing, NamesTheFirstCharacterThatTheLibraryCannotKeep) {
+    using namespace std::string_view_literals;
+    struct Row {
+        std::string_view text;
+        std::size_t line, column;
+        std::string_view character;
+    };
+    Row const rows[] = {
+        {"💌"sv, 1, 1, "💌"},
+        {"表ａb💌💌"sv, 1, 4, "💌"},
+        {"一\r\n二\nさん한글"sv, 3, 3, "한"},
+        {"あ\xFF"sv, 1, 2, "\\xFF"},
+        {"\xE3\x81"sv, 1, 1, "\\xE3"},          // cut off
+        {"a\xC0\x80"sv, 1, 2, "\\xC0"},         // an overlong NUL
+        {"\xED\xA0\x80"sv, 1, 1, "\\xED"},      // half a pair
+        {"\xF4\x90\x80\x80"sv, 1, 1, "\\xF4"},  // beyond the last plane
+        {"a\0b"sv, 1, 2, "\0"sv},
+        {"あ\u3099"sv, 1, 2, "\u3099"},  // a mark that joins no such kana
+    };
+    for (Row const& row : rows) {
+        auto const place = app::IntoLibrary(row.text).no_form;
+        ASSERT_TRUE(place) << row.text;
+        EXPECT_EQ(place->line, row.line) << row.text;
+        EXPECT_EQ(place->column, row.column) << row.text;
+        EXPECT_EQ(place->character, row.character) << row.text;
+    }
+    try {
+        app::Into("山\n田💌", "件名");
+        FAIL();
+    } catch (app::Failure const& failure) {
+        EXPECT_NE(std::string(failure.what()).find("件名に使えない文字があります: 2行2文字目の「💌」"),
+                  std::string::npos);
+    }
+    EXPECT_NE(app::Describe({1, 2, std::string(1, '\0')}).find("NUL"), std::string::npos);
+}
+
+TEST(Crossing, JoinsKanaAndTheMarksBehindThem) {
+    EXPECT_EQ(app::Out(app::IntoLibrary("か\u3099は\u309Aウ\u3099と\u3099").text), "がぱヴど");
+}
+
+TEST(Crossing, DamagedLibraryTextSwallowsNothing) {
+    EXPECT_EQ(app::Out(std::string_view("\x82")), "\uFFFD");
+    EXPECT_EQ(app::Out(std::string_view("\x82\n\x82\xA0")), "\uFFFD\nあ");
+    EXPECT_EQ(app::Out(std::string_view("\xFD\xA0\xFF")), "\uFFFD\uFFFD\uFFFD");
+    EXPECT_EQ(app::OnOneLine("550 a\r\n550 b\r\n\r\n"), "550 a 550 b");
+    EXPECT_EQ(app::OnOneLine("\x1B[2Jあ\tい\x7F\n\n!"), " [2Jあ い   !");
+    EXPECT_EQ(app::OnOneLine("\r\n"), "");
+    EXPECT_THROW(app::IntoPath("/tmp/💌.tsl"), app::Failure);
+}
+
+}  // namespace

@@ -1,0 +1,107 @@
+#include "mail_text.h"
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <random>
+
+#include "crossing.h"
+#include "tessaly/mime.h"
+#include "tessaly/text.h"
+
+namespace {
+
+CString In(std::string_view utf8) { return app::Into(utf8, "test"); }
+
+// What a mail program shows of a header text whose words all stand alone.
+std::string Decoded(CString const& header) {
+    std::string result;
+    for (std::string_view rest = header.View(); !rest.empty();) {
+        const std::size_t end = std::min(rest.find("\r\n "), rest.size());
+        const std::string word(rest.substr(0, end));
+        EXPECT_LE(word.size(), 75U) << word;
+        EXPECT_TRUE(word.starts_with("=?ISO-2022-JP?B?") && word.ends_with("?=")) << word;
+        char* decoded = nullptr;
+        MIMEBase64DecodeForJIS(&decoded, word.c_str());
+        result += std::unique_ptr<char[]>(decoded).get();
+        rest.remove_prefix(std::min(end + 3, rest.size()));
+    }
+    return app::Out(std::string_view(result));
+}
+
+TEST(MailText, HeadersHoldAnyTextInWordsThatDecodeByThemselves) {
+    for (std::string_view const text : {"plain ASCII", "100% = 10\\10 ~", "?=="})
+        EXPECT_EQ(app::HeaderText(In(text)), In(text));
+    for (std::string const& text :
+         {std::string("=?ISO-2022-JP?B?GyRCJCIbKEI=?="), std::string(3000, 'a'), std::string("表\\示~ ソ "),
+          std::string(" 両端の空白 "), std::string("①髙")})
+        EXPECT_EQ(Decoded(app::HeaderText(app::Mailable(In(text), true))), text);
+
+    std::mt19937 random(7);
+    char const* const pieces[] = {"a",  " ",  "~", "\\",     "?",  "=", "表",
+                                  "ソ", "能", "①", "の案内", "=?", "<", "\""};
+    for (int round = 0; round < 500; ++round) {
+        std::string text = "件";
+        for (unsigned left = random() % 120; left > 0; --left) text += pieces[random() % 14];
+        ASSERT_EQ(Decoded(app::HeaderText(In(text))), text);
+    }
+}
+
+TEST(MailText, NamesInHeadersAreQuotedOrEncoded) {
+    EXPECT_EQ(app::HeaderMailbox({"", "a@example.jp"}), "a@example.jp");
+    EXPECT_EQ(app::HeaderMailbox({"A. \"B\" \\, <x@y>", "a@example.jp"}),
+              R"("A. \"B\" \\, <x@y>" <a@example.jp>)");
+    EXPECT_EQ(app::HeaderMailbox({In("表"), "a@example.jp"}), app::HeaderText(In("表")) + " <a@example.jp>");
+}
+
+TEST(MailText, WhatMailProgramsCannotReadIsMovedWidenedOrMarked) {
+    // IBM's rows and NEC's hold the same characters; the codes differ, the characters do not.
+    EXPECT_EQ(app::Mailable("\xFB\xFC\xFA\xB1", true), "\xEE\xE0\xED\x95");
+    EXPECT_EQ(app::Mailable("\xFA\x54\xFA\x5B", true), "\x81\xCA\x81\xE6");
+    EXPECT_EQ(app::Out(app::Mailable("\xF0\x40\xF9\xFC", true)), "〓〓");  // user-defined
+    EXPECT_EQ(app::Out(app::Mailable(In("ｶﾞｷﾞｸﾞ①"), true)), "ガギグ①");
+    EXPECT_EQ(app::Mailable("a\x1B[2J\r\nb\tc\x7F\x81", true), "a [2J  b c??");
+    EXPECT_EQ(app::Mailable("a\x01\r\nb\tc", false), "a \r\nb\tc");
+}
+
+TEST(MailText, ACustomersValuesStayValues) {
+    OneCustomer customer;
+    customer.Email = "a@example.jp";
+    customer.KanjiSei = In("表\r\nBcc: b@example.jp");
+    customer.KanjiMei = In("ﾊﾅｺ\r\n\r\n.");
+    customer.Address1 = In("一\n.\r\nQUIT\r二");
+    app::Draft draft;
+    draft.subject = In("<%名前(姓)%>様");
+    draft.body = In("<%市区町村%>\r\n終わり\r\n");
+    const app::MailText text = app::Merge(draft, customer);
+    EXPECT_EQ(app::Out(text.to_name), "表  Bcc: b@example.jp ハナコ    .");
+    EXPECT_EQ(app::Out(text.subject), "表  Bcc: b@example.jp様");
+    EXPECT_EQ(app::Out(text.body), "一\r\n.\r\nQUIT\r\n二\r\n終わり\r\n");
+}
+
+// The limit is one of bytes in ISO-2022-JP, where each change between ASCII and kanji costs three more.
+TEST(MailText, NoLineOfABodyIsTooLongForAServer) {
+    std::string mixed;
+    for (int i = 0; i < 1500; ++i) mixed += "aあ";
+    const std::string rows[] = {std::string(5000, 'a'), mixed, mixed + "\r\n\r\n" + mixed + "\r\n",
+                                "短い\r\n"};
+    for (std::string const& row : rows) {
+        app::Draft draft;
+        draft.subject = "s";
+        draft.body = In(row);
+        const CString body = app::Merge(draft, OneCustomer()).body;
+        std::string joined, wanted = app::Out(draft.body);
+        KCodeC code;
+        for (std::string_view rest = body.View(); !rest.empty();) {
+            const std::size_t end = std::min(rest.find("\r\n"), rest.size());
+            EXPECT_LE(std::string_view(code.sjtojis7(CString(rest.substr(0, end)), 0)).size(), 998U);
+            joined += app::Out(rest.substr(0, end));
+            rest.remove_prefix(std::min(end + 2, rest.size()));
+        }
+        for (std::size_t at; (at = wanted.find("\r\n")) != wanted.npos;) wanted.erase(at, 2);
+        EXPECT_EQ(joined, wanted);
+        if (row.size() < 10) EXPECT_EQ(body, draft.body);
+    }
+}
+
+}  // namespace

@@ -1,0 +1,74 @@
+#include "report.h"
+
+#include <gtest/gtest.h>
+
+#include <iterator>
+
+#include "failure.h"
+#include "tests/platform/scratch_folder.h"
+
+namespace {
+
+const std::string title = "\xEF\xBB\xBF個人情報ID,メールアドレス,結果,応答,Message-ID\r\n";
+
+class ReportTest : public testing::Test {
+  protected:
+    std::string Content() const {
+        std::ifstream file(name_, std::ios::binary);
+        return {std::istreambuf_iterator<char>(file), {}};
+    }
+    void Put(std::string const& content) const { std::ofstream(name_, std::ios::binary) << content; }
+    std::set<int> SettledIn(std::string const& content) const {
+        Put(content);
+        return app::Report(name_, true).Settled();
+    }
+
+    ScratchFolder folder_;
+    const std::string name_ = folder_.Host("report.csv");
+};
+
+TEST_F(ReportTest, EveryRowIsThereAtOnce) {
+    app::Report report(name_, false);
+    EXPECT_EQ(Content(), title);
+    report.Add({7, "a@example.jp", app::Outcome::sent, "", "1.7@example.jp"});
+    EXPECT_EQ(Content(), title + "7,a@example.jp,送信,,1.7@example.jp\r\n");
+    report.Add({8, "b@example.jp", app::Outcome::refused, "550 \"b\", unknown", "1.8@example.jp"});
+    report.Add({9, "c@example.jp", app::Outcome::failed, "切断", ""});
+    EXPECT_EQ(Content(), title +
+                             "7,a@example.jp,送信,,1.7@example.jp\r\n"
+                             "8,b@example.jp,拒否,\"550 \"\"b\"\", unknown\",1.8@example.jp\r\n"
+                             "9,c@example.jp,失敗,切断,\r\n");
+    EXPECT_EQ(app::Report(name_, true).Settled(), (std::set<int>{7, 8}));
+    EXPECT_THROW(app::Report(name_, false), app::Failure);  // never written over
+    EXPECT_THROW(app::Report(folder_.Host("no/report.csv"), false), app::Failure);
+}
+
+// The process may die at any byte: what is cut off counts as not done, and the next row begins a line.
+TEST_F(ReportTest, AFileThatWasCutAnywhereCanBeGoneOnWith) {
+    const std::string whole = title + "7,a@example.jp,送信,,x\r\n8,b@example.jp,拒否,550,y\r\n";
+    const std::size_t first = whole.find("8,b"), none = title.size();
+    for (std::size_t size = 0; size <= whole.size(); ++size) {
+        Put(whole.substr(0, size));
+        app::Report report(name_, true);
+        const std::set<int> wanted = size == whole.size() ? std::set<int>{7, 8}
+                                     : size >= first      ? std::set<int>{7}
+                                                          : std::set<int>{};
+        EXPECT_EQ(report.Settled(), wanted) << size;
+        report.Add({9, "c@example.jp", app::Outcome::sent, "", "z"});
+        const std::size_t kept = size == whole.size() ? size : size >= first ? first : none;
+        EXPECT_EQ(Content(), whole.substr(0, kept) + "9,c@example.jp,送信,,z\r\n") << size;
+    }
+}
+
+TEST_F(ReportTest, OtherFilesAreLeftAlone) {
+    for (std::string const& content :
+         {std::string("ID,address\r\n1,送信\r\n"), title.substr(3) + "1,a,送信,,\r\n",
+          std::string(1000, '\0'), std::string("\n")}) {
+        EXPECT_THROW(SettledIn(content), app::Failure);
+        EXPECT_EQ(Content(), content);
+    }
+    EXPECT_EQ(SettledIn(title + "x,a,送信\r\n\r\n,,\r\n5\r\n99999999999,a,送信\r\n3,c,送信,,\r\n"),
+              (std::set<int>{3}));
+}
+
+}  // namespace
