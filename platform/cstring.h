@@ -66,6 +66,8 @@ class TESSALY_API CString {
     // Room for at least `length` bytes and a NUL, to be written directly. The text up to then stands in it.
     // ReleaseBuffer must follow before any other operation.
     char* GetBuffer(int length);
+    // Room for `length` bytes to come, so that appending them allocates once. The text stays.
+    void Reserve(int length) { GetBuffer(length); }
     // As GetBuffer; the length becomes `length`.
     char* GetBufferSetLength(int length);
     // Ends direct writing: the text ends at `length` (-1: at its NUL), or at the first NUL before that.

@@ -74,6 +74,14 @@ bool SetSize(int file, std::size_t size) noexcept {
     return error == 0;
 }
 
+// The user's own table, unless the first call names another.
+LockTable& TableInUse(char const* first_name) {
+    static auto& table = *new LockTable(first_name ? first_name
+                                                   : "/tessaly-locks-" + std::to_string(geteuid()) + '-' +
+                                                         std::to_string(layout_version));
+    return table;
+}
+
 }  // namespace
 
 struct LockTable::Slot {
@@ -150,12 +158,8 @@ pthread_mutex_t* LockTable::Find(std::string_view name) const {
     return &slot->lock;
 }
 
-LockTable& OwnLockTable() {
-    static auto& table =
-        *new LockTable("/tessaly-locks-" + std::to_string(geteuid()) + '-' + std::to_string(layout_version));
-    return table;
-}
+LockTable& OwnLockTable() { return TableInUse(nullptr); }
 
-void UseLockTable(std::string const& name) { OwnLockTable() = LockTable(name); }
+void UseLockTable(std::string const& name) { TableInUse(name.c_str()) = LockTable(name); }
 
 }  // namespace platform::posix

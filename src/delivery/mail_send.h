@@ -39,8 +39,8 @@ struct AllowedMethods;
 // no number of its own.
 //
 // Header lines are taken as they are; but AddHeader with a name turns a line end that does not fold the value
-// (CR LF with a blank or tab behind it) into a blank, so that no value can add a header line. In the body, a
-// dot behind a lone CR or LF is stuffed like one behind CR LF.
+// (CR LF with a blank or tab behind it) into a blank, so that no value can add a header line. The
+// body is dot-stuffed behind CR LF only; a caller that merges values into it makes its line ends CR LF first.
 //
 // With a continue count maximum above 1 a connection is kept for several mails: the next Send or CheckSMTP on
 // it begins with RSET in place of greeting, HELO or EHLO and authentication (settings changed meanwhile hold

@@ -62,7 +62,7 @@ void AppendPlain(CString& out, WireParts const& parts, std::string_view jis_body
 void AppendDotStuffed(CString& out, std::string_view text) {
     std::size_t copied = 0;
     for (std::size_t dot = text.find('.'); dot != std::string_view::npos; dot = text.find('.', dot + 1)) {
-        bool const at_line_start = dot == 0 || text[dot - 1] == '\n' || text[dot - 1] == '\r';
+        bool const at_line_start = dot == 0 || text.substr(0, dot).ends_with("\r\n");
         if (!at_line_start) continue;
         out += text.substr(copied, dot - copied);
         out += '.';
@@ -81,8 +81,7 @@ CString MakeWireText(WireParts const& parts) {
         for (CString const& part : *parts.attachments)
             size += part.View().size() + parts.boundary.View().size() + sizeof "--\r\n\r\n";
     CString wire;
-    wire.GetBuffer(static_cast<int>(size));
-    wire.ReleaseBuffer(0);
+    wire.Reserve(static_cast<int>(size));
     if (with_attachments)
         AppendMultipart(wire, parts, jis_body);
     else

@@ -20,8 +20,8 @@ struct WireParts {
 };
 
 // The whole text with its closing dot. The body becomes ISO-2022-JP and is dot-stuffed (RFC 5321 4.5.2): at
-// its start and behind every line end. A lone CR or LF counts as a line end there, since some servers take it
-// for one and would find the end of the mail, and commands, inside the body. Attachments stand as they are.
+// its start and behind every CR LF. A lone CR or LF is no line end there, and some servers take it for one:
+// who merges values into a body makes its line ends CR LF first. Attachments stand as they are.
 TESSALY_API CString MakeWireText(WireParts const& parts);
 
 // Appends `text` with a dot before each dot that begins a line.

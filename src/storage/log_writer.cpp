@@ -19,26 +19,33 @@ constexpr std::string_view entry_rule =
 constexpr std::size_t rule_size = 79 + line_end.size();
 static_assert(title_rule.size() == rule_size && entry_rule.size() == rule_size);
 
+// As "%0*d", without the cost of a format for every line.
+void AppendNumber(std::string& out, int digits, int number) {
+    out.append(static_cast<std::size_t>(digits), '0');
+    for (std::size_t place = out.size(); digits > 0; --digits, number /= 10)
+        out[--place] = static_cast<char>('0' + number % 10);
+}
+
 std::string DateText(platform::CalendarTime const& time) {
-    CString text;
-    text.Format("%04d/%02d/%02d", time.year, time.month, time.day);
-    return std::string(text.View());
+    std::string text;
+    AppendNumber(text, 4, time.year);
+    text += '/';
+    AppendNumber(text, 2, time.month);
+    text += '/';
+    AppendNumber(text, 2, time.day);
+    return text;
+}
+
+void AppendTime(std::string& out, platform::CalendarTime const& time) {
+    AppendNumber(out, 2, time.hour);
+    out += ':';
+    AppendNumber(out, 2, time.minute);
+    out += ':';
+    AppendNumber(out, 2, time.second);
 }
 
 // One number for each day, never LogWriter's no_day.
 int DayNumber(platform::CalendarTime const& time) { return (time.year * 12 + time.month) * 31 + time.day; }
-
-// "%02d:%02d:%02d", without the cost of a format for every line.
-void AppendTime(std::string& out, platform::CalendarTime const& time) {
-    char text[] = "00:00:00";
-    char* place = text;
-    for (int const part : {time.hour, time.minute, time.second}) {
-        place[0] = static_cast<char>('0' + part / 10);
-        place[1] = static_cast<char>('0' + part % 10);
-        place += 3;
-    }
-    out += text;
-}
 
 }  // namespace
 

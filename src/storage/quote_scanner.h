@@ -20,7 +20,7 @@ class QuoteScanner {
     QuoteScanner(char const* start, char const* limit) noexcept : at_(start), limit_(limit) {
         if (start < limit) quotes_ = QuotesAt(start);
     }
-    // `limit` when there is none left.
+    // A place at or behind `limit` when there is none left.
     char const* Next() noexcept {
         while (quotes_ == 0) {
             if (at_ >= limit_ || (at_ += step) >= limit_) return limit_;
@@ -28,7 +28,7 @@ class QuoteScanner {
         }
         char const* const quote = at_ + std::countr_zero(quotes_);
         quotes_ &= quotes_ - 1;
-        return quote < limit_ ? quote : limit_;
+        return quote;
     }
 
   private:

@@ -193,7 +193,7 @@ int RecordReader::ReadRow(CStringPool& pool, int columns, XCStringArrayEx& row) 
     auto const cells = static_cast<std::size_t>(std::max(columns, 0));
     OrdinaryRecord record = ScanOrdinaryRecord(cells);
     // It may only be cut by the end of the block.
-    if (record.fields == 0 && first_nul_ == end_ && end_ - position_ < large_block / 2 && Fill())
+    if (record.fields == 0 && end_ - position_ < large_block / 2 && Fill())
         record = ScanOrdinaryRecord(cells);
     char const* text = nullptr;
     int count = record.fields;

@@ -5,7 +5,6 @@
 #include <cstdio>
 #include <memory>
 #include <string>
-#include <vector>
 
 #include "platform/cstring_pool.h"
 #include "platform/export.h"

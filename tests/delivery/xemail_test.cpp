@@ -3,52 +3,34 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <vector>
 
 namespace {
 
 TEST(Terminals, ByTheEndOfTheAddress) {
     const struct {
-        char const* address;
         TermType type;
+        std::vector<char const*> addresses;
     } rows[] = {
-        {"a@docomo.ne.jp", nd},
-        {"A@DoCoMo.NE.JP", nd},
-        {"a..b.@docomo.ne.jp", nd},
-        {"a@mail.docomo.ne.jp", pc},
-        {"a@docomo.ne.jpx", pc},
-        {"a@docomo.ne.jp@example.jp", pc},
-        {"a@docomo.ne.jp ", pc},
-        {"docomo.ne.jp", pc},
-        {"@docomo.ne.jp", nd},
-        {"a@eza.ido.ne.jp", at},
-        {"a@EZJ.ido.ne.jp", at},
-        {"a@mail.ido.ne.jp", pc},
-        {"a@ez.ido.ne.jp.example.jp", pc},
-        {"a@ezido.ne.jp", pc},
-        {"a@ezweb.ne.jp", at},
-        {"a@xx.ezweb.ne.jp", at},
-        {"a@xezweb.ne.jp", pc},
-        {"a@dct.dion.ne.jp", at},
-        {"a@x.dct.dion.ne.jp", pc},
-        {"a@dion.ne.jp", pc},
-        {"a@x.sky.tkc.ne.jp", at},
-        {"a@cara.tkc.ne.jp", pc},
-        {"a@jp-q.ne.jp", sb},
-        {"a@jp-a.ne.jp", pc},
-        {"a@t.vodafone.ne.jp", sb},
-        {"a@x.t.vodafone.ne.jp", pc},
-        {"a@disney.ne.jp", sb},
-        {"a@softbank.ne.jp", sb},
-        {"a@pdx.ne.jp", wl},
-        {"a@dj.pdx.ne.jp", wl},
-        {"a@xpdx.ne.jp", pc},
-        {"someone@example.jp", pc},
-        {"", pc},
-        {nullptr, pc},
+        {nd, {"a@docomo.ne.jp", "A@DoCoMo.NE.JP", "a..b.@docomo.ne.jp", "@docomo.ne.jp"}},
+        {at,
+         {"a@eza.ido.ne.jp", "a@EZJ.ido.ne.jp", "a@ezweb.ne.jp", "a@xx.ezweb.ne.jp", "a@dct.dion.ne.jp",
+          "a@x.sky.tkc.ne.jp"}},
+        {sb, {"a@jp-q.ne.jp", "a@t.vodafone.ne.jp", "a@disney.ne.jp", "a@softbank.ne.jp"}},
+        {wl, {"a@pdx.ne.jp", "a@dj.pdx.ne.jp"}},
+        {pc,
+         {"a@mail.docomo.ne.jp", "a@docomo.ne.jpx", "a@docomo.ne.jp@example.jp", "a@docomo.ne.jp ",
+          "docomo.ne.jp"}},
+        {pc,
+         {"a@mail.ido.ne.jp", "a@eza.ido.ne.jp.example.jp", "a@ezido.ne.jp", "a@xezweb.ne.jp",
+          "a@x.dct.dion.ne.jp"}},
+        {pc,
+         {"a@dion.ne.jp", "a@cara.tkc.ne.jp", "a@jp-a.ne.jp", "a@x.t.vodafone.ne.jp", "a@xpdx.ne.jp", "",
+          nullptr}},
     };
     for (auto const& row : rows)
-        EXPECT_EQ(CXEmail::GetTermTypeFromMailAddr(row.address), row.type)
-            << (row.address ? row.address : "null");
+        for (char const* const address : row.addresses)
+            EXPECT_EQ(CXEmail::GetTermTypeFromMailAddr(address), row.type) << (address ? address : "null");
     for (char const region : std::string("dhtcrknsq")) {
         EXPECT_EQ(CXEmail::GetTermTypeFromMailAddr((std::string("a@jp-") + region + ".ne.jp").c_str()), sb);
         EXPECT_EQ(CXEmail::GetTermTypeFromMailAddr((std::string("a@") + region + ".vodafone.ne.jp").c_str()),

@@ -174,8 +174,7 @@ TEST(HeaderEncoder, KnownValues) {
         {a41 + ToJis("あいうえおかきくけこさしすせそ"),
          a41 + "\r\n\t=?iso-2022-jp?B?GyRCJCIkJCQmJCgkKiQrJC0kLyQxJDMkNSQ3JDkkOyQ9GyhC?=\r\n\t=?iso-2022-jp?"
                "B?GyRCGyhC?="},
-        {"\x1B$@$\"\x1B(J-", "=?iso-2022-jp?B?GyRAJCIbKEI=?=-"},
-    };
+        {"\x1B$@$\"\x1B(J-", "=?iso-2022-jp?B?GyRAJCIbKEI=?=-"}};
     for (auto const& row : rows) EXPECT_EQ(Encode(row.in), row.out) << row.in;
 }
 
@@ -247,19 +246,17 @@ TEST(HeaderEncoder, HostileText) {
 TEST(RunEncoder, EveryPlaceOfTheClosingEscape) {
     const struct {
         string in, out;
-    } rows[] = {
-        {"", ""},
-        {"a.txt", "a.txt"},
-        {"\x1B(Ba\x1B(B", "a"},
-        {"\x1B$B\x1B(B", "=?ISO-2022-JP?B?GyRCGyhC?="},
-        {"\x1B$B$\"\x1B(B", "=?ISO-2022-JP?B?GyRCJCIbKEI=?="},
-        {"\x1B(Ja\x1B(Bb", "=?ISO-2022-JP?B?GyhKYRsoQg==?=\r\n\tb"},
-        {"\x1B(Jabc\x1B(B\x1B$B$\"\x1B(B",
-         "=?ISO-2022-JP?B?GyhKYWJjGyhC?=\r\n\t=?ISO-2022-JP?B?GyRCJCIbKEI=?="},
-        {"\x1B$B$\"", "=?ISO-2022-JP?B?GyRCJCI=?="},
-        {"\x1B$B", "=?ISO-2022-JP?B?GyRC?="},
-        {"\x1B$", "\x1B$"},
-    };
+    } rows[] = {{"", ""},
+                {"a.txt", "a.txt"},
+                {"\x1B(Ba\x1B(B", "a"},
+                {"\x1B$B\x1B(B", "=?ISO-2022-JP?B?GyRCGyhC?="},
+                {"\x1B$B$\"\x1B(B", "=?ISO-2022-JP?B?GyRCJCIbKEI=?="},
+                {"\x1B(Ja\x1B(Bb", "=?ISO-2022-JP?B?GyhKYRsoQg==?=\r\n\tb"},
+                {"\x1B(Jabc\x1B(B\x1B$B$\"\x1B(B",
+                 "=?ISO-2022-JP?B?GyhKYWJjGyhC?=\r\n\t=?ISO-2022-JP?B?GyRCJCIbKEI=?="},
+                {"\x1B$B$\"", "=?ISO-2022-JP?B?GyRCJCI=?="},
+                {"\x1B$B", "=?ISO-2022-JP?B?GyRC?="},
+                {"\x1B$", "\x1B$"}};
     for (auto const& row : rows) EXPECT_EQ(EncodeRuns(row.in), row.out) << row.in;
     EXPECT_EQ(EncodeRuns(string(3, 'x')), "xxx");
 }
@@ -281,26 +278,24 @@ TEST(Decoders, WordsAndWhatIsNone) {
     const string a = "=?iso-2022-jp?B?GyRCJCIbKEI=?=";
     const struct {
         string in, out;
-    } rows[] = {
-        {"", ""},
-        {"plain", "plain"},
-        {a, "あ"},
-        {"=?ISO-2022-jp?b?GyRCJCIbKEI=?=", "あ"},
-        {"Re: " + a + "!", "Re: あ!"},
-        {a + "\r\n\t" + a, "あ\r\n\tあ"},
-        {a + a, "ああ"},
-        {"=?iso-2022-jp?Q?=1B$B=24=22=1b(B_?=", "あ_"},
-        {"=?iso-2022-jp?Q?=41?=x", "Ax"},
-        {"=?iso-2022-jp?Q?ab=4?=x", "abx"},
-        {"=?iso-2022-jp?B?GyRCJCI?=", "あ"},
-        {a + "=?iso-2022-jp?X?QUJD?=" + a, "あ=?iso-2022-jp?X?QUJD?=" + a},
-        {a + "=?iso-2022-jp?B?QUJD", "あ=?iso-2022-jp?B?QUJD"},
-        {"=?iso-2022-jp?B?QUJD" + a + "z", "ABCz"},
-        {"=?iso-2022-jp?B", "=?iso-2022-jp?B"},
-        {"=?iso-2022-jp?", "=?iso-2022-jp?"},
-        {"=?=?iso-2022-jp?B?QUJD?=", "=?ABC"},
-        {"=?utf-8?B?44GC?=", "=?utf-8?B?44GC?="},
-    };
+    } rows[] = {{"", ""},
+                {"plain", "plain"},
+                {a, "あ"},
+                {"=?ISO-2022-jp?b?GyRCJCIbKEI=?=", "あ"},
+                {"Re: " + a + "!", "Re: あ!"},
+                {a + "\r\n\t" + a, "あ\r\n\tあ"},
+                {a + a, "ああ"},
+                {"=?iso-2022-jp?Q?=1B$B=24=22=1b(B_?=", "あ_"},
+                {"=?iso-2022-jp?Q?=41?=x", "Ax"},
+                {"=?iso-2022-jp?Q?ab=4?=x", "abx"},
+                {"=?iso-2022-jp?B?GyRCJCI?=", "あ"},
+                {a + "=?iso-2022-jp?X?QUJD?=" + a, "あ=?iso-2022-jp?X?QUJD?=" + a},
+                {a + "=?iso-2022-jp?B?QUJD", "あ=?iso-2022-jp?B?QUJD"},
+                {"=?iso-2022-jp?B?QUJD" + a + "z", "ABCz"},
+                {"=?iso-2022-jp?B", "=?iso-2022-jp?B"},
+                {"=?iso-2022-jp?", "=?iso-2022-jp?"},
+                {"=?=?iso-2022-jp?B?QUJD?=", "=?ABC"},
+                {"=?utf-8?B?44GC?=", "=?utf-8?B?44GC?="}};
     for (auto const& row : rows) {
         EXPECT_EQ(Decode(row.in), row.out) << row.in;
         EXPECT_EQ(DecodeMode(row.in, ENCODED_WORD_JIS), row.out) << row.in;
@@ -321,18 +316,16 @@ TEST(Decoders, ModesAndParameters) {
 
     const struct {
         string in, out;
-    } rows[] = {
-        {jis + sjis, "あ" + sjis},
-        {sjis, "あ"},
-        {hyphen, "あ"},
-        {hyphen + sjis, "ああ"},
-        {utf8, "あ"},
-        {"表.txt", "表.txt"},
-        {"", ""},
-        {"a.txt", "a.txt"},
-        {"\x1B$B$\"\x1B(B.txt", "あ.txt"},
-        {"\xC6\xFC\xCB\xDC\xB8\xEC", "日本語"},
-    };
+    } rows[] = {{jis + sjis, "あ" + sjis},
+                {sjis, "あ"},
+                {hyphen, "あ"},
+                {hyphen + sjis, "ああ"},
+                {utf8, "あ"},
+                {"表.txt", "表.txt"},
+                {"", ""},
+                {"a.txt", "a.txt"},
+                {"\x1B$B$\"\x1B(B.txt", "あ.txt"},
+                {"\xC6\xFC\xCB\xDC\xB8\xEC", "日本語"}};
     for (auto const& row : rows) EXPECT_EQ(DecodeParam(row.in), row.out) << row.in;
 }
 

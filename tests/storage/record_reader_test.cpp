@@ -130,6 +130,15 @@ TEST(RecordReader, ReadsDamagedBytesLikePlainStdio) {
     }
 }
 
+// A NUL hides the rest of its piece of 1023 bytes, and ends the line if it comes first in one.
+TEST(RecordReader, CutsPiecesAtNuls) {
+    for (int const place : {0, 5, 1021, 1022, 1023, 1024, 2045, 2046, 2047, 16384, 600000}) {
+        std::string const start(static_cast<std::size_t>(place), 'x');
+        for (char const* tail : {"tail\r\nnext\r\n", "\n\"a\",\"b\"\r\n", "", "\n"})
+            ASSERT_TRUE(ReadsLikeTheModel("\"1\"\r\n" + start + '\0' + tail)) << place << tail;
+    }
+}
+
 // Random records of all kinds and sizes, so that the ends of blocks and of fgets' pieces fall everywhere.
 TEST(RecordReader, ReadsRandomBytesLikePlainStdio) {
     std::mt19937 random(5);

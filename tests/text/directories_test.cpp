@@ -1,6 +1,7 @@
 #include "text/directories.h"
 
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <string>
@@ -66,7 +67,11 @@ TEST(Directories, RemovesNothingElse) {
     EXPECT_TRUE(platform::Exists(folder.Path("outside\\kept")));
 
     // A lead byte at the end would make another path of what is put behind it.
+    ASSERT_TRUE(platform::WriteWholeFile(folder.Path("表x"), "x"));
+    ASSERT_EQ(mkdir(folder.Host("\x95").c_str(), 0700), 0);
+    ASSERT_TRUE(platform::IsDirectory(folder.Path("\x95")));
     EXPECT_EQ(RemoveDirectoryCompel(folder.Path("\x95"), 0), remove_directory_no_entry);
+    EXPECT_TRUE(platform::Exists(folder.Path("表x")));
     EXPECT_EQ(RemoveDirectoryCompel(folder.Path("outside\\kept"), 1), remove_directory_no_entry);
     EXPECT_EQ(RemoveDirectoryCompel("", 0), remove_directory_no_entry);
     EXPECT_EQ(RemoveDirectoryCompel(nullptr, 0), remove_directory_no_entry);

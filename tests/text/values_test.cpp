@@ -148,6 +148,17 @@ TEST(Dates, InternetDatesInLocalTime) {
         EXPECT_EQ(ConvertDateTimeFormat(c.text, out), c.local ? 1 : 0) << (c.text ? c.text : "null");
         EXPECT_EQ(DateText(out), c.local ? c.local : "2001/01/01 00:00:00") << (c.text ? c.text : "null");
     }
+    // From east to west the American zones are an hour apart, and so are summer and standard time.
+    COleDateTime eastern;
+    ASSERT_EQ(ConvertDateTimeFormat("Fri, 31 Dec 2004 20:00:00 -0400", eastern), 1);
+    for (int hours = 0; hours < 4; ++hours)
+        for (int const standard : {0, 1}) {
+            CString text;
+            text.Format("Fri, 31 Dec 2004 20:00:00 %c%cT", "ECMP"[hours], "DS"[standard]);
+            COleDateTime zoned;
+            ASSERT_EQ(ConvertDateTimeFormat(text, zoned), 1);
+            EXPECT_EQ((zoned - eastern).WholeSeconds(), (hours + standard) * 3600) << text.View();
+        }
     // Summer time plays no part, though it holds on that day.
     const TimeZone new_york("EST5EDT,M3.2.0,M11.1.0");
     COleDateTime out;
