@@ -9,7 +9,7 @@
 
 // Makes many small CStrings at once, for bulk loads. Texts of a pool lie side by side in blocks of 64 KiB on
 // large pages; a block is given back when the last text in it is gone, however long after the pool itself. A
-// text that was made lately is shared instead of made again, which costs a table with recurring values a
+// short text that recurs is shared from its second making on, which costs a table with recurring values a
 // pointer a cell.
 //
 // A pool belongs to one thread; its texts are ordinary CStrings and may go anywhere.

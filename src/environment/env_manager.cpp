@@ -18,13 +18,13 @@ constexpr int latest_defaults = 1;  // how ReFormat_DateData fills what a date l
 // Results of the worker of the three setters; its callers turn them into theirs.
 enum SetKeyResult : int {
     set_key_bad_data = -1,            // not one row in memory, or an unknown flag
-    set_key_flag_not_read = -2,       //
-    set_key_bad_password = -3,        // no MD5 of the password
-    set_key_md5_not_read = -4,        //
+    set_key_flag_not_read = -2,       // the present flag cannot be read
+    set_key_bad_password = -3,        // the password has no MD5
+    set_key_md5_not_read = -4,        // the present MD5 cannot be read
     set_key_database_key = -5,        // the present compound key has no database key
-    set_key_cell = -6,                //
-    set_key_not_written = -7,         //
-    set_key_no_application_key = -8,  //
+    set_key_cell = -6,                // the cell cannot be set
+    set_key_not_written = -7,         // the file cannot be written
+    set_key_no_application_key = -8,  // the application key is empty
 };
 
 bool IsPasswordFlag(CString const& flag) { return flag.IsEmpty() || flag == "Y" || flag == "N"; }

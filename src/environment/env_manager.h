@@ -105,22 +105,25 @@ class TESSALY_API EnvManager : public CMyDB {
     // The database key, empty on any failure.
     CString GetDBKey();
 
-    enum PasswordResult : int {
-        set_flag_failed = -1,           // 9011, from SetUseEnvPasswordFlag
-        set_password_failed = -2,       // 9011, from SetEnvPassword and SetEnvPasswordMD5
-        set_compound_undecodable = -5,  // 9011, from all three: the file's compound key does not decode
-        password_right = 0,             // IsEnvPasswordOK
-        password_wrong = 1,             //
-        password_no_md5 = -1,           // 9012
-        password_not_read = -2          // 9008
+    enum SetterResult : int {
+        set_flag_failed = -1,          // SetUseEnvPasswordFlag
+        set_password_failed = -2,      // SetEnvPassword, SetEnvPasswordMD5
+        set_compound_undecodable = -5  // any of them: the compound key in the file does not decode
     };
     // Each rewrites the environment file at once with one value of the compound key changed; the dates stay.
     // `flag` is "", "Y" or "N"; SetEnvPassword stores the MD5 of its text, SetEnvPasswordMD5 its text itself.
-    // They need one row in memory. On a failure before the write the file stays as it is.
+    // They need one row in memory. Results: ok or a SetterResult, always with 9011; the file stays as it is,
+    // unless it was the write that failed.
     int SetUseEnvPasswordFlag(CString flag);
     int SetEnvPassword(CString password);
     int SetEnvPasswordMD5(CString md5);
-    // Whether `password` has the stored MD5: password_right, password_wrong, or a failure.
+    enum PasswordResult : int {
+        password_right = 0,
+        password_wrong = 1,
+        password_no_md5 = -1,   // 9012: its MD5 cannot be formed
+        password_not_read = -2  // 9008: the stored one cannot be read
+    };
+    // Whether `password` has the stored MD5.
     int IsEnvPasswordOK(CString password);
 
     CErrMsg& GetErrMsg() { return error_; }

@@ -50,7 +50,7 @@ class TESSALY_API SystemOption : public BaseRecordStructer {
     int SetEnvManager(EnvManager* env);
 
     // Drops the record and reads the file: ok, no_environment, no_database_key, a failure of the file, or
-    // no_valid_record with what was read in memory.
+    // no_valid_record. After the last, and after file_format, what was read up to there is in memory.
     int GetSODataFromFileToMemory();
     // Writes the record if it was changed since the last read or write, else ok and nothing happens: ok,
     // no_environment, no_valid_record, no_database_key, file_not_written. After a failure it still counts as

@@ -97,11 +97,11 @@ int CMyDB::OpenToRead(CString const& path, XCsvRead& reader) const {
     if (divider == std::string_view::npos) return db_no_directory;
     if (CheckDirectory(CString(path.View().substr(0, divider))) != directory_exists) return db_no_directory;
     if (!platform::Exists(path)) return db_file_not_found;
-    if (reader.OpenFile(path) < 0) return db_open_failed;
+    if (reader.OpenFile(path) != XCsvRead::file_opened) return db_open_failed;
     int const probe = reader.ReadLine();
     if (probe == XCsvRead::read_blank) return db_bad_format;
     if (probe == XCsvRead::read_end) return db_file_empty;
-    return reader.MoveFirst() == 0 ? db_success : db_open_failed;
+    return reader.MoveFirst() == XCsvRead::moved_first ? db_success : db_open_failed;
 }
 
 int CMyDB::ReadDBFile(char const* key) { return ReadFrom(path_, key); }
@@ -143,7 +143,7 @@ int CMyDB::WriteTo(CString const& path, char const* key) const {
     if (int const problem = CheckPath(path)) return problem;
     XCsvWrite writer;
     if (key) writer.SetUseKey(key);
-    if (writer.OpenFile(path) < 0) return db_open_failed;
+    if (writer.OpenFile(path) != XCsvWrite::file_opened) return db_open_failed;
     for (XCStringArrayEx const& row : rows_)
         if (!writer.WriteRow(row, element_number_)) return db_write_failed;
     return writer.CloseChecked() ? db_success : db_write_failed;

@@ -26,7 +26,7 @@ int RecordReader::OpenFile(char const* path) {
     CloseFile();
     if (!path || platform::IsDirectory(path)) return read_failed;
     stream_ = platform::OpenStream(path, "rb");
-    return stream_ ? 1 : read_failed;
+    return stream_ ? file_opened : read_failed;
 }
 
 void RecordReader::CloseFile() {
@@ -42,7 +42,7 @@ int RecordReader::MoveFirst() {
     if (!stream_ || std::fseek(stream_, 0, SEEK_SET) != 0) return read_failed;
     DropBuffer();
     consumed_ = 0;
-    return 0;
+    return moved_first;
 }
 
 int RecordReader::IsEof() const { return !stream_ || at_end_ ? 1 : 0; }

@@ -23,6 +23,8 @@ namespace storage {
 class TESSALY_API RecordReader {
   public:
     enum Result : int {
+        file_opened = 1,
+        moved_first = 0,
         read_blank = 0,  // blank or malformed record
         read_end = -1,   // end of the file, or no open file
         read_failed = -1,
@@ -32,10 +34,11 @@ class TESSALY_API RecordReader {
     RecordReader& operator=(RecordReader const&) = delete;
     virtual ~RecordReader();
 
-    // Opens for reading; a file that was open is closed. 1, or -1 on failure, for a directory or a null path.
+    // Opens for reading; a file that was open is closed. file_opened; read_failed also for a directory or a
+    // null path.
     int OpenFile(char const* path);
     void CloseFile();
-    // Back to the start of the file: 0, or -1.
+    // Back to the start of the file: moved_first, or read_failed.
     int MoveFirst();
     // Non-zero once a read has come upon the end of the file, and while no file is open.
     int IsEof() const;
@@ -47,8 +50,10 @@ class TESSALY_API RecordReader {
     std::FILE* GetFp();
 
     // Reads one record and divides it. A record whose quotes are open at a line end goes on with the next
-    // line. Result: the number of fields; read_blank; read_end when no whole record is left - a last line
-    // without LF is not delivered - with no record and no fields.
+    // line. A NUL hides the bytes behind it, up to the end of the line or of the 1023 bytes that are read
+    // together; a record of more than max_record_bytes is malformed. Result: the number of fields;
+    // read_blank; read_end when no whole record is left - a last line without LF is not delivered - with no
+    // record and no fields.
     int ReadLine();
     // Divides a text as a record, with the same results; -1 for a null text, the record then staying as it
     // was.

@@ -48,7 +48,7 @@ RecordWriter::~RecordWriter() { CloseFile(); }
 int RecordWriter::OpenFile(char const* path) {
     CloseFile();
     stream_ = path ? platform::OpenStream(path, "wb") : nullptr;
-    return stream_ ? 1 : write_failed;
+    return stream_ ? file_opened : write_failed;
 }
 
 bool RecordWriter::CloseChecked() {

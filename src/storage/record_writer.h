@@ -18,6 +18,7 @@ namespace storage {
 // Threads: no lock; calls on one object must not overlap.
 class TESSALY_API RecordWriter {
   public:
+    static constexpr int file_opened = 1;
     static constexpr int write_failed = -1;  // no open file, or the file did not take the bytes
 
     RecordWriter(RecordWriter const&) = delete;

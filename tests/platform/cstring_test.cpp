@@ -316,7 +316,10 @@ TEST(CStringPool, TextsOutliveTheirPoolAndBlocks) {
             twins.push_back(std::to_string(i) + std::string(i % 5000 == 0 ? 200'000 : i % 60, 'p'));
             texts.push_back(pool.Make(twins.back()));
         }
-        EXPECT_EQ(TextOf(pool.Make("again")), TextOf(pool.Make("again")));
+        pool.Make("again");
+        CString const second = pool.Make("again");
+        EXPECT_EQ(TextOf(pool.Make("again")), TextOf(second))
+            << "a text that recurs is shared from its second making on";
         EXPECT_TRUE(pool.Make("").IsEmpty());
     }
     for (std::size_t i = 0; i < texts.size(); i += 3) texts[i].Empty(), twins[i].clear();
