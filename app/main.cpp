@@ -27,6 +27,15 @@ void SpeakJapanese(CLI::App& app) {
     app.set_help_flag("-h,--help", "この説明を表示します");
 }
 
+// The headings of the groups in the help, of every command below `app` too.
+void NameGroups(CLI::App& app) {
+    for (CLI::Option* option : app.get_options()) option->group("オプション");
+    for (CLI::App* command : app.get_subcommands([](CLI::App*) { return true; })) {
+        command->group("コマンド");
+        NameGroups(*command);
+    }
+}
+
 // What is wrong with the arguments, in the sender's language; the name of the argument stands in the
 // exception.
 std::string Explain(const CLI::ParseError& error) {
@@ -59,6 +68,7 @@ int Run(int argc, char** argv) {
     app::AddPreviewCommand(program);
     app::AddSendCommand(program);
     app::AddPostboxCommand(program);
+    NameGroups(program);
     try {
         program.parse(argc, argv);
     } catch (const CLI::ParseError& error) {

@@ -9,21 +9,21 @@
 
 namespace {
 
-constexpr const char* no_prefix = "";
-constexpr const char* transit_prefix = "_";
+constexpr char const* no_prefix = "";
+constexpr char const* transit_prefix = "_";
 
-bool EndsInDivider(const CString& path) {
+bool EndsInDivider(CString const& path) {
     const std::string_view text = path.View();
     return !text.empty() && text.back() == '\\' && platform::ReverseFind(text, '\\') == text.size() - 1;
 }
 
-CString TitleOf(const CString& path) {
+CString TitleOf(CString const& path) {
     CString title;
     platform::splitpath(path, nullptr, nullptr, &title, nullptr);
     return title;
 }
 
-void RenameIfThere(const CString& from, const CString& to) {
+void RenameIfThere(CString const& from, CString const& to) {
     if (platform::IsFile(from)) platform::RenameFile(from, to);
 }
 
@@ -52,18 +52,19 @@ int CFileHistory::SetSaveDirPath(CString path, int create) {
     return ok;
 }
 
-CString CFileHistory::CopyPath(const char* prefix, int number) const {
+CString CFileHistory::CopyPath(char const* prefix, int number) const {
     CString path;
-    path.Format("%s%s%s%s.%03d", static_cast<const char*>(directory_), EndsInDivider(directory_) ? "" : "\\", prefix,
-                static_cast<const char*>(TitleOf(target_)), number);
+    path.Format("%s%s%s%s.%03d", static_cast<char const*>(directory_), EndsInDivider(directory_) ? "" : "\\",
+                prefix, static_cast<char const*>(TitleOf(target_)), number);
     return path;
 }
 
 void CFileHistory::ExecuteCopy() {
     if (target_.IsEmpty() || directory_.IsEmpty()) return;
-    const int copies = std::min(number_, most_copies);
+    int const copies = std::min(number_, most_copies);
     for (int n = copies; n >= 1; --n) RenameIfThere(CopyPath(no_prefix, n), CopyPath(transit_prefix, n));
-    for (int n = copies - 1; n >= 1; --n) RenameIfThere(CopyPath(transit_prefix, n), CopyPath(no_prefix, n + 1));
+    for (int n = copies - 1; n >= 1; --n)
+        RenameIfThere(CopyPath(transit_prefix, n), CopyPath(no_prefix, n + 1));
     if (copies > 0) platform::CopyFile(target_, CopyPath(no_prefix, 1), false);
     DeleteTransitFiles();
 }

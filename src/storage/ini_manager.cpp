@@ -6,13 +6,13 @@
 
 namespace {
 
-const char* OrEmpty(const char* name) { return name ? name : ""; }
+char const* OrEmpty(char const* name) { return name ? name : ""; }
 
 }  // namespace
 
-CIniManager::CIniManager(const char* file, const char* section) : file_(file), section_(section) {}
+CIniManager::CIniManager(char const* file, char const* section) : file_(file), section_(section) {}
 
-void CIniManager::KeepSectionPosition(const char* file, const char* section) {
+void CIniManager::KeepSectionPosition(char const* file, char const* section) {
     file_ = file;
     section_ = section;
 }
@@ -22,42 +22,44 @@ void CIniManager::ClearSectionPosition() {
     section_.Empty();
 }
 
-unsigned int CIniManager::GetProfileIntA(const char* file, const char* section, const char* key, int default_value) {
+unsigned int CIniManager::GetProfileIntA(char const* file, char const* section, char const* key,
+                                         int default_value) {
     return platform::GetPrivateProfileInt(OrEmpty(section), OrEmpty(key), default_value, OrEmpty(file));
 }
 
-unsigned int CIniManager::GetProfileIntA(const char* key, int default_value) const {
+unsigned int CIniManager::GetProfileIntA(char const* key, int default_value) const {
     return GetProfileIntA(file_, section_, key, default_value);
 }
 
-int CIniManager::GetProfileStringA(const char* file, const char* section, const char* key, CString& value,
-                                   const char* default_value) {
+int CIniManager::GetProfileStringA(char const* file, char const* section, char const* key, CString& value,
+                                   char const* default_value) {
     std::array<char, longest_value + 1> text{};
-    const unsigned length = platform::GetPrivateProfileString(OrEmpty(section), OrEmpty(key), OrEmpty(default_value),
-                                                              text.data(), text.size(), OrEmpty(file));
+    unsigned const length = platform::GetPrivateProfileString(
+        OrEmpty(section), OrEmpty(key), OrEmpty(default_value), text.data(), text.size(), OrEmpty(file));
     if (length == 0) return 0;
     value = text.data();
     return 1;
 }
 
-int CIniManager::GetProfileStringA(const char* key, CString& value, const char* default_value) const {
+int CIniManager::GetProfileStringA(char const* key, CString& value, char const* default_value) const {
     return GetProfileStringA(file_, section_, key, value, default_value);
 }
 
-int CIniManager::WriteProfileInt(const char* file, const char* section, const char* key, int value) {
+int CIniManager::WriteProfileInt(char const* file, char const* section, char const* key, int value) {
     CString text;
     text.Format("%d", value);
     return WriteProfileStringA(file, section, key, text);
 }
 
-int CIniManager::WriteProfileInt(const char* key, int value) const {
+int CIniManager::WriteProfileInt(char const* key, int value) const {
     return WriteProfileInt(file_, section_, key, value);
 }
 
-int CIniManager::WriteProfileStringA(const char* file, const char* section, const char* key, const char* value) {
+int CIniManager::WriteProfileStringA(char const* file, char const* section, char const* key,
+                                     char const* value) {
     return platform::WritePrivateProfileString(OrEmpty(section), OrEmpty(key), value, OrEmpty(file)) != 0;
 }
 
-int CIniManager::WriteProfileStringA(const char* key, const char* value) const {
+int CIniManager::WriteProfileStringA(char const* key, char const* value) const {
     return WriteProfileStringA(file_, section_, key, value);
 }

@@ -57,6 +57,7 @@ bool SortDistinct(std::vector<_SORT_SET>& keys, bool ascending) {
 // many rows before it is needed.
 constexpr int cells_ahead = 24;
 constexpr int text_ahead = 12;
+constexpr int length_in_front = 8;  // of a CString's text stands its length, which is looked at first
 
 }  // namespace
 
@@ -117,7 +118,8 @@ int CMyDB::Search(int column, int start, int step, Matches const& matches) const
         const std::int64_t far = line + std::int64_t{step} * cells_ahead;
         const std::int64_t near = line + std::int64_t{step} * text_ahead;
         if (far < count) __builtin_prefetch(rows[far].GetData() + column);
-        if (near < count) __builtin_prefetch(static_cast<char const*>(rows[near].GetData()[column]) - 8);
+        if (near < count)
+            __builtin_prefetch(static_cast<char const*>(rows[near].GetData()[column]) - length_in_front);
         if (matches(rows[line].GetData()[column].View())) return static_cast<int>(line);
     }
     return db_no_match;

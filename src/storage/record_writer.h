@@ -25,8 +25,8 @@ class TESSALY_API RecordWriter {
     RecordWriter& operator=(RecordWriter const&) = delete;
     virtual ~RecordWriter();
 
-    // Opens for writing, which empties the file; one that was open is closed. 1, or -1 on failure or for a
-    // null path.
+    // Opens for writing, which empties the file; one that was open is closed. file_opened; write_failed also
+    // for a null path.
     int OpenFile(char const* path);
     void CloseFile() { CloseChecked(); }
     // The same; false when closing or any write since OpenFile failed. A full disk may show only here.

@@ -15,8 +15,8 @@ enum SeqIDType : int {
 
 // Hands out the numeric IDs of an environment from 0 upwards. The counter is a small text file under the data
 // directory (the decimal digits of the next value, no line end; an empty file stands for the first value).
-// Nothing is held in memory: each call reads and writes the file, and an advance is on its way to the disk
-// before the value is given out. A write that fails gives failure and leaves the old value.
+// Nothing is held in memory: each call reads and writes the file, and an advance is in the file before the
+// value is given out. A write that fails gives failure and leaves the old value.
 //
 // A file with text that is no number counts as 0. A negative number is no value of a sequence: the operations
 // fail with it, since negative IDs have meanings of their own elsewhere.

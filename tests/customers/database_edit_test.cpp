@@ -57,21 +57,17 @@ TEST_F(DatabaseEditTest, StoresAndGivesBackACustomer) {
     ASSERT_EQ(CDatabaseEdit::ok, db.SetOneCustomerInfo(read, 0));
     ExpectCells(0, {{3, "新"}, {54, now_text}, {55, later_text}});
     EXPECT_EQ(1, db.GetLineNumber());
-}
 
-TEST_F(DatabaseEditTest, CutsWhatARowHoldsTooMuchOf) {
-    Add("a@example.jp");
+    // Too much and garbage in the row.
     db.SetAtElement(0, 8, "1970/01/02 03:04:05 and more");
     for (int flag : {21, 22, 53}) db.SetAtElement(0, flag, "YES");
     db.SetAtElement(0, 54, "2001/02/03 04:05:06.789");
     db.SetAtElement(0, 55, "no date");
-    OneCustomer customer;
-    ASSERT_EQ(CDatabaseEdit::ok, db.GetOneCustomerForEdit(customer, 0));
-    EXPECT_EQ("1970/01/02 03:04:05", customer.Birthday);
-    EXPECT_EQ("Y", customer.DMOk);
-    EXPECT_EQ("Y", customer.DeleteFlag);
-    EXPECT_EQ(COleDateTime(2001, 2, 3, 4, 5, 6), customer.EntryDate);
-    EXPECT_EQ(COleDateTime(), customer.RenewalDate);
+    ASSERT_EQ(CDatabaseEdit::ok, db.GetOneCustomerForEdit(read, 0));
+    EXPECT_EQ("1970/01/02 03:04:05", read.Birthday);
+    for (CString const& flag : {read.DMOk, read.OtherOk, read.DeleteFlag}) EXPECT_EQ("Y", flag);
+    EXPECT_EQ(COleDateTime(2001, 2, 3, 4, 5, 6), read.EntryDate);
+    EXPECT_EQ(COleDateTime(), read.RenewalDate);
 }
 
 TEST_F(DatabaseEditTest, DeletesRestoresAndWipes) {
@@ -133,20 +129,13 @@ TEST_F(DatabaseEditTest, GivesEveryIDOnce) {
     EXPECT_EQ(206, db.GetNewDBID());
     sequence.SetValue(9'999'999);
     EXPECT_EQ(CDatabaseEdit::no_new_id, db.GetNewDBID());
-}
 
-TEST_F(DatabaseEditTest, KeepsRepairedRowsAsTheyAre) {
-    OneCustomer customer;
-    customer.CustomerID = -7;
-    customer.ZipCode1 = "1-2";
-    customer.EntryDate = COleDateTime(2001, 1, 2, 3, 4, 5);
-    customer.RenewalDate = COleDateTime(2002, 1, 2, 3, 4, 5);
-    ASSERT_EQ(CDatabaseEdit::ok, db.SetOneCustomerInfoForRepair(customer));
+    salvaged.CustomerID = -7;  // a salvaged row is stored as it is
+    salvaged.ZipCode1 = "1-2";
+    salvaged.EntryDate = COleDateTime(2001, 1, 2, 3, 4, 5);
+    ASSERT_EQ(CDatabaseEdit::ok, db.SetOneCustomerInfoForRepair(salvaged));
     db.MakeIndex();
-    EXPECT_EQ("-7", db.GetAtElement(0, 0));
-    EXPECT_EQ("1-2", Value(-7, 9));
-    EXPECT_EQ("2001/01/02 03:04:05", Value(-7, 54));
-    EXPECT_EQ("2002/01/02 03:04:05", Value(-7, 55));
+    ExpectCells(-7, {{0, "-7"}, {9, "1-2"}, {54, "2001/01/02 03:04:05"}, {55, "1899/12/30 00:00:00"}});
 }
 
 // Edits, new customers and imports between changes that the index does not follow by itself.
@@ -313,6 +302,15 @@ TEST_F(DatabaseEditTest, ReadsAndWritesItsFile) {
     EXPECT_EQ(CMyDB::db_bad_cell_count, again.ReadCustomerList());
     EXPECT_EQ(CDatabaseEdit::no_match, again.DBID2RowNumber(0));
     EXPECT_EQ(CDatabaseEdit::not_bound, CDatabaseEdit().ReadCustomerList());
+
+    EnvManager plain;
+    ASSERT_EQ(EnvManager::ok, plain.InitEnvFileInfo(env_path, nullptr, 0));
+    CDatabaseEdit unscrambled(&plain);
+    unscrambled.ReadCustomerList();
+    unscrambled.RemoveAll(1);
+    second.CustomerID = OneCustomer::no_id;
+    ASSERT_EQ(CDatabaseEdit::ok, unscrambled.SetOneCustomerInfo(second, 1));
+    EXPECT_EQ(1, db.ReadFromFileToMemoryAppointFileName(DatabasePath(), nullptr));
 }
 
 TEST_F(DatabaseEditTest, LeavesTheChangedFlagWhereItWritesElsewhere) {
@@ -367,17 +365,6 @@ TEST_F(DatabaseEditTest, FailedWritesKeepTheRowsUnsaved) {
     EXPECT_EQ(CDatabaseEdit::ok, locked.SetOneCustomerInfo(customer, 1));
     EXPECT_EQ(CDatabaseEdit::not_written, locked.WriteFromMemoryToFile());
     EXPECT_EQ(before, ReadFile(DatabasePath()));
-}
-
-TEST_F(DatabaseEditTest, PlainEnvironmentsUseNoKey) {
-    EnvManager plain;
-    ASSERT_EQ(EnvManager::ok, plain.InitEnvFileInfo(env_path, nullptr, 0));
-    ASSERT_TRUE(platform::WriteWholeFile(DatabasePath(), ""));
-    CDatabaseEdit table(&plain);
-    ASSERT_EQ(0, table.ReadCustomerList());
-    OneCustomer customer;
-    ASSERT_EQ(CDatabaseEdit::ok, table.SetOneCustomerInfo(customer, 1));
-    EXPECT_EQ(1, db.ReadFromFileToMemoryAppointFileName(DatabasePath(), nullptr));
 }
 
 TEST_F(DatabaseEditTest, BindsOnceAndRefusesNull) {

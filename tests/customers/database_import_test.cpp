@@ -293,6 +293,9 @@ TEST_F(DatabaseImportTest, SamplesLines) {
     EXPECT_EQ("題名", texts[0]);
     EXPECT_EQ("last", texts[2]);
     EXPECT_EQ(4, db.GetRecordNumFromImportFile(path));
+    constexpr int block = 1 << 20;
+    std::string const feeds = std::string(block + 5, '\n') + "\xFF\n";
+    EXPECT_EQ(block + 5, db.GetRecordNumFromImportFile(WriteFile("feeds.csv", feeds)));
     EXPECT_EQ(CDatabaseEdit::import_no_file, db.LoadSampleLine(folder.Path("no.csv"), texts, -1));
     EXPECT_EQ(0, texts.GetSize());
     db.GetErrMsg().Clear();

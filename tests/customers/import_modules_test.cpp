@@ -77,27 +77,6 @@ TEST(LineReader, ReadsLinesOfAnyLength) {
     EXPECT_EQ(LineReader::Status::failed, limited.Next(text));
 }
 
-TEST(LineReader, CountsLineFeedsUpToTheStopByte) {
-    ScratchFolder folder;
-    struct Case {
-        std::string content;
-        int feeds;
-    };
-    Case const cases[] = {{"", 0},
-                          {"a\nb", 1},
-                          {"\n\n\n", 3},
-                          {"a\n\xFF\n\n", 1},
-                          {std::string((1 << 20) + 5, '\n') + "\xFF\n", (1 << 20) + 5}};
-    for (Case const& c : cases) {
-        ASSERT_TRUE(platform::WriteWholeFile(folder.Path("count.csv"), c.content));
-        int count = -1;
-        EXPECT_TRUE(CountLineFeeds(folder.Path("count.csv"), count));
-        EXPECT_EQ(c.feeds, count);
-    }
-    int count = -1;
-    EXPECT_FALSE(CountLineFeeds(folder.Path("missing.csv"), count));
-}
-
 TEST(LineFields, GiveWhatSplitStringGives) {
     std::mt19937 random(5);
     constexpr std::string_view bytes = "a,;\"'\t\\\x81\x80\xE0\xFC\x5C ";

@@ -36,7 +36,7 @@ class LogWriterTest : public testing::Test {
     platform::FrozenClock clock_{At(0)};
 };
 
-TEST_F(LogWriterTest, EntriesTitleTimeAndRuleStandAsTold) {
+TEST_F(LogWriterTest, EntriesStandWithTitleTimeAndRule) {
     LogWriter log;
     log.SetLogData("｜S｜HELO", 0, 0);
     EXPECT_EQ("2004/01/03\r\n｜S｜HELO\r\n", ContentOf(File(3)));
