@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <iostream>
+#include <limits>
 #include <memory>
 #include <vector>
 
@@ -184,16 +185,16 @@ void AddCustomersCommands(CLI::App& program) {
     CLI::Option* all = list->add_flag("--all", arguments->all, "削除済みの顧客も含めます");
     list->add_flag("--deleted", arguments->deleted, "削除済みの顧客だけにします")->excludes(all);
     list->add_option("--columns", arguments->columns, "表示する列の名前または番号 (カンマ区切り)")
-        ->type_name("列,...");
+        ->type_name("COL,...");
     list->add_option("--limit", arguments->limit, "表示する件数の上限")
-        ->check(CLI::PositiveNumber)
+        ->check(CLI::Range(1, std::numeric_limits<int>::max()))
         ->type_name("N");
-    list->add_option("--format", arguments->format, "table、csv、json のどれか")->type_name("形式");
+    list->add_option("--format", arguments->format, "table、csv、json のどれか")->type_name("FORMAT");
 
     auto const add_id = [&](CLI::App* command) {
         command->add_option("ID", arguments->id, "個人情報ID")
             ->required()
-            ->check(CLI::NonNegativeNumber)
+            ->check(CLI::Range(0, std::numeric_limits<int>::max()))
             ->type_name("");
     };
     auto const add_values = [&](CLI::App* command) {
@@ -202,7 +203,7 @@ void AddCustomersCommands(CLI::App& program) {
     auto const add_ids = [&](CLI::App* command) {
         command->add_option("ID", arguments->ids, "個人情報ID")
             ->required()
-            ->check(CLI::NonNegativeNumber)
+            ->check(CLI::Range(0, std::numeric_limits<int>::max()))
             ->type_name("");
     };
     add_id(AddOne(*family, "show", "1人の顧客を表示します", arguments, Show));

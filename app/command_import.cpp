@@ -308,9 +308,9 @@ void AddImportCommand(CLI::App& family) {
                      "列の対応。顧客の列 (名前か番号) = ファイルの列 (見出しか1からの番号)")
         ->type_name("1=2,2=3,...");
     command->add_option("--encoding", arguments->encoding, "auto、cp932、utf-8 のどれか")
-        ->type_name("文字コード");
-    command->add_option("--delimiter", arguments->delimiter, "区切りの文字 (\\t はタブ)")->type_name("文字");
-    command->add_option("--quote", arguments->quote, "引用符 (空ならなし)")->type_name("文字");
+        ->type_name("ENCODING");
+    command->add_option("--delimiter", arguments->delimiter, "区切りの文字 (\\t はタブ)")->type_name("C");
+    command->add_option("--quote", arguments->quote, "引用符 (空ならなし)")->type_name("C");
     CLI::Option* keep = command->add_flag("--keep-existing", arguments->keep, "もういる顧客は変えません");
     command->add_flag("--replace", arguments->replace, "今の顧客をすべて置き換えます")->excludes(keep);
     command->add_flag("--no-header", arguments->no_header, "1行目も顧客です (--columns が必要)");

@@ -3,6 +3,7 @@
 #include <chrono>
 #include <filesystem>
 #include <iostream>
+#include <limits>
 #include <memory>
 #include <optional>
 #include <vector>
@@ -238,7 +239,7 @@ void AddPreviewCommand(CLI::App& program) {
     CLI::App* command = AddOne(program, "preview", "1人の顧客に届く文面を表示します", arguments);
     command->add_option("--customer", arguments->customer, "個人情報ID")
         ->required()
-        ->check(CLI::NonNegativeNumber)
+        ->check(CLI::Range(0, std::numeric_limits<int>::max()))
         ->type_name("ID");
     command->callback([arguments] { Preview(*arguments); });
 }
@@ -248,7 +249,7 @@ void AddSendCommand(CLI::App& program) {
     CLI::App* command = AddOne(program, "send", "顧客の一人ひとりにメールを送ります", arguments);
     command
         ->add_option("--to", arguments->to, "all (DMを受け取る顧客の全員)、または個人情報ID (カンマ区切り)")
-        ->type_name("宛先");
+        ->type_name("TO");
     command->add_option("--smtp", arguments->smtp, "送信サーバー (なければ設定のもの)")
         ->type_name("HOST:PORT");
     command->add_option("--threads", arguments->threads, "同時に使う接続の数")

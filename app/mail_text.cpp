@@ -49,6 +49,29 @@ std::uint16_t Inside(unsigned code) {
     return moved ? moved : geta_mark;
 }
 
+// A lead byte with a byte behind it that makes no character must not reach the conversion to ISO-2022-JP,
+// whose arithmetic could make a line end of it.
+std::uint16_t MailableCode(unsigned code) {
+    if (code >= first_outside << 8) return Inside(code);
+    return platform::UnicodeOf(static_cast<std::uint16_t>(code)) != 0 ? static_cast<std::uint16_t>(code)
+                                                                      : geta_mark;
+}
+
+void AppendMailable(std::string& out, std::string_view character, bool one_line) {
+    auto const lead = static_cast<unsigned char>(character[0]);
+    if (character.size() == 2) {
+        std::uint16_t const code = MailableCode(lead << 8U | static_cast<unsigned char>(character[1]));
+        out += static_cast<char>(code >> 8);
+        out += static_cast<char>(code & 0xFF);
+    } else if (lead >= 0x7F) {
+        out += '?';
+    } else if (lead < 0x20 && (one_line || (lead != '\r' && lead != '\n' && lead != '\t'))) {
+        out += ' ';
+    } else {
+        out += character;
+    }
+}
+
 bool IsAscii(CString const& text) { return IsStrAscii(text) == 1; }
 
 // How many bytes a text takes in ISO-2022-JP, as its characters come.
@@ -109,21 +132,10 @@ CString Mailable(CString const& text, bool one_line) {
     std::string wide(static_cast<std::size_t>(text.GetLength()) * 2 + 1, '\0');
     xc_han2zen_sjis_kana(wide.data(), text);
     std::string result;
-    const std::string_view view(wide.c_str());
+    std::string_view const view(wide.c_str());
     for (std::size_t at = 0; at < view.size();) {
-        const std::size_t size = platform::CharacterSize(view, at);
-        auto const lead = static_cast<unsigned char>(view[at]);
-        if (size == 2 && lead >= first_outside) {
-            const std::uint16_t code = Inside(lead << 8U | static_cast<unsigned char>(view[at + 1]));
-            result += static_cast<char>(code >> 8);
-            result += static_cast<char>(code & 0xFF);
-        } else if (size == 1 && (lead >= 0x80 || lead == 0x7F)) {
-            result += '?';
-        } else if (size == 1 && lead < 0x20 && (one_line || (lead != '\r' && lead != '\n' && lead != '\t'))) {
-            result += ' ';
-        } else {
-            result.append(view, at, size);
-        }
+        std::size_t const size = platform::CharacterSize(view, at);
+        AppendMailable(result, view.substr(at, size), one_line);
         at += size;
     }
     return CString(std::string_view(result));

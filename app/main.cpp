@@ -2,6 +2,9 @@
 #include <exception>
 #include <iostream>
 #include <new>
+#include <regex>
+#include <string>
+#include <utility>
 
 #include "command.h"
 #include "crossing.h"
@@ -13,7 +16,8 @@ namespace {
 
 void SpeakJapanese(CLI::App& app) {
     auto formatter = std::make_shared<CLI::Formatter>();
-    formatter->label("REQUIRED", "(必須)");
+    formatter->label("REQUIRED", "");
+    formatter->label("Excludes", "一緒に使えない");
     formatter->label("OPTIONS", "オプション");
     formatter->label("Usage", "使い方");
     formatter->label("Options", "オプション");
@@ -36,19 +40,21 @@ void NameGroups(CLI::App& app) {
     }
 }
 
-// What is wrong with the arguments, in the sender's language; the name of the argument stands in the
-// exception.
-std::string Explain(const CLI::ParseError& error) {
-    const std::string name = error.get_name();
-    const std::string detail = error.what();
-    if (name == "RequiredError") return "必要な引数が足りません: " + detail;
-    if (name == "ExtrasError") return "知らない引数があります: " + detail;
-    if (name == "ConversionError" || name == "ValidationError")
-        return "引数の値が正しくありません: " + detail;
-    if (name == "ExcludesError" || name == "RequiresError")
-        return "引数の組み合わせが正しくありません: " + detail;
-    if (name == "ArgumentMismatch") return "引数の値の数が合いません: " + detail;
-    return detail;
+// What is wrong with the arguments, in the sender's language.
+std::string Explain(CLI::ParseError const& error) {
+    static std::pair<char const*, char const*> const phrases[] = {
+        {"A subcommand is required", "コマンドが必要です"},
+        {"^(.*) is required.*$", "$1 が必要です"},
+        {"^The following arguments? (?:was|were) not expected: (.*)$", "知らない引数です: $1"},
+        {"^Could not convert: (.*) = (.*)$", "$1 の値が正しくありません: $2"},
+        {"^(.*): Value (.*) not in range (\\S+) to (\\S+)$", "$1 の値は $3 から $4 までです: $2"},
+        {"^(.*) excludes (.*)$", "$1 と $2 は一緒に使えません"},
+        {"^(.*): 1 required .* missing$", "$1 の値が足りません"},
+    };
+    std::string text = error.what();
+    for (auto const& [english, japanese] : phrases)
+        text = std::regex_replace(text, std::regex(english), japanese);
+    return text;
 }
 
 int ShowLibraryMessage(void*, char const* text, char const* title, unsigned) {

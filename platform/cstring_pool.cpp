@@ -23,6 +23,8 @@ namespace {
 constexpr std::int32_t while_filling = 1 << 30;
 constexpr std::size_t alignment = 4;
 constexpr std::size_t recent_slots = 4096;
+// A load of no more than these is not worth a block and the slots.
+constexpr std::uint32_t few_texts = 256;
 // Longer texts seldom recur.
 constexpr std::size_t longest_shared = 40;
 
@@ -54,9 +56,7 @@ std::uint64_t HashOf(std::string_view text) noexcept {
 
 }  // namespace
 
-CStringPool::CStringPool() : recent_(recent_slots) {
-    static_assert(block_size == platform::large_block_size);
-}
+CStringPool::CStringPool() { static_assert(block_size == platform::large_block_size); }
 
 CStringPool::~CStringPool() {
     recent_.clear();
@@ -66,6 +66,11 @@ CStringPool::~CStringPool() {
 
 CString CStringPool::Make(std::string_view text) {
     if (text.empty()) return {};
+    if (few_ < few_texts) {
+        ++few_;
+        return CString(text);
+    }
+    if (recent_.empty()) recent_.resize(recent_slots);
     if (text.size() > longest_shared) return CString(Place(ordinary_, text), nullptr);
     std::uint64_t const hash = HashOf(text);
     Slot& slot = recent_[hash >> 52];

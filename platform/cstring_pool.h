@@ -46,6 +46,7 @@ class TESSALY_API CStringPool {
     static void CloseBlock(Filling& filling) noexcept;
     static void ReleaseText(char* text) noexcept;
 
+    std::uint32_t few_ = 0;  // texts made before the first block
     Filling ordinary_;
     Filling recurring_;         // side by side, since they are touched again and again
     std::vector<Slot> recent_;  // by hash of the text

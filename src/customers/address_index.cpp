@@ -97,6 +97,10 @@ std::size_t AddressIndex::PlaceOf(AddressSource const& source, std::string_view 
     return place;
 }
 
+void AddressIndex::FetchAhead(std::string_view address) const {
+    if (!slots_.empty()) __builtin_prefetch(&slots_[HashAddress(address) & (slots_.size() - 1)]);
+}
+
 AddressIndex::Slot const* AddressIndex::Find(AddressSource const& source, std::string_view address) const {
     if (slots_.empty()) return nullptr;
     Slot const& slot = slots_[PlaceOf(source, address, HashAddress(address))];

@@ -35,6 +35,8 @@ class AddressIndex {
     // The row has another address now; the source holds the new one already.
     void Replace(AddressSource const& source, int row, std::string_view old_address);
 
+    // Brings in what a look-up of the address will read first, so that it need not wait for it later.
+    void FetchAhead(std::string_view address) const;
     // First and last row of an address, no_row if there is none. `address` must not be empty.
     int First(AddressSource const& source, std::string_view address) const;
     int Last(AddressSource const& source, std::string_view address) const;

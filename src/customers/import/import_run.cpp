@@ -30,15 +30,18 @@ void ImportRun::StartLine() noexcept {
 }
 
 void ImportRun::TakeAddress(std::string_view address) {
-    known_ = table_.addresses_.Last(TableAddresses(table_), address);
-    const std::string_view now = PresentTime();
+    table_.addresses_.FetchAhead(address);
     row_.Clear();
     row_.Assign(element_address, address);
     row_.Assign(element_delete_flag, {});
-    row_.Assign(element_renewal_date, now);
+    row_.Assign(element_renewal_date, PresentTime());
+}
+
+void ImportRun::FindCustomer() {
+    known_ = table_.addresses_.Last(TableAddresses(table_), row_.Value(element_address));
     if (IsKnown()) return;
-    row_.Assign(element_other_mail, yes_text);
-    row_.Assign(element_entry_date, now);
+    if (!row_.IsAssigned(element_other_mail)) row_.Assign(element_other_mail, yes_text);
+    if (!row_.IsAssigned(element_entry_date)) row_.Assign(element_entry_date, PresentTime());
 }
 
 // The text is made once a second only.

@@ -13,8 +13,8 @@ namespace customers {
 
 // What every import does alike: it finds the customer of a line by the mail address, prepares a new or a
 // known one, draws IDs, and stores rows. A line goes StartLine, TakeAddress, the other fields into Row(),
-// Store; a line that is refused just isn't stored. The caller holds DATABASE_EDIT_MUTEX for the life of the
-// object.
+// FindCustomer, Store; a line that is refused just isn't stored. The caller holds DATABASE_EDIT_MUTEX for the
+// life of the object.
 class ImportRun {
   public:
     explicit ImportRun(CDatabaseEdit& table);
@@ -28,11 +28,12 @@ class ImportRun {
     // Nothing is assigned yet.
     void StartLine() noexcept;
     ImportRow& Row() noexcept { return row_; }
-    // Drops what was assigned so far and prepares the customer of this address. A known one keeps his stored
-    // values until others are assigned, but for the address, which takes this form; he is live again and
-    // changed now. A new one is live, accepts other mail, and is registered and changed now. `address` must
-    // last to the end of the line.
+    // Drops what was assigned so far. The line's customer gets the address in this form, is live (again) and
+    // changed now. `address` must not be empty, and last to the end of the line.
     void TakeAddress(std::string_view address);
+    // Looks the customer up by the address taken. A known one keeps his stored values wherever none is
+    // assigned. A new one is registered now and accepts other mail unless something else is assigned.
+    void FindCustomer();
     bool IsKnown() const noexcept { return known_ != AddressIndex::no_row; }
     // Stores the customer: a known one in his row, a new one at the end under the next ID. CDatabaseEdit::ok;
     // import_failed with 10009 or 10602.

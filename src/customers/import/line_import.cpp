@@ -16,6 +16,7 @@ LineImport::LineImport(ImportRun& run, CArray<int, int> const& columns,
 LineImport::Outcome LineImport::Take(LineFields& fields) {
     run_.StartLine();
     if (!TakeFields(fields) || run_.Row().Value(element_address).empty()) return Outcome::refused;
+    run_.FindCustomer();
     if (run_.IsKnown()) {
         if (keep_known_) return Outcome::kept;
         if (!HasDirectMail()) run_.Row().Withdraw(element_direct_mail);

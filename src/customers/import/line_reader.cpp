@@ -8,7 +8,7 @@
 namespace customers {
 namespace {
 
-constexpr std::size_t block_size = 1 << 20;
+constexpr std::size_t block_size = 256 << 10;
 constexpr int stop_byte = 0xFF;
 
 platform::Stream OpenForReading(char const* path) {
