@@ -1,6 +1,7 @@
 #include "elements.h"
 
 #include <charconv>
+#include <cstdlib>
 
 #include "crossing.h"
 #include "failure.h"
@@ -14,6 +15,12 @@ constexpr std::string_view attribute_prefix = "拡張属性";
 bool IsCodeNumber(int element) {
     return element == customers::element_zip_code_1 || element == customers::element_zip_code_2 ||
            (element >= customers::element_phone_1 && element <= customers::element_portable_2);
+}
+
+// Not so the spare columns and the delete flag.
+bool IsForPeople(int element) {
+    return MemberOf(element) || element == customers::element_id ||
+           element == customers::element_entry_date || element == customers::element_renewal_date;
 }
 
 int AttributeOf(std::string_view name) {
@@ -45,7 +52,8 @@ int Elements::Find(std::string_view name) const {
 std::string Elements::Titles() const {
     std::string titles;
     for (Element const& element : all_)
-        if (!element.title.empty()) titles += (titles.empty() ? "" : "、") + element.title;
+        if (!element.title.empty() && IsForPeople(element.number))
+            titles += (titles.empty() ? "" : "、") + element.title;
     return titles;
 }
 
@@ -70,16 +78,34 @@ std::string RefusalOf(Element const& element, CString const& value) {
                : value.IsEmpty()              ? "メールアドレスがありません"
                                               : "メールアドレスの形が正しくありません";
     if (value.IsEmpty()) return {};
-    if (element.number == customers::element_birthday || element.type == 2)
+    if (element.number == customers::element_birthday || element.type == mydb_date)
         return CheckDateTypeData(value, 3) == 1 ? "" : "日付が正しくありません (例: 1990/04/01)";
     if (IsCodeNumber(element.number))
         return CheckSpecialStringData(value, "1234567890-+") == 1 ? "" : "数字とハイフンのほかは使えません";
     if (element.number == customers::element_direct_mail || element.number == customers::element_other_mail)
         return value == "Y" || value == "N" ? "" : "Y か N のどちらかです";
     if (element.number == customers::element_delete_flag) return value == "Y" ? "" : "Y か空のどちらかです";
-    if (element.type == 1) return CheckNumberData(value) == 1 ? "" : "数 (9桁まで) ではありません";
+    if (element.type == mydb_number) return CheckNumberData(value) == 1 ? "" : "数 (9桁まで) ではありません";
     return {};
 }
+
+namespace {
+
+// A good value in the form that the import gives it, so that one date is written one way in all rows.
+CString AsImported(Element const& element, CString const& value) {
+    constexpr int bytes_of_parts[] = {0, 0, 0, 10, 13, 16, 19};
+    bool const birthday = element.number == customers::element_birthday;
+    if (value.IsEmpty()) return value;
+    if (birthday || element.type == mydb_date) {
+        char date[date_data_size];
+        int const parts = ReFormat_DateData(value, date, 0);
+        return CString(date).Left(birthday ? date_data_size - 1 : bytes_of_parts[parts]);
+    }
+    if (element.type == mydb_number) return std::to_string(std::atoi(value)).c_str();
+    return value;
+}
+
+}  // namespace
 
 CString OneCustomer::*MemberOf(int element) {
     return customers::IsElement(element) ? customers::DefinitionOf(element).member : nullptr;
@@ -93,7 +119,7 @@ Assignment ReadAssignment(Elements const& elements, std::string_view text) {
     CString value = Into(text.substr(equals + 1), element.title);
     if (const std::string refusal = RefusalOf(element, value); !refusal.empty())
         throw Failure(element.title + ": " + refusal + ": " + std::string(text.substr(equals + 1)));
-    return {element.number, value};
+    return {element.number, AsImported(element, value)};
 }
 
 }  // namespace app

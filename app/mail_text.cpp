@@ -72,6 +72,21 @@ void AppendMailable(std::string& out, std::string_view character, bool one_line)
     }
 }
 
+// Bytes of half-width kana at the start of `text`.
+std::size_t KanaRun(std::string_view text) {
+    auto const end = std::find_if(text.begin(), text.end(), [](char c) {
+        auto const byte = static_cast<unsigned char>(c);
+        return byte < 0xA1 || byte > 0xDF;
+    });
+    return static_cast<std::size_t>(end - text.begin());
+}
+
+void AppendWidened(std::string& out, std::string_view kana) {
+    std::string wide(kana.size() * 2 + 1, '\0');
+    xc_han2zen_sjis_kana(wide.data(), std::string(kana).c_str());
+    out += wide.c_str();
+}
+
 bool IsAscii(CString const& text) { return IsStrAscii(text) == 1; }
 
 // How many bytes a text takes in ISO-2022-JP, as its characters come.
@@ -129,13 +144,16 @@ CString WithShortLines(CString const& body) {
 }  // namespace
 
 CString Mailable(CString const& text, bool one_line) {
-    std::string wide(static_cast<std::size_t>(text.GetLength()) * 2 + 1, '\0');
-    xc_han2zen_sjis_kana(wide.data(), text);
     std::string result;
-    std::string_view const view(wide.c_str());
+    std::string_view const view = text.View();
     for (std::size_t at = 0; at < view.size();) {
-        std::size_t const size = platform::CharacterSize(view, at);
-        AppendMailable(result, view.substr(at, size), one_line);
+        std::size_t size = KanaRun(view.substr(at));
+        if (size > 0) {
+            AppendWidened(result, view.substr(at, size));
+        } else {
+            size = platform::CharacterSize(view, at);
+            AppendMailable(result, view.substr(at, size), one_line);
+        }
         at += size;
     }
     return CString(std::string_view(result));

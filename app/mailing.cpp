@@ -131,7 +131,7 @@ Mailing::Mailing(CDatabaseEdit& customers, Draft const& draft, Mailbox const& fr
       from_(from),
       server_(server),
       on_delivery_(std::move(on_delivery)) {
-    MailSend::SetXMailer(server.mailer);
+    MailSend::SetXMailer(HeaderText(Mailable(server.mailer, true)));
 }
 
 void Mailing::Run(std::vector<int> const& ids, int threads) {

@@ -173,7 +173,7 @@ class TESSALY_API CDatabaseEdit : public CMyDB {
     // Empty for an element out of range.
     CString GetOneCustomerTemp(int element);
 
-    // --- The index (database_edit_rows.cpp) ---
+    // --- The index (database_edit_index.cpp) ---
 
     // The row of a customer, or no_match.
     int DBID2RowNumber(int id);

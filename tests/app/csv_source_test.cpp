@@ -102,11 +102,11 @@ TEST(CsvSource, AgreesWithTheLibraryOnFields) {
         char const delimiter = ",|\t"[random() % 3];
         std::string content;
         std::vector<std::vector<std::string>> wanted;
-        for (unsigned rows = 1 + random() % 4; rows > 0; --rows) {
+        for (auto rows = 1 + random() % 4; rows > 0; --rows) {
             auto& fields = wanted.emplace_back();
-            for (unsigned i = 0, count = 1 + random() % 4; i < count; ++i) {
+            for (auto i = 0UL, count = 1 + random() % 4; i < count; ++i) {
                 std::string field = i == 0 ? "k" : "", quoted;
-                for (unsigned parts = random() % 5; parts > 0; --parts) field += pieces[random() % 16];
+                for (auto parts = random() % 5; parts > 0; --parts) field += pieces[random() % 16];
                 for (char const c : field) quoted += c == '"' ? "\"\"" : std::string(1, c);
                 content += (i ? std::string(1, delimiter) : "") + "\"" + quoted + "\"";
                 for (std::size_t at; (at = field.find("\r\n")) != field.npos;) field.replace(at, 2, " ");

@@ -42,7 +42,7 @@ TEST(MailText, HeadersHoldAnyTextInWordsThatDecodeByThemselves) {
                                   "ソ", "能", "①", "の案内", "=?", "<", "\""};
     for (int round = 0; round < 500; ++round) {
         std::string text = "件";
-        for (unsigned left = random() % 120; left > 0; --left) text += pieces[random() % 14];
+        for (auto left = random() % 120; left > 0; --left) text += pieces[random() % 14];
         ASSERT_EQ(Decoded(app::HeaderText(In(text))), text);
     }
 }
@@ -100,7 +100,7 @@ TEST(MailText, NoLineOfABodyIsTooLongForAServer) {
         }
         for (std::size_t at; (at = wanted.find("\r\n")) != wanted.npos;) wanted.erase(at, 2);
         EXPECT_EQ(joined, wanted);
-        if (row.size() < 10) EXPECT_EQ(body, draft.body);
+        EXPECT_TRUE(body == draft.body || row.size() > 998) << row;
     }
 }
 
