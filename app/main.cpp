@@ -2,9 +2,11 @@
 #include <exception>
 #include <iostream>
 #include <new>
-#include <regex>
+#include <optional>
 #include <string>
+#include <string_view>
 #include <utility>
+#include <vector>
 
 #include "command.h"
 #include "crossing.h"
@@ -40,21 +42,41 @@ void NameGroups(CLI::App& app) {
     }
 }
 
+// The Japanese for a text that matches an English pattern, in which "*" stands for anything; "$1" in the
+// Japanese stands for the first of those.
+std::optional<std::string> Reworded(std::string_view text, std::string_view english, std::string japanese) {
+    for (int number = 0;; ++number) {
+        const std::size_t star = english.find('*');
+        const std::string_view literal = english.substr(0, star);
+        const std::size_t place = number > 0 && literal.empty() ? text.size() : text.find(literal);
+        if (place == text.npos || (number == 0 && place > 0)) return {};
+        if (const std::size_t at = japanese.find("$" + std::to_string(number)); at != japanese.npos)
+            japanese.replace(at, 2, text.substr(0, place));
+        text.remove_prefix(place + literal.size());
+        if (star == english.npos) break;
+        english.remove_prefix(star + 1);
+    }
+    if (!text.empty()) return {};
+    return japanese;
+}
+
 // What is wrong with the arguments, in the sender's language.
-std::string Explain(CLI::ParseError const& error) {
+std::string Explain(CLI::ParseError const& error, std::vector<std::string> const& unknown) {
     static std::pair<char const*, char const*> const phrases[] = {
-        {"A subcommand is required", "コマンドが必要です"},
-        {"^(.*) is required.*$", "$1 が必要です"},
-        {"^The following arguments? (?:was|were) not expected: (.*)$", "知らない引数です: $1"},
-        {"^Could not convert: (.*) = (.*)$", "$1 の値が正しくありません: $2"},
-        {"^(.*): Value (.*) not in range (\\S+) to (\\S+)$", "$1 の値は $3 から $4 までです: $2"},
-        {"^(.*) excludes (.*)$", "$1 と $2 は一緒に使えません"},
-        {"^(.*): 1 required .* missing$", "$1 の値が足りません"},
+        {"* is required*", "$1 が必要です"},
+        {"The following argument was not expected: *", "知らない引数です: $1"},
+        {"The following arguments were not expected: *", "知らない引数です: $1"},
+        {"Could not convert: * = *", "$1 の値が正しくありません: $2"},
+        {"*: Value * not in range * to *", "$1 の値は $3 から $4 までです: $2"},
+        {"* excludes *", "$1 と $2 は一緒に使えません"},
+        {"*: 1 required * missing", "$1 の値が足りません"},
     };
-    std::string text = error.what();
+    const std::string_view text = error.what();
+    if (text == "A subcommand is required")
+        return unknown.empty() ? "コマンドが必要です" : "知らないコマンドです: " + unknown[0];
     for (auto const& [english, japanese] : phrases)
-        text = std::regex_replace(text, std::regex(english), japanese);
-    return text;
+        if (auto const reworded = Reworded(text, english, japanese)) return *reworded;
+    return std::string(text);
 }
 
 int ShowLibraryMessage(void*, char const* text, char const* title, unsigned) {
@@ -79,7 +101,7 @@ int Run(int argc, char** argv) {
         program.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
         if (error.get_exit_code() == 0) return program.exit(error);  // help and version
-        std::cerr << Explain(error) << "\n説明は --help で見られます。\n";
+        std::cerr << Explain(error, program.remaining(true)) << "\n説明は --help で見られます。\n";
         return app::exit_usage;
     }
     return app::exit_success;

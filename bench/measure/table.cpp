@@ -2,6 +2,7 @@
 #include <sys/wait.h>
 #include <tessaly/customers.h>
 #include <tessaly/environment.h>
+#include <tessaly/storage.h>
 #include <tessaly/text.h>
 #include <unistd.h>
 
@@ -19,9 +20,25 @@ namespace {
 constexpr char const* key = "measure";
 constexpr int settings_cells = 123;
 constexpr int columns = 56;
-// Columns of the scans, as the peers have them.
+// Elements of the scans: prefecture and street, and the columns with 47 and 2,017 different values.
 constexpr int prefecture = 11, street = 13;
-constexpr int values_47 = 11, values_2017 = 25;
+constexpr int values_47 = 11, values_2017 = 34;
+
+// Which column of the data's file feeds which element: each has to pass the import's rule for its element.
+// Nine of the data's last columns, mostly empty, have no element left.
+constexpr int no_column = -1;
+constexpr int assignment[columns] = {no_column, 1,         2,         3,  4,  5,         7,
+                                     8,         19,        10,  // address, names, company, birthday, postal
+                                                                // code
+                                     no_column, 11,        12,        13, 14, 15,        no_column,
+                                     16,        no_column, 17,  // prefecture to mobile
+                                     no_column, no_column, no_column, 39, 40, 41,        42,
+                                     43,  // flags, spare
+                                     6,         9,         18,        20, 21, 22,        25,
+                                     23,        24,        28,        29, 30, 31,        32,
+                                     33,        34,        35,        36, 37, 38,  // attributes
+                                     44,        45,        46,        47, 48, no_column, 26,
+                                     27};  // spare, delete flag, dates
 
 class Shop {
   public:
@@ -64,7 +81,7 @@ std::string OneRecordALine(std::string const& path) {
 double Import(CDatabaseEdit& customers, CString const& path) {
     CArray<int, int> elements, error_lines;
     CArray<CString, CString> error_texts;
-    for (int i = 0; i < columns; ++i) elements.Add(i);
+    for (int const column : assignment) elements.Add(column);
     int imported = 0;
     double const start = Now();
     int const result =

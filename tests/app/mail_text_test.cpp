@@ -60,7 +60,7 @@ TEST(MailText, WhatMailProgramsCannotReadIsMovedWidenedOrMarked) {
     EXPECT_EQ(app::Mailable("\xFA\x54\xFA\x5B", true), "\x81\xCA\x81\xE6");
     EXPECT_EQ(app::Out(app::Mailable("\xF0\x40\xF9\xFC", true)), "〓〓");  // user-defined
     EXPECT_EQ(app::Out(app::Mailable(In("ｶﾞｷﾞｸﾞ①"), true)), "ガギグ①");
-    EXPECT_EQ(app::Mailable("a\x1B[2J\r\nb\tc\x7F\x81", true), "a [2J  b c??");
+    EXPECT_EQ(app::Mailable("a\x1B[2J\r\nb\tc\x7F\xFD\x81\x20\x81", true), "a [2J  b c??\x81\xAC?");
     EXPECT_EQ(app::Mailable("a\x01\r\nb\tc", false), "a \r\nb\tc");
 }
 
