@@ -39,7 +39,7 @@ std::vector<int> IdsOf(Arguments const& arguments, CDatabaseEdit& customers) {
         customers.GetDBIDALL(ids);
     else
         customers.GetDBIDWithoutDelete(ids);
-    return ids.Items();
+    return {ids.begin(), ids.end()};
 }
 
 void List(Arguments const& arguments) {

@@ -43,6 +43,19 @@ void New(Arguments const& arguments) {
               << " from.address=... smtp.host=...」で差出人と送信サーバーを決めてください。\n";
 }
 
+constexpr char const* not_set = "(未設定)";
+
+std::string SenderOf(Session& session) {
+    const std::string name = session.Setting("from.name"), address = session.Setting("from.address");
+    if (address.empty()) return not_set;
+    return name.empty() ? address : name + " <" + address + ">";
+}
+
+std::string ServerOf(Session& session) {
+    const std::string host = session.Setting("smtp.host");
+    return host.empty() ? not_set : host + ":" + session.Setting("smtp.port");
+}
+
 void Info(Arguments const& arguments) {
     Session session(arguments.access, arguments.env_file, Session::For::reading);
     EnvManager& environment = session.Environment();
@@ -60,10 +73,8 @@ void Info(Arguments const& arguments) {
               << "更新日時    " << Out(renewal) << "\n"
               << "パスワード  " << (flag == "Y" ? "あり" : "なし") << "\n"
               << "顧客        " << Grouped(live) << "件 (ほかに削除済み " << Grouped(gone) << "件)\n"
-              << "差出人      " << session.Setting("from.name") << " <" << session.Setting("from.address")
-              << ">\n"
-              << "送信サーバー " << session.Setting("smtp.host") << ":" << session.Setting("smtp.port")
-              << "\n";
+              << "差出人      " << SenderOf(session) << "\n"
+              << "サーバー    " << ServerOf(session) << "\n";
 }
 
 }  // namespace

@@ -228,7 +228,7 @@ std::string Import::ReasonFor(std::string const& line) const {
         const std::string refusal = RefusalOf(elements_.At(element), value);
         if (!refusal.empty())
             return elements_.At(element).title + ": " + refusal +
-                   (value.IsEmpty() ? "" : " (" + Out(value) + ")");
+                   (value.IsEmpty() ? "" : ": " + OnOneLine(Out(value)));
     }
     return "取り込めない行です";
 }
@@ -292,6 +292,7 @@ void Import::Run() {
     if (imported > 0) session_.SaveCustomers();
     Report(imported);
     if (stopped_) throw Failure("", exit_interrupted);
+    if (imported == 0 && kept_ == 0 && !refused_.empty()) throw Failure("取り込める行がありません。");
 }
 
 }  // namespace

@@ -104,7 +104,7 @@ bool Accepts(CDatabaseEdit& customers, int id) {
 std::vector<int> Recipients(CDatabaseEdit& customers, std::string const& to) {
     CArray<int, int> live;
     customers.GetDBIDWithoutDelete(live);
-    std::vector<int> ids = live.Items();
+    std::vector<int> ids(live.begin(), live.end());
     if (to != "all") {
         ids.clear();
         for (std::string_view rest = to; !rest.empty();) {

@@ -108,7 +108,8 @@ CString AsImported(Element const& element, CString const& value) {
 }  // namespace
 
 CString OneCustomer::*MemberOf(int element) {
-    return customers::IsElement(element) ? customers::DefinitionOf(element).member : nullptr;
+    bool const changeable = customers::IsElement(element) && element != customers::element_delete_flag;
+    return changeable ? customers::DefinitionOf(element).member : nullptr;
 }
 
 Assignment ReadAssignment(Elements const& elements, std::string_view text) {

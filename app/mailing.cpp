@@ -22,6 +22,9 @@ constexpr auto pause_between_tries = std::chrono::seconds(1);
 
 CString DomainOf(CString const& address) { return address.Mid(address.Find('@') + 1); }
 
+// Whether a refusal, whose text ends in the server's reply in brackets, is one for now only (RFC 5321 4.2.1).
+bool IsTemporary(CString const& refusal) { return refusal.Mid(refusal.Find('[') + 1, 1) == "4"; }
+
 }  // namespace
 
 char const* NameOf(Outcome outcome) {
@@ -107,15 +110,17 @@ class Mailing::Client {
         CErrMsg& error = client_.GetErrMsg();
         connection_failed_ = result == MailSend::SendNotDelivered && refused.IsEmpty();
         hopeless_ = error.GetLastCode() >= smtp_auth_not_supported && error.GetLastCode() <= smtp_auth_failed;
+        bool const not_for_recipient = result == MailSend::SendServerRefused && refused.IsEmpty();
         failed_for_all_ = connection_failed_ || hopeless_ || result == MailSend::SendSocketFailure ||
-                          error.GetLastCode() == smtp_server_not_ready;
+                          not_for_recipient || error.GetLastCode() == smtp_server_not_ready;
         if (result == MailSend::SendAccepted) {
             delivery.outcome = Outcome::sent;
             delivery.reply.clear();
             failed_for_all_ = hopeless_ = false;
             return;
         }
-        delivery.outcome = refused.IsEmpty() ? Outcome::failed : Outcome::refused;
+        bool const for_good = !refused.IsEmpty() && !IsTemporary(refused[0].message);
+        delivery.outcome = for_good ? Outcome::refused : Outcome::failed;
         delivery.reply = OnOneLine(TextOf(error));
     }
 

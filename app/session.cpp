@@ -131,7 +131,9 @@ void Session::CheckPassword(Access const& access) {
 CDatabaseEdit& Session::Customers() {
     if (customers_loaded_) return *customers_;
     int const rows = customers_->ReadCustomerList();
-    if (rows < 0) {
+    std::error_code error;
+    bool const empty = fs::file_size(data_directory_ + "/DB/database.dat", error) == 0 && !error;
+    if (rows < 0 || (rows == 0 && !empty)) {
         throw Failure("顧客データを読めません (" + std::to_string(rows) + "): " + data_directory_ +
                       "/DB/database.dat" + "\nファイルが欠けているか壊れています。控えから戻してください。");
     }

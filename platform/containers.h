@@ -7,6 +7,7 @@
 
 #include "platform/cstring.h"
 #include "platform/export.h"
+#include "platform/large_blocks.h"
 
 // The growable containers: value semantics, copies are deep, growth is amortised. Indexes are int. Reading
 // behind the end gives a default value instead of touching memory; writing behind the end of a CArray does
@@ -78,12 +79,13 @@ class CArray {
     auto begin() const noexcept { return items_.begin(); }
     auto end() const noexcept { return items_.end(); }
     // The standard container underneath, for algorithms and moves.
-    std::vector<Type>& Items() noexcept { return items_; }
-    std::vector<Type> const& Items() const noexcept { return items_; }
+    using Storage = std::vector<Type, platform::TableAllocator<Type>>;
+    Storage& Items() noexcept { return items_; }
+    Storage const& Items() const noexcept { return items_; }
 
   private:
     bool Holds(int index) const noexcept { return index >= 0 && index < GetSize(); }
-    std::vector<Type> items_;
+    Storage items_;
 };
 
 using CStringArray = CArray<CString, CString const&>;

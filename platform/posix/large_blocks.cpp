@@ -2,56 +2,125 @@
 
 #include <sys/mman.h>
 
+#include <array>
 #include <mutex>
-#include <new>
 #include <vector>
 
 namespace platform {
 namespace {
 
-constexpr std::size_t region_size = std::size_t{4} << 20;
+constexpr std::size_t large_page = std::size_t{2} << 20;
+constexpr std::size_t region_size = 2 * large_page;
 
-// Free blocks of the regions taken so far. Regions are not given back to the system: a table that is read
-// again needs them again.
-struct FreeBlocks {
-    std::mutex lock;
-    std::vector<void*> blocks;
-};
+// Pieces of a block are multiples of a cache line. Under a sanitizer everything comes from the heap, which it
+// watches.
+constexpr std::size_t piece_step = 64;
+constexpr std::size_t largest_piece = 4096;
+#ifdef __SANITIZE_ADDRESS__
+constexpr std::size_t smallest_piece = largest_piece + 1;
+constexpr std::size_t smallest_mapping = SIZE_MAX;
+#else
+constexpr std::size_t smallest_piece = 256;
+constexpr std::size_t smallest_mapping = large_page;
+#endif
 
-FreeBlocks& Free() {
-    static auto* free_blocks = new FreeBlocks;  // outlives every static string
-    return *free_blocks;
-}
+std::size_t RoundedUp(std::size_t size, std::size_t step) { return (size + step - 1) / step * step; }
 
-void AddRegion(FreeBlocks& free_blocks) {
-    // Twice the size, so that an aligned region lies in it; the rest goes back.
-    void* place = mmap(nullptr, 2 * region_size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+// `size` bytes, a multiple of a large page, aligned to one.
+void* Map(std::size_t size) {
+    void* const place =
+        mmap(nullptr, size + large_page, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
     if (place == MAP_FAILED) throw std::bad_alloc();
     auto const start = reinterpret_cast<std::uintptr_t>(place);
-    const std::uintptr_t aligned = (start + region_size - 1) & ~(region_size - 1);
+    std::uintptr_t const aligned = RoundedUp(start, large_page);
     if (aligned > start) munmap(place, aligned - start);
-    munmap(reinterpret_cast<void*>(aligned + region_size), start + region_size - aligned);
-    madvise(reinterpret_cast<void*>(aligned), region_size, MADV_HUGEPAGE);
-    free_blocks.blocks.reserve(free_blocks.blocks.size() + region_size / large_block_size);
-    for (std::uintptr_t block = aligned + region_size; block > aligned;)
-        free_blocks.blocks.push_back(reinterpret_cast<void*>(block -= large_block_size));
+    if (std::size_t const rest = start + large_page - aligned)
+        munmap(reinterpret_cast<void*>(aligned + size), rest);
+    madvise(reinterpret_cast<void*>(aligned), size, MADV_HUGEPAGE);
+    return reinterpret_cast<void*>(aligned);
 }
+
+// What is free of the regions taken so far. Regions are not given back to the system: a table that is read
+// again needs them again.
+struct FreeMemory {
+    std::mutex lock;
+    std::vector<void*> blocks;
+    std::array<void*, largest_piece / piece_step + 1>
+        pieces{};  // by size; each free piece holds the next one's place
+};
+
+FreeMemory& Free() {
+    static auto* const free_memory = new FreeMemory;  // outlives every static string
+    return *free_memory;
+}
+
+void AddRegion(FreeMemory& free_memory) {
+    auto const region = reinterpret_cast<std::uintptr_t>(Map(region_size));
+    free_memory.blocks.reserve(free_memory.blocks.size() + region_size / large_block_size);
+    for (std::uintptr_t block = region + region_size; block > region;)
+        free_memory.blocks.push_back(reinterpret_cast<void*>(block -= large_block_size));
+}
+
+void* TakeBlock(FreeMemory& free_memory) {
+    if (free_memory.blocks.empty()) AddRegion(free_memory);
+    void* const block = free_memory.blocks.back();
+    free_memory.blocks.pop_back();
+    return block;
+}
+
+// Chains the pieces of a fresh block in the order of their places.
+void* CutBlock(FreeMemory& free_memory, std::size_t size) {
+    char* const block = static_cast<char*>(TakeBlock(free_memory));
+    void* next = nullptr;
+    for (std::size_t at = large_block_size / size; at-- > 0;) {
+        void* const piece = block + at * size;
+        *static_cast<void**>(piece) = next;
+        next = piece;
+    }
+    return next;
+}
+
+bool IsPiece(std::size_t size) { return size >= smallest_piece && size <= largest_piece; }
 
 }  // namespace
 
 void* TakeLargeBlock() {
-    FreeBlocks& free_blocks = Free();
-    std::lock_guard guard(free_blocks.lock);
-    if (free_blocks.blocks.empty()) AddRegion(free_blocks);
-    void* block = free_blocks.blocks.back();
-    free_blocks.blocks.pop_back();
-    return block;
+    FreeMemory& free_memory = Free();
+    std::lock_guard const guard(free_memory.lock);
+    return TakeBlock(free_memory);
 }
 
 void GiveLargeBlock(void* block) noexcept {
-    FreeBlocks& free_blocks = Free();
-    std::lock_guard guard(free_blocks.lock);
-    free_blocks.blocks.push_back(block);  // never beyond the capacity that AddRegion reserved
+    FreeMemory& free_memory = Free();
+    std::lock_guard const guard(free_memory.lock);
+    free_memory.blocks.push_back(block);  // never beyond the capacity that AddRegion reserved
+}
+
+void* TakeTableMemory(std::size_t size) {
+    if (size >= smallest_mapping) return Map(RoundedUp(size, large_page));
+    if (!IsPiece(size)) return ::operator new(size);
+    std::size_t const piece_size = RoundedUp(size, piece_step);
+    FreeMemory& free_memory = Free();
+    std::lock_guard const guard(free_memory.lock);
+    void*& first = free_memory.pieces[piece_size / piece_step];
+    if (!first) first = CutBlock(free_memory, piece_size);
+    void* const piece = first;
+    first = *static_cast<void**>(piece);
+    return piece;
+}
+
+void GiveTableMemory(void* memory, std::size_t size) noexcept {
+    if (size >= smallest_mapping) {
+        munmap(memory, RoundedUp(size, large_page));
+    } else if (!IsPiece(size)) {
+        ::operator delete(memory);
+    } else {
+        FreeMemory& free_memory = Free();
+        std::lock_guard const guard(free_memory.lock);
+        void*& first = free_memory.pieces[RoundedUp(size, piece_step) / piece_step];
+        *static_cast<void**>(memory) = first;
+        first = memory;
+    }
 }
 
 }  // namespace platform

@@ -150,7 +150,7 @@ void AddressIndex::Grow() { Resize(std::bit_ceil(4 * (used_ - emptied_slots_ + 1
 
 void AddressIndex::Resize(std::size_t slots) {
     slots = std::max(slots, smallest_size);
-    const std::vector<Slot> old = std::exchange(slots_, std::vector<Slot>(slots, Slot{0, no_row, no_row}));
+    const Slots old = std::exchange(slots_, Slots(slots, Slot{0, no_row, no_row}));
     used_ = 0;
     emptied_slots_ = 0;
     for (Slot const& slot : old) {

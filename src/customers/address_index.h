@@ -5,6 +5,8 @@
 #include <string_view>
 #include <vector>
 
+#include "platform/large_blocks.h"
+
 namespace customers {
 
 // Where an address index reads the address of a row.
@@ -65,9 +67,10 @@ class AddressIndex {
     void Grow();
     void Resize(std::size_t slots);
 
-    std::vector<Slot> slots_;  // a power of two
-    std::vector<Link> links_;  // by row
-    std::size_t used_ = 0;     // slots that are not free, emptied ones included
+    using Slots = std::vector<Slot, platform::TableAllocator<Slot>>;
+    Slots slots_;                                              // a power of two
+    std::vector<Link, platform::TableAllocator<Link>> links_;  // by row
+    std::size_t used_ = 0;  // slots that are not free, emptied ones included
     std::size_t emptied_slots_ = 0;
 };
 

@@ -50,7 +50,7 @@ int CustomerIndex::RowOf(int id) const noexcept { return slots_.empty() ? no_row
 
 void CustomerIndex::Resize(std::size_t slots) {
     if (slots < smallest_size) slots = smallest_size;
-    const std::vector<Slot> old = std::exchange(slots_, std::vector<Slot>(slots, Slot{0, no_row}));
+    const Slots old = std::exchange(slots_, Slots(slots, Slot{0, no_row}));
     for (Slot const& slot : old)
         if (slot.row != no_row) slots_[PlaceOf(slot.id)] = slot;
 }

@@ -3,6 +3,8 @@
 #include <cstddef>
 #include <vector>
 
+#include "platform/large_blocks.h"
+
 namespace customers {
 
 // Customer ID to row number. IDs that lie side by side share cache lines: sixteen of them form a group, and
@@ -28,7 +30,8 @@ class CustomerIndex {
     std::size_t PlaceOf(int id) const noexcept;
     void Resize(std::size_t slots);
 
-    std::vector<Slot> slots_;  // a power of two, at most half full
+    using Slots = std::vector<Slot, platform::TableAllocator<Slot>>;
+    Slots slots_;  // a power of two, at most half full
     std::size_t count_ = 0;
 };
 

@@ -127,7 +127,7 @@ int BaseRecordStructer::FullSort(char const* order) {
 int BaseRecordStructer::FullSort(CArray<int, int>& order) {
     if (element_number_ < 1) return 0;
     if (order.IsEmpty()) return 1;
-    std::vector<XCStringArrayEx> old = std::exchange(Items(), {});
+    Storage old = std::exchange(Items(), {});
     std::vector<bool> taken(old.size());
     Items().reserve(old.size());
     auto const take = [&](std::size_t record) {

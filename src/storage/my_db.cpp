@@ -19,19 +19,21 @@ namespace {
 
 constexpr char bad_column_count_text[] = "列数は1以上の値にしてください";
 
+using Rows = CArray<XCStringArrayEx, XCStringArrayEx>::Storage;
+
 // Reserves the rows of a file as soon as enough of them have been read to know their size.
 class RowEstimate {
   public:
     RowEstimate(std::int64_t file_size) : file_size_(file_size) {}
 
-    void Note(std::vector<XCStringArrayEx>& rows, std::int64_t bytes_read) {
+    void Note(Rows& rows, std::int64_t bytes_read) {
         if (rows.size() != sample || bytes_read <= 0) return;
         const std::int64_t estimate = file_size_ / (bytes_read / static_cast<std::int64_t>(sample) + 1);
         // Rows differ; a little more room is cheaper than growing.
         if (estimate > 0) rows.reserve(static_cast<std::size_t>(estimate + estimate / 16));
     }
     // Gives back what was reserved in vain.
-    static void Finish(std::vector<XCStringArrayEx>& rows) {
+    static void Finish(Rows& rows) {
         if (rows.capacity() > rows.size() + rows.size() / 8) rows.shrink_to_fit();
     }
 

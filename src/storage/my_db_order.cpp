@@ -80,7 +80,7 @@ int CMyDB::Sort(int column, _MYDB_DATATYPE type, int ascending) {
         QuickSortReflexive(set.data(), 0, static_cast<int>(set.size()) - 1, ascending);
     }
 
-    std::vector<XCStringArrayEx> sorted;
+    CArray<XCStringArrayEx, XCStringArrayEx>::Storage sorted;
     sorted.reserve(keys.size());
     for (const _SORT_SET& entry : keys) sorted.push_back(std::move(rows_[entry.line]));
     rows_.Items() = std::move(sorted);

@@ -2,6 +2,7 @@
 
 import os
 import pty
+import random
 import signal
 import subprocess
 import termios
@@ -43,22 +44,19 @@ class Environment(CommandTest):
         self.new_shop("a@example.jp,林,花子,Y")
         self.refused("env", "info", "missing.tsl", says="環境ファイルがありません: missing.tsl")
         self.refused("env", "info", ".", says="環境ファイルがありません")
+        noise = random.Random(1).randbytes(1000)
         for name in ("shop.tsl", "shop/systemoption.dat", "shop/DB/database.dat"):
             whole = (self.folder / name).read_bytes()
-            for damaged in (b"", whole[:len(whole) // 2], b"\0" * len(whole), os.urandom(1000)):
+            damages = [whole[:len(whole) // 2], bytes(len(whole)), noise]
+            if name != "shop/DB/database.dat":  # as an empty file it is a table without customers
+                damages.append(b"")
+            for damaged in damages:
                 self.put(name, damaged)
-                for command in (["env", "info"], ["customers", "set"]):
-                    arguments = ["0", "名前(姓)=表"] if command[1] == "set" else []
-                    result = subprocess.run([TESSALY, *command, "shop.tsl", *arguments], cwd=self.folder,
-                                            env=ENVIRONMENT, capture_output=True, timeout=60)
-                    # What is empty or cut between two rows may still be a table; nothing else may pass, or change.
-                    if result.returncode != 0 or command[1] == "info":
-                        self.assertIn(result.returncode, (0, 1), (name, result.stderr.decode()))
-                        self.assertNotIn(b"Sanitizer", result.stderr)
+                for command in (["env", "info", "shop.tsl"], ["customers", "set", "shop.tsl", "0", "名前(姓)=表"]):
+                    with self.subTest(name=name, damaged=damaged[:20]):
+                        self.refused(*command, says="")
                         self.assertEqual((self.folder / name).read_bytes(), damaged)
-                    if damaged[:1] not in (b"", whole[:1]):
-                        self.assertEqual(result.returncode, 1, name)
-                self.put(name, whole)
+            self.put(name, whole)
         self.assertEqual(self.addresses(), ["a@example.jp"])
 
 
@@ -89,7 +87,7 @@ class Settings(CommandTest):
         self.tessaly("settings", "shop.tsl", "attribute.B.name=ポイント", "attribute.B.type=number")
         self.put("list.csv", "メールアドレス,ポイント\na@example.jp,0012\nb@example.jp,たくさん\n")
         refused = self.tessaly("customers", "import", "shop.tsl", "list.csv")
-        self.assertIn("3行: ポイント: 数 (9桁まで) ではありません (たくさん)\n", refused.err)
+        self.assertIn("3行: ポイント: 数 (9桁まで) ではありません: たくさん\n", refused.err)
         self.tessaly("customers", "set", "shop.tsl", "0", "ポイント=0030")
         self.assertIn("ポイント: 30\n", self.tessaly("customers", "show", "shop.tsl", "0").out)
         self.refused("customers", "set", "shop.tsl", "0", "拡張属性B=x", says="ポイント: 数 (9桁まで) ではありません")
@@ -177,8 +175,9 @@ class Usage(CommandTest):
     def test_a_full_disk_is_a_failure(self):
         self.tessaly("env", "new", "shop.tsl")
         with open("/dev/full", "wb") as full:
-            done = subprocess.run([TESSALY, "settings", "shop.tsl"], cwd=self.folder, env=ENVIRONMENT, stdout=full, timeout=60)
-        self.assertEqual(done.returncode, 1)
+            done = subprocess.run([TESSALY, "settings", "shop.tsl"], cwd=self.folder, env=ENVIRONMENT, stdout=full,
+                                  stderr=subprocess.PIPE, timeout=60)
+        self.assertEqual((done.returncode, done.stderr.decode()), (1, "結果を書き出せませんでした。\n"))
 
 
 if __name__ == "__main__":

@@ -1,0 +1,48 @@
+"""A mail server that answers as it is told, for what the built-in post box never does."""
+
+import socketserver
+import threading
+
+
+class SmtpServer:
+    """`answers`: by verb ("" for the greeting, "." for the end of a mail) the reply; or a function of the command that
+    gives it, or None to hang up. What is not told is accepted. `commands` holds what came."""
+
+    def __init__(self, test, answers):
+        self.answers, self.commands, self.mails = answers, [], []
+        outer = self
+
+        class Conversation(socketserver.StreamRequestHandler):
+            def handle(self):
+                if not self.reply("", "", "220 ready"):
+                    return
+                for line in self.rfile:
+                    command = line.decode("latin-1").rstrip("\r\n")
+                    outer.commands.append(command)
+                    verb = command.split(" ")[0].upper()
+                    answer = self.reply(verb, command, "354 go on" if verb == "DATA" else "250 ok")
+                    if not answer or verb == "QUIT":
+                        return
+                    if answer.startswith("354"):
+                        mail = b"".join(iter(self.rfile.readline, b".\r\n"))
+                        if not self.reply(".", mail.decode("latin-1"), "250 taken"):
+                            return
+                        outer.mails.append(mail)
+
+            def reply(self, verb, command, usual):
+                answer = outer.answers.get(verb, usual)
+                answer = answer(command) if callable(answer) else answer
+                if answer is not None:
+                    answer = answer or usual
+                    self.wfile.write(answer.encode() + b"\r\n")
+                return answer
+
+        self.server = socketserver.ThreadingTCPServer(("127.0.0.1", 0), Conversation)
+        self.server.daemon_threads = True
+        self.address = "127.0.0.1:%d" % self.server.server_address[1]
+        threading.Thread(target=self.server.serve_forever, kwargs={"poll_interval": 0.02}).start()
+        test.addCleanup(self.stop)
+
+    def stop(self):
+        self.server.shutdown()
+        self.server.server_close()
