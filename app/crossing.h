@@ -11,6 +11,9 @@
 // through here, in one direction or the other.
 namespace app {
 
+// What some programs write at the start of a UTF-8 file.
+inline constexpr std::string_view byte_order_mark = "\xEF\xBB\xBF";
+
 // Where a text holds a character that the library cannot keep.
 struct NoForm {
     std::size_t line;       // from 1

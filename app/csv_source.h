@@ -10,8 +10,6 @@
 // records found where fields in quotes hold line ends, each ready for the library.
 namespace app {
 
-inline constexpr std::string_view byte_order_mark = "\xEF\xBB\xBF";
-
 enum class Encoding { automatic, cp932, utf8 };
 // Throws Failure for a name that is none ("auto", "cp932", "utf-8").
 Encoding EncodingOf(std::string const& name);

@@ -29,7 +29,7 @@ std::string ReadFile(std::string const& name) {
     std::string content{std::istreambuf_iterator<char>(file), {}};
     if (file.bad()) throw Failure("下書きを読めません: " + name);
     if (content.size() > largest_draft) throw Failure("下書きが大きすぎます (4MBまで): " + name);
-    if (content.starts_with("\xEF\xBB\xBF")) content.erase(0, 3);
+    if (content.starts_with(byte_order_mark)) content.erase(0, byte_order_mark.size());
     return content;
 }
 

@@ -12,9 +12,8 @@
 namespace app {
 namespace {
 
-constexpr std::string_view title_line =
-    "\xEF\xBB\xBF"
-    "個人情報ID,メールアドレス,結果,応答,Message-ID\r\n";
+std::string const title_line =
+    std::string(byte_order_mark) + "個人情報ID,メールアドレス,結果,応答,Message-ID\r\n";
 
 // The third field of a row, whose first two hold no comma or quote.
 std::string_view OutcomeOf(std::string_view row) {

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <cstdint>
 #include <cstdio>
 #include <optional>
 #include <utility>
@@ -56,6 +57,22 @@ std::optional<std::string> PathOf(std::string_view text, std::string_view& rest)
     if (!text.starts_with('<') || close == text.npos) return {};
     rest = text.substr(close + 1);
     return std::string(text.substr(1, close - 1));
+}
+
+// The value of the SIZE parameter (RFC 1870 6), 0 without one.
+std::uint64_t AnnouncedSize(std::string_view parameters) {
+    constexpr std::string_view name = "SIZE=";
+    std::uint64_t size = 0;
+    while (!(parameters = Trimmed(parameters)).empty()) {
+        const std::string_view one = parameters.substr(0, parameters.find(' '));
+        if (StartsWith(one, name)) {
+            auto const digits = one.substr(name.size());
+            auto const read = std::from_chars(digits.data(), digits.data() + digits.size(), size);
+            if (read.ec == std::errc::result_out_of_range) size = UINT64_MAX;
+        }
+        parameters.remove_prefix(one.size());
+    }
+    return size;
 }
 
 }  // namespace
@@ -219,12 +236,7 @@ std::string SmtpSession::Mail(std::string_view arguments) {
     std::string_view rest;
     auto const path = PathOf(arguments.substr(5), rest);
     if (!path) return bad_arguments;
-    if (const std::size_t at = rest.find("SIZE="); at != rest.npos) {
-        unsigned long long size = 0;
-        const std::string_view digits = rest.substr(at + 5);
-        std::from_chars(digits.data(), digits.data() + digits.size(), size);
-        if (size > largest_mail) return "552 5.3.4 Message size exceeds fixed limit\r\n";
-    }
+    if (AnnouncedSize(rest) > largest_mail) return "552 5.3.4 Message size exceeds fixed limit\r\n";
     sender_ = *path;
     sender_given_ = true;
     return "250 2.1.0 OK\r\n";

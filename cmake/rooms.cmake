@@ -13,6 +13,9 @@ if(TESSALY_SANITIZE)
                                                  -fno-omit-frame-pointer -g1)
   target_link_options(tessaly_flags INTERFACE -fsanitize=address,undefined)
 endif()
+if(TESSALY_FUZZ)
+  target_compile_options(tessaly_flags INTERFACE -fsanitize-coverage=trace-pc)  # counted by tests/fuzz/afl_main.cpp
+endif()
 
 # Literals stand in these sources as UTF-8 and in memory as code page 932.
 add_library(tessaly_cp932 INTERFACE)

@@ -85,7 +85,7 @@ class CustomerTest : public testing::Test {
     CDatabaseEdit db;
 };
 
-inline std::vector<int> Items(CArray<int, int> const& array) { return array.Items(); }
+inline std::vector<int> Items(CArray<int, int> const& array) { return {array.begin(), array.end()}; }
 
 inline std::vector<std::string> Texts(CStringList const& list) {
     std::vector<std::string> texts;

@@ -1,0 +1,53 @@
+// Delimited text from other programs: its records hold all of the file, and become one line each. The first
+// byte of the input chooses encoding, delimiter and quote.
+
+#include "csv_source.h"
+
+#include "fuzz_target.h"
+
+namespace {
+
+std::size_t BytesOfText(std::string_view text) {
+    return static_cast<std::size_t>(
+        std::count_if(text.begin(), text.end(), [](char c) { return c != '\r' && c != '\n'; }));
+}
+
+void CheckRecord(app::CsvSource const& source, app::CsvSource::Record const& record) {
+    fuzz::Check(!record.raw.empty(), "blank lines are passed over");
+    const app::Crossed crossed = source.ForLibrary(record);
+    if (crossed.no_form) {
+        auto const inner = static_cast<std::size_t>(std::count(record.raw.begin(), record.raw.end(), '\n'));
+        fuzz::Check(crossed.no_form->line >= record.line && crossed.no_form->line <= record.line + inner,
+                    "the place is in the record");
+        fuzz::Check(crossed.no_form->column >= 1 && !crossed.no_form->character.empty(), "the place is told");
+        return;
+    }
+    fuzz::Check(crossed.text.find_first_of("\r\n") == std::string::npos, "a record becomes one line");
+    fuzz::Check(crossed.text.size() <= record.raw.size(), "crossing makes nothing longer");
+    fuzz::Check(crossed.text.find('\0') == std::string::npos, "no NUL comes into the library");
+}
+
+}  // namespace
+
+void FuzzOne(std::string_view bytes) {
+    if (bytes.empty()) return;
+    auto const choice = static_cast<unsigned char>(bytes[0]);
+    bytes.remove_prefix(1);
+    auto const encoding = static_cast<app::Encoding>(choice % 3);
+    app::CsvSource source(std::string(bytes), encoding, choice & 4 ? '\t' : ',', choice & 8 ? '\0' : '"');
+    fuzz::Check(source.Kind() != app::Encoding::automatic, "the encoding is settled");
+    if (source.Kind() == app::Encoding::utf8 && bytes.starts_with(app::byte_order_mark))
+        bytes.remove_prefix(app::byte_order_mark.size());
+
+    std::size_t text = 0, records = 0, line = 0;
+    app::CsvSource::Record record{};
+    while (source.Next(record)) {
+        ++records;
+        fuzz::Check(record.line > line, "records come in the order of the file");
+        line = record.line;
+        text += BytesOfText(record.raw);
+        CheckRecord(source, record);
+    }
+    fuzz::Check(text == BytesOfText(bytes), "nothing but line ends is between the records");
+    fuzz::Check(source.Joined() <= records, "a record is joined once");
+}

@@ -1,0 +1,65 @@
+// Replies of an SMTP server: what is taken from the bytes received, and what they say.
+
+#include "delivery/smtp_reply.h"
+
+#include "delivery/mail_send.h"
+#include "delivery/socket_support.h"
+#include "fuzz_target.h"
+
+namespace {
+
+// The code at the start of a line without its end: three characters, digits first, then a blank, a "-" or
+// nothing; a "-" makes it negative.
+int CodeOf(std::string_view line) {
+    if (line.size() < 3 || (line.size() > 3 && line[3] != ' ' && line[3] != '-')) return 0;
+    int number = 0;
+    for (std::size_t i = 0; i < 3 && line[i] >= '0' && line[i] <= '9'; ++i)
+        number = 10 * number + (line[i] - '0');
+    return line.size() > 3 && line[3] == '-' ? -number : number;
+}
+
+struct Expected {
+    delivery::ReplyOutcome outcome = delivery::ReplyOutcome::failed;
+    std::string text;
+    int code = 0;
+    std::string left;
+};
+
+Expected Model(std::string_view received) {
+    Expected expected;
+    while (received.find('\n') != received.npos) {
+        std::string_view line = fuzz::TakeLine(received);
+        while (line.ends_with('\r')) line.remove_suffix(1);
+        expected.text.append(line).append("\r\n");
+        if (int const code = CodeOf(line); code > 0) {
+            expected.code = code;
+            expected.outcome = delivery::ReplyOutcome::complete;
+            break;
+        }
+    }
+    expected.left = received;
+    return expected;
+}
+
+}  // namespace
+
+void FuzzOne(std::string_view bytes) {
+    const std::string received = fuzz::TextOf(bytes);
+    if (received.size() >= static_cast<std::size_t>(delivery::reply_limit) / 2) return;
+    const Expected expected = Model(received);
+
+    SocketSupport socket;  // not connected: when the bytes are used up, reading on fails
+    socket.GetLineBuffer() = received.c_str();
+    CString text("old");
+    int code = -1;
+    fuzz::Check(delivery::ReadReply(socket, text, code) == expected.outcome, "the reply ends where it ends");
+    fuzz::Check(text.View() == expected.text, "the reply holds its lines");
+    fuzz::Check(code == expected.code, "the code of the last line");
+    fuzz::Check(socket.GetLineBuffer().View() == expected.left, "the rest stays for the next reply");
+
+    int final = 0;
+    int const status = MailSend::GetResponseStatus(text, &final);
+    fuzz::Check(status == std::abs(final), "status and sign belong together");
+    fuzz::Check(expected.code == 0 || (status == code && final == code), "the status of a whole reply");
+    fuzz::Check(delivery::BehindFirstBlank(text.View()).size() <= text.View().size(), "a part of the reply");
+}

@@ -1,0 +1,92 @@
+// Base64 and quoted-printable: there and back for any bytes, and any bytes through the decoders.
+
+#include "mime/transfer_encodings.h"
+
+#include "fuzz_target.h"
+#include "mime/mail_data_structure.h"
+#include "storage/base64_text.h"
+
+namespace {
+
+std::string BodyDecoded(std::string const& in, int mode) {
+    const fuzz::Allocated out(new char[mime::MailBodyRoom(in.size())]);
+    int size = -1;
+    DecodeMailBody(fuzz::ExactText(in), mode, out.get(), size);
+    fuzz::Check(size >= 0 && static_cast<std::size_t>(size) <= in.size(), "decoding makes nothing longer");
+    return std::string(out.get(), static_cast<std::size_t>(size));
+}
+
+std::string Base64Of(std::string_view bytes, int line_length) {
+    const std::unique_ptr<unsigned char[]> out(
+        new unsigned char[mime::Base64BodyRoom(bytes.size(), line_length)]);
+    base64encoding(out.get(), reinterpret_cast<unsigned char const*>(bytes.data()),
+                   static_cast<int>(bytes.size()), line_length);
+    return reinterpret_cast<char const*>(out.get());
+}
+
+void Base64ComesBack(std::string_view bytes) {
+    const std::string whole = Base64Of(bytes, -1);
+    unsigned long size = 0;
+    fuzz::Check(GetSizeAfterBase64Decoding(size, whole.c_str(), whole.size()) == 1 && size == bytes.size(),
+                "the size is known before");
+    const fuzz::Allocated out(new char[size + 1]);
+    int const decoded = base64decoding(out.get(), fuzz::ExactText(whole), static_cast<int>(size) + 1);
+    fuzz::Check(decoded == static_cast<int>(size) && std::string_view(out.get(), size) == bytes,
+                "the strict decoder gives the bytes back");
+    for (int const line_length : {1, 7, 76}) {
+        const std::string lines = Base64Of(bytes, line_length);
+        fuzz::Check(fuzz::Without(lines, "\r\n") == whole, "line breaks change nothing else");
+        fuzz::Check(BodyDecoded(lines, MAIL_BODY_BASE64) == bytes, "the body comes back");
+    }
+}
+
+void TextComesBack(std::string const& text) {
+    const std::unique_ptr<char[]> word(new char[text.size() / 3 * 4 + 13]);
+    normal_base64encoding(word.get(), fuzz::ExactText(text));
+    const std::string closed = word.get();
+    fuzz::Check(closed.ends_with("?="), "the end of an encoded word");
+    const std::string open = closed.substr(0, closed.size() - 2);
+    const std::unique_ptr<char[]> out(new char[mime::Base64DecodedRoom(open.size())]);
+    fuzz::Check(normal_base64decoding(out.get(), fuzz::ExactText(open)) == static_cast<long>(text.size()) &&
+                    text == out.get(),
+                "the tolerant decoder gives the text back");
+
+    const CString quoted = CMailDataStructure::QuotedPrintableEncorder(CString(text.c_str()));
+    fuzz::Check(CMailDataStructure::QuotedPrintableDecoder(quoted).View() == text,
+                "quoted-printable comes back");
+    fuzz::Check(BodyDecoded(std::string(quoted.View()), MAIL_BODY_QUOTED_PRINTABLE) == text,
+                "the quoted-printable body comes back");
+    std::string_view rest = quoted.View();
+    while (!rest.empty()) fuzz::Check(fuzz::TakeLine(rest).size() <= 76 + 1, "no line is too long");
+}
+
+void AnyBytesAreDecoded(std::string const& in) {
+    for (std::size_t const limit : {std::size_t{1}, in.size() / 2 + 1, in.size() + 1}) {
+        const fuzz::Allocated out(new char[limit]);
+        int const size = base64decoding(out.get(), fuzz::ExactText(in), static_cast<int>(limit));
+        fuzz::Check(size >= -1 && size < static_cast<int>(limit), "the limit is kept");
+    }
+    const fuzz::Allocated out(new char[mime::Base64DecodedRoom(in.size())]);
+    long const size = normal_base64decoding(out.get(), fuzz::ExactText(in));
+    fuzz::Check(size >= 0 && static_cast<std::size_t>(size) < mime::Base64DecodedRoom(in.size()), "it fits");
+    BodyDecoded(in, MAIL_BODY_BASE64);
+    fuzz::Check(BodyDecoded(in, 0) == in, "an unknown mode copies");
+    CMailDataStructure::QuotedPrintableDecoder(fuzz::ExactText(in));
+
+    unsigned long room = in.size();
+    int const known = GetSizeAfterQuotedPrintableDecoding(fuzz::ExactText(in), room);
+    const fuzz::Allocated bytes(new char[room]);
+    int const whole = QuotedPrintableDecoding(fuzz::ExactText(in), bytes.get());
+    fuzz::Check(known == 0 || whole == 1, "a text of known size is decoded");
+    if (known == 1 && in.find('=') == in.npos)
+        fuzz::Check(std::string_view(bytes.get(), room) == in, "a text without codes stays as it is");
+}
+
+}  // namespace
+
+void FuzzOne(std::string_view bytes) {
+    const std::string text = fuzz::TextOf(bytes);
+    Base64ComesBack(bytes);
+    TextComesBack(text);
+    AnyBytesAreDecoded(text);
+}
