@@ -186,6 +186,7 @@ std::string SmtpSession::Auth(std::string_view arguments) {
     }
     if (!is("LOGIN")) return "504 5.5.4 Unrecognized authentication type\r\n";
     state_ = State::login_user;
+    if (!initial.empty()) return AuthAnswer(initial);
     return "334 " + Encoded("Username:") + "\r\n";
 }
 
