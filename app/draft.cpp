@@ -117,6 +117,8 @@ bool SameName(std::string_view a, std::string_view b) {
     });
 }
 
+bool IsControl(char c) { return (static_cast<unsigned char>(c) < 0x20 && c != '\t') || c == 0x7F; }
+
 std::string_view Trimmed(std::string_view text) {
     const std::size_t from = text.find_first_not_of(" \t");
     return from == text.npos ? std::string_view()
@@ -125,6 +127,8 @@ std::string_view Trimmed(std::string_view text) {
 
 void ReadHeaderLine(Line const& line, Draft& draft, std::vector<Finding>& findings) {
     const std::string place = std::to_string(line.number) + "行: ";
+    if (std::any_of(line.text.begin(), line.text.end(), IsControl))
+        throw Failure("下書きの" + place + "見出しに使えない制御文字 (改行など) があります。");
     const std::size_t colon = line.text.find(':');
     if (colon == line.text.npos || colon == 0) {
         throw Failure(

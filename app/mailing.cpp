@@ -3,6 +3,7 @@
 #include <chrono>
 #include <exception>
 #include <memory>
+#include <random>
 #include <thread>
 #include <utility>
 
@@ -20,7 +21,12 @@ constexpr int most_failures_in_a_row = 5;
 constexpr int connect_tries = 3;
 constexpr auto pause_between_tries = std::chrono::seconds(1);
 
-CString DomainOf(CString const& address) { return address.Mid(address.Find('@') + 1); }
+// What sets the Message-IDs of one mailing apart from those of another that goes on at the same time.
+CString MessageIdText(CString const& sender) {
+    CString text;
+    text.Format("tessaly-%08x", std::random_device()());
+    return text + "@" + sender.Mid(sender.Find('@') + 1);
+}
 
 // Whether a refusal, whose text ends in the server's reply in brackets, is one for now only (RFC 5321 4.2.1).
 bool IsTemporary(CString const& refusal) { return refusal.Mid(refusal.Find('[') + 1, 1) == "4"; }
@@ -79,7 +85,7 @@ class Mailing::Client {
             return delivery;
         }
         const MailText text = Merge(mailing_.draft_, customer);
-        delivery.message_id = MailSend::MakeMessageID("tessaly@" + DomainOf(mailing_.from_.address), id);
+        delivery.message_id = MailSend::MakeMessageID(mailing_.message_id_text_, id);
         for (int attempt = 1;; ++attempt) {
             Fill(text, delivery.message_id);
             int const result = client_.Send();
@@ -135,7 +141,8 @@ Mailing::Mailing(CDatabaseEdit& customers, Draft const& draft, Mailbox const& fr
       draft_(draft),
       from_(from),
       server_(server),
-      on_delivery_(std::move(on_delivery)) {
+      on_delivery_(std::move(on_delivery)),
+      message_id_text_(MessageIdText(from.address)) {
     MailSend::SetXMailer(HeaderText(Mailable(server.mailer, true)));
 }
 

@@ -59,6 +59,7 @@ class Mailing {
     Mailbox const& from_;
     ServerSettings const& server_;
     std::function<void(Delivery const&)> on_delivery_;
+    const CString message_id_text_;
     std::mutex lock_;
     std::atomic<std::size_t> next_ = 0;
     std::atomic<std::uint64_t> done_ = 0, sent_ = 0;

@@ -130,7 +130,9 @@ std::string_view WholeCharacters(std::string_view text, std::size_t most) {
 
 // What would not come back as the name that it is, or would tear the file.
 bool IsSectionName(std::string_view name) {
-    return !name.empty() && name.find_first_of(line_ends) == npos && Find(name, ']') == npos;
+    // With the bracket behind it: a lead byte at the end of the name would take it for its second byte.
+    return !name.empty() && name.find_first_of(line_ends) == npos &&
+           Find(std::string(name) + ']', ']') == name.size();
 }
 
 bool IsKeyName(std::string_view name) {

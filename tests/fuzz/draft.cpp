@@ -20,6 +20,14 @@ bool HasOnlyWholeLineEnds(std::string_view text) {
     return true;
 }
 
+// Lines end with LF, CR LF or CR, as the body's do when it is read.
+std::size_t LinesOf(std::string_view content) {
+    std::size_t lines = 1;
+    for (std::size_t at = 0; at < content.size(); ++at)
+        lines += content[at] == '\n' || (content[at] == '\r' && content.substr(at + 1, 1) != "\n");
+    return lines;
+}
+
 app::Draft Read(std::string_view content, std::vector<app::Finding>& findings) {
     const fuzz::MemoryFile file(content);
     return app::ReadDraft(file.HostPath(), findings);
@@ -42,7 +50,7 @@ void FuzzOne(std::string_view bytes) {
     for (app::Mailbox const* mailbox : {&draft.from, &draft.reply_to})
         fuzz::Check(mailbox->address.IsEmpty() || MailAddressChecker(mailbox->address) == 1,
                     "an address is one");
-    auto const lines = static_cast<std::size_t>(std::count(bytes.begin(), bytes.end(), '\n')) + 1;
+    const std::size_t lines = LinesOf(bytes);
     for (app::Finding const& finding : findings)
         fuzz::Check(
             finding.line >= 1 && finding.line <= lines && finding.column >= 1 && !finding.text.empty(),

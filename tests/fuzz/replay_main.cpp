@@ -12,7 +12,8 @@ namespace {
 std::vector<std::filesystem::path> FilesOf(std::filesystem::path const& path) {
     if (!std::filesystem::is_directory(path)) return {path};
     std::vector<std::filesystem::path> files;
-    for (auto const& entry : std::filesystem::directory_iterator(path)) files.push_back(entry.path());
+    for (auto const& entry : std::filesystem::directory_iterator(path))
+        if (entry.is_regular_file()) files.push_back(entry.path());
     std::sort(files.begin(), files.end());
     return files;
 }

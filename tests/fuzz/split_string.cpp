@@ -3,6 +3,8 @@
 
 #include "storage/split_string.h"
 
+#include <vector>
+
 #include "customers/import/line_fields.h"
 #include "fuzz_target.h"
 
@@ -29,27 +31,34 @@ void BothFormsGiveTheSame(std::string const& text, Style style) {
                 "fields and delimiters make the text");
 }
 
-// Whether no character is open at the end, or has a quote or delimiter for its second byte.
-bool IsWhole(std::string_view field) {
+// Whether the field is of whole characters, none of them one of `forbidden`.
+bool IsMadeOfOthers(std::string_view field, std::string_view forbidden) {
     for (std::size_t at = 0; at < field.size(); ++at) {
         auto const first = static_cast<unsigned char>(field[at]);
         bool const lead = (first >= 0x80 && first <= 0x9F) || (first >= 0xE0 && first <= 0xFC);
+        if (!lead && forbidden.find(field[at]) != forbidden.npos) return false;
         if (lead && (++at == field.size() || static_cast<unsigned char>(field[at]) < 0x40)) return false;
     }
     return true;
 }
 
-void QuotedFieldsComeBack(std::string const& text, Style style) {
-    std::vector<std::string> fields;
+std::string Quoted(std::string_view field, char quote) {
+    std::string quoted(1, quote);
+    for (char const c : field) quoted.append(c == quote ? 2 : 1, c);
+    return quoted + quote;
+}
+
+// The lines of `text` as fields, in quotes or as they are.
+void FieldsComeBack(std::string_view text, Style style, bool quoted) {
+    std::vector<std::string_view> fields;
     std::string joined;
-    for (std::string_view rest = text; !rest.empty();) {
-        const std::string_view field = fuzz::TakeLine(rest);
-        if (!IsWhole(field)) continue;
+    while (!text.empty()) {
+        const std::string_view field = fuzz::TakeLine(text);
+        if (!IsMadeOfOthers(field, quoted ? "" : style.delimiters)) continue;
+        if (!quoted && field.starts_with(style.quote)) continue;
         if (!fields.empty()) joined += style.delimiters[0];
-        joined += style.quote;
-        for (char const c : field) joined.append(c == style.quote ? 2 : 1, c);
-        joined += style.quote;
-        fields.emplace_back(field);
+        joined += quoted ? Quoted(field, style.quote) : std::string(field);
+        fields.push_back(field);
     }
     if (fields.empty()) return;
     CArray<CString, CString> found;
@@ -66,5 +75,6 @@ void FuzzOne(std::string_view bytes) {
     const Style style = styles[static_cast<unsigned char>(bytes[0]) % std::size(styles)];
     const std::string text = fuzz::TextOf(bytes.substr(1));
     BothFormsGiveTheSame(text, style);
-    if (style.quote) QuotedFieldsComeBack(text, style);
+    FieldsComeBack(text, style, false);
+    if (style.quote) FieldsComeBack(text, style, true);
 }

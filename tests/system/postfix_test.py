@@ -4,6 +4,7 @@ Postfix runs from a scratch folder, with its own configuration, queue and passwo
 system is touched. Its master is ended by its id, whatever happens."""
 
 import csv
+import ctypes
 import io
 import os
 import pathlib
@@ -17,7 +18,7 @@ import sys
 import unittest
 
 sys.path.append(str(pathlib.Path(__file__).resolve().parents[1] / "app"))
-from cli import SAMPLE, CommandTest, Mail, wait_for  # noqa: E402
+from cli import PATIENCE, SAMPLE, CommandTest, Mail, wait_for  # noqa: E402
 
 SKIPPED = 77
 USER, PASSWORD = "shop", "pass word~"
@@ -37,8 +38,6 @@ mydestination =
 alias_maps =
 mynetworks =
 smtpd_sasl_auth_enable = yes
-smtpd_sasl_path = smtpd
-cyrus_sasl_config_path = {folder}/sasl
 smtpd_sasl_local_domain = example.jp
 smtpd_recipient_restrictions = check_recipient_access inline:{{ {{ gone@example.jp = REJECT no such customer }} }},
     permit_sasl_authenticated, reject
@@ -68,87 +67,84 @@ postlog unix-dgram n - n - 1 postlogd
 SASL = """
 pwcheck_method: auxprop
 auxprop_plugin: sasldb
-sasldb_path: {folder}/sasl/sasldb2
-mech_list: {methods}
+sasldb_path: {folder}/sasldb2
+mech_list: CRAM-MD5 LOGIN PLAIN
 """
+
+
+def adopt_orphans():
+    """Makes the processes that Postfix leaves to themselves children of this one, which can wait for them then."""
+    set_child_subreaper = 36  # PR_SET_CHILD_SUBREAPER of prctl(2)
+    ctypes.CDLL(None).prctl(set_child_subreaper, 1, 0, 0, 0)
 
 
 class Postfix:
     def __init__(self, folder):
         self.folder = folder
         owner = pwd.getpwnam("postfix")
-        folder.chmod(0o755)
-        for name in ("config", "queue", "data", "mails", "sasl"):
+        for name in ("config", "config/sasl", "queue", "data", "mails"):
             (folder / name).mkdir()
         for name in ("data", "mails"):
             os.chown(folder / name, owner.pw_uid, owner.pw_gid)
         with socket.create_server(("127.0.0.1", 0)) as free:
             self.port = free.getsockname()[1]
         values = {"folder": folder, "port": self.port, "uid": owner.pw_uid, "gid": owner.pw_gid}
-        (folder / "config/main.cf").write_text(MAIN.format(**values))
-        (folder / "config/master.cf").write_text(MASTER.format(**values))
-        self.offer("CRAM-MD5 LOGIN PLAIN")
-        database = folder / "sasl/sasldb2"
-        subprocess.run(["saslpasswd2", "-p", "-c", "-f", database, "-u", "example.jp", USER], input=PASSWORD.encode(),
-                       check=True, timeout=30, stdout=subprocess.DEVNULL)
-        os.chown(database, owner.pw_uid, owner.pw_gid)
-        self.postfix("start")
+        for name, text in (("main.cf", MAIN), ("master.cf", MASTER), ("sasl/smtpd.conf", SASL)):
+            (folder / "config" / name).write_text(text.format(**values))
+        passwords = folder / "sasldb2"
+        self.run("saslpasswd2", "-p", "-c", "-f", passwords, "-u", "example.jp", USER, stdin=PASSWORD)
+        os.chown(passwords, owner.pw_uid, owner.pw_gid)
 
-    def offer(self, methods):
-        (self.folder / "sasl/smtpd.conf").write_text(SASL.format(folder=self.folder, methods=methods))
+    def start(self):
+        self.run("postfix", "-c", self.folder / "config", "start")
 
-    def postfix(self, command):
-        done = subprocess.run(["postfix", "-c", self.folder / "config", command], timeout=60, stdin=subprocess.DEVNULL,
-                              stdout=subprocess.PIPE, stderr=subprocess.STDOUT)
+    def run(self, *command, stdin=""):
+        done = subprocess.run(command, input=stdin.encode(), timeout=PATIENCE, stdout=subprocess.PIPE,
+                              stderr=subprocess.STDOUT)
         if done.returncode != 0:
-            raise AssertionError(f"postfix {command}: {done.stdout.decode()}\n{self.log()}")
+            raise AssertionError(f"{command[0]}: {done.stdout.decode()}\n{self.log()}")
 
     def log(self):
         return (self.folder / "log").read_text() if (self.folder / "log").exists() else ""
 
     def stop(self):
         file = self.folder / "queue/pid/master.pid"
-        if not file.exists():
-            return
-        master = int(file.read_text())
-        family = [master, *self.children(master)]
-        os.kill(master, signal.SIGTERM)
-        if not wait_for(lambda: not any(self.alive(id) for id in family)):
-            for id in filter(self.alive, family):
-                os.kill(id, signal.SIGKILL)
+        if file.exists():
+            os.kill(int(file.read_text()), signal.SIGTERM)
+        if not wait_for(self.all_ended):
+            for child in self.children():
+                os.kill(child, signal.SIGKILL)
+            wait_for(self.all_ended)
 
     @staticmethod
-    def children(master):
-        listed = subprocess.run(["ps", "-o", "pid=", "--ppid", str(master)], capture_output=True, timeout=30).stdout
-        return [int(id) for id in listed.split()]
-
-    @staticmethod
-    def alive(id):
+    def all_ended():
         try:
-            return pathlib.Path(f"/proc/{id}/stat").read_text().rpartition(")")[2].split()[0] != "Z"
-        except FileNotFoundError:
+            while os.waitpid(-1, os.WNOHANG)[0]:
+                pass
             return False
+        except ChildProcessError:
+            return True
+
+    @staticmethod
+    def children():
+        lists = pathlib.Path("/proc/self/task").glob("*/children")
+        return [int(child) for file in lists for child in file.read_text().split()]
 
 
 class ThroughPostfix(CommandTest):
-    @classmethod
-    def setUpClass(cls):
-        pass
-
     def setUp(self):
         super().setUp()
-        self.server_folder = self.folder / "postfix"
-        self.server_folder.mkdir()
-        self.folder.chmod(0o755)
-        self.server = Postfix(self.server_folder)
+        self.folder.chmod(0o755)  # Postfix works as a user of its own
+        (self.folder / "postfix").mkdir()
+        self.server = Postfix(self.folder / "postfix")
         self.addCleanup(self.server.stop)
-        self.address = f"127.0.0.1:{self.server.port}"
+        self.server.start()
         self.tessaly("env", "new", "shop.tsl")
         self.tessaly("settings", "shop.tsl", "from.name=髙島﨑商店①", "from.address=shop@example.jp", "smtp.host=127.0.0.1",
                      f"smtp.port={self.server.port}", "smtp.auth=any", f"smtp.user={USER}", f"smtp.password={PASSWORD}")
 
     def mails(self, wanted):
-        new = self.server_folder / "mails/new"
+        new = self.folder / "postfix/mails/new"
         self.assertTrue(wait_for(lambda: new.exists() and len(list(new.iterdir())) >= wanted), self.server.log()[-5000:])
         return [Mail(file.read_bytes()) for file in new.iterdir()]
 
@@ -180,7 +176,6 @@ class ThroughPostfix(CommandTest):
         self.put("draft.txt", "Subject: <%名前(姓)%>\n\n.\n..\n" + "長い行" * 400 + "\n<%名前(姓)%>\n")
         send = ["send", "shop.tsl", "--draft", "draft.txt", "--to"]
         for number, method in enumerate(("cram-md5", "login", "plain"), 1):
-            self.server.offer(method.upper())  # alone: a client that uses another one is refused
             self.tessaly("settings", "shop.tsl", "smtp.auth=" + method, "smtp.password=wrong")
             self.assertIn("SMTP認証に失敗しました", self.tessaly(*send, "1", code=1).err)
             self.tessaly("settings", "shop.tsl", "smtp.password=" + PASSWORD)
@@ -203,4 +198,5 @@ if __name__ == "__main__":
         print("Skipped: this test needs root and the packages postfix, sasl2-bin and libsasl2-modules; missing:", *missing)
         sys.exit(SKIPPED)
     os.environ["PATH"] += ":/usr/sbin:/sbin"
+    adopt_orphans()
     unittest.main()

@@ -1,0 +1,76 @@
+"""Who may include what: the arrows between the rooms lead one way (docs/architecture.md)."""
+
+import pathlib
+import re
+import tempfile
+import unittest
+
+ROOT = pathlib.Path(__file__).resolve().parents[2]
+ROOMS = {"customers", "delivery", "environment", "mime", "storage", "text"}
+# C++ headers that speak to the system, or cannot be compiled for code page 932.
+NOT_FOR_THE_LIBRARY = {"chrono", "csignal", "filesystem", "fstream", "iostream", "thread"}
+COMPILER_HEADERS = {"emmintrin.h"}
+
+
+def includes(folder):
+    """Each source below a folder with one of its includes, written as it stands there: <x> or "x"."""
+    for file in sorted(folder.rglob("*")):
+        if file.suffix in (".h", ".cpp"):
+            for included in re.findall(r'^\s*#\s*include\s+(<[^>]*>|"[^"]*")', file.read_text(), re.M):
+                yield file, included
+
+
+def allowed_rooms(root):
+    """By room, the rooms that its CMake target names."""
+    rooms = {}
+    for file in (root / "src").glob("*/CMakeLists.txt"):
+        name, *depends = re.search(r"tessaly_room\(([^)]*)\)", file.read_text())[1].split()
+        rooms[name] = {name, *depends} - {"DEPENDS"}
+    return rooms
+
+
+def allowed(root, rooms, file, included):
+    part = file.relative_to(root).parts
+    name, first = included[1:-1], included[1:-1].split("/")[0]
+    if part[0] == "platform":
+        return included[0] == "<" or first == "platform"
+    if part[0] == "include":
+        return included[0] == '"' and first in {"platform", "tessaly", *ROOMS}
+    if part[0] == "app":
+        return included[0] == "<" or first == "tessaly" or ("/" not in name and (root / "app" / name).exists())
+    if included[0] == "<":
+        return name in COMPILER_HEADERS or ("." not in name and "/" not in name and name not in NOT_FOR_THE_LIBRARY)
+    return first == "platform" or first in rooms.get(part[1], set())
+
+
+def violations(root):
+    rooms = allowed_rooms(root)
+    return [f"{file.relative_to(root)}: {included}" for part in ("platform", "include", "src", "app")
+            for file, included in includes(root / part) if not allowed(root, rooms, file, included)]
+
+
+class HouseRules(unittest.TestCase):
+    def test_the_rooms_keep_to_their_neighbours(self):
+        self.assertEqual(allowed_rooms(ROOT).keys(), ROOMS)
+        self.assertGreater(len(list(includes(ROOT / "src"))), 100)
+        self.assertEqual(violations(ROOT), [])
+
+    def test_a_wrong_arrow_is_seen(self):
+        wrong = {"platform/a.cpp": ['"storage/my_db.h"', '"tessaly/text.h"'],
+                 "src/text/a.h": ["<unistd.h>", "<sys/stat.h>", "<openssl/ssl.h>", "<curl/curl.h>", "<chrono>",
+                                  '"tessaly/text.h"', '"include/tessaly/text.h"', '"customers/one_customer.h"', '"app/draft.h"'],
+                 "include/tessaly/a.h": ["<string>", '"app/draft.h"'],
+                 "app/a.cpp": ['"storage/my_db.h"', '"platform/cstring.h"', '"../src/storage/my_db.h"', '"missing.h"']}
+        right = {"platform/posix/b.cpp": ["<unistd.h>", '"platform/file.h"'], "src/text/b.h": ["<string>", '"storage/my_db.h"'],
+                 "app/b.cpp": ["<unistd.h>", "<CLI/CLI.hpp>", '"b.h"', '"tessaly/text.h"'], "app/b.h": []}
+        with tempfile.TemporaryDirectory() as scratch:
+            root = pathlib.Path(scratch)
+            for name, lines in {**wrong, **right, "src/text/CMakeLists.txt": None}.items():
+                (root / name).parent.mkdir(parents=True, exist_ok=True)
+                (root / name).write_text("tessaly_room(text DEPENDS storage)" if lines is None else
+                                         "".join(f"#include {line}\n" for line in lines))
+            self.assertEqual(sorted(violations(root)), sorted(f"{name}: {line}" for name in wrong for line in wrong[name]))
+
+
+if __name__ == "__main__":
+    unittest.main()
