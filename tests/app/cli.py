@@ -1,4 +1,4 @@
-"""What the whole-command tests share: a scratch folder, the application run in it, its post box, and its mails read back."""
+"""What the whole-command tests share: a scratch folder, the application run in it, its post box, its mails read back."""
 
 import base64
 import email

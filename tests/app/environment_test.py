@@ -151,8 +151,9 @@ class Keys(CommandTest):
 
 class Usage(CommandTest):
     def test_help_everywhere(self):
-        commands = [[], ["env"], ["env", "new"], ["env", "info"], ["settings"], ["customers"], ["preview"], ["send"], ["postbox"]]
-        commands += [["customers", name] for name in ("import", "list", "show", "add", "set", "delete", "restore", "erase")]
+        families = [[], ["env"], ["settings"], ["customers"], ["preview"], ["send"], ["postbox"]]
+        customers = ("import", "list", "show", "add", "set", "delete", "restore", "erase")
+        commands = families + [["env", name] for name in ("new", "info")] + [["customers", name] for name in customers]
         for command in commands:
             shown = self.tessaly(*command, "--help")
             self.assertIn("使い方: " + " ".join(["tessaly", *command]), shown.out)

@@ -19,7 +19,8 @@ class Import(CommandTest):
         return result
 
     def listed(self, columns="0,1,2", *options):
-        return self.tessaly("customers", "list", "shop.tsl", "--columns", columns, "--format", "csv", *options).out.splitlines()[1:]
+        listed = self.tessaly("customers", "list", "shop.tsl", "--columns", columns, "--format", "csv", *options)
+        return listed.out.splitlines()[1:]
 
     def test_the_sample_list(self):
         self.take(SAMPLE / "customers.csv", new=300)
@@ -44,7 +45,8 @@ class Import(CommandTest):
     def test_refused_lines_are_named_and_can_be_taken_later(self):
         self.put("list.csv", TITLES + "a@example.jp,山田,1990/4/1,Y,x\n" + "b@,田中,,Y,y\n" +
                  "c@example.jp,ま💌,,Y,z\n" + "d@example.jp,\"二\n行\",1990/13/1,Y,\n" + "e@example.jp,,,X,\n" +
-                 ",\x1b[1m,,,\n" + "\n" + "f@example.jp\n" + "g@example.jp,\"a,\"\"b\"\"\",,,\n" + "a@example.jp,山本,,N,\n")
+                 ",\x1b[1m,,,\n" + "\n" + "f@example.jp\n" + "g@example.jp,\"a,\"\"b\"\"\",,,\n" +
+                 "a@example.jp,山本,,N,\n")
         result = self.take("list.csv", new=3, changed=1, refused=5)
         self.assertEqual(result.err,
                          "3行: メールアドレス: メールアドレスの形が正しくありません: b@\n"
@@ -85,7 +87,8 @@ class Import(CommandTest):
         for option, value in (("--delimiter", ";;"), ("--delimiter", "あ"), ("--delimiter", ""), ("--quote", "''"),
                               ("--encoding", "euc-jp")):
             self.refuse("list.csv", option, value, says=option, code=2)
-        self.take(self.put("tab.csv", "メールアドレス\t会社名\n'y@example.jp'\t'a\t''b'\n"), "--delimiter", "\\t", "--quote", "'", new=1)
+        self.put("tab.csv", "メールアドレス\t会社名\n'y@example.jp'\t'a\t''b'\n")
+        self.take("tab.csv", "--delimiter", "\\t", "--quote", "'", new=1)
         self.assertEqual(self.listed("1,6")[1], "y@example.jp,a\t'b")
         self.take(self.put("bare.csv", "メールアドレス,会社名\nx@example.jp,\"a\n"), "--quote", "", new=1)
         self.assertEqual(self.listed("6")[2], '"""a"')

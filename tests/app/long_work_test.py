@@ -128,10 +128,11 @@ class Send(CommandTest):
         self.assertEqual(self.rows(), 60)
 
     def test_a_terminal_shows_a_bar_and_whole_lines(self):
-        self.server.answers = {".": lambda _: time.sleep(0.05) or "", "RCPT": lambda to: "550 no" if "n59@" in to else ""}
+        self.server.answers = {".": lambda _: time.sleep(0.05) or "",
+                               "RCPT": lambda to: "550 no" if "n59@" in to else ""}
         leader, terminal = pty.openpty()
-        process = subprocess.Popen([TESSALY, *self.arguments()], cwd=self.folder, env=ENVIRONMENT, stdin=subprocess.DEVNULL,
-                                   stdout=subprocess.DEVNULL, stderr=terminal)
+        process = subprocess.Popen([TESSALY, *self.arguments()], cwd=self.folder, env=ENVIRONMENT,
+                                   stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, stderr=terminal)
         os.close(terminal)
         shown = b""
         try:

@@ -2,6 +2,7 @@
 
 import csv
 import io
+import re
 import socket
 import unittest
 
@@ -60,12 +61,13 @@ class Send(CommandTest):
         names = ["\"<x@y>, \"\"\\\"", "\"a\r\nBcc: evil@example.jp\"", "=?ISO-2022-JP?B?GyRCJCIbKEI=?=", "\x1b$B\x07",
                  "x" * 3000, "表" * 1000]
         self.new_mailing(*(f"n{i}@example.jp,{name},,Y" for i, name in enumerate(names)))
+        self.tessaly("customers", "set", "shop.tsl", "1", "名前(姓)=a\r\nBcc: evil@example.jp\n\n.")
         self.postbox()
         self.send("--smtp", self.server, "--threads", 1)
-        shown = ["<x@y>, \"\\", "a Bcc: evil@example.jp", *names[2:3], " $B ", *names[4:]]
+        shown = ["<x@y>, \"\\", "a  Bcc: evil@example.jp  .", *names[2:3], " $B ", *names[4:]]
         for mail, name in zip(self.mails(), shown, strict=True):
             self.assertEqual(mail.subject, name + "様へ")
-            self.assertEqual(mail.body.replace("\n", "").split("様.")[0].strip(), name.strip())
+            self.assertEqual(re.sub("[ \n]", "", mail.body.split("様\n.")[0]), name.replace(" ", ""))
             self.assertEqual(mail.message.keys(), ["Return-Path", "Delivered-To", "From", "To", "Date", "Subject",
                                                    "Message-Id", "X-Mailer", "Content-Type", "Mime-Version",
                                                    "Content-Transfer-Encoding"])
@@ -120,7 +122,8 @@ class Send(CommandTest):
         self.postbox("--user", "shop@example.jp", "--password-file", "password")
         for number, method in enumerate(("cram-md5", "login", "plain", "any"), 1):
             with self.subTest(method=method):
-                self.tessaly("settings", "shop.tsl", "smtp.auth=" + method, "smtp.user=shop@example.jp", "smtp.password=pass word")
+                self.tessaly("settings", "shop.tsl", "smtp.auth=" + method, "smtp.user=shop@example.jp",
+                             "smtp.password=pass word")
                 wrong = self.send("--smtp", self.server, "--threads", 1, code=1)
                 self.assertIn("SMTP認証に失敗しました", wrong.err)
                 self.assertIn("送信 0通、送れず 1通、残り 2通", wrong.out)  # ended at once
@@ -158,7 +161,8 @@ class Send(CommandTest):
 
     def test_a_server_that_fails_everyone_is_left_in_peace(self):
         self.new_mailing(*(f"n{i}@example.jp,表,,Y" for i in range(60)))
-        for answers in ({"": "421 busy"}, {"MAIL": "554 no"}, {"DATA": "554 no"}, {".": "554 no"}, {"HELO": None}, {".": None}):
+        for answers in ({"": "421 busy"}, {"MAIL": "554 no"}, {"DATA": "554 no"}, {".": "554 no"},
+                        {"HELO": None}, {".": None}):
             with self.subTest(answers=answers):
                 server = SmtpServer(self, answers)
                 result = self.send("--smtp", server.address, "--threads", 2, code=1)
@@ -168,15 +172,16 @@ class Send(CommandTest):
     def test_two_mailings_at_once_keep_apart(self):
         self.new_mailing(*(f"n{i}@example.jp,表,,Y" for i in range(20)))
         self.postbox()
-        both = [Running(self, "send", "shop.tsl", "--draft", "draft.txt", "--force", "--smtp", self.server) for _ in "ab"]
+        command = ["send", "shop.tsl", "--draft", "draft.txt", "--force", "--smtp", self.server]
+        both = [Running(self, *command), Running(self, *command)]
         self.assertEqual([one.result().code for one in both], [0, 0])
         self.assertEqual(len({mail.id for mail in self.mails()}), 40)
 
     def test_a_report_that_cannot_be_written_ends_the_mailing(self):
         self.new_mailing()
         self.postbox()
-        self.refused("send", "shop.tsl", "--draft", "draft.txt", "--force", "--smtp", self.server, "--report", "no/report.csv",
-                     says="レポートを書けません: no/report.csv")
+        self.refused("send", "shop.tsl", "--draft", "draft.txt", "--force", "--smtp", self.server,
+                     "--report", "no/report.csv", says="レポートを書けません: no/report.csv")
         self.assertEqual(self.mails(), [])
 
 

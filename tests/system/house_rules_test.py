@@ -58,10 +58,12 @@ class HouseRules(unittest.TestCase):
     def test_a_wrong_arrow_is_seen(self):
         wrong = {"platform/a.cpp": ['"storage/my_db.h"', '"tessaly/text.h"'],
                  "src/text/a.h": ["<unistd.h>", "<sys/stat.h>", "<openssl/ssl.h>", "<curl/curl.h>", "<chrono>",
-                                  '"tessaly/text.h"', '"include/tessaly/text.h"', '"customers/one_customer.h"', '"app/draft.h"'],
+                                  '"tessaly/text.h"', '"include/tessaly/text.h"', '"customers/one_customer.h"',
+                                  '"app/draft.h"'],
                  "include/tessaly/a.h": ["<string>", '"app/draft.h"'],
                  "app/a.cpp": ['"storage/my_db.h"', '"platform/cstring.h"', '"../src/storage/my_db.h"', '"missing.h"']}
-        right = {"platform/posix/b.cpp": ["<unistd.h>", '"platform/file.h"'], "src/text/b.h": ["<string>", '"storage/my_db.h"'],
+        right = {"platform/posix/b.cpp": ["<unistd.h>", '"platform/file.h"'],
+                 "src/text/b.h": ["<string>", '"storage/my_db.h"'],
                  "app/b.cpp": ["<unistd.h>", "<CLI/CLI.hpp>", '"b.h"', '"tessaly/text.h"'], "app/b.h": []}
         with tempfile.TemporaryDirectory() as scratch:
             root = pathlib.Path(scratch)
@@ -69,7 +71,8 @@ class HouseRules(unittest.TestCase):
                 (root / name).parent.mkdir(parents=True, exist_ok=True)
                 (root / name).write_text("tessaly_room(text DEPENDS storage)" if lines is None else
                                          "".join(f"#include {line}\n" for line in lines))
-            self.assertEqual(sorted(violations(root)), sorted(f"{name}: {line}" for name in wrong for line in wrong[name]))
+            wanted = [f"{name}: {line}" for name in wrong for line in wrong[name]]
+            self.assertEqual(sorted(violations(root)), sorted(wanted))
 
 
 if __name__ == "__main__":
