@@ -291,7 +291,7 @@ void Import::Run() {
     }
     if (imported > 0) session_.SaveCustomers();
     Report(imported);
-    if (stopped_) throw Failure("", exit_interrupted);
+    if (stopped_) throw Failure("");
     if (imported == 0 && kept_ == 0 && !refused_.empty()) throw Failure("取り込める行がありません。");
 }
 

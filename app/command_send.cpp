@@ -172,10 +172,9 @@ void Dispatch(Session& session, Arguments const& arguments, Draft const& draft, 
     ShowTotals(mailing, ids.size(),
                std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count());
     if (!mailing.Stopped().empty()) {
-        throw Failure(
-            mailing.Stopped() + (report ? "\n同じコマンドに --resume をつけると、続きを送れます。"
-                                        : "\n--report をつけて送ると、次からは --resume で続きを送れます。"),
-            Interrupted() ? exit_interrupted : exit_failure);
+        throw Failure(mailing.Stopped() +
+                      (report ? "\n同じコマンドに --resume をつけると、続きを送れます。"
+                              : "\n--report をつけて送ると、次からは --resume で続きを送れます。"));
     }
     if (mailing.Sent() < ids.size()) throw Failure("送れなかった宛先があります。");
 }

@@ -6,7 +6,7 @@
 // How a command ends early. The text is for the sender: Japanese, UTF-8, what happened and what can be done.
 namespace app {
 
-enum ExitCode : int { exit_success = 0, exit_failure = 1, exit_usage = 2, exit_interrupted = 130 };
+enum ExitCode : int { exit_success = 0, exit_failure = 1, exit_usage = 2 };
 
 class Failure : public std::runtime_error {
   public:

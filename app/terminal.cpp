@@ -61,7 +61,7 @@ std::string AskPassword(std::string const& prompt, std::string const& option) {
         std::getline(std::cin, password);
     }
     std::cerr << "\n";
-    if (interrupted) throw Failure("中断しました。", exit_interrupted);
+    if (interrupted) throw Failure("中断しました。");
     if (!std::cin) throw Failure("パスワードが入力されませんでした。");
     return password;
 }

@@ -69,6 +69,9 @@ class TESSALY_API CSocket {
     int Send(void const* data, int size, int flags = 0);
     // Bytes received, 0 when the peer closed, or -1.
     int Receive(void* data, int size, int flags = 0);
+    // Whether there is something to receive, the end included, within so many milliseconds. No message is
+    // looked at.
+    bool Readable(int milliseconds) const;
     void Close();
     // Ends the call that is waiting now, from OnMessagePending.
     void CancelBlockingCall() noexcept { cancelled_ = true; }

@@ -14,6 +14,9 @@ namespace measure {
 namespace {
 
 constexpr int mails = 3000;
+// The peers of this section are run in three rounds, each as often as three runs or three seconds allow.
+constexpr int peers_runs = 9;
+constexpr double peers_budget = 9;
 
 struct Mail {
     CString header, body;
@@ -70,12 +73,15 @@ void Smtp(std::string const& data, int port, int sessions) {
     platform::SetModuleDirectory(ScratchFolder());
     const Mail mail = Load(data + "/plain.eml");
     std::atomic<int> refused = 0;
-    double const seconds = Best([&] {
-        std::atomic<int> left = mails;
-        std::vector<std::thread> threads;
-        for (int i = 0; i < sessions; ++i) threads.emplace_back([&] { SendFrom(mail, port, left, refused); });
-        for (auto& thread : threads) thread.join();
-    });
+    double const seconds = Best(
+        [&] {
+            std::atomic<int> left = mails;
+            std::vector<std::thread> threads;
+            for (int i = 0; i < sessions; ++i)
+                threads.emplace_back([&] { SendFrom(mail, port, left, refused); });
+            for (auto& thread : threads) thread.join();
+        },
+        peers_runs, peers_budget);
     if (refused > 0) Note(std::to_string(refused) + " mails were not taken");
     Row("SMTP, new connection each, " + std::to_string(sessions) + (sessions > 1 ? " sessions" : " session"),
         mails / seconds, "msg/s");

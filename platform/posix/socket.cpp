@@ -122,11 +122,12 @@ int CSocket::OnMessagePending() {
     return platform::PeekMessage(&message, 0, ~0U, true) ? 1 : 0;
 }
 
-// Tries first and waits only for what is not ready. OnMessagePending may close the socket.
+// What is sent seldom has to wait and is tried first; what is received seldom is there already, and is waited
+// for first. OnMessagePending may close the socket.
 template <class Call>
 int CSocket::Transfer(short events, Call const& call) {
     cancelled_ = false;
-    int error = 0;
+    int error = events == POLLIN && IsOpen() ? Wait(descriptor_, events) : 0;
     while (error == 0) {
         if (!IsOpen()) {
             error = created_ ? platform::socket_not_connected : platform::socket_not_socket;
@@ -153,6 +154,11 @@ int CSocket::Send(void const* data, int size, int flags) {
 int CSocket::Receive(void* data, int size, int flags) {
     if (size < 0) size = 0;
     return Transfer(POLLIN, [&] { return ::recv(descriptor_, data, static_cast<std::size_t>(size), flags); });
+}
+
+bool CSocket::Readable(int milliseconds) const {
+    pollfd wanted{descriptor_, POLLIN, 0};
+    return IsOpen() && ::poll(&wanted, 1, milliseconds) > 0;
 }
 
 void CSocket::Close() {

@@ -14,8 +14,9 @@ namespace delivery {
 
 // The lines of an SMTP conversation on their way to the transfer log. A conversation has about 25 of them,
 // and writing each for itself would cost a tenth of the sending rate; so they are collected, each with its
-// own time, and written together before every wait for the server and at the end. What a server is asked, and
-// all it said before, is thus in the file while its answer is awaited.
+// own time, and written together at the end of the call, and before a wait for the server that is more than a
+// moment. What a slow server was asked, and all it said before, is thus in the file while its answer is
+// awaited.
 class TESSALY_API ConversationLog {
   public:
     // `log` must outlive the object.

@@ -24,6 +24,10 @@ constexpr int reply_auth_continue = 334;
 constexpr bool IsCompletion(int code) { return code >= 200 && code <= 299; }
 constexpr bool IsIntermediate(int code) { return code >= 300 && code <= 399; }
 
+// The log's lines of a conversation go to the file together, at its end; but what stands before a wait that
+// is longer than this goes there at once, so that the file tells what is waited for.
+constexpr int quick_reply_ms = 10;
+
 constexpr int host_name_size = 255;
 // What the log shows of a reply that was given up as too long.
 constexpr std::size_t logged_part_of_long_reply = 512;
@@ -128,7 +132,6 @@ void MailSend::SetSocketError(int socket_error, FunctionType kind) {
 int MailSend::SendCommand(CString command, int reportFailure) {
     command += "\r\n";
     conversation_log_.Command(command.View());
-    conversation_log_.Write();
     int error = platform::socket_not_connected;
     if (socket_) {
         if (socket_->SendBlock(command, 0, 0) >= 0) return 1;
@@ -141,7 +144,7 @@ int MailSend::SendCommand(CString command, int reportFailure) {
 }
 
 int MailSend::ReadAnswer(CString& reply, int report_failure) {
-    conversation_log_.Write();
+    if (socket_->GetLineBuffer().IsEmpty() && !socket_->Readable(quick_reply_ms)) conversation_log_.Write();
     int code = 0;
     const delivery::ReplyOutcome outcome = delivery::ReadReply(*socket_, reply, code);
     if (outcome == delivery::ReplyOutcome::complete) {
@@ -371,7 +374,6 @@ int MailSend::RunMail(CString& wire_text) {
     if (code == SendSocketFailure) return code;
     if (!IsIntermediate(code)) return Refused(smtp_refused_by_server, delivery::WithoutLineEnd(reply));
 
-    conversation_log_.Write();
     if (socket_->SendBlock(wire_text, 0, 0) < 0) {
         SetSocketError(platform::GetLastSocketError(), FunctionSend);
         return SendSocketFailure;
