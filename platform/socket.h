@@ -32,10 +32,8 @@ enum SocketError : int {
     socket_shut_down = 10058,
     socket_timed_out = 10060,
     socket_refused = 10061,
-    socket_host_unreachable = 10065,
     socket_not_initialised = 10093,
     socket_system_failure = 10107,  // a failure that has no number here
-    socket_host_not_found = 11001,
 };
 
 TESSALY_API int GetLastSocketError() noexcept;

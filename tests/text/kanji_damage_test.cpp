@@ -48,6 +48,9 @@ TEST_P(KanjiDamage, BrokenTextsFitTheSize) {
     }
 }
 
+// In place of the bytes of the object, which change from run to run.
+void PrintTo(Conversion const& conversion, std::ostream* out) { *out << conversion.name; }
+
 INSTANTIATE_TEST_SUITE_P(All, KanjiDamage, testing::ValuesIn(conversions));
 
 // The largest results of longer texts.
