@@ -21,11 +21,15 @@ endif()
 add_library(tessaly_cp932 INTERFACE)
 target_compile_options(tessaly_cp932 INTERFACE -fexec-charset=CP932)
 
-# tessaly_room(NAME DEPENDS room...): one directory of src/ as a library of its own. DEPENDS names the rooms whose
-# headers it includes; storage and environment use each other, file by file in one direction.
+# tessaly_room(NAME DEPENDS room... WITHOUT folder...): one directory of src/ as a library of its own. DEPENDS names the
+# rooms whose headers it includes; storage and environment use each other, and so do mailstore and delivery, file by file
+# in one direction. WITHOUT names folders below it that are rooms of their own.
 function(tessaly_room name)
-  cmake_parse_arguments(ROOM "" "" "DEPENDS" ${ARGN})
+  cmake_parse_arguments(ROOM "" "" "DEPENDS;WITHOUT" ${ARGN})
   file(GLOB_RECURSE sources CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/*.cpp)
+  foreach(folder ${ROOM_WITHOUT})
+    list(FILTER sources EXCLUDE REGEX "^${CMAKE_CURRENT_SOURCE_DIR}/${folder}/")
+  endforeach()
   if(NOT sources)
     add_library(tessaly_${name} INTERFACE)
     return()

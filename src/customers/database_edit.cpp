@@ -1,9 +1,10 @@
 #include "customers/database_edit.h"
 
 #include "customers/database_lock.h"
+#include "environment/data_key.h"
 #include "environment/env_manager.h"
 #include "environment/system_option.h"
-#include "platform/dialog.h"
+#include "storage/construction_failure.h"
 
 using customers::DatabaseLock;
 using customers::element_count;
@@ -22,9 +23,7 @@ CDatabaseEdit::CDatabaseEdit() { InitMember(); }
 CDatabaseEdit::CDatabaseEdit(EnvManager* env) {
     InitMember();
     if (SetEnvManager(env)) return;
-    error_.SetErr(customer_environment_set_failed);
-    AfxMessageBox(error_.GetLastMsg());
-    AfxThrowUserException();
+    storage::FailConstruction(error_, customer_environment_set_failed);
 }
 
 CDatabaseEdit::CDatabaseEdit(EnvManager* env, SystemOption* option) {
@@ -35,8 +34,7 @@ CDatabaseEdit::CDatabaseEdit(EnvManager* env, SystemOption* option) {
         error_.SetErr(customer_system_option_set_failed);
     else
         return;
-    ShowMessageBox(error_.GetLastMsg(), "設定失敗", MB_OK | MB_ICONSTOP);
-    AfxThrowUserException();
+    storage::FailConstruction(error_, "設定失敗");
 }
 
 void CDatabaseEdit::InitMember() {
@@ -81,16 +79,6 @@ int CDatabaseEdit::GetMaxDBID() {
     return max_id_;
 }
 
-// The key of the environment's files into `key`, and null or the key's text into `used`; false when a keyed
-// environment does not give its key.
-static bool TakeKey(EnvManager& env, CString& key, char const*& used) {
-    used = nullptr;
-    if (env.GetEnvType() == EnvManager::type_plain) return true;
-    key = env.GetDBKey();
-    used = key;
-    return !key.IsEmpty();
-}
-
 int CDatabaseEdit::ReadCustomerList() {
     const DatabaseLock lock;
     if (!env_) return not_bound;
@@ -104,9 +92,14 @@ int CDatabaseEdit::ReadCustomerList() {
 }
 
 int CDatabaseEdit::ReadWithEnvironmentKey() {
-    CString key;
-    char const* used;
-    return TakeKey(*env_, key, used) ? ReadDBFile(used) : key_missing;
+    const environment::DataKey key(*env_);
+    return key.IsKnown() ? ReadDBFile(key.Get()) : key_missing;
+}
+
+int CDatabaseEdit::WriteWithEnvironmentKey() {
+    if (!IsChanged()) return WriteDBFile(0, nullptr);
+    const environment::DataKey key(*env_);
+    return key.IsKnown() ? WriteDBFile(0, key.Get()) : db_write_failed;
 }
 
 int CDatabaseEdit::ReadFromFileToMemoryAppointFileName(CString path, char const* key) {
@@ -125,11 +118,8 @@ int CDatabaseEdit::ReadFromFileToMemoryAppointFileName(CString path, char const*
 int CDatabaseEdit::WriteFromMemoryToFile() {
     const DatabaseLock lock;
     if (!env_) return Fail(customer_environment_not_set, no_environment);
-    CString key;
-    char const* used = nullptr;
-    bool const has_key = !IsChanged() || TakeKey(*env_, key, used);
-    if (!has_key || WriteDBFile(0, used) != db_success) return Fail(customer_file_write_failed, not_written);
-    return ok;
+    if (WriteWithEnvironmentKey() == db_success) return ok;
+    return Fail(customer_file_write_failed, not_written);
 }
 
 int CDatabaseEdit::WriteFromMemoryToFileAppointFileName(CString path, char const* key) {

@@ -280,6 +280,7 @@ class TESSALY_API CDatabaseEdit : public CMyDB {
     void SetOneCustomer(OneCustomer& c, int row);
     int Fail(int code, CustomerResult result);
     int ReadWithEnvironmentKey();
+    int WriteWithEnvironmentKey();
     void FillWorkRow(OneCustomer const& c);
     int StoreDeleteFlag(int id, char const* flag);
 

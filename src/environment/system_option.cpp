@@ -2,8 +2,9 @@
 
 #include <cstdlib>
 
+#include "environment/data_key.h"
 #include "environment/env_manager.h"
-#include "platform/dialog.h"
+#include "storage/construction_failure.h"
 
 namespace {
 
@@ -18,9 +19,7 @@ bool IsRecordSize(int cells) {
 
 SystemOption::SystemOption(EnvManager* env) {
     if (SetEnvManager(env)) return;
-    error_.SetErr(option_environment_set_failed);
-    AfxMessageBox(error_.GetLastMsg());
-    AfxThrowUserException();
+    storage::FailConstruction(error_, option_environment_set_failed);
 }
 
 int SystemOption::SetEnvManager(EnvManager* env) {
@@ -41,22 +40,13 @@ int SystemOption::CheckRecord() const {
 
 CString SystemOption::FilePath() const { return env_->DataPath("systemoption.dat"); }
 
-int SystemOption::TakeKey(Key& key) const {
-    key.used = nullptr;
-    if (env_->GetEnvType() == EnvManager::type_plain) return ok;
-    key.text = env_->GetDBKey();
-    if (key.text.IsEmpty()) return Fail(option_bad_installation, no_database_key);
-    key.used = key.text;
-    return ok;
-}
-
 int SystemOption::GetSODataFromFileToMemory() {
     if (!env_) return Fail(option_environment_not_set, no_environment);
     DeleteAllString();
     changed_ = 0;
-    Key key;
-    if (int const result = TakeKey(key); result != ok) return result;
-    switch (LoadCSVFile(FilePath(), key.used)) {
+    const environment::DataKey key(*env_);
+    if (!key.IsKnown()) return Fail(option_bad_installation, no_database_key);
+    switch (LoadCSVFile(FilePath(), key.Get())) {
         case load_ok: return CheckRecord();
         case load_missing: return Fail(option_file_missing, file_missing);
         case load_empty: return Fail(option_file_empty, file_empty);
@@ -67,9 +57,9 @@ int SystemOption::GetSODataFromFileToMemory() {
 
 int SystemOption::Write() {
     if (int const result = CheckRecord(); result != ok) return result;
-    Key key;
-    if (int const result = TakeKey(key); result != ok) return result;
-    if (!SaveCSVFileCompel(FilePath(), key.used)) return Fail(option_file_write_failed, file_not_written);
+    const environment::DataKey key(*env_);
+    if (!key.IsKnown()) return Fail(option_bad_installation, no_database_key);
+    if (!SaveCSVFileCompel(FilePath(), key.Get())) return Fail(option_file_write_failed, file_not_written);
     changed_ = 0;
     return ok;
 }

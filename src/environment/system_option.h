@@ -76,15 +76,9 @@ class TESSALY_API SystemOption : public BaseRecordStructer {
     CErrMsg& GetErrMsg() { return error_; }
 
   private:
-    struct Key {
-        CString text;
-        char const* used;  // null for the default tables
-    };
-
     int Fail(int code, Result result) const;
     int CheckRecord() const;
     CString FilePath() const;
-    int TakeKey(Key& key) const;
     int Write();
 
     int changed_ = 0;

@@ -6,7 +6,8 @@ import tempfile
 import unittest
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
-ROOMS = {"customers", "delivery", "environment", "mime", "storage", "text"}
+ROOMS = {"customers", "customers/extract", "delivery", "environment", "environment/backup", "mailstore", "mime",
+         "storage", "text"}
 # C++ headers that speak to the system, or cannot be compiled for code page 932.
 NOT_FOR_THE_LIBRARY = {"chrono", "csignal", "filesystem", "fstream", "iostream", "thread"}
 COMPILER_HEADERS = {"emmintrin.h"}
@@ -21,12 +22,20 @@ def includes(folder):
 
 
 def allowed_rooms(root):
-    """By room, the rooms that its CMake target names."""
-    rooms = {}
-    for file in (root / "src").glob("*/CMakeLists.txt"):
-        name, *depends = re.search(r"tessaly_room\(([^)]*)\)", file.read_text())[1].split()
-        rooms[name] = {name, *depends} - {"DEPENDS"}
-    return rooms
+    """By room, the rooms that its CMake target names; each room by its folder below src."""
+    src, texts = root / "src", {}
+    for file in src.rglob("CMakeLists.txt"):
+        if declared := re.search(r"tessaly_room\(([^)]*)\)", file.read_text()):
+            texts[file.parent.relative_to(src).as_posix()] = declared[1].partition("WITHOUT")[0].split()
+    folders = {words[0]: folder for folder, words in texts.items()}
+    depends = {folder: words[words.index("DEPENDS") + 1:] if "DEPENDS" in words else []
+               for folder, words in texts.items()}
+    return {folder: {folder, *(folders[word] for word in words if word in folders)} for folder, words in depends.items()}
+
+
+def room_of(path, rooms):
+    """The innermost room that a path below src lies in."""
+    return max((room for room in rooms if path.startswith(room + "/")), key=len, default=None)
 
 
 def allowed(root, rooms, file, included):
@@ -35,12 +44,13 @@ def allowed(root, rooms, file, included):
     if part[0] == "platform":
         return included[0] == "<" or first == "platform"
     if part[0] == "include":
-        return included[0] == '"' and first in {"platform", "tessaly", *ROOMS}
+        return included[0] == '"' and (first in {"platform", "tessaly"} or room_of(name, ROOMS) is not None)
     if part[0] == "app":
         return included[0] == "<" or first == "tessaly" or ("/" not in name and (root / "app" / name).exists())
     if included[0] == "<":
         return name in COMPILER_HEADERS or ("." not in name and "/" not in name and name not in NOT_FOR_THE_LIBRARY)
-    return first == "platform" or first in rooms.get(part[1], set())
+    own = room_of("/".join(part[1:]), rooms)
+    return first == "platform" or room_of(name, rooms) in rooms.get(own, set()) - {None}
 
 
 def violations(root):
@@ -60,17 +70,23 @@ class HouseRules(unittest.TestCase):
                  "src/text/a.h": ["<unistd.h>", "<sys/stat.h>", "<openssl/ssl.h>", "<curl/curl.h>", "<chrono>",
                                   '"tessaly/text.h"', '"include/tessaly/text.h"', '"customers/one_customer.h"',
                                   '"app/draft.h"'],
+                 "src/customers/a.h": ['"customers/extract/extract_action.h"'],
                  "include/tessaly/a.h": ["<string>", '"app/draft.h"'],
                  "app/a.cpp": ['"storage/my_db.h"', '"platform/cstring.h"', '"../src/storage/my_db.h"', '"missing.h"']}
         right = {"platform/posix/b.cpp": ["<unistd.h>", '"platform/file.h"'],
                  "src/text/b.h": ["<string>", '"storage/my_db.h"'],
+                 "src/customers/extract/b.h": ['"customers/one_customer.h"', '"customers/extract/extract_action.h"'],
                  "app/b.cpp": ["<unistd.h>", "<CLI/CLI.hpp>", '"b.h"', '"tessaly/text.h"'], "app/b.h": []}
         with tempfile.TemporaryDirectory() as scratch:
             root = pathlib.Path(scratch)
-            for name, lines in {**wrong, **right, "src/text/CMakeLists.txt": None}.items():
+            rooms = {"storage": "storage", "text": "text DEPENDS storage", "customers": "customers DEPENDS text WITHOUT extract",
+                     "customers/extract": "extract DEPENDS customers"}
+            texts = {f"src/{room}/CMakeLists.txt": f"tessaly_room({words})" for room, words in rooms.items()}
+            for name, lines in {**wrong, **right}.items():
+                texts[name] = "".join(f"#include {line}\n" for line in lines)
+            for name, content in texts.items():
                 (root / name).parent.mkdir(parents=True, exist_ok=True)
-                (root / name).write_text("tessaly_room(text DEPENDS storage)" if lines is None else
-                                         "".join(f"#include {line}\n" for line in lines))
+                (root / name).write_text(content)
             wanted = [f"{name}: {line}" for name in wrong for line in wrong[name]]
             self.assertEqual(sorted(violations(root)), sorted(wanted))
 
