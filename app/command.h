@@ -16,8 +16,14 @@ void AddEnvFile(CLI::App& command, std::string& env_file);
 void AddEnvCommands(CLI::App& program);
 void AddSettingsCommand(CLI::App& program);
 void AddCustomersCommands(CLI::App& program);
+void AddMailCommands(CLI::App& program);
+void AddTargetCommand(CLI::App& program);
+void AddGroupCommands(CLI::App& program);
+void AddTestersCommands(CLI::App& program);
 void AddPreviewCommand(CLI::App& program);
 void AddSendCommand(CLI::App& program);
+void AddReportCommand(CLI::App& program);
+void AddBackupCommands(CLI::App& program);
 void AddPostboxCommand(CLI::App& program);
 
 }  // namespace app

@@ -1,7 +1,4 @@
 #include <algorithm>
-#include <charconv>
-#include <chrono>
-#include <filesystem>
 #include <iostream>
 #include <limits>
 #include <memory>
@@ -10,167 +7,83 @@
 
 #include "command.h"
 #include "crossing.h"
-#include "elements.h"
 #include "failure.h"
-#include "mail_text.h"
-#include "mailing.h"
+#include "mail_status.h"
 #include "progress.h"
 #include "report.h"
+#include "send_history.h"
+#include "sending.h"
+#include "target.h"
 #include "terminal.h"
-#include "tessaly/text.h"
+#include "testers.h"
 
 namespace app {
 namespace {
 
-constexpr std::size_t findings_shown = 20;
 constexpr int most_threads = 64;
 
 struct Arguments {
     Access access;
     std::string env_file;
+    int mail = new_mail;
     std::string draft;
     std::string to = "all";
     std::string smtp;
     int threads = 0;
     std::string report;
     bool resume = false;
+    bool retry = false;
+    bool test = false;
     bool dry_run = false;
     bool force = false;
-    int customer = -1;
 };
 
-bool ReadNumber(std::string_view text, int& value) {
-    auto const [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
-    return error == std::errc() && end == text.data() + text.size();
+void ShowRecipients(std::vector<int> const& ids, Mailing::Fetch const& fetch) {
+    OneCustomer customer;
+    for (int const id : ids)
+        if (fetch(id, customer)) std::cout << id << " " << Out(OnOneLine(customer.Email.View())) << "\n";
+    std::cout << Grouped(ids.size()) << "通を送ります (--dry-run なので送っていません)。\n";
 }
 
-void ShowFindings(std::vector<Finding> const& findings) {
-    for (std::size_t i = 0; i < std::min(findings.size(), findings_shown); ++i)
-        std::cerr << "下書き " << findings[i].line << "行" << findings[i].column
-                  << "文字目: " << findings[i].text << "\n";
-    if (findings.size() > findings_shown)
-        std::cerr << "… ほか " << findings.size() - findings_shown << "か所\n";
-}
+// --- A draft, without a trace in the environment ---
 
-Mailbox SenderOf(Session& session, Draft const& draft) {
-    if (!draft.from.address.IsEmpty()) return draft.from;
-    const std::string address = session.Setting("from.address");
-    if (address.empty())
-        throw Failure(
-            "差出人がありません。「settings ENV from.address=...」で決めるか、下書きに From "
-            "を書いてください。");
-    Mailbox from{Into(session.Setting("from.name"), "差出人の名前"), Into(address, "差出人のアドレス")};
-    if (MailAddressChecker(from.address) != 1)
-        throw Failure("差出人のメールアドレスが正しくありません: " + address);
-    return from;
-}
-
-// "HOST:PORT", "[v6 address]:PORT", or a host alone.
-void ReadServer(std::string const& text, ServerSettings& server) {
-    const std::size_t colon = text.rfind(':');
-    bool const bracketed = text.starts_with('[');
-    const std::size_t close = text.find(']');
-    bool const with_port =
-        colon != text.npos && (!bracketed || close == colon - 1) && (bracketed || text.find(':') == colon);
-    std::string host = with_port ? text.substr(0, colon) : text;
-    if (bracketed && close != text.npos) host = text.substr(1, close - 1);
-    server.host = Into(host, "送信サーバーの名前");
-    if (with_port && (!ReadNumber(std::string_view(text).substr(colon + 1), server.port) || server.port < 1 ||
-                      server.port > 65535))
-        throw Failure("--smtp のポート番号が正しくありません: " + text, exit_usage);
-}
-
-ServerSettings ServerOf(Session& session, Arguments const& arguments) {
-    ServerSettings server;
-    server.host = Into(session.Setting("smtp.host"), "smtp.host");
-    server.port = session.NumberSetting("smtp.port");
-    server.auth = session.Setting("smtp.auth");
-    server.user = Into(session.Setting("smtp.user"), "smtp.user");
-    server.password = Into(session.Setting("smtp.password"), "smtp.password");
-    server.timeout_milliseconds = static_cast<unsigned>(session.NumberSetting("smtp.timeout")) * 1000U;
-    server.mailer = Into(session.Setting("mailer"), "mailer");
-    if (!arguments.smtp.empty()) ReadServer(arguments.smtp, server);
-    if (server.host.IsEmpty())
-        throw Failure(
-            "送信サーバーがありません。「settings ENV smtp.host=...」で決めるか、--smtp をつけてください。");
-    return server;
-}
-
-bool Accepts(CDatabaseEdit& customers, int id) {
-    return customers.GetCustomerDataPinPoint(id, customers::element_direct_mail) == "Y";
-}
-
-// Those who get the mail, in the order of their IDs.
-std::vector<int> Recipients(CDatabaseEdit& customers, std::string const& to) {
-    CArray<int, int> live;
-    customers.GetDBIDWithoutDelete(live);
-    std::vector<int> ids(live.begin(), live.end());
-    if (to != "all") {
-        ids.clear();
-        for (std::string_view rest = to; !rest.empty();) {
-            const std::size_t comma = std::min(rest.find(','), rest.size());
-            int id = 0;
-            if (!ReadNumber(rest.substr(0, comma), id))
-                throw Failure("--to は all か、個人情報IDをカンマで並べたものです: " + to, exit_usage);
+std::vector<int> RecipientsOfDraft(CDatabaseEdit& customers, std::string const& to) {
+    std::vector<int> ids;
+    if (to == "all") {
+        CArray<int, int> live;
+        customers.GetDBIDWithoutDelete(live);
+        ids.assign(live.begin(), live.end());
+    } else {
+        ids = IdsIn(to, "--to は all か、--to");
+        for (int const id : ids)
             if (customers.FindCustomerID(id, 0) != 1)
                 throw Failure("その個人情報IDの顧客はいません: " + std::to_string(id));
-            ids.push_back(id);
-            rest.remove_prefix(std::min(comma + 1, rest.size()));
-        }
     }
     std::sort(ids.begin(), ids.end());
     ids.erase(std::unique(ids.begin(), ids.end()), ids.end());
-    const std::size_t asked = ids.size();
-    std::erase_if(ids, [&](int id) { return !Accepts(customers, id); });
-    if (asked > ids.size())
-        std::cerr << "DMを受け取らない顧客 " << Grouped(asked - ids.size()) << "人には送りません。\n";
+    DropRefusers(customers, ids);
     return ids;
 }
 
-void ShowTotals(Mailing const& mailing, std::size_t asked, double seconds) {
-    const std::uint64_t done = mailing.Done(), sent = mailing.Sent();
-    std::cout << "送信 " << Grouped(sent) << "通、送れず " << Grouped(done - sent) << "通";
-    if (done < asked) std::cout << "、残り " << Grouped(asked - done) << "通";
-    std::cout << " (" << static_cast<long>(seconds * 10) / 10.0 << "秒、毎秒"
-              << Grouped(static_cast<std::uint64_t>(seconds > 0 ? static_cast<double>(done) / seconds : 0))
-              << "通)\n";
-}
-
-// The transfer logs belong to the environment, not beside the library, where a sender can seldom write.
-void KeepLogIn(std::string const& folder) {
-    std::error_code ignored;
-    std::filesystem::create_directory(folder, ignored);
-    platform::SetModuleDirectory(folder);
-}
-
-void Dispatch(Session& session, Arguments const& arguments, Draft const& draft, Mailbox const& from,
-              std::vector<int> ids) {
-    const ServerSettings server = ServerOf(session, arguments);
-    KeepLogIn(session.DataDirectory() + "/LOG");
+void SendDraft(Session& session, Arguments const& arguments, Draft const& draft) {
+    const Mailbox from = SenderOf(session, draft.from);
+    const MailContent content = ContentOf(draft);
+    const Mailing::Fetch fetch = FetchFrom(session.Customers());
+    std::vector<int> ids = RecipientsOfDraft(session.Customers(), arguments.to);
+    if (ids.empty()) throw Failure("送る相手がいません。");
+    if (arguments.dry_run) return ShowRecipients(ids, fetch);
+    const ServerSettings server = ServerOf(session, arguments.smtp);
     std::optional<Report> report;
     if (!arguments.report.empty()) {
         report.emplace(arguments.report, arguments.resume);
-        const std::size_t all = ids.size();
-        std::erase_if(ids, [&](int id) { return report->Settled().contains(id); });
-        if (all > ids.size())
-            std::cerr << "前回までに済んだ " << Grouped(all - ids.size()) << "通は送りません。\n";
+        auto const settled = std::erase_if(ids, [&](int id) { return report->Settled().contains(id); });
+        if (settled > 0) std::cerr << "前回までに済んだ " << Grouped(settled) << "通は送りません。\n";
     }
-    Mailing mailing(session.Customers(), draft, from, server, [&](Delivery const& delivery) {
+    Mailing mailing(content, from, server, fetch, [&](Delivery const& delivery) {
         if (report) report->Add(delivery);
-        if (delivery.outcome != Outcome::sent)
-            Say(std::string(NameOf(delivery.outcome)) + " " + std::to_string(delivery.id) + " <" +
-                Out(delivery.address) + ">: " + delivery.reply);
+        ShowFailure(delivery);
     });
-    int const threads =
-        std::min<int>(arguments.threads > 0 ? arguments.threads : session.NumberSetting("send.threads"),
-                      static_cast<int>(std::max<std::size_t>(ids.size(), 1)));
-    auto const start = std::chrono::steady_clock::now();
-    {
-        const Progress progress("送信", "通", ids.size(), [&] { return mailing.Done(); });
-        mailing.Run(ids, threads);
-    }
-    ShowTotals(mailing, ids.size(),
-               std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count());
+    RunMailing(session, mailing, ids, arguments.threads);
     if (!mailing.Stopped().empty()) {
         throw Failure(mailing.Stopped() +
                       (report ? "\n同じコマンドに --resume をつけると、続きを送れます。"
@@ -179,85 +92,214 @@ void Dispatch(Session& session, Arguments const& arguments, Draft const& draft, 
     if (mailing.Sent() < ids.size()) throw Failure("送れなかった宛先があります。");
 }
 
+// --- A stored mail to the test customers ---
+
+void SendTest(Session& session, Arguments const& arguments) {
+    const std::vector<OneCustomer> testers = Testers(session);
+    if (testers.empty())
+        throw Failure(
+            "テスト送信の相手がいません。「tessaly testers add ENV メールアドレス=...」で登録してください。");
+    const MailContent content = ContentOf(session, arguments.mail);
+    const Mailbox from = SenderOf(session);
+    auto const fetch = [&](int id, OneCustomer& customer) {
+        auto const found = std::find_if(testers.begin(), testers.end(),
+                                        [&](OneCustomer const& tester) { return tester.CustomerID == id; });
+        if (found == testers.end()) return false;
+        customer = *found;
+        return true;
+    };
+    std::vector<int> ids;
+    for (OneCustomer const& tester : testers) ids.push_back(tester.CustomerID);
+    if (arguments.dry_run) return ShowRecipients(ids, fetch);
+    const ServerSettings server = ServerOf(session, arguments.smtp);
+    Mailing mailing(content, from, server, fetch, ShowFailure);
+    RunMailing(session, mailing, ids, arguments.threads);
+    if (!mailing.Stopped().empty()) throw Failure(mailing.Stopped());
+    if (mailing.Sent() < ids.size()) throw Failure("送れなかった宛先があります。");
+}
+
+// --- A stored mail to its recipients ---
+
+// Who is still to get the mail; says whom it leaves out, and why.
+class Choice {
+  public:
+    Choice(Session& session, HistoryListViewer& history)
+        : customers_(session.Customers()), history_(history) {}
+
+    std::vector<int> ToRetry() {
+        CArray<int, int> waiting_rows;
+        if (history_.GetRetryAddress(waiting_rows) < 0) throw Failure(TextOf(history_.GetErrMsg()));
+        std::vector<int> ids(waiting_rows.begin(), waiting_rows.end());
+        std::erase_if(ids, [&](int id) { return IsGone(id); });
+        Tell();
+        DropRefusers(customers_, ids);
+        return ids;
+    }
+    std::vector<int> ToSend(std::vector<int> ids) {
+        std::erase_if(ids, [&](int id) { return IsComplete(id) || IsGone(id) || MayNotRetry(id); });
+        Tell();
+        DropRefusers(customers_, ids);
+        return ids;
+    }
+
+  private:
+    CString State(int id) {
+        return history_.DBID2RowNumber(id) < 0 ? "" : history_.GetElementFromMemoryPinPoint(id, 1);
+    }
+    bool IsComplete(int id) { return Counted(State(id) == "C", complete_); }
+    bool IsGone(int id) { return Counted(customers_.FindCustomerID(id, 0) != 1, gone_); }
+    bool MayNotRetry(int id) {
+        int number = -1;
+        bool const attempted =
+            history_.DBID2RowNumber(id) >= 0 && history_.TransferRetryNum(id, number, 0) == 0 && number >= 0;
+        return Counted(attempted && history_.CheckRetrySendOK(id, 0) < 0, given_up_);
+    }
+    static bool Counted(bool left_out, std::size_t& count) {
+        if (left_out) ++count;
+        return left_out;
+    }
+    void Tell() const {
+        if (complete_ > 0) std::cerr << "もう届いている " << Grouped(complete_) << "人には送りません。\n";
+        if (gone_ > 0) std::cerr << "削除された顧客 " << Grouped(gone_) << "人には送りません。\n";
+        if (given_up_ > 0)
+            std::cerr << "再送信の上限に達した " << Grouped(given_up_) << "人には送りません。\n";
+    }
+
+    CDatabaseEdit& customers_;
+    HistoryListViewer& history_;
+    std::size_t complete_ = 0, gone_ = 0, given_up_ = 0;
+};
+
+void PutInList(Session& session, int mail, char const* status, HistoryListViewer& history) {
+    int sent = 0, errors = 0, opened = 0, total = 0;
+    history.GetNumOneMail(sent, errors, opened, total);
+    session.ChangeMails([&](CMailListViewer& mails) {
+        COneMailData row;
+        if (mails.GetMailData(mail, row) < 0) return;
+        row.SetStatus(status, 0);
+        row.SetSentNumber(sent);
+        row.SetErrorNumber(errors);
+        row.SetOpenNumber(opened);
+        mails.SetMailData(row);
+    });
+}
+
+char const* StatusAfter(HistoryListViewer& history) {
+    CArray<HistorySet, HistorySet> rows;
+    history.GetHDataFromMemoryToStruct(rows, -1, -1);
+    char const* status = status_complete;
+    for (HistorySet const& row : rows) {
+        if (row.State == "W") return status_waiting;
+        if (row.State == "E") status = status_with_errors;
+    }
+    return status;
+}
+
+void RunStored(Session& session, Arguments const& arguments, SendHistory& history,
+               std::vector<int> const& ids) {
+    const MailContent content = ContentOf(session, arguments.mail);
+    const Mailbox from = SenderOf(session);
+    const ServerSettings server = ServerOf(session, arguments.smtp);
+    std::optional<Report> report;
+    if (!arguments.report.empty()) report.emplace(arguments.report, arguments.resume);
+    history.Begin(ids);
+    PutInList(session, arguments.mail, status_sending, history.Rows());
+    Mailing mailing(content, from, server, FetchFrom(session.Customers()), [&](Delivery const& delivery) {
+        history.Record(delivery);
+        if (report) report->Add(delivery);
+        ShowFailure(delivery);
+    });
+    RunMailing(session, mailing, ids, arguments.threads);
+    history.End();
+    PutInList(session, arguments.mail, StatusAfter(history.Rows()), history.Rows());
+    const std::string name = std::to_string(arguments.mail);
+    if (!mailing.Stopped().empty())
+        throw Failure(mailing.Stopped() +
+                      "\n同じコマンドをもう一度実行すると、まだ届いていない人に続きを送ります。");
+    if (mailing.Sent() < ids.size())
+        throw Failure("送れなかった宛先があります。「tessaly report " + arguments.env_file + " " + name +
+                      "」で見られ、「tessaly send " + arguments.env_file + " " + name +
+                      " --retry」で再送信できます。");
+}
+
+void SendStored(Session& session, Arguments const& arguments) {
+    RequireMail(session, arguments.mail);
+    if (arguments.test) return SendTest(session, arguments);
+    const std::vector<int> recipients = RecipientsOf(session, arguments.mail);
+    if (recipients.empty())
+        throw Failure("宛先がありません。「tessaly target " + arguments.env_file + " " +
+                      std::to_string(arguments.mail) + " --where ...」で選んでください。");
+    auto const choose = [&](HistoryListViewer& history) {
+        Choice choice(session, history);
+        return arguments.retry ? choice.ToRetry() : choice.ToSend(recipients);
+    };
+    if (arguments.dry_run) {
+        HistoryListViewer history;
+        LoadHistory(session, arguments.mail, history);
+        return ShowRecipients(choose(history), FetchFrom(session.Customers()));
+    }
+    SendHistory history(session, arguments.mail);
+    const std::vector<int> ids = choose(history.Rows());
+    if (ids.empty()) {
+        std::cout << (arguments.retry ? "再送信する相手はいません。\n" : "送る相手は残っていません。\n");
+        return;
+    }
+    RunStored(session, arguments, history, ids);
+}
+
 void Send(Arguments const& arguments) {
+    bool const stored = arguments.mail != new_mail;
+    if (stored == !arguments.draft.empty())
+        throw Failure("送るもの (メールの番号か --draft のどちらか) を1つ書いてください。", exit_usage);
     if (arguments.resume && arguments.report.empty())
         throw Failure("--resume には --report が要ります。", exit_usage);
+    if (!stored && (arguments.retry || arguments.test))
+        throw Failure("--retry と --test は、保存したメールだけに使えます。", exit_usage);
+    if (stored && arguments.to != "all")
+        throw Failure("保存したメールの宛先は「tessaly target」で選びます。", exit_usage);
+    if (stored) {
+        Session session(arguments.access, arguments.env_file, Session::For::reading);
+        return SendStored(session, arguments);
+    }
     std::vector<Finding> findings;
     const Draft draft = ReadDraft(arguments.draft, findings);
-    ShowFindings(findings);
-    if (!findings.empty() && !arguments.force)
-        throw Failure("下書きに直すところがあるので送りません。このまま送るなら --force をつけてください。");
+    ShowFindings(findings, arguments.force);
     Session session(arguments.access, arguments.env_file, Session::For::reading);
-    const Mailbox from = SenderOf(session, draft);
-    const std::vector<int> ids = Recipients(session.Customers(), arguments.to);
-    if (ids.empty()) throw Failure("送る相手がいません。");
-    if (!arguments.dry_run) return Dispatch(session, arguments, draft, from, ids);
-    for (int const id : ids)
-        std::cout << id << " "
-                  << Out(session.Customers().GetCustomerDataPinPoint(id, customers::element_address)) << "\n";
-    std::cout << Grouped(ids.size()) << "通を送ります (--dry-run なので送っていません)。\n";
-}
-
-void Preview(Arguments const& arguments) {
-    std::vector<Finding> findings;
-    const Draft draft = ReadDraft(arguments.draft, findings);
-    ShowFindings(findings);
-    Session session(arguments.access, arguments.env_file, Session::For::reading);
-    OneCustomer customer;
-    if (session.Customers().GetOneCustomerForEdit(customer, arguments.customer) < 0)
-        throw Failure("その個人情報IDの顧客はいません: " + std::to_string(arguments.customer));
-    const MailText text = Merge(draft, customer);
-    auto const show = [](char const* name, Mailbox const& mailbox) {
-        std::cout << name << Out(mailbox.name) << (mailbox.name.IsEmpty() ? "" : " ") << "<"
-                  << Out(mailbox.address) << ">\n";
-    };
-    show("差出人: ", SenderOf(session, draft));
-    if (!draft.reply_to.address.IsEmpty()) show("返信先: ", draft.reply_to);
-    show("宛先: ", {text.to_name, text.to_address});
-    std::cout << "件名: " << Out(text.subject) << "\n\n";
-    CString body = text.body;
-    body.Replace("\r\n", "\n");
-    std::cout << Out(body) << (body.Right(1) == "\n" ? "" : "\n");
-}
-
-CLI::App* AddOne(CLI::App& program, char const* name, char const* text,
-                 std::shared_ptr<Arguments> const& arguments) {
-    CLI::App* command = program.add_subcommand(name, text);
-    AddEnvFile(*command, arguments->env_file);
-    command->add_option("--draft", arguments->draft, "下書き: Subject などの見出し、空の行、本文 (UTF-8)")
-        ->required()
-        ->type_name("FILE");
-    AddAccess(*command, arguments->access);
-    return command;
+    SendDraft(session, arguments, draft);
 }
 
 }  // namespace
 
-void AddPreviewCommand(CLI::App& program) {
-    auto arguments = std::make_shared<Arguments>();
-    CLI::App* command = AddOne(program, "preview", "1人の顧客に届く文面を表示します", arguments);
-    command->add_option("--customer", arguments->customer, "個人情報ID")
-        ->required()
-        ->check(CLI::Range(0, std::numeric_limits<int>::max()))
-        ->type_name("ID");
-    command->callback([arguments] { Preview(*arguments); });
-}
-
 void AddSendCommand(CLI::App& program) {
     auto arguments = std::make_shared<Arguments>();
-    CLI::App* command = AddOne(program, "send", "顧客の一人ひとりにメールを送ります", arguments);
+    CLI::App* command = program.add_subcommand("send", "宛先の一人ひとりにメールを送ります");
+    AddEnvFile(*command, arguments->env_file);
+    command->add_option("MAIL", arguments->mail, "保存したメールの番号 (mail list で見られます)")
+        ->check(CLI::Range(0, std::numeric_limits<int>::max()))
+        ->type_name("");
     command
-        ->add_option("--to", arguments->to, "all (DMを受け取る顧客の全員)、または個人情報ID (カンマ区切り)")
+        ->add_option("--draft", arguments->draft,
+                     "保存したメールの代わりに送る下書き (Subject などの見出し、空の行、本文。UTF-8)")
+        ->type_name("FILE");
+    command
+        ->add_option("--to", arguments->to,
+                     "--draft の宛先: all (DMを受け取る顧客の全員)、または個人情報ID (カンマ区切り)")
         ->type_name("TO");
+    CLI::Option* retry =
+        command->add_flag("--retry", arguments->retry, "前に送れず、再送信が許される宛先だけに送ります");
+    command->add_flag("--test", arguments->test, "テスト送信の相手 (testers) に送ります。履歴に残りません")
+        ->excludes(retry);
     command->add_option("--smtp", arguments->smtp, "送信サーバー (なければ設定のもの)")
         ->type_name("HOST:PORT");
     command->add_option("--threads", arguments->threads, "同時に使う接続の数")
         ->check(CLI::Range(1, most_threads))
         ->type_name("N");
     command->add_option("--report", arguments->report, "宛先ごとの結果を書くCSVファイル")->type_name("FILE");
-    command->add_flag("--resume", arguments->resume, "--report のファイルにある前回の続きを送ります");
+    command->add_flag("--resume", arguments->resume,
+                      "--report のファイルに書き足します。--draft では、そこにある前回の続きを送ります");
     command->add_flag("--dry-run", arguments->dry_run, "送らずに、宛先だけを表示します");
     command->add_flag("--force", arguments->force, "下書きに指摘があっても送ります");
+    AddAccess(*command, arguments->access);
     command->callback([arguments] { Send(*arguments); });
 }
 

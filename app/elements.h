@@ -34,8 +34,8 @@ class Elements {
 // Why a customer's value cannot be stored, as every way of bringing it in judges; empty when it can.
 std::string RefusalOf(Element const& element, CString const& value);
 
-// The member of a customer that an element stands for; null for those without one of type CString, and for the
-// delete flag, which has commands of its own.
+// The member of a customer that an element stands for; null for those without one of type CString, and for
+// the delete flag, which has commands of its own.
 CString OneCustomer::*MemberOf(int element);
 
 // "TITLE=VALUE"; throws Failure when it is not of that form.

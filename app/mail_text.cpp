@@ -171,27 +171,32 @@ CString HeaderText(CString const& text) {
     return CString(std::string_view(words));
 }
 
-CString HeaderMailbox(Mailbox const& mailbox) {
-    if (mailbox.name.IsEmpty()) return mailbox.address;
-    CString name = HeaderText(mailbox.name);
-    if (name == mailbox.name) {
+CString QuotedName(CString const& text) {
+    CString name = HeaderText(text);
+    if (name == text) {
         name.Replace("\\", "\\\\");
         name.Replace("\"", "\\\"");
-        name = "\"" + name + "\"";
     }
-    return name + " <" + mailbox.address + ">";
+    return "\"" + name + "\"";
 }
 
-MailText Merge(Draft const& draft, OneCustomer const& customer) {
+CString HeaderMailbox(Mailbox const& mailbox) {
+    if (mailbox.name.IsEmpty()) return mailbox.address;
+    const CString words = HeaderText(mailbox.name);
+    return (words == mailbox.name ? QuotedName(mailbox.name) : words) + " <" + mailbox.address + ">";
+}
+
+MailText Merge(MailVersion const& version, CString const& honorific, OneCustomer const& customer) {
     MailText text;
     text.to_address = customer.Email;
     CString name = customer.KanjiSei;
     if (!name.IsEmpty() && !customer.KanjiMei.IsEmpty()) name += " ";
     name += customer.KanjiMei;
+    if (!name.IsEmpty()) name += honorific;
     text.to_name = Mailable(name, true).Trim();
-    text.subject = Mailable(MailWordInsert::GetMailWordInsert(customer, draft.subject, 0), true);
+    text.subject = Mailable(MailWordInsert::GetMailWordInsert(customer, version.subject, 0), true);
     text.body = WithShortLines(
-        CrLfConverter(Mailable(MailWordInsert::GetMailWordInsert(customer, draft.body, 0), false)));
+        CrLfConverter(Mailable(MailWordInsert::GetMailWordInsert(customer, version.body, 0), false)));
     return text;
 }
 

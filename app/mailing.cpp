@@ -72,10 +72,11 @@ class Mailing::Client {
     }
 
     Delivery Send(int id) {
-        Delivery delivery{id, {}, Outcome::failed, {}, {}};
+        Delivery delivery{id, {}, Outcome::failed, {}, {}, true};
         OneCustomer customer;
-        if (mailing_.customers_.GetOneCustomerForEdit(customer, id) < 0) {
+        if (!mailing_.fetch_(id, customer)) {
             delivery.reply = "顧客が見つかりません";
+            delivery.attempted = false;
             return delivery;
         }
         delivery.address = customer.Email;
@@ -84,10 +85,11 @@ class Mailing::Client {
             delivery.reply = "メールアドレスの形が正しくありません";
             return delivery;
         }
-        const MailText text = Merge(mailing_.draft_, customer);
+        MailVersion const& version = mailing_.content_.For(customer.Email);
+        const MailText text = Merge(version, mailing_.content_.honorific, customer);
         delivery.message_id = MailSend::MakeMessageID(mailing_.message_id_text_, id);
         for (int attempt = 1;; ++attempt) {
-            Fill(text, delivery.message_id);
+            Fill(text, version.attachments, delivery.message_id);
             int const result = client_.Send();
             Judge(result, delivery);
             if (!connection_failed_ || attempt == connect_tries || Interrupted()) return delivery;
@@ -100,12 +102,14 @@ class Mailing::Client {
     bool Connected() const { return !connection_failed_; }
 
   private:
-    void Fill(MailText const& text, CString const& message_id) {
+    void Fill(MailText const& text, std::vector<CString> const& attachments, CString const& message_id) {
         client_.ClearMailHeader();
-        for (CString const& line : HeaderLines(mailing_.from_, mailing_.draft_.reply_to,
+        for (CString const& line : HeaderLines(mailing_.from_, mailing_.content_.reply_to,
                                                {text.to_name, text.to_address}, text.subject))
             client_.AddHeader(line);
         client_.SetBody(text.body);
+        client_.ClearAttachFile();
+        for (CString const& part : attachments) client_.AddAttachFile(part);
         client_.SetRecipient(text.to_address);
         client_.SetMessageID(message_id);
     }
@@ -126,6 +130,8 @@ class Mailing::Client {
             return;
         }
         bool const for_good = !refused.IsEmpty() && !IsTemporary(refused[0].message);
+        delivery.attempted =
+            !connection_failed_ && !hopeless_ && error.GetLastCode() != smtp_server_not_ready;
         delivery.outcome = for_good ? Outcome::refused : Outcome::failed;
         delivery.reply = OnOneLine(TextOf(error));
     }
@@ -135,12 +141,12 @@ class Mailing::Client {
     bool connection_failed_ = false, failed_for_all_ = false, hopeless_ = false;
 };
 
-Mailing::Mailing(CDatabaseEdit& customers, Draft const& draft, Mailbox const& from,
-                 ServerSettings const& server, std::function<void(Delivery const&)> on_delivery)
-    : customers_(customers),
-      draft_(draft),
+Mailing::Mailing(MailContent const& content, Mailbox const& from, ServerSettings const& server, Fetch fetch,
+                 std::function<void(Delivery const&)> on_delivery)
+    : content_(content),
       from_(from),
       server_(server),
+      fetch_(std::move(fetch)),
       on_delivery_(std::move(on_delivery)),
       message_id_text_(MessageIdText(from.address)) {
     MailSend::SetXMailer(HeaderText(Mailable(server.mailer, true)));

@@ -6,8 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "draft.h"
-#include "session.h"
+#include "mail_content.h"
 
 // The mailing loop: one mail to each recipient, from several threads, each with a connection of its own.
 namespace app {
@@ -30,12 +29,15 @@ struct Delivery {
     Outcome outcome;
     std::string reply;  // what the server or the library said, on one line
     CString message_id;
+    bool attempted;  // false when the failure came before her turn: no connection, no greeting, no login
 };
 
 class Mailing {
   public:
+    // Gives a recipient's data, from any thread; false when there is no such recipient.
+    using Fetch = std::function<bool(int id, OneCustomer&)>;
     // `on_delivery` is called for each recipient when her mail's outcome is known, by one thread at a time.
-    Mailing(CDatabaseEdit& customers, Draft const& draft, Mailbox const& from, ServerSettings const& server,
+    Mailing(MailContent const& content, Mailbox const& from, ServerSettings const& server, Fetch fetch,
             std::function<void(Delivery const&)> on_delivery);
     // Returns when every mail is out, when Interrupted(), or when the server takes no more; `Stopped` then
     // says why.
@@ -54,10 +56,10 @@ class Mailing {
     void Finish(Delivery const& delivery);
     void Stop(std::string const& why);  // lock_ held
 
-    CDatabaseEdit& customers_;
-    Draft const& draft_;
+    MailContent const& content_;
     Mailbox const& from_;
     ServerSettings const& server_;
+    Fetch fetch_;
     std::function<void(Delivery const&)> on_delivery_;
     const CString message_id_text_;
     std::mutex lock_;

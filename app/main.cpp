@@ -93,8 +93,14 @@ int Run(int argc, char** argv) {
     app::AddEnvCommands(program);
     app::AddSettingsCommand(program);
     app::AddCustomersCommands(program);
+    app::AddMailCommands(program);
+    app::AddTargetCommand(program);
+    app::AddGroupCommands(program);
+    app::AddTestersCommands(program);
     app::AddPreviewCommand(program);
     app::AddSendCommand(program);
+    app::AddReportCommand(program);
+    app::AddBackupCommands(program);
     app::AddPostboxCommand(program);
     NameGroups(program);
     try {

@@ -13,6 +13,7 @@
 #include "crossing.h"
 #include "durable_file.h"
 #include "failure.h"
+#include "safe_change.h"
 #include "settings_catalogue.h"
 #include "terminal.h"
 #include "tessaly/text.h"
@@ -26,18 +27,12 @@ namespace {
 constexpr char const* built_in_key = "tQ7#vL2p-Zk94-mRx8-Tessaly-5-Nw3c-yB6h";
 constexpr auto lock_patience = std::chrono::seconds(5);
 constexpr int keyless_environment = 3;
+constexpr char const* environment_name = "この環境";
+constexpr char const* mail_list_file = "/MAIL/maillist.dat";
 
 fs::path DataDirectoryOf(std::string const& env_file) {
     const fs::path file = fs::absolute(env_file);
     return file.parent_path() / file.stem();
-}
-
-CString KeyOf(EnvManager& environment) {
-    return environment.GetEnvType() == keyless_environment ? CString() : environment.GetDBKey();
-}
-
-char const* KeyOrNull(EnvManager& environment, CString const& key) {
-    return environment.GetEnvType() == keyless_environment ? nullptr : static_cast<char const*>(key);
 }
 
 }  // namespace
@@ -60,22 +55,22 @@ std::string ApplicationKey(Access const& access) {
     return key;
 }
 
-EnvironmentLock::EnvironmentLock(std::string const& data_directory) {
-    const std::string path = data_directory + "/.lock";
+FolderLock::FolderLock(std::string const& folder, std::string const& what) {
+    const std::string path = folder + "/.lock";
     descriptor_ = open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
-    if (descriptor_ < 0) throw Failure("環境に書き込めません: " + data_directory);
+    if (descriptor_ < 0) throw Failure(what + "に書き込めません: " + folder);
     auto const limit = std::chrono::steady_clock::now() + lock_patience;
     while (flock(descriptor_, LOCK_EX | LOCK_NB) != 0) {
         if (std::chrono::steady_clock::now() > limit) {
             close(descriptor_);
-            throw Failure("この環境はほかの tessaly が使っています。終わってからもう一度実行してください: " +
-                          data_directory);
+            throw Failure(what +
+                          "はほかの tessaly が使っています。終わってからもう一度実行してください: " + folder);
         }
         std::this_thread::sleep_for(std::chrono::milliseconds(50));
     }
 }
 
-EnvironmentLock::~EnvironmentLock() { close(descriptor_); }
+FolderLock::~FolderLock() { close(descriptor_); }
 
 Session::Session(Access const& access, std::string const& env_file, For use)
     : env_file_(env_file),
@@ -89,9 +84,13 @@ Session::Session(Access const& access, std::string const& env_file, For use)
     if (!fs::is_directory(data_directory_))
         throw Failure("環境のデータディレクトリがありません: " + data_directory_);
     if (use == For::changing) {
-        lock_ = std::make_unique<EnvironmentLock>(data_directory_);
+        lock_ = std::make_unique<FolderLock>(data_directory_, environment_name);
         std::error_code ignored;
         fs::remove(WorkFile(), ignored);
+        SafeChange::Recover(data_directory_);
+    } else if (SafeChange::Open(data_directory_)) {
+        const FolderLock lock(data_directory_, environment_name);
+        SafeChange::Recover(data_directory_);
     }
     Open(access);
     CheckPassword(access);
@@ -128,17 +127,61 @@ void Session::CheckPassword(Access const& access) {
         throw Failure("起動用パスワードが違います。");
 }
 
+namespace {
+
+// A table whose file is there and holds something, but of which nothing could be read, is damaged.
+bool IsEmptyFile(std::string const& path) {
+    std::error_code error;
+    return fs::file_size(path, error) == 0 && !error;
+}
+
+[[noreturn]] void Damaged(std::string const& what, std::string const& path) {
+    throw Failure(what + "を読めません: " + path +
+                  "\nファイルが欠けているか壊れています。控えから戻してください。");
+}
+
+}  // namespace
+
 CDatabaseEdit& Session::Customers() {
     if (customers_loaded_) return *customers_;
+    const std::string path = data_directory_ + "/DB/database.dat";
     int const rows = customers_->ReadCustomerList();
-    std::error_code error;
-    bool const empty = fs::file_size(data_directory_ + "/DB/database.dat", error) == 0 && !error;
-    if (rows < 0 || (rows == 0 && !empty)) {
-        throw Failure("顧客データを読めません (" + std::to_string(rows) + "): " + data_directory_ +
-                      "/DB/database.dat" + "\nファイルが欠けているか壊れています。控えから戻してください。");
-    }
+    if (rows < 0 || (rows == 0 && !IsEmptyFile(path))) Damaged("顧客データ", path);
     customers_loaded_ = true;
     return *customers_;
+}
+
+void Session::WhileOthersWait(std::function<void()> const& change) {
+    if (lock_) return change();
+    const FolderLock lock(data_directory_, environment_name);
+    change();
+}
+
+// A list that is not there is made, so that the mails in the folders come back into it.
+CMailListViewer& Session::Mails() {
+    if (mails_) return *mails_;
+    WhileOthersWait([&] {
+        const std::string path = data_directory_ + mail_list_file;
+        if (!fs::exists(path)) std::ofstream(path).close();
+        bool const empty = IsEmptyFile(path);
+        auto mails = std::make_unique<CMailListViewer>();
+        bool const read = mails->SetEnvManager(environment_.get()) == 1;
+        if (!read || (mails->CountMail() == 0 && !empty)) Damaged("メールの一覧", path);
+        mails_ = std::move(mails);
+    });
+    return *mails_;
+}
+
+ExtractListViewer& Session::Groups() {
+    if (groups_) return *groups_;
+    auto groups = std::make_unique<ExtractListViewer>();
+    groups->SetEnvManager(environment_.get(), 0);
+    const std::string path = data_directory_ + "/EXTRACT/extrlist.dat";
+    int const rows = groups->SetExtractListFromFile(0, nullptr);
+    if (rows < 0 || (rows == 0 && fs::exists(path) && !IsEmptyFile(path)))
+        Damaged("保存した宛先の一覧", path);
+    groups_ = std::move(groups);
+    return *groups_;
 }
 
 std::string Session::Setting(std::string_view name) {
@@ -161,24 +204,48 @@ void Session::Set(std::string_view name, std::string_view value) {
         throw Failure("設定を変えられません: " + std::string(name) + "\n" + TextOf(options_->GetErrMsg()));
 }
 
+void Session::SaveTable(std::string const& path, std::string const& what,
+                        std::function<bool(CString const& path, char const* key)> const& write) {
+    bool const keyless = environment_->GetEnvType() == keyless_environment;
+    const CString key = keyless ? CString() : environment_->GetDBKey();
+    const std::string target = data_directory_ + "/" + path;
+    bool const saved = (keyless || !key.IsEmpty()) && ReplaceFile(target, [&](std::string const& file) {
+                           return write(IntoPath(file), keyless ? nullptr : static_cast<char const*>(key));
+                       });
+    if (!saved) throw Failure(what + "を書き込めませんでした。前のデータはそのまま残っています: " + target);
+}
+
 void Session::SaveSettings() {
-    const CString key = KeyOf(*environment_);
-    bool const saved = ReplaceFile(data_directory_ + "/systemoption.dat", [&](std::string const& file) {
-        return options_->SaveCSVFileCompel(IntoPath(file), KeyOrNull(*environment_, key)) == 1;
+    SaveTable("systemoption.dat", "設定", [&](CString const& path, char const* key) {
+        return options_->SaveCSVFileCompel(path, key) == 1;
     });
-    if (!saved)
-        throw Failure("設定を書き込めませんでした。前の設定はそのまま残っています: " + data_directory_);
 }
 
 void Session::SaveCustomers() {
-    const CString key = KeyOf(*environment_);
-    bool const saved = ReplaceFile(data_directory_ + "/DB/database.dat", [&](std::string const& file) {
-        return customers_->WriteFromMemoryToFileAppointFileName(IntoPath(file),
-                                                                KeyOrNull(*environment_, key)) == 0;
+    SaveTable("DB/database.dat", "顧客データ", [&](CString const& path, char const* key) {
+        return customers_->WriteFromMemoryToFileAppointFileName(path, key) == 0;
     });
-    if (!saved)
-        throw Failure("顧客データを書き込めませんでした。前のデータはそのまま残っています: " +
-                      data_directory_);
+}
+
+void Session::SaveMails() {
+    SaveTable("MAIL/maillist.dat", "メールの一覧", [&](CString const& path, char const* key) {
+        return mails_->WriteFromMemoryToFileAppointFileName(path, key) == 0;
+    });
+}
+
+void Session::ChangeMails(std::function<void(CMailListViewer&)> const& change) {
+    Mails();
+    WhileOthersWait([&] {
+        if (mails_->ReadMailList() < 0) Damaged("メールの一覧", data_directory_ + mail_list_file);
+        change(*mails_);
+        SaveMails();
+    });
+}
+
+void Session::SaveGroups() {
+    SaveTable("EXTRACT/extrlist.dat", "保存した宛先の一覧", [&](CString const& path, char const* key) {
+        return groups_->WriteFromMemoryToFileAppointFileName(path, key) == 1;
+    });
 }
 
 namespace {
@@ -239,6 +306,8 @@ void CreateEnvironment(Access const& access, std::string const& env_file, std::s
     if (customers.WriteFromMemoryToFileAppointFileName(IntoPath((data / "DB" / "database.dat").string()),
                                                        environment.GetDBKey()) != 0)
         throw Failure("顧客データを書き込めませんでした: " + data.string());
+    if (!std::ofstream(data / "MAIL" / "maillist.dat"))
+        throw Failure("メールの一覧を作れません: " + data.string());
     if (!new_password.empty() &&
         (environment.SetEnvPassword(password) < 0 || environment.SetUseEnvPasswordFlag("Y") < 0))
         throw Failure("起動用パスワードを設定できませんでした。");

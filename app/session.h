@@ -1,11 +1,13 @@
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <string>
 #include <string_view>
 
 #include "tessaly/customers.h"
 #include "tessaly/environment.h"
+#include "tessaly/mailstore.h"
 
 // An open environment, as every command of the application uses it.
 namespace app {
@@ -21,14 +23,14 @@ std::string ApplicationKey(Access const& access);
 // The first line of a file; throws Failure naming `what`.
 std::string FirstLineOf(std::string const& host_path, std::string_view what);
 
-// Keeps others from changing the same environment, until it goes away. Throws Failure when it is taken for
-// longer than a few seconds. The lock is free again whenever its process ends.
-class EnvironmentLock {
+// Keeps other processes from changing what lies in a folder, until it goes away. Throws Failure, naming
+// `what`, when it is taken for longer than a few seconds. The lock is free again whenever its process ends.
+class FolderLock {
   public:
-    explicit EnvironmentLock(std::string const& data_directory);
-    ~EnvironmentLock();
-    EnvironmentLock(EnvironmentLock const&) = delete;
-    EnvironmentLock& operator=(EnvironmentLock const&) = delete;
+    FolderLock(std::string const& folder, std::string const& what);
+    ~FolderLock();
+    FolderLock(FolderLock const&) = delete;
+    FolderLock& operator=(FolderLock const&) = delete;
 
   private:
     int descriptor_ = -1;
@@ -43,8 +45,17 @@ class Session {
 
     EnvManager& Environment() { return *environment_; }
     SystemOption& Options() { return *options_; }
-    // Loaded at the first call.
+    // Each loaded at the first call. Mails that have lost their row in the list get one again when it is
+    // loaded, and the library's message says so.
     CDatabaseEdit& Customers();
+    CMailListViewer& Mails();
+    ExtractListViewer& Groups();
+    // The table that Customers loads, for objects that are bound to it before it is needed.
+    CDatabaseEdit& CustomerTable() { return *customers_; }
+
+    // Of a session for reading: what `change` does to the files happens while no other process changes the
+    // environment. One for changing keeps others out all the time.
+    void WhileOthersWait(std::function<void()> const& change);
 
     // Host paths.
     std::string const& EnvFile() const { return env_file_; }
@@ -57,10 +68,19 @@ class Session {
     int NumberSetting(std::string_view name);
     void Set(std::string_view name, std::string_view value);
 
-    // Both write a new file beside the old one and put it in its place in one step, so that a process that
+    // Each writes a new file beside the old one and puts it in its place in one step, so that a process that
     // dies in between leaves the old one whole.
     void SaveSettings();
     void SaveCustomers();
+    void SaveMails();
+    void SaveGroups();
+    // Reads the list of mails again, changes it and saves it, with others kept out meanwhile: a session for
+    // reading does not know what they did since.
+    void ChangeMails(std::function<void(CMailListViewer&)> const& change);
+    // As SaveSettings for any data file, by its path below the data directory. `write` gets the path (of the
+    // library) and the key to write with. Throws Failure, naming `what`.
+    void SaveTable(std::string const& path, std::string const& what,
+                   std::function<bool(CString const& path, char const* key)> const& write);
 
   private:
     void Open(Access const& access);
@@ -68,11 +88,13 @@ class Session {
 
     std::string env_file_;
     std::string data_directory_;
-    std::unique_ptr<EnvironmentLock> lock_;
+    std::unique_ptr<FolderLock> lock_;
     std::unique_ptr<EnvManager> environment_;
     std::unique_ptr<SystemOption> options_;
     std::unique_ptr<CDatabaseEdit> customers_;
     bool customers_loaded_ = false;
+    std::unique_ptr<CMailListViewer> mails_;
+    std::unique_ptr<ExtractListViewer> groups_;
 };
 
 // Makes the environment file, its directories, a full settings record and an empty customer table. Throws

@@ -1,7 +1,10 @@
 #pragma once
 
-// Customers: the customer row, the database, its queries and imports.
+// Customers: the customer row, the database, its queries and imports, and the choice of target groups.
 
 #include "customers/customer_elements.h"
 #include "customers/database_edit.h"
+#include "customers/extract/extract_action.h"
+#include "customers/extract/extract_list_viewer.h"
+#include "customers/extract/extract_result_detail.h"
 #include "customers/one_customer.h"

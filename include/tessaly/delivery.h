@@ -1,9 +1,12 @@
 #pragma once
 
-// Merge words, terminal type, the socket layer and the SMTP client.
+// Merge words, terminal type, the socket layer, the SMTP client, the send history, test mailing and sizes.
 
+#include "delivery/history_list_viewer.h"
 #include "delivery/mail_send.h"
 #include "delivery/mail_send_err.h"
+#include "delivery/mail_size.h"
 #include "delivery/mail_word_insert.h"
 #include "delivery/socket_support.h"
+#include "delivery/test_mailing_info.h"
 #include "delivery/xemail.h"

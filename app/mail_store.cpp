@@ -1,0 +1,238 @@
+#include "mail_store.h"
+
+#include <algorithm>
+#include <filesystem>
+#include <iostream>
+
+#include "crossing.h"
+#include "failure.h"
+#include "safe_change.h"
+#include "target.h"
+
+namespace fs = std::filesystem;
+
+namespace app {
+namespace {
+
+constexpr int attachments_per_terminal = 5;  // format of the attachment lists: one for each terminal
+constexpr int text_slots = 7;
+constexpr char text_kind = 'N';
+constexpr std::uintmax_t largest_attachment = 2 << 20;
+constexpr std::string_view not_for_names = "\\/:*?\"<>|";
+
+struct MediaType {
+    std::string_view extension;
+    char const* type;
+};
+constexpr MediaType media_types[] = {
+    {".pdf", "application/pdf"},
+    {".zip", "application/zip"},
+    {".jpg", "image/jpeg"},
+    {".jpeg", "image/jpeg"},
+    {".png", "image/png"},
+    {".gif", "image/gif"},
+    {".doc", "application/msword"},
+    {".xls", "application/vnd.ms-excel"},
+    {".ppt", "application/vnd.ms-powerpoint"},
+    {".docx", "application/vnd.openxmlformats-officedocument.wordprocessingml.document"},
+    {".xlsx", "application/vnd.openxmlformats-officedocument.spreadsheetml.sheet"},
+    {".pptx", "application/vnd.openxmlformats-officedocument.presentationml.presentation"},
+};
+
+// Texts go as bytes too: nobody knows in which code the file is.
+char const* MediaTypeOf(std::string const& file) {
+    std::string extension = fs::path(file).extension().string();
+    std::transform(extension.begin(), extension.end(), extension.begin(),
+                   [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c; });
+    for (MediaType const& known : media_types)
+        if (known.extension == extension) return known.type;
+    return "application/octet-stream";
+}
+
+char KindOf(Session& session, int id) {
+    COneMailData row;
+    if (session.Mails().GetMailData(id, row) < 0) return text_kind;
+    char const kind = row.GetTextOrHtmlMailFlag();
+    return kind == ' ' ? text_kind : kind;
+}
+
+// The work folder of the library, through which attachments go in and out; empty before and after.
+class WorkFolder {
+  public:
+    explicit WorkFolder(Session& session) : path_(session.DataDirectory() + "/MAIL/ATEMP") { Empty(); }
+    ~WorkFolder() { Empty(); }
+    WorkFolder(WorkFolder const&) = delete;
+    WorkFolder& operator=(WorkFolder const&) = delete;
+    void Take(NewAttachment const& added) const {
+        const fs::path folder = path_ / terminal_names[static_cast<std::size_t>(added.terminal)];
+        std::error_code error;
+        fs::create_directories(folder, error);
+        fs::copy_file(added.file, folder / Out(added.entry.m_strFileName),
+                      fs::copy_options::overwrite_existing, error);
+        if (error) throw Failure("添付ファイルを読めません: " + added.file + "\n" + error.message());
+    }
+
+  private:
+    void Empty() const {
+        std::error_code ignored;
+        fs::remove_all(path_, ignored);
+    }
+    fs::path path_;
+};
+
+[[noreturn]] void NotStored(OneMailMaker& maker) {
+    throw Failure("メールを保存できませんでした。前の状態のままです。\n" + TextOf(maker.GetErrMsg()));
+}
+
+OneMail Opened(OneMailMaker& maker, char kind) {
+    OneMail mail;
+    if (maker.GetOneMailData(mail, kind, attachments_per_terminal) < 0)
+        throw Failure("メールを開けません。\n" + TextOf(maker.GetErrMsg()));
+    return mail;
+}
+
+AttachWriter& Bind(AttachWriter& attachments, Session& session, int id) {
+    attachments.SetEnvManager(&session.Environment());
+    attachments.SetVersion(attachments_per_terminal);
+    attachments.SetMailID(id);
+    attachments.SetFlagForDeleteFileInTemp(0);
+    return attachments;
+}
+
+void Warn(OneMail const& mail) {
+    for (int slot = 0; slot < terminal_count; ++slot) {
+        const std::string terminal = terminal_names[static_cast<std::size_t>(slot)];
+        if (mail.m_strSubject[slot].GetLength() > MailWriter::subject_limit)
+            std::cerr << "件名が長めです (" << terminal
+                      << ")。相手のメールソフトで途中までしか見えないかもしれません。\n";
+        if (mail.m_strBody[slot].GetLength() > MailWriter::body_limit)
+            std::cerr << "本文が長めです (" << terminal << "): " << mail.m_strBody[slot].GetLength()
+                      << "バイト\n";
+    }
+}
+
+}  // namespace
+
+TermType TerminalNamed(std::string_view name) {
+    auto const found = std::find(terminal_names.begin(), terminal_names.end(), name);
+    if (found == terminal_names.end())
+        throw Failure("--terminal は pc、nd、at、sb、wl のどれかです: " + std::string(name), exit_usage);
+    return static_cast<TermType>(found - terminal_names.begin());
+}
+
+bool IsDeleted(Session& session, int id) {
+    CString status;
+    return session.Mails().GetMailDataPinPoint(id, CMailListViewer::column_status, status) == 0 &&
+           status == "S";
+}
+
+void RequireMail(Session& session, int id, Deleted deleted) {
+    if (session.Mails().FindMailData(id) != 0)
+        throw Failure("その番号のメールはありません: " + std::to_string(id) +
+                      "\n「tessaly mail list」で見られます。");
+    if (deleted == Deleted::refuse && IsDeleted(session, id))
+        throw Failure("削除したメールです: " + std::to_string(id) + " (mail restore で戻せます)");
+}
+
+std::string NameOfMail(Session& session, int id) {
+    CString title;
+    session.Mails().GetMailDataPinPoint(id, CMailListViewer::column_title, title);
+    return std::to_string(id) + ": " + Out(OnOneLine(title.View()));
+}
+
+std::string MailFolder(int id) { return "MAIL/" + std::to_string(id); }
+
+std::string MailFile(int id, std::string_view kind) {
+    return MailFolder(id) + "/" + std::string(kind) + std::to_string(id) + ".dat";
+}
+
+OneMail ReadMail(Session& session, int id) {
+    OneMail mail;
+    COneMailData row;
+    MailWriter texts;
+    texts.SetTermNum(text_slots);
+    texts.SetEnvManager(&session.Environment());
+    if (session.Mails().GetMailData(id, row) < 0 || !texts.SetMailFromFile(id, 0, nullptr))
+        throw Failure("メールを読めません: " + std::to_string(id) + "\n" + TextOf(texts.GetErrMsg()));
+    mail.m_strAddressName = row.GetAddressName();
+    mail.m_strHonorific = row.GetHonorific();
+    mail.m_dtReserve = row.GetReserveDate();
+    AttachWriter attachments;
+    Bind(attachments, session, id);
+    for (int slot = 0; slot < text_slots; ++slot) {
+        mail.m_strSubject[slot] = texts.GetMailElement(0, static_cast<TermType>(slot));
+        mail.m_strBody[slot] = texts.GetMailElement(1, static_cast<TermType>(slot));
+        if (!attachments.SetTermType(static_cast<TermType>(slot))) continue;
+        if (!attachments.LoadAttachList(nullptr))
+            throw Failure("添付ファイルの一覧を読めません: " + std::to_string(id) + "\n" +
+                          TextOf(attachments.GetErrMsg()));
+        for (int i = 0; i < attachments.GetFileNum(); ++i)
+            mail.m_aAttach[slot].Add(
+                {attachments.GetAttachListElement(i, 0), attachments.GetAttachListElement(i, 1)});
+    }
+    return mail;
+}
+
+CString AttachmentText(Session& session, int id, TermType terminal, CString const& name) {
+    AttachWriter attachments;
+    Bind(attachments, session, id).SetTermType(terminal);
+    CString text;
+    if (!attachments.GetAttachDataString(name, text)) throw Failure("添付ファイルを読めません: " + Out(name));
+    return text;
+}
+
+NewAttachment AttachmentOf(TermType terminal, std::string const& file) {
+    const std::string name = fs::path(file).filename().string();
+    std::error_code error;
+    if (!fs::is_regular_file(file, error)) throw Failure("添付するファイルがありません: " + file);
+    if (fs::file_size(file, error) > largest_attachment || error) {
+        CString text;
+        CErrMsg::GetErrMsgFromDefined(attach_file_too_large, text);
+        text.Replace("\r\n", "\n");
+        throw Failure(file + ": " + Out(text));
+    }
+    if (name.find_first_of(not_for_names) != name.npos)
+        throw Failure("添付するファイルの名前に使えない文字 (" + std::string(not_for_names) +
+                      ") があります: " + name);
+    return {terminal, {Into(name, "添付するファイルの名前"), MediaTypeOf(file)}, file};
+}
+
+int StoreMail(Session& session, int id, std::vector<NewAttachment> const& added,
+              std::function<void(OneMail&)> const& change) {
+    char const kind = KindOf(session, id);
+    const WorkFolder work(session);
+    OneMailMaker maker(&session.Environment(), &session.Mails(), id);
+    OneMail mail = Opened(maker, kind);
+    change(mail);
+    Warn(mail);
+    for (NewAttachment const& attachment : added) work.Take(attachment);
+    std::vector<std::string> touched = {"MAIL/maillist.dat"};
+    if (id != new_mail) {
+        touched.push_back(MailFile(id, "mail"));
+        touched.push_back(MailFolder(id) + "/ATTACH");
+    }
+    SafeChange whole(session.DataDirectory(), touched);
+    if (maker.SetOneMailData(mail, kind, attachments_per_terminal) < 0) NotStored(maker);
+    if (id == new_mail) MakeEmptyTarget(session, maker.GetMailID());
+    whole.Keep();
+    return maker.GetMailID();
+}
+
+int CopyMail(Session& session, int id) {
+    const WorkFolder work(session);
+    char const kind = KindOf(session, id);
+    OneMailMaker source(&session.Environment(), &session.Mails(), id);
+    OneMail mail = Opened(source, kind);
+    SafeChange whole(session.DataDirectory(), {"MAIL/maillist.dat"});
+    COneMailData row;
+    if (session.Mails().GetMailDataForReprint(id, row) < 0)
+        throw Failure("メールを写せませんでした: " + std::to_string(id));
+    OneMailMaker copy(&session.Environment(), &session.Mails(), row.GetMailID());
+    if (copy.SetOneMailData(mail, kind, attachments_per_terminal) < 0) NotStored(copy);
+    MakeEmptyTarget(session, row.GetMailID());
+    CopyConditions(session, id, row.GetMailID());
+    whole.Keep();
+    return row.GetMailID();
+}
+
+}  // namespace app

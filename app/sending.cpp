@@ -1,0 +1,141 @@
+#include "sending.h"
+
+#include <algorithm>
+#include <charconv>
+#include <chrono>
+#include <filesystem>
+#include <iostream>
+
+#include "crossing.h"
+#include "failure.h"
+#include "progress.h"
+#include "tessaly/text.h"
+
+namespace app {
+namespace {
+
+constexpr std::size_t findings_shown = 20;
+
+bool ReadNumber(std::string_view text, int& value) {
+    auto const [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+    return error == std::errc() && end == text.data() + text.size();
+}
+
+// "HOST:PORT", "[v6 address]:PORT", or a host alone.
+void ReadServer(std::string const& text, ServerSettings& server) {
+    const std::size_t colon = text.rfind(':');
+    bool const bracketed = text.starts_with('[');
+    const std::size_t close = text.find(']');
+    bool const with_port =
+        colon != text.npos && (!bracketed || close == colon - 1) && (bracketed || text.find(':') == colon);
+    std::string host = with_port ? text.substr(0, colon) : text;
+    if (bracketed && close != text.npos) host = text.substr(1, close - 1);
+    server.host = Into(host, "送信サーバーの名前");
+    if (with_port && (!ReadNumber(std::string_view(text).substr(colon + 1), server.port) || server.port < 1 ||
+                      server.port > 65535))
+        throw Failure("--smtp のポート番号が正しくありません: " + text, exit_usage);
+}
+
+void ShowTotals(Mailing const& mailing, std::size_t asked, double seconds) {
+    const std::uint64_t done = mailing.Done(), sent = mailing.Sent();
+    std::cout << "送信 " << Grouped(sent) << "通、送れず " << Grouped(done - sent) << "通";
+    if (done < asked) std::cout << "、残り " << Grouped(asked - done) << "通";
+    std::cout << " (" << static_cast<long>(seconds * 10) / 10.0 << "秒、毎秒"
+              << Grouped(static_cast<std::uint64_t>(seconds > 0 ? static_cast<double>(done) / seconds : 0))
+              << "通)\n";
+}
+
+// The transfer logs belong to the environment, not beside the library, where a sender can seldom write.
+void KeepLogIn(std::string const& folder) {
+    std::error_code ignored;
+    std::filesystem::create_directory(folder, ignored);
+    platform::SetModuleDirectory(folder);
+}
+
+}  // namespace
+
+Mailbox SenderOf(Session& session, Mailbox const& given) {
+    if (!given.address.IsEmpty()) return given;
+    const std::string address = session.Setting("from.address");
+    if (address.empty())
+        throw Failure("差出人がありません。「settings ENV from.address=...」で決めてください。");
+    Mailbox from{Into(session.Setting("from.name"), "差出人の名前"), Into(address, "差出人のアドレス")};
+    if (MailAddressChecker(from.address) != 1)
+        throw Failure("差出人のメールアドレスが正しくありません: " + address);
+    return from;
+}
+
+ServerSettings ServerOf(Session& session, std::string const& given) {
+    ServerSettings server;
+    server.host = Into(session.Setting("smtp.host"), "smtp.host");
+    server.port = session.NumberSetting("smtp.port");
+    server.auth = session.Setting("smtp.auth");
+    server.user = Into(session.Setting("smtp.user"), "smtp.user");
+    server.password = Into(session.Setting("smtp.password"), "smtp.password");
+    server.timeout_milliseconds = static_cast<unsigned>(session.NumberSetting("smtp.timeout")) * 1000U;
+    server.mailer = Into(session.Setting("mailer"), "mailer");
+    if (!given.empty()) ReadServer(given, server);
+    if (server.host.IsEmpty())
+        throw Failure(
+            "送信サーバーがありません。「settings ENV smtp.host=...」で決めるか、--smtp をつけてください。");
+    return server;
+}
+
+void ShowFindings(std::vector<Finding> const& findings, bool anyway) {
+    for (std::size_t i = 0; i < std::min(findings.size(), findings_shown); ++i)
+        std::cerr << "下書き " << findings[i].line << "行" << findings[i].column
+                  << "文字目: " << findings[i].text << "\n";
+    if (findings.size() > findings_shown)
+        std::cerr << "… ほか " << findings.size() - findings_shown << "か所\n";
+    if (!findings.empty() && !anyway)
+        throw Failure("下書きに直すところがあります。このまま使うなら --force をつけてください。");
+}
+
+std::vector<int> IdsIn(std::string_view text, std::string_view option) {
+    std::vector<int> ids;
+    for (std::string_view rest = text; !rest.empty();) {
+        const std::size_t comma = std::min(rest.find(','), rest.size());
+        int id = 0;
+        if (!ReadNumber(rest.substr(0, comma), id))
+            throw Failure(std::string(option) + " は個人情報IDをカンマで並べたものです: " + std::string(text),
+                          exit_usage);
+        ids.push_back(id);
+        rest.remove_prefix(std::min(comma + 1, rest.size()));
+    }
+    return ids;
+}
+
+bool AcceptsDirectMail(CDatabaseEdit& customers, int id) {
+    return customers.GetCustomerDataPinPoint(id, customers::element_direct_mail) == "Y";
+}
+
+void DropRefusers(CDatabaseEdit& customers, std::vector<int>& ids) {
+    auto const dropped = std::erase_if(ids, [&](int id) { return !AcceptsDirectMail(customers, id); });
+    if (dropped > 0) std::cerr << "DMを受け取らない顧客 " << Grouped(dropped) << "人には送りません。\n";
+}
+
+Mailing::Fetch FetchFrom(CDatabaseEdit& customers) {
+    return [&customers](int id, OneCustomer& customer) {
+        return customers.GetOneCustomerForEdit(customer, id) == CDatabaseEdit::ok;
+    };
+}
+
+void ShowFailure(Delivery const& delivery) {
+    if (delivery.outcome == Outcome::sent) return;
+    Say(std::string(NameOf(delivery.outcome)) + " " + std::to_string(delivery.id) + " <" +
+        Out(delivery.address) + ">: " + delivery.reply);
+}
+
+void RunMailing(Session& session, Mailing& mailing, std::vector<int> const& ids, int threads) {
+    KeepLogIn(session.DataDirectory() + "/LOG");
+    int const wanted = threads > 0 ? threads : session.NumberSetting("send.threads");
+    auto const start = std::chrono::steady_clock::now();
+    {
+        const Progress progress("送信", "通", ids.size(), [&] { return mailing.Done(); });
+        mailing.Run(ids, std::min<int>(wanted, static_cast<int>(std::max<std::size_t>(ids.size(), 1))));
+    }
+    ShowTotals(mailing, ids.size(),
+               std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count());
+}
+
+}  // namespace app

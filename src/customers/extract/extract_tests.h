@@ -1,0 +1,35 @@
+#pragma once
+
+#include <string_view>
+
+#include "platform/cstring.h"
+
+// The tests of a condition on one value of a customer. 1: the value passes. All texts end with a NUL. `flag`
+// is "Y" for the positive sense, "N" for the negated one.
+namespace customers {
+
+inline constexpr int passes = 1;
+inline constexpr int fails = 0;
+
+// With one of the two texts empty the other sense than "Y" passes; with both empty, "Y". Else: `value` occurs
+// in `data` (beginning at a whole character); both are the same number; `value` occurs in the full date text
+// of `data`, so that part of a date stands for all dates that hold it.
+int Check_Equal_String(std::string_view data, std::string_view value, std::string_view flag);
+int Check_Equal_Number(std::string_view data, std::string_view value, std::string_view flag);
+int Check_Equal_Date(std::string_view data, std::string_view value, std::string_view flag);
+
+// Whether `data` lies between two bounds, both included, an empty one being none; empty data never pass.
+// Texts compare character by character. The bounds of a date are as LowerDate and UpperDate give them.
+int Check_Renge_String(std::string_view data, std::string_view low, std::string_view high,
+                       std::string_view flag);
+int Check_Renge_Number(std::string_view data, std::string_view low, std::string_view high,
+                       std::string_view flag);
+int Check_Renge_Date(std::string_view data, std::string_view low, std::string_view high,
+                     std::string_view flag);
+
+// The bound as a full date text: part of a date stands for the first second of that time, and for the last.
+// Empty stays empty.
+CString LowerDate(CString const& bound);
+CString UpperDate(CString const& bound);
+
+}  // namespace customers

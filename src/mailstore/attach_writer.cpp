@@ -1,0 +1,243 @@
+#include "mailstore/attach_writer.h"
+
+#include <algorithm>
+#include <limits>
+#include <string>
+#include <string_view>
+
+#include "environment/data_key.h"
+#include "environment/env_manager.h"
+#include "mime/transfer_encodings.h"
+#include "platform/file.h"
+#include "platform/mbcs.h"
+#include "storage/decimal.h"
+#include "text/directories.h"
+
+namespace {
+
+constexpr int line_length = 76;
+constexpr std::string_view line_end = "\r\n";
+constexpr char const* terminal_names[] = {"pc", "nd", "at", "sb", "wl"};
+
+bool IsPlainName(std::string_view name) {
+    if (name.empty() || name == "." || name == "..") return false;
+    for (std::size_t at = 0; at < name.size();) {
+        const std::size_t size = platform::CharacterSize(name, at);
+        auto const byte = static_cast<unsigned char>(name[at]);
+        if (size == 1 && (byte < 0x20 || byte == '\\' || byte == '/' || byte == ':')) return false;
+        at += size;
+    }
+    return true;
+}
+
+std::string Encoded(std::string const& content) {
+    std::string text(mime::Base64BodyRoom(content.size(), line_length), '\0');
+    base64encoding(reinterpret_cast<unsigned char*>(text.data()),
+                   reinterpret_cast<unsigned char const*>(content.data()), static_cast<int>(content.size()),
+                   line_length);
+    text.pop_back();  // the NUL
+    return text;
+}
+
+// Whether the Base64 form of a content still has a length that an int can tell.
+bool CanBeEncoded(std::string const& content) {
+    return mime::Base64BodyRoom(content.size(), line_length) <= std::numeric_limits<int>::max();
+}
+
+void RemoveLineEnds(std::string& text) {
+    std::erase_if(text, [](char c) { return c == '\r' || c == '\n'; });
+}
+
+}  // namespace
+
+AttachWriter::~AttachWriter() {
+    if (!empties_work_folder_) return;
+    if (const CString folder = GetFolderPathForAttachFileTemporary(); !folder.IsEmpty())
+        ClearDirectoryCompel(folder);
+}
+
+int AttachWriter::Fail(int code) {
+    error_.SetErr(code);
+    return failed;
+}
+
+int AttachWriter::SetEnvManager(EnvManager* env) {
+    if (env_ || !env) return failed;
+    env_ = env;
+    return done;
+}
+
+int AttachWriter::SetVersion(int version) {
+    if (version < version_plain || version > version_terminals) return failed;
+    version_ = version;
+    return done;
+}
+
+int AttachWriter::SetMailID(long id) {
+    if (id < new_mail || id > std::numeric_limits<int>::max()) return failed;
+    mail_id_ = static_cast<int>(id);
+    if (mail_id_ == new_mail) DeleteAllString();
+    return done;
+}
+
+int AttachWriter::SetTermType(TermType term) {
+    if (term < 0 || term >= terminal_count) return failed;
+    term_ = term;
+    return done;
+}
+
+// What the work folder hangs on; it is the same for every mail.
+bool AttachWriter::KnowsFolders() const {
+    return env_ && version_ != not_set_yet && (version_ != version_terminals || term_ != not_set_yet);
+}
+
+bool AttachWriter::CheckNecessaryInfo() const { return KnowsFolders() && mail_id_ >= new_mail; }
+
+CString AttachWriter::TermName() const { return terminal_names[term_]; }
+
+// Empty for a new mail.
+CString AttachWriter::UnderMailFolder(CString const& rest) const {
+    if (!CheckNecessaryInfo() || mail_id_ == new_mail) return {};
+    CString path = env_->DataPath("MAIL\\" + storage::Decimal(mail_id_) + rest);
+    PathFix(path);
+    return path;
+}
+
+CString AttachWriter::GetDirPathForAttachFileList() const {
+    return UnderMailFolder(version_ == version_terminals ? "\\ATTACH\\" : "");
+}
+
+CString AttachWriter::GetFilePathForAttachFileList() const {
+    const CString file = storage::Decimal(mail_id_) + ".dat";
+    return UnderMailFolder(version_ == version_terminals
+                               ? "\\ATTACH\\at_" + (KnowsFolders() ? TermName() : "") + file
+                               : "\\attc" + file);
+}
+
+CString AttachWriter::GetFolderPathForAttachFileBody() const {
+    if (!KnowsFolders()) return {};
+    return UnderMailFolder(version_ == version_terminals ? "\\ATTACH\\" + TermName() + "\\" : "\\ATTACH\\");
+}
+
+CString AttachWriter::GetFolderPathForAttachFileTemporary() const {
+    if (!KnowsFolders()) return {};
+    CString path =
+        env_->DataPath(version_ == version_terminals ? "MAIL\\ATEMP\\" + TermName() + "\\" : "MAIL\\ATEMP\\");
+    PathFix(path);
+    return path;
+}
+
+// Empty for a name that could lead elsewhere.
+CString AttachWriter::BodyPath(CString const& name) const {
+    const CString folder = GetFolderPathForAttachFileBody();
+    return folder.IsEmpty() || !IsPlainName(name.View()) ? CString() : folder + name + ".base64";
+}
+
+int AttachWriter::LoadAttachList(char const* key) {
+    if (!CheckNecessaryInfo()) return failed;
+    SetElementNumber(element_count);
+    if (mail_id_ == new_mail) return done;
+    const environment::DataKey used(*env_, version_ == version_plain || key,
+                                    version_ == version_plain ? nullptr : key);
+    int const result =
+        used.IsKnown() ? LoadCSVFile(GetFilePathForAttachFileList(), used.Get()) : load_wrong_width;
+    bool const nothing = result == load_missing || result == load_empty;
+    if (nothing || result != load_ok || GetElementNumber() != element_count) SetElementNumber(element_count);
+    return nothing || (result == load_ok && GetRecordNumber() > 0) ? done : Fail(attach_list_format);
+}
+
+CString AttachWriter::GetAttachListElement(int record, int field) {
+    if (record < 0 || record >= GetRecordNumber())
+        error_.SetErr(attach_list_missing);
+    else if (field < 0 || field >= element_count)
+        error_.SetErr(attach_bad_element_number);
+    else
+        return GetStringElement(field, record);
+    return {};
+}
+
+int AttachWriter::SetAttachListRecordToMemory(CString name, CString info) {
+    XCStringArrayEx record(element_count);
+    record[element_name] = name;
+    record[element_info] = info;
+    return InsertString(record) ? set_ok : not_set;
+}
+
+int AttachWriter::InitAttachListAndData() {
+    if (!CheckNecessaryInfo()) return failed;
+    for (int record = 0; record < GetRecordNumber(); ++record)
+        if (const CString path = BodyPath(GetStringElement(element_name, record)); !path.IsEmpty())
+            platform::RemoveFile(path);
+    DeleteAllString();
+    return done;
+}
+
+int AttachWriter::GetAttachDataString(CString name, CString& out) {
+    std::string text;
+    const CString path = BodyPath(name);
+    if (path.IsEmpty() || !platform::ReadWholeFile(path, text)) return failed;
+    out = CString(text.c_str());
+    return done;
+}
+
+int AttachWriter::DecodeAttachDataToWorkDir(CString name) {
+    std::string text;
+    const CString path = BodyPath(name);
+    if (path.IsEmpty() || !platform::ReadWholeFile(path, text)) return failed;
+    RemoveLineEnds(text);
+    std::string content(text.size() + 1, '\0');
+    int const size =
+        text.empty() ? 0 : base64decoding(content.data(), text.c_str(), static_cast<int>(content.size()));
+    if (size < 0) return Fail(attach_file_format);
+    content.resize(static_cast<std::size_t>(size));
+    const CString folder = GetFolderPathForAttachFileTemporary();
+    MakeDirectoryCompel(folder);
+    return platform::WriteWholeFile(folder + name, content) ? done : Fail(attach_file_write_failed);
+}
+
+int AttachWriter::EncodeTempDataToDataDir(CString name, int fromRoot) {
+    const CString target = BodyPath(name);
+    std::string content;
+    const CString folder =
+        fromRoot && env_ ? env_->DataPath("MAIL\\ATEMP\\") : GetFolderPathForAttachFileTemporary();
+    if (target.IsEmpty() || !platform::ReadWholeFile(folder + name, content) || !CanBeEncoded(content))
+        return Fail(attach_file_read_failed);
+    MakeDirectoryCompel(GetFolderPathForAttachFileBody());
+    return platform::WriteWholeFile(target, Encoded(content)) ? done : Fail(attach_file_write_failed);
+}
+
+int AttachWriter::CheckAllFile() {
+    for (int record = 0; record < GetRecordNumber(); ++record) {
+        const CString path = BodyPath(GetStringElement(element_name, record));
+        if (path.IsEmpty() || !platform::Stream(platform::OpenStream(path, "rb")))
+            return Fail(attach_file_missing);
+    }
+    return done;
+}
+
+int AttachWriter::SaveList(CString const& path, bool at_home) {
+    const environment::DataKey key =
+        version_ == version_plain ? environment::DataKey(*env_, 1, nullptr) : environment::DataKey(*env_);
+    bool const saved =
+        key.IsKnown() && (at_home ? SaveCSVFile(path, 0, key.Get()) : SaveCSVFileCopy(path, key.Get()));
+    return saved ? done : Fail(attach_list_write_failed);
+}
+
+int AttachWriter::SaveAttachList() {
+    if (!CheckNecessaryInfo()) return failed;
+    if (mail_id_ == new_mail) return Fail(attach_bad_mail_id_set);
+    MakeDirectoryCompel(GetDirPathForAttachFileList());
+    return SaveList(GetFilePathForAttachFileList(), true);
+}
+
+int AttachWriter::WriteFromMemoryToFileAppointFileName(CString path) {
+    return env_ ? SaveList(path, false) : Fail(attach_list_write_failed);
+}
+
+CString AttachWriter::GetBase64EncodedStringForFile(CString path) {
+    std::string content;
+    if (!platform::ReadWholeFile(path, content) || !CanBeEncoded(content)) return {};
+    std::string text = Encoded(content);
+    if (!text.ends_with(line_end)) text += line_end;
+    return CString(std::string_view(text));
+}

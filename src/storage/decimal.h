@@ -1,0 +1,17 @@
+#pragma once
+
+#include <charconv>
+#include <string_view>
+
+#include "platform/cstring.h"
+
+namespace storage {
+
+// A number as the cells of all tables hold it.
+inline CString Decimal(int number) {
+    char digits[12];  // "-2147483648"
+    auto const end = std::to_chars(digits, digits + sizeof digits, number).ptr;
+    return CString(std::string_view(digits, static_cast<std::size_t>(end - digits)));
+}
+
+}  // namespace storage
