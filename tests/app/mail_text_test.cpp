@@ -70,11 +70,9 @@ TEST(MailText, ACustomersValuesStayValues) {
     customer.KanjiSei = In("表\r\nBcc: b@example.jp");
     customer.KanjiMei = In("ﾊﾅｺ\r\n\r\n.");
     customer.Address1 = In("一\n.\r\nQUIT\r二");
-    app::Draft draft;
-    draft.subject = In("<%名前(姓)%>様");
-    draft.body = In("<%市区町村%>\r\n終わり\r\n");
-    const app::MailText text = app::Merge(draft, customer);
-    EXPECT_EQ(app::Out(text.to_name), "表  Bcc: b@example.jp ハナコ    .");
+    const app::MailVersion version{In("<%名前(姓)%>様"), In("<%市区町村%>\r\n終わり\r\n"), {}};
+    const app::MailText text = app::Merge(version, In("様\r\n"), customer);
+    EXPECT_EQ(app::Out(text.to_name), "表  Bcc: b@example.jp ハナコ    .様");
     EXPECT_EQ(app::Out(text.subject), "表  Bcc: b@example.jp様");
     EXPECT_EQ(app::Out(text.body), "一\r\n.\r\nQUIT\r\n二\r\n終わり\r\n");
 }
@@ -86,11 +84,8 @@ TEST(MailText, NoLineOfABodyIsTooLongForAServer) {
     const std::string rows[] = {std::string(5000, 'a'), mixed, mixed + "\r\n\r\n" + mixed + "\r\n",
                                 "短い\r\n"};
     for (std::string const& row : rows) {
-        app::Draft draft;
-        draft.subject = "s";
-        draft.body = In(row);
-        const CString body = app::Merge(draft, OneCustomer()).body;
-        std::string joined, wanted = app::Out(draft.body);
+        const CString body = app::Merge({"s", In(row), {}}, "", OneCustomer()).body;
+        std::string joined, wanted = app::Out(In(row));
         KCodeC code;
         for (std::string_view rest = body.View(); !rest.empty();) {
             const std::size_t end = std::min(rest.find("\r\n"), rest.size());

@@ -1,4 +1,4 @@
-"""The sample mailing through a real Postfix on the loopback address, read back from its maildir.
+"""Mailings through a real Postfix on the loopback address, read back from its maildir and its log.
 
 Postfix runs from a scratch folder, with its own configuration, queue and passwords; nothing of the machine's own mail
 system is touched. Its master is ended by its id, whatever happens."""
@@ -6,6 +6,7 @@ system is touched. Its master is ended by its id, whatever happens."""
 import csv
 import ctypes
 import io
+import json
 import os
 import pathlib
 import pwd
@@ -39,8 +40,7 @@ alias_maps =
 mynetworks =
 smtpd_sasl_auth_enable = yes
 smtpd_sasl_local_domain = example.jp
-smtpd_recipient_restrictions = check_recipient_access inline:{{ {{ gone@example.jp = REJECT no such customer }} }},
-    permit_sasl_authenticated, reject
+smtpd_recipient_restrictions = check_recipient_access regexp:{folder}/config/access, permit_sasl_authenticated, reject
 virtual_mailbox_domains = static:all
 virtual_mailbox_maps = static:mails/
 virtual_mailbox_base = {folder}
@@ -89,6 +89,7 @@ class Postfix:
         with socket.create_server(("127.0.0.1", 0)) as free:
             self.port = free.getsockname()[1]
         values = {"folder": folder, "port": self.port, "uid": owner.pw_uid, "gid": owner.pw_gid}
+        (folder / "config/access").write_text("/^gone/ REJECT no such customer\n")
         for name, text in (("main.cf", MAIN), ("master.cf", MASTER), ("sasl/smtpd.conf", SASL)):
             (folder / "config" / name).write_text(text.format(**values))
         passwords = folder / "sasldb2"
@@ -170,6 +171,56 @@ class ThroughPostfix(CommandTest):
             self.assertEqual(mail.message["Return-Path"], "<shop@example.jp>")
             self.assertEqual(mail.message.get_content_charset(), "iso-2022-jp")
             self.assertEqual(mail.message.defects, [])
+
+    def test_a_stored_mail_from_target_to_retry(self):
+        """2,000 recipients on two terminals, one in twenty refused: what the history says is what Postfix did."""
+        customers = {}
+        for number in range(2000):
+            domain = "docomo.ne.jp" if number % 3 == 0 else "example.jp"
+            customers[f"{'gone' if number % 20 == 7 else 'n'}{number}@{domain}"] = f"表{number}ソ"
+        gone = {address for address in customers if address.startswith("gone")}
+        self.put("list.csv", "メールアドレス,名前(姓)\n" + "".join(f"{a},{name}\n" for a, name in customers.items()))
+        attached = bytes(range(256)) * 40
+        self.put("ご案内 ソ.pdf", attached)
+        self.put("pc.txt", "Subject: <%名前(姓)%>様\n\nPCの<%名前(姓)%>様\n")
+        self.put("nd.txt", "Subject: 携帯\n\n携帯の<%名前(姓)%>様\n")
+        self.tessaly("customers", "import", "shop.tsl", "list.csv")
+        self.tessaly("mail", "new", "shop.tsl", "--draft", "pc.txt", "--attach", "ご案内 ソ.pdf", "--force")
+        self.tessaly("mail", "edit", "shop.tsl", 0, "--terminal", "nd", "--draft", "nd.txt")
+        self.tessaly("target", "shop.tsl", 0, "--where", "メールアドレス=@example.jp", "--or", "メールアドレス=@docomo")
+
+        first = self.tessaly("send", "shop.tsl", 0, "--report", "report.csv", code=1)
+        self.assertRegex(first.out, "^送信 1,900通、送れず 100通 ")
+        self.assertEqual(self.history(), {address: ("待ち", "1", "1") if address in gone else ("完了", "1", "0")
+                                          for address in customers})
+        retried = self.tessaly("send", "shop.tsl", 0, "--retry", code=1)
+        self.assertRegex(retried.out, "^送信 0通、送れず 100通 ")
+        self.assertEqual(self.history(), {address: ("待ち", "2", "2") if address in gone else ("完了", "1", "0")
+                                          for address in customers})
+        totals = json.loads(self.tessaly("report", "shop.tsl", "--format", "json").out)[0]
+        self.assertEqual([totals[name] for name in ("状態", "宛先", "送信", "エラー", "待ち")],
+                         ["送信待ち", "2000", "2100", "200", "100"])
+
+        log, ids = self.server.log(), self.message_ids()
+        self.assertEqual(sorted(re.findall(r"reject: RCPT .* to=<(\S+)> proto", log)), sorted(list(gone) * 2))
+        self.assertEqual(set(re.findall(r"message-id=<(\S+)>", log)), {ids[address] for address in customers.keys() - gone})
+        mails = {mail.message["X-Original-To"]: mail for mail in self.mails(1900)}
+        self.assertEqual(mails.keys(), customers.keys() - gone)
+        for address, mail in mails.items():
+            mobile = address.endswith("docomo.ne.jp")
+            self.assertEqual(mail.subject, "携帯" if mobile else customers[address] + "様")
+            self.assertEqual(mail.body, f"{'携帯' if mobile else 'PC'}の{customers[address]}様\n")
+            self.assertEqual(mail.files, [("ご案内 ソ.pdf", attached)])
+            self.assertEqual((mail.id, mail.message.defects), (ids[address], []))
+
+    def recipients(self):
+        return json.loads(self.tessaly("report", "shop.tsl", 0, "--format", "json").out)
+
+    def history(self):
+        return {row["メールアドレス"]: (row["状態"], row["送信回数"], row["エラー"]) for row in self.recipients()}
+
+    def message_ids(self):
+        return {row["メールアドレス"]: row["Message-ID"] for row in self.recipients()}
 
     def test_each_method_and_what_a_real_server_refuses(self):
         self.put("list.csv", "メールアドレス,名前(姓)\ngone@example.jp,去\nhere@example.jp," + "表ソ" * 200 + "\n")
