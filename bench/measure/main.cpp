@@ -66,6 +66,7 @@ int Run(std::string const& section, std::string const& data, int smtp_port) {
     if (section == "mime") Mime(data);
     if (section == "smtp1") Smtp(data, smtp_port, 1);
     if (section == "smtp4") Smtp(data, smtp_port, 4);
+    if (section == "smtp4") Mailing(smtp_port);
     if (section == "table") Table(data);
     return 0;
 }

@@ -6,6 +6,9 @@
 #include <string_view>
 #include <vector>
 
+class CDatabaseEdit;
+class EnvManager;
+
 // Shared by the sections of the measuring program.
 namespace measure {
 
@@ -45,6 +48,9 @@ void Merge(std::string const& data);
 void Conversions(std::string const& data);
 void Mime(std::string const& data);
 void Smtp(std::string const& data, int port, int sessions);
+void Mailing(int port);
 void Table(std::string const& data);
+// Parts of the table section, over its customers.
+void Selection(std::string const& task, EnvManager& env, CDatabaseEdit& customers);
 
 }  // namespace measure

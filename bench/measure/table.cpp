@@ -27,18 +27,14 @@ constexpr int values_47 = 11, values_2017 = 34;
 // Which column of the data's file feeds which element: each has to pass the import's rule for its element.
 // Nine of the data's last columns, mostly empty, have no element left.
 constexpr int no_column = -1;
-constexpr int assignment[columns] = {no_column, 1,         2,         3,  4,  5,         7,
-                                     8,         19,        10,  // address, names, company, birthday, postal
-                                                                // code
-                                     no_column, 11,        12,        13, 14, 15,        no_column,
-                                     16,        no_column, 17,  // prefecture to mobile
-                                     no_column, no_column, no_column, 39, 40, 41,        42,
-                                     43,  // flags, spare
-                                     6,         9,         18,        20, 21, 22,        25,
-                                     23,        24,        28,        29, 30, 31,        32,
-                                     33,        34,        35,        36, 37, 38,  // attributes
-                                     44,        45,        46,        47, 48, no_column, 26,
-                                     27};  // spare, delete flag, dates
+constexpr int assignment[columns] = {
+    no_column, 1, 2, 3, 4, 5, 7, 8, 19, 10,                       // address, names, company, birthday, postal
+                                                                  // code
+    no_column, 11, 12, 13, 14, 15, no_column, 16, no_column, 17,  // prefecture to mobile
+    no_column, no_column, no_column, 39, 40, 41, 42,
+    43,                                                                            // flags, spare
+    6, 9, 18, 20, 21, 22, 25, 23, 24, 28, 29, 30, 31, 32, 33, 34, 35, 36, 37, 38,  // attributes
+    44, 45, 46, 47, 48, no_column, 26, 27};  // spare, delete flag, dates
 
 class Shop {
   public:
@@ -49,6 +45,7 @@ class Shop {
             for (char const* folder : {"\\shop\\DB", "\\shop\\MAIL", "\\shop\\EXTRACT"})
                 MakeDirectoryCompel(root + folder);
             EnvManager::MakeDefaultEnvFile(file, key);
+            std::ofstream(ScratchFolder() + "/shop/MAIL/maillist.dat");
         }
         if (environment.InitEnvFileInfo(file, key, 0) != 0) throw std::runtime_error("no environment");
         options.SetEnvManager(&environment);
@@ -196,6 +193,7 @@ void Load(std::string const& task) {
     Note(std::to_string(rows) + " rows, " + std::to_string(memory * 1024 / rows) + " KiB a row");
     Scans(task, shop.customers);
     LookUps(task, shop.customers);
+    Selection(task, shop.environment, shop.customers);
 }
 
 // In a process of its own, so that memory is seen alone.
