@@ -16,11 +16,13 @@
 #include "progress.h"
 #include "safe_change.h"
 #include "target.h"
+#include "tessaly/text.h"
 
 namespace app {
 namespace {
 
 constexpr char const* index_file = "EXTRACT/extrlist.dat";
+constexpr int no_group = -1;
 
 struct Arguments {
     Access access;
@@ -40,57 +42,52 @@ std::optional<int> NumberIn(std::string_view text) {
     return number;
 }
 
-CString NameOf(ExtractListViewer& groups, int id) {
-    CString name;
-    groups.GetExtractName(id, name);
-    return name;
+std::string Label(int id, CString const& name) {
+    return std::to_string(id) + ": " + Out(OnOneLine(name.View()));
 }
 
-std::string Label(ExtractListViewer& groups, int id) {
-    return std::to_string(id) + ": " + Out(OnOneLine(NameOf(groups, id).View()));
+enum class State { live, deleted };
+
+std::vector<ExtractViewData> AllOf(ExtractListViewer& groups, State state) {
+    std::vector<ExtractViewData> all;
+    for (int row = 0; row < groups.GetRecordNumber(); ++row) {
+        ExtractViewData group;
+        groups.SetExtractViewData(group, row);
+        if ((group.DeleteFlag == "Y") == (state == State::deleted)) all.push_back(group);
+    }
+    return all;
 }
 
-std::vector<int> DeletedGroups(ExtractListViewer& groups) {
-    CArray<int, int> ids;
-    groups.GetDeleteExtractIDList(ids);
-    return {ids.begin(), ids.end()};
+// A name stands for one group only, among those in use.
+void RefuseTaken(ExtractListViewer& groups, CString const& name, int own_id) {
+    for (ExtractViewData const& group : AllOf(groups, State::live))
+        if (group.ExtractID != own_id && group.Name == name)
+            throw Failure("その名前の宛先はもうあります: " + Label(group.ExtractID, name));
 }
 
-std::vector<int> LiveGroups(ExtractListViewer& groups) {
-    CArray<ExtractViewData*, ExtractViewData*> rows;
-    groups.GetExtractList(rows);
-    std::vector<int> ids;
-    for (ExtractViewData const* row : rows) ids.push_back(row->ExtractID);
-    return ids;
-}
-
-// A name that stands for one group only, among those in use.
 CString NewName(ExtractListViewer& groups, std::string const& text, int own_id) {
-    const CString name = Into(text, "名前");
-    if (text.empty() ||
-        std::any_of(text.begin(), text.end(), [](char c) { return c >= 0 && (c < ' ' || c == 127); }))
+    auto const is_control = [](char c) { return (c >= 0 && c < ' ') || c == 127; };
+    if (text.empty() || std::any_of(text.begin(), text.end(), is_control))
         throw Failure("名前は空にできず、改行なども入れられません。");
     if (NumberIn(text)) throw Failure("数だけの名前は、番号と見分けがつきません: " + text);
-    for (int const id : LiveGroups(groups))
-        if (id != own_id && NameOf(groups, id) == name)
-            throw Failure("その名前の宛先はもうあります: " + Label(groups, id));
+    const CString name = Into(text, "名前");
+    RefuseTaken(groups, name, own_id);
     return name;
 }
 
-// A group in use, or a deleted one, by its number or its name.
-enum class State { live, deleted };
-int GroupNamed(ExtractListViewer& groups, std::string const& text, State state) {
-    const std::vector<int> live = LiveGroups(groups), deleted = DeletedGroups(groups);
+// A group by its number or its name.
+ExtractViewData GroupNamed(ExtractListViewer& groups, std::string const& text, State state) {
     const CString name = Into(text, "名前");
-    auto const find = [&](std::vector<int> const& ids) {
+    auto const find = [&](State where) {
+        const std::vector<ExtractViewData> all = AllOf(groups, where);
         auto const number = NumberIn(text);
-        auto const found = std::find_if(ids.begin(), ids.end(), [&](int id) {
-            return number ? id == *number : NameOf(groups, id) == name;
+        auto const found = std::find_if(all.begin(), all.end(), [&](ExtractViewData const& group) {
+            return number ? group.ExtractID == *number : group.Name == name;
         });
-        return found == ids.end() ? std::optional<int>() : *found;
+        return found == all.end() ? std::optional<ExtractViewData>() : *found;
     };
-    if (auto const wanted = find(state == State::live ? live : deleted)) return *wanted;
-    if (find(state == State::live ? deleted : live))
+    if (auto const wanted = find(state)) return *wanted;
+    if (find(state == State::live ? State::deleted : State::live))
         throw Failure(state == State::live ? "削除した宛先です: " + text + " (group restore で戻せます)"
                                            : "この宛先は削除されていません: " + text);
     throw Failure("その番号か名前の宛先はありません: " + text + "\n「tessaly group list」で見られます。");
@@ -112,7 +109,7 @@ void Save(Arguments const& arguments) {
     Session session(arguments.access, arguments.env_file, Session::For::changing);
     RequireMail(session, arguments.mail);
     const TargetOwner mail{TargetOwner::mail, arguments.mail};
-    const CString name = NewName(session.Groups(), arguments.name, -1);
+    const CString name = NewName(session.Groups(), arguments.name, no_group);
     ExtractAction set;
     LoadConditions(session, mail, set);
     ExtractResultDetail list;
@@ -125,52 +122,54 @@ void Save(Arguments const& arguments) {
     SaveConditions(session, group, set);
     SaveRecipients(session, group, list);
     whole.Keep();
-    std::cout << "保存しました。 " << Label(session.Groups(), group.id) << " (宛先 "
+    std::cout << "保存しました。 " << Label(group.id, name) << " (宛先 "
               << Grouped(static_cast<std::size_t>(list.GetRecordNumber())) << "件)\n";
 }
 
 // What a damaged file holds cannot be told, which keeps nobody from seeing the others.
 template <class Text>
-std::string OrDamage(Text text) {
+CString OrDamage(Text text) {
     try {
-        return text();
+        return Into(text(), "宛先");
     } catch (Failure const&) {
-        return "読めません";
+        return Into("読めません", "宛先");
     }
+}
+
+std::vector<CString> RowOf(Session& session, Elements const& elements, ExtractViewData const& group) {
+    const TargetOwner owner{TargetOwner::group, group.ExtractID};
+    char date[date_data_size];
+    Convert_COleDateTime2DateData(group.LastUpdate, date);
+    const CString recipients = OrDamage([&] {
+        ExtractResultDetail list;
+        LoadRecipients(session, owner, list);
+        return std::to_string(list.GetRecordNumber());
+    });
+    const CString conditions = OrDamage([&] {
+        ExtractAction set;
+        LoadConditions(session, owner, set);
+        return DescribeInOneLine(elements, set);
+    });
+    return {std::to_string(group.ExtractID).c_str(), group.Name, date, recipients, conditions};
 }
 
 void ListGroups(Arguments const& arguments) {
     const ListFormat format = ListFormatOf(arguments.format);
     Session session(arguments.access, arguments.env_file, Session::For::reading);
-    ExtractListViewer& groups = session.Groups();
     const Elements elements(session);
-    const std::vector<int> ids = arguments.deleted ? DeletedGroups(groups) : LiveGroups(groups);
     Listing listing(std::cout, format, {"番号", "名前", "登録日時", "宛先", "条件"});
-    for (int const id : ids) {
-        const TargetOwner group{TargetOwner::group, id};
-        CString date;
-        groups.GetExtractLaseUpdate(id, date);
-        const std::string recipients = OrDamage([&] {
-            ExtractResultDetail list;
-            LoadRecipients(session, group, list);
-            return std::to_string(list.GetRecordNumber());
-        });
-        const std::string conditions = OrDamage([&] {
-            ExtractAction set;
-            LoadConditions(session, group, set);
-            return DescribeInOneLine(elements, set);
-        });
-        listing.Add({std::to_string(id).c_str(), NameOf(groups, id), date, Into(recipients, "宛先"),
-                     Into(conditions, "条件")});
-    }
+    const std::vector<ExtractViewData> groups =
+        AllOf(session.Groups(), arguments.deleted ? State::deleted : State::live);
+    for (ExtractViewData const& group : groups) listing.Add(RowOf(session, elements, group));
     listing.End();
-    if (format == ListFormat::table) std::cout << Grouped(ids.size()) << "件\n";
+    if (format == ListFormat::table) std::cout << Grouped(groups.size()) << "件\n";
 }
 
 void Use(Arguments const& arguments) {
     Session session(arguments.access, arguments.env_file, Session::For::changing);
     RequireMail(session, arguments.mail);
-    const TargetOwner group{TargetOwner::group, GroupNamed(session.Groups(), arguments.group, State::live)};
+    const TargetOwner group{TargetOwner::group,
+                            GroupNamed(session.Groups(), arguments.group, State::live).ExtractID};
     ExtractAction set;
     LoadConditions(session, group, set);
     ExtractResultDetail stored;
@@ -182,35 +181,42 @@ void Use(Arguments const& arguments) {
     TellChosen(session, list.GetRecordNumber(), std::cout);
 }
 
-// `change` gets the list and the group's ID, and gives the list's result.
+// `change` gets the list and the group, and gives the list's result.
 template <class Change>
 void ChangeOne(Arguments const& arguments, State state, char const* done, Change change) {
     Session session(arguments.access, arguments.env_file, Session::For::changing);
     ExtractListViewer& groups = session.Groups();
-    int const id = GroupNamed(groups, arguments.group, state);
-    if (change(groups, id) != ExtractListViewer::done) NotChanged(groups);
+    const ExtractViewData group = GroupNamed(groups, arguments.group, state);
+    if (change(groups, group) != ExtractListViewer::done) NotChanged(groups);
     session.SaveGroups();
-    std::cout << done << " " << Label(groups, id) << "\n";
+    CString name;
+    groups.GetExtractName(group.ExtractID, name);
+    std::cout << done << " " << Label(group.ExtractID, name) << "\n";
 }
 
 void Rename(Arguments const& arguments) {
-    ChangeOne(arguments, State::live, "名前を変えました。", [&](ExtractListViewer& groups, int id) {
-        return groups.CorrectExtractListPinPoint(NewName(groups, arguments.name, id), id,
-                                                 ExtractListViewer::column_name);
-    });
+    ChangeOne(arguments, State::live, "名前を変えました。",
+              [&](ExtractListViewer& groups, ExtractViewData const& group) {
+                  const CString name = NewName(groups, arguments.name, group.ExtractID);
+                  return groups.CorrectExtractListPinPoint(name, group.ExtractID,
+                                                           ExtractListViewer::column_name);
+              });
 }
 
 void Delete(Arguments const& arguments) {
     ChangeOne(arguments, State::live, "削除しました (group restore で戻せます)。",
-              [](ExtractListViewer& groups, int id) { return groups.DeleteExtractList(id); });
+              [](ExtractListViewer& groups, ExtractViewData const& group) {
+                  return groups.DeleteExtractList(group.ExtractID);
+              });
 }
 
 // Its name may have been given to another meanwhile.
 void Restore(Arguments const& arguments) {
-    ChangeOne(arguments, State::deleted, "戻しました。", [](ExtractListViewer& groups, int id) {
-        NewName(groups, Out(NameOf(groups, id)), id);
-        return groups.UnDeleteExtractList(id);
-    });
+    ChangeOne(arguments, State::deleted, "戻しました。",
+              [](ExtractListViewer& groups, ExtractViewData const& group) {
+                  RefuseTaken(groups, group.Name, group.ExtractID);
+                  return groups.UnDeleteExtractList(group.ExtractID);
+              });
 }
 
 CLI::App* AddOne(CLI::App& family, char const* name, char const* text,

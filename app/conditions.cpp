@@ -30,10 +30,11 @@ bool CanBeAsked(int element) {
            element == customers::element_entry_date || element == customers::element_renewal_date;
 }
 
+// In words that can be written in a condition, as long as the number is one.
 std::string NameOf(Elements const& elements, int number) {
-    if (!customers::IsElement(number) || elements.At(number).title.empty())
-        return "列" + std::to_string(number);
-    return elements.At(number).title;
+    if (customers::IsElement(number) && !elements.At(number).title.empty()) return elements.At(number).title;
+    if (!customers::IsAttribute(number)) return std::to_string(number);
+    return std::string("拡張属性") + static_cast<char>('A' + (number - customers::element_first_attribute));
 }
 
 // --- Reading ---

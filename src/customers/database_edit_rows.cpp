@@ -1,43 +1,14 @@
-#include <algorithm>
-#include <string>
-#include <utility>
-
+#include "customers/customer_row.h"
 #include "customers/database_edit.h"
 #include "customers/database_lock.h"
 #include "customers/table_cells.h"
-#include "storage/date_data.h"
 #include "storage/sequencer.h"
-#include "text/dates.h"
 
 using namespace customers;
 
 namespace {
 
 constexpr int id_attempts = 200;
-
-CString DateText(COleDateTime const& date) {
-    char text[date_data_size];
-    Convert_COleDateTime2DateData(date, text);
-    return text;
-}
-
-CString PresentTime() {
-    char text[date_data_size];
-    GetNowDateTime(text);
-    return text;
-}
-
-CString Beginning(std::string_view text, std::size_t bytes) { return CString(text.substr(0, bytes)); }
-
-COleDateTime DateOf(std::string_view text) {
-    return Convert_DateData2COleDateTime(Beginning(text, date_text_bytes));
-}
-
-CString WithoutHyphens(CString const& text) {
-    std::string cut(text.View());
-    std::erase(cut, '-');
-    return CString(cut);
-}
 
 }  // namespace
 
@@ -47,12 +18,7 @@ int CDatabaseEdit::GetOneCustomerForNew(OneCustomer& c, int reset) {
     return ok;
 }
 
-void CDatabaseEdit::InitOneCustomer(OneCustomer& c) {
-    c = OneCustomer();
-    c.DMOk = yes_text;
-    c.OtherOk = yes_text;
-    c.EntryDate = c.RenewalDate = COleDateTime::GetCurrentTime();
-}
+void CDatabaseEdit::InitOneCustomer(OneCustomer& c) { SetDefaults(c); }
 
 int CDatabaseEdit::GetOneCustomerForEdit(OneCustomer& c, int id) {
     const DatabaseLock lock;
@@ -65,24 +31,11 @@ int CDatabaseEdit::GetOneCustomerForEdit(OneCustomer& c, int id) {
 
 void CDatabaseEdit::SetOneCustomer(OneCustomer& c, int row) {
     c.CustomerID = IDOf(*this, row);
-    for (int element = 0; element < element_count; ++element)
-        if (auto const member = DefinitionOf(element).member) c.*member = GetAtElement(row, element);
-    c.Birthday = Beginning(c.Birthday.View(), birthday_bytes);
-    for (auto const flag : {&OneCustomer::DMOk, &OneCustomer::OtherOk, &OneCustomer::DeleteFlag})
-        c.*flag = Beginning((c.*flag).View(), 1);
-    c.EntryDate = DateOf(CellOf(*this, row, element_entry_date));
-    c.RenewalDate = DateOf(CellOf(*this, row, element_renewal_date));
+    SetFromRow(c, Row(row));
 }
 
 // Everything as `c` says.
-void CDatabaseEdit::FillWorkRow(OneCustomer const& c) {
-    InitOneCustomerTemp();
-    OneCustomerTemp[element_id].Format("%d", c.CustomerID);
-    for (int element = 0; element < element_count; ++element)
-        if (auto const member = DefinitionOf(element).member) OneCustomerTemp[element] = c.*member;
-    OneCustomerTemp[element_entry_date] = DateText(c.EntryDate);
-    OneCustomerTemp[element_renewal_date] = DateText(c.RenewalDate);
-}
+void CDatabaseEdit::FillWorkRow(OneCustomer const& c) { FillRow(OneCustomerTemp, c); }
 
 int CDatabaseEdit::SetOneCustomerInfo(OneCustomer& c, int write) {
     const DatabaseLock lock;

@@ -23,8 +23,9 @@ bool IsPlainName(std::string_view name) {
     if (name.empty() || name == "." || name == "..") return false;
     for (std::size_t at = 0; at < name.size();) {
         const std::size_t size = platform::CharacterSize(name, at);
-        auto const byte = static_cast<unsigned char>(name[at]);
-        if (size == 1 && (byte < 0x20 || byte == '\\' || byte == '/' || byte == ':')) return false;
+        auto const last = static_cast<unsigned char>(name[at + size - 1]);
+        // No double-byte character ends below 0x40; the host would take a '/' there for a divider.
+        if (size == 1 ? last < 0x20 || last == '\\' || last == '/' || last == ':' : last < 0x40) return false;
         at += size;
     }
     return true;
@@ -185,6 +186,9 @@ int AttachWriter::DecodeAttachDataToWorkDir(CString name) {
     const CString path = BodyPath(name);
     if (path.IsEmpty() || !platform::ReadWholeFile(path, text)) return failed;
     RemoveLineEnds(text);
+    // Decoding would end at a NUL as if the text were whole; a file that a crash left half written holds
+    // them.
+    if (text.find('\0') != std::string::npos) return Fail(attach_file_format);
     std::string content(text.size() + 1, '\0');
     int const size =
         text.empty() ? 0 : base64decoding(content.data(), text.c_str(), static_cast<int>(content.size()));
@@ -200,8 +204,10 @@ int AttachWriter::EncodeTempDataToDataDir(CString name, int fromRoot) {
     std::string content;
     const CString folder =
         fromRoot && env_ ? env_->DataPath("MAIL\\ATEMP\\") : GetFolderPathForAttachFileTemporary();
-    if (target.IsEmpty() || !platform::ReadWholeFile(folder + name, content) || !CanBeEncoded(content))
+    if (!IsPlainName(name.View()) || !platform::ReadWholeFile(folder + name, content) ||
+        !CanBeEncoded(content))
         return Fail(attach_file_read_failed);
+    if (target.IsEmpty()) return Fail(attach_file_write_failed);
     MakeDirectoryCompel(GetFolderPathForAttachFileBody());
     return platform::WriteWholeFile(target, Encoded(content)) ? done : Fail(attach_file_write_failed);
 }

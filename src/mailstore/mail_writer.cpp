@@ -55,6 +55,7 @@ int MailWriter::SetMailFromFile(int id, int useKey, char const* key) {
     bool const nothing = result == load_missing || result == load_empty;
     if (!nothing && (result != load_ok || GetElementNumber() != element_count)) {
         SetElementNumber(element_count);
+        path_.Empty();
         return Fail(mail_body_file_format);
     }
     if (nothing) SetElementNumber(element_count);

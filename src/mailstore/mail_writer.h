@@ -41,7 +41,7 @@ class TESSALY_API MailWriter : public BaseRecordStructer {
     // tables), else with the database key. -1 makes an object for a new mail, all texts empty. A mail without
     // a file has empty texts, and so have the slots that the file lacks. Failures: 12005 (`id` below -1),
     // 12001, 12003; 12201 for a file that is no table of subjects and bodies, or whose key is not to be had -
-    // the object then has no texts.
+    // the object then has no texts, and writes none over the file.
     int SetMailFromFile(int id, int useKey, char const* key);
     // Length in bytes of a text, and the text itself; 0 and empty on failure: 12007 for an element, 12008 for
     // a slot that does not exist.

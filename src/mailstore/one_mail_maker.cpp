@@ -35,12 +35,14 @@ std::string_view TerminalsOf(char kind) {
     return {};
 }
 
+// Six numbers that make no date are an invalid one: a mail stays readable whatever its reserve date.
 bool ReadDate(CString const& text, COleDateTime& date) {
     int year = 0, month = 0, day = 0, hour = 0, minute = 0, second = 0;
     if (std::sscanf(text, "%4d/%2d/%2d %2d:%2d:%2d", &year, &month, &day, &hour, &minute, &second) !=
         date_data_parts)
         return false;
-    return date.SetDateTime(year, month, day, hour, minute, second) == 0;
+    date.SetDateTime(year, month, day, hour, minute, second);
+    return true;
 }
 
 }  // namespace

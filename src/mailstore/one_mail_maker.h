@@ -61,7 +61,8 @@ class TESSALY_API OneMailMaker {
     int GetMailID() const { return mail_id_; }
 
     // The mail into `out`, its attachments into the work folder. For new_mail empty texts, no attachments,
-    // and the present time rounded up to the next ten minutes as reserve date. ok, no_environment,
+    // and the present time rounded up to the next ten minutes as reserve date; new_mail_too is for storing
+    // only. A reserve date of the list that is none comes as an invalid one. ok, no_environment,
     // no_mail_list, no_mail, failed (8999; 8205), attachment_not_read - `out` then holds what could be read.
     int GetOneMailData(OneMail& out, char const& kind, int const& format);
     // Stores the mail, its attachments from the work folder. The title in the list is the subject of slot 0,

@@ -85,7 +85,8 @@ class Group(CommandTest):
         self.group("save", "0", "一")
         self.group("save", "0", "二")
         (self.folder / "shop/EXTRACT/exsl1.dat").write_bytes(b"\xff,\x00\n" * 9)
-        self.assertEqual([row[:3] for row in self.listed()], [["1", "一", "読めません"], ["2", "二", "2"]])
+        (self.folder / "shop/EXTRACT/exrd2.dat").write_bytes(b"\xff,\x00\n" * 9)
+        self.assertEqual(self.listed(), [["1", "一", "読めません", ""], ["2", "二", "2", "読めません"]])
         self.refuse("use", "一", "1", says="shop/EXTRACT/exsl1.dat")
 
 

@@ -20,7 +20,7 @@ class Target(CommandTest):
         super().setUp()
         self.tessaly("env", "new", "shop.tsl")
         self.tessaly("settings", "shop.tsl", "attribute.A.name=来店回数", "attribute.A.type=number",
-                     "attribute.B.name=入会日", "attribute.B.type=date", "attribute.C.name=区分=x:y")
+                     "attribute.B.name=入会日", "attribute.B.type=date", "attribute.C.name=区分=x:y", "attribute.D.name=")
         self.tessaly("customers", "import", "shop.tsl", self.put("list.csv", CUSTOMERS))
         self.tessaly("mail", "new", "shop.tsl", "--draft", self.put("draft", "Subject: 春のご案内\n\n<%メールアドレス%>\n"))
 
@@ -67,6 +67,7 @@ class Target(CommandTest):
                          "1           b@example.jp    髙山   \n"
                          "2           c@example.jp    林 愛  林\"x\"\n"
                          "3件のうち 2件\n")
+        self.assertIn("条件: 拡張属性Dが空 かつ 10が空\n", self.target("--where", "拡張属性D=", "--where", "10=", "--show").out)
         self.target("--or", "来店回数!=5,", "--where", "会社名!=A,\"a,b\"", "--or", "会社名=,林", "--where", "来店回数:..")
         self.assertEqual(self.ids(), [1, 2])
         self.assertIn("条件: 来店回数が空、または「5」の人を除く かつ 会社名が「A」か「a,b」を含む人を除く\n"

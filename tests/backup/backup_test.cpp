@@ -7,20 +7,6 @@
 
 namespace {
 
-struct Dialog {
-    Dialog() { SetFileDialogHandler(Answer, this); }
-    ~Dialog() { SetFileDialogHandler(nullptr, nullptr); }
-    static bool Answer(void* self, bool open, char const*, char const* filter, CString& path) {
-        auto& dialog = *static_cast<Dialog*>(self);
-        dialog.opened = open;
-        dialog.filter = filter;
-        path = dialog.path;
-        return !path.IsEmpty();
-    }
-    CString path, filter;
-    bool opened = false;
-};
-
 class BackupTest : public CustomerTest {
   protected:
     BackupTest() {
@@ -30,8 +16,11 @@ class BackupTest : public CustomerTest {
         restore.SetRepairFileName("表.txt");
         restore.SetBackupPathName(path);
     }
-    void LoseKey() const {
-        WriteTable(env_path, "\"broken\",\"2004/01/03 00:00:00\",\"2004/01/03 00:00:00\"\r\n", "application");
+    static void Put(CDatabaseEdit& table, int id, char const* address) {
+        OneCustomer customer;
+        customer.CustomerID = id;
+        customer.Email = address;
+        table.SetOneCustomerInfoForRepair(customer);
     }
     const CString path = folder.Path("控え.dat");
     const CString report = folder.Path("表.txt");
@@ -41,27 +30,25 @@ class BackupTest : public CustomerTest {
 
 TEST_F(BackupTest, WritesTheRowsInMemoryAndLeavesTheOwnFileUnsaved) {
     db.ReadCustomerList();
-    Add("a@example.jp");
+    Add("a@x");
     EXPECT_EQ(0, backup.ActionBackup());
     EXPECT_FALSE(platform::Exists(DatabasePath()));
     EXPECT_EQ(0, db.WriteFromMemoryToFile());
     EXPECT_EQ(ContentOf(DatabasePath()), ContentOf(path));
 
-    backup.SetBackupPathName(folder.Path("none\\b.dat"));
-    EXPECT_EQ(-2, backup.ActionBackup());
+    CDBBackup unset;
+    EXPECT_EQ(-1, unset.ActionBackup());
+    unset.SetBackupPathName(folder.Path("none\\b.dat"));
+    EXPECT_EQ(-1, unset.ActionBackup());
+    unset.SetDatabaseEditPtr(&db);
+    EXPECT_EQ(-2, unset.ActionBackup());
     EXPECT_EQ(10204, LastError());
-    backup.SetBackupPathName("");
-    EXPECT_EQ(-1, backup.ActionBackup());
-    CDBBackup no_database;
-    no_database.SetBackupPathName(path);
-    EXPECT_EQ(-1, no_database.ActionBackup());
     CDatabaseEdit unbound;
-    no_database.SetDatabaseEditPtr(&unbound);
-    EXPECT_EQ(-2, no_database.ActionBackup());
+    unset.SetDatabaseEditPtr(&unbound);
+    EXPECT_EQ(-2, unset.ActionBackup());
 
     const std::string before = ContentOf(path);
-    LoseKey();
-    backup.SetBackupPathName(path);
+    WriteTable(env_path, "\"broken\",\"2004/01/03 00:00:00\",\"2004/01/03 00:00:00\"\r\n", "application");
     EXPECT_EQ(-2, backup.ActionBackup());
     EXPECT_EQ(-1, restore.ActionRestore());
     EXPECT_EQ(before, ContentOf(path));
@@ -71,75 +58,51 @@ TEST_F(BackupTest, PlainEnvironmentHasNoKey) {
     EnvManager plain;
     ASSERT_EQ(0, plain.InitEnvFileInfo(env_path, nullptr, 0));
     CDatabaseEdit table(&plain);
-    OneCustomer customer;
-    customer.CustomerID = 4;
-    table.SetOneCustomerInfoForRepair(customer);
+    Put(table, 4, "a@x");
     backup.SetDatabaseEditPtr(&table);
     EXPECT_EQ(0, backup.ActionBackup());
-    EXPECT_EQ(0U, TableContentOf(path).find("\"4\",\"\","));
+    EXPECT_EQ(0U, TableContentOf(path).find("\"4\",\"a@x\","));
     restore.SetDatabaseEditPtr(&table);
     EXPECT_EQ(0, restore.ActionRestore());
 }
 
 TEST_F(BackupTest, RestoreTakesOverWhomTheDatabaseLostAndReports) {
-    for (char const* address : {"a@example.jp", "b@example.jp", "c@example.jp", "d@example.jp"}) Add(address);
+    for (char const* address : {"a@x", "b@x", "c@x", "d@x"}) Add(address);
     ASSERT_EQ(0, backup.ActionBackup());
-    const std::string heading(path.View());
-    const std::string none = heading + "\r\n【復旧した個人情報ID】\r\n";
-    const std::string conflicts = "\r\n【同じメールアドレスが存在したため復旧しなかった個人情報ID】\r\n";
-    const struct {
-        std::vector<std::pair<int, char const*>> present;
-        int result;
-        std::string report;
-        std::vector<int> ids;
-    } rows[] = {
-        {{{3, "d@example.jp"}, {2, "C@EXAMPLE.JP"}, {1, "b@example.jp"}, {0, "a@example.jp"}},
-         0,
-         "(no file)",
-         {3, 2, 1, 0}},
-        {{{3, "d@example.jp"}, {1, "b@example.jp"}, {0, "a@example.jp"}},
-         1,
-         none + "2" + conflicts,
-         {0, 1, 2, 3}},
-        {{{9, "A@example.jp"}, {3, "d@example.jp"}, {2, "c@example.jp"}, {1, "b@example.jp"}},
-         2,
-         none + conflicts + "0",
-         {9, 3, 2, 1}},
-        {{{9, "a@example.jp"}, {8, "b@example.jp"}}, 3, none + "2,3" + conflicts + "0,1", {2, 3, 8, 9}},
+    const std::string names[] = {std::string(path.View()) + "\r\n【復旧した個人情報ID】\r\n",
+                                 "\r\n【同じメールアドレスが存在したため復旧しなかった個人情報ID】\r\n"};
+    const std::tuple<std::vector<std::pair<int, char const*>>, int, std::string, std::vector<int>> rows[] = {
+        {{{3, "d@x"}, {2, "C@X"}, {1, "b@x"}, {0, "a@x"}}, 0, "(no file)", {3, 2, 1, 0}},
+        {{{3, "d@x"}, {1, "b@x"}, {0, "a@x"}}, 1, names[0] + "2" + names[1], {0, 1, 2, 3}},
+        {{{9, "A@x"}, {3, "d@x"}, {2, "c@x"}, {1, "b@x"}}, 2, names[0] + names[1] + "0", {9, 3, 2, 1}},
+        {{{9, "a@x"}, {8, "b@x"}}, 3, names[0] + "2,3" + names[1] + "0,1", {2, 3, 8, 9}},
     };
-    for (auto const& row : rows) {
-        SCOPED_TRACE(&row - rows);
+    for (auto const& [present, result, text, left] : rows) {
+        SCOPED_TRACE(result);
         platform::RemoveFile(report);
         db.RemoveAll(1);
-        for (auto const& [id, address] : row.present) {
-            OneCustomer customer;
-            customer.CustomerID = id;
-            customer.Email = address;
-            db.SetOneCustomerInfoForRepair(customer);
-        }
+        for (auto const& [id, address] : present) Put(db, id, address);
         db.MakeIndex();
-        EXPECT_EQ(row.result, restore.ActionRestore());
-        EXPECT_EQ(row.report, ContentOf(report));
+        EXPECT_EQ(result, restore.ActionRestore());
+        EXPECT_EQ(text, ContentOf(report));
         CArray<int, int> ids;
         db.GetDBIDALL(ids);
-        EXPECT_EQ(row.ids, Items(ids));
-        for (int const id : row.ids) EXPECT_EQ(1, db.FindCustomerID(id, 1));
+        EXPECT_EQ(left, Items(ids));
+        EXPECT_EQ(db.GetLineNumber() - 1, db.DBID2RowNumber(left.back()));
     }
 }
 
 TEST_F(BackupTest, RestoreWithoutReportOrBackup) {
-    Add("a@example.jp");
+    Add("a@x");
     ASSERT_EQ(0, backup.ActionBackup());
     const std::string content = ContentOf(path);
     db.RemoveAll(1);
-    db.MakeIndex();
     restore.SetRepairFileName("控え.DAT");  // never over the backup
     EXPECT_EQ(1, restore.ActionRestore());
     EXPECT_EQ(content, ContentOf(path));
     EXPECT_FALSE(platform::Exists(restore.GetRepairPathName()));
 
     db.RemoveAll(1);
-    db.MakeIndex();
     restore.SetRepairFileName("none\\report.txt");
     EXPECT_EQ(1, restore.ActionRestore());
 
@@ -160,22 +123,25 @@ TEST_F(BackupTest, PathsAndDialogs) {
     CDBRestore fresh;
     fresh.SetRepairFileName("r.txt");
     EXPECT_TRUE(fresh.GetRepairPathName().IsEmpty());
-    Dialog dialog;
+    CString chosen;
+    SetFileDialogHandler(
+        [](void* answer, bool, char const*, char const*, CString& out) {
+            out = *static_cast<CString*>(answer);
+            return !out.IsEmpty();
+        },
+        &chosen);
     EXPECT_EQ(0, fresh.SelectBackupPathName());
     EXPECT_EQ(0, backup.SelectBackupPathName());
     EXPECT_EQ(path, backup.GetBackupPathName());
-    dialog.path = "D:\\表\\b.tar.gz";
+    chosen = "D:\\表\\b.tar.gz";
     EXPECT_EQ(1, fresh.SelectBackupPathName());
-    EXPECT_TRUE(dialog.opened);
-    EXPECT_EQ("個人情報(*.dat)|*.dat|全て(*.*)|*.*||", dialog.filter);
     EXPECT_EQ("D:\\表\\r.txt", fresh.GetRepairPathName());
     EXPECT_EQ("b.tar", fresh.GetBackupFileNameWithoutExt());
     EXPECT_EQ("gz", fresh.GetBackupFileNameExt());
-    dialog.path = "D:\\表\\b";
+    chosen = "D:\\表\\b";
     EXPECT_EQ(1, backup.SelectBackupPathName());
-    EXPECT_FALSE(dialog.opened);
-    EXPECT_EQ("個人情報(*.dat)|*.dat||", dialog.filter);
     EXPECT_EQ("D:\\表\\b.dat", backup.GetBackupPathName());
+    SetFileDialogHandler(nullptr, nullptr);
 }
 
 }  // namespace

@@ -9,33 +9,21 @@ TEST_F(CustomerTest, SizeOfTheLongestMergedTextAndWhoseItIs) {
     constexpr char plain[] = "<%名前(姓)%>様";
     constexpr char html[] = "&lt;%名前(姓)%&gt;様";
     constexpr char open_end[] = "<%名前(姓)%>";
-    const struct {
-        char const* text;
-        int is_html, kana;
-        std::vector<int> ids;
-        int size, whose;
-        char const* longest;
-    } rows[] = {
+    const std::tuple<char const*, int, int, std::vector<int>, int, int, char const*> rows[] = {
         {plain, 0, 0, {99, 1, 0}, 4, 1, "林様"}, {plain, 0, 0, {0, 1, 2}, 5, 2, "ｶﾞﾓ様"},
         {plain, 0, 1, {0, 2}, 6, 2, "ｶﾞﾓ様"},    {html, 1, 0, {2, 3, 0}, 11, 3, "&lt;b&gt;様"},
-        {plain, 1, 0, {0}, 14, 0, plain},        {open_end, 0, 1, {0, 4}, 4, 4, "abc\x88"},
-    };
+        {plain, 1, 0, {0}, 14, 0, plain},        {open_end, 0, 1, {0, 4}, 4, 4, "abc\x88"}};
     CMailSize size(&db);
-    for (auto const& row : rows) {
-        SCOPED_TRACE(&row - rows);
-        CArray<int, int> ids;
-        CList<int, int> list;
-        for (int const id : row.ids) {
-            ids.Add(id);
-            list.AddTail(id);
-        }
-        size.SetTargetString(row.text, row.is_html);
-        EXPECT_EQ(0, row.ids[0] == 99 ? size.SetTargetCustomerByCustomerIDArray(ids)
-                                      : size.SetTargetCustomerByCustomerIDList(list));
-        EXPECT_EQ(0, size.Analyze(row.kana));
-        EXPECT_EQ(row.size, size.GetMaxSize());
-        EXPECT_EQ(row.whose, size.GetMaxCustomerID());
-        EXPECT_EQ(row.longest, size.GetMaxResultString());
+    for (auto const& [text, is_html, kana, customer_ids, longest, whose, merged] : rows) {
+        SCOPED_TRACE(merged);
+        CList<int, int> ids;
+        for (int const id : customer_ids) ids.AddTail(id);
+        size.SetTargetString(text, is_html);
+        EXPECT_EQ(0, size.SetTargetCustomerByCustomerIDList(ids));
+        EXPECT_EQ(0, size.Analyze(kana));
+        EXPECT_EQ(longest, size.GetMaxSize());
+        EXPECT_EQ(whose, size.GetMaxCustomerID());
+        EXPECT_EQ(merged, size.GetMaxResultString());
     }
 }
 
@@ -61,7 +49,7 @@ TEST_F(CustomerTest, SizeWithoutATargetIsNone) {
     EXPECT_EQ(-1, size.GetMaxSize());
     EXPECT_EQ(-1, size.GetMaxCustomerID());
     EXPECT_EQ(-1, size.GetMaxResultString(text));
-    EXPECT_EQ("佐々木", text);
+    EXPECT_EQ("佐々木", text);  // as it was
     EXPECT_TRUE(size.GetMaxResultString().IsEmpty());
     EXPECT_EQ(0, size.SetTargetCustomerByCustomerID(0));
     EXPECT_EQ(-1, size.SetTargetCustomerByCustomerID(99));

@@ -24,43 +24,33 @@ class TestMailingInfoTest : public CustomerTest {
 TEST_F(TestMailingInfoTest, BindingReadsTheFileOrMakesIt) {
     EXPECT_EQ(-101, testers.ReadFromFileToMemory(nullptr, 0, nullptr));
     EXPECT_EQ(0, testers.SetEnvManager(nullptr));
-    const struct {
-        std::string plain;
-        int bound, rows;
-    } rows[] = {
-        {Record(56, "3") + Record(56, "-1"), 1, 2},
-        {Record(55, "3"), 0, 0},
-        {"\r\n", 0, 0},
-        {"", 1, 0},
-    };
-    for (auto const& row : rows) {
-        Put(row.plain);
+    const std::tuple<std::string, int, int> rows[] = {
+        {Record(56, "3") + Record(56, "-1"), 1, 2}, {Record(55, "3"), 0, 0}, {"\r\n", 0, 0}, {"", 1, 0}};
+    for (auto const& [plain, bound, count] : rows) {
+        Put(plain);
         CTestMailingInfo fresh;
-        EXPECT_EQ(row.bound, fresh.SetEnvManager(&env));
-        EXPECT_EQ(row.bound ? &env : nullptr, fresh.GetEnvManager());
-        EXPECT_EQ(row.rows, fresh.GetLineNumber());
+        EXPECT_EQ(bound, fresh.SetEnvManager(&env));
+        EXPECT_EQ(bound ? &env : nullptr, fresh.GetEnvManager());
+        EXPECT_EQ(count, fresh.GetLineNumber());
     }
     platform::RemoveFile(path);
     EXPECT_EQ(1, testers.SetEnvManager(&env));
     EXPECT_EQ(0, testers.SetEnvManager(&env));
     EXPECT_EQ("", ContentOf(path));
     EXPECT_EQ(CMyDB::db_no_directory, testers.ReadFromFileToMemory(folder.Path("none\\t.dat"), 0, nullptr));
-    platform::MakeDirectory(folder.Path("t.dat"));
-    EXPECT_EQ(CMyDB::db_open_failed, testers.ReadFromFileToMemory(folder.Path("t.dat"), 0, nullptr));
-
-    WriteTable(folder.Path("other.dat"), Record(56, "5"), "other");
-    EXPECT_EQ(1, testers.ReadFromFileToMemory(folder.Path("other.dat"), 1, "other"));
-    WriteTable(folder.Path("other.dat"), Record(56, "5"));
-    EXPECT_EQ(1, testers.ReadFromFileToMemory(folder.Path("other.dat"), 1, nullptr));
-    EXPECT_GT(0, testers.ReadFromFileToMemory(folder.Path("other.dat"), 0, nullptr));
-
+    const CString other = folder.Path("other.dat");
+    for (char const* other_key : {"other", static_cast<char const*>(nullptr)}) {
+        WriteTable(other, Record(56, "5"), other_key);
+        EXPECT_EQ(1, testers.ReadFromFileToMemory(other, 1, other_key));
+        EXPECT_GT(0, testers.ReadFromFileToMemory(other, 0, other_key));
+    }
     const MessageBoxes boxes;
     EXPECT_THROW(CTestMailingInfo(nullptr, &option), CUserException);
     EXPECT_THROW(CTestMailingInfo(&env, nullptr), CUserException);
-    CErrMsg bound, options;
-    bound.SetErr(10002);
-    options.SetErr(10004);
-    EXPECT_EQ((std::vector<std::string>{bound.GetLastMsg(), options.GetLastMsg()}), boxes.Texts());
+    for (std::size_t const box : {0, 1}) {
+        testers.GetErrMsg().SetErr(box == 0 ? 10002 : 10004);
+        EXPECT_EQ(testers.GetErrMsg().GetLastMsg(), boxes.Texts().at(box));
+    }
 }
 
 TEST_F(TestMailingInfoTest, KeyRule) {

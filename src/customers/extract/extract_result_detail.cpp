@@ -185,8 +185,7 @@ int ExtractResultDetail::GetDBIDListFromFileToMemory(int useKey, char const* key
     const environment::DataKey file_key(*env_, useKey, key);
     if (!file_key.IsKnown()) return Fail(send_list_file_format, file_format);
     int const loaded = LoadCSVFile(FilePath(id_), file_key.Get());
-    ids_.Reserve(Items().size());
-    for (int row = 0; row < GetSize(); ++row) ids_.Insert(IDAt(row));
+    EnterIDs();
     switch (loaded) {
         case load_ok: return ok;
         case load_missing: return Fail(send_list_file_missing, file_missing);
@@ -237,16 +236,21 @@ void ExtractResultDetail::RemoveRows(CArray<int, int> const& rows) {
     kept.reserve(static_cast<std::size_t>(GetSize() - rows.GetSize()));
     auto next = rows.begin();
     for (int row = 0; row < GetSize(); ++row) {
-        if (next != rows.end() && *next == row) {
-            ids_.Remove(IDAt(row));
+        if (next != rows.end() && *next == row)
             ++next;
-        } else {
+        else
             kept.push_back(std::move((*this)[row]));
-        }
     }
     DeleteAllString();
     Items().swap(kept);
+    EnterIDs();
     changed_ = 1;
+}
+
+void ExtractResultDetail::EnterIDs() {
+    ids_.Clear();
+    ids_.Reserve(Items().size());
+    for (int row = 0; row < GetSize(); ++row) ids_.Insert(IDAt(row));
 }
 
 int ExtractResultDetail::AddDBID(int id) {
@@ -277,7 +281,7 @@ int ExtractResultDetail::RemoveDBID(int id) {
     int const row = ExtractDBID2RowNumber(id);
     if (row < 0) return Fail(send_list_delete_of_missing_id, not_in_list);
     if (!DeleteString(row)) return Fail(send_list_unexpected, row_refused);
-    ids_.Remove(id);
+    if (ExtractDBID2RowNumber(id) < 0) ids_.Remove(id);  // a file may hold it twice
     changed_ = 1;
     return GetSize();
 }

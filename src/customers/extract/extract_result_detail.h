@@ -162,9 +162,7 @@ class TESSALY_API ExtractResultDetail : public BaseRecordStructer {
         void Reserve(std::size_t count) { known_.Reserve(count); }
         bool Holds(int id) const noexcept { return known_.RowOf(id) == held; }
         void Insert(int id) { known_.Set(id, held); }
-        void Remove(int id) {
-            if (Holds(id)) known_.Set(id, removed);
-        }
+        void Remove(int id) { known_.Set(id, removed); }
 
       private:
         enum Mark : int { removed = 0, held = 1 };
@@ -180,6 +178,7 @@ class TESSALY_API ExtractResultDetail : public BaseRecordStructer {
     CString FilePath(int id) const;
     int Save(int id, int compel);
     int IDAt(int row) const;
+    void EnterIDs();
     int Add(Customer customer);
     std::vector<Customer> LookUp(CList<int, int> const& ids) const;
     void ReserveFor(std::size_t more);

@@ -1,0 +1,145 @@
+"""send, report and retry of a stored mail: what the history says, whatever comes in between."""
+
+import csv
+import io
+import json
+import signal
+import unittest
+
+from cli import CommandTest, Running, wait_for
+from smtp_server import SmtpServer
+
+CUSTOMERS = [f"n{i}@example.jp,表{i},,Y" for i in range(6)]
+
+
+class StoredSend(CommandTest):
+    def new_mail(self, *customers):
+        self.new_shop(*(customers or CUSTOMERS))
+        self.put("draft.txt", "Subject: <%名前(姓)%>様へ\n\n<%名前(姓)%> 様\n")
+        self.tessaly("mail", "new", "shop.tsl", "--draft", "draft.txt")
+        self.tessaly("target", "shop.tsl", 0, "--all")
+
+    def send(self, *options, code=0):
+        return self.tessaly("send", "shop.tsl", 0, *options, code=code)
+
+    def history(self):
+        """State, attempts and errors of each recipient."""
+        rows = json.loads(self.tessaly("report", "shop.tsl", 0, "--format", "json").out)
+        return {row["メールアドレス"].split("@")[0]: (row["状態"], row["送信回数"], row["エラー"]) for row in rows}
+
+    def totals(self):
+        row, = json.loads(self.tessaly("report", "shop.tsl", "--format", "json").out)
+        return [row[name] for name in ("状態", "宛先", "送信", "エラー", "待ち")]
+
+    def test_retries_up_to_the_limit(self):
+        self.new_mail()
+        self.assertEqual(self.totals(), ["下書き", "6", "0", "0", "6"])
+        server = SmtpServer(self, {"RCPT": lambda command: "550 no" if "n1@" in command or "n2@" in command else ""})
+        to = ("--smtp", server.address)
+        self.tessaly("settings", "shop.tsl", "retry.max=2")
+        self.assertIn("送信 4通、送れず 2通", self.send(*to, "--report", "report.csv", code=1).out)
+        self.assertEqual(len(list(csv.DictReader(io.StringIO(self.text("report.csv"))))), 6)
+        expected = {f"n{i}": ("完了", "1", "0") for i in range(6)}
+        self.assertEqual(self.history(), expected | dict.fromkeys(["n1", "n2"], ("待ち", "1", "1")))
+        server.answers = {"RCPT": lambda command: "450 later" if "n1@" in command else ""}
+        self.assertIn("送信 1通、送れず 1通", self.send(*to, "--retry", code=1).out)
+        self.assertEqual(self.history(), expected | {"n1": ("待ち", "2", "2"), "n2": ("完了", "2", "1")})
+        self.assertEqual(self.totals(), ["送信待ち", "6", "8", "3", "1"])
+        self.assertIn("送信 0通、送れず 1通", self.send(*to, code=1).out)  # a plain send tries again too
+        self.assertEqual(self.totals(), ["エラーあり", "6", "9", "4", "0"])
+        self.assertIn("再送信する相手はいません", self.send(*to, "--retry").out)
+        again = self.send(*to)
+        self.assertIn("もう届いている 5人には送りません。\n再送信の上限に達した 1人には送りません。\n", again.err)
+        self.assertIn("送る相手は残っていません", again.out)
+        self.assertEqual(len(server.mails), 5)
+        self.tessaly("settings", "shop.tsl", "retry.max=9")
+        server.answers = {}
+        self.send(*to)
+        self.assertEqual(self.totals(), ["完了", "6", "10", "4", "0"])
+
+    def test_without_retries_a_failure_is_the_end(self):
+        self.new_mail()
+        self.tessaly("settings", "shop.tsl", "retry.allowed=N")
+        server = SmtpServer(self, {"RCPT": lambda command: "450 later" if "n1@" in command else ""})
+        self.send("--smtp", server.address, code=1)
+        self.assertEqual(self.history()["n1"], ("エラー", "1", "1"))
+        self.assertIn("再送信する相手はいません", self.send("--smtp", server.address, "--retry").out)
+        self.assertEqual(self.totals(), ["エラーあり", "6", "6", "1", "0"])
+
+    def test_a_server_that_is_not_there_costs_nobody_an_attempt(self):
+        self.new_mail()
+        server = SmtpServer(self, {"": "421 busy"})
+        stopped = self.send("--smtp", server.address, "--threads", 1, code=1)
+        self.assertIn("まだ届いていない人に続きを送ります", stopped.err)
+        self.assertEqual(set(self.history().values()), {("待ち", "0", "0")})
+
+    def test_killed_and_stopped_runs_send_nobody_twice(self):
+        self.new_mail(*(f"n{i}@example.jp,表{i},,Y" for i in range(400)))
+        server = SmtpServer(self, {})
+        for number, end in enumerate((signal.SIGKILL, signal.SIGINT), 1):
+            run = Running(self, "send", "shop.tsl", "0", "--smtp", server.address, "--threads", "4")
+            self.assertTrue(wait_for(lambda: len(server.mails) >= 40 * number))
+            stopped = run.stop(end)
+        self.assertIn("同じコマンドをもう一度実行すると", stopped.err)
+        sent = len(server.mails)
+        complete = [state for state, _, _ in self.history().values()].count("完了")
+        self.assertLess(complete, 400)
+        self.assertLessEqual(sent - complete, 4)  # at most the mails on the way when it was killed
+        self.send("--smtp", server.address)
+        self.assertEqual(self.totals(), ["完了", "400", "400", "0", "0"])
+        self.assertLessEqual(len(server.mails) - 400, 4)
+        self.assertEqual([file.name for file in (self.folder / "shop/MAIL/0").glob("*.journal")], [])
+
+    def test_a_torn_journal_tells_what_it_can(self):
+        self.new_mail()
+        server = SmtpServer(self, {"RCPT": lambda command: "450 later"})
+        self.send("--smtp", server.address, code=1)
+        line = "{}\tC\t1\tid{}@x\t2026/11/23 01:02:03\n"
+        self.put("shop/MAIL/0/hist0.journal", line.format(1, 1) + "x\n99\tC\t1\tid\t2026/11/23 01:02:03\n\n" +
+                 line.format(2, 2) + line.format(3, 3)[:-9])
+        self.assertEqual([self.history()[name][0] for name in ("n0", "n1", "n2", "n3")], ["待ち", "完了", "完了", "待ち"])
+        server.answers = {}
+        self.send("--smtp", server.address)
+        self.assertEqual(len(server.mails), 4)
+        self.assertEqual(self.totals(), ["完了", "6", "12", "6", "0"])
+
+    def test_who_left_since_the_choice_gets_nothing(self):
+        self.new_mail()
+        self.tessaly("customers", "delete", "shop.tsl", 1)
+        self.tessaly("customers", "set", "shop.tsl", 2, "DM送付可否=N")
+        self.assertEqual(self.send("--dry-run").out.splitlines()[-1], "4通を送ります (--dry-run なので送っていません)。")
+        server = SmtpServer(self, {})
+        run = self.send("--smtp", server.address)
+        self.assertIn("削除された顧客 1人には送りません。\nDMを受け取らない顧客 1人には送りません。\n", run.err)
+        self.assertEqual(len(server.mails), 4)
+
+    def test_the_testers_get_it_without_a_trace(self):
+        self.new_mail()
+        server = SmtpServer(self, {})
+        self.refused("send", "shop.tsl", 0, "--test", "--smtp", server.address, says="テスト送信の相手がいません")
+        self.tessaly("testers", "add", "shop.tsl", "メールアドレス=me@example.jp", "名前(姓)=試")
+        self.send("--test", "--smtp", server.address)
+        self.assertEqual(len(server.mails), 1)
+        self.assertEqual(self.totals(), ["下書き", "6", "0", "0", "6"])
+        self.assertEqual(list((self.folder / "shop/MAIL/0").glob("hist*")), [])
+
+    def test_two_runs_of_one_mail_do_not_meet(self):
+        self.new_mail(*(f"n{i}@example.jp,表{i},,Y" for i in range(300)))
+        server = SmtpServer(self, {})
+        runs = [Running(self, "send", "shop.tsl", "0", "--smtp", server.address) for _ in range(2)]
+        codes = sorted(run.result().code for run in runs)
+        self.assertIn(codes, ([0, 0], [0, 1]))
+        self.assertEqual(len(server.mails), 300)
+
+    def test_wrong_use(self):
+        self.new_mail()
+        for options, says in (([], "送るもの"), ([0, "--draft", "draft.txt"], "送るもの"), ([0, "--resume"], "--report が要ります"),
+                              ([0, "--to", "1"], "tessaly target"), (["--draft", "draft.txt", "--retry"], "保存したメールだけ")):
+            self.refused("send", "shop.tsl", *options, says=says, code=2)
+        self.refused("send", "shop.tsl", 7, says="その番号のメールはありません: 7")
+        self.tessaly("target", "shop.tsl", 0, "--clear")
+        self.refused("send", "shop.tsl", 0, says="宛先がありません")
+
+
+if __name__ == "__main__":
+    unittest.main()

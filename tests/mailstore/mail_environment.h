@@ -1,0 +1,29 @@
+#pragma once
+
+#include <string>
+
+#include "environment/env_manager.h"
+#include "platform/file.h"
+#include "tests/environment/test_environment.h"
+
+// An open environment with an empty list of mails. A null key makes it one without keys.
+struct MailEnvironment : TestEnvironment {
+    explicit MailEnvironment(char const* key = app_key) {
+        platform::MakeDirectory(Path("MAIL"));
+        Put("MAIL\\maillist.dat", "");
+        env.InitEnvFileInfo(file, key, 0);
+    }
+    CString Path(CString const& below) const { return folder.Path("店\\") + below; }
+    bool Put(CString const& below, std::string const& content) const {
+        return platform::WriteWholeFile(Path(below), content);
+    }
+    bool Has(CString const& below) const { return platform::IsFile(Path(below)); }
+    std::string Content(CString const& below) const { return ContentOf(Path(below)); }
+    // Puts an empty folder where a file stands or would come.
+    bool Block(CString const& below) const {
+        platform::RemoveFile(Path(below));
+        return platform::MakeDirectory(Path(below));
+    }
+
+    EnvManager env;
+};
