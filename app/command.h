@@ -1,6 +1,9 @@
 #pragma once
 
 #include <CLI/CLI.hpp>
+#include <limits>
+#include <memory>
+#include <string>
 
 #include "session.h"
 
@@ -12,6 +15,23 @@ namespace app {
 void AddAccess(CLI::App& command, Access& access);
 // The positional ENV.
 void AddEnvFile(CLI::App& command, std::string& env_file);
+// Numbers from `low` on; "[low - high]" does not stand in the help.
+CLI::Validator NumberFrom(int low, int high = std::numeric_limits<int>::max());
+// The positional MAIL, the number of a stored mail.
+CLI::Option* AddMail(CLI::App& command, int& mail);
+CLI::Option* AddFormat(CLI::App& command, std::string& format);
+
+// One command of a family over an environment: `run` gets the arguments, whose members `env_file` and
+// `access` it fills.
+template <class Arguments>
+CLI::App* AddOne(CLI::App& family, char const* name, char const* text,
+                 std::shared_ptr<Arguments> const& arguments, void (*run)(Arguments const&)) {
+    CLI::App* command = family.add_subcommand(name, text);
+    AddEnvFile(*command, arguments->env_file);
+    AddAccess(*command, arguments->access);
+    command->callback([arguments, run] { run(*arguments); });
+    return command;
+}
 
 void AddEnvCommands(CLI::App& program);
 void AddSettingsCommand(CLI::App& program);

@@ -43,7 +43,8 @@ void RequireCustomers(Session& session, std::string const& file) {
     CDatabaseEdit backup;
     const CString key = session.Environment().GetDBKey();
     bool const keyed = session.Environment().GetEnvType() == EnvManager::type_keyed;
-    int const rows = backup.ReadFromFileToMemoryAppointFileName(IntoPath(file), keyed ? static_cast<char const*>(key) : nullptr);
+    int const rows = backup.ReadFromFileToMemoryAppointFileName(
+        IntoPath(file), keyed ? static_cast<char const*>(key) : nullptr);
     if (rows < 0 || (rows == 0 && fs::file_size(file) > 0))
         throw Failure("この環境の控えではないか、壊れています: " + file +
                       "\n控えは、同じ環境で「tessaly backup」で作ったものだけが使えます。");
@@ -74,23 +75,16 @@ void Restore(Arguments const& arguments) {
     std::cout << "戻した顧客と戻さなかった顧客の番号: " << (file.parent_path() / report).string() << "\n";
 }
 
-CLI::App* AddOne(CLI::App& program, char const* name, char const* text,
-                 std::shared_ptr<Arguments> const& arguments, void (*run)(Arguments const&)) {
-    CLI::App* command = program.add_subcommand(name, text);
-    AddEnvFile(*command, arguments->env_file);
-    command->add_option("FILE", arguments->file, "控えのファイル")->required()->type_name("");
-    AddAccess(*command, arguments->access);
-    command->callback([arguments, run] { run(*arguments); });
-    return command;
-}
-
 }  // namespace
 
 void AddBackupCommands(CLI::App& program) {
     auto arguments = std::make_shared<Arguments>();
-    AddOne(program, "backup", "顧客の控えを作ります", arguments, Backup)
-        ->add_flag("--force", arguments->force, "控えのファイルがあれば上書きします");
-    AddOne(program, "restore", "控えにあって今のデータにない顧客を戻します", arguments, Restore);
+    CLI::App* backup = AddOne(program, "backup", "顧客の控えを作ります", arguments, Backup);
+    backup->add_flag("--force", arguments->force, "控えのファイルがあれば上書きします");
+    CLI::App* restore =
+        AddOne(program, "restore", "控えにあって今のデータにない顧客を戻します", arguments, Restore);
+    for (CLI::App* command : {backup, restore})
+        command->add_option("FILE", arguments->file, "控えのファイル")->required()->type_name("");
 }
 
 }  // namespace app

@@ -1,6 +1,5 @@
 #include <algorithm>
 #include <iostream>
-#include <limits>
 #include <memory>
 #include <vector>
 
@@ -164,15 +163,6 @@ void Erase(Arguments const& arguments) {
                [](CDatabaseEdit& customers, int id) { return customers.PhysicalDeletion(id); });
 }
 
-CLI::App* AddOne(CLI::App& family, char const* name, char const* text,
-                 std::shared_ptr<Arguments> const& arguments, void (*run)(Arguments const&)) {
-    CLI::App* command = family.add_subcommand(name, text);
-    AddEnvFile(*command, arguments->env_file);
-    AddAccess(*command, arguments->access);
-    command->callback([arguments, run] { run(*arguments); });
-    return command;
-}
-
 }  // namespace
 
 void AddCustomersCommands(CLI::App& program) {
@@ -186,15 +176,13 @@ void AddCustomersCommands(CLI::App& program) {
     list->add_flag("--deleted", arguments->deleted, "削除済みの顧客だけにします")->excludes(all);
     list->add_option("--columns", arguments->columns, "表示する列の名前または番号 (カンマ区切り)")
         ->type_name("COL,...");
-    list->add_option("--limit", arguments->limit, "表示する件数の上限")
-        ->check(CLI::Range(1, std::numeric_limits<int>::max()))
-        ->type_name("N");
-    list->add_option("--format", arguments->format, "table、csv、json のどれか")->type_name("FORMAT");
+    list->add_option("--limit", arguments->limit, "表示する件数の上限")->check(NumberFrom(1))->type_name("N");
+    AddFormat(*list, arguments->format);
 
     auto const add_id = [&](CLI::App* command) {
         command->add_option("ID", arguments->id, "個人情報ID")
             ->required()
-            ->check(CLI::Range(0, std::numeric_limits<int>::max()))
+            ->check(NumberFrom(0))
             ->type_name("");
     };
     auto const add_values = [&](CLI::App* command) {
@@ -203,7 +191,7 @@ void AddCustomersCommands(CLI::App& program) {
     auto const add_ids = [&](CLI::App* command) {
         command->add_option("ID", arguments->ids, "個人情報ID")
             ->required()
-            ->check(CLI::Range(0, std::numeric_limits<int>::max()))
+            ->check(NumberFrom(0))
             ->type_name("");
     };
     add_id(AddOne(*family, "show", "1人の顧客を表示します", arguments, Show));

@@ -22,6 +22,18 @@ void AddEnvFile(CLI::App& command, std::string& env_file) {
     command.add_option("ENV", env_file, "環境ファイル (例: shop.tsl)")->required()->type_name("");
 }
 
+CLI::Validator NumberFrom(int low, int high) { return CLI::Range(low, high).description(""); }
+
+CLI::Option* AddMail(CLI::App& command, int& mail) {
+    return command.add_option("MAIL", mail, "メールの番号 (mail list で見られます)")
+        ->check(NumberFrom(0))
+        ->type_name("");
+}
+
+CLI::Option* AddFormat(CLI::App& command, std::string& format) {
+    return command.add_option("--format", format, "table、csv、json のどれか")->type_name("FORMAT");
+}
+
 namespace {
 
 struct Arguments {

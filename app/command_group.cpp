@@ -1,7 +1,6 @@
 #include <algorithm>
 #include <charconv>
 #include <iostream>
-#include <limits>
 #include <memory>
 #include <optional>
 #include <vector>
@@ -219,15 +218,6 @@ void Restore(Arguments const& arguments) {
               });
 }
 
-CLI::App* AddOne(CLI::App& family, char const* name, char const* text,
-                 std::shared_ptr<Arguments> const& arguments, void (*run)(Arguments const&)) {
-    CLI::App* command = family.add_subcommand(name, text);
-    AddEnvFile(*command, arguments->env_file);
-    AddAccess(*command, arguments->access);
-    command->callback([arguments, run] { run(*arguments); });
-    return command;
-}
-
 }  // namespace
 
 void AddGroupCommands(CLI::App& program) {
@@ -235,12 +225,7 @@ void AddGroupCommands(CLI::App& program) {
     family->require_subcommand(1);
     auto arguments = std::make_shared<Arguments>();
 
-    auto const add_mail = [&](CLI::App* command) {
-        command->add_option("MAIL", arguments->mail, "メールの番号")
-            ->required()
-            ->check(CLI::Range(0, std::numeric_limits<int>::max()))
-            ->type_name("");
-    };
+    auto const add_mail = [&](CLI::App* command) { AddMail(*command, arguments->mail)->required(); };
     auto const add_group = [&](CLI::App* command) {
         command->add_option("GROUP", arguments->group, "保存した宛先の番号か名前")->required()->type_name("");
     };
@@ -252,7 +237,7 @@ void AddGroupCommands(CLI::App& program) {
     add_name(save);
     CLI::App* list = AddOne(*family, "list", "保存した宛先の一覧を表示します", arguments, ListGroups);
     list->add_flag("--deleted", arguments->deleted, "削除したものの一覧にします");
-    list->add_option("--format", arguments->format, "table、csv、json のどれか")->type_name("FORMAT");
+    AddFormat(*list, arguments->format);
     CLI::App* use = AddOne(*family, "use", "保存した条件と宛先をメールに写します", arguments, Use);
     add_group(use);
     add_mail(use);

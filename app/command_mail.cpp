@@ -1,6 +1,5 @@
 #include <algorithm>
 #include <iostream>
-#include <limits>
 #include <memory>
 #include <vector>
 
@@ -193,27 +192,15 @@ void Restore(Arguments const& arguments) {
     ChangeEach(arguments, Deleted::allow, "下書きに戻しました。", &CMailListViewer::UnDeleteMailData);
 }
 
-CLI::App* AddOne(CLI::App& family, char const* name, char const* text,
-                 std::shared_ptr<Arguments> const& arguments, void (*run)(Arguments const&)) {
-    CLI::App* command = family.add_subcommand(name, text);
-    AddEnvFile(*command, arguments->env_file);
-    AddAccess(*command, arguments->access);
-    command->callback([arguments, run] { run(*arguments); });
-    return command;
-}
-
 CLI::App* WithMail(CLI::App* command, std::shared_ptr<Arguments> const& arguments) {
-    command->add_option("MAIL", arguments->mail, "メールの番号")
-        ->required()
-        ->check(CLI::Range(0, std::numeric_limits<int>::max()))
-        ->type_name("");
+    AddMail(*command, arguments->mail)->required();
     return command;
 }
 
 CLI::App* WithMails(CLI::App* command, std::shared_ptr<Arguments> const& arguments) {
     command->add_option("MAIL", arguments->mails, "メールの番号")
         ->required()
-        ->check(CLI::Range(0, std::numeric_limits<int>::max()))
+        ->check(NumberFrom(0))
         ->type_name("");
     return command;
 }
@@ -256,7 +243,7 @@ void AddMailCommands(CLI::App& program) {
                    "その端末の文面を消します (pc の文面が届くようになります)");
     CLI::App* list = AddOne(*family, "list", "メールの一覧を表示します", arguments, List);
     list->add_flag("--deleted", arguments->deleted, "削除したメールだけにします");
-    list->add_option("--format", arguments->format, "table、csv、json のどれか")->type_name("FORMAT");
+    AddFormat(*list, arguments->format);
     WithMail(AddOne(*family, "show", "メールの文面を表示します", arguments, Show), arguments);
     WithMail(AddOne(*family, "copy", "メールを写して、新しい下書きを作ります", arguments, Copy), arguments);
     WithMails(AddOne(*family, "delete", "メールを削除します (戻せます)", arguments, Delete), arguments);

@@ -58,7 +58,7 @@ void AddPostboxCommand(CLI::App& program) {
         ->required()
         ->type_name("");
     command->add_option("--smtp", arguments->port, "ポート番号 (0は空いているもの)")
-        ->check(CLI::Range(0, 65535))
+        ->check(NumberFrom(0, 65535))
         ->type_name("PORT");
     command->add_option("--port-file", arguments->port_file, "使うポート番号を書くファイル")
         ->type_name("FILE");

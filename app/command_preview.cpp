@@ -1,7 +1,6 @@
 #include <algorithm>
 #include <array>
 #include <iostream>
-#include <limits>
 #include <memory>
 #include <vector>
 
@@ -147,12 +146,10 @@ void AddPreviewCommand(CLI::App& program) {
     auto arguments = std::make_shared<Arguments>();
     CLI::App* command = program.add_subcommand("preview", "1人の顧客に届く文面を表示します");
     AddEnvFile(*command, arguments->env_file);
-    command->add_option("MAIL", arguments->mail, "保存したメールの番号")
-        ->check(CLI::Range(0, std::numeric_limits<int>::max()))
-        ->type_name("");
+    AddMail(*command, arguments->mail);
     command->add_option("--draft", arguments->draft, "保存したメールの代わりに見る下書き")->type_name("FILE");
     CLI::Option* customer = command->add_option("--customer", arguments->customer, "個人情報ID")
-                                ->check(CLI::Range(0, std::numeric_limits<int>::max()))
+                                ->check(NumberFrom(0))
                                 ->type_name("ID");
     command
         ->add_option("--terminal", arguments->terminal,

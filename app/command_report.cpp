@@ -1,7 +1,6 @@
 #include <algorithm>
 #include <filesystem>
 #include <iostream>
-#include <limits>
 #include <memory>
 #include <vector>
 
@@ -122,11 +121,9 @@ void AddReportCommand(CLI::App& program) {
     CLI::App* command =
         program.add_subcommand("report", "送信の結果を、メールごと、または宛先ごとに表示します");
     AddEnvFile(*command, arguments->env_file);
-    CLI::Option* mail = command->add_option("MAIL", arguments->mail, "このメールの宛先ごとの結果にします")
-                            ->check(CLI::Range(0, std::numeric_limits<int>::max()))
-                            ->type_name("");
+    CLI::Option* mail = AddMail(*command, arguments->mail);
     command->add_flag("--deleted", arguments->deleted, "削除したメールも含めます")->excludes(mail);
-    command->add_option("--format", arguments->format, "table、csv、json のどれか")->type_name("FORMAT");
+    AddFormat(*command, arguments->format);
     AddAccess(*command, arguments->access);
     command->callback([arguments] {
         if (arguments->mail == new_mail)

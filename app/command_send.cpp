@@ -1,6 +1,5 @@
 #include <algorithm>
 #include <iostream>
-#include <limits>
 #include <memory>
 #include <optional>
 #include <vector>
@@ -274,9 +273,7 @@ void AddSendCommand(CLI::App& program) {
     auto arguments = std::make_shared<Arguments>();
     CLI::App* command = program.add_subcommand("send", "宛先の一人ひとりにメールを送ります");
     AddEnvFile(*command, arguments->env_file);
-    command->add_option("MAIL", arguments->mail, "保存したメールの番号 (mail list で見られます)")
-        ->check(CLI::Range(0, std::numeric_limits<int>::max()))
-        ->type_name("");
+    AddMail(*command, arguments->mail);
     command
         ->add_option("--draft", arguments->draft,
                      "保存したメールの代わりに送る下書き (Subject などの見出し、空の行、本文。UTF-8)")
@@ -292,7 +289,7 @@ void AddSendCommand(CLI::App& program) {
     command->add_option("--smtp", arguments->smtp, "送信サーバー (なければ設定のもの)")
         ->type_name("HOST:PORT");
     command->add_option("--threads", arguments->threads, "同時に使う接続の数")
-        ->check(CLI::Range(1, most_threads))
+        ->check(NumberFrom(1, most_threads))
         ->type_name("N");
     command->add_option("--report", arguments->report, "宛先ごとの結果を書くCSVファイル")->type_name("FILE");
     command->add_flag("--resume", arguments->resume,

@@ -1,5 +1,4 @@
 #include <iostream>
-#include <limits>
 #include <memory>
 #include <vector>
 
@@ -142,10 +141,7 @@ void AddTargetCommand(CLI::App& program) {
     auto arguments = std::make_shared<Arguments>();
     CLI::App* command = program.add_subcommand("target", "メールの宛先を選び、表示します");
     AddEnvFile(*command, arguments->env_file);
-    command->add_option("MAIL", arguments->mail, "メールの番号 (mail list で見られます)")
-        ->required()
-        ->check(CLI::Range(0, std::numeric_limits<int>::max()))
-        ->type_name("");
+    AddMail(*command, arguments->mail)->required();
     CLI::Option const* where =
         AddCondition(*command, "--where", arguments->where, "宛先にする顧客の条件 (前の条件は消えます)");
     CLI::Option const* other = AddCondition(*command, "--or", arguments->other, "別の条件を始めます");
@@ -154,9 +150,9 @@ void AddTargetCommand(CLI::App& program) {
     command->add_flag("--clear", arguments->clear, "条件と宛先を消します");
     command->add_flag("--show", arguments->show, "条件と宛先を表示します (ほかに何も書かなければこれです)");
     command->add_option("--limit", arguments->limit, "表示する件数の上限")
-        ->check(CLI::Range(1, std::numeric_limits<int>::max()))
+        ->check(NumberFrom(1))
         ->type_name("N");
-    command->add_option("--format", arguments->format, "table、csv、json のどれか")->type_name("FORMAT");
+    AddFormat(*command, arguments->format);
     AddAccess(*command, arguments->access);
     command->footer(condition_help);
     command->callback([arguments, command, where, other] {

@@ -1,7 +1,6 @@
 #include <algorithm>
 #include <cstdlib>
 #include <iostream>
-#include <limits>
 #include <memory>
 #include <vector>
 
@@ -89,15 +88,6 @@ void Delete(Arguments const& arguments) {
     std::cout << Grouped(arguments.ids.size()) << "件を削除しました。\n";
 }
 
-CLI::App* AddOne(CLI::App& family, char const* name, char const* text,
-                 std::shared_ptr<Arguments> const& arguments, void (*run)(Arguments const&)) {
-    CLI::App* command = family.add_subcommand(name, text);
-    AddEnvFile(*command, arguments->env_file);
-    AddAccess(*command, arguments->access);
-    command->callback([arguments, run] { run(*arguments); });
-    return command;
-}
-
 }  // namespace
 
 void AddTestersCommands(CLI::App& program) {
@@ -111,11 +101,11 @@ void AddTestersCommands(CLI::App& program) {
     CLI::App* list = AddOne(*family, "list", "テスト送信の相手を表示します", arguments, List);
     list->add_option("--columns", arguments->columns, "表示する列の名前または番号 (カンマ区切り)")
         ->type_name("COL,...");
-    list->add_option("--format", arguments->format, "table、csv、json のどれか")->type_name("FORMAT");
+    AddFormat(*list, arguments->format);
     AddOne(*family, "delete", "テスト送信の相手を削除します", arguments, Delete)
         ->add_option("ID", arguments->ids, "番号")
         ->required()
-        ->check(CLI::Range(0, std::numeric_limits<int>::max()))
+        ->check(NumberFrom(0))
         ->type_name("");
 }
 

@@ -25,11 +25,6 @@ bool IsDate(Element const& element) {
     return element.number == customers::element_birthday || element.type == mydb_date;
 }
 
-bool CanBeAsked(int element) {
-    return MemberOf(element) || element == customers::element_id ||
-           element == customers::element_entry_date || element == customers::element_renewal_date;
-}
-
 // In words that can be written in a condition, as long as the number is one.
 std::string NameOf(Elements const& elements, int number) {
     if (customers::IsElement(number) && !elements.At(number).title.empty()) return elements.At(number).title;
@@ -217,7 +212,7 @@ char const* const condition_help =
 OneExtractCondition ReadCondition(Elements const& elements, std::string_view text) {
     const Written written = Divide(elements, text);
     int const number = elements.Named(written.title);
-    if (!CanBeAsked(number)) throw Failure("この列は条件に使えません: " + std::string(written.title));
+    if (!IsForPeople(number)) throw Failure("この列は条件に使えません: " + std::string(written.title));
     Element const& element = elements.At(number);
     OneExtractCondition condition;
     condition.ElementNumber = number;

@@ -17,12 +17,6 @@ bool IsCodeNumber(int element) {
            (element >= customers::element_phone_1 && element <= customers::element_portable_2);
 }
 
-// Not so the spare columns and the delete flag.
-bool IsForPeople(int element) {
-    return MemberOf(element) || element == customers::element_id ||
-           element == customers::element_entry_date || element == customers::element_renewal_date;
-}
-
 int AttributeOf(std::string_view name) {
     if (!name.starts_with(attribute_prefix) || name.size() != attribute_prefix.size() + 1) return -1;
     char const letter = name.back();
@@ -30,6 +24,11 @@ int AttributeOf(std::string_view name) {
 }
 
 }  // namespace
+
+bool IsForPeople(int element) {
+    return MemberOf(element) || element == customers::element_id ||
+           element == customers::element_entry_date || element == customers::element_renewal_date;
+}
 
 Elements::Elements(Session& session) {
     CArray<DB_Element_Info, DB_Element_Info> info;

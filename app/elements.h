@@ -38,6 +38,9 @@ std::string RefusalOf(Element const& element, CString const& value);
 // the delete flag, which has commands of its own.
 CString OneCustomer::*MemberOf(int element);
 
+// Elements that people see: not the spare columns and the delete flag.
+bool IsForPeople(int element);
+
 // "TITLE=VALUE"; throws Failure when it is not of that form.
 struct Assignment {
     int element;
