@@ -29,7 +29,8 @@ struct Delivery {
     Outcome outcome;
     std::string reply;  // what the server or the library said, on one line
     CString message_id;
-    bool attempted;  // false when the failure came before her turn: no connection, no greeting, no login
+    bool attempted =
+        true;  // false when the failure came before her turn: no connection, no greeting, no login
 };
 
 class Mailing {

@@ -1,10 +1,8 @@
 #include "delivery/history_list_viewer.h"
 
 #include <algorithm>
-#include <charconv>
 #include <cstdlib>
 #include <limits>
-#include <string_view>
 
 #include "customers/database_edit.h"
 #include "environment/data_key.h"
@@ -274,7 +272,7 @@ int HistoryListViewer::TransferMessageID(int customerID, CString& id, int set) {
 }
 
 int HistoryListViewer::TransferRetryNum(int customerID, int& number, int set) {
-    CString text = Decimal(number);
+    CString text = set ? Decimal(number) : CString();
     int const result = Transfer(customerID, element_retry_number, text, set);
     if (result == ok && !set) number = std::atoi(text);
     return result;
@@ -290,6 +288,7 @@ int HistoryListViewer::TransferLastSendDate(int customerID, COleDateTime& date, 
 int HistoryListViewer::RetryNumInc(int customerID) {
     int const row = KnownRow(customerID);
     if (row == no_row) return no_such_customer;
-    long long const raised = static_cast<long long>(NumberAt(row, element_retry_number)) + 1;
-    return StoreCell(row, element_retry_number, Decimal(static_cast<int>(raised)));
+    int const number = NumberAt(row, element_retry_number);
+    return StoreCell(row, element_retry_number,
+                     Decimal(number < std::numeric_limits<int>::max() ? number + 1 : number));
 }

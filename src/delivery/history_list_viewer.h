@@ -1,8 +1,7 @@
 #pragma once
 
-#include <string>
+#include <set>
 #include <unordered_map>
-#include <vector>
 
 #include "platform/containers.h"
 #include "platform/cstring.h"
@@ -37,8 +36,9 @@ struct HistorySet {
 // of options, one customer table and one list of mails among all.
 //
 // Look-ups by customer ID and by Message-ID take the same time however long the history is. Of two rows with
-// one customer ID the later one is found. The look-ups know of changes by the operations here, not of such by
-// the inherited table.
+// one customer ID the later one is found. A row is found by the customer ID with which it was loaded or
+// appended, and by the Message-ID that it holds now; the look-ups do not know of changes by the inherited
+// table.
 //
 // Threads: a load, and a save to the mail's own file, take the named mutex HISTORY_LIST_VIEWER_MUTEX, one for
 // all histories and processes. Nothing else is locked: one object belongs to one thread at a time. The last
@@ -134,7 +134,7 @@ class TESSALY_API HistoryListViewer : public BaseRecordStructer {
     int TransferOpenFlag(int customerID, CString& flag, int set);
     int TransferMessageID(int customerID, CString& id, int set);
     int TransferLastSendDate(int customerID, COleDateTime& date, int set);
-    // Raises the retry number by 1. ok, no_such_customer, unexpected.
+    // Raises the retry number by 1, not beyond the greatest int. ok, no_such_customer, unexpected.
     int RetryNumInc(int customerID);
 
     // May this customer get the mail again? ok for yes; in this order: no_system_option, no_database,
@@ -193,6 +193,6 @@ class TESSALY_API HistoryListViewer : public BaseRecordStructer {
     int modified_ = 0;
     XCStringArrayEx work_row_;
     std::unordered_map<int, int> rows_by_customer_;
-    std::unordered_map<std::string, std::vector<int>> rows_by_message_id_;
+    std::unordered_map<CString, std::set<int>> rows_by_message_id_;
     bool message_index_made_ = false;
 };

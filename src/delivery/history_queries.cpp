@@ -104,16 +104,15 @@ void HistoryListViewer::UseMessageIndex() {
 }
 
 void HistoryListViewer::AddToMessageIndex(int row, CString const& id) {
-    if (id.IsEmpty()) return;
-    std::vector<int>& rows = rows_by_message_id_[std::string(id.View())];
-    rows.insert(std::upper_bound(rows.begin(), rows.end(), row), row);
+    if (!id.IsEmpty()) rows_by_message_id_[id].insert(row);
 }
 
 void HistoryListViewer::MoveInMessageIndex(int row, CString const& old_id, CString const& new_id) {
     if (!message_index_made_ || old_id == new_id) return;
-    if (auto const old_place = rows_by_message_id_.find(std::string(old_id.View()));
-        old_place != rows_by_message_id_.end())
-        std::erase(old_place->second, row);
+    if (auto const old_place = rows_by_message_id_.find(old_id); old_place != rows_by_message_id_.end()) {
+        old_place->second.erase(row);
+        if (old_place->second.empty()) rows_by_message_id_.erase(old_place);
+    }
     AddToMessageIndex(row, new_id);
 }
 
@@ -125,7 +124,7 @@ int HistoryListViewer::GetCustomerIDFromMessageID(CString id, CArray<int, int>& 
         return ok;
     }
     UseMessageIndex();
-    auto const found = rows_by_message_id_.find(std::string(id.View()));
+    auto const found = rows_by_message_id_.find(id);
     if (found == rows_by_message_id_.end()) return ok;
     for (int const row : found->second) ids.Add(NumberAt(row, element_customer_id));
     return ok;

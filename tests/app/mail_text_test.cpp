@@ -95,7 +95,7 @@ TEST(MailText, NoLineOfABodyIsTooLongForAServer) {
         }
         for (std::size_t at; (at = wanted.find("\r\n")) != wanted.npos;) wanted.erase(at, 2);
         EXPECT_EQ(joined, wanted);
-        EXPECT_TRUE(body == draft.body || row.size() > 998) << row;
+        EXPECT_TRUE(body == In(row) || row.size() > 998) << row;
     }
 }
 

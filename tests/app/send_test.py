@@ -112,7 +112,7 @@ class Send(CommandTest):
                                     (["--smtp", "表💌"], "送信サーバーの名前に使えない文字", 1)):
             self.refused("send", "shop.tsl", "--draft", "draft.txt", "--force", *options, says=says, code=code)
         self.refused("send", "shop.tsl", "--draft", "bad.txt", "--dry-run",
-                     says="下書き 3行1文字目: 知らない差し込み文字です: <%なまえ%>\n下書きに直すところがあるので送りません")
+                     says="下書き 3行1文字目: 知らない差し込み文字です: <%なまえ%>\n下書きに直すところがあります。")
         self.tessaly("settings", "shop.tsl", "from.address=")
         self.refused("send", "shop.tsl", "--draft", "draft.txt", "--force", "--dry-run", says="差出人がありません")
 

@@ -6,12 +6,12 @@
 #include "platform/file.h"
 #include "tests/environment/test_environment.h"
 
-// An open environment with an empty list of mails. A null key makes it one without keys.
+// An open environment with an empty list of mails.
 struct MailEnvironment : TestEnvironment {
-    explicit MailEnvironment(char const* key = app_key) {
+    MailEnvironment() {
         platform::MakeDirectory(Path("MAIL"));
         Put("MAIL\\maillist.dat", "");
-        env.InitEnvFileInfo(file, key, 0);
+        env.InitEnvFileInfo(file, app_key, 0);
     }
     CString Path(CString const& below) const { return folder.Path("店\\") + below; }
     bool Put(CString const& below, std::string const& content) const {
