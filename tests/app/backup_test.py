@@ -1,0 +1,48 @@
+"""backup and restore: what comes back, what does not, and what a wrong file leaves alone."""
+
+import unittest
+
+from cli import CommandTest
+
+
+class Backup(CommandTest):
+    def setUp(self):
+        super().setUp()
+        self.new_shop(*(f"n{i}@example.jp,表{i},,Y" for i in range(4)))
+        self.tessaly("backup", "shop.tsl", "控え.dat")
+        self.database = self.folder / "shop/DB/database.dat"
+
+    def restore(self, file="控え.dat"):
+        return self.tessaly("restore", "shop.tsl", file).out
+
+    def test_what_was_lost_comes_back(self):
+        whole = self.database.read_bytes()
+        self.assertIn("何も変えませんでした", self.restore())
+        self.assertEqual(self.database.read_bytes(), whole)
+        self.put("list.csv", "メールアドレス,名前(姓)\nn2@example.jp,別\n")
+        self.tessaly("customers", "import", "shop.tsl", "list.csv", "--replace")  # a new ID for an old address
+        told = self.restore()
+        self.assertIn("3人を控えから戻しました。\nメールアドレスが今のほかの顧客と同じ人は戻していません。\n", told)
+        self.assertEqual(self.addresses(), [f"n{i}@example.jp" for i in (0, 1, 3, 2)])
+        report = (self.folder / "控え_復旧.txt").read_bytes().decode("cp932")
+        self.assertTrue(report.endswith("控え.dat\r\n【復旧した個人情報ID】\r\n0,1,3\r\n"
+                                        "【同じメールアドレスが存在したため復旧しなかった個人情報ID】\r\n2"), report)
+
+    def test_wrong_files_change_nothing(self):
+        self.tessaly("env", "new", "other.tsl")
+        self.tessaly("customers", "add", "other.tsl", "メールアドレス=x@example.jp")
+        self.tessaly("backup", "other.tsl", "other.dat")
+        self.put("garbage.dat", b"\0\xff" * 999)
+        self.tessaly("customers", "delete", "shop.tsl", 1)
+        before = self.database.read_bytes()
+        for file, says in (("other.dat", "この環境の控えではないか"), ("garbage.dat", "この環境の控えではないか"),
+                           ("none.dat", "控えのファイルがありません: none.dat")):
+            self.refused("restore", "shop.tsl", file, says=says)
+        self.assertEqual(self.database.read_bytes(), before)
+        self.refused("backup", "shop.tsl", "控え.dat", says="控えのファイルがもうあります")
+        self.tessaly("backup", "shop.tsl", "控え.dat", "--force")
+        self.refused("backup", "shop.tsl", "no/x.dat", says="控えを書けませんでした")
+
+
+if __name__ == "__main__":
+    unittest.main()
