@@ -16,6 +16,7 @@
 #include "storage/string_array_ex.h"
 
 class EnvManager;
+class ExtractAction;
 class SystemOption;
 namespace customers {
 class ImportRun;
@@ -257,6 +258,7 @@ class TESSALY_API CDatabaseEdit : public CMyDB {
 
   private:
     friend class customers::ImportRun;
+    friend class ::ExtractAction;  // which looks up very many customers while it holds the mutex
     // A flag that another thread may set; a copy takes the value.
     class SharedFlag {
       public:

@@ -290,10 +290,11 @@ int ExtractAction::PracticalExtractAction(CList<int, int>& ids, EC_TAB_NUM tab, 
     int const lines = table.GetLineNumber();
     for (POSITION place = ids.GetHeadPosition(); place;) {
         POSITION const here = place;
-        int const line = database_->DBID2RowNumber(ids.GetNext(place));
+        int const line = database_->KnownRow(ids.GetNext(place));
         bool stays = line >= 0;
         if (stays) {
             customers::FetchAhead(table, line, lines, slot.element);
+            customers::FetchAhead(table, line, lines, customers::element_direct_mail);
             const std::string_view value = CellOf(table, line, slot.element);
             stays = CellOf(table, line, customers::element_direct_mail) != customers::no_text &&
                     Passes(slot, value.data(), value.size());
