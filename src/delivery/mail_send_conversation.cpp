@@ -5,6 +5,7 @@
 #include "delivery/mail_send.h"
 #include "delivery/smtp_authentication.h"
 #include "delivery/smtp_reply.h"
+#include "delivery/socket_error_codes.h"
 #include "delivery/socket_support.h"
 #include "delivery/wire_text.h"
 #include "platform/socket.h"
@@ -34,9 +35,6 @@ constexpr std::size_t logged_part_of_long_reply = 512;
 
 constexpr char const* reply_too_long_text =
     "送信サーバーの応答が長すぎるため、通信を打ち切りました.\r\n(上限 %d バイト)";
-constexpr char const* connection_lost_text = "送信サーバーとの通信が途中で切断されました.";
-constexpr char const* unknown_socket_error_text =
-    "送信サーバーとの通信に失敗しました.\r\n(ソケットエラー %d)";
 constexpr char const* recipient_line_end_text = "送信先メールアドレスに改行が含まれています.";
 constexpr char const* sender_line_end_text = "送信元メールアドレスに改行が含まれています.";
 constexpr char const* credentials_too_long_text =
@@ -120,13 +118,7 @@ int MailSend::Disconnect() {
 }
 
 void MailSend::SetSocketError(int socket_error, FunctionType kind) {
-    int const code = GetWSAErrMsg(socket_error, kind);
-    if (code != error_unknown_code)
-        last_error_.SetErr(code);
-    else if (socket_error == no_socket_error)
-        last_error_.SetErrS(code, "%s", connection_lost_text);
-    else
-        last_error_.SetErrS(code, unknown_socket_error_text, socket_error);
+    delivery::SetSocketError(last_error_, socket_error, static_cast<delivery::SocketCall>(kind));
 }
 
 int MailSend::SendCommand(CString command, int reportFailure) {

@@ -1,7 +1,7 @@
 #include "delivery/socket_error_codes.h"
 
 #include "platform/socket.h"
-#include "storage/error_codes.h"
+#include "storage/err_msg.h"
 
 namespace delivery {
 
@@ -57,6 +57,17 @@ int SocketErrorCode(int socket_error, SocketCall call) noexcept {
         }
     }
     return error_unknown_code;
+}
+
+void SetSocketError(CErrMsg& error, int socket_error, SocketCall call) {
+    constexpr int peer_closed = 0;
+    int const code = SocketErrorCode(socket_error, call);
+    if (code != error_unknown_code)
+        error.SetErr(code);
+    else if (socket_error == peer_closed)
+        error.SetErrS(code, "サーバーとの通信が途中で切断されました.");
+    else
+        error.SetErrS(code, "サーバーとの通信に失敗しました.\r\n(ソケットエラー %d)", socket_error);
 }
 
 }  // namespace delivery

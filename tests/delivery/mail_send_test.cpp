@@ -115,7 +115,7 @@ struct Case {
 };
 
 TEST_F(MailSendTest, EveryEndOfAConversation) {
-    constexpr char const* lost = "送信サーバーとの通信が途中で切断されました.";
+    constexpr char const* lost = "サーバーとの通信が途中で切断されました.";
     constexpr char const* endless =
         "送信サーバーの応答が長すぎるため、通信を打ち切りました.\r\n(上限 65536 バイト)";
     constexpr Case cases[] = {

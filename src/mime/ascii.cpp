@@ -1,0 +1,41 @@
+#include "mime/ascii.h"
+
+#include <algorithm>
+
+namespace mime {
+
+namespace {
+
+constexpr std::string_view blanks = " \t";
+
+bool SameLetter(char a, char b) noexcept { return LowerCase(a) == LowerCase(b); }
+
+}  // namespace
+
+std::string Lowered(std::string_view text) {
+    std::string lowered(text);
+    std::transform(lowered.begin(), lowered.end(), lowered.begin(), LowerCase);
+    return lowered;
+}
+
+bool EqualNoCase(std::string_view a, std::string_view b) noexcept {
+    return a.size() == b.size() && std::equal(a.begin(), a.end(), b.begin(), SameLetter);
+}
+
+std::size_t FindNoCase(std::string_view text, std::string_view word) noexcept {
+    auto const found = std::search(text.begin(), text.end(), word.begin(), word.end(), SameLetter);
+    return found == text.end() && !word.empty() ? std::string_view::npos
+                                                : static_cast<std::size_t>(found - text.begin());
+}
+
+std::string_view TrimmedLeft(std::string_view text) noexcept {
+    return text.substr(std::min(text.find_first_not_of(blanks), text.size()));
+}
+
+std::string_view TrimmedRight(std::string_view text) noexcept {
+    return text.substr(0, text.find_last_not_of(blanks) + 1);
+}
+
+std::string Trimmed(std::string&& text) { return std::string(Trimmed(std::string_view(text))); }
+
+}  // namespace mime

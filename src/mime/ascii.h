@@ -1,0 +1,24 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+// The syntax of header fields is ASCII in texts of any code: these look at bytes, and at the case of ASCII
+// letters only. Blanks are spaces and tabs.
+namespace mime {
+
+constexpr char LowerCase(char c) noexcept { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c; }
+std::string Lowered(std::string_view text);
+bool EqualNoCase(std::string_view a, std::string_view b) noexcept;
+// The place of `word`, or npos; linear in `text` for the short words of headers. An empty word stands at 0.
+std::size_t FindNoCase(std::string_view text, std::string_view word) noexcept;
+inline bool ContainsNoCase(std::string_view text, std::string_view word) noexcept {
+    return FindNoCase(text, word) != std::string_view::npos;
+}
+
+std::string_view TrimmedLeft(std::string_view text) noexcept;
+std::string_view TrimmedRight(std::string_view text) noexcept;
+inline std::string_view Trimmed(std::string_view text) noexcept { return TrimmedRight(TrimmedLeft(text)); }
+std::string Trimmed(std::string&& text);
+
+}  // namespace mime

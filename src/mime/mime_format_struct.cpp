@@ -1,0 +1,326 @@
+#include "mime/mime_format_struct.h"
+
+#include <cstring>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "mime/ascii.h"
+#include "mime/encoded_words.h"
+#include "mime/mail_data_structure.h"
+#include "mime/transfer_encodings.h"
+#include "text/kcodec.h"
+#include "text/strings.h"
+
+using mime::FindNoCase;
+using mime::Lowered;
+using mime::Trimmed;
+
+namespace {
+
+constexpr std::string_view name_parameter = "name=";
+constexpr std::string_view charset_parameter = "charset=";
+constexpr char const* base64 = "base64";
+constexpr char const* quoted_printable = "quoted-printable";
+constexpr char const* seven_bit = "7bit";
+constexpr char const* eight_bit = "8bit";
+constexpr auto npos = std::string_view::npos;
+
+CString Text(std::string_view text) { return CString(text); }
+
+// The body of a Base64 entity decoded; false when it is none.
+bool DecodeBase64(CString const& body, std::string& out) {
+    std::string text(static_cast<std::size_t>(body.GetLength()) + 1, '\0');
+    DeleteBlankAndBreakLine(body, text.data());
+    const std::size_t length = std::strlen(text.data());
+    out.resize(length + 1);
+    int const size = length == 0 ? 0 : base64decoding(out.data(), text.data(), static_cast<int>(length + 1));
+    if (size < 0) return false;
+    out.resize(static_cast<std::size_t>(size));
+    return true;
+}
+
+bool DecodeQuoted(CString const& body, std::string& out) {
+    const CString text = Text(Trimmed(body.View()));
+    unsigned long size = 0;
+    if (!GetSizeAfterQuotedPrintableDecoding(text, size)) return false;
+    out.resize(static_cast<std::size_t>(text.GetLength()) + 1);
+    if (!QuotedPrintableDecoding(text, out.data())) return false;
+    out.resize(size);
+    return true;
+}
+
+// The text in the quotes with which `rest` begins, or up to the first ";" behind its first character.
+bool ParameterValue(std::string_view rest, std::string_view& value) {
+    value = rest;
+    if (rest.size() < 2) return true;
+    if (rest[0] == '"') {
+        const std::size_t close = rest.find('"', 1);
+        if (close == npos) return false;
+        value = rest.substr(1, close - 1);
+    } else if (const std::size_t end = rest.find(';'); end != npos && end > 0) {
+        value = mime::TrimmedRight(rest.substr(0, end));
+    }
+    return true;
+}
+
+}  // namespace
+
+MimeFormatStruct::MimeFormatStruct() = default;
+
+MimeFormatStruct::MimeFormatStruct(MimeFormatStruct const& other) { Copy(*this, other); }
+
+MimeFormatStruct::MimeFormatStruct(MimeFormatStruct&& other) noexcept = default;
+
+MimeFormatStruct& MimeFormatStruct::operator=(MimeFormatStruct const& other) { return Copy(*this, other); }
+
+MimeFormatStruct& MimeFormatStruct::operator=(MimeFormatStruct&& other) noexcept {
+    if (this == &other) return *this;
+    DropChildren();
+    TakeFields(other);
+    m_aChild.Items().swap(other.m_aChild.Items());
+    return *this;
+}
+
+MimeFormatStruct::~MimeFormatStruct() { DropChildren(); }
+
+// Each entity is taken apart before it goes, so that none goes with children in it.
+void MimeFormatStruct::DropChildren() noexcept {
+    if (m_aChild.IsEmpty()) return;
+    std::vector<Children::Storage> waiting;
+    waiting.push_back(std::move(m_aChild.Items()));
+    while (!waiting.empty()) {
+        Children::Storage children = std::move(waiting.back());
+        waiting.pop_back();
+        for (MimeFormatStruct& child : children)
+            if (!child.m_aChild.IsEmpty()) waiting.push_back(std::move(child.m_aChild.Items()));
+    }
+    m_aChild.RemoveAll();
+}
+
+void MimeFormatStruct::Init() {
+    static const MimeFormatStruct empty;
+    DropChildren();
+    TakeFields(empty);
+}
+
+// All but the children.
+void MimeFormatStruct::TakeFields(MimeFormatStruct const& other) {
+    m_aHeader = other.m_aHeader;
+    m_strContentTypeName = other.m_strContentTypeName;
+    m_strContentType = other.m_strContentType;
+    m_strBoundary = other.m_strBoundary;
+    m_strContentDispositionName = other.m_strContentDispositionName;
+    m_strContentDisposition = other.m_strContentDisposition;
+    m_strContentTransferEncodingName = other.m_strContentTransferEncodingName;
+    m_strContentTransferEncoding = other.m_strContentTransferEncoding;
+    m_dMimeVersion = other.m_dMimeVersion;
+    m_strBody = other.m_strBody;
+    m_bHasChild = other.m_bHasChild;
+}
+
+// `src` may be a part of `dst`: the copy is made before anything of `dst` goes.
+MimeFormatStruct& MimeFormatStruct::Copy(MimeFormatStruct& dst, MimeFormatStruct const& src) {
+    if (&dst == &src) return dst;
+    MimeFormatStruct copy;
+    std::vector<std::pair<MimeFormatStruct*, MimeFormatStruct const*>> waiting = {{&copy, &src}};
+    while (!waiting.empty()) {
+        auto const [to, from] = waiting.back();
+        waiting.pop_back();
+        to->TakeFields(*from);
+        to->m_aChild.SetSize(from->m_aChild.GetSize());
+        for (int i = 0; i < from->m_aChild.GetSize(); ++i)
+            waiting.emplace_back(&to->m_aChild[i], &from->m_aChild[i]);
+    }
+    return dst = std::move(copy);
+}
+
+int MimeFormatStruct::ConvertBodyToCp932String(CString& out) {
+    CString encoding, charset, text;
+    GetContentTransferEncoding(encoding);
+    if (encoding == base64) {
+        std::string decoded;
+        if (!DecodeBase64(m_strBody, decoded)) return 0;
+        text = CString(decoded.c_str());
+    } else if (encoding == quoted_printable) {
+        text = CMailDataStructure::QuotedPrintableDecoder(m_strBody);
+    } else if (encoding == seven_bit || encoding == eight_bit) {
+        text = m_strBody;
+    } else {
+        return 0;
+    }
+    if (!GetCharset(charset)) charset = "us-ascii";
+    if (charset == "iso-2022-jp") {
+        KCodeC code;
+        text = CString(code.jis7tosj(text));
+    } else if (charset == "utf-8") {
+        std::string converted(SizeOfUtf8ToSj(static_cast<std::size_t>(text.GetLength())), '\0');
+        KCodeC code;
+        code.utf8tosj(converted.data(), text);
+        text = CString(converted.c_str());
+    } else if (charset != "us-ascii" && charset != "shift-jis" && charset != "shift_jis") {
+        return 0;
+    }
+    out = text;
+    return 1;
+}
+
+int MimeFormatStruct::GetBodyAfterBase64Decode(char* out) const {
+    std::string decoded;
+    if (!ContentTransferEncodingIs(base64) || !DecodeBase64(m_strBody, decoded)) return 0;
+    std::memcpy(out, decoded.data(), decoded.size());
+    return 1;
+}
+
+int MimeFormatStruct::GetSizeAfterBase64Decode(unsigned long& size) const {
+    std::string decoded;
+    if (!ContentTransferEncodingIs(base64) || !DecodeBase64(m_strBody, decoded)) return 0;
+    size = decoded.size();
+    return 1;
+}
+
+int MimeFormatStruct::GetBodyAfterQuotedPrintableDecode(char* out) const {
+    std::string decoded;
+    if (!ContentTransferEncodingIs(quoted_printable) || !DecodeQuoted(m_strBody, decoded)) return 0;
+    std::memcpy(out, decoded.data(), decoded.size());
+    return 1;
+}
+
+int MimeFormatStruct::GetSizeAfterQuotedPrintableDecode(unsigned long& size) const {
+    std::string decoded;
+    if (!ContentTransferEncodingIs(quoted_printable) || !DecodeQuoted(m_strBody, decoded)) return 0;
+    size = decoded.size();
+    return 1;
+}
+
+int MimeFormatStruct::GetSizeAfterDecode(unsigned long& size) const {
+    if (GetSizeAfterBase64Decode(size) || GetSizeAfterQuotedPrintableDecode(size)) return 1;
+    if (!ContentTransferEncodingIs(seven_bit) && !ContentTransferEncodingIs(eight_bit)) return 0;
+    size = static_cast<unsigned long>(m_strBody.GetLength());
+    return 1;
+}
+
+int MimeFormatStruct::GetContentType(CString& out) const {
+    const std::string value = Lowered(m_strContentType.View());
+    const std::size_t end = value.find(';');
+    if (end == npos) return 0;
+    out = Text(Trimmed(std::string_view(value).substr(0, end)));
+    return 1;
+}
+
+int MimeFormatStruct::GetCharset(CString& out) const {
+    const std::string value = Lowered(m_strContentType.View());
+    const std::size_t at = value.find(charset_parameter);
+    if (at == npos) return 0;
+    std::string_view rest = mime::TrimmedLeft(std::string_view(value).substr(at + charset_parameter.size()));
+    while (rest.starts_with('"')) rest.remove_prefix(1);
+    std::size_t end = rest.find('"');
+    if (end == npos) end = rest.find(';');
+    if (end != npos && end > 0) rest = rest.substr(0, end);
+    out = Text(mime::TrimmedRight(rest));
+    return 1;
+}
+
+int MimeFormatStruct::GetContentTransferEncoding(CString& out) const {
+    out = Text(Trimmed(Lowered(m_strContentTransferEncoding.View())));
+    return 1;
+}
+
+int MimeFormatStruct::ContentTypeIs(char const* s) const {
+    CString type;
+    return GetContentType(type) && type == s;
+}
+
+int MimeFormatStruct::CharsetIs(char const* s) const {
+    CString charset;
+    GetCharset(charset);
+    return charset == s;
+}
+
+int MimeFormatStruct::ContentTransferEncodingIs(char const* s) const {
+    CString encoding;
+    GetContentTransferEncoding(encoding);
+    return encoding == s;
+}
+
+int MimeFormatStruct::HeaderNamed(char const* name) const {
+    for (int i = 0; i < m_aHeader.GetSize(); ++i)
+        if (mime::EqualNoCase(Trimmed(m_aHeader[i].m_strName.View()), name)) return i;
+    return no_header;
+}
+
+int MimeFormatStruct::GetHeader(char const* name, CString& out) const {
+    int const header = HeaderNamed(name);
+    if (header == no_header) return 0;
+    out = m_aHeader[header].m_strValue;
+    return 1;
+}
+
+int MimeFormatStruct::GetContentId(CString& out) const { return GetHeader("content-id", out); }
+
+int MimeFormatStruct::GetContentLocation(CString& out) const { return GetHeader("content-location", out); }
+
+int MimeFormatStruct::ContentIdIs(char const* s) const {
+    CString value;
+    if (!GetContentId(value)) return 0;
+    std::string_view id = Trimmed(value.View());
+    while (id.starts_with('<')) id.remove_prefix(1);
+    while (id.ends_with('>')) id.remove_suffix(1);
+    return id == s;
+}
+
+int MimeFormatStruct::SetContentId(char const* s) {
+    int const header = HeaderNamed("content-id");
+    if (header == no_header) return 0;
+    m_aHeader[header].m_strValue = s;
+    return 1;
+}
+
+int MimeFormatStruct::GetNameParamFromContentType(CString& out) const {
+    const std::string_view value = m_strContentType.View();
+    const std::size_t at = FindNoCase(value, name_parameter);
+    if (at == npos) return 0;
+    const std::string_view rest = Trimmed(value.substr(at + name_parameter.size()));
+    std::string_view name;
+    if (rest.empty() || !ParameterValue(rest, name)) return 0;
+    return DecodeMimeHeaderParam(Text(name), out);
+}
+
+int MimeFormatStruct::SetNameParamToContentType(CString const& name) {
+    const std::string_view value = m_strContentType.View();
+    std::string head, tail = "\"";
+    if (const std::size_t at = FindNoCase(value, name_parameter); at != npos) {
+        head = std::string(value.substr(0, at + name_parameter.size())) + "\"";
+        const std::string_view rest = value.substr(at + name_parameter.size());
+        if (rest.size() >= 2 && rest[0] == '"') {
+            if (const std::size_t close = rest.find('"', 1); close != npos) tail = rest.substr(close);
+        } else if (const std::size_t end = rest.find(';'); rest.size() >= 2 && end != npos && end > 0) {
+            tail = "\" " + std::string(rest.substr(end));
+        }
+    } else {
+        std::string_view kept = value;
+        while (kept.ends_with(' ') || kept.ends_with(';')) kept.remove_suffix(1);
+        head = std::string(kept) + " ; name=\"";
+    }
+    m_strContentType = Text(head + std::string(EncodeFileName(name).View()) + tail);
+    for (MimeHeaderStruct& header : m_aHeader) {
+        if (!mime::EqualNoCase(header.m_strName.View(), "content-type")) continue;
+        header.m_strValue = m_strContentType;
+        break;
+    }
+    return 1;
+}
+
+CString MimeFormatStruct::GetStringInDblQuote(CString& s) {
+    const std::string_view text = s.View();
+    const std::size_t first = text.find('"'), last = text.rfind('"');
+    return first == npos || first == last ? CString() : Text(text.substr(first + 1, last - first - 1));
+}
+
+CString MimeFormatStruct::GetMIMENormalAttachName() {
+    const CString quoted = GetStringInDblQuote(m_strContentDisposition);
+    CString name;
+    if (!quoted.IsEmpty()) DecodeMimeHeaderParam(quoted, name);
+    return name;
+}
