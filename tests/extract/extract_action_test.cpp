@@ -1,8 +1,10 @@
 #include "customers/extract/extract_action.h"
 
-#include <functional>
+#include <tuple>
 
+#include "customers/extract/extract_tests.h"
 #include "platform/file.h"
+#include "storage/date_data.h"
 #include "tests/customers/customer_fixture.h"
 #include "tests/support/file_content.h"
 #include "tests/support/message_boxes.h"
@@ -10,7 +12,8 @@
 namespace {
 
 constexpr int mail_id = 7;
-constexpr int company = 6, number = 29, date = 30;  // attributes B and C are a number and a date
+constexpr int company = 6;
+constexpr int attribute = 28, number = 29, date = 30;  // attributes A, B and C: a text, a number, a date
 
 EC_TAB_NUM Tab(int tab) { return static_cast<EC_TAB_NUM>(tab); }
 EC_CON_NUM Con(int con) { return static_cast<EC_CON_NUM>(con); }
@@ -136,6 +139,21 @@ TEST_F(ExtractActionTest, RangesOfEachType) {
     }
 }
 
+// Every date is tested as its full text, well-formed or not.
+TEST(ExtractTests, DatesAreCompletedFirst) {
+    for (char const* stored :
+         {"2004/05/06",          "2004/05/06 07:08:09", "1900/01/28 23:59:59", "9999/12/31 00:00:00",
+          "2004/02/29",          "2005/02/29",          "2004/02/30 01:02:03", "1899/05/06",
+          "2004/00/06",          "2004/13/06",          "2004/05/00",          "2004/05/06 24:08:09",
+          "2004/05/06 07:60:09", "2004/05/06 07:08:60", "2004-05-06",          "2004/05/06x07:08:09",
+          "2004/05/06 07:08",    "2004/ 5/ 6",          "2004/+5/+6",          "x"}) {
+        char full[date_data_size];
+        ReFormat_DateData(stored, full, 0);
+        EXPECT_EQ(customers::passes, customers::Check_Equal_Date(stored, full, "Y")) << stored;
+        EXPECT_EQ(customers::passes, customers::Check_Renge_Date(stored, full, full, "Y")) << stored;
+    }
+}
+
 TEST_F(ExtractActionTest, RefusersGoAndAnEmptySlotLeavesTheListAlone) {
     int const accepts = With(company, "表"), refuses = With(company, "表", "N"),
               deleted = With(company, "表"), other = With(company, "林");
@@ -148,6 +166,12 @@ TEST_F(ExtractActionTest, RefusersGoAndAnEmptySlotLeavesTheListAlone) {
     EXPECT_EQ((std::vector{other, deleted, accepts, accepts}), Narrowed(all));
     Put(Range(company, "", "", "N"), 1);
     EXPECT_TRUE(Narrowed(all, 1).empty());
+    CString no_type = "3";
+    option.SetSODataToMemoryPinPoint(SystemOption::cell_extra_types, no_type);
+    for (char const* flag : {"Y", "N"}) {
+        EXPECT_FALSE(Passes(Equal(attribute, {"x"}, flag), "x"));
+        EXPECT_FALSE(Passes(Range(attribute, "a", "m", flag), "x"));
+    }
     EXPECT_EQ(error_none, Code());
 }
 
@@ -203,6 +227,7 @@ TEST_F(ExtractActionTest, SlotsComeBackAsTheyWere) {
         EXPECT_EQ(slot == 14, action.CheckExtractEffective(Tab(slot / 5), Con(slot % 5)));
     EXPECT_EQ(0, action.WriteAllExtractConditionOnMemoryToFileNew(3));
     EXPECT_EQ(3, action.GetTargetID());
+    EXPECT_TRUE(platform::Exists(env.DataPath("EXTRACT\\exrd3.dat")));
     EXPECT_EQ(0, action.GetExtractConditionFromFileToMemory(0, nullptr));
     EXPECT_EQ(0, action.GetExtractConditionFromMemoryToStruct(read, Tab(2), Con(4)));
     EXPECT_EQ(std::string(condition.EqualFlag.View()), read.EqualFlag.View());
@@ -261,6 +286,7 @@ TEST_F(ExtractActionTest, FilesOfASet) {
     OneExtractCondition condition = Equal(company, {"x"}, "Y");
     Put(condition);
     EXPECT_EQ(0, action.WriteFromMemoryToFileAppointFileName(folder.Path("copy.dat"), nullptr));
+    EXPECT_TRUE(TableContentOf(folder.Path("copy.dat")).starts_with("\"6\",\"E\",\"x\",\"Y\","));
     platform::FailWritesAfter(0);
     EXPECT_EQ(-44, action.WriteAllExtractConditionOnMemoryToFile());
     platform::FailWritesAfter(-1);
