@@ -1,6 +1,7 @@
 #pragma once
 
-// Merge words, terminal type, the socket layer, the SMTP client, the send history, test mailing and sizes.
+// Merge words, terminal type, the socket layer, the SMTP client, the send history, test mailing and sizes; and the
+// way back: the POP client and the analysis of received mail.
 
 #include "delivery/history_list_viewer.h"
 #include "delivery/mail_send.h"
@@ -10,3 +11,5 @@
 #include "delivery/socket_support.h"
 #include "delivery/test_mailing_info.h"
 #include "delivery/xemail.h"
+#include "reception/mail_analyzer.h"
+#include "reception/mail_pop.h"

@@ -72,21 +72,22 @@ class TESSALY_API CDatabaseEdit : public CMyDB {
         not_bound = -2,          // ReadCustomerList: no environment; no number
         bad_element = -2,  // 10005: element number outside 0 to 55 (no number in GetCustomerDataPinPoint)
         bad_width = -3,    // ReadCustomerList: the table does not have 56 columns; no number
-        no_such_customer = -3,    // 10006: GetOneCustomerForEdit, SetOneCustomerInfo
-        key_missing = -4,         // reads: the environment's key is not to be had; no number
-        no_such_id = -6,          // 10006: GetOneCustomerDataPinPoint, SearchCustomerOneElement
-        bad_direction = -7,       // 10007
-        no_new_id = -9,           // 10009
-        row_refused = -10,        // 10010
-        not_written = -11,        // 10204
-        no_environment = -12,     // 10001
-        no_system_option = -14,   // 10003
-        bad_vector_length = -15,  // 10401
-        bad_vector_bits = -16,    // 10402
-        no_element_info = -17,    // 10403
-        import_no_file = -41,     // 10601: the file cannot be opened
-        import_failed = -42,      // 10009 or 10602
-        search_failed = -99,      // 10999
+        no_such_customer = -3,       // 10006: GetOneCustomerForEdit, SetOneCustomerInfo
+        key_missing = -4,            // reads: the environment's key is not to be had; no number
+        no_such_id = -6,             // 10006: GetOneCustomerDataPinPoint, SearchCustomerOneElement
+        bad_direction = -7,          // 10007
+        no_new_id = -9,              // 10009
+        row_refused = -10,           // 10010
+        not_written = -11,           // 10204
+        no_environment = -12,        // 10001
+        no_system_option = -14,      // 10003
+        bad_vector_length = -15,     // 10401
+        bad_vector_bits = -16,       // 10402
+        no_element_info = -17,       // 10403
+        import_no_file = -41,        // 10601: the file cannot be opened
+        import_failed = -42,         // 10009 or 10602
+        registration_refused = -43,  // 10801
+        search_failed = -99,         // 10999
     };
 
     // An empty table of 56 columns, not bound.
@@ -255,6 +256,14 @@ class TESSALY_API CDatabaseEdit : public CMyDB {
     int LoadSampleLine(CString path, CArray<CString, CString>& lines, int maxLines);
     // The LF bytes in the file up to its first byte 0xFF; import_no_file.
     int GetRecordNumFromImportFile(CString path);
+
+    // --- Registration by mail (database_edit_registration.cpp) ---
+
+    // A new customer from the text of a mail with tagged values (customers/registration_mail.h), to be stored
+    // by SetOneCustomerInfo; nothing is stored here. With `strict` 1 any bad field refuses the mail, else a
+    // missing or bad address alone. ok, no_environment, no_system_option, no_element_info,
+    // registration_refused; after a failure `c` holds the defaults of a new customer.
+    int ConvertEMailToOneCunstomer(char const* text, OneCustomer& c, int strict);
 
   private:
     friend class customers::ImportRun;

@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <charconv>
 #include <cstdlib>
 #include <string_view>
 #include <unordered_set>
@@ -12,6 +13,7 @@
 #include "platform/dialog.h"
 #include "platform/file.h"
 #include "storage/date_data.h"
+#include "storage/decimal.h"
 #include "text/dates.h"
 
 using mailstore::MailListLock;
@@ -19,14 +21,15 @@ using mailstore::MailListLock;
 namespace {
 
 constexpr int text_slots = 7;
-constexpr std::size_t most_digits = 9;  // of a mail ID
 // What a mail's folder holds when it was stored whole.
 constexpr char const* parts_of_a_mail[] = {"mail", "meli", "merd"};
 constexpr char const* html_mark = "Content-Type: multipart/alternative";
 
+// Digits that are an ID as it writes; a number that no ID reaches names no mail.
 bool IsMailFolderName(std::string_view name) {
-    bool const digits = std::all_of(name.begin(), name.end(), [](char c) { return c >= '0' && c <= '9'; });
-    return digits && !name.empty() && name.size() <= most_digits && (name.size() == 1 || name[0] != '0');
+    int id = 0;
+    auto const [end, error] = std::from_chars(name.data(), name.data() + name.size(), id);
+    return error == std::errc() && id >= 0 && storage::Decimal(id).View() == name;
 }
 
 CString PathOf(EnvManager const& env, char const* part, CString const& id) {
@@ -102,7 +105,7 @@ void CMailListViewer::BringBack(int id) {
     mail.SetDate(COneMailData::date_renewal, now, 0, nullptr, nullptr, nullptr);
     mail.SetDate(COneMailData::date_reserve, AdjustTime(reserve), 0, nullptr, nullptr, nullptr);
     mail.SetDate(COneMailData::date_set_address,
-                 ChangeOf(PathOf(*env_, "meli", CString(std::to_string(id).c_str()))), 0, nullptr, nullptr,
+                 ChangeOf(PathOf(*env_, "meli", storage::Decimal(id))), 0, nullptr, nullptr,
                  nullptr);
     mail.SetSentNumber(sent);
     mail.SetErrorNumber(errors);

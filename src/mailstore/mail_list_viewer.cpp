@@ -118,7 +118,7 @@ int CMailListViewer::ReadMailList() {
     const environment::DataKey key(*env_);
     int const result = key.IsKnown() ? ReadDBFile(key.Get()) : db_bad_format;
     if (result < 0 && result != db_file_empty) return result;
-    if (GetElementNumber() != column_count) return read_wrong_width;
+    if (result != db_file_empty && GetElementNumber() != column_count) return read_wrong_width;
     RepairMailList();
     return GetLineNumber();
 }

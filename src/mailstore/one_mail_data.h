@@ -34,7 +34,8 @@ class TESSALY_API COneMailData {
     COneMailData(COneMailData const& other) { Copy(*this, other); }
     COneMailData& operator=(COneMailData const& other);
     virtual ~COneMailData() = default;
-    // Field by field through the setters, the check flag first.
+    // Field by field through the setters, the check flag first. An ID and a status that are not set yet are
+    // copied too, though the setters take no such values.
     static void Copy(COneMailData& to, COneMailData const& from);
     // ID no_id, empty texts, zero numbers, all dates the present, check flag 0.
     void Init();

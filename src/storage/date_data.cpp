@@ -31,13 +31,55 @@ std::string_view TakePiece(std::string_view& rest, char end) {
     return piece;
 }
 
+constexpr std::string_view stored_form = "0000/00/00 00:00:00";
+constexpr std::size_t bytes_of_parts[] = {0, 4, 7, 10, 13, 16, 19};  // of a text in that form
+
+bool TakeDigits(std::string_view text, std::size_t from, std::size_t to, int& number) {
+    number = 0;
+    for (; from < to; ++from) {
+        if (text[from] < '0' || text[from] > '9') return false;
+        number = 10 * number + (text[from] - '0');
+    }
+    return true;
+}
+
+// The number of parts of a date that already stands in its stored form, with its day at least; 0 for any
+// other. Nearly all dates do, and they need not be taken apart and written anew.
+int PartsAsStored(std::string_view text) {
+    int values[date_data_parts] = {};
+    int parts = 0;
+    while (parts < date_data_parts && bytes_of_parts[parts] < text.size()) {
+        const std::size_t from = parts == year ? 0 : bytes_of_parts[parts] + 1,
+                          to = bytes_of_parts[parts + 1];
+        if (text.size() < to || (parts != year && text[from - 1] != stored_form[from - 1])) return 0;
+        if (!TakeDigits(text, from, to, values[parts])) return 0;
+        int const limit = parts == day ? DaysIn(values[year], values[month]) : highest[parts];
+        if (values[parts] < lowest[parts] || values[parts] > limit) return 0;
+        ++parts;
+    }
+    bool const whole = parts > day && text.size() == bytes_of_parts[parts];
+    return whole ? parts : 0;
+}
+
 }  // namespace
 
 int ReFormat_DateData(char const* text, char* out, int upper) {
+    return storage::ReFormatDate(text ? text : "", out, upper);
+}
+
+int storage::ReFormatDate(std::string_view text, char* out, int upper) {
+    constexpr std::string_view start_of_day = "0000/00/00 00:00:00", end_of_day = "0000/00/00 23:59:59";
     bool const to_upper = upper == 1;
+    if (int const stored = PartsAsStored(text)) {
+        if (out) {
+            const std::string_view rest = (to_upper ? end_of_day : start_of_day).substr(text.size());
+            out[text.copy(out, text.size()) + rest.copy(out + text.size(), rest.size())] = '\0';
+        }
+        return stored;
+    }
     int values[date_data_parts];
     std::copy_n(to_upper ? highest : lowest, date_data_parts, values);
-    std::string_view rest = text ? text : "";
+    std::string_view rest = text;
     int parts = 0;
     for (; parts < date_data_parts; ++parts) {
         const std::string_view piece = TakePiece(rest, part_ends[parts]);

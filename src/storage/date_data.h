@@ -1,5 +1,7 @@
 #pragma once
 
+#include <string_view>
+
 #include "platform/export.h"
 
 inline constexpr int date_data_size = 20;  // bytes of a date text and its NUL
@@ -10,3 +12,10 @@ inline constexpr int date_data_parts = 6;  // year, month, day, hour, minute, se
 // wanted). The defaults are 1900/01/01 00:00:00, or with `upper` 1 9999/12/31 23:59:59, the day then being
 // the last of the month that was read. Result: the number of parts read, 0 to 6.
 TESSALY_API int ReFormat_DateData(char const* text, char* out, int upper);
+
+namespace storage {
+
+// The same for a text that no NUL ends.
+TESSALY_API int ReFormatDate(std::string_view text, char* out, int upper);
+
+}  // namespace storage

@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <cstdio>
+
 #include <string>
 #include <vector>
 
@@ -108,6 +110,25 @@ TEST(ReFormatDateData, ReadsPartsUntilOneIsWrong) {
         EXPECT_EQ(out[date_data_size], '#');
         EXPECT_EQ(ReFormat_DateData(row.text, nullptr, row.upper), row.parts);
     }
+}
+
+// Texts in the stored form go a way of their own.
+TEST(ReFormatDate, WrittenAsStoredOrNotItIsTheSameDate) {
+    for (int year : {1899, 1900, 2003, 2004, 9999})
+        for (int month = 0; month <= 13; ++month)
+            for (int day = 0; day <= 32; ++day)
+                for (char const* time :
+                     {"", " 00", " 23", " 24", " 09:59", " 09:60", " 09:08:07", " 09:08:60", " 09:08:07 "})
+                    for (int upper : {0, 1}) {
+                        char stored[64], plain[64], from_stored[date_data_size] = {},
+                                                    from_plain[date_data_size] = {};
+                        std::snprintf(stored, sizeof stored, "%04d/%02d/%02d%s", year, month, day, time);
+                        std::snprintf(plain, sizeof plain, "0%d/0%d/0%d%s", year, month, day, time);
+                        EXPECT_EQ(ReFormat_DateData(plain, from_plain, upper),
+                                  ReFormat_DateData(stored, from_stored, upper))
+                            << stored;
+                        EXPECT_STREQ(from_plain, from_stored) << stored;
+                    }
 }
 
 TEST(CheckDirectory, KnowsDirectories) {

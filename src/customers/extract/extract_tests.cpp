@@ -30,41 +30,14 @@ int CheckRange(std::string_view data, std::string_view low, std::string_view hig
     return flag == (outside ? negated : positive) ? passes : fails;
 }
 
-// Whether the text is a date, or a date and a time, as it is stored, and none of its parts would be replaced.
-// Says no to the last days of a month, which only a calendar can tell.
-bool IsPlain(std::string_view data) {
-    constexpr std::string_view shape = "0000/00/00 00:00:00";
-    constexpr std::size_t date_alone = 10;
-    constexpr struct {
-        std::size_t at;
-        std::string_view low, high;
-    } parts[] = {{0, "1900", "9999"}, {5, "01", "12"},  {8, "01", "28"},
-                 {11, "00", "23"},    {14, "00", "59"}, {17, "00", "59"}};
-    if (data.size() != shape.size() && data.size() != date_alone) return false;
-    for (std::size_t at = 0; at < data.size(); ++at)
-        if (shape[at] == '0' ? data[at] < '0' || data[at] > '9' : data[at] != shape[at]) return false;
-    for (auto const& part : parts) {
-        if (part.at >= data.size()) break;
-        const std::string_view text = data.substr(part.at, part.low.size());
-        if (text < part.low || text > part.high) return false;
-    }
-    return true;
-}
-
-// A date as its full text; texts of dates, all of one length, compare as the dates do. Stored dates are taken
-// as they are, since reading and writing their numbers is most of the cost of a test.
+// A date as its full text; texts of dates, all of one length, compare as the dates do.
 class FullDate {
   public:
-    explicit FullDate(std::string_view data, int way = to_start) {
-        if (way == to_start && IsPlain(data))
-            data.copy(text_, data.size());
-        else
-            ReFormat_DateData(data.data(), text_, way);
-    }
+    explicit FullDate(std::string_view data, int way = to_start) { storage::ReFormatDate(data, text_, way); }
     std::string_view View() const noexcept { return {text_, date_data_size - 1}; }
 
   private:
-    char text_[date_data_size] = "0000/00/00 00:00:00";
+    char text_[date_data_size];
 };
 
 CString Bound(CString const& bound, int way) {

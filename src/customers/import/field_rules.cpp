@@ -32,57 +32,16 @@ constexpr ElementRule element_rules[] = {
 // Bytes of a date text up to the given number of parts, 0 for what is no date.
 constexpr std::size_t bytes_of_parts[] = {0, 0, 0, 10, 13, 16, 19};
 static_assert(std::size(bytes_of_parts) == date_data_parts + 1);
-constexpr std::size_t bytes_of_day = bytes_of_parts[birth_date_parts];
-constexpr std::string_view midnight = " 00:00:00";
-
-struct DatePart {
-    char divider;  // in front of it
-    std::size_t digits;
-    int lowest;
-    int highest;
-};
-// Days that not every month has are left out.
-constexpr DatePart date_parts[] = {{0, 4, 1900, 9999}, {'/', 2, 1, 12}, {'/', 2, 1, 28},
-                                   {' ', 2, 0, 23},    {':', 2, 0, 59}, {':', 2, 0, 59}};
-
-// The number of parts of a date that already stands in its stored form, 0 for any other. Most dates of a file
-// do, and reading one in full takes long.
-int PartsAsStored(std::string_view field) noexcept {
-    std::size_t at = 0;
-    int parts = 0;
-    for (DatePart const& part : date_parts) {
-        if (at == field.size()) break;
-        if (part.divider && field[at++] != part.divider) return 0;
-        if (field.size() - at < part.digits) return 0;
-        int number = 0;
-        for (const std::size_t end = at + part.digits; at < end; ++at) {
-            if (field[at] < '0' || field[at] > '9') return 0;
-            number = 10 * number + (field[at] - '0');
-        }
-        if (number < part.lowest || number > part.highest) return 0;
-        ++parts;
-    }
-    return at == field.size() && parts >= birth_date_parts ? parts : 0;
-}
 
 bool TakeBirthDate(std::string_view field, char (&converted)[date_data_size], std::string_view& value) {
-    if (PartsAsStored(field) == birth_date_parts) {
-        midnight.copy(converted + field.copy(converted, bytes_of_day), midnight.size());
-    } else if (ReFormat_DateData(std::string(field).c_str(), converted, defaults_of_lower_end) <
-               birth_date_parts) {
-        return false;
-    }
+    if (storage::ReFormatDate(field, converted, defaults_of_lower_end) < birth_date_parts) return false;
     value = {converted, date_text_bytes};
     return true;
 }
 
 bool TakeDate(std::string_view field, char (&converted)[date_data_size], std::string_view& value) {
-    if (PartsAsStored(field) > 0) {
-        value = field;
-    } else {
-        int const parts = ReFormat_DateData(std::string(field).c_str(), converted, defaults_of_lower_end);
-        value = {converted, bytes_of_parts[parts]};
-    }
+    int const parts = storage::ReFormatDate(field, converted, defaults_of_lower_end);
+    value = {converted, bytes_of_parts[parts]};
     return !value.empty();
 }
 

@@ -1,0 +1,242 @@
+#include "mime/mime_decode_tool.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "platform/clock.h"
+
+namespace {
+
+class Tool : public MimeDecodeTool {
+  public:
+    using MimeDecodeTool::CrLfConv;
+    using MimeDecodeTool::SplitHeaderBody;
+    using MimeDecodeTool::SplitMailBody;
+    using MimeDecodeTool::SplitMailHeader;
+};
+
+CString Text(std::string const& text) { return CString(std::string_view(text)); }
+
+// The tree in short: "{children}" of an entity with children, else "[body]".
+std::string Shape(MimeFormatStruct const& entity) {
+    if (!entity.m_bHasChild) return "[" + std::string(entity.m_strBody.View()) + "]";
+    std::string shape = "{";
+    for (MimeFormatStruct const& child : entity.m_aChild) shape += Shape(child);
+    return shape + "}" + std::string(entity.m_strBody.View());
+}
+
+std::string Multipart(std::string const& boundary, std::string const& rest) {
+    return "Content-Type: multipart/mixed; boundary=" + boundary + "\r\n\r\n" + rest;
+}
+
+TEST(MimeDecode, StructureAndResult) {
+    const struct {
+        std::string text;
+        int result;
+        char const* shape;
+    } rows[] = {
+        // the empty line that ends a part's headers stays in a body without headers, if it is the only one
+        {"", 1, "[]"},
+        {"no empty line\r\nat all", 1, "[no empty line\r\nat all]"},
+        {"\r\nbody\r\n\r\nx", 1, "[body\r\n\r\nx]"},
+        {"A: b\nC: d\n\nbody\rx\n", 1, "[body\r\nx\r\n]"},
+        {"A: b\r\nno colon\r\nC: d\r\n\r\nx", 0, "[x]"},
+        {Multipart("b", "pre\r\n--b\r\n\r\none\r\n--b\r\n\r\ntwo\r\n--b--\r\nepilogue"), 1,
+         "{[\r\none][\r\ntwo]}"},
+        {Multipart("\"b c\"; x=y", "--b c\r\n\r\n1\r\n--b c--"), 1, "{[\r\n1]}"},
+        {Multipart("b ; x=y", "--b\r\n\r\n1\r\n--b--"), 1, "{[\r\n1]}"},
+        {Multipart("b", "--b\r\n\r\n1\r\n--bb\r\n--b \r\n--b--trailing"), 1, "{[\r\n1\r\n--bb\r\n--b ]}"},
+        {Multipart("b", "--b\r\n\r\n1"), 0, "{}"},
+        {Multipart("b", "--b--\r\n\r\n--b\r\n\r\n1\r\n--b--"), 1, "{[\r\n1]}"},
+        {Multipart("b", "--b\r\n--b--\r\n"), 0, "{}"},
+        {Multipart("b", "--b\r\n\r\n1\r\n--b\r\n--b--"), 0, "{[\r\n1]}"},
+        {Multipart("\"b", "--b\r\n\r\n1\r\n--b--"), 0, "[--b\r\n\r\n1\r\n--b--]"},
+        {"Content-Type: multipart/mixed\r\n\r\nbody", 0, "[body]"},
+        {"Content-Type: TEXT/PLAIN\r\n\r\nbody", 1, "[body]"},
+        {"content-TYPE: Message/RFC822\r\n\r\nA: b\r\n\r\ninner", 1, "{[inner]}"},
+        {Multipart("o", "--o\r\n" + Multipart("i", "--i\r\n\r\nx\r\n--i--") + "\r\n--o\r\n\r\ny\r\n--o--"), 1,
+         "{{[\r\nx]}[\r\ny]}"},
+        // The inner multipart ends with its part, so its own delimiters behind that are none.
+        {Multipart("o", "--o\r\n" + Multipart("i", "--i\r\n\r\nx") + "\r\n--o\r\n\r\n--i--\r\n--o--"), 0,
+         "{{}[\r\n--i--]}"},
+    };
+    for (auto const& row : rows) {
+        MimeFormatStruct mail;
+        mail.m_strBody = "old";
+        EXPECT_EQ(row.result, MimeDecodeTool::MimeDecode(Text(row.text), mail)) << row.text;
+        EXPECT_EQ(row.shape, Shape(mail)) << row.text;
+    }
+}
+
+TEST(MimeDecode, HeadersAsTheyStand) {
+    MimeFormatStruct mail;
+    EXPECT_EQ(1, MimeDecodeTool::MimeDecode(
+                     "Subject: a\r\n  b\r\n\tc\r\nmime-version: 1.9 (x)\r\nX:\r\nsubject: d\r\n"
+                     "Content-Transfer-ENCODING: 8bit\r\nContent-Disposition: inline\r\n\r\n",
+                     mail));
+    CArray<MimeHeaderStruct, MimeHeaderStruct> found;
+    MimeDecodeTool::GetHeaderInfo("SUBJECT", found, mail);
+    ASSERT_EQ(2, found.GetSize());
+    EXPECT_EQ(" a bc", found[0].m_strValue);
+    EXPECT_EQ("subject", found[1].m_strName);
+    EXPECT_EQ(1.0, mail.m_dMimeVersion);
+    EXPECT_EQ("Content-Transfer-ENCODING", mail.m_strContentTransferEncodingName);
+    EXPECT_EQ(" 8bit", mail.m_strContentTransferEncoding);
+    EXPECT_EQ(" inline", mail.m_strContentDisposition);
+    EXPECT_EQ(0, Tool::SplitMailHeader("A: b\rC: d\n e\r\nrest: no", found));
+    ASSERT_EQ(2, found.GetSize());
+    EXPECT_EQ(" de", found[1].m_strValue);
+}
+
+TEST(MimeDecode, LineEndsAndTypes) {
+    EXPECT_EQ("a\r\nb\r\nc\r\n\r\nd\r\n", Tool::CrLfConv("a\rb\n\rc\r\n\nd\r"));
+    CString header = "old", body = "old";
+    Tool::SplitHeaderBody("", header, body);
+    EXPECT_EQ("", header + body);
+    Tool::SplitHeaderBody("A: b\n\nx", header, body);
+    EXPECT_EQ("A: b\r\n|x", header + "|" + body);
+    CString type, subtype, params;
+    MimeDecodeTool::SplitContentType(" text/plain ; a=/b", type, subtype, params);
+    EXPECT_EQ(" text|plain |; a=/b", type + "|" + subtype + "|" + params);
+    MimeDecodeTool::SplitContentType("text; x", type, subtype, params);
+    EXPECT_EQ("text; x||", type + "|" + subtype + "|" + params);
+    char const* text = "xxABC";
+    EXPECT_EQ(text + 2, MimeDecodeTool::stristr(text, "abc"));
+    EXPECT_EQ(nullptr, MimeDecodeTool::stristr(text, "abcd"));
+    EXPECT_EQ(text, MimeDecodeTool::stristr(text, ""));
+}
+
+// Trees as deep as the text, and lines that could delimit anything: none may take the stack, nor much time.
+TEST(MimeDecode, DeepAndHostileMailsTakeLinearTime) {
+    constexpr int depth = 100000;
+    std::string messages, parts, ends, dashes, flat;
+    for (int i = 0; i < depth; ++i) {
+        messages += "Content-Type: message/rfc822\r\n\r\n";
+        const std::string boundary = std::to_string(i);
+        parts += "Content-Type: multipart/a; boundary=" + boundary + "\r\n\r\n--" + boundary + "\r\n";
+    }
+    for (int i = depth; i-- > 0;) ends += "\r\n--" + std::to_string(i) + "--";
+    for (int i = 0; i < 2000; ++i) dashes += std::string(1000, '-') + "\r\n";
+    flat = "--b";
+    for (int i = 0; i < depth; ++i) flat += "\r\n\r\n\r\n--b";
+    const std::pair<std::string, int> rows[] = {
+        {messages + "x", depth},
+        {parts + "\r\nx" + ends, depth},
+        {parts + "\r\nx", 1},
+        {Multipart("-", dashes + dashes), 1},
+        {Multipart("b", flat + "--"), 1},
+    };
+    for (auto const& [text, levels] : rows) {
+        auto const start = platform::Now().seconds;
+        MimeFormatStruct mail;
+        MimeDecodeTool::MimeDecode(Text(text), mail);
+        const MimeFormatStruct copy(mail);
+        int deep = 0;
+        for (MimeFormatStruct const* at = &copy; at->m_aChild.GetSize() == 1; at = &at->m_aChild[0]) ++deep;
+        EXPECT_GE(deep + 1, levels == 1 ? 1 : levels);
+        EXPECT_LT(platform::Now().seconds - start, 20);
+    }
+}
+
+TEST(MimeFormatStruct, BodiesByEncodingAndCharset) {
+    const struct {
+        char const *type, *encoding, *body;
+        int result;
+        char const* text;
+    } rows[] = {
+        {" text/plain; charset=ISO-2022-JP", " 7bit", "\x1B$B%=\x1B(B", 1, "ソ"},
+        {" text/plain; charset=\"utf-8\"", " BASE64 ", "44K9\r\n", 1, "ソ"},
+        {"", " base64", "YQBi", 1, "a"},
+        {" text/plain; charset=Shift_JIS; x=y", "quoted-printable", "=83=5C=\r\n!", 1, "ソ!"},
+        {" text/plain; charset=us-ascii", "8bit", "x", 1, "x"},
+        {" text/plain", "", "x", 0, "old"},
+        {" text/plain; charset=euc-jp", "7bit", "x", 0, "old"},
+        {"", "base64", "****", 0, "old"},
+    };
+    for (auto const& row : rows) {
+        MimeFormatStruct entity;
+        entity.m_strContentType = row.type;
+        entity.m_strContentTransferEncoding = row.encoding;
+        entity.m_strBody = row.body;
+        CString text = "old";
+        EXPECT_EQ(row.result, entity.ConvertBodyToCp932String(text)) << row.body;
+        EXPECT_EQ(row.text, text) << row.body;
+    }
+}
+
+TEST(MimeFormatStruct, SizesAreThoseOfTheBytes) {
+    const struct {
+        char const *encoding, *body;
+        int result;
+        std::string bytes;
+    } rows[] = {{"base64", " YQBi\r\n\tYw==", 1, std::string("a\0bc", 4)},
+                {"base64", "", 1, ""},
+                {"base64", "YQ", 0, ""},
+                {"base64", "YQ==YQ==", 1, "a"},
+                {"quoted-printable", " =41b ", 1, "Ab"},
+                {"quoted-printable", "=4", 0, ""},
+                {"7bit", "ab", 1, "ab"},
+                {"x", "ab", 0, ""}};
+    for (auto const& row : rows) {
+        MimeFormatStruct entity;
+        entity.m_strContentTransferEncoding = row.encoding;
+        entity.m_strBody = row.body;
+        unsigned long size = 999;
+        EXPECT_EQ(row.result, entity.GetSizeAfterDecode(size)) << row.body;
+        EXPECT_EQ(row.result ? row.bytes.size() : 999, size) << row.body;
+        if (!row.result || entity.ContentTransferEncodingIs("7bit")) continue;
+        std::vector<char> out(size + 1, '#');
+        EXPECT_EQ(1, entity.GetBodyAfterBase64Decode(out.data()) +
+                         entity.GetBodyAfterQuotedPrintableDecode(out.data()));
+        EXPECT_EQ(row.bytes + "#", std::string(out.begin(), out.end()));
+    }
+}
+
+TEST(MimeFormatStruct, ParametersAndNames) {
+    MimeFormatStruct entity;
+    CString text = "old";
+    entity.m_strContentType = " Text/Plain";
+    EXPECT_EQ(0, entity.GetContentType(text) + entity.ContentTypeIs("text/plain") + entity.GetCharset(text));
+    entity.m_strContentType = " Text/Plain ;charset= \"ISO-2022-JP\" ; x";
+    EXPECT_EQ(1, entity.ContentTypeIs("text/plain"));
+    EXPECT_EQ(1, entity.CharsetIs("iso-2022-jp"));
+    const std::pair<char const*, char const*> names[] = {
+        {"a; NAME=\"x;y\"; z", "x;y"},
+        {"a; name=old.pdf ; x=y", "old.pdf"},
+        {"a; name=x", "x"},
+        {"a; name=\"=?ISO-2022-JP?B?GyRCJT0bKEI=?=\"", "ソ"}};
+    for (auto const& [type, name] : names) {
+        entity.m_strContentType = type;
+        EXPECT_EQ(1, entity.GetNameParamFromContentType(text)) << type;
+        EXPECT_EQ(name, text);
+    }
+    for (char const* type : {"a", "a; name=", "a; name=  ", "a; name=\"x"}) {
+        entity.m_strContentType = type;
+        EXPECT_EQ(0, entity.GetNameParamFromContentType(text)) << type;
+    }
+    const std::pair<char const*, char const*> set[] = {{"application/pdf;", "application/pdf ; name=\"n\""},
+                                                       {"a; name=old.pdf; x=y", "a; name=\"n\" ; x=y"},
+                                                       {"a; name=\"old\"; x=y", "a; name=\"n\"; x=y"},
+                                                       {"a; name=\"old", "a; name=\"n\""},
+                                                       {"a; name=;", "a; name=\"n\""}};
+    entity.m_aHeader.Add({"content-TYPE", ""});
+    for (auto const& [before, after] : set) {
+        entity.m_strContentType = before;
+        EXPECT_EQ(1, entity.SetNameParamToContentType("n"));
+        EXPECT_EQ(after, entity.m_strContentType);
+        EXPECT_EQ(after, entity.m_aHeader[0].m_strValue);
+    }
+    EXPECT_EQ(0, entity.SetContentId("x") + entity.GetContentId(text) + entity.ContentIdIs(""));
+    entity.m_aHeader.Add({" Content-ID ", " <abc>"});
+    EXPECT_EQ(1, entity.ContentIdIs("abc"));
+    EXPECT_EQ(1, entity.SetContentId("def"));
+    EXPECT_EQ(1, entity.ContentIdIs("def"));
+    entity.m_strContentDisposition = "attachment; filename=a.txt";
+    EXPECT_EQ("", entity.GetMIMENormalAttachName());
+    entity.m_strContentDisposition = "attachment; filename=\"=?ISO-2022-JP?B?GyRCJT0bKEI=?=.txt\"";
+    EXPECT_EQ("ソ.txt", entity.GetMIMENormalAttachName());
+}
+
+}  // namespace

@@ -1,0 +1,159 @@
+#include "reception/mail_analyzer.h"
+
+#include <gtest/gtest.h>
+
+#include "platform/clock.h"
+#include "tests/platform/time_zone.h"
+
+namespace {
+
+constexpr std::int64_t now_seconds = 1083827289;  // 2004/05/06 07:08:09 UTC
+
+class MailAnalyzerTest : public testing::Test {
+  protected:
+    MailAnalyzer& Analysed(std::string const& mail, bool empty_registers = false,
+                           char const* keyword = nullptr) {
+        analyzer.InitMember();
+        analyzer.SetResistWithEmpty(empty_registers);
+        analyzer.SetRefuseWithKeyword(keyword != nullptr, keyword ? keyword : "");
+        analyzer.SetMailData(CString(std::string_view(mail)));
+        EXPECT_EQ(0, analyzer.MailAnalysis());
+        return analyzer;
+    }
+    static std::string Report(char const* type, std::string const& parts) {
+        return "From: x@y\r\nContent-Type: multipart/report; report-type=" + std::string(type) +
+               "; boundary=b\r\n\r\n--b\r\n\r\ntext\r\n" + parts + "--b--\r\n";
+    }
+
+    TimeZone zone{"UTC"};
+    platform::FrozenClock clock{{now_seconds, 0}};
+    MailAnalyzer analyzer;
+};
+
+TEST_F(MailAnalyzerTest, KindsInTheirOrder) {
+    const struct {
+        std::string mail;
+        int type;
+    } rows[] = {
+        {"From: a@b\r\n\r\nhello", -1},
+        {"no header", -1},
+        {Report("disposition-notification", ""), 2},
+        {Report("\"Disposition-Notification\"", ""), 2},
+        {Report("\"disposition-notification", ""), -1},
+        {Report("delivery-status", ""), -1},
+        {"From: Mailer-Daemon@x\r\n\r\nsay <refuse> please\r\n", 3},
+        {"From: a@b\r\n\r\nx\r\n<REFUSE>", -1},
+        {"From: a@b\r\n\r\nもう配信停止を\r\n", 3},
+        {"From: a@b\r\n\r\n<register><EMAIL>", 4},
+        {"From: a@b\r\n\r\n \t\r\n　\r\n.\r\n", 4},
+        {"From: a@b\r\n\r\n\r\n.x", 4},
+        {"From: a@b\r\n\r\nx.", -1},
+        {"From: PostMaster@x\r\n\r\nx", 1},
+        {"From: <mail.delivery.subsystem@x>\r\n\r\nx", 1},
+        {"From: a.postmaster@x\r\n\r\nx", -1},
+        {"From: a@b\r\nSubject: unRETURNED e-MAIL\r\n\r\nx", 1},
+        {"From: a@b\r\nSubject: mail could not be x\r\n\r\nx", -1},
+    };
+    for (auto const& row : rows)
+        EXPECT_EQ(row.type, Analysed(row.mail, true, "配信停止").GetMailType()) << row.mail;
+    EXPECT_EQ(-1, Analysed("From: a@b\r\n\r\n \r\n.\r\n").GetMailType());
+    EXPECT_EQ(-1, Analysed("From: a@b\r\n\r\n配信停止").GetMailType());
+    Analysed("From: \"q\" <a@b>\r\n\r\n", true);
+    EXPECT_EQ("<REGISTER><EMAIL>a@b</EMAIL>", analyzer.GetDecodeMailBody());
+    EXPECT_EQ(-1, analyzer.MailAnalysis("Content-Type: multipart/x\r\n\r\n"));
+}
+
+TEST_F(MailAnalyzerTest, MessageIds) {
+    const std::pair<char const*, char const*> rows[] = {
+        {" <a@b>", "a@b"}, {"<a@b>", ""}, {" a @ b ", "a@b"}, {" a@b>", "a@b"},        {" <a@b", "a@b"},
+        {" >a<", ""},      {" <>", ""},   {" <", ""},         {" x <a> <b>", "a> <b"}, {"", ""}};
+    for (auto const& [value, id] : rows)
+        EXPECT_EQ(id, Analysed("Message-ID:" + std::string(value) + "\r\n\r\n").GetMessageID()) << value;
+    EXPECT_EQ("c", Analysed("message-id:<a>\r\nMESSAGE-ID: <c>\r\n\r\n").GetMessageID());
+    const std::pair<char const*, char const*> originals[] = {
+        {"References: <a@b> <c@d>", "c@d"},
+        {"In-Reply-To: <e@f>\r\nReferences: (x <n>) <a@b> \"<q>\"", "a@b"},
+        {"In-Reply-To: =?x?Q?<q>?= <e@f", ""},
+        {"In-Reply-To: Your mail <e@f> of", "e@f"},
+        {"X: y", ""}};
+    for (auto const& [header, id] : originals)
+        EXPECT_EQ(id, Analysed(std::string(header) + "\r\n\r\nx").GetOriginalMessageID()) << header;
+}
+
+TEST_F(MailAnalyzerTest, OriginalsOfReceiptsAndBounces) {
+    const std::string receipt =
+        "--b\r\nContent-Type: message/disposition-notification\r\n\r\nFinal-Recipient: x\r\n"
+        "ORIGINAL-message-id: <o@p>\r\nDisposition: displayed\r\n";
+    EXPECT_EQ("o@p", Analysed(Report("disposition-notification", receipt)).GetOriginalMessageID());
+    const std::string from = "From: mailer-daemon@x\r\nReferences: <r@s>\r\n";
+    const std::string head =
+        from + "Content-Type: multipart/report; boundary=b\r\n\r\n--b\r\n\r\ntext\r\n--b\r\n";
+    const std::string copy = "Content-Type: message/rfc822\r\n\r\nMessage-ID: <i@j>\r\n\r\nx\r\n--b--";
+    const std::string headers =
+        "Content-Type: text/rfc822-headers\r\n\r\nSubject: x\r\nMessage-Id: <k@l>\r\n\r\n--b--";
+    EXPECT_EQ("i@j", Analysed(head + copy).GetOriginalMessageID());
+    EXPECT_EQ("k@l", Analysed(head + headers).GetOriginalMessageID());
+    EXPECT_EQ(
+        "r@s",
+        Analysed(head + "Content-Type: text/x\r\n\r\nMessage-Id: <k@l>\r\n--b--").GetOriginalMessageID());
+    const std::string qmail = from +
+                              "\r\nHi.\r\n--- Below this line is a copy of the message.\r\n\r\nA: b\r\n"
+                              "Message-ID: <m@n>\r\n\r\nMessage-ID: <no@no>\r\n";
+    EXPECT_EQ("m@n", Analysed(qmail).GetOriginalMessageID());
+    const std::string rejected =
+        from + "\r\nEach of the following recipients was rejected by a remote mail server.\r\n" +
+        std::string(51, '-') + "\r\nMessage-ID: <m@n>";
+    EXPECT_EQ("m@n", Analysed(rejected).GetOriginalMessageID());
+    EXPECT_EQ("r@s", Analysed(from + "\r\nMessage-ID: <m@n>\r\n").GetOriginalMessageID());
+}
+
+TEST_F(MailAnalyzerTest, AddressesSubjectsAndDates) {
+    const std::pair<char const*, char const*> addresses[] = {{"From: \"a <x@y>\" <b@c>", "b@c"},
+                                                             {"From: b@c (name <x@y>)", "b@c"},
+                                                             {"From: b@c, d@e", "b@c"},
+                                                             {"From: =?ISO-2022-JP?B?PHg+?= <b@c", "b@c"},
+                                                             {"Sender: s@t\r\nReturn-Path: <r@p>", "s@t"},
+                                                             {"Return-Path: <r@p>", "r@p"},
+                                                             {"X: y", ""}};
+    for (auto const& [header, address] : addresses)
+        EXPECT_EQ(address, Analysed(std::string(header) + "\r\n\r\nx").GetFromAddress()) << header;
+    EXPECT_EQ("ソ x", Analysed("Subject: =?ISO-2022-JP?B?GyRCJT0bKEI=?= x\r\n\r\n").GetDecodeMailSubject());
+    zone.Set("JST-9");
+    const std::pair<char const*, char const*> dates[] = {
+        {"Tue, 05 Oct 2004 00:00:00 +0900", "2004/10/05 00:00:00"},
+        {"5 Oct 2004 0:0 GMT (x, y)", "2004/10/05 09:00:00"},
+        {"Tue, 5 Oct 2004 23 : 59 : 59 -0100", "2004/10/06 09:59:59"},
+        {"5 Oct 2004 00:00:00 A", "2004/10/05 08:00:00"},
+        {"5 Oct 2004 00:00:00 M", "2004/10/04 21:00:00"},
+        {"5 Oct 2004 00:00:00 N", "2004/10/05 10:00:00"},
+        {"5 Oct 2004 00:00:00 Y", "2004/10/05 21:00:00"},
+        {"5 Oct 2004 00:00:00 XYZ", "2004/10/05 09:00:00"},
+        {"5 OCT 2004 00:00:00 GMT", "2004/05/06 16:08:09"},
+        {"5 Oct 2004 00:00:00", "2004/05/06 16:08:09"},
+        {"32 Oct 2004 00:00:00 GMT", "2004/05/06 16:08:09"},
+        {"5 Oct", "2004/05/06 16:08:09"},
+        {"31 Dec 9999 23:59:59 -9900", "2004/05/06 16:08:09"}};
+    for (auto const& [date, local] : dates)
+        EXPECT_EQ(
+            local,
+            Analysed("Date: " + std::string(date) + "\r\n\r\n").GetMailSendDate().Format("%Y/%m/%d %H:%M:%S"))
+            << date;
+}
+
+TEST_F(MailAnalyzerTest, BodyAndAttachments) {
+    Analysed(
+        "Content-Type: multipart/mixed; boundary=b\r\n\r\n--b\r\nContent-Type: image/x\r\n\r\nI\r\n--b\r\n"
+        "Content-Type: text/html; charset=\"ISO-2022-JP\"\r\nContent-Transfer-Encoding: "
+        "quoted-printable\r\n\r\n"
+        "=1B$B%=3D=1B(B\r\n--b\r\nContent-Type: text/plain\r\n\r\nT\r\n--b--");
+    EXPECT_EQ("ソ", analyzer.GetDecodeMailBody());
+    ASSERT_EQ(2, analyzer.GetAttachFileNum());
+    MimeFormatStruct part;
+    EXPECT_EQ(1, analyzer.GetAttachFileData(1, part));
+    EXPECT_EQ("T", part.m_strBody);
+    EXPECT_EQ(0, analyzer.GetAttachFileData(2, part) + analyzer.GetAttachFileData(-1, part));
+    EXPECT_EQ("ソ", Analysed("Content-Transfer-Encoding: base64\r\n\r\nGyRCJT0bKEI=").GetDecodeMailBody());
+    EXPECT_EQ("a=?( ?=\"(c) \"d", MailAnalyzer::ReformatHeaderBodyString(" a(x)\t=?( ?= \"(c) \" d(open"));
+}
+
+}  // namespace

@@ -1,0 +1,180 @@
+#include "reception/mail_pop.h"
+
+#include <gtest/gtest.h>
+
+#include "tests/support/scripted_server.h"
+
+namespace {
+
+using test::ScriptedServer;
+
+constexpr char const* login = "+OK ready|+OK|+OK|";
+
+struct Client : MailPop {
+    explicit Client(int port, int type = type_user_pass) {
+        EXPECT_EQ(1, SetPopHost("127.0.0.1", port, type));
+        EXPECT_EQ(1, SetUserAccount("mrose", "tanstaaf"));
+        SetTimeOutTime(2000);
+        SetTimeOutTimeBeforeConnect(2000);
+    }
+    int Login() { return PopLogin(nullptr, nullptr, nullptr, -1, -1); }
+    int Code() { return GetErrMsg().GetLastCode(); }
+    std::string List() const {
+        std::string text;
+        for (PopMailInfo const& mail : m_aMailList)
+            text += std::to_string(mail.Number) + ":" + std::to_string(mail.Size) + ":" +
+                    std::string(mail.Uidl.View()) + " ";
+        return text;
+    }
+};
+
+TEST(MailPop, AWholeVisit) {
+    ScriptedServer server(
+        std::string(login) +
+        "+OK 3 99|+OK\r\n1 10\r\n\r\n2 20 x\r\n4 30\r\n.|+OK\r\n4 d\r\n1 a\r\n9 z\r\n2 b\r\n.|"
+        "+OK\r\nSubject: x\r\n\r\n..\r\n. \r\n.|+OK|-ERR no|+OK|+OK bye");
+    Client client(server.Port());
+    EXPECT_EQ(0, client.PopRetr(0));
+    ASSERT_EQ(1, client.Login());
+    EXPECT_EQ(0, client.Login());
+    EXPECT_EQ(16005, client.Code());
+    EXPECT_EQ(0, client.SetPopHost("h", 1, 0));
+    EXPECT_EQ(16001, client.Code());
+    EXPECT_EQ(1, client.PopListUidl());
+    EXPECT_EQ("1:10:a 2:20:b 4:30:d ", client.List());
+    EXPECT_EQ(1, client.IsUidlComplete());
+    EXPECT_EQ(0, client.PopRetr(3));
+    EXPECT_EQ(1, client.PopRetr(2));
+    EXPECT_EQ("Subject: x\r\n\r\n..\r\n. \r\n.\r\n", client.m_strMailText);
+    EXPECT_EQ(1, client.PopDelete(2));
+    EXPECT_EQ(0, client.PopDelete(0));
+    EXPECT_EQ(16010, client.Code());
+    EXPECT_EQ(1, client.PopReset());
+    EXPECT_EQ(3, client.GetMailNumber());
+    EXPECT_EQ(1, client.PopLogout());
+    EXPECT_EQ(0, client.PopLogout());
+    EXPECT_EQ(16002, client.Code());
+    EXPECT_EQ(
+        (std::vector<std::string>{"USER mrose\r\n", "PASS tanstaaf\r\n", "STAT\r\n", "LIST\r\n", "UIDL\r\n",
+                                  "RETR 4\r\n", "DELE 4\r\n", "DELE 1\r\n", "RSET\r\n", "QUIT\r\n"}),
+        server.Received());
+}
+
+TEST(MailPop, LoginsAndWhatRefusesThem) {
+    const struct {
+        char const* script;
+        int type, result, code;
+        char const* last;
+    } rows[] = {
+        {"-ERR busy|", 0, 0, 16006, ""},
+        {"+OK|-ERR who|", 0, 0, 16007, "USER mrose\r\n"},
+        {"+OK|+OK|-ERR bad|", 0, 0, 16007, "PASS tanstaaf\r\n"},
+        {"+OK|+OK|!", 0, 0, 1, "PASS tanstaaf\r\n"},
+        {"+OK|~", 0, 0, 2320, "USER mrose\r\n"},
+        {"+OK hi <1896.697170952@dbc.mtview.ca.us> x|+OK|", 1, 1, 0,
+         "APOP mrose c4c9334bac560ecc979e58001b3e22fb\r\n"},
+        {"+OK hi|", 1, 0, 16013, ""},
+        {"+OK <a@b@c>|", 1, 0, 16013, ""},
+        {"+OK >a@b<|", 1, 0, 16013, ""},
+        {"#+OK|#+OK|#+OK|", 0, 1, 0, "PASS tanstaaf\r\n"},
+    };
+    for (auto const& row : rows) {
+        ScriptedServer server(row.script);
+        Client client(server.Port(), row.type);
+        client.SetTimeOutTime(300);
+        EXPECT_EQ(row.result, client.Login()) << row.script;
+        EXPECT_EQ(row.code, client.Code()) << row.script;
+        EXPECT_EQ(1, client.PopLogout());
+        auto const& received = server.Received();
+        const std::size_t quit = row.result ? 1 : 0;
+        const std::string last = received.size() > quit ? received[received.size() - 1 - quit] : "";
+        EXPECT_EQ(row.last, last) << row.script;
+    }
+    const test::RefusingPort refusing;
+    Client client(refusing.Port());
+    EXPECT_EQ(0, client.Login());
+    EXPECT_EQ(2307, client.Code());
+    EXPECT_EQ(0, client.SetUserAccount("a\r\nDELE 1", "x"));
+    EXPECT_EQ(16003, client.Code());
+    EXPECT_EQ(0, client.SetPopHost("h", 0, 0) + client.SetPopHost("", 1, 0) + client.SetPopHost("h", 1, 2));
+    EXPECT_EQ(16004, client.Code());
+}
+
+TEST(MailPop, MailboxesThatLie) {
+    const struct {
+        char const* script;
+        int result, code, complete;
+        char const* list;
+    } rows[] = {
+        {"+OK 0 0|", 1, 0, 0, ""},
+        {"-ERR|", 0, 16008, 0, ""},
+        {"+OK 2147483647 1|+OK\r\n1 1\r\n.|+OK\r\n1 a\r\n.|", 1, 0, 1, "1:1:a "},
+        {"+OK 1 1|+OK\r\n1 1\r\n2 2\r\n.|+OK\r\n2 b\r\n1 a\r\n3 c\r\n.|", 1, 0, 1, "1:1:a 2:2:b "},
+        {"+OK 1|+OK\r\nx -5\r\n\r\n.|-ERR what|", 1, 16008, 0, "0:-5: "},
+        {"+OK 1|-ERR|", 0, 16008, 0, ""},
+        {"+OK 1|+OK\r\n1 1|!", 0, 1, 0, "1:1: "},
+        {"+OK 1|+OK\r\n1 1\r\n.|+OK\r\n1 a|!", 1, 1, 0, "1:1:a "},
+        {"+OK 1|+OK\r\n1 1\r\n.|!", 0, 1, 0, "1:1: "},
+    };
+    for (auto const& row : rows) {
+        std::string script = login;
+        script += row.script;
+        // A reply that is cut off: the connection ends behind its last line.
+        if (const std::size_t cut = script.find("|!"); cut != std::string::npos && script[cut - 1] != '.')
+            script.replace(cut, 2, "\r\n!");
+        ScriptedServer server(script);
+        Client client(server.Port());
+        ASSERT_EQ(1, client.Login());
+        EXPECT_EQ(row.result, client.PopListUidl()) << row.script;
+        EXPECT_EQ(row.code, client.Code()) << row.script;
+        EXPECT_EQ(row.complete, client.IsUidlComplete()) << row.script;
+        EXPECT_EQ(row.list, client.List()) << row.script;
+    }
+}
+
+TEST(MailPop, MessagesThatEndEarlyOrNever) {
+    const std::string one = std::string(login) + "+OK 1|+OK\r\n1 2147483647\r\n.|+OK\r\n.|";
+    const struct {
+        char const* script;
+        int result, code;
+        char const* text;
+    } rows[] = {
+        {"+OK\r\n.|", 1, 0, ".\r\n"},
+        {"+OK\r\n\r\n.|", 1, 0, "\r\n.\r\n"},
+        {"+OK\r\na\nb\r\n.|", 1, 0, "a\r\nb\r\n.\r\n"},
+        {"-ERR gone|", 0, 16009, ""},
+        {"+OK\r\nhalf\r\nli!|", 0, 1, "half\r\n"},
+    };
+    for (auto const& row : rows) {
+        ScriptedServer server(one + row.script);
+        Client client(server.Port());
+        ASSERT_EQ(1, client.Login() & client.PopListUidl());
+        EXPECT_EQ(row.result, client.PopRetr(0)) << row.script;
+        EXPECT_EQ(row.code, client.Code()) << row.script;
+        EXPECT_EQ(row.text, client.m_strMailText) << row.script;
+    }
+    std::string large = "+OK\r\n";
+    for (int i = 0; i < 700000; ++i)
+        large += "0123456789012345678901234567890123456789012345678901234567890123456789\r\n";
+    ScriptedServer server(one + large + ".|");
+    Client client(server.Port());
+    ASSERT_EQ(1, client.Login() & client.PopListUidl());
+    EXPECT_EQ(1, client.PopRetr(0));
+    EXPECT_EQ(700000 * 72 + 3, client.m_strMailText.GetLength());
+}
+
+TEST(MailPop, RepliesInFields) {
+    CStringArray fields;
+    EXPECT_EQ(1, MailPop::GetResponseStatus("+OK 2  30", &fields));
+    ASSERT_EQ(4, fields.GetSize());
+    EXPECT_EQ("", fields[2]);
+    EXPECT_EQ("30", fields[3]);
+    EXPECT_EQ(0, MailPop::GetResponseStatus(" +OK", &fields));
+    EXPECT_EQ(0, MailPop::GetResponseStatus(nullptr, &fields));
+    EXPECT_EQ(0, fields.GetSize());
+    CString text = "\ra\nb\r\n";
+    MailPop::StripCrLf(text);
+    EXPECT_EQ("ab", text);
+}
+
+}  // namespace
