@@ -1,5 +1,4 @@
 #include <algorithm>
-#include <charconv>
 #include <cstdlib>
 #include <string_view>
 #include <unordered_set>
@@ -7,6 +6,7 @@
 #include "delivery/history_list_viewer.h"
 #include "delivery/xemail.h"
 #include "environment/env_manager.h"
+#include "mailstore/mail_id.h"
 #include "mailstore/mail_list_lock.h"
 #include "mailstore/mail_list_viewer.h"
 #include "mailstore/mail_writer.h"
@@ -25,11 +25,9 @@ constexpr int text_slots = 7;
 constexpr char const* parts_of_a_mail[] = {"mail", "meli", "merd"};
 constexpr char const* html_mark = "Content-Type: multipart/alternative";
 
-// Digits that are an ID as it writes; a number that no ID reaches names no mail.
 bool IsMailFolderName(std::string_view name) {
     int id = 0;
-    auto const [end, error] = std::from_chars(name.data(), name.data() + name.size(), id);
-    return error == std::errc() && id >= 0 && storage::Decimal(id).View() == name;
+    return mailstore::ReadsAsID(name, id) && id >= 0;
 }
 
 CString PathOf(EnvManager const& env, char const* part, CString const& id) {
@@ -104,9 +102,8 @@ void CMailListViewer::BringBack(int id) {
     mail.SetDate(COneMailData::date_entry, now, 0, nullptr, nullptr, nullptr);
     mail.SetDate(COneMailData::date_renewal, now, 0, nullptr, nullptr, nullptr);
     mail.SetDate(COneMailData::date_reserve, AdjustTime(reserve), 0, nullptr, nullptr, nullptr);
-    mail.SetDate(COneMailData::date_set_address,
-                 ChangeOf(PathOf(*env_, "meli", storage::Decimal(id))), 0, nullptr, nullptr,
-                 nullptr);
+    mail.SetDate(COneMailData::date_set_address, ChangeOf(PathOf(*env_, "meli", storage::Decimal(id))), 0,
+                 nullptr, nullptr, nullptr);
     mail.SetSentNumber(sent);
     mail.SetErrorNumber(errors);
     mail.SetOpenNumber(opened);

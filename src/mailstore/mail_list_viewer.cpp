@@ -1,11 +1,10 @@
 #include "mailstore/mail_list_viewer.h"
 
-#include <charconv>
 #include <cstdlib>
-#include <string_view>
 
 #include "environment/data_key.h"
 #include "environment/env_manager.h"
+#include "mailstore/mail_id.h"
 #include "mailstore/mail_list_lock.h"
 #include "platform/dialog.h"
 #include "storage/date_data.h"
@@ -14,6 +13,7 @@
 #include "text/dates.h"
 
 using mailstore::MailListLock;
+using mailstore::ReadsAsID;
 
 namespace mailstore {
 
@@ -53,12 +53,6 @@ StatusBits const* BitsOf(CString const& status) {
     for (StatusBits const& bits : statuses)
         if (status.GetLength() == 1 && status[0] == bits.letter) return &bits;
     return nullptr;
-}
-
-// Whether a cell is the ID that its number writes as.
-bool ReadsAsID(std::string_view cell, int& id) {
-    auto const [end, error] = std::from_chars(cell.data(), cell.data() + cell.size(), id);
-    return error == std::errc() && end == cell.data() + cell.size() && Decimal(id).View() == cell;
 }
 
 CString DateText(COleDateTime const& date) {
@@ -179,7 +173,7 @@ int CMailListViewer::CountRows(CArray<int, int>* ids, Wanted const& wanted) {
     if (ids) ids->RemoveAll();
     int count = 0;
     for (int row = 0; row < GetLineNumber(); ++row) {
-        if (!wanted(Row(row)[column_status])) continue;
+        if (!wanted(GetAtElement(row, column_status))) continue;
         ++count;
         if (ids) ids->Add(std::atoi(Row(row)[column_id]));
     }
@@ -203,24 +197,23 @@ int CMailListViewer::CountMailByMailStatus(unsigned long statusMask, CArray<int,
 
 int CMailListViewer::GetMailData(int id, COneMailData& out) {
     const MailListLock lock;
-    int const line = MailID2RowNumber(id);
-    if (line == no_row) return no_such_mail;
-    XCStringArrayEx const& row = Row(line);
+    int const row = MailID2RowNumber(id);
+    if (row == no_row) return no_such_mail;
     COleDateTime now = COleDateTime::GetCurrentTime();
     auto const set_date = [&](COneMailData::DateField field, Column column, int check) {
-        out.SetDate(field, row[column].Left(date_characters), check, check ? &now : nullptr, nullptr,
-                    check ? &now : nullptr);
+        out.SetDate(field, GetAtElement(row, column).Left(date_characters), check, check ? &now : nullptr,
+                    nullptr, check ? &now : nullptr);
     };
     out.SetCheckCharacterCodeFlag(1);
     out.SetMailID(id);
-    out.SetMailTitle(row[column_title]);
-    out.SetAddressName(row[column_address_name]);
-    out.SetHonorific(row[column_honorific]);
-    out.SetStatus(row[column_status], 0);
-    out.SetSentNumber(row[column_sent]);
-    out.SetErrorNumber(row[column_errors]);
-    out.SetOpenNumber(row[column_opened]);
-    out.SetSpecialFlag(row[column_special_flag]);
+    out.SetMailTitle(GetAtElement(row, column_title));
+    out.SetAddressName(GetAtElement(row, column_address_name));
+    out.SetHonorific(GetAtElement(row, column_honorific));
+    out.SetStatus(GetAtElement(row, column_status), 0);
+    out.SetSentNumber(GetAtElement(row, column_sent));
+    out.SetErrorNumber(GetAtElement(row, column_errors));
+    out.SetOpenNumber(GetAtElement(row, column_opened));
+    out.SetSpecialFlag(GetAtElement(row, column_special_flag));
     set_date(COneMailData::date_entry, column_entry_date, 1);
     set_date(COneMailData::date_renewal, column_renewal_date, 1);
     set_date(COneMailData::date_set_address, column_set_address_date, 1);
@@ -312,7 +305,7 @@ int CMailListViewer::RemoveMailData(int id) {
 int CMailListViewer::Update4AddHtmlMailAbility() {
     const MailListLock lock;
     for (int row = 0; row < GetLineNumber(); ++row) {
-        CString flag = Row(row)[column_special_flag];
+        CString flag = GetAtElement(row, column_special_flag);
         if (flag.GetLength() >= COneMailData::special_flag_size) continue;
         flag = flag.IsEmpty() ? CString(no) + no : flag + no;
         int const result = SetMailDataPinPoint(std::atoi(Row(row)[column_id]), column_special_flag, flag);

@@ -1,7 +1,10 @@
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include "mailstore/mail_list_viewer.h"
 #include "platform/clock.h"
+#include "platform/path.h"
 #include "tests/mailstore/mail_environment.h"
 #include "tests/platform/time_zone.h"
 #include "tests/support/message_boxes.h"
@@ -52,11 +55,15 @@ TEST_F(MailListRepairTest, WholeFoldersWithoutARowComeBackOnce) {
     PutMail("5", {"half"});
     platform::RemoveFile(place.Path("MAIL\\5\\merd5.dat"));
     PutMail("99999999999", {"no"});
+    PutMail("1000000000", {"far"});
     place.Put("MAIL\\4", "a file");
+    const timespec changed[] = {{0, 0}, {now_seconds - 86400, 0}};
+    ASSERT_EQ(0, utimensat(AT_FDCWD, platform::HostPath(place.Path("MAIL\\0\\meli0.dat").View()).c_str(),
+                           changed, 0));
     EXPECT_EQ(1, mails.SetEnvManager(&place.env));
-    EXPECT_EQ(3, mails.CountMail());
+    EXPECT_EQ(4, mails.CountMail());
     ASSERT_EQ(1U, boxes.Texts().size());
-    EXPECT_EQ(0U, boxes.Texts()[0].find("メールID: 0, 12, 3 を復旧しました\r\n\r\nなお、"));
+    EXPECT_EQ(0U, boxes.Texts()[0].find("メールID: 0, 1000000000, 12, 3 を復旧しました\r\n\r\nなお、"));
     EXPECT_EQ("件0", Cell(0, CMailListViewer::column_title));
     EXPECT_EQ("（修復のため不明）", Cell(0, CMailListViewer::column_address_name));
     EXPECT_EQ("D", Cell(0, CMailListViewer::column_status));
@@ -65,11 +72,12 @@ TEST_F(MailListRepairTest, WholeFoldersWithoutARowComeBackOnce) {
     EXPECT_EQ("2", Cell(0, CMailListViewer::column_opened));
     EXPECT_EQ("2004/05/06 07:08:09", Cell(0, CMailListViewer::column_entry_date));
     EXPECT_EQ("2004/05/06 07:10:00", Cell(0, CMailListViewer::column_reserve_date));
+    EXPECT_EQ("2004/05/05 07:08:09", Cell(0, CMailListViewer::column_set_address_date));
     EXPECT_EQ("NN", Cell(0, CMailListViewer::column_special_flag));
     EXPECT_EQ("NY", Cell(12, CMailListViewer::column_special_flag));
     EXPECT_EQ("NM", Cell(3, CMailListViewer::column_special_flag));
     CMailListViewer again(&place.env);  // from the file
-    EXPECT_EQ(3, again.CountMail());
+    EXPECT_EQ(4, again.CountMail());
     EXPECT_EQ(1U, boxes.Texts().size());
 }
 

@@ -64,6 +64,17 @@ TEST_F(MailListTest, ReadsItsFormsAndNamesWhatItCannotRead) {
     }
     platform::RemoveFile(place.Path("MAIL\\maillist.dat"));
     EXPECT_EQ(-3, mails.ReadMailList());
+    // a table of another width
+    ASSERT_TRUE(WriteTable(place.Path("MAIL\\maillist.dat"), "\"1\",\"title\"\r\n", place.env.GetDBKey()));
+    mails.CMyDB::Init();
+    mails.SetElementNumber(2);
+    EXPECT_EQ(-3, mails.ReadMailList());
+    COneMailData data;
+    EXPECT_EQ(0, mails.GetMailData(1, data));
+    EXPECT_EQ("title", data.GetMailTitle());
+    EXPECT_EQ(0, mails.CountMailByMailStatus(0, nullptr, 1));
+    EXPECT_EQ(-2, mails.Update4AddHtmlMailAbility());
+    platform::RemoveFile(place.Path("MAIL\\maillist.dat"));
     CMailListViewer unread;
     EXPECT_EQ(0, unread.SetEnvManager(&place.env));
     const MessageBoxes boxes;
@@ -109,13 +120,8 @@ TEST_F(MailListTest, CountsByStatusAndView) {
     const struct {
         unsigned long mask;
         std::vector<int> ids;
-    } views[] = {{1, {0, 1, 2, 3, 4, 5, 6, 8}},
-                 {2, {0}},
-                 {4, {1, 2, 3, 4, 8}},
-                 {8, {5, 6}},
-                 {32, {7}},
-                 {34, {0, 7}},
-                 {64, {}}};
+    } views[] = {{1, {0, 1, 2, 3, 4, 5, 6, 8}},  {2, {0}},  {4, {1, 2, 3, 4, 8}}, {8, {5, 6}},
+                 {16, {0, 1, 2, 3, 4, 5, 6, 8}}, {32, {7}}, {34, {0, 7}},         {64, {}}};
     for (auto const& view : views) {
         CArray<int, int> ids;
         EXPECT_EQ(static_cast<int>(view.ids.size()), mails.CountMailByViewType(view.mask, &ids));
@@ -182,6 +188,19 @@ TEST_F(MailListTest, WhatIsWrittenAndWhen) {
         EXPECT_EQ(0, again.GetMailDataPinPoint(id, CMailListViewer::column_special_flag, text));
         EXPECT_EQ(flag, text);
     }
+}
+
+TEST_F(MailListTest, WithoutAKeyOnlyChangesAreWritten) {
+    EnvManager plain;
+    plain.InitEnvFileInfo(place.file, nullptr, 0);
+    ASSERT_TRUE(WriteTable(place.Path("MAIL\\maillist.dat"), RowText("1", "D")));
+    EXPECT_EQ(1, mails.SetEnvManager(&plain));
+    platform::RemoveFile(place.Path("MAIL\\maillist.dat"));
+    EXPECT_EQ(0, mails.WriteMailListCompel());
+    EXPECT_FALSE(place.Has("MAIL\\maillist.dat"));
+    mails.DeleteMailData(1);
+    EXPECT_EQ(0, mails.WriteMailList(0));
+    EXPECT_EQ(RowText("1", "S"), TableContentOf(place.Path("MAIL\\maillist.dat")));
 }
 
 TEST(OneMailDataTest, SettersJudgeWhatTheyAreGiven) {
