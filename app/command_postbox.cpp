@@ -1,6 +1,7 @@
 #include <fstream>
 #include <iostream>
 #include <memory>
+#include <optional>
 #include <thread>
 
 #include "command.h"
@@ -14,10 +15,12 @@ namespace app {
 namespace {
 
 constexpr int default_port = 2525;
+constexpr int no_pop = -1;
 
 struct Arguments {
     std::string folder;
     int port = default_port;
+    int pop_port = no_pop;
     std::string port_file;
     std::string user, password_file;
     PostboxRules rules;
@@ -32,10 +35,14 @@ void Run(Arguments& arguments) {
     }
     MailFolder folder(arguments.folder);
     PostboxServer server(folder, arguments.rules, arguments.port);
+    std::optional<PostboxServer> pop;
+    if (arguments.pop_port != no_pop)
+        pop.emplace(folder, arguments.rules, arguments.pop_port, PostboxServer::Protocol::pop);
     if (!arguments.port_file.empty()) {
         bool const written = ReplaceFile(arguments.port_file, [&](std::string const& file) {
             std::ofstream out(file);
             out << server.Port() << "\n";
+            if (pop) out << pop->Port() << "\n";
             out.close();
             return static_cast<bool>(out);
         });
@@ -43,6 +50,7 @@ void Run(Arguments& arguments) {
     }
     std::cout << "ポストボックス: 127.0.0.1:" << server.Port() << " で待っています。届いたメールは "
               << folder.Path() << " に入ります (Ctrl-Cで終わります)。" << std::endl;
+    if (pop) std::cout << "POP3: 127.0.0.1:" << pop->Port() << " で、届いたメールを渡します。" << std::endl;
     while (!Interrupted()) std::this_thread::sleep_for(std::chrono::milliseconds(100));
     server.Stop();
     std::cout << "終わりました。" << Grouped(server.Stored()) << "通が届きました。\n";
@@ -52,15 +60,22 @@ void Run(Arguments& arguments) {
 
 void AddPostboxCommand(CLI::App& program) {
     auto arguments = std::make_shared<Arguments>();
-    CLI::App* command =
-        program.add_subcommand("postbox", "試し送り用のSMTPサーバーを、このコンピューターの中で動かします");
+    CLI::App* command = program.add_subcommand(
+        "postbox",
+        "試し送り用のSMTPサーバー (と、受け取り用のPOP3サーバー) を、このコンピューターの中で動かします");
     command->add_option("DIR", arguments->folder, "届いたメール (.eml) を入れるディレクトリ")
         ->required()
         ->type_name("");
     command->add_option("--smtp", arguments->port, "ポート番号 (0は空いているもの)")
         ->check(NumberFrom(0, 65535))
         ->type_name("PORT");
-    command->add_option("--port-file", arguments->port_file, "使うポート番号を書くファイル")
+    command
+        ->add_option("--pop", arguments->pop_port,
+                     "届いたメールをPOP3でも渡します (ポート番号。0は空いているもの)")
+        ->check(NumberFrom(0, 65535))
+        ->type_name("PORT");
+    command
+        ->add_option("--port-file", arguments->port_file, "使うポート番号を書くファイル (POP3のものは2行目)")
         ->type_name("FILE");
     command->add_option("--refuse", arguments->rules.refuse, "受け付けない宛先 (* と ? が使えます)")
         ->type_name("PATTERN");

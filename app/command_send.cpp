@@ -33,6 +33,7 @@ struct Arguments {
     bool resume = false;
     bool retry = false;
     bool test = false;
+    bool ask_receipt = false;
     bool dry_run = false;
     bool force = false;
 };
@@ -169,34 +170,10 @@ class Choice {
     std::size_t complete_ = 0, gone_ = 0, given_up_ = 0;
 };
 
-void PutInList(Session& session, int mail, char const* status, HistoryListViewer& history) {
-    int sent = 0, errors = 0, opened = 0, total = 0;
-    history.GetNumOneMail(sent, errors, opened, total);
-    session.ChangeMails([&](CMailListViewer& mails) {
-        COneMailData row;
-        if (mails.GetMailData(mail, row) < 0) return;
-        row.SetStatus(status, 0);
-        row.SetSentNumber(sent);
-        row.SetErrorNumber(errors);
-        row.SetOpenNumber(opened);
-        mails.SetMailData(row);
-    });
-}
-
-char const* StatusAfter(HistoryListViewer& history) {
-    CArray<HistorySet, HistorySet> rows;
-    history.GetHDataFromMemoryToStruct(rows, -1, -1);
-    char const* status = status_complete;
-    for (HistorySet const& row : rows) {
-        if (row.State == "W") return status_waiting;
-        if (row.State == "E") status = status_with_errors;
-    }
-    return status;
-}
-
 void RunStored(Session& session, Arguments const& arguments, SendHistory& history,
                std::vector<int> const& ids) {
-    const MailContent content = ContentOf(session, arguments.mail);
+    MailContent content = ContentOf(session, arguments.mail);
+    content.asks_receipt = arguments.ask_receipt;
     const Mailbox from = SenderOf(session);
     const ServerSettings server = ServerOf(session, arguments.smtp);
     std::optional<Report> report;
@@ -294,6 +271,7 @@ void AddSendCommand(CLI::App& program) {
     command->add_option("--report", arguments->report, "宛先ごとの結果を書くCSVファイル")->type_name("FILE");
     command->add_flag("--resume", arguments->resume,
                       "--report のファイルに書き足します。--draft では、そこにある前回の続きを送ります");
+    command->add_flag("--ask-receipt", arguments->ask_receipt, "開封の通知を求めます (保存したメールだけ)");
     command->add_flag("--dry-run", arguments->dry_run, "送らずに、宛先だけを表示します");
     command->add_flag("--force", arguments->force, "下書きに指摘があっても送ります");
     AddAccess(*command, arguments->access);

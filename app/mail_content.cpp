@@ -58,6 +58,7 @@ MailContent ContentOf(Session& session, int mail) {
         throw Failure("メールに件名か本文がありません: " + NameOfMail(session, mail));
     MailContent content;
     content.honorific = stored.m_strHonorific;
+    content.mail = mail;
     for (int terminal = 0; terminal < terminal_count; ++terminal) {
         MailVersion& version = content.versions[static_cast<std::size_t>(terminal)];
         version.subject = stored.m_strSubject[terminal];

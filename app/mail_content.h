@@ -18,7 +18,9 @@ struct MailContent {
     // By TermType. Where a terminal has no text or no attachment of its own, those of the PC stand.
     std::array<MailVersion, terminal_count> versions;
     Mailbox reply_to;
-    CString honorific;  // behind the recipient's name
+    CString honorific;    // behind the recipient's name
+    int mail = new_mail;  // the number of a stored mail
+    bool asks_receipt = false;
 
     MailVersion const& For(char const* address) const;
 };

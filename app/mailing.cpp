@@ -1,5 +1,6 @@
 #include "mailing.h"
 
+#include <charconv>
 #include <chrono>
 #include <exception>
 #include <memory>
@@ -16,16 +17,26 @@
 namespace app {
 namespace {
 
+constexpr char const* mail_mark = "m";
+constexpr char const* own_mark = "tessaly-";
+
 // A server that fails this often in a row, whoever the recipient was, takes no more now.
 constexpr int most_failures_in_a_row = 5;
 constexpr int connect_tries = 3;
 constexpr auto pause_between_tries = std::chrono::seconds(1);
 
 // What sets the Message-IDs of one mailing apart from those of another that goes on at the same time.
-CString MessageIdText(CString const& sender) {
+// Stands behind the customer's number.
+CString MessageIdText(int mail, CString const& sender) {
     CString text;
     text.Format("tessaly-%08x", std::random_device()());
+    if (mail != new_mail) text = mail_mark + CString(std::to_string(mail).c_str()) + "." + text;
     return text + "@" + sender.Mid(sender.Find('@') + 1);
+}
+
+bool ReadNumber(std::string_view text, int& number) {
+    auto const [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+    return error == std::errc() && end == text.data() + text.size() && number >= 0;
 }
 
 // Whether a refusal, whose text ends in the server's reply in brackets, is one for now only (RFC 5321 4.2.1).
@@ -42,15 +53,35 @@ char const* NameOf(Outcome outcome) {
     return "";
 }
 
-std::vector<CString> HeaderLines(Mailbox const& from, Mailbox const& reply_to, Mailbox const& to,
+std::optional<MailNumbers> NumbersIn(std::string_view message_id) {
+    std::vector<std::string_view> parts;
+    for (std::string_view rest = message_id.substr(0, message_id.find('@'));;) {
+        const std::size_t dot = rest.find('.');
+        parts.push_back(rest.substr(0, dot));
+        if (dot == rest.npos) break;
+        rest.remove_prefix(dot + 1);
+    }
+    const std::size_t count = parts.size();
+    MailNumbers numbers{};
+    bool const ours = count >= 3 && parts[count - 1].starts_with(own_mark) &&
+                      parts[count - 2].starts_with(mail_mark) &&
+                      ReadNumber(parts[count - 2].substr(1), numbers.mail) &&
+                      ReadNumber(parts[count - 3], numbers.customer);
+    return ours ? std::optional(numbers) : std::nullopt;
+}
+
+std::vector<CString> HeaderLines(Mailbox const& from, MailContent const& content, Mailbox const& to,
                                  CString const& subject) {
     std::vector<CString> lines;
     lines.push_back("From: " + HeaderMailbox({Mailable(from.name, true), from.address}));
+    Mailbox const& reply_to = content.reply_to;
     if (!reply_to.address.IsEmpty())
         lines.push_back("Reply-To: " + HeaderMailbox({Mailable(reply_to.name, true), reply_to.address}));
     lines.push_back("To: " + HeaderMailbox(to));
     lines.push_back("Date: " + MailSend::MakeSmtpDateNow(""));
     lines.push_back("Subject: " + HeaderText(subject));
+    lines.push_back("List-Unsubscribe: <mailto:" + from.address + "?subject=unsubscribe&body=%3CREFUSE%3E>");
+    if (content.asks_receipt) lines.push_back("Disposition-Notification-To: " + from.address);
     return lines;
 }
 
@@ -104,8 +135,8 @@ class Mailing::Client {
   private:
     void Fill(MailText const& text, std::vector<CString> const& attachments, CString const& message_id) {
         client_.ClearMailHeader();
-        for (CString const& line : HeaderLines(mailing_.from_, mailing_.content_.reply_to,
-                                               {text.to_name, text.to_address}, text.subject))
+        for (CString const& line :
+             HeaderLines(mailing_.from_, mailing_.content_, {text.to_name, text.to_address}, text.subject))
             client_.AddHeader(line);
         client_.SetBody(text.body);
         client_.ClearAttachFile();
@@ -148,7 +179,7 @@ Mailing::Mailing(MailContent const& content, Mailbox const& from, ServerSettings
       server_(server),
       fetch_(std::move(fetch)),
       on_delivery_(std::move(on_delivery)),
-      message_id_text_(MessageIdText(from.address)) {
+      message_id_text_(MessageIdText(content.mail, from.address)) {
     MailSend::SetXMailer(HeaderText(Mailable(server.mailer, true)));
 }
 

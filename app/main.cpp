@@ -100,6 +100,8 @@ int Run(int argc, char** argv) {
     app::AddPreviewCommand(program);
     app::AddSendCommand(program);
     app::AddReportCommand(program);
+    app::AddReceiveCommand(program);
+    app::AddInboxCommands(program);
     app::AddBackupCommands(program);
     app::AddPostboxCommand(program);
     NameGroups(program);

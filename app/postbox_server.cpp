@@ -13,6 +13,7 @@
 #include <random>
 
 #include "failure.h"
+#include "pop_session.h"
 
 namespace app {
 namespace {
@@ -98,8 +99,8 @@ std::string NewChallenge(unsigned long connection) {
 
 }  // namespace
 
-PostboxServer::PostboxServer(MailFolder& folder, PostboxRules const& rules, int port)
-    : folder_(folder), rules_(rules) {
+PostboxServer::PostboxServer(MailFolder& folder, PostboxRules const& rules, int port, Protocol protocol)
+    : folder_(folder), rules_(rules), protocol_(protocol) {
     listener_ = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
     int const on = 1;
     setsockopt(listener_, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
@@ -135,11 +136,29 @@ void PostboxServer::Work() {
     while (!stop_) {
         if (poll(&waiting, 1, glance_milliseconds) <= 0) continue;
         int const connection = accept4(listener_, nullptr, nullptr, SOCK_CLOEXEC);
-        if (connection >= 0) Converse(connection);
+        if (connection < 0) continue;
+        if (protocol_ == Protocol::smtp)
+            ConverseSmtp(connection);
+        else
+            ConversePop(connection);
     }
 }
 
-void PostboxServer::Converse(int descriptor) {
+void PostboxServer::ConversePop(int descriptor) {
+    Connection connection(descriptor, stop_);
+    PopSession session(rules_, folder_.Path(), NewChallenge(++connections_));
+    if (!connection.Write(session.Greeting())) return;
+    std::string line;
+    while (!session.Ended()) {
+        auto const got = connection.ReadLine(line, PopSession::longest_line);
+        if (got == Connection::Got::nothing) return;
+        if (!connection.Write(got == Connection::Got::too_long ? "-ERR line too long\r\n"
+                                                               : session.Line(line)))
+            return;
+    }
+}
+
+void PostboxServer::ConverseSmtp(int descriptor) {
     Connection connection(descriptor, stop_);
     SmtpSession session(
         rules_,

@@ -10,11 +10,14 @@
 
 namespace app {
 
-// The built-in post box: an SMTP server on the loopback address that stores what it gets in a folder.
+// The built-in post box: a server on the loopback address that stores the mails it gets by SMTP in a folder,
+// or serves those of a folder by POP3.
 class PostboxServer {
   public:
+    enum class Protocol { smtp, pop };
     // Listens at once; port 0 takes a free one. Throws Failure.
-    PostboxServer(MailFolder& folder, PostboxRules const& rules, int port);
+    PostboxServer(MailFolder& folder, PostboxRules const& rules, int port,
+                  Protocol protocol = Protocol::smtp);
     ~PostboxServer();
     PostboxServer(PostboxServer const&) = delete;
     PostboxServer& operator=(PostboxServer const&) = delete;
@@ -25,10 +28,12 @@ class PostboxServer {
 
   private:
     void Work();
-    void Converse(int connection);
+    void ConverseSmtp(int connection);
+    void ConversePop(int connection);
 
     MailFolder& folder_;
     PostboxRules const& rules_;
+    Protocol protocol_;
     int listener_ = -1;
     int port_ = 0;
     std::atomic<bool> stop_ = false;

@@ -7,6 +7,7 @@
 
 #include "crossing.h"
 #include "failure.h"
+#include "mail_status.h"
 #include "mail_store.h"
 #include "tessaly/text.h"
 
@@ -187,6 +188,31 @@ void SendHistory::End() {
     Save();
     journal_.close();
     fs::remove(JournalOf(session_, mail_));
+}
+
+void PutInList(Session& session, int mail, char const* status, HistoryListViewer& history) {
+    int sent = 0, errors = 0, opened = 0, total = 0;
+    history.GetNumOneMail(sent, errors, opened, total);
+    session.ChangeMails([&](CMailListViewer& mails) {
+        COneMailData row;
+        if (mails.GetMailData(mail, row) < 0) return;
+        row.SetStatus(status, 0);
+        row.SetSentNumber(sent);
+        row.SetErrorNumber(errors);
+        row.SetOpenNumber(opened);
+        mails.SetMailData(row);
+    });
+}
+
+char const* StatusAfter(HistoryListViewer& history) {
+    CArray<HistorySet, HistorySet> rows;
+    history.GetHDataFromMemoryToStruct(rows, -1, -1);
+    char const* status = status_complete;
+    for (HistorySet const& row : rows) {
+        if (row.State == "W") return status_waiting;
+        if (row.State == "E") status = status_with_errors;
+    }
+    return status;
 }
 
 }  // namespace app

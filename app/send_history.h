@@ -20,6 +20,11 @@ namespace app {
 // them first. Throws Failure for a damaged file.
 void LoadHistory(Session& session, int mail, HistoryListViewer& history);
 
+// The status of a mail by its history: waiting, complete or with errors.
+char const* StatusAfter(HistoryListViewer& history);
+// Status and counts into the list of mails.
+void PutInList(Session& session, int mail, char const* status, HistoryListViewer& history);
+
 // The history of a mail during a run. Each outcome is in the journal beside the history file when Record
 // returns, so that nobody gets the mail twice even if the process is killed; the file itself follows every
 // few seconds, and at the end. One run at a time has a mail's history.

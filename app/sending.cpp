@@ -21,21 +21,6 @@ bool ReadNumber(std::string_view text, int& value) {
     return error == std::errc() && end == text.data() + text.size();
 }
 
-// "HOST:PORT", "[v6 address]:PORT", or a host alone.
-void ReadServer(std::string const& text, ServerSettings& server) {
-    const std::size_t colon = text.rfind(':');
-    bool const bracketed = text.starts_with('[');
-    const std::size_t close = text.find(']');
-    bool const with_port =
-        colon != text.npos && (!bracketed || close == colon - 1) && (bracketed || text.find(':') == colon);
-    std::string host = with_port ? text.substr(0, colon) : text;
-    if (bracketed && close != text.npos) host = text.substr(1, close - 1);
-    server.host = Into(host, "送信サーバーの名前");
-    if (with_port && (!ReadNumber(std::string_view(text).substr(colon + 1), server.port) || server.port < 1 ||
-                      server.port > 65535))
-        throw Failure("--smtp のポート番号が正しくありません: " + text, exit_usage);
-}
-
 void ShowTotals(Mailing const& mailing, std::size_t asked, double seconds) {
     const std::uint64_t done = mailing.Done(), sent = mailing.Sent();
     std::cout << "送信 " << Grouped(sent) << "通、送れず " << Grouped(done - sent) << "通";
@@ -53,6 +38,20 @@ void KeepLogIn(std::string const& folder) {
 }
 
 }  // namespace
+
+void ReadServer(std::string const& text, std::string const& option, CString& host, int& port) {
+    const std::size_t colon = text.rfind(':');
+    bool const bracketed = text.starts_with('[');
+    const std::size_t close = text.find(']');
+    bool const with_port =
+        colon != text.npos && (!bracketed || close == colon - 1) && (bracketed || text.find(':') == colon);
+    std::string name = with_port ? text.substr(0, colon) : text;
+    if (bracketed && close != text.npos) name = text.substr(1, close - 1);
+    host = Into(name, "サーバーの名前");
+    if (with_port &&
+        (!ReadNumber(std::string_view(text).substr(colon + 1), port) || port < 1 || port > 65535))
+        throw Failure(option + " のポート番号が正しくありません: " + text, exit_usage);
+}
 
 Mailbox SenderOf(Session& session, Mailbox const& given) {
     if (!given.address.IsEmpty()) return given;
@@ -74,7 +73,7 @@ ServerSettings ServerOf(Session& session, std::string const& given) {
     server.password = Into(session.Setting("smtp.password"), "smtp.password");
     server.timeout_milliseconds = static_cast<unsigned>(session.NumberSetting("smtp.timeout")) * 1000U;
     server.mailer = Into(session.Setting("mailer"), "mailer");
-    if (!given.empty()) ReadServer(given, server);
+    if (!given.empty()) ReadServer(given, "--smtp", server.host, server.port);
     if (server.host.IsEmpty())
         throw Failure(
             "送信サーバーがありません。「settings ENV smtp.host=...」で決めるか、--smtp をつけてください。");

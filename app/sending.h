@@ -15,6 +15,9 @@ Mailbox SenderOf(Session& session, Mailbox const& given = {});
 // The server of the settings; `given` as "HOST:PORT" goes before it. Throws Failure when there is none.
 ServerSettings ServerOf(Session& session, std::string const& given);
 
+// "HOST:PORT", "[v6 address]:PORT", or a host alone, which leaves `port`. Throws Failure, naming `option`.
+void ReadServer(std::string const& text, std::string const& option, CString& host, int& port);
+
 // Shows what was found in a draft; throws Failure when something was, unless `anyway`.
 void ShowFindings(std::vector<Finding> const& findings, bool anyway);
 

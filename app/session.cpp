@@ -188,7 +188,9 @@ std::string Session::Setting(std::string_view name) {
     app::Setting const* setting = FindSetting(name);
     CString value;
     if (!setting || options_->GetSODataFromMemoryPinPoint(setting->cell, value) < 0) return {};
-    return FromCell(*setting, Out(value));
+    const std::string text = FromCell(*setting, Out(value));
+    // An environment of an earlier version has nothing in the cells of newer settings.
+    return text.empty() && setting->kind == SettingKind::choice ? setting->default_value : text;
 }
 
 int Session::NumberSetting(std::string_view name) {

@@ -27,6 +27,15 @@ std::vector<Setting> Make() {
         {"send.threads", 9, number, "4", "1..64", "同時に使う接続の数"},
         {"retry.allowed", 54, choice, "Y", "Y|N", "条件なしの再送信を許すか"},
         {"retry.max", 65, number, "3", "0..99", "再送信の回数の上限"},
+        {"pop.host", 66, text, "", "", "受信サーバーの名前またはアドレス"},
+        {"pop.port", 67, number, "110", "1..65535", "受信サーバーのポート番号"},
+        {"pop.auth", 68, choice, "user", "user|apop", "受信サーバーへのログインの方式"},
+        {"pop.user", 69, text, "", "", "受信サーバーのユーザーID"},
+        {"pop.password", 70, secret, "", "", "受信サーバーのパスワード (表示されません)"},
+        {"receive.delete", 71, choice, "N", "Y|N", "受信したメールをサーバーから消すか"},
+        {"receive.register", 72, choice, "off", "off|tagged|empty",
+         "メールでの登録: 受けない、登録の印のあるもの、空のメールも"},
+        {"receive.refuse-keyword", 73, text, "", "", "1行目にあれば配信停止の申し出とみなす言葉"},
         {"import.flag", 111, choice, "N", "Y|N", "店舗データの取り込みの切り替え"},
     };
     for (int i = 0; i < attributes; ++i) {

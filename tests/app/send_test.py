@@ -68,7 +68,7 @@ class Send(CommandTest):
         for mail, name in zip(self.mails(), shown, strict=True):
             self.assertEqual(mail.subject, name + "様へ")
             self.assertEqual(re.sub("[ \n]", "", mail.body.split("様\n.")[0]), name.replace(" ", ""))
-            self.assertEqual(mail.message.keys(), ["Return-Path", "Delivered-To", "From", "To", "Date", "Subject",
+            self.assertEqual(mail.message.keys(), ["Return-Path", "Delivered-To", "From", "To", "Date", "Subject", "List-Unsubscribe",
                                                    "Message-Id", "X-Mailer", "Content-Type", "Mime-Version",
                                                    "Content-Transfer-Encoding"])
             self.assertLess(max(map(len, mail.message.as_bytes().split(b"\n"))), 998)
@@ -109,7 +109,7 @@ class Send(CommandTest):
                                     (["--to", "x"], "--to は all か、", 2), (["--to", ""], "送る相手がいません", 1),
                                     ([], "送信サーバーがありません", 1), (["--smtp", "h:x"], "ポート番号が正しくありません", 2),
                                     (["--smtp", "[::1]:65536"], "ポート番号が正しくありません", 2),
-                                    (["--smtp", "表💌"], "送信サーバーの名前に使えない文字", 1)):
+                                    (["--smtp", "表💌"], "サーバーの名前に使えない文字", 1)):
             self.refused("send", "shop.tsl", "--draft", "draft.txt", "--force", *options, says=says, code=code)
         self.refused("send", "shop.tsl", "--draft", "bad.txt", "--dry-run",
                      says="下書き 3行1文字目: 知らない差し込み文字です: <%なまえ%>\n下書きに直すところがあります。")

@@ -1,0 +1,160 @@
+"""receive and inbox: every answer finds its mail and its customer, once, and what has no effect is kept."""
+
+import email.message
+import email.policy
+import json
+import shutil
+import unittest
+
+from cli import CommandTest, Running, wait_for
+
+CUSTOMERS = [f"n{i}@example.jp,表{i},,Y" for i in range(6)]
+
+
+def answer(sender, subject, text, **headers):
+    mail = email.message.EmailMessage(policy=email.policy.SMTP)
+    mail["From"], mail["To"], mail["Subject"] = sender, "shop@example.jp", subject
+    for name, value in headers.items():
+        mail[name.replace("_", "-")] = value
+    mail.set_content(text, charset="iso-2022-jp", cte="7bit")
+    return mail
+
+
+def report(kind, part_type, part, original_id, sender="MAILER-DAEMON@mx.example.com"):
+    return (f"From: {sender}\r\nTo: shop@example.jp\r\nSubject: report\r\nMessage-ID: <r{original_id}{hash(part)}@x>\r\n"
+            f"MIME-Version: 1.0\r\nContent-Type: multipart/report; report-type={kind}; boundary=\"b\"\r\n\r\n"
+            f"--b\r\n\r\nSorry.\r\n--b\r\nContent-Type: message/{part_type}\r\n\r\n{part}\r\n\r\n"
+            f"--b\r\nContent-Type: message/rfc822\r\n\r\nMessage-ID: <{original_id}>\r\nSubject: x\r\n\r\ny\r\n--b--\r\n").encode()
+
+
+def bounce(original_id, status="5.1.1", action="failed"):
+    return report("delivery-status", "delivery-status", f"Reporting-MTA: dns; x\r\n\r\nAction: {action}\r\nStatus: {status}\r\n"
+                  "Diagnostic-Code: smtp; 550 no such user", original_id)
+
+
+def receipt(original_id, disposition="manual-action/MDN-sent-manually; displayed"):
+    return report("disposition-notification", "disposition-notification",
+                  f"Original-Message-ID: <{original_id}>\r\nDisposition: {disposition}", original_id, "n1@example.jp")
+
+
+class Receive(CommandTest):
+    def setUp(self):
+        super().setUp()
+        self.new_shop(*CUSTOMERS)
+        self.put("draft.txt", "Subject: x\n\ny\n")
+        self.tessaly("mail", "new", "shop.tsl", "--draft", "draft.txt")
+        self.tessaly("target", "shop.tsl", 0, "--all")
+        self.postbox()
+        self.tessaly("send", "shop.tsl", 0, "--smtp", self.server, "--ask-receipt")
+        self.ids = {mail.recipient[:2]: mail.id for mail in self.mails()}
+        self.answers = self.folder / "answers"
+        self.answers.mkdir()
+
+    def add(self, *mails):
+        for mail in mails:
+            number = len(list(self.answers.iterdir()))
+            (self.answers / f"{number:03}.eml").write_bytes(mail if isinstance(mail, bytes) else mail.as_bytes())
+
+    def receive(self, *options, code=0):
+        return self.tessaly("receive", "shop.tsl", *(options or ("--from-dir", "answers")), code=code)
+
+    def history(self):
+        rows = json.loads(self.tessaly("report", "shop.tsl", 0, "--format", "json").out)
+        return {row["メールアドレス"][:2]: (row["状態"], row["エラー"], row["開封"]) for row in rows}
+
+    def direct_mail(self):
+        rows = json.loads(self.tessaly("customers", "list", "shop.tsl", "--format", "json").out)
+        return {row["メールアドレス"]: (row["名前(姓)"], row["DM送付可否"]) for row in rows}
+
+    def kept(self):
+        return [row["件名"] for row in json.loads(self.tessaly("inbox", "list", "shop.tsl", "--format", "json").out)]
+
+    def test_what_a_mail_asks_for(self):
+        header = self.mails()[0].message
+        self.assertEqual(header["List-Unsubscribe"], "<mailto:shop@example.jp?subject=unsubscribe&body=%3CREFUSE%3E>")
+        self.assertEqual(header["Disposition-Notification-To"], "shop@example.jp")
+
+    def test_every_kind_takes_effect_once(self):
+        self.tessaly("settings", "shop.tsl", "receive.register=tagged", "receive.refuse-keyword=配信停止")
+        self.add(bounce(self.ids["n0"]), bounce(self.ids["n1"], "4.4.1"), bounce(self.ids["n2"], "4.0.0", "delayed"),
+                 receipt(self.ids["n2"]), receipt(self.ids["n3"], "automatic-action/MDN-sent-automatically; deleted"),
+                 answer("n3@example.jp", "Re: x", "もう配信停止してください\n", In_Reply_To=f"<{self.ids['n3']}>"),
+                 answer("n4@example.jp", "unsubscribe", "<REFUSE>\n"),
+                 answer("new@example.jp", "登録", "<REGISTER>\n<EMAIL>new@example.jp</EMAIL><NAME_SEI>新</NAME_SEI>\n"),
+                 answer("n5@example.jp", "登録", "<REGISTER><EMAIL>n5@example.jp</EMAIL><NAME_SEI>変</NAME_SEI>\n"),
+                 answer("who@example.com", "<REFUSE>?", "<REFUSE>\n"), answer("n5@example.jp", "質問", "いつですか\n"),
+                 bounce("unknown@example.com"), b"garbage \0\xff")
+        dry = self.receive("--from-dir", "answers", "--dry-run")
+        self.assertIn("何も変えていません", dry.out)
+        self.assertEqual(set(self.history().values()), {("完了", "0", "N")})
+        told = self.receive()
+        self.assertEqual(told.out, "エラー 3通、遅延 1通、開封 2通、配信停止 3通、登録 2通、その他 2通\n")
+        self.assertIn("エラー メール0 顧客0 <MAILER-DAEMON@mx.example.com>: エラーにしました: smtp; 550 no such user\n", told.err)
+        after = {"n0": ("エラー", "1", "N"), "n1": ("待ち", "1", "N"), "n2": ("完了", "0", "Y"), "n3": ("完了", "0", "N"),
+                 "n4": ("完了", "0", "N"), "n5": ("完了", "0", "N")}
+        self.assertEqual(self.history(), after)
+        customers = self.direct_mail()
+        self.assertEqual([customers[f"n{i}@example.jp"][1] for i in range(5)], ["Y", "Y", "Y", "N", "N"])
+        self.assertEqual(customers["new@example.jp"], ("新", "Y"))
+        self.assertEqual(customers["n5@example.jp"], ("変", "Y"))
+        self.assertEqual(self.kept(), ["<REFUSE>?", "質問", "report", ""])
+        self.assertIn("件名: 質問\n", self.tessaly("inbox", "show", "shop.tsl", 2).out)
+        self.assertIn("いつですか", self.tessaly("inbox", "show", "shop.tsl", 2).out)
+        self.refused("inbox", "show", "shop.tsl", 9, says="その番号の受信メールはありません: 9")
+        self.assertEqual(self.receive().out, "エラー 0通、遅延 0通、開封 0通、配信停止 0通、登録 0通、その他 0通\n")
+        (self.folder / "shop/INBOX/seen").unlink()  # even if that is lost, nothing happens twice
+        self.receive()
+        self.assertEqual((self.history(), self.direct_mail()), (after, customers))
+        self.assertEqual(json.loads(self.tessaly("report", "shop.tsl", "--format", "json").out)[0]["状態"], "送信待ち")
+
+    def test_registrations_as_the_settings_allow(self):
+        self.tessaly("customers", "delete", "shop.tsl", 5)
+        mails = [answer("n5@example.jp", "a", "<REGISTER><EMAIL>n5@example.jp</EMAIL>\n"), answer("e@example.jp", "b", "\n"),
+                 answer("bad", "c", "<REGISTER><EMAIL>bad</EMAIL>\n")]
+        for mode, added in (("off", 0), ("tagged", 1), ("empty", 2)):
+            shutil.rmtree(self.folder / "shop/INBOX", ignore_errors=True)
+            self.tessaly("settings", "shop.tsl", "receive.register=" + mode)
+            for file in self.answers.iterdir():
+                file.unlink()
+            self.add(*mails)
+            self.receive()
+            self.assertEqual(len(self.direct_mail()), 5 + added, mode)
+
+    def test_an_mbox_and_a_reply_to_an_earlier_attempt(self):
+        self.put("box.mbox", b"From x Mon\r\n" + bounce(self.ids["n0"]) + b"\n\nFrom y Tue\nFrom: a@b\nSubject: q\n\n>From me\n")
+        self.receive("--mbox", "box.mbox")
+        self.assertEqual(self.kept(), ["q"])
+        self.assertIn("\nFrom me\n", self.tessaly("inbox", "show", "shop.tsl", 1).out)
+        self.assertEqual(self.history()["n0"][0], "エラー")
+        self.tessaly("settings", "shop.tsl", "retry.max=9")
+        self.tessaly("send", "shop.tsl", 0, "--smtp", self.server)  # E, but another attempt is allowed now
+        self.put("late.mbox", b"From x Mon\n" + bounce(self.ids["n0"]).replace(b"<r", b"<late"))
+        self.assertIn("前の送信への返事です", self.receive("--mbox", "late.mbox").err)
+        self.assertEqual(self.history()["n0"], ("完了", "1", "N"))
+        self.refused("receive", "shop.tsl", "--mbox", "draft.txt", says="mboxファイルではありません")
+
+    def test_from_a_server(self):
+        self.put("password", "pass word\n")
+        server = Running(self, "postbox", "answers", "--smtp", "0", "--pop", "0", "--port-file", "ports", "--user", "shop",
+                         "--password-file", "password")
+        self.assertTrue(wait_for((self.folder / "ports").exists))
+        pop = "127.0.0.1:" + self.text("ports").split()[1]
+        self.add(bounce(self.ids["n0"]), receipt(self.ids["n2"]), answer("a@b.jp", "q", ".\n..dots\n"))
+        self.refused("receive", "shop.tsl", "--pop", pop, says="pop.user")
+        self.tessaly("settings", "shop.tsl", "pop.user=shop", "pop.password=wrong")
+        self.refused("receive", "shop.tsl", "--pop", pop, says="受信サーバーにログインできません")
+        self.tessaly("settings", "shop.tsl", "pop.password=pass word", "pop.auth=apop")
+        self.assertIn("エラー 1通、遅延 0通、開封 1通", self.receive("--pop", pop).out)
+        self.assertEqual(self.history()["n0"], ("エラー", "1", "N"))
+        self.assertIn("\n.\n..dots\n", self.tessaly("inbox", "show", "shop.tsl", 1).out)
+        self.assertIn("エラー 0通、遅延 0通、開封 0通", self.receive("--pop", pop).out)
+        self.add(receipt(self.ids["n3"]))
+        self.tessaly("settings", "shop.tsl", "pop.auth=user")
+        self.assertIn("開封 1通", self.receive("--pop", pop, "--delete").out)
+        self.assertEqual(list(self.answers.glob("*.eml")), [])
+        server.stop()
+        self.refused("receive", "shop.tsl", "--pop", pop, says="受信サーバーにログインできません")
+
+
+if __name__ == "__main__":
+    unittest.main()
