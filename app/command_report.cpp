@@ -4,6 +4,7 @@
 #include <memory>
 #include <vector>
 
+#include "answers.h"
 #include "command.h"
 #include "crossing.h"
 #include "failure.h"
@@ -54,8 +55,10 @@ void ReportAll(Arguments const& arguments) {
     unsigned long views = CMailListViewer::view_not_deleted;
     if (arguments.deleted) views |= CMailListViewer::view_deleted;
     session.Mails().CountMailByViewType(views, &ids);
-    Listing listing(std::cout, format,
-                    {"番号", "件名", "状態", "宛先", "送信", "エラー", "開封", "待ち", "更新日時"});
+    Listing listing(
+        std::cout, format,
+        {"番号", "件名", "状態", "宛先", "送信", "エラー", "開封", "待ち", "戻り", "配信停止", "更新日時"});
+    AnswerCounts answers = CountAnswers(session.DataDirectory());
     for (int const id : ids) {
         HistoryListViewer history;
         LoadHistory(session, id, history);
@@ -66,7 +69,9 @@ void ReportAll(Arguments const& arguments) {
         session.Mails().GetMailDataPinPoint(id, CMailListViewer::column_renewal_date, changed);
         listing.Add({Number(id), row.GetMailTitle(), Into(StatusName(row.GetStatus()), "状態"),
                      Number(counts.recipients), Number(counts.sent), Number(counts.errors),
-                     Number(counts.opened), Number(counts.waiting), changed});
+                     Number(counts.opened), Number(counts.waiting),
+                     Number(answers[id][NameOf(AnswerKind::bounce)]),
+                     Number(answers[id][NameOf(AnswerKind::refusal)]), changed});
     }
     listing.End();
     if (format == ListFormat::table)

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <charconv>
 #include <fstream>
+#include <sstream>
 
 #include "durable_file.h"
 #include "failure.h"
@@ -39,8 +40,19 @@ Inbox::Inbox(std::string const& data_directory) : folder_(fs::path(data_director
     for (KeptMail const& mail : Kept()) next_ = std::max(next_, mail.number + 1);
 }
 
-std::string Inbox::ActionsFile(std::string const& data_directory) {
-    return (fs::path(data_directory) / "INBOX" / actions_name).string();
+// A line: time, kind, mail, customer, sender, effect.
+AnswerCounts CountAnswers(std::string const& data_directory) {
+    AnswerCounts counts;
+    std::ifstream actions(fs::path(data_directory) / "INBOX" / actions_name);
+    for (std::string line, time, kind, mail; std::getline(actions, line) && !actions.eof();) {
+        std::istringstream parts(line);
+        int number = -1;
+        if (std::getline(parts, time, '\t') && std::getline(parts, kind, '\t') &&
+            std::getline(parts, mail, '\t') &&
+            std::from_chars(mail.data(), mail.data() + mail.size(), number).ec == std::errc() && number >= 0)
+            ++counts[number][kind];
+    }
+    return counts;
 }
 
 std::vector<KeptMail> Inbox::Kept() const {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <filesystem>
+#include <map>
 #include <string>
 #include <string_view>
 #include <unordered_set>
@@ -31,7 +32,6 @@ class Inbox {
 
     // By number.
     std::vector<KeptMail> Kept() const;
-    static std::string ActionsFile(std::string const& data_directory);
 
   private:
     void Append(std::string const& name, std::string& text) const;
@@ -41,6 +41,10 @@ class Inbox {
     std::string new_seen_, actions_;
     int next_ = 1;
 };
+
+// How many answers of a kind came to each mail, by the record of what was done.
+using AnswerCounts = std::map<int, std::map<std::string, int>>;
+AnswerCounts CountAnswers(std::string const& data_directory);
 
 // 32 digits that stand for a text.
 std::string DigestOf(std::string const& text);

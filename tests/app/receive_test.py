@@ -105,7 +105,8 @@ class Receive(CommandTest):
         (self.folder / "shop/INBOX/seen").unlink()  # even if that is lost, nothing happens twice
         self.receive()
         self.assertEqual((self.history(), self.direct_mail()), (after, customers))
-        self.assertEqual(json.loads(self.tessaly("report", "shop.tsl", "--format", "json").out)[0]["状態"], "送信待ち")
+        row, = json.loads(self.tessaly("report", "shop.tsl", "--format", "json").out)
+        self.assertEqual([row[name] for name in ("状態", "エラー", "開封", "待ち", "配信停止")], ["送信待ち", "2", "1", "1", "2"])
 
     def test_registrations_as_the_settings_allow(self):
         self.tessaly("customers", "delete", "shop.tsl", 5)
