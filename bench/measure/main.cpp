@@ -60,10 +60,12 @@ std::string ScratchFolder() {
 
 namespace {
 
-int Run(std::string const& section, std::string const& data, int smtp_port) {
+int Run(std::string const& section, std::string const& data, int smtp_port, int pop3_port) {
     if (section == "merge") Merge(data);
     if (section == "conv") Conversions(data);
     if (section == "mime") Mime(data);
+    if (section == "mime") Received(data);
+    if (section == "pop3") Pop(pop3_port);
     if (section == "smtp1") Smtp(data, smtp_port, 1);
     if (section == "smtp4") Smtp(data, smtp_port, 4);
     if (section == "smtp4") Mailing(smtp_port);
@@ -80,7 +82,7 @@ int main(int argc, char** argv) {
         return 2;
     }
     try {
-        return measure::Run(argv[1], argv[2], std::atoi(argv[3]));
+        return measure::Run(argv[1], argv[2], std::atoi(argv[3]), std::atoi(argv[4]));
     } catch (std::exception const& error) {
         measure::Note(error.what());
         return 1;

@@ -49,6 +49,8 @@ void Conversions(std::string const& data);
 void Mime(std::string const& data);
 void Smtp(std::string const& data, int port, int sessions);
 void Mailing(int port);
+void Received(std::string const& data);
+void Pop(int port);
 void Table(std::string const& data);
 // Parts of the table section, over its customers.
 void Selection(std::string const& task, EnvManager& env, CDatabaseEdit& customers);

@@ -169,7 +169,7 @@ int MimeFormatStruct::ConvertBodyToCp932String(CString& out) {
 int MimeFormatStruct::GetBodyAfterBase64Decode(char* out) const {
     std::string decoded;
     if (!ContentTransferEncodingIs(base64) || !DecodeBase64(m_strBody, decoded)) return 0;
-    std::memcpy(out, decoded.data(), decoded.size());
+    decoded.copy(out, decoded.size());
     return 1;
 }
 
@@ -183,7 +183,7 @@ int MimeFormatStruct::GetSizeAfterBase64Decode(unsigned long& size) const {
 int MimeFormatStruct::GetBodyAfterQuotedPrintableDecode(char* out) const {
     std::string decoded;
     if (!ContentTransferEncodingIs(quoted_printable) || !DecodeQuoted(m_strBody, decoded)) return 0;
-    std::memcpy(out, decoded.data(), decoded.size());
+    decoded.copy(out, decoded.size());
     return 1;
 }
 

@@ -20,6 +20,7 @@ import unittest
 
 sys.path.append(str(pathlib.Path(__file__).resolve().parents[1] / "app"))
 from cli import PATIENCE, SAMPLE, CommandTest, Mail, wait_for  # noqa: E402
+from smtp_server import SmtpServer  # noqa: E402
 
 SKIPPED = 77
 USER, PASSWORD = "shop", "pass word~"
@@ -47,6 +48,7 @@ virtual_mailbox_base = {folder}
 virtual_uid_maps = static:{uid}
 virtual_gid_maps = static:{gid}
 virtual_minimum_uid = 1
+transport_maps = regexp:{folder}/config/transport
 """
 MASTER = """
 127.0.0.1:{port} inet n - n - - smtpd
@@ -60,6 +62,7 @@ verify unix - - n - 1 verify
 proxymap unix - - n - - proxymap
 anvil unix - - n - 1 anvil
 virtual unix - n n - - virtual
+smtp unix - - n - - smtp
 retry unix - - n - - error
 error unix - - n - - error
 postlog unix-dgram n - n - 1 postlogd
@@ -90,6 +93,7 @@ class Postfix:
             self.port = free.getsockname()[1]
         values = {"folder": folder, "port": self.port, "uid": owner.pw_uid, "gid": owner.pw_gid}
         (folder / "config/access").write_text("/^gone/ REJECT no such customer\n")
+        (folder / "config/transport").touch()
         for name, text in (("main.cf", MAIN), ("master.cf", MASTER), ("sasl/smtpd.conf", SASL)):
             (folder / "config" / name).write_text(text.format(**values))
         passwords = folder / "sasldb2"
@@ -98,6 +102,11 @@ class Postfix:
 
     def start(self):
         self.run("postfix", "-c", self.folder / "config", "start")
+
+    def send_on(self, pattern, remote):
+        """Mail for matching recipients goes on to another server; to be told before the first mail."""
+        host, port = remote.split(":")
+        (self.folder / "config/transport").write_text(f"/{pattern}/ smtp:[{host}]:{port}\n")
 
     def run(self, *command, stdin=""):
         done = subprocess.run(command, input=stdin.encode(), timeout=PATIENCE, stdout=subprocess.PIPE,
@@ -212,6 +221,27 @@ class ThroughPostfix(CommandTest):
             self.assertEqual(mail.body, f"{'携帯' if mobile else 'PC'}の{customers[address]}様\n")
             self.assertEqual(mail.files, [("ご案内 ソ.pdf", attached)])
             self.assertEqual((mail.id, mail.message.defects), (ids[address], []))
+
+    def test_bounces_find_their_customer(self):
+        """What the server takes and cannot deliver comes back to the sender, and from there to the history."""
+        self.put("list.csv", "メールアドレス,名前(姓)\ndead@example.com,去\nhere@example.com,在\ndead2@example.com,無\n")
+        self.put("draft.txt", "Subject: x\n\ny\n")
+        self.tessaly("customers", "import", "shop.tsl", "list.csv")
+        self.tessaly("mail", "new", "shop.tsl", "--draft", "draft.txt")
+        self.tessaly("target", "shop.tsl", 0, "--all")
+        remote = SmtpServer(self, {"RCPT": "550 5.1.1 unknown user"})
+        self.server.send_on("^dead", remote.address)
+        self.tessaly("send", "shop.tsl", 0)
+        arrived = self.mails(3)  # one mail, two bounces
+        (self.folder / "back").mkdir()
+        for number, mail in enumerate(arrived):
+            if mail.message["X-Original-To"] == "shop@example.jp":
+                (self.folder / "back" / str(number)).write_bytes(mail.message.as_bytes())
+        told = self.tessaly("receive", "shop.tsl", "--from-dir", "back")
+        self.assertIn("エラー 2通、遅延 0通", told.out)
+        self.assertIn("unknown user", told.err)
+        self.assertEqual(self.history(), {"dead@example.com": ("エラー", "1", "1"), "here@example.com": ("完了", "1", "0"),
+                                          "dead2@example.com": ("エラー", "1", "1")})
 
     def recipients(self):
         return json.loads(self.tessaly("report", "shop.tsl", 0, "--format", "json").out)
