@@ -1,5 +1,8 @@
+#include <algorithm>
 #include <filesystem>
+#include <fstream>
 #include <iostream>
+#include <iterator>
 #include <memory>
 
 #include "command.h"
@@ -20,12 +23,23 @@ struct Arguments {
     bool force = false;
 };
 
+// --force must not cost the environment a file of its own.
+void RequireOutside(Session& session, fs::path const& file) {
+    const fs::path target = fs::weakly_canonical(file);
+    const fs::path data = fs::weakly_canonical(session.DataDirectory());
+    bool const inside =
+        std::mismatch(data.begin(), data.end(), target.begin(), target.end()).first == data.end();
+    if (inside || target == fs::weakly_canonical(fs::absolute(session.EnvFile())))
+        throw Failure("控えは、環境のファイルとディレクトリの外に作ってください: " + file.string());
+}
+
 void Backup(Arguments const& arguments) {
     const std::string file = fs::absolute(arguments.file).string();
     if (fs::exists(file) && !arguments.force)
         throw Failure("控えのファイルがもうあります: " + arguments.file +
                       "\n上書きするなら --force をつけてください。");
     Session session(arguments.access, arguments.env_file, Session::For::reading);
+    RequireOutside(session, file);
     CDatabaseEdit& customers = session.Customers();
     bool const written = ReplaceFile(file, [&](std::string const& new_file) {
         CDBBackup backup;
@@ -38,16 +52,74 @@ void Backup(Arguments const& arguments) {
               << "件の顧客 (削除済みを含む) を控えました: " << arguments.file << "\n";
 }
 
-// A table under another key reads as rows without sense.
+bool HoldsCustomer(CDatabaseEdit const& table, int row) {
+    const CString id = table.GetAtElement(row, customers::element_id);
+    const CString address = table.GetAtElement(row, customers::element_address);
+    return !id.IsEmpty() && id.View().find_first_not_of("0123456789") == std::string_view::npos &&
+           address.View().find('@') != std::string_view::npos;
+}
+
+bool HoldsCustomers(CDatabaseEdit const& table) {
+    for (int row = 0; row < table.GetLineNumber(); ++row)
+        if (HoldsCustomer(table, row)) return true;
+    return false;
+}
+
+// A table under another key is refused by its form, or now and then reads as rows without sense.
 void RequireCustomers(Session& session, std::string const& file) {
     CDatabaseEdit backup;
     const CString key = session.Environment().GetDBKey();
     bool const keyed = session.Environment().GetEnvType() == EnvManager::type_keyed;
     int const rows = backup.ReadFromFileToMemoryAppointFileName(
         IntoPath(file), keyed ? static_cast<char const*>(key) : nullptr);
-    if (rows < 0 || (rows == 0 && fs::file_size(file) > 0))
+    if (rows < 0 || (fs::file_size(file) > 0 && !HoldsCustomers(backup)))
         throw Failure("この環境の控えではないか、壊れています: " + file +
                       "\n控えは、同じ環境で「tessaly backup」で作ったものだけが使えます。");
+}
+
+// Customers that cannot be read count as none, and their file is kept: the backup takes their place.
+bool ReadPresentCustomers(Session& session) {
+    try {
+        session.Customers();
+        return true;
+    } catch (Failure const&) {
+        session.CustomerTable().RemoveAll(0);
+        session.CustomerTable().MakeIndex();
+        return false;
+    }
+}
+
+void KeepUnreadable(Session const& session) {
+    const std::string file = session.DataDirectory() + "/DB/database.dat";
+    if (!fs::exists(file)) return;
+    int number = 0;
+    auto const name = [&] { return file + ".damaged" + std::to_string(number); };
+    while (fs::exists(name())) ++number;
+    fs::copy_file(file, name());
+    std::cout << "読めなかった顧客データを残しました: " << name() << "\n";
+}
+
+fs::file_time_type TimeOf(fs::path const& file) {
+    std::error_code missing;
+    return fs::last_write_time(file, missing);
+}
+
+// Those whom a report names last, with a comma before each but the first.
+std::size_t LeftOutIn(fs::path const& report) {
+    std::ifstream file(report, std::ios::binary);
+    const std::string text{std::istreambuf_iterator<char>(file), {}};
+    const std::string ids = text.substr(text.rfind('\n') + 1);
+    return ids.empty() ? 0 : static_cast<std::size_t>(std::count(ids.begin(), ids.end(), ',')) + 1;
+}
+
+void TellReport(fs::path const& report, fs::file_time_type earlier) {
+    if (TimeOf(report) == earlier) {
+        std::cout << "戻した顧客と戻さなかった顧客の番号は、書けませんでした: " << report.string() << "\n";
+        return;
+    }
+    if (const std::size_t left_out = LeftOutIn(report))
+        std::cout << "メールアドレスが今のほかの顧客と同じ " << Grouped(left_out) << "人は戻していません。\n";
+    std::cout << "戻した顧客と戻さなかった顧客の番号: " << report.string() << "\n";
 }
 
 void Restore(Arguments const& arguments) {
@@ -55,24 +127,26 @@ void Restore(Arguments const& arguments) {
     if (!fs::is_regular_file(file)) throw Failure("控えのファイルがありません: " + arguments.file);
     Session session(arguments.access, arguments.env_file, Session::For::changing);
     RequireCustomers(session, file.string());
-    const std::string report = file.stem().string() + "_復旧.txt";
-    int const before = session.Customers().GetLineNumber();
+    const fs::path report = file.parent_path() / (file.stem().string() + "_復旧.txt");
+    const fs::file_time_type earlier = TimeOf(report);
+    bool const readable = ReadPresentCustomers(session);
+    CDatabaseEdit& customers = session.CustomerTable();
+    int const before = customers.GetLineNumber();
     CDBRestore restore;
-    restore.SetDatabaseEditPtr(&session.Customers());
+    restore.SetDatabaseEditPtr(&customers);
     restore.SetBackupPathName(IntoPath(file.string()));
-    restore.SetRepairFileName(Into(report, "復旧の記録の名前"));
+    restore.SetRepairFileName(Into(report.filename().string(), "復旧の記録の名前"));
     int const result = restore.ActionRestore();
     if (result < 0) throw Failure("控えから戻せませんでした: " + arguments.file);
     if (result == CDBRestore::nothing_to_do) {
         std::cout << "控えにある顧客はみな、今のデータにもあります。何も変えませんでした。\n";
         return;
     }
-    int const taken_over = session.Customers().GetLineNumber() - before;
+    int const taken_over = customers.GetLineNumber() - before;
+    if (!readable) KeepUnreadable(session);
     if (taken_over > 0) session.SaveCustomers();
     std::cout << Grouped(static_cast<std::uint64_t>(taken_over)) << "人を控えから戻しました。\n";
-    if (result != CDBRestore::restored)
-        std::cout << "メールアドレスが今のほかの顧客と同じ人は戻していません。\n";
-    std::cout << "戻した顧客と戻さなかった顧客の番号: " << (file.parent_path() / report).string() << "\n";
+    TellReport(report, earlier);
 }
 
 }  // namespace

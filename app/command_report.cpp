@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <cstdint>
 #include <filesystem>
 #include <iostream>
 #include <memory>
@@ -28,7 +29,7 @@ struct Arguments {
     std::string format = "table";
 };
 
-CString Number(int number) { return CString(std::to_string(number).c_str()); }
+CString Number(std::int64_t number) { return CString(std::to_string(number).c_str()); }
 
 struct Counts {
     int recipients = 0, sent = 0, errors = 0, opened = 0, waiting = 0;
@@ -78,9 +79,10 @@ void ReportAll(Arguments const& arguments) {
         std::cout << Grouped(static_cast<std::uint64_t>(ids.GetSize())) << "件\n";
 }
 
-char const* NameOfState(CString const& state) {
-    if (state == "C") return "完了";
-    return state == "E" ? "エラー" : "待ち";
+CString NameOfState(CString const& state) {
+    if (state == status_complete) return Into("完了", "状態");
+    if (state == status_waiting) return Into("待ち", "状態");
+    return state == status_with_errors ? Into("エラー", "状態") : state;
 }
 
 CString NameOfCustomer(CDatabaseEdit& customers, int id) {
@@ -102,14 +104,14 @@ void ReportOne(Arguments const& arguments) {
                      "Message-ID", "最終送信日時"});
     for (int i = 0; i < rows.GetSize(); ++i) {
         HistorySet const& row = rows[i];
-        int const attempts = row.RetryNumber + 1;
+        const std::int64_t attempts = std::int64_t{row.RetryNumber} + 1;
         CString date;
         if (attempts > 0) date = history.GetStringElement(HistoryListViewer::element_last_send_date, i);
         listing.Add({Number(row.CustomerID),
                      session.Customers().GetCustomerDataPinPoint(row.CustomerID, customers::element_address),
-                     NameOfCustomer(session.Customers(), row.CustomerID),
-                     Into(NameOfState(row.State), "状態"), Number(attempts),
-                     Number(row.State == "C" ? attempts - 1 : attempts), row.OpenFlag, row.MessageID, date});
+                     NameOfCustomer(session.Customers(), row.CustomerID), NameOfState(row.State),
+                     Number(attempts), Number(row.State == status_complete ? attempts - 1 : attempts),
+                     row.OpenFlag, row.MessageID, date});
     }
     listing.End();
     if (format != ListFormat::table) return;
