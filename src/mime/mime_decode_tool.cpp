@@ -18,16 +18,31 @@ constexpr std::string_view empty_line = "\r\n\r\n";
 constexpr std::string_view boundary_parameter = "boundary=";
 constexpr auto npos = std::string_view::npos;
 
+constexpr bool IsLineEnd(char c) { return c == '\r' || c == '\n'; }
+
+// The first CR or LF from `at` on; the text's size if there is none.
+std::size_t LineEndFrom(std::string_view text, std::size_t at) {
+    return static_cast<std::size_t>(
+        std::find_if(text.begin() + static_cast<std::ptrdiff_t>(at), text.end(), IsLineEnd) - text.begin());
+}
+
+// Whether every CR and LF of a text stands in a CR LF.
+bool HasOnlyCrLf(std::string_view text) {
+    std::size_t at = 0;
+    for (std::size_t end; (end = text.find('\n', at)) != npos; at = end + 1)
+        if (text.substr(at, end - at).find('\r') + 1 != end - at || end == at) return false;
+    return text.find('\r', at) == npos;
+}
+
 std::string WithCrLf(std::string_view text) {
     std::string result;
     result.reserve(text.size() + text.size() / 32 + 2);
     for (std::size_t at = 0; at < text.size();) {
-        const std::size_t end = std::min(text.find_first_of(line_end, at), text.size());
+        const std::size_t end = LineEndFrom(text, at);
         result.append(text.substr(at, end - at));
         if (end == text.size()) break;
         result.append(line_end);
-        bool const pair = end + 1 < text.size() && text[end] != text[end + 1] &&
-                          (text[end + 1] == '\r' || text[end + 1] == '\n');
+        bool const pair = end + 1 < text.size() && text[end] != text[end + 1] && IsLineEnd(text[end + 1]);
         at = end + (pair ? 2 : 1);
     }
     return result;
@@ -51,7 +66,7 @@ bool Unfold(std::string_view header, std::string& unfolded) {
     bool whole = true;
     unfolded.reserve(header.size());
     for (std::size_t at = 0; at < header.size();) {
-        const std::size_t end = std::min(header.find_first_of(line_end, at), header.size());
+        const std::size_t end = LineEndFrom(header, at);
         unfolded.append(header.substr(at, end - at));
         if (end == header.size()) break;
         bool const pair = header.substr(end, line_end.size()) == line_end;
@@ -194,6 +209,7 @@ class Decoding {
 
 int MimeDecodeTool::MimeDecode(CString text, MimeFormatStruct& out) {
     out.Init();
+    if (HasOnlyCrLf(text.View())) return Decoding(text.View()).Run(out) ? 1 : 0;
     const std::string normal = WithCrLf(text.View());
     return Decoding(normal).Run(out) ? 1 : 0;
 }

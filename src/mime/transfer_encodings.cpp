@@ -84,6 +84,11 @@ int base64decoding(char* out, char const* in, int limit) {
     unsigned char const* const end = place + text.size();
     const std::size_t most = limit > 0 ? static_cast<std::size_t>(limit) - 1 : 0;
     std::size_t written = 0;
+    for (; end - place >= 4 && most - written >= 3; place += 4, written += 3) {
+        const std::uint32_t bits = mime::Base64Group(place);
+        if (bits >= mime::base64_pad) break;
+        mime::PutBase64Bytes(bits, 3, out + written);
+    }
     while (place < end && *place != '\r') {
         if (end - place < 4) return bad_text;
         const std::uint32_t bits = mime::Base64Group(place);

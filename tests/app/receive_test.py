@@ -6,7 +6,8 @@ import json
 import shutil
 import unittest
 
-from cli import CommandTest, Running, wait_for
+from cli import Running, wait_for
+from way_back import WayBackTest
 
 CUSTOMERS = [f"n{i}@example.jp,表{i},,Y" for i in range(6)]
 
@@ -37,37 +38,11 @@ def receipt(original_id, disposition="manual-action/MDN-sent-manually; displayed
                   f"Original-Message-ID: <{original_id}>\r\nDisposition: {disposition}", original_id, "n1@example.jp")
 
 
-class Receive(CommandTest):
+class Receive(WayBackTest):
     def setUp(self):
         super().setUp()
-        self.new_shop(*CUSTOMERS)
-        self.put("draft.txt", "Subject: x\n\ny\n")
-        self.tessaly("mail", "new", "shop.tsl", "--draft", "draft.txt")
-        self.tessaly("target", "shop.tsl", 0, "--all")
-        self.postbox()
-        self.tessaly("send", "shop.tsl", 0, "--smtp", self.server, "--ask-receipt")
-        self.ids = {mail.recipient[:2]: mail.id for mail in self.mails()}
-        self.answers = self.folder / "answers"
-        self.answers.mkdir()
-
-    def add(self, *mails):
-        for mail in mails:
-            number = len(list(self.answers.iterdir()))
-            (self.answers / f"{number:03}.eml").write_bytes(mail if isinstance(mail, bytes) else mail.as_bytes())
-
-    def receive(self, *options, code=0):
-        return self.tessaly("receive", "shop.tsl", *(options or ("--from-dir", "answers")), code=code)
-
-    def history(self):
-        rows = json.loads(self.tessaly("report", "shop.tsl", 0, "--format", "json").out)
-        return {row["メールアドレス"][:2]: (row["状態"], row["エラー"], row["開封"]) for row in rows}
-
-    def direct_mail(self):
-        rows = json.loads(self.tessaly("customers", "list", "shop.tsl", "--format", "json").out)
-        return {row["メールアドレス"]: (row["名前(姓)"], row["DM送付可否"]) for row in rows}
-
-    def kept(self):
-        return [row["件名"] for row in json.loads(self.tessaly("inbox", "list", "shop.tsl", "--format", "json").out)]
+        self.set_up_shop(CUSTOMERS, ["Subject: x\n\ny\n"])
+        self.ids = {name: mail.id for name, mail in self.sent[0].items()}
 
     def test_what_a_mail_asks_for(self):
         header = self.mails()[0].message
