@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <set>
+#include <vector>
 
 #include "crossing.h"
 #include "elements.h"
@@ -16,22 +17,57 @@ namespace {
 constexpr char const* yes = "Y";
 constexpr char const* no = "N";
 constexpr int forgiving = 0;  // a bad field is left out
+constexpr char const* receipt_type = "message/disposition-notification";
 
-// The fields of a delivery report (RFC 3464) or a disposition notification.
+// The value of a field, unfolded, of a delivery report (RFC 3464) or a disposition notification (RFC 8098).
 CString FieldOf(MimeFormatStruct const& mail, char const* type, char const* field) {
     for (MimeFormatStruct const& child : mail.m_aChild) {
         if (!MimeDecodeTool::stristr(child.m_strContentType, type)) continue;
-        const std::string body = "\n" + std::string(child.m_strBody.View()) + "\n";
+        const std::string body = "\n" + std::string(child.m_strBody.View());
         char const* at = MimeDecodeTool::stristr(body.c_str(), ("\n" + std::string(field) + ":").c_str());
         if (!at) continue;
-        std::string_view value = std::string_view(at + 1).substr(std::string_view(at + 1).find(':') + 1);
-        return CString(value.substr(0, value.find_first_of("\r\n"))).Trim();
+        const std::string_view text = std::string_view(at).substr(std::string_view(at).find(':') + 1);
+        std::size_t end = text.find('\n');
+        while (end < text.size() - 1 && (text[end + 1] == ' ' || text[end + 1] == '\t'))
+            end = text.find('\n', end + 1);
+        CString value(text.substr(0, end));
+        value.Replace("\r\n", "");
+        return value.Trim();
     }
     return {};
 }
 
 CString ReportField(MimeFormatStruct const& mail, char const* field) {
     return FieldOf(mail, "message/delivery-status", field);
+}
+
+// The mail that a receipt names where the analysis finds none: with nothing, or a line end, behind the colon.
+CString NamedByReceipt(MimeFormatStruct const& mail) {
+    CString id = FieldOf(mail, receipt_type, "Original-Message-ID");
+    return id.Trim("<>");
+}
+
+// The analysis reads ISO-2022-JP and Shift-JIS: what it will take for the text of a mail, the first text in
+// it, becomes Shift-JIS if it is in UTF-8.
+void MakeReadable(MimeFormatStruct& mail) {
+    constexpr char const* as_it_is = "8bit";
+    std::vector<MimeFormatStruct*> waiting = {&mail};
+    while (!waiting.empty()) {
+        MimeFormatStruct& entity = *waiting.back();
+        waiting.pop_back();
+        for (int i = entity.m_aChild.GetSize(); i-- > 0;) waiting.push_back(&entity.m_aChild[i]);
+        if (!entity.m_aChild.IsEmpty()) continue;
+        CString type, subtype, parameters;
+        MimeDecodeTool::SplitContentType(entity.m_strContentType, type, subtype, parameters);
+        if (!entity.m_strContentTypeName.IsEmpty() && !MimeDecodeTool::stristr(type, "text")) continue;
+        if (!entity.CharsetIs("utf-8")) return;
+        if (entity.m_strContentTransferEncodingName.IsEmpty()) entity.m_strContentTransferEncoding = as_it_is;
+        CString text;
+        if (!entity.ConvertBodyToCp932String(text)) return;
+        entity.m_strBody = text;
+        entity.m_strContentTransferEncoding = as_it_is;
+        return;
+    }
 }
 
 bool Holds(CString const& text, char const* word) { return MimeDecodeTool::stristr(text, word) != nullptr; }
@@ -62,6 +98,7 @@ Answers::Answers(Session& session, bool apply)
 Answer Answers::Take(std::string const& text) {
     MimeFormatStruct mail;
     MimeDecodeTool::MimeDecode(CString(std::string_view(text)), mail);
+    MakeReadable(mail);
     analyzer_.InitMember();
     analyzer_.SetResistWithEmpty(register_mode_ == "empty");
     analyzer_.SetRefuseWithKeyword(!refuse_keyword_.IsEmpty(), refuse_keyword_);
@@ -69,7 +106,9 @@ Answer Answers::Take(std::string const& text) {
     Answer answer;
     answer.from = analyzer_.GetFromAddress();
     answer.subject = analyzer_.GetDecodeMailSubject();
-    if (auto const original = OriginalOf(analyzer_.GetOriginalMessageID())) {
+    CString original_id = analyzer_.GetOriginalMessageID();
+    if (original_id.IsEmpty()) original_id = NamedByReceipt(mail);
+    if (auto const original = OriginalOf(original_id)) {
         answer.mail = original->mail;
         answer.customer = original->customer;
     }
@@ -182,7 +221,7 @@ void Answers::Receipt(MimeFormatStruct const& mail, Answer& answer) {
         answer.keep = true;
         return;
     }
-    if (Holds(FieldOf(mail, "message/disposition-notification", "Disposition"), "deleted")) {
+    if (Holds(FieldOf(mail, receipt_type, "Disposition"), "deleted")) {
         answer.effect = "読まずに削除されました";
         return;
     }

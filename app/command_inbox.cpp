@@ -43,10 +43,11 @@ CString SubjectOf(MailAnalyzer const& analyzer) {
     return subject;
 }
 
-// Bodies in UTF-8 stay so in the library.
+// Bodies in UTF-8 stay so in the library, and keep what has no form there.
 std::string BodyText(CString const& body) {
     const std::string text(body.View());
-    return IntoLibrary(text).no_form ? Out(body) : text;
+    auto const no_form = IntoLibrary(text).no_form;
+    return no_form && no_form->character.starts_with("\\x") ? Out(body) : text;
 }
 
 void List(Arguments const& arguments) {

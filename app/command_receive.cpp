@@ -1,4 +1,5 @@
 #include <array>
+#include <chrono>
 #include <iostream>
 #include <memory>
 
@@ -16,7 +17,9 @@
 namespace app {
 namespace {
 
+// Tables are saved as a whole: so seldom that it stays a small part of the work, however large they are.
 constexpr int mails_between_saves = 500;
+constexpr int work_to_one_of_saving = 10;
 constexpr std::size_t kinds = static_cast<std::size_t>(AnswerKind::other) + 1;
 
 struct Arguments {
@@ -83,7 +86,7 @@ class Receiving {
             const Progress progress("受信", "通", source_.Total(), [&] { return taken_.load(); });
             while (!Interrupted() && source_.Next(mail, seen)) {
                 Take(mail);
-                if (++taken_ % mails_between_saves == 0) Save();
+                if (++taken_ % mails_between_saves == 0 && Clock::now() >= next_save_) Save();
             }
         }
         Save();
@@ -93,6 +96,8 @@ class Receiving {
     }
 
   private:
+    using Clock = std::chrono::steady_clock;
+
     void Take(ReceivedMail const& mail) {
         const std::string id = mail.id.empty() ? IdOf(mail.text) : mail.id;
         if (inbox_.Seen(id)) return;
@@ -128,9 +133,11 @@ class Receiving {
     // them.
     void Save() {
         if (arguments_.dry_run) return;
+        auto const begun = Clock::now();
         answers_.Save();
         inbox_.Save();
         if (removes_) source_.Remove();
+        next_save_ = Clock::now() + work_to_one_of_saving * (Clock::now() - begun);
     }
 
     void Totals() const {
@@ -149,6 +156,7 @@ class Receiving {
     std::atomic<std::uint64_t> taken_ = 0;
     std::array<std::uint64_t, kinds> counts_{};
     std::uint64_t postponed_ = 0;
+    Clock::time_point next_save_;
 };
 
 void Receive(Arguments const& arguments) {

@@ -1,16 +1,15 @@
 // A stored mail to 100,000 recipients by the application itself: target, merge, history and transfer log on.
-#include <sys/resource.h>
 #include <sys/wait.h>
 #include <tessaly/storage.h>
 #include <tessaly/text.h>
 #include <unistd.h>
 
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <stdexcept>
 #include <vector>
 
+#include "application.h"
 #include "measure.h"
 
 namespace fs = std::filesystem;
@@ -21,37 +20,6 @@ namespace {
 constexpr int recipients = 100000;
 constexpr int body_lines = 40;         // about 2 KB
 constexpr auto between_looks = 10000;  // microseconds
-
-// The application lies beside the folder that this program lies in.
-std::string Application() {
-    return (fs::read_symlink("/proc/self/exe").parent_path().parent_path() / "tessaly").string();
-}
-
-pid_t Start(std::vector<std::string> const& arguments) {
-    const pid_t child = fork();
-    if (child != 0) return child;
-    if (!std::freopen("/dev/null", "w", stdout) || !std::freopen("/dev/null", "w", stderr)) _exit(1);
-    std::vector<char*> argv;
-    const std::string program = Application();
-    argv.push_back(const_cast<char*>(program.c_str()));
-    for (std::string const& argument : arguments) argv.push_back(const_cast<char*>(argument.c_str()));
-    argv.push_back(nullptr);
-    execv(argv[0], argv.data());
-    _exit(127);
-}
-
-// Waits for the end of a command. Result: the most memory that it had at one time, in MiB.
-double End(pid_t child) {
-    int status = 0;
-    rusage used{};
-    if (wait4(child, &status, 0, &used) != child || status != 0)
-        throw std::runtime_error("the application failed");
-    return static_cast<double>(used.ru_maxrss) / 1024;
-}
-
-double Run(std::vector<std::string> const& arguments) { return End(Start(arguments)); }
-
-std::string Shop() { return ScratchFolder() + "/sending.tsl"; }
 
 void Prepare(int port) {
     const std::string list = ScratchFolder() + "/list.csv", draft = ScratchFolder() + "/draft.txt";
@@ -67,12 +35,12 @@ void Prepare(int port) {
                             : "いつもお引き立ていただきありがとうございます。")
              << "\n";
     text.close();
-    Run({"env", "new", Shop()});
-    Run({"settings", Shop(), "from.address=shop@example.jp", "smtp.host=127.0.0.1",
-         "smtp.port=" + std::to_string(port)});
-    Run({"customers", "import", Shop(), list});
-    Run({"mail", "new", Shop(), "--draft", draft});
-    Run({"target", Shop(), "0", "--all"});
+    RunApplication({"env", "new", ShopFile()});
+    RunApplication({"settings", ShopFile(), "from.address=shop@example.jp", "smtp.host=127.0.0.1",
+                    "smtp.port=" + std::to_string(port)});
+    RunApplication({"customers", "import", ShopFile(), list});
+    RunApplication({"mail", "new", ShopFile(), "--draft", draft});
+    RunApplication({"target", ShopFile(), "0", "--all"});
 }
 
 // When how much of the journal was written: a line for each mail that went out.
@@ -92,11 +60,11 @@ double TimeAt(std::vector<Look> const& looks, double part) {
 
 void Mailing(int port) {
     Prepare(port);
-    double const loaded = Run({"customers", "list", Shop(), "--limit", "1"});
+    double const loaded = RunApplication({"customers", "list", ShopFile(), "--limit", "1"});
     const std::string journal = ScratchFolder() + "/sending/MAIL/0/hist0.journal";
     std::vector<Look> looks;
     double const start = Now();
-    const pid_t sending = Start({"send", Shop(), "0", "--threads", "4"});
+    const pid_t sending = StartApplication({"send", ShopFile(), "0", "--threads", "4"});
     siginfo_t ended{};
     while (waitid(P_PID, static_cast<id_t>(sending), &ended, WEXITED | WNOHANG | WNOWAIT) == 0 &&
            ended.si_pid == 0) {
@@ -106,7 +74,7 @@ void Mailing(int port) {
         usleep(between_looks);
     }
     double const whole = Now() - start;
-    double const memory = End(sending);
+    double const memory = EndApplication(sending);
     if (looks.empty()) throw std::runtime_error("nothing was sent");
     double const first = TimeAt(looks, 0.1) - looks.front().time;
     double const last = looks.back().time - TimeAt(looks, 0.9);
@@ -115,6 +83,7 @@ void Mailing(int port) {
     Row("send, 100,000 recipients, whole command", whole, "s");
     Row("send, rate of the last tenth to the first", first / last, "x");
     Row("send, memory over the loaded customers", memory - loaded, "MiB");
+    TakeAnswers(recipients, loaded);
     RemoveDirectoryCompel(platform::LibraryPath(ScratchFolder()), 0);
 }
 

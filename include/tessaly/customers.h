@@ -8,3 +8,4 @@
 #include "customers/extract/extract_list_viewer.h"
 #include "customers/extract/extract_result_detail.h"
 #include "customers/one_customer.h"
+#include "customers/one_customer_data.h"

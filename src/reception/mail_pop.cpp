@@ -4,10 +4,10 @@
 #include <cstdlib>
 #include <string>
 #include <string_view>
-#include <unordered_map>
 
 #include "delivery/socket_error_codes.h"
 #include "delivery/socket_support.h"
+#include "reception/pop_replies.h"
 #include "storage/md5.h"
 
 namespace {
@@ -21,17 +21,6 @@ constexpr long largest_reservation = 16 * 1024 * 1024;
 constexpr int peer_closed = 0;  // no socket error
 
 bool HoldsLineEnd(std::string_view text) { return text.find_first_of(line_end) != text.npos; }
-
-// The digest with which APOP proves the password (RFC 1939 7), or an empty text for a greeting whose time
-// stamp is none.
-CString TimeStampOf(CString const& greeting) {
-    const std::string_view text = greeting.View();
-    const std::size_t open = text.find('<');
-    const std::size_t close = open == text.npos ? open : text.find('>', open);
-    if (close == text.npos) return {};
-    const std::string_view stamp = text.substr(open, close - open + 1);
-    return std::count(stamp.begin(), stamp.end(), '@') == 1 ? CString(stamp) : CString();
-}
 
 }  // namespace
 
@@ -213,7 +202,7 @@ int MailPop::Authenticate(CString const& greeting) {
 }
 
 int MailPop::Apop(CString const& greeting) {
-    const CString stamp = TimeStampOf(greeting);
+    const CString stamp = reception::TimeStampOf(greeting.View());
     CString shown = greeting;
     StripCrLf(shown);
     if (stamp.IsEmpty()) {
@@ -271,40 +260,22 @@ int MailPop::PopListUidl() {
 
 bool MailPop::ReadSizes() {
     CString line;
-    CStringArray fields;
-    while (ReadReply(line)) {
-        if (line.View() == closing_line) return true;
-        if (line.View() == line_end) continue;
-        if (GetMailNumber() == list_limit) return TooLong("LIST");
-        StripCrLf(line);
-        GetResponseStatus(line, &fields);
-        m_aMailList.Add({std::atoi(fields.GetAt(0)), std::atoi(fields.GetAt(1)), CString()});
-    }
+    while (ReadReply(line)) switch (reception::TakeSizeLine(line, m_aMailList)) {
+            case reception::ListStep::more: break;
+            case reception::ListStep::end: return true;
+            case reception::ListStep::too_long: return TooLong("LIST");
+        }
     return false;
 }
 
-// A line usually tells of the row at its own place; else the first row of its number is meant.
 bool MailPop::ReadUniqueIds() {
-    std::unordered_map<long, int> rows;
+    reception::UniqueIdReader reader(m_aMailList);
     CString line;
-    CStringArray fields;
-    for (int at = 0; ReadReply(line);) {
-        if (line.View() == closing_line) return true;
-        if (line.View() == line_end) continue;
-        if (at == list_limit) return TooLong("UIDL");
-        StripCrLf(line);
-        GetResponseStatus(line, &fields);
-        long const number = std::atol(fields.GetAt(0));
-        int const here = at++;
-        if (here < GetMailNumber() && m_aMailList[here].Number == number) {
-            m_aMailList[here].Uidl = fields.GetAt(1);
-            continue;
+    while (ReadReply(line)) switch (reader.Take(line)) {
+            case reception::ListStep::more: break;
+            case reception::ListStep::end: return true;
+            case reception::ListStep::too_long: return TooLong("UIDL");
         }
-        if (rows.empty())
-            for (int row = 0; row < GetMailNumber(); ++row) rows.try_emplace(m_aMailList[row].Number, row);
-        if (auto const found = rows.find(number); found != rows.end())
-            m_aMailList[found->second].Uidl = fields.GetAt(1);
-    }
     return false;
 }
 

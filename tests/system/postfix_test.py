@@ -1,7 +1,8 @@
-"""Mailings through a real Postfix on the loopback address, read back from its maildir and its log.
+"""Mailings through a real Postfix on the loopback address, read back from its maildir and its log; a second Postfix
+plays the remote that refuses mail.
 
-Postfix runs from a scratch folder, with its own configuration, queue and passwords; nothing of the machine's own mail
-system is touched. Its master is ended by its id, whatever happens."""
+Each runs from a scratch folder, with its own configuration, queue and passwords; nothing of the machine's own mail
+system is touched. Its processes are ended by the id of their group, whatever happens."""
 
 import csv
 import ctypes
@@ -20,7 +21,7 @@ import unittest
 
 sys.path.append(str(pathlib.Path(__file__).resolve().parents[1] / "app"))
 from cli import PATIENCE, SAMPLE, CommandTest, Mail, wait_for  # noqa: E402
-from smtp_server import SmtpServer  # noqa: E402
+import dovecot_test  # noqa: E402
 
 SKIPPED = 77
 USER, PASSWORD = "shop", "pass word~"
@@ -35,21 +36,32 @@ inet_interfaces = 127.0.0.1
 inet_protocols = ipv4
 disable_dns_lookups = yes
 smtpd_peername_lookup = no
-myhostname = mail.example.jp
 mydestination =
 alias_maps =
 mynetworks =
-smtpd_sasl_auth_enable = yes
-smtpd_sasl_local_domain = example.jp
-smtpd_recipient_restrictions = check_recipient_access regexp:{folder}/config/access, permit_sasl_authenticated, reject
-virtual_mailbox_domains = static:all
-virtual_mailbox_maps = static:mails/
 virtual_mailbox_base = {folder}
 virtual_uid_maps = static:{uid}
 virtual_gid_maps = static:{gid}
 virtual_minimum_uid = 1
 transport_maps = regexp:{folder}/config/transport
 """
+# The sender's server: takes anything from him for anybody.
+OWN = """
+myhostname = mail.example.jp
+smtpd_sasl_auth_enable = yes
+smtpd_sasl_local_domain = example.jp
+smtpd_recipient_restrictions = check_recipient_access regexp:{folder}/config/access, permit_sasl_authenticated, reject
+virtual_mailbox_domains = static:all
+virtual_mailbox_maps = static:mails/
+"""
+# Somebody else's: takes from anybody what is for one of its users, and nothing for one of its domains.
+REMOTE = """
+myhostname = mx.example.com
+smtpd_recipient_restrictions = check_recipient_access regexp:{folder}/config/access, reject_unauth_destination
+virtual_mailbox_domains = example.com, closed.example.com
+virtual_mailbox_maps = regexp:{folder}/config/users
+"""
+REFUSED = {OWN: "/^gone/ REJECT no such customer\n", REMOTE: "/@closed\\.example\\.com$/ 550 5.7.1 closed domain\n"}
 MASTER = """
 127.0.0.1:{port} inet n - n - - smtpd
 cleanup unix n - n - 0 cleanup
@@ -82,31 +94,34 @@ def adopt_orphans():
 
 
 class Postfix:
-    def __init__(self, folder):
-        self.folder = folder
+    def __init__(self, test, name, role):
+        self.folder = folder = test.folder / name
         owner = pwd.getpwnam("postfix")
-        for name in ("config", "config/sasl", "queue", "data", "mails"):
-            (folder / name).mkdir()
-        for name in ("data", "mails"):
-            os.chown(folder / name, owner.pw_uid, owner.pw_gid)
+        for part in ("", "config", "config/sasl", "queue", "data", "mails"):
+            (folder / part).mkdir()
+        for part in ("data", "mails"):
+            os.chown(folder / part, owner.pw_uid, owner.pw_gid)
         with socket.create_server(("127.0.0.1", 0)) as free:
             self.port = free.getsockname()[1]
         values = {"folder": folder, "port": self.port, "uid": owner.pw_uid, "gid": owner.pw_gid}
-        (folder / "config/access").write_text("/^gone/ REJECT no such customer\n")
+        (folder / "config/access").write_text(REFUSED[role])
+        (folder / "config/users").write_text("/^here/ mails/\n")
         (folder / "config/transport").touch()
-        for name, text in (("main.cf", MAIN), ("master.cf", MASTER), ("sasl/smtpd.conf", SASL)):
-            (folder / "config" / name).write_text(text.format(**values))
+        for file, text in (("main.cf", MAIN + role), ("master.cf", MASTER), ("sasl/smtpd.conf", SASL)):
+            (folder / "config" / file).write_text(text.format(**values))
         passwords = folder / "sasldb2"
         self.run("saslpasswd2", "-p", "-c", "-f", passwords, "-u", "example.jp", USER, stdin=PASSWORD)
         os.chown(passwords, owner.pw_uid, owner.pw_gid)
-
-    def start(self):
-        self.run("postfix", "-c", self.folder / "config", "start")
+        test.addCleanup(self.stop)
+        self.run("postfix", "-c", folder / "config", "start")
 
     def send_on(self, pattern, remote):
         """Mail for matching recipients goes on to another server; to be told before the first mail."""
-        host, port = remote.split(":")
-        (self.folder / "config/transport").write_text(f"/{pattern}/ smtp:[{host}]:{port}\n")
+        (self.folder / "config/transport").write_text(f"/{pattern}/ smtp:[127.0.0.1]:{remote.port}\n")
+
+    def mails(self):
+        new = self.folder / "mails/new"
+        return [Mail(file.read_bytes()) for file in new.iterdir()] if new.exists() else []
 
     def run(self, *command, stdin=""):
         done = subprocess.run(command, input=stdin.encode(), timeout=PATIENCE, stdout=subprocess.PIPE,
@@ -119,45 +134,37 @@ class Postfix:
 
     def stop(self):
         file = self.folder / "queue/pid/master.pid"
-        if file.exists():
-            os.kill(int(file.read_text()), signal.SIGTERM)
-        if not wait_for(self.all_ended):
-            for child in self.children():
-                os.kill(child, signal.SIGKILL)
-            wait_for(self.all_ended)
+        if not file.exists():
+            return
+        master = int(file.read_text())  # the leader of a group, in which all its processes are
+        os.kill(master, signal.SIGTERM)
+        if not wait_for(lambda: self.has_ended(master)):
+            os.killpg(master, signal.SIGKILL)
+            wait_for(lambda: self.has_ended(master))
 
     @staticmethod
-    def all_ended():
+    def has_ended(group):
         try:
-            while os.waitpid(-1, os.WNOHANG)[0]:
+            while os.waitpid(-group, os.WNOHANG)[0]:
                 pass
             return False
         except ChildProcessError:
             return True
-
-    @staticmethod
-    def children():
-        lists = pathlib.Path("/proc/self/task").glob("*/children")
-        return [int(child) for file in lists for child in file.read_text().split()]
 
 
 class ThroughPostfix(CommandTest):
     def setUp(self):
         super().setUp()
         self.folder.chmod(0o755)  # Postfix works as a user of its own
-        (self.folder / "postfix").mkdir()
-        self.server = Postfix(self.folder / "postfix")
-        self.addCleanup(self.server.stop)
-        self.server.start()
+        self.server = Postfix(self, "postfix", OWN)
         self.tessaly("env", "new", "shop.tsl")
         self.tessaly("settings", "shop.tsl", "from.name=髙島﨑商店①", "from.address=shop@example.jp", "smtp.host=127.0.0.1",
                      f"smtp.port={self.server.port}", "smtp.auth=any", f"smtp.user={USER}", f"smtp.password={PASSWORD}")
 
     def mails(self, wanted):
-        new = self.folder / "postfix/mails/new"
-        arrived = wait_for(lambda: new.exists() and len(list(new.iterdir())) >= wanted)
+        arrived = wait_for(lambda: len(list((self.server.folder / "mails").glob("new/*"))) >= wanted)
         self.assertTrue(arrived, self.server.log()[-5000:])
-        return [Mail(file.read_bytes()) for file in new.iterdir()]
+        return self.server.mails()
 
     def test_the_whole_sample_list(self):
         self.tessaly("customers", "import", "shop.tsl", SAMPLE / "customers.csv")
@@ -223,31 +230,51 @@ class ThroughPostfix(CommandTest):
             self.assertEqual((mail.id, mail.message.defects), (ids[address], []))
 
     def test_bounces_find_their_customer(self):
-        """What the server takes and cannot deliver comes back to the sender, and from there to the history."""
-        self.put("list.csv", "メールアドレス,名前(姓)\ndead@example.com,去\nhere@example.com,在\ndead2@example.com,無\n")
-        self.put("draft.txt", "Subject: x\n\ny\n")
+        """What another server refuses comes back to the sender, and from his mailbox to the history."""
+        refused = {"dead@example.com": "User unknown", "here@closed.example.com": "closed domain"}
+        addresses = [*refused, "here@example.com", "n@example.jp"]
+        self.put("list.csv", "メールアドレス,名前(姓)\n" + "".join(f"{address},表\n" for address in addresses))
         self.tessaly("customers", "import", "shop.tsl", "list.csv")
-        self.tessaly("mail", "new", "shop.tsl", "--draft", "draft.txt")
-        self.tessaly("target", "shop.tsl", 0, "--all")
-        remote = SmtpServer(self, {"RCPT": "550 5.1.1 unknown user"})
-        self.server.send_on("^dead", remote.address)
-        self.tessaly("send", "shop.tsl", 0)
-        arrived = self.mails(3)  # one mail, two bounces
-        (self.folder / "back").mkdir()
-        for number, mail in enumerate(arrived):
-            if mail.message["X-Original-To"] == "shop@example.jp":
-                (self.folder / "back" / str(number)).write_bytes(mail.message.as_bytes())
-        told = self.tessaly("receive", "shop.tsl", "--from-dir", "back")
-        self.assertIn("エラー 2通、遅延 0通", told.out)
-        self.assertIn("unknown user", told.err)
-        self.assertEqual(self.history(), {"dead@example.com": ("エラー", "1", "1"), "here@example.com": ("完了", "1", "0"),
-                                          "dead2@example.com": ("エラー", "1", "1")})
+        remote = Postfix(self, "remote", REMOTE)
+        self.server.send_on(r"example\.com$", remote)
+        for mail in (0, 1):
+            self.put("draft.txt", "Subject: ご案内\n\n本文\n")
+            self.tessaly("mail", "new", "shop.tsl", "--draft", "draft.txt")
+            self.tessaly("target", "shop.tsl", mail, "--all")
+            self.tessaly("send", "shop.tsl", mail)
+        arrived = self.mails(2 * 3)  # each mail has two bounces, and one customer at the sender's own server
+        self.assertTrue(wait_for(lambda: len(remote.mails()) == 2), remote.log()[-5000:])
+        self.assertEqual({mail.message["X-Original-To"] for mail in remote.mails()}, {"here@example.com"})
+        told = self.receive([mail for mail in arrived if mail.message["X-Original-To"] == "shop@example.jp"])
+        self.assertIn("エラー 4通、遅延 0通", told.out)
+        for mail in (0, 1):
+            for address, reason in refused.items():
+                self.assertRegex(told.err, f"エラー メール{mail} 顧客{addresses.index(address)} <.*エラーにしました: .*{reason}")
+            self.assertEqual(self.history(mail), {address: ("エラー", "1", "1") if address in refused else ("完了", "1", "0")
+                                                  for address in addresses})
 
-    def recipients(self):
-        return json.loads(self.tessaly("report", "shop.tsl", 0, "--format", "json").out)
+    def receive(self, mails):
+        """From a mailbox on Dovecot if that is here, else from a folder."""
+        contents = [mail.message.as_bytes() for mail in mails]
+        if not shutil.which("dovecot"):
+            (self.folder / "back").mkdir()
+            for number, content in enumerate(contents):
+                self.put(f"back/{number}", content)
+            return self.tessaly("receive", "shop.tsl", "--from-dir", "back")
+        (self.folder / "dovecot").mkdir()
+        mailbox = dovecot_test.Dovecot(self.folder / "dovecot")
+        for number, content in enumerate(contents):
+            mailbox.deliver(number, content)
+        self.addCleanup(mailbox.stop)
+        self.assertTrue(mailbox.start())
+        self.tessaly("settings", "shop.tsl", f"pop.user={dovecot_test.USER}", f"pop.password={dovecot_test.PASSWORD}")
+        return self.tessaly("receive", "shop.tsl", "--pop", f"127.0.0.1:{mailbox.port}")
 
-    def history(self):
-        return {row["メールアドレス"]: (row["状態"], row["送信回数"], row["エラー"]) for row in self.recipients()}
+    def recipients(self, mail=0):
+        return json.loads(self.tessaly("report", "shop.tsl", mail, "--format", "json").out)
+
+    def history(self, mail=0):
+        return {row["メールアドレス"]: (row["状態"], row["送信回数"], row["エラー"]) for row in self.recipients(mail)}
 
     def message_ids(self):
         return {row["メールアドレス"]: row["Message-ID"] for row in self.recipients()}

@@ -1,0 +1,50 @@
+#include "application.h"
+
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <filesystem>
+#include <stdexcept>
+
+#include "measure.h"
+
+namespace measure {
+namespace {
+
+// It lies beside the folder that this program lies in.
+std::string Application() {
+    return (std::filesystem::read_symlink("/proc/self/exe").parent_path().parent_path() / "tessaly").string();
+}
+
+}  // namespace
+
+std::string ShopFile() { return ScratchFolder() + "/sending.tsl"; }
+
+pid_t StartApplication(std::vector<std::string> const& arguments, char const* output) {
+    const pid_t child = fork();
+    if (child != 0) return child;
+    if (!std::freopen(output, "w", stdout) || !std::freopen("/dev/null", "w", stderr)) _exit(1);
+    std::vector<char*> argv;
+    const std::string program = Application();
+    argv.push_back(const_cast<char*>(program.c_str()));
+    for (std::string const& argument : arguments) argv.push_back(const_cast<char*>(argument.c_str()));
+    argv.push_back(nullptr);
+    execv(argv[0], argv.data());
+    _exit(127);
+}
+
+double EndApplication(pid_t child) {
+    int status = 0;
+    rusage used{};
+    if (wait4(child, &status, 0, &used) != child || status != 0)
+        throw std::runtime_error("the application failed");
+    return static_cast<double>(used.ru_maxrss) / 1024;
+}
+
+double RunApplication(std::vector<std::string> const& arguments, char const* output) {
+    return EndApplication(StartApplication(arguments, output));
+}
+
+}  // namespace measure

@@ -1,0 +1,40 @@
+#pragma once
+
+#include <string_view>
+#include <unordered_map>
+
+#include "platform/containers.h"
+#include "platform/cstring.h"
+#include "reception/mail_pop.h"
+
+// What the lines of a POP3 server say (RFC 1939). Lines end with CR LF, as SocketSupport hands them out.
+namespace reception {
+
+using PopList = CArray<PopMailInfo, PopMailInfo>;
+
+enum class ListStep { more, end, too_long };
+
+// The time stamp of a greeting with its angle brackets, for APOP (RFC 1939 7); empty for one that has none:
+// it holds exactly one "@".
+CString TimeStampOf(std::string_view greeting);
+
+// A line of the answer to LIST: a further row, if it is not blank; the end; or too_long for more than
+// MailPop::list_limit rows. A number that is none counts as 0.
+ListStep TakeSizeLine(CString const& line, PopList& list);
+
+// The lines of the answer to UIDL. A line usually tells of the row at its own place; else the first row of
+// its number is meant, and without one nobody.
+class UniqueIdReader {
+  public:
+    explicit UniqueIdReader(PopList& list) : list_(list) {}
+    ListStep Take(CString const& line);
+
+  private:
+    int RowOf(long number, int place);
+
+    PopList& list_;
+    int lines_ = 0;
+    std::unordered_map<long, int> first_rows_;  // by number, once they are needed
+};
+
+}  // namespace reception
