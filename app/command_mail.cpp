@@ -1,16 +1,21 @@
-#include <algorithm>
+#include <cstdint>
+#include <filesystem>
+#include <fstream>
 #include <iostream>
 #include <memory>
 #include <vector>
 
 #include "command.h"
 #include "crossing.h"
+#include "durable_file.h"
+#include "eml_file.h"
 #include "failure.h"
+#include "html_mail.h"
 #include "listing.h"
+#include "mail_changes.h"
+#include "mail_content.h"
 #include "mail_status.h"
-#include "mail_store.h"
 #include "progress.h"
-#include "sending.h"
 #include "target.h"
 
 namespace app {
@@ -21,89 +26,63 @@ struct Arguments {
     std::string env_file;
     int mail = new_mail;
     std::vector<int> mails;
-    std::string draft;
-    std::string terminal = terminal_names[pc];
-    std::vector<std::string> attach;
-    std::vector<std::string> detach;
-    std::string honorific;
-    std::string address_name;
-    bool clear_text = false;
+    MailArguments texts;
+    std::string file;
     bool force = false;
     bool deleted = false;
     std::string format = "table";
 };
 
-// What the arguments ask of a mail's texts.
-class Changes {
-  public:
-    explicit Changes(Arguments const& arguments)
-        : arguments_(arguments), terminal_(TerminalNamed(arguments.terminal)) {
-        for (std::string const& file : arguments.attach) added_.push_back(AttachmentOf(terminal_, file));
-        honorific_ = Into(arguments.honorific, "敬称");
-        address_name_ = Into(arguments.address_name, "宛先名称");
-        if (arguments.draft.empty()) return;
-        std::vector<Finding> findings;
-        draft_ = ReadDraft(arguments.draft, findings);
-        if (!draft_.from.address.IsEmpty() || !draft_.reply_to.address.IsEmpty())
-            throw Failure(
-                "保存するメールには From と Reply-To を書けません。差出人は「settings ENV "
-                "from.address=...」で決めます。");
-        ShowFindings(findings, arguments.force);
-    }
+int Store(Session& session, int id, MailChanges const& changes) {
+    char const present = id == new_mail ? kind_text : KindOf(session, id);
+    return StoreMail(session, id, changes.KindFor(present), changes.Added(),
+                     [&](OneMail& mail) { changes.Make(mail, present); });
+}
 
-    std::vector<NewAttachment> const& Added() const { return added_; }
-    void Make(OneMail& mail) const {
-        if (!arguments_.draft.empty() || arguments_.clear_text) {
-            mail.m_strSubject[terminal_] = draft_.subject;
-            mail.m_strBody[terminal_] = draft_.body;
-        }
-        if (!honorific_.IsEmpty()) mail.m_strHonorific = honorific_;
-        if (!address_name_.IsEmpty()) mail.m_strAddressName = address_name_;
-        for (std::string const& name : arguments_.detach) Detach(mail, name);
-        for (NewAttachment const& attachment : added_) {
-            Take(mail, attachment.entry.m_strFileName);
-            mail.m_aAttach[attachment.terminal].Add(attachment.entry);
-        }
-    }
-
-  private:
-    bool Take(OneMail& mail, CString const& name) const {
-        CArray<AttachData, AttachData>& list = mail.m_aAttach[terminal_];
-        for (int i = 0; i < list.GetSize(); ++i) {
-            if (list[i].m_strFileName != name) continue;
-            list.RemoveAt(i);
-            return true;
-        }
-        return false;
-    }
-    void Detach(OneMail& mail, std::string const& name) const {
-        if (!Take(mail, Into(name, "添付ファイルの名前")))
-            throw Failure("その添付ファイルはありません (" + arguments_.terminal + "): " + name);
-    }
-
-    Arguments const& arguments_;
-    TermType terminal_;
-    std::vector<NewAttachment> added_;
-    Draft draft_;
-    CString honorific_, address_name_;
-};
-
-void New(Arguments const& arguments) {
-    const Changes changes(arguments);
+void StoreNew(Arguments const& arguments, MailArguments const& texts) {
+    const MailChanges changes(texts);
     Session session(arguments.access, arguments.env_file, Session::For::changing);
-    int const id = StoreMail(session, new_mail, changes.Added(), [&](OneMail& mail) { changes.Make(mail); });
+    int const id = Store(session, new_mail, changes);
     std::cout << "メールを保存しました。番号は " << id << " です。\n次は「tessaly target "
               << arguments.env_file << " " << id << " --where ...」で宛先を選んでください。\n";
 }
 
+void New(Arguments const& arguments) { StoreNew(arguments, arguments.texts); }
+
 void Edit(Arguments const& arguments) {
-    if (arguments.clear_text && (!arguments.draft.empty() || TerminalNamed(arguments.terminal) == pc))
+    MailArguments const& texts = arguments.texts;
+    if (texts.clear_text &&
+        (!texts.draft.empty() || !texts.html.empty() || TerminalNamed(texts.terminal) == pc))
         throw Failure("--clear-text は、pc のほかの --terminal の文面を消すためのものです。", exit_usage);
-    const Changes changes(arguments);
+    const MailChanges changes(texts);
     Session session(arguments.access, arguments.env_file, Session::For::changing);
     RequireMail(session, arguments.mail);
-    StoreMail(session, arguments.mail, changes.Added(), [&](OneMail& mail) { changes.Make(mail); });
+    Store(session, arguments.mail, changes);
     std::cout << "メールを変えました。" << NameOfMail(session, arguments.mail) << "\n";
+}
+
+void Import(Arguments const& arguments) {
+    const UnpackedEml unpacked(arguments.file);
+    MailArguments texts = unpacked.Texts();
+    texts.force = arguments.force;
+    StoreNew(arguments, texts);
+}
+
+void Export(Arguments const& arguments) {
+    if (std::filesystem::exists(arguments.file) && !arguments.force)
+        throw Failure("ファイルがもうあります: " + arguments.file +
+                      "\n上書きするなら --force をつけてください。");
+    Session session(arguments.access, arguments.env_file, Session::For::reading);
+    RequireMail(session, arguments.mail, Deleted::allow);
+    const CString eml = EmlOf(ContentOf(session, arguments.mail).versions[pc]);
+    bool const written = ReplaceFile(arguments.file, [&](std::string const& file) {
+        std::ofstream out(file, std::ios::binary);
+        out << eml.View();
+        out.close();
+        return static_cast<bool>(out);
+    });
+    if (!written) throw Failure("書けませんでした: " + arguments.file);
+    std::cout << "メールを書き出しました: " << arguments.file << "\n";
 }
 
 void List(Arguments const& arguments) {
@@ -131,18 +110,34 @@ void List(Arguments const& arguments) {
         std::cout << Grouped(static_cast<std::uint64_t>(ids.GetSize())) << "件\n";
 }
 
-void ShowVersion(OneMail const& mail, int terminal) {
+void ShowText(CString body) {
+    body.Replace("\r\n", "\n");
+    if (!body.IsEmpty()) std::cout << "\n" << Out(body) << (body.Right(1) == "\n" ? "" : "\n");
+}
+
+void ShowHtml(CMimeAnalyze const& parts) {
+    if (!parts.HtmlPartExist()) return;
+    std::cout << "HTML: " << Grouped(static_cast<std::uint64_t>(HtmlIn(parts).GetLength())) << "バイト\n";
+    for (MimeFormatStruct const& picture : parts.GetConstRefOfMimeHtmlAttach()) {
+        CString name;
+        picture.GetNameParamFromContentType(name);
+        std::cout << "画像: " << Out(OnOneLine(name.View())) << "\n";
+    }
+}
+
+void ShowVersion(OneMail const& mail, int terminal, char kind) {
     CArray<AttachData, AttachData> const& attachments = mail.m_aAttach[terminal];
-    if (mail.m_strBody[terminal].IsEmpty() && attachments.IsEmpty()) return;
+    CString const& body = mail.m_strBody[terminal];
+    if (body.IsEmpty() && attachments.IsEmpty()) return;
     std::cout << "\n--- " << terminal_names[static_cast<std::size_t>(terminal)] << " ---\n";
-    if (!mail.m_strBody[terminal].IsEmpty())
-        std::cout << "件名: " << Out(OnOneLine(mail.m_strSubject[terminal].View())) << "\n";
+    if (!body.IsEmpty()) std::cout << "件名: " << Out(OnOneLine(mail.m_strSubject[terminal].View())) << "\n";
     for (AttachData const& attachment : attachments)
         std::cout << "添付: " << Out(attachment.m_strFileName) << " (" << Out(attachment.m_strFileInfo)
                   << ")\n";
-    CString body = mail.m_strBody[terminal];
-    body.Replace("\r\n", "\n");
-    if (!body.IsEmpty()) std::cout << "\n" << Out(body) << (body.Right(1) == "\n" ? "" : "\n");
+    if (body.IsEmpty() || !HoldsMime(kind, terminal)) return ShowText(body);
+    const CMimeAnalyze parts = PartsOf(body);
+    ShowHtml(parts);
+    ShowText(TextIn(parts));
 }
 
 void Show(Arguments const& arguments) {
@@ -156,7 +151,8 @@ void Show(Arguments const& arguments) {
     if (!mail.m_strHonorific.IsEmpty()) std::cout << "敬称: " << Out(mail.m_strHonorific) << "\n";
     std::cout << "宛先: " << Grouped(static_cast<std::uint64_t>(RecipientCount(session, arguments.mail)))
               << "人\n";
-    for (int terminal = 0; terminal < terminal_count; ++terminal) ShowVersion(mail, terminal);
+    char const kind = KindOf(session, arguments.mail);
+    for (int terminal = 0; terminal < terminal_count; ++terminal) ShowVersion(mail, terminal, kind);
 }
 
 void Copy(Arguments const& arguments) {
@@ -206,17 +202,24 @@ CLI::App* WithMails(CLI::App* command, std::shared_ptr<Arguments> const& argumen
 }
 
 CLI::Option* AddTexts(CLI::App* command, std::shared_ptr<Arguments> const& arguments) {
-    CLI::Option* draft =
-        command->add_option("--draft", arguments->draft, "下書き: Subject、空の行、本文 (UTF-8)")
-            ->type_name("FILE");
-    command->add_option("--attach", arguments->attach, "添付するファイル (2MBまで。いくつでも)")
+    MailArguments& texts = arguments->texts;
+    CLI::Option* draft = command->add_option("--draft", texts.draft, "下書き: Subject、空の行、本文 (UTF-8)")
+                             ->type_name("FILE");
+    command
+        ->add_option(
+            "--html", texts.html,
+            "HTMLの文面 (UTF-8)。横にある画像は一緒に届きます。下書きに本文がなければ、HTMLから作ります")
+        ->type_name("FILE");
+    command->add_option("--inline", texts.pictures, "HTMLの横にない画像 (いくつでも)")
         ->type_name("FILE")
         ->allow_extra_args(false);
-    command->add_option("--honorific", arguments->honorific, "宛先の名前につける敬称 (例: 様)")
+    command->add_option("--attach", texts.attach, "添付するファイル (2MBまで。いくつでも)")
+        ->type_name("FILE")
+        ->allow_extra_args(false);
+    command->add_option("--honorific", texts.honorific, "宛先の名前につける敬称 (例: 様)")->type_name("TEXT");
+    command->add_option("--address-name", texts.address_name, "宛先名称 (一覧に出る、宛先の呼び名)")
         ->type_name("TEXT");
-    command->add_option("--address-name", arguments->address_name, "宛先名称 (一覧に出る、宛先の呼び名)")
-        ->type_name("TEXT");
-    command->add_flag("--force", arguments->force, "下書きに指摘があっても保存します");
+    command->add_flag("--force", texts.force, "下書きやHTMLに指摘があっても保存します");
     return draft;
 }
 
@@ -232,15 +235,25 @@ void AddMailCommands(CLI::App& program) {
     CLI::App* edit =
         WithMail(AddOne(*family, "edit", "メールの文面と添付ファイルを変えます", arguments, Edit), arguments);
     AddTexts(edit, arguments);
-    edit->add_option("--terminal", arguments->terminal,
+    edit->add_option("--terminal", arguments->texts.terminal,
                      "変える文面と添付の端末: pc、nd (ドコモ)、at (au)、sb (ソフトバンク)、wl (ウィルコム)。"
                      "文面や添付のない端末には pc のものが届きます")
         ->type_name("TERM");
-    edit->add_option("--detach", arguments->detach, "外す添付ファイルの名前")
+    edit->add_option("--detach", arguments->texts.detach, "外す添付ファイルの名前")
         ->type_name("NAME")
         ->allow_extra_args(false);
-    edit->add_flag("--clear-text", arguments->clear_text,
+    edit->add_flag("--clear-text", arguments->texts.clear_text,
                    "その端末の文面を消します (pc の文面が届くようになります)");
+    edit->add_flag("--no-html", arguments->texts.no_html, "HTMLをやめて、文面だけのメールに戻します")
+        ->excludes("--html");
+    CLI::App* import = AddOne(*family, "import", ".emlファイルから新しいメールを作ります", arguments, Import);
+    import->add_option("FILE", arguments->file, ".emlファイル")->required()->type_name("");
+    import->add_flag("--force", arguments->force, "文面に指摘があっても保存します");
+    CLI::App* write = WithMail(
+        AddOne(*family, "export", "メール (pc の文面) を.emlファイルに書き出します", arguments, Export),
+        arguments);
+    write->add_option("FILE", arguments->file, ".emlファイル")->required()->type_name("");
+    write->add_flag("--force", arguments->force, "ファイルがあれば上書きします");
     CLI::App* list = AddOne(*family, "list", "メールの一覧を表示します", arguments, List);
     list->add_flag("--deleted", arguments->deleted, "削除したメールだけにします");
     AddFormat(*list, arguments->format);

@@ -1,13 +1,16 @@
 #include <algorithm>
 #include <array>
+#include <fstream>
 #include <iostream>
 #include <memory>
 #include <vector>
 
 #include "command.h"
 #include "crossing.h"
+#include "durable_file.h"
 #include "failure.h"
-#include "mail_text.h"
+#include "html_mail.h"
+#include "merged_mail.h"
 #include "progress.h"
 #include "sending.h"
 #include "target.h"
@@ -25,6 +28,7 @@ struct Arguments {
     std::string draft;
     int customer = -1;
     std::string terminal;
+    std::string page;
     bool size = false;
 };
 
@@ -35,7 +39,7 @@ void ShowMailbox(char const* name, Mailbox const& mailbox) {
 
 void ShowMail(Session& session, MailContent const& content, MailVersion const& version, Mailbox const& from,
               OneCustomer const& customer) {
-    const MailText text = Merge(version, content.honorific, customer);
+    const MergedMail text = Merge(version, content.honorific, customer);
     ShowMailbox("差出人: ", SenderOf(session, from));
     if (!content.reply_to.address.IsEmpty()) ShowMailbox("返信先: ", content.reply_to);
     ShowMailbox("宛先: ", {text.to_name, text.to_address});
@@ -112,6 +116,22 @@ void ShowSizes(Session& session, Arguments const& arguments, MailContent const& 
     if (!any) throw Failure("測る宛先がありません。先に「tessaly target」で宛先を選んでください。");
 }
 
+// The HTML that the customer gets, for a browser.
+void WritePage(MailVersion const& version, OneCustomer const& customer, std::string const& file) {
+    if (!version.html) throw Failure("この端末に届く文面にHTMLはありません。");
+    CMimeAnalyze parts = *version.html;
+    MergeInto(parts, customer);
+    const std::string page = PageOf(parts);
+    bool const written = ReplaceFile(file, [&](std::string const& new_file) {
+        std::ofstream out(new_file, std::ios::binary);
+        out << page;
+        out.close();
+        return static_cast<bool>(out);
+    });
+    if (!written) throw Failure("書けませんでした: " + file);
+    std::cout << "HTML: " << file << "\n";
+}
+
 void PreviewStored(Arguments const& arguments) {
     Session session(arguments.access, arguments.env_file, Session::For::reading);
     RequireMail(session, arguments.mail, Deleted::allow);
@@ -120,10 +140,12 @@ void PreviewStored(Arguments const& arguments) {
     const OneCustomer customer = Fetched(session, arguments.customer);
     TermType const terminal = arguments.terminal.empty() ? CXEmail::GetTermTypeFromMailAddr(customer.Email)
                                                          : TerminalNamed(arguments.terminal);
-    ShowMail(session, content, content.versions[static_cast<std::size_t>(terminal)], {}, customer);
+    MailVersion const& version = content.versions[static_cast<std::size_t>(terminal)];
+    ShowMail(session, content, version, {}, customer);
     const OneMail mail = ReadMail(session, arguments.mail);
     auto const& own = mail.m_aAttach[terminal].IsEmpty() ? mail.m_aAttach[pc] : mail.m_aAttach[terminal];
     for (AttachData const& attachment : own) std::cout << "添付: " << Out(attachment.m_strFileName) << "\n";
+    if (!arguments.page.empty()) WritePage(version, customer, arguments.page);
 }
 
 void Preview(Arguments const& arguments) {
@@ -131,8 +153,8 @@ void Preview(Arguments const& arguments) {
     if (stored == !arguments.draft.empty())
         throw Failure("見るもの (メールの番号か --draft のどちらか) を1つ書いてください。", exit_usage);
     if (arguments.customer < 0 && !arguments.size) throw Failure("--customer が必要です。", exit_usage);
-    if (!stored && (arguments.size || !arguments.terminal.empty()))
-        throw Failure("--size と --terminal は、保存したメールだけに使えます。", exit_usage);
+    if (!stored && (arguments.size || !arguments.terminal.empty() || !arguments.page.empty()))
+        throw Failure("--size、--terminal、--html は、保存したメールだけに使えます。", exit_usage);
     if (!arguments.terminal.empty()) TerminalNamed(arguments.terminal);
     if (stored)
         PreviewStored(arguments);
@@ -155,6 +177,8 @@ void AddPreviewCommand(CLI::App& program) {
         ->add_option("--terminal", arguments->terminal,
                      "アドレスで決まる端末の代わりに見る端末 (pc、nd、at、sb、wl)")
         ->type_name("TERM");
+    command->add_option("--html", arguments->page, "HTMLの文面を、ブラウザーで見るファイルにします")
+        ->type_name("FILE");
     command
         ->add_flag("--size", arguments->size,
                    "宛先の全員について、差し込み後に最も長い文面と、それが誰のものかを表示します")

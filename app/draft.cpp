@@ -170,7 +170,11 @@ Mailbox ReadMailbox(std::string const& utf8, std::string const& what) {
     return mailbox;
 }
 
-Draft ReadDraft(std::string const& file, std::vector<Finding>& findings) {
+void InspectText(CString const& text, std::vector<Finding>& findings) {
+    Inspection(1, 1, findings).Look(text);
+}
+
+Draft ReadDraft(std::string const& file, std::vector<Finding>& findings, DraftBody body) {
     const std::string content = ReadFile(file);
     RefuseUnknownCharacters(content);
     const std::vector<Line> lines = LinesOf(content);
@@ -178,12 +182,17 @@ Draft ReadDraft(std::string const& file, std::vector<Finding>& findings) {
     std::size_t i = 0;
     for (; i < lines.size() && !lines[i].text.empty(); ++i) ReadHeaderLine(lines[i], draft, findings);
     if (draft.subject.IsEmpty()) throw Failure("下書きに件名 (Subject: ...) がありません: " + file);
-    if (i + 1 >= lines.size()) throw Failure("下書きに本文がありません: " + file);
+    if (i + 1 >= lines.size()) {
+        if (body == DraftBody::optional) return draft;
+        throw Failure("下書きに本文がありません: " + file);
+    }
     const std::string_view rest =
         std::string_view(content).substr(static_cast<std::size_t>(lines[i + 1].text.data() - content.data()));
     draft.body = CrLfConverter(Cross(rest));
-    if (draft.body.FindOneOf(" \t\r\n") == 0 && CString(draft.body).Trim().IsEmpty())
-        throw Failure("下書きに本文がありません: " + file);
+    if (CString(draft.body).Trim().IsEmpty()) {
+        if (body == DraftBody::required) throw Failure("下書きに本文がありません: " + file);
+        draft.body.Empty();
+    }
     Inspection(lines[i + 1].number, 1, findings).Look(draft.body);
     return draft;
 }

@@ -30,9 +30,16 @@ struct Finding {
     std::string text;
 };
 
+// Merge words that are unknown or outdated, machine-dependent characters and half-width kana in a text that
+// begins with the first line of its file.
+void InspectText(CString const& text, std::vector<Finding>& findings);
+
 // Throws Failure, with line and column, for a file that is no draft or holds a character that the library
 // cannot keep. `findings` gets merge words that are unknown or outdated, machine-dependent characters and
 // half-width kana.
-Draft ReadDraft(std::string const& file, std::vector<Finding>& findings);
+// Without a body only where that is `optional`.
+enum class DraftBody { required, optional };
+Draft ReadDraft(std::string const& file, std::vector<Finding>& findings,
+                DraftBody body = DraftBody::required);
 
 }  // namespace app

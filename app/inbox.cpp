@@ -29,9 +29,18 @@ int NumberOf(fs::path const& file) {
 }  // namespace
 
 std::string DigestOf(std::string const& text) {
-    char digest[md5_hex_digits + 1] = {};
-    XCMD5Encoder(text.c_str(), digest);
-    return digest;
+    MD5Context context;
+    unsigned char digest[md5_digest_bytes];
+    MD5Init(&context);
+    MD5Update(&context, reinterpret_cast<unsigned char const*>(text.data()),
+              static_cast<unsigned>(text.size()));
+    MD5Final(digest, &context);
+    std::string digits;
+    for (unsigned const byte : digest) {
+        digits += "0123456789abcdef"[byte >> 4];
+        digits += "0123456789abcdef"[byte & 15];
+    }
+    return digits;
 }
 
 Inbox::Inbox(std::string const& data_directory) : folder_(fs::path(data_directory) / "INBOX") {

@@ -46,7 +46,7 @@ class Inbox {
 using AnswerCounts = std::map<int, std::map<std::string, int>>;
 AnswerCounts CountAnswers(std::string const& data_directory);
 
-// 32 digits that stand for a text.
+// 32 digits that stand for a text, whatever bytes it holds.
 std::string DigestOf(std::string const& text);
 
 }  // namespace app

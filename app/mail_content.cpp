@@ -6,6 +6,7 @@
 
 #include "crossing.h"
 #include "failure.h"
+#include "html_mail.h"
 #include "mail_text.h"
 #include "tessaly/text.h"
 
@@ -32,6 +33,7 @@ void FillFromPc(MailContent& content) {
         if (version.body.IsEmpty()) {
             version.subject = own.subject;
             version.body = own.body;
+            version.html = own.html;
         }
         if (version.subject.IsEmpty()) version.subject = own.subject;
         if (version.attachments.empty()) version.attachments = own.attachments;
@@ -46,7 +48,7 @@ MailVersion const& MailContent::For(char const* address) const {
 
 MailContent ContentOf(Draft const& draft) {
     MailContent content;
-    content.versions[pc] = {draft.subject, draft.body, {}};
+    content.versions[pc] = {draft.subject, draft.body, {}, nullptr};
     content.reply_to = draft.reply_to;
     FillFromPc(content);
     return content;
@@ -63,6 +65,10 @@ MailContent ContentOf(Session& session, int mail) {
         MailVersion& version = content.versions[static_cast<std::size_t>(terminal)];
         version.subject = stored.m_strSubject[terminal];
         version.body = CrLfConverter(stored.m_strBody[terminal]);
+        if (HoldsMime(KindOf(session, mail), terminal) && !version.body.IsEmpty()) {
+            version.html = std::make_shared<CMimeAnalyze const>(PartsOf(stored.m_strBody[terminal]));
+            version.body = TextIn(*version.html);
+        }
         for (AttachData const& attachment : stored.m_aAttach[terminal])
             version.attachments.push_back(AttachmentPart(
                 attachment,

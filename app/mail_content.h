@@ -1,17 +1,20 @@
 #pragma once
 
 #include <array>
+#include <memory>
 #include <vector>
 
 #include "draft.h"
 #include "mail_store.h"
+#include "tessaly/mime.h"
 
 // What a mailing sends, before a customer's data are in it.
 namespace app {
 
 struct MailVersion {
     CString subject, body;
-    std::vector<CString> attachments;  // finished MIME parts
+    std::vector<CString> attachments;          // finished MIME parts
+    std::shared_ptr<CMimeAnalyze const> html;  // of an HTML mail, whose text is also the body
 };
 
 struct MailContent {

@@ -16,7 +16,6 @@ namespace {
 
 constexpr int attachments_per_terminal = 5;  // format of the attachment lists: one for each terminal
 constexpr int text_slots = 7;
-constexpr char text_kind = 'N';
 constexpr std::uintmax_t largest_attachment = 2 << 20;
 constexpr std::string_view not_for_names = "\\/:*?\"<>|";
 
@@ -31,6 +30,9 @@ constexpr MediaType media_types[] = {
     {".jpeg", "image/jpeg"},
     {".png", "image/png"},
     {".gif", "image/gif"},
+    {".webp", "image/webp"},
+    {".bmp", "image/bmp"},
+    {".svg", "image/svg+xml"},
     {".doc", "application/msword"},
     {".xls", "application/vnd.ms-excel"},
     {".ppt", "application/vnd.ms-powerpoint"},
@@ -38,23 +40,6 @@ constexpr MediaType media_types[] = {
     {".xlsx", "application/vnd.openxmlformats-officedocument.spreadsheetml.sheet"},
     {".pptx", "application/vnd.openxmlformats-officedocument.presentationml.presentation"},
 };
-
-// Texts go as bytes too: nobody knows in which code the file is.
-char const* MediaTypeOf(std::string const& file) {
-    std::string extension = fs::path(file).extension().string();
-    std::transform(extension.begin(), extension.end(), extension.begin(),
-                   [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c; });
-    for (MediaType const& known : media_types)
-        if (known.extension == extension) return known.type;
-    return "application/octet-stream";
-}
-
-char KindOf(Session& session, int id) {
-    COneMailData row;
-    if (session.Mails().GetMailData(id, row) < 0) return text_kind;
-    char const kind = row.GetTextOrHtmlMailFlag();
-    return kind == ' ' ? text_kind : kind;
-}
 
 // The work folder of the library, through which attachments go in and out; empty before and after.
 class WorkFolder {
@@ -99,19 +84,62 @@ AttachWriter& Bind(AttachWriter& attachments, Session& session, int id) {
     return attachments;
 }
 
-void Warn(OneMail const& mail) {
+void RequirePlaces(OneMail const& mail, char kind) {
+    for (int slot = 0; slot < terminal_count; ++slot)
+        if (!HoldsAttachments(kind, slot) && !mail.m_aAttach[slot].IsEmpty())
+            throw Failure(std::string(kind == kind_html
+                                          ? "PCのHTMLメールに添付できるのは pc だけです"
+                                          : "携帯のHTMLメールに添付できるのは nd、at、sb だけです") +
+                          "。--detach で外してください: " + terminal_names[static_cast<std::size_t>(slot)]);
+}
+
+void SetKind(Session& session, int id, char kind) {
+    COneMailData row;
+    if (session.Mails().GetMailData(id, row) < 0 || row.GetTextOrHtmlMailFlag() == kind) return;
+    CString flag(row.GetSpecialAddressFlag());
+    flag += kind;
+    if (session.Mails().SetMailDataPinPoint(id, CMailListViewer::column_special_flag, flag) < 0)
+        throw Failure("メールの種類を変えられませんでした: " + std::to_string(id));
+}
+
+void Warn(OneMail const& mail, char kind) {
     for (int slot = 0; slot < terminal_count; ++slot) {
         const std::string terminal = terminal_names[static_cast<std::size_t>(slot)];
         if (mail.m_strSubject[slot].GetLength() > MailWriter::subject_limit)
             std::cerr << "件名が長めです (" << terminal
                       << ")。相手のメールソフトで途中までしか見えないかもしれません。\n";
-        if (mail.m_strBody[slot].GetLength() > MailWriter::body_limit)
+        if (!HoldsMime(kind, slot) && mail.m_strBody[slot].GetLength() > MailWriter::body_limit)
             std::cerr << "本文が長めです (" << terminal << "): " << mail.m_strBody[slot].GetLength()
                       << "バイト\n";
     }
 }
 
 }  // namespace
+
+// Texts go as bytes too: nobody knows in which code the file is.
+char const* MediaTypeOf(std::string const& file) {
+    std::string extension = fs::path(file).extension().string();
+    std::transform(extension.begin(), extension.end(), extension.begin(),
+                   [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c; });
+    for (MediaType const& known : media_types)
+        if (known.extension == extension) return known.type;
+    return "application/octet-stream";
+}
+
+char KindOf(Session& session, int id) {
+    COneMailData row;
+    if (session.Mails().GetMailData(id, row) < 0) return kind_text;
+    char const kind = row.GetTextOrHtmlMailFlag();
+    return kind == ' ' ? kind_text : kind;
+}
+
+bool HoldsMime(char kind, int terminal) {
+    return kind == kind_html          ? terminal == pc
+           : kind == kind_mobile_html ? terminal == nd || terminal == at || terminal == sb
+                                      : false;
+}
+
+bool HoldsAttachments(char kind, int terminal) { return kind == kind_text || HoldsMime(kind, terminal); }
 
 TermType TerminalNamed(std::string_view name) {
     auto const found = std::find(terminal_names.begin(), terminal_names.end(), name);
@@ -197,14 +225,14 @@ NewAttachment AttachmentOf(TermType terminal, std::string const& file) {
     return {terminal, {Into(name, "添付するファイルの名前"), MediaTypeOf(file)}, file};
 }
 
-int StoreMail(Session& session, int id, std::vector<NewAttachment> const& added,
+int StoreMail(Session& session, int id, char kind, std::vector<NewAttachment> const& added,
               std::function<void(OneMail&)> const& change) {
-    char const kind = KindOf(session, id);
     const WorkFolder work(session);
     OneMailMaker maker(&session.Environment(), &session.Mails(), id);
-    OneMail mail = Opened(maker, kind);
+    OneMail mail = Opened(maker, id == new_mail ? kind : KindOf(session, id));
     change(mail);
-    Warn(mail);
+    RequirePlaces(mail, kind);
+    Warn(mail, kind);
     for (NewAttachment const& attachment : added) work.Take(attachment);
     std::vector<std::string> touched = {"MAIL/maillist.dat"};
     if (id != new_mail) {
@@ -212,6 +240,7 @@ int StoreMail(Session& session, int id, std::vector<NewAttachment> const& added,
         touched.push_back(MailFolder(id) + "/ATTACH");
     }
     SafeChange whole(session.DataDirectory(), touched);
+    if (id != new_mail) SetKind(session, id, kind);
     if (maker.SetOneMailData(mail, kind, attachments_per_terminal) < 0) NotStored(maker);
     if (id == new_mail) MakeEmptyTarget(session, maker.GetMailID());
     whole.Keep();

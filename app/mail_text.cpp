@@ -159,6 +159,8 @@ CString Mailable(CString const& text, bool one_line) {
     return CString(std::string_view(result));
 }
 
+CString MailableBody(CString const& text) { return WithShortLines(CrLfConverter(Mailable(text, false))); }
+
 CString HeaderText(CString const& text) {
     const std::string_view view = text.View();
     if (IsAscii(text) && view.size() <= longest_plain_header && view.find("=?") == view.npos) return text;
@@ -184,20 +186,6 @@ CString HeaderMailbox(Mailbox const& mailbox) {
     if (mailbox.name.IsEmpty()) return mailbox.address;
     const CString words = HeaderText(mailbox.name);
     return (words == mailbox.name ? QuotedName(mailbox.name) : words) + " <" + mailbox.address + ">";
-}
-
-MailText Merge(MailVersion const& version, CString const& honorific, OneCustomer const& customer) {
-    MailText text;
-    text.to_address = customer.Email;
-    CString name = customer.KanjiSei;
-    if (!name.IsEmpty() && !customer.KanjiMei.IsEmpty()) name += " ";
-    name += customer.KanjiMei;
-    if (!name.IsEmpty()) name += honorific;
-    text.to_name = Mailable(name, true).Trim();
-    text.subject = Mailable(MailWordInsert::GetMailWordInsert(customer, version.subject, 0), true);
-    text.body = WithShortLines(
-        CrLfConverter(Mailable(MailWordInsert::GetMailWordInsert(customer, version.body, 0), false)));
-    return text;
 }
 
 }  // namespace app

@@ -10,6 +10,7 @@
 
 #include "crossing.h"
 #include "mail_text.h"
+#include "merged_mail.h"
 #include "terminal.h"
 #include "tessaly/delivery.h"
 #include "tessaly/text.h"
@@ -117,7 +118,7 @@ class Mailing::Client {
             return delivery;
         }
         MailVersion const& version = mailing_.content_.For(customer.Email);
-        const MailText text = Merge(version, mailing_.content_.honorific, customer);
+        const MergedMail text = Merge(version, mailing_.content_.honorific, customer);
         delivery.message_id = MailSend::MakeMessageID(mailing_.message_id_text_, id);
         for (int attempt = 1;; ++attempt) {
             Fill(text, version.attachments, delivery.message_id);
@@ -133,12 +134,18 @@ class Mailing::Client {
     bool Connected() const { return !connection_failed_; }
 
   private:
-    void Fill(MailText const& text, std::vector<CString> const& attachments, CString const& message_id) {
+    void Fill(MergedMail const& text, std::vector<CString> const& attachments, CString const& message_id) {
         client_.ClearMailHeader();
         for (CString const& line :
              HeaderLines(mailing_.from_, mailing_.content_, {text.to_name, text.to_address}, text.subject))
             client_.AddHeader(line);
-        client_.SetBody(text.body);
+        if (text.mime) {
+            client_.SetContentType(text.mime->type, text.mime->subtype, text.mime->parameters);
+            client_.SetBody(text.mime->body);
+        } else {
+            client_.SetContentType("text", "plain", "; charset=ISO-2022-JP");
+            client_.SetBody(text.body);
+        }
         client_.ClearAttachFile();
         for (CString const& part : attachments) client_.AddAttachFile(part);
         client_.SetRecipient(text.to_address);

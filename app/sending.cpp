@@ -80,14 +80,15 @@ ServerSettings ServerOf(Session& session, std::string const& given) {
     return server;
 }
 
-void ShowFindings(std::vector<Finding> const& findings, bool anyway) {
+void ShowFindings(std::vector<Finding> const& findings, bool anyway, char const* where) {
     for (std::size_t i = 0; i < std::min(findings.size(), findings_shown); ++i)
-        std::cerr << "下書き " << findings[i].line << "行" << findings[i].column
+        std::cerr << where << " " << findings[i].line << "行" << findings[i].column
                   << "文字目: " << findings[i].text << "\n";
     if (findings.size() > findings_shown)
         std::cerr << "… ほか " << findings.size() - findings_shown << "か所\n";
     if (!findings.empty() && !anyway)
-        throw Failure("下書きに直すところがあります。このまま使うなら --force をつけてください。");
+        throw Failure(std::string(where) +
+                      "に直すところがあります。このまま使うなら --force をつけてください。");
 }
 
 std::vector<int> IdsIn(std::string_view text, std::string_view option) {

@@ -18,8 +18,9 @@ ServerSettings ServerOf(Session& session, std::string const& given);
 // "HOST:PORT", "[v6 address]:PORT", or a host alone, which leaves `port`. Throws Failure, naming `option`.
 void ReadServer(std::string const& text, std::string const& option, CString& host, int& port);
 
-// Shows what was found in a draft; throws Failure when something was, unless `anyway`.
-void ShowFindings(std::vector<Finding> const& findings, bool anyway);
+// Shows what was found in a draft, or in what else it is named; throws Failure when something was, unless
+// `anyway`.
+void ShowFindings(std::vector<Finding> const& findings, bool anyway, char const* where = "下書き");
 
 // "1,2,3"; throws Failure (usage), naming `option`, for anything else.
 std::vector<int> IdsIn(std::string_view text, std::string_view option);

@@ -3,10 +3,9 @@
 #include <algorithm>
 #include <cstdlib>
 #include <mutex>
-#include <random>
 
+#include "mime/boundary.h"
 #include "platform/clock.h"
-#include "storage/base64_text.h"
 
 namespace delivery {
 
@@ -58,19 +57,6 @@ CString SmtpDateNow(char const* zone) {
     return date;
 }
 
-CString NewBoundary() {
-    const platform::Instant now = platform::Now();
-    // Bytes with the lowest bit set: none is a NUL, which would end the text.
-    std::minstd_rand random(static_cast<unsigned>(now.seconds + now.milliseconds));
-    char const drawn[] = {static_cast<char>(random() | 1U), static_cast<char>(random() | 1U),
-                          static_cast<char>(random() | 1U), '\0'};
-    char marks[2 * sizeof drawn + 1] = {};
-    abnbase64encoding(marks, drawn);
-    const platform::CalendarTime local = platform::LocalTime(now.seconds);
-    CString boundary;
-    boundary.Format("_MULTIPART_%04d%02d%02d%02d%02d%02d%03d_%s_MIXED_", local.year, local.month, local.day,
-                    local.hour, local.minute, local.second, now.milliseconds, marks);
-    return boundary;
-}
+CString NewBoundary() { return mime::NewBoundary("_MULTIPART_", "_MIXED_"); }
 
 }  // namespace delivery

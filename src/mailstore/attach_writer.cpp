@@ -15,7 +15,6 @@
 
 namespace {
 
-constexpr int line_length = 76;
 constexpr std::string_view line_end = "\r\n";
 constexpr char const* terminal_names[] = {"pc", "nd", "at", "sb", "wl"};
 
@@ -31,20 +30,7 @@ bool IsPlainName(std::string_view name) {
     return true;
 }
 
-std::string Encoded(std::string const& content) {
-    std::string text(mime::Base64BodyRoom(content.size(), line_length), '\0');
-    base64encoding(reinterpret_cast<unsigned char*>(text.data()),
-                   reinterpret_cast<unsigned char const*>(content.data()), static_cast<int>(content.size()),
-                   line_length);
-    text.pop_back();  // the NUL
-    return text;
-}
-
 // Whether the Base64 form of a content still has a length that an int can tell.
-bool CanBeEncoded(std::string const& content) {
-    return mime::Base64BodyRoom(content.size(), line_length) <= std::numeric_limits<int>::max();
-}
-
 void RemoveLineEnds(std::string& text) {
     std::erase_if(text, [](char c) { return c == '\r' || c == '\n'; });
 }
@@ -205,11 +191,11 @@ int AttachWriter::EncodeTempDataToDataDir(CString name, int fromRoot) {
     const CString folder =
         fromRoot && env_ ? env_->DataPath("MAIL\\ATEMP\\") : GetFolderPathForAttachFileTemporary();
     if (!IsPlainName(name.View()) || !platform::ReadWholeFile(folder + name, content) ||
-        !CanBeEncoded(content))
+        !mime::FitsBase64Body(content.size()))
         return Fail(attach_file_read_failed);
     if (target.IsEmpty()) return Fail(attach_file_write_failed);
     MakeDirectoryCompel(GetFolderPathForAttachFileBody());
-    return platform::WriteWholeFile(target, Encoded(content)) ? done : Fail(attach_file_write_failed);
+    return platform::WriteWholeFile(target, mime::Base64Body(content)) ? done : Fail(attach_file_write_failed);
 }
 
 int AttachWriter::CheckAllFile() {
@@ -242,8 +228,8 @@ int AttachWriter::WriteFromMemoryToFileAppointFileName(CString path) {
 
 CString AttachWriter::GetBase64EncodedStringForFile(CString path) {
     std::string content;
-    if (!platform::ReadWholeFile(path, content) || !CanBeEncoded(content)) return {};
-    std::string text = Encoded(content);
+    if (!platform::ReadWholeFile(path, content) || !mime::FitsBase64Body(content.size())) return {};
+    std::string text = mime::Base64Body(content);
     if (!text.ends_with(line_end)) text += line_end;
     return CString(std::string_view(text));
 }

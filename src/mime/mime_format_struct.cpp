@@ -8,7 +8,7 @@
 
 #include "mime/ascii.h"
 #include "mime/encoded_words.h"
-#include "mime/mail_data_structure.h"
+#include "mime/quoted_printable.h"
 #include "mime/transfer_encodings.h"
 #include "text/kcodec.h"
 #include "text/strings.h"
@@ -144,7 +144,7 @@ int MimeFormatStruct::ConvertBodyToCp932String(CString& out) {
         if (!DecodeBase64(m_strBody, decoded)) return 0;
         text = CString(decoded.c_str());
     } else if (encoding == quoted_printable) {
-        text = CMailDataStructure::QuotedPrintableDecoder(m_strBody);
+        text = CString(mime::FromQuotedPrintable(m_strBody.View()).c_str());
     } else if (encoding == seven_bit || encoding == eight_bit) {
         text = m_strBody;
     } else {

@@ -1,8 +1,10 @@
 #include "mime/quoted_printable.h"
 
 #include <algorithm>
+#include <climits>
 #include <cstdint>
 #include <cstring>
+#include <new>
 
 namespace mime {
 namespace {
@@ -99,6 +101,28 @@ bool DecodeQuotedPairs(QuotedText& text) noexcept {
         text.in += 3;
     }
     return true;
+}
+
+CString QuotedPrintable(std::string_view text) {
+    const std::size_t room = QuotedPrintableRoom(text);
+    if (room > INT_MAX) throw std::bad_alloc();
+    CString encoded;
+    char* const out = encoded.GetBuffer(static_cast<int>(room));
+    encoded.ReleaseBuffer(static_cast<int>(EncodeQuotedPrintable(text, out)));
+    return encoded;
+}
+
+std::string FromQuotedPrintable(std::string_view in) {
+    std::string decoded(in.size(), '\0');
+    QuotedText text{in.data(), in.data() + in.size(), decoded.data()};
+    for (DecodeQuotedRun(text); text.end - text.in > 2; DecodeQuotedRun(text)) {
+        if (std::memcmp(text.in, soft_break.data(), soft_break.size()) == 0)
+            text.in += soft_break.size();
+        else
+            *text.out++ = *text.in++;
+    }
+    decoded.resize(static_cast<std::size_t>(text.out - decoded.data()));
+    return decoded;
 }
 
 }  // namespace mime

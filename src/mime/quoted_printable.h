@@ -2,7 +2,10 @@
 
 #include <array>
 #include <cstddef>
+#include <string>
 #include <string_view>
+
+#include "platform/cstring.h"
 
 // Quoted-printable (RFC 2045 6.7) under the operations that offer it.
 namespace mime {
@@ -16,6 +19,11 @@ std::size_t QuotedPrintableRoom(std::string_view in) noexcept;
 
 // Encodes `in` into `out`. Result: characters written.
 std::size_t EncodeQuotedPrintable(std::string_view in, char* out) noexcept;
+
+// A whole text in quoted-printable, and the way back with all its bytes; see CMailDataStructure, which offers
+// them.
+CString QuotedPrintable(std::string_view text);
+std::string FromQuotedPrintable(std::string_view text);
 
 // Value of a hexadecimal digit in either case; -1 for any other character.
 inline constexpr std::array<signed char, 256> hex_values = [] {

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <limits>
 #include <string_view>
 
 #include "mime/base64_decoder.h"
@@ -36,6 +37,25 @@ std::size_t DecodeQuotedBody(std::string_view in, char* out) {
 }
 
 }  // namespace
+
+namespace mime {
+
+constexpr int body_line = 76;
+
+std::string Base64Body(std::string_view content) {
+    std::string text(Base64BodyRoom(content.size(), body_line), '\0');
+    base64encoding(reinterpret_cast<unsigned char*>(text.data()),
+                   reinterpret_cast<unsigned char const*>(content.data()), static_cast<int>(content.size()),
+                   body_line);
+    text.pop_back();  // the NUL
+    return text;
+}
+
+bool FitsBase64Body(std::size_t size) noexcept {
+    return Base64BodyRoom(size, body_line) <= std::numeric_limits<int>::max();
+}
+
+}  // namespace mime
 
 long normal_base64decoding(char* out, char const* in) {
     const std::size_t written = mime::DecodeBase64(View(in), out);

@@ -1,12 +1,14 @@
 #pragma once
 
 #include <cstddef>
+#include <string>
+#include <string_view>
 
 #include "platform/export.h"
 #include "text/base64_codec.h"
 
 // The transfer encodings of mail bodies and files: Base64 (RFC 2045 6.8) and quoted-printable (RFC 2045 6.7).
-// The quoted-printable encoder for whole texts is CMailDataStructure::QuotedPrintableEncorder.
+// Whole texts in quoted-printable: mime/quoted_printable.h.
 //
 // All operations are free of state and run in one pass; any number of threads may use them at once. Buffers
 // are the caller's. The room that each needs for any input whatever, hostile bytes included, is told by a
@@ -26,6 +28,11 @@ constexpr std::size_t Base64BodyRoom(std::size_t size, int line_length) noexcept
     const std::size_t characters = text::Base64EncodedSize(size);
     return characters + (line_length > 0 ? characters / static_cast<std::size_t>(line_length) * 2 : 0) + 1;
 }
+
+// A whole file as the body of a part (RFC 2045 6.8): lines of 76 characters, a CR LF behind each full one.
+// The file must fit: sizes are ints here.
+std::string Base64Body(std::string_view content);
+bool FitsBase64Body(std::size_t size) noexcept;
 
 // Room in bytes for DecodeMailBody of `length` characters.
 constexpr std::size_t MailBodyRoom(std::size_t length) noexcept { return length + 1; }

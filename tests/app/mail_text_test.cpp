@@ -6,6 +6,7 @@
 #include <random>
 
 #include "crossing.h"
+#include "merged_mail.h"
 #include "tessaly/mime.h"
 #include "tessaly/text.h"
 
@@ -70,8 +71,8 @@ TEST(MailText, ACustomersValuesStayValues) {
     customer.KanjiSei = In("表\r\nBcc: b@example.jp");
     customer.KanjiMei = In("ﾊﾅｺ\r\n\r\n.");
     customer.Address1 = In("一\n.\r\nQUIT\r二");
-    const app::MailVersion version{In("<%名前(姓)%>様"), In("<%市区町村%>\r\n終わり\r\n"), {}};
-    const app::MailText text = app::Merge(version, In("様\r\n"), customer);
+    const app::MailVersion version{In("<%名前(姓)%>様"), In("<%市区町村%>\r\n終わり\r\n"), {}, nullptr};
+    const app::MergedMail text = app::Merge(version, In("様\r\n"), customer);
     EXPECT_EQ(app::Out(text.to_name), "表  Bcc: b@example.jp ハナコ    .様");
     EXPECT_EQ(app::Out(text.subject), "表  Bcc: b@example.jp様");
     EXPECT_EQ(app::Out(text.body), "一\r\n.\r\nQUIT\r\n二\r\n終わり\r\n");
@@ -84,7 +85,7 @@ TEST(MailText, NoLineOfABodyIsTooLongForAServer) {
     const std::string rows[] = {std::string(5000, 'a'), mixed, mixed + "\r\n\r\n" + mixed + "\r\n",
                                 "短い\r\n"};
     for (std::string const& row : rows) {
-        const CString body = app::Merge({"s", In(row), {}}, "", OneCustomer()).body;
+        const CString body = app::Merge({"s", In(row), {}, nullptr}, "", OneCustomer()).body;
         std::string joined, wanted = app::Out(In(row));
         KCodeC code;
         for (std::string_view rest = body.View(); !rest.empty();) {

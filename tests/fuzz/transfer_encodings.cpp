@@ -3,7 +3,7 @@
 #include "mime/transfer_encodings.h"
 
 #include "fuzz_target.h"
-#include "mime/mail_data_structure.h"
+#include "mime/quoted_printable.h"
 #include "storage/base64_text.h"
 
 namespace {
@@ -53,9 +53,8 @@ void TextComesBack(std::string const& text) {
                     text == out.get(),
                 "the tolerant decoder gives the text back");
 
-    const CString quoted = CMailDataStructure::QuotedPrintableEncorder(CString(text.c_str()));
-    fuzz::Check(CMailDataStructure::QuotedPrintableDecoder(quoted).View() == text,
-                "quoted-printable comes back");
+    const CString quoted = mime::QuotedPrintable(text);
+    fuzz::Check(mime::FromQuotedPrintable(quoted.View()) == text, "quoted-printable comes back");
     fuzz::Check(BodyDecoded(std::string(quoted.View()), MAIL_BODY_QUOTED_PRINTABLE) == text,
                 "the quoted-printable body comes back");
     // A lone CR begins a line too.
@@ -77,7 +76,7 @@ void AnyBytesAreDecoded(std::string const& in) {
     fuzz::Check(size >= 0 && static_cast<std::size_t>(size) < mime::Base64DecodedRoom(in.size()), "it fits");
     BodyDecoded(in, MAIL_BODY_BASE64);
     fuzz::Check(BodyDecoded(in, 0) == in, "an unknown mode copies");
-    CMailDataStructure::QuotedPrintableDecoder(fuzz::ExactText(in));
+    mime::FromQuotedPrintable(in);
 
     unsigned long room = in.size();
     int const known = GetSizeAfterQuotedPrintableDecoding(fuzz::ExactText(in), room);

@@ -1,0 +1,161 @@
+#include "eml_file.h"
+
+#include <stdlib.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+
+#include "crossing.h"
+#include "failure.h"
+#include "html_mail.h"
+#include "mail_text.h"
+#include "tessaly/delivery.h"
+#include "tessaly/text.h"
+
+namespace fs = std::filesystem;
+
+namespace app {
+namespace {
+
+constexpr std::string_view not_for_names = "\\/:*?\"<>|";
+
+std::string ReadFile(std::string const& path) {
+    std::ifstream file(path, std::ios::binary);
+    if (!file) throw Failure("ファイルを読めません: " + path);
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
+// The bytes of a part without its transfer encoding; any that is not known counts as none.
+std::string Content(MimeFormatStruct const& part) {
+    CString encoding;
+    part.GetContentTransferEncoding(encoding);
+    int const mode = encoding == "base64"             ? MAIL_BODY_BASE64
+                     : encoding == "quoted-printable" ? MAIL_BODY_QUOTED_PRINTABLE
+                                                      : 0;
+    std::string bytes(mime::MailBodyRoom(static_cast<std::size_t>(part.m_strBody.GetLength())), '\0');
+    int size = 0;
+    DecodeMailBody(part.m_strBody, mode, bytes.data(), size);
+    bytes.resize(static_cast<std::size_t>(size));
+    return bytes;
+}
+
+// A text part in UTF-8, without the library's detour where it comes so.
+std::string TextOf(MimeFormatStruct const& part) {
+    const std::string bytes = Content(part);
+    if (part.CharsetIs("utf-8")) return bytes;
+    const CString text(bytes.c_str());
+    if (part.CharsetIs("iso-2022-jp")) {
+        KCodeC code;
+        return Out(CString(code.jis7tosj(text)));
+    }
+    CString charset;
+    if (!part.GetCharset(charset) || charset == "us-ascii" || charset == "shift_jis" ||
+        charset == "shift-jis" || charset == "windows-31j" || charset == "cp932")
+        return Out(text);
+    if (charset == "euc-jp") {
+        KCodeC code;
+        return Out(CString(code.ujtosj(text)));
+    }
+    throw Failure("この文字コードの文面は読めません: " + Out(charset));
+}
+
+std::string SafeName(CString const& name, std::size_t number) {
+    std::string safe = OnOneLine(Out(name));
+    std::replace_if(
+        safe.begin(), safe.end(), [](char c) { return not_for_names.find(c) != not_for_names.npos; }, '_');
+    return safe.empty() || safe.find_first_not_of('.') == safe.npos ? "file" + std::to_string(number) : safe;
+}
+
+void Replace(std::string& text, std::string const& from, std::string const& to) {
+    for (std::size_t at = 0; (at = text.find(from, at)) != text.npos; at += to.size())
+        text.replace(at, from.size(), to);
+}
+
+}  // namespace
+
+CString EmlOf(MailVersion const& version) {
+    CMimeAnalyze parts = version.html ? *version.html : PartsOf(ComposeText(version.body));
+    for (CString const& attachment : version.attachments) parts.AddMIMENormalAttach(attachment);
+    CString header, body;
+    parts.GetMimeString(header, body, 1, nullptr);
+    CString subject = "Subject: " + HeaderText(Mailable(version.subject, true)) + "\r\n";
+    return subject + header + "\r\n" + body;
+}
+
+UnpackedEml::UnpackedEml(std::string const& file)
+    : folder_((fs::temp_directory_path() / "tessaly-eml-XXXXXX").string()) {
+    if (!mkdtemp(folder_.data())) throw Failure("作業用のディレクトリを作れません: " + folder_);
+    try {
+        Unpack(file);
+    } catch (...) {
+        std::error_code ignored;
+        fs::remove_all(folder_, ignored);
+        throw;
+    }
+}
+
+UnpackedEml::~UnpackedEml() {
+    std::error_code ignored;
+    fs::remove_all(folder_, ignored);
+}
+
+void UnpackedEml::Unpack(std::string const& file) {
+    const std::string content = ReadFile(file);
+    const CString text{std::string_view(content)};
+    CMimeAnalyze parts;
+    if (static_cast<std::size_t>(text.GetLength()) != content.size() ||
+        parts.AnalyzeMime(text) != CMimeAnalyze::ok)
+        throw Failure("メールとして読めません: " + file);
+    if (parts.GetDataTypeFromNowSetData() == CMimeAnalyze::type_nothing)
+        throw Failure("文面のないメールです: " + file);
+    MailAnalyzer analyzer;
+    analyzer.MailAnalysis(text);
+    const std::string subject = OnOneLine(Out(analyzer.GetDecodeMailSubject()));
+    if (subject.empty()) throw Failure("件名のないメールです: " + file);
+    MimeFormatStruct part;
+    parts.GetMIMETextpart(part);
+    texts_.draft =
+        Write("draft.txt", "Subject: " + subject + "\n\n" + (parts.TextPartExist() ? TextOf(part) : ""));
+    if (parts.HtmlPartExist()) UnpackHtml(parts);
+    UnpackAttachments(parts);
+}
+
+std::string UnpackedEml::Write(std::string const& name, std::string_view content) const {
+    const std::string path = folder_ + "/" + name;
+    fs::create_directories(fs::path(path).parent_path());
+    std::ofstream file(path, std::ios::binary);
+    file << content;
+    file.close();
+    if (!file) throw Failure("作業用のファイルを書けません: " + path);
+    return path;
+}
+
+// Pictures get a file each, and the HTML names it in place of the part.
+void UnpackedEml::UnpackHtml(CMimeAnalyze const& parts) {
+    MimeFormatStruct part;
+    parts.GetMIMEHtmlpart(part);
+    std::string html = TextOf(part);
+    std::size_t number = 0;
+    for (MimeFormatStruct picture : parts.GetConstRefOfMimeHtmlAttach()) {
+        CString id, name;
+        if (!picture.GetContentId(id)) continue;
+        picture.GetNameParamFromContentType(name);
+        const std::string folder = "picture" + std::to_string(++number) + "/", safe = SafeName(name, number);
+        Write(folder + safe, Content(picture));
+        Replace(html, "cid:" + Out(id.Trim().Trim("<>")), folder + safe);
+    }
+    texts_.html = Write("mail.html", html);
+}
+
+void UnpackedEml::UnpackAttachments(CMimeAnalyze& parts) {
+    for (int i = 0; i < parts.CountMIMENormalAttach(); ++i) {
+        MimeFormatStruct part;
+        parts.GetMIMENormalAttach(i, part);
+        const std::string name = SafeName(parts.GetMIMENormalAttachName(i), static_cast<std::size_t>(i) + 1);
+        texts_.attach.push_back(Write("attachment" + std::to_string(i) + "/" + name, Content(part)));
+    }
+}
+
+}  // namespace app

@@ -1,0 +1,51 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "html_source.h"
+#include "mail_store.h"
+
+namespace app {
+
+// What a person gives for the texts and attachments of a stored mail.
+struct MailArguments {
+    std::string draft;
+    std::string html;
+    std::vector<std::string> pictures;
+    bool no_html = false;
+    std::string terminal = terminal_names[pc];
+    std::vector<std::string> attach;
+    std::vector<std::string> detach;
+    std::string honorific;
+    std::string address_name;
+    bool clear_text = false;
+    bool force = false;
+};
+
+// The same, read from its files and found good. Making one throws Failure, and shows what was found in them.
+class MailChanges {
+  public:
+    explicit MailChanges(MailArguments const& arguments);
+
+    std::vector<NewAttachment> const& Added() const { return added_; }
+    // The kind that a mail of kind `present` becomes. Throws Failure when the changes do not go with it.
+    char KindFor(char present) const;
+    void Make(OneMail& mail, char present) const;
+
+  private:
+    void ReadTexts();
+    CString BodyFor(CString const& present, char kind) const;
+    bool Take(OneMail& mail, CString const& name) const;
+    void Detach(OneMail& mail, std::string const& name) const;
+
+    MailArguments const& arguments_;
+    TermType terminal_;
+    std::vector<NewAttachment> added_;
+    Draft draft_;
+    std::optional<HtmlSource> html_;
+    CString honorific_, address_name_;
+};
+
+}  // namespace app
