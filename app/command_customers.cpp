@@ -3,6 +3,7 @@
 #include <memory>
 #include <vector>
 
+#include "checked_customer.h"
 #include "command.h"
 #include "command_import.h"
 #include "crossing.h"
@@ -101,10 +102,7 @@ void RefuseKnownAddress(Session& session, CString const& address, int own_id) {
 
 void Store(Session& session, Elements const& elements, OneCustomer& customer,
            std::vector<std::string> const& values) {
-    for (std::string const& text : values) {
-        const Assignment assignment = ReadAssignment(elements, text);
-        customer.*MemberOf(assignment.element) = assignment.value;
-    }
+    TakeValues(elements, values, customer);
     if (customer.Email.IsEmpty())
         throw Failure("メールアドレスが必要です。「メールアドレス=...」を加えてください。");
     RefuseKnownAddress(session, customer.Email, customer.CustomerID);

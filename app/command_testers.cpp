@@ -4,6 +4,7 @@
 #include <memory>
 #include <vector>
 
+#include "checked_customer.h"
 #include "command.h"
 #include "crossing.h"
 #include "elements.h"
@@ -47,10 +48,7 @@ void Add(Arguments const& arguments) {
     for (OneCustomer const& known : Testers(session)) id = std::max(id, known.CustomerID + 1);
     OneCustomer tester;
     testers.InitOneCustomer(tester, id);
-    for (std::string const& text : arguments.values) {
-        const Assignment assignment = ReadAssignment(elements, text);
-        tester.*MemberOf(assignment.element) = assignment.value;
-    }
+    TakeValues(elements, arguments.values, tester);
     if (tester.Email.IsEmpty())
         throw Failure("メールアドレスが必要です。「メールアドレス=...」を加えてください。");
     if (testers.SetTestMailingInfo(tester, id) < 0)

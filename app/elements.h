@@ -34,6 +34,9 @@ class Elements {
 // Why a customer's value cannot be stored, as every way of bringing it in judges; empty when it can.
 std::string RefusalOf(Element const& element, CString const& value);
 
+// A good value in the form that the import gives it, so that one date is written one way in all rows.
+CString AsImported(Element const& element, CString const& value);
+
 // The member of a customer that an element stands for; null for those without one of type CString, and for
 // the delete flag, which has commands of its own.
 CString OneCustomer::*MemberOf(int element);
@@ -41,7 +44,7 @@ CString OneCustomer::*MemberOf(int element);
 // Elements that people see: not the spare columns and the delete flag.
 bool IsForPeople(int element);
 
-// "TITLE=VALUE"; throws Failure when it is not of that form.
+// "TITLE=VALUE", the value not judged; throws Failure when it is not of that form.
 struct Assignment {
     int element;
     CString value;

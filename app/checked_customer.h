@@ -1,0 +1,17 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "elements.h"
+
+// Values that a person gives by command. They pass the setters of the library's checked customer, which are
+// stricter than the import: a file is taken as it comes, a person can be asked again.
+namespace app {
+
+// Puts "TITLE=VALUE" texts into a customer, in the form in which the import stores values; an empty value
+// clears. Throws Failure, naming every value that is refused with its reason, and leaves the customer alone
+// then.
+void TakeValues(Elements const& elements, std::vector<std::string> const& texts, OneCustomer& customer);
+
+}  // namespace app
