@@ -207,15 +207,15 @@ class Pictures {
         if (is_new) known->second = IdOf(FileOf(address), address, place);
         if (!known->second.empty()) Replace(place, "cid:" + known->second);
     }
+    // Where an address leads: below the page's folder, or to an extra picture of that name. Elsewhere it does
+    // not, so that a page from somebody else takes no file of this machine along.
     std::string FileOf(std::string address) {
-        if (address.starts_with("file://")) address.erase(0, 7);
         address = PercentDecoded(address.substr(0, address.find_first_of("?#")));
-        fs::path file = folder_ / fs::path(address);
-        std::error_code error;
-        if (fs::is_regular_file(file, error)) return file.string();
         std::replace(address.begin(), address.end(), '\\', '/');
-        file = folder_ / fs::path(address);
-        if (fs::is_regular_file(file, error)) return file.string();
+        const fs::path named = fs::path(address).lexically_normal(), file = folder_ / named;
+        std::error_code error;
+        if (named.is_relative() && *named.begin() != ".." && fs::is_regular_file(file, error))
+            return file.string();
         auto const extra = extra_.find(file.filename().string());
         if (extra == extra_.end()) return taken_[file.filename().string()];
         const std::string found = taken_[extra->first] = extra->second;
@@ -226,7 +226,7 @@ class Pictures {
     std::string IdOf(std::string const& file, std::string const& address, HtmlPlace place) {
         std::error_code error;
         if (file.empty() || !fs::is_regular_file(file, error)) {
-            Find(place, "画像がありません: " + address);
+            Find(place, "HTMLのフォルダーの中に画像がありません (ほかにあれば --inline で指定): " + address);
             return {};
         }
         if (!std::string_view(MediaTypeOf(file)).starts_with("image/")) {

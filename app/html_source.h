@@ -23,8 +23,8 @@ struct HtmlSource {
 
 // The file is UTF-8, or Shift-JIS if it is no UTF-8. Characters that the library cannot keep, or that mail
 // programs do not know, become numeric references; known merge words get their escaped form; a meta tag that
-// tells a charset goes, since the mail's header tells it. Pictures that lie where the HTML names them, seen
-// from its folder, are named by "cid:" (RFC 2392) from then on; everything else of the tag stays as its
+// tells a charset goes, since the mail's header tells it. Pictures that lie where the HTML names them, in its
+// folder or below, are named by "cid:" (RFC 2392) from then on; everything else of the tag stays as its
 // author wrote it, for which the library's replacement of attributes would write the tag anew.
 //
 // `extra` are pictures that lie elsewhere, known by their file names. `findings` gets pictures that are

@@ -10,7 +10,7 @@ class TESSALY_API EmlFileEncoder : public HtmlMailEncoder {
 
     // Empties subject and texts.
     void EmlInit();
-    // All three in Shift-JIS.
+    // All three in Shift-JIS; the subject is one line.
     void SetEmlSubject(CString subject) { subject_ = subject; }
     void SetEmlPlainTextBody(CString text) { SetPlainText(text); }
     void SetEmlHtmlTextBody(CString html) { SetHtmlText(html); }
