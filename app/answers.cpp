@@ -9,6 +9,7 @@
 #include "failure.h"
 #include "mail_status.h"
 #include "mail_store.h"
+#include "received_text.h"
 #include "tessaly/text.h"
 
 namespace app {
@@ -105,7 +106,7 @@ Answer Answers::Take(std::string const& text) {
     analyzer_.MailAnalysis(mail);
     Answer answer;
     answer.from = analyzer_.GetFromAddress();
-    answer.subject = analyzer_.GetDecodeMailSubject();
+    answer.subject = SubjectOf(analyzer_);
     CString original_id = analyzer_.GetOriginalMessageID();
     if (original_id.IsEmpty()) original_id = NamedByReceipt(mail);
     if (auto const original = OriginalOf(original_id)) {

@@ -7,9 +7,9 @@
 
 #include "command.h"
 #include "crossing.h"
-#include "durable_file.h"
 #include "failure.h"
 #include "progress.h"
+#include "whole_file.h"
 
 namespace fs = std::filesystem;
 

@@ -5,7 +5,6 @@
 #include <filesystem>
 #include <fstream>
 #include <iostream>
-#include <iterator>
 #include <map>
 #include <memory>
 #include <thread>
@@ -19,6 +18,7 @@
 #include "listing.h"
 #include "progress.h"
 #include "terminal.h"
+#include "whole_file.h"
 
 namespace app {
 namespace {
@@ -49,10 +49,7 @@ char SingleByte(std::string const& text, char const* option, bool may_be_empty) 
 }
 
 std::string ReadFile(std::string const& name) {
-    std::ifstream file(name, std::ios::binary);
-    if (!file || std::filesystem::is_directory(name)) throw Failure("ファイルを開けません: " + name);
-    std::string content{std::istreambuf_iterator<char>(file), {}};
-    if (file.bad()) throw Failure("ファイルを読めません: " + name);
+    std::string content = ReadWholeFile(name, "ファイル");
     if (content.empty()) throw Failure("ファイルが空です: " + name);
     return content;
 }

@@ -9,6 +9,7 @@
 #include "inbox.h"
 #include "listing.h"
 #include "progress.h"
+#include "received_text.h"
 #include "tessaly/delivery.h"
 #include "tessaly/mime.h"
 
@@ -37,12 +38,6 @@ CString DateOf(MailAnalyzer const& analyzer) {
 }
 
 // The analysis reads the words of ISO-2022-JP only.
-CString SubjectOf(MailAnalyzer const& analyzer) {
-    CString subject = analyzer.GetDecodeMailSubject();
-    if (subject.Find("=?") >= 0) DecodeMimeHeaderParam(analyzer.GetDecodeMailSubject(), subject);
-    return subject;
-}
-
 // Bodies in UTF-8 stay so in the library, and keep what has no form there.
 std::string BodyText(CString const& body) {
     const std::string text(body.View());

@@ -1,13 +1,11 @@
 #include <cstdint>
 #include <filesystem>
-#include <fstream>
 #include <iostream>
 #include <memory>
 #include <vector>
 
 #include "command.h"
 #include "crossing.h"
-#include "durable_file.h"
 #include "eml_file.h"
 #include "failure.h"
 #include "html_mail.h"
@@ -17,6 +15,7 @@
 #include "mail_status.h"
 #include "progress.h"
 #include "target.h"
+#include "whole_file.h"
 
 namespace app {
 namespace {
@@ -75,12 +74,7 @@ void Export(Arguments const& arguments) {
     Session session(arguments.access, arguments.env_file, Session::For::reading);
     RequireMail(session, arguments.mail, Deleted::allow);
     const CString eml = EmlOf(ContentOf(session, arguments.mail).versions[pc]);
-    bool const written = ReplaceFile(arguments.file, [&](std::string const& file) {
-        std::ofstream out(file, std::ios::binary);
-        out << eml.View();
-        out.close();
-        return static_cast<bool>(out);
-    });
+    bool const written = ReplaceFile(arguments.file, eml.View());
     if (!written) throw Failure("書けませんでした: " + arguments.file);
     std::cout << "メールを書き出しました: " << arguments.file << "\n";
 }

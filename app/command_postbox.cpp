@@ -5,11 +5,11 @@
 #include <thread>
 
 #include "command.h"
-#include "durable_file.h"
 #include "failure.h"
 #include "postbox_server.h"
 #include "progress.h"
 #include "terminal.h"
+#include "whole_file.h"
 
 namespace app {
 namespace {

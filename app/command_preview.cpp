@@ -1,19 +1,18 @@
 #include <algorithm>
 #include <array>
-#include <fstream>
 #include <iostream>
 #include <memory>
 #include <vector>
 
 #include "command.h"
 #include "crossing.h"
-#include "durable_file.h"
 #include "failure.h"
 #include "html_mail.h"
 #include "merged_mail.h"
 #include "progress.h"
 #include "sending.h"
 #include "target.h"
+#include "whole_file.h"
 
 namespace app {
 namespace {
@@ -118,16 +117,10 @@ void ShowSizes(Session& session, Arguments const& arguments, MailContent const& 
 
 // The HTML that the customer gets, for a browser.
 void WritePage(MailVersion const& version, OneCustomer const& customer, std::string const& file) {
-    if (!version.html) throw Failure("この端末に届く文面にHTMLはありません。");
     CMimeAnalyze parts = *version.html;
     MergeInto(parts, customer);
     const std::string page = PageOf(parts);
-    bool const written = ReplaceFile(file, [&](std::string const& new_file) {
-        std::ofstream out(new_file, std::ios::binary);
-        out << page;
-        out.close();
-        return static_cast<bool>(out);
-    });
+    bool const written = ReplaceFile(file, page);
     if (!written) throw Failure("書けませんでした: " + file);
     std::cout << "HTML: " << file << "\n";
 }
@@ -141,6 +134,7 @@ void PreviewStored(Arguments const& arguments) {
     TermType const terminal = arguments.terminal.empty() ? CXEmail::GetTermTypeFromMailAddr(customer.Email)
                                                          : TerminalNamed(arguments.terminal);
     MailVersion const& version = content.versions[static_cast<std::size_t>(terminal)];
+    if (!arguments.page.empty() && !version.html) throw Failure("この端末に届く文面にHTMLはありません。");
     ShowMail(session, content, version, {}, customer);
     const OneMail mail = ReadMail(session, arguments.mail);
     auto const& own = mail.m_aAttach[terminal].IsEmpty() ? mail.m_aAttach[pc] : mail.m_aAttach[terminal];

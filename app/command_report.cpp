@@ -1,6 +1,5 @@
 #include <algorithm>
 #include <cstdint>
-#include <filesystem>
 #include <iostream>
 #include <memory>
 #include <vector>

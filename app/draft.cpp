@@ -1,15 +1,13 @@
 #include "draft.h"
 
 #include <algorithm>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <string_view>
 
 #include "crossing.h"
 #include "failure.h"
 #include "tessaly/delivery.h"
 #include "tessaly/text.h"
+#include "whole_file.h"
 
 namespace app {
 namespace {
@@ -24,10 +22,7 @@ struct Line {
 };
 
 std::string ReadFile(std::string const& name) {
-    std::ifstream file(name, std::ios::binary);
-    if (!file || std::filesystem::is_directory(name)) throw Failure("下書きを開けません: " + name);
-    std::string content{std::istreambuf_iterator<char>(file), {}};
-    if (file.bad()) throw Failure("下書きを読めません: " + name);
+    std::string content = ReadWholeFile(name, "下書き");
     if (content.size() > largest_draft) throw Failure("下書きが大きすぎます (4MBまで): " + name);
     if (content.starts_with(byte_order_mark)) content.erase(0, byte_order_mark.size());
     return content;

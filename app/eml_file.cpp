@@ -4,15 +4,15 @@
 
 #include <algorithm>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 
 #include "crossing.h"
 #include "failure.h"
 #include "html_mail.h"
 #include "mail_text.h"
+#include "received_text.h"
 #include "tessaly/delivery.h"
 #include "tessaly/text.h"
+#include "whole_file.h"
 
 namespace fs = std::filesystem;
 
@@ -20,12 +20,6 @@ namespace app {
 namespace {
 
 constexpr std::string_view not_for_names = "\\/:*?\"<>|";
-
-std::string ReadFile(std::string const& path) {
-    std::ifstream file(path, std::ios::binary);
-    if (!file) throw Failure("ファイルを読めません: " + path);
-    return {std::istreambuf_iterator<char>(file), {}};
-}
 
 // The bytes of a part without its transfer encoding; any that is not known counts as none.
 std::string Content(MimeFormatStruct const& part) {
@@ -61,16 +55,17 @@ std::string TextOf(MimeFormatStruct const& part) {
     throw Failure("この文字コードの文面は読めません: " + Out(charset));
 }
 
-std::string SafeName(CString const& name, std::size_t number) {
-    std::string safe = OnOneLine(Out(name));
+// A part's name as that of a file; `number` makes one up, with the type's extension for a picture.
+std::string SafeName(MimeFormatStruct const& part, std::size_t number) {
+    std::string safe = OnOneLine(NameOfPart(part));
     std::replace_if(
         safe.begin(), safe.end(), [](char c) { return not_for_names.find(c) != not_for_names.npos; }, '_');
-    return safe.empty() || safe.find_first_not_of('.') == safe.npos ? "file" + std::to_string(number) : safe;
-}
-
-void Replace(std::string& text, std::string const& from, std::string const& to) {
-    for (std::size_t at = 0; (at = text.find(from, at)) != text.npos; at += to.size())
-        text.replace(at, from.size(), to);
+    if (safe.find_first_not_of('.') == safe.npos) safe = "file" + std::to_string(number);
+    CString type, subtype, parameters;
+    MimeDecodeTool::SplitContentType(part.m_strContentType, type, subtype, parameters);
+    if (type.Trim().CompareNoCase("image") == 0 && fs::path(safe).extension().empty())
+        safe += "." + Out(subtype.Trim());
+    return safe;
 }
 
 }  // namespace
@@ -102,7 +97,7 @@ UnpackedEml::~UnpackedEml() {
 }
 
 void UnpackedEml::Unpack(std::string const& file) {
-    const std::string content = ReadFile(file);
+    const std::string content = ReadWholeFile(file, "ファイル");
     const CString text{std::string_view(content)};
     CMimeAnalyze parts;
     if (static_cast<std::size_t>(text.GetLength()) != content.size() ||
@@ -112,7 +107,7 @@ void UnpackedEml::Unpack(std::string const& file) {
         throw Failure("文面のないメールです: " + file);
     MailAnalyzer analyzer;
     analyzer.MailAnalysis(text);
-    const std::string subject = OnOneLine(Out(analyzer.GetDecodeMailSubject()));
+    const std::string subject = OnOneLine(Out(SubjectOf(analyzer)));
     if (subject.empty()) throw Failure("件名のないメールです: " + file);
     MimeFormatStruct part;
     parts.GetMIMETextpart(part);
@@ -125,10 +120,7 @@ void UnpackedEml::Unpack(std::string const& file) {
 std::string UnpackedEml::Write(std::string const& name, std::string_view content) const {
     const std::string path = folder_ + "/" + name;
     fs::create_directories(fs::path(path).parent_path());
-    std::ofstream file(path, std::ios::binary);
-    file << content;
-    file.close();
-    if (!file) throw Failure("作業用のファイルを書けません: " + path);
+    if (!ReplaceFile(path, content)) throw Failure("作業用のファイルを書けません: " + path);
     return path;
 }
 
@@ -139,12 +131,10 @@ void UnpackedEml::UnpackHtml(CMimeAnalyze const& parts) {
     std::string html = TextOf(part);
     std::size_t number = 0;
     for (MimeFormatStruct picture : parts.GetConstRefOfMimeHtmlAttach()) {
-        CString id, name;
-        if (!picture.GetContentId(id)) continue;
-        picture.GetNameParamFromContentType(name);
-        const std::string folder = "picture" + std::to_string(++number) + "/", safe = SafeName(name, number);
+        const std::string folder = "picture" + std::to_string(++number) + "/",
+                          safe = SafeName(picture, number);
         Write(folder + safe, Content(picture));
-        Replace(html, "cid:" + Out(id.Trim().Trim("<>")), folder + safe);
+        SetPictureAddress(html, picture, folder + safe);
     }
     texts_.html = Write("mail.html", html);
 }
@@ -153,7 +143,7 @@ void UnpackedEml::UnpackAttachments(CMimeAnalyze& parts) {
     for (int i = 0; i < parts.CountMIMENormalAttach(); ++i) {
         MimeFormatStruct part;
         parts.GetMIMENormalAttach(i, part);
-        const std::string name = SafeName(parts.GetMIMENormalAttachName(i), static_cast<std::size_t>(i) + 1);
+        const std::string name = SafeName(part, static_cast<std::size_t>(i) + 1);
         texts_.attach.push_back(Write("attachment" + std::to_string(i) + "/" + name, Content(part)));
     }
 }

@@ -83,26 +83,12 @@ bool HasLongLine(std::string_view text) {
     return false;
 }
 
-std::string IdIn(MimeFormatStruct const& part) {
-    CString value;
-    part.GetContentId(value);
-    return Out(value.Trim().Trim("<>"));
-}
-
 std::string DataAddress(MimeFormatStruct const& part) {
     std::string base64(part.m_strBody.View());
     std::erase_if(base64, [](char c) { return c == '\r' || c == '\n'; });
     CString type;
     part.GetContentType(type);
     return "data:" + Out(type) + ";base64," + base64;
-}
-
-void ReplaceAll(std::string& text, std::string const& from, std::string const& to) {
-    std::string result;
-    std::size_t done = 0;
-    for (std::size_t at; (at = text.find(from, done)) != npos; done = at + from.size())
-        result.append(text, done, at - done).append(to);
-    text = result.append(text, done);
 }
 
 }  // namespace
@@ -175,11 +161,21 @@ MimeMail MergeInto(CMimeAnalyze& parts, OneCustomer const& customer) {
     return mail;
 }
 
+void SetPictureAddress(std::string& page, MimeFormatStruct const& picture, std::string const& address) {
+    CString id;
+    if (!picture.GetContentId(id) || id.Trim().Trim("<>").IsEmpty()) return;
+    const std::string own_address = "cid:" + Out(id);
+    std::string result;
+    std::size_t done = 0;
+    for (std::size_t at; (at = page.find(own_address, done)) != npos; done = at + own_address.size())
+        result.append(page, done, at - done).append(address);
+    page = result.append(page, done);
+}
+
 std::string PageOf(CMimeAnalyze const& parts) {
     std::string page = Out(HtmlIn(parts));
     for (MimeFormatStruct const& picture : parts.GetConstRefOfMimeHtmlAttach())
-        if (const std::string id = IdIn(picture); !id.empty())
-            ReplaceAll(page, "cid:" + id, DataAddress(picture));
+        SetPictureAddress(page, picture, DataAddress(picture));
     HtmlTokens tokens(page);
     HtmlTag tag;
     std::size_t head = 0;

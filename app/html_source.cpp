@@ -2,9 +2,7 @@
 
 #include <algorithm>
 #include <array>
-#include <charconv>
 #include <filesystem>
-#include <fstream>
 #include <iterator>
 #include <map>
 #include <unordered_map>
@@ -15,8 +13,10 @@
 #include "inbox.h"
 #include "mail_store.h"
 #include "mail_text.h"
+#include "received_text.h"
 #include "tessaly/delivery.h"
 #include "tessaly/text.h"
+#include "whole_file.h"
 
 namespace fs = std::filesystem;
 
@@ -35,9 +35,7 @@ constexpr struct {
                       {"td", "background"},   {"th", "background"}};
 
 std::string ReadUtf8(std::string const& path) {
-    std::ifstream file(path, std::ios::binary);
-    std::string bytes{std::istreambuf_iterator<char>(file), {}};
-    if (!file || fs::is_directory(path)) throw Failure("HTMLのファイルを読めません: " + path);
+    std::string bytes = ReadWholeFile(path, "HTMLのファイル");
     if (bytes.find('\0') != bytes.npos) throw Failure("HTMLのファイルではありません: " + path);
     if (bytes.starts_with(byte_order_mark)) bytes.erase(0, byte_order_mark.size());
     auto const is_utf8 = [](std::string_view text) {
@@ -119,20 +117,6 @@ CString WithPlainWords(std::string const& html) {
     text.Replace("&lt;%", "<%");
     text.Replace("%&gt;", "%>");
     return text;
-}
-
-std::string PercentDecoded(std::string_view text) {
-    std::string decoded;
-    for (std::size_t at = 0; at < text.size(); ++at) {
-        unsigned byte = 0;
-        std::string_view const digits = text.substr(std::min(at + 1, text.size()), 2);
-        auto const [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), byte, 16);
-        bool const escaped =
-            text[at] == '%' && digits.size() == 2 && error == std::errc() && end == digits.data() + 2;
-        decoded += escaped ? static_cast<char>(byte) : text[at];
-        if (escaped) at += 2;
-    }
-    return decoded;
 }
 
 bool IsRemote(std::string_view address) {
@@ -237,10 +221,7 @@ class Pictures {
             Find(place, "2MBより大きい画像です: " + address);
             return {};
         }
-        std::ifstream in(file, std::ios::binary);
-        const std::string content{std::istreambuf_iterator<char>(in), {}};
-        if (!in) throw Failure("画像を読めません: " + file);
-        const std::string id = DigestOf(content) + "@tessaly";
+        const std::string id = DigestOf(ReadWholeFile(file, "画像")) + "@tessaly";
         auto const same = [&](HtmlPicture const& picture) { return Out(picture.content_id) == id; };
         if (std::none_of(source_.pictures.begin(), source_.pictures.end(), same))
             source_.pictures.push_back({file, fs::path(file).filename().string(), Into(id, "Content-ID")});

@@ -5,9 +5,9 @@
 #include <fstream>
 #include <sstream>
 
-#include "durable_file.h"
 #include "failure.h"
 #include "tessaly/storage.h"
+#include "whole_file.h"
 
 namespace fs = std::filesystem;
 
@@ -86,12 +86,7 @@ int Inbox::Keep(std::string const& text) {
     fs::create_directories(folder_);
     char name[64];
     std::snprintf(name, sizeof name, "%06d-%s.eml", next_, digest.c_str());
-    bool const written = ReplaceFile((folder_ / name).string(), [&](std::string const& file) {
-        std::ofstream out(file, std::ios::binary);
-        out << text;
-        out.close();
-        return static_cast<bool>(out);
-    });
+    bool const written = ReplaceFile((folder_ / name).string(), text);
     if (!written) throw Failure("受信したメールを書けません: " + (folder_ / name).string());
     Remember(mark);
     return next_++;

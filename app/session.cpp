@@ -11,12 +11,12 @@
 #include <thread>
 
 #include "crossing.h"
-#include "durable_file.h"
 #include "failure.h"
 #include "safe_change.h"
 #include "settings_catalogue.h"
 #include "terminal.h"
 #include "tessaly/text.h"
+#include "whole_file.h"
 
 namespace fs = std::filesystem;
 

@@ -58,10 +58,9 @@ class Send(CommandTest):
         self.assertEqual(len({mail.id for mail in mails}), 3)
 
     def test_what_customers_are_called_stays_a_name(self):
-        names = ["\"<x@y>, \"\"\\\"", "\"a\r\nBcc: evil@example.jp\"", "=?ISO-2022-JP?B?GyRCJCIbKEI=?=", "\x1b$B\x07",
+        names = ["\"<x@y>, \"\"\\\"", "\"a\r\nBcc: evil@example.jp\n\n.\"", "=?ISO-2022-JP?B?GyRCJCIbKEI=?=", "\x1b$B\x07",
                  "x" * 3000, "表" * 1000]
         self.new_mailing(*(f"n{i}@example.jp,{name},,Y" for i, name in enumerate(names)))
-        self.tessaly("customers", "set", "shop.tsl", "1", "名前(姓)=a\r\nBcc: evil@example.jp\n\n.")
         self.postbox()
         self.send("--smtp", self.server, "--threads", 1)
         shown = ["<x@y>, \"\\", "a  Bcc: evil@example.jp  .", *names[2:3], " $B ", *names[4:]]

@@ -1,10 +1,14 @@
-#include "durable_file.h"
+#include "whole_file.h"
 
 #include <fcntl.h>
 #include <unistd.h>
 
 #include <cstdio>
 #include <filesystem>
+#include <fstream>
+#include <iterator>
+
+#include "failure.h"
 
 namespace app {
 namespace {
@@ -18,6 +22,14 @@ bool Sync(std::string const& path, int flags) {
 
 }  // namespace
 
+std::string ReadWholeFile(std::string const& file, std::string const& what) {
+    std::ifstream in(file, std::ios::binary);
+    if (!in || std::filesystem::is_directory(file)) throw Failure(what + "を開けません: " + file);
+    std::string content{std::istreambuf_iterator<char>(in), {}};
+    if (in.bad()) throw Failure(what + "を読めません: " + file);
+    return content;
+}
+
 bool ReplaceFile(std::string const& target, std::function<bool(std::string const& new_file)> const& write) {
     const std::string new_file = target + ".new";
     if (write(new_file) && Sync(new_file, O_RDONLY) && std::rename(new_file.c_str(), target.c_str()) == 0) {
@@ -27,6 +39,15 @@ bool ReplaceFile(std::string const& target, std::function<bool(std::string const
     std::error_code ignored;
     std::filesystem::remove(new_file, ignored);
     return false;
+}
+
+bool ReplaceFile(std::string const& target, std::string_view content) {
+    return ReplaceFile(target, [&](std::string const& file) {
+        std::ofstream out(file, std::ios::binary);
+        out << content;
+        out.close();
+        return static_cast<bool>(out);
+    });
 }
 
 }  // namespace app
