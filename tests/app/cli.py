@@ -142,6 +142,6 @@ class Mail:
         self.sender, self.to = (from_header(self.message[name]) for name in ("From", "To"))
         self.recipient = self.message["Delivered-To"]
         self.id = self.message["Message-Id"].strip("<>")
-        text, *files = self.message.get_payload() if self.message.is_multipart() else [self.message]
+        text, *files = [part for part in self.message.walk() if not part.is_multipart()]
         self.body = from_jis(text.get_payload(decode=True)).replace("\r\n", "\n")
         self.files = [(file.get_filename(), file.get_payload(decode=True)) for file in files]

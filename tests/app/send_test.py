@@ -63,7 +63,7 @@ class Send(CommandTest):
         self.new_mailing(*(f"n{i}@example.jp,{name},,Y" for i, name in enumerate(names)))
         self.postbox()
         self.send("--smtp", self.server, "--threads", 1)
-        shown = ["<x@y>, \"\\", "a  Bcc: evil@example.jp  .", *names[2:3], " $B ", *names[4:]]
+        shown = ["<x@y>, \"\\", "a Bcc: evil@example.jp  .", *names[2:3], " $B ", *names[4:]]
         for mail, name in zip(self.mails(), shown, strict=True):
             self.assertEqual(mail.subject, name + "様へ")
             self.assertEqual(re.sub("[ \n]", "", mail.body.split("様\n.")[0]), name.replace(" ", ""))

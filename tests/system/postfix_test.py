@@ -4,8 +4,11 @@ plays the remote that refuses mail.
 Each runs from a scratch folder, with its own configuration, queue and passwords; nothing of the machine's own mail
 system is touched. Its processes are ended by the id of their group, whatever happens."""
 
+import base64
 import csv
 import ctypes
+import email
+import email.policy
 import io
 import json
 import os
@@ -24,6 +27,8 @@ from cli import PATIENCE, SAMPLE, CommandTest, Mail, wait_for  # noqa: E402
 import dovecot_test  # noqa: E402
 
 SKIPPED = 77
+SYSTEM_PYTHON = "/usr/bin/python3"
+GMIME = subprocess.run([SYSTEM_PYTHON, "-c", "import gi; gi.require_version('GMime', '3.0')"], capture_output=True).returncode == 0
 USER, PASSWORD = "shop", "pass word~"
 MAIN = """
 compatibility_level = 3.6
@@ -228,6 +233,67 @@ class ThroughPostfix(CommandTest):
             self.assertEqual(mail.body, f"{'携帯' if mobile else 'PC'}の{customers[address]}様\n")
             self.assertEqual(mail.files, [("ご案内 ソ.pdf", attached)])
             self.assertEqual((mail.id, mail.message.defects), (ids[address], []))
+
+    def test_html_mails_of_every_shape(self):
+        """With and without a page, pictures and files: what two foreign decoders read is what was written."""
+        self.put("list.csv", "メールアドレス,名前(姓)\na@example.jp,表示<b>\nb@example.jp,ソ&能\n")
+        self.tessaly("customers", "import", "shop.tsl", "list.csv")
+        picture, attached = b"GIF89a" + bytes(range(256)) * 40, bytes(range(255, -1, -1)) * 80
+        self.put("絵.gif", picture)
+        self.put("案内 ソ.bin", attached)
+        long_line = "長い行" * 300
+        self.put("draft.txt", f"Subject: <%名前(姓)%>様へ\n\n<%名前(姓)%>様\n{long_line}\n")
+        self.put("page.html", f"<html><body><p><%名前(姓)%>様</p>\n{long_line}</body></html>")
+        self.put("picture.html", "<body><b><%名前(姓)%>様</b><img src=\"絵.gif\"></body>")
+        file, groups = ["--attach", "案内 ソ.bin"], {"page.html": ["alternative"], "picture.html": ["related", "alternative"]}
+        shapes = [(page, attach) for page in (None, "page.html", "picture.html") for attach in ([], file)]
+        for number, (page, attach) in enumerate(shapes):
+            self.tessaly("mail", "new", "shop.tsl", "--draft", "draft.txt", *(["--html", page] if page else []), *attach)
+            self.tessaly("target", "shop.tsl", number, "--all")
+            self.tessaly("send", "shop.tsl", number)
+        wanted = []
+        for page, attach in shapes:
+            for name, escaped in (("表示<b>", "表示&lt;b&gt;"), ("ソ&能", "ソ&amp;能")):
+                parts = [["text/plain", None, f"{name}様\n{long_line}"]]
+                if page:
+                    html = (f"<html><body><p>{escaped}様</p>\n{long_line}</body></html>" if page == "page.html" else
+                            f"<body><b>{escaped}様</b><img src=\"cid:\"></body>")
+                    parts = [[f"multipart/{group}", None, None] for group in groups[page]] + parts + [["text/html", None, html]]
+                if page == "picture.html":
+                    parts.append(["image/gif", "絵.gif", picture])
+                if attach:
+                    parts = [["multipart/mixed", None, None], *parts, ["application/octet-stream", "案内 ソ.bin", attached]]
+                wanted.append([f"{name}様へ", *parts])
+        self.mails(len(wanted))
+        files = sorted((self.server.folder / "mails").glob("new/*"))
+        wanted.sort(key=str)
+        self.assertEqual(sorted(map(self.read_by_python, files), key=str), wanted)
+        if not GMIME:
+            print("Not read by GMime too: that needs the packages python3-gi and gir1.2-gmime-3.0.")
+            return
+        reader = pathlib.Path(__file__).with_name("gmime_reader.py")
+        read = subprocess.run([SYSTEM_PYTHON, reader, *files], capture_output=True, check=True).stdout
+        self.assertEqual(sorted(([subject, *(self.part(*part) for part in parts)] for subject, *parts in json.loads(read)), key=str),
+                         wanted)
+
+    @staticmethod
+    def part(kind, name, content):
+        """Texts by their words: line ends, and the addresses of pictures, are of each mail's own. Long lines of the text
+        were broken on their way."""
+        if kind.startswith("text/"):
+            content = re.sub("cid:[0-9a-f]{32}@tessaly", "cid:", content.replace("\r\n", "\n").rstrip("\n"))
+            if kind == "text/plain":
+                first, rest = content.split("\n", 1)
+                content = first + "\n" + rest.replace("\n", "")
+        elif isinstance(content, str):
+            content = base64.b64decode(content)
+        return [kind, name, content]
+
+    def read_by_python(self, file):
+        message = email.message_from_bytes(file.read_bytes(), policy=email.policy.default)
+        self.assertFalse(any(part.defects for part in message.walk()))
+        return [message["Subject"], *(self.part(part.get_content_type(), part.get_filename(),
+                                                None if part.is_multipart() else part.get_content()) for part in message.walk())]
 
     def test_bounces_find_their_customer(self):
         """What another server refuses comes back to the sender, and from his mailbox to the history."""
