@@ -65,6 +65,7 @@ int Run(std::string const& section, std::string const& data, int smtp_port, int 
     if (section == "conv") Conversions(data);
     if (section == "mime") Mime(data);
     if (section == "mime") Received(data);
+    if (section == "mime") Composed();
     if (section == "pop3") Pop(pop3_port);
     if (section == "smtp1") Smtp(data, smtp_port, 1);
     if (section == "smtp4") Smtp(data, smtp_port, 4);

@@ -50,6 +50,7 @@ void Mime(std::string const& data);
 void Smtp(std::string const& data, int port, int sessions);
 void Mailing(int port);
 void Received(std::string const& data);
+void Composed();
 void Pop(int port);
 void Table(std::string const& data);
 // Parts of the table section, over its customers.

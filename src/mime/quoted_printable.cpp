@@ -112,16 +112,20 @@ CString QuotedPrintable(std::string_view text) {
     return encoded;
 }
 
-std::string FromQuotedPrintable(std::string_view in) {
-    std::string decoded(in.size(), '\0');
-    QuotedText text{in.data(), in.data() + in.size(), decoded.data()};
+std::size_t DecodeQuotedText(std::string_view in, char* out) noexcept {
+    QuotedText text{in.data(), in.data() + in.size(), out};
     for (DecodeQuotedRun(text); text.end - text.in > 2; DecodeQuotedRun(text)) {
         if (std::memcmp(text.in, soft_break.data(), soft_break.size()) == 0)
             text.in += soft_break.size();
         else
             *text.out++ = *text.in++;
     }
-    decoded.resize(static_cast<std::size_t>(text.out - decoded.data()));
+    return static_cast<std::size_t>(text.out - out);
+}
+
+std::string FromQuotedPrintable(std::string_view in) {
+    std::string decoded(in.size(), '\0');
+    decoded.resize(DecodeQuotedText(in, decoded.data()));
     return decoded;
 }
 

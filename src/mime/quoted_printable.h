@@ -21,8 +21,9 @@ std::size_t QuotedPrintableRoom(std::string_view in) noexcept;
 std::size_t EncodeQuotedPrintable(std::string_view in, char* out) noexcept;
 
 // A whole text in quoted-printable, and the way back with all its bytes; see CMailDataStructure, which offers
-// them.
+// them. Decoding needs room for `in` and gives the number of bytes written.
 CString QuotedPrintable(std::string_view text);
+std::size_t DecodeQuotedText(std::string_view in, char* out) noexcept;
 std::string FromQuotedPrintable(std::string_view text);
 
 // Value of a hexadecimal digit in either case; -1 for any other character.

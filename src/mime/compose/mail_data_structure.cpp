@@ -264,7 +264,10 @@ int CMailDataStructure::SaveMIMENormalAttach(int index, CString dir, int& size, 
 CString CMailDataStructure::QuotedPrintableEncorder(CString s) { return mime::QuotedPrintable(s.View()); }
 
 CString CMailDataStructure::QuotedPrintableDecoder(char const* s) {
-    return CString(mime::FromQuotedPrintable(s ? s : "").c_str());
+    const std::string_view text = s ? s : "";
+    auto const decoded = std::make_unique_for_overwrite<char[]>(text.size() + 1);
+    decoded[mime::DecodeQuotedText(text, decoded.get())] = '\0';
+    return CString(decoded.get());
 }
 
 CString CMailDataStructure::MakeBoundary() { return mime::NewBoundary("_TESSALY_MULTIPART_", "_"); }

@@ -1,12 +1,15 @@
 #include "mime/html/html_scan.h"
 
 #include <algorithm>
+#include <array>
 #include <functional>
 #include <string>
 #include <string_view>
 #include <unordered_set>
 #include <utility>
 #include <vector>
+
+#include "platform/mbcs.h"
 
 namespace {
 
@@ -42,8 +45,21 @@ std::size_t FindSeparator(std::string_view text) {
     return at;
 }
 
+// Texts that were made a short while ago, to be shared: pages repeat names and values over and over.
+class Texts {
+  public:
+    CString const& Of(std::string_view text) {
+        CString& known = known_[std::hash<std::string_view>{}(text) % known_.size()];
+        if (known.View() != text) known = CString(text);
+        return known;
+    }
+
+  private:
+    std::array<CString, 256> known_;
+};
+
 // One attribute from the start of `rest`, which goes on behind it. false for one that is none.
-bool TakeAttribute(std::string_view& rest, std::size_t equals, CHtmlAttrs& attributes) {
+bool TakeAttribute(std::string_view& rest, std::size_t equals, Texts& texts, CHtmlAttrs& attributes) {
     const std::string_view name = TrimmedRight(rest.substr(0, equals));
     if (equals == 0 || !IsAttributeName(name) || equals + 1 == rest.size()) return false;
     const std::string_view text = TrimmedLeft(rest.substr(equals + 1));
@@ -57,13 +73,13 @@ bool TakeAttribute(std::string_view& rest, std::size_t equals, CHtmlAttrs& attri
         end = std::min(FindSeparator(text), text.size());
     }
     const std::string_view value = Without(Without(text.substr(0, end), '"'), '\'');
-    attributes.Add(CHtmlAttribute(CString(name), CString(value)));
+    attributes.Add(CHtmlAttribute(texts.Of(name), texts.Of(value)));
     rest = TrimmedLeft(text.substr(end));
     return true;
 }
 
 // The same as ExpandHtmlElement, from a text in lower case.
-bool Expand(std::string_view text, CHtmlElement& out) {
+bool Expand(std::string_view text, Texts& texts, CHtmlElement& out) {
     CHtmlElement element;
     if (text.empty() || text.starts_with('!')) return false;
     if (text.starts_with('/')) {
@@ -74,11 +90,11 @@ bool Expand(std::string_view text, CHtmlElement& out) {
     const std::size_t end = FindSeparator(text);
     const std::string_view name = text.substr(0, end);
     if (!IsAttributeName(name)) return false;
-    element.m_strName = CString(name);
+    element.m_strName = texts.Of(name);
     if (end != npos) {
         std::string_view rest = TrimmedLeft(text.substr(end));
         for (std::size_t equals; (equals = rest.find('=')) != npos;)
-            if (!TakeAttribute(rest, equals, element.m_aAttribute)) return false;
+            if (!TakeAttribute(rest, equals, texts, element.m_aAttribute)) return false;
         if (element.m_aAttribute.IsEmpty()) return false;
     }
     out = std::move(element);
@@ -98,9 +114,10 @@ class Tags {
     CHtmlElement const* Find(std::string_view text) {
         Known& known = known_[std::hash<std::string_view>{}(text) % known_.size()];
         if (known.text.data() && known.text == text) return known.is_element ? &known.element : nullptr;
-        const CString lowered = Lowered(text);
+        lowered_ = text;
+        platform::Lower(lowered_.data(), lowered_.size());
         known.text = text;
-        known.is_element = Expand(TrimmedLeft(TrimmedRight(lowered.View())), known.element);
+        known.is_element = Expand(TrimmedLeft(TrimmedRight(lowered_)), texts_, known.element);
         return known.is_element ? &known.element : nullptr;
     }
 
@@ -111,6 +128,8 @@ class Tags {
         CHtmlElement element;
     };
     std::vector<Known> known_ = std::vector<Known>(512);
+    Texts texts_;
+    std::string lowered_;
 };
 
 // Calls `take(begin, end, element)` for each tag that can be divided; `begin` and `end` are places of the
@@ -159,14 +178,28 @@ class Rewriting {
     int count_ = 0;
 };
 
-// Everything that makes two elements equal, as one text; the bytes between the fields stand in no tag.
-std::string KeyOf(CHtmlElement const& element) {
-    std::string key(element.m_bEndTag ? "/" : "");
-    key += element.m_strName.View();
-    for (CHtmlAttribute const& attribute : element.m_aAttribute)
-        key.append(">").append(attribute.m_strName.View()).append("=").append(attribute.m_strValue.View());
-    return key;
-}
+// Elements that were seen, each by all that makes two equal, as one text; the bytes between the fields stand
+// in no tag.
+class Elements {
+  public:
+    bool IsNew(CHtmlElement const& element) {
+        key_.assign(element.m_bEndTag ? "/" : "").append(element.m_strName.View());
+        for (CHtmlAttribute const& attribute : element.m_aAttribute)
+            key_.append(">")
+                .append(attribute.m_strName.View())
+                .append("=")
+                .append(attribute.m_strValue.View());
+        return !known_.contains(std::string_view(key_)) && known_.insert(key_).second;
+    }
+
+  private:
+    struct Hash {
+        using is_transparent = void;
+        std::size_t operator()(std::string_view text) const { return std::hash<std::string_view>{}(text); }
+    };
+    std::string key_;
+    std::unordered_set<std::string, Hash, std::equal_to<>> known_;
+};
 
 }  // namespace
 
@@ -179,15 +212,21 @@ int IsAllowdAsHtmlAttrName(CString const& name) { return IsAttributeName(name.Vi
 
 int ExpandHtmlElement(CString const& tagText, CHtmlElement& out) {
     const CString text = Lowered(tagText.View());
-    return Expand(TrimmedLeft(TrimmedRight(text.View())), out);
+    Texts texts;
+    return Expand(TrimmedLeft(TrimmedRight(text.View())), texts, out);
 }
 
 void ExtractHtmlElement(CString const& html, CHtmlElems& out, int allowDuplicates) {
     const CString text = html;  // which may be part of what is emptied
     out.RemoveAll();
-    std::unordered_set<std::string> known;
+    if (allowDuplicates) {
+        constexpr int bytes_of_short_tag = 16;  // with the text behind it
+        auto const most = std::count(text.View().begin(), text.View().end(), '>');
+        out.Reserve(static_cast<int>(std::min<std::ptrdiff_t>(most, text.GetLength() / bytes_of_short_tag)));
+    }
+    Elements known;
     Scan(text.View(), [&](std::size_t, std::size_t, CHtmlElement const& element) {
-        if (allowDuplicates || known.insert(KeyOf(element)).second) out.Add(element);
+        if (allowDuplicates || known.IsNew(element)) out.Add(element);
     });
 }
 
