@@ -18,22 +18,6 @@ constexpr std::uintmax_t largest_mail = 1 << 30;
 // The library's texts end at a zero byte.
 void ReplaceZeroBytes(std::string& text) { std::replace(text.begin(), text.end(), '\0', ' '); }
 
-// What PopRetr gives, without the closing line and the doubled dots (RFC 1939 3).
-std::string Unstuffed(std::string_view wire) {
-    constexpr std::string_view closing = ".\r\n";
-    if (wire.ends_with(closing)) wire.remove_suffix(closing.size());
-    std::string text;
-    text.reserve(wire.size());
-    for (std::size_t at = 0; at < wire.size();) {
-        const std::size_t end = std::min(wire.find('\n', at), wire.size() - 1) + 1;
-        std::string_view line = wire.substr(at, end - at);
-        if (line.starts_with("..")) line.remove_prefix(1);
-        text += line;
-        at = end;
-    }
-    return text;
-}
-
 }  // namespace
 
 FolderSource::FolderSource(std::string const& folder) {
@@ -110,7 +94,7 @@ bool PopSource::Next(ReceivedMail& mail, std::function<bool(std::string const&)>
         if (!mail.id.empty() && seen(mail.id)) continue;
         if (!client_.PopRetr(static_cast<unsigned long>(next_)))
             throw Failure("メールを受信できませんでした。\n" + OnOneLine(TextOf(client_.GetErrMsg())));
-        mail.text = Unstuffed(client_.m_strMailText.View());
+        mail.text = std::string(platform::DotUnstuffed(client_.m_strMailText.View()).View());
         ++next_;
         return true;
     }

@@ -80,13 +80,28 @@ class TESSALY_API CSocket {
     // there was one.
     virtual int OnMessagePending();
 
+    // What a try has to wait for before it is made again.
+    enum class Wait { to_receive, to_send };
+    // One try to move bytes, that does not wait, for a derived class whose bytes take another way. Result:
+    // their number, 0 when the peer closed, or -1 with errno; for EAGAIN `wait` becomes what to wait for.
+    virtual long TrySend(void const* data, int size, int flags, Wait& wait);
+    virtual long TryReceive(void* data, int size, int flags, Wait& wait);
+    // Whether there are bytes that came already.
+    virtual bool HasReceived() const { return false; }
+    // A descriptor that ends every wait while it can be read; -1 for none.
+    virtual int InterruptDescriptor() const { return -1; }
+    // 0 when the socket is ready, else the error.
+    int WaitFor(Wait wait);
+    int Handle() const noexcept { return descriptor_; }
+
   private:
     int ConnectToHost(char const* name, unsigned port);
     int ConnectTo(addrinfo const& address);
-    int Wait(int descriptor, short events);
+    int WaitOn(int descriptor, Wait wait);
+    bool IsInterrupted() const;
     bool PumpMessages();
     template <class Call>
-    int Transfer(short events, Call const& call);
+    int Transfer(Wait wait, bool wait_first, Call const& call);
 
     int descriptor_ = -1;
     bool created_ = false;

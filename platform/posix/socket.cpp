@@ -22,6 +22,8 @@ namespace {
 
 constexpr int stream_type = 1;
 constexpr unsigned last_port = 65535;
+// How often a name look-up, which nothing can end, is left to see whether it is still wanted.
+constexpr int interrupt_step_ms = 20;
 
 // Says nothing about the host, only about this machine's way to one of its addresses.
 bool IsAboutTheWay(int error) {
@@ -64,12 +66,12 @@ int CSocket::ConnectToHost(char const* name, unsigned port) {
     platform::posix::Found found = platform::posix::FindNumeric(host);
     if (!found.addresses && *name) {
         // Without a timer nothing can end the wait.
-        if (platform::MillisecondsToNextTimer() < 0) {
+        if (platform::MillisecondsToNextTimer() < 0 && InterruptDescriptor() < 0) {
             found = platform::posix::FindByName(host);
         } else {
             platform::posix::HostLookup lookup(host);
-            while (!lookup.Wait(platform::MillisecondsToNextTimer()))
-                if (!PumpMessages()) return platform::socket_interrupted;
+            while (!lookup.Wait(InterruptDescriptor() < 0 ? platform::MillisecondsToNextTimer() : interrupt_step_ms))
+                if (!PumpMessages() || IsInterrupted()) return platform::socket_interrupted;
             found = lookup.Take();
         }
     }
@@ -90,7 +92,7 @@ int CSocket::ConnectTo(addrinfo const& address) {
     setsockopt(socket.Get(), IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
     if (::connect(socket.Get(), address.ai_addr, address.ai_addrlen) != 0) {
         if (errno != EINPROGRESS) return SocketErrorOf(errno);
-        if (int const error = Wait(socket.Get(), POLLOUT)) return error;
+        if (int const error = WaitOn(socket.Get(), Wait::to_send)) return error;
         int result = 0;
         socklen_t size = sizeof result;
         getsockopt(socket.Get(), SOL_SOCKET, SO_ERROR, &result, &size);
@@ -102,14 +104,22 @@ int CSocket::ConnectTo(addrinfo const& address) {
 
 // Result: 0 when the descriptor is ready, else the error. What is ready counts more than a message that
 // waits.
-int CSocket::Wait(int descriptor, short events) {
+int CSocket::WaitOn(int descriptor, Wait wait) {
     for (;;) {
-        pollfd wanted{descriptor, events, 0};
-        int const ready = ::poll(&wanted, 1, platform::MillisecondsToNextTimer());
-        if (ready > 0) return 0;
+        pollfd wanted[] = {{descriptor, wait == Wait::to_send ? short{POLLOUT} : short{POLLIN}, 0},
+                           {InterruptDescriptor(), POLLIN, 0}};
+        int const ready = ::poll(wanted, 2, platform::MillisecondsToNextTimer());
+        if (ready > 0) return wanted[1].revents != 0 ? platform::socket_interrupted : 0;
         if (ready < 0 && errno != EINTR) return SocketErrorOf(errno);
         if (!PumpMessages()) return platform::socket_interrupted;
     }
+}
+
+int CSocket::WaitFor(Wait wait) { return WaitOn(descriptor_, wait); }
+
+bool CSocket::IsInterrupted() const {
+    pollfd wanted{InterruptDescriptor(), POLLIN, 0};
+    return ::poll(&wanted, 1, 0) > 0;
 }
 
 bool CSocket::PumpMessages() {
@@ -122,38 +132,46 @@ int CSocket::OnMessagePending() {
     return platform::PeekMessage(&message, 0, ~0U, true) ? 1 : 0;
 }
 
-// What is sent seldom has to wait and is tried first; what is received seldom is there already, and is waited
-// for first. OnMessagePending may close the socket.
+// OnMessagePending may close the socket.
 template <class Call>
-int CSocket::Transfer(short events, Call const& call) {
+int CSocket::Transfer(Wait wait, bool wait_first, Call const& call) {
     cancelled_ = false;
-    int error = events == POLLIN && IsOpen() ? Wait(descriptor_, events) : 0;
+    int error = wait_first && IsOpen() ? WaitOn(descriptor_, wait) : 0;
     while (error == 0) {
         if (!IsOpen()) {
             error = created_ ? platform::socket_not_connected : platform::socket_not_socket;
             break;
         }
-        const ssize_t count = call();
+        long const count = call(wait);
         if (count >= 0) {
             SetLastSocketError(0);
             return static_cast<int>(count);
         }
-        error = errno == EAGAIN ? Wait(descriptor_, events) : SocketErrorOf(errno);
+        error = errno == EAGAIN ? WaitOn(descriptor_, wait) : SocketErrorOf(errno);
     }
     SetLastSocketError(error);
     return -1;
 }
 
+long CSocket::TrySend(void const* data, int size, int flags, Wait&) {
+    return ::send(descriptor_, data, static_cast<std::size_t>(size), flags | MSG_NOSIGNAL);
+}
+
+long CSocket::TryReceive(void* data, int size, int flags, Wait&) {
+    return ::recv(descriptor_, data, static_cast<std::size_t>(size), flags);
+}
+
+// What is sent seldom has to wait and is tried first; what is received seldom is there already, and is waited
+// for first.
 int CSocket::Send(void const* data, int size, int flags) {
     if (size < 0) size = 0;
-    return Transfer(POLLOUT, [&] {
-        return ::send(descriptor_, data, static_cast<std::size_t>(size), flags | MSG_NOSIGNAL);
-    });
+    return Transfer(Wait::to_send, false, [&](Wait& wait) { return TrySend(data, size, flags, wait); });
 }
 
 int CSocket::Receive(void* data, int size, int flags) {
     if (size < 0) size = 0;
-    return Transfer(POLLIN, [&] { return ::recv(descriptor_, data, static_cast<std::size_t>(size), flags); });
+    return Transfer(Wait::to_receive, !HasReceived(),
+                    [&](Wait& wait) { return TryReceive(data, size, flags, wait); });
 }
 
 bool CSocket::Readable(int milliseconds) const {

@@ -5,7 +5,7 @@
 #include "delivery/mail_stamps.h"
 #include "delivery/smtp_reply.h"
 #include "delivery/socket_error_codes.h"
-#include "delivery/socket_support.h"
+#include "platform/socket_support.h"
 #include "mime/encoded_words.h"
 #include "platform/process.h"
 #include "storage/error_codes.h"

@@ -6,7 +6,7 @@
 #include "delivery/smtp_authentication.h"
 #include "delivery/smtp_reply.h"
 #include "delivery/socket_error_codes.h"
-#include "delivery/socket_support.h"
+#include "platform/socket_support.h"
 #include "delivery/wire_text.h"
 #include "platform/socket.h"
 #include "storage/error_codes.h"

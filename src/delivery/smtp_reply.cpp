@@ -1,6 +1,6 @@
 #include "delivery/smtp_reply.h"
 
-#include "delivery/socket_support.h"
+#include "platform/socket_support.h"
 #include "platform/socket.h"
 
 namespace delivery {

@@ -1,5 +1,6 @@
 #include "delivery/wire_text.h"
 
+#include "platform/mail_dots.h"
 #include "text/kcodec.h"
 
 namespace delivery {
@@ -39,7 +40,7 @@ void AppendMultipart(CString& out, WireParts const& parts, std::string_view jis_
     out += ContentTypeLine(parts.content_type);
     out += "Content-Transfer-Encoding: 7bit";
     out += "\r\n\r\n";
-    AppendDotStuffed(out, jis_body);
+    platform::AppendDotStuffed(out, jis_body);
     out += "\r\n";
     for (CString const& part : *parts.attachments) {
         AppendBoundary(out, parts.boundary, "\r\n");
@@ -53,23 +54,11 @@ void AppendMultipart(CString& out, WireParts const& parts, std::string_view jis_
 void AppendPlain(CString& out, WireParts const& parts, std::string_view jis_body) {
     AppendHeaderBlock(out, parts, ContentTypeLine(parts.content_type).View());
     out += "\r\n";
-    AppendDotStuffed(out, jis_body);
+    platform::AppendDotStuffed(out, jis_body);
     out += "\r\n.\r\n";
 }
 
 }  // namespace
-
-void AppendDotStuffed(CString& out, std::string_view text) {
-    std::size_t copied = 0;
-    for (std::size_t dot = text.find('.'); dot != std::string_view::npos; dot = text.find('.', dot + 1)) {
-        bool const at_line_start = dot == 0 || text.substr(0, dot).ends_with("\r\n");
-        if (!at_line_start) continue;
-        out += text.substr(copied, dot - copied);
-        out += '.';
-        copied = dot;
-    }
-    out += text.substr(copied);
-}
 
 CString MakeWireText(WireParts const& parts) {
     KCodeC codec;

@@ -1,7 +1,5 @@
 #pragma once
 
-#include <string_view>
-
 #include "platform/containers.h"
 #include "platform/cstring.h"
 #include "platform/export.h"
@@ -23,8 +21,5 @@ struct WireParts {
 // its start and behind every CR LF. A lone CR or LF is no line end there, and some servers take it for one:
 // who merges values into a body makes its line ends CR LF first. Attachments stand as they are.
 TESSALY_API CString MakeWireText(WireParts const& parts);
-
-// Appends `text` with a dot before each dot that begins a line.
-TESSALY_API void AppendDotStuffed(CString& out, std::string_view text);
 
 }  // namespace delivery

@@ -6,14 +6,14 @@
 #include <string_view>
 
 #include "delivery/socket_error_codes.h"
-#include "delivery/socket_support.h"
+#include "platform/mail_dots.h"
+#include "platform/socket_support.h"
 #include "reception/pop_replies.h"
 #include "storage/md5.h"
 
 namespace {
 
 constexpr std::string_view line_end = "\r\n";
-constexpr std::string_view closing_line = ".\r\n";
 constexpr std::string_view positive = "+OK";
 // What is reserved for a message at most before any of it is there.
 constexpr long largest_reservation = 16 * 1024 * 1024;
@@ -128,7 +128,10 @@ bool MailPop::ReadLine(CString& line) {
     line.Empty();
     int const length = socket_->GetLine(line, 0, 0);
     if (length > 0) return true;
-    int const error = length == 0 ? peer_closed : platform::GetLastSocketError();
+    return LineFailure(length == 0 ? peer_closed : platform::GetLastSocketError());
+}
+
+bool MailPop::LineFailure(int error) {
     return error == SocketSupport::line_too_long_error ? TooLong("1行") : SocketFailure(error);
 }
 
@@ -295,13 +298,12 @@ int MailPop::PopRetr(unsigned long index) {
     if (!Command("RETR " + NumberOf(mail), pop_body_failed)) return 0;
     m_strMailText.Empty();
     if (mail.Size > 0) m_strMailText.Reserve(static_cast<int>(std::min(mail.Size, largest_reservation)));
-    CString line;
-    while (ReadLine(line)) {
-        if (m_strMailText.GetLength() > message_limit - line.GetLength()) return TooLong("RETR");
-        m_strMailText += line;
-        if (line.View() == closing_line) return 1;
+    switch (platform::ReadDotText(*socket_, message_limit, m_strMailText)) {
+        case platform::DotText::complete: return 1;
+        case platform::DotText::too_long: return TooLong("RETR");
+        case platform::DotText::lost: break;
     }
-    return 0;
+    return LineFailure(platform::GetLastSocketError());
 }
 
 int MailPop::PopDelete(unsigned long index) {

@@ -108,6 +108,7 @@ class TESSALY_API MailPop {
     bool SocketFailure(int kind);
     bool TooLong(char const* what);
     bool ReadLine(CString& line);
+    bool LineFailure(int socket_error);
     bool ReadReply(CString& reply);
     Answer Ask(CString const& command, CString& reply);
     // The same with a refusal left as `refusal` and the reply. Result: 1 or 0.

@@ -1,6 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <regex>
 #include <string>
 
 #include "mime/compose/eml_file_decoder.h"
@@ -34,17 +33,15 @@ Body Encoded(char const* text, char const* html, int a, int b, int c) {
     EXPECT_EQ(1, encoder.Encode(a, b, c));
     CString type, subtype, params;
     encoder.GetContentTypeString(type, subtype, params);
-    std::smatch found;
     const std::string form = Plain(type + "/" + subtype + params), body = Plain(encoder.GetMailBodyString());
-    EXPECT_TRUE(std::regex_match(
-        form, found,
-        std::regex("multipart/alternative; boundary=\"(_MULTIPART_\\d{17}_[^\"]+_ALTERNATIVE_)\"")))
-        << form;
-    const std::string delimiter = "--" + found[1].str();
+    const std::string head = "multipart/alternative; boundary=\"";
+    EXPECT_TRUE(form.starts_with(head + "_MULTIPART_") && form.ends_with("_ALTERNATIVE_\"")) << form;
+    const std::string boundary = form.substr(head.size(), form.size() - head.size() - 1),
+                      delimiter = "--" + boundary;
     const std::size_t second = body.find(delimiter, 2 + delimiter.size()), end = body.rfind(delimiter);
     EXPECT_EQ("\r\n" + delimiter + "\r\n", body.substr(0, delimiter.size() + 4));
     EXPECT_EQ(delimiter + "--\r\n", body.substr(end));
-    return {found[1], body.substr(delimiter.size() + 4, second - delimiter.size() - 4),
+    return {boundary, body.substr(delimiter.size() + 4, second - delimiter.size() - 4),
             body.substr(second + delimiter.size() + 2, end - second - delimiter.size() - 2)};
 }
 

@@ -13,6 +13,7 @@
 #include "delivery/smtp_authentication.h"
 #include "delivery/smtp_reply.h"
 #include "delivery/wire_text.h"
+#include "platform/mail_dots.h"
 #include "platform/clock.h"
 
 namespace {
@@ -178,7 +179,7 @@ TEST(WireText, DotsAtLineStartsAreStuffed) {
     };
     for (auto const& [text, stuffed] : cases) {
         CString out("x");
-        delivery::AppendDotStuffed(out, text);
+        platform::AppendDotStuffed(out, text);
         EXPECT_EQ(out, "x" + CString(stuffed)) << text;
     }
 }

@@ -5,7 +5,7 @@
 #include <optional>
 #include <vector>
 
-#include "delivery/socket_support.h"
+#include "platform/socket_support.h"
 #include "fuzz_target.h"
 #include "reception/pop_replies.h"
 

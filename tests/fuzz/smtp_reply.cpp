@@ -3,7 +3,7 @@
 #include "delivery/smtp_reply.h"
 
 #include "delivery/mail_send.h"
-#include "delivery/socket_support.h"
+#include "platform/socket_support.h"
 #include "fuzz_target.h"
 
 namespace {

@@ -1,4 +1,4 @@
-#include "delivery/socket_support.h"
+#include "platform/socket_support.h"
 
 #include <algorithm>
 
