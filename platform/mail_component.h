@@ -1,0 +1,78 @@
+#pragma once
+
+#include "platform/cstring.h"
+#include "platform/export.h"
+
+// What the components for secure mail and for the web share: how values go in, how events come out, and their
+// error numbers. A component is used by handle; its methods run in the thread that calls them, and so do its
+// events.
+namespace platform {
+
+// A number or a text, as the property or the argument wants, for the length of a call. A null text counts as
+// empty.
+class ComponentValue {
+  public:
+    ComponentValue(int number) : number_(number) {}
+    ComponentValue(char const* text) : bytes_(text ? text : "") {}
+    ComponentValue(CString const& text) : bytes_(text), shared_(&text) {}
+    int Number() const { return number_; }
+    CString Text() const { return shared_ ? *shared_ : CString(bytes_); }
+    char const* Bytes() const { return bytes_; }
+
+  private:
+    int number_ = 0;
+    char const* bytes_ = "";
+    CString const* shared_ = nullptr;
+};
+
+// Called with the object of the creation, the event's number, and its parameters. The result is not looked
+// at.
+using ComponentDispatcher = int (*)(void* object, int event, void* parameters);
+
+// How the bytes go.
+enum MailSecurity : int {
+    security_none = 0,
+    security_tls = 1,                 // TLS from the first byte
+    security_upgrade = 2,             // STARTTLS (RFC 3207), STLS (RFC 2595), or nothing at all
+    security_upgrade_if_offered = 3,  // plain where the server does not offer it
+};
+
+// Results of methods, and the code of the last error: one of these, a platform::SocketError, or, for SMTP,
+// the code of the reply that refused (400 to 599).
+enum ComponentError : int {
+    component_ok = 0,
+    component_unknown = 101,         // no such property, method, configuration or value
+    component_not_connected = 102,   // the method needs a connection
+    component_missing = 103,         // no sender, no recipient, or an address that is none
+    component_refused = 171,         // POP: "-ERR"; the text is the server's line
+    component_authentication = 172,  // the server offers no method that is allowed, or a damaged challenge
+    component_line_too_long = 173,   // of the message: above 998 bytes (RFC 5321 4.5.3.1.6)
+    component_interrupted = 174,
+    component_protocol = 175,  // a reply that cannot be read, or is too long
+    component_tls = 276,
+    component_timeout = 301,
+    component_http = 400,  // the server's status is 400 or above; the text holds it with its reason
+};
+
+struct ConnectionStatusEvent {
+    char const* text;
+};
+struct ErrorEvent {
+    int code;
+    char const* description;
+};
+enum TrailDirection : int { trail_sent = 0, trail_received = 1, trail_information = 2 };
+// A line of the conversation. Secrets stand in it as asterisks; a message's text is not among the lines.
+struct PITrailEvent {
+    int direction;
+    char const* message;
+};
+struct SSLStatusEvent {
+    char const* message;
+};
+// What the server showed in the handshake, whether it was accepted or not; times in UTC.
+struct CertificateEvent {
+    char const *subject, *issuer, *host_names, *valid_from, *valid_until;
+};
+
+}  // namespace platform

@@ -1,0 +1,174 @@
+#include "platform/mail_conversation.h"
+
+#include "platform/mail_dots.h"
+#include "platform/secrets.h"
+#include "platform/socket.h"
+
+namespace platform {
+namespace {
+
+constexpr unsigned ms_of_second = 1000;
+constexpr int line_end_size = 2;
+
+unsigned Milliseconds(int seconds) { return seconds < 1 ? 0 : static_cast<unsigned>(seconds) * ms_of_second; }
+
+// The texts by which failures are told apart.
+constexpr char const* text_timeout = "Timeout.";
+constexpr char const* text_interrupted = "Interrupted.";
+constexpr char const* text_no_host = "The RemoteHost address is invalid (0.0.0.0).";
+constexpr char const* text_handshake = "Error during handshake: ";
+constexpr char const* text_closed = "Server disconnected before handshake completion.";
+constexpr char const* text_certificate = "Server certificate verification failed. Connection aborted. ";
+
+constexpr struct {
+    int error;
+    char const* text;
+} socket_texts[] = {
+    {socket_aborted, "Software caused connection abort."},
+    {socket_reset, "Connection reset by peer."},
+    {socket_timed_out, text_timeout},
+    {socket_refused, "Connection refused."},
+    {socket_network_unreachable, "Network is unreachable."},
+    {SocketSupport::line_too_long_error, "A line of the server is too long."},
+};
+
+}  // namespace
+
+MailConversation::~MailConversation() {
+    Close();
+    Wipe(settings_.password);
+}
+
+void MailConversation::Trail(int direction, char const* message) {
+    Fire(numbers_.trail, PITrailEvent{direction, message});
+}
+
+int MailConversation::Fail(int code, CString const& text) {
+    if (quiet_) return code;
+    error_code_ = code;
+    error_text_ = text;
+    Fire(numbers_.error, ErrorEvent{code, error_text_});
+    return code;
+}
+
+void MailConversation::ForgetError() {
+    error_code_ = component_ok;
+    error_text_.Empty();
+}
+
+// A lost connection is of no use any more.
+int MailConversation::FailBySocket() {
+    int const error = GetLastSocketError();
+    bool const interrupted = socket_.Interrupted(), secure = IsSecure();
+    Close();
+    if (interrupted) {
+        socket_.Resume();
+        return Fail(component_interrupted, text_interrupted);
+    }
+    if (error == 0) return Fail(socket_aborted, "The server closed the connection.");
+    if (error == socket_timed_out) return Fail(component_timeout, text_timeout);
+    if (error == socket_aborted && secure) return Fail(component_tls, "The secured connection is broken.");
+    for (auto const& known : socket_texts)
+        if (known.error == error) return Fail(error, known.text);
+    CString text;
+    text.Format("Socket error %d.", error);
+    return Fail(error, text);
+}
+
+int MailConversation::Open() {
+    Close();
+    CString place;
+    place.Format("%s:%d", static_cast<char const*>(settings_.server), settings_.port);
+    Inform("Connecting to mail server.");
+    Fire(numbers_.connection_status, ConnectionStatusEvent{"Connecting to " + place});
+    socket_.ClearLineBuffer();
+    socket_.SetLineLimit(reply_limit);
+    unsigned const limit = Milliseconds(settings_.seconds);
+    socket_.SetTimeOutTime(limit);
+    if (settings_.server.IsEmpty() || !socket_.Create() ||
+        !socket_.ConnectWithin(settings_.server, static_cast<unsigned>(settings_.port), limit)) {
+        bool const no_host = settings_.server.IsEmpty() || GetLastSocketError() == socket_invalid;
+        return no_host ? Fail(socket_invalid, text_no_host) : FailBySocket();
+    }
+    Inform("Connected.");
+    Fire(numbers_.connection_status, ConnectionStatusEvent{"Connected to " + place});
+    return settings_.security == security_tls ? Secure() : component_ok;
+}
+
+int MailConversation::Secure() {
+    const TlsOptions options{settings_.server, static_cast<unsigned>(settings_.port), settings_.ca_file,
+                             settings_.verify != 0};
+    Fire(numbers_.ssl_status, SSLStatusEvent{"Starting the handshake."});
+    const TlsFailure failure = socket_.StartTls(options, Milliseconds(settings_.seconds));
+    TlsCertificate const& shown = socket_.Certificate();
+    if (!shown.valid_until.IsEmpty())
+        Fire(numbers_.certificate,
+             CertificateEvent{shown.subject, shown.issuer, shown.names, shown.valid_from, shown.valid_until});
+    if (failure != TlsFailure::none) return FailByHandshake(failure);
+    Fire(numbers_.ssl_status, SSLStatusEvent{"Secured: " + socket_.Parameters()});
+    return component_ok;
+}
+
+int MailConversation::FailByHandshake(TlsFailure failure) {
+    const CString why = socket_.FailureText();
+    Fire(numbers_.ssl_status, SSLStatusEvent{"The handshake failed: " + why});
+    Close();
+    switch (failure) {
+        case TlsFailure::certificate: return Fail(component_tls, text_certificate + why);
+        case TlsFailure::closed: return Fail(component_tls, text_closed);
+        case TlsFailure::timed_out: return Fail(component_timeout, text_timeout);
+        case TlsFailure::interrupted: socket_.Resume(); return Fail(component_interrupted, text_interrupted);
+        case TlsFailure::no_authorities:
+            return Fail(component_tls, text_certificate + CString("The file of authorities: ") + why);
+        default: return Fail(component_tls, text_handshake + why);
+    }
+}
+
+void MailConversation::Close() {
+    bool const was_open = socket_.IsOpen();
+    socket_.Close();
+    if (!was_open) return;
+    Inform("Disconnected.");
+    Fire(numbers_.connection_status, ConnectionStatusEvent{"Disconnected"});
+}
+
+int MailConversation::SendLine(CString line, char const* shown) {
+    Trail(trail_sent, shown ? shown : static_cast<char const*>(line));
+    line += "\r\n";
+    return SendText(line);
+}
+
+int MailConversation::SendText(CString text) {
+    return socket_.SendBlock(text, 0, 0) < 0 ? FailBySocket() : component_ok;
+}
+
+int MailConversation::ReadLine(CString& line) {
+    line.Empty();
+    int const length = socket_.GetLine(line, 0, 0);
+    if (length < 1) {
+        if (length == 0) SetLastSocketError(0);
+        return FailBySocket();
+    }
+    line = line.Left(length - line_end_size);
+    Trail(trail_received, line);
+    return component_ok;
+}
+
+int MailConversation::ReadText(CString& text, int limit) {
+    socket_.SetLineLimit(SocketSupport::default_line_limit);
+    const DotText read = ReadDotText(socket_, limit, text);
+    socket_.SetLineLimit(reply_limit);
+    if (read == DotText::complete) return component_ok;
+    if (read == DotText::lost) return FailBySocket();
+    Close();
+    return Fail(component_protocol, "The server's text is too long.");
+}
+
+// The protocols are those of TLS 1.2 and above, whatever else is asked for.
+int MailConversation::Configure(CString const& line) {
+    return line.Left(line.Find('=') + 1) == "SSLEnabledProtocols="
+               ? component_ok
+               : Fail(component_unknown, "Unknown configuration: " + line);
+}
+
+}  // namespace platform

@@ -1,0 +1,98 @@
+#pragma once
+
+#include <string_view>
+
+#include "platform/mail_component.h"
+#include "platform/tls_socket.h"
+
+namespace platform {
+
+// What the SMTP and the POP component have in common: the connection and its security, lines in and out with
+// their trail, events, and the last error. Methods give component_ok or the error.
+class MailConversation {
+  public:
+    MailConversation(MailConversation const&) = delete;
+    MailConversation& operator=(MailConversation const&) = delete;
+
+    CString const& LastErrorText() const { return error_text_; }
+    int LastErrorCode() const { return error_code_; }
+    // From any thread: ends the method that runs now, or the next one, with component_interrupted.
+    void Interrupt() noexcept { socket_.Interrupt(); }
+
+  protected:
+    struct EventNumbers {
+        int connection_status, error, trail, certificate, ssl_status;
+    };
+    struct Settings {
+        CString server, user, password, ca_file;
+        int port;
+        int security = security_none;
+        int seconds = 0;  // 0: no limit
+        int verify = 1;
+    };
+    static constexpr int reply_limit = 64 * 1024;  // bytes
+    static constexpr char const* hidden = "********";
+
+    MailConversation(EventNumbers const& numbers, ComponentDispatcher dispatcher, void* object)
+        : numbers_(numbers), dispatcher_(dispatcher), object_(object) {}
+    ~MailConversation();
+
+    bool IsOpen() const { return socket_.IsOpen(); }
+    // Connects, with TLS from the first byte where that is set.
+    int Open();
+    // The handshake.
+    int Secure();
+    void Close();
+    // A line with its CR LF behind it; `shown` stands in the trail in its place.
+    int SendLine(CString line, char const* shown = nullptr);
+    // Any text, without a trail.
+    int SendText(CString text);
+    // A line without its line end.
+    int ReadLine(CString& line);
+    // The rest of a reply of many lines, as ReadDotText gives it.
+    int ReadText(CString& text, int limit);
+    // Notes the error and tells it; gives `code`.
+    int Fail(int code, CString const& text);
+    int FailBySocket();
+    void Inform(char const* information) { Trail(trail_information, information); }
+    bool Upgrades() const {
+        return settings_.security == security_upgrade || settings_.security == security_upgrade_if_offered;
+    }
+    bool IsSecure() const { return socket_.IsSecure(); }
+    // Takes a configuration line, "NAME=VALUE".
+    int Configure(CString const& line);
+    void ForgetError();
+    // Failures are not noted and not told while one lives.
+    class Quiet {
+      public:
+        explicit Quiet(MailConversation& conversation) : conversation_(conversation) {
+            conversation_.quiet_ = true;
+        }
+        ~Quiet() { conversation_.quiet_ = false; }
+        Quiet(Quiet const&) = delete;
+        Quiet& operator=(Quiet const&) = delete;
+
+      private:
+        MailConversation& conversation_;
+    };
+
+    Settings settings_;
+    TlsSocket socket_;
+
+  private:
+    template <class Event>
+    void Fire(int number, Event event) {
+        dispatcher_(object_, number, &event);
+    }
+    void Trail(int direction, char const* message);
+    int FailByHandshake(TlsFailure failure);
+
+    const EventNumbers numbers_;
+    const ComponentDispatcher dispatcher_;
+    void* const object_;
+    bool quiet_ = false;
+    int error_code_ = component_ok;
+    CString error_text_;
+};
+
+}  // namespace platform

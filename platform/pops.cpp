@@ -1,0 +1,330 @@
+#include "platform/pops.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <string>
+#include <unordered_map>
+
+#include "platform/mail_conversation.h"
+#include "platform/mail_dots.h"
+#include "platform/secrets.h"
+
+using namespace platform;
+
+namespace {
+
+constexpr int default_port = 110;
+constexpr int largest_message = 1024 * 1024 * 1024;  // bytes
+constexpr int longest_list = 1000000;                // messages
+
+// The time stamp of a greeting, angle brackets and all (RFC 1939 7); empty for none.
+std::string_view TimeStampIn(std::string_view greeting) {
+    const std::size_t open = greeting.find('<'), close = greeting.find('>', std::min(open, greeting.size()));
+    if (close == greeting.npos) return {};
+    const std::string_view stamp = greeting.substr(open, close - open + 1);
+    return stamp.find('@') == stamp.npos ? std::string_view() : stamp;
+}
+
+// "NUMBER REST" of a line, the blanks between them gone.
+void Divide(CString const& line, int& number, CString& rest) {
+    number = std::atoi(line);
+    int const blank = line.Find(' ');
+    rest = blank < 0 ? CString() : line.Mid(blank + 1).TrimLeft();
+}
+
+}  // namespace
+
+class PopsComponent : public MailConversation {
+  public:
+    PopsComponent(ComponentDispatcher dispatcher, void* object)
+        : MailConversation({pops_event_connection_status, pops_event_error, pops_event_trail,
+                            pops_event_certificate, pops_event_ssl_status},
+                           dispatcher, object),
+          dispatcher_(dispatcher),
+          object_(object) {
+        settings_.port = default_port;
+    }
+
+    int Set(int property, ComponentValue const& value);
+    POPSValue Get(int property, int index) const;
+    int Do(int method, int count, ComponentValue const* arguments);
+
+  private:
+    int Connect();
+    int LogIn(CString const& greeting);
+    int Upgrade();
+    int Stat();
+    int List();
+    int ListSizes();
+    template <class Take>
+    int ForEachLine(Take take);
+    int Fetch(CString const& command);
+    int Choose(int number);
+    int Quit();
+    int Reset();
+    // Sends, and reads the reply; "-ERR" is a failure. `shown` stands in the trail in the command's place.
+    int Command(CString const& line, CString& reply, char const* shown = nullptr);
+    int ReadReply(CString& reply);
+    int Command(CString const& line) {
+        CString reply;
+        return Command(line, reply);
+    }
+
+    const ComponentDispatcher dispatcher_;
+    void* const object_;
+    int auth_ = pops_auth_user;
+    int count_ = 0;
+    std::unordered_map<int, int> sizes_;  // by message number
+    CString unique_id_, text_;
+};
+
+int PopsComponent::Set(int property, ComponentValue const& value) {
+    switch (property) {
+        case pops_auth: auth_ = value.Number(); break;
+        case pops_port: settings_.port = value.Number(); break;
+        case pops_server: settings_.server = value.Text(); break;
+        case pops_message: return Choose(value.Number());
+        case pops_password:
+            Wipe(settings_.password);
+            settings_.password = CString(value.Bytes());
+            break;
+        case pops_security: settings_.security = value.Number(); break;
+        case pops_time_limit: settings_.seconds = value.Number(); break;
+        case pops_user: settings_.user = value.Text(); break;
+        case pops_ca_file: settings_.ca_file = value.Text(); break;
+        case pops_verify: settings_.verify = value.Number(); break;
+        default: return Fail(component_unknown, "Unknown property.");
+    }
+    return component_ok;
+}
+
+POPSValue PopsComponent::Get(int property, int index) const {
+    switch (property) {
+        case pops_count: return count_;
+        case pops_size: {
+            auto const size = sizes_.find(index);
+            return size == sizes_.end() ? 0 : size->second;
+        }
+        case pops_text: return text_;
+        case pops_unique_id: return unique_id_;
+        default: return 0;
+    }
+}
+
+int PopsComponent::Do(int method, int count, ComponentValue const* arguments) {
+    auto const number = [&](int index) { return CString(std::to_string(arguments[index].Number()).c_str()); };
+    int const wanted = method == pops_top                                                             ? 2
+                       : method == pops_configure || method == pops_retrieve || method == pops_delete ? 1
+                                                                                                      : 0;
+    if (count != wanted) return Fail(component_unknown, "Wrong number of arguments.");
+    switch (method) {
+        case pops_configure: return Configure(arguments[0].Text());
+        case pops_connect: return Connect();
+        case pops_disconnect: return Quit();
+        case pops_reset: return Reset();
+        case pops_interrupt: Interrupt(); return component_ok;
+        default: break;
+    }
+    if (!IsOpen()) return Fail(component_not_connected, "Not connected.");
+    switch (method) {
+        case pops_list: return List();
+        case pops_list_sizes: return ListSizes();
+        case pops_retrieve: return Fetch("RETR " + number(0));
+        case pops_top: return Fetch("TOP " + number(0) + " " + number(1));
+        case pops_delete: return Command("DELE " + number(0));
+        case pops_noop: return Command("NOOP");
+        default: return Fail(component_unknown, "Unknown method.");
+    }
+}
+
+int PopsComponent::Reset() {
+    socket_.Close();  // the first state, of which nothing is told
+    Wipe(settings_.password);
+    settings_ = {};
+    settings_.port = default_port;
+    auth_ = pops_auth_user;
+    count_ = 0;
+    sizes_.clear();
+    unique_id_.Empty();
+    text_.Empty();
+    ForgetError();
+    return component_ok;
+}
+
+// --- The conversation ---
+
+int PopsComponent::ReadReply(CString& reply) {
+    if (int const error = ReadLine(reply)) return error;
+    return reply.Left(3) == "+OK" ? component_ok : Fail(component_refused, reply);
+}
+
+int PopsComponent::Command(CString const& line, CString& reply, char const* shown) {
+    if (int const error = SendLine(line, shown)) return error;
+    return ReadReply(reply);
+}
+
+int PopsComponent::Connect() {
+    count_ = 0;
+    sizes_.clear();
+    if (int const error = Open()) return error;
+    CString greeting;
+    int error = ReadReply(greeting);
+    if (error == component_ok && Upgrades()) error = Upgrade();
+    if (error == component_ok) error = LogIn(greeting);
+    if (error == component_ok) error = Stat();
+    if (error != component_ok && IsOpen()) {
+        const Quiet quiet(*this);
+        Quit();
+    }
+    return error;
+}
+
+// What a server offers it tells since RFC 2449; one that does not tell offers nothing.
+int PopsComponent::Upgrade() {
+    if (settings_.security == security_upgrade_if_offered) {
+        bool offered = false;
+        const Quiet quiet(*this);
+        int const told = Command("CAPA");
+        if (told == component_ok)
+            if (int const error = ForEachLine([&](CString const& line) { offered |= line == "STLS"; }))
+                return error;
+        if (!IsOpen() || !offered) return IsOpen() ? component_ok : told;
+    }
+    if (int const error = Command("STLS")) return error;
+    return Secure();
+}
+
+// The lines of a reply up to the closing one.
+template <class Take>
+int PopsComponent::ForEachLine(Take take) {
+    for (int lines = 0; lines < longest_list; ++lines) {
+        CString line;
+        if (int const error = ReadLine(line)) return error;
+        if (line == ".") return component_ok;
+        take(line);
+    }
+    Close();
+    return Fail(component_protocol, "The server's list is too long.");
+}
+
+// User names and passwords with a line end in them would be commands of their own.
+int PopsComponent::LogIn(CString const& greeting) {
+    if (settings_.user.FindOneOf("\r\n") >= 0 || settings_.password.FindOneOf("\r\n") >= 0)
+        return Fail(component_authentication, "Authentication failed: a line end in user or password.");
+    CString reply;
+    if (auth_ == pops_auth_apop) {
+        const std::string stamp(TimeStampIn(greeting.View()));
+        if (stamp.empty()) return Fail(component_authentication, "APOP timestamp not found.");
+        std::string secret = stamp + std::string(settings_.password.View());
+        const std::string digest = Md5Hex(secret);
+        Wipe(secret);
+        const CString head = "APOP " + settings_.user + " ";
+        return Command(head + digest.c_str(), reply, head + hidden);
+    }
+    if (int const error = Command("USER " + settings_.user)) return error;
+    CString line = "PASS " + settings_.password;
+    int const error = Command(line, reply, CString("PASS ") + hidden);
+    Wipe(line);
+    return error;
+}
+
+int PopsComponent::Stat() {
+    CString reply;
+    if (int const error = Command("STAT", reply)) return error;
+    count_ = std::clamp(std::atoi(reply.Mid(4)), 0, longest_list);
+    return component_ok;
+}
+
+int PopsComponent::Choose(int number) {
+    if (!IsOpen()) return Fail(component_not_connected, "Not connected.");
+    unique_id_.Empty();
+    const CString text = std::to_string(number).c_str();
+    CString reply;
+    int told = 0;
+    if (int const error = Command("UIDL " + text, reply)) return error;
+    Divide(reply.Mid(4), told, unique_id_);
+    return component_ok;
+}
+
+int PopsComponent::List() {
+    if (int const error = Command("UIDL")) return error;
+    return ForEachLine([&](CString const& line) {
+        int number = 0;
+        CString unique_id;
+        Divide(line, number, unique_id);
+        POPSMessageListEventParams listed{number, unique_id};
+        dispatcher_(object_, pops_event_message_list, &listed);
+    });
+}
+
+int PopsComponent::ListSizes() {
+    sizes_.clear();
+    if (int const error = Command("LIST")) return error;
+    return ForEachLine([&](CString const& line) {
+        int number = 0;
+        CString size;
+        Divide(line, number, size);
+        sizes_[number] = std::atoi(size);
+    });
+}
+
+int PopsComponent::Fetch(CString const& command) {
+    text_.Empty();
+    if (int const error = Command(command)) return error;
+    CString wire;
+    if (int const error = ReadText(wire, largest_message)) return error;
+    text_ = DotUnstuffed(wire.View());
+    return component_ok;
+}
+
+// The server deletes now, so a farewell that fails is a failure.
+int PopsComponent::Quit() {
+    if (!IsOpen()) return component_ok;
+    CString reply;
+    int const error = Command("QUIT", reply);
+    Close();
+    return error;
+}
+
+// --- The functions ---
+
+POPSHandle POPS_Create(ComponentDispatcher dispatcher, void* object) {
+    return new PopsComponent(dispatcher, object);
+}
+
+void POPS_Destroy(POPSHandle handle) { delete handle; }
+
+int POPS_Set(POPSHandle handle, int property, int, ComponentValue const& value, int) {
+    return handle->Set(property, value);
+}
+
+POPSValue POPS_Get(POPSHandle handle, int property, int index, int* length) {
+    const POPSValue value = handle->Get(property, index);
+    if (length) *length = value.Text().GetLength();
+    return value;
+}
+
+int POPS_Do(POPSHandle handle, int method, int count, ComponentValue const* arguments, int const*) {
+    return handle->Do(method, count, arguments);
+}
+
+char const* POPS_GetLastError(POPSHandle handle) { return handle->LastErrorText(); }
+
+int POPS_GetLastErrorCode(POPSHandle handle) { return handle->LastErrorCode(); }
+
+int POPS::Dispatch(void* object, int event, void* parameters) {
+    auto* const self = static_cast<POPS*>(object);
+    switch (event) {
+        case 1: return self->FireConnectionStatus(static_cast<POPSConnectionStatusEventParams*>(parameters));
+        case 2: return self->FireReserved2(parameters);
+        case 3: return self->FireError(static_cast<POPSErrorEventParams*>(parameters));
+        case 4: return self->FireReserved4(parameters);
+        case 5: return self->FireMessageList(static_cast<POPSMessageListEventParams*>(parameters));
+        case 6: return self->FirePITrail(static_cast<POPSPITrailEventParams*>(parameters));
+        case 7: return self->FireCertificate(static_cast<POPSCertificateEventParams*>(parameters));
+        case 8: return self->FireSSLStatus(static_cast<POPSSSLStatusEventParams*>(parameters));
+        case 9: return self->FireReserved9(parameters);
+        case 10: return self->FireReserved10(parameters);
+        default: return 0;
+    }
+}

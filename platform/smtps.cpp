@@ -1,0 +1,382 @@
+#include "platform/smtps.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <string>
+#include <vector>
+
+#include "platform/mail_conversation.h"
+#include "platform/mail_dots.h"
+#include "platform/secrets.h"
+#include "platform/socket.h"
+
+using namespace platform;
+
+namespace {
+
+constexpr std::size_t longest_line = 998;
+constexpr int default_port = 25;
+constexpr char const* sender_and_recipients_needed = "Sender and recipients are needed.";
+
+std::string Upper(std::string_view text) {
+    std::string upper(text);
+    for (char& c : upper)
+        if (c >= 'a' && c <= 'z') c = static_cast<char>(c - 'a' + 'A');
+    return upper;
+}
+
+bool HasTooLongLine(std::string_view text) {
+    for (std::size_t at = 0, end; at < text.size(); at = end + 2) {
+        end = std::min(text.find("\r\n", at), text.size());
+        if (end - at > longest_line) return true;
+    }
+    return false;
+}
+
+std::vector<CString> AddressesIn(CString const& list) {
+    std::vector<CString> addresses;
+    for (int at = 0; at <= list.GetLength();) {
+        int const comma = list.Find(',', at), end = comma < 0 ? list.GetLength() : comma;
+        CString address = list.Mid(at, end - at);
+        if (!address.Trim().IsEmpty()) addresses.push_back(address);
+        at = end + 1;
+    }
+    return addresses;
+}
+
+bool IsAddress(CString const& text) { return !text.IsEmpty() && text.FindOneOf("\r\n<>") < 0; }
+
+}  // namespace
+
+class SmtpsComponent : public MailConversation {
+  public:
+    SmtpsComponent(ComponentDispatcher dispatcher, void* object)
+        : MailConversation({smtps_event_connection_status, smtps_event_error, smtps_event_trail,
+                            smtps_event_certificate, smtps_event_ssl_status},
+                           dispatcher, object) {
+        settings_.port = default_port;
+    }
+
+    int Set(int property, ComponentValue const& value);
+    int Do(int method, int count, ComponentValue const* arguments);
+
+  private:
+    struct Reply {
+        int code = 0;
+        CString last;       // line
+        std::string lines;  // all of them, in capitals, each behind a line end
+    };
+    enum class Method { cram_md5, login, plain };
+
+    int Connect();
+    int Hello();
+    int Upgrade();
+    int Authenticate();
+    int Try(Method method, Reply& reply);
+    int Send();
+    int Envelope();
+    int Begin();
+    int Quit();
+    int Reset();
+    // Sends and reads the reply; a failure only for a lost connection or an unreadable reply.
+    int Ask(CString const& line, Reply& reply, char const* shown = nullptr);
+    int ReadReply(Reply& reply);
+    // The same, and a reply of another class than `wanted` (2 or 3) is a failure.
+    int Command(CString const& line, int wanted);
+    int Refused(Reply const& reply) { return Fail(reply.code, reply.last); }
+    bool Offers(char const* extension) const;
+    bool OffersMethod(char const* name) const;
+    int AnswerSecret(std::string secret, Reply& reply);
+    CString Message() const;
+
+    CString from_, recipients_, text_, headers_, message_, hello_name_;
+    int auth_ = smtps_auth_any;
+    bool keep_ = false;
+    std::string extensions_;
+};
+
+int SmtpsComponent::Set(int property, ComponentValue const& value) {
+    switch (property) {
+        case smtps_auth: auth_ = value.Number(); break;
+        case smtps_from: from_ = value.Text(); break;
+        case smtps_port: settings_.port = value.Number(); break;
+        case smtps_server: settings_.server = value.Text(); break;
+        case smtps_text: text_ = value.Text(); break;
+        case smtps_headers: headers_ = value.Text(); break;
+        case smtps_message: message_ = value.Text(); break;
+        case smtps_hello_name: hello_name_ = value.Text(); break;
+        case smtps_password:
+            Wipe(settings_.password);
+            settings_.password = CString(value.Bytes());
+            break;
+        case smtps_recipients: recipients_ = value.Text(); break;
+        case smtps_security: settings_.security = value.Number(); break;
+        case smtps_keep_connection: keep_ = value.Number() != 0 || value.Text() == "1"; break;
+        case smtps_time_limit: settings_.seconds = value.Number(); break;
+        case smtps_user: settings_.user = value.Text(); break;
+        case smtps_ca_file: settings_.ca_file = value.Text(); break;
+        case smtps_verify: settings_.verify = value.Number(); break;
+        default: return Fail(component_unknown, "Unknown property.");
+    }
+    return component_ok;
+}
+
+int SmtpsComponent::Do(int method, int count, ComponentValue const* arguments) {
+    switch (method) {
+        case smtps_configure:
+            return count == 1 ? Configure(arguments[0].Text())
+                              : Fail(component_unknown, "One argument is needed.");
+        case smtps_connect: return Connect();
+        case smtps_send: return Send();
+        case smtps_disconnect: return Quit();
+        case smtps_reset_mail:
+            return IsOpen() ? Command("RSET", 2) : Fail(component_not_connected, "Not connected.");
+        case smtps_reset: return Reset();
+        case smtps_interrupt: Interrupt(); return component_ok;
+        default: return Fail(component_unknown, "Unknown method.");
+    }
+}
+
+int SmtpsComponent::Reset() {
+    socket_.Close();  // the first state, of which nothing is told
+    Wipe(settings_.password);
+    settings_ = {};
+    settings_.port = default_port;
+    for (CString* text : {&from_, &recipients_, &text_, &headers_, &message_, &hello_name_}) text->Empty();
+    auth_ = smtps_auth_any;
+    keep_ = false;
+    extensions_.clear();
+    ForgetError();
+    return component_ok;
+}
+
+// --- Replies ---
+
+int SmtpsComponent::ReadReply(Reply& reply) {
+    reply = {};
+    for (;;) {
+        if (int const error = ReadLine(reply.last)) return error;
+        reply.lines += "\n" + Upper(reply.last.View());
+        const std::string_view line = reply.last.View();
+        bool const has_code = line.size() >= 3 && std::all_of(line.begin(), line.begin() + 3,
+                                                              [](char c) { return c >= '0' && c <= '9'; });
+        if (!has_code || reply.lines.size() > reply_limit) {
+            Close();
+            return Fail(component_protocol, "The server's reply cannot be read: " + reply.last.Left(200));
+        }
+        if (line.size() > 3 && line[3] == '-') continue;
+        reply.code = std::atoi(reply.last);
+        return component_ok;
+    }
+}
+
+int SmtpsComponent::Ask(CString const& line, Reply& reply, char const* shown) {
+    if (int const error = SendLine(line, shown)) return error;
+    return ReadReply(reply);
+}
+
+int SmtpsComponent::Command(CString const& line, int wanted) {
+    Reply reply;
+    if (int const error = Ask(line, reply)) return error;
+    return reply.code / 100 == wanted ? component_ok : Refused(reply);
+}
+
+// --- The connection ---
+
+int SmtpsComponent::Connect() {
+    if (int const error = Open()) return error;
+    Reply reply;
+    if (int const error = ReadReply(reply)) return error;
+    int error = reply.code / 100 == 2 ? Hello() : Refused(reply);
+    if (error == component_ok && Upgrades()) error = Upgrade();
+    if (error == component_ok && !settings_.user.IsEmpty() && auth_ != smtps_auth_none)
+        error = Authenticate();
+    if (error != component_ok && IsOpen()) Quit();
+    return error;
+}
+
+// EHLO, and HELO for a server that does not know it.
+int SmtpsComponent::Hello() {
+    char name[256] = "localhost";
+    if (hello_name_.IsEmpty()) platform::GetHostName(name, sizeof name);
+    const CString mine = hello_name_.IsEmpty() ? CString(name) : hello_name_;
+    Reply reply;
+    if (int const error = Ask("EHLO " + mine, reply)) return error;
+    extensions_ = reply.lines;
+    if (reply.code / 100 == 2) return component_ok;
+    extensions_.clear();
+    return reply.code / 100 == 5 ? Command("HELO " + mine, 2) : Refused(reply);
+}
+
+bool SmtpsComponent::Offers(char const* extension) const {
+    for (char const* end : {"\n", " "})
+        if ((extensions_ + "\n").find(std::string(extension) + end) != std::string::npos) return true;
+    return false;
+}
+
+// Where the upgrade is required it is asked for even if it is not offered, so that the server's own word is
+// on record.
+int SmtpsComponent::Upgrade() {
+    if (settings_.security == security_upgrade_if_offered && !Offers("STARTTLS")) return component_ok;
+    Reply reply;
+    if (int const error = Ask("STARTTLS", reply)) return error;
+    if (reply.code / 100 != 2) return Fail(component_tls + 1, "STARTTLS is not available: " + reply.last);
+    if (int const error = Secure()) return error;
+    return Hello();
+}
+
+// --- Authentication (RFC 4954) ---
+
+// The list of methods stands behind AUTH, with a blank or, on older servers, a "=".
+bool SmtpsComponent::OffersMethod(char const* name) const {
+    for (std::size_t at = 0; (at = extensions_.find("AUTH", at)) != std::string::npos; at += 4) {
+        if (at < 1 || (extensions_[at - 1] != '-' && extensions_[at - 1] != ' ')) continue;
+        std::string list = extensions_.substr(at + 4, extensions_.find('\n', at) - at - 4) + " ";
+        std::replace(list.begin(), list.end(), '=', ' ');
+        if (list.find(std::string(" ") + name + " ") != std::string::npos) return true;
+    }
+    return false;
+}
+
+int SmtpsComponent::Authenticate() {
+    constexpr struct {
+        Method method;
+        int setting;
+        char const* name;
+    } methods[] = {{Method::cram_md5, smtps_auth_cram_md5, "CRAM-MD5"},
+                   {Method::login, smtps_auth_login, "LOGIN"},
+                   {Method::plain, smtps_auth_plain, "PLAIN"}};
+    Reply reply;
+    for (auto const& known : methods) {
+        bool const allowed = auth_ == known.setting ||
+                             (auth_ == smtps_auth_any && (known.method != Method::plain || IsSecure()));
+        if (!allowed || !OffersMethod(known.name)) continue;
+        if (int const error = Try(known.method, reply)) return error;
+        if (reply.code / 100 == 2) return component_ok;
+    }
+    return reply.code != 0 ? Refused(reply)
+                           : Fail(component_authentication,
+                                  "Authentication failed: the server offers no method that can be used.");
+}
+
+int SmtpsComponent::AnswerSecret(std::string secret, Reply& reply) {
+    std::string base64 = Base64Of(secret);
+    Wipe(secret);
+    int const error = Ask(CString(std::string_view(base64)), reply, hidden);
+    Wipe(base64);
+    return error;
+}
+
+// A failure only when the conversation cannot go on; what the server says is in `reply`.
+int SmtpsComponent::Try(Method method, Reply& reply) {
+    const std::string user(settings_.user.View()), password(settings_.password.View());
+    if (method == Method::plain) {
+        const std::string nul(1, '\0');
+        if (int const error = Ask("AUTH PLAIN", reply)) return error;
+        return reply.code / 100 == 3 ? AnswerSecret(nul + user + nul + password, reply) : component_ok;
+    }
+    if (int const error = Ask(method == Method::login ? "AUTH LOGIN" : "AUTH CRAM-MD5", reply)) return error;
+    if (reply.code / 100 != 3) return component_ok;
+    if (method == Method::login) {
+        if (int const error = AnswerSecret(user, reply)) return error;
+        return reply.code / 100 == 3 ? AnswerSecret(password, reply) : component_ok;
+    }
+    std::string challenge;
+    if (!FromBase64(reply.last.View().substr(std::min<std::size_t>(4, reply.last.View().size())), challenge))
+        return Ask("*", reply);  // the end of the attempt (RFC 4954 4)
+    return AnswerSecret(user + " " + HmacMd5Hex(password, challenge), reply);
+}
+
+// --- Mail ---
+
+CString SmtpsComponent::Message() const { return message_.IsEmpty() ? headers_ + "\r\n" + text_ : message_; }
+
+int SmtpsComponent::Send() {
+    const CString message = Message();
+    const std::vector<CString> to = AddressesIn(recipients_);
+    if (!IsAddress(from_) || to.empty() || !std::all_of(to.begin(), to.end(), IsAddress))
+        return Fail(component_missing, sender_and_recipients_needed);
+    if (HasTooLongLine(message.View()))
+        return Fail(component_line_too_long, "A line of the message is longer than 998 bytes.");
+    int error = Begin();
+    if (error == component_ok) error = Envelope();
+    if (error == component_ok) {
+        CString wire;
+        wire.Reserve(message.GetLength() + message.GetLength() / 64 + 8);
+        AppendDotStuffed(wire, message.View());
+        wire += message.View().ends_with("\r\n") ? ".\r\n" : "\r\n.\r\n";
+        error = SendText(wire);
+    }
+    if (error == component_ok) {
+        Reply reply;
+        error = ReadReply(reply);
+        if (error == component_ok && reply.code / 100 != 2) error = Refused(reply);
+    }
+    if (IsOpen() && !keep_) Quit();
+    return error;
+}
+
+// A connection that was kept may have been closed by the server meanwhile; then there is a new one.
+int SmtpsComponent::Begin() {
+    if (IsOpen()) {
+        const Quiet quiet(*this);
+        Reply reply;
+        bool const silent = !socket_.Readable(0);  // else it is the end, or a farewell
+        if (silent && Ask("RSET", reply) == component_ok && reply.code / 100 == 2) return component_ok;
+        Close();
+    }
+    return Connect();
+}
+
+int SmtpsComponent::Envelope() {
+    if (int const error = Command("MAIL FROM:<" + from_ + ">", 2)) return error;
+    for (CString const& address : AddressesIn(recipients_))
+        if (int const error = Command("RCPT TO:<" + address + ">", 2)) return error;
+    return Command("DATA", 3);
+}
+
+// What goes wrong in a farewell is nobody's concern.
+int SmtpsComponent::Quit() {
+    if (!IsOpen()) return component_ok;
+    const Quiet quiet(*this);
+    Reply reply;
+    if (SendLine("QUIT") == component_ok) ReadReply(reply);
+    Close();
+    return component_ok;
+}
+
+// --- The functions ---
+
+SMTPSHandle SMTPS_Create(ComponentDispatcher dispatcher, void* object) {
+    return new SmtpsComponent(dispatcher, object);
+}
+
+void SMTPS_Destroy(SMTPSHandle handle) { delete handle; }
+
+int SMTPS_Set(SMTPSHandle handle, int property, int, ComponentValue const& value, int) {
+    return handle->Set(property, value);
+}
+
+int SMTPS_Do(SMTPSHandle handle, int method, int count, ComponentValue const* arguments, int const*) {
+    return handle->Do(method, count, arguments);
+}
+
+char const* SMTPS_GetLastError(SMTPSHandle handle) { return handle->LastErrorText(); }
+
+int SMTPS_GetLastErrorCode(SMTPSHandle handle) { return handle->LastErrorCode(); }
+
+int SMTPS::Dispatch(void* object, int event, void* parameters) {
+    auto* const self = static_cast<SMTPS*>(object);
+    switch (event) {
+        case 1: return self->FireConnectionStatus(static_cast<SMTPSConnectionStatusEventParams*>(parameters));
+        case 2: return self->FireReserved2(parameters);
+        case 3: return self->FireError(static_cast<SMTPSErrorEventParams*>(parameters));
+        case 4: return self->FireReserved4(parameters);
+        case 5: return self->FirePITrail(static_cast<SMTPSPITrailEventParams*>(parameters));
+        case 6: return self->FireCertificate(static_cast<SMTPSCertificateEventParams*>(parameters));
+        case 7: return self->FireSSLStatus(static_cast<SMTPSSSLStatusEventParams*>(parameters));
+        case 8: return self->FireReserved8(parameters);
+        case 9: return self->FireReserved9(parameters);
+        default: return 0;
+    }
+}

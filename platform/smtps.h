@@ -1,0 +1,97 @@
+#pragma once
+
+#include "platform/mail_component.h"
+
+// The component that sends mail over SMTP (RFC 5321), plain or secured by TLS (RFC 3207, RFC 8314).
+
+enum SMTPSProperty : int {
+    smtps_auth = 3,              // number: SMTPSAuth
+    smtps_from = 14,             // envelope sender, an address
+    smtps_port = 19,             // number
+    smtps_server = 20,           // name or address
+    smtps_text = 21,             // text of the message, behind the headers; line ends CR LF
+    smtps_headers = 23,          // header lines, each with its CR LF
+    smtps_message = 24,          // a whole MIME message, headers and all; in place of the two above
+    smtps_hello_name = 25,       // what stands behind EHLO; empty: this host's name
+    smtps_password = 26,         //
+    smtps_recipients = 30,       // addresses, divided by commas
+    smtps_security = 40,         // number: platform::MailSecurity
+    smtps_keep_connection = 41,  // number or text, "1": the connection stays after a message
+    smtps_time_limit = 42,  // number: seconds for connecting, for the handshake, and for each wait; 0: none
+    smtps_user = 43,        // empty: no authentication
+    smtps_ca_file = 50,     // library path of trusted certificates (PEM); empty: those of the system
+    smtps_verify = 51,      // number: 0 takes any certificate; 1 at first
+};
+
+enum SMTPSAuth : int {
+    smtps_auth_any = 0,  // CRAM-MD5 (RFC 2195), where it is refused LOGIN, then PLAIN (RFC 4616) if secured
+    smtps_auth_cram_md5 = 1,
+    smtps_auth_login = 2,
+    smtps_auth_plain = 3,
+    smtps_auth_none = 4,
+};
+
+enum SMTPSMethod : int {
+    smtps_configure = 1,   // one argument, "NAME=VALUE": SSLEnabledProtocols (TLS 1.2 at least in any case)
+    smtps_connect = 2,     // up to and including authentication
+    smtps_send = 3,        // the message to the recipients; connects if need be. All of them or none get it.
+    smtps_disconnect = 4,  // QUIT
+    smtps_reset_mail = 5,  // RSET
+    smtps_reset = 9,       // closes the connection and empties all properties
+    smtps_interrupt = 10,  // from any thread: ends the method that runs
+};
+
+enum SMTPSEvent : int {
+    smtps_event_connection_status = 1,
+    smtps_event_error = 3,
+    smtps_event_trail = 5,
+    smtps_event_certificate = 6,
+    smtps_event_ssl_status = 7,
+};  // 2, 4, 8 and 9 are kept for later
+
+using SMTPSConnectionStatusEventParams = platform::ConnectionStatusEvent;
+using SMTPSErrorEventParams = platform::ErrorEvent;
+using SMTPSPITrailEventParams = platform::PITrailEvent;
+using SMTPSCertificateEventParams = platform::CertificateEvent;
+using SMTPSSSLStatusEventParams = platform::SSLStatusEvent;
+
+class SmtpsComponent;
+using SMTPSHandle = SmtpsComponent*;
+
+// Results: platform::ComponentError and what it names.
+TESSALY_API SMTPSHandle SMTPS_Create(platform::ComponentDispatcher dispatcher, void* object);
+TESSALY_API void SMTPS_Destroy(SMTPSHandle handle);
+// `index` and `length` are not used here.
+TESSALY_API int SMTPS_Set(SMTPSHandle handle, int property, int index, platform::ComponentValue const& value,
+                          int length);
+TESSALY_API int SMTPS_Do(SMTPSHandle handle, int method, int count, platform::ComponentValue const* arguments,
+                         int const* lengths);
+// Of the last failure. The text lasts until the next call.
+TESSALY_API char const* SMTPS_GetLastError(SMTPSHandle handle);
+TESSALY_API int SMTPS_GetLastErrorCode(SMTPSHandle handle);
+
+// The component as a class, whose events are operations for a derived class.
+class TESSALY_API SMTPS {
+  public:
+    virtual int FireConnectionStatus(SMTPSConnectionStatusEventParams*) { return 0; }
+    virtual int FireReserved2(void*) { return 0; }
+    virtual int FireError(SMTPSErrorEventParams*) { return 0; }
+    virtual int FireReserved4(void*) { return 0; }
+    virtual int FirePITrail(SMTPSPITrailEventParams*) { return 0; }
+    virtual int FireCertificate(SMTPSCertificateEventParams*) { return 0; }
+    virtual int FireSSLStatus(SMTPSSSLStatusEventParams*) { return 0; }
+    virtual int FireReserved8(void*) { return 0; }
+    virtual int FireReserved9(void*) { return 0; }
+    virtual ~SMTPS() = default;
+
+    SMTPS(SMTPS const&) = delete;
+    SMTPS& operator=(SMTPS const&) = delete;
+    SMTPSHandle Handle() const { return m_hHandle; }
+
+  protected:
+    SMTPS() = default;
+    // The event of that number, 1 to 9, as an operation of `object`, an SMTPS; 0 for any other.
+    static int Dispatch(void* object, int event, void* parameters);
+
+    SMTPSHandle m_hHandle = nullptr;
+};
