@@ -7,16 +7,15 @@
 #include <string>
 #include <string_view>
 
+#include "storage/key_symbols.h"
 #include "storage/key_tables.h"
 #include "storage/md5.h"
 #include "storage/split_string.h"
 #include "storage/substitution.h"
-#include "text/base64_codec.h"
 
 namespace {
 
 constexpr std::size_t hash_size = md5_hex_digits;
-constexpr char padding = '=';
 constexpr char quote = '"';
 enum Field : int { field_flag = 0, field_md5 = 1, field_database_key = 2, field_count = 3 };
 
@@ -73,35 +72,6 @@ void ApplyPad(std::string& bytes, int row) {
     }
 }
 
-CString EncodeSymbols(std::string const& bytes, int row) {
-    std::string symbols(text::Base64EncodedSize(bytes.size()), '\0');
-    symbols.resize(text::Base64Encode(reinterpret_cast<unsigned char const*>(bytes.data()), bytes.size(),
-                                      symbols.data(), storage::CompoundKeyAlphabet(row)));
-    while (symbols.ends_with(padding)) symbols.pop_back();
-    return CString(std::string_view(symbols));
-}
-
-// Nothing for a text with another byte than the symbols, of an impossible length, or with bits set behind the
-// last byte: the encoder makes none of these.
-std::optional<std::string> DecodeSymbols(std::string_view symbols, int row) {
-    int const* values = storage::InverseCompoundKeyAlphabet(row);
-    std::string bytes;
-    unsigned held = 0;
-    unsigned bits = 0;
-    for (char const symbol : symbols) {
-        auto const byte = static_cast<unsigned char>(symbol);
-        int const value = byte < storage::inverse_alphabet_size ? values[byte] : storage::no_symbol;
-        if (value == storage::no_symbol) return std::nullopt;
-        held = held << 6 | static_cast<unsigned>(value);
-        bits += 6;
-        if (bits < 8) continue;
-        bits -= 8;
-        bytes += static_cast<char>(held >> bits & 0xFF);
-        held &= (1U << bits) - 1;
-    }
-    return bits < 6 && held == 0 ? std::optional(bytes) : std::nullopt;
-}
-
 }  // namespace
 
 void CCompoundKeyManager::SetKeyForSelectTable(CString key) { table_key_ = key; }
@@ -115,13 +85,13 @@ CString CCompoundKeyManager::MakeCompoundKey(CString flag, CString md5, CString 
     int const row = GetKeyNumber(table_key_);
     std::string mixed = Mix(HashOf(plain), plain);
     ApplyPad(mixed, row);
-    return compound_key_ = EncodeSymbols(mixed, row);
+    return compound_key_ = CString(std::string_view(storage::EncodeSymbols(mixed, row)));
 }
 
 CString CCompoundKeyManager::Value(int field) const {
     if (table_key_.IsEmpty() || compound_key_.IsEmpty()) return {};
     int const row = GetKeyNumber(table_key_);
-    std::optional<std::string> mixed = DecodeSymbols(compound_key_.View(), row);
+    std::optional<std::string> mixed = storage::DecodeSymbols(compound_key_.View(), row);
     if (!mixed) return {};
     ApplyPad(*mixed, row);
     const std::optional<std::string> plain = Unmix(*mixed);

@@ -1,0 +1,19 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "platform/cstring.h"
+#include "platform/export.h"
+
+// Base64 over the symbols of one row of the compound key's alphabets, without padding.
+namespace storage {
+
+// `row` lies in 0 to 255.
+TESSALY_API std::string EncodeSymbols(std::string_view bytes, int row);
+// Nothing for a text with another byte than the symbols, of an impossible length, or with bits set behind the
+// last byte: the encoder makes none of these.
+TESSALY_API std::optional<std::string> DecodeSymbols(std::string_view symbols, int row);
+
+}  // namespace storage
