@@ -46,6 +46,8 @@ void AddReportCommand(CLI::App& program);
 void AddReceiveCommand(CLI::App& program);
 void AddInboxCommands(CLI::App& program);
 void AddBackupCommands(CLI::App& program);
+void AddCheckCommand(CLI::App& program);
+void AddNewsCommand(CLI::App& program);
 void AddPostboxCommand(CLI::App& program);
 
 }  // namespace app

@@ -23,6 +23,7 @@ struct Arguments {
     int pop_port = no_pop;
     std::string port_file;
     std::string user, password_file;
+    std::string certificate;
     PostboxRules rules;
 };
 
@@ -34,10 +35,13 @@ void Run(Arguments& arguments) {
         arguments.rules.password = FirstLineOf(arguments.password_file, "パスワードファイル");
     }
     MailFolder folder(arguments.folder);
-    PostboxServer server(folder, arguments.rules, arguments.port);
+    std::optional<TlsServer> tls;
+    if (!arguments.certificate.empty()) tls.emplace(arguments.certificate);
+    TlsServer const* const secured = tls ? &*tls : nullptr;
+    PostboxServer server(folder, arguments.rules, arguments.port, PostboxServer::Protocol::smtp, secured);
     std::optional<PostboxServer> pop;
     if (arguments.pop_port != no_pop)
-        pop.emplace(folder, arguments.rules, arguments.pop_port, PostboxServer::Protocol::pop);
+        pop.emplace(folder, arguments.rules, arguments.pop_port, PostboxServer::Protocol::pop, secured);
     if (!arguments.port_file.empty()) {
         bool const written = ReplaceFile(arguments.port_file, [&](std::string const& file) {
             std::ofstream out(file);
@@ -51,6 +55,7 @@ void Run(Arguments& arguments) {
     std::cout << "ポストボックス: 127.0.0.1:" << server.Port() << " で待っています。届いたメールは "
               << folder.Path() << " に入ります (Ctrl-Cで終わります)。" << std::endl;
     if (pop) std::cout << "POP3: 127.0.0.1:" << pop->Port() << " で、届いたメールを渡します。" << std::endl;
+    if (tls) std::cout << "暗号化します。証明書: " << arguments.certificate << std::endl;
     while (!Interrupted()) std::this_thread::sleep_for(std::chrono::milliseconds(100));
     server.Stop();
     std::cout << "終わりました。" << Grouped(server.Stored()) << "通が届きました。\n";
@@ -79,6 +84,11 @@ void AddPostboxCommand(CLI::App& program) {
         ->type_name("FILE");
     command->add_option("--refuse", arguments->rules.refuse, "受け付けない宛先 (* と ? が使えます)")
         ->type_name("PATTERN");
+    command
+        ->add_option("--tls", arguments->certificate,
+                     "接続の初めから暗号化し、そのための証明書をこのファイルに書きます (smtp.ca-file と "
+                     "pop.ca-file に指定します)")
+        ->type_name("FILE");
     command
         ->add_option("--user", arguments->user,
                      "SMTP認証のユーザーID (なければ認証なしで、また誰でも通します)")

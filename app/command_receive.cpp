@@ -32,28 +32,11 @@ struct Arguments {
     bool dry_run = false;
 };
 
-PopSource::Settings PopOf(Session& session, std::string const& given) {
-    PopSource::Settings settings;
-    settings.host = Into(session.Setting("pop.host"), "pop.host");
-    settings.port = session.NumberSetting("pop.port");
-    settings.apop = session.Setting("pop.auth") == "apop";
-    settings.user = Into(session.Setting("pop.user"), "pop.user");
-    settings.password = Into(session.Setting("pop.password"), "pop.password");
-    settings.timeout_milliseconds = static_cast<unsigned>(session.NumberSetting("smtp.timeout")) * 1000U;
-    if (!given.empty()) ReadServer(given, "--pop", settings.host, settings.port);
-    if (settings.host.IsEmpty())
-        throw Failure(
-            "受信サーバーがありません。「settings ENV pop.host=...」で決めるか、--pop をつけてください。");
-    if (settings.user.IsEmpty())
-        throw Failure(
-            "受信サーバーのユーザーIDがありません。「settings ENV pop.user=...」で決めてください。");
-    return settings;
-}
-
 std::unique_ptr<MailSource> SourceOf(Session& session, Arguments const& arguments) {
     if (!arguments.from_dir.empty()) return std::make_unique<FolderSource>(arguments.from_dir);
     if (!arguments.mbox.empty()) return std::make_unique<MboxSource>(arguments.mbox);
-    return std::make_unique<PopSource>(PopOf(session, arguments.pop));
+    KeepTransferLog(session);
+    return MakePopSource(MailboxOf(session, arguments.pop));
 }
 
 // A text that has no ID of its transport is known by its Message-ID, or by all of it.

@@ -7,6 +7,8 @@
 
 #include "crossing.h"
 #include "failure.h"
+#include "secure_clients.h"
+#include "session.h"
 
 namespace fs = std::filesystem;
 
@@ -76,37 +78,112 @@ bool MboxSource::Next(ReceivedMail& mail, std::function<bool(std::string const&)
     return true;
 }
 
-PopSource::PopSource(Settings const& settings) {
-    client_.SetTimeOutTime(settings.timeout_milliseconds);
-    client_.SetTimeOutTimeBeforeConnect(settings.timeout_milliseconds);
-    bool const ready = client_.PopLogin(settings.user, settings.password, settings.host, settings.port,
-                                        settings.apop ? MailPop::type_apop : MailPop::type_user_pass) &&
-                       client_.PopListUidl();
-    if (!ready)
-        throw Failure("受信サーバーにログインできません。\n" + OnOneLine(TextOf(client_.GetErrMsg())));
-}
+namespace {
 
-bool PopSource::Next(ReceivedMail& mail, std::function<bool(std::string const&)> const& seen) {
-    for (; next_ < client_.GetMailNumber(); ++next_) {
-        const std::string unique_id(client_.m_aMailList[next_].Uidl.View());
-        mail.id = unique_id.empty() ? "" : "uidl " + unique_id;
-        removable_.push_back(next_);
-        if (!mail.id.empty() && seen(mail.id)) continue;
-        if (!client_.PopRetr(static_cast<unsigned long>(next_)))
-            throw Failure("メールを受信できませんでした。\n" + OnOneLine(TextOf(client_.GetErrMsg())));
-        mail.text = std::string(platform::DotUnstuffed(client_.m_strMailText.View()).View());
-        ++next_;
-        return true;
+constexpr char const* no_login = "受信サーバーにログインできません。\n";
+constexpr char const* not_fetched = "メールを受信できませんでした。\n";
+constexpr char const* not_deleted = "サーバーからメールを消せませんでした。\n";
+
+// A mailbox as a list of messages, some with a unique ID.
+class PopSource : public MailSource {
+  public:
+    std::uint64_t Total() const override { return static_cast<std::uint64_t>(Count()); }
+    bool Next(ReceivedMail& mail, std::function<bool(std::string const&)> const& seen) override {
+        for (; next_ < Count(); ++next_) {
+            const CString unique_id = UniqueId(next_);
+            mail.id = unique_id.IsEmpty() ? "" : "uidl " + std::string(unique_id.View());
+            removable_.push_back(next_);
+            if (!mail.id.empty() && seen(mail.id)) continue;
+            mail.text = std::string(Fetch(next_++).View());
+            return true;
+        }
+        return false;
     }
-    return false;
-}
+    void Remove() override {
+        for (int const row : removable_) Delete(row);
+        removable_.clear();
+    }
+    void KeepLast() override { removable_.pop_back(); }
 
-void PopSource::Remove() {
-    for (int const row : removable_)
-        if (!client_.PopDelete(static_cast<unsigned long>(row)))
-            throw Failure("サーバーからメールを消せませんでした。\n" +
-                          OnOneLine(TextOf(client_.GetErrMsg())));
-    removable_.clear();
+  private:
+    virtual int Count() const = 0;
+    virtual CString UniqueId(int row) const = 0;
+    // Throw Failure.
+    virtual CString Fetch(int row) = 0;
+    virtual void Delete(int row) = 0;
+
+    int next_ = 0;
+    std::vector<int> removable_;
+};
+
+class PlainPopSource : public PopSource {
+  public:
+    explicit PlainPopSource(MailboxSettings const& mailbox) {
+        client_.SetTimeOutTime(mailbox.timeout_milliseconds);
+        client_.SetTimeOutTimeBeforeConnect(mailbox.timeout_milliseconds);
+        Require(client_.PopLogin(mailbox.user, mailbox.password, mailbox.host, mailbox.port,
+                                 mailbox.apop ? MailPop::type_apop : MailPop::type_user_pass) &&
+                    client_.PopListUidl(),
+                no_login);
+    }
+    void End() override { client_.PopLogout(); }
+
+  private:
+    void Require(bool done, char const* otherwise) {
+        if (!done) throw Failure(otherwise + OnOneLine(TextOf(client_.GetErrMsg())));
+    }
+    int Count() const override { return client_.GetMailNumber(); }
+    CString UniqueId(int row) const override { return client_.m_aMailList[row].Uidl; }
+    CString Fetch(int row) override {
+        Require(client_.PopRetr(static_cast<unsigned long>(row)), not_fetched);
+        return platform::DotUnstuffed(client_.m_strMailText.View());
+    }
+    void Delete(int row) override {
+        Require(client_.PopDelete(static_cast<unsigned long>(row)), not_deleted);
+    }
+
+    MailPop client_;
+};
+
+// A server that gives no unique IDs still gives its mails by their numbers.
+class SecurePopSource : public PopSource {
+  public:
+    explicit SecurePopSource(MailboxSettings const& mailbox) {
+        client_.Prepare(mailbox);
+        Require(client_.Do(pops_connect), no_login);
+        count_ = POPS_Get(client_.Handle(), pops_count, 0, nullptr).Number();
+        if (int const error = count_ > 0 ? client_.Do(pops_list) : 0; error != platform::component_refused)
+            Require(error, no_login);
+        if (!client_.Numbers().empty()) count_ = static_cast<int>(client_.Numbers().size());
+    }
+    void End() override { Require(client_.Do(pops_disconnect), not_deleted); }
+
+  private:
+    void Require(int error, char const* otherwise) {
+        if (error != platform::component_ok) throw Failure(otherwise + client_.Reason());
+    }
+    int Count() const override { return count_; }
+    int Number(int row) const {
+        return client_.Numbers().empty() ? row + 1 : client_.Numbers()[static_cast<std::size_t>(row)];
+    }
+    CString UniqueId(int row) const override {
+        return client_.Numbers().empty() ? CString() : client_.GetUIDs().GetAt(row);
+    }
+    CString Fetch(int row) override {
+        Require(client_.Do(pops_retrieve, Number(row)), not_fetched);
+        return POPS_Get(client_.Handle(), pops_text, 0, nullptr).Text();
+    }
+    void Delete(int row) override { Require(client_.Do(pops_delete, Number(row)), not_deleted); }
+
+    SecureReceiver client_;
+    int count_ = 0;
+};
+
+}  // namespace
+
+std::unique_ptr<MailSource> MakePopSource(MailboxSettings const& mailbox) {
+    if (mailbox.security == Security::none) return std::make_unique<PlainPopSource>(mailbox);
+    return std::make_unique<SecurePopSource>(mailbox);
 }
 
 }  // namespace app

@@ -2,11 +2,11 @@
 
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <string>
 #include <vector>
 
-#include "mailing.h"
-#include "tessaly/delivery.h"
+#include "server_settings.h"
 
 // Where received mail comes from. Each source gives its mails one at a time, so that memory holds one of
 // them.
@@ -56,27 +56,7 @@ class MboxSource : public MailSource {
     std::unique_ptr<File> file_;
 };
 
-// A mailbox on a server.
-class PopSource : public MailSource {
-  public:
-    struct Settings {
-        CString host;
-        int port = MailPop::default_port;
-        bool apop = false;
-        CString user, password;
-        unsigned timeout_milliseconds = 60000;
-    };
-    explicit PopSource(Settings const& settings);
-    std::uint64_t Total() const override { return static_cast<std::uint64_t>(client_.GetMailNumber()); }
-    bool Next(ReceivedMail& mail, std::function<bool(std::string const&)> const& seen) override;
-    void Remove() override;
-    void KeepLast() override { removable_.pop_back(); }
-    void End() override { client_.PopLogout(); }
-
-  private:
-    MailPop client_;
-    int next_ = 0;
-    std::vector<int> removable_;
-};
+// A mailbox on a server, plain or secured. Throws Failure when it cannot be opened.
+std::unique_ptr<MailSource> MakePopSource(MailboxSettings const& mailbox);
 
 }  // namespace app

@@ -40,9 +40,6 @@ bool ReadNumber(std::string_view text, int& number) {
     return error == std::errc() && end == text.data() + text.size() && number >= 0;
 }
 
-// Whether a refusal, whose text ends in the server's reply in brackets, is one for now only (RFC 5321 4.2.1).
-bool IsTemporary(CString const& refusal) { return refusal.Mid(refusal.Find('[') + 1, 1) == "4"; }
-
 }  // namespace
 
 char const* NameOf(Outcome outcome) {
@@ -86,22 +83,11 @@ std::vector<CString> HeaderLines(Mailbox const& from, MailContent const& content
     return lines;
 }
 
-// One thread's connection to the server.
+// One thread's way to the server.
 class Mailing::Client {
   public:
-    explicit Client(Mailing const& mailing) : mailing_(mailing) {
-        ServerSettings const& server = mailing.server_;
-        client_.SetSmtpHost(server.host, server.port);
-        auto const allows = [&](char const* method) {
-            return server.auth == "any" || server.auth == method ? 1 : 0;
-        };
-        client_.SetSmtpAuth(server.auth == "none" ? 0 : 1, allows("cram-md5"), allows("login"),
-                            allows("plain"));
-        client_.SetSmtpUserPass(server.user, server.password);
-        client_.SetTimeOutTime(server.timeout_milliseconds);
-        client_.SetTimeOutTimeBeforeConnect(server.timeout_milliseconds);
-        client_.SetSenderAddr(mailing.from_.address);
-    }
+    explicit Client(Mailing const& mailing)
+        : mailing_(mailing), channel_(MakeMailChannel(mailing.server_, mailing.from_.address)) {}
 
     Delivery Send(int id) {
         Delivery delivery{id, {}, Outcome::failed, {}, {}, true};
@@ -118,65 +104,46 @@ class Mailing::Client {
             return delivery;
         }
         MailVersion const& version = mailing_.content_.For(customer.Email);
-        const MergedMail text = Merge(version, mailing_.content_.honorific, customer);
         delivery.message_id = MailSend::MakeMessageID(mailing_.message_id_text_, id);
+        const OutgoingMail mail = Made(Merge(version, mailing_.content_.honorific, customer),
+                                       version.attachments, delivery.message_id);
         for (int attempt = 1;; ++attempt) {
-            Fill(text, version.attachments, delivery.message_id);
-            int const result = client_.Send();
-            Judge(result, delivery);
-            if (!connection_failed_ || attempt == connect_tries || Interrupted()) return delivery;
+            verdict_ = channel_->Send(mail);
+            if (verdict_.connected || attempt == connect_tries || Interrupted()) break;
             std::this_thread::sleep_for(pause_between_tries);
         }
+        delivery.outcome = verdict_.kind;
+        delivery.attempted = verdict_.attempted;
+        delivery.reply = verdict_.reply;
+        return delivery;
     }
-    // Whether the last failure would meet every other recipient too.
-    bool FailedForAll() const { return failed_for_all_; }
-    bool Hopeless() const { return hopeless_; }
-    bool Connected() const { return !connection_failed_; }
+    // Of the last mail.
+    Verdict const& LastVerdict() const { return verdict_; }
 
   private:
-    void Fill(MergedMail const& text, std::vector<CString> const& attachments, CString const& message_id) {
-        client_.ClearMailHeader();
-        for (CString const& line :
-             HeaderLines(mailing_.from_, mailing_.content_, {text.to_name, text.to_address}, text.subject))
-            client_.AddHeader(line);
+    OutgoingMail Made(MergedMail const& text, std::vector<CString> const& attachments,
+                      CString const& message_id) const {
+        OutgoingMail mail{
+            HeaderLines(mailing_.from_, mailing_.content_, {text.to_name, text.to_address}, text.subject),
+            "text",
+            "plain",
+            "; charset=ISO-2022-JP",
+            text.body,
+            &attachments,
+            text.to_address,
+            message_id};
         if (text.mime) {
-            client_.SetContentType(text.mime->type, text.mime->subtype, text.mime->parameters);
-            client_.SetBody(text.mime->body);
-        } else {
-            client_.SetContentType("text", "plain", "; charset=ISO-2022-JP");
-            client_.SetBody(text.body);
+            mail.type = text.mime->type;
+            mail.subtype = text.mime->subtype;
+            mail.parameters = text.mime->parameters;
+            mail.body = text.mime->body;
         }
-        client_.ClearAttachFile();
-        for (CString const& part : attachments) client_.AddAttachFile(part);
-        client_.SetRecipient(text.to_address);
-        client_.SetMessageID(message_id);
-    }
-
-    void Judge(int result, Delivery& delivery) {
-        CArray<MailSendErr, MailSendErr&> refused;
-        client_.GetErrList(refused);
-        CErrMsg& error = client_.GetErrMsg();
-        connection_failed_ = result == MailSend::SendNotDelivered && refused.IsEmpty();
-        hopeless_ = error.GetLastCode() >= smtp_auth_not_supported && error.GetLastCode() <= smtp_auth_failed;
-        bool const not_for_recipient = result == MailSend::SendServerRefused && refused.IsEmpty();
-        failed_for_all_ = connection_failed_ || hopeless_ || result == MailSend::SendSocketFailure ||
-                          not_for_recipient || error.GetLastCode() == smtp_server_not_ready;
-        if (result == MailSend::SendAccepted) {
-            delivery.outcome = Outcome::sent;
-            delivery.reply.clear();
-            failed_for_all_ = hopeless_ = false;
-            return;
-        }
-        bool const for_good = !refused.IsEmpty() && !IsTemporary(refused[0].message);
-        delivery.attempted =
-            !connection_failed_ && !hopeless_ && error.GetLastCode() != smtp_server_not_ready;
-        delivery.outcome = for_good ? Outcome::refused : Outcome::failed;
-        delivery.reply = OnOneLine(TextOf(error));
+        return mail;
     }
 
     Mailing const& mailing_;
-    MailSend client_;
-    bool connection_failed_ = false, failed_for_all_ = false, hopeless_ = false;
+    std::unique_ptr<MailChannel> channel_;
+    Verdict verdict_;
 };
 
 Mailing::Mailing(MailContent const& content, Mailbox const& from, ServerSettings const& server, Fetch fetch,
@@ -214,21 +181,21 @@ void Mailing::SendEach(std::vector<int> const& ids) {
         if (mine >= ids.size()) return;
         const Delivery delivery = client.Send(ids[mine]);
         Finish(delivery);
-        if (Judge(client, in_a_row)) continue;
+        if (Judge(client.LastVerdict(), in_a_row)) continue;
         std::lock_guard guard(lock_);
         Stop("送信サーバーが受け付けないので止めました: " + delivery.reply);
     }
 }
 
 // Whether it makes sense to go on. A server that nobody could connect to yet is most likely a wrong setting.
-bool Mailing::Judge(Client const& client, int& failures_in_a_row) {
-    if (client.Hopeless()) return false;
-    if (!client.FailedForAll()) {
+bool Mailing::Judge(Verdict const& verdict, int& failures_in_a_row) {
+    if (verdict.hopeless) return false;
+    if (!verdict.for_all) {
         server_answered_ = true;
         failures_in_a_row = 0;
         return true;
     }
-    if (!client.Connected() && !server_answered_) return false;
+    if (!verdict.connected && !server_answered_) return false;
     return ++failures_in_a_row < most_failures_in_a_row;
 }
 

@@ -8,21 +8,12 @@
 #include <string_view>
 #include <vector>
 
+#include "mail_channel.h"
 #include "mail_content.h"
 
 // The mailing loop: one mail to each recipient, from several threads, each with a connection of its own.
 namespace app {
 
-struct ServerSettings {
-    CString host;
-    int port = 25;
-    std::string auth = "none";  // none, any, cram-md5, login, plain
-    CString user, password;
-    unsigned timeout_milliseconds = 60000;
-    CString mailer;
-};
-
-enum class Outcome { sent, refused, failed };
 char const* NameOf(Outcome outcome);
 
 struct Delivery {
@@ -55,7 +46,7 @@ class Mailing {
     class Client;
     void Work(std::vector<int> const& ids);
     void SendEach(std::vector<int> const& ids);
-    bool Judge(Client const& client, int& failures_in_a_row);
+    bool Judge(Verdict const& verdict, int& failures_in_a_row);
     void Finish(Delivery const& delivery);
     void Stop(std::string const& why);  // lock_ held
 

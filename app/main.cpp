@@ -101,6 +101,8 @@ int Run(int argc, char** argv) {
     app::AddSendCommand(program);
     app::AddReportCommand(program);
     app::AddReceiveCommand(program);
+    app::AddCheckCommand(program);
+    app::AddNewsCommand(program);
     app::AddInboxCommands(program);
     app::AddBackupCommands(program);
     app::AddPostboxCommand(program);

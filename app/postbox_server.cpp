@@ -28,13 +28,21 @@ constexpr std::size_t longest_text_line = 1 << 20;
 // One accepted connection: lines in, replies out.
 class Connection {
   public:
-    Connection(int descriptor, std::atomic<bool> const& stop) : descriptor_(descriptor), stop_(stop) {
+    Connection(int descriptor, std::atomic<bool> const& stop, TlsServer const* tls)
+        : descriptor_(descriptor), stop_(stop) {
         int const on = 1;
         setsockopt(descriptor_, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
         timeval const reading{reply_patience_seconds, 0};
         setsockopt(descriptor_, SOL_SOCKET, SO_SNDTIMEO, &reading, sizeof reading);
+        if (!tls) return;
+        setsockopt(descriptor_, SOL_SOCKET, SO_RCVTIMEO, &reading, sizeof reading);
+        secured_ = tls->Accept(descriptor);
+        broken_ = !secured_;
     }
-    ~Connection() { close(descriptor_); }
+    ~Connection() {
+        secured_.reset();
+        close(descriptor_);
+    }
     Connection(Connection const&) = delete;
     Connection& operator=(Connection const&) = delete;
 
@@ -63,7 +71,9 @@ class Connection {
 
     bool Write(std::string_view text) {
         while (!text.empty()) {
-            const ssize_t sent = send(descriptor_, text.data(), text.size(), MSG_NOSIGNAL);
+            long const sent = secured_  ? secured_->Write(text.data(), text.size())
+                              : broken_ ? -1
+                                        : send(descriptor_, text.data(), text.size(), MSG_NOSIGNAL);
             if (sent <= 0) return false;
             text.remove_prefix(static_cast<std::size_t>(sent));
         }
@@ -75,9 +85,11 @@ class Connection {
         auto const limit = std::chrono::steady_clock::now() + patience;
         pollfd waiting{descriptor_, POLLIN, 0};
         while (!stop_ && std::chrono::steady_clock::now() < limit) {
-            if (poll(&waiting, 1, glance_milliseconds) <= 0) continue;
+            bool const there = secured_ && secured_->HasReceived();
+            if (!there && poll(&waiting, 1, glance_milliseconds) <= 0) continue;
             char block[65536];
-            const ssize_t got = recv(descriptor_, block, sizeof block, 0);
+            long const got =
+                secured_ ? secured_->Read(block, sizeof block) : recv(descriptor_, block, sizeof block, 0);
             if (got <= 0) return false;
             buffer_.append(block, static_cast<std::size_t>(got));
             return true;
@@ -87,6 +99,8 @@ class Connection {
 
     int descriptor_;
     std::atomic<bool> const& stop_;
+    std::unique_ptr<TlsStream> secured_;
+    bool broken_ = false;  // no handshake came about
     std::string buffer_;
     std::size_t at_ = 0;
 };
@@ -99,8 +113,9 @@ std::string NewChallenge(unsigned long connection) {
 
 }  // namespace
 
-PostboxServer::PostboxServer(MailFolder& folder, PostboxRules const& rules, int port, Protocol protocol)
-    : folder_(folder), rules_(rules), protocol_(protocol) {
+PostboxServer::PostboxServer(MailFolder& folder, PostboxRules const& rules, int port, Protocol protocol,
+                             TlsServer const* tls)
+    : folder_(folder), rules_(rules), protocol_(protocol), tls_(tls) {
     listener_ = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
     int const on = 1;
     setsockopt(listener_, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
@@ -145,7 +160,7 @@ void PostboxServer::Work() {
 }
 
 void PostboxServer::ConversePop(int descriptor) {
-    Connection connection(descriptor, stop_);
+    Connection connection(descriptor, stop_, tls_);
     PopSession session(rules_, folder_.Path(), NewChallenge(++connections_));
     if (!connection.Write(session.Greeting())) return;
     std::string line;
@@ -159,7 +174,7 @@ void PostboxServer::ConversePop(int descriptor) {
 }
 
 void PostboxServer::ConverseSmtp(int descriptor) {
-    Connection connection(descriptor, stop_);
+    Connection connection(descriptor, stop_, tls_);
     SmtpSession session(
         rules_,
         [this](std::string_view mail) {

@@ -7,6 +7,7 @@
 
 #include "mail_folder.h"
 #include "smtp_session.h"
+#include "tls_server.h"
 
 namespace app {
 
@@ -16,8 +17,9 @@ class PostboxServer {
   public:
     enum class Protocol { smtp, pop };
     // Listens at once; port 0 takes a free one. Throws Failure.
-    PostboxServer(MailFolder& folder, PostboxRules const& rules, int port,
-                  Protocol protocol = Protocol::smtp);
+    // With `tls` every connection begins with its handshake.
+    PostboxServer(MailFolder& folder, PostboxRules const& rules, int port, Protocol protocol,
+                  TlsServer const* tls);
     ~PostboxServer();
     PostboxServer(PostboxServer const&) = delete;
     PostboxServer& operator=(PostboxServer const&) = delete;
@@ -34,6 +36,7 @@ class PostboxServer {
     MailFolder& folder_;
     PostboxRules const& rules_;
     Protocol protocol_;
+    TlsServer const* tls_;
     int listener_ = -1;
     int port_ = 0;
     std::atomic<bool> stop_ = false;

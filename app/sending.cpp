@@ -30,11 +30,21 @@ void ShowTotals(Mailing const& mailing, std::size_t asked, double seconds) {
               << "通)\n";
 }
 
-// The transfer logs belong to the environment, not beside the library, where a sender can seldom write.
-void KeepLogIn(std::string const& folder) {
-    std::error_code ignored;
-    std::filesystem::create_directory(folder, ignored);
-    platform::SetModuleDirectory(folder);
+Security SecurityOf(Session& session, std::string_view name) {
+    const std::string value = session.Setting(name);
+    return value == "tls" ? Security::tls : value == "starttls" ? Security::starttls : Security::none;
+}
+
+CString CaFileOf(Session& session, std::string_view name) {
+    const std::string file = session.Setting(name);
+    if (file.empty()) return {};
+    if (!std::filesystem::is_regular_file(file))
+        throw Failure(std::string(name) + " のファイルがありません: " + file);
+    return IntoPath(std::filesystem::absolute(file).string());
+}
+
+unsigned PatienceOf(Session& session) {
+    return static_cast<unsigned>(session.NumberSetting("smtp.timeout")) * 1000U;
 }
 
 }  // namespace
@@ -71,13 +81,36 @@ ServerSettings ServerOf(Session& session, std::string const& given) {
     server.auth = session.Setting("smtp.auth");
     server.user = Into(session.Setting("smtp.user"), "smtp.user");
     server.password = Into(session.Setting("smtp.password"), "smtp.password");
-    server.timeout_milliseconds = static_cast<unsigned>(session.NumberSetting("smtp.timeout")) * 1000U;
+    server.timeout_milliseconds = PatienceOf(session);
+    server.security = SecurityOf(session, "smtp.security");
+    server.ca_file = CaFileOf(session, "smtp.ca-file");
+    server.mails_per_connection = session.NumberSetting("smtp.mails-per-connection");
     server.mailer = Into(session.Setting("mailer"), "mailer");
     if (!given.empty()) ReadServer(given, "--smtp", server.host, server.port);
     if (server.host.IsEmpty())
         throw Failure(
             "送信サーバーがありません。「settings ENV smtp.host=...」で決めるか、--smtp をつけてください。");
     return server;
+}
+
+MailboxSettings MailboxOf(Session& session, std::string const& given) {
+    MailboxSettings mailbox;
+    mailbox.host = Into(session.Setting("pop.host"), "pop.host");
+    mailbox.port = session.NumberSetting("pop.port");
+    mailbox.apop = session.Setting("pop.auth") == "apop";
+    mailbox.user = Into(session.Setting("pop.user"), "pop.user");
+    mailbox.password = Into(session.Setting("pop.password"), "pop.password");
+    mailbox.timeout_milliseconds = PatienceOf(session);
+    mailbox.security = SecurityOf(session, "pop.security");
+    mailbox.ca_file = CaFileOf(session, "pop.ca-file");
+    if (!given.empty()) ReadServer(given, "--pop", mailbox.host, mailbox.port);
+    if (mailbox.host.IsEmpty())
+        throw Failure(
+            "受信サーバーがありません。「settings ENV pop.host=...」で決めるか、--pop をつけてください。");
+    if (mailbox.user.IsEmpty())
+        throw Failure(
+            "受信サーバーのユーザーIDがありません。「settings ENV pop.user=...」で決めてください。");
+    return mailbox;
 }
 
 void ShowFindings(std::vector<Finding> const& findings, bool anyway, char const* where) {
@@ -126,8 +159,16 @@ void ShowFailure(Delivery const& delivery) {
         Out(delivery.address) + ">: " + delivery.reply);
 }
 
+// It belongs there, not beside the library, where a sender can seldom write.
+void KeepTransferLog(Session& session) {
+    const std::string folder = session.DataDirectory() + "/LOG";
+    std::error_code ignored;
+    std::filesystem::create_directory(folder, ignored);
+    platform::SetModuleDirectory(folder);
+}
+
 void RunMailing(Session& session, Mailing& mailing, std::vector<int> const& ids, int threads) {
-    KeepLogIn(session.DataDirectory() + "/LOG");
+    KeepTransferLog(session);
     int const wanted = threads > 0 ? threads : session.NumberSetting("send.threads");
     auto const start = std::chrono::steady_clock::now();
     {

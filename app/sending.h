@@ -15,8 +15,14 @@ Mailbox SenderOf(Session& session, Mailbox const& given = {});
 // The server of the settings; `given` as "HOST:PORT" goes before it. Throws Failure when there is none.
 ServerSettings ServerOf(Session& session, std::string const& given);
 
+// The mailbox of the settings, likewise.
+MailboxSettings MailboxOf(Session& session, std::string const& given);
+
 // "HOST:PORT", "[v6 address]:PORT", or a host alone, which leaves `port`. Throws Failure, naming `option`.
 void ReadServer(std::string const& text, std::string const& option, CString& host, int& port);
+
+// Lets the transfer log of what follows go into the environment's folder.
+void KeepTransferLog(Session& session);
 
 // Shows what was found in a draft, or in what else it is named; throws Failure when something was, unless
 // `anyway`.

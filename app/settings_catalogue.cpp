@@ -36,6 +36,18 @@ std::vector<Setting> Make() {
         {"receive.register", 72, choice, "off", "off|tagged|empty",
          "メールでの登録: 受けない、登録の印のあるもの、空のメールも"},
         {"receive.refuse-keyword", 73, text, "", "", "1行目にあれば配信停止の申し出とみなす言葉"},
+        {"smtp.security", 74, choice, "none", "none|tls|starttls",
+         "送信サーバーとの暗号化: なし、接続の初めから(465番)、STARTTLS(587番)"},
+        {"smtp.ca-file", 75, text, "", "",
+         "送信サーバーの証明書を確かめる認証局のファイル (空なら、このコンピューターのもの)"},
+        {"smtp.mails-per-connection", 76, number, "50", "1..1000", "暗号化するとき、1つの接続で送る数"},
+        {"pop.security", 77, choice, "none", "none|tls|starttls",
+         "受信サーバーとの暗号化: なし、接続の初めから(995番)、STLS(110番)"},
+        {"pop.ca-file", 78, text, "", "",
+         "受信サーバーの証明書を確かめる認証局のファイル (空なら、このコンピューターのもの)"},
+        {"news.proxy", 79, text, "", "", "お知らせを見るときのプロキシー (サーバー:ポート)"},
+        {"news.proxy-user", 80, text, "", "", "プロキシーのユーザーID"},
+        {"news.proxy-password", 81, secret, "", "", "プロキシーのパスワード (表示されません)"},
         {"import.flag", 111, choice, "N", "Y|N", "店舗データの取り込みの切り替え"},
     };
     for (int i = 0; i < attributes; ++i) {

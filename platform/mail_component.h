@@ -50,6 +50,8 @@ enum ComponentError : int {
     component_interrupted = 174,
     component_protocol = 175,  // a reply that cannot be read, or is too long
     component_tls = 276,
+    component_no_upgrade = 277,   // STARTTLS or STLS is required, and refused
+    component_certificate = 278,  // of the server: not trusted, not valid now, or of another host
     component_timeout = 301,
     component_http = 400,  // the server's status is 400 or above; the text holds it with its reason
 };

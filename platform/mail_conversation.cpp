@@ -114,12 +114,12 @@ int MailConversation::FailByHandshake(TlsFailure failure) {
     Fire(numbers_.ssl_status, SSLStatusEvent{"The handshake failed: " + why});
     Close();
     switch (failure) {
-        case TlsFailure::certificate: return Fail(component_tls, text_certificate + why);
+        case TlsFailure::certificate: return Fail(component_certificate, text_certificate + why);
         case TlsFailure::closed: return Fail(component_tls, text_closed);
         case TlsFailure::timed_out: return Fail(component_timeout, text_timeout);
         case TlsFailure::interrupted: socket_.Resume(); return Fail(component_interrupted, text_interrupted);
         case TlsFailure::no_authorities:
-            return Fail(component_tls, text_certificate + CString("The file of authorities: ") + why);
+            return Fail(component_certificate, text_certificate + CString("The file of authorities: ") + why);
         default: return Fail(component_tls, text_handshake + why);
     }
 }

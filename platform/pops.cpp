@@ -190,7 +190,10 @@ int PopsComponent::Upgrade() {
                 return error;
         if (!IsOpen() || !offered) return IsOpen() ? component_ok : told;
     }
-    if (int const error = Command("STLS")) return error;
+    CString reply;
+    if (int const error = SendLine("STLS")) return error;
+    if (int const error = ReadLine(reply)) return error;
+    if (reply.Left(3) != "+OK") return Fail(component_no_upgrade, "STLS is not available: " + reply);
     return Secure();
 }
 

@@ -220,7 +220,7 @@ int SmtpsComponent::Upgrade() {
     if (settings_.security == security_upgrade_if_offered && !Offers("STARTTLS")) return component_ok;
     Reply reply;
     if (int const error = Ask("STARTTLS", reply)) return error;
-    if (reply.code / 100 != 2) return Fail(component_tls + 1, "STARTTLS is not available: " + reply.last);
+    if (reply.code / 100 != 2) return Fail(component_no_upgrade, "STARTTLS is not available: " + reply.last);
     if (int const error = Secure()) return error;
     return Hello();
 }

@@ -5,6 +5,7 @@
 #include "tessaly/customers.h"
 #include "tessaly/delivery.h"
 #include "tessaly/environment.h"
+#include "tessaly/information.h"
 #include "tessaly/mailstore.h"
 #include "tessaly/mime.h"
 #include "tessaly/storage.h"

@@ -34,6 +34,7 @@ struct Free {
 using Bio = std::unique_ptr<BIO, Free<BIO_free_all>>;
 using Context = std::unique_ptr<SSL_CTX, Free<SSL_CTX_free>>;
 using Session = std::unique_ptr<SSL_SESSION, Free<SSL_SESSION_free>>;
+using Certificate = std::unique_ptr<X509, Free<X509_free>>;
 
 // --- A stream of bytes over a descriptor that raises no signal, for which OpenSSL's own would be enough ---
 
@@ -82,13 +83,29 @@ std::string ErrorText() {
     return reason ? reason : "unknown reason";
 }
 
+// What a connection gives to the calls that OpenSSL makes.
+struct Connection {
+    Shared* shared = nullptr;
+    std::string place;  // of its session
+    Certificate shown;
+};
+
 int KeepSession(SSL* ssl, SSL_SESSION* session) {
-    auto* const shared = static_cast<Shared*>(SSL_CTX_get_app_data(SSL_get_SSL_CTX(ssl)));
-    auto const* const place = static_cast<std::string const*>(SSL_get_app_data(ssl));
-    if (!place || !SSL_SESSION_is_resumable(session)) return 0;
-    const std::lock_guard guard(shared->lock);
-    shared->sessions[*place] = Session(session);
+    auto const* const connection = static_cast<Connection*>(SSL_get_app_data(ssl));
+    if (!SSL_SESSION_is_resumable(session)) return 0;
+    const std::lock_guard guard(connection->shared->lock);
+    connection->shared->sessions[connection->place] = Session(session);
     return 1;  // the session is ours
+}
+
+// Keeps the server's certificate, which a failed verification leaves no other way to see.
+int SeeCertificate(int good, X509_STORE_CTX* store) {
+    auto* const ssl =
+        static_cast<SSL*>(X509_STORE_CTX_get_ex_data(store, SSL_get_ex_data_X509_STORE_CTX_idx()));
+    auto* const connection = static_cast<Connection*>(SSL_get_app_data(ssl));
+    X509* const shown = X509_STORE_CTX_get0_cert(store);
+    if (shown && !connection->shown && X509_up_ref(shown)) connection->shown.reset(shown);
+    return good;
 }
 
 Context NewContext(CString const& ca_file, bool verify, std::string& failure) {
@@ -98,7 +115,7 @@ Context NewContext(CString const& ca_file, bool verify, std::string& failure) {
     SSL_CTX_set_mode(context.get(), SSL_MODE_ENABLE_PARTIAL_WRITE | SSL_MODE_ACCEPT_MOVING_WRITE_BUFFER);
     SSL_CTX_set_session_cache_mode(context.get(), SSL_SESS_CACHE_CLIENT | SSL_SESS_CACHE_NO_INTERNAL);
     SSL_CTX_sess_set_new_cb(context.get(), KeepSession);
-    SSL_CTX_set_verify(context.get(), verify ? SSL_VERIFY_PEER : SSL_VERIFY_NONE, nullptr);
+    SSL_CTX_set_verify(context.get(), verify ? SSL_VERIFY_PEER : SSL_VERIFY_NONE, SeeCertificate);
     bool const trusts =
         ca_file.IsEmpty()
             ? SSL_CTX_set_default_verify_paths(context.get()) == 1
@@ -117,7 +134,6 @@ Shared* SharedFor(CString const& ca_file, bool verify, std::string& failure) {
     if (!shared.context) {
         shared.context = NewContext(ca_file, verify, failure);
         if (!shared.context) return nullptr;
-        SSL_CTX_set_app_data(shared.context.get(), &shared);
     }
     return &shared;
 }
@@ -161,9 +177,7 @@ CString HostNames(X509* certificate) {
 
 }  // namespace
 
-struct TlsSocket::Tls {
-    Shared* shared = nullptr;
-    std::string place;  // of its session
+struct TlsSocket::Tls : Connection {
     std::unique_ptr<SSL, Free<SSL_free>> ssl;
 };
 
@@ -206,7 +220,7 @@ TlsFailure TlsSocket::StartTls(TlsOptions const& options, unsigned ms) {
     BIO_set_init(stream.get(), 1);
     BIO* const both = stream.release();
     SSL_set_bio(ssl, both, both);
-    SSL_set_app_data(ssl, &tls->place);
+    SSL_set_app_data(ssl, static_cast<Connection*>(tls.get()));
     bool const is_address = X509_VERIFY_PARAM_set1_ip_asc(SSL_get0_param(ssl), options.host) == 1;
     if (!is_address) {
         SSL_set1_host(ssl, options.host);
@@ -220,7 +234,9 @@ TlsFailure TlsSocket::StartTls(TlsOptions const& options, unsigned ms) {
     ERR_clear_error();
     tls_ = std::move(tls);
     const TlsFailure result = Shake(ms);
-    if (X509* const shown = SSL_get0_peer_certificate(ssl))
+    X509* shown = SSL_get0_peer_certificate(ssl);
+    if (!shown) shown = tls_->shown.get();
+    if (shown)
         certificate_ = {NameText(X509_get_subject_name(shown)), NameText(X509_get_issuer_name(shown)),
                         HostNames(shown), TimeText(X509_get0_notBefore(shown)),
                         TimeText(X509_get0_notAfter(shown))};
@@ -243,7 +259,7 @@ TlsFailure TlsSocket::Shake(unsigned ms) {
     if (error == platform::socket_interrupted)
         return Interrupted() ? TlsFailure::interrupted : TlsFailure::timed_out;
     long const verified = SSL_get_verify_result(tls_->ssl.get());
-    if (verified != X509_V_OK && SSL_get0_peer_certificate(tls_->ssl.get())) {
+    if (verified != X509_V_OK) {
         failure_text_ = X509_verify_cert_error_string(verified);
         ERR_clear_error();
         return TlsFailure::certificate;

@@ -32,7 +32,17 @@ void AppendBoundary(CString& out, CString const& boundary, std::string_view end)
     ((out += "--") += boundary) += end;
 }
 
-void AppendMultipart(CString& out, WireParts const& parts, std::string_view jis_body) {
+enum class Dots { as_they_are, stuffed };
+
+void AppendBody(CString& out, std::string_view jis_body, Dots dots) {
+    if (dots == Dots::stuffed)
+        platform::AppendDotStuffed(out, jis_body);
+    else
+        out += jis_body;
+    out += "\r\n";
+}
+
+void AppendMultipart(CString& out, WireParts const& parts, std::string_view jis_body, Dots dots) {
     const CString multipart = "Content-Type: multipart/mixed; boundary=\"" + parts.boundary + "\"\r\n";
     AppendHeaderBlock(out, parts, multipart.View());
     out += "\r\n";
@@ -40,27 +50,22 @@ void AppendMultipart(CString& out, WireParts const& parts, std::string_view jis_
     out += ContentTypeLine(parts.content_type);
     out += "Content-Transfer-Encoding: 7bit";
     out += "\r\n\r\n";
-    platform::AppendDotStuffed(out, jis_body);
-    out += "\r\n";
+    AppendBody(out, jis_body, dots);
     for (CString const& part : *parts.attachments) {
         AppendBoundary(out, parts.boundary, "\r\n");
         out += part;
         out += "\r\n";
     }
     AppendBoundary(out, parts.boundary, "--\r\n");
-    out += ".\r\n";
 }
 
-void AppendPlain(CString& out, WireParts const& parts, std::string_view jis_body) {
+void AppendPlain(CString& out, WireParts const& parts, std::string_view jis_body, Dots dots) {
     AppendHeaderBlock(out, parts, ContentTypeLine(parts.content_type).View());
     out += "\r\n";
-    platform::AppendDotStuffed(out, jis_body);
-    out += "\r\n.\r\n";
+    AppendBody(out, jis_body, dots);
 }
 
-}  // namespace
-
-CString MakeWireText(WireParts const& parts) {
+CString Make(WireParts const& parts, Dots dots) {
     KCodeC codec;
     const std::string_view jis_body = codec.sjtojis7(parts.body, 0);
     bool const with_attachments = parts.attachments && !parts.attachments->IsEmpty();
@@ -72,10 +77,19 @@ CString MakeWireText(WireParts const& parts) {
     CString wire;
     wire.Reserve(static_cast<int>(size));
     if (with_attachments)
-        AppendMultipart(wire, parts, jis_body);
+        AppendMultipart(wire, parts, jis_body, dots);
     else
-        AppendPlain(wire, parts, jis_body);
+        AppendPlain(wire, parts, jis_body, dots);
     return wire;
 }
+
+}  // namespace
+
+CString MakeWireText(WireParts const& parts) {
+    CString wire = Make(parts, Dots::stuffed);
+    return wire += ".\r\n";
+}
+
+CString MakeMessage(WireParts const& parts) { return Make(parts, Dots::as_they_are); }
 
 }  // namespace delivery

@@ -4,7 +4,7 @@
 #include "platform/cstring.h"
 #include "platform/export.h"
 
-// The bytes of a mail between DATA and the server's answer to it.
+// The text of a mail, and its bytes between DATA and the server's answer to it.
 namespace delivery {
 
 struct WireParts {
@@ -21,5 +21,7 @@ struct WireParts {
 // its start and behind every CR LF. A lone CR or LF is no line end there, and some servers take it for one:
 // who merges values into a body makes its line ends CR LF first. Attachments stand as they are.
 TESSALY_API CString MakeWireText(WireParts const& parts);
+// The message itself, for a client that makes it fit for the wire on its own.
+TESSALY_API CString MakeMessage(WireParts const& parts);
 
 }  // namespace delivery
