@@ -56,23 +56,28 @@ void MailConversation::ForgetError() {
     error_text_.Empty();
 }
 
-// A lost connection is of no use any more.
+// The error is told before the end of the connection, so that whoever notes the progress sees where it broke.
+int MailConversation::FailAndClose(int code, CString const& text) {
+    Fail(code, text);
+    Close();
+    return code;
+}
+
 int MailConversation::FailBySocket() {
     int const error = GetLastSocketError();
-    bool const interrupted = socket_.Interrupted(), secure = IsSecure();
-    Close();
-    if (interrupted) {
+    if (socket_.Interrupted()) {
         socket_.Resume();
-        return Fail(component_interrupted, text_interrupted);
+        return FailAndClose(component_interrupted, text_interrupted);
     }
-    if (error == 0) return Fail(socket_aborted, "The server closed the connection.");
-    if (error == socket_timed_out) return Fail(component_timeout, text_timeout);
-    if (error == socket_aborted && secure) return Fail(component_tls, "The secured connection is broken.");
+    if (error == 0) return FailAndClose(socket_aborted, "The server closed the connection.");
+    if (error == socket_timed_out) return FailAndClose(component_timeout, text_timeout);
+    if (error == socket_aborted && IsSecure())
+        return FailAndClose(component_tls, "The secured connection is broken.");
     for (auto const& known : socket_texts)
-        if (known.error == error) return Fail(error, known.text);
+        if (known.error == error) return FailAndClose(error, known.text);
     CString text;
     text.Format("Socket error %d.", error);
-    return Fail(error, text);
+    return FailAndClose(error, text);
 }
 
 int MailConversation::Open() {
@@ -112,15 +117,17 @@ int MailConversation::Secure() {
 int MailConversation::FailByHandshake(TlsFailure failure) {
     const CString why = socket_.FailureText();
     Fire(numbers_.ssl_status, SSLStatusEvent{"The handshake failed: " + why});
-    Close();
     switch (failure) {
-        case TlsFailure::certificate: return Fail(component_certificate, text_certificate + why);
-        case TlsFailure::closed: return Fail(component_tls, text_closed);
-        case TlsFailure::timed_out: return Fail(component_timeout, text_timeout);
-        case TlsFailure::interrupted: socket_.Resume(); return Fail(component_interrupted, text_interrupted);
+        case TlsFailure::certificate: return FailAndClose(component_certificate, text_certificate + why);
+        case TlsFailure::closed: return FailAndClose(component_tls, text_closed);
+        case TlsFailure::timed_out: return FailAndClose(component_timeout, text_timeout);
+        case TlsFailure::interrupted:
+            socket_.Resume();
+            return FailAndClose(component_interrupted, text_interrupted);
         case TlsFailure::no_authorities:
-            return Fail(component_certificate, text_certificate + CString("The file of authorities: ") + why);
-        default: return Fail(component_tls, text_handshake + why);
+            return FailAndClose(component_certificate,
+                                text_certificate + CString("The file of authorities: ") + why);
+        default: return FailAndClose(component_tls, text_handshake + why);
     }
 }
 
@@ -160,8 +167,7 @@ int MailConversation::ReadText(CString& text, int limit) {
     socket_.SetLineLimit(reply_limit);
     if (read == DotText::complete) return component_ok;
     if (read == DotText::lost) return FailBySocket();
-    Close();
-    return Fail(component_protocol, "The server's text is too long.");
+    return FailAndClose(component_protocol, "The server's text is too long.");
 }
 
 // The protocols are those of TLS 1.2 and above, whatever else is asked for.

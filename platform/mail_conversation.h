@@ -53,6 +53,7 @@ class MailConversation {
     int ReadText(CString& text, int limit);
     // Notes the error and tells it; gives `code`.
     int Fail(int code, CString const& text);
+    int FailAndClose(int code, CString const& text);
     int FailBySocket();
     void Inform(char const* information) { Trail(trail_information, information); }
     bool Upgrades() const {

@@ -206,8 +206,7 @@ int PopsComponent::ForEachLine(Take take) {
         if (line == ".") return component_ok;
         take(line);
     }
-    Close();
-    return Fail(component_protocol, "The server's list is too long.");
+    return FailAndClose(component_protocol, "The server's list is too long.");
 }
 
 // User names and passwords with a line end in them would be commands of their own.

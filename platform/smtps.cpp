@@ -161,8 +161,8 @@ int SmtpsComponent::ReadReply(Reply& reply) {
         bool const has_code = line.size() >= 3 && std::all_of(line.begin(), line.begin() + 3,
                                                               [](char c) { return c >= '0' && c <= '9'; });
         if (!has_code || reply.lines.size() > reply_limit) {
-            Close();
-            return Fail(component_protocol, "The server's reply cannot be read: " + reply.last.Left(200));
+            return FailAndClose(component_protocol,
+                                "The server's reply cannot be read: " + reply.last.Left(200));
         }
         if (line.size() > 3 && line[3] == '-') continue;
         reply.code = std::atoi(reply.last);

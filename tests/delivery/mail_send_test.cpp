@@ -5,19 +5,16 @@
 #include <algorithm>
 #include <cstdlib>
 #include <ctime>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "delivery/smtp_authentication.h"
 #include "platform/clock.h"
-#include "platform/process.h"
 #include "platform/socket.h"
 #include "storage/error_codes.h"
 #include "tests/support/scripted_server.h"
+#include "tests/support/transfer_log.h"
 #include "text/strings.h"
 
 namespace {
@@ -49,27 +46,10 @@ class MailSendTest : public testing::Test {
     void SetUp() override {
         setenv("TZ", "Asia/Tokyo", 1);
         tzset();
-        folder_ = std::filesystem::temp_directory_path() /
-                  ("tessaly_mail_send_" + std::to_string(platform::ProcessId()));
-        std::filesystem::remove_all(folder_);
-        std::filesystem::create_directories(folder_);
-        platform::SetModuleDirectory(folder_.string());
         MailSend::SetXMailer("");
     }
-    void TearDown() override {
-        platform::SetModuleDirectory("");
-        std::filesystem::remove_all(folder_);
-    }
 
-    // Everything in the log, whatever the day's file is called.
-    std::string Log() const {
-        std::string text;
-        for (auto const& entry : std::filesystem::directory_iterator(folder_)) {
-            std::ifstream file(entry.path(), std::ios::binary);
-            text.append(std::istreambuf_iterator<char>(file), {});
-        }
-        return text;
-    }
+    std::string Log() const { return log_.Text(); }
 
     static void Prepare(MailSend& client, int port) {
         EXPECT_EQ(client.SetSmtpHost("127.0.0.1", port), 1);
@@ -85,7 +65,7 @@ class MailSendTest : public testing::Test {
         client.SetBody("body\r\n.");
     }
 
-    std::filesystem::path folder_;
+    const TransferLog log_;
 };
 
 const std::string mail_text =

@@ -1,0 +1,36 @@
+#pragma once
+
+#include <stdlib.h>
+
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <string>
+
+#include "platform/process.h"
+
+// Lets the transfer logs of the process go into a folder of a test's own while it lives.
+class TransferLog {
+  public:
+    TransferLog() : folder_(mkdtemp(pattern_)) { platform::SetModuleDirectory(folder_.string()); }
+    ~TransferLog() {
+        platform::SetModuleDirectory("");
+        std::filesystem::remove_all(folder_);
+    }
+    TransferLog(TransferLog const&) = delete;
+    TransferLog& operator=(TransferLog const&) = delete;
+
+    // Everything in it, whatever the day's file is called.
+    std::string Text() const {
+        std::string text;
+        for (auto const& entry : std::filesystem::directory_iterator(folder_)) {
+            std::ifstream file(entry.path(), std::ios::binary);
+            text.append(std::istreambuf_iterator<char>(file), {});
+        }
+        return text;
+    }
+
+  private:
+    char pattern_[32] = "/tmp/tessaly-log-XXXXXX";
+    std::filesystem::path folder_;
+};
