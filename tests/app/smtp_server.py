@@ -6,28 +6,43 @@ import threading
 
 class SmtpServer:
     """`answers`: by verb ("" for the greeting, "." for the end of a mail) the reply; or a function of the command that
-    gives it, or None to hang up. What is not told is accepted. `commands` holds what came."""
+    gives it, or None to hang up. What is not told is accepted. `commands` holds what came. With `tls` (a context) each
+    connection begins with its handshake, or with `upgrade` goes on with it behind STARTTLS; `resumed` tells of each
+    whether it went on with an earlier session."""
 
-    def __init__(self, test, answers):
-        self.answers, self.commands, self.mails = answers, [], []
+    def __init__(self, test, answers, tls=None, upgrade=False):
+        self.answers, self.commands, self.mails, self.resumed = answers, [], [], []
         outer = self
 
         class Conversation(socketserver.StreamRequestHandler):
             def handle(self):
+                if tls and not upgrade:
+                    self.secure()
                 if not self.reply("", "", "220 ready"):
                     return
-                for line in self.rfile:
+                while line := self.rfile.readline():
                     command = line.decode("latin-1").rstrip("\r\n")
                     outer.commands.append(command)
                     verb = command.split(" ")[0].upper()
                     answer = self.reply(verb, command, "354 go on" if verb == "DATA" else "250 ok")
                     if not answer or verb == "QUIT":
                         return
+                    if verb == "STARTTLS" and answer.startswith("2") and tls:
+                        self.secure()
                     if answer.startswith("354"):
                         mail = b"".join(iter(self.rfile.readline, b".\r\n"))
                         if not self.reply(".", mail.decode("latin-1"), "250 taken"):
                             return
                         outer.mails.append(mail)
+
+            def finish(self):
+                super().finish()
+                self.connection.close()
+
+            def secure(self):
+                self.connection = tls.wrap_socket(self.connection, server_side=True)
+                outer.resumed.append(self.connection.session_reused)
+                self.rfile, self.wfile = self.connection.makefile("rb"), self.connection.makefile("wb", 0)
 
             def reply(self, verb, command, usual):
                 answer = outer.answers.get(verb, usual)
