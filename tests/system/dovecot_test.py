@@ -13,6 +13,7 @@ import sys
 import unittest
 
 sys.path.append(str(pathlib.Path(__file__).resolve().parents[1] / "app"))
+from certificates import Authority  # noqa: E402
 from cli import PATIENCE, CommandTest, wait_for  # noqa: E402
 
 SKIPPED = 77
@@ -23,7 +24,7 @@ state_dir = {folder}/run
 log_path = {folder}/log
 protocols = pop3
 listen = 127.0.0.1
-ssl = no
+{tls}
 disable_plaintext_auth = no
 auth_mechanisms = plain apop
 first_valid_uid = 1
@@ -41,22 +42,25 @@ service pop3-login {{
     port = {port}
   }}
   inet_listener pop3s {{
-    port = 0
+    port = {tls_port}
   }}
 }}
 """
 
 
 class Dovecot:
-    def __init__(self, folder):
+    def __init__(self, folder, identity=()):
+        """`identity`: the files of a certificate and its key, for TLS on both ports."""
         self.folder = folder
         owner = pwd.getpwnam("mail")
         for name in ("run", "mail", "mail/new", "mail/cur", "mail/tmp"):
             (folder / name).mkdir()
-        with socket.create_server(("127.0.0.1", 0)) as free:
-            self.port = free.getsockname()[1]
+        with socket.create_server(("127.0.0.1", 0)) as free, socket.create_server(("127.0.0.1", 0)) as other:
+            self.port, self.tls_port = free.getsockname()[1], other.getsockname()[1] if identity else 0
+        tls = "ssl = required\nssl_cert = <{}\nssl_key = <{}".format(*identity) if identity else "ssl = no"
         (folder / "users").write_text(f"{USER}:{PASSWORD}\n")
-        (folder / "conf").write_text(CONFIGURATION.format(folder=folder, port=self.port, uid=owner.pw_uid, gid=owner.pw_gid))
+        (folder / "conf").write_text(CONFIGURATION.format(folder=folder, port=self.port, tls_port=self.tls_port, tls=tls,
+                                                           uid=owner.pw_uid, gid=owner.pw_gid))
         self.owner = owner
 
     def deliver(self, number, content):
@@ -116,6 +120,32 @@ class FromDovecot(CommandTest):
         self.assertEqual(sorted(int(line.split("\t")[3]) for line in told), list(range(2000)))
         listed = self.tessaly("customers", "list", "shop.tsl", "--columns", "DM送付可否", "--format", "csv").out.split()
         self.assertEqual(listed[1:], ["N"] * 2000)
+
+
+    def test_each_mail_once_over_tls(self):
+        self.folder.chmod(0o755)
+        for name in ("dovecot", "ca"):
+            (self.folder / name).mkdir(mode=0o755)
+        server = Dovecot(self.folder / "dovecot", Authority(self.folder / "ca").signs("mail"))
+        self.new_shop(*(f"n{i}@example.jp,表{i},,Y" for i in range(300)))
+        for i in range(300):
+            server.deliver(i, f"From: n{i}@example.jp\nSubject: unsubscribe\n\n<REFUSE>\n..dots\n.\n".encode())
+        self.assertTrue(server.start())
+        self.addCleanup(server.stop)
+        settings = lambda *values: self.tessaly("settings", "shop.tsl", *values)  # noqa: E731
+        settings("pop.host=localhost", f"pop.port={server.tls_port}", "pop.security=tls", "pop.ca-file=ca/ca.pem",
+                 f"pop.user={USER}", "pop.password=no")
+        self.refused("receive", "shop.tsl", says="受信サーバーにログインできません。\n受信サーバへのログインに失敗しました。")
+        settings(f"pop.password={PASSWORD}")
+        checked = self.tessaly("check", "shop.tsl").out
+        self.assertIn("ログインできました。メールは 300通あります。", checked)
+        self.assertIn("証明書: CN = mail\n", checked)
+        self.assertIn("配信停止 300通", self.tessaly("receive", "shop.tsl").out)
+        settings("pop.security=starttls", f"pop.port={server.port}", "pop.auth=apop")
+        self.assertIn("配信停止 0通", self.tessaly("receive", "shop.tsl", "--delete").out)
+        self.assertTrue(wait_for(lambda: server.left() == 0))
+        settings("pop.ca-file=")
+        self.refused("receive", "shop.tsl", says="サーバ証明書の検証に失敗しました。")
 
 
 if __name__ == "__main__":

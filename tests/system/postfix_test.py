@@ -23,6 +23,7 @@ import sys
 import unittest
 
 sys.path.append(str(pathlib.Path(__file__).resolve().parents[1] / "app"))
+from certificates import Authority  # noqa: E402
 from cli import PATIENCE, SAMPLE, CommandTest, Mail, wait_for  # noqa: E402
 import dovecot_test  # noqa: E402
 
@@ -84,6 +85,18 @@ retry unix - - n - - error
 error unix - - n - - error
 postlog unix-dgram n - n - 1 postlogd
 """
+# A port with TLS from the first byte beside the plain one, which offers it.
+TLS_MAIN = """
+smtpd_tls_security_level = may
+smtpd_tls_auth_only = yes
+smtpd_tls_loglevel = 1
+smtpd_tls_cert_file = {certificate}
+smtpd_tls_key_file = {key}
+"""
+TLS_MASTER = """
+127.0.0.1:{tls_port} inet n - n - - smtpd -o smtpd_tls_wrappermode=yes
+tlsmgr unix - - n 1000? 1 tlsmgr
+"""
 SASL = """
 pwcheck_method: auxprop
 auxprop_plugin: sasldb
@@ -99,20 +112,25 @@ def adopt_orphans():
 
 
 class Postfix:
-    def __init__(self, test, name, role):
+    def __init__(self, test, name, role, identity=()):
+        """`identity`: the files of a certificate and its key."""
         self.folder = folder = test.folder / name
         owner = pwd.getpwnam("postfix")
         for part in ("", "config", "config/sasl", "queue", "data", "mails"):
             (folder / part).mkdir()
         for part in ("data", "mails"):
             os.chown(folder / part, owner.pw_uid, owner.pw_gid)
-        with socket.create_server(("127.0.0.1", 0)) as free:
-            self.port = free.getsockname()[1]
-        values = {"folder": folder, "port": self.port, "uid": owner.pw_uid, "gid": owner.pw_gid}
+        with socket.create_server(("127.0.0.1", 0)) as free, socket.create_server(("127.0.0.1", 0)) as other:
+            self.port, self.tls_port = free.getsockname()[1], other.getsockname()[1]
+        values = {"folder": folder, "port": self.port, "uid": owner.pw_uid, "gid": owner.pw_gid, "tls_port": self.tls_port}
+        main, master = MAIN + role, MASTER
+        if identity:
+            values |= {"certificate": identity[0], "key": identity[1]}
+            main, master = main + TLS_MAIN, master + TLS_MASTER
         (folder / "config/access").write_text(REFUSED[role])
         (folder / "config/users").write_text("/^here/ mails/\n")
         (folder / "config/transport").touch()
-        for file, text in (("main.cf", MAIN + role), ("master.cf", MASTER), ("sasl/smtpd.conf", SASL)):
+        for file, text in (("main.cf", main), ("master.cf", master), ("sasl/smtpd.conf", SASL)):
             (folder / "config" / file).write_text(text.format(**values))
         passwords = folder / "sasldb2"
         self.run("saslpasswd2", "-p", "-c", "-f", passwords, "-u", "example.jp", USER, stdin=PASSWORD)
@@ -365,6 +383,46 @@ class ThroughPostfix(CommandTest):
         self.assertRegex(refused.err, r"拒否 0 <gone@example.jp>: .*\[554 5.7.1 <gone@example.jp>: .*no such customer\]")
         self.tessaly("settings", "shop.tsl", "smtp.auth=none")
         self.assertIn("Access denied", self.tessaly(*send, "1", code=1).err)
+
+
+class OverTls(CommandTest):
+    def test_whole_mailings_both_ways(self):
+        self.folder.chmod(0o755)
+        (self.folder / "ca").mkdir(mode=0o755)
+        authority = Authority(self.folder / "ca")
+        server = Postfix(self, "postfix", OWN, authority.signs("mail"))
+        self.new_shop(*(f"{'gone' if i == 7 else 'n'}{i}@example.jp,表{i},,Y" for i in range(200)))
+        self.put("draft.txt", "Subject: <%名前(姓)%>様\n\n.\n<%名前(姓)%>様\n")
+        self.settings("smtp.host=localhost", "smtp.auth=any", f"smtp.user={USER}", f"smtp.password={PASSWORD}",
+                      "smtp.ca-file=ca/ca.pem", "smtp.mails-per-connection=20")
+        mail_number = 0
+        for security, port in (("tls", server.tls_port), ("starttls", server.port)):
+            self.settings("smtp.security=" + security, f"smtp.port={port}")
+            checked = self.tessaly("check", "shop.tsl").out
+            self.assertIn("暗号化: TLSv1.3", checked)
+            self.assertIn("証明書: CN = mail\n  サーバーの名前: localhost\n  発行者: CN = Scratch CA\n", checked)
+            self.assertIn("接続し、認証できました。", checked)
+            self.tessaly("mail", "new", "shop.tsl", "--draft", "draft.txt")
+            self.tessaly("target", "shop.tsl", mail_number, "--all")
+            sent = self.tessaly("send", "shop.tsl", mail_number, code=1)
+            self.assertRegex(sent.out, "^送信 199通、送れず 1通 ")
+            self.assertIn("554 5.7.1 <gone7@example.jp>", sent.err)
+            mail_number += 1
+            self.assertTrue(wait_for(lambda: len(server.mails()) == 199 * mail_number), server.log()[-3000:])
+            for mail in server.mails():
+                number = re.search(r"n(\d+)@", mail.message["X-Original-To"])[1]
+                self.assertEqual((mail.subject, mail.body), (f"表{number}様", f".\n表{number}様\n\n"))
+                self.assertEqual(mail.message.defects, [])
+        log = server.log()
+        self.assertEqual(len(re.findall("sasl_method=CRAM-MD5", log)), 2 * 199)
+        self.assertLess(len(re.findall("TLS connection established", log)), 2 * 40)
+        self.settings("smtp.security=starttls", "smtp.ca-file=")
+        refused = self.tessaly("send", "shop.tsl", "--draft", "draft.txt", "--to", "1", code=1)
+        self.assertIn("サーバ証明書の検証に失敗しました。", refused.err)
+        self.assertEqual(len(server.mails()), 2 * 199)
+
+    def settings(self, *values):
+        self.tessaly("settings", "shop.tsl", *values)
 
 
 if __name__ == "__main__":
