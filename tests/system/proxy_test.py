@@ -88,7 +88,7 @@ class ThroughTinyproxy(CommandTest):
         self.assertEqual(self.origin.asked, [])
         self.tessaly("settings", "shop.tsl", "news.proxy-password=geheim")
         self.assertEqual(self.news().out, "お知らせの更新日時: 2004/10/05 09:30:15\n")
-        self.assertEqual(self.origin.asked, ["http://www.tessaly.example/links/tsl/5/?p=tsl5_start_info"])
+        self.assertEqual(self.origin.asked, ["http://www.tessaly.example:80/links/tsl/5/?p=tsl5_start_info"])
         self.origin.headers = {"last-modified": "Tue, 05 Oct 2004 00:30:15 GMT"}
         self.assertEqual(self.news().out, "お知らせはありますが、更新日時は分かりません。\n")
         self.origin.status = 404
