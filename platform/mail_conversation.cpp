@@ -142,7 +142,9 @@ void MailConversation::Close() {
 int MailConversation::SendLine(CString line, char const* shown) {
     Trail(trail_sent, shown ? shown : static_cast<char const*>(line));
     line += "\r\n";
-    return SendText(line);
+    int const error = SendText(line);
+    if (shown) Wipe(line);
+    return error;
 }
 
 int MailConversation::SendText(CString text) {

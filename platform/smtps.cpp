@@ -261,25 +261,29 @@ int SmtpsComponent::Authenticate() {
 
 int SmtpsComponent::AnswerSecret(std::string secret, Reply& reply) {
     std::string base64 = Base64Of(secret);
+    CString line{std::string_view(base64)};
     Wipe(secret);
-    int const error = Ask(CString(std::string_view(base64)), reply, hidden);
     Wipe(base64);
+    int const error = Ask(line, reply, hidden);
+    Wipe(line);
     return error;
 }
 
 // A failure only when the conversation cannot go on; what the server says is in `reply`.
 int SmtpsComponent::Try(Method method, Reply& reply) {
-    const std::string user(settings_.user.View()), password(settings_.password.View());
+    const std::string user(settings_.user.View());
+    const std::string_view password = settings_.password.View();
     if (method == Method::plain) {
         const std::string nul(1, '\0');
         if (int const error = Ask("AUTH PLAIN", reply)) return error;
-        return reply.code / 100 == 3 ? AnswerSecret(nul + user + nul + password, reply) : component_ok;
+        return reply.code / 100 == 3 ? AnswerSecret((nul + user + nul).append(password), reply)
+                                     : component_ok;
     }
     if (int const error = Ask(method == Method::login ? "AUTH LOGIN" : "AUTH CRAM-MD5", reply)) return error;
     if (reply.code / 100 != 3) return component_ok;
     if (method == Method::login) {
         if (int const error = AnswerSecret(user, reply)) return error;
-        return reply.code / 100 == 3 ? AnswerSecret(password, reply) : component_ok;
+        return reply.code / 100 == 3 ? AnswerSecret(std::string(password), reply) : component_ok;
     }
     std::string challenge;
     if (!FromBase64(reply.last.View().substr(std::min<std::size_t>(4, reply.last.View().size())), challenge))

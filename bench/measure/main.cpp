@@ -70,6 +70,8 @@ int Run(std::string const& section, std::string const& data, int smtp_port, int 
     if (section == "smtp1") Smtp(data, smtp_port, 1);
     if (section == "smtp4") Smtp(data, smtp_port, 4);
     if (section == "smtp4") Mailing(smtp_port);
+    if (section == "tls") Secure();
+    if (section == "smtp4") Secure();
     if (section == "table") Table(data);
     return 0;
 }

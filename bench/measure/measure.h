@@ -49,6 +49,7 @@ void Conversions(std::string const& data);
 void Mime(std::string const& data);
 void Smtp(std::string const& data, int port, int sessions);
 void Mailing(int port);
+void Secure();
 void Received(std::string const& data);
 void Composed();
 void Pop(int port);
