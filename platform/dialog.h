@@ -5,6 +5,10 @@
 
 // What the library says to or asks of the person at the machine. The application installs a handler; without
 // one the text goes to standard error as UTF-8 and the default button is the answer, so nothing ever blocks.
+
+// The window that a question belongs to; there are none here.
+using HWND = void*;
+
 inline constexpr unsigned MB_OK = 0x0000;
 inline constexpr unsigned MB_OKCANCEL = 0x0001;
 inline constexpr unsigned MB_YESNOCANCEL = 0x0003;

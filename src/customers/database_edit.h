@@ -10,6 +10,7 @@
 #include "customers/one_customer.h"
 #include "platform/containers.h"
 #include "platform/cstring.h"
+#include "platform/dialog.h"
 #include "platform/export.h"
 #include "storage/err_msg.h"
 #include "storage/my_db.h"
@@ -87,7 +88,26 @@ class TESSALY_API CDatabaseEdit : public CMyDB {
         import_no_file = -41,        // 10601: the file cannot be opened
         import_failed = -42,         // 10009 or 10602
         registration_refused = -43,  // 10801
-        search_failed = -99,         // 10999
+        // The imports from other programs, all with 10602; their further failures are no_environment,
+        // no_system_option and import_failed (10009, or 10602).
+        fwa_bad_argument = -50,
+        fwa_not_converted = -51,
+        fwa_not_opened = -52,  // the log, or what the converter made
+        fwa_bad_titles = -53,
+        becky_bad_argument = -55,
+        becky_no_log = -56,
+        becky_not_opened = -66,
+        corvane_bad_argument = -60,
+        corvane_not_opened = -61,  // the log, or the file
+        corvane_bad_titles = -62,
+        belmora_bad_argument = -65,
+        belmora_not_opened = -66,
+        belmora_bad_titles = -67,
+        outlook_bad_argument = -70,
+        outlook_not_opened = -71,
+        outlook_bad_titles = -72,
+        import_declined = -98,  // by the user; no number
+        search_failed = -99,    // 10999
     };
 
     // An empty table of 56 columns, not bound.
@@ -256,6 +276,41 @@ class TESSALY_API CDatabaseEdit : public CMyDB {
     int LoadSampleLine(CString path, CArray<CString, CString>& lines, int maxLines);
     // The LF bytes in the file up to its first byte 0xFF; import_no_file.
     int GetRecordNumFromImportFile(CString path);
+
+    // --- Import from other programs (database_edit_foreign.cpp) ---
+
+    // Takes customers from the files of other programs, whose layouts they know: address books of 筆まめ (by
+    // a program that converts them), Becky! and OutLook (below customers/import/address_books), exports of
+    // the shop programs Corvane and Belmora (customers/import/shop_exports). A customer is known by his mail
+    // address, deleted ones too, who are live again then. Rows stay in memory; the file is not written.
+    //
+    // `logPath` is made anew, a text in code page 932 with LF line ends: what was imported, each refused line
+    // with all its reasons, and how the run ended. A failure before it is open leaves none.
+    //
+    // `state` is 1 while the run prepares, which takes a second, and 0 while it works through the lines;
+    // `message` tells the same in words; `imported` and `errors` count customers and refused lines as they
+    // come. Another thread may read the three numbers meanwhile, but not the text. Null state or message:
+    // nobody wants to know.
+    //
+    // Result: the number imported, new and known together; or in this order no_environment, no_system_option,
+    // ..._bad_argument, and the further failures of the program. A bad line is no failure.
+    //
+    // `dmMode`: direct mail for 1 all ("Y"), 2 nobody ("N"), 3 new customers ("Y"), any other new customers
+    // ("N").
+    int ImportDBfromFWAFile(CString fwaPath, CString converter, CString logPath, int* imported, int* errors,
+                            int* state, CString* message, int dmMode);
+    int ImportDBfromBeckyFile(CString path, CString logPath, int* imported, int* errors, int* state,
+                              CString* message, int dmMode);
+    int ImportDBfromOutLookFile(CString path, CString logPath, int* imported, int* errors, int* state,
+                                CString* message, int dmMode);
+    // `duplicate`: a known customer is "2" left alone, "0" left alone if he was changed here after the line's
+    // date, any other replaced. A Corvane file without dates asks under "0" (owner: of the question) whether
+    // to replace all; import_declined for anything but yes. Belmora with `rewriteAttributes` not 0 gives the
+    // attributes A to S the names and types of the file, and stores the settings in any case.
+    int ImportDBfromCorvaneFile(CString path, CString logPath, int* imported, int* errors, int* state,
+                                CString* message, CString duplicate, HWND owner);
+    int ImportDBfromBelmoraFile(CString path, CString logPath, int* imported, int* errors, int* state,
+                                CString* message, CString duplicate, int rewriteAttributes);
 
     // --- Registration by mail (database_edit_registration.cpp) ---
 

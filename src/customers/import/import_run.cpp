@@ -44,6 +44,8 @@ void ImportRun::FindCustomer() {
     if (!row_.IsAssigned(element_entry_date)) row_.Assign(element_entry_date, PresentTime());
 }
 
+std::string_view ImportRun::StoredValue(int element) const { return CellOf(table_, known_, element); }
+
 // The text is made once a second only.
 std::string_view ImportRun::PresentTime() {
     const std::int64_t second = platform::Now().seconds;

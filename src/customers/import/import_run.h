@@ -34,6 +34,8 @@ class ImportRun {
     // Looks the customer up by the address taken. A known one keeps his stored values wherever none is
     // assigned. A new one is registered now and accepts other mail unless something else is assigned.
     void FindCustomer();
+    // What is stored of the known customer.
+    std::string_view StoredValue(int element) const;
     bool IsKnown() const noexcept { return known_ != AddressIndex::no_row; }
     // Stores the customer: a known one in his row, a new one at the end under the next ID. CDatabaseEdit::ok;
     // import_failed with 10009 or 10602.

@@ -1,0 +1,29 @@
+#pragma once
+
+#include "platform/cstring.h"
+#include "platform/file.h"
+
+namespace customers {
+
+// The log that an import from another program writes for the user: text in code page 932, line ends LF.
+class ImportLog {
+  public:
+    ~ImportLog() { Close(); }
+    // Made anew. false when it cannot be.
+    bool Open(CString const& path);
+    bool IsOpen() const noexcept { return file_.IsOpen(); }
+    void Close();
+
+    // "○TITLE", the present time, an empty line.
+    void WriteMoment(char const* title);
+    void Write(CString const& text);
+    // The same behind "○データエラーお客様" if it is the first of its kind.
+    void WriteRefused(CString const& line);
+    bool HasRefused() const noexcept { return has_refused_; }
+
+  private:
+    CFile file_;
+    bool has_refused_ = false;
+};
+
+}  // namespace customers
