@@ -16,6 +16,7 @@
 #include "elements.h"
 #include "failure.h"
 #include "listing.h"
+#include "program_import.h"
 #include "progress.h"
 #include "terminal.h"
 #include "whole_file.h"
@@ -38,6 +39,7 @@ struct Arguments {
     bool keep = false;
     bool replace = false;
     bool no_header = false;
+    ProgramImport program;
 };
 
 char SingleByte(std::string const& text, char const* option, bool may_be_empty) {
@@ -312,8 +314,38 @@ void AddImportCommand(CLI::App& family) {
     CLI::Option* keep = command->add_flag("--keep-existing", arguments->keep, "もういる顧客は変えません");
     command->add_flag("--replace", arguments->replace, "今の顧客をすべて置き換えます")->excludes(keep);
     command->add_flag("--no-header", arguments->no_header, "1行目も顧客です (--columns が必要)");
+    ProgramImport& program = arguments->program;
+    CLI::Option* from =
+        command
+            ->add_option("--from", program.from,
+                         "ほかのプログラムのファイルとして取り込みます: becky、outlook、fudemame "
+                         "(筆まめ)、corvane、belmora")
+            ->type_name("PROGRAM");
+    for (char const* csv_only :
+         {"--columns", "--encoding", "--delimiter", "--quote", "--keep-existing", "--replace", "--no-header"})
+        from->excludes(command->get_option(csv_only));
+    auto const add = [&](char const* name, auto& value, char const* text, char const* type) {
+        command->add_option(name, value, text)->needs(from)->type_name(type);
+    };
+    add("--converter", program.converter, "筆まめの住所録をCSVにするプログラム", "FILE");
+    add("--dm", program.direct_mail,
+        "住所録の人のDM送付可否: yes、no、new-yes (新しい人だけY)、new-no (新しい人だけN)", "WHO");
+    add("--existing", program.existing, "もういる顧客: newer (データが新しければ変える)、overwrite、keep",
+        "HOW");
+    add("--log", program.log, "記録のファイル (なければ FILE.log)", "FILE");
+    command
+        ->add_flag("--take-attributes", program.take_attributes,
+                   "拡張属性の名前と種類をデータのものにします (belmora)")
+        ->needs(from);
+    command->add_flag("--yes", program.yes, "取り込みの途中の質問に「はい」と答えます")->needs(from);
     AddAccess(*command, arguments->access);
     command->callback([arguments] {
+        if (!arguments->program.from.empty()) {
+            arguments->program.file = arguments->file;
+            arguments->program.Check();
+            Session session(arguments->access, arguments->env_file, Session::For::changing);
+            return arguments->program.Run(session);
+        }
         Session session(arguments->access, arguments->env_file, Session::For::changing);
         Import(*arguments, session).Run();
     });

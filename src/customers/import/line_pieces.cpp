@@ -1,6 +1,7 @@
 #include "customers/import/line_pieces.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "platform/file.h"
 
@@ -15,6 +16,11 @@ constexpr std::string_view line_end = "\r\n";
 bool LinePieces::Open(char const* path) {
     at_ = 0;
     return platform::ReadWholeFile(path, content_);
+}
+
+void LinePieces::Take(std::string content) {
+    content_ = std::move(content);
+    at_ = 0;
 }
 
 std::string_view LinePieces::Piece() {

@@ -12,6 +12,8 @@ class LinePieces {
   public:
     // Reads the file into memory; false when it cannot be opened.
     bool Open(char const* path);
+    // Reads these bytes in place of a file.
+    void Take(std::string content);
     bool AtEnd() const noexcept { return at_ >= content_.size(); }
 
     // Appends pieces up to one that ends in an LF, and cuts all CRs and LFs at the end of `line`.

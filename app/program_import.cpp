@@ -1,0 +1,138 @@
+#include "program_import.h"
+
+#include <algorithm>
+#include <array>
+#include <atomic>
+#include <filesystem>
+#include <iostream>
+#include <string_view>
+
+#include "crossing.h"
+#include "failure.h"
+#include "progress.h"
+#include "terminal.h"
+#include "tessaly/storage.h"
+#include "whole_file.h"
+
+namespace fs = std::filesystem;
+
+namespace app {
+namespace {
+
+// Their places are the numbers that the library knows.
+constexpr std::array<std::string_view, 4> direct_mail_names = {"new-no", "yes", "no", "new-yes"};
+constexpr std::array<std::string_view, 3> existing_names = {"newer", "overwrite", "keep"};
+constexpr std::array<std::string_view, 5> programs = {"becky", "outlook", "fudemame", "corvane", "belmora"};
+constexpr char const *default_direct_mail = "new-yes", *default_existing = "newer";
+
+template <std::size_t count>
+int PlaceOf(std::array<std::string_view, count> const& names, std::string const& name, char const* option) {
+    auto const found = std::find(names.begin(), names.end(), name);
+    if (found != names.end()) return static_cast<int>(found - names.begin());
+    std::string all;
+    for (std::string_view const known : names) (all += all.empty() ? "" : "、") += known;
+    throw Failure(std::string(option) + " は " + all + " のどれかです: " + name, exit_usage);
+}
+
+// What the library asks goes to the terminal; without one the answer is no.
+class Question {
+  public:
+    explicit Question(bool yes) : yes_(yes) { SetMessageBoxHandler(Ask, this); }
+    ~Question() { SetMessageBoxHandler(nullptr, nullptr); }
+    Question(Question const&) = delete;
+    Question& operator=(Question const&) = delete;
+
+  private:
+    static int Ask(void* self, char const* text, char const*, unsigned type) {
+        bool const asks = (type & MB_YESNO) != 0;
+        Say(OnOneLine(Out(CString(text).Trim().View())));
+        if (!asks) return IDOK;
+        if (static_cast<Question*>(self)->yes_) return IDYES;
+        if (!InputIsTerminal()) {
+            Say("答える端末がないので「いいえ」とします。よければ --yes をつけてください。");
+            return IDNO;
+        }
+        std::cerr << "はい (y) / いいえ (n): " << std::flush;
+        std::string answer;
+        std::getline(std::cin, answer);
+        return answer == "y" || answer == "Y" || answer == "yes" || answer == "はい" ? IDYES : IDNO;
+    }
+
+    bool const yes_;
+};
+
+}  // namespace
+
+void ProgramImport::Check() const {
+    PlaceOf(programs, from, "--from");
+    bool const is_shop = from == "corvane" || from == "belmora";
+    if (!direct_mail.empty()) PlaceOf(direct_mail_names, direct_mail, "--dm");
+    if (!existing.empty()) PlaceOf(existing_names, existing, "--existing");
+    if (is_shop && !direct_mail.empty())
+        throw Failure("--dm は住所録のためのものです。店舗データでは、データの中の希望に従います。",
+                      exit_usage);
+    if (!is_shop && !existing.empty())
+        throw Failure("--existing は corvane と belmora で使えます。", exit_usage);
+    if (take_attributes && from != "belmora")
+        throw Failure("--take-attributes は belmora で使えます。", exit_usage);
+    if ((from == "fudemame") == converter.empty())
+        throw Failure("--converter は fudemame で必要で、ほかでは使えません。", exit_usage);
+}
+
+void ProgramImport::Run(Session& session) const {
+    if (!fs::is_regular_file(file)) throw Failure("ファイルを開けません: " + file);
+    if (from == "fudemame" && !fs::is_regular_file(converter))
+        throw Failure("変換するプログラムがありません: " + converter);
+    const std::string log_file = log.empty() ? file + ".log" : log, work_log = session.WorkFile() + ".log";
+    auto const path = [](std::string const& host) { return IntoPath(fs::absolute(host).string()); };
+    const CString input = path(file), log_path = path(work_log);
+    int const mode =
+        PlaceOf(direct_mail_names, direct_mail.empty() ? default_direct_mail : direct_mail, "--dm");
+    const CString duplicate =
+        std::to_string(PlaceOf(existing_names, existing.empty() ? default_existing : existing, "--existing"))
+            .c_str();
+    int imported = 0, errors = 0, state = 0, result = 0;
+    CDatabaseEdit& customers = session.Customers();
+    CArray<int, int> before, after;
+    int const known = customers.GetDBIDALL(before);
+    {
+        auto const count = [](int& number) {
+            return static_cast<std::uint64_t>(std::max(std::atomic_ref<int>(number).load(), 0));
+        };
+        const Progress progress("取り込み", "件", 0, [&] { return count(imported) + count(errors); });
+        const Question question(yes);
+        if (from == "becky")
+            result =
+                customers.ImportDBfromBeckyFile(input, log_path, &imported, &errors, &state, nullptr, mode);
+        else if (from == "outlook")
+            result =
+                customers.ImportDBfromOutLookFile(input, log_path, &imported, &errors, &state, nullptr, mode);
+        else if (from == "fudemame")
+            result = customers.ImportDBfromFWAFile(input, path(converter), log_path, &imported, &errors,
+                                                   &state, nullptr, mode);
+        else if (from == "corvane")
+            result = customers.ImportDBfromCorvaneFile(input, log_path, &imported, &errors, &state, nullptr,
+                                                       duplicate, nullptr);
+        else
+            result = customers.ImportDBfromBelmoraFile(input, log_path, &imported, &errors, &state, nullptr,
+                                                       duplicate, take_attributes ? 1 : 0);
+    }
+    bool const has_log = fs::is_regular_file(work_log);
+    if (has_log && !ReplaceFile(log_file, Out(ReadWholeFile(work_log, "記録"))))
+        throw Failure("記録を書けません: " + log_file);
+    std::error_code ignored;
+    fs::remove(work_log, ignored);
+    if (imported > 0) session.SaveCustomers();
+    int const added = customers.GetDBIDALL(after) - known;
+    if (result >= 0 || imported > 0)
+        std::cout << "新規 " << Grouped(static_cast<std::uint64_t>(added)) << "件、更新 "
+                  << Grouped(static_cast<std::uint64_t>(imported - added)) << "件、取り込めず "
+                  << Grouped(static_cast<std::uint64_t>(errors)) << "件\n";
+    if (has_log) std::cout << "くわしい記録: " << log_file << "\n";
+    if (result == CDatabaseEdit::import_declined) throw Failure("取り込みませんでした。");
+    if (result < 0)
+        throw Failure("取り込めません。理由は記録の終わりにあります。" + TextOf(customers.GetErrMsg()));
+    if (imported == 0 && errors > 0) throw Failure("取り込める行がありません。");
+}
+
+}  // namespace app
