@@ -73,6 +73,7 @@ int Run(std::string const& section, std::string const& data, int smtp_port, int 
     if (section == "tls") Secure();
     if (section == "smtp4") Secure();
     if (section == "table") Table(data);
+    if (section == "table" || section == "programs") Programs();
     return 0;
 }
 

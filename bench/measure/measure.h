@@ -54,6 +54,7 @@ void Received(std::string const& data);
 void Composed();
 void Pop(int port);
 void Table(std::string const& data);
+void Programs();
 // Parts of the table section, over its customers.
 void Selection(std::string const& task, EnvManager& env, CDatabaseEdit& customers);
 

@@ -93,3 +93,19 @@ int CheckMailBodyCharacterCode(char const* text, int& noHalfKana, int& noMachine
     return CheckMailBody(text, noHalfKana, noMachineChar, noBrokenChar,
                          [&found](char const* at, int size) { found.Add(CString(at, size)); });
 }
+
+namespace text {
+
+bool IsPlainMailText(std::string_view text) noexcept {
+    constexpr Byte special_row = 0x87, no_lead_elsewhere = 0x80;
+    for (std::size_t at = 0; at < text.size(); ++at) {
+        auto const c = static_cast<Byte>(text[at]);
+        if (c >= 0x20 && c < 0x7F) continue;
+        if (!IsLead(c) || c == special_row || c == no_lead_elsewhere || ++at == text.size() ||
+            !IsTrail(static_cast<Byte>(text[at])))
+            return false;
+    }
+    return true;
+}
+
+}  // namespace text

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <string_view>
+
 #include "platform/containers.h"
 #include "platform/cstring.h"
 #include "platform/export.h"
@@ -32,3 +34,12 @@ TESSALY_API int CheckMailBodyCharacterCode(char const* text, int& noHalfKana, in
 // each occurrence. A broken double-byte character is listed with both its bytes.
 TESSALY_API int CheckMailBodyCharacterCode(char const* text, int& noHalfKana, int& noMachineChar,
                                            int& noBrokenChar, CStringArray& found);
+
+namespace text {
+
+// Whether a text holds nothing but printable ASCII and double-byte characters outside the row of special
+// characters. Such a one passes the check above, and holds no half-width kana and no line end. A quick test,
+// for most texts.
+bool IsPlainMailText(std::string_view text) noexcept;
+
+}  // namespace text

@@ -138,7 +138,7 @@ void FwaImport::TakeOwn(std::size_t field, std::string_view value) {
         CString prefecture, rest;
         if (!text.IsEmpty()) {
             TakeText(TitleOf(field), element + 1, value);
-            xc_divide_address(Taken(element + 1), prefecture, rest);
+            xc_divide_address(CString(Taken(element + 1)), prefecture, rest);
         }
         Put(element, prefecture);
         return Put(element + 1, rest);

@@ -21,6 +21,17 @@ void Set(int* shared, int value) {
     if (shared) std::atomic_ref<int>(*shared).store(value, std::memory_order_relaxed);
 }
 
+// Digits alone, or single hyphens between them where those may stay.
+bool IsFormatted(std::string_view text, bool with_hyphens) {
+    for (std::size_t at = 0; at < text.size(); ++at) {
+        bool const digit = text[at] >= '0' && text[at] <= '9';
+        bool const between =
+            with_hyphens && text[at] == '-' && at > 0 && at + 1 < text.size() && text[at + 1] != '-';
+        if (!digit && !between) return false;
+    }
+    return true;
+}
+
 CString Formatted(char const* format, char const* text) {
     CString result;
     result.Format(format, text);
@@ -103,7 +114,8 @@ int ForeignImport::TakeLine() {
     }
     TakeAddress();
     SetDirectMail();
-    for (std::size_t i = 0; i < Fields().size(); ++i)
+    const std::size_t fields = Fields().size();
+    for (std::size_t i = 0; i < fields; ++i)
         if (int const column = ColumnOf(i); column >= 0) TakeField(i, FieldAt(column));
     if (!reason_.IsEmpty()) {
         RefuseLine();
@@ -116,14 +128,13 @@ int ForeignImport::TakeLine() {
 }
 
 void ForeignImport::TakeAddress() {
-    values_[element_address] = CString(FieldAt(AddressColumn()));
-    CString const& address = values_[element_address];
-    if (address.IsEmpty())
+    const std::string_view address = FieldAt(AddressColumn());
+    if (address.empty())
         Refuse(AddressTitle(), "にメールアドレスが設定されていない、");
-    else if (MailAddressChecker(address) != 1)
+    else if (MailAddressChecker(CString(address)) != 1)
         Refuse(AddressTitle(), "に不正なメールアドレスが設定されている、");
     if (!reason_.IsEmpty()) return;
-    run_.TakeAddress(address.View());
+    run_.TakeAddress(address);
     run_.FindCustomer();
     known_ = run_.IsKnown();
 }
@@ -137,6 +148,7 @@ void ForeignImport::TakeField(std::size_t field, std::string_view value) {
         case Rule::postal_code:
         case Rule::number: break;
     }
+    if (IsFormatted(value, known.rule == Rule::number)) return PutField(known.element, value);
     CString text(value), formatted;
     if (!text.IsEmpty() && CheckSpecialStringData(text, code_characters) != 1) return RefuseValue(title);
     if (known.rule == Rule::postal_code)
@@ -147,6 +159,7 @@ void ForeignImport::TakeField(std::size_t field, std::string_view value) {
 }
 
 void ForeignImport::TakeText(char const* title, int element, std::string_view value) {
+    if (text::IsPlainMailText(value)) return PutField(element, value);
     static CodeConvertStruct replacements[] = {{"㈱", "(株)"}, {"㈲", "(有)"}, {"㈹", "(代)"},
                                                {"\r", ""},     {"\n", ""},     {nullptr, nullptr}};
     CString text;

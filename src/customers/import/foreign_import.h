@@ -84,7 +84,9 @@ class ForeignImport {
     int Stop(int result, CString const& reason, int code = customer_import_failed);
 
     void Put(int element, CString const& value);
-    CString const& Taken(int element) const { return values_[static_cast<std::size_t>(element)]; }
+    // The same with a text that stays to the end of the line, as a field does.
+    void PutField(int element, std::string_view value) { run_.Row().Assign(element, value); }
+    std::string_view Taken(int element) { return run_.Row().Value(element); }
     bool IsKnown() const noexcept { return known_; }
     std::string_view StoredValue(int element) const { return run_.StoredValue(element); }
     std::string_view PresentTime() { return run_.Row().Value(element_renewal_date); }

@@ -55,9 +55,9 @@ void ShopExport::SetComparisonDate(CString const& date) { date_ = Convert_DateDa
 
 void ShopExport::TakeChoice(char const* title, std::string_view value, char const* yes, char const* no) {
     if (value.empty() || value == yes)
-        Put(element_direct_mail, "Y");
+        PutField(element_direct_mail, "Y");
     else if (value == no)
-        Put(element_direct_mail, "N");
+        PutField(element_direct_mail, "N");
     else
         RefuseValue(title);
 }
@@ -174,7 +174,7 @@ void CorvaneImport::TakeOwn(std::size_t field, std::string_view value) {
 namespace {
 
 constexpr char const* belmora_head = "Belmora データファイルの解析に失敗しました。";
-constexpr char const* digits = "1234567890";
+constexpr std::string_view digits = "1234567890";
 constexpr int attribute_names = SystemOption::cell_extra_names,
               attribute_types = SystemOption::cell_extra_types;
 constexpr int import_flag = 111, free_names = 20;  // cells
@@ -303,6 +303,11 @@ int BelmoraImport::ReadTitles() {
     if (int const problem = FindTitles()) return problem;
     RewriteAttributes();
     option_->WriteSODataFromMemoryToFile();
+    for (std::size_t i = first_free; i <= last_free; ++i) {
+        CString type;
+        option_->GetSODataFromMemoryPinPoint(attribute_types + static_cast<int>(i - first_attribute), type);
+        free_types_[i - first_free] = std::atoi(type);
+    }
     return TestAttributes();
 }
 
@@ -364,13 +369,12 @@ void BelmoraImport::TakeDay(std::size_t field, std::string_view value, int eleme
 void BelmoraImport::TakeOwn(std::size_t field, std::string_view value) {
     int const element = Fields()[field].element;
     char const* const title = titles_[field];
-    const CString text(value);
     CString stored;
     if (field == belmora_birthday || field == day_s) return TakeDay(field, value, element);
     if (field == belmora_wish) return TakeChoice(title, value, "Y", "N");
     if (field == belmora_entry) {
         if (value.empty())
-            Put(element, CString(PresentTime()));
+            PutField(element, PresentTime());
         else if (TakeDate(title, value, minute_parts, stored))
             Put(element, stored);
     } else if (field == belmora_renewal) {
@@ -379,15 +383,15 @@ void BelmoraImport::TakeOwn(std::size_t field, std::string_view value) {
         else if (TakeDate(title, value, minute_parts, stored))
             SetComparisonDate(stored);
     } else if ((field >= first_number && field <= last_number) || field == number_r) {
-        if (!text.IsEmpty() && CheckSpecialStringData(text, digits) != 1) return RefuseValue(title);
-        Put(element, text);
-    } else if (field >= first_free && field <= last_free && !text.IsEmpty()) {
-        CString type;
-        option_->GetSODataFromMemoryPinPoint(attribute_types + element - element_first_attribute, type);
-        if (!CheckAttribute(text, std::atoi(type), stored)) return RefuseValue(title);
+        if (value.find_first_not_of(digits) != value.npos) return RefuseValue(title);
+        PutField(element, value);
+    } else if (int const type =
+                   field >= first_free && field <= last_free ? free_types_[field - first_free] : 0;
+               type != 0 && !value.empty()) {
+        if (!CheckAttribute(CString(value), type, stored)) return RefuseValue(title);
         Put(element, stored);
     } else {
-        Put(element, text);
+        PutField(element, value);
     }
 }
 

@@ -107,6 +107,7 @@ class BelmoraImport : public ShopExport {
     mutable LineFields fields_{",", '"'};
     CString titles_[titles];
     int columns_[titles];
+    int free_types_[10] = {};  // of the attributes G to P
 };
 
 }  // namespace customers
