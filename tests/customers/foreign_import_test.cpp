@@ -396,6 +396,9 @@ TEST_F(ForeignImportTest, FudemameThroughItsConverter) {
         EXPECT_EQ("(no file)", ContentOf(work));
     }
     EXPECT_EQ(1, state);
+    EXPECT_EQ(
+        CDatabaseEdit::fwa_not_converted,
+        db.ImportDBfromFWAFile(Put("x"), folder.Path("none"), log, &imported, &errors, &state, &message, 1));
     CString number = "1";
     option.SetSODataToMemoryPinPoint(SystemOption::cell_extra_types, number);
     EXPECT_EQ(CDatabaseEdit::import_failed, run(works, titles));

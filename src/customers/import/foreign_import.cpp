@@ -17,7 +17,8 @@ constexpr unsigned pause_ms = 1000;
 constexpr int preparing = 1, working = 0;
 constexpr char const* code_characters = "1234567890-";
 
-void Set(int* shared, int value) {
+// To whoever watches from another thread.
+void Show(int* shared, int value) {
     if (shared) std::atomic_ref<int>(*shared).store(value, std::memory_order_relaxed);
 }
 
@@ -46,18 +47,16 @@ int ForeignImport::Stop(int result, CString const& reason, int code) {
     return result;
 }
 
-void ForeignImport::Count(int* counter, int value) const { Set(counter, value); }
-
 int ForeignImport::Run() {
-    Set(call_.state, preparing);
+    Show(call_.state, preparing);
     if (call_.message) *call_.message = Formatted(program_.start_message, own_name);
     if (!env_) return Stop(CDatabaseEdit::no_environment, {}, customer_environment_not_set);
     if (!option_) return Stop(CDatabaseEdit::no_system_option, {}, customer_system_option_not_set);
     if (call_.path.IsEmpty() || call_.log_path.IsEmpty() || LacksArgument() || !call_.imported ||
         !call_.errors)
         return Stop(program_.bad_argument, {});
-    Count(call_.imported, 0);
-    Count(call_.errors, 0);
+    Show(call_.imported, 0);
+    Show(call_.errors, 0);
     int result = OpenAheadOfLog();
     if (result == CDatabaseEdit::ok && !log_.Open(call_.log_path)) result = Stop(program_.no_log, {});
     if (log_.IsOpen()) {
@@ -80,7 +79,7 @@ int ForeignImport::Work() {
     run_.Begin(keep_rows);
     if (call_.message) *call_.message = "インポートを開始します";
     platform::SleepMilliseconds(pause_ms);
-    Set(call_.state, working);
+    Show(call_.state, working);
     if (int const problem = ReadTitles()) return problem;
     int const problem = TakeLines();
     run_.End();
@@ -123,7 +122,7 @@ int ForeignImport::TakeLine() {
     }
     if (known_ && LeavesAlone()) return CDatabaseEdit::ok;
     if (int const problem = run_.Store()) return problem;
-    Count(call_.imported, ++imported_);
+    Show(call_.imported, ++imported_);
     return CDatabaseEdit::ok;
 }
 
@@ -184,7 +183,7 @@ void ForeignImport::Refuse(char const* title, char const* rest) {
 
 void ForeignImport::RefuseLine() {
     log_.WriteRefused(RefusedLine());
-    Count(call_.errors, ++errors_);
+    Show(call_.errors, ++errors_);
 }
 
 bool ForeignImport::CellIs(int cell, int value) const {

@@ -113,7 +113,6 @@ class ForeignImport {
     void TakeField(std::size_t field, std::string_view value);
     void RefuseLine();
     void WriteEnding();
-    void Count(int* counter, int value) const;
 
     Program const& program_;
     ImportRun run_;
