@@ -309,7 +309,8 @@ void Answers::Save() {
     for (auto& [mail, history] : histories_) {
         if (!history) continue;
         history->End();
-        PutInList(session_, mail, StatusAfter(history->Rows()), history->Rows());
+        // A mail that was changed after it was sent stays a draft.
+        PutInList(session_, mail, StatusAfter(history->Rows()), history->Rows(), "DS");
     }
     histories_.clear();
 }

@@ -1,9 +1,9 @@
 #include <algorithm>
 #include <filesystem>
-#include <fstream>
 #include <iostream>
-#include <iterator>
 #include <memory>
+#include <optional>
+#include <utility>
 
 #include "command.h"
 #include "crossing.h"
@@ -77,6 +77,49 @@ void RequireCustomers(Session& session, std::string const& file) {
                       "\n控えは、同じ環境で「tessaly backup」で作ったものだけが使えます。");
 }
 
+// The file beside the backup that tells who was restored and who was left out.
+class RestoreReport {
+  public:
+    explicit RestoreReport(fs::path path) : path_(std::move(path)), earlier_time_(Time()) {
+        if (fs::is_regular_file(path_)) earlier_ = ReadWholeFile(path_.string(), "復旧の記録");
+    }
+    std::string Name() const { return path_.filename().string(); }
+    // As it was before, when nothing was restored after all.
+    void TakeBack() const {
+        std::error_code ignored;
+        if (!IsNew()) return;
+        fs::remove(path_, ignored);
+        if (earlier_) ReplaceFile(path_.string(), *earlier_);
+    }
+    void Tell() const {
+        if (!IsNew()) {
+            std::cout << "戻した顧客と戻さなかった顧客の番号は、書けませんでした: " << path_.string() << "\n";
+            return;
+        }
+        if (const std::size_t left_out = LeftOut())
+            std::cout << "メールアドレスが今のほかの顧客と同じ " << Grouped(left_out)
+                      << "人は戻していません。\n";
+        std::cout << "戻した顧客と戻さなかった顧客の番号: " << path_.string() << "\n";
+    }
+
+  private:
+    fs::file_time_type Time() const {
+        std::error_code missing;
+        return fs::last_write_time(path_, missing);
+    }
+    bool IsNew() const { return Time() != earlier_time_; }
+    // Those whom it names last, with a comma before each but the first.
+    std::size_t LeftOut() const {
+        const std::string text = ReadWholeFile(path_.string(), "復旧の記録");
+        const std::string ids = text.substr(text.rfind('\n') + 1);
+        return ids.empty() ? 0 : static_cast<std::size_t>(std::count(ids.begin(), ids.end(), ',')) + 1;
+    }
+
+    fs::path path_;
+    fs::file_time_type earlier_time_;
+    std::optional<std::string> earlier_;
+};
+
 // Customers that cannot be read count as none, and their file is kept: the backup takes their place.
 bool ReadPresentCustomers(Session& session) {
     try {
@@ -99,27 +142,16 @@ void KeepUnreadable(Session const& session) {
     std::cout << "読めなかった顧客データを残しました: " << name() << "\n";
 }
 
-fs::file_time_type TimeOf(fs::path const& file) {
-    std::error_code missing;
-    return fs::last_write_time(file, missing);
-}
-
-// Those whom a report names last, with a comma before each but the first.
-std::size_t LeftOutIn(fs::path const& report) {
-    std::ifstream file(report, std::ios::binary);
-    const std::string text{std::istreambuf_iterator<char>(file), {}};
-    const std::string ids = text.substr(text.rfind('\n') + 1);
-    return ids.empty() ? 0 : static_cast<std::size_t>(std::count(ids.begin(), ids.end(), ',')) + 1;
-}
-
-void TellReport(fs::path const& report, fs::file_time_type earlier) {
-    if (TimeOf(report) == earlier) {
-        std::cout << "戻した顧客と戻さなかった顧客の番号は、書けませんでした: " << report.string() << "\n";
-        return;
+void SaveRestored(Session& session, bool readable, RestoreReport const& report) {
+    if (!readable) KeepUnreadable(session);
+    std::error_code ignored;
+    fs::create_directory(session.DataDirectory() + "/DB", ignored);
+    try {
+        session.SaveCustomers();
+    } catch (Failure const&) {
+        report.TakeBack();
+        throw;
     }
-    if (const std::size_t left_out = LeftOutIn(report))
-        std::cout << "メールアドレスが今のほかの顧客と同じ " << Grouped(left_out) << "人は戻していません。\n";
-    std::cout << "戻した顧客と戻さなかった顧客の番号: " << report.string() << "\n";
 }
 
 void Restore(Arguments const& arguments) {
@@ -127,26 +159,24 @@ void Restore(Arguments const& arguments) {
     if (!fs::is_regular_file(file)) throw Failure("控えのファイルがありません: " + arguments.file);
     Session session(arguments.access, arguments.env_file, Session::For::changing);
     RequireCustomers(session, file.string());
-    const fs::path report = file.parent_path() / (file.stem().string() + "_復旧.txt");
-    const fs::file_time_type earlier = TimeOf(report);
+    const RestoreReport report(file.parent_path() / (file.stem().string() + "_復旧.txt"));
     bool const readable = ReadPresentCustomers(session);
     CDatabaseEdit& customers = session.CustomerTable();
     int const before = customers.GetLineNumber();
     CDBRestore restore;
     restore.SetDatabaseEditPtr(&customers);
     restore.SetBackupPathName(IntoPath(file.string()));
-    restore.SetRepairFileName(Into(report.filename().string(), "復旧の記録の名前"));
+    restore.SetRepairFileName(Into(report.Name(), "復旧の記録の名前"));
     int const result = restore.ActionRestore();
     if (result < 0) throw Failure("控えから戻せませんでした: " + arguments.file);
-    if (result == CDBRestore::nothing_to_do) {
+    int const taken_over = customers.GetLineNumber() - before;
+    if (taken_over > 0 || !readable) SaveRestored(session, readable, report);
+    if (result == CDBRestore::nothing_to_do && readable) {
         std::cout << "控えにある顧客はみな、今のデータにもあります。何も変えませんでした。\n";
         return;
     }
-    int const taken_over = customers.GetLineNumber() - before;
-    if (!readable) KeepUnreadable(session);
-    if (taken_over > 0) session.SaveCustomers();
     std::cout << Grouped(static_cast<std::uint64_t>(taken_over)) << "人を控えから戻しました。\n";
-    TellReport(report, earlier);
+    if (result != CDBRestore::nothing_to_do) report.Tell();
 }
 
 }  // namespace

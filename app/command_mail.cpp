@@ -50,6 +50,7 @@ void New(Arguments const& arguments) { StoreNew(arguments, arguments.texts); }
 
 void Edit(Arguments const& arguments) {
     MailArguments const& texts = arguments.texts;
+    if (texts.ChangeNothing()) throw Failure("変えるものを指定してください (例: --draft FILE)。", exit_usage);
     if (texts.clear_text &&
         (!texts.draft.empty() || !texts.html.empty() || TerminalNamed(texts.terminal) == pc))
         throw Failure("--clear-text は、pc のほかの --terminal の文面を消すためのものです。", exit_usage);

@@ -26,8 +26,8 @@ void ChangeForms(OneMail& mail, char present, char kind) {
 MailChanges::MailChanges(MailArguments const& arguments)
     : arguments_(arguments), terminal_(TerminalNamed(arguments.terminal)) {
     for (std::string const& file : arguments.attach) added_.push_back(AttachmentOf(terminal_, file));
-    honorific_ = Into(arguments.honorific, "敬称");
-    address_name_ = Into(arguments.address_name, "宛先名称");
+    if (arguments.honorific) honorific_ = Into(*arguments.honorific, "敬称");
+    if (arguments.address_name) address_name_ = Into(*arguments.address_name, "宛先名称");
     if (arguments.html.empty() && !arguments.pictures.empty())
         throw Failure("--inline は --html と一緒に使います。", exit_usage);
     ReadTexts();
@@ -80,8 +80,8 @@ void MailChanges::Make(OneMail& mail, char present) const {
     if (kind == kind_mobile_html && mail.m_strSubject[nd].IsEmpty())
         mail.m_strSubject[nd] =
             mail.m_strSubject[terminal_].IsEmpty() ? mail.m_strSubject[pc] : mail.m_strSubject[terminal_];
-    if (!honorific_.IsEmpty()) mail.m_strHonorific = honorific_;
-    if (!address_name_.IsEmpty()) mail.m_strAddressName = address_name_;
+    if (honorific_) mail.m_strHonorific = *honorific_;
+    if (address_name_) mail.m_strAddressName = *address_name_;
     for (std::string const& name : arguments_.detach) Detach(mail, name);
     for (NewAttachment const& attachment : added_) {
         Take(mail, attachment.entry.m_strFileName);

@@ -18,10 +18,15 @@ struct MailArguments {
     std::string terminal = terminal_names[pc];
     std::vector<std::string> attach;
     std::vector<std::string> detach;
-    std::string honorific;
-    std::string address_name;
+    std::optional<std::string> honorific;
+    std::optional<std::string> address_name;
     bool clear_text = false;
     bool force = false;
+
+    bool ChangeNothing() const {
+        return draft.empty() && html.empty() && pictures.empty() && !no_html && attach.empty() &&
+               detach.empty() && !honorific && !address_name && !clear_text;
+    }
 };
 
 // The same, read from its files and found good. Making one throws Failure, and shows what was found in them.
@@ -45,7 +50,7 @@ class MailChanges {
     std::vector<NewAttachment> added_;
     Draft draft_;
     std::optional<HtmlSource> html_;
-    CString honorific_, address_name_;
+    std::optional<CString> honorific_, address_name_;
 };
 
 }  // namespace app

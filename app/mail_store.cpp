@@ -14,8 +14,8 @@ namespace fs = std::filesystem;
 namespace app {
 namespace {
 
+const std::string mail_list_file = "MAIL/maillist.dat";
 constexpr int attachments_per_terminal = 5;  // format of the attachment lists: one for each terminal
-constexpr int text_slots = 7;
 constexpr std::uintmax_t largest_attachment = 2 << 20;
 constexpr std::string_view not_for_names = "\\/:*?\"<>|";
 
@@ -93,10 +93,22 @@ void RequirePlaces(OneMail const& mail, char kind) {
                           "。--detach で外してください: " + terminal_names[static_cast<std::size_t>(slot)]);
 }
 
+// The ID that the library gives to the next new mail.
+int NextMailID(Session& session) {
+    Sequencer sequence;
+    int id = 0;
+    if (!sequence.SetEnvManager(&session.Environment()) || !sequence.SetSeqType(seq_mail) ||
+        !sequence.CurrentValue(&id))
+        throw Failure("メールの番号を決められません: " + session.DataDirectory() + "/MAIL/mailseq.dat");
+    while (session.Mails().FindMailData(id) == CMailListViewer::mail_found) ++id;
+    return id;
+}
+
 void SetKind(Session& session, int id, char kind) {
     COneMailData row;
-    if (session.Mails().GetMailData(id, row) < 0 || row.GetTextOrHtmlMailFlag() == kind) return;
-    CString flag(row.GetSpecialAddressFlag());
+    if (KindOf(session, id) == kind || session.Mails().GetMailData(id, row) < 0) return;
+    char const address_flag = row.GetSpecialAddressFlag();
+    CString flag(address_flag == ' ' ? 'N' : address_flag);
     flag += kind;
     if (session.Mails().SetMailDataPinPoint(id, CMailListViewer::column_special_flag, flag) < 0)
         throw Failure("メールの種類を変えられませんでした: " + std::to_string(id));
@@ -178,7 +190,7 @@ OneMail ReadMail(Session& session, int id) {
     OneMail mail;
     COneMailData row;
     MailWriter texts;
-    texts.SetTermNum(text_slots);
+    texts.SetTermNum(OneMail::slot_count);
     texts.SetEnvManager(&session.Environment());
     if (session.Mails().GetMailData(id, row) < 0 || !texts.SetMailFromFile(id, 0, nullptr))
         throw Failure("メールを読めません: " + std::to_string(id) + "\n" + TextOf(texts.GetErrMsg()));
@@ -187,7 +199,7 @@ OneMail ReadMail(Session& session, int id) {
     mail.m_dtReserve = row.GetReserveDate();
     AttachWriter attachments;
     Bind(attachments, session, id);
-    for (int slot = 0; slot < text_slots; ++slot) {
+    for (int slot = 0; slot < OneMail::slot_count; ++slot) {
         mail.m_strSubject[slot] = texts.GetMailElement(0, static_cast<TermType>(slot));
         mail.m_strBody[slot] = texts.GetMailElement(1, static_cast<TermType>(slot));
         if (!attachments.SetTermType(static_cast<TermType>(slot))) continue;
@@ -219,9 +231,11 @@ NewAttachment AttachmentOf(TermType terminal, std::string const& file) {
         text.Replace("\r\n", "\n");
         throw Failure(file + ": " + Out(text));
     }
-    if (name.find_first_of(not_for_names) != name.npos)
+    bool const has_control =
+        std::any_of(name.begin(), name.end(), [](char c) { return static_cast<unsigned char>(c) < 0x20; });
+    if (has_control || name.find_first_of(not_for_names) != name.npos)
         throw Failure("添付するファイルの名前に使えない文字 (" + std::string(not_for_names) +
-                      ") があります: " + name);
+                      "、改行など) があります: " + name);
     return {terminal, {Into(name, "添付するファイルの名前"), MediaTypeOf(file)}, file};
 }
 
@@ -234,12 +248,10 @@ int StoreMail(Session& session, int id, char kind, std::vector<NewAttachment> co
     RequirePlaces(mail, kind);
     Warn(mail, kind);
     for (NewAttachment const& attachment : added) work.Take(attachment);
-    std::vector<std::string> touched = {"MAIL/maillist.dat"};
-    if (id != new_mail) {
-        touched.push_back(MailFile(id, "mail"));
-        touched.push_back(MailFolder(id) + "/ATTACH");
-    }
-    SafeChange whole(session.DataDirectory(), touched);
+    SafeChange whole(session.DataDirectory(),
+                     id == new_mail
+                         ? std::vector{mail_list_file, MailFolder(NextMailID(session))}
+                         : std::vector{mail_list_file, MailFile(id, "mail"), MailFolder(id) + "/ATTACH"});
     if (id != new_mail) SetKind(session, id, kind);
     if (maker.SetOneMailData(mail, kind, attachments_per_terminal) < 0) NotStored(maker);
     if (id == new_mail) MakeEmptyTarget(session, maker.GetMailID());
@@ -252,7 +264,7 @@ int CopyMail(Session& session, int id) {
     char const kind = KindOf(session, id);
     OneMailMaker source(&session.Environment(), &session.Mails(), id);
     OneMail mail = Opened(source, kind);
-    SafeChange whole(session.DataDirectory(), {"MAIL/maillist.dat"});
+    SafeChange whole(session.DataDirectory(), {mail_list_file, MailFolder(NextMailID(session))});
     COneMailData row;
     if (session.Mails().GetMailDataForReprint(id, row) < 0)
         throw Failure("メールを写せませんでした: " + std::to_string(id));

@@ -7,7 +7,6 @@
 
 #include "crossing.h"
 #include "failure.h"
-#include "mail_status.h"
 #include "mail_store.h"
 #include "tessaly/text.h"
 
@@ -190,13 +189,14 @@ void SendHistory::End() {
     fs::remove(JournalOf(session_, mail_));
 }
 
-void PutInList(Session& session, int mail, char const* status, HistoryListViewer& history) {
+void PutInList(Session& session, int mail, char const* status, HistoryListViewer& history,
+               std::string_view staying) {
     int sent = 0, errors = 0, opened = 0, total = 0;
     history.GetNumOneMail(sent, errors, opened, total);
     session.ChangeMails([&](CMailListViewer& mails) {
         COneMailData row;
         if (mails.GetMailData(mail, row) < 0) return;
-        row.SetStatus(status, 0);
+        if (staying.find(row.GetStatus().View()) == staying.npos) row.SetStatus(status, 0);
         row.SetSentNumber(sent);
         row.SetErrorNumber(errors);
         row.SetOpenNumber(opened);

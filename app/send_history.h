@@ -5,9 +5,11 @@
 #include <fstream>
 #include <mutex>
 #include <string>
+#include <string_view>
 #include <thread>
 #include <vector>
 
+#include "mail_status.h"
 #include "mailing.h"
 #include "session.h"
 #include "tessaly/delivery.h"
@@ -22,8 +24,10 @@ void LoadHistory(Session& session, int mail, HistoryListViewer& history);
 
 // The status of a mail by its history: waiting, complete or with errors.
 char const* StatusAfter(HistoryListViewer& history);
-// Status and counts into the list of mails.
-void PutInList(Session& session, int mail, char const* status, HistoryListViewer& history);
+// Status and counts into the list of mails. A mail whose status is one of the letters `staying` keeps it; one
+// that was deleted always does.
+void PutInList(Session& session, int mail, char const* status, HistoryListViewer& history,
+               std::string_view staying = status_deleted);
 
 // The history of a mail during a run. Each outcome is in the journal beside the history file when Record
 // returns, so that nobody gets the mail twice even if the process is killed; the file itself follows every

@@ -4,11 +4,14 @@
 #include <sys/file.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <chrono>
 #include <filesystem>
 #include <fstream>
+#include <optional>
 #include <thread>
+#include <unordered_set>
 
 #include "crossing.h"
 #include "failure.h"
@@ -28,7 +31,7 @@ constexpr char const* built_in_key = "tQ7#vL2p-Zk94-mRx8-Tessaly-5-Nw3c-yB6h";
 constexpr auto lock_patience = std::chrono::seconds(5);
 constexpr int keyless_environment = 3;
 constexpr char const* environment_name = "この環境";
-constexpr char const* mail_list_file = "/MAIL/maillist.dat";
+constexpr char const* mail_list_file = "MAIL/maillist.dat";
 
 fs::path DataDirectoryOf(std::string const& env_file) {
     const fs::path file = fs::absolute(env_file);
@@ -157,19 +160,56 @@ void Session::WhileOthersWait(std::function<void()> const& change) {
     change();
 }
 
-// A list that is not there is made, so that the mails in the folders come back into it.
 CMailListViewer& Session::Mails() {
-    if (mails_) return *mails_;
-    WhileOthersWait([&] {
-        const std::string path = data_directory_ + mail_list_file;
-        if (!fs::exists(path)) std::ofstream(path).close();
-        bool const empty = IsEmptyFile(path);
-        auto mails = std::make_unique<CMailListViewer>();
-        bool const read = mails->SetEnvManager(environment_.get()) == 1;
-        if (!read || (mails->CountMail() == 0 && !empty)) Damaged("メールの一覧", path);
-        mails_ = std::move(mails);
-    });
+    if (!mails_) WhileOthersWait([&] { ReadMails(); });
     return *mails_;
+}
+
+// A list that is not there is made, so that the mails in the folders come back into it. The library writes a
+// repaired list in place.
+void Session::ReadMails() {
+    const fs::path path = MailListFile();
+    std::error_code ignored;
+    fs::create_directory(path.parent_path(), ignored);
+    if (!fs::exists(path)) std::ofstream(path).close();
+    bool const empty = IsEmptyFile(path);
+    std::optional<SafeChange> repair;
+    if (HasMailWithoutRow()) repair.emplace(data_directory_, std::vector<std::string>{mail_list_file});
+    auto mails = mails_ ? std::move(mails_) : std::make_unique<CMailListViewer>();
+    bool const read =
+        mails->GetEnvManager() ? mails->ReadMailList() >= 0 : mails->SetEnvManager(environment_.get()) == 1;
+    if (!read || (mails->CountMail() == 0 && !empty)) DamagedList();
+    if (mails->WriteMailList(0) < 0)  // a repair that did not reach the disk
+        throw Failure("メールの一覧を書き込めませんでした。前のままです: " + path.string());
+    if (repair) repair->Keep();
+    mails_ = std::move(mails);
+}
+
+bool Session::HasMailWithoutRow() const {
+    bool const keyless = environment_->GetEnvType() == keyless_environment;
+    const CString key = environment_->GetDBKey();
+    CMailListViewer list;
+    list.SetDBFilePath(IntoPath(MailListFile()));
+    list.ReadDBFile(keyless ? nullptr : static_cast<char const*>(key));
+    CArray<int, int> ids;
+    list.CountMailByMailStatus(0, &ids, 1);
+    std::unordered_set<std::string> listed;
+    for (int const id : ids) listed.insert(std::to_string(id));
+    return std::any_of(fs::directory_iterator(data_directory_ + "/MAIL"), fs::directory_iterator(),
+                       [&](fs::directory_entry const& folder) {
+                           const std::string name = folder.path().filename().string();
+                           bool const number = name.find_first_not_of("0123456789") == name.npos;
+                           return number && !listed.contains(name);
+                       });
+}
+
+std::string Session::MailListFile() const { return data_directory_ + "/" + mail_list_file; }
+
+void Session::DamagedList() const {
+    throw Failure(
+        "メールの一覧を読めません: " + MailListFile() +
+        "\nファイルが壊れています。ほかの場所に移してからもう一度実行すると、メールのフォルダーから一覧を"
+        "作り直します。");
 }
 
 ExtractListViewer& Session::Groups() {
@@ -211,7 +251,7 @@ void Session::SaveTable(std::string const& path, std::string const& what,
     bool const keyless = environment_->GetEnvType() == keyless_environment;
     const CString key = keyless ? CString() : environment_->GetDBKey();
     const std::string target = data_directory_ + "/" + path;
-    bool const saved = (keyless || !key.IsEmpty()) && ReplaceFile(target, [&](std::string const& file) {
+    bool const saved = (keyless || !key.IsEmpty()) && ReplaceOwnFile(target, [&](std::string const& file) {
                            return write(IntoPath(file), keyless ? nullptr : static_cast<char const*>(key));
                        });
     if (!saved) throw Failure(what + "を書き込めませんでした。前のデータはそのまま残っています: " + target);
@@ -230,7 +270,7 @@ void Session::SaveCustomers() {
 }
 
 void Session::SaveMails() {
-    SaveTable("MAIL/maillist.dat", "メールの一覧", [&](CString const& path, char const* key) {
+    SaveTable(mail_list_file, "メールの一覧", [&](CString const& path, char const* key) {
         return mails_->WriteFromMemoryToFileAppointFileName(path, key) == 0;
     });
 }
@@ -238,7 +278,7 @@ void Session::SaveMails() {
 void Session::ChangeMails(std::function<void(CMailListViewer&)> const& change) {
     Mails();
     WhileOthersWait([&] {
-        if (mails_->ReadMailList() < 0) Damaged("メールの一覧", data_directory_ + mail_list_file);
+        ReadMails();
         change(*mails_);
         SaveMails();
     });

@@ -85,6 +85,10 @@ class Session {
   private:
     void Open(Access const& access);
     void CheckPassword(Access const& access);
+    std::string MailListFile() const;
+    void ReadMails();
+    bool HasMailWithoutRow() const;
+    [[noreturn]] void DamagedList() const;
 
     std::string env_file_;
     std::string data_directory_;

@@ -20,6 +20,17 @@ bool Sync(std::string const& path, int flags) {
     return close(descriptor) == 0 && done;
 }
 
+bool Replace(std::string const& target, std::string const& new_file,
+             std::function<bool(std::string const& new_file)> const& write) {
+    if (write(new_file) && Sync(new_file, O_RDONLY) && std::rename(new_file.c_str(), target.c_str()) == 0) {
+        Sync(std::filesystem::path(target).parent_path().string(), O_RDONLY | O_DIRECTORY);
+        return true;
+    }
+    std::error_code ignored;
+    std::filesystem::remove(new_file, ignored);
+    return false;
+}
+
 }  // namespace
 
 std::string ReadWholeFile(std::string const& file, std::string const& what) {
@@ -31,14 +42,15 @@ std::string ReadWholeFile(std::string const& file, std::string const& what) {
 }
 
 bool ReplaceFile(std::string const& target, std::function<bool(std::string const& new_file)> const& write) {
-    const std::string new_file = target + ".new";
-    if (write(new_file) && Sync(new_file, O_RDONLY) && std::rename(new_file.c_str(), target.c_str()) == 0) {
-        Sync(std::filesystem::path(target).parent_path().string(), O_RDONLY | O_DIRECTORY);
-        return true;
-    }
-    std::error_code ignored;
-    std::filesystem::remove(new_file, ignored);
-    return false;
+    std::string new_file = target + ".new";
+    for (int number = 1; std::filesystem::exists(std::filesystem::symlink_status(new_file)); ++number)
+        new_file = target + ".new" + std::to_string(number);
+    return Replace(target, new_file, write);
+}
+
+bool ReplaceOwnFile(std::string const& target,
+                    std::function<bool(std::string const& new_file)> const& write) {
+    return Replace(target, target + ".new", write);
 }
 
 bool ReplaceFile(std::string const& target, std::string_view content) {

@@ -85,14 +85,19 @@ int ShowMessageBox(char const* text, char const* title, unsigned type) {
     return DefaultButton(type);
 }
 
-CFileDialog::CFileDialog(bool open, char const* default_extension, char const* default_name, unsigned,
+CFileDialog::CFileDialog(bool open, char const* default_extension, char const* default_name, unsigned flags,
                          char const* filter)
-    : open_(open), default_extension_(default_extension), default_name_(default_name), filter_(filter) {}
+    : open_(open),
+      default_extension_(default_extension),
+      default_name_(default_name),
+      filter_(filter),
+      flags_(flags) {}
 
 int CFileDialog::DoModal() {
     auto const installed = InstalledIn(file_dialog);
     CString path;
-    if (!installed.handler || !installed.handler(installed.context, open_, default_name_, filter_, path))
+    if (!installed.handler ||
+        !installed.handler(installed.context, {open_, default_name_, filter_, flags_}, path))
         return IDCANCEL;
     path_ = path;
     if (!open_ && !default_extension_.IsEmpty() && !HasExtension(path_)) path_ += "." + default_extension_;

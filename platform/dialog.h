@@ -26,9 +26,18 @@ inline constexpr int IDNO = 7;
 
 // Texts in code page 932. Result: the button. `title` may be null.
 using MessageBoxHandler = int (*)(void* context, char const* text, char const* title, unsigned type);
+// A file to open, or to save under. `default_name` and `filter` may be null.
+struct FileQuestion {
+    bool open;
+    char const* default_name;
+    char const* filter;
+    unsigned flags;  // what the handler sees to
+};
+inline constexpr unsigned OFN_OVERWRITEPROMPT = 0x0002;
+inline constexpr unsigned OFN_HIDEREADONLY = 0x0004;
+inline constexpr unsigned OFN_FILEMUSTEXIST = 0x1000;
 // Result: true with `path` (library form) when a file was chosen.
-using FileDialogHandler = bool (*)(void* context, bool open, char const* default_name, char const* filter,
-                                   CString& path);
+using FileDialogHandler = bool (*)(void* context, FileQuestion const& question, CString& path);
 TESSALY_API void SetMessageBoxHandler(MessageBoxHandler handler, void* context);
 TESSALY_API void SetFileDialogHandler(FileDialogHandler handler, void* context);
 
@@ -39,7 +48,7 @@ TESSALY_API int ShowMessageBox(char const* text, char const* title, unsigned typ
 class TESSALY_API CFileDialog {
   public:
     // `default_extension` (without its dot; may be null) is added to a name without one that is to be saved
-    // under. `flags` has no effect.
+    // under. `flags` go to the handler.
     CFileDialog(bool open, char const* default_extension, char const* default_name, unsigned flags,
                 char const* filter);
     // IDOK when a file was chosen; without a handler IDCANCEL.
@@ -51,6 +60,7 @@ class TESSALY_API CFileDialog {
     CString default_extension_;
     CString default_name_;
     CString filter_;
+    unsigned flags_;
     CString path_;
 };
 

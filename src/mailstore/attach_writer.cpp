@@ -1,6 +1,5 @@
 #include "mailstore/attach_writer.h"
 
-#include <algorithm>
 #include <limits>
 #include <string>
 #include <string_view>
@@ -30,7 +29,6 @@ bool IsPlainName(std::string_view name) {
     return true;
 }
 
-// Whether the Base64 form of a content still has a length that an int can tell.
 void RemoveLineEnds(std::string& text) {
     std::erase_if(text, [](char c) { return c == '\r' || c == '\n'; });
 }
@@ -129,8 +127,9 @@ int AttachWriter::LoadAttachList(char const* key) {
     int const result =
         used.IsKnown() ? LoadCSVFile(GetFilePathForAttachFileList(), used.Get()) : load_wrong_width;
     bool const nothing = result == load_missing || result == load_empty;
-    if (nothing || result != load_ok || GetElementNumber() != element_count) SetElementNumber(element_count);
-    return nothing || (result == load_ok && GetRecordNumber() > 0) ? done : Fail(attach_list_format);
+    bool const good = result == load_ok && GetElementNumber() == element_count;
+    if (!good) SetElementNumber(element_count);
+    return nothing || good ? done : Fail(attach_list_format);
 }
 
 CString AttachWriter::GetAttachListElement(int record, int field) {
@@ -195,7 +194,8 @@ int AttachWriter::EncodeTempDataToDataDir(CString name, int fromRoot) {
         return Fail(attach_file_read_failed);
     if (target.IsEmpty()) return Fail(attach_file_write_failed);
     MakeDirectoryCompel(GetFolderPathForAttachFileBody());
-    return platform::WriteWholeFile(target, mime::Base64Body(content)) ? done : Fail(attach_file_write_failed);
+    return platform::WriteWholeFile(target, mime::Base64Body(content)) ? done
+                                                                       : Fail(attach_file_write_failed);
 }
 
 int AttachWriter::CheckAllFile() {

@@ -20,7 +20,6 @@ using mailstore::MailListLock;
 
 namespace {
 
-constexpr int text_slots = 7;
 // What a mail's folder holds when it was stored whole.
 constexpr char const* parts_of_a_mail[] = {"mail", "meli", "merd"};
 constexpr char const* html_mark = "Content-Type: multipart/alternative";
@@ -80,7 +79,7 @@ int CMailListViewer::CheckMailFolderInThisEnv(CArray<CString, CString> const& na
 
 void CMailListViewer::BringBack(int id) {
     MailWriter texts;
-    texts.SetTermNum(text_slots);
+    texts.SetTermNum(MailWriter::slot_count);
     texts.SetEnvManager(env_);
     texts.SetMailFromFile(id, 0, nullptr);
     HistoryListViewer history;

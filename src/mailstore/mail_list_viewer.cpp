@@ -306,9 +306,11 @@ int CMailListViewer::Update4AddHtmlMailAbility() {
     const MailListLock lock;
     for (int row = 0; row < GetLineNumber(); ++row) {
         CString flag = GetAtElement(row, column_special_flag);
-        if (flag.GetLength() >= COneMailData::special_flag_size) continue;
+        int const id = std::atoi(Row(row)[column_id]);
+        bool const shadowed = MailID2RowNumber(id) != row;  // an earlier row has its ID
+        if (shadowed || flag.GetLength() >= COneMailData::special_flag_size) continue;
         flag = flag.IsEmpty() ? CString(no) + no : flag + no;
-        int const result = SetMailDataPinPoint(std::atoi(Row(row)[column_id]), column_special_flag, flag);
+        int const result = SetMailDataPinPoint(id, column_special_flag, flag);
         if (result != ok) return result;
     }
     return WriteMailList(0) == ok ? ok : update_not_written;

@@ -45,6 +45,10 @@ bool ReadDate(CString const& text, COleDateTime& date) {
     return true;
 }
 
+bool HoldsAnother(CMailListViewer const& mails, EnvManager const* env) {
+    return mails.GetEnvManager() && mails.GetEnvManager() != env;
+}
+
 }  // namespace
 
 OneMailMaker::OneMailMaker() { texts_.SetTermNum(OneMail::slot_count); }
@@ -65,7 +69,7 @@ bool OneMailMaker::HandOver(CMailListViewer& mails) {
 }
 
 int OneMailMaker::SetEnvManager(EnvManager* env) {
-    if (env_ || !env) return 0;
+    if (env_ || !env || (mails_ && HoldsAnother(*mails_, env))) return 0;
     env_ = env;
     bool const handed_on = (!mails_ || HandOver(*mails_)) && texts_.SetEnvManager(env) &&
                            attachments_.SetEnvManager(env) &&
@@ -75,7 +79,7 @@ int OneMailMaker::SetEnvManager(EnvManager* env) {
 }
 
 int OneMailMaker::SetMailListViewer(CMailListViewer* mails) {
-    if (mails_ || !mails) return 0;
+    if (mails_ || !mails || (env_ && HoldsAnother(*mails, env_))) return 0;
     mails_ = mails;
     return !env_ || HandOver(*mails) ? 1 : 0;
 }

@@ -52,8 +52,8 @@ class TESSALY_API OneMailMaker {
     // shown in a message box and raises CUserException.
     OneMailMaker(EnvManager* env, CMailListViewer* mails, int mailID);
 
-    // Each once only: 1; 0 for a null pointer, when one is set already, or when the environment could not be
-    // handed on.
+    // Each once only: 1; 0 for a null pointer, when one is set already, or when the list holds another
+    // environment, which all bind nothing, and when the list cannot be read.
     int SetEnvManager(EnvManager* env);
     int SetMailListViewer(CMailListViewer* mails);
     // ok; unknown_mail for an ID, other than those of MailID, that has no row.
@@ -66,8 +66,9 @@ class TESSALY_API OneMailMaker {
     // no_mail_list, no_mail, failed (8999; 8205), attachment_not_read - `out` then holds what could be read.
     int GetOneMailData(OneMail& out, char const& kind, int const& format);
     // Stores the mail, its attachments from the work folder. The title in the list is the subject of slot 0,
-    // or of slot 1 for kind M. A stored mail keeps a special flag of two characters or none. ok, or any other
-    // result but unknown_mail and attachment_not_read.
+    // or of slot 1 for kind M. A stored mail keeps a special flag of two characters or none; a longer one of
+    // a damaged list is emptied. A reserve date that is none is not stored. ok, or any other result but
+    // unknown_mail and attachment_not_read.
     int SetOneMailData(OneMail& mail, char kind, int format);
     // Stores texts of kind N without attachments; both arrays have 7 elements, else failed with 8999. The
     // last two arguments have no effect.

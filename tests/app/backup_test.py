@@ -1,5 +1,6 @@
 """backup and restore: what comes back, what does not, and what a wrong file leaves alone."""
 
+import shutil
 import unittest
 
 from cli import CommandTest
@@ -42,6 +43,32 @@ class Backup(CommandTest):
         (self.folder / "控え_復旧.txt").unlink()
         (self.folder / "控え_復旧.txt").mkdir()  # the report cannot be written
         self.assertIn("4人を控えから戻しました。\n戻した顧客と戻さなかった顧客の番号は、書けませんでした", self.restore())
+
+    def test_without_its_folder(self):
+        (self.folder / "控え_復旧.txt").write_text("earlier")
+        folder = self.folder / "shop/DB"
+        shutil.rmtree(folder)
+        folder.write_bytes(b"")  # nothing can be stored
+        self.refused("restore", "shop.tsl", "控え.dat", says="顧客データを書き込めませんでした")
+        self.assertEqual((self.folder / "控え_復旧.txt").read_text(), "earlier")
+        folder.unlink()
+        self.assertIn("4人を控えから戻しました。", self.restore())
+        # Nobody to restore, but the damaged file is in the way.
+        self.tessaly("env", "new", "empty.tsl")
+        self.tessaly("backup", "empty.tsl", "empty.dat")
+        (self.folder / "empty/DB/database.dat").write_bytes(b"garbage,1\r\n")
+        self.assertIn("0人を控えから戻しました。", self.tessaly("restore", "empty.tsl", "empty.dat").out)
+        self.assertIn("0件", self.tessaly("customers", "list", "empty.tsl").out)
+
+    def test_a_file_of_the_users_is_no_work_file(self):
+        mine = self.folder / "b.dat.new"
+        mine.write_text("mine")
+        self.tessaly("backup", "shop.tsl", "b.dat")
+        (self.folder / "b.dat").unlink()
+        (self.folder / "b.dat").mkdir()
+        self.refused("backup", "shop.tsl", "b.dat", "--force", says="控えを書けませんでした")
+        self.assertEqual(mine.read_text(), "mine")
+        self.assertEqual(sorted(file.name for file in self.folder.glob("b.dat*")), ["b.dat", "b.dat.new"])
 
     def test_wrong_files_change_nothing(self):
         self.tessaly("env", "new", "other.tsl")

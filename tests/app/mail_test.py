@@ -2,9 +2,10 @@
 
 import json
 import shutil
+import subprocess
 import unittest
 
-from cli import CommandTest, Running
+from cli import ENVIRONMENT, PATIENCE, TESSALY, CommandTest, Running
 
 DRAFT = "Subject: <%名前(姓)%>様へ\n\n<%名前(姓)%> 様\n本文①\n"
 MOBILE = "Subject: 携帯\n\n<%名前(姓)%>様 短い本文\n"
@@ -29,6 +30,11 @@ class Mails(CommandTest):
 
     def listed(self, *options):
         return json.loads(self.tessaly("mail", "list", "shop.tsl", "--format", "json", *options).out)
+
+    def limited(self, size, *command):
+        """Runs the application where no file can grow beyond `size` bytes."""
+        return subprocess.run(["sh", "-c", f'trap "" XFSZ; ulimit -f {size // 512}; exec "$0" "$@"', TESSALY, *command],
+                              cwd=self.folder, env=ENVIRONMENT, capture_output=True, timeout=PATIENCE)
 
     def stored(self):
         return {file.relative_to(self.folder): file.read_bytes() for file in (self.folder / "shop").rglob("*")
@@ -56,10 +62,10 @@ class Mails(CommandTest):
         # A text and an attachment of the same name replace what was there; the text goes and the PC's stands.
         self.put("空.txt", b"new")
         self.edit(0, "--attach", "空.txt", "--detach", "案内 ソ.pdf")
-        self.edit(0, "--terminal", "nd", "--clear-text")
+        self.edit(0, "--terminal", "nd", "--clear-text", "--honorific", "")
         self.assertEqual(self.shown().count("添付: "), 1)
         preview = self.tessaly("preview", "shop.tsl", 0, "--customer", 1).out
-        self.assertEqual(preview, "差出人: みどり野の店 <shop@example.jp>\n宛先: 山田様 <b@docomo.ne.jp>\n件名: 山田様へ\n\n"
+        self.assertEqual(preview, "差出人: みどり野の店 <shop@example.jp>\n宛先: 山田 <b@docomo.ne.jp>\n件名: 山田様へ\n\n"
                          "山田 様\n本文①\n添付: 空.txt\n")
 
     def test_the_longest_text(self):
@@ -97,7 +103,7 @@ class Mails(CommandTest):
                                     (["--attach", "a:b"], "名前に使えない文字", 1),
                                     (["--draft", "from.txt"], "From と Reply-To を書けません", 1),
                                     (["--detach", "x"], "その添付ファイルはありません", 1),
-                                    (["--terminal", "xx"], "--terminal は", 2), (["--clear-text"], "--clear-text は", 2)):
+                                    ([], "変えるものを指定してください", 2), (["--terminal", "xx", "--clear-text"], "--terminal は", 2), (["--clear-text"], "--clear-text は", 2)):
             self.refused("mail", "edit", "shop.tsl", 0, *options, says=says, code=code)
         self.refused("mail", "new", "shop.tsl", "--draft", "bad.txt", says="知らない差し込み文字です: <%なまえ%>")
         self.assertEqual(self.stored(), before)
@@ -123,6 +129,35 @@ class Mails(CommandTest):
         self.assertIn("メール一覧にエラーがありました: メールID: 0, 1 を復旧しました", told.err)
         self.assertEqual([row["件名"] for row in json.loads(told.out)], ["<%名前(姓)%>様へ", "携帯"])
         self.assertEqual(self.tessaly("mail", "list", "shop.tsl").err, "")
+
+    def test_a_repair_that_cannot_be_written_loses_no_row(self):
+        self.new("--honorific", "様")
+        self.new()
+        lost = self.folder / "shop/MAIL/maillist.dat"
+        with_one = lost.read_bytes().splitlines(keepends=True)[0]
+        lost.write_bytes(with_one)
+        full = self.limited(0, "mail", "list", "shop.tsl")
+        self.assertEqual((full.returncode, full.stdout), (1, b""), full.stderr.decode())
+        self.assertEqual(lost.read_bytes(), with_one)
+        self.assertEqual(len(self.listed()), 2)
+        self.assertIn("敬称: 様", self.shown(0))
+
+    def test_a_damaged_list_can_be_moved_away(self):
+        self.new()
+        damaged = self.folder / "shop/MAIL/maillist.dat"
+        damaged.write_bytes(b"garbage\r\n")
+        self.refused("mail", "list", "shop.tsl", says="ほかの場所に移してから")
+        damaged.rename(self.folder / "elsewhere")
+        self.assertEqual(len(self.listed()), 1)
+
+    def test_a_new_mail_that_fails_leaves_nothing(self):
+        self.put("large.bin", b"x" * 30_000)  # its Base64 form is beyond the limit
+        before = self.stored()
+        failed = self.limited(32 << 10, "mail", "new", "shop.tsl", "--draft", "nd.txt", "--attach", "large.bin")
+        self.assertIn("前の状態のままです", failed.stderr.decode())
+        self.assertEqual({name: content for name, content in self.stored().items() if name.name != "mailseq.dat"}, before)
+        self.put("a\nb", b"x")
+        self.refused("mail", "new", "shop.tsl", "--draft", "nd.txt", "--attach", "a\nb", says="改行など")
 
     def test_two_at_once_lose_nothing(self):
         commands = [Running(self, "mail", "new", "shop.tsl", "--draft", "pc.txt", "--force") for _ in range(6)]

@@ -83,6 +83,16 @@ class Receive(WayBackTest):
         row, = json.loads(self.tessaly("report", "shop.tsl", "--format", "json").out)
         self.assertEqual([row[name] for name in ("状態", "エラー", "開封", "待ち", "配信停止")], ["送信待ち", "2", "1", "1", "2"])
 
+    def test_a_mail_stays_deleted_or_a_draft(self):
+        self.put("new.txt", "Subject: 新しい\n\nz\n")
+        for change, option, status in ((("edit", "shop.tsl", 0, "--draft", "new.txt"), (), "下書き"),
+                                       (("delete", "shop.tsl", 0), ("--deleted",), "削除")):
+            self.tessaly("mail", *change)
+            self.add(receipt(self.ids["n1"], "manual-action/MDN; displayed; " + status.encode().hex()))
+            self.receive()
+            listed = json.loads(self.tessaly("mail", "list", "shop.tsl", "--format", "json", *option).out)
+            self.assertEqual([(row["状態"], row["開封"]) for row in listed], [(status, "1")])
+
     def test_registrations_as_the_settings_allow(self):
         self.tessaly("customers", "delete", "shop.tsl", 5)
         mails = [answer("n5@example.jp", "a", "<REGISTER><EMAIL>n5@example.jp</EMAIL>\n"), answer("e@example.jp", "b", "\n"),

@@ -125,9 +125,10 @@ TEST_F(BackupTest, PathsAndDialogs) {
     EXPECT_TRUE(fresh.GetRepairPathName().IsEmpty());
     CString chosen;
     SetFileDialogHandler(
-        [](void* answer, bool, char const*, char const*, CString& out) {
+        [](void* answer, FileQuestion const& asked, CString& out) {
             out = *static_cast<CString*>(answer);
-            return !out.IsEmpty();
+            return !out.IsEmpty() && asked.flags == (asked.open ? OFN_HIDEREADONLY | OFN_FILEMUSTEXIST
+                                                                : OFN_HIDEREADONLY | OFN_OVERWRITEPROMPT);
         },
         &chosen);
     EXPECT_EQ(0, fresh.SelectBackupPathName());

@@ -63,7 +63,14 @@ TEST_F(MailListRepairTest, WholeFoldersWithoutARowComeBackOnce) {
     EXPECT_EQ(1, mails.SetEnvManager(&place.env));
     EXPECT_EQ(4, mails.CountMail());
     ASSERT_EQ(1U, boxes.Texts().size());
-    EXPECT_EQ(0U, boxes.Texts()[0].find("メールID: 0, 1000000000, 12, 3 を復旧しました\r\n\r\nなお、"));
+    EXPECT_EQ(
+        "メールID: 0, 1000000000, 12, 3 "
+        "を復旧しました\r\n\r\nなお、データの不足により、下記の項目は復旧できません\r\n"
+        "[宛先名称] [敬称] [状態] [送信日時] [作成日時] [更新日時]\r\n"
+        "これらの項目は、確認の上、必要があれば手動で修正をしてください",
+        boxes.Texts()[0]);
+    EXPECT_EQ("メール一覧にエラーがありました", boxes.Title());
+    EXPECT_EQ(unsigned{MB_OK | MB_ICONINFORMATION}, boxes.Type());
     EXPECT_EQ("件0", Cell(0, CMailListViewer::column_title));
     EXPECT_EQ("（修復のため不明）", Cell(0, CMailListViewer::column_address_name));
     EXPECT_EQ("D", Cell(0, CMailListViewer::column_status));
@@ -98,12 +105,23 @@ TEST_F(MailListRepairTest, AMailOfUnknownStatusIsLostAndOthersStay) {
 
 TEST_F(MailListRepairTest, NothingToDoWritesNothing) {
     platform::MakeDirectory(place.Path("MAIL\\ATEMP"));
-    PutMail("5", {"half"});
-    platform::RemoveFile(place.Path("MAIL\\5\\mail5.dat"));
-    platform::FailWritesAfter(0);
-    EXPECT_EQ(1, mails.SetEnvManager(&place.env));
-    platform::FailWritesAfter(-1);
-    EXPECT_EQ(0, mails.CountMail());
+    for (char const* part : {"mail", "meli", "merd"}) {
+        PutMail("5", {"half"});
+        platform::RemoveFile(place.Path("MAIL\\5\\" + CString(part) + "5.dat"));
+        // A list of the earlier form: one that is written again has a column more.
+        const CString list = place.Path("MAIL\\maillist.dat");
+        ASSERT_TRUE(WriteTable(list,
+                               R"("1","","","D","","","","0","0","0","","NN")"
+                               "\r\n",
+                               place.env.GetDBKey()));
+        std::string before, after;
+        ASSERT_TRUE(platform::ReadWholeFile(list, before));
+        CMailListViewer viewer;
+        EXPECT_EQ(1, viewer.SetEnvManager(&place.env));
+        EXPECT_EQ(1, viewer.CountMail());
+        ASSERT_TRUE(platform::ReadWholeFile(list, after));
+        EXPECT_EQ(before, after) << part;
+    }
     EXPECT_TRUE(boxes.Texts().empty());
 }
 

@@ -171,7 +171,8 @@ TEST_F(MailListTest, NewIdsAndMailsMadeFromOthers) {
 }
 
 TEST_F(MailListTest, WhatIsWrittenAndWhen) {
-    Load(RowText("1", "D", before, "") + RowText("2", "D", before, "Y") + RowText("3", "D", before, "YM"));
+    Load(RowText("1", "D", before, "") + RowText("2", "D", before, "Y") + RowText("3", "D", before, "YM") +
+         RowText("3", "D", before, ""));
     platform::RemoveFile(place.Path("MAIL\\maillist.dat"));
     EXPECT_EQ(0, mails.WriteMailList(0));
     EXPECT_FALSE(place.Has("MAIL\\maillist.dat"));

@@ -190,7 +190,7 @@ TEST_F(OneMailMakerTest, TheKindChoosesTitleFlagAndTerminals) {
 TEST_F(OneMailMakerTest, ANewMailIsEmptyAndReservedForTheNextTenMinutes) {
     OneMailMaker maker(&place.env, &mails, OneMailMaker::new_mail);
     for (auto const& [later, reserve] : {std::pair(0, "2004/05/06 07:10:00"),
-
+                                         {60 + 51, "2004/05/06 07:10:00"},
                                          {60 + 51 + 60, "2004/05/06 07:20:00"},
                                          {17 * 3600 - 9 * 60, "2004/05/07 00:00:00"}}) {
         clock.Set({now_seconds + later, 0});
@@ -226,6 +226,11 @@ TEST_F(OneMailMakerTest, BindsOnceAndSharesTheListOfItsEnvironment) {
     MailEnvironment elsewhere;
     EXPECT_EQ(1, mixed.SetMailListViewer(&mails));
     EXPECT_EQ(0, mixed.SetEnvManager(&elsewhere.env));
+    EXPECT_EQ(1, mixed.SetEnvManager(&place.env));  // the refused one left nothing
+    OneMailMaker list_last;
+    EXPECT_EQ(1, list_last.SetEnvManager(&elsewhere.env));
+    EXPECT_EQ(0, list_last.SetMailListViewer(&mails));
+    ExpectFails(list_last, -12, mail_make_mail_list_not_set, list_last.SetOneMailData(mail, 'N', format_4));
     MessageBoxes boxes;
     EXPECT_THROW(OneMailMaker(nullptr, &mails, -1), CUserException);
     EXPECT_THROW(OneMailMaker(&place.env, nullptr, -1), CUserException);

@@ -65,9 +65,9 @@ TEST_F(Dialog, FileDialog) {
 
     CString chosen = "C:\\表.d\\backup";
     SetFileDialogHandler(
-        [](void* context, bool open, char const* name, char const* filter, CString& path) {
-            path = *static_cast<CString*>(context) + (open ? "" : name);
-            return std::string_view(filter) == "all";
+        [](void* context, FileQuestion const& asked, CString& path) {
+            path = *static_cast<CString*>(context) + (asked.open ? "" : asked.default_name);
+            return std::string_view(asked.filter) == "all" && asked.flags == OFN_HIDEREADONLY;
         },
         &chosen);
     static constexpr struct {
@@ -82,11 +82,11 @@ TEST_F(Dialog, FileDialog) {
         {false, "tsb", ".old", "C:\\表.d\\backup.old"},
     };
     for (auto const& row : rows) {
-        CFileDialog dialog(row.open, row.extension, row.name, 0, "all");
+        CFileDialog dialog(row.open, row.extension, row.name, OFN_HIDEREADONLY, "all");
         EXPECT_EQ(IDOK, dialog.DoModal());
         EXPECT_EQ(row.path, dialog.GetPathName());
     }
-    CFileDialog cancelled(true, "tsb", "", 0, "none");
+    CFileDialog cancelled(true, "tsb", "", OFN_HIDEREADONLY, "none");
     EXPECT_EQ(IDCANCEL, cancelled.DoModal());
     EXPECT_TRUE(cancelled.GetPathName().IsEmpty());
 }

@@ -7,9 +7,7 @@
 CDBBackup::~CDBBackup() = default;
 
 int CDBBackup::SelectBackupPathName() {
-    constexpr unsigned ask_before_overwriting = 0x0002;
-    constexpr unsigned hide_read_only = 0x0004;
-    CFileDialog dialog(false, "dat", nullptr, hide_read_only | ask_before_overwriting,
+    CFileDialog dialog(false, "dat", nullptr, OFN_HIDEREADONLY | OFN_OVERWRITEPROMPT,
                        "個人情報(*.dat)|*.dat||");
     if (dialog.DoModal() != IDOK) return 0;
     SetBackupPathName(dialog.GetPathName());

@@ -15,7 +15,7 @@ class TESSALY_API CDBBackup {
     enum Result : int {
         ok = 0,
         not_set = -1,      // no path, or no database
-        not_written = -2,  // the database's error object tells the cause
+        not_written = -2,  // the database's error object tells the cause if it was the file
     };
 
     CDBBackup() = default;

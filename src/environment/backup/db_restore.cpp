@@ -45,9 +45,7 @@ int CDBRestore::MakeRepairPathName() {
 }
 
 int CDBRestore::SelectBackupPathName() {
-    constexpr unsigned hide_read_only = 0x0004;
-    constexpr unsigned file_must_exist = 0x1000;
-    CFileDialog dialog(true, "dat", nullptr, file_must_exist | hide_read_only,
+    CFileDialog dialog(true, "dat", nullptr, OFN_FILEMUSTEXIST | OFN_HIDEREADONLY,
                        "個人情報(*.dat)|*.dat|全て(*.*)|*.*||");
     if (dialog.DoModal() != IDOK) return 0;
     SetBackupPathName(dialog.GetPathName());

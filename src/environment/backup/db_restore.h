@@ -27,7 +27,7 @@ class TESSALY_API CDBRestore {
         restored = 1,
         left_out = 2,
         restored_and_left_out = 3,
-        unreadable = -1,  // the backup cannot be read, or the environment does not give its key
+        unreadable = -1,  // the backup cannot be read, or the database has no environment or not its key
         not_set = -2,     // no backup path, no database, or no repair path
     };
 
@@ -54,9 +54,8 @@ class TESSALY_API CDBRestore {
 
     // Takes over the customers that the database lacks by ID and by mail address, sorts it by ID if there
     // were any, and writes the report over an older one. The database changes in memory only; the caller
-    // saves it. A report that cannot be written, or
-    // would lie over the backup, is left out. A negative Result leaves the database
-    // as it was.
+    // saves it. A report that cannot be written, or would lie over the backup, is left out. A negative Result
+    // leaves the database as it was.
     int ActionRestore();
 
   private:
