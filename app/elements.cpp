@@ -89,14 +89,13 @@ std::string RefusalOf(Element const& element, CString const& value) {
 }
 
 CString AsImported(Element const& element, CString const& value) {
-    constexpr int bytes_of_parts[] = {0, 0, 0, 10, 13, 16, 19};
-    bool const birthday = element.number == customers::element_birthday;
     if (value.IsEmpty()) return value;
-    if (birthday || element.type == mydb_date) {
-        char date[date_data_size];
-        int const parts = ReFormat_DateData(value, date, 0);
-        return CString(date).Left(birthday ? date_data_size - 1 : bytes_of_parts[parts]);
+    char date[date_data_size];
+    if (element.number == customers::element_birthday) {
+        ReFormat_DateData(value, date, 0);
+        return CString(date);
     }
+    if (element.type == mydb_date) return CString(storage::DateAsGiven(value.View(), date));
     if (element.type == mydb_number) return std::to_string(std::atoi(value)).c_str();
     return value;
 }

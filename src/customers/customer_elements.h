@@ -52,6 +52,6 @@ constexpr bool IsAttribute(int element) noexcept {
     return element >= element_first_attribute && element <= element_last_attribute;
 }
 // `element` must be one.
-TESSALY_API TESSALY_API ElementDefinition const& DefinitionOf(int element) noexcept;
+TESSALY_API ElementDefinition const& DefinitionOf(int element) noexcept;
 
 }  // namespace customers

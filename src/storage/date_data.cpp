@@ -94,3 +94,8 @@ int storage::ReFormatDate(std::string_view text, char* out, int upper) {
                       values[day], values[hour], values[minute], values[second]);
     return parts;
 }
+
+std::string_view storage::DateAsGiven(std::string_view text, char (&out)[date_data_size]) {
+    int const parts = ReFormatDate(text, out, 0);
+    return {out, parts > day ? bytes_of_parts[parts] : 0};
+}

@@ -29,10 +29,6 @@ constexpr ElementRule element_rules[] = {
     {element_delete_flag, element_delete_flag, FieldRule::delete_flag},
 };
 
-// Bytes of a date text up to the given number of parts, 0 for what is no date.
-constexpr std::size_t bytes_of_parts[] = {0, 0, 0, 10, 13, 16, 19};
-static_assert(std::size(bytes_of_parts) == date_data_parts + 1);
-
 bool TakeBirthDate(std::string_view field, char (&converted)[date_data_size], std::string_view& value) {
     if (storage::ReFormatDate(field, converted, defaults_of_lower_end) < birth_date_parts) return false;
     value = {converted, date_text_bytes};
@@ -40,8 +36,7 @@ bool TakeBirthDate(std::string_view field, char (&converted)[date_data_size], st
 }
 
 bool TakeDate(std::string_view field, char (&converted)[date_data_size], std::string_view& value) {
-    int const parts = storage::ReFormatDate(field, converted, defaults_of_lower_end);
-    value = {converted, bytes_of_parts[parts]};
+    value = storage::DateAsGiven(field, converted);
     return !value.empty();
 }
 

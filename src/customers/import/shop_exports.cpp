@@ -396,14 +396,11 @@ void BelmoraImport::TakeOwn(std::size_t field, std::string_view value) {
 }
 
 bool BelmoraImport::CheckAttribute(CString const& value, int type, CString& out) {
-    constexpr int bytes_of_parts[] = {0, 0, 0, 10, 13, 16, 19};
     out.Empty();
     if (type == 2) {
-        char date[date_data_size] = {};
-        int const parts = ReFormat_DateData(value, date, 0);
-        if (parts < day_parts || parts >= static_cast<int>(std::size(bytes_of_parts))) return false;
-        out = CString(date).Left(bytes_of_parts[parts]);
-        return true;
+        char date[date_data_size];
+        out = CString(storage::DateAsGiven(value.View(), date));
+        return !out.IsEmpty();
     }
     if (type == 1 && CheckNumberData(value) != 1) return false;
     out = value;
