@@ -12,7 +12,7 @@ int CDatabaseEdit::ConvertEMailToOneCunstomer(char const* text, OneCustomer& c, 
     if (!env_) return Fail(customer_environment_not_set, no_environment);
     if (!option_) return Fail(customer_system_option_not_set, no_system_option);
     CArray<DB_Element_Info, DB_Element_Info> info;
-    if (Get_DBElementInfo(info, CString('1', element_count)) < 0 || info.GetSize() != element_count)
+    if (Get_DBElementInfo(info, CString('1', element_count)) < 0)
         return Fail(customer_system_option_failed, no_element_info);
     ElementTypes types;
     for (int element = 0; element < element_count; ++element)
@@ -24,7 +24,7 @@ int CDatabaseEdit::ConvertEMailToOneCunstomer(char const* text, OneCustomer& c, 
         CString OneCustomer::*const member = DefinitionOf(element).member;
         CString const& value = values[static_cast<std::size_t>(element)];
         bool const has_tag = element <= element_direct_mail || IsAttribute(element);
-        if (has_tag && member && (element != element_direct_mail || !value.IsEmpty())) c.*member = value;
+        if (has_tag && (element != element_direct_mail || !value.IsEmpty())) c.*member = value;
     }
     return ok;
 }

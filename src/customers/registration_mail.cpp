@@ -3,6 +3,7 @@
 #include <cstdlib>
 #include <string>
 
+#include "customers/customer_row.h"
 #include "storage/date_data.h"
 #include "storage/decimal.h"
 #include "storage/my_db.h"
@@ -13,9 +14,9 @@ namespace customers {
 namespace {
 
 constexpr auto npos = std::string_view::npos;
-constexpr int to_start_of_period = 0;
 constexpr int parts_of_day = 3;
-constexpr std::size_t bytes_of_parts[] = {0, 0, 0, 10, 13, 16, 19};  // of a date text, 0 for what is no date
+constexpr int day_text_bytes = 10;
+constexpr std::size_t longest_value = 65535;
 constexpr char const* code_digits = "1234567890";
 constexpr char const* code_bytes = "1234567890-";
 
@@ -66,7 +67,7 @@ std::string WithoutLineEnds(std::string_view text) {
     return kept;
 }
 
-enum class Field { absent, open, closed };
+enum class Field { absent, bad, closed };
 
 Field Find(std::string_view text, Tag const& tag, std::string_view& value) {
     const std::string opening = std::string("<") + tag.name + ">",
@@ -76,15 +77,14 @@ Field Find(std::string_view text, Tag const& tag, std::string_view& value) {
     const std::size_t begin = at + opening.size();
     std::size_t end = text.find(closing, begin);
     if (end == npos && tag.element == prefecture) end = text.find(misspelt_prefecture, begin);
-    if (end == npos) return Field::open;
+    if (end == npos || end - begin > longest_value) return Field::bad;
     value = text.substr(begin, end - begin);
     return Field::closed;
 }
 
 bool TakeDate(CString const& text, CString& value) {
     char date[date_data_size];
-    int const parts = ReFormat_DateData(text, date, to_start_of_period);
-    value = CString(date).Left(static_cast<int>(bytes_of_parts[parts]));
+    value = CString(storage::DateAsGiven(text.View(), date));
     return !value.IsEmpty();
 }
 
@@ -103,7 +103,7 @@ bool Take(Check check, int type, CString const& text, CString& value) {
     switch (check) {
         case Check::birthday:
             if (!CheckDateTypeData(text, parts_of_day) || !TakeDate(text, value)) return false;
-            value = value.Left(static_cast<int>(bytes_of_parts[parts_of_day]));
+            value = value.Left(day_text_bytes);
             return true;
         case Check::digits: return CheckSpecialStringData(text, code_digits) == 1;
         case Check::digits_and_hyphen: return CheckSpecialStringData(text, code_bytes) == 1;
@@ -134,7 +134,7 @@ bool ReadOne(std::string_view text, Tag const& tag, ElementTypes const& types, b
 void JoinParts(ElementValues& values) {
     CString& zip = values[element_zip_code_1];
     zip += values[element_zip_code_2];
-    zip.Replace("-", "");
+    zip = WithoutHyphens(zip);
     values[element_zip_code_2].Empty();
     values[street] += values[building];
     values[building].Empty();
@@ -149,6 +149,7 @@ void JoinParts(ElementValues& values) {
 }  // namespace
 
 bool ReadRegistration(std::string_view text, ElementTypes const& types, bool strict, ElementValues& values) {
+    values = {};
     const std::string joined = WithoutLineEnds(text);
     for (Tag const& tag : tags)
         if (!ReadOne(joined, tag, types, strict, values)) return false;

@@ -14,8 +14,8 @@ using ElementTypes = std::array<int, element_count>;  // _MYDB_DATATYPE by eleme
 using ElementValues = std::array<CString, element_count>;
 
 // Reads the values of all elements that have a tag; the parts of postal code, address and telephone numbers
-// are joined. A field that is bad or not closed is left out, or with `strict` makes the mail a bad one. false
-// for a bad mail, and for one without a good address.
+// are joined. A field that is bad, not closed or longer than 65,535 bytes is left out, or with `strict` makes
+// the mail a bad one. false for a bad mail, and for one without a good address.
 bool ReadRegistration(std::string_view text, ElementTypes const& types, bool strict, ElementValues& values);
 
 }  // namespace customers

@@ -37,6 +37,7 @@ TEST_F(RegistrationTest, FieldsByTheirRules) {
         {"<ZIPCODE_3>765-4321</ZIPCODE_3><ZIPCODE_1>123</ZIPCODE_1><ZIPCODE_2>9</ZIPCODE_2>", "9=7654321 ",
          "9=7654321 "},
         {"<ZIPCODE_1>12-3</ZIPCODE_1>", "", nullptr},
+        {"<ZIPCODE_1>123</ZIPCODE_1><ZIPCODE_3></ZIPCODE_3>", "", ""},
         {"<ADDRESS_2>一</ADDRESS_2><BUILDING>二</BUILDING>", "13=一二 ", "13=一二 "},
         {"<ADDRESS_2>一</ADDRESS_2><BUILDING>二</BUILDING><ADDRESS_3>三</ADDRESS_3>", "13=三 ", "13=三 "},
         {"<PHONE_1>03</PHONE_1><PHONE_2>1-2</PHONE_2>", "15=03-1-2 ", "15=03-1-2 "},
@@ -56,7 +57,9 @@ TEST_F(RegistrationTest, FieldsByTheirRules) {
         EXPECT_EQ(std::string("1=a@b.jp ") + row.loose, Read(Mail(row.field), 0)) << row.field;
         EXPECT_EQ(row.strict ? std::string("1=a@b.jp ") + row.strict : "-43 ", Read(Mail(row.field), 1))
             << row.field;
+        EXPECT_EQ(Read(Mail(row.field), 0), Read(Mail(row.field), 2)) << row.field;
     }
+    EXPECT_EQ("1=a@b.jp ", Read(Mail("<POST>" + std::string(65536, 'x') + "</POST>")));
 }
 
 TEST_F(RegistrationTest, AnAddressIsRequired) {
@@ -71,12 +74,19 @@ TEST_F(RegistrationTest, AnAddressIsRequired) {
     EXPECT_EQ(-1, customer.CustomerID);
     EXPECT_EQ("YY", customer.DMOk + customer.OtherOk);
     CDatabaseEdit unbound;
+    customer.CustomerID = 5;
+    customer.KanjiSei = "old";
     EXPECT_EQ(-12, unbound.ConvertEMailToOneCunstomer("", customer, 0));
+    EXPECT_EQ(10001, unbound.GetErrMsg().GetLastErr());
+    EXPECT_EQ(-1, customer.CustomerID);
+    EXPECT_EQ("YY", customer.KanjiSei + customer.DMOk + customer.OtherOk);
     unbound.SetEnvManager(&env);
     EXPECT_EQ(-14, unbound.ConvertEMailToOneCunstomer("", customer, 0));
+    EXPECT_EQ(10003, unbound.GetErrMsg().GetLastErr());
     SystemOption unread(&env);
     unbound.SetSystemOption(&unread);
     EXPECT_EQ(-17, unbound.ConvertEMailToOneCunstomer("", customer, 0));
+    EXPECT_EQ(10403, unbound.GetErrMsg().GetLastErr());
 }
 
 }  // namespace
