@@ -48,6 +48,16 @@ CString NamedByReceipt(MimeFormatStruct const& mail) {
     return id.Trim("<>");
 }
 
+// Whether a registration's consent to mail is only what a new customer starts with. One who has refused mail
+// goes on refusing until she says otherwise.
+bool IsAssumed(int element, CString text) {
+    text.Remove('\r');
+    text.Remove('\n');
+    bool const consents = text.Find("<DMOK>Y</DMOK>") >= 0, declines = text.Find("<DMOK>N</DMOK>") >= 0;
+    return element == customers::element_other_mail ||
+           (element == customers::element_direct_mail && !consents && !declines);
+}
+
 // The analysis reads ISO-2022-JP and Shift-JIS: what it will take for the text of a mail, the first text in
 // it, becomes Shift-JIS if it is in UTF-8.
 void MakeReadable(MimeFormatStruct& mail) {
@@ -292,7 +302,8 @@ void Answers::Registration(Answer& answer) {
     if (known >= 0) {
         session_.Customers().GetOneCustomerForEdit(customer, known);
         for (int element = 0; element < customers::element_count; ++element)
-            if (auto const member = MemberOf(element); member && !(given.*member).IsEmpty())
+            if (auto const member = MemberOf(element);
+                member && !(given.*member).IsEmpty() && !IsAssumed(element, analyzer_.GetDecodeMailBody()))
                 customer.*member = given.*member;
         answer.effect = customer.DeleteFlag == yes ? "削除済みの顧客を戻しました" : "顧客を更新しました";
         customer.DeleteFlag.Empty();
