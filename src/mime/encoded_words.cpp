@@ -5,6 +5,7 @@
 #include <memory>
 #include <string_view>
 
+#include "mime/ascii.h"
 #include "mime/base64_decoder.h"
 #include "mime/quoted_printable.h"
 #include "text/base64_codec.h"
@@ -26,8 +27,6 @@ std::string_view View(char const* text) { return text ? text : ""; }
 
 char* Put(std::string_view text, char* out) { return std::copy(text.begin(), text.end(), out); }
 
-constexpr char LowerAscii(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + ('a' - 'A')) : c; }
-
 // A charset as it is named in a header: in small letters, with a divider that some mailers write as '-'.
 struct Name {
     std::string_view text;
@@ -36,13 +35,13 @@ struct Name {
     bool Matches(std::string_view other) const {
         return std::equal(
             text.begin(), text.end(), other.begin(), other.end(), [this](char expected, char c) {
-                return LowerAscii(c) == expected || (either_divider && expected == '_' && c == '-');
+                return mime::LowerCase(c) == expected || (either_divider && expected == '_' && c == '-');
             });
     }
     // First place in `in` at or behind `from`, without regard to case.
     std::size_t FindIn(std::string_view in, std::size_t from = 0) const {
         for (; from + text.size() <= in.size(); ++from)
-            if (LowerAscii(in[from]) == text[0] && Matches(in.substr(from, text.size()))) return from;
+            if (mime::LowerCase(in[from]) == text[0] && Matches(in.substr(from, text.size()))) return from;
         return in.npos;
     }
 };
@@ -67,7 +66,7 @@ Word FindWord(std::string_view in, Name const& tag, std::size_t from) {
     const std::size_t start = tag.FindIn(in, from);
     if (start == in.npos || in.size() - start < tag.text.size() + encoding_size) return none;
     const std::size_t behind_tag = start + tag.text.size(), text_start = behind_tag + encoding_size;
-    char const encoding = LowerAscii(in[behind_tag]);
+    char const encoding = mime::LowerCase(in[behind_tag]);
     if ((encoding != 'b' && encoding != 'q') || in[behind_tag + 1] != '?') return none;
     const std::size_t text_end = in.find(word_end, text_start);
     if (text_end == in.npos) return none;

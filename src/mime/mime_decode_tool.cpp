@@ -1,5 +1,6 @@
 #include "mime/mime_decode_tool.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <string>
 #include <string_view>
@@ -7,6 +8,7 @@
 
 #include "mime/ascii.h"
 #include "mime/delimiter_lines.h"
+#include "text/strings.h"
 
 using mime::ContainsNoCase;
 using mime::FindNoCase;
@@ -32,20 +34,6 @@ bool HasOnlyCrLf(std::string_view text) {
     for (std::size_t end; (end = text.find('\n', at)) != npos; at = end + 1)
         if (text.substr(at, end - at).find('\r') + 1 != end - at || end == at) return false;
     return text.find('\r', at) == npos;
-}
-
-std::string WithCrLf(std::string_view text) {
-    std::string result;
-    result.reserve(text.size() + text.size() / 32 + 2);
-    for (std::size_t at = 0; at < text.size();) {
-        const std::size_t end = LineEndFrom(text, at);
-        result.append(text.substr(at, end - at));
-        if (end == text.size()) break;
-        result.append(line_end);
-        bool const pair = end + 1 < text.size() && text[end] != text[end + 1] && IsLineEnd(text[end + 1]);
-        at = end + (pair ? 2 : 1);
-    }
-    return result;
 }
 
 struct Message {
@@ -210,8 +198,8 @@ class Decoding {
 int MimeDecodeTool::MimeDecode(CString text, MimeFormatStruct& out) {
     out.Init();
     if (HasOnlyCrLf(text.View())) return Decoding(text.View()).Run(out) ? 1 : 0;
-    const std::string normal = WithCrLf(text.View());
-    return Decoding(normal).Run(out) ? 1 : 0;
+    const CString normal = CrLfConverter(text);
+    return Decoding(normal.View()).Run(out) ? 1 : 0;
 }
 
 void MimeDecodeTool::GetHeaderInfo(CString name, Headers& found, MimeFormatStruct& entity) {
@@ -239,13 +227,13 @@ void MimeDecodeTool::CopyMimeFormatStruct(MimeFormatStruct& dst, MimeFormatStruc
 }
 
 void MimeDecodeTool::SplitHeaderBody(CString text, CString& header, CString& body) {
-    const std::string normal = WithCrLf(text.View());
-    const Message message = Divide(normal);
+    const CString normal = CrLfConverter(text);
+    const Message message = Divide(normal.View());
     header = CString(message.header);
     body = CString(message.body);
 }
 
-CString MimeDecodeTool::CrLfConv(CString text) { return CString(std::string_view(WithCrLf(text.View()))); }
+CString MimeDecodeTool::CrLfConv(CString text) { return CrLfConverter(text); }
 
 int MimeDecodeTool::SplitMailHeader(CString header, Headers& headers) {
     return TakeHeaders(header.View(), headers) ? 1 : 0;

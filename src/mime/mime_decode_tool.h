@@ -38,7 +38,8 @@ class TESSALY_API MimeDecodeTool {
 
   protected:
     // Divides at the first empty line. The header ends with the CR LF of its last line; a text without an
-    // empty line is all body, and so is one that begins with an empty line, but for that line end.
+    // empty line is all body, and so is one that begins with a line end: without that if an empty line
+    // (CR LF CR LF) is anywhere in the text, with it if not.
     static void SplitHeaderBody(CString text, CString& header, CString& body);
     // Every CR LF, LF CR, lone CR and lone LF as CR LF.
     static CString CrLfConv(CString text);

@@ -1,7 +1,6 @@
 #include "mime/mime_format_struct.h"
 
 #include <cstring>
-#include <memory>
 #include <string>
 #include <utility>
 #include <vector>
@@ -34,6 +33,8 @@ bool DecodeBase64(CString const& body, std::string& out) {
     std::string text(static_cast<std::size_t>(body.GetLength()) + 1, '\0');
     DeleteBlankAndBreakLine(body, text.data());
     const std::size_t length = std::strlen(text.data());
+    unsigned long whole_size = 0;
+    if (!GetSizeAfterBase64Decoding(whole_size, text.data(), length)) return false;
     out.resize(length + 1);
     int const size = length == 0 ? 0 : base64decoding(out.data(), text.data(), static_cast<int>(length + 1));
     if (size < 0) return false;
@@ -76,10 +77,19 @@ MimeFormatStruct::MimeFormatStruct(MimeFormatStruct&& other) noexcept = default;
 MimeFormatStruct& MimeFormatStruct::operator=(MimeFormatStruct const& other) { return Copy(*this, other); }
 
 MimeFormatStruct& MimeFormatStruct::operator=(MimeFormatStruct&& other) noexcept {
-    if (this == &other) return *this;
-    DropChildren();
-    TakeFields(other);
-    m_aChild.Items().swap(other.m_aChild.Items());
+    MimeFormatStruct taken(std::move(other));  // `other` may be a part of this one, which goes with `taken`
+    m_aHeader.Items().swap(taken.m_aHeader.Items());
+    std::swap(m_strContentTypeName, taken.m_strContentTypeName);
+    std::swap(m_strContentType, taken.m_strContentType);
+    std::swap(m_strBoundary, taken.m_strBoundary);
+    std::swap(m_strContentDispositionName, taken.m_strContentDispositionName);
+    std::swap(m_strContentDisposition, taken.m_strContentDisposition);
+    std::swap(m_strContentTransferEncodingName, taken.m_strContentTransferEncodingName);
+    std::swap(m_strContentTransferEncoding, taken.m_strContentTransferEncoding);
+    std::swap(m_dMimeVersion, taken.m_dMimeVersion);
+    std::swap(m_strBody, taken.m_strBody);
+    m_aChild.Items().swap(taken.m_aChild.Items());
+    std::swap(m_bHasChild, taken.m_bHasChild);
     return *this;
 }
 
@@ -99,11 +109,7 @@ void MimeFormatStruct::DropChildren() noexcept {
     m_aChild.RemoveAll();
 }
 
-void MimeFormatStruct::Init() {
-    static const MimeFormatStruct empty;
-    DropChildren();
-    TakeFields(empty);
-}
+void MimeFormatStruct::Init() { *this = MimeFormatStruct(); }
 
 // All but the children.
 void MimeFormatStruct::TakeFields(MimeFormatStruct const& other) {
@@ -267,7 +273,7 @@ int MimeFormatStruct::ContentIdIs(char const* s) const {
     std::string_view id = Trimmed(value.View());
     while (id.starts_with('<')) id.remove_prefix(1);
     while (id.ends_with('>')) id.remove_suffix(1);
-    return id == s;
+    return id == std::string_view(s ? s : "");
 }
 
 int MimeFormatStruct::SetContentId(char const* s) {
@@ -299,9 +305,7 @@ int MimeFormatStruct::SetNameParamToContentType(CString const& name) {
             tail = "\" " + std::string(rest.substr(end));
         }
     } else {
-        std::string_view kept = value;
-        while (kept.ends_with(' ') || kept.ends_with(';')) kept.remove_suffix(1);
-        head = std::string(kept) + " ; name=\"";
+        head = std::string(value.substr(0, value.find_last_not_of(" \t;") + 1)) + " ; name=\"";
     }
     m_strContentType = Text(head + std::string(EncodeFileName(name).View()) + tail);
     for (MimeHeaderStruct& header : m_aHeader) {

@@ -53,6 +53,9 @@ class TESSALY_API MimeFormatStruct {
     int ConvertBodyToCp932String(CString& out);
     // The body decoded, for a transfer encoding of that name. `out` gets exactly the bytes that the
     // GetSize... beside it tells, without a NUL. 0 for another encoding, and for a body that is not in it.
+    // Base64 ends behind its first padding; its characters are a multiple of four. Quoted-printable loses the
+    // blanks and tabs at both ends of the body and knows no soft line breaks, each giving a zero byte: texts
+    // go through ConvertBodyToCp932String or DecodeMailBody.
     int GetBodyAfterBase64Decode(char* out) const;
     int GetSizeAfterBase64Decode(unsigned long& size) const;
     int GetBodyAfterQuotedPrintableDecode(char* out) const;

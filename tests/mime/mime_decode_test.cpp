@@ -108,36 +108,78 @@ TEST(MimeDecode, LineEndsAndTypes) {
     EXPECT_EQ(text, MimeDecodeTool::stristr(text, ""));
 }
 
-// Trees as deep as the text, and lines that could delimit anything: none may take the stack, nor much time.
+// Trees as deep as the text, and lines that could delimit anything, by size; none may take the stack.
+struct HostileMail {
+    std::string text;
+    int result, depth;
+};
+
+HostileMail Messages(int n) {
+    std::string text;
+    for (int i = 0; i < n; ++i) text += "Content-Type: message/rfc822\r\n\r\n";
+    return {text + "x", 1, n};
+}
+HostileMail Parts(int n) {
+    std::string text, ends;
+    for (int i = 0; i < n; ++i)
+        text += Multipart(std::to_string(i), "--" + std::to_string(i) + "\r\n");
+    for (int i = n; i-- > 0;) ends += "\r\n--" + std::to_string(i) + "--";
+    return {text + "\r\nx" + ends, 1, n};
+}
+HostileMail PartsWithoutEnd(int n) {
+    HostileMail mail = Parts(n);
+    mail.text.resize(mail.text.rfind("\r\nx"));
+    return {mail.text, 0, 0};
+}
+HostileMail Dashes(int n) {
+    std::string dashes;
+    for (int i = 0; i < n; ++i) dashes += std::string(20, '-') + "\r\n";
+    return {Multipart("-", dashes), 0, 0};
+}
+HostileMail Siblings(int n) {
+    std::string text = "--b\r\n";
+    for (int i = 0; i < n; ++i) text += "\r\n\r\n--b\r\n";
+    return {Multipart("b", text + "--b--"), 0, 0};
+}
+
 TEST(MimeDecode, DeepAndHostileMailsTakeLinearTime) {
-    constexpr int depth = 100000;
-    std::string messages, parts, ends, dashes, flat;
-    for (int i = 0; i < depth; ++i) {
-        messages += "Content-Type: message/rfc822\r\n\r\n";
-        const std::string boundary = std::to_string(i);
-        parts += "Content-Type: multipart/a; boundary=" + boundary + "\r\n\r\n--" + boundary + "\r\n";
-    }
-    for (int i = depth; i-- > 0;) ends += "\r\n--" + std::to_string(i) + "--";
-    for (int i = 0; i < 2000; ++i) dashes += std::string(1000, '-') + "\r\n";
-    flat = "--b";
-    for (int i = 0; i < depth; ++i) flat += "\r\n\r\n\r\n--b";
-    const std::pair<std::string, int> rows[] = {
-        {messages + "x", depth},
-        {parts + "\r\nx" + ends, depth},
-        {parts + "\r\nx", 1},
-        {Multipart("-", dashes + dashes), 1},
-        {Multipart("b", flat + "--"), 1},
+    constexpr int n = 25000;
+    auto const seconds = [](HostileMail const& mail) {
+        auto const start = platform::Now();
+        MimeFormatStruct entity;
+        EXPECT_EQ(mail.result, MimeDecodeTool::MimeDecode(Text(mail.text), entity)) << mail.text.substr(0, 80);
+        const MimeFormatStruct copy(entity);
+        int depth = 0;
+        for (MimeFormatStruct const* at = &copy; at->m_aChild.GetSize() == 1; at = &at->m_aChild[0]) ++depth;
+        EXPECT_EQ(mail.depth, depth) << mail.text.substr(0, 80);
+        auto const end = platform::Now();
+        return static_cast<double>(end.seconds - start.seconds) +
+               static_cast<double>(end.nanoseconds - start.nanoseconds) / 1e9;
     };
-    for (auto const& [text, levels] : rows) {
-        auto const start = platform::Now().seconds;
-        MimeFormatStruct mail;
-        MimeDecodeTool::MimeDecode(Text(text), mail);
-        const MimeFormatStruct copy(mail);
-        int deep = 0;
-        for (MimeFormatStruct const* at = &copy; at->m_aChild.GetSize() == 1; at = &at->m_aChild[0]) ++deep;
-        EXPECT_GE(deep + 1, levels == 1 ? 1 : levels);
-        EXPECT_LT(platform::Now().seconds - start, 20);
+    for (auto const make : {Messages, Parts, PartsWithoutEnd, Dashes, Siblings}) {
+        double const base = seconds(make(n));
+        EXPECT_LT(seconds(make(4 * n)), 12 * base + 0.5);  // 16 times and more if it were quadratic
     }
+}
+
+TEST(MimeFormatStruct, PartsOfItself) {
+    MimeFormatStruct mail;
+    ASSERT_EQ(1, MimeDecodeTool::MimeDecode(Text(Messages(3).text), mail));
+    MimeFormatStruct copy = mail;
+    MimeFormatStruct::Copy(copy.m_aChild[0], copy);
+    EXPECT_EQ("{{{{[x]}}}}", Shape(copy));
+    copy = copy.m_aChild[0].m_aChild[0];
+    EXPECT_EQ("{{[x]}}", Shape(copy));
+    copy = std::move(copy.m_aChild[0]);
+    EXPECT_EQ("{[x]}", Shape(copy));
+    MimeFormatStruct& same = copy;
+    copy = same;
+    copy = std::move(same);
+    EXPECT_EQ("{[x]}", Shape(copy));
+    copy.Init();
+    EXPECT_EQ("[]", Shape(copy));
+    EXPECT_EQ(0, copy.m_aHeader.GetSize());
+    EXPECT_EQ("{{{[x]}}}", Shape(mail));
 }
 
 TEST(MimeFormatStruct, BodiesByEncodingAndCharset) {
@@ -175,6 +217,8 @@ TEST(MimeFormatStruct, SizesAreThoseOfTheBytes) {
                 {"base64", "", 1, ""},
                 {"base64", "YQ", 0, ""},
                 {"base64", "YQ==YQ==", 1, "a"},
+                {"base64", "YQ==Y", 0, ""},
+                {"base64", "YQ==\r\nfooter", 0, ""},
                 {"quoted-printable", " =41b ", 1, "Ab"},
                 {"quoted-printable", "=4", 0, ""},
                 {"7bit", "ab", 1, "ab"},
@@ -217,6 +261,7 @@ TEST(MimeFormatStruct, ParametersAndNames) {
         EXPECT_EQ(0, entity.GetNameParamFromContentType(text)) << type;
     }
     const std::pair<char const*, char const*> set[] = {{"application/pdf;", "application/pdf ; name=\"n\""},
+                                                       {"application/pdf\t;\t ;", "application/pdf ; name=\"n\""},
                                                        {"a; name=old.pdf; x=y", "a; name=\"n\" ; x=y"},
                                                        {"a; name=\"old\"; x=y", "a; name=\"n\"; x=y"},
                                                        {"a; name=\"old", "a; name=\"n\""},
@@ -231,6 +276,7 @@ TEST(MimeFormatStruct, ParametersAndNames) {
     EXPECT_EQ(0, entity.SetContentId("x") + entity.GetContentId(text) + entity.ContentIdIs(""));
     entity.m_aHeader.Add({" Content-ID ", " <abc>"});
     EXPECT_EQ(1, entity.ContentIdIs("abc"));
+    EXPECT_EQ(0, entity.ContentIdIs(nullptr) + entity.ContentTypeIs(nullptr));
     EXPECT_EQ(1, entity.SetContentId("def"));
     EXPECT_EQ(1, entity.ContentIdIs("def"));
     entity.m_strContentDisposition = "attachment; filename=a.txt";
