@@ -84,6 +84,8 @@ class TESSALY_API AppendFile {
 // Test seam: after `writes` further successful writes through this layer, every write fails as on a full
 // disk. -1 ends it. A write is one flush of a stream, one Append, or one WriteWholeFile.
 TESSALY_API void FailWritesAfter(int writes) noexcept;
+// Test seam: the same for reads, which then fail as on a broken disk. A read is one block of a file.
+TESSALY_API void FailReadsAfter(int reads) noexcept;
 
 }  // namespace platform
 
@@ -114,7 +116,7 @@ class TESSALY_API CFile {
     virtual void Close();
     // The same; false when it was not open, or when a write of it failed or fails only now.
     bool CloseChecked();
-    // Bytes read, 0 at the end.
+    // Bytes read, 0 at the end and on failure.
     unsigned Read(void* buffer, unsigned count);
     // false on failure.
     bool Write(void const* buffer, unsigned count);

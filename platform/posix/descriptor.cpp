@@ -13,19 +13,22 @@
 namespace platform {
 namespace {
 
-std::atomic<int> writes_left{-1};  // below 0: no limit
+// Below 0: no limit.
+std::atomic<int> writes_left{-1};
+std::atomic<int> reads_left{-1};
 
-bool MayWrite() noexcept {
-    int left = writes_left.load(std::memory_order_relaxed);
-    while (left > 0 && !writes_left.compare_exchange_weak(left, left - 1, std::memory_order_relaxed))
-        continue;
-    if (left == 0) errno = ENOSPC;
+// Counts one of the accesses that are left; false, with `reason` in errno, when there is none.
+bool Take(std::atomic<int>& accesses, int reason) noexcept {
+    int left = accesses.load(std::memory_order_relaxed);
+    while (left > 0 && !accesses.compare_exchange_weak(left, left - 1, std::memory_order_relaxed)) continue;
+    if (left == 0) errno = reason;
     return left != 0;
 }
 
 }  // namespace
 
 void FailWritesAfter(int writes) noexcept { writes_left.store(writes, std::memory_order_relaxed); }
+void FailReadsAfter(int reads) noexcept { reads_left.store(reads, std::memory_order_relaxed); }
 
 namespace posix {
 
@@ -53,6 +56,7 @@ Descriptor OpenPath(char const* path, int flags) {
 }
 
 long ReadSome(int descriptor, void* buffer, std::size_t size) noexcept {
+    if (!Take(reads_left, EIO)) return -1;
     ssize_t count;
     do count = ::read(descriptor, buffer, size);
     while (count < 0 && errno == EINTR);
@@ -60,7 +64,7 @@ long ReadSome(int descriptor, void* buffer, std::size_t size) noexcept {
 }
 
 std::size_t WriteAll(int descriptor, std::string_view content) noexcept {
-    if (!content.empty() && !MayWrite()) return 0;
+    if (!content.empty() && !Take(writes_left, ENOSPC)) return 0;
     std::size_t written = 0;
     while (written < content.size()) {
         const ssize_t count = ::write(descriptor, content.data() + written, content.size() - written);

@@ -205,8 +205,13 @@ int BaseRecordStructer::LoadCSVFile(char const* path, char const* key) {
     XCsvRead reader;
     if (key) reader.SetUseKey(key);
     SetElementNumber(0);
+    stopped_before_end_ = false;
     if (reader.OpenFile(path) != 1) return load_missing;
-    return ReadRecords(reader);
+    int const result = ReadRecords(reader);
+    stopped_before_end_ = result == load_wrong_width || reader.StoppedBeforeEnd();
+    if (!reader.HasFailed()) return result;
+    SetElementNumber(0);
+    return load_read_failed;
 }
 
 bool BaseRecordStructer::WriteRecords(char const* path, char const* key) const {

@@ -28,6 +28,7 @@ class TESSALY_API BaseRecordStructer : public CArray<XCStringArrayEx, XCStringAr
         load_empty = -2,        // it holds no record
         load_wrong_width = -3,  // a record has another number of fields than the first
         load_bad_start = -4,    // its first record is blank or malformed
+        load_read_failed = -5,  // the system failed to read it
     };
     // Failures of the four searches; a record number is a match.
     enum SearchResult : int {
@@ -81,11 +82,15 @@ class TESSALY_API BaseRecordStructer : public CArray<XCStringArrayEx, XCStringAr
     int PartialAgreementReference(char const* text, int element, int start, int step) const;
 
     // Reads a table file, with the default tables for a null `key`. Whatever the result, the former records
-    // are gone: after load_missing and load_bad_start the table is empty with element number 0, after
-    // load_empty with element number 1, and after load_wrong_width it holds the records before the bad one. A
-    // blank or malformed record behind the first ends the table as the end of the file does. The changed flag
-    // is set afterwards.
+    // are gone: after load_missing, load_bad_start and load_read_failed the table is empty with element
+    // number 0, after load_empty with element number 1, and after load_wrong_width it holds the records
+    // before the bad one. A blank or malformed record behind the first ends the table as the end of the file
+    // does. The changed flag is set afterwards.
     int LoadCSVFile(char const* path, char const* key);
+    // Whether the last load, whatever its result, stopped before the end of the file: at a failure, a
+    // malformed record, a record with the wrong number of fields, a blank record with anything behind it,
+    // open quotes or a last line without LF; or met a NUL. To save such a table loses what was left out.
+    bool StoppedBeforeEnd() const noexcept { return stopped_before_end_; }
     // Writes the table if it is changed or `compel` is not 0, else leaves the file alone with result 1. A
     // success clears the changed flag. A failed write, one that shows only when the file is closed too,
     // leaves the flag and the records as they were and the file with what had been written. 0 while the
@@ -108,4 +113,5 @@ class TESSALY_API BaseRecordStructer : public CArray<XCStringArrayEx, XCStringAr
 
     int changed_ = 0;
     int element_number_ = 0;
+    bool stopped_before_end_ = false;
 };

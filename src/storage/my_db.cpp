@@ -57,6 +57,7 @@ void CMyDB::Init() {
     element_number_ = 0;
     path_.Empty();
     element_number_y2_ = 0;
+    stopped_before_end_ = false;
     ++revision_;
 }
 
@@ -101,6 +102,7 @@ int CMyDB::OpenToRead(CString const& path, XCsvRead& reader) const {
     if (!platform::Exists(path)) return db_file_not_found;
     if (reader.OpenFile(path) != XCsvRead::file_opened) return db_open_failed;
     int const probe = reader.ReadLine();
+    if (probe <= 0 && reader.HasFailed()) return db_open_failed;
     if (probe == XCsvRead::read_blank) return db_bad_format;
     if (probe == XCsvRead::read_end) return db_file_empty;
     return reader.MoveFirst() == XCsvRead::moved_first ? db_success : db_open_failed;
@@ -111,26 +113,28 @@ int CMyDB::ReadDBFile(char const* key) { return ReadFrom(path_, key); }
 int CMyDB::ReadFrom(CString const& path, char const* key) {
     XCsvRead reader;
     if (key) reader.SetUseKey(key);
-    if (int const problem = OpenToRead(path, reader)) return problem;
+    int result = OpenToRead(path, reader);
+    if (result == db_success) {
+        rows_.RemoveAll();
+        ++revision_;
+        result = ReadRows(reader, platform::FileSize(path));
+        RowEstimate::Finish(rows_.Items());
+    }
+    stopped_before_end_ = result == db_bad_cell_count || reader.StoppedBeforeEnd();
+    return result;
+}
 
-    rows_.RemoveAll();
-    ++revision_;
-    RowEstimate estimate(platform::FileSize(path));
+int CMyDB::ReadRows(XCsvRead& reader, std::int64_t file_size) {
+    RowEstimate estimate(file_size);
     CStringPool pool;
-    int result = db_success;
     for (;;) {
         XCStringArrayEx row;
         int const fields = reader.ReadRow(pool, element_number_, row);
-        if (fields <= 0) break;
-        if (fields != element_number_ && fields != element_number_y2_) {
-            result = db_bad_cell_count;
-            break;
-        }
+        if (fields <= 0) return reader.HasFailed() ? db_open_failed : db_success;
+        if (fields != element_number_ && fields != element_number_y2_) return db_bad_cell_count;
         rows_.Items().push_back(std::move(row));
         estimate.Note(rows_.Items(), reader.BytesRead());
     }
-    RowEstimate::Finish(rows_.Items());
-    return result;
 }
 
 int CMyDB::WriteDBFile(int compel, char const* key) {

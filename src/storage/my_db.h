@@ -35,7 +35,7 @@ class TESSALY_API CMyDB {
         db_no_path = -1,              // no file path set
         db_no_element_number = -2,    // element number not set
         db_file_not_found = -3,       // the file does not exist
-        db_open_failed = -4,          // the file cannot be opened
+        db_open_failed = -4,          // the file cannot be opened or read
         db_file_empty = -5,           // the file holds no line
         db_bad_cell_count = -7,       // a row has the wrong number of cells
         db_bad_format = -8,           // element number below 1; first line of the file blank or malformed
@@ -60,7 +60,7 @@ class TESSALY_API CMyDB {
     CMyDB(CMyDB const&) = default;
     CMyDB& operator=(CMyDB const&) = default;
 
-    // Drops the rows and clears changed flag, both element numbers and path.
+    // Drops the rows and clears changed flag, both element numbers, path and StoppedBeforeEnd.
     void Init();
     // Number of columns; can be set once after Init. db_element_number_set, db_bad_format for n below 1.
     int SetElementNumber(int n);
@@ -82,8 +82,14 @@ class TESSALY_API CMyDB {
     // blank or malformed record are not read; a last line without LF is not one. In this order:
     // db_no_element_number, db_no_path, db_no_directory, db_file_not_found, db_open_failed, db_bad_format,
     // db_file_empty - up to here the rows in memory stay - and db_bad_cell_count, the rows in front of the
-    // wrong one then being in memory. A wrong key shows as db_bad_cell_count, db_bad_format or garbage.
+    // wrong one then being in memory. So they are after a failure to read on behind the first record, which
+    // is db_open_failed too. A wrong key shows as db_bad_cell_count, db_bad_format or garbage.
     int ReadDBFile(char const* key);
+    // Whether the last read from a file, whatever its result, stopped before the end of the file: at a
+    // failure, a malformed record, a record with the wrong number of fields, a blank record with anything
+    // behind it, open quotes or a last line without LF; or met a NUL. To write such a table loses what was
+    // left out.
+    bool StoppedBeforeEnd() const noexcept { return stopped_before_end_; }
     // Writes all rows; unless `compel` is non-zero only if they were changed. The file is emptied and written
     // anew, without a temporary file. db_no_element_number, db_no_path, db_open_failed; db_write_failed
     // leaves the file with what was written so far and the changed flag set. A failure that shows only when
@@ -168,6 +174,7 @@ class TESSALY_API CMyDB {
     int CheckSearch(int column, int start, int step) const;
     int CheckPath(CString const& path) const;
     int OpenToRead(CString const& path, XCsvRead& reader) const;
+    int ReadRows(XCsvRead& reader, std::int64_t file_size);
     void MarkChanged() noexcept {
         changed_ = 1;
         ++revision_;
@@ -181,4 +188,5 @@ class TESSALY_API CMyDB {
     CString path_;
     int element_number_y2_ = 0;
     std::uint64_t revision_ = 0;
+    bool stopped_before_end_ = false;
 };

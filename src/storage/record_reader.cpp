@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <string_view>
 
 #include "platform/file.h"
 #include "storage/quote_scanner.h"
@@ -17,6 +18,8 @@ constexpr std::size_t padding = QuoteScanner::step;
 // A physical line is taken in pieces of this size. A piece ends at a NUL, and so does the line if the NUL
 // comes first.
 constexpr std::size_t line_piece = 1023;
+
+bool HasText(std::string_view line) noexcept { return line.find_first_not_of("\r\n") != line.npos; }
 
 }  // namespace
 
@@ -36,12 +39,14 @@ void RecordReader::CloseFile() {
     block_.reset();
     capacity_ = 0;
     consumed_ = 0;
+    failed_ = left_out_ = stopped_ = false;
 }
 
 int RecordReader::MoveFirst() {
     if (!stream_ || std::fseek(stream_, 0, SEEK_SET) != 0) return read_failed;
     DropBuffer();
     consumed_ = 0;
+    failed_ = left_out_ = stopped_ = false;
     return moved_first;
 }
 
@@ -107,6 +112,7 @@ bool RecordReader::Fill() {
     char* const added = block_.get() + end_;
     const std::size_t size = std::fread(added, 1, room, stream_);
     exhausted_ = size < room;
+    if (exhausted_ && !std::feof(stream_)) failed_ = true;
     if (table_) Substitute(added, size, table_);
     end_ += size;
     void const* nul = std::memchr(block_.get(), 0, end_);
@@ -128,6 +134,7 @@ bool RecordReader::AppendPhysicalLine() {
         consumed_ += static_cast<std::int64_t>(size);
         const std::size_t length = ::strnlen(piece, size);
         line_.append(piece, length);
+        if (length < size) left_out_ = true;
         if (length == 0 || piece[length - 1] == '\n' || line_.size() > max_record_bytes) return true;
     }
 }
@@ -137,7 +144,10 @@ bool RecordReader::ReadRecordText() {
     std::size_t tested = 0;
     bool quotes_open = false;
     do {
-        if (!AppendPhysicalLine()) return false;
+        if (!AppendPhysicalLine()) {
+            if (!line_.empty()) left_out_ = true;
+            return false;
+        }
         // A doubled quote changes nothing, so every quote counts.
         auto const quotes = std::count(line_.begin() + static_cast<std::ptrdiff_t>(tested), line_.end(), '"');
         quotes_open ^= quotes % 2 != 0;
@@ -146,13 +156,20 @@ bool RecordReader::ReadRecordText() {
     return true;
 }
 
+int RecordReader::Blank(bool has_text) {
+    stopped_ = has_text || position_ < end_ || Fill();
+    return read_blank;
+}
+
 int RecordReader::ReadLine() {
+    stopped_ = false;
     if (!ReadRecordText()) {
         DropRecord();
         return read_end;
     }
     fields_text_ = line_;
-    return DivideRecord(fields_text_.data(), fields_text_.size(), fields_);
+    int const count = DivideRecord(fields_text_.data(), fields_text_.size(), fields_);
+    return count > 0 ? count : Blank(HasText(line_));
 }
 
 int RecordReader::SetLine(char const* text) {
@@ -198,14 +215,16 @@ int RecordReader::ReadRow(CStringPool& pool, int columns, XCStringArrayEx& row) 
     char const* text = nullptr;
     int count = record.fields;
     DropRecord();
+    stopped_ = false;
     if (count > 0) {
         text = block_.get() + position_;
         position_ += record.size;
         consumed_ += static_cast<std::int64_t>(record.size);
     } else {
         if (!ReadRecordText()) return read_end;
+        bool const has_text = HasText(line_);
         count = DivideRecord(line_.data(), line_.size(), row_fields_, cells);
-        if (count == 0) return read_blank;
+        if (count == 0) return Blank(has_text);
         text = line_.data();
     }
     auto& made = row.Items();

@@ -40,8 +40,15 @@ class TESSALY_API RecordReader {
     void CloseFile();
     // Back to the start of the file: moved_first, or read_failed.
     int MoveFirst();
-    // Non-zero once a read has come upon the end of the file, and while no file is open.
+    // Non-zero once a read has come upon the end of the file or has failed, and while no file is open.
     int IsEof() const;
+    // Whether the system failed to read the file, since it was opened or MoveFirst. What stood in front of
+    // the failure has been delivered; read_end follows.
+    bool HasFailed() const { return failed_; }
+    // Whether a caller who stops reading here leaves bytes out that no record holds: a read has failed; the
+    // file ends with open quotes or without LF; a NUL has hidden bytes; the last record was malformed, or
+    // blank with more behind it.
+    bool StoppedBeforeEnd() const { return failed_ || left_out_ || stopped_; }
     // Closes the present stream and takes `fp`, to be read from where it stands; null takes none. Result:
     // `fp`.
     std::FILE* SetFp(std::FILE* fp);
@@ -53,7 +60,7 @@ class TESSALY_API RecordReader {
     // line. A NUL hides the bytes behind it, up to the end of the line or of the 1023 bytes that are read
     // together; a record of more than max_record_bytes is malformed. Result: the number of fields;
     // read_blank; read_end when no whole record is left - a last line without LF is not delivered - with no
-    // record and no fields.
+    // record and no fields; StoppedBeforeEnd tells whether that is the end of the file.
     int ReadLine();
     // Divides a text as a record, with the same results; -1 for a null text, the record then staying as it
     // was.
@@ -87,6 +94,8 @@ class TESSALY_API RecordReader {
     bool Fill();
     bool AppendPhysicalLine();
     bool ReadRecordText();
+    // The result for a record without fields.
+    int Blank(bool has_text);
     // The record at the start of the unread bytes, if it has the form that a table has when it is written:
     // every field in quotes and with none inside, CR LF at the end. Anything else is left to ReadRecordText
     // and DivideRecord, which give the same for such a record.
@@ -102,8 +111,11 @@ class TESSALY_API RecordReader {
     std::size_t position_ = 0;
     std::size_t end_ = 0;
     std::size_t first_nul_ = 0;  // the first NUL behind the start of the block, end_ if there is none
-    bool exhausted_ = false;     // the stream has no more bytes
+    bool exhausted_ = false;     // the stream gives no more bytes
     bool at_end_ = false;        // and a read has come upon that
+    bool failed_ = false;        // because of an error
+    bool left_out_ = false;      // a NUL has hidden bytes, or the last bytes make no record
+    bool stopped_ = false;       // the last record was malformed, or blank with more behind it
     std::int64_t consumed_ = 0;
 
     std::string line_;

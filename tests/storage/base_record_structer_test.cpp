@@ -38,18 +38,22 @@ TEST(BaseRecordStructer, LoadGivesWidthRecordsAndFailureOfTheFile) {
     const struct {
         std::string plain;
         int result, elements;
+        bool whole;  // it did not stop before the end of the file
         char const* records;
     } rows[] = {
-        {"", -2, 1, ""},
-        {"\r\n1\r\n", -4, 0, ""},
-        {"\"1\"x,2\r\n", -4, 0, ""},
-        {"1,2", -2, 1, ""},  // no line end: no record
-        {"1,2\r\n3\r\n4,5\r\n", -3, 2, "1,2"},
-        {"1,2\r\n3,4,5\r\n", -3, 2, "1,2"},
-        {"1,2\r\n\r\n3\r\n", 0, 2, "1,2"},
-        {"1,2\r\n\"3\"x,4\r\n5,6\r\n", 0, 2, "1,2"},
-        {"1,2\r\n3,4", 0, 2, "1,2"},
-        {"\"a\r\nb\",\"\"\"q\"\",\"\r\n表,\r\n", 0, 2, "a\r\nb,\"q\",;表,"},
+        {"", -2, 1, true, ""},
+        {"\r\n1\r\n", -4, 0, false, ""},
+        {"\"1\"x,2\r\n", -4, 0, false, ""},
+        {"1,2", -2, 1, false, ""},  // no line end: no record
+        {"1,2\r\n3\r\n4,5\r\n", -3, 2, false, "1,2"},
+        {"1,2\r\n3,4,5\r\n", -3, 2, false, "1,2"},
+        {"1,2\r\n\r\n3\r\n", 0, 2, false, "1,2"},
+        {"1,2\r\n\r\n", 0, 2, true, "1,2"},
+        {"1,2\r\n\"3\"x,4\r\n5,6\r\n", 0, 2, false, "1,2"},
+        {"1,2\r\n3,4", 0, 2, false, "1,2"},
+        {"1,2\r\n3,\"4\r\n5,6\r\n", 0, 2, false, "1,2"},                     // quotes that never close
+        {std::string("1,2\r\n3,\0x\r\n4\r\n", 14), 0, 2, false, "1,2;3,4"},  // hidden by a NUL
+        {"\"a\r\nb\",\"\"\"q\"\",\"\r\n表,\r\n", 0, 2, true, "a\r\nb,\"q\",;表,"},
     };
     for (char const* key : {static_cast<char const*>(nullptr), "鍵"}) {
         for (auto const& row : rows) {
@@ -58,6 +62,7 @@ TEST(BaseRecordStructer, LoadGivesWidthRecordsAndFailureOfTheFile) {
             EXPECT_EQ(row.result, table.LoadCSVFile(path, key)) << row.plain;
             EXPECT_EQ(row.elements, table.GetElementNumber()) << row.plain;
             EXPECT_EQ(row.records, table.Text()) << row.plain;
+            EXPECT_EQ(!row.whole, table.StoppedBeforeEnd()) << row.plain;
         }
     }
     Table table(1, {{"x"}});
@@ -65,6 +70,26 @@ TEST(BaseRecordStructer, LoadGivesWidthRecordsAndFailureOfTheFile) {
         EXPECT_EQ(-1, table.LoadCSVFile(none, nullptr));
     EXPECT_EQ(0, table.GetElementNumber());
     EXPECT_EQ(0, table.GetRecordNumber());
+    EXPECT_FALSE(table.StoppedBeforeEnd());
+}
+
+TEST(BaseRecordStructer, TellsAFailedReadFromTheEndOfTheFile) {
+    const ScratchFolder folder;
+    const CString path = folder.Path("rec.dat");
+    std::string plain;
+    for (int line = 0; line < 50'000; ++line) plain += "\"some text\",\"2\"\r\n";
+    ASSERT_TRUE(WriteTable(path, plain));
+    for (int const reads : {0, 1, 2}) {
+        Table table;
+        platform::FailReadsAfter(reads);
+        EXPECT_EQ(BaseRecordStructer::load_read_failed, table.LoadCSVFile(path, nullptr)) << reads;
+        platform::FailReadsAfter(-1);
+        EXPECT_TRUE(table.StoppedBeforeEnd());
+        EXPECT_EQ(0, table.SaveCSVFileCompel(path, nullptr)) << "nothing writes over the file";
+        EXPECT_EQ(BaseRecordStructer::load_ok, table.LoadCSVFile(path, nullptr));
+        EXPECT_FALSE(table.StoppedBeforeEnd());
+        EXPECT_EQ(50'000, table.GetRecordNumber());
+    }
 }
 
 TEST(BaseRecordStructer, SaveFollowsTheChangedFlag) {

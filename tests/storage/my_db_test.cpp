@@ -79,20 +79,23 @@ TEST_F(MyDb, ReadResults) {
     const struct {
         char const* plain;
         int result;
+        bool whole;  // it did not stop before the end of the file
         char const* rows;
     } rows[] = {
-        {"\"1\",\"2\",\"3\"\r\n\"4\",\"5\",\"6\"\r\n", 0, "1|2|3|\n4|5|6|\n"},
-        {"\"1\",\"2\"\r\n", 0, "1|2||\n"},  // the second width
-        {"\"1\",\"2\",\"3\"\r\n\"4\"\r\n\"5\",\"6\"\r\n", -7, "1|2|3|\n"},
-        {"\"1\",\"2\",\"3\",\"4\"\r\n", -7, ""},
-        {"\"1\",\"2\",\"3\"\r\n\r\n\"4\",\"5\",\"6\"\r\n", 0, "1|2|3|\n"},            // behind a blank line
-        {"\"1\",\"2\",\"3\"\r\n\"x\"y,2,3\r\n\"4\",\"5\",\"6\"\r\n", 0, "1|2|3|\n"},  // and a malformed one
-        {"\"1\",\"2\",\"3\"\r\n\"4\",\"5\",\"6\"", 0, "1|2|3|\n"},                    // last line without LF
-        {"\"1\",\"2\",\"3\"\r\n\"4\",\"5\r\n\"6\"\r\n", 0, "1|2|3|\n"},  // quotes that never close
-        {"\r\n\"1\",\"2\",\"3\"\r\n", -8, "old|old|old|\n"},
-        {"\"x\"y,2,3\r\n", -8, "old|old|old|\n"},
-        {"", -5, "old|old|old|\n"},
-        {"\"1\",\"2\",\"3\"", -5, "old|old|old|\n"},
+        {"\"1\",\"2\",\"3\"\r\n\"4\",\"5\",\"6\"\r\n", 0, true, "1|2|3|\n4|5|6|\n"},
+        {"\"1\",\"2\"\r\n", 0, true, "1|2||\n"},  // the second width
+        {"\"1\",\"2\",\"3\"\r\n\"4\"\r\n\"5\",\"6\"\r\n", -7, false, "1|2|3|\n"},
+        {"\"1\",\"2\",\"3\",\"4\"\r\n", -7, false, ""},
+        {"\"1\",\"2\",\"3\"\r\n\r\n\"4\",\"5\",\"6\"\r\n", 0, false, "1|2|3|\n"},  // behind a blank line
+        {"\"1\",\"2\",\"3\"\r\n\"x\"y,2,3\r\n\"4\",\"5\",\"6\"\r\n", 0, false,
+         "1|2|3|\n"},                                                           // and a malformed one
+        {"\"1\",\"2\",\"3\"\r\n\"4\",\"5\",\"6\"", 0, false, "1|2|3|\n"},       // last line without LF
+        {"\"1\",\"2\",\"3\"\r\n\"4\",\"5\r\n\"6\"\r\n", 0, false, "1|2|3|\n"},  // quotes that never close
+        {"\"1\",\"2\",\"3\"\r\n\r\n", 0, true, "1|2|3|\n"},                     // nothing behind it
+        {"\r\n\"1\",\"2\",\"3\"\r\n", -8, false, "old|old|old|\n"},
+        {"\"x\"y,2,3\r\n", -8, false, "old|old|old|\n"},
+        {"", -5, true, "old|old|old|\n"},
+        {"\"1\",\"2\",\"3\"", -5, false, "old|old|old|\n"},
     };
     for (auto const& row : rows) {
         ASSERT_TRUE(WriteTable(Path(), row.plain));
@@ -101,6 +104,7 @@ TEST_F(MyDb, ReadResults) {
         table.AddLine(RowOf({"old", "old", "old"}));
         EXPECT_EQ(table.ReadDBFile(nullptr), row.result) << row.plain;
         EXPECT_EQ(RowsOf(table), row.rows) << row.plain;
+        EXPECT_EQ(table.StoppedBeforeEnd(), !row.whole) << row.plain;
         EXPECT_TRUE(table.IsChanged());
     }
     // A narrower element number than Y2 drops what is too much.
@@ -109,6 +113,29 @@ TEST_F(MyDb, ReadResults) {
     narrow.SetElementNumber_Y2(3);
     EXPECT_EQ(narrow.ReadDBFile(nullptr), 0);
     EXPECT_EQ(RowsOf(narrow), "1|2|\n");
+}
+
+// A disk that fails at any block: the table never counts as read, and the file is as it was.
+TEST_F(MyDb, TellsAFailedReadFromTheEndOfTheFile) {
+    constexpr int lines = 30'000;
+    std::string plain;
+    for (int line = 0; line < lines; ++line) plain += "\"" + std::to_string(line) + "\",\"some text\"\r\n";
+    ASSERT_TRUE(WriteTable(Path(), plain));
+    Table table = Open(2);
+    int partial = 0;
+    for (int reads = 0, result = -1; result != 0; ++reads) {
+        platform::FailReadsAfter(reads);
+        result = table.ReadDBFile(nullptr);
+        platform::FailReadsAfter(-1);
+        ASSERT_LT(reads, 100);
+        EXPECT_EQ(table.StoppedBeforeEnd(), result != 0) << reads;
+        if (result == 0) break;
+        EXPECT_EQ(result, CMyDB::db_open_failed) << reads;
+        if (table.GetLineNumber() > 0 && table.GetLineNumber() < lines) ++partial;
+    }
+    EXPECT_GT(partial, 0);
+    EXPECT_EQ(table.GetLineNumber(), lines);
+    EXPECT_EQ(TableContentOf(Path()), plain);
 }
 
 TEST_F(MyDb, ChecksInOrder) {
