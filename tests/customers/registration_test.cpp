@@ -77,16 +77,16 @@ TEST_F(RegistrationTest, AnAddressIsRequired) {
     customer.CustomerID = 5;
     customer.KanjiSei = "old";
     EXPECT_EQ(-12, unbound.ConvertEMailToOneCunstomer("", customer, 0));
-    EXPECT_EQ(10001, unbound.GetErrMsg().GetLastErr());
+    EXPECT_EQ(10001, unbound.GetErrMsg().GetLastCode());
     EXPECT_EQ(-1, customer.CustomerID);
     EXPECT_EQ("YY", customer.KanjiSei + customer.DMOk + customer.OtherOk);
     unbound.SetEnvManager(&env);
     EXPECT_EQ(-14, unbound.ConvertEMailToOneCunstomer("", customer, 0));
-    EXPECT_EQ(10003, unbound.GetErrMsg().GetLastErr());
+    EXPECT_EQ(10003, unbound.GetErrMsg().GetLastCode());
     SystemOption unread(&env);
     unbound.SetSystemOption(&unread);
     EXPECT_EQ(-17, unbound.ConvertEMailToOneCunstomer("", customer, 0));
-    EXPECT_EQ(10403, unbound.GetErrMsg().GetLastErr());
+    EXPECT_EQ(10403, unbound.GetErrMsg().GetLastCode());
 }
 
 }  // namespace
