@@ -17,7 +17,8 @@ class TESSALY_API CHtmlAttribute {
     CString m_strValue;
 
     CHtmlAttribute() = default;
-    CHtmlAttribute(CString const& name, CString const& value) : m_strName(name), m_strValue(value) {}
+    CHtmlAttribute(CString name, CString value) noexcept
+        : m_strName(std::move(name)), m_strValue(std::move(value)) {}
     CHtmlAttribute(CHtmlAttribute const&) = default;
     CHtmlAttribute(CHtmlAttribute&&) noexcept = default;
     CHtmlAttribute& operator=(CHtmlAttribute const&) = default;

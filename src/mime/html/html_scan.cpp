@@ -45,10 +45,12 @@ std::size_t FindSeparator(std::string_view text) {
     return at;
 }
 
-// Texts that were made a short while ago, to be shared: pages repeat names and values over and over.
+// Texts that were made a short while ago, to be shared: pages repeat names and values over and over, and
+// listing a dense page takes a fifth longer without. A result is a copy, since the next text may take its
+// place.
 class Texts {
   public:
-    CString const& Of(std::string_view text) {
+    CString Of(std::string_view text) {
         CString& known = known_[std::hash<std::string_view>{}(text) % known_.size()];
         if (known.View() != text) known = CString(text);
         return known;
