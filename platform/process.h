@@ -1,7 +1,9 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <string_view>
+#include <vector>
 
 #include "platform/cstring.h"
 #include "platform/export.h"
@@ -13,11 +15,12 @@ TESSALY_API void SleepMilliseconds(unsigned milliseconds);
 // Test seam: SleepMilliseconds returns at once.
 TESSALY_API void SkipSleeps(bool skip) noexcept;
 
-// Runs a program, given by its library path, and waits for its end. `command_line` holds its arguments as on
-// the system that the library comes from: divided by blanks, double quotes around what holds some. In an
-// argument a library path with a drive, at its start or behind "/x:", becomes the host's path. false when the
-// program cannot be started or does not end by itself; else `exit_code` is what it gave.
-TESSALY_API bool RunProgram(CString const& program, CString const& command_line, unsigned& exit_code);
+// Runs a program, given by its library path, with these arguments, and waits for its end. In an argument a
+// library path with a drive, at its start or behind "/x:", becomes the host's path. `stop`, if there is one,
+// is called several times a second; the program is ended once it gives true. false when the program cannot be
+// started or is ended by a signal; else `exit_code` is what it gave.
+TESSALY_API bool RunProgram(CString const& program, std::vector<CString> const& arguments,
+                            unsigned& exit_code, std::function<bool()> const& stop = {});
 
 // Library path of a loaded module by its file name or path; null means this library's own file. Empty when it
 // is not loaded.

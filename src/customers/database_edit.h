@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <functional>
 #include <string_view>
 
 #include "customers/address_index.h"
@@ -106,6 +107,7 @@ class TESSALY_API CDatabaseEdit : public CMyDB {
         outlook_bad_argument = -70,
         outlook_not_opened = -71,
         outlook_bad_titles = -72,
+        import_stopped = -97,   // by ForeignImportOptions; no number
         import_declined = -98,  // by the user; no number
         search_failed = -99,    // 10999
     };
@@ -312,6 +314,17 @@ class TESSALY_API CDatabaseEdit : public CMyDB {
     int ImportDBfromBelmoraFile(CString path, CString logPath, int* imported, int* errors, int* state,
                                 CString* message, CString duplicate, int rewriteAttributes);
 
+    // What an application asks of these imports beside what is told above; nothing at the start.
+    struct ForeignImportOptions {
+        // Called before each line, and several times a second while a converter runs. true ends the run with
+        // import_stopped; the rows imported so far stay in memory.
+        std::function<bool()> stop;
+        // Corvane and 筆まめ: a last line without LF is taken too, and what the reader cannot deliver, since
+        // a quote stays open or the file cannot be read on, is a refused line.
+        bool whole_file = false;
+    };
+    void SetForeignImportOptions(ForeignImportOptions options);
+
     // --- Registration by mail (database_edit_registration.cpp) ---
 
     // A new customer from the text of a mail with tagged values (customers/registration_mail.h), to be stored
@@ -368,6 +381,7 @@ class TESSALY_API CDatabaseEdit : public CMyDB {
     customers::CustomerIndex index_;
     int max_id_ = OneCustomer::no_id;
     SharedFlag stop_import_;
+    ForeignImportOptions foreign_options_;
     customers::AddressIndex addresses_;
     // The table's revision that each index describes.
     std::uint64_t index_revision_ = 0;

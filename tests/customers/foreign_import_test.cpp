@@ -324,6 +324,14 @@ TEST_F(ForeignImportTest, BelmoraAttributesAndRules) {
     option.GetSODataFromMemoryPinPoint(SystemOption::cell_extra_names + 19, name);
     EXPECT_EQ("属性T", name);
 
+    const CString settings = env.DataPath("systemoption.dat");
+    platform::RemoveFile(settings);
+    platform::MakeDirectory(settings);
+    EXPECT_EQ(CDatabaseEdit::import_failed, Belmora(titles + BelmoraLine({{0, "z@example.jp"}}), "0"));
+    EXPECT_EQ(Broken(option.GetErrMsg().GetLastMsg()), Lines());
+    EXPECT_EQ(2, db.GetLineNumber());
+    platform::RemoveDirectory(settings);
+
     CString number = "1", date = "2", yes = "Y";
     option.SetSODataToMemoryPinPoint(40, number);
     option.SetSODataToMemoryPinPoint(41, date);
@@ -344,7 +352,7 @@ TEST_F(ForeignImportTest, BelmoraAttributesAndRules) {
     }
 }
 
-// The converter is a shell script that writes what its own file holds behind its first two lines.
+// The converter is a shell script that copies the address book.
 TEST_F(ForeignImportTest, FudemameThroughItsConverter) {
     const CString converter = folder.Path("convert.sh"), work = env.DataPath("fwaimport.tmp");
     auto const run = [&](char const* script, std::string_view content) {
@@ -377,6 +385,9 @@ TEST_F(ForeignImportTest, FudemameThroughItsConverter) {
                     {21, "Y"},
                     {28, "男"}});
     EXPECT_EQ("(no file)", ContentOf(work));
+    const CString odd = WriteFile("a \" b\".fwa", titles + "9,odd@example.jp\r\n");
+    EXPECT_EQ(1, db.ImportDBfromFWAFile(odd, converter, log, &imported, &errors, &state, &message, 1));
+    ExpectCells(1, {{1, "odd@example.jp"}});
     const std::string head = "筆まめ住所録ファイルの解析に失敗しました。";
     const struct {
         char const* script;
@@ -391,6 +402,7 @@ TEST_F(ForeignImportTest, FudemameThroughItsConverter) {
         {works, "x\r\n", CDatabaseEdit::fwa_bad_titles, head + "データがありません。"},
         {works, "x\r\nNo.,e-mail\r\n", CDatabaseEdit::fwa_bad_titles, head + "氏名が見つかりません。"}};
     for (auto const& row : rows) {
+        platform::WriteWholeFile(work, titles + "1,left@example.jp\r\n");  // by a run that was killed
         EXPECT_EQ(row.result, run(row.script, row.content));
         EXPECT_EQ(Broken(row.reason), Lines());
         EXPECT_EQ("(no file)", ContentOf(work));
@@ -403,6 +415,22 @@ TEST_F(ForeignImportTest, FudemameThroughItsConverter) {
     option.SetSODataToMemoryPinPoint(SystemOption::cell_extra_types, number);
     EXPECT_EQ(CDatabaseEdit::import_failed, run(works, titles));
     EXPECT_EQ(Broken("拡張属性の項目Aが文字列型ではありません。"), Lines());
+}
+
+TEST_F(ForeignImportTest, EndsWhenItIsStopped) {
+    int lines = 2;
+    db.SetForeignImportOptions({.stop = [&] { return lines-- == 0; }});
+    EXPECT_EQ(CDatabaseEdit::import_stopped,
+              Becky("a@example.jp,,,,,,,,,,\r\nbad\r\nb@example.jp,,,,,,,,,,\r\n"));
+    EXPECT_EQ(
+        "○データエラーお客様\n"
+        "2行目のお客様(メールアドレス:bad)は、項目数が異なるためインポート出来ませんでした。\n"
+        "○インポート終了ステータス\nインポートは1件(及びデータエラー1件)をインポートして、\n"
+        "異常終了しました。\n理由[途中で中止されました。]\n\n",
+        Lines());
+    EXPECT_EQ(0, LastError());
+    ExpectCells(0, {{1, "a@example.jp"}});
+    ExpectIndexIsRight(1);
 }
 
 TEST_F(ForeignImportTest, WhatIsMissing) {

@@ -85,12 +85,14 @@ std::string_view FwaImport::FieldAt(int column) const {
     return text ? text : "";
 }
 
+// What an earlier run left must not be taken for what this converter makes.
 bool FwaImport::Convert() {
-    CString command_line;
-    command_line.Format(" \"%s\" \"/d:%s\" /Import /r:100000000", static_cast<char const*>(call_.path),
-                        static_cast<char const*>(work_file_));
+    platform::RemoveFile(work_file_);
+    if (platform::Exists(work_file_)) return false;
     unsigned exit_code = 1;
-    return platform::RunProgram(converter_, command_line, exit_code) && exit_code == 0;
+    return platform::RunProgram(converter_, {call_.path, "/d:" + work_file_, "/Import", "/r:100000000"},
+                                exit_code, call_.options.stop) &&
+           exit_code == 0;
 }
 
 int FwaImport::OpenBehindLog() {
@@ -98,6 +100,7 @@ int FwaImport::OpenBehindLog() {
         return Stop(CDatabaseEdit::import_failed, "拡張属性の項目Aが文字列型ではありません。");
     work_file_ = env_->GetEnvRoot() + env_->GetEnvName() + "\\fwaimport.tmp";
     converted_ = Convert();
+    if (IsStopped()) return StopByUser();
     if (!converted_)
         return Stop(CDatabaseEdit::fwa_not_converted, CString(fwa_head) + "Fwaファイルの解析ができません。");
     if (reader_.OpenFile(work_file_) != CsvRead::file_opened)

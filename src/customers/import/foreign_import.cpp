@@ -43,8 +43,12 @@ CString Formatted(char const* format, char const* text) {
 
 int ForeignImport::Stop(int result, CString const& reason, int code) {
     run_reason_ = reason;
-    if (code != 0) table_.GetErrMsg().SetErr(code);
+    if (code != no_number) table_.GetErrMsg().SetErr(code);
     return result;
+}
+
+int ForeignImport::StopByTable(int result) {
+    return Stop(result, table_.GetErrMsg().GetLastMsg(), no_number);
 }
 
 int ForeignImport::Run() {
@@ -71,10 +75,7 @@ int ForeignImport::Run() {
 
 int ForeignImport::Work() {
     if (int const problem = OpenBehindLog()) return problem;
-    if (int const problem = run_.Prepare()) {
-        run_reason_ = table_.GetErrMsg().GetLastMsg();
-        return problem;
-    }
+    if (int const problem = run_.Prepare()) return StopByTable(problem);
     constexpr bool keep_rows = true;
     run_.Begin(keep_rows);
     if (call_.message) *call_.message = "インポートを開始します";
@@ -83,10 +84,7 @@ int ForeignImport::Work() {
     if (int const problem = ReadTitles()) return problem;
     int const problem = TakeLines();
     run_.End();
-    if (problem != CDatabaseEdit::ok) {
-        run_reason_ = table_.GetErrMsg().GetLastMsg();
-        return problem;
-    }
+    if (problem != CDatabaseEdit::ok) return problem;
     complete_ = true;
     if (log_.HasRefused()) log_.Write("\n");
     return imported_;
@@ -96,6 +94,7 @@ int ForeignImport::TakeLines() {
     for (;;) {
         const Got got = NextLine();
         if (got == Got::end) return CDatabaseEdit::ok;
+        if (IsStopped()) return StopByUser();
         ++line_number_;
         if (got == Got::nothing) continue;
         if (int const problem = TakeLine()) return problem;
@@ -121,7 +120,7 @@ int ForeignImport::TakeLine() {
         return CDatabaseEdit::ok;
     }
     if (known_ && LeavesAlone()) return CDatabaseEdit::ok;
-    if (int const problem = run_.Store()) return problem;
+    if (int const problem = run_.Store()) return StopByTable(problem);
     Show(call_.imported, ++imported_);
     return CDatabaseEdit::ok;
 }

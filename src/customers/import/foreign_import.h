@@ -17,6 +17,7 @@ struct ForeignCall {
     CString path, log_path;
     int *imported, *errors, *state;
     CString* message;
+    CDatabaseEdit::ForeignImportOptions const& options;
 };
 
 // The imports from other programs: what they have in common is here, and each derived class tells how its
@@ -80,8 +81,11 @@ class ForeignImport {
     // The log's line for one that is refused.
     virtual CString RefusedLine() const = 0;
 
+    static constexpr int no_number = 0;
     // Ends the run: a failure with its number, and the reason for the log.
     int Stop(int result, CString const& reason, int code = customer_import_failed);
+    bool IsStopped() const { return call_.options.stop && call_.options.stop(); }
+    int StopByUser() { return Stop(CDatabaseEdit::import_stopped, "途中で中止されました。", no_number); }
 
     void Put(int element, CString const& value);
     // The same with a text that stays to the end of the line, as a field does.
@@ -107,6 +111,8 @@ class ForeignImport {
 
   private:
     int Work();
+    // The same for a failure whose reason the table holds.
+    int StopByTable(int result);
     int TakeLines();
     int TakeLine();
     void TakeAddress();

@@ -152,7 +152,6 @@ int CorvaneImport::AskWithoutDates() {
     fields_wanted_ = titles - 1;
     if (duplicate_ != leave_newer) return CDatabaseEdit::ok;
     if (ShowMessageBox(no_dates, "インポートの確認", yes_or_no_at_risk) != IDYES) {
-        constexpr int no_number = 0;
         return Stop(CDatabaseEdit::import_declined,
                     "更新日時がデータに含まれていないため処理を中断しました。", no_number);
     }
@@ -302,7 +301,8 @@ int BelmoraImport::ReadTitles() {
     if (!HasAllFields()) return stop("項目数が異なっています。");
     if (int const problem = FindTitles()) return problem;
     RewriteAttributes();
-    option_->WriteSODataFromMemoryToFile();
+    if (option_->WriteSODataFromMemoryToFile() != SystemOption::ok)
+        return Stop(CDatabaseEdit::import_failed, option_->GetErrMsg().GetLastMsg());
     for (std::size_t i = first_free; i <= last_free; ++i) {
         CString type;
         option_->GetSODataFromMemoryPinPoint(attribute_types + static_cast<int>(i - first_attribute), type);
