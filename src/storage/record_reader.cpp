@@ -163,7 +163,9 @@ int RecordReader::Blank(bool has_text) {
 
 int RecordReader::ReadLine() {
     stopped_ = false;
+    rest_.clear();
     if (!ReadRecordText()) {
+        rest_.swap(line_);
         DropRecord();
         return read_end;
     }

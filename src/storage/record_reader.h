@@ -62,6 +62,9 @@ class TESSALY_API RecordReader {
     // read_blank; read_end when no whole record is left - a last line without LF is not delivered - with no
     // record and no fields; StoppedBeforeEnd tells whether that is the end of the file.
     int ReadLine();
+    // What that read left out at the end of the file: a last line without LF, or the text from the line on
+    // whose quotes stay open. Empty after any other read.
+    std::string const& Rest() const { return rest_; }
     // Divides a text as a record, with the same results; -1 for a null text, the record then staying as it
     // was.
     int SetLine(char const* text);
@@ -119,6 +122,7 @@ class TESSALY_API RecordReader {
     std::int64_t consumed_ = 0;
 
     std::string line_;
+    std::string rest_;
     std::string fields_text_;
     FieldList fields_;
     FieldList row_fields_;  // of ReadRow

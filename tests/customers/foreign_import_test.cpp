@@ -417,6 +417,39 @@ TEST_F(ForeignImportTest, FudemameThroughItsConverter) {
     EXPECT_EQ(Broken("拡張属性の項目Aが文字列型ではありません。"), Lines());
 }
 
+// What the reader of records leaves out at the end of a file is lost in silence unless the whole file is
+// asked for.
+TEST_F(ForeignImportTest, TheEndOfTheFile) {
+    const std::string titles = std::string(corvane_titles) + "\r\n",
+                      last = CorvaneLine("1", "a@example.jp", "", nullptr),
+                      unended = last.substr(0, last.size() - 2),
+                      open = "2,\"u,c\r\n" + CorvaneLine("3", "c@example.jp", "", nullptr);
+    const std::string never_closed =
+        "引用符が閉じられておらず、ここからファイルの終わりまでを読めないためインポート出来ませんでした。\n";
+    const struct {
+        std::string lines;
+        bool whole;
+        int imported;
+        std::string refused;
+    } rows[] = {
+        {unended, false, 0, ""},
+        {unended, true, 1, ""},
+        {last + unended, true, 2, ""},
+        {open, false, 0, ""},
+        {last + open, true, 1, "2行目のお客様(顧客ID:2)は、" + never_closed},
+        {open + "2,\"", true, 0,
+         "1行目のお客様(顧客ID:2)は、項目数が異なるためインポート出来ませんでした。\n"},
+    };
+    for (auto const& row : rows) {
+        db.SetForeignImportOptions({.stop = {}, .whole_file = row.whole});
+        EXPECT_EQ(row.imported, Corvane(titles + row.lines, "1")) << row.lines;
+        EXPECT_EQ(row.refused.empty() ? Complete(row.imported, 0)
+                                      : Section(row.refused) + Complete(row.imported, 1),
+                  Lines())
+            << row.lines;
+    }
+}
+
 TEST_F(ForeignImportTest, EndsWhenItIsStopped) {
     int lines = 2;
     db.SetForeignImportOptions({.stop = [&] { return lines-- == 0; }});

@@ -127,7 +127,7 @@ void FwaImport::Close() {
     if (converted_) platform::RemoveFile(work_file_);
 }
 
-ForeignImport::Got FwaImport::NextLine() { return reader_.ReadLine() < 0 ? Got::end : Got::line; }
+ForeignImport::Got FwaImport::NextLine() { return NextRecord(reader_); }
 
 void FwaImport::TakeOwn(std::size_t field, std::string_view value) {
     int const element = Fields()[field].element;

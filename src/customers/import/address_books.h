@@ -7,7 +7,6 @@
 #include "customers/import/line_fields.h"
 #include "customers/import/line_pieces.h"
 #include "customers/import/outlook_records.h"
-#include "storage/csv_read.h"
 
 namespace customers {
 

@@ -1,5 +1,6 @@
 #include "customers/import/foreign_import.h"
 
+#include <algorithm>
 #include <atomic>
 #include <cstdlib>
 
@@ -101,12 +102,25 @@ int ForeignImport::TakeLines() {
     }
 }
 
+ForeignImport::Got ForeignImport::NextRecord(CsvRead& reader) {
+    if (reader.ReadLine() >= 0) return Got::line;
+    std::string const& rest = reader.Rest();
+    bool const failed = reader.HasFailed();
+    if (!call_.options.whole_file || unreadable_ || (rest.empty() && !failed)) return Got::end;
+    if (failed)
+        unreadable_ = "ファイルをここから先は読めない";
+    else if (std::count(rest.begin(), rest.end(), '"') % 2 != 0)
+        unreadable_ = "引用符が閉じられておらず、ここからファイルの終わりまでを読めない";
+    reader.SetLine(rest.c_str());
+    return Got::line;
+}
+
 int ForeignImport::TakeLine() {
     run_.StartLine();
     reason_.Empty();
     known_ = false;
-    if (!HasAllFields()) {
-        reason_ = "項目数が異なる";
+    if (unreadable_ || !HasAllFields()) {
+        reason_ = unreadable_ ? unreadable_ : "項目数が異なる";
         RefuseLine();
         return CDatabaseEdit::ok;
     }

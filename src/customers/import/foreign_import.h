@@ -9,6 +9,7 @@
 #include "customers/database_edit.h"
 #include "customers/import/import_log.h"
 #include "customers/import/import_run.h"
+#include "storage/csv_read.h"
 
 namespace customers {
 
@@ -62,6 +63,9 @@ class ForeignImport {
     virtual void Close() {}
     // The next line. nothing: passed over, though it counts.
     virtual Got NextLine() = 0;
+    // The same out of a reader of records. With whole_file what it leaves out at the end of its file is a
+    // line too; where no record can be made of that, the line is refused.
+    Got NextRecord(CsvRead& reader);
     virtual bool HasAllFields() const = 0;
     // The field of a column of the present line, empty where the line lacks it.
     virtual std::string_view FieldAt(int column) const = 0;
@@ -125,6 +129,7 @@ class ForeignImport {
     ImportLog log_;
     std::array<CString, element_count> values_;  // that the row's views lie in
     CString reason_, run_reason_;
+    char const* unreadable_ = nullptr;  // why the present line cannot be read, null where it can
     bool known_ = false, complete_ = false;
     int line_number_ = 0, imported_ = 0, errors_ = 0;
 };

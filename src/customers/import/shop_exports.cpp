@@ -159,7 +159,7 @@ int CorvaneImport::AskWithoutDates() {
     return CDatabaseEdit::ok;
 }
 
-ForeignImport::Got CorvaneImport::NextLine() { return reader_.ReadLine() < 0 ? Got::end : Got::line; }
+ForeignImport::Got CorvaneImport::NextLine() { return NextRecord(reader_); }
 
 void CorvaneImport::TakeOwn(std::size_t field, std::string_view value) {
     char const* const title = Fields()[field].title;

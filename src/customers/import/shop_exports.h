@@ -7,7 +7,6 @@
 #include "customers/import/line_fields.h"
 #include "customers/import/line_pieces.h"
 #include "platform/ole_date_time.h"
-#include "storage/csv_read.h"
 
 namespace customers {
 
