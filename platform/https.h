@@ -42,7 +42,8 @@ TESSALY_API int HTTPS_Set(HTTPSHandle handle, int property, int index, platform:
                           int length);
 TESSALY_API int HTTPS_Do(HTTPSHandle handle, int method, int count, platform::ComponentValue const* arguments,
                          int const* lengths);
-// Of the last failure; a status of 400 or above stands in it with its reason.
+// Of the last failure: "HTTP status", the status and its reason for a status of 400 or above, else why there
+// was no answer. Digits stand in it for the status only.
 TESSALY_API char const* HTTPS_GetLastError(HTTPSHandle handle);
 
 // The component as a class, whose events are operations for a derived class.

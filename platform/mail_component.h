@@ -53,7 +53,8 @@ enum ComponentError : int {
     component_no_upgrade = 277,   // STARTTLS or STLS is required, and refused
     component_certificate = 278,  // of the server: not trusted, not valid now, or of another host
     component_timeout = 301,
-    component_http = 400,  // the server's status is 400 or above; the text holds it with its reason
+    component_http = 178,       // web: the status is 400 or above; the text holds it with its reason
+    component_no_answer = 179,  // web: no whole answer came
 };
 
 struct ConnectionStatusEvent {

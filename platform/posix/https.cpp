@@ -16,6 +16,13 @@ namespace {
 constexpr long most_redirections = 5;
 constexpr long first_failing_status = 400;
 
+// Whoever reads a failure's text looks for a status in it, so that it holds no digit but those of the status.
+CString WithoutDigits(std::string_view text) {
+    std::string kept(text);
+    std::erase_if(kept, [](char c) { return c >= '0' && c <= '9'; });
+    return CString(std::string_view(kept));
+}
+
 std::string_view Trimmed(std::string_view text) {
     const std::size_t begin = std::min(text.find_first_not_of(" \t\r\n"), text.size());
     return text.substr(begin, text.find_last_not_of(" \t\r\n") + 1 - begin);
@@ -45,6 +52,10 @@ class HttpsComponent {
   private:
     int Get(CString const& address);
     void SetProxy();
+    // The status that the request failed with, the server's or, where a proxy refused the way to it, the
+    // proxy's; 0 for none.
+    long FailingStatus() const;
+    int FailByStatus(long status);
     int Fail(int code, CString const& text) {
         error_text_ = text;
         return code;
@@ -59,7 +70,7 @@ class HttpsComponent {
     CString proxy_server_, proxy_user_, proxy_password_;
     int proxy_port_ = 0, seconds_ = 0;
     bool as_the_system_ = false;
-    std::string status_;  // of the last answer, with its reason
+    std::string reason_;  // of the last answer (RFC 9112 4)
     CString error_text_;
 };
 
@@ -102,10 +113,9 @@ void HttpsComponent::SetProxy() {
 
 int HttpsComponent::Get(CString const& address) {
     CURL* const curl = curl_.get();
-    char reason[CURL_ERROR_SIZE] = "";
     if (!curl) return Fail(component_unknown, "No memory.");
     curl_easy_reset(curl);
-    status_.clear();
+    reason_.clear();
     error_text_.Empty();
     curl_easy_setopt(curl, CURLOPT_URL, static_cast<char const*>(address));
     curl_easy_setopt(curl, CURLOPT_PROTOCOLS_STR, "http,https");
@@ -116,20 +126,34 @@ int HttpsComponent::Get(CString const& address) {
     curl_easy_setopt(curl, CURLOPT_SSLVERSION, CURL_SSLVERSION_TLSv1_2);
     curl_easy_setopt(curl, CURLOPT_TIMEOUT, static_cast<long>(std::max(seconds_, 0)));
     curl_easy_setopt(curl, CURLOPT_NOSIGNAL, 1L);
-    curl_easy_setopt(curl, CURLOPT_ERRORBUFFER, reason);
     curl_easy_setopt(curl, CURLOPT_HEADERFUNCTION, OnHeader);
     curl_easy_setopt(curl, CURLOPT_HEADERDATA, this);
     curl_easy_setopt(curl, CURLOPT_WRITEFUNCTION, OnBody);
     curl_easy_setopt(curl, CURLOPT_WRITEDATA, this);
     SetProxy();
     const CURLcode result = curl_easy_perform(curl);
-    long status = 0;
-    curl_easy_getinfo(curl, CURLINFO_RESPONSE_CODE, &status);
-    curl_easy_reset(curl);  // the buffer goes, and so does the password
+    long const status = FailingStatus();
+    curl_easy_reset(curl);  // of the password too
     if (result == CURLE_OPERATION_TIMEDOUT) return Fail(component_timeout, "Timeout.");
-    if (status >= first_failing_status) return Fail(component_http, ("HTTP status " + status_).c_str());
-    if (result != CURLE_OK) return Fail(component_http, *reason ? reason : curl_easy_strerror(result));
+    if (status != 0) return FailByStatus(status);
+    // The library's own sentence, which names neither host nor port.
+    if (result != CURLE_OK) return Fail(component_no_answer, WithoutDigits(curl_easy_strerror(result)));
     return component_ok;
+}
+
+long HttpsComponent::FailingStatus() const {
+    for (CURLINFO const of : {CURLINFO_RESPONSE_CODE, CURLINFO_HTTP_CONNECTCODE}) {
+        long status = 0;
+        curl_easy_getinfo(curl_.get(), of, &status);
+        if (status >= first_failing_status) return status;
+    }
+    return 0;
+}
+
+int HttpsComponent::FailByStatus(long status) {
+    CString text;
+    text.Format("HTTP status %ld ", status);
+    return Fail(component_http, (text + WithoutDigits(reason_)).TrimRight());
 }
 
 std::size_t HttpsComponent::OnHeader(char* data, std::size_t size, std::size_t count, void* self) {
@@ -146,7 +170,8 @@ std::size_t HttpsComponent::OnBody(char* data, std::size_t size, std::size_t cou
 
 void HttpsComponent::TakeHeader(std::string_view line) {
     if (line.starts_with("HTTP/")) {
-        status_ = Trimmed(line.substr(std::min(line.find(' '), line.size())));
+        const std::string_view status = Trimmed(line.substr(std::min(line.find(' '), line.size())));
+        reason_ = Trimmed(status.substr(std::min(status.find(' '), status.size())));
         return;
     }
     const std::size_t colon = line.find(':');

@@ -68,26 +68,33 @@ class Page : public testing::Test {
   protected:
     // Result, and the date.
     std::string Ask(std::string const& answer, bool explicitly) {
-        ScriptedServer proxy(test::Script{{""}, {answer, false, 1, test::Step::Ending::close}});
+        const test::Step hello{""}, reply{answer, false, 1, test::Step::Ending::close};
+        const test::Step refusal{"HTTP/1.0 407 no\r\n\r\n", false, 1, test::Step::Ending::close};
+        ScriptedServer proxy({{hello, reply}, {hello, refusal}});
+        const std::string told = Ask("127.0.0.1", proxy.Port(), explicitly);
+        request = proxy.Received().empty() ? "" : proxy.Received()[0];
+        return told;
+    }
+    std::string Ask(std::string const& host, int port, bool explicitly) {
         CInformationManager manager;
-        const std::string place = "127.0.0.1:" + std::to_string(proxy.Port());
-        setenv("http_proxy", place.c_str(), 1);
+        const std::string number = std::to_string(port), place = host + ":" + number;
+        for (char const* name : {"http_proxy", "https_proxy"}) setenv(name, place.c_str(), 1);
         unsetenv("no_proxy");
         if (explicitly) {
-            EXPECT_NE(0, manager.SetProxyAuthSetting(scratch.Path("a.ini"), "127.0.0.1",
-                                                     std::to_string(proxy.Port()).c_str(), "u", "p", 1));
+            EXPECT_NE(0, manager.SetProxyAuthSetting(scratch.Path("a.ini"), host.c_str(), number.c_str(), "u",
+                                                     "p", 1));
         }
         COleDateTime date(2000, 1, 1, 0, 0, 0);
         int const result = manager.GetRenewalDateOfNewestInformationPage(date);
-        unsetenv("http_proxy");
-        request = proxy.Received().empty() ? "" : proxy.Received()[0];
-        EXPECT_EQ(result == 0, manager.GetLastError().IsEmpty());
+        for (char const* name : {"http_proxy", "https_proxy"}) unsetenv(name);
+        error = std::string(manager.GetLastError().View());
+        EXPECT_EQ(result == 0, error.empty());
         return std::to_string(result) + " " + std::string(date.Format("%Y/%m/%d %H:%M:%S").View());
     }
 
     const TimeZone zone{"Asia/Tokyo"};
     const ScratchFolder scratch;
-    std::string request;
+    std::string request, error;
 };
 
 TEST_F(Page, BothWays) {
@@ -105,6 +112,9 @@ TEST_F(Page, BothWays) {
         {"HTTP/1.0 404 nowhere\r\n" + date + "\r\n", "404 2000/01/01 00:00:00", "-404 2000/01/01 00:00:00"},
         {"HTTP/1.0 407 404\r\nProxy-Authenticate: Basic realm=x\r\nContent-Length: 0\r\n\r\n",
          "407 2000/01/01 00:00:00", ""},
+        {"HTTP/1.0 404 as 407\r\n\r\n", "404 2000/01/01 00:00:00", "-404 2000/01/01 00:00:00"},
+        {"HTTP/1.0 503 404 407\r\n\r\n", "1 2000/01/01 00:00:00", "-1 2000/01/01 00:00:00"},
+        {"HTTP/1.0 302 x\r\nLocation: https://secure.example/\r\n\r\n", "407 2000/01/01 00:00:00", ""},
         {"HTTP/1.0 500 Not Found\r\n\r\n", "404 2000/01/01 00:00:00", "-404 2000/01/01 00:00:00"},
         {"HTTP/1.0 503 busy\r\n\r\n", "1 2000/01/01 00:00:00", "-1 2000/01/01 00:00:00"},
         {"gibberish\r\n\r\n", "1 2000/01/01 00:00:00", "-1 2000/01/01 00:00:00"},
@@ -115,6 +125,26 @@ TEST_F(Page, BothWays) {
         if (*row.explicitly == '\0') continue;
         EXPECT_EQ(row.explicitly, Ask(row.answer, true)) << row.answer;
     }
+}
+
+// The number of a port and the name of a host are no status of a server.
+TEST_F(Page, AProxyThatDoesNotAnswer) {
+    const test::RefusingPort refusing;
+    const struct {
+        char const* host;
+        int port;
+    } rows[] = {{"127.4.0.7", 40407},
+                {"127.4.0.7", 24070},
+                {"127.4.0.7", 14047},
+                {"proxy404.localhost", refusing.Port()},
+                {"407.Not-Found.localhost", refusing.Port()}};
+    for (auto const& row : rows)
+        for (bool const explicitly : {false, true}) {
+            EXPECT_EQ(explicitly ? "-1 2000/01/01 00:00:00" : "1 2000/01/01 00:00:00",
+                      Ask(row.host, row.port, explicitly))
+                << row.host << ":" << row.port;
+            EXPECT_EQ(error.find_first_of("0123456789"), error.npos) << error;
+        }
 }
 
 TEST_F(Page, AServerThatStopsEndsWithinTheTime) {
