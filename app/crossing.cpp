@@ -10,20 +10,26 @@
 namespace app {
 namespace {
 
-// Signs that Unicode keeps apart and Japanese texts use for one another, and their code in code page 932.
-constexpr std::array<std::pair<char32_t, std::uint16_t>, 12> same_signs = {{
+// Signs that Unicode keeps apart and Japanese texts use for one another, and their code in code page 932, by
+// code point. They come before the system's conversion, which makes a backslash of the yen sign and a tilde
+// of the overline.
+constexpr std::array<std::pair<char32_t, std::uint16_t>, 16> same_signs = {{
+    {0x00A0, 0x0020},  // no-break space
     {0x00A2, 0x8191},  // cent
     {0x00A3, 0x8192},  // pound
     {0x00A5, 0x818F},  // yen
-    {0x00AC, 0x81CA},  // not
     {0x00A6, 0xFA55},  // broken bar
+    {0x00AC, 0x81CA},  // not
+    {0x00AF, 0x8150},  // macron
+    {0x00B5, 0x83CA},  // micro
+    {0x00C5, 0x81F0},  // angstrom, as the letter
+    {0x2011, 0x002D},  // non-breaking hyphen
     {0x2014, 0x815C},  // em dash
     {0x2016, 0x8161},  // double vertical line
     {0x203E, 0x8150},  // overline
+    {0x2126, 0x83B6},  // ohm
     {0x2212, 0x817C},  // minus
     {0x301C, 0x8160},  // wave dash
-    {0x00A0, 0x0020},  // no-break space
-    {0x2011, 0x002D},  // non-breaking hyphen
 }};
 
 struct Decoded {
@@ -52,11 +58,10 @@ Decoded DecodeOne(std::string_view text) {
 }
 
 std::uint16_t CodeOf(char32_t point) {
-    if (point > 0xFFFF) return 0;
-    if (const std::uint16_t code = platform::Cp932Of(static_cast<std::uint16_t>(point))) return code;
-    for (auto const& [sign, code] : same_signs)
-        if (sign == point) return code;
-    return 0;
+    if (point >= same_signs.front().first && point <= same_signs.back().first)
+        for (auto const& [sign, code] : same_signs)
+            if (sign == point) return code;
+    return point <= 0xFFFF ? platform::Cp932Of(static_cast<std::uint16_t>(point)) : 0;
 }
 
 // か + U+3099 and は + U+309A, as file names of some systems hold them, in one character; 0 where there is

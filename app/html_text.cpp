@@ -22,7 +22,7 @@ constexpr struct {
     std::string_view name, text;
 } entities[] = {{"lt", "<"},   {"gt", ">"},       {"amp", "&"},    {"quot", "\""},
                 {"apos", "'"}, {"nbsp", " "},     {"copy", "(c)"}, {"reg", "(R)"},
-                {"yen", "\\"}, {"hellip", "..."}, {"ndash", "-"},  {"mdash", "--"}};
+                {"yen", "￥"}, {"hellip", "..."}, {"ndash", "-"},  {"mdash", "--"}};
 
 template <std::size_t count>
 bool IsOneOf(std::array<std::string_view, count> const& names, std::string_view name) {
@@ -53,7 +53,7 @@ std::string EntityText(std::string_view name) {
         return crossed.no_form || crossed.text.empty() ? IntoLibrary("〓").text : crossed.text;
     }
     for (auto const& entity : entities)
-        if (entity.name == name) return std::string(entity.text);
+        if (entity.name == name) return IntoLibrary(entity.text).text;
     return {};
 }
 

@@ -14,7 +14,7 @@ GIF = base64.b64decode("R0lGODlhAQABAIAAAP8AAAAAACH5BAAAAAAALAAAAAABAAEAAAICRAEA
 PNG = b"\x89PNG\r\n\x1a\n" + bytes(range(256)) * 9
 PAGE = """<!DOCTYPE html>
 <html><head><meta charset="utf-8"><title>春</title><style>td { background: url('back.gif') }</style></head>
-<body background=back.gif><h1><%名前(姓)%> 様</h1><p>Ⅲ 髙島屋の﨑 💐 ～ a &amp; b<br>
+<body background=back.gif><h1><%名前(姓)%> 様</h1><p>Ⅲ 髙島屋の﨑 💐 ～ a &amp; b ¥1,980 &yen;2,980<br>
 <a href="https://example.jp/?id=<%個人情報ID%>&amp;x=1">くわしく</a></p>
 <img SRC="img/%6Cogo.PNG" alt="SALE"><img src='img\\logo.PNG'><img src="https://example.com/x.png">
 <script>if (a < b) "<img src=none.png>"</script></body></html>
@@ -70,7 +70,7 @@ class HtmlMail(CommandTest):
             self.assertFalse(any(part.defects for part in message.walk()))
             self.assertEqual(from_header(message["Subject"]), subject + "様へ")
             page = from_jis(self.parts(message, "text/html")[0])
-            self.assertIn(f"<h1>{escaped} 様</h1><p>Ⅲ 髙島屋の﨑 &#128144; ～ a &amp; b<br>\r\n", page)
+            self.assertIn(f"<h1>{escaped} 様</h1><p>Ⅲ 髙島屋の﨑 &#128144; ～ a &amp; b ￥1,980 &yen;2,980<br>\r\n", page)
             self.assertNotIn("charset", page)
             gif, png = [part["Content-ID"][1:-1] for part in message.walk() if part["Content-ID"]]
             self.assertIn(f"url('cid:{gif}')", page)
@@ -81,7 +81,7 @@ class HtmlMail(CommandTest):
             self.assertTrue(all(len(line) <= 998 for line in message.as_bytes().splitlines()))
         plain = from_jis(self.parts(mails["a"], "text/plain")[0]).replace("\r\n", "\n")
         self.assertEqual(plain.split("\n")[0], "田<b> 様")
-        self.assertIn("くわしく <https://example.jp/?id=0&x=1>\n\nSALE", plain)
+        self.assertIn("a & b ￥1,980 ￥2,980\nくわしく <https://example.jp/?id=0&x=1>\n\nSALE", plain)
 
     def test_preview_writes_a_page_of_its_own(self):
         self.mail("new", "--draft", "draft.txt", "--html", "page.html", "--force")
