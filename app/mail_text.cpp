@@ -57,6 +57,14 @@ std::uint16_t MailableCode(unsigned code) {
                                                                       : geta_mark;
 }
 
+// Bytes of the character at the start of `text`. A lead byte before a byte that cannot be a second one is
+// damage that takes nothing else along, least of all a line end.
+std::size_t SizeOfCharacter(std::string_view text) {
+    if (!platform::IsLeadByte(text[0]) || text.size() == 1) return 1;
+    auto const second = static_cast<unsigned char>(text[1]);
+    return second >= 0x40 && second <= 0xFC && second != 0x7F ? 2 : 1;
+}
+
 void AppendMailable(std::string& out, std::string_view character, bool one_line) {
     auto const lead = static_cast<unsigned char>(character[0]);
     if (character.size() == 2) {
@@ -133,10 +141,13 @@ CString WithShortLines(CString const& body) {
     std::string result;
     for (std::string_view rest = body.View(); !rest.empty();) {
         const std::size_t end = std::min(rest.find("\r\n"), rest.size());
-        const std::size_t fitting = Fitting(rest.substr(0, end), longest_line);
-        const std::size_t taken = fitting < end ? fitting : std::min(end + 2, rest.size());
-        result.append(rest.substr(0, taken)).append(fitting < end ? "\r\n" : "");
-        rest.remove_prefix(taken);
+        for (std::string_view line = rest.substr(0, end); !line.empty();) {
+            const std::size_t fitting = Fitting(line, longest_line);
+            result.append(line.substr(0, fitting)).append(fitting < line.size() ? "\r\n" : "");
+            line.remove_prefix(fitting);
+        }
+        result.append(rest.substr(end, 2));
+        rest.remove_prefix(std::min(end + 2, rest.size()));
     }
     return CString(std::string_view(result));
 }
@@ -151,7 +162,7 @@ CString Mailable(CString const& text, bool one_line) {
         if (size > 0) {
             AppendWidened(result, view.substr(at, size));
         } else {
-            size = platform::CharacterSize(view, at);
+            size = SizeOfCharacter(view.substr(at));
             AppendMailable(result, view.substr(at, size), one_line);
         }
         at += size;

@@ -9,6 +9,7 @@
 #include "merged_mail.h"
 #include "tessaly/mime.h"
 #include "tessaly/text.h"
+#include "tests/support/processor_time.h"
 
 namespace {
 
@@ -61,8 +62,10 @@ TEST(MailText, WhatMailProgramsCannotReadIsMovedWidenedOrMarked) {
     EXPECT_EQ(app::Mailable("\xFA\x54\xFA\x5B", true), "\x81\xCA\x81\xE6");
     EXPECT_EQ(app::Out(app::Mailable("\xF0\x40\xF9\xFC", true)), "〓〓");  // user-defined
     EXPECT_EQ(app::Out(app::Mailable(In("ｶﾞｷﾞｸﾞ①"), true)), "ガギグ①");
-    EXPECT_EQ(app::Mailable("a\x1B[2J\r\nb\tc\x7F\xFD\x81\x20\x81", true), "a [2J  b c??\x81\xAC?");
+    EXPECT_EQ(app::Mailable("a\x1B[2J\r\nb\tc\x7F\xFD\x81\x20\x81", true), "a [2J  b c??? ?");
     EXPECT_EQ(app::Mailable("a\x01\r\nb\tc", false), "a \r\nb\tc");
+    EXPECT_EQ(app::Mailable("\x82\r\n\x82\n\x82<%\x82\x7F\x81\xFD\x82\xA0\x85\x40", false),
+              "?\r\n?\n?<%????\x82\xA0\x81\xAC");
 }
 
 TEST(MailText, ACustomersValuesStayValues) {
@@ -98,6 +101,10 @@ TEST(MailText, NoLineOfABodyIsTooLongForAServer) {
         EXPECT_EQ(joined, wanted);
         EXPECT_TRUE(body == In(row) || row.size() > 998) << row;
     }
+    EXPECT_TRUE(TakesLinearTime(
+        4000000,
+        [](int size) { return CString(std::string_view(std::string(static_cast<std::size_t>(size), 'a'))); },
+        [](CString const& line) { app::MailableBody(line); }));
 }
 
 }  // namespace
