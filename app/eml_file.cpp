@@ -73,9 +73,10 @@ std::string SafeName(MimeFormatStruct const& part, std::size_t number) {
 CString EmlOf(MailVersion const& version) {
     CMimeAnalyze parts = version.html ? *version.html : PartsOf(ComposeText(version.body));
     for (CString const& attachment : version.attachments) parts.AddMIMENormalAttach(attachment);
+    FoldWords(parts);
     CString header, body;
     parts.GetMimeString(header, body, 1, nullptr);
-    CString subject = "Subject: " + HeaderText(Mailable(version.subject, true)) + "\r\n";
+    CString subject = HeaderLine("Subject", Mailable(version.subject, true)) + "\r\n";
     return subject + header + "\r\n" + body;
 }
 

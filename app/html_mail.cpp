@@ -51,12 +51,13 @@ MimeFormatStruct PicturePart(HtmlPicture const& picture) {
     CAttachFileManager file;
     if (file.SetFileInfoFromFile(IntoPath(picture.file)) != CAttachFileManager::set)
         throw Failure("画像を読めません: " + picture.file);
-    const CString name = QuotedName(Mailable(Into(picture.name, "画像の名前"), true));
+    const CString name = Mailable(Into(picture.name, "画像の名前"), true);
     MimeFormatStruct part;
-    MimeDecodeTool::MimeDecode(CString("Content-Type: ") + MediaTypeOf(picture.name) + "; name=" + name +
+    MimeDecodeTool::MimeDecode(CString("Content-Type: ") + MediaTypeOf(picture.name) + "; " +
+                                   NameParameter("name", name) +
                                    "\r\nContent-Transfer-Encoding: base64\r\nContent-ID: <" +
-                                   picture.content_id + ">\r\nContent-Disposition: inline; filename=" + name +
-                                   "\r\n\r\n" + file.GetFileBodyBase64(),
+                                   picture.content_id + ">\r\nContent-Disposition: inline; " +
+                                   NameParameter("filename", name) + "\r\n\r\n" + file.GetFileBodyBase64(),
                                part);
     return part;
 }
@@ -65,6 +66,12 @@ CString Stored(CMimeAnalyze& parts) {
     CString header, body;
     if (parts.GetMimeString(header, body, 0, nullptr) < 0) throw Failure("メールに本文がありません。");
     return header + "\r\n" + body;
+}
+
+// A word to a line. Reading a part takes the folds away, the blank behind them too.
+void FoldWords(CMimeAnalyze::Attachments& attachments) {
+    for (MimeFormatStruct& part : attachments)
+        for (MimeHeaderStruct& header : part.m_aHeader) header.m_strValue.Replace("?==?", "?=\r\n =?");
 }
 
 CString Converted(MimeFormatStruct part) {
@@ -128,7 +135,13 @@ CMimeAnalyze PartsOf(CString const& stored) {
     if (parts.AnalyzeMime(stored) != CMimeAnalyze::ok ||
         parts.GetDataTypeFromNowSetData() == CMimeAnalyze::type_nothing)
         throw Failure("保存されたHTMLメールが壊れています。「tessaly mail edit」で作り直してください。");
+    FoldWords(parts);
     return parts;
+}
+
+void FoldWords(CMimeAnalyze& parts) {
+    FoldWords(parts.GetRefOfMimeHtmlAttach());
+    FoldWords(parts.GetRefOfMimeNormalAttach());
 }
 
 CString TextIn(CMimeAnalyze const& parts) {

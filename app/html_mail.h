@@ -19,6 +19,8 @@ CString WithText(CMimeAnalyze parts, CString const& text);
 
 // What such a mail is made of. Throws Failure for a text that is none.
 CMimeAnalyze PartsOf(CString const& stored);
+// Folds header lines of encoded words, which the library unfolds when it reads a part (RFC 2047 2).
+void FoldWords(CMimeAnalyze& parts);
 CString TextIn(CMimeAnalyze const& parts);
 CString HtmlIn(CMimeAnalyze const& parts);
 

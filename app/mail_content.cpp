@@ -83,7 +83,7 @@ MailContent ContentOf(Session& session, int mail) {
 CString AttachmentPart(AttachData const& attachment, CString const& text) {
     const CString name = Mailable(attachment.m_strFileName, true);
     const std::string extended = ExtendedValue(Out(attachment.m_strFileName));
-    return "Content-Type: " + attachment.m_strFileInfo + ";\r\n name=" + QuotedName(name) +
+    return "Content-Type: " + attachment.m_strFileInfo + ";\r\n " + NameParameter("name", name) +
            "\r\nContent-Transfer-Encoding: base64\r\nContent-Disposition: attachment;\r\n filename*=" +
            CString(std::string_view(extended)) + "\r\n\r\n" + text;
 }

@@ -21,10 +21,15 @@ constexpr std::uint16_t geta_mark = 0x81AC;
 constexpr std::pair<std::uint16_t, std::uint16_t> nec_rows[] = {
     {0x8140, 0x81FC}, {0x8740, 0x879C}, {0xED40, 0xEEFC}};
 
-// A line on the wire has 998 bytes at most (RFC 5322 2.1.1), an encoded word 75 characters (RFC 2047 2); the
-// text of one, in ISO-2022-JP, what stays of that in Base64.
-constexpr std::size_t longest_line = 990, longest_plain_header = 200, longest_word_text = 42;
+// A line on the wire has 998 bytes at most (RFC 5322 2.1.1), a header line with an encoded word 76 (RFC 2047
+// 2).
+constexpr std::size_t longest_line = 990, longest_plain_header = 200, longest_line_of_words = 76;
 constexpr std::string_view word_start = "=?ISO-2022-JP?B?", word_end = "?=", fold = "\r\n ";
+// Around words that are the value of a parameter.
+constexpr std::size_t opening_quote = 1, closing_quote = 1;
+// Two characters need eight bytes in ISO-2022-JP with their escapes, twelve in Base64; a line with less room
+// for a word than that is left.
+constexpr std::size_t shortest_word = word_start.size() + 12 + word_end.size() + closing_quote;
 
 using IbmTable = std::array<std::uint16_t, (last_ibm - first_ibm + 1) * 256>;
 
@@ -95,8 +100,6 @@ void AppendWidened(std::string& out, std::string_view kana) {
     out += wide.c_str();
 }
 
-bool IsAscii(CString const& text) { return IsStrAscii(text) == 1; }
-
 // How many bytes a text takes in ISO-2022-JP, as its characters come.
 class JisSize {
   public:
@@ -125,6 +128,24 @@ std::size_t Fitting(std::string_view text, std::size_t limit) {
         at += bytes;
     }
     return text.size();
+}
+
+// Whether a text stands in a header as it is.
+bool IsPlainHeader(std::string_view text) {
+    return IsStrAscii(CString(text)) == 1 && text.size() <= longest_plain_header &&
+           text.find("=?") == text.npos;
+}
+
+// Bytes of ISO-2022-JP that a word of at most `size` characters holds, when a quote may follow it.
+std::size_t WordText(std::size_t size) {
+    return (size - word_start.size() - word_end.size() - closing_quote) / 4 * 3;
+}
+
+// As a quoted string (RFC 5322 3.2.4).
+CString Quoted(CString text) {
+    text.Replace("\\", "\\\\");
+    text.Replace("\"", "\\\"");
+    return "\"" + text + "\"";
 }
 
 std::string EncodedWord(std::string_view text) {
@@ -172,31 +193,43 @@ CString Mailable(CString const& text, bool one_line) {
 
 CString MailableBody(CString const& text) { return WithShortLines(CrLfConverter(Mailable(text, false))); }
 
-CString HeaderText(CString const& text) {
+CString HeaderText(CString const& text, std::size_t used) {
     const std::string_view view = text.View();
-    if (IsAscii(text) && view.size() <= longest_plain_header && view.find("=?") == view.npos) return text;
+    if (IsPlainHeader(view)) return text;
     std::string words;
     for (std::string_view rest = view; !rest.empty();) {
-        const std::size_t size = Fitting(rest, longest_word_text);
-        words.append(words.empty() ? "" : fold).append(EncodedWord(rest.substr(0, size)));
+        if (!words.empty() || used + shortest_word > longest_line_of_words) {
+            words.append(fold);
+            used = 1;
+        }
+        const std::size_t size = Fitting(rest, WordText(longest_line_of_words - used));
+        words.append(EncodedWord(rest.substr(0, size)));
         rest.remove_prefix(size);
     }
     return CString(std::string_view(words));
 }
 
-CString QuotedName(CString const& text) {
-    CString name = HeaderText(text);
-    if (name == text) {
-        name.Replace("\\", "\\\\");
-        name.Replace("\"", "\\\"");
-    }
-    return "\"" + name + "\"";
+CString HeaderLine(char const* name, CString const& text) {
+    const CString start = CString(name) + ": ";
+    return start + HeaderText(text, start.View().size());
 }
 
-CString HeaderMailbox(Mailbox const& mailbox) {
-    if (mailbox.name.IsEmpty()) return mailbox.address;
-    const CString words = HeaderText(mailbox.name);
-    return (words == mailbox.name ? QuotedName(mailbox.name) : words) + " <" + mailbox.address + ">";
+CString HeaderLine(char const* name, Mailbox const& mailbox) {
+    CString line = CString(name) + ": ";
+    if (mailbox.name.IsEmpty()) return line + mailbox.address;
+    line += IsPlainHeader(mailbox.name.View()) ? Quoted(mailbox.name)
+                                               : HeaderText(mailbox.name, line.View().size());
+    const std::size_t last_line = line.View().size() - (line.View().rfind('\n') + 1);
+    const CString address = " <" + mailbox.address + ">";
+    bool const fits = last_line + address.View().size() <= longest_line_of_words;
+    return line + (fits ? "" : "\r\n") + address;
+}
+
+CString NameParameter(char const* parameter, CString const& name) {
+    constexpr std::string_view line_start = "\t ";
+    const CString start = CString(parameter) + "=";
+    if (IsPlainHeader(name.View())) return start + Quoted(name);
+    return start + "\"" + HeaderText(name, line_start.size() + start.View().size() + opening_quote) + "\"";
 }
 
 }  // namespace app

@@ -13,11 +13,15 @@ CString Mailable(CString const& text, bool one_line);
 CString MailableBody(CString const& text);
 
 // Header text from code page 932: short ASCII as it is unless it looks like an encoded word, else encoded
-// words (RFC 2047) that hold all of it, so that no blank comes or goes at their edges.
-CString HeaderText(CString const& text);
-// The same as the value of a parameter: in quotes whatever it is.
-CString QuotedName(CString const& text);
-// "name <address>" for a header; ASCII names as quoted strings (RFC 5322 3.2.4).
-CString HeaderMailbox(Mailbox const& mailbox);
+// words (RFC 2047) that hold all of it, so that no blank comes or goes at their edges. `used`: characters in
+// front of it on its first line. No line with a word has more than 76 characters.
+CString HeaderText(CString const& text, std::size_t used);
+// "name: text".
+CString HeaderLine(char const* name, CString const& text);
+// "name: text <address>"; an ASCII text as a quoted string (RFC 5322 3.2.4). The address goes to a line of
+// its own where it does not fit behind the text.
+CString HeaderLine(char const* name, Mailbox const& mailbox);
+// parameter="name", for a line of its own that is folded by a tab and a blank at most.
+CString NameParameter(char const* parameter, CString const& name);
 
 }  // namespace app

@@ -71,13 +71,13 @@ std::optional<MailNumbers> NumbersIn(std::string_view message_id) {
 std::vector<CString> HeaderLines(Mailbox const& from, MailContent const& content, Mailbox const& to,
                                  CString const& subject) {
     std::vector<CString> lines;
-    lines.push_back("From: " + HeaderMailbox({Mailable(from.name, true), from.address}));
+    lines.push_back(HeaderLine("From", Mailbox{Mailable(from.name, true), from.address}));
     Mailbox const& reply_to = content.reply_to;
     if (!reply_to.address.IsEmpty())
-        lines.push_back("Reply-To: " + HeaderMailbox({Mailable(reply_to.name, true), reply_to.address}));
-    lines.push_back("To: " + HeaderMailbox(to));
+        lines.push_back(HeaderLine("Reply-To", Mailbox{Mailable(reply_to.name, true), reply_to.address}));
+    lines.push_back(HeaderLine("To", to));
     lines.push_back("Date: " + MailSend::MakeSmtpDateNow(""));
-    lines.push_back("Subject: " + HeaderText(subject));
+    lines.push_back(HeaderLine("Subject", subject));
     lines.push_back("List-Unsubscribe: <mailto:" + from.address + "?subject=unsubscribe&body=%3CREFUSE%3E>");
     if (content.asks_receipt) lines.push_back("Disposition-Notification-To: " + from.address);
     return lines;
@@ -154,7 +154,7 @@ Mailing::Mailing(MailContent const& content, Mailbox const& from, ServerSettings
       fetch_(std::move(fetch)),
       on_delivery_(std::move(on_delivery)),
       message_id_text_(MessageIdText(content.mail, from.address)) {
-    MailSend::SetXMailer(HeaderText(Mailable(server.mailer, true)));
+    MailSend::SetXMailer(HeaderText(Mailable(server.mailer, true), std::string_view("X-Mailer: ").size()));
 }
 
 void Mailing::Run(std::vector<int> const& ids, int threads) {

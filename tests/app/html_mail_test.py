@@ -3,6 +3,7 @@
 import base64
 import email
 import email.encoders
+import email.policy
 import unittest
 from email.mime.base import MIMEBase
 from email.mime.multipart import MIMEMultipart
@@ -35,13 +36,16 @@ class HtmlMail(CommandTest):
     def mail(self, command, *arguments, **options):
         return self.tessaly("mail", command, "shop.tsl", *arguments, **options)
 
-    def sent(self):
+    def sent_bytes(self):
         """The mails as they came out of the post box."""
         self.tessaly("target", "shop.tsl", 0, "--all")
         self.postbox()
         self.tessaly("send", "shop.tsl", 0, "--smtp", self.server)
-        return {message["Delivered-To"].split("@")[0]: message for message in
-                (email.message_from_bytes(file.read_bytes()) for file in self.box.glob("*.eml"))}
+        contents = [file.read_bytes() for file in self.box.glob("*.eml")]
+        return {email.message_from_bytes(content)["Delivered-To"].split("@")[0]: content for content in contents}
+
+    def sent(self):
+        return {name: email.message_from_bytes(content) for name, content in self.sent_bytes().items()}
 
     @staticmethod
     def shape(message):
@@ -82,6 +86,31 @@ class HtmlMail(CommandTest):
         plain = from_jis(self.parts(mails["a"], "text/plain")[0]).replace("\r\n", "\n")
         self.assertEqual(plain.split("\n")[0], "田<b> 様")
         self.assertIn("a & b ￥1,980 ￥2,980\nくわしく <https://example.jp/?id=0&x=1>\n\nSALE", plain)
+
+    def test_long_names_are_folded(self):
+        """No line with an encoded word has more than 76 characters (RFC 2047 2), and a reader of today finds what was meant."""
+        name = "みどり野の店の春のご案内と地図と営業時間のお知らせ"
+        self.put(f"{name}.gif", GIF)
+        self.put(f"{name}.txt", "x")
+        self.put("page.html", f"<img src='{name}.gif'>")
+        self.put("draft.txt", f"Subject: {name}{name}\n\n本文\n")
+        self.tessaly("settings", "shop.tsl", f"from.name={name}", "mailer=" + name)
+        self.mail("new", "--draft", "draft.txt", "--html", "page.html", "--attach", f"{name}.txt", "--honorific", name, "--force")
+        self.mail("export", 0, "0.eml")
+        for content in (self.sent_bytes()["a"], (self.folder / "0.eml").read_bytes()):
+            for line in content.splitlines():
+                self.assertTrue(len(line) <= 76 or b"=?" not in line, line)
+            message = email.message_from_bytes(content, policy=email.policy.default)
+            self.assertEqual(message["Subject"], name + name)
+            for part in message.walk():
+                if part.get_content_maintype() in ("image", "application"):
+                    self.assertIn(part.get_filename(), (f"{name}.gif", f"{name}.txt"))
+            if "To" in message:
+                plain = email.message_from_bytes(content)
+                self.assertEqual(from_header(plain["From"]), f"{name} <shop@example.jp>")
+                self.assertEqual(from_header(plain["To"]), f"田<b> 花子{name} <a@example.jp>")
+                self.assertEqual([at.addr_spec for field in ("From", "To") for at in message[field].addresses],
+                                 ["shop@example.jp", "a@example.jp"])
 
     def test_preview_writes_a_page_of_its_own(self):
         self.mail("new", "--draft", "draft.txt", "--html", "page.html", "--force")

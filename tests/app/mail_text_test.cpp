@@ -4,6 +4,8 @@
 
 #include <memory>
 #include <random>
+#include <string>
+#include <vector>
 
 #include "crossing.h"
 #include "merged_mail.h"
@@ -15,29 +17,43 @@ namespace {
 
 CString In(std::string_view utf8) { return app::Into(utf8, "test"); }
 
-// What a mail program shows of a header text whose words all stand alone.
-std::string Decoded(CString const& header) {
-    std::string result;
+// The lines of a header line.
+std::vector<std::string> LinesOf(CString const& header) {
+    std::vector<std::string> lines;
     for (std::string_view rest = header.View(); !rest.empty();) {
-        const std::size_t end = std::min(rest.find("\r\n "), rest.size());
-        const std::string word(rest.substr(0, end));
+        const std::size_t end = std::min(rest.find("\r\n"), rest.size());
+        lines.emplace_back(rest.substr(0, end));
+        EXPECT_TRUE(lines.back().size() <= 76 || lines.back().find("=?") == std::string::npos)
+            << lines.back();
+        rest.remove_prefix(std::min(end + 2, rest.size()));
+    }
+    return lines;
+}
+
+// What a mail program shows of a header text behind `name`, whose words all stand alone.
+std::string Decoded(CString const& header, std::string_view name) {
+    std::string result;
+    std::vector<std::string> lines = LinesOf(header);
+    EXPECT_TRUE(lines[0].starts_with(name)) << lines[0];
+    for (std::size_t i = 0; i < lines.size(); ++i) {
+        const std::string word = lines[i].substr(i == 0 ? name.size() : 1);
+        if (word.empty() && i == 0) continue;
         EXPECT_LE(word.size(), 75U) << word;
         EXPECT_TRUE(word.starts_with("=?ISO-2022-JP?B?") && word.ends_with("?=")) << word;
         char* decoded = nullptr;
         MIMEBase64DecodeForJIS(&decoded, word.c_str());
         result += std::unique_ptr<char[]>(decoded).get();
-        rest.remove_prefix(std::min(end + 3, rest.size()));
     }
     return app::Out(std::string_view(result));
 }
 
 TEST(MailText, HeadersHoldAnyTextInWordsThatDecodeByThemselves) {
     for (std::string_view const text : {"plain ASCII", "100% = 10\\10 ~", "?=="})
-        EXPECT_EQ(app::HeaderText(In(text)), In(text));
+        EXPECT_EQ(app::HeaderLine("Subject", In(text)), "Subject: " + In(text));
     for (std::string const& text :
          {std::string("=?ISO-2022-JP?B?GyRCJCIbKEI=?="), std::string(3000, 'a'), std::string("表\\示~ ソ "),
           std::string(" 両端の空白 "), std::string("①髙")})
-        EXPECT_EQ(Decoded(app::HeaderText(app::Mailable(In(text), true))), text);
+        EXPECT_EQ(Decoded(app::HeaderLine("Subject", app::Mailable(In(text), true)), "Subject: "), text);
 
     std::mt19937 random(7);
     char const* const pieces[] = {"a",  " ",  "~", "\\",     "?",  "=", "表",
@@ -45,15 +61,38 @@ TEST(MailText, HeadersHoldAnyTextInWordsThatDecodeByThemselves) {
     for (int round = 0; round < 500; ++round) {
         std::string text = "件";
         for (auto left = random() % 120; left > 0; --left) text += pieces[random() % 14];
-        ASSERT_EQ(Decoded(app::HeaderText(In(text))), text);
+        const std::string name(1 + round % 80, 'N');
+        ASSERT_EQ(Decoded(app::HeaderLine(name.c_str(), In(text)), name + ": "), text);
     }
 }
 
 TEST(MailText, NamesInHeadersAreQuotedOrEncoded) {
-    EXPECT_EQ(app::HeaderMailbox({"", "a@example.jp"}), "a@example.jp");
-    EXPECT_EQ(app::HeaderMailbox({"A. \"B\" \\, <x@y>", "a@example.jp"}),
-              R"("A. \"B\" \\, <x@y>" <a@example.jp>)");
-    EXPECT_EQ(app::HeaderMailbox({In("表"), "a@example.jp"}), app::HeaderText(In("表")) + " <a@example.jp>");
+    std::string full_lines;  // of words
+    for (int i = 0; i < 34; ++i) full_lines += "店";
+    struct Row {
+        std::string_view name;
+        std::string address;
+        bool own_line;
+    };
+    const std::string at = "@example.jp", word = "To: =?ISO-2022-JP?B?GyRCST0bKEI=?=";
+    Row const rows[] = {{"表", std::string(28, 'a') + at, false},
+                        {"表", std::string(29, 'a') + at, true},
+                        {"表", std::string(80, 'a') + at, true},
+                        {full_lines, "a" + at, true}};
+    for (Row const& row : rows) {
+        const CString line = app::HeaderLine("To", app::Mailbox{In(row.name), row.address.c_str()});
+        const std::vector<std::string> lines = LinesOf(line);
+        EXPECT_EQ(lines.back() == " <" + row.address + ">", row.own_line) << line;
+        EXPECT_EQ(lines[0].starts_with(word), row.name == "表") << line;
+    }
+    EXPECT_EQ(app::HeaderLine("To", app::Mailbox{"", "a@example.jp"}), "To: a@example.jp");
+    EXPECT_EQ(app::HeaderLine("To", app::Mailbox{"A. \"B\" \\, <x@y>", "a@example.jp"}),
+              R"(To: "A. \"B\" \\, <x@y>" <a@example.jp>)");
+    EXPECT_EQ(app::NameParameter("name", "a\"b.txt"), R"(name="a\"b.txt")");
+    const std::vector<std::string> lines =
+        LinesOf("\t " + app::NameParameter("filename", In("みどり野の店の春のご案内の表の名前.txt")));
+    EXPECT_EQ(lines.size(), 2U);
+    EXPECT_EQ(lines[1].back(), '"');
 }
 
 TEST(MailText, WhatMailProgramsCannotReadIsMovedWidenedOrMarked) {
