@@ -7,5 +7,6 @@
 #include "customers/extract/extract_action.h"
 #include "customers/extract/extract_list_viewer.h"
 #include "customers/extract/extract_result_detail.h"
+#include "customers/import/field_rules.h"
 #include "customers/one_customer.h"
 #include "customers/one_customer_data.h"

@@ -8,6 +8,7 @@
 #include "customers/address_index.h"
 #include "customers/customer_elements.h"
 #include "customers/customer_index.h"
+#include "customers/import/field_rules.h"
 #include "customers/one_customer.h"
 #include "platform/containers.h"
 #include "platform/cstring.h"
@@ -270,6 +271,9 @@ class TESSALY_API CDatabaseEdit : public CMyDB {
     int ImportDBfromFile(CString path, CString delimiter, char quote, CArray<int, int>& elements, int add,
                          int* imported, CArray<int, int>& errorLines, CArray<CString, CString>& errorTexts,
                          CString duplicate);
+    // Of the last ImportDBfromFile that took lines: every field for which it refused a line, by line, in a
+    // line the address first and the others by element. Good until the next import.
+    CArray<customers::RefusedField> const& GetRefusedFields();
     // 1 stops a running import before its next line. Takes no lock. An import clears the flag when it is
     // called.
     void SetStopImportFlag(int stop) { stop_import_.Set(stop); }
@@ -382,6 +386,7 @@ class TESSALY_API CDatabaseEdit : public CMyDB {
     int max_id_ = OneCustomer::no_id;
     SharedFlag stop_import_;
     ForeignImportOptions foreign_options_;
+    CArray<customers::RefusedField> refused_fields_;
     customers::AddressIndex addresses_;
     // The table's revision that each index describes.
     std::uint64_t index_revision_ = 0;

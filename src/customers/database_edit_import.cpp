@@ -36,10 +36,12 @@ class SharedCount {
 
 // What an import gives back of its lines.
 struct Report {
-    Report(int* imported, CArray<int, int>& error_lines, CArray<CString, CString>& error_texts)
-        : count(imported), lines(error_lines), texts(error_texts) {
+    Report(int* imported, CArray<int, int>& error_lines, CArray<CString, CString>& error_texts,
+           CArray<RefusedField>& refused_fields)
+        : count(imported), lines(error_lines), texts(error_texts), fields(refused_fields) {
         lines.RemoveAll();
         texts.RemoveAll();
+        fields.RemoveAll();
     }
     void Refuse(int number, std::string_view line) {
         lines.Add(number);
@@ -48,6 +50,7 @@ struct Report {
     SharedCount count;
     CArray<int, int>& lines;
     CArray<CString, CString>& texts;
+    CArray<RefusedField>& fields;
 };
 
 enum class Ending { complete, failed, unreadable };
@@ -65,7 +68,10 @@ Ending TakeLines(LineReader& reader, LineFields& fields, LineImport& import, Rep
         const LineImport::Outcome outcome = import.Take(fields);
         if (outcome == LineImport::Outcome::failed) return Ending::failed;
         if (outcome == LineImport::Outcome::imported) report.count.Raise();
-        if (outcome == LineImport::Outcome::refused) report.Refuse(number, line);
+        if (outcome == LineImport::Outcome::refused) {
+            report.Refuse(number, line);
+            import.FindRefused(fields, number, report.fields);
+        }
     }
     return Ending::complete;
 }
@@ -88,7 +94,7 @@ int CDatabaseEdit::ImportDBfromFile(CString path, CString delimiter, char quote,
     if (int const problem = run.Prepare()) return problem;
     run.Begin(add != 0);
 
-    Report report(imported, errorLines, errorTexts);
+    Report report(imported, errorLines, errorTexts, refused_fields_);
     LineFields fields(delimiter, quote);
     LineImport lines(run, elements, info, duplicate == keep_known_customers);
     const Ending ending =
@@ -96,6 +102,11 @@ int CDatabaseEdit::ImportDBfromFile(CString path, CString delimiter, char quote,
     run.End();
     if (ending == Ending::unreadable) return Fail(customer_import_failed, import_failed);
     return ending == Ending::failed ? static_cast<int>(import_failed) : report.count.Get();
+}
+
+CArray<customers::RefusedField> const& CDatabaseEdit::GetRefusedFields() {
+    const DatabaseLock lock;
+    return refused_fields_;
 }
 
 int CDatabaseEdit::LoadSampleLine(CString path, CArray<CString, CString>& lines, int maxLines) {

@@ -123,30 +123,39 @@ TEST_F(DatabaseImportTest, RefusesLinesWhole) {
     std::vector<int> const elements = {2, 8, 9, 15, 21, 29, 30, 53};
     struct Case {
         char const* line;
-        bool accepted;
+        char const* refused;  // "ELEMENT=FIELD ..."; empty: accepted
     };
     Case const cases[] = {
-        {"a@example.jp,x,1970/1/1,123-4567,03-1,Y,5,2004/1/2 3,Y", true},
-        {"b@example.jp,x,1970/1,1,1,Y,5,,", false},
-        {"b@example.jp,x,,1x,1,Y,5,,", false},
-        {"b@example.jp,x,,1,zero,Y,5,,", false},
-        {"b@example.jp,x,,1,1,YY,5,,", false},
-        {"b@example.jp,x,,1,1,,five,,", false},
-        {"b@example.jp,x,,1,1,,5,soon,", false},
-        {"b@example.jp,x,,1,1,,5,,N", false},
-        {"known@example.jp,x,,1,zero,,5,,", false},
-        {"known@example.jp,y,,1,1,YY,5,,", true},
-        {"no address,x", false},
-        {",x,,1,1,Y,5,,", false},
-        {"c@example.jp", true},
+        {"a@example.jp,x,1970/1/1,123-4567,03-1,Y,5,2004/1/2 3,Y", ""},
+        {"b@example.jp,x,1970/1,1,1,Y,5,,", "8=1970/1 "},
+        {"b@example.jp,x,,1x,1,Y,5,,", "9=1x "},
+        {"b@example.jp,x,,1,zero,Y,5,,", "15=zero "},
+        {"b@example.jp,x,,1,1,YY,5,,", "21=YY "},
+        {"b@example.jp,x,,1,1,,five,,", "29=five "},
+        {"b@example.jp,x,,1,1,,5,soon,", "30=soon "},
+        {"b@example.jp,x,,1,1,,5,,N", "53=N "},
+        {"known@example.jp,x,,1,zero,,5,,", "15=zero "},
+        {"known@example.jp,y,,1,1,YY,5,,", ""},
+        // A field that is accepted is no reason; nor is bad direct mail of a known customer.
+        {"known@example.jp,y,soon,\"1\"\"\",zero,YY,5,2004/1/2", "8=soon 9=1\" 15=zero "},
+        {"b@example.jp,x,soon,1,1,YY,five", "8=soon 21=YY 29=five "},
+        {"no address,x,,1x,1,YY", "1=no address 9=1x 21=YY "},
+        {",x,,1,1,Y,5,,", "1= "},
+        {"", "1= "},
+        {"c@example.jp", ""},
     };
     std::string content;
     std::vector<int> refused;
     for (std::size_t i = 0; i < std::size(cases); ++i) {
         content += cases[i].line + std::string("\n");
-        if (!cases[i].accepted) refused.push_back(static_cast<int>(i) + 1);
+        if (*cases[i].refused) refused.push_back(static_cast<int>(i) + 1);
     }
     EXPECT_EQ(3, Import(content, elements));
+    std::string fields[std::size(cases)];
+    for (RefusedField const& field : db.GetRefusedFields()) {
+        fields[field.line - 1] += std::to_string(field.element) + "=" + std::string(field.value.View()) + " ";
+    }
+    for (std::size_t i = 0; i < std::size(cases); ++i) EXPECT_EQ(cases[i].refused, fields[i]) << i;
     EXPECT_EQ(refused, Items(lines));
     ASSERT_EQ(static_cast<int>(refused.size()), texts.GetSize());
     for (int i = 0; i < texts.GetSize(); ++i) EXPECT_EQ(cases[lines[i] - 1].line, texts[i]);
@@ -203,6 +212,8 @@ TEST_F(DatabaseImportTest, EndsEarlyInOrder) {
     // row.
     EXPECT_EQ(0, db.ImportDBfromFile(path, ",", 0, columns, 1, nullptr, lines, texts, ""));
     EXPECT_EQ((std::vector{1}), Items(lines));
+    ASSERT_EQ(1, db.GetRefusedFields().GetSize());
+    EXPECT_EQ(element_address, db.GetRefusedFields()[0].element);
     columns.SetSize(60);
     EXPECT_EQ(0, db.ImportDBfromFile(path, "", 0, columns, 1, &imported, lines, texts, ""));
     EXPECT_EQ(0, imported);

@@ -2,6 +2,8 @@
 
 #include <string_view>
 
+#include "platform/cstring.h"
+#include "platform/export.h"
 #include "storage/date_data.h"
 
 namespace customers {
@@ -23,11 +25,19 @@ enum class FieldRule {
 inline constexpr char bad_direct_mail[] = "E";
 
 // `type`: the element's type by Get_DBElementInfo (0 string, 1 number, 2 date).
-FieldRule RuleOf(int element, int type) noexcept;
+TESSALY_API FieldRule RuleOf(int element, int type) noexcept;
 
 // Checks a field, which holds no NUL, and gives its value: the field itself, or a text in `converted`. false
 // when the rule refuses it; the value is then empty.
-bool TakeField(FieldRule rule, std::string_view field, char (&converted)[date_data_size],
-               std::string_view& value);
+TESSALY_API bool TakeField(FieldRule rule, std::string_view field, char (&converted)[date_data_size],
+                           std::string_view& value);
+
+// A field for which ImportDBfromFile refused its line.
+struct RefusedField {
+    int line = 0;  // from 1
+    int element = 0;
+    FieldRule rule = FieldRule::text;
+    CString value;  // as in the file; empty for an address that the line does not have
+};
 
 }  // namespace customers

@@ -38,6 +38,36 @@ bool LineImport::TakeFields(LineFields& fields) {
     return true;
 }
 
+// Asks every rule again, so that lines that are imported do not pay for the reasons of the others.
+void LineImport::FindRefused(LineFields& fields, int line, CArray<RefusedField>& refused) {
+    char converted[date_data_size];
+    std::string_view value;
+    const std::string_view address = Address(fields);
+    bool const has_address = TakeField(FieldRule::address, address, converted, value);
+    if (!has_address) refused.Add({line, element_address, FieldRule::address, CString(address)});
+    for (auto const [element, column, rule] : assignments_) {
+        if (rule == FieldRule::address || column >= fields.Count()) continue;
+        const std::string_view field = fields.At(column);
+        bool accepted = TakeField(rule, field, converted, value);
+        if (rule == FieldRule::direct_mail && value == bad_direct_mail)
+            accepted = has_address && IsKnown(address);
+        if (!accepted) refused.Add({line, element, rule, CString(field)});
+    }
+}
+
+std::string_view LineImport::Address(LineFields& fields) const {
+    for (auto const [element, column, rule] : assignments_)
+        if (rule == FieldRule::address && column < fields.Count()) return fields.At(column);
+    return {};
+}
+
+bool LineImport::IsKnown(std::string_view address) {
+    run_.StartLine();
+    run_.TakeAddress(address);
+    run_.FindCustomer();
+    return run_.IsKnown();
+}
+
 bool LineImport::HasDirectMail() const {
     const std::string_view value = run_.Row().Value(element_direct_mail);
     return value == yes_text || value == no_text;

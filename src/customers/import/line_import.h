@@ -24,6 +24,9 @@ class LineImport {
     LineImport(ImportRun& run, CArray<int, int> const& columns,
                CArray<DB_Element_Info, DB_Element_Info> const& info, bool keep_known);
     Outcome Take(LineFields& fields);
+    // Of a line that Take has just refused: appends every field that its element's rule refuses, the address
+    // first, the others by element. A bad direct mail field counts unless the customer is known.
+    void FindRefused(LineFields& fields, int line, CArray<RefusedField>& refused);
 
   private:
     struct Assignment {
@@ -33,6 +36,8 @@ class LineImport {
     };
     bool TakeFields(LineFields& fields);
     bool HasDirectMail() const;
+    std::string_view Address(LineFields& fields) const;
+    bool IsKnown(std::string_view address);
 
     ImportRun& run_;
     bool keep_known_;
