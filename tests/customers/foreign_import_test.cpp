@@ -104,7 +104,7 @@ TEST_F(ForeignImportTest, BeckyGoodAndBadLines) {
 TEST_F(ForeignImportTest, BeckyRulesModesAndSeams) {
     int const known = Add("k@example.jp");
     EXPECT_EQ(
-        2, Becky("k@example.jp,会社㈲,ﾌﾞ,,,03--1234-,090-1,1-2,区,県,1-00\r\nn@example.jp,,,,,,,,,,\r\n", 2));
+        2, Becky("k@example.jp,会社㈲,ﾌﾞ,,,03--1234-,090-1-,1-2,区,県,1-00\r\nn@example.jp,,,,,,,,,,\r\n", 2));
     ExpectCells(known, {{6, "会社(有)"},
                         {7, "ブ"},
                         {9, "100"},
