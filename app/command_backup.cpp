@@ -72,7 +72,7 @@ void RequireCustomers(Session& session, std::string const& file) {
     bool const keyed = session.Environment().GetEnvType() == EnvManager::type_keyed;
     int const rows = backup.ReadFromFileToMemoryAppointFileName(
         IntoPath(file), keyed ? static_cast<char const*>(key) : nullptr);
-    if (rows < 0 || (fs::file_size(file) > 0 && !HoldsCustomers(backup)))
+    if (rows < 0 || backup.StoppedBeforeEnd() || (rows > 0 && !HoldsCustomers(backup)))
         throw Failure("この環境の控えではないか、壊れています: " + file +
                       "\n控えは、同じ環境で「tessaly backup」で作ったものだけが使えます。");
 }

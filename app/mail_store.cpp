@@ -69,7 +69,27 @@ class WorkFolder {
     throw Failure("メールを保存できませんでした。前の状態のままです。\n" + TextOf(maker.GetErrMsg()));
 }
 
-OneMail Opened(OneMailMaker& maker, char kind) {
+// The tables of a mail. Each throws Failure for one that cannot be read whole.
+void LoadTexts(Session& session, int id, MailWriter& texts) {
+    texts.SetTermNum(OneMail::slot_count);
+    texts.SetEnvManager(&session.Environment());
+    if (!texts.SetMailFromFile(id, 0, nullptr))
+        throw Failure("メールを読めません: " + std::to_string(id) + "\n" + TextOf(texts.GetErrMsg()));
+    RequireWhole(texts, "メールの本文", session.DataDirectory() + "/" + MailFile(id, "mail"));
+}
+
+void LoadAttachmentList(Session& session, int id, int terminal, AttachWriter& attachments) {
+    if (!attachments.LoadAttachList(nullptr))
+        throw Failure("添付ファイルの一覧を読めません: " + std::to_string(id) + "\n" +
+                      TextOf(attachments.GetErrMsg()));
+    RequireWhole(attachments, "添付ファイルの一覧",
+                 session.DataDirectory() + "/" + MailFolder(id) + "/ATTACH/at_" +
+                     terminal_names[static_cast<std::size_t>(terminal)] + std::to_string(id) + ".dat");
+}
+
+// What is stored is read by ReadMail first, since the maker does not tell a table that is not whole.
+OneMail Opened(Session& session, OneMailMaker& maker, char kind) {
+    if (maker.GetMailID() != new_mail) static_cast<void>(ReadMail(session, maker.GetMailID()));
     OneMail mail;
     if (maker.GetOneMailData(mail, kind, attachments_per_terminal) < 0)
         throw Failure("メールを開けません。\n" + TextOf(maker.GetErrMsg()));
@@ -190,10 +210,8 @@ OneMail ReadMail(Session& session, int id) {
     OneMail mail;
     COneMailData row;
     MailWriter texts;
-    texts.SetTermNum(OneMail::slot_count);
-    texts.SetEnvManager(&session.Environment());
-    if (session.Mails().GetMailData(id, row) < 0 || !texts.SetMailFromFile(id, 0, nullptr))
-        throw Failure("メールを読めません: " + std::to_string(id) + "\n" + TextOf(texts.GetErrMsg()));
+    if (session.Mails().GetMailData(id, row) < 0) throw Failure("メールを読めません: " + std::to_string(id));
+    LoadTexts(session, id, texts);
     mail.m_strAddressName = row.GetAddressName();
     mail.m_strHonorific = row.GetHonorific();
     mail.m_dtReserve = row.GetReserveDate();
@@ -203,9 +221,7 @@ OneMail ReadMail(Session& session, int id) {
         mail.m_strSubject[slot] = texts.GetMailElement(0, static_cast<TermType>(slot));
         mail.m_strBody[slot] = texts.GetMailElement(1, static_cast<TermType>(slot));
         if (!attachments.SetTermType(static_cast<TermType>(slot))) continue;
-        if (!attachments.LoadAttachList(nullptr))
-            throw Failure("添付ファイルの一覧を読めません: " + std::to_string(id) + "\n" +
-                          TextOf(attachments.GetErrMsg()));
+        LoadAttachmentList(session, id, slot, attachments);
         for (int i = 0; i < attachments.GetFileNum(); ++i)
             mail.m_aAttach[slot].Add(
                 {attachments.GetAttachListElement(i, 0), attachments.GetAttachListElement(i, 1)});
@@ -243,7 +259,7 @@ int StoreMail(Session& session, int id, char kind, std::vector<NewAttachment> co
               std::function<void(OneMail&)> const& change) {
     const WorkFolder work(session);
     OneMailMaker maker(&session.Environment(), &session.Mails(), id);
-    OneMail mail = Opened(maker, id == new_mail ? kind : KindOf(session, id));
+    OneMail mail = Opened(session, maker, id == new_mail ? kind : KindOf(session, id));
     change(mail);
     RequirePlaces(mail, kind);
     Warn(mail, kind);
@@ -263,7 +279,7 @@ int CopyMail(Session& session, int id) {
     const WorkFolder work(session);
     char const kind = KindOf(session, id);
     OneMailMaker source(&session.Environment(), &session.Mails(), id);
-    OneMail mail = Opened(source, kind);
+    OneMail mail = Opened(session, source, kind);
     SafeChange whole(session.DataDirectory(), {mail_list_file, MailFolder(NextMailID(session))});
     COneMailData row;
     if (session.Mails().GetMailDataForReprint(id, row) < 0)

@@ -98,6 +98,7 @@ void LoadHistory(Session& session, int mail, HistoryListViewer& history) {
     if (result < 0 && result != HistoryListViewer::file_missing && result != HistoryListViewer::file_empty)
         throw Failure("送信履歴を読めません: " + NameOfMail(session, mail) + "\n" +
                       TextOf(history.GetErrMsg()));
+    RequireWhole(history, history_name, session.DataDirectory() + "/" + MailFile(mail, "hist"));
     ApplyJournal(JournalOf(session, mail), history);
 }
 

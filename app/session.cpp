@@ -98,9 +98,10 @@ Session::Session(Access const& access, std::string const& env_file, For use)
     Open(access);
     CheckPassword(access);
     options_->SetEnvManager(environment_.get());
+    const std::string settings = data_directory_ + "/systemoption.dat";
     if (options_->GetSODataFromFileToMemory() < 0)
-        throw Failure("設定を読めません: " + data_directory_ + "/systemoption.dat\n" +
-                      TextOf(options_->GetErrMsg()));
+        throw Failure("設定を読めません: " + settings + "\n" + TextOf(options_->GetErrMsg()));
+    RequireWhole(*options_, "設定", settings);
     customers_->SetEnvManager(environment_.get());
     customers_->SetSystemOption(options_.get());
 }
@@ -111,7 +112,8 @@ void Session::Open(Access const& access) {
     const std::string key = ApplicationKey(access);
     int const result =
         environment_->InitEnvFileInfo(IntoPath(fs::absolute(env_file_).string()), key.c_str(), 0);
-    if (result <= -10) throw Failure("環境ファイルの形が壊れているか、鍵が違います: " + env_file_);
+    if (result <= -10 || environment_->StoppedBeforeEnd())
+        throw Failure("環境ファイルの形が壊れているか、鍵が違います: " + env_file_);
     if (result < 0)
         throw Failure("環境を開けません: " + env_file_ + "\n" + TextOf(environment_->GetErrMsg()));
     if (environment_->GetEnvType() != keyless_environment && environment_->GetDBKey().IsEmpty())
@@ -130,26 +132,16 @@ void Session::CheckPassword(Access const& access) {
         throw Failure("起動用パスワードが違います。");
 }
 
-namespace {
-
-// A table whose file is there and holds something, but of which nothing could be read, is damaged.
-bool IsEmptyFile(std::string const& path) {
-    std::error_code error;
-    return fs::file_size(path, error) == 0 && !error;
-}
-
-[[noreturn]] void Damaged(std::string const& what, std::string const& path) {
+void Damaged(std::string const& what, std::string const& path) {
     throw Failure(what + "を読めません: " + path +
                   "\nファイルが欠けているか壊れています。控えから戻してください。");
 }
 
-}  // namespace
-
 CDatabaseEdit& Session::Customers() {
     if (customers_loaded_) return *customers_;
     const std::string path = data_directory_ + "/DB/database.dat";
-    int const rows = customers_->ReadCustomerList();
-    if (rows < 0 || (rows == 0 && !IsEmptyFile(path))) Damaged("顧客データ", path);
+    if (customers_->ReadCustomerList() < 0) Damaged("顧客データ", path);
+    RequireWhole(*customers_, "顧客データ", path);
     customers_loaded_ = true;
     return *customers_;
 }
@@ -172,13 +164,12 @@ void Session::ReadMails() {
     std::error_code ignored;
     fs::create_directory(path.parent_path(), ignored);
     if (!fs::exists(path)) std::ofstream(path).close();
-    bool const empty = IsEmptyFile(path);
     std::optional<SafeChange> repair;
     if (HasMailWithoutRow()) repair.emplace(data_directory_, std::vector<std::string>{mail_list_file});
     auto mails = mails_ ? std::move(mails_) : std::make_unique<CMailListViewer>();
     bool const read =
         mails->GetEnvManager() ? mails->ReadMailList() >= 0 : mails->SetEnvManager(environment_.get()) == 1;
-    if (!read || (mails->CountMail() == 0 && !empty)) DamagedList();
+    if (!read) DamagedList();
     if (mails->WriteMailList(0) < 0)  // a repair that did not reach the disk
         throw Failure("メールの一覧を書き込めませんでした。前のままです: " + path.string());
     if (repair) repair->Keep();
@@ -191,6 +182,7 @@ bool Session::HasMailWithoutRow() const {
     CMailListViewer list;
     list.SetDBFilePath(IntoPath(MailListFile()));
     list.ReadDBFile(keyless ? nullptr : static_cast<char const*>(key));
+    if (list.StoppedBeforeEnd()) DamagedList();
     CArray<int, int> ids;
     list.CountMailByMailStatus(0, &ids, 1);
     std::unordered_set<std::string> listed;
@@ -217,9 +209,8 @@ ExtractListViewer& Session::Groups() {
     auto groups = std::make_unique<ExtractListViewer>();
     groups->SetEnvManager(environment_.get(), 0);
     const std::string path = data_directory_ + "/EXTRACT/extrlist.dat";
-    int const rows = groups->SetExtractListFromFile(0, nullptr);
-    if (rows < 0 || (rows == 0 && fs::exists(path) && !IsEmptyFile(path)))
-        Damaged("保存した宛先の一覧", path);
+    if (groups->SetExtractListFromFile(0, nullptr) < 0) Damaged("保存した宛先の一覧", path);
+    RequireWhole(*groups, "保存した宛先の一覧", path);
     groups_ = std::move(groups);
     return *groups_;
 }

@@ -87,6 +87,7 @@ class Session {
     void CheckPassword(Access const& access);
     std::string MailListFile() const;
     void ReadMails();
+    // Throws Failure for a list that is not whole.
     bool HasMailWithoutRow() const;
     [[noreturn]] void DamagedList() const;
 
@@ -107,5 +108,12 @@ void CreateEnvironment(Access const& access, std::string const& env_file, std::s
 
 // What the library says of its last failure.
 std::string TextOf(CErrMsg& error);
+
+// Throws Failure for a file that cannot be read, naming `what` ("顧客データ" and the like) and the file.
+[[noreturn]] void Damaged(std::string const& what, std::string const& path);
+// The same for a table whose reading stopped before the end of its file: to write it would lose the rest.
+void RequireWhole(auto const& table, std::string const& what, std::string const& path) {
+    if (table.StoppedBeforeEnd()) Damaged(what, path);
+}
 
 }  // namespace app

@@ -21,12 +21,6 @@ constexpr int check_ids = 0;  // those of the start list are known
 constexpr int sorted = 1;
 constexpr int everywhere = -1;
 
-bool HoldsNothing(Session& session, std::string const& path) {
-    std::error_code error;
-    const std::uintmax_t size = std::filesystem::file_size(session.DataDirectory() + "/" + path, error);
-    return error == std::errc::no_such_file_or_directory || (!error && size == 0);
-}
-
 [[noreturn]] void Damaged(Session& session, std::string const& path) {
     throw Failure("宛先のファイルを読めません: " + session.DataDirectory() + "/" + path +
                   "\nファイルが欠けているか壊れています。「tessaly target」で選び直せます。");
@@ -129,10 +123,12 @@ void MakeEmptyConditions(Session& session, ExtractAction& set) {
 }
 
 void LoadConditions(Session& session, TargetOwner owner, ExtractAction& set) {
-    if (HoldsNothing(session, owner.ConditionsFile())) return MakeEmptyConditions(session, set);
     set.SetEnvManager(&session.Environment());
     set.SetTypeAndID(owner.kind == TargetOwner::mail ? ec_mail : ec_list, owner.id);
-    if (set.GetExtractConditionFromFileToMemory(0, nullptr) < 0) Damaged(session, owner.ConditionsFile());
+    int const result = set.GetExtractConditionFromFileToMemory(0, nullptr);
+    bool const nothing = result == ExtractAction::file_missing || result == ExtractAction::file_empty;
+    if (set.StoppedBeforeEnd() || (result < 0 && !nothing)) Damaged(session, owner.ConditionsFile());
+    if (nothing) MakeEmptyConditions(session, set);
 }
 
 void SaveConditions(Session& session, TargetOwner owner, ExtractAction& set) {
@@ -144,9 +140,12 @@ void SaveConditions(Session& session, TargetOwner owner, ExtractAction& set) {
 void LoadRecipients(Session& session, TargetOwner owner, ExtractResultDetail& list) {
     Bind(session, owner, list);
     const std::string file = owner.RecipientsFile();
-    if (HoldsNothing(session, file)) return MakeEmptyRecipients(list);
-    if (list.GetDBIDListFromFileToMemory(0, nullptr) < 0 || list.GetElementNumber() != one_cell)
-        Damaged(session, file);
+    int const result = list.GetDBIDListFromFileToMemory(0, nullptr);
+    bool const nothing =
+        result == ExtractResultDetail::file_missing || result == ExtractResultDetail::file_empty;
+    if (list.StoppedBeforeEnd() || (result < 0 && !nothing)) Damaged(session, file);
+    if (nothing) return MakeEmptyRecipients(list);
+    if (list.GetElementNumber() != one_cell) Damaged(session, file);
     for (int row = 0; row < list.GetRecordNumber(); ++row)
         if (!IdIn(list.GetStringElement(0, row))) Damaged(session, file);
 }

@@ -8,8 +8,9 @@
 namespace app {
 
 void LoadTesters(Session& session, CTestMailingInfo& testers) {
-    if (!testers.SetEnvManager(&session.Environment()))
-        throw Failure("テスト送信の相手を読めません: " + session.DataDirectory() + "/" + testers_file);
+    const std::string path = session.DataDirectory() + "/" + testers_file;
+    if (!testers.SetEnvManager(&session.Environment())) Damaged("テスト送信の相手", path);
+    RequireWhole(testers, "テスト送信の相手", path);
 }
 
 std::vector<OneCustomer> Testers(Session& session) {

@@ -59,6 +59,39 @@ class Environment(CommandTest):
             self.put(name, whole)
         self.assertEqual(self.addresses(), ["a@example.jp"])
 
+    def test_a_table_that_stops_before_its_end_is_never_written_over(self):
+        self.new_shop("a@example.jp,林,花子,Y", "b@example.jp,森,一,Y")
+        self.postbox()
+        self.put("draft", "Subject: 春\n\n本文\n")
+        self.put("test.txt", "添付\n")
+        self.tessaly("mail", "new", "shop.tsl", "--draft", "draft", "--attach", "test.txt")
+        self.tessaly("target", "shop.tsl", 0, "--all")
+        self.tessaly("group", "save", "shop.tsl", 0, "全員")
+        self.tessaly("testers", "add", "shop.tsl", "メールアドレス=t@example.jp")
+        self.tessaly("send", "shop.tsl", 0, "--smtp", self.server)
+        for name, commands in {
+                "shop.tsl": [["env", "info", "shop.tsl"]],
+                "shop/systemoption.dat": [["settings", "shop.tsl", "from.name=表"]],
+                "shop/DB/database.dat": [["customers", "set", "shop.tsl", "0", "名前(姓)=表"]],
+                "shop/DB/testmailinginfo.dat": [["testers", "add", "shop.tsl", "メールアドレス=x@example.jp"]],
+                "shop/MAIL/maillist.dat": [["mail", "list", "shop.tsl"], ["mail", "delete", "shop.tsl", "0"]],
+                "shop/MAIL/0/mail0.dat": [["mail", "edit", "shop.tsl", "0", "--draft", "draft"]],
+                "shop/MAIL/0/ATTACH/at_pc0.dat": [["mail", "edit", "shop.tsl", "0", "--draft", "draft"]],
+                "shop/MAIL/0/hist0.dat": [["report", "shop.tsl", "0"], ["send", "shop.tsl", "0", "--dry-run"]],
+                "shop/MAIL/0/merd0.dat": [["target", "shop.tsl", "0"]],
+                "shop/MAIL/0/meli0.dat": [["send", "shop.tsl", "0", "--dry-run"]],
+                "shop/EXTRACT/extrlist.dat": [["group", "delete", "shop.tsl", "全員"]],
+                "shop/EXTRACT/exsl0.dat": [["group", "use", "shop.tsl", "全員", "0"]]}.items():
+            whole = (self.folder / name).read_bytes()
+            # The first byte of each is a quote under its key.
+            for damaged in (whole[:-2], whole[:-2] + whole[:1] + whole[-2:], whole + whole[:-2], whole + b"\r\n" + whole):
+                self.put(name, damaged)
+                for command in commands:
+                    with self.subTest(name=name, command=command[0], damaged=damaged[-20:]):
+                        self.refused(*command, says=name)
+                        self.assertEqual((self.folder / name).read_bytes(), damaged)
+            self.put(name, whole)
+
 
 class Settings(CommandTest):
     def test_values_are_kept_and_passwords_never_shown(self):
