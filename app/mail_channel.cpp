@@ -7,8 +7,6 @@
 namespace app {
 namespace {
 
-constexpr int longest_code = 599, first_refusal = 400, first_for_good = 500;
-
 // Whether a refusal, whose text ends in the server's reply in brackets, is one for now only (RFC 5321 4.2.1).
 bool IsTemporary(CString const& refusal) { return refusal.Mid(refusal.Find('[') + 1, 1) == "4"; }
 
@@ -75,11 +73,13 @@ class SecureChannel : public MailChannel {
         client_.Set(smtps_from, sender_);
         client_.Set(smtps_recipients, mail.recipient);
         client_.Set(smtps_message, MessageOf(mail));
-        int const error = client_.Do(smtps_send);
+        bool const sent = client_.Do(smtps_send) == platform::component_ok;
         Verdict verdict{Outcome::sent, {}};
-        if (error != platform::component_ok) verdict = Judge(error);
-        if (error != platform::component_ok) client_.Disconnect();
-        if (last || error != platform::component_ok) sent_ = 0;
+        if (!sent) {
+            verdict = Judge(SMTPS_GetLastFailure(client_.Handle()));
+            client_.Disconnect();
+        }
+        if (last || !sent) sent_ = 0;
         return verdict;
     }
 
@@ -98,23 +98,22 @@ class SecureChannel : public MailChannel {
         return delivery::MakeMessage(parts);
     }
 
-    Verdict Judge(int error) {
+    Verdict Judge(platform::ComponentFailure failure) {
         Verdict verdict;
         int const status = client_.GetNowStatus();
-        bool const by_server = error >= first_refusal && error <= longest_code;
         bool const in_mail = status <= CMySMTPS::status_sender && status >= CMySMTPS::status_data;
-        bool const her_own = status == CMySMTPS::status_recipient && by_server;
-        verdict.hopeless = !in_mail && (IsAboutSettings(error) || (by_server && error >= first_for_good));
-        verdict.connected = in_mail || by_server || verdict.hopeless;
+        bool const of_recipient = status == CMySMTPS::status_recipient && failure.IsByServer();
+        verdict.hopeless = !in_mail && (IsAboutSettings(failure) || failure.IsForGood());
+        verdict.connected = in_mail || failure.IsByServer() || verdict.hopeless;
         verdict.attempted = in_mail;
-        verdict.for_all = !her_own && error != platform::component_line_too_long;
-        verdict.kind = her_own && error >= first_for_good ? Outcome::refused : Outcome::failed;
+        verdict.for_all = !of_recipient && failure != platform::component_line_too_long;
+        verdict.kind = of_recipient && failure.IsForGood() ? Outcome::refused : Outcome::failed;
         verdict.reply = client_.Reason();
         return verdict;
     }
-    static bool IsAboutSettings(int error) {
-        return error == platform::component_authentication || error == platform::component_no_upgrade ||
-               error == platform::component_certificate;
+    static bool IsAboutSettings(platform::ComponentFailure failure) {
+        return failure == platform::component_authentication || failure == platform::component_no_upgrade ||
+               failure == platform::component_certificate;
     }
 
     ServerSettings const server_;

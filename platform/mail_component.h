@@ -37,8 +37,7 @@ enum MailSecurity : int {
     security_upgrade_if_offered = 3,  // plain where the server does not offer it
 };
 
-// Results of methods, and the code of the last error: one of these, a platform::SocketError, or, for SMTP,
-// the code of the reply that refused (400 to 599).
+// The components' own errors.
 enum ComponentError : int {
     component_ok = 0,
     component_unknown = 101,         // no such property, method, configuration or value
@@ -48,13 +47,44 @@ enum ComponentError : int {
     component_authentication = 172,  // the server offers no method that is allowed, or a damaged challenge
     component_line_too_long = 173,   // of the message: above 998 bytes (RFC 5321 4.5.3.1.6)
     component_interrupted = 174,
-    component_protocol = 175,  // a reply that cannot be read, or is too long
+    component_protocol = 175,          // a reply that cannot be read, or is too long
+    component_unexpected_reply = 176,  // SMTP: a reply of another kind than the command has, no refusal
+    component_reply_code = 177,        // SMTP: a reply with a code below 200 or above 599 (RFC 5321 4.2.1)
     component_tls = 276,
     component_no_upgrade = 277,   // STARTTLS or STLS is required, and refused
     component_certificate = 278,  // of the server: not trusted, not valid now, or of another host
     component_timeout = 301,
     component_http = 178,       // web: the status is 400 or above; the text holds it with its reason
     component_no_answer = 179,  // web: no whole answer came
+};
+
+// How a method ended, and whose number tells it: the component's own, a socket's (platform::SocketError), or,
+// for SMTP, that of the reply that refused. Functions of a component give the bare number, 0 for success; the
+// ranges of the three do not meet.
+class ComponentFailure {
+  public:
+    enum class Source { none, component, socket, reply };
+    // Replies that refuse: for now below first_for_good, and for good (RFC 5321 4.2.1).
+    static constexpr int first_refusal = 400, first_for_good = 500, last_refusal = 599;
+
+    constexpr ComponentFailure() = default;
+    constexpr ComponentFailure(ComponentError error)
+        : source_(error == component_ok ? Source::none : Source::component), number_(error) {}
+    static constexpr ComponentFailure OfSocket(int error) { return {Source::socket, error}; }
+    // `code`: first_refusal to last_refusal.
+    static constexpr ComponentFailure OfReply(int code) { return {Source::reply, code}; }
+
+    constexpr explicit operator bool() const { return source_ != Source::none; }
+    constexpr int Number() const { return number_; }
+    constexpr bool IsByServer() const { return source_ == Source::reply; }
+    constexpr bool IsForGood() const { return IsByServer() && number_ >= first_for_good; }
+    constexpr bool operator==(ComponentFailure const&) const = default;
+
+  private:
+    constexpr ComponentFailure(Source source, int number) : source_(source), number_(number) {}
+
+    Source source_ = Source::none;
+    int number_ = component_ok;
 };
 
 struct ConnectionStatusEvent {

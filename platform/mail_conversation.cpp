@@ -43,44 +43,46 @@ void MailConversation::Trail(int direction, char const* message) {
     Fire(numbers_.trail, PITrailEvent{direction, message});
 }
 
-int MailConversation::Fail(int code, CString const& text) {
-    if (quiet_) return code;
-    error_code_ = code;
+ComponentFailure MailConversation::Fail(ComponentFailure failure, CString const& text) {
+    if (quiet_) return failure;
+    failure_ = failure;
     error_text_ = text;
-    Fire(numbers_.error, ErrorEvent{code, error_text_});
-    return code;
+    Fire(numbers_.error, ErrorEvent{failure.Number(), error_text_});
+    return failure;
 }
 
 void MailConversation::ForgetError() {
-    error_code_ = component_ok;
+    failure_ = {};
     error_text_.Empty();
 }
 
-// The error is told before the end of the connection, so that whoever notes the progress sees where it broke.
-int MailConversation::FailAndClose(int code, CString const& text) {
-    Fail(code, text);
+// The error event comes before the end of the connection, so that a watcher of the events sees which step
+// failed.
+ComponentFailure MailConversation::FailAndClose(ComponentFailure failure, CString const& text) {
+    Fail(failure, text);
     Close();
-    return code;
+    return failure;
 }
 
-int MailConversation::FailBySocket() {
+ComponentFailure MailConversation::FailBySocket() {
     int const error = GetLastSocketError();
     if (socket_.Interrupted()) {
         socket_.Resume();
         return FailAndClose(component_interrupted, text_interrupted);
     }
-    if (error == 0) return FailAndClose(socket_aborted, "The server closed the connection.");
+    if (error == 0)
+        return FailAndClose(ComponentFailure::OfSocket(socket_aborted), "The server closed the connection.");
     if (error == socket_timed_out) return FailAndClose(component_timeout, text_timeout);
     if (error == socket_aborted && IsSecure())
         return FailAndClose(component_tls, "The secured connection is broken.");
     for (auto const& known : socket_texts)
-        if (known.error == error) return FailAndClose(error, known.text);
+        if (known.error == error) return FailAndClose(ComponentFailure::OfSocket(error), known.text);
     CString text;
     text.Format("Socket error %d.", error);
-    return FailAndClose(error, text);
+    return FailAndClose(ComponentFailure::OfSocket(error), text);
 }
 
-int MailConversation::Open() {
+ComponentFailure MailConversation::Open() {
     Close();
     CString place;
     place.Format("%s:%d", static_cast<char const*>(settings_.server), settings_.port);
@@ -93,14 +95,14 @@ int MailConversation::Open() {
     if (settings_.server.IsEmpty() || !socket_.Create() ||
         !socket_.ConnectWithin(settings_.server, static_cast<unsigned>(settings_.port), limit)) {
         bool const no_host = settings_.server.IsEmpty() || GetLastSocketError() == socket_invalid;
-        return no_host ? Fail(socket_invalid, text_no_host) : FailBySocket();
+        return no_host ? Fail(ComponentFailure::OfSocket(socket_invalid), text_no_host) : FailBySocket();
     }
     Inform("Connected.");
     Fire(numbers_.connection_status, ConnectionStatusEvent{"Connected to " + place});
-    return settings_.security == security_tls ? Secure() : component_ok;
+    return settings_.security == security_tls ? Secure() : ComponentFailure();
 }
 
-int MailConversation::Secure() {
+ComponentFailure MailConversation::Secure() {
     const TlsOptions options{settings_.server, static_cast<unsigned>(settings_.port), settings_.ca_file,
                              settings_.verify != 0};
     Fire(numbers_.ssl_status, SSLStatusEvent{"Starting the handshake."});
@@ -114,7 +116,7 @@ int MailConversation::Secure() {
     return component_ok;
 }
 
-int MailConversation::FailByHandshake(TlsFailure failure) {
+ComponentFailure MailConversation::FailByHandshake(TlsFailure failure) {
     const CString why = socket_.FailureText();
     Fire(numbers_.ssl_status, SSLStatusEvent{"The handshake failed: " + why});
     switch (failure) {
@@ -139,19 +141,19 @@ void MailConversation::Close() {
     Fire(numbers_.connection_status, ConnectionStatusEvent{"Disconnected"});
 }
 
-int MailConversation::SendLine(CString line, char const* shown) {
+ComponentFailure MailConversation::SendLine(CString line, char const* shown) {
     Trail(trail_sent, shown ? shown : static_cast<char const*>(line));
     line += "\r\n";
-    int const error = SendText(line);
+    const ComponentFailure failure = SendText(line);
     if (shown) Wipe(line);
-    return error;
+    return failure;
 }
 
-int MailConversation::SendText(CString text) {
-    return socket_.SendBlock(text, 0, 0) < 0 ? FailBySocket() : component_ok;
+ComponentFailure MailConversation::SendText(CString text) {
+    return socket_.SendBlock(text, 0, 0) < 0 ? FailBySocket() : ComponentFailure();
 }
 
-int MailConversation::ReadLine(CString& line) {
+ComponentFailure MailConversation::ReadLine(CString& line) {
     line.Empty();
     int const length = socket_.GetLine(line, 0, 0);
     if (length < 1) {
@@ -163,7 +165,7 @@ int MailConversation::ReadLine(CString& line) {
     return component_ok;
 }
 
-int MailConversation::ReadText(CString& text, int limit) {
+ComponentFailure MailConversation::ReadText(CString& text, int limit) {
     socket_.SetLineLimit(SocketSupport::default_line_limit);
     const DotText read = ReadDotText(socket_, limit, text);
     socket_.SetLineLimit(reply_limit);
@@ -173,9 +175,9 @@ int MailConversation::ReadText(CString& text, int limit) {
 }
 
 // The protocols are those of TLS 1.2 and above, whatever else is asked for.
-int MailConversation::Configure(CString const& line) {
+ComponentFailure MailConversation::Configure(CString const& line) {
     return line.Left(line.Find('=') + 1) == "SSLEnabledProtocols="
-               ? component_ok
+               ? ComponentFailure()
                : Fail(component_unknown, "Unknown configuration: " + line);
 }
 

@@ -8,14 +8,14 @@
 namespace platform {
 
 // What the SMTP and the POP component have in common: the connection and its security, lines in and out with
-// their trail, events, and the last error. Methods give component_ok or the error.
+// their trail, events, and the last failure.
 class MailConversation {
   public:
     MailConversation(MailConversation const&) = delete;
     MailConversation& operator=(MailConversation const&) = delete;
 
     CString const& LastErrorText() const { return error_text_; }
-    int LastErrorCode() const { return error_code_; }
+    ComponentFailure LastFailure() const { return failure_; }
     // From any thread: ends the method that runs now, or the next one, with component_interrupted.
     void Interrupt() noexcept { socket_.Interrupt(); }
 
@@ -39,29 +39,29 @@ class MailConversation {
 
     bool IsOpen() const { return socket_.IsOpen(); }
     // Connects, with TLS from the first byte where that is set.
-    int Open();
+    ComponentFailure Open();
     // The handshake.
-    int Secure();
+    ComponentFailure Secure();
     void Close();
     // A line with its CR LF behind it; `shown` stands in the trail in its place.
-    int SendLine(CString line, char const* shown = nullptr);
+    ComponentFailure SendLine(CString line, char const* shown = nullptr);
     // Any text, without a trail.
-    int SendText(CString text);
+    ComponentFailure SendText(CString text);
     // A line without its line end.
-    int ReadLine(CString& line);
+    ComponentFailure ReadLine(CString& line);
     // The rest of a reply of many lines, as ReadDotText gives it.
-    int ReadText(CString& text, int limit);
-    // Notes the error and tells it; gives `code`.
-    int Fail(int code, CString const& text);
-    int FailAndClose(int code, CString const& text);
-    int FailBySocket();
+    ComponentFailure ReadText(CString& text, int limit);
+    // Notes the failure and tells it; gives it back.
+    ComponentFailure Fail(ComponentFailure failure, CString const& text);
+    ComponentFailure FailAndClose(ComponentFailure failure, CString const& text);
+    ComponentFailure FailBySocket();
     void Inform(char const* information) { Trail(trail_information, information); }
     bool Upgrades() const {
         return settings_.security == security_upgrade || settings_.security == security_upgrade_if_offered;
     }
     bool IsSecure() const { return socket_.IsSecure(); }
     // Takes a configuration line, "NAME=VALUE".
-    int Configure(CString const& line);
+    ComponentFailure Configure(CString const& line);
     void ForgetError();
     // Failures are not noted and not told while one lives.
     class Quiet {
@@ -86,13 +86,13 @@ class MailConversation {
         dispatcher_(object_, number, &event);
     }
     void Trail(int direction, char const* message);
-    int FailByHandshake(TlsFailure failure);
+    ComponentFailure FailByHandshake(TlsFailure failure);
 
     const EventNumbers numbers_;
     const ComponentDispatcher dispatcher_;
     void* const object_;
     bool quiet_ = false;
-    int error_code_ = component_ok;
+    ComponentFailure failure_;
     CString error_text_;
 };
 

@@ -45,27 +45,27 @@ class PopsComponent : public MailConversation {
         settings_.port = default_port;
     }
 
-    int Set(int property, ComponentValue const& value);
+    ComponentFailure Set(int property, ComponentValue const& value);
     POPSValue Get(int property, int index) const;
-    int Do(int method, int count, ComponentValue const* arguments);
+    ComponentFailure Do(int method, int count, ComponentValue const* arguments);
 
   private:
-    int Connect();
-    int LogIn(CString const& greeting);
-    int Upgrade();
-    int Stat();
-    int List();
-    int ListSizes();
+    ComponentFailure Connect();
+    ComponentFailure LogIn(CString const& greeting);
+    ComponentFailure Upgrade();
+    ComponentFailure Stat();
+    ComponentFailure List();
+    ComponentFailure ListSizes();
     template <class Take>
-    int ForEachLine(Take take);
-    int Fetch(CString const& command);
-    int Choose(int number);
-    int Quit();
-    int Reset();
+    ComponentFailure ForEachLine(Take take);
+    ComponentFailure Fetch(CString const& command);
+    ComponentFailure Choose(int number);
+    ComponentFailure Quit();
+    ComponentFailure Reset();
     // Sends, and reads the reply; "-ERR" is a failure. `shown` stands in the trail in the command's place.
-    int Command(CString const& line, CString& reply, char const* shown = nullptr);
-    int ReadReply(CString& reply);
-    int Command(CString const& line) {
+    ComponentFailure Command(CString const& line, CString& reply, char const* shown = nullptr);
+    ComponentFailure ReadReply(CString& reply);
+    ComponentFailure Command(CString const& line) {
         CString reply;
         return Command(line, reply);
     }
@@ -78,7 +78,7 @@ class PopsComponent : public MailConversation {
     CString unique_id_, text_;
 };
 
-int PopsComponent::Set(int property, ComponentValue const& value) {
+ComponentFailure PopsComponent::Set(int property, ComponentValue const& value) {
     switch (property) {
         case pops_auth: auth_ = value.Number(); break;
         case pops_port: settings_.port = value.Number(); break;
@@ -111,7 +111,7 @@ POPSValue PopsComponent::Get(int property, int index) const {
     }
 }
 
-int PopsComponent::Do(int method, int count, ComponentValue const* arguments) {
+ComponentFailure PopsComponent::Do(int method, int count, ComponentValue const* arguments) {
     auto const number = [&](int index) { return CString(std::to_string(arguments[index].Number()).c_str()); };
     int const wanted = method == pops_top                                                             ? 2
                        : method == pops_configure || method == pops_retrieve || method == pops_delete ? 1
@@ -137,7 +137,7 @@ int PopsComponent::Do(int method, int count, ComponentValue const* arguments) {
     }
 }
 
-int PopsComponent::Reset() {
+ComponentFailure PopsComponent::Reset() {
     socket_.Close();  // the first state, of which nothing is told
     Wipe(settings_.password);
     settings_ = {};
@@ -153,56 +153,57 @@ int PopsComponent::Reset() {
 
 // --- The conversation ---
 
-int PopsComponent::ReadReply(CString& reply) {
-    if (int const error = ReadLine(reply)) return error;
-    return reply.Left(3) == "+OK" ? component_ok : Fail(component_refused, reply);
+ComponentFailure PopsComponent::ReadReply(CString& reply) {
+    if (const ComponentFailure failure = ReadLine(reply)) return failure;
+    return reply.Left(3) == "+OK" ? ComponentFailure() : Fail(component_refused, reply);
 }
 
-int PopsComponent::Command(CString const& line, CString& reply, char const* shown) {
-    if (int const error = SendLine(line, shown)) return error;
+ComponentFailure PopsComponent::Command(CString const& line, CString& reply, char const* shown) {
+    if (const ComponentFailure failure = SendLine(line, shown)) return failure;
     return ReadReply(reply);
 }
 
-int PopsComponent::Connect() {
+ComponentFailure PopsComponent::Connect() {
     count_ = 0;
     sizes_.clear();
-    if (int const error = Open()) return error;
+    if (const ComponentFailure failure = Open()) return failure;
     CString greeting;
-    int error = ReadReply(greeting);
-    if (error == component_ok && Upgrades()) error = Upgrade();
-    if (error == component_ok) error = LogIn(greeting);
-    if (error == component_ok) error = Stat();
-    if (error != component_ok && IsOpen()) {
+    ComponentFailure failure = ReadReply(greeting);
+    if (!failure && Upgrades()) failure = Upgrade();
+    if (!failure) failure = LogIn(greeting);
+    if (!failure) failure = Stat();
+    if (failure && IsOpen()) {
         const Quiet quiet(*this);
         Quit();
     }
-    return error;
+    return failure;
 }
 
 // What a server offers it tells since RFC 2449; one that does not tell offers nothing.
-int PopsComponent::Upgrade() {
+ComponentFailure PopsComponent::Upgrade() {
     if (settings_.security == security_upgrade_if_offered) {
         bool offered = false;
         const Quiet quiet(*this);
-        int const told = Command("CAPA");
-        if (told == component_ok)
-            if (int const error = ForEachLine([&](CString const& line) { offered |= line == "STLS"; }))
-                return error;
-        if (!IsOpen() || !offered) return IsOpen() ? component_ok : told;
+        const ComponentFailure told = Command("CAPA");
+        if (!told)
+            if (const ComponentFailure failure =
+                    ForEachLine([&](CString const& line) { offered |= line == "STLS"; }))
+                return failure;
+        if (!IsOpen() || !offered) return IsOpen() ? ComponentFailure() : told;
     }
     CString reply;
-    if (int const error = SendLine("STLS")) return error;
-    if (int const error = ReadLine(reply)) return error;
+    if (const ComponentFailure failure = SendLine("STLS")) return failure;
+    if (const ComponentFailure failure = ReadLine(reply)) return failure;
     if (reply.Left(3) != "+OK") return Fail(component_no_upgrade, "STLS is not available: " + reply);
     return Secure();
 }
 
 // The lines of a reply up to the closing one.
 template <class Take>
-int PopsComponent::ForEachLine(Take take) {
+ComponentFailure PopsComponent::ForEachLine(Take take) {
     for (int lines = 0; lines < longest_list; ++lines) {
         CString line;
-        if (int const error = ReadLine(line)) return error;
+        if (const ComponentFailure failure = ReadLine(line)) return failure;
         if (line == ".") return component_ok;
         take(line);
     }
@@ -210,7 +211,7 @@ int PopsComponent::ForEachLine(Take take) {
 }
 
 // User names and passwords with a line end in them would be commands of their own.
-int PopsComponent::LogIn(CString const& greeting) {
+ComponentFailure PopsComponent::LogIn(CString const& greeting) {
     if (settings_.user.FindOneOf("\r\n") >= 0 || settings_.password.FindOneOf("\r\n") >= 0)
         return Fail(component_authentication, "Authentication failed: a line end in user or password.");
     CString reply;
@@ -223,33 +224,33 @@ int PopsComponent::LogIn(CString const& greeting) {
         const CString head = "APOP " + settings_.user + " ";
         return Command(head + digest.c_str(), reply, head + hidden);
     }
-    if (int const error = Command("USER " + settings_.user)) return error;
+    if (const ComponentFailure failure = Command("USER " + settings_.user)) return failure;
     CString line = "PASS " + settings_.password;
-    int const error = Command(line, reply, CString("PASS ") + hidden);
+    const ComponentFailure failure = Command(line, reply, CString("PASS ") + hidden);
     Wipe(line);
-    return error;
+    return failure;
 }
 
-int PopsComponent::Stat() {
+ComponentFailure PopsComponent::Stat() {
     CString reply;
-    if (int const error = Command("STAT", reply)) return error;
+    if (const ComponentFailure failure = Command("STAT", reply)) return failure;
     count_ = std::clamp(std::atoi(reply.Mid(4)), 0, longest_list);
     return component_ok;
 }
 
-int PopsComponent::Choose(int number) {
+ComponentFailure PopsComponent::Choose(int number) {
     if (!IsOpen()) return Fail(component_not_connected, "Not connected.");
     unique_id_.Empty();
     const CString text = std::to_string(number).c_str();
     CString reply;
     int told = 0;
-    if (int const error = Command("UIDL " + text, reply)) return error;
+    if (const ComponentFailure failure = Command("UIDL " + text, reply)) return failure;
     Divide(reply.Mid(4), told, unique_id_);
     return component_ok;
 }
 
-int PopsComponent::List() {
-    if (int const error = Command("UIDL")) return error;
+ComponentFailure PopsComponent::List() {
+    if (const ComponentFailure failure = Command("UIDL")) return failure;
     return ForEachLine([&](CString const& line) {
         int number = 0;
         CString unique_id;
@@ -259,9 +260,9 @@ int PopsComponent::List() {
     });
 }
 
-int PopsComponent::ListSizes() {
+ComponentFailure PopsComponent::ListSizes() {
     sizes_.clear();
-    if (int const error = Command("LIST")) return error;
+    if (const ComponentFailure failure = Command("LIST")) return failure;
     return ForEachLine([&](CString const& line) {
         int number = 0;
         CString size;
@@ -270,22 +271,22 @@ int PopsComponent::ListSizes() {
     });
 }
 
-int PopsComponent::Fetch(CString const& command) {
+ComponentFailure PopsComponent::Fetch(CString const& command) {
     text_.Empty();
-    if (int const error = Command(command)) return error;
+    if (const ComponentFailure failure = Command(command)) return failure;
     CString wire;
-    if (int const error = ReadText(wire, largest_message)) return error;
+    if (const ComponentFailure failure = ReadText(wire, largest_message)) return failure;
     text_ = DotUnstuffed(wire.View());
     return component_ok;
 }
 
 // The server deletes now, so a farewell that fails is a failure.
-int PopsComponent::Quit() {
+ComponentFailure PopsComponent::Quit() {
     if (!IsOpen()) return component_ok;
     CString reply;
-    int const error = Command("QUIT", reply);
+    const ComponentFailure failure = Command("QUIT", reply);
     Close();
-    return error;
+    return failure;
 }
 
 // --- The functions ---
@@ -297,7 +298,7 @@ POPSHandle POPS_Create(ComponentDispatcher dispatcher, void* object) {
 void POPS_Destroy(POPSHandle handle) { delete handle; }
 
 int POPS_Set(POPSHandle handle, int property, int, ComponentValue const& value, int) {
-    return handle->Set(property, value);
+    return handle->Set(property, value).Number();
 }
 
 POPSValue POPS_Get(POPSHandle handle, int property, int index, int* length) {
@@ -307,12 +308,12 @@ POPSValue POPS_Get(POPSHandle handle, int property, int index, int* length) {
 }
 
 int POPS_Do(POPSHandle handle, int method, int count, ComponentValue const* arguments, int const*) {
-    return handle->Do(method, count, arguments);
+    return handle->Do(method, count, arguments).Number();
 }
 
 char const* POPS_GetLastError(POPSHandle handle) { return handle->LastErrorText(); }
 
-int POPS_GetLastErrorCode(POPSHandle handle) { return handle->LastErrorCode(); }
+int POPS_GetLastErrorCode(POPSHandle handle) { return handle->LastFailure().Number(); }
 
 int POPS::Dispatch(void* object, int event, void* parameters) {
     auto* const self = static_cast<POPS*>(object);

@@ -72,7 +72,7 @@ class POPSValue {
     CString text_;
 };
 
-// Results: platform::ComponentError and what it names.
+// Results: the number of a platform::ComponentFailure.
 TESSALY_API POPSHandle POPS_Create(platform::ComponentDispatcher dispatcher, void* object);
 TESSALY_API void POPS_Destroy(POPSHandle handle);
 // `index` and `length` are not used by it.

@@ -15,6 +15,8 @@ using namespace platform;
 namespace {
 
 constexpr std::size_t longest_line = 998;
+constexpr int first_code = 200;
+constexpr int shown_of_reply = 200;  // bytes
 constexpr int default_port = 25;
 constexpr char const* sender_and_recipients_needed = "Sender and recipients are needed.";
 
@@ -57,36 +59,42 @@ class SmtpsComponent : public MailConversation {
         settings_.port = default_port;
     }
 
-    int Set(int property, ComponentValue const& value);
-    int Do(int method, int count, ComponentValue const* arguments);
+    ComponentFailure Set(int property, ComponentValue const& value);
+    ComponentFailure Do(int method, int count, ComponentValue const* arguments);
 
   private:
+    // The kinds of replies that are no refusal, by the first digit of their code.
+    enum class Kind { completion = 2, intermediate = 3 };
     struct Reply {
-        int code = 0;
+        int code = 0;       // first_code to ComponentFailure::last_refusal; 0 for no reply
         CString last;       // line
         std::string lines;  // all of them, in capitals, each behind a line end
+
+        bool Is(Kind kind) const { return code / 100 == static_cast<int>(kind); }
     };
     enum class Method { cram_md5, login, plain };
 
-    int Connect();
-    int Hello();
-    int Upgrade();
-    int Authenticate();
-    int Try(Method method, Reply& reply);
-    int Send();
-    int Envelope();
-    int Begin();
-    int Quit();
-    int Reset();
+    ComponentFailure Connect();
+    ComponentFailure Hello();
+    ComponentFailure Upgrade();
+    ComponentFailure Authenticate();
+    ComponentFailure Try(Method method, Reply& reply);
+    ComponentFailure Send();
+    ComponentFailure Envelope();
+    ComponentFailure Begin();
+    ComponentFailure Quit();
+    ComponentFailure Reset();
     // Sends and reads the reply; a failure only for a lost connection or an unreadable reply.
-    int Ask(CString const& line, Reply& reply, char const* shown = nullptr);
-    int ReadReply(Reply& reply);
-    // The same, and a reply of another class than `wanted` (2 or 3) is a failure.
-    int Command(CString const& line, int wanted);
-    int Refused(Reply const& reply) { return Fail(reply.code, reply.last); }
+    ComponentFailure Ask(CString const& line, Reply& reply, char const* shown = nullptr);
+    ComponentFailure ReadReply(Reply& reply);
+    // The same, and a reply of another kind is a failure.
+    ComponentFailure Command(CString const& line, Kind wanted);
+    // The failure that a reply is that the conversation cannot go on with.
+    ComponentFailure Refused(Reply const& reply);
+    ComponentFailure Unreadable(ComponentError error, char const* why, CString const& line);
     bool Offers(char const* extension) const;
     bool OffersMethod(char const* name) const;
-    int AnswerSecret(std::string secret, Reply& reply);
+    ComponentFailure AnswerSecret(std::string secret, Reply& reply);
     CString Message() const;
 
     CString from_, recipients_, text_, headers_, message_, hello_name_;
@@ -95,7 +103,7 @@ class SmtpsComponent : public MailConversation {
     std::string extensions_;
 };
 
-int SmtpsComponent::Set(int property, ComponentValue const& value) {
+ComponentFailure SmtpsComponent::Set(int property, ComponentValue const& value) {
     switch (property) {
         case smtps_auth: auth_ = value.Number(); break;
         case smtps_from: from_ = value.Text(); break;
@@ -121,7 +129,7 @@ int SmtpsComponent::Set(int property, ComponentValue const& value) {
     return component_ok;
 }
 
-int SmtpsComponent::Do(int method, int count, ComponentValue const* arguments) {
+ComponentFailure SmtpsComponent::Do(int method, int count, ComponentValue const* arguments) {
     switch (method) {
         case smtps_configure:
             return count == 1 ? Configure(arguments[0].Text())
@@ -130,14 +138,15 @@ int SmtpsComponent::Do(int method, int count, ComponentValue const* arguments) {
         case smtps_send: return Send();
         case smtps_disconnect: return Quit();
         case smtps_reset_mail:
-            return IsOpen() ? Command("RSET", 2) : Fail(component_not_connected, "Not connected.");
+            return IsOpen() ? Command("RSET", Kind::completion)
+                            : Fail(component_not_connected, "Not connected.");
         case smtps_reset: return Reset();
         case smtps_interrupt: Interrupt(); return component_ok;
         default: return Fail(component_unknown, "Unknown method.");
     }
 }
 
-int SmtpsComponent::Reset() {
+ComponentFailure SmtpsComponent::Reset() {
     socket_.Close();  // the first state, of which nothing is told
     Wipe(settings_.password);
     settings_ = {};
@@ -152,60 +161,72 @@ int SmtpsComponent::Reset() {
 
 // --- Replies ---
 
-int SmtpsComponent::ReadReply(Reply& reply) {
+ComponentFailure SmtpsComponent::ReadReply(Reply& reply) {
     reply = {};
     for (;;) {
-        if (int const error = ReadLine(reply.last)) return error;
+        if (const ComponentFailure failure = ReadLine(reply.last)) return failure;
         reply.lines += "\n" + Upper(reply.last.View());
         const std::string_view line = reply.last.View();
         bool const has_code = line.size() >= 3 && std::all_of(line.begin(), line.begin() + 3,
                                                               [](char c) { return c >= '0' && c <= '9'; });
-        if (!has_code || reply.lines.size() > reply_limit) {
-            return FailAndClose(component_protocol,
-                                "The server's reply cannot be read: " + reply.last.Left(200));
-        }
+        if (!has_code || reply.lines.size() > reply_limit)
+            return Unreadable(component_protocol, "The server's reply cannot be read: ", reply.last);
         if (line.size() > 3 && line[3] == '-') continue;
-        reply.code = std::atoi(reply.last);
+        int const code = std::atoi(reply.last);
+        if (code < first_code || code > ComponentFailure::last_refusal)
+            return Unreadable(component_reply_code, "The server's reply has no code of SMTP: ", reply.last);
+        reply.code = code;
         return component_ok;
     }
 }
 
-int SmtpsComponent::Ask(CString const& line, Reply& reply, char const* shown) {
-    if (int const error = SendLine(line, shown)) return error;
+ComponentFailure SmtpsComponent::Unreadable(ComponentError error, char const* why, CString const& line) {
+    return FailAndClose(error, why + line.Left(shown_of_reply));
+}
+
+ComponentFailure SmtpsComponent::Refused(Reply const& reply) {
+    if (reply.code >= ComponentFailure::first_refusal)
+        return Fail(ComponentFailure::OfReply(reply.code), reply.last);
+    return Unreadable(component_unexpected_reply,
+                      "The server's reply does not fit the command: ", reply.last);
+}
+
+ComponentFailure SmtpsComponent::Ask(CString const& line, Reply& reply, char const* shown) {
+    if (const ComponentFailure failure = SendLine(line, shown)) return failure;
     return ReadReply(reply);
 }
 
-int SmtpsComponent::Command(CString const& line, int wanted) {
+ComponentFailure SmtpsComponent::Command(CString const& line, Kind wanted) {
     Reply reply;
-    if (int const error = Ask(line, reply)) return error;
-    return reply.code / 100 == wanted ? component_ok : Refused(reply);
+    if (const ComponentFailure failure = Ask(line, reply)) return failure;
+    return reply.Is(wanted) ? ComponentFailure() : Refused(reply);
 }
 
 // --- The connection ---
 
-int SmtpsComponent::Connect() {
-    if (int const error = Open()) return error;
+ComponentFailure SmtpsComponent::Connect() {
+    if (const ComponentFailure failure = Open()) return failure;
     Reply reply;
-    if (int const error = ReadReply(reply)) return error;
-    int error = reply.code / 100 == 2 ? Hello() : Refused(reply);
-    if (error == component_ok && Upgrades()) error = Upgrade();
-    if (error == component_ok && !settings_.user.IsEmpty() && auth_ != smtps_auth_none)
-        error = Authenticate();
-    if (error != component_ok && IsOpen()) Quit();
-    return error;
+    if (const ComponentFailure failure = ReadReply(reply)) return failure;
+    ComponentFailure failure = reply.Is(Kind::completion) ? Hello() : Refused(reply);
+    if (!failure && Upgrades()) failure = Upgrade();
+    if (!failure && !settings_.user.IsEmpty() && auth_ != smtps_auth_none) failure = Authenticate();
+    if (failure && IsOpen()) Quit();
+    return failure;
 }
 
 // EHLO, and HELO for a server that does not know it.
-int SmtpsComponent::Hello() {
+ComponentFailure SmtpsComponent::Hello() {
     char name[256] = "localhost";
     if (hello_name_.IsEmpty()) platform::GetHostName(name, sizeof name);
     const CString mine = hello_name_.IsEmpty() ? CString(name) : hello_name_;
     Reply reply;
-    if (int const error = Ask("EHLO " + mine, reply)) return error;
+    if (const ComponentFailure failure = Ask("EHLO " + mine, reply)) return failure;
     extensions_ = reply.lines;
-    if (reply.code / 100 == 2) return component_ok;
+    if (reply.Is(Kind::completion)) return component_ok;
     extensions_.clear();
-    return reply.code / 100 == 5 ? Command("HELO " + mine, 2) : Refused(reply);
+    return reply.code >= ComponentFailure::first_for_good ? Command("HELO " + mine, Kind::completion)
+                                                          : Refused(reply);
 }
 
 bool SmtpsComponent::Offers(char const* extension) const {
@@ -216,12 +237,13 @@ bool SmtpsComponent::Offers(char const* extension) const {
 
 // Where the upgrade is required it is asked for even if it is not offered, so that the server's own word is
 // on record.
-int SmtpsComponent::Upgrade() {
+ComponentFailure SmtpsComponent::Upgrade() {
     if (settings_.security == security_upgrade_if_offered && !Offers("STARTTLS")) return component_ok;
     Reply reply;
-    if (int const error = Ask("STARTTLS", reply)) return error;
-    if (reply.code / 100 != 2) return Fail(component_no_upgrade, "STARTTLS is not available: " + reply.last);
-    if (int const error = Secure()) return error;
+    if (const ComponentFailure failure = Ask("STARTTLS", reply)) return failure;
+    if (!reply.Is(Kind::completion))
+        return Fail(component_no_upgrade, "STARTTLS is not available: " + reply.last);
+    if (const ComponentFailure failure = Secure()) return failure;
     return Hello();
 }
 
@@ -238,7 +260,7 @@ bool SmtpsComponent::OffersMethod(char const* name) const {
     return false;
 }
 
-int SmtpsComponent::Authenticate() {
+ComponentFailure SmtpsComponent::Authenticate() {
     constexpr struct {
         Method method;
         int setting;
@@ -251,39 +273,40 @@ int SmtpsComponent::Authenticate() {
         bool const allowed = auth_ == known.setting ||
                              (auth_ == smtps_auth_any && (known.method != Method::plain || IsSecure()));
         if (!allowed || !OffersMethod(known.name)) continue;
-        if (int const error = Try(known.method, reply)) return error;
-        if (reply.code / 100 == 2) return component_ok;
+        if (const ComponentFailure failure = Try(known.method, reply)) return failure;
+        if (reply.Is(Kind::completion)) return component_ok;
     }
     return reply.code != 0 ? Refused(reply)
                            : Fail(component_authentication,
                                   "Authentication failed: the server offers no method that can be used.");
 }
 
-int SmtpsComponent::AnswerSecret(std::string secret, Reply& reply) {
+ComponentFailure SmtpsComponent::AnswerSecret(std::string secret, Reply& reply) {
     std::string base64 = Base64Of(secret);
     CString line{std::string_view(base64)};
     Wipe(secret);
     Wipe(base64);
-    int const error = Ask(line, reply, hidden);
+    const ComponentFailure failure = Ask(line, reply, hidden);
     Wipe(line);
-    return error;
+    return failure;
 }
 
 // A failure only when the conversation cannot go on; what the server says is in `reply`.
-int SmtpsComponent::Try(Method method, Reply& reply) {
+ComponentFailure SmtpsComponent::Try(Method method, Reply& reply) {
     const std::string user(settings_.user.View());
     const std::string_view password = settings_.password.View();
     if (method == Method::plain) {
         const std::string nul(1, '\0');
-        if (int const error = Ask("AUTH PLAIN", reply)) return error;
-        return reply.code / 100 == 3 ? AnswerSecret((nul + user + nul).append(password), reply)
-                                     : component_ok;
+        if (const ComponentFailure failure = Ask("AUTH PLAIN", reply)) return failure;
+        return reply.Is(Kind::intermediate) ? AnswerSecret((nul + user + nul).append(password), reply)
+                                            : ComponentFailure();
     }
-    if (int const error = Ask(method == Method::login ? "AUTH LOGIN" : "AUTH CRAM-MD5", reply)) return error;
-    if (reply.code / 100 != 3) return component_ok;
+    if (const ComponentFailure failure = Ask(method == Method::login ? "AUTH LOGIN" : "AUTH CRAM-MD5", reply))
+        return failure;
+    if (!reply.Is(Kind::intermediate)) return component_ok;
     if (method == Method::login) {
-        if (int const error = AnswerSecret(user, reply)) return error;
-        return reply.code / 100 == 3 ? AnswerSecret(std::string(password), reply) : component_ok;
+        if (const ComponentFailure failure = AnswerSecret(user, reply)) return failure;
+        return reply.Is(Kind::intermediate) ? AnswerSecret(std::string(password), reply) : ComponentFailure();
     }
     std::string challenge;
     if (!FromBase64(reply.last.View().substr(std::min<std::size_t>(4, reply.last.View().size())), challenge))
@@ -295,56 +318,58 @@ int SmtpsComponent::Try(Method method, Reply& reply) {
 
 CString SmtpsComponent::Message() const { return message_.IsEmpty() ? headers_ + "\r\n" + text_ : message_; }
 
-int SmtpsComponent::Send() {
+ComponentFailure SmtpsComponent::Send() {
     const CString message = Message();
     const std::vector<CString> to = AddressesIn(recipients_);
     if (!IsAddress(from_) || to.empty() || !std::all_of(to.begin(), to.end(), IsAddress))
         return Fail(component_missing, sender_and_recipients_needed);
     if (HasTooLongLine(message.View()))
         return Fail(component_line_too_long, "A line of the message is longer than 998 bytes.");
-    int error = Begin();
-    if (error == component_ok) error = Envelope();
-    if (error == component_ok) {
+    ComponentFailure failure = Begin();
+    if (!failure) failure = Envelope();
+    if (!failure) {
         CString wire;
         wire.Reserve(message.GetLength() + message.GetLength() / 64 + 8);
         AppendDotStuffed(wire, message.View());
         wire += message.View().ends_with("\r\n") ? ".\r\n" : "\r\n.\r\n";
-        error = SendText(wire);
+        failure = SendText(wire);
     }
-    if (error == component_ok) {
+    if (!failure) {
         Reply reply;
-        error = ReadReply(reply);
-        if (error == component_ok && reply.code / 100 != 2) error = Refused(reply);
+        failure = ReadReply(reply);
+        if (!failure && !reply.Is(Kind::completion)) failure = Refused(reply);
     }
     if (IsOpen() && !keep_) Quit();
-    return error;
+    return failure;
 }
 
 // A connection that was kept may have been closed by the server meanwhile; then there is a new one.
-int SmtpsComponent::Begin() {
+ComponentFailure SmtpsComponent::Begin() {
     if (IsOpen()) {
         const Quiet quiet(*this);
         Reply reply;
         bool const silent = !socket_.Readable(0);  // else it is the end, or a farewell
-        if (silent && Ask("RSET", reply) == component_ok && reply.code / 100 == 2) return component_ok;
+        if (silent && !Ask("RSET", reply) && reply.Is(Kind::completion)) return component_ok;
         Close();
     }
     return Connect();
 }
 
-int SmtpsComponent::Envelope() {
-    if (int const error = Command("MAIL FROM:<" + from_ + ">", 2)) return error;
+ComponentFailure SmtpsComponent::Envelope() {
+    if (const ComponentFailure failure = Command("MAIL FROM:<" + from_ + ">", Kind::completion))
+        return failure;
     for (CString const& address : AddressesIn(recipients_))
-        if (int const error = Command("RCPT TO:<" + address + ">", 2)) return error;
-    return Command("DATA", 3);
+        if (const ComponentFailure failure = Command("RCPT TO:<" + address + ">", Kind::completion))
+            return failure;
+    return Command("DATA", Kind::intermediate);
 }
 
-// What goes wrong in a farewell is nobody's concern.
-int SmtpsComponent::Quit() {
+// A failure behind the last mail changes nothing that was told.
+ComponentFailure SmtpsComponent::Quit() {
     if (!IsOpen()) return component_ok;
     const Quiet quiet(*this);
     Reply reply;
-    if (SendLine("QUIT") == component_ok) ReadReply(reply);
+    if (!SendLine("QUIT")) ReadReply(reply);
     Close();
     return component_ok;
 }
@@ -358,16 +383,18 @@ SMTPSHandle SMTPS_Create(ComponentDispatcher dispatcher, void* object) {
 void SMTPS_Destroy(SMTPSHandle handle) { delete handle; }
 
 int SMTPS_Set(SMTPSHandle handle, int property, int, ComponentValue const& value, int) {
-    return handle->Set(property, value);
+    return handle->Set(property, value).Number();
 }
 
 int SMTPS_Do(SMTPSHandle handle, int method, int count, ComponentValue const* arguments, int const*) {
-    return handle->Do(method, count, arguments);
+    return handle->Do(method, count, arguments).Number();
 }
 
 char const* SMTPS_GetLastError(SMTPSHandle handle) { return handle->LastErrorText(); }
 
-int SMTPS_GetLastErrorCode(SMTPSHandle handle) { return handle->LastErrorCode(); }
+int SMTPS_GetLastErrorCode(SMTPSHandle handle) { return handle->LastFailure().Number(); }
+
+ComponentFailure SMTPS_GetLastFailure(SMTPSHandle handle) { return handle->LastFailure(); }
 
 int SMTPS::Dispatch(void* object, int event, void* parameters) {
     auto* const self = static_cast<SMTPS*>(object);

@@ -58,7 +58,7 @@ using SMTPSSSLStatusEventParams = platform::SSLStatusEvent;
 class SmtpsComponent;
 using SMTPSHandle = SmtpsComponent*;
 
-// Results: platform::ComponentError and what it names.
+// Results: the number of a platform::ComponentFailure.
 TESSALY_API SMTPSHandle SMTPS_Create(platform::ComponentDispatcher dispatcher, void* object);
 TESSALY_API void SMTPS_Destroy(SMTPSHandle handle);
 // `index` and `length` are not used here.
@@ -69,6 +69,8 @@ TESSALY_API int SMTPS_Do(SMTPSHandle handle, int method, int count, platform::Co
 // Of the last failure. The text lasts until the next call.
 TESSALY_API char const* SMTPS_GetLastError(SMTPSHandle handle);
 TESSALY_API int SMTPS_GetLastErrorCode(SMTPSHandle handle);
+// The same failure with the kind of its number.
+TESSALY_API platform::ComponentFailure SMTPS_GetLastFailure(SMTPSHandle handle);
 
 // The component as a class, whose events are operations for a derived class.
 class TESSALY_API SMTPS {

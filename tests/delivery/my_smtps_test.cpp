@@ -82,6 +82,16 @@ TEST_F(SecureSmtp, AWholeConversationAndItsLog) {
 // What the server answers, how it ends, and what the user reads.
 TEST_F(SecureSmtp, WhereItBreaks) {
     const std::string offers = "220 hi|250-hi\r\n250 AUTH CRAM-MD5 LOGIN PLAIN|";
+    constexpr char const *stopped = "送信サーバに接続しました。しかし、送信サーバの応答が停止しました。",
+                         *sender =
+                             "MAIL FROMコマンドが受け付けられませんでした。"
+                             "送信者メールアドレスが正しいか確認してください。",
+                         *recipient =
+                             "RCPT TOコマンドが受け付けられませんでした。"
+                             "送信先メールアドレスが正しいか確認してください。",
+                         *body =
+                             "メール本文を送信するときにエラーが発生しました。"
+                             "添付ファイルが大きすぎないか確認してください。";
     const struct {
         std::string script;
         bool user;
@@ -118,6 +128,22 @@ TEST_F(SecureSmtp, WhereItBreaks) {
         {std::string(hello) + "250 ok|abc|", false, 175, -10,
          "RCPT TOコマンドが受け付けられませんでした。送信先メールアドレスが正しいか確認してください。"},
         {"220 hi|!!", false, 10054, -3, "EHLOコマンドが受け付けられませんでした。"},
+        // Replies that neither accept nor refuse.
+        {"000 hi|", false, 177, -2, stopped},
+        {"220 hi|000 x|", false, 177, -3, "EHLOコマンドが受け付けられませんでした。"},
+        {std::string(hello) + "199 ok|", false, 177, -9, sender},
+        {std::string(hello) + "354 ok|", false, 176, -9, sender},
+        {std::string(hello) + "250 ok|173 ok|", false, 177, -10, recipient},
+        {std::string(hello) + "250 ok|301 ok|", false, 176, -10, recipient},
+        {std::string(hello) + "250 ok|600 ok|", false, 177, -10, recipient},
+        {std::string(hello) + "250 ok|250 ok|276 ok|", false, 176, -11, body},
+        {std::string(hello) + "250 ok|250 ok|354 go|000 ok|", false, 177, -11, body},
+        {std::string(hello) + "250 ok|250 ok|354 go|301 ok|", false, 176, -11, body},
+        {std::string(hello) + "200 ok|299 ok|399 go|200 ok|221 bye!", false, 0, -13, ""},
+        {offers + "000 x|", true, 177, -6,
+         "SMTP認証(CRAM-MD5)に失敗しました。ログインIDやパスワードを確認してください。"},
+        {offers + "535 no|334 VXNlcm5hbWU6|334 UGFzc3dvcmQ6|334 x|", true, 176, -7,
+         "SMTP認証(CRAM-MD5やLOGIN)に失敗しました。ログインIDやパスワードを確認してください。"},
     };
     for (auto const& row : rows) {
         ScriptedServer server(row.script);
@@ -131,6 +157,7 @@ TEST_F(SecureSmtp, WhereItBreaks) {
         if (row.result == 0) continue;
         EXPECT_EQ(row.sentence, client.Reason()) << row.script;
         EXPECT_EQ(row.result, SMTPS_GetLastErrorCode(client.Handle()));
+        EXPECT_EQ(row.result >= 400 && row.result <= 599, SMTPS_GetLastFailure(client.Handle()).IsByServer());
         EXPECT_EQ(SMTPS_GetLastError(client.Handle()), client.GetErrorMessage());
     }
 }
@@ -218,7 +245,7 @@ TEST_F(SecureSmtp, WhatIsRefusedBeforeAnythingIsSent) {
     ScriptedServer server(std::string(hello) + "250 ok|250 ok|250 ok|354 go|250 queued|221 bye!");
     client.Prepare(server.Port());
     client.Set(smtps_recipients, "c@d.jp, e@f.jp");
-    client.Set(smtps_message, std::string(998, 'x').c_str());
+    client.Set(smtps_message, (std::string(998, 'x') + "\r\n" + std::string(998, 'y')).c_str());
     EXPECT_EQ(0, client.Do(smtps_send));
     EXPECT_EQ("RCPT TO:<e@f.jp>\r\n", server.Received()[3]);
 }
