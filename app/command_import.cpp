@@ -189,9 +189,8 @@ int Import::Call() {
     CArray<CString, CString> error_texts;
     int imported = 0;
     CDatabaseEdit& customers = session_.Customers();
-    std::atomic<bool> ended = false;
-    std::thread watch([&] {
-        while (!ended) {
+    const std::jthread watch([&](std::stop_token const& ended) {
+        while (!ended.stop_requested()) {
             if (Interrupted()) customers.SetStopImportFlag(1);
             std::this_thread::sleep_for(std::chrono::milliseconds(20));
         }
@@ -205,8 +204,6 @@ int Import::Call() {
                                             arguments_.replace ? 0 : 1, &imported, error_lines, error_texts,
                                             arguments_.keep ? keep_existing : overwrite_existing);
     }
-    ended = true;
-    watch.join();
     auto const counted = static_cast<std::size_t>(imported + error_lines.GetSize());
     stopped_ = Interrupted() && counted < given_.size();
     if (arguments_.keep && !stopped_ && result >= 0) kept_ = given_.size() - counted;
