@@ -142,8 +142,19 @@ CDatabaseEdit& Session::Customers() {
     const std::string path = data_directory_ + "/DB/database.dat";
     if (customers_->ReadCustomerList() < 0) Damaged("顧客データ", path);
     RequireWhole(*customers_, "顧客データ", path);
+    if (lock_) MoveSequence();
     customers_loaded_ = true;
     return *customers_;
+}
+
+// A sequence file that was lost, damaged or brought back from a copy would hand out IDs that customers have.
+// Where it cannot be moved, the command that draws an ID tells so.
+void Session::MoveSequence() {
+    Sequencer sequence(environment_.get(), seq_customer);
+    int const largest = customers_->GetMaxDBID();
+    int next = 0, drawn = 0;
+    if (largest < 0 || (sequence.CurrentValue(&next) && next > largest)) return;
+    if (!sequence.SetValue(largest) || !sequence.NextValue(&drawn)) sequence.SetValue(next);
 }
 
 void Session::WhileOthersWait(std::function<void()> const& change) {

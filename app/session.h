@@ -86,6 +86,7 @@ class Session {
     void Open(Access const& access);
     void CheckPassword(Access const& access);
     std::string MailListFile() const;
+    void MoveSequence();
     void ReadMails();
     // Throws Failure for a list that is not whole.
     bool HasMailWithoutRow() const;

@@ -65,6 +65,18 @@ class Customers(CommandTest):
                                 (["show", "9"], "その個人情報IDの顧客はいません: 9")):
             self.refuse(*arguments, says=says)
 
+    def test_a_sequence_behind_its_customers(self):
+        self.put("list.csv", "メールアドレス\n" + "".join(f"n{i}@example.jp\n" for i in range(250)))
+        self.tessaly("customers", "import", "shop.tsl", "list.csv")
+        for number, content in enumerate(("0", None, "", "-5", "いくつ", "252"), 253):
+            (self.folder / "shop/DB/dbseq.dat").unlink()
+            if content is not None:
+                self.put("shop/DB/dbseq.dat", content)
+            added = self.run_on("add", f"メールアドレス=later{number}@example.jp").out
+            self.assertTrue(added.startswith(f"個人情報ID: {number}\n"), (content, added))
+        self.put("shop/DB/dbseq.dat", "9999999")
+        self.refuse("add", "メールアドレス=last@example.jp", says="顧客を書き込めません")
+
     def test_delete_restore_and_erase(self):
         self.refuse("delete", "0", "9", says="その個人情報IDの顧客はいません: 9")
         self.assertEqual(self.addresses(), ["a@example.jp", "b@example.jp", "c@example.jp"])
