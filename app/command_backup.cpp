@@ -25,11 +25,7 @@ struct Arguments {
 
 // --force must not cost the environment a file of its own.
 void RequireOutside(Session& session, fs::path const& file) {
-    const fs::path target = fs::weakly_canonical(file);
-    const fs::path data = fs::weakly_canonical(session.DataDirectory());
-    bool const inside =
-        std::mismatch(data.begin(), data.end(), target.begin(), target.end()).first == data.end();
-    if (inside || target == fs::weakly_canonical(fs::absolute(session.EnvFile())))
+    if (session.Owns(file))
         throw Failure("控えは、環境のファイルとディレクトリの外に作ってください: " + file.string());
 }
 

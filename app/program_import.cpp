@@ -9,10 +9,10 @@
 
 #include "crossing.h"
 #include "failure.h"
+#include "log_file.h"
 #include "progress.h"
 #include "terminal.h"
 #include "tessaly/storage.h"
-#include "whole_file.h"
 
 namespace fs = std::filesystem;
 
@@ -45,6 +45,7 @@ class Question {
   private:
     static int Ask(void* self, char const* text, char const*, unsigned type) {
         bool const asks = (type & MB_YESNO) != 0;
+        const ProgressPause pause;
         Say(OnOneLine(Out(CString(text).Trim().View())));
         if (!asks) return IDOK;
         if (static_cast<Question*>(self)->yes_) return IDYES;
@@ -52,13 +53,22 @@ class Question {
             Say("答える端末がないので「いいえ」とします。よければ --yes をつけてください。");
             return IDNO;
         }
-        std::cerr << "はい (y) / いいえ (n): " << std::flush;
-        std::string answer;
-        std::getline(std::cin, answer);
+        const std::string answer = AskLine("はい (y) / いいえ (n)").value_or("");
         return answer == "y" || answer == "Y" || answer == "yes" || answer == "はい" ? IDYES : IDNO;
     }
 
     bool const yes_;
+};
+
+class WorkFiles {
+  public:
+    explicit WorkFiles(Session const& session) : session_(session) {}
+    ~WorkFiles() { session_.RemoveWorkFiles(); }
+    WorkFiles(WorkFiles const&) = delete;
+    WorkFiles& operator=(WorkFiles const&) = delete;
+
+  private:
+    Session const& session_;
 };
 
 }  // namespace
@@ -79,60 +89,69 @@ void ProgramImport::Check() const {
         throw Failure("--converter は fudemame で必要で、ほかでは使えません。", exit_usage);
 }
 
-void ProgramImport::Run(Session& session) const {
-    if (!fs::is_regular_file(file)) throw Failure("ファイルを開けません: " + file);
-    if (from == "fudemame" && !fs::is_regular_file(converter))
-        throw Failure("変換するプログラムがありません: " + converter);
-    const std::string log_file = log.empty() ? file + ".log" : log, work_log = session.WorkFile() + ".log";
+int ProgramImport::Import(CDatabaseEdit& customers, std::string const& log_file, Counts& counts) const {
     auto const path = [](std::string const& host) { return IntoPath(fs::absolute(host).string()); };
-    const CString input = path(file), log_path = path(work_log);
+    const CString input = path(file), log_path = path(log_file);
     int const mode =
         PlaceOf(direct_mail_names, direct_mail.empty() ? default_direct_mail : direct_mail, "--dm");
     const CString duplicate =
         std::to_string(PlaceOf(existing_names, existing.empty() ? default_existing : existing, "--existing"))
             .c_str();
-    int imported = 0, errors = 0, state = 0, result = 0;
+    int *const imported = &counts.imported, *const errors = &counts.errors;
+    int state = 0;
+    auto const count = [](int& number) {
+        return static_cast<std::uint64_t>(std::max(std::atomic_ref<int>(number).load(), 0));
+    };
+    const Progress progress("取り込み", "件", 0,
+                            [&] { return count(counts.imported) + count(counts.errors); });
+    const Question question(yes);
+    customers.SetForeignImportOptions({.stop = Interrupted, .whole_file = true});
+    if (from == "becky")
+        return customers.ImportDBfromBeckyFile(input, log_path, imported, errors, &state, nullptr, mode);
+    if (from == "outlook")
+        return customers.ImportDBfromOutLookFile(input, log_path, imported, errors, &state, nullptr, mode);
+    if (from == "fudemame")
+        return customers.ImportDBfromFWAFile(input, path(converter), log_path, imported, errors, &state,
+                                             nullptr, mode);
+    if (from == "corvane")
+        return customers.ImportDBfromCorvaneFile(input, log_path, imported, errors, &state, nullptr,
+                                                 duplicate, nullptr);
+    return customers.ImportDBfromBelmoraFile(input, log_path, imported, errors, &state, nullptr, duplicate,
+                                             take_attributes ? 1 : 0);
+}
+
+void ProgramImport::Run(Session& session) const {
+    if (!fs::is_regular_file(file)) throw Failure("ファイルを開けません: " + file);
+    if (from == "fudemame" && !fs::is_regular_file(converter))
+        throw Failure("変換するプログラムがありません: " + converter);
+    const std::string log_name = log.empty() ? file + ".log" : log;
+    if (session.Owns(log_name))
+        throw Failure("記録は、環境のファイルとディレクトリの外に作ってください: " + log_name);
+    LogFile log_file(log_name, {file, converter});
+    const WorkFiles work_files(session);
     CDatabaseEdit& customers = session.Customers();
     CArray<int, int> before, after;
     int const known = customers.GetDBIDALL(before);
-    {
-        auto const count = [](int& number) {
-            return static_cast<std::uint64_t>(std::max(std::atomic_ref<int>(number).load(), 0));
-        };
-        const Progress progress("取り込み", "件", 0, [&] { return count(imported) + count(errors); });
-        const Question question(yes);
-        if (from == "becky")
-            result =
-                customers.ImportDBfromBeckyFile(input, log_path, &imported, &errors, &state, nullptr, mode);
-        else if (from == "outlook")
-            result =
-                customers.ImportDBfromOutLookFile(input, log_path, &imported, &errors, &state, nullptr, mode);
-        else if (from == "fudemame")
-            result = customers.ImportDBfromFWAFile(input, path(converter), log_path, &imported, &errors,
-                                                   &state, nullptr, mode);
-        else if (from == "corvane")
-            result = customers.ImportDBfromCorvaneFile(input, log_path, &imported, &errors, &state, nullptr,
-                                                       duplicate, nullptr);
-        else
-            result = customers.ImportDBfromBelmoraFile(input, log_path, &imported, &errors, &state, nullptr,
-                                                       duplicate, take_attributes ? 1 : 0);
-    }
-    bool const has_log = fs::is_regular_file(work_log);
-    if (has_log && !ReplaceFile(log_file, Out(ReadWholeFile(work_log, "記録"))))
-        throw Failure("記録を書けません: " + log_file);
-    std::error_code ignored;
-    fs::remove(work_log, ignored);
-    if (imported > 0) session.SaveCustomers();
+    Counts counts;
+    int const result = Import(customers, log_file.LibraryFile(), counts);
+    // Ahead of the log, which must not cost a customer.
+    if (counts.imported > 0) session.SaveCustomers();
+    bool const has_log = log_file.HasContent(), log_written = has_log && log_file.Write();
     int const added = customers.GetDBIDALL(after) - known;
-    if (result >= 0 || imported > 0)
+    if (result >= 0 || counts.imported > 0)
         std::cout << "新規 " << Grouped(static_cast<std::uint64_t>(added)) << "件、更新 "
-                  << Grouped(static_cast<std::uint64_t>(imported - added)) << "件、取り込めず "
-                  << Grouped(static_cast<std::uint64_t>(errors)) << "件\n";
-    if (has_log) std::cout << "くわしい記録: " << log_file << "\n";
+                  << Grouped(static_cast<std::uint64_t>(counts.imported - added)) << "件、取り込めず "
+                  << Grouped(static_cast<std::uint64_t>(counts.errors)) << "件\n";
+    if (log_written) std::cout << "くわしい記録: " << log_name << "\n";
+    if (has_log && !log_written) std::cerr << "記録を書けませんでした: " << log_name << "\n";
     if (result == CDatabaseEdit::import_declined) throw Failure("取り込みませんでした。");
+    if (result == CDatabaseEdit::import_stopped)
+        throw Failure("途中で止めました。同じコマンドで続きを取り込めます。");
     if (result < 0)
-        throw Failure("取り込めません。理由は記録の終わりにあります。" + TextOf(customers.GetErrMsg()));
-    if (imported == 0 && errors > 0) throw Failure("取り込める行がありません。");
+        throw Failure("取り込めません。" + std::string(log_written ? "理由は記録の終わりにあります。" : "") +
+                      TextOf(customers.GetErrMsg()));
+    if (counts.imported == 0 && counts.errors > 0) throw Failure("取り込める行がありません。");
+    if (has_log && !log_written) throw Failure("");
 }
 
 }  // namespace app

@@ -21,6 +21,13 @@ struct ProgramImport {
     void Check() const;
     // Imports and saves; shows progress, the counts and where the log is. Throws Failure.
     void Run(Session& session) const;
+
+  private:
+    struct Counts {
+        int imported = 0, errors = 0;
+    };
+    // The library's import, with its log into `log_file`; gives its result.
+    int Import(CDatabaseEdit& customers, std::string const& log_file, Counts& counts) const;
 };
 
 }  // namespace app

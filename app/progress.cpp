@@ -21,7 +21,9 @@ constexpr int bar_width = 30;
 constexpr char const* wipe = "\r\x1b[K";
 
 std::mutex standard_error;
-bool bar_shown = false;  // with standard_error held
+// With standard_error held:
+bool bar_shown = false;
+bool paused = false;
 
 std::string TimeText(double seconds) {
     auto const whole = static_cast<long>(seconds + 0.5);
@@ -74,11 +76,22 @@ void Progress::Run() {
 void Progress::Draw(double seconds) {
     const std::string line = Line(done_(), seconds);
     std::lock_guard guard(standard_error);
+    if (paused) return;
     if (terminal_)
         std::cerr << wipe << line << std::flush;
     else
         std::cerr << line << std::endl;
     bar_shown = terminal_;
+}
+
+ProgressPause::ProgressPause() {
+    std::lock_guard guard(standard_error);
+    paused = true;
+}
+
+ProgressPause::~ProgressPause() {
+    std::lock_guard guard(standard_error);
+    paused = false;
 }
 
 void Say(std::string const& line) {

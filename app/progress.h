@@ -33,6 +33,15 @@ class Progress {
     std::thread thread_;
 };
 
+// Keeps what is shown of long work still while it lives: for a question on the terminal.
+class ProgressPause {
+  public:
+    ProgressPause();
+    ~ProgressPause();
+    ProgressPause(ProgressPause const&) = delete;
+    ProgressPause& operator=(ProgressPause const&) = delete;
+};
+
 // A line on standard error, above the bar where one is shown.
 void Say(std::string const& line);
 

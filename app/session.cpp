@@ -77,6 +77,7 @@ FolderLock::~FolderLock() { close(descriptor_); }
 
 Session::Session(Access const& access, std::string const& env_file, For use)
     : env_file_(env_file),
+      access_files_{env_file, access.key_file, access.password_file},
       data_directory_(DataDirectoryOf(env_file).string()),
       environment_(std::make_unique<EnvManager>()),
       options_(std::make_unique<SystemOption>()),
@@ -88,8 +89,7 @@ Session::Session(Access const& access, std::string const& env_file, For use)
         throw Failure("環境のデータディレクトリがありません: " + data_directory_);
     if (use == For::changing) {
         lock_ = std::make_unique<FolderLock>(data_directory_, environment_name);
-        std::error_code ignored;
-        fs::remove(WorkFile(), ignored);
+        RemoveWorkFiles();
         SafeChange::Recover(data_directory_);
     } else if (SafeChange::Open(data_directory_)) {
         const FolderLock lock(data_directory_, environment_name);
@@ -107,6 +107,21 @@ Session::Session(Access const& access, std::string const& env_file, For use)
 }
 
 Session::~Session() = default;
+
+bool Session::Owns(std::string const& file) const {
+    const fs::path target = fs::weakly_canonical(fs::absolute(file));
+    const fs::path data = fs::weakly_canonical(data_directory_);
+    std::error_code not_there;
+    return std::mismatch(data.begin(), data.end(), target.begin(), target.end()).first == data.end() ||
+           std::any_of(access_files_.begin(), access_files_.end(),
+                       [&](std::string const& own) { return fs::equivalent(file, own, not_there); });
+}
+
+void Session::RemoveWorkFiles() const {
+    std::error_code ignored;
+    for (std::string const& file : {WorkFile(), WorkFile() + ".log", data_directory_ + "/fwaimport.tmp"})
+        fs::remove(file, ignored);
+}
 
 void Session::Open(Access const& access) {
     const std::string key = ApplicationKey(access);

@@ -4,6 +4,7 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "tessaly/customers.h"
 #include "tessaly/environment.h"
@@ -60,8 +61,14 @@ class Session {
     // Host paths.
     std::string const& EnvFile() const { return env_file_; }
     std::string const& DataDirectory() const { return data_directory_; }
-    // For a command's own use; what an earlier command left there when it was killed is removed at opening.
+    // Whether a path leads into the data directory, or to the environment's file, key or password, by
+    // whatever name.
+    bool Owns(std::string const& file) const;
+    // For a command's own use.
     std::string WorkFile() const { return data_directory_ + "/DB/import.work"; }
+    // Removes it and what a converter of address books made. What is left of a command that was killed goes
+    // when the environment is next opened for changing.
+    void RemoveWorkFiles() const;
 
     // By the name of the catalogue, in UTF-8.
     std::string Setting(std::string_view name);
@@ -93,6 +100,7 @@ class Session {
     [[noreturn]] void DamagedList() const;
 
     std::string env_file_;
+    std::vector<std::string> access_files_;
     std::string data_directory_;
     std::unique_ptr<FolderLock> lock_;
     std::unique_ptr<EnvManager> environment_;

@@ -1,5 +1,6 @@
 #include "terminal.h"
 
+#include <poll.h>
 #include <termios.h>
 #include <unistd.h>
 
@@ -21,13 +22,18 @@ void OnInterrupt(int signal) {
     interrupted = 1;
 }
 
-// Echo off while it lives; and Ctrl-C ends the reading, so that the echo comes back before the program ends.
+// Waits for a line at the terminal; false when an interrupt comes first, to whichever thread.
+bool WaitForLine() {
+    constexpr int glance_ms = 50;
+    pollfd input{STDIN_FILENO, POLLIN, 0};
+    while (!interrupted && poll(&input, 1, glance_ms) <= 0) continue;
+    return !interrupted;
+}
+
+// Echo off while it lives.
 class QuietTerminal {
   public:
     QuietTerminal() : saved_(), changed_(tcgetattr(STDIN_FILENO, &saved_) == 0) {
-        struct sigaction ends_reading {};
-        ends_reading.sa_handler = OnInterrupt;
-        sigaction(SIGINT, &ends_reading, &interrupt_);
         if (!changed_) return;
         termios quiet = saved_;
         quiet.c_lflag &= static_cast<tcflag_t>(~ECHO);
@@ -35,7 +41,6 @@ class QuietTerminal {
     }
     ~QuietTerminal() {
         if (changed_) tcsetattr(STDIN_FILENO, TCSAFLUSH, &saved_);
-        sigaction(SIGINT, &interrupt_, nullptr);
     }
     QuietTerminal(QuietTerminal const&) = delete;
     QuietTerminal& operator=(QuietTerminal const&) = delete;
@@ -43,7 +48,6 @@ class QuietTerminal {
   private:
     termios saved_;
     bool changed_;
-    struct sigaction interrupt_ {};
 };
 
 }  // namespace
@@ -54,16 +58,22 @@ bool InputIsTerminal() { return isatty(STDIN_FILENO) == 1; }
 std::string AskPassword(std::string const& prompt, std::string const& option) {
     if (!InputIsTerminal())
         throw Failure(prompt + "が必要です。端末がないときは " + option + " でファイルから渡してください。");
-    std::string password;
-    std::cerr << prompt << ": " << std::flush;
+    std::optional<std::string> password;
     {
         const QuietTerminal quiet;
-        std::getline(std::cin, password);
+        password = AskLine(prompt);
     }
     std::cerr << "\n";
     if (interrupted) throw Failure("中断しました。");
-    if (!std::cin) throw Failure("パスワードが入力されませんでした。");
-    return password;
+    if (!password) throw Failure("パスワードが入力されませんでした。");
+    return *password;
+}
+
+std::optional<std::string> AskLine(std::string const& prompt) {
+    std::cerr << prompt << ": " << std::flush;
+    std::string line;
+    if (!WaitForLine() || !std::getline(std::cin, line)) return {};
+    return line;
 }
 
 void CatchInterrupts() {
