@@ -19,15 +19,19 @@ std::string WithoutBlanks(std::string_view text) {
     return kept;
 }
 
-// Quoted strings and encoded words may hold what looks like an address or an ID.
+// Quoted strings and encoded words may hold what looks like an address or an ID. What is opened and not
+// closed is kept; an end that is missing once is missing for all that follow, and is not looked for again.
 std::string WithoutQuotedText(std::string_view text) {
     std::string kept;
+    bool words_end = true;
     for (std::size_t at = 0; at < text.size();) {
         std::size_t end = npos;
-        if (text[at] == '"')
+        if (text[at] == '"') {
             end = text.find('"', at + 1);
-        else if (text.substr(at, 2) == "=?")
+        } else if (words_end && text.substr(at, 2) == "=?") {
             end = text.find("?=", at + 2);
+            words_end = end != npos;
+        }
         if (end == npos)
             kept += text[at++];
         else
