@@ -12,11 +12,6 @@ namespace {
 // Bytes of input that are converted before they join the result.
 constexpr std::size_t step_size = 1024;
 
-bool IsTrailByte(char c) noexcept {
-    auto const byte = static_cast<unsigned char>(c);
-    return byte >= 0x40 && byte <= 0xFC && byte != 0x7F;
-}
-
 // Takes the character at `at` and moves behind it; 0 for one without a Unicode form. A lead byte without a
 // byte that can follow it is stepped over alone, so that a damaged text loses no more than the damaged byte.
 std::uint16_t TakeUnit(Codepage932Tables const& tables, std::string_view text, std::size_t& at) noexcept {

@@ -15,9 +15,18 @@ constexpr bool IsLeadByte(unsigned char c) noexcept {
     return (c >= 0x81 && c <= 0x9F) || (c >= 0xE0 && c <= 0xFC);
 }
 constexpr bool IsLeadByte(char c) noexcept { return IsLeadByte(static_cast<unsigned char>(c)); }
+// Whether a byte can be the second of a character.
+constexpr bool IsTrailByte(unsigned char c) noexcept { return c >= 0x40 && c <= 0xFC && c != 0x7F; }
+constexpr bool IsTrailByte(char c) noexcept { return IsTrailByte(static_cast<unsigned char>(c)); }
 // Bytes of the character that starts at `position`, 1 or 2; `position` must lie inside the text.
 constexpr std::size_t CharacterSize(std::string_view text, std::size_t position) noexcept {
     return IsLeadByte(text[position]) && position + 1 < text.size() ? 2 : 1;
+}
+// The same, but a lead byte in front of a byte that cannot be a second byte stands alone: for texts from
+// outside, in which a broken character must not hide a quote or a divider.
+constexpr std::size_t WholeCharacterSize(std::string_view text, std::size_t position) noexcept {
+    std::size_t const size = CharacterSize(text, position);
+    return size == 2 && !IsTrailByte(text[position + 1]) ? 1 : size;
 }
 
 // Compare character by character, a double-byte character being greater than every single byte. Below, equal

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "platform/mbcs.h"
+
 namespace mime {
 
 namespace {
@@ -14,7 +16,7 @@ bool SameLetter(char a, char b) noexcept { return LowerCase(a) == LowerCase(b); 
 
 std::string Lowered(std::string_view text) {
     std::string lowered(text);
-    std::transform(lowered.begin(), lowered.end(), lowered.begin(), LowerCase);
+    platform::Lower(lowered.data(), lowered.size());
     return lowered;
 }
 
@@ -26,6 +28,12 @@ std::size_t FindNoCase(std::string_view text, std::string_view word) noexcept {
     auto const found = std::search(text.begin(), text.end(), word.begin(), word.end(), SameLetter);
     return found == text.end() && !word.empty() ? std::string_view::npos
                                                 : static_cast<std::size_t>(found - text.begin());
+}
+
+std::size_t FindParameter(std::string_view params, std::string_view name) noexcept {
+    for (std::size_t at = 0; at < params.size(); at += platform::WholeCharacterSize(params, at))
+        if (EqualNoCase(params.substr(at, name.size()), name)) return at + name.size();
+    return std::string_view::npos;
 }
 
 std::string_view TrimmedLeft(std::string_view text) noexcept {

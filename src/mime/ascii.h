@@ -3,11 +3,12 @@
 #include <string>
 #include <string_view>
 
-// The syntax of header fields is ASCII in texts of any code: these look at bytes, and at the case of ASCII
-// letters only. Blanks are spaces and tabs.
+// The syntax of header fields is ASCII in texts of any code: words that are searched for and compared with
+// are ASCII, and so is the case that is left out of account. Blanks are spaces and tabs.
 namespace mime {
 
 constexpr char LowerCase(char c) noexcept { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c; }
+// Whole characters of code page 932, as CString::MakeLower.
 std::string Lowered(std::string_view text);
 bool EqualNoCase(std::string_view a, std::string_view b) noexcept;
 // The place of `word`, or npos; linear in `text` for the short words of headers. An empty word stands at 0.
@@ -15,6 +16,10 @@ std::size_t FindNoCase(std::string_view text, std::string_view word) noexcept;
 inline bool ContainsNoCase(std::string_view text, std::string_view word) noexcept {
     return FindNoCase(text, word) != std::string_view::npos;
 }
+
+// The place behind the first `name` ("charset=") of a header's parameters, or npos. It begins at a whole
+// character: the first letter of a name may be the second byte of one.
+std::size_t FindParameter(std::string_view params, std::string_view name) noexcept;
 
 std::string_view TrimmedLeft(std::string_view text) noexcept;
 std::string_view TrimmedRight(std::string_view text) noexcept;

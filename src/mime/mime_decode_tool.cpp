@@ -99,9 +99,9 @@ void TakeFirst(MimeFormatStruct const& entity, char const* header_name, CString&
 }
 
 bool TakeBoundary(std::string_view params, std::string_view& boundary) {
-    const std::size_t at = FindNoCase(params, boundary_parameter);
+    const std::size_t at = mime::FindParameter(params, boundary_parameter);
     if (at == npos) return false;
-    boundary = params.substr(at + boundary_parameter.size());
+    boundary = params.substr(at);
     if (boundary.starts_with('"')) {
         const std::size_t close = boundary.find('"', 1);
         if (close == npos) return false;
@@ -217,6 +217,7 @@ void MimeDecodeTool::SplitContentType(CString value, CString& type, CString& sub
 }
 
 char* MimeDecodeTool::stristr(char const* text, char const* what) {
+    if (!IsStrAscii(what)) return xcstristr(text, what);
     const std::string_view searched = text ? text : "", wanted = what ? what : "";
     const std::size_t at = FindNoCase(searched, wanted);
     return at == npos || !text ? nullptr : const_cast<char*>(text) + at;

@@ -30,8 +30,9 @@ class TESSALY_API MimeDecodeTool {
     // "type/subtype; params": what stands before the "/", from there to the first ";", and from that on. A
     // value without "/" is all type. Nothing is trimmed.
     static void SplitContentType(CString value, CString& type, CString& subtype, CString& params);
-    // The first place of `what` in `text` without regard to the case of ASCII letters, byte by byte: a
-    // pointer into `text`, or null. An empty `what` gives `text`. A null text counts as empty.
+    // The first place of `what` in `text` without regard to case: a pointer into `text`, or null. ASCII is
+    // found in texts of any code, byte by byte; anything else in whole characters of code page 932. An empty
+    // `what` gives `text`. A null text counts as empty.
     static char* stristr(char const* text, char const* what);
     // As MimeFormatStruct::Copy.
     static void CopyMimeFormatStruct(MimeFormatStruct& dst, MimeFormatStruct& src);

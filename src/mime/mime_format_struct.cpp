@@ -12,7 +12,7 @@
 #include "text/kcodec.h"
 #include "text/strings.h"
 
-using mime::FindNoCase;
+using mime::FindParameter;
 using mime::Lowered;
 using mime::Trimmed;
 
@@ -217,9 +217,9 @@ int MimeFormatStruct::GetContentType(CString& out) const {
 
 int MimeFormatStruct::GetCharset(CString& out) const {
     const std::string value = Lowered(m_strContentType.View());
-    const std::size_t at = value.find(charset_parameter);
+    const std::size_t at = FindParameter(value, charset_parameter);
     if (at == npos) return 0;
-    std::string_view rest = mime::TrimmedLeft(std::string_view(value).substr(at + charset_parameter.size()));
+    std::string_view rest = mime::TrimmedLeft(std::string_view(value).substr(at));
     while (rest.starts_with('"')) rest.remove_prefix(1);
     std::size_t end = rest.find('"');
     if (end == npos) end = rest.find(';');
@@ -285,9 +285,9 @@ int MimeFormatStruct::SetContentId(char const* s) {
 
 int MimeFormatStruct::GetNameParamFromContentType(CString& out) const {
     const std::string_view value = m_strContentType.View();
-    const std::size_t at = FindNoCase(value, name_parameter);
+    const std::size_t at = FindParameter(value, name_parameter);
     if (at == npos) return 0;
-    const std::string_view rest = Trimmed(value.substr(at + name_parameter.size()));
+    const std::string_view rest = Trimmed(value.substr(at));
     std::string_view name;
     if (rest.empty() || !ParameterValue(rest, name)) return 0;
     return DecodeMimeHeaderParam(Text(name), out);
@@ -296,9 +296,9 @@ int MimeFormatStruct::GetNameParamFromContentType(CString& out) const {
 int MimeFormatStruct::SetNameParamToContentType(CString const& name) {
     const std::string_view value = m_strContentType.View();
     std::string head, tail = "\"";
-    if (const std::size_t at = FindNoCase(value, name_parameter); at != npos) {
-        head = std::string(value.substr(0, at + name_parameter.size())) + "\"";
-        const std::string_view rest = value.substr(at + name_parameter.size());
+    if (const std::size_t at = FindParameter(value, name_parameter); at != npos) {
+        head = std::string(value.substr(0, at)) + "\"";
+        const std::string_view rest = value.substr(at);
         if (rest.size() >= 2 && rest[0] == '"') {
             if (const std::size_t close = rest.find('"', 1); close != npos) tail = rest.substr(close);
         } else if (const std::size_t end = rest.find(';'); rest.size() >= 2 && end != npos && end > 0) {

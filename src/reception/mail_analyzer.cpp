@@ -8,6 +8,7 @@
 #include "mime/transfer_encodings.h"
 #include "reception/mail_fields.h"
 #include "text/kcodec.h"
+#include "text/strings.h"
 
 using mime::ContainsNoCase;
 using reception::HeaderOf;
@@ -58,9 +59,9 @@ bool Is(Type const& type, std::string_view main, std::string_view sub) {
 // The value of a parameter: in quotes, or up to the next ";". false for one that is missing, or whose closing
 // quote is.
 bool Parameter(std::string_view params, std::string_view name, std::string_view& value) {
-    const std::size_t at = mime::FindNoCase(params, name);
+    const std::size_t at = mime::FindParameter(params, name);
     if (at == npos) return false;
-    value = params.substr(at + name.size());
+    value = params.substr(at);
     if (!value.starts_with('"')) {
         value = mime::TrimmedRight(value.substr(0, value.find(';')));
         return true;
@@ -177,8 +178,8 @@ int MailAnalyzer::CheckMDNsMail() const {
 }
 
 int MailAnalyzer::CheckRefuseMail() const {
-    const std::string_view line = FirstLine(body_);
-    return ContainsNoCase(line, refuse_tag) || (refuse_by_keyword_ && ContainsNoCase(line, keyword_.View()));
+    const CString line(FirstLine(body_));
+    return ContainsNoCase(line.View(), refuse_tag) || (refuse_by_keyword_ && xcstristr(line, keyword_));
 }
 
 // The last dot of a fetched text is the closing line of the server.

@@ -2,6 +2,7 @@
 
 #include <cstring>
 
+#include "platform/mbcs.h"
 #include "text/byte_runs.h"
 #include "text/scratch_text.h"
 #include "text/width.h"
@@ -12,7 +13,6 @@ using text::Byte;
 using text::ByteRange;
 
 constexpr bool IsLead(Byte c) noexcept { return (c >= 0x80 && c <= 0x9F) || (c >= 0xE0 && c <= 0xEF); }
-constexpr bool IsTrail(Byte c) noexcept { return (c >= 0x40 && c <= 0x7E) || (c >= 0x80 && c <= 0xFC); }
 constexpr bool IsUserDefinedLead(Byte c) noexcept { return c >= 0xF0 && c <= 0xFC; }
 // Row 13 of the NEC special characters.
 constexpr bool IsNecSpecial(Byte lead, Byte trail) noexcept { return lead == 0x87 && trail <= 0x9C; }
@@ -33,7 +33,7 @@ Character ClassOf(ByteRange in) noexcept {
     if (IsUserDefinedLead(c))
         return last ? Character{Character::cut_user_defined, 1} : Character{Character::user_defined, 2};
     if (!IsLead(c) || last) return {Character::broken, 1};
-    if (!IsTrail(in.at[1])) return {Character::broken, 2};
+    if (!platform::IsTrailByte(in.at[1])) return {Character::broken, 2};
     return {IsNecSpecial(c, in.at[1]) ? Character::nec_special : Character::plain, 2};
 }
 
@@ -102,7 +102,7 @@ bool IsPlainMailText(std::string_view text) noexcept {
         auto const c = static_cast<Byte>(text[at]);
         if (c >= 0x20 && c < 0x7F) continue;
         if (!IsLead(c) || c == special_row || c == no_lead_elsewhere || ++at == text.size() ||
-            !IsTrail(static_cast<Byte>(text[at])))
+            !platform::IsTrailByte(text[at]))
             return false;
     }
     return true;

@@ -15,14 +15,12 @@ std::string_view ViewOf(char const* text) noexcept {
     return text ? std::string_view(text) : std::string_view();
 }
 
-constexpr bool IsTrail(Byte c) noexcept { return (c >= 0x40 && c <= 0x7E) || (c >= 0x80 && c <= 0xFC); }
-
 // Bytes of the character at the start of a text that is not empty, 0 when there is none.
 int WholeCharacter(ByteRange in) noexcept {
     const Byte c = *in.at;
     if (c < 0x80 || text::IsHalfKana(c)) return 1;
     bool const lead = (c >= 0x81 && c <= 0x9F) || (c >= 0xE0 && c <= 0xEF);
-    return lead && in.Holds(2) && IsTrail(in.at[1]) ? 2 : 0;
+    return lead && in.Holds(2) && platform::IsTrailByte(in.at[1]) ? 2 : 0;
 }
 
 constexpr bool IsLineEnd(char c) noexcept { return c == '\r' || c == '\n'; }

@@ -11,8 +11,6 @@ namespace {
 
 constexpr std::uint16_t blank = 0x20;
 
-constexpr bool IsTrailByte(Byte c) noexcept { return (c >= 0x40 && c <= 0x7E) || (c >= 0x80 && c <= 0xFC); }
-
 // What a byte and the one behind it become in UTF-8: the bytes in their order from the lowest on, then their
 // number, then the number of source bytes that they stand for.
 struct Utf8Form {
@@ -91,7 +89,7 @@ bool TakeSjUnit(ByteRange& in, std::uint16_t& unit) noexcept {
     const Byte first = *in.at;
     bool const lead = platform::IsLeadByte(first);
     if (lead && !in.Holds(2)) return false;
-    bool const pair = lead && IsTrailByte(in.at[1]);
+    bool const pair = lead && platform::IsTrailByte(in.at[1]);
     unit = platform::UnicodeOf(static_cast<std::uint16_t>(pair ? first << 8 | in.at[1] : first));
     if (unit == 0) unit = blank;
     in.at += pair ? 2 : 1;

@@ -77,6 +77,8 @@ TEST(HtmlMailEncoder, CharsetsEncodingsAndMetaTags) {
                   meta + "\r\n")},
         {"a", std::string("表") + meta, 1, 1, 1, Part("plain", "us-ascii", "7bit", "a\r\n"),
          jis_page(Jis("表") + jis_meta)},
+        {"a", "<META title=\"上\" http-equiv=Content-Type>表", 1, 1, 1,
+         Part("plain", "us-ascii", "7bit", "a\r\n"), jis_page(jis_meta + Jis("表"))},
         {"a", quoted, 1, 1, 1, Part("plain", "us-ascii", "7bit", "a\r\n"),
          Part("html", "us-ascii", "7bit", std::string(quoted) + "\r\n")},
     };

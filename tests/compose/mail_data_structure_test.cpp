@@ -325,7 +325,9 @@ TEST(NormalAttachments, AddedNamedSavedRemoved) {
     EXPECT_EQ(-3, mail.SaveMIMENormalAttach(0, folder, size, 0, 1, ""));
     EXPECT_EQ(-3, mail.SaveMIMENormalAttach(2, folder, size, 0, 0, nullptr));
     EXPECT_EQ(-4, mail.SaveMIMENormalAttach(1, folder, size, 0, 0, nullptr));
-    for (char const* bad : {"a\\b", "a:", "*", "<", ">", "|"})
+    for (char const* bad : {"a\\b", "a:", "*", "<", ">", "|", "\x81/b", "表\x81/b", "\x81\x81:",
+                            "a\x81"
+                            "*"})
         EXPECT_EQ(-4, mail.SaveMIMENormalAttach(0, folder, size, 0, 1, bad)) << bad;
     EXPECT_EQ(-7, size);
     EXPECT_EQ(0, mail.SaveMIMENormalAttach(0, folder, size, 0, 0, nullptr));
@@ -335,6 +337,8 @@ TEST(NormalAttachments, AddedNamedSavedRemoved) {
     EXPECT_EQ(0, mail.SaveMIMENormalAttach(0, folder, size, 1, 1, "raw?\".txt"));
     EXPECT_EQ("AAEC\r\n/w==", ContentOf(folder + "\\raw?\".txt"));
     EXPECT_EQ(10, size);
+    EXPECT_EQ(0, mail.SaveMIMENormalAttach(0, folder, size, 0, 1, "ポソ.txt"));
+    EXPECT_EQ(4u, ContentOf(folder + "\\ポソ.txt").size());
 
     EXPECT_EQ(-1, mail.RemoveAtMIMENormalAttach(3));
     EXPECT_EQ(-1, mail.RemoveAtMIMENormalAttach(-1));

@@ -51,6 +51,7 @@ TEST(MimeDecode, StructureAndResult) {
         {Multipart("b", "--b\r\n\r\n1"), 0, "{}"},
         {Multipart("b", "--b--\r\n\r\n--b\r\n\r\n1\r\n--b--"), 1, "{[\r\n1]}"},
         {Multipart("b", "--b\r\n--b--\r\n"), 0, "{}"},
+        {Multipart("b", "text\r\n--b--\r\n"), 0, "{}"},
         {Multipart("b", "--b\r\n\r\n1\r\n--b\r\n--b--"), 0, "{[\r\n1]}"},
         {Multipart("\"b", "--b\r\n\r\n1\r\n--b--"), 0, "[--b\r\n\r\n1\r\n--b--]"},
         {"Content-Type: multipart/mixed\r\n\r\nbody", 0, "[body]"},
@@ -106,6 +107,8 @@ TEST(MimeDecode, LineEndsAndTypes) {
     EXPECT_EQ(text + 2, MimeDecodeTool::stristr(text, "abc"));
     EXPECT_EQ(nullptr, MimeDecodeTool::stristr(text, "abcd"));
     EXPECT_EQ(text, MimeDecodeTool::stristr(text, ""));
+    EXPECT_STREQ("キク", MimeDecodeTool::stristr("ネハキク", "キク"));
+    EXPECT_STREQ("Z", MimeDecodeTool::stristr("\x81Z", "z"));  // in any code
 }
 
 // Trees as deep as the text, and lines that could delimit anything, by size; none may take the stack.
@@ -237,6 +240,8 @@ TEST(MimeFormatStruct, ParametersAndNames) {
     CString text = "old";
     entity.m_strContentType = " Text/Plain";
     EXPECT_EQ(0, entity.GetContentType(text) + entity.ContentTypeIs("text/plain") + entity.GetCharset(text));
+    entity.m_strContentType = " Text/ア;";
+    EXPECT_EQ(1, entity.ContentTypeIs("text/ア"));
     entity.m_strContentType = " Text/Plain ;charset= \"ISO-2022-JP\" ; x";
     EXPECT_EQ(1, entity.ContentTypeIs("text/plain"));
     EXPECT_EQ(1, entity.CharsetIs("iso-2022-jp"));
@@ -244,6 +249,7 @@ TEST(MimeFormatStruct, ParametersAndNames) {
         {"a; NAME=\"x;y\"; z", "x;y"},
         {"a; name=old.pdf ; x=y", "old.pdf"},
         {"a; name=x", "x"},
+        {"a; title=始ame=no; Name=x", "x"},
         {"a; name=\"=?ISO-2022-JP?B?GyRCJT0bKEI=?=\"", "ソ"}};
     for (auto const& [type, name] : names) {
         entity.m_strContentType = type;

@@ -56,6 +56,15 @@ TEST_F(MailAnalyzerTest, KindsInTheirOrder) {
     };
     for (auto const& row : rows)
         EXPECT_EQ(row.type, Analysed(row.mail, true, "配信停止").GetMailType()) << row.mail;
+    const struct {
+        char const *keyword, *body;
+        int type;
+    } refusals[] = {{"キク", "ネハ", -1},  {"キ", "＜L", -1},     {"キク", "aキクa", 3},
+                    {"Stop", "ソsTOP", 3}, {"ｓＴ", "ＳＴＯＰ", 3}, {"停止", "停\r\n止", -1}};
+    for (auto const& row : refusals)
+        EXPECT_EQ(row.type,
+                  Analysed("From: a@b\r\n\r\n" + std::string(row.body), false, row.keyword).GetMailType())
+            << row.keyword << " " << row.body;
     EXPECT_EQ(-1, Analysed("From: a@b\r\n\r\n \r\n.\r\n").GetMailType());
     EXPECT_EQ(-1, Analysed("From: a@b\r\n\r\n配信停止").GetMailType());
     Analysed("From: \"q\" <a@b>\r\n\r\n", true);

@@ -13,17 +13,18 @@
 
 namespace {
 
-constexpr auto npos = std::string_view::npos;
-
 CString Base64(std::string_view content) { return CString(std::string_view(mime::Base64Body(content))); }
 
-// Quoted, a quote behind a backslash counted in, or up to the next ";".
+// Quoted, a quote behind a backslash counted in, or up to the next ";". The second byte of a character is no
+// backslash.
 std::string ParameterText(std::string_view text) {
     if (!text.starts_with('"')) return std::string(text.substr(0, text.find(';')));
     std::string value;
-    for (std::size_t at = 1; at < text.size() && text[at] != '"'; ++at) {
+    for (std::size_t at = 1; at < text.size() && text[at] != '"';) {
         if (text.substr(at, 2) == "\\\"") ++at;
-        value += text[at];
+        std::size_t const size = platform::WholeCharacterSize(text, at);
+        value += text.substr(at, size);
+        at += size;
     }
     return value;
 }
@@ -31,15 +32,15 @@ std::string ParameterText(std::string_view text) {
 // What stands behind the "=" of a parameter; false where there is no such one.
 bool FindParameter(CString const& header, std::string_view name, std::string& value) {
     const CString text = MailAnalyzer::ReformatHeaderBodyString(header);
-    const std::size_t at = mime::FindNoCase(text.View(), name);
-    if (at == npos) return false;
-    value = ParameterText(text.View().substr(at + name.size()));
+    const std::size_t at = mime::FindParameter(text.View(), name);
+    if (at == std::string_view::npos) return false;
+    value = ParameterText(text.View().substr(at));
     return true;
 }
 
 CString NameIn(std::string_view path) {
     std::size_t begin = 0;
-    for (std::size_t at = 0; at < path.size(); at += platform::CharacterSize(path, at))
+    for (std::size_t at = 0; at < path.size(); at += platform::WholeCharacterSize(path, at))
         if (path[at] == '\\' || path[at] == '/' || path[at] == ':') begin = at + 1;
     return CString(path.substr(begin));
 }

@@ -21,9 +21,9 @@ constexpr std::string_view body_end = "</BODY>", blank_line = "<DIV>&nbsp;</DIV>
 // The value behind `name`, quoted or up to one of `ends`; false where there is none.
 bool Parameter(std::string_view params, std::string_view name, std::string_view ends,
                std::string_view& value) {
-    const std::size_t at = mime::FindNoCase(params, name);
+    const std::size_t at = mime::FindParameter(params, name);
     if (at == npos) return false;
-    value = params.substr(at + name.size());
+    value = params.substr(at);
     if (value.starts_with('"'))
         value = value.substr(1, value.find('"', 1) - 1);
     else

@@ -44,7 +44,7 @@ int HtmlMailEncoder::Encode(int asciiText, int asciiHtml, int asciiMail) {
         ascii_allowed && IsStrAscii(html)
             ? Part("html", "us-ascii", "7bit", compose::WithMetaCharset(html, "US-ASCII"))
             : Part("html", jis, "quoted-printable",
-                   HtmlMailBodyQEncode(compose::WithMetaCharset(ToJis(html), jis)));
+                   HtmlMailBodyQEncode(ToJis(compose::WithMetaCharset(html, jis))));
     // Drawn anew for one in either part: readers would divide there.
     CString boundary = MakeBoundary();
     while (text_part.View().find(boundary.View()) != npos || html_part.View().find(boundary.View()) != npos)

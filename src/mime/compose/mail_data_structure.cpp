@@ -15,6 +15,7 @@
 #include "mime/quoted_printable.h"
 #include "mime/transfer_encodings.h"
 #include "platform/file.h"
+#include "platform/mbcs.h"
 #include "storage/base64_text.h"
 #include "storage/check_directory.h"
 #include "text/directories.h"
@@ -25,7 +26,15 @@ using mime::EqualNoCase;
 
 namespace {
 
-constexpr char const* not_in_names = "\\/:*<>|";
+constexpr auto npos = std::string_view::npos;
+
+// Whether a file name holds one of the characters that file names do not have. A broken character hides none.
+bool HoldsForbidden(std::string_view name) {
+    constexpr std::string_view forbidden = "\\/:*<>|";
+    for (std::size_t at = 0; at < name.size(); at += platform::WholeCharacterSize(name, at))
+        if (forbidden.find(name[at]) != npos) return true;
+    return false;
+}
 
 bool Holds(CMailDataStructure::Attachments const& list, int index) {
     return index >= 0 && index < list.GetSize();
@@ -245,7 +254,7 @@ int CMailDataStructure::SaveMIMENormalAttach(int index, CString dir, int& size, 
     if (useName && !name) return no_given_name;
     const CString file = useName ? CString(name) : GetMIMENormalAttachName(index);
     if (file.IsEmpty()) return empty_name;
-    if (file.FindOneOf(not_in_names) >= 0) return bad_name;
+    if (HoldsForbidden(file.View())) return bad_name;
     CString content = GetMIMENormalAttachBodyBase64(index);
     std::string decoded;
     std::string_view bytes = content.View();
@@ -278,8 +287,8 @@ int CMailDataStructure::CheckHeader(MimeFormatStruct& entity) {
     if (content_class != class_text && content_class != class_html) return content_class;
     CString type, subtype, params;
     MimeDecodeTool::SplitContentType(entity.m_strContentType, type, subtype, params);
-    bool const named = ContainsNoCase(entity.m_strContentDisposition.View(), "filename=") ||
-                       ContainsNoCase(params.View(), "name=");
+    bool const named = mime::FindParameter(entity.m_strContentDisposition.View(), "filename=") != npos ||
+                       mime::FindParameter(params.View(), "name=") != npos;
     return named ? class_file : content_class;
 }
 

@@ -45,7 +45,7 @@ class TESSALY_API CMailDataStructure {
         no_directory = -1,   // it is missing and cannot be made
         no_given_name = -2,  // `useName` with a null name
         empty_name = -3,
-        bad_name = -4,     // with one of \ / : * < > |
+        bad_name = -4,     // with one of \ / : * < > |, a second byte of a character not counted
         not_written = -5,  // also when the file cannot be written whole
     };
     static constexpr int ok = 0, failed = -1, not_decoded = -2;
