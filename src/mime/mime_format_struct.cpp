@@ -307,7 +307,7 @@ int MimeFormatStruct::SetNameParamToContentType(CString const& name) {
     } else {
         head = std::string(value.substr(0, value.find_last_not_of(" \t;") + 1)) + " ; name=\"";
     }
-    m_strContentType = Text(head + std::string(EncodeFileName(name).View()) + tail);
+    m_strContentType = Text(head + std::string(EncodeFileName(text::OnOneLine(name)).View()) + tail);
     for (MimeHeaderStruct& header : m_aHeader) {
         if (!mime::EqualNoCase(header.m_strName.View(), "content-type")) continue;
         header.m_strValue = m_strContentType;

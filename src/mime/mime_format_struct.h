@@ -79,8 +79,8 @@ class TESSALY_API MimeFormatStruct {
     int SetContentId(char const* s);
     int GetContentLocation(CString& out) const;
 
-    // The parameter "name" of the content type, decoded to Shift-JIS; and put there encoded, which always
-    // succeeds.
+    // The parameter "name" of the content type, decoded to Shift-JIS; and put there encoded, a line end as a
+    // blank, which always succeeds.
     int GetNameParamFromContentType(CString& out) const;
     int SetNameParamToContentType(CString const& name);
     // What stands between the first and the last double quote.

@@ -106,6 +106,12 @@ CString CrLfConverter(CString text) {
     return result;
 }
 
+CString text::OnOneLine(CString const& text) {
+    CString line = CrLfConverter(text);
+    line.Replace("\r\n", " ");
+    return line;
+}
+
 int IsStrAscii(char const* text) {
     for (char c : ViewOf(text))
         if (static_cast<Byte>(c) >= 0x80) return 0;

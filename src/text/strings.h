@@ -26,6 +26,13 @@ TESSALY_API char* strncpy_mb(char* out, char const* text, unsigned int limit);
 // Every CR LF, LF CR, lone CR and lone LF as CR LF.
 TESSALY_API CString CrLfConverter(CString text);
 
+namespace text {
+
+// A blank for each line end: what goes into a header field, where a line end would begin another.
+CString OnOneLine(CString const& text);
+
+}  // namespace text
+
 // 1 when all bytes are below 0x80.
 TESSALY_API int IsStrAscii(char const* text);
 

@@ -52,6 +52,13 @@ TEST(AttachFile, ThePartByteForByte) {
                   "\"\r\nContent-Disposition: attachment\r\n\tfilename=\"" + name +
                   "\"\r\nContent-Transfer-Encoding: base64;\r\n\r\nYWI=",
               std::string(file.GetFileMimeString().View()));
+    file.SetFileInfoFromMimeString(
+        "Content-Type: a/b; name=\"=?iso-2022-jp?B?YQ0KWDogeQo=?=\"\r\nContent-Transfer-Encoding: "
+        "base64\r\n\r\n");
+    EXPECT_EQ("a\r\nX: y\n", file.GetFileName());
+    EXPECT_TRUE(file.GetFileMimeString().View().starts_with(
+        "Content-type: application/octet-stream;\r\n\tname=\"a X: y \"\r\nContent-Disposition: attachment\r\n"
+        "\tfilename=\"a X: y \"\r\nContent-Transfer"));
     file.Init();
     EXPECT_EQ("", file.GetFileMimeString());
 }

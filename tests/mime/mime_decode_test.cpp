@@ -274,6 +274,8 @@ TEST(MimeFormatStruct, ParametersAndNames) {
         EXPECT_EQ(after, entity.m_strContentType);
         EXPECT_EQ(after, entity.m_aHeader[0].m_strValue);
     }
+    EXPECT_EQ(1, entity.SetNameParamToContentType("n\r\nX: y\nz"));
+    EXPECT_EQ("a; name=\"n X: y z\"", entity.m_strContentType);
     EXPECT_EQ(0, entity.SetContentId("x") + entity.GetContentId(text) + entity.ContentIdIs(""));
     entity.m_aHeader.Add({" Content-ID ", " <abc>"});
     EXPECT_EQ(1, entity.ContentIdIs("abc"));

@@ -10,6 +10,7 @@
 #include "platform/file.h"
 #include "platform/mbcs.h"
 #include "reception/mail_analyzer.h"
+#include "text/strings.h"
 
 namespace {
 
@@ -85,7 +86,7 @@ int CAttachFileManager::SetFileInfoFromMimeFormatStruct(MimeFormatStruct entity)
 
 CString CAttachFileManager::GetFileMimeString() const {
     if (m_strFileName.IsEmpty() && m_strFileBodyBase64.IsEmpty()) return {};
-    const CString name = EncodeFileName(m_strFileName);
+    const CString name = EncodeFileName(text::OnOneLine(m_strFileName));
     return "Content-type: application/octet-stream;\r\n\tname=\"" + name +
            "\"\r\nContent-Disposition: attachment\r\n\tfilename=\"" + name +
            "\"\r\nContent-Transfer-Encoding: base64;\r\n\r\n" + m_strFileBodyBase64;

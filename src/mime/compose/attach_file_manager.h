@@ -34,7 +34,8 @@ class TESSALY_API CAttachFileManager {
     int SetFileInfoFromMimeString(CString text);
     // set, unknown_encoding or no_name.
     int SetFileInfoFromMimeFormatStruct(MimeFormatStruct entity);
-    // The attachment as a part, header and body; empty without name and content.
+    // The attachment as a part, header and body; empty without name and content. A line end in the name
+    // becomes a blank.
     CString GetFileMimeString() const;
     static CString EncodeFileName(char const* name) { return ::EncodeFileName(name); }
 
