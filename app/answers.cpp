@@ -58,29 +58,6 @@ bool IsAssumed(int element, CString text) {
            (element == customers::element_direct_mail && !consents && !declines);
 }
 
-// The analysis reads ISO-2022-JP and Shift-JIS: what it will take for the text of a mail, the first text in
-// it, becomes Shift-JIS if it is in UTF-8.
-void MakeReadable(MimeFormatStruct& mail) {
-    constexpr char const* as_it_is = "8bit";
-    std::vector<MimeFormatStruct*> waiting = {&mail};
-    while (!waiting.empty()) {
-        MimeFormatStruct& entity = *waiting.back();
-        waiting.pop_back();
-        for (int i = entity.m_aChild.GetSize(); i-- > 0;) waiting.push_back(&entity.m_aChild[i]);
-        if (!entity.m_aChild.IsEmpty()) continue;
-        CString type, subtype, parameters;
-        MimeDecodeTool::SplitContentType(entity.m_strContentType, type, subtype, parameters);
-        if (!entity.m_strContentTypeName.IsEmpty() && !MimeDecodeTool::stristr(type, "text")) continue;
-        if (!entity.CharsetIs("utf-8")) return;
-        if (entity.m_strContentTransferEncodingName.IsEmpty()) entity.m_strContentTransferEncoding = as_it_is;
-        CString text;
-        if (!entity.ConvertBodyToCp932String(text)) return;
-        entity.m_strBody = text;
-        entity.m_strContentTransferEncoding = as_it_is;
-        return;
-    }
-}
-
 bool Holds(CString const& text, char const* word) { return MimeDecodeTool::stristr(text, word) != nullptr; }
 
 }  // namespace
@@ -116,7 +93,6 @@ Answer Answers::Take(std::string const& text) {
     analyzer_.MailAnalysis(mail);
     Answer answer;
     answer.from = analyzer_.GetFromAddress();
-    answer.subject = SubjectOf(analyzer_);
     CString original_id = analyzer_.GetOriginalMessageID();
     if (original_id.IsEmpty()) original_id = NamedByReceipt(mail);
     if (auto const original = OriginalOf(original_id)) {
@@ -222,7 +198,7 @@ void Answers::Bounce(MimeFormatStruct const& mail, Answer& answer) {
     if (apply_) history->TransferState(answer.customer, state, 1);
     answer.effect = again ? "再送信を待つようにしました" : "エラーにしました";
     const CString code = ReportField(mail, "Diagnostic-Code");
-    if (!code.IsEmpty()) answer.effect += ": " + Out(OnOneLine(code.View()));
+    if (!code.IsEmpty()) answer.effect += ": " + OnOneLine(GuessedText(code.View()));
 }
 
 void Answers::Receipt(MimeFormatStruct const& mail, Answer& answer) {

@@ -22,7 +22,7 @@ char const* NameOf(AnswerKind kind);
 struct Answer {
     AnswerKind kind = AnswerKind::other;
     int mail = -1, customer = -1;  // whom it is about, as far as that is known
-    CString from, subject;
+    CString from;
     std::string effect;      // what was done, or why nothing was
     bool keep = false;       // for the sender to read
     bool postponed = false;  // its mail is being sent just now; the next time will do

@@ -23,7 +23,8 @@ struct Arguments {
     std::string format = "table";
 };
 
-void Analyse(KeptMail const& kept, MailAnalyzer& analyzer) {
+// Result: the mail.
+MimeFormatStruct Analyse(KeptMail const& kept, MailAnalyzer& analyzer) {
     std::ifstream file(kept.file, std::ios::binary);
     const std::string text{std::istreambuf_iterator<char>(file), {}};
     if (!file) throw Failure("受信したメールを読めません: " + kept.file.string());
@@ -31,18 +32,11 @@ void Analyse(KeptMail const& kept, MailAnalyzer& analyzer) {
     MimeDecodeTool::MimeDecode(CString(std::string_view(text)), mail);
     analyzer.InitMember();
     analyzer.MailAnalysis(mail);
+    return mail;
 }
 
 CString DateOf(MailAnalyzer const& analyzer) {
     return analyzer.GetMailSendDate().Format("%Y/%m/%d %H:%M:%S");
-}
-
-// The analysis reads the words of ISO-2022-JP only.
-// Bodies in UTF-8 stay so in the library, and keep what has no form there.
-std::string BodyText(CString const& body) {
-    const std::string text(body.View());
-    auto const no_form = IntoLibrary(text).no_form;
-    return no_form && no_form->character.starts_with("\\x") ? Out(body) : text;
 }
 
 void List(Arguments const& arguments) {
@@ -52,9 +46,9 @@ void List(Arguments const& arguments) {
     const std::vector<KeptMail> kept = Inbox(session.DataDirectory()).Kept();
     MailAnalyzer analyzer;
     for (KeptMail const& mail : kept) {
-        Analyse(mail, analyzer);
-        listing.Add({std::to_string(mail.number).c_str(), DateOf(analyzer), analyzer.GetFromAddress(),
-                     SubjectOf(analyzer)});
+        const CString subject = IntoWithGeta(SubjectOf(Analyse(mail, analyzer)));
+        listing.Add(
+            {std::to_string(mail.number).c_str(), DateOf(analyzer), analyzer.GetFromAddress(), subject});
     }
     listing.End();
     if (format == ListFormat::table) std::cout << Grouped(kept.size()) << "件\n";
@@ -65,15 +59,14 @@ void Show(Arguments const& arguments) {
     for (KeptMail const& mail : Inbox(session.DataDirectory()).Kept()) {
         if (mail.number != arguments.number) continue;
         MailAnalyzer analyzer;
-        Analyse(mail, analyzer);
+        const std::string subject = SubjectOf(Analyse(mail, analyzer));
         CString body = analyzer.GetDecodeMailBody();
         body.Replace("\r\n", "\n");
         std::cout << "差出人: " << Out(OnOneLine(analyzer.GetFromAddress().View()))
-                  << "\n日時: " << Out(DateOf(analyzer))
-                  << "\n件名: " << Out(OnOneLine(SubjectOf(analyzer).View()))
+                  << "\n日時: " << Out(DateOf(analyzer)) << "\n件名: " << OnOneLine(subject)
                   << "\nファイル: " << mail.file.string() << "\n添付: " << analyzer.GetAttachFileNum()
                   << "件\n\n"
-                  << BodyText(body) << "\n";
+                  << GuessedText(body.View()) << "\n";
         return;
     }
     throw Failure("その番号の受信メールはありません: " + std::to_string(arguments.number));

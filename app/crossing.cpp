@@ -76,6 +76,45 @@ char32_t Composed(char32_t base, char32_t mark) {
     return 0;
 }
 
+// A character with the mark that it joins.
+struct Taken {
+    char32_t point;
+    std::uint16_t code;  // 0 for one without a form
+    std::size_t size;    // bytes; 0 for bytes that are no UTF-8
+};
+
+// The one at the start of `text`.
+Taken TakeOne(std::string_view text) {
+    Decoded one = DecodeOne(text);
+    if (one.point >= 0x3046 && one.point <= 0x30DB && one.size < text.size()) {
+        const Decoded mark = DecodeOne(text.substr(one.size));
+        if (char32_t const composed = Composed(one.point, mark.point)) one = {composed, one.size + mark.size};
+    }
+    return {one.point, one.point == 0 ? std::uint16_t{0} : CodeOf(one.point), one.size};
+}
+
+void Append(std::string& text, std::uint16_t code) {
+    if (code > 0xFF) text += static_cast<char>(code >> 8);
+    text += static_cast<char>(code & 0xFF);
+}
+
+bool IsControl(char32_t point) {
+    return (point < 0x20 && point != '\t' && point != '\r' && point != '\n') || point == 0x7F;
+}
+
+bool HasNoLooks(char32_t point) {
+    return (point >= 0x200B && point <= 0x200F) || point == 0x2060 || (point >= 0xFE00 && point <= 0xFE0F) ||
+           point == 0xFEFF || (point >= 0xE0100 && point <= 0xE01EF);
+}
+
+// Bytes at the start of `text` that are one piece of damage: what begins no character, and what is left of
+// one behind it.
+std::size_t DamageSize(std::string_view text) {
+    std::size_t size = 1;
+    while (size < text.size() && (text[size] & 0xC0) == 0x80) ++size;
+    return size;
+}
+
 NoForm PlaceOf(std::string_view before, std::string_view from, std::size_t size) {
     NoForm place{1, 1, {}};
     for (char const c : before) {
@@ -102,25 +141,40 @@ Crossed IntoLibrary(std::string_view utf8) {
     Crossed result;
     result.text.reserve(utf8.size());
     for (std::size_t at = 0; at < utf8.size();) {
-        Decoded one = DecodeOne(utf8.substr(at));
-        std::size_t size = one.size;
-        if (one.point >= 0x3046 && one.point <= 0x30DB && at + size < utf8.size()) {
-            const Decoded mark = DecodeOne(utf8.substr(at + size));
-            if (char32_t const composed = Composed(one.point, mark.point)) {
-                one.point = composed;
-                size += mark.size;
-            }
-        }
-        const std::uint16_t code = one.point == 0 ? 0 : CodeOf(one.point);
-        if (code == 0) {
+        const Taken one = TakeOne(utf8.substr(at));
+        if (one.code == 0) {
             result.no_form = PlaceOf(utf8.substr(0, at), utf8.substr(at), one.size);
             return result;
         }
-        if (code > 0xFF) result.text += static_cast<char>(code >> 8);
-        result.text += static_cast<char>(code & 0xFF);
-        at += size;
+        Append(result.text, one.code);
+        at += one.size;
     }
     return result;
+}
+
+CString IntoWithGeta(std::string_view utf8) {
+    constexpr std::uint16_t geta_mark = 0x81AC;
+    std::string text;
+    text.reserve(utf8.size());
+    for (std::size_t at = 0; at < utf8.size();) {
+        const Taken one = TakeOne(utf8.substr(at));
+        if (one.size > 0 && IsControl(one.point))
+            text += ' ';
+        else if (one.size == 0 || !HasNoLooks(one.point))
+            Append(text, one.code ? one.code : geta_mark);
+        at += one.size > 0 ? one.size : DamageSize(utf8.substr(at));
+    }
+    return CString(std::string_view(text));
+}
+
+bool IsUtf8(std::string_view text) {
+    for (std::size_t at = 0; at < text.size();) {
+        const std::size_t size =
+            static_cast<unsigned char>(text[at]) < 0x80 ? 1 : DecodeOne(text.substr(at)).size;
+        if (size == 0) return false;
+        at += size;
+    }
+    return true;
 }
 
 std::string Describe(NoForm const& place) {

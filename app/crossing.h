@@ -33,6 +33,13 @@ Crossed IntoLibrary(std::string_view utf8);
 // and its place.
 CString Into(std::string_view utf8, std::string_view what);
 
+// The same for text of strangers, which is taken as it comes: a character without a form becomes 〓, and so
+// does a run of bytes that is no UTF-8; control characters other than TAB, CR and LF become blanks. What has
+// no looks of its own (variation selectors, joiners and marks of direction) is left out.
+CString IntoWithGeta(std::string_view utf8);
+
+bool IsUtf8(std::string_view text);
+
 // Text out of the library. Bytes that make no character become U+FFFD.
 std::string Out(std::string_view cp932);
 inline std::string Out(CString const& text) { return Out(text.View()); }

@@ -15,22 +15,6 @@ constexpr std::size_t longest_joined_record = 64 * 1024;
 // In a file with this many of them the quotes mean something else, and none is followed over a line end.
 constexpr std::size_t most_unclosed = 1000;
 
-bool IsUtf8(std::string_view text) {
-    for (std::size_t at = 0; at < text.size();) {
-        auto const lead = static_cast<unsigned char>(text[at]);
-        const std::size_t size = lead < 0x80                   ? 1
-                                 : lead >= 0xC2 && lead < 0xE0 ? 2
-                                 : lead >= 0xE0 && lead < 0xF0 ? 3
-                                 : lead >= 0xF0 && lead < 0xF5 ? 4
-                                                               : 0;
-        if (size == 0 || at + size > text.size()) return false;
-        for (std::size_t i = 1; i < size; ++i)
-            if ((text[at + i] & 0xC0) != 0x80) return false;
-        at += size;
-    }
-    return true;
-}
-
 bool IsLineEnd(char c) { return c == '\r' || c == '\n'; }
 
 NoForm PlaceOfByte(std::string_view before, std::string_view at, std::size_t size) {

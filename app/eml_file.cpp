@@ -21,40 +21,6 @@ namespace {
 
 constexpr std::string_view not_for_names = "\\/:*?\"<>|";
 
-// The bytes of a part without its transfer encoding; any that is not known counts as none.
-std::string Content(MimeFormatStruct const& part) {
-    CString encoding;
-    part.GetContentTransferEncoding(encoding);
-    int const mode = encoding == "base64"             ? MAIL_BODY_BASE64
-                     : encoding == "quoted-printable" ? MAIL_BODY_QUOTED_PRINTABLE
-                                                      : 0;
-    std::string bytes(mime::MailBodyRoom(static_cast<std::size_t>(part.m_strBody.GetLength())), '\0');
-    int size = 0;
-    DecodeMailBody(part.m_strBody, mode, bytes.data(), size);
-    bytes.resize(static_cast<std::size_t>(size));
-    return bytes;
-}
-
-// A text part in UTF-8, without the library's detour where it comes so.
-std::string TextOf(MimeFormatStruct const& part) {
-    const std::string bytes = Content(part);
-    if (part.CharsetIs("utf-8")) return bytes;
-    const CString text(bytes.c_str());
-    if (part.CharsetIs("iso-2022-jp")) {
-        KCodeC code;
-        return Out(CString(code.jis7tosj(text)));
-    }
-    CString charset;
-    if (!part.GetCharset(charset) || charset == "us-ascii" || charset == "shift_jis" ||
-        charset == "shift-jis" || charset == "windows-31j" || charset == "cp932")
-        return Out(text);
-    if (charset == "euc-jp") {
-        KCodeC code;
-        return Out(CString(code.ujtosj(text)));
-    }
-    throw Failure("この文字コードの文面は読めません: " + Out(charset));
-}
-
 // A part's name as that of a file; `number` makes one up, with the type's extension for a picture.
 std::string SafeName(MimeFormatStruct const& part, std::size_t number) {
     std::string safe = OnOneLine(NameOfPart(part));
@@ -106,9 +72,9 @@ void UnpackedEml::Unpack(std::string const& file) {
         throw Failure("メールとして読めません: " + file);
     if (parts.GetDataTypeFromNowSetData() == CMimeAnalyze::type_nothing)
         throw Failure("文面のないメールです: " + file);
-    MailAnalyzer analyzer;
-    analyzer.MailAnalysis(text);
-    const std::string subject = OnOneLine(Out(SubjectOf(analyzer)));
+    MimeFormatStruct mail;
+    MimeDecodeTool::MimeDecode(text, mail);
+    const std::string subject = OnOneLine(SubjectOf(mail));
     if (subject.empty()) throw Failure("件名のないメールです: " + file);
     MimeFormatStruct part;
     parts.GetMIMETextpart(part);
@@ -134,7 +100,7 @@ void UnpackedEml::UnpackHtml(CMimeAnalyze const& parts) {
     for (MimeFormatStruct picture : parts.GetConstRefOfMimeHtmlAttach()) {
         const std::string folder = "picture" + std::to_string(++number) + "/",
                           safe = SafeName(picture, number);
-        Write(folder + safe, Content(picture));
+        Write(folder + safe, ContentOf(picture));
         SetPictureAddress(html, picture, folder + safe);
     }
     texts_.html = Write("mail.html", html);
@@ -145,7 +111,7 @@ void UnpackedEml::UnpackAttachments(CMimeAnalyze& parts) {
         MimeFormatStruct part;
         parts.GetMIMENormalAttach(i, part);
         const std::string name = SafeName(part, static_cast<std::size_t>(i) + 1);
-        texts_.attach.push_back(Write("attachment" + std::to_string(i) + "/" + name, Content(part)));
+        texts_.attach.push_back(Write("attachment" + std::to_string(i) + "/" + name, ContentOf(part)));
     }
 }
 

@@ -38,18 +38,7 @@ std::string ReadUtf8(std::string const& path) {
     std::string bytes = ReadWholeFile(path, "HTMLのファイル");
     if (bytes.find('\0') != bytes.npos) throw Failure("HTMLのファイルではありません: " + path);
     if (bytes.starts_with(byte_order_mark)) bytes.erase(0, byte_order_mark.size());
-    auto const is_utf8 = [](std::string_view text) {
-        for (std::size_t at = 0; at < text.size();) {
-            auto const lead = static_cast<unsigned char>(text[at]);
-            std::size_t const size = lead < 0x80 ? 1 : lead >= 0xF0 ? 4 : lead >= 0xE0 ? 3 : 2;
-            if (lead >= 0x80 && (lead < 0xC2 || lead > 0xF4 || at + size > text.size())) return false;
-            for (std::size_t i = 1; i < size; ++i)
-                if ((text[at + i] & 0xC0) != 0x80) return false;
-            at += size;
-        }
-        return true;
-    };
-    if (is_utf8(bytes)) return bytes;
+    if (IsUtf8(bytes)) return bytes;
     const std::string from_sjis = Out(bytes);
     if (from_sjis.find(no_character) != from_sjis.npos)
         throw Failure("HTMLのファイルの文字コードが分かりません。UTF-8にして保存してください: " + path);

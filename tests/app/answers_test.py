@@ -9,7 +9,7 @@ import unittest
 from email.mime.message import MIMEMessage
 from email.mime.multipart import MIMEMultipart
 
-from mail_programs import Desktop, Phone, Web, header_of, text
+from mail_programs import Desktop, Phone, Web, header_of, text, word
 from way_back import WayBackTest
 
 DRAFTS = ("Subject: 秋のご案内\n\n新しい茶のご案内です。\nご覧ください。\n", "Subject: Sale\n\nOne week only.\n")
@@ -73,6 +73,8 @@ FORMS = [
     ("エラー", Desktop, lambda p: server_text(p, "--- Below this line is a copy of the message."), "mail", WAITS, False),
     ("エラー", Desktop, lambda p: server_text(p, "Each of the following recipients was rejected by a remote mail server.\n" +
                                            "-" * 51, "Mail could not be delivered"), "mail", WAITS, False),
+    ("エラー", Web, lambda p: server_text(p, "--- Below this line is a copy of the message.", word("😀 Returned mail", "utf-8")),
+     "mail", WAITS, False),
     ("その他", Desktop, lambda p: p.reply("ただいま不在にしております。", "自動応答: "), "none", None, False),
     ("その他", Web, lambda p: p.reply("I am out of the office until Monday.", "Automatic reply: "), "none", None, False),
     ("その他", Phone, lambda p: p.reply("いつ届きますか。", "返信: "), "none", None, False),
@@ -122,16 +124,21 @@ class Answers(WayBackTest):
     def test_what_a_registration_and_a_question_say(self):
         self.tessaly("settings", "shop.tsl", "receive.register=tagged")
         programs = [kind(self.sent[0]["n0"], "n0") for kind in (Desktop, Web, Phone)]
-        asked = "何時までですか。" + "ソ表" * 40
+        asked, names = "何時までですか。" + "ソ表" * 40, []
         for i, program in enumerate(programs):
-            tags = f"<REGISTER>\n<EMAIL>new{i}@example.jp</EMAIL>\n<NAME_SEI>高橋ソ</NAME_SEI>\n"
+            beyond = "" if program.charset == "iso-2022-jp" else "😀"  # the characters of code page 932
+            names.append(("高橋ソ" + beyond.replace("😀", "〓"), f"new{i}"))
+            tags = f"<REGISTER>\n<NAME_SEI>高橋ソ{beyond}</NAME_SEI>\n<EMAIL>new{i}@example.jp</EMAIL>\n"
             self.add(program.bytes(program.addressed(program.body(tags), "登録", thread=False)),
-                     program.bytes(program.reply(asked + ("" if program.charset == "iso-2022-jp" else "😀"))))
+                     program.bytes(program.reply(beyond + asked, subject=beyond + "質問: ")))
         self.assertIn("登録 3通、その他 3通\n", self.receive().out)
         customers = self.direct_mail()
-        self.assertEqual([customers[f"new{i}@example.jp"][0] for i in range(3)], ["高橋ソ"] * 3)
-        for number in (1, 2, 3):
-            self.assertIn(asked, self.tessaly("inbox", "show", "shop.tsl", number).out)
+        self.assertEqual([(customers[f"{new}@example.jp"][0], new) for _, new in names], names)
+        self.assertEqual(self.kept(), [sign + "質問: " + programs[0].mail.subject for sign in ("", "〓", "〓")])
+        for number, sign in ((1, ""), (2, "😀"), (3, "😀")):
+            shown = self.tessaly("inbox", "show", "shop.tsl", number).out
+            self.assertIn(f"件名: {sign}質問: ", shown)
+            self.assertIn(sign + asked, shown)
 
 
 if __name__ == "__main__":

@@ -78,6 +78,19 @@ TEST(Crossing, NamesTheFirstCharacterThatTheLibraryCannotKeep) {
     EXPECT_NE(app::Describe({1, 2, std::string(1, '\0')}).find("NUL"), std::string::npos);
 }
 
+TEST(Crossing, StrangersTextLosesNothingButWhatHasNoForm) {
+    using namespace std::string_view_literals;
+    std::pair<std::string_view, std::string_view> const rows[] = {
+        {"春💐の𠮷野家한"sv, "春〓の〓野家〓"sv},
+        {"¥1,980‾か\u3099"sv, "￥1,980￣が"sv},
+        {"\uFEFF葛\U000E0100城❤\uFE0F\u200D!"sv, "葛城〓!"sv},
+        {"a\0b\x1B$\x0E\x7F\t\r\n"sv, "a b $  \t\r\n"sv},
+        {"\xE3\x81\r\n<a>\xF0\x9F\x92\xE3\x81\x82\xFF\x82\xA0x"sv, "〓\r\n<a>〓あ〓x"sv},
+        {""sv, ""sv},
+    };
+    for (auto const& [utf8, shown] : rows) EXPECT_EQ(app::Out(app::IntoWithGeta(utf8)), shown);
+}
+
 TEST(Crossing, JoinsKanaAndTheMarksBehindThem) {
     EXPECT_EQ(app::Out(app::IntoLibrary("か\u3099は\u309Aウ\u3099と\u3099").text), "がぱヴど");
 }
