@@ -13,8 +13,8 @@ namespace app {
 namespace {
 
 constexpr std::size_t largest_draft = 4 << 20;
-constexpr std::size_t longest_header_line =
-    900;  // a header line on the wire has 998 bytes at most (RFC 5322 2.1.1)
+// A header line on the wire has 998 bytes at most (RFC 5322 2.1.1).
+constexpr std::size_t longest_header_line = 900;
 
 struct Line {
     std::size_t number;

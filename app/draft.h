@@ -34,11 +34,10 @@ struct Finding {
 // begins with the first line of its file.
 void InspectText(CString const& text, std::vector<Finding>& findings);
 
-// Throws Failure, with line and column, for a file that is no draft or holds a character that the library
-// cannot keep. `findings` gets merge words that are unknown or outdated, machine-dependent characters and
-// half-width kana.
-// Without a body only where that is `optional`.
+// Whether a draft without a body, or with one of blanks and line ends only, is one; its body is then empty.
 enum class DraftBody { required, optional };
+// Throws Failure, with line and column, for a file that is no draft or holds a character that the library
+// cannot keep. `findings` gets what InspectText finds in the subject and in the body.
 Draft ReadDraft(std::string const& file, std::vector<Finding>& findings,
                 DraftBody body = DraftBody::required);
 
