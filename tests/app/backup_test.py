@@ -3,7 +3,7 @@
 import shutil
 import unittest
 
-from cli import CommandTest
+from cli import CommandTest, DAMAGED_TABLE
 
 
 class Backup(CommandTest):
@@ -30,14 +30,14 @@ class Backup(CommandTest):
                                         "【同じメールアドレスが存在したため復旧しなかった個人情報ID】\r\n2"), report)
 
     def test_a_lost_or_damaged_database_is_made_anew(self):
-        for content in (None, b"", b"garbage,1\r\n"):
+        for content in (None, b"", DAMAGED_TABLE):
             if content is None:
                 self.database.unlink()
             else:
                 self.database.write_bytes(content)
             self.assertIn("4人を控えから戻しました。", self.restore())
             self.assertEqual(self.addresses(), [f"n{i}@example.jp" for i in range(4)])
-        self.assertEqual((self.folder / "shop/DB/database.dat.damaged0").read_bytes(), b"garbage,1\r\n")
+        self.assertEqual((self.folder / "shop/DB/database.dat.damaged0").read_bytes(), DAMAGED_TABLE)
         self.assertEqual(len(list((self.folder / "shop/DB").glob("*.damaged*"))), 1)
         self.database.write_bytes(b"")
         (self.folder / "控え_復旧.txt").unlink()
@@ -56,7 +56,7 @@ class Backup(CommandTest):
         # Nobody to restore, but the damaged file is in the way.
         self.tessaly("env", "new", "empty.tsl")
         self.tessaly("backup", "empty.tsl", "empty.dat")
-        (self.folder / "empty/DB/database.dat").write_bytes(b"garbage,1\r\n")
+        (self.folder / "empty/DB/database.dat").write_bytes(DAMAGED_TABLE)
         self.assertIn("0人を控えから戻しました。", self.tessaly("restore", "empty.tsl", "empty.dat").out)
         self.assertIn("0件", self.tessaly("customers", "list", "empty.tsl").out)
 

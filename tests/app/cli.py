@@ -13,6 +13,8 @@ import unittest
 
 TESSALY = os.environ["TESSALY"]
 SAMPLE = pathlib.Path(__file__).resolve().parents[2] / "app" / "sample"
+# Under every key a record of one field or of three (a byte may stand for a comma or for a quote), where a table has more.
+DAMAGED_TABLE = b"gg\r\n"
 PATIENCE = 60  # seconds for whatever is waited for
 ENVIRONMENT = {**os.environ, "LC_ALL": "C.UTF-8", "TZ": "Asia/Tokyo"}
 

@@ -6,7 +6,7 @@ import json
 import re
 import unittest
 
-from cli import CommandTest
+from cli import CommandTest, DAMAGED_TABLE
 
 DATE = r"\d{4}/\d\d/\d\d \d\d:\d\d:\d\d"
 
@@ -72,10 +72,10 @@ class HistoryReport(CommandTest):
         self.refused("report", "shop.tsl", 9, says="その番号のメールはありません: 9")
         self.refused("report", "shop.tsl", 0, "--deleted", says="--deleted", code=2)
         self.refused("report", "shop.tsl", "--format", "xml", says="xml", code=2)
-        (self.folder / "shop/MAIL/0/hist0.dat").write_bytes(b"garbage,1\r\n")
+        (self.folder / "shop/MAIL/0/hist0.dat").write_bytes(DAMAGED_TABLE)
         for mail in ([], [0]):
             self.refused("report", "shop.tsl", *mail, says="送信履歴を読めません")
-        self.assertEqual((self.folder / "shop/MAIL/0/hist0.dat").read_bytes(), b"garbage,1\r\n")
+        self.assertEqual((self.folder / "shop/MAIL/0/hist0.dat").read_bytes(), DAMAGED_TABLE)
 
 
 if __name__ == "__main__":

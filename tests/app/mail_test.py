@@ -5,7 +5,7 @@ import shutil
 import subprocess
 import unittest
 
-from cli import ENVIRONMENT, PATIENCE, TESSALY, CommandTest, Running
+from cli import DAMAGED_TABLE, ENVIRONMENT, PATIENCE, TESSALY, CommandTest, Running
 
 DRAFT = "Subject: <%名前(姓)%>様へ\n\n<%名前(姓)%> 様\n本文①\n"
 MOBILE = "Subject: 携帯\n\n<%名前(姓)%>様 短い本文\n"
@@ -145,7 +145,7 @@ class Mails(CommandTest):
     def test_a_damaged_list_can_be_moved_away(self):
         self.new()
         damaged = self.folder / "shop/MAIL/maillist.dat"
-        damaged.write_bytes(b"garbage\r\n")
+        damaged.write_bytes(DAMAGED_TABLE)
         self.refused("mail", "list", "shop.tsl", says="ほかの場所に移してから")
         damaged.rename(self.folder / "elsewhere")
         self.assertEqual(len(self.listed()), 1)

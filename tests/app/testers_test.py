@@ -3,7 +3,7 @@
 import json
 import unittest
 
-from cli import CommandTest
+from cli import CommandTest, DAMAGED_TABLE
 
 
 class Testers(CommandTest):
@@ -28,9 +28,9 @@ class Testers(CommandTest):
 
     def test_a_damaged_file_is_not_written_over(self):
         self.new_shop()
-        (self.folder / "shop/DB/testmailinginfo.dat").write_bytes(b"garbage,1\r\n")
+        (self.folder / "shop/DB/testmailinginfo.dat").write_bytes(DAMAGED_TABLE)
         self.refused("testers", "add", "shop.tsl", "メールアドレス=x@example.jp", says="テスト送信の相手を読めません")
-        self.assertEqual((self.folder / "shop/DB/testmailinginfo.dat").read_bytes(), b"garbage,1\r\n")
+        self.assertEqual((self.folder / "shop/DB/testmailinginfo.dat").read_bytes(), DAMAGED_TABLE)
 
 
 if __name__ == "__main__":
