@@ -12,9 +12,13 @@ namespace {
 constexpr unsigned ms_of_second = 1000;
 
 int SecurityOf(Security security) {
-    return security == Security::tls        ? platform::security_tls
-           : security == Security::starttls ? platform::security_upgrade
-                                            : platform::security_none;
+    constexpr int unknown = -1;  // which the components refuse
+    switch (security) {
+        case Security::none: return platform::security_none;
+        case Security::tls: return platform::security_tls;
+        case Security::starttls: return platform::security_upgrade;
+    }
+    return unknown;
 }
 
 int AuthOf(std::string const& name) {

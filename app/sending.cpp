@@ -9,6 +9,7 @@
 #include "crossing.h"
 #include "failure.h"
 #include "progress.h"
+#include "settings_catalogue.h"
 #include "tessaly/text.h"
 
 namespace app {
@@ -30,8 +31,15 @@ void ShowTotals(Mailing const& mailing, std::size_t asked, double seconds) {
               << "通)\n";
 }
 
+// A word that the setting does not have, from a damaged or a newer file, is taken for none that it has.
+std::string ChoiceOf(Session& session, std::string_view name) {
+    const std::string value = session.Setting(name), refusal = RefusalOf(*FindSetting(name), value);
+    if (!refusal.empty()) throw Failure(std::string(name) + ": " + refusal + ": " + value);
+    return value;
+}
+
 Security SecurityOf(Session& session, std::string_view name) {
-    const std::string value = session.Setting(name);
+    const std::string value = ChoiceOf(session, name);
     return value == "tls" ? Security::tls : value == "starttls" ? Security::starttls : Security::none;
 }
 
@@ -78,7 +86,7 @@ ServerSettings ServerOf(Session& session, std::string const& given) {
     ServerSettings server;
     server.host = Into(session.Setting("smtp.host"), "smtp.host");
     server.port = session.NumberSetting("smtp.port");
-    server.auth = session.Setting("smtp.auth");
+    server.auth = ChoiceOf(session, "smtp.auth");
     server.user = Into(session.Setting("smtp.user"), "smtp.user");
     server.password = Into(session.Setting("smtp.password"), "smtp.password");
     server.timeout_milliseconds = PatienceOf(session);
@@ -97,7 +105,7 @@ MailboxSettings MailboxOf(Session& session, std::string const& given) {
     MailboxSettings mailbox;
     mailbox.host = Into(session.Setting("pop.host"), "pop.host");
     mailbox.port = session.NumberSetting("pop.port");
-    mailbox.apop = session.Setting("pop.auth") == "apop";
+    mailbox.apop = ChoiceOf(session, "pop.auth") == "apop";
     mailbox.user = Into(session.Setting("pop.user"), "pop.user");
     mailbox.password = Into(session.Setting("pop.password"), "pop.password");
     mailbox.timeout_milliseconds = PatienceOf(session);

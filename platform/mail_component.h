@@ -12,15 +12,18 @@ namespace platform {
 // empty.
 class ComponentValue {
   public:
-    ComponentValue(int number) : number_(number) {}
+    ComponentValue(int number) : number_(number), is_number_(true) {}
     ComponentValue(char const* text) : bytes_(text ? text : "") {}
     ComponentValue(CString const& text) : bytes_(text), shared_(&text) {}
+    // 0 for a text.
     int Number() const { return number_; }
+    bool IsNumber() const { return is_number_; }
     CString Text() const { return shared_ ? *shared_ : CString(bytes_); }
     char const* Bytes() const { return bytes_; }
 
   private:
     int number_ = 0;
+    bool is_number_ = false;
     char const* bytes_ = "";
     CString const* shared_ = nullptr;
 };
@@ -29,7 +32,8 @@ class ComponentValue {
 // at.
 using ComponentDispatcher = int (*)(void* object, int event, void* parameters);
 
-// How the bytes go.
+// How the bytes go. Anything else, a text too, is an error (component_unknown) of the setting and of every
+// connecting behind it.
 enum MailSecurity : int {
     security_none = 0,
     security_tls = 1,                 // TLS from the first byte

@@ -82,8 +82,22 @@ ComponentFailure MailConversation::FailBySocket() {
     return FailAndClose(ComponentFailure::OfSocket(error), text);
 }
 
+// A number that is none of MailSecurity stays, so that a caller who does not look at the result cannot end up
+// with a plain connection.
+ComponentFailure MailConversation::SetSecurity(ComponentValue const& value) {
+    settings_.security = value.IsNumber() ? value.Number() : no_security_number;
+    return CheckSecurity();
+}
+
+ComponentFailure MailConversation::CheckSecurity() {
+    bool const known =
+        settings_.security >= security_none && settings_.security <= security_upgrade_if_offered;
+    return known ? ComponentFailure() : Fail(component_unknown, "Unknown security.");
+}
+
 ComponentFailure MailConversation::Open() {
     Close();
+    if (const ComponentFailure failure = CheckSecurity()) return failure;
     CString place;
     place.Format("%s:%d", static_cast<char const*>(settings_.server), settings_.port);
     Inform("Connecting to mail server.");
@@ -104,7 +118,7 @@ ComponentFailure MailConversation::Open() {
 
 ComponentFailure MailConversation::Secure() {
     const TlsOptions options{settings_.server, static_cast<unsigned>(settings_.port), settings_.ca_file,
-                             settings_.verify != 0};
+                             settings_.verify};
     Fire(numbers_.ssl_status, SSLStatusEvent{"Starting the handshake."});
     const TlsFailure failure = socket_.StartTls(options, Milliseconds(settings_.seconds));
     TlsCertificate const& shown = socket_.Certificate();

@@ -28,8 +28,9 @@ class MailConversation {
         int port;
         int security = security_none;
         int seconds = 0;  // 0: no limit
-        int verify = 1;
+        bool verify = true;
     };
+    static constexpr int no_security_number = -1;
     static constexpr int reply_limit = 64 * 1024;  // bytes
     static constexpr char const* hidden = "********";
 
@@ -37,6 +38,11 @@ class MailConversation {
         : numbers_(numbers), dispatcher_(dispatcher), object_(object) {}
     ~MailConversation();
 
+    ComponentFailure SetSecurity(ComponentValue const& value);
+    // Off by the number 0 alone.
+    void SetVerify(ComponentValue const& value) {
+        settings_.verify = !value.IsNumber() || value.Number() != 0;
+    }
     bool IsOpen() const { return socket_.IsOpen(); }
     // Connects, with TLS from the first byte where that is set.
     ComponentFailure Open();
@@ -86,6 +92,7 @@ class MailConversation {
         dispatcher_(object_, number, &event);
     }
     void Trail(int direction, char const* message);
+    ComponentFailure CheckSecurity();
     ComponentFailure FailByHandshake(TlsFailure failure);
 
     const EventNumbers numbers_;

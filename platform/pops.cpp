@@ -14,6 +14,7 @@ using namespace platform;
 namespace {
 
 constexpr int default_port = 110;
+constexpr int no_auth_number = -1;
 constexpr int largest_message = 1024 * 1024 * 1024;  // bytes
 constexpr int longest_list = 1000000;                // messages
 
@@ -80,7 +81,7 @@ class PopsComponent : public MailConversation {
 
 ComponentFailure PopsComponent::Set(int property, ComponentValue const& value) {
     switch (property) {
-        case pops_auth: auth_ = value.Number(); break;
+        case pops_auth: auth_ = value.IsNumber() ? value.Number() : no_auth_number; break;
         case pops_port: settings_.port = value.Number(); break;
         case pops_server: settings_.server = value.Text(); break;
         case pops_message: return Choose(value.Number());
@@ -88,11 +89,11 @@ ComponentFailure PopsComponent::Set(int property, ComponentValue const& value) {
             Wipe(settings_.password);
             settings_.password = CString(value.Bytes());
             break;
-        case pops_security: settings_.security = value.Number(); break;
+        case pops_security: return SetSecurity(value);
         case pops_time_limit: settings_.seconds = value.Number(); break;
         case pops_user: settings_.user = value.Text(); break;
         case pops_ca_file: settings_.ca_file = value.Text(); break;
-        case pops_verify: settings_.verify = value.Number(); break;
+        case pops_verify: SetVerify(value); break;
         default: return Fail(component_unknown, "Unknown property.");
     }
     return component_ok;
@@ -215,6 +216,8 @@ ComponentFailure PopsComponent::LogIn(CString const& greeting) {
     if (settings_.user.FindOneOf("\r\n") >= 0 || settings_.password.FindOneOf("\r\n") >= 0)
         return Fail(component_authentication, "Authentication failed: a line end in user or password.");
     CString reply;
+    if (auth_ != pops_auth_user && auth_ != pops_auth_apop)
+        return Fail(component_unknown, "Unknown way to log in.");
     if (auth_ == pops_auth_apop) {
         const std::string stamp(TimeStampIn(greeting.View()));
         if (stamp.empty()) return Fail(component_authentication, "APOP timestamp not found.");

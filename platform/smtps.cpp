@@ -118,12 +118,12 @@ ComponentFailure SmtpsComponent::Set(int property, ComponentValue const& value) 
             settings_.password = CString(value.Bytes());
             break;
         case smtps_recipients: recipients_ = value.Text(); break;
-        case smtps_security: settings_.security = value.Number(); break;
+        case smtps_security: return SetSecurity(value);
         case smtps_keep_connection: keep_ = value.Number() != 0 || value.Text() == "1"; break;
         case smtps_time_limit: settings_.seconds = value.Number(); break;
         case smtps_user: settings_.user = value.Text(); break;
         case smtps_ca_file: settings_.ca_file = value.Text(); break;
-        case smtps_verify: settings_.verify = value.Number(); break;
+        case smtps_verify: SetVerify(value); break;
         default: return Fail(component_unknown, "Unknown property.");
     }
     return component_ok;

@@ -54,9 +54,9 @@ class TESSALY_API CSocket {
     CSocket(CSocket const&) = delete;
     CSocket& operator=(CSocket const&) = delete;
 
-    // Makes the object ready; `port`, `type` 1 (stream), `events` and `address` as on the system it comes
-    // from: only a stream on any port is offered. Non-zero for success. The socket of the right address
-    // family follows in Connect.
+    // Makes the object ready. A stream socket on any port is all that is offered, so that the arguments have
+    // no other values than these, but for `events`, which are not looked at. Non-zero for success. The socket
+    // of the right address family follows in Connect.
     int Create(unsigned port = 0, int type = 1, long events = 63, char const* address = nullptr);
     // `host`: a name or an IPv4 or IPv6 address; all its addresses are tried in turn. Non-zero for success.
     // After a failure it can be called again. A host name that does not lead to an address gives
@@ -70,7 +70,7 @@ class TESSALY_API CSocket {
     // Whether there is something to receive, the end included, within so many milliseconds. No message is
     // looked at.
     bool Readable(int milliseconds) const;
-    void Close();
+    virtual void Close();
     // Ends the call that is waiting now, from OnMessagePending.
     void CancelBlockingCall() noexcept { cancelled_ = true; }
     bool IsOpen() const noexcept { return descriptor_ >= 0; }

@@ -10,7 +10,9 @@
 namespace platform {
 
 struct TlsOptions {
-    CString host;     // as the certificate must name it, and as the server is told (SNI, RFC 6066 3)
+    // As a subject alternative name of the certificate must have it, whole or with "*" for its first label
+    // (RFC 9525 6); the subject is not looked at. A host name also goes to the server (SNI, RFC 6066 3).
+    CString host;
     unsigned port;    // with the host, that to which an earlier session belongs
     CString ca_file;  // library path of the certificates to trust (PEM); empty for those of the system
     bool verify = true;
@@ -43,7 +45,8 @@ class TESSALY_API TlsSocket : public SocketSupport {
     ~TlsSocket() override;
 
     // Makes the handshake on the connected socket, within `ms` milliseconds in all (0: no limit). Bytes that
-    // came before it, unasked, end it (RFC 3207 6).
+    // came before it, unasked, end it (RFC 3207 6), and so does a host that cannot be checked: an empty one,
+    // or one that is too long for a name.
     platform::TlsFailure StartTls(platform::TlsOptions const& options, unsigned ms);
     // What the TLS library or the verification said to the last failure, in English.
     CString FailureText() const { return failure_text_; }
@@ -52,7 +55,7 @@ class TESSALY_API TlsSocket : public SocketSupport {
     CString Parameters() const;
     // Of the last handshake, failed or not; all empty where the server showed none.
     platform::TlsCertificate const& Certificate() const { return certificate_; }
-    void Close();
+    void Close() override;
 
     // From any thread: the call that waits now, and every later one, ends with socket_interrupted.
     void Interrupt() noexcept;

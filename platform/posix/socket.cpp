@@ -33,7 +33,7 @@ bool IsAboutTheWay(int error) {
 
 }  // namespace
 
-CSocket::~CSocket() { Close(); }
+CSocket::~CSocket() { CSocket::Close(); }
 
 int CSocket::Create(unsigned port, int type, long, char const* address) {
     bool const offered = port == 0 && type == stream_type && !address;

@@ -138,6 +138,15 @@ Shared* SharedFor(CString const& ca_file, bool verify, std::string& failure) {
     return &shared;
 }
 
+// Has the certificate checked against the host, and the server told its name. An empty name would switch the
+// check off; the second call refuses it.
+bool SetHost(SSL* ssl, CString const& host) {
+    SSL_set_hostflags(ssl, X509_CHECK_FLAG_NEVER_CHECK_SUBJECT | X509_CHECK_FLAG_NO_PARTIAL_WILDCARDS);
+    if (X509_VERIFY_PARAM_set1_ip_asc(SSL_get0_param(ssl), host) == 1) return true;
+    return SSL_set1_host(ssl, host) == 1 &&
+           SSL_set_tlsext_host_name(ssl, static_cast<char const*>(host)) == 1;
+}
+
 // --- Certificates as text ---
 
 CString Contents(BIO* bio) {
@@ -187,7 +196,7 @@ struct TlsSocket::Event {
 
 TlsSocket::TlsSocket() : interruption_(std::make_unique<Event>()) {}
 
-TlsSocket::~TlsSocket() { Close(); }
+TlsSocket::~TlsSocket() { TlsSocket::Close(); }
 
 void TlsSocket::Close() {
     if (tls_) {
@@ -221,10 +230,10 @@ TlsFailure TlsSocket::StartTls(TlsOptions const& options, unsigned ms) {
     BIO* const both = stream.release();
     SSL_set_bio(ssl, both, both);
     SSL_set_app_data(ssl, static_cast<Connection*>(tls.get()));
-    bool const is_address = X509_VERIFY_PARAM_set1_ip_asc(SSL_get0_param(ssl), options.host) == 1;
-    if (!is_address) {
-        SSL_set1_host(ssl, options.host);
-        SSL_set_tlsext_host_name(ssl, static_cast<char const*>(options.host));
+    if (!SetHost(ssl, options.host)) {
+        ERR_clear_error();
+        failure_text_ = "the host name cannot be checked";
+        return TlsFailure::handshake;
     }
     {
         const std::lock_guard guard(tls->shared->lock);

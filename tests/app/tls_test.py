@@ -2,6 +2,7 @@
 
 import base64
 import http.server
+import re
 import socket
 import threading
 import time
@@ -132,6 +133,17 @@ class OverTls(CommandTest):
         self.secure(plain, "tls")
         self.settings("smtp.timeout=1")
         self.assertIn("SSL通信を", self.tessaly("check", "shop.tsl", code=1).out)
+
+    def test_a_damaged_setting_never_means_plain(self):
+        server = SmtpServer(self, OFFERS)
+        self.secure(server, "starttls")
+        file = self.folder / "shop" / "systemoption.dat"
+        # Each byte stands for one other all through the file, so that a word shows by which of its letters are equal.
+        damaged, count = re.subn(rb"(?s)(.)(?!\1)(.)(.)(.)\2\2(.)\1", rb"\1\2\3\4\2\2\5\2", file.read_bytes())
+        self.assertEqual(count, 1)
+        file.write_bytes(damaged)
+        self.assertIn("smtp.security: 値は none|tls|starttls のどれかです: starttlt", self.send(code=1).err)
+        self.assertEqual(server.commands, [])
 
     def test_a_server_that_stops_anywhere_ends_in_time(self):
         server = SmtpServer(self, {}, self.authority.context("good"))

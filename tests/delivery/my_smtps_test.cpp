@@ -277,6 +277,22 @@ TEST_F(SecureSmtp, UpgradesThatDoNotCome) {
     }
 }
 
+// A security that is none must not be taken for the plain way, whether its setting was looked at or not.
+TEST_F(SecureSmtp, AnUnknownSecurityConnectsNowhere) {
+    ScriptedServer server(std::string(hello) + taken);
+    Client client(server.Port());
+    for (platform::ComponentValue const& unknown :
+         {platform::ComponentValue(4), platform::ComponentValue(-1), platform::ComponentValue(255),
+          platform::ComponentValue("1"), platform::ComponentValue("")}) {
+        EXPECT_EQ(101, client.Set(smtps_security, unknown));
+        EXPECT_EQ(101, client.Do(smtps_send));
+        EXPECT_EQ(101, client.Do(smtps_connect));
+    }
+    EXPECT_EQ(0, client.Set(smtps_security, platform::security_upgrade_if_offered));
+    EXPECT_EQ(0, client.Do(smtps_send));
+    EXPECT_EQ(1, server.Connections());
+}
+
 TEST_F(SecureSmtp, TheStatusStandsStillAfterAFailure) {
     Client client(1);
     client.Line(2, "connecting to mail server. x");

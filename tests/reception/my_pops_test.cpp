@@ -161,4 +161,19 @@ TEST_F(SecurePop, ServersThatLie) {
     EXPECT_EQ(172, bad.Do(pops_connect));
 }
 
+// What is unknown is not taken for the plain way, nor for the password in clear.
+TEST_F(SecurePop, UnknownNumbers) {
+    ScriptedServer server({test::Play("+OK|+OK"), test::Play("+OK|+OK")});
+    Client client(server.Port());
+    EXPECT_EQ(101, client.Set(pops_security, 4));
+    EXPECT_EQ(101, client.Do(pops_connect));
+    EXPECT_EQ(0, client.Set(pops_security, platform::security_none));
+    for (platform::ComponentValue const& unknown :
+         {platform::ComponentValue(2), platform::ComponentValue("1")}) {
+        client.Set(pops_auth, unknown);
+        EXPECT_EQ(101, client.Do(pops_connect));
+    }
+    EXPECT_EQ((Lines{"QUIT\r\n", "QUIT\r\n"}), server.Received());
+}
+
 }  // namespace
