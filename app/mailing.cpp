@@ -158,9 +158,9 @@ Mailing::Mailing(MailContent const& content, Mailbox const& from, ServerSettings
 }
 
 void Mailing::Run(std::vector<int> const& ids, int threads) {
-    std::vector<std::thread> workers;
+    std::vector<std::jthread> workers;
     for (int i = 0; i < threads; ++i) workers.emplace_back([&] { Work(ids); });
-    for (std::thread& worker : workers) worker.join();
+    workers.clear();
     if (stopped_.empty() && Interrupted()) stopped_ = "中断しました。";
 }
 

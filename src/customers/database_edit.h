@@ -323,8 +323,8 @@ class TESSALY_API CDatabaseEdit : public CMyDB {
         // Called before each line, and several times a second while a converter runs. true ends the run with
         // import_stopped; the rows imported so far stay in memory.
         std::function<bool()> stop;
-        // Corvane and 筆まめ: a last line without LF is taken too, and what the reader cannot deliver, since
-        // a quote stays open or the file cannot be read on, is a refused line.
+        // Corvane and 筆まめ: a last line without LF is taken too. These and OutLook: what cannot be read
+        // since a quote stays open, or the file fails, is a refused line.
         bool whole_file = false;
     };
     void SetForeignImportOptions(ForeignImportOptions options);

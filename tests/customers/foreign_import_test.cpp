@@ -104,7 +104,8 @@ TEST_F(ForeignImportTest, BeckyGoodAndBadLines) {
 TEST_F(ForeignImportTest, BeckyRulesModesAndSeams) {
     int const known = Add("k@example.jp");
     EXPECT_EQ(
-        2, Becky("k@example.jp,会社㈲,ﾌﾞ,,,03--1234-,090-1-,1-2,区,県,1-00\r\nn@example.jp,,,,,,,,,,\r\n", 2));
+        2,
+        Becky("k@example.jp,会社㈲,ﾌﾞ,,,03--1234-,090-1-,1-2,区,県,1-00\r\nn@example.jp,,,,,,,,,,\r\n", 2));
     ExpectCells(known, {{6, "会社(有)"},
                         {7, "ブ"},
                         {9, "100"},
@@ -447,6 +448,15 @@ TEST_F(ForeignImportTest, TheEndOfTheFile) {
                                       : Section(row.refused) + Complete(row.imported, 1),
                   Lines())
             << row.lines;
+    }
+}
+
+TEST_F(ForeignImportTest, OutLookWithAQuoteThatStaysOpen) {
+    db.SetForeignImportOptions({.stop = {}, .whole_file = true});
+    for (char const* open : {"\"a@example.jp,表\r\n", "a@example.jp,表,\"x\r\n"}) {
+        EXPECT_EQ(0, OutLook(std::string("電子メール アドレス,姓\r\n") + open + "b@example.jp,表\r\n"));
+        EXPECT_EQ(1, errors);
+        EXPECT_NE(std::string::npos, Lines().find("引用符が閉じられておらず、")) << open;
     }
 }
 

@@ -311,7 +311,7 @@ int OutLookImport::ReadTitles() {
 
 ForeignImport::Got OutLookImport::NextLine() {
     if (pieces_.AtEnd()) return Got::end;
-    records_.Next(record_);
+    if (!records_.Next(record_) && call_.options.whole_file) return RefuseOpenQuote();
     return record_.empty() ? Got::nothing : Got::line;
 }
 

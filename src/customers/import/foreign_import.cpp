@@ -107,11 +107,14 @@ ForeignImport::Got ForeignImport::NextRecord(CsvRead& reader) {
     std::string const& rest = reader.Rest();
     bool const failed = reader.HasFailed();
     if (!call_.options.whole_file || unreadable_ || (rest.empty() && !failed)) return Got::end;
-    if (failed)
-        unreadable_ = "ファイルをここから先は読めない";
-    else if (std::count(rest.begin(), rest.end(), '"') % 2 != 0)
-        unreadable_ = "引用符が閉じられておらず、ここからファイルの終わりまでを読めない";
+    bool const open = std::count(rest.begin(), rest.end(), '"') % 2 != 0;
     reader.SetLine(rest.c_str());
+    if (failed) unreadable_ = "ファイルをここから先は読めない";
+    return open && !failed ? RefuseOpenQuote() : Got::line;
+}
+
+ForeignImport::Got ForeignImport::RefuseOpenQuote() {
+    unreadable_ = "引用符が閉じられておらず、ここからファイルの終わりまでを読めない";
     return Got::line;
 }
 

@@ -66,6 +66,8 @@ class ForeignImport {
     // The same out of a reader of records. With whole_file what it leaves out at the end of its file is a
     // line too; where no record can be made of that, the line is refused.
     Got NextRecord(CsvRead& reader);
+    // NextLine of a line from which a quote is open to the end of the file: it is refused.
+    Got RefuseOpenQuote();
     virtual bool HasAllFields() const = 0;
     // The field of a column of the present line, empty where the line lacks it.
     virtual std::string_view FieldAt(int column) const = 0;

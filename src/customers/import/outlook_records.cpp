@@ -4,14 +4,15 @@
 
 namespace customers {
 
-void OutLookRecords::Next(std::vector<std::string>& fields) {
+bool OutLookRecords::Next(std::vector<std::string>& fields) {
     fields.clear();
     buffer_.clear();
     searched_ = 0;
     while (!pieces_.AtEnd()) {
         pieces_.AddPhysicalLine(buffer_);
-        if (!buffer_.empty() && TakeFields(fields)) return;
+        if (!buffer_.empty() && TakeFields(fields)) return true;
     }
+    return buffer_.empty();
 }
 
 bool OutLookRecords::TakeFields(std::vector<std::string>& fields) {

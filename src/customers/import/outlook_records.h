@@ -14,8 +14,8 @@ class OutLookRecords {
   public:
     explicit OutLookRecords(LinePieces& pieces) : pieces_(pieces) {}
     // The next record; no fields at the end of the file. Empty lines in front of it are none. A field that is
-    // open at the end of the file is dropped.
-    void Next(std::vector<std::string>& fields);
+    // open at the end of the file is dropped: false.
+    bool Next(std::vector<std::string>& fields);
 
   private:
     // Takes the fields that are complete off the buffer; false while one is open.
