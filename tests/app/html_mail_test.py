@@ -67,7 +67,7 @@ class HtmlMail(CommandTest):
         self.assertIn("HTML: ", self.mail("show", 0).out)
         self.assertIn("画像: back.gif\n画像: logo.PNG\n", self.mail("show", 0).out)
         mails = self.sent()
-        for name, escaped, subject in (("a", "田&lt;b&gt;", "田<b>"), ("b", "表&quot;&amp;", "表\"&")):
+        for number, (name, escaped, subject) in enumerate((("a", "田&lt;b&gt;", "田<b>"), ("b", "表&quot;&amp;", "表\"&"))):
             message = mails[name]
             self.assertEqual(self.shape(message), ["mixed", ["related", ["alternative", "plain", "html"], "gif:back.gif",
                                                              "png:logo.PNG"], "octet-stream:text.txt"])
@@ -75,6 +75,7 @@ class HtmlMail(CommandTest):
             self.assertEqual(from_header(message["Subject"]), subject + "様へ")
             page = from_jis(self.parts(message, "text/html")[0])
             self.assertIn(f"<h1>{escaped} 様</h1><p>Ⅲ 髙島屋の﨑 &#128144; ～ a &amp; b ￥1,980 &yen;2,980<br>\r\n", page)
+            self.assertIn(f'<a href="https://example.jp/?id={number}&amp;x=1">', page)
             self.assertNotIn("charset", page)
             gif, png = [part["Content-ID"][1:-1] for part in message.walk() if part["Content-ID"]]
             self.assertIn(f"url('cid:{gif}')", page)

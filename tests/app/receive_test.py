@@ -30,7 +30,7 @@ def report(kind, part_type, part, original_id, sender="MAILER-DAEMON@mx.example.
 
 def bounce(original_id, status="5.1.1", action="failed"):
     return report("delivery-status", "delivery-status", f"Reporting-MTA: dns; x\r\n\r\nAction: {action}\r\nStatus: {status}\r\n"
-                  "Diagnostic-Code: smtp; 550 no such user", original_id)
+                  "Diagnostic-Code: smtp;\r\n\t550 no such\r\n user", original_id)
 
 
 def receipt(original_id, disposition="manual-action/MDN-sent-manually; displayed"):
