@@ -49,6 +49,7 @@ TEST(MimeDecode, StructureAndResult) {
         {Multipart("b ; x=y", "--b\r\n\r\n1\r\n--b--"), 1, "{[\r\n1]}"},
         {Multipart("b", "--b\r\n\r\n1\r\n--bb\r\n--b \r\n--b--trailing"), 1, "{[\r\n1\r\n--bb\r\n--b ]}"},
         {Multipart("b", "--b\r\n\r\n1"), 0, "{}"},
+        {Multipart("b", "--b\r\n\r\n1\r\n--b\r\n\r\n2"), 0, "{}"},
         {Multipart("b", "--b--\r\n\r\n--b\r\n\r\n1\r\n--b--"), 1, "{[\r\n1]}"},
         {Multipart("b", "--b\r\n--b--\r\n"), 0, "{}"},
         {Multipart("b", "text\r\n--b--\r\n"), 0, "{}"},
