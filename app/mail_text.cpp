@@ -62,14 +62,6 @@ std::uint16_t MailableCode(unsigned code) {
                                                                       : geta_mark;
 }
 
-// Bytes of the character at the start of `text`. A lead byte before a byte that cannot be a second one is
-// damage that takes nothing else along, least of all a line end.
-std::size_t SizeOfCharacter(std::string_view text) {
-    if (!platform::IsLeadByte(text[0]) || text.size() == 1) return 1;
-    auto const second = static_cast<unsigned char>(text[1]);
-    return second >= 0x40 && second <= 0xFC && second != 0x7F ? 2 : 1;
-}
-
 void AppendMailable(std::string& out, std::string_view character, bool one_line) {
     auto const lead = static_cast<unsigned char>(character[0]);
     if (character.size() == 2) {
@@ -183,7 +175,7 @@ CString Mailable(CString const& text, bool one_line) {
         if (size > 0) {
             AppendWidened(result, view.substr(at, size));
         } else {
-            size = SizeOfCharacter(view.substr(at));
+            size = platform::WholeCharacterSize(view, at);
             AppendMailable(result, view.substr(at, size), one_line);
         }
         at += size;

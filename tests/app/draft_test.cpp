@@ -81,6 +81,13 @@ TEST_F(DraftTest, SaysWhereAFileIsNoDraft) {
         EXPECT_THROW(app::ReadDraft(name, findings_), app::Failure);
 }
 
+TEST_F(DraftTest, ABodyOfBlanksIsNone) {
+    for (char const* rest : {"", "\n", "\n \t\r\n\n"}) {
+        std::ofstream(Name()) << "Subject: 件名\n" << rest;
+        EXPECT_EQ(app::ReadDraft(Name(), findings_, app::DraftBody::optional).body, "") << rest;
+    }
+}
+
 TEST_F(DraftTest, FindsWhatRecipientsWouldNotSeeAsItWasMeant) {
     struct Row {
         std::string draft;

@@ -91,9 +91,9 @@ class HtmlMail(CommandTest):
     def test_long_names_are_folded(self):
         """No line with an encoded word has more than 76 characters (RFC 2047 2), and a reader of today finds what was meant."""
         name = "みどり野の店の春のご案内と地図と営業時間のお知らせ"
-        self.put(f"{name}.gif", GIF)
+        self.put(f"{name}.jpeg", GIF)
         self.put(f"{name}.txt", "x")
-        self.put("page.html", f"<img src='{name}.gif'>")
+        self.put("page.html", f"<img src='{name}.jpeg'>")
         self.put("draft.txt", f"Subject: {name}{name}\n\n本文\n")
         self.tessaly("settings", "shop.tsl", f"from.name={name}", "mailer=" + name)
         self.mail("new", "--draft", "draft.txt", "--html", "page.html", "--attach", f"{name}.txt", "--honorific", name, "--force")
@@ -105,7 +105,7 @@ class HtmlMail(CommandTest):
             self.assertEqual(message["Subject"], name + name)
             for part in message.walk():
                 if part.get_content_maintype() in ("image", "application"):
-                    self.assertIn(part.get_filename(), (f"{name}.gif", f"{name}.txt"))
+                    self.assertIn(part.get_filename(), (f"{name}.jpeg", f"{name}.txt"))
             if "To" in message:
                 plain = email.message_from_bytes(content)
                 self.assertEqual(from_header(plain["From"]), f"{name} <shop@example.jp>")
@@ -121,6 +121,8 @@ class HtmlMail(CommandTest):
         self.assertIn("<h1>田&lt;b&gt; 様</h1>", page)
         self.assertIn(f"url('data:image/gif;base64,{base64.b64encode(GIF).decode()}')", page)
         self.assertEqual(page.count("cid:"), 0)
+        unwritten = self.tessaly("preview", "shop.tsl", 0, "--customer", 0, "--html", "none/out.html", code=1)
+        self.assertIn("書けませんでした: none/out.html", unwritten.err)
         self.mail("edit", 0, "--no-html")
         self.refused("preview", "shop.tsl", 0, "--customer", 0, "--html", "out.html", says="HTMLはありません")
 

@@ -55,12 +55,19 @@ TEST_F(OneCustomerDataTest, ZipCodes) {
     const struct {
         int got, result;
     } parts[] = {{customer.SetZipCode1(1000), -1},  {customer.SetZipCode2(10000), -1},
+                 {customer.SetZipCode1(-1), -1},    {customer.SetZipCode2(-1), -1},
                  {customer.SetZipCode1("12"), -1},  {customer.SetZipCode1("12a"), -2},
                  {customer.SetZipCode2("123"), -1}, {customer.SetZipCode2("12-3"), -2}};
     for (auto const& part : parts) EXPECT_EQ(part.result, part.got);
     EXPECT_EQ("000,0000", ZipCode());
     EXPECT_EQ(0, customer.SetZipCode1(7) + customer.SetZipCode2("9999"));
     EXPECT_EQ("007,9999", ZipCode());
+    EXPECT_EQ(0, customer.SetZipCode1(999) + customer.SetZipCode2(0));
+    EXPECT_EQ("999,0000", ZipCode());
+    EXPECT_EQ(0, customer.SetZipCode1(0) + customer.SetZipCode2(9999));
+    EXPECT_EQ("000,9999", ZipCode());
+    EXPECT_EQ(0, customer.SetZipCode(9999999));
+    EXPECT_EQ("999,9999", ZipCode());
 }
 
 TEST_F(OneCustomerDataTest, CustomerIdsFromText) {

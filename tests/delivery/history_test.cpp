@@ -159,6 +159,11 @@ TEST_F(HistoryTest, WhatIsNotSavedStaysUnsaved) {
 
 TEST_F(HistoryTest, RowsAndTheirElements) {
     Append(7, "W", -1);
+    history[0].SetSize(2);  // a row that lacks cells gets them when one is written
+    EXPECT_EQ(0, history.SetElementToMemoryPinPoint(7, 5, "2004/05/06 07:08:09"));
+    EXPECT_EQ("2004/05/06 07:08:09", history.GetElementFromMemoryPinPoint(7, 5));
+    EXPECT_EQ("W", history.GetElementFromMemoryPinPoint(7, 1));
+    EXPECT_EQ(6, history[0].GetSize());
     HistorySet again{7, "C", 3, "Y", "m@x", COleDateTime()};
     ExpectFails(-7, 5007, history.SetHDataFromStructToMemory(again));
     for (int const element : {-1, 6}) {

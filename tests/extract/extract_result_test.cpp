@@ -180,6 +180,10 @@ TEST_F(ExtractResultTest, ListsMakeAUnionAndAreCheckedAsAWhole) {
     list.SortByDBID();
     EXPECT_EQ(0, list.WriteAllOnMemoryDBIDToFile());
     EXPECT_EQ(Lines({1, 7, 99}), OnDisk());
+    Load(Lines({7, 99, 1}));
+    list.SortByDBID();
+    EXPECT_EQ(0, list.WriteAllOnMemoryDBIDToFile());
+    EXPECT_EQ(Lines({1, 7, 99}), OnDisk());
 
     db.DeleteCustomer(1);
     EXPECT_EQ(customers - 1, list.GetAllDBIDWithoutDeleteFromDBToCListInt(ids));

@@ -16,6 +16,7 @@ TEST(MailTextCheck, OneLineOfShiftJis) {
         {"①", 1, "①"},
         {"\xF0\x40\xFC\x01", 1, "\xF0\x40\xFC\x01"},
         {"\x80\x40", 1, "\x80\x40"},
+        {"\x9F\x7E\xE0\x80\xEF\xFC", 1, "\x9F\x7E\xE0\x80\xEF\xFC"},
         {"ab\r\n", 0, "ab"},
         {"a\x7F", 0, "a"},
         {"a\xA0z", 0, "a"},
