@@ -103,9 +103,8 @@ class HtmlMail(CommandTest):
                 self.assertTrue(len(line) <= 76 or b"=?" not in line, line)
             message = email.message_from_bytes(content, policy=email.policy.default)
             self.assertEqual(message["Subject"], name + name)
-            for part in message.walk():
-                if part.get_content_maintype() in ("image", "application"):
-                    self.assertIn(part.get_filename(), (f"{name}.jpeg", f"{name}.txt"))
+            self.assertEqual({part.get_content_type(): part.get_filename() for part in message.walk() if part.get_filename()},
+                             {"image/jpeg": f"{name}.jpeg", "application/octet-stream": f"{name}.txt"})
             if "To" in message:
                 plain = email.message_from_bytes(content)
                 self.assertEqual(from_header(plain["From"]), f"{name} <shop@example.jp>")
