@@ -59,7 +59,7 @@ TEST_F(MailAnalyzerTest, KindsInTheirOrder) {
     const struct {
         char const *keyword, *body;
         int type;
-    } refusals[] = {{"キク", "ネハ", -1},  {"キ", "＜L", -1},     {"キク", "aキクa", 3},
+    } refusals[] = {{"キク", "ネハ", -1},  {"キ", "＜L", -1},       {"キク", "aキクa", 3},
                     {"Stop", "ソsTOP", 3}, {"ｓＴ", "ＳＴＯＰ", 3}, {"停止", "停\r\n止", -1}};
     for (auto const& row : refusals)
         EXPECT_EQ(row.type,
