@@ -98,6 +98,17 @@ std::optional<Word> WordAt(std::string_view text) {
     return Word{charset, Decoded(CString(std::string_view(content)), mode), end + 2};
 }
 
+// Without the quotes around it, and without the backslashes in front of those in it.
+std::string Unquoted(std::string_view text) {
+    if (text.size() >= 2 && text.front() == '"' && text.back() == '"') text = text.substr(1, text.size() - 2);
+    std::string unquoted;
+    for (std::size_t at = 0; at < text.size(); ++at) {
+        if (text.substr(at, 2) == "\\\"") ++at;
+        unquoted += text[at];
+    }
+    return unquoted;
+}
+
 // Calls `take(key, value)` for each parameter of a header's value, in UTF-8, the value without its quotes.
 template <class Take>
 void ForEachParameter(CString const& value, Take take) {
@@ -115,10 +126,7 @@ void ForEachParameter(CString const& value, Take take) {
         header.remove_prefix(std::min(end + 1, header.size()));
         const std::size_t equals = parameter.find('=');
         if (equals == npos) continue;
-        std::string content(Trimmed(parameter.substr(equals + 1)));
-        if (content.size() >= 2 && content.front() == '"' && content.back() == '"')
-            content = content.substr(1, content.size() - 2);
-        for (std::size_t at = 0; (at = content.find("\\\"", at)) != npos; ++at) content.erase(at, 1);
+        const std::string content = Unquoted(Trimmed(parameter.substr(equals + 1)));
         CString key(Trimmed(parameter.substr(0, equals)));
         key.MakeLower();
         take(key.View(), std::string_view(content));
