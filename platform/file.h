@@ -66,8 +66,12 @@ class TESSALY_API AppendFile {
     // Bytes in the open file; -1 when it is not open or was deleted. A move is not noticed. One system call,
     // at less than half the cost of StillThere.
     std::int64_t Length() const noexcept;
-    // The first `count` bytes, fewer if the file is shorter.
-    std::string Head(std::size_t count) const;
+    // The first `count` bytes, fewer if the file is shorter. false when the file cannot be read.
+    bool Head(std::size_t count, std::string& head) const;
+    // Keeps out everyone else who locks the file, in other processes too, until Unlock or Close. Append and
+    // Truncate do not ask for it. false where there are no such locks.
+    bool Lock() noexcept;
+    void Unlock() noexcept;
     bool Truncate();
     // One system call. After a failure nothing of the entry is in the file, unless another process wrote
     // behind it.

@@ -1,4 +1,5 @@
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -53,18 +54,28 @@ std::int64_t AppendFile::Length() const noexcept {
     return static_cast<std::int64_t>(status.stx_size);
 }
 
-std::string AppendFile::Head(std::size_t count) const {
-    std::string head(count, '\0');
+bool AppendFile::Head(std::size_t count, std::string& head) const {
+    head.assign(count, '\0');
     std::size_t size = 0;
-    while (IsOpen() && size < count) {
-        const ssize_t read = pread(descriptor_, head.data() + size, count - size, static_cast<off_t>(size));
-        if (read > 0)
-            size += static_cast<std::size_t>(read);
-        else if (read == 0 || errno != EINTR)
-            break;
+    long read = IsOpen() ? 1 : -1;
+    while (read > 0 && size < count) {
+        read = posix::ReadAt(descriptor_, head.data() + size, count - size, static_cast<std::int64_t>(size));
+        if (read > 0) size += static_cast<std::size_t>(read);
     }
     head.resize(size);
-    return head;
+    return read >= 0;
+}
+
+bool AppendFile::Lock() noexcept {
+    if (!IsOpen()) return false;
+    int failed;
+    do failed = flock(descriptor_, LOCK_EX);
+    while (failed && errno == EINTR);
+    return !failed;
+}
+
+void AppendFile::Unlock() noexcept {
+    if (IsOpen()) flock(descriptor_, LOCK_UN);
 }
 
 bool AppendFile::Truncate() { return IsOpen() && ftruncate(descriptor_, 0) == 0; }

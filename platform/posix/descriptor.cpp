@@ -37,9 +37,9 @@ bool Descriptor::Close() noexcept {
     return value_ < 0 || ::close(Release()) == 0 || errno == EINTR;
 }
 
-Descriptor OpenFile(std::string const& host_path, int flags) {
+Descriptor OpenFile(std::string const& host_path, int flags, unsigned mode) {
     int opened;
-    do opened = ::open(host_path.c_str(), flags | O_CLOEXEC | O_NOCTTY, 0666);
+    do opened = ::open(host_path.c_str(), flags | O_CLOEXEC | O_NOCTTY, mode);
     while (opened < 0 && errno == EINTR);
     Descriptor file(opened);
     struct stat status {};
@@ -59,6 +59,14 @@ long ReadSome(int descriptor, void* buffer, std::size_t size) noexcept {
     if (!Take(reads_left, EIO)) return -1;
     ssize_t count;
     do count = ::read(descriptor, buffer, size);
+    while (count < 0 && errno == EINTR);
+    return count;
+}
+
+long ReadAt(int descriptor, void* buffer, std::size_t size, std::int64_t place) noexcept {
+    if (!Take(reads_left, EIO)) return -1;
+    ssize_t count;
+    do count = ::pread(descriptor, buffer, size, static_cast<off_t>(place));
     while (count < 0 && errno == EINTR);
     return count;
 }

@@ -1,13 +1,14 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <cstdio>
 #include <string>
 #include <string_view>
 #include <utility>
 
 // File descriptors, underneath everything that reads or writes files. Whatever writes goes through WriteAll,
-// where FailWritesAfter takes hold, and whatever reads through ReadSome, where FailReadsAfter does. A failure
+// where FailWritesAfter takes hold, and whatever reads through ReadSome or ReadAt, where FailReadsAfter does. A failure
 // leaves its reason in errno. Nothing here gives up because of a signal.
 namespace platform::posix {
 
@@ -32,13 +33,15 @@ class Descriptor {
     int value_ = -1;
 };
 
-// open(), never for a directory and never passed on to another program.
-Descriptor OpenFile(std::string const& host_path, int flags);
+// open(), never for a directory and never passed on to another program. `mode`: of a new file.
+Descriptor OpenFile(std::string const& host_path, int flags, unsigned mode = 0666);
 // The same by a library path; a null or empty one leads nowhere.
 Descriptor OpenPath(char const* path, int flags);
 
 // Bytes read, 0 at the end, -1 on failure.
 long ReadSome(int descriptor, void* buffer, std::size_t size) noexcept;
+// The same from a place in the file, which leaves the position alone.
+long ReadAt(int descriptor, void* buffer, std::size_t size, std::int64_t place) noexcept;
 // Bytes written: fewer than all of them is a failure.
 std::size_t WriteAll(int descriptor, std::string_view content) noexcept;
 

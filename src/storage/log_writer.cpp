@@ -44,6 +44,18 @@ void AppendTime(std::string& out, platform::CalendarTime const& time) {
     AppendNumber(out, 2, time.second);
 }
 
+// Where there are no locks on files, writers go on without.
+class FileLock {
+  public:
+    explicit FileLock(platform::AppendFile& file) : file_(file) { file_.Lock(); }
+    ~FileLock() { file_.Unlock(); }
+    FileLock(FileLock const&) = delete;
+    FileLock& operator=(FileLock const&) = delete;
+
+  private:
+    platform::AppendFile& file_;
+};
+
 // One number for each day, never LogWriter's no_day.
 int DayNumber(platform::CalendarTime const& time) { return (time.year * 12 + time.month) * 31 + time.day; }
 
@@ -117,10 +129,21 @@ bool LogWriter::StillOpen() {
     return length >= 0;
 }
 
-// Empties a file of another day and gives it its date line.
+// The first look needs no lock: a file of today stays one.
 bool LogWriter::BeginsWith(platform::CalendarTime const& now) {
     const std::string date = DateText(now);
-    if (file_.Head(date_size) == date) return true;
+    std::string head;
+    if (!file_.Head(date_size, head)) return false;
+    return head == date || BeginAnew(date);
+}
+
+// Empties a file of another day and gives it its date line, unless another writer has done so by now; that
+// one may have come to the next day already.
+bool LogWriter::BeginAnew(std::string const& date) {
+    const FileLock lock(file_);
+    std::string head;
+    if (!file_.Head(date_size, head)) return false;
+    if (head == date || head == DateText(platform::LocalTimeNow())) return true;
     if (!file_.Truncate() || !file_.Append(date + std::string(line_end))) return false;
     length_ = static_cast<std::int64_t>(date.size() + line_end.size());
     return true;

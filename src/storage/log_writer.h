@@ -18,8 +18,9 @@
 //
 // A text that could not be written is kept and written by the next call. Nothing is reported.
 //
-// One object belongs to one thread. Several objects, in several processes too, may write to one file; an
-// entry is never torn. A copy of an object carries the unwritten text and opens the file for itself.
+// One object belongs to one thread. Several objects, in several processes too, may write to one file: an
+// entry is never torn, and a file that one of them has begun for the day is not emptied by another. A copy of
+// an object carries the unwritten text and opens the file for itself.
 class TESSALY_API LogWriter {
   public:
     // Back to the state of a new object; unwritten text is dropped.
@@ -46,7 +47,9 @@ class TESSALY_API LogWriter {
     void Write(platform::CalendarTime const& now);
     bool Ready(platform::CalendarTime const& now);
     bool StillOpen();
+    // Makes sure of the date line. false when the file cannot be read or written.
     bool BeginsWith(platform::CalendarTime const& now);
+    bool BeginAnew(std::string const& date);
 
     CString path_;
     int cycle_ = no_cycle;

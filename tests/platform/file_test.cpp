@@ -17,7 +17,10 @@ using namespace platform;
 
 class File : public testing::Test {
   protected:
-    ~File() override { FailWritesAfter(-1); }
+    ~File() override {
+        FailWritesAfter(-1);
+        FailReadsAfter(-1);
+    }
     std::string Content(CString const& path) {
         std::string content = "unread";
         EXPECT_TRUE(ReadWholeFile(path, content)) << path;
@@ -254,8 +257,12 @@ TEST_F(File, AppendFileSeesWhatOthersDo) {
     ASSERT_TRUE(second.Open(path));
     EXPECT_TRUE(second.Append("second\r\n") && log.Append("third\r\n"));
     EXPECT_EQ("first\r\nsecond\r\nthird\r\n", Content(path));
-    EXPECT_EQ("first", log.Head(5));
-    EXPECT_EQ(22U, log.Head(100).size());
+    std::string head;
+    EXPECT_TRUE(log.Head(5, head) && head == "first");
+    EXPECT_TRUE(log.Head(100, head) && head.size() == 22);
+    FailReadsAfter(0);
+    EXPECT_FALSE(log.Head(5, head));
+    FailReadsAfter(-1);
     second = log;
     EXPECT_FALSE(second.IsOpen());
 

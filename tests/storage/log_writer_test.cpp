@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <functional>
+#include <latch>
 #include <set>
 #include <thread>
 
@@ -134,6 +135,14 @@ TEST_F(LogWriterTest, WhatCannotBeWrittenWaits) {
     EXPECT_EQ("2004/01/03\r\n" + title_rule + "t\r\n" + title_rule + "1\r\n2\r\n3\r\n4\r\n",
               ContentOf(File(3)));
 
+    // A file that cannot be read is not emptied.
+    platform::FailReadsAfter(0);
+    LogWriter unread;
+    unread.SetLogData("7", 0, 0);
+    platform::FailReadsAfter(-1);
+    unread.ClearLogBuffer();
+    EXPECT_TRUE(ContentOf(File(3)).ends_with("3\r\n4\r\n"));
+
     platform::FailWritesAfter(0);
     log.SetLogData("5", 0, 0);
     LogWriter copy = log;  // takes the waiting text along
@@ -148,6 +157,27 @@ TEST_F(LogWriterTest, WhatCannotBeWrittenWaits) {
     EXPECT_EQ("(no file)", ContentOf(File(3)));
     copy.WriteToFile();
     EXPECT_EQ("2004/01/03\r\n5\r\n", ContentOf(File(3)));
+}
+
+TEST_F(LogWriterTest, WritersThatMeetANewDayLeaveEachOthersEntries) {
+    constexpr int writers = 4;
+    for (int round = 0; round < 200; ++round) {
+        platform::RemoveFile(File(3));
+        {
+            const platform::Stream old(platform::OpenStream(File(3), "wb"));
+            std::fputs("2003/12/23\r\nold\r\n", old.get());
+        }
+        std::latch start(writers);
+        std::vector<std::thread> threads;
+        for (int writer = 0; writer < writers; ++writer)
+            threads.emplace_back([&] {
+                LogWriter log;
+                start.arrive_and_wait();
+                log.SetLogData("entry", 0, 0);
+            });
+        for (std::thread& thread : threads) thread.join();
+        ASSERT_EQ("2004/01/03\r\nentry\r\nentry\r\nentry\r\nentry\r\n", ContentOf(File(3))) << round;
+    }
 }
 
 TEST_F(LogWriterTest, ManyWritersShareAFileWithoutTearingEntries) {
