@@ -5,12 +5,14 @@
 #include <atomic>
 #include <filesystem>
 #include <iostream>
+#include <optional>
 #include <string_view>
 
 #include "crossing.h"
 #include "failure.h"
 #include "log_file.h"
 #include "progress.h"
+#include "safe_change.h"
 #include "terminal.h"
 #include "tessaly/storage.h"
 
@@ -132,10 +134,17 @@ void ProgramImport::Run(Session& session) const {
     CDatabaseEdit& customers = session.Customers();
     CArray<int, int> before, after;
     int const known = customers.GetDBIDALL(before);
+    // The library writes the names of the attributes where the settings lie.
+    std::optional<SafeChange> settings;
+    if (take_attributes)
+        settings.emplace(session.DataDirectory(), std::vector<std::string>{"systemoption.dat"});
     Counts counts;
     int const result = Import(customers, log_file.LibraryFile(), counts);
     // Ahead of the log, which must not cost a customer.
+    bool const changed = result >= 0 || counts.imported > 0;
+    if (settings && changed) session.SaveSettings();
     if (counts.imported > 0) session.SaveCustomers();
+    if (settings && changed) settings->Keep();
     bool const has_log = log_file.HasContent(), log_written = has_log && log_file.Write();
     int const added = customers.GetDBIDALL(after) - known;
     if (result >= 0 || counts.imported > 0)

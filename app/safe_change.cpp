@@ -4,6 +4,7 @@
 #include <fstream>
 
 #include "failure.h"
+#include "whole_file.h"
 
 namespace fs = std::filesystem;
 
@@ -17,6 +18,11 @@ constexpr char const* complete = ".undo";
 constexpr char const* done_with = ".undo.old";
 constexpr char const* list_name = "list";
 
+// The copies, or what is to stand without them, are on the disk before the next step counts on them.
+void Require(bool on_disk, fs::path const& data) {
+    if (!on_disk) throw Failure("環境に書き込めません: " + data.string());
+}
+
 void Forget(fs::path const& data) {
     fs::remove_all(data / done_with);
     fs::rename(data / complete, data / done_with);
@@ -26,7 +32,7 @@ void Forget(fs::path const& data) {
 }  // namespace
 
 SafeChange::SafeChange(std::string data_directory, std::vector<std::string> const& paths)
-    : data_directory_(std::move(data_directory)) {
+    : data_directory_(std::move(data_directory)), paths_(paths) {
     const fs::path data = data_directory_, copies = data / in_the_making;
     try {
         fs::remove_all(copies);
@@ -38,8 +44,9 @@ SafeChange::SafeChange(std::string data_directory, std::vector<std::string> cons
                 fs::copy(data / paths[i], copies / std::to_string(i), fs::copy_options::recursive);
         }
         list.close();
-        if (!list) throw Failure("環境に書き込めません: " + data_directory_);
+        Require(list && SyncAll(copies.string()), data);
         fs::rename(copies, data / complete);
+        Require(Sync(data_directory_), data);
     } catch (fs::filesystem_error const& error) {
         throw Failure("環境に書き込めません: " + data_directory_ + "\n" + error.code().message());
     }
@@ -54,8 +61,10 @@ SafeChange::~SafeChange() {
 }
 
 void SafeChange::Keep() {
+    const fs::path data = data_directory_;
+    for (std::string const& path : paths_) Require(SyncAll((data / path).string()), data);
     kept_ = true;
-    Forget(data_directory_);
+    Forget(data);
 }
 
 bool SafeChange::Open(std::string const& data_directory) {
@@ -73,6 +82,7 @@ void SafeChange::Recover(std::string const& data_directory) {
             fs::remove_all(data / path);
             if (fs::exists(copies / std::to_string(i)))
                 fs::copy(copies / std::to_string(i), data / path, fs::copy_options::recursive);
+            Require(SyncAll((data / path).string()), data);
         }
         Forget(data);
     } catch (fs::filesystem_error const& error) {

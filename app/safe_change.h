@@ -17,6 +17,8 @@ class SafeChange {
     ~SafeChange();
     SafeChange(SafeChange const&) = delete;
     SafeChange& operator=(SafeChange const&) = delete;
+    // The change counts from here on: what it made is brought to the disk. Throws Failure, and it is not
+    // kept.
     void Keep();
 
     // Whether a change is going on, or was cut off.
@@ -26,6 +28,7 @@ class SafeChange {
 
   private:
     std::string data_directory_;
+    std::vector<std::string> paths_;
     bool kept_ = false;
 };
 

@@ -121,6 +121,8 @@ void Session::RemoveWorkFiles() const {
     std::error_code ignored;
     for (std::string const& file : {WorkFile(), WorkFile() + ".log", data_directory_ + "/fwaimport.tmp"})
         fs::remove(file, ignored);
+    for (char const* folder : {"", "/DB", "/MAIL", "/EXTRACT"})
+        platform::RemoveLeftReplacements(data_directory_ + folder);
 }
 
 void Session::Open(Access const& access) {
@@ -268,7 +270,7 @@ void Session::SaveTable(std::string const& path, std::string const& what,
     bool const keyless = environment_->GetEnvType() == keyless_environment;
     const CString key = keyless ? CString() : environment_->GetDBKey();
     const std::string target = data_directory_ + "/" + path;
-    bool const saved = (keyless || !key.IsEmpty()) && ReplaceOwnFile(target, [&](std::string const& file) {
+    bool const saved = (keyless || !key.IsEmpty()) && ReplaceFile(target, [&](std::string const& file) {
                            return write(IntoPath(file), keyless ? nullptr : static_cast<char const*>(key));
                        });
     if (!saved) throw Failure(what + "を書き込めませんでした。前のデータはそのまま残っています: " + target);
@@ -370,6 +372,8 @@ void CreateEnvironment(Access const& access, std::string const& env_file, std::s
     if (!new_password.empty() &&
         (environment.SetEnvPassword(password) < 0 || environment.SetUseEnvPasswordFlag("Y") < 0))
         throw Failure("起動用パスワードを設定できませんでした。");
+    if (!SyncAll(data.string()) || !SyncAll(file.string()) || !Sync(file.parent_path().string()))
+        throw Failure("環境を書き込めませんでした: " + env_file);
     undo.Keep();
 }
 

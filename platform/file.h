@@ -27,8 +27,8 @@ using Stream = std::unique_ptr<std::FILE, StreamCloser>;
 // The whole of a file; false when it cannot be opened or read or is 2 GiB or longer (an endless device).
 // `content` is then as it was.
 TESSALY_API bool ReadWholeFile(char const* path, std::string& content);
-// Replaces the file's content; false on any failure, and the old content then stands where the file system
-// allows it.
+// Replaces the file's content as Replacement (platform/replacement.h) does: when it returns the new content
+// is on the disk. false on any failure, and the old content then stands where the file system allows it.
 TESSALY_API bool WriteWholeFile(char const* path, std::string_view content);
 
 TESSALY_API bool Exists(char const* path);
@@ -41,8 +41,8 @@ TESSALY_API bool RemoveDirectory(char const* path);  // an empty one
 TESSALY_API bool RemoveFile(char const* path);
 // Replaces an existing `to`; also from one drive to another.
 TESSALY_API bool RenameFile(char const* from, char const* to);
-// Overwrites an existing `to` unless `fail_if_exists`. The copy has the source's time of the last change.
-// After a failure `to` is as it was.
+// Overwrites an existing `to` unless `fail_if_exists`, as WriteWholeFile does. The copy has the source's
+// permissions, from the first moment on, and its time of the last change. After a failure `to` is as it was.
 TESSALY_API bool CopyFile(char const* from, char const* to, bool fail_if_exists);
 
 // Seconds since 1970-01-01 UTC; false when the file cannot be examined. Where the file system keeps no

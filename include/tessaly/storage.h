@@ -1,13 +1,14 @@
 #pragma once
 
 // Errors and tables, sequences and copies, transfer log and profile files; and what an application needs of the platform
-// to talk to the library at all: its paths, its code page, its messages, the place of its logs.
+// to talk to the library at all: its paths, its code page, its messages, the place of its logs, its way to replace a file.
 
 #include "platform/codepage932.h"
 #include "platform/dialog.h"
 #include "platform/mbcs.h"
 #include "platform/path.h"
 #include "platform/process.h"
+#include "platform/replacement.h"
 #include "storage/base64_text.h"
 #include "storage/base_record_structer.h"
 #include "storage/check_directory.h"

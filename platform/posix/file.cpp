@@ -12,7 +12,7 @@
 
 #include "platform/path.h"
 #include "platform/posix/descriptor.h"
-#include "platform/posix/replacement.h"
+#include "platform/replacement.h"
 
 namespace platform {
 namespace {
@@ -53,12 +53,9 @@ bool CopyContent(Descriptor const& from, int to) {
     }
 }
 
-// As a copy made by the system's shell: with the time of the last change, and no more readable than the
-// source.
-void CopyStatus(const struct stat& from, int to) {
+void CopyTimes(const struct stat& from, int to) {
     const timespec times[] = {from.st_atim, from.st_mtim};
     static_cast<void>(futimens(to, times) == 0);
-    static_cast<void>(fchmod(to, from.st_mode & 0777) == 0);
 }
 
 }  // namespace
@@ -79,7 +76,7 @@ bool ReadWholeFile(char const* path, std::string& content) {
 }
 
 bool WriteWholeFile(char const* path, std::string_view content) {
-    posix::Replacement file(HostPathOf(path));
+    Replacement file(HostPathOf(path));
     return file.Get() >= 0 && posix::WriteAll(file.Get(), content) == content.size() && file.Commit();
 }
 
@@ -124,9 +121,10 @@ bool CopyFile(char const* from, char const* to, bool fail_if_exists) {
             source_status.st_dev == target_status.st_dev && source_status.st_ino == target_status.st_ino;
         if (fail_if_exists || same) return false;
     }
-    posix::Replacement copy(HostPathOf(to));
+    // As a copy made by the system's shell: no more readable than the source.
+    Replacement copy(HostPathOf(to), Replacement::keep_links, source_status.st_mode & 0777);
     if (copy.Get() < 0 || !CopyContent(source, copy.Get())) return false;
-    CopyStatus(source_status, copy.Get());
+    CopyTimes(source_status, copy.Get());
     return copy.Commit();
 }
 

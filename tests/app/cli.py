@@ -89,6 +89,18 @@ class CommandTest(unittest.TestCase):
         self.assertEqual(result.out, "")
         return result
 
+    def in_the_way(self, name):
+        """Takes every name under which the application would write a new file beside this one."""
+        blocks = [self.folder / f"{name}.tessaly-new{number}" for number in ("", *range(2, 10))]
+        for block in blocks:
+            block.mkdir()
+        return blocks
+
+    def limited(self, size, *command):
+        """Runs the application where no file can grow beyond `size` bytes."""
+        return subprocess.run(["sh", "-c", f'trap "" XFSZ; ulimit -f {size // 512}; exec "$0" "$@"', TESSALY, *command],
+                              cwd=self.folder, env=ENVIRONMENT, capture_output=True, timeout=PATIENCE)
+
     def new_shop(self, *customers):
         """An environment with a sender and customers, each "address,surname,name,direct mail"."""
         self.tessaly("env", "new", "shop.tsl")

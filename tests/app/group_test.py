@@ -77,9 +77,7 @@ class Group(CommandTest):
 
     def test_all_or_nothing_and_damage(self):
         self.target("0", "--all")
-        block = self.folder / "shop/EXTRACT/exsl0.dat.new"  # the last of three files cannot be written
-        block.mkdir()
-        (block / "x").touch()
+        self.in_the_way("shop/EXTRACT/exsl0.dat")  # the last of three files cannot be written
         self.refuse("save", "0", "全員", says="宛先を書き込めませんでした")
         self.assertEqual(self.listed(), [])
         self.group("save", "0", "一")

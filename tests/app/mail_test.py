@@ -2,10 +2,9 @@
 
 import json
 import shutil
-import subprocess
 import unittest
 
-from cli import DAMAGED_TABLE, ENVIRONMENT, PATIENCE, TESSALY, CommandTest, Running
+from cli import DAMAGED_TABLE, CommandTest, Running
 
 DRAFT = "Subject: <%名前(姓)%>様へ\n\n<%名前(姓)%> 様\n本文①\n"
 MOBILE = "Subject: 携帯\n\n<%名前(姓)%>様 短い本文\n"
@@ -30,11 +29,6 @@ class Mails(CommandTest):
 
     def listed(self, *options):
         return json.loads(self.tessaly("mail", "list", "shop.tsl", "--format", "json", *options).out)
-
-    def limited(self, size, *command):
-        """Runs the application where no file can grow beyond `size` bytes."""
-        return subprocess.run(["sh", "-c", f'trap "" XFSZ; ulimit -f {size // 512}; exec "$0" "$@"', TESSALY, *command],
-                              cwd=self.folder, env=ENVIRONMENT, capture_output=True, timeout=PATIENCE)
 
     def stored(self):
         return {file.relative_to(self.folder): file.read_bytes() for file in (self.folder / "shop").rglob("*")

@@ -72,6 +72,11 @@ class FromPrograms(CommandTest):
         belmora = ",".join(titles) + "\n" + ",".join(line) + "\n"
         self.take("belmora", "b.csv", belmora, code=1)
         self.assertIn("理由[拡張属性の項目Bが数値型ではありません。]", self.text("b.csv.log"))
+        settings = self.folder / "shop/systemoption.dat"
+        before = settings.read_bytes()
+        self.assertGreater(len(before), 512)
+        full = self.limited(512, "customers", "import", "shop.tsl", "b.csv", "--from", "belmora", "--take-attributes")
+        self.assertEqual((full.returncode, settings.read_bytes()), (1, before), full.stderr.decode())
         self.take("belmora", "b.csv", belmora, "--take-attributes")
         self.assertEqual(self.listed()[1], "b@example.jp,別,Y")
         self.assertIn("attribute.A.name=項目0\n", self.tessaly("settings", "shop.tsl").out)

@@ -114,12 +114,10 @@ class Target(CommandTest):
     def test_all_or_nothing(self):
         self.target("--where", "都道府県=東京")
         before = self.files()
-        block = self.folder / "shop/MAIL/maillist.dat.new"  # the last file of the three cannot be written
-        block.mkdir()
-        (block / "x").touch()
+        blocks = self.in_the_way("shop/MAIL/maillist.dat")  # the last file of the three cannot be written
         self.refuse("--all", says="メールの一覧を書き込めませんでした")
-        (block / "x").unlink()
-        block.rmdir()
+        for block in blocks:
+            block.rmdir()
         with unittest.mock.patch.dict(ENVIRONMENT, TZ="UTC"):  # a time that stands out in the list of mails
             self.target("--all")
         for name, content in before.items():

@@ -4,11 +4,14 @@
 #include <gtest/gtest.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <csignal>
 #include <cstring>
+#include <fstream>
 
+#include "platform/replacement.h"
 #include "scratch_folder.h"
 
 namespace {
@@ -175,6 +178,69 @@ TEST_F(File, NewContentLeavesTheRestOfAFileAlone) {
     FailWritesAfter(-1);
     EXPECT_EQ("both", Content(path));
     EXPECT_EQ(entries, Entries());
+}
+
+TEST_F(File, NewContentIsNeverOpenToMoreUsersThanTheFile) {
+    auto const mode_of = [](std::string const& host) {
+        struct stat status {};
+        return stat(host.c_str(), &status) == 0 ? static_cast<int>(status.st_mode & 07777) : -1;
+    };
+    mode_t const umask_before = umask(0);
+    std::string const secret = scratch.Host("secret");
+    ASSERT_TRUE(WriteWholeFile(scratch.Path("secret"), "old"));
+    EXPECT_EQ(0666, mode_of(secret));
+    chmod(secret.c_str(), 0600);
+    const struct {
+        std::string path;
+        int mode, expected;
+    } rows[] = {{secret, Replacement::mode_of_old_file, 0600},
+                {secret, 0400, 0400},
+                {scratch.Host("copy"), 0640, 0640},
+                {scratch.Host("new"), Replacement::mode_of_old_file, 0666}};
+    for (auto const& row : rows) {
+        const Replacement file(row.path, Replacement::keep_links, row.mode);
+        ASSERT_GE(file.Get(), 0);
+        EXPECT_EQ(row.expected, mode_of(file.NewFile())) << row.path;
+    }
+    EXPECT_TRUE(CopyFile(scratch.Path("secret"), scratch.Path("copy"), true));
+    EXPECT_EQ(0600, mode_of(scratch.Host("copy")));
+    umask(umask_before);
+    EXPECT_EQ(2, Entries());
+
+    // A second name keeps the old content only when the file is to be replaced at any price.
+    ASSERT_EQ(0, link(secret.c_str(), scratch.Host("link").c_str()));
+    Replacement file(secret, Replacement::always_beside);
+    ASSERT_EQ(3, write(file.Get(), "new", 3));
+    EXPECT_EQ("old", Content(scratch.Path("secret")));
+    EXPECT_TRUE(file.Commit());
+    EXPECT_EQ("new", Content(scratch.Path("secret")));
+    EXPECT_EQ("old", Content(scratch.Path("link")));
+}
+
+TEST_F(File, WhatAKilledProcessLeftIsRemovedAndNothingElse) {
+    std::string const target = scratch.Host("file");
+    pid_t const child = fork();
+    if (child == 0) {
+        const Replacement first(target), second(target);
+        _exit(first.NewFile() != second.NewFile() ? 0 : 1);
+    }
+    int status = -1;
+    ASSERT_EQ(child, waitpid(child, &status, 0));
+    ASSERT_EQ(0, status);
+    ASSERT_TRUE(Exists(scratch.Path("file.tessaly-new")) && Exists(scratch.Path("file.tessaly-new2")));
+    for (char const* others : {"file.tessaly-newer", "file.tessaly-new.txt", ".tessaly-new"})
+        ASSERT_TRUE(WriteWholeFile(scratch.Path(others), "kept"));
+    {
+        Replacement first(target), second(target);  // the one that was left gives way, one in use does not
+        EXPECT_EQ(target + ".tessaly-new", first.NewFile());
+        EXPECT_EQ(target + ".tessaly-new2", second.NewFile());
+        RemoveLeftReplacements(scratch.Host());
+        EXPECT_TRUE(Exists(scratch.Path("file.tessaly-new")) && Exists(scratch.Path("file.tessaly-new2")));
+        EXPECT_TRUE(second.Commit() && first.Commit());
+    }
+    std::ofstream(target + ".tessaly-new3") << "left";
+    RemoveLeftReplacements(scratch.Host());
+    EXPECT_EQ(4, Entries());
 }
 
 TEST_F(File, StatusAndDirectories) {
