@@ -9,8 +9,9 @@
 // this object's own. Taking a lock that is free costs no system call.
 //
 // The names live in shared memory of the user until the machine starts anew; the first 1,536 have locks of
-// their own, later ones share 64 locks. Where the system gives no shared memory, a name is one lock for this
-// process only. A lock whose owner died is taken like a free one: what it guards may be half done.
+// their own, later ones share 64 locks. Where the system gives no shared memory, or another user has taken
+// its name there, a name is one lock for this process only, which standard error is told once. A lock whose
+// owner died is taken like a free one: what it guards may be half done.
 class TESSALY_API CMutex {
   public:
     explicit CMutex(bool initially_own = false, char const* name = nullptr);

@@ -22,6 +22,8 @@ constexpr std::size_t longest_key = 260;
 constexpr std::size_t own_slots = 2048;
 constexpr std::uint32_t most_own = own_slots / 4 * 3;  // beyond that, looking for a name takes long
 constexpr std::size_t shared_slots = 64;
+constexpr std::string_view global_lock_names[] = {"DATABASE_EDIT_MUTEX", "MAIL_LIST_VIEWER_MUTEX",
+                                                  "HISTORY_LIST_VIEWER_MUTEX"};
 
 std::uint64_t HashOf(std::string_view text) noexcept {  // FNV-1a
     std::uint64_t hash = 0xCBF29CE484222325;
@@ -43,8 +45,8 @@ class TableFile {
   public:
     explicit TableFile(std::string const& name) : file_(shm_open(name.c_str(), O_RDWR | O_CREAT, 0600)) {
         struct stat status {};
-        bool const ours = file_ && fstat(file_.Get(), &status) == 0 && status.st_uid == geteuid() &&
-                          (status.st_mode & 077) == 0;
+        bool const ours = file_ && fstat(file_.Get(), &status) == 0 && S_ISREG(status.st_mode) &&
+                          status.st_uid == geteuid() && (status.st_mode & 077) == 0 && status.st_nlink == 1;
         if (!ours || !Lock()) file_.Close();
     }
     ~TableFile() {
@@ -110,7 +112,7 @@ bool MakeLock(pthread_mutex_t& lock, bool for_all_processes) noexcept {
     return made;
 }
 
-LockTable::LockTable(std::string const& name) : name_(name) {
+LockTable::LockTable(std::string const& table_name) : name_(table_name) {
     const TableFile file(name_);
     if (!file || !SetSize(file.Get(), sizeof(Table))) return;
     void* place = mmap(nullptr, sizeof(Table), PROT_READ | PROT_WRITE, MAP_SHARED, file.Get(), 0);
@@ -122,6 +124,11 @@ LockTable::LockTable(std::string const& name) : name_(name) {
         table->made.store(1, std::memory_order_release);
     }
     table_ = table;
+    for (std::string_view const name : global_lock_names) {
+        auto const hash = static_cast<std::uint32_t>(HashOf(name));
+        Slot const* slot = Probe(name, hash);
+        if (slot && !slot->made.load(std::memory_order_acquire)) Make(name, hash);
+    }
 }
 
 // The slot of the key or the one that it would get; null in a table without either.
@@ -149,6 +156,11 @@ pthread_mutex_t* LockTable::Find(std::string_view name) const {
     const TableFile guard(name_);
     if (!guard) return nullptr;
     if (pthread_mutex_t* known = Known(key, hash)) return known;
+    return Make(key, hash);
+}
+
+// The caller holds the table's file.
+pthread_mutex_t* LockTable::Make(std::string_view key, std::uint32_t hash) const noexcept {
     Slot* slot = Probe(key, hash);
     if (!slot || !MakeLock(slot->lock, true)) return nullptr;
     slot->key_size = static_cast<std::uint32_t>(key.size());

@@ -10,7 +10,8 @@
 // when it is first used and keeps it until the machine starts anew, so that looking a name up needs no lock
 // and a lock never goes away under a process. A user has some thousand names (one for each kind of table, one
 // for each file of a mail); when the slots are used up, new names share a few locks, which costs waiting but
-// keeps every promise.
+// keeps every promise. The global locks, which are held while a file's lock is taken, have slots of their own
+// from the start: if one shared its lock with a file's name, two processes could wait for each other.
 //
 // Slots are made one at a time under a lock on the table's file, which the system gives back when a process
 // dies. A slot counts only when its last step, the mark, is done: what a process leaves behind half made is
@@ -19,7 +20,8 @@ namespace platform::posix {
 
 class LockTable {
   public:
-    // Opens the table of that name (shm_open), making it if need be.
+    // Opens the table of that name (shm_open), making it if need be. A file of that name that another user made
+    // or may write is not used, nor one that has another name too.
     explicit LockTable(std::string const& name);
     // The memory stays mapped: a lock may be held.
     ~LockTable() = default;
@@ -32,6 +34,7 @@ class LockTable {
     struct Slot;
     struct Table;
     Slot* Probe(std::string_view key, std::uint32_t hash) const noexcept;
+    pthread_mutex_t* Make(std::string_view key, std::uint32_t hash) const noexcept;
     pthread_mutex_t* Known(std::string_view key, std::uint32_t hash) const noexcept;
 
     std::string name_;

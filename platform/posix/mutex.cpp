@@ -3,6 +3,7 @@
 #include <pthread.h>
 
 #include <cerrno>
+#include <cstdio>
 #include <ctime>
 #include <map>
 #include <mutex>
@@ -34,8 +35,15 @@ struct CMutex::State {
     pthread_mutex_t* lock;
     pthread_mutex_t own;
 
+    static bool Tell() {
+        std::fputs("共有メモリーが使えません。ほかの tessaly と同時に同じデータを変えないでください。\n",
+                   stderr);
+        return true;
+    }
     // Without shared memory a name is one lock for this process at least.
     static std::shared_ptr<State> OfProcess(std::string const& name) {
+        static bool const told = Tell();
+        static_cast<void>(told);
         static auto& guard = *new std::mutex;
         static auto& states = *new std::map<std::string, std::shared_ptr<State>>;
         std::lock_guard hold(guard);

@@ -9,6 +9,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <functional>
 #include <set>
 #include <string>
@@ -243,6 +244,14 @@ TEST_F(Table, MoreNamesThanSlots) {
     LockTable const table(name_);
     std::vector<pthread_mutex_t*> locks;
     for (int i = 0; i < 5000; ++i) locks.push_back(table.Find("name" + std::to_string(i)));
+    // Those held while a file's lock is taken share none with a file, however late they are asked for.
+    for (char const* global :
+         {"DATABASE_EDIT_MUTEX", "MAIL_LIST_VIEWER_MUTEX", "HISTORY_LIST_VIEWER_MUTEX"}) {
+        pthread_mutex_t* const lock = table.Find(global);
+        EXPECT_EQ(0, std::count(locks.begin(), locks.end(), lock)) << global;
+        locks.push_back(lock);
+    }
+    locks.resize(5000);
     EXPECT_EQ(0U, std::set(locks.begin(), locks.end()).count(nullptr));
     std::size_t const different = std::set(locks.begin(), locks.end()).size();
     EXPECT_GT(different, 1500U);
@@ -262,13 +271,23 @@ TEST_F(Table, WithoutSharedMemoryOneLockForTheProcess) {
     EXPECT_FALSE(LockTable(name_).IsOpen());
     EXPECT_FALSE(LockTable("/no/such").IsOpen());
     EXPECT_EQ(0, Wait(InChild([&] {
+                  testing::internal::CaptureStderr();
                   platform::posix::UseLockTable(name_);
                   CMutex one(true, "name"), same(false, "name"), other(false, "other");
                   EXPECT_FALSE(OthersMayHave(same));
                   EXPECT_TRUE(OthersMayHave(other));
                   EXPECT_TRUE(same.Unlock());
                   EXPECT_TRUE(OthersMayHave(one));
+                  const std::string told = testing::internal::GetCapturedStderr();
+                  EXPECT_EQ(1, std::count(told.begin(), told.end(), '\n')) << told;
               })));
+    // A file of ours under a second name: somebody laid it there.
+    std::string const shared = "/dev/shm" + name_, second = shared + "-link";
+    chmod(shared.c_str(), 0600);
+    EXPECT_TRUE(LockTable(name_).IsOpen());
+    ASSERT_EQ(0, link(shared.c_str(), second.c_str()));
+    EXPECT_FALSE(LockTable(name_).IsOpen());
+    unlink(second.c_str());
 }
 
 }  // namespace
