@@ -35,10 +35,12 @@ class CArray {
     void SetAt(int index, Argument item) {
         if (Holds(index)) items_[static_cast<std::size_t>(index)] = item;
     }
+    // Here as in InsertAt and Add, `item` may be one of this array.
     void SetAtGrow(int index, Argument item) {
-        if (index < 0) return;
-        if (index >= GetSize()) SetSize(index + 1);
-        items_[static_cast<std::size_t>(index)] = item;
+        if (index < GetSize()) return SetAt(index, item);
+        Type copy(item);
+        SetSize(index + 1);
+        items_.back() = std::move(copy);
     }
     // Result: the index of the new item.
     int Add(Argument item) {
@@ -57,8 +59,9 @@ class CArray {
     void Copy(CArray const& other) { items_ = other.items_; }
     void InsertAt(int index, Argument item, int count = 1) {
         if (index < 0 || count <= 0) return;
+        Type const copy(item);
         if (index > GetSize()) SetSize(index);
-        items_.insert(items_.begin() + index, static_cast<std::size_t>(count), item);
+        items_.insert(items_.begin() + index, static_cast<std::size_t>(count), copy);
     }
     void RemoveAt(int index, int count = 1) {
         if (!Holds(index) || count <= 0) return;

@@ -44,7 +44,8 @@ void* Map(std::size_t size) {
 // again needs them again.
 struct FreeMemory {
     std::mutex lock;
-    std::vector<void*> blocks;
+    std::vector<void*> blocks;  // has room for all there are, so that giving one back cannot fail
+    std::size_t all_blocks = 0;
     std::array<void*, largest_piece / piece_step + 1>
         pieces{};  // by size; each free piece holds the next one's place
 };
@@ -55,8 +56,10 @@ FreeMemory& Free() {
 }
 
 void AddRegion(FreeMemory& free_memory) {
+    std::size_t const needed = free_memory.all_blocks + region_size / large_block_size;
+    if (free_memory.blocks.capacity() < needed) free_memory.blocks.reserve(2 * needed);
     auto const region = reinterpret_cast<std::uintptr_t>(Map(region_size));
-    free_memory.blocks.reserve(free_memory.blocks.size() + region_size / large_block_size);
+    free_memory.all_blocks = needed;
     for (std::uintptr_t block = region + region_size; block > region;)
         free_memory.blocks.push_back(reinterpret_cast<void*>(block -= large_block_size));
 }
@@ -93,7 +96,7 @@ void* TakeLargeBlock() {
 void GiveLargeBlock(void* block) noexcept {
     FreeMemory& free_memory = Free();
     std::lock_guard const guard(free_memory.lock);
-    free_memory.blocks.push_back(block);  // never beyond the capacity that AddRegion reserved
+    free_memory.blocks.push_back(block);
 }
 
 void* TakeTableMemory(std::size_t size) {

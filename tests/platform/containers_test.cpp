@@ -57,6 +57,12 @@ TEST(Array, CopiesAreDeep) {
     EXPECT_STREQ(array[12], "X");
     array.InsertAt(0, array[12], 50);
     EXPECT_STREQ(array[0], "X");
+    array.SetAtGrow(array.GetSize() + 10'000, array[0]);
+    EXPECT_STREQ(array[array.GetUpperBound()], "X");
+    array.InsertAt(array.GetSize() + 10'000, array[0], 3);
+    EXPECT_STREQ(array[array.GetUpperBound()], "X");
+    array.SetAtGrow(1, array[array.GetUpperBound()]);
+    EXPECT_STREQ(array[1], "X");
 }
 
 TEST(List, LinksAndUnlinks) {
