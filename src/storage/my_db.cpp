@@ -24,17 +24,27 @@ using Rows = CArray<XCStringArrayEx, XCStringArrayEx>::Storage;
 // Reserves the rows of a file as soon as enough of them have been read to know their size.
 class RowEstimate {
   public:
-    RowEstimate(std::int64_t file_size) : file_size_(file_size) {}
+    explicit RowEstimate(std::int64_t file_size) : file_size_(file_size) {}
 
     void Note(Rows& rows, std::int64_t bytes_read) {
         if (rows.size() != sample || bytes_read <= 0) return;
         const std::int64_t estimate = file_size_ / (bytes_read / static_cast<std::int64_t>(sample) + 1);
         // Rows differ; a little more room is cheaper than growing.
-        if (estimate > 0) rows.reserve(static_cast<std::size_t>(estimate + estimate / 16));
+        Reserve(rows, estimate + estimate / 16);
     }
     // Gives back what was reserved in vain.
     static void Finish(Rows& rows) {
         if (rows.capacity() > rows.size() + rows.size() / 8) rows.shrink_to_fit();
+    }
+
+    // A wish: the length of a file with holes says nothing of its rows, which grow as they come.
+    static void Reserve(Rows& rows, std::int64_t lines) {
+        if (lines <= 0) return;
+        try {
+            rows.reserve(static_cast<std::size_t>(lines));
+        } catch (std::bad_alloc const&) {
+        } catch (std::length_error const&) {
+        }
     }
 
   private:
@@ -270,10 +280,5 @@ int CMyDB::GetAtElement(int line, int column, CString& value) const {
 }
 
 void CMyDB::SetSizeDBArray(int lines) {
-    if (lines <= rows_.GetSize()) return;
-    try {
-        rows_.Reserve(lines);
-    } catch (std::exception const&) {
-        return;  // a wish; the rows grow as they come
-    }
+    if (lines > rows_.GetSize()) RowEstimate::Reserve(rows_.Items(), lines);
 }

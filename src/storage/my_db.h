@@ -141,10 +141,12 @@ class TESSALY_API CMyDB {
     void Exchange(_SORT_SET* a, _SORT_SET* b);
 
     // The searches look at the cells of `column` in the lines `start`, `start` + `step` and so on, and give
-    // the first line that matches. db_no_element_number, db_bad_column, db_bad_step, db_bad_start,
-    // db_no_match. Equal.
+    // the first line that matches, or db_no_element_number, db_bad_column, db_bad_step, db_bad_start,
+    // db_no_match.
+
+    // The cell equals the text.
     int TotalAgreementReference(CString text, int column, int start, int step) const;
-    // Equal without regard to the case of ASCII and full-width Latin letters.
+    // It equals the text without regard to the case of ASCII and full-width Latin letters.
     int TotalAgreementReferenceSameUpLow(CString text, int column, int start, int step) const;
     // The cell begins with the text.
     int FrontAgreementReference(CString text, int column, int start, int step) const;

@@ -51,7 +51,7 @@ class QuotedFormatter {
         conversion.text = *at++;
         for (; *at && std::strchr("-+ #0123456789.*'", *at); ++at) {
             if (*at == '*')
-                conversion.text += std::to_string(va_arg(arguments_, int));
+                AddStar(conversion.text);
             else
                 conversion.text += *at;
         }
@@ -74,6 +74,15 @@ class QuotedFormatter {
             conversion.text += *at++;
         }
         return conversion;
+    }
+
+    // A negative width is a flag and a width; a negative precision is none.
+    void AddStar(std::string& text) {
+        int const value = va_arg(arguments_, int);
+        if (value < 0 && text.back() == '.')
+            text.pop_back();
+        else
+            text += std::to_string(value);
     }
 
     void Convert(Conversion const& conversion) {
@@ -111,7 +120,7 @@ class QuotedFormatter {
                     Print(conversion, va_arg(arguments_, double));
                 break;
             case 'p': Print(conversion, va_arg(arguments_, void*)); break;
-            case 'n': *va_arg(arguments_, int*) = static_cast<int>(result_.size()); break;
+            case 'n': static_cast<void>(va_arg(arguments_, void*)); break;
             default: result_ += conversion.text; break;
         }
     }

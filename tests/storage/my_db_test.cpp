@@ -1,6 +1,7 @@
 #include "storage/my_db.h"
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <climits>
 #include <random>
@@ -113,6 +114,17 @@ TEST_F(MyDb, ReadResults) {
     narrow.SetElementNumber_Y2(3);
     EXPECT_EQ(narrow.ReadDBFile(nullptr), 0);
     EXPECT_EQ(RowsOf(narrow), "1|2|\n");
+}
+
+TEST_F(MyDb, AFileOfTerabytesWithHolesGivesItsRows) {
+    std::string plain;
+    for (int line = 0; line < 600; ++line) plain += "\"1\",\"2\"\r\n";
+    ASSERT_TRUE(WriteTable(Path(), plain));
+    ASSERT_EQ(0, truncate(folder_.Host("t.dat").c_str(), off_t{1} << 42));
+    Table table = Open(2);
+    EXPECT_EQ(table.ReadDBFile(nullptr), 0);
+    EXPECT_EQ(table.GetLineNumber(), 600);
+    EXPECT_TRUE(table.StoppedBeforeEnd());
 }
 
 // A disk that fails at any block: the table never counts as read, and the file is as it was.

@@ -163,12 +163,16 @@ TEST(RecordWriter, FormatsLinesAsPrintf) {
                    UINTMAX_MAX);
     SAME_AS_PRINTF("%f|%.2e|%G|%Lf|%a", 1.5, 12345.0, 1e-9, 2.5L, 1.0);
     SAME_AS_PRINTF("%c|%%|%*d|%.*f|%-*d|", 'x', 6, 42, 2, 3.14159, -4, 5);
+    SAME_AS_PRINTF("%.*d|%.*f|%*.*x|%d", -1, 5, -3, 2.5, -6, -2, 255, 7);
     SAME_AS_PRINTF("%p", static_cast<void*>(&writer));
     SAME_AS_PRINTF("%0200d", 5);
 #undef SAME_AS_PRINTF
     EXPECT_STREQ(writer.SetLine("\"%s\",\"%20s\",\"%.1s\",\"%-*s\",\"%.*s\",%d", "a\"", "b", "\"cd", 9, "e",
                                 1, "fg", 7),
                  "\"a\"\"\",\"b\",\"\"\"cd\",\"e\",\"fg\",7");
+    int untouched = 5;
+    EXPECT_STREQ(writer.SetLine("ab%n%d", &untouched, 7), "ab7");
+    EXPECT_EQ(untouched, 5);
     EXPECT_STREQ(writer.SetLine("%s表%d", "ソ\"能", 5), "ソ\"\"能表5");
     EXPECT_STREQ(writer.SetLine("a%cb", 0), "a");  // a text ends at its NUL
     char const* const no_format = nullptr;
