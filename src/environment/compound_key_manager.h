@@ -10,12 +10,10 @@
 //
 // The stored form lives on disk and never changes:
 //   plain    "flag","md5","database key", double quotes in a value doubled
-//   mixed    hash[0] plain[0] hash[1] plain[1] ... of the 32 digits of the plain text's MD5; what is left of
-//   the
-//            longer one follows
-//   stored   the mixed bytes, byte i XORed with pad[(i + row) mod 256], as base64 with the row's alphabet and
-//   without
-//            padding; row is the key number of the application key
+//   mixed    hash[0] plain[0] hash[1] plain[1] ..., where hash is the 32 digits of the plain text's MD5; what
+//            is left of the longer one follows
+//   stored   the mixed bytes, byte i XORed with pad[(i + row) mod 256], as Base64 with the row's alphabet and
+//            without padding; row is the key number of the application key
 class TESSALY_API CCompoundKeyManager {
   public:
     CCompoundKeyManager() = default;

@@ -7,8 +7,9 @@ class EnvManager;
 namespace customers {
 
 // Draws many customer IDs from the sequence of an environment. The sequence file is moved ahead a block at a
-// time and put back to the first unused value at the end, so that it then holds what drawing one by one would
-// have left. A process that dies in between leaves a gap, never an ID that is given twice.
+// time and set back to the first unused value when the object goes, so that it then holds what drawing one by
+// one would have left. If the process dies, or that last write fails, the rest of the block is left out:
+// an ID is never given twice.
 //
 // The caller holds DATABASE_EDIT_MUTEX from the first call until the object is gone.
 class CustomerIDSource {
@@ -19,8 +20,8 @@ class CustomerIDSource {
     CustomerIDSource(CustomerIDSource const&) = delete;
     CustomerIDSource& operator=(CustomerIDSource const&) = delete;
 
-    // Moves the sequence on, if need be, so that all values to come are above `largest`. false when it has
-    // none left or its file cannot be used.
+    // Before the first Next: moves the sequence on, if need be, so that all values are above `largest`.
+    // false, with the sequence as it was, when it has none left or its file cannot be used.
     bool MovePast(int largest);
     // The next value; false when there is none.
     bool Next(int& id);
