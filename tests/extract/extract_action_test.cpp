@@ -295,6 +295,11 @@ TEST_F(ExtractActionTest, FilesOfASet) {
     ExtractAction other(&env, &db, ec_mail, mail_id);
     EXPECT_EQ(0, other.GetExtractConditionFromFileToMemory(1, key));
     EXPECT_EQ(ExtractAction::slot_used, other.CheckExtractEffective(Tab(0), Con(0)));
+    Put(condition);
+    EXPECT_EQ(0, action.GetExtractConditionFromFileToMemory(0, nullptr));
+    platform::RemoveFile(path);
+    EXPECT_EQ(0, action.WriteAllExtractConditionOnMemoryToFile());  // nothing changed since it was read
+    EXPECT_FALSE(platform::Exists(path));
 }
 
 TEST_F(ExtractActionTest, BindingAndItsOrder) {

@@ -166,8 +166,11 @@ TEST_F(MailListTest, NewIdsAndMailsMadeFromOthers) {
     COneMailData read;
     EXPECT_EQ(0, mails.GetMailData(202, read));
     EXPECT_EQ(now_text, Text(read.GetEntryDate()));
+    EXPECT_EQ(now_text, Text(read.GetRenewalDate()));
     EXPECT_EQ(before, Text(read.GetSetAddressDate()));
     EXPECT_EQ(0, read.GetSentNumber() + read.GetErrorNumber() + read.GetOpenNumber());
+    EXPECT_EQ(1, mails.Init());
+    EXPECT_EQ(-1, mails.GetNewMailID());  // without an environment
 }
 
 TEST_F(MailListTest, WhatIsWrittenAndWhen) {
@@ -225,6 +228,9 @@ TEST(OneMailDataTest, SettersJudgeWhatTheyAreGiven) {
     EXPECT_EQ("a\n", COneMailData::ConvertUnusualData("a\n", static_cast<_MYDB_DATATYPE>(3)));
     COneMailData copy(data);
     EXPECT_EQ("NM", copy.GetSpecialFlag());
+    COneMailData assigned;
+    assigned = copy;
+    EXPECT_EQ("NM", assigned.GetSpecialFlag());
 }
 
 TEST(OneMailDataTest, DatesAndTheirLimits) {
