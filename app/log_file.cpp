@@ -15,6 +15,11 @@ namespace fs = std::filesystem;
 namespace app {
 namespace {
 
+bool IsThere(std::string const& name) {
+    std::error_code unknown;
+    return fs::symlink_status(name, unknown).type() != fs::file_type::not_found;
+}
+
 void RefuseNeeded(std::string const& name, std::vector<std::string> const& needed) {
     std::error_code ignored;
     for (std::string const& file : needed)
@@ -29,7 +34,7 @@ void RefuseNeeded(std::string const& name, std::vector<std::string> const& neede
 
 LogFile::LogFile(std::string name, std::vector<std::string> const& needed)
     : name_(std::move(name)),
-      to_remove_(!fs::exists(fs::symlink_status(name_))),
+      to_remove_(!IsThere(name_)),
       memory_(fdopen(memfd_create("log", MFD_CLOEXEC), "r")) {
     RefuseNeeded(name_, needed);
     if (!memory_) throw Failure("記録のためのメモリが足りません。");
@@ -49,7 +54,8 @@ bool LogFile::HasContent() const { return fs::file_size(LibraryFile()) > 0; }
 
 bool LogFile::Write() {
     const std::string text = Out(ReadWholeFile(LibraryFile(), "記録"));
-    if (fs::is_regular_file(name_) && ftruncate(fileno(file_.get()), 0) != 0) return false;
+    std::error_code unknown;
+    if (fs::is_regular_file(name_, unknown) && ftruncate(fileno(file_.get()), 0) != 0) return false;
     to_remove_ = false;
     return std::fwrite(text.data(), 1, text.size(), file_.get()) == text.size() &&
            std::fflush(file_.get()) == 0;

@@ -109,9 +109,9 @@ Session::Session(Access const& access, std::string const& env_file, For use)
 Session::~Session() = default;
 
 bool Session::Owns(std::string const& file) const {
-    const fs::path target = fs::weakly_canonical(fs::absolute(file));
+    std::error_code not_there;  // nor is a path that leads to no file, but to a pipe or the like
+    const fs::path target = fs::weakly_canonical(fs::absolute(file), not_there);
     const fs::path data = fs::weakly_canonical(data_directory_);
-    std::error_code not_there;
     return std::mismatch(data.begin(), data.end(), target.begin(), target.end()).first == data.end() ||
            std::any_of(access_files_.begin(), access_files_.end(),
                        [&](std::string const& own) { return fs::equivalent(file, own, not_there); });

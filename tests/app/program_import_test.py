@@ -126,6 +126,7 @@ class Interrupted(CommandTest):
         self.assertEqual(full.out, "新規 0件、更新 1件、取り込めず 0件\n")
         self.assertTrue(full.err.endswith("記録を書けませんでした: /dev/full\n"), full.err)
         self.assertEqual(self.surnames(), ["田中"])
+        self.assertIn("○インポート開始日時", self.tessaly(*self.command("--log", "/dev/stdout")).out)
         self.put("old.log", "以前の長い記録" * 100)
         self.tessaly(*self.command("--log", "old.log"))
         self.assertTrue(self.text("old.log").startswith("○インポート開始日時"))
