@@ -37,6 +37,7 @@ CString DotUnstuffed(std::string_view wire) {
 }
 
 DotText ReadDotText(SocketSupport& socket, int limit, CString& text) {
+    const SocketSupport::WholeReply whole(socket);
     CString line;
     for (;;) {
         line.Empty();

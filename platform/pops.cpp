@@ -7,6 +7,7 @@
 
 #include "platform/mail_conversation.h"
 #include "platform/mail_dots.h"
+#include "platform/pop_listing.h"
 #include "platform/secrets.h"
 
 using namespace platform;
@@ -15,8 +16,8 @@ namespace {
 
 constexpr int default_port = 110;
 constexpr int no_auth_number = -1;
+constexpr std::string_view line_end = "\r\n";
 constexpr int largest_message = 1024 * 1024 * 1024;  // bytes
-constexpr int longest_list = 1000000;                // messages
 
 // The time stamp of a greeting, angle brackets and all (RFC 1939 7); empty for none.
 std::string_view TimeStampIn(std::string_view greeting) {
@@ -59,12 +60,15 @@ class PopsComponent : public MailConversation {
     ComponentFailure ListSizes();
     template <class Take>
     ComponentFailure ForEachLine(Take take);
+    ComponentFailure CheckUniqueId(CString const& unique_id);
     ComponentFailure Fetch(CString const& command);
     ComponentFailure Choose(int number);
     ComponentFailure Quit();
     ComponentFailure Reset();
     // Sends, and reads the reply; "-ERR" is a failure. `shown` stands in the trail in the command's place.
     ComponentFailure Command(CString const& line, CString& reply, char const* shown = nullptr);
+    // A reply of one line, whatever it says.
+    ComponentFailure ReadWholeLine(CString& line);
     ComponentFailure ReadReply(CString& reply);
     ComponentFailure Command(CString const& line) {
         CString reply;
@@ -154,8 +158,13 @@ ComponentFailure PopsComponent::Reset() {
 
 // --- The conversation ---
 
+ComponentFailure PopsComponent::ReadWholeLine(CString& line) {
+    const SocketSupport::WholeReply whole(socket_);
+    return ReadLine(line);
+}
+
 ComponentFailure PopsComponent::ReadReply(CString& reply) {
-    if (const ComponentFailure failure = ReadLine(reply)) return failure;
+    if (const ComponentFailure failure = ReadWholeLine(reply)) return failure;
     return reply.Left(3) == "+OK" ? ComponentFailure() : Fail(component_refused, reply);
 }
 
@@ -187,28 +196,38 @@ ComponentFailure PopsComponent::Upgrade() {
         const Quiet quiet(*this);
         const ComponentFailure told = Command("CAPA");
         if (!told)
-            if (const ComponentFailure failure =
-                    ForEachLine([&](CString const& line) { offered |= line == "STLS"; }))
+            if (const ComponentFailure failure = ForEachLine([&](CString const& line) {
+                    offered |= line == "STLS";
+                    return ComponentFailure();
+                }))
                 return failure;
         if (!IsOpen() || !offered) return IsOpen() ? ComponentFailure() : told;
     }
     CString reply;
     if (const ComponentFailure failure = SendLine("STLS")) return failure;
-    if (const ComponentFailure failure = ReadLine(reply)) return failure;
+    if (const ComponentFailure failure = ReadWholeLine(reply)) return failure;
     if (reply.Left(3) != "+OK") return Fail(component_no_upgrade, "STLS is not available: " + reply);
     return Secure();
 }
 
-// The lines of a reply up to the closing one.
+// The lines of a reply up to the closing one, or to the first that `take` finds a failure in.
 template <class Take>
 ComponentFailure PopsComponent::ForEachLine(Take take) {
-    for (int lines = 0; lines < longest_list; ++lines) {
-        CString line;
+    const SocketSupport::WholeReply whole(socket_);
+    PopListing listing;
+    for (CString line;;) {
         if (const ComponentFailure failure = ReadLine(line)) return failure;
         if (line == ".") return component_ok;
-        take(line);
+        if (!listing.Takes(line.View().size() + line_end.size()))
+            return FailAndClose(component_protocol,
+                                "The server's list is longer than 1000000 lines or 64 MiB.");
+        if (const ComponentFailure failure = take(line)) return failure;
     }
-    return FailAndClose(component_protocol, "The server's list is too long.");
+}
+
+ComponentFailure PopsComponent::CheckUniqueId(CString const& unique_id) {
+    if (unique_id.View().size() <= PopListing::longest_unique_id) return component_ok;
+    return FailAndClose(component_protocol, "A unique ID of the server is longer than 70 characters.");
 }
 
 // User names and passwords with a line end in them would be commands of their own.
@@ -237,7 +256,7 @@ ComponentFailure PopsComponent::LogIn(CString const& greeting) {
 ComponentFailure PopsComponent::Stat() {
     CString reply;
     if (const ComponentFailure failure = Command("STAT", reply)) return failure;
-    count_ = std::clamp(std::atoi(reply.Mid(4)), 0, longest_list);
+    count_ = std::clamp(std::atoi(reply.Mid(4)), 0, PopListing::longest);
     return component_ok;
 }
 
@@ -245,10 +264,12 @@ ComponentFailure PopsComponent::Choose(int number) {
     if (!IsOpen()) return Fail(component_not_connected, "Not connected.");
     unique_id_.Empty();
     const CString text = std::to_string(number).c_str();
-    CString reply;
+    CString reply, unique_id;
     int told = 0;
     if (const ComponentFailure failure = Command("UIDL " + text, reply)) return failure;
-    Divide(reply.Mid(4), told, unique_id_);
+    Divide(reply.Mid(4), told, unique_id);
+    if (const ComponentFailure failure = CheckUniqueId(unique_id)) return failure;
+    unique_id_ = unique_id;
     return component_ok;
 }
 
@@ -258,8 +279,10 @@ ComponentFailure PopsComponent::List() {
         int number = 0;
         CString unique_id;
         Divide(line, number, unique_id);
+        if (const ComponentFailure failure = CheckUniqueId(unique_id)) return failure;
         POPSMessageListEventParams listed{number, unique_id};
         dispatcher_(object_, pops_event_message_list, &listed);
+        return ComponentFailure();
     });
 }
 
@@ -271,6 +294,7 @@ ComponentFailure PopsComponent::ListSizes() {
         CString size;
         Divide(line, number, size);
         sizes_[number] = std::atoi(size);
+        return ComponentFailure();
     });
 }
 

@@ -163,6 +163,7 @@ ComponentFailure SmtpsComponent::Reset() {
 
 ComponentFailure SmtpsComponent::ReadReply(Reply& reply) {
     reply = {};
+    const SocketSupport::WholeReply whole(socket_);
     for (;;) {
         if (const ComponentFailure failure = ReadLine(reply.last)) return failure;
         reply.lines += "\n" + Upper(reply.last.View());

@@ -1,10 +1,16 @@
 #include "platform/socket_support.h"
 
 #include <algorithm>
+#include <atomic>
 
+#include "platform/clock.h"
 #include "platform/timer.h"
 
 namespace {
+
+constexpr int waits_of_reply = 10;
+constexpr std::int64_t least_reply_ms = 60 * 1000;
+std::atomic<unsigned> reply_ms_of_tests = 0;
 
 std::size_t FirstLineSize(std::string_view text, std::size_t from = 0) noexcept {
     const std::size_t line_feed = text.find('\n', from);
@@ -29,8 +35,11 @@ int SocketSupport::SetTimeOutTime(unsigned int ms) {
 int SocketSupport::SetTimeOut(unsigned int ms) {
     KillTimeOut();
     if (ms != 0) timeout_ms_ = ms;
-    if (timeout_ms_ == 0) return 1;
-    timer_id_ = platform::SetTimer(timeout_ms_);
+    return timeout_ms_ == 0 ? 1 : StartTimer(timeout_ms_);
+}
+
+int SocketSupport::StartTimer(std::uint32_t ms) {
+    timer_id_ = platform::SetTimer(ms);
     return timer_id_ != 0 ? 1 : 0;
 }
 
@@ -59,6 +68,40 @@ int SocketSupport::OnMessagePending() {
 void SocketSupport::TranslateInterruption() const {
     if (timeout_ms_ != 0 && platform::GetLastSocketError() == platform::socket_interrupted)
         platform::SetLastSocketError(platform::socket_timed_out);
+}
+
+SocketSupport::WholeReply::WholeReply(SocketSupport& socket) : socket_(socket) {
+    socket.reply_limit_ms_ = ReplyLimit(socket.timeout_ms_);
+    socket.reply_end_ = platform::MonotonicMilliseconds() + socket.reply_limit_ms_;
+    socket.reply_bytes_ = 0;
+}
+
+std::int64_t SocketSupport::ReplyLimit(unsigned int wait_ms) noexcept {
+    if (wait_ms == 0) return 0;
+    if (unsigned const ms = reply_ms_of_tests) return ms;
+    return std::max(std::int64_t{wait_ms} * waits_of_reply, least_reply_ms);
+}
+
+void SocketSupport::SetReplyLimit(unsigned int ms) noexcept { reply_ms_of_tests = ms; }
+
+// Shortens the wait to what is left for the reply; false when nothing is.
+bool SocketSupport::LimitToReply() {
+    if (reply_limit_ms_ == 0) return true;
+    std::int64_t const left = reply_end_ - platform::MonotonicMilliseconds();
+    if (left <= 0) return false;
+    if (left < timeout_ms_) {
+        KillTimeOut();
+        StartTimer(static_cast<std::uint32_t>(left));
+    }
+    return true;
+}
+
+void SocketSupport::CountForReply(int received) {
+    if (reply_limit_ms_ == 0) return;
+    reply_bytes_ += received;
+    if (reply_bytes_ < WholeReply::part) return;
+    reply_bytes_ = 0;
+    reply_end_ = platform::MonotonicMilliseconds() + reply_limit_ms_;
 }
 
 int SocketSupport::ConnectWithin(char const* host, unsigned port, unsigned int ms) {
@@ -100,9 +143,14 @@ int SocketSupport::SendBlock(CString& data, unsigned int ms, int flags) {
 int SocketSupport::Receive(CString& data, unsigned int ms, int flags) {
     char block[receive_block + 1];
     SetTimeOut(ms);
-    int const received = CSocket::Receive(block, receive_block, flags);
+    int received = -1;
+    if (LimitToReply())
+        received = CSocket::Receive(block, receive_block, flags);
+    else
+        platform::SetLastSocketError(platform::socket_timed_out);
     KillTimeOut();
     if (received > 0) {
+        CountForReply(received);
         std::replace(block, block + received, '\0', ' ');
         data.Append({block, static_cast<std::size_t>(received)});
     } else if (received < 0) {

@@ -18,7 +18,8 @@
 //
 // In every operation with `ms`, 0 means the stored time-out time, and any other value becomes the stored one;
 // with both 0 there is no limit and a call can wait for ever. The limit holds for each platform call, that is
-// on progress.
+// on progress; that a peer which sends a byte now and then does not hold the caller for ever is what
+// WholeReply is for.
 class TESSALY_API SocketSupport : public CSocket {
   public:
     static constexpr int receive_block = 102399;       // most bytes taken by one Receive
@@ -27,6 +28,27 @@ class TESSALY_API SocketSupport : public CSocket {
     // cannot use up the memory. What was received stays in the line buffer.
     static constexpr int default_line_limit = 64 * 1024 * 1024;
     static constexpr int line_too_long_error = 10040;
+
+    // While such an object lives, all that the socket receives is one reply, for which there is a limit as
+    // well: receiving ends with -1 and socket_timed_out when ReplyLimit has passed since the object was made,
+    // or since the last `part` bytes were complete, so that a long text may take its time. One at a time for
+    // a socket.
+    class TESSALY_API WholeReply {
+      public:
+        static constexpr int part = 64 * 1024;
+        explicit WholeReply(SocketSupport& socket);
+        ~WholeReply() { socket_.reply_limit_ms_ = 0; }
+        WholeReply(WholeReply const&) = delete;
+        WholeReply& operator=(WholeReply const&) = delete;
+
+      private:
+        SocketSupport& socket_;
+    };
+    // Milliseconds for a whole reply where each wait of it may take `wait_ms`: ten times as many, but a
+    // minute at least; 0, for none, where the waits have no limit.
+    static std::int64_t ReplyLimit(unsigned int wait_ms) noexcept;
+    // Test seam: so many milliseconds in place of that; 0 ends it.
+    static void SetReplyLimit(unsigned int ms) noexcept;
 
     SocketSupport() = default;
     ~SocketSupport() override;
@@ -79,6 +101,9 @@ class TESSALY_API SocketSupport : public CSocket {
     int OnMessagePending() override;
 
   private:
+    int StartTimer(std::uint32_t ms);
+    bool LimitToReply();
+    void CountForReply(int received);
     int SendSome(std::string_view bytes, unsigned int ms, int flags);
     int TakeLine(CString& line, std::string_view taken);
     void DropConsumed();
@@ -88,9 +113,12 @@ class TESSALY_API SocketSupport : public CSocket {
     std::uint32_t timeout_ms_ = 0;
     std::uint32_t timer_id_ = 0;
     int line_limit_ = default_line_limit;
+    std::int64_t reply_limit_ms_ = 0;  // 0: none
+    std::int64_t reply_end_ = 0;       // by the steady clock, with a limit
+    int reply_bytes_ = 0;              // of the part that comes now
     // Lines handed out are only marked as consumed and removed in one go, and bytes once searched for an LF
-    // are not searched again, so that reading stays linear. Whoever was given the buffer sees it exact after
-    // every call.
+    // are not searched again, so that reading stays linear. A caller that has a reference to the buffer sees
+    // it exact after every call.
     int consumed_ = 0;
     int searched_ = 0;
     bool buffer_shared_ = false;

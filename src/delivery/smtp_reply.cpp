@@ -1,7 +1,7 @@
 #include "delivery/smtp_reply.h"
 
-#include "platform/socket_support.h"
 #include "platform/socket.h"
+#include "platform/socket_support.h"
 
 namespace delivery {
 
@@ -42,6 +42,7 @@ ReplyOutcome ReadReply(SocketSupport& socket, CString& text, int& code) {
     text.Empty();
     code = 0;
     socket.SetLineLimit(reply_limit);
+    const SocketSupport::WholeReply whole(socket);
     for (int last_line = -1; last_line <= 0;) {
         if (text.GetLength() > reply_limit) return ReplyOutcome::too_long;
         int const length = socket.GetLine(text, 0, 0);

@@ -23,7 +23,8 @@ enum class ReplyOutcome { complete, closed, failed, too_long };
 
 // Reads one reply, all its lines, into `text`, and its code into `code`. Lines that cannot be read are part
 // of the text. When the reply does not come to its end, `text` holds the lines so far and `code` is 0; after
-// `failed` the thread's last socket error says why.
+// `failed` the thread's last socket error says why. The time for the whole reply is limited as well
+// (SocketSupport::WholeReply).
 TESSALY_API ReplyOutcome ReadReply(SocketSupport& socket, CString& text, int& code);
 
 // The reply without the CR LF at its end.

@@ -7,6 +7,7 @@
 
 #include "delivery/socket_error_codes.h"
 #include "platform/mail_dots.h"
+#include "platform/pop_listing.h"
 #include "platform/socket_support.h"
 #include "reception/pop_replies.h"
 #include "storage/md5.h"
@@ -53,6 +54,8 @@ bool MailPop::SocketFailure(int socket_error) {
 }
 
 bool MailPop::TooLong(char const* what) {
+    // What is left of it would be taken for the reply to the next command.
+    socket_->Close();
     error_.SetErrS(error_unknown_code, "サーバーの応答が長すぎます: %s", what);
     return false;
 }
@@ -136,8 +139,13 @@ bool MailPop::LineFailure(int error) {
 }
 
 bool MailPop::ReadReply(CString& reply) {
+    const SocketSupport::WholeReply whole(*socket_);
+    return ReadReplyLine(reply);
+}
+
+bool MailPop::ReadReplyLine(CString& line) {
     socket_->SetLineLimit(reply_limit);
-    bool const read = ReadLine(reply);
+    bool const read = ReadLine(line);
     socket_->SetLineLimit(SocketSupport::default_line_limit);
     return read;
 }
@@ -224,6 +232,7 @@ int MailPop::PopLogout() {
     if (!connected_) return Fail(pop_already_disconnected);
     if (logged_in_) {
         CString wire = "QUIT\r\n", reply;
+        const SocketSupport::WholeReply whole(*socket_);
         if (socket_->SendBlock(wire, 0, 0) >= 0) socket_->GetLine(reply, 0, 0);
         logged_in_ = 0;
     }
@@ -261,25 +270,31 @@ int MailPop::PopListUidl() {
     return 1;
 }
 
-bool MailPop::ReadSizes() {
-    CString line;
-    while (ReadReply(line)) switch (reception::TakeSizeLine(line, m_aMailList)) {
+template <class Take>
+bool MailPop::ReadList(char const* name, Take const& take) {
+    const SocketSupport::WholeReply whole(*socket_);
+    platform::PopListing listing;
+    for (CString line; ReadReplyLine(line);) {
+        if (line.View() != reception::closing_line && !listing.Takes(line.View().size())) {
+            const CString what = CString(name) + " (上限 1000000 行、64 MiB)";
+            return TooLong(what);
+        }
+        switch (take(line)) {
             case reception::ListStep::more: break;
             case reception::ListStep::end: return true;
-            case reception::ListStep::too_long: return TooLong("LIST");
+            case reception::ListStep::bad_unique_id: return TooLong("UIDL の一意な ID (上限 70 文字)");
         }
+    }
     return false;
+}
+
+bool MailPop::ReadSizes() {
+    return ReadList("LIST", [&](CString const& line) { return reception::TakeSizeLine(line, m_aMailList); });
 }
 
 bool MailPop::ReadUniqueIds() {
     reception::UniqueIdReader reader(m_aMailList);
-    CString line;
-    while (ReadReply(line)) switch (reader.Take(line)) {
-            case reception::ListStep::more: break;
-            case reception::ListStep::end: return true;
-            case reception::ListStep::too_long: return TooLong("UIDL");
-        }
-    return false;
+    return ReadList("UIDL", [&](CString const& line) { return reader.Take(line); });
 }
 
 bool MailPop::KnowsRow(unsigned long index) const {

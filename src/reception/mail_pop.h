@@ -24,10 +24,11 @@ struct PopMailInfo {
 // An object and its socket belong to the thread that calls them. There is no log.
 //
 // What a server may not do: a line longer than 64 MiB, a message above message_limit, a list of more than
-// list_limit rows and a reply line above reply_limit end the operation like a lost connection, with a text of
-// their own. The number that STAT tells is not trusted: the rows are those that LIST sends. Numbers and sizes
-// that are none count as 0. A user name or password with a CR or LF in it would be a command of its own and
-// is refused by SetUserAccount.
+// 1,000,000 lines or 64 MiB, a unique ID of more than 70 characters and a reply line above reply_limit end
+// the operation and the connection like a lost one, with a text of their own. A reply that takes too long as
+// a whole is a passed time limit (SocketSupport::WholeReply). The number that STAT tells is not trusted: the
+// rows are those that LIST sends. Numbers and sizes that are none count as 0. A user name or password with a
+// CR or LF in it would be a command of its own and is refused by SetUserAccount.
 //
 // Operations give 1 for success and 0 for failure, which leaves its number and text in GetErrMsg() unless it
 // is said otherwise; a success leaves it as it was.
@@ -36,7 +37,6 @@ class TESSALY_API MailPop {
     enum Type : int { type_user_pass = 0, type_apop = 1 };
     static constexpr int default_port = 110;
     static constexpr int reply_limit = 64 * 1024;             // bytes
-    static constexpr int list_limit = 1000000;                // messages
     static constexpr int message_limit = 1024 * 1024 * 1024;  // bytes
 
     // The message that PopRetr fetched: line ends CR LF, the closing line "." at its end, doubled dots as
@@ -110,6 +110,7 @@ class TESSALY_API MailPop {
     bool ReadLine(CString& line);
     bool LineFailure(int socket_error);
     bool ReadReply(CString& reply);
+    bool ReadReplyLine(CString& line);
     Answer Ask(CString const& command, CString& reply);
     // The same with a refusal left as `refusal` and the reply. Result: 1 or 0.
     int Command(CString const& command, int refusal);
@@ -117,6 +118,8 @@ class TESSALY_API MailPop {
     int Authenticate(CString const& greeting);
     int Apop(CString const& greeting);
     bool KnowsRow(unsigned long index) const;
+    template <class Take>
+    bool ReadList(char const* name, Take const& take);
     bool ReadSizes();
     bool ReadUniqueIds();
 

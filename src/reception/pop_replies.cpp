@@ -3,12 +3,13 @@
 #include <algorithm>
 #include <cstdlib>
 
+#include "platform/pop_listing.h"
+
 namespace reception {
 
 namespace {
 
 constexpr std::string_view line_end = "\r\n";
-constexpr std::string_view closing_line = ".\r\n";
 constexpr int no_row = -1;
 
 CStringArray FieldsOf(CString line) {
@@ -31,7 +32,6 @@ CString TimeStampOf(std::string_view greeting) {
 ListStep TakeSizeLine(CString const& line, PopList& list) {
     if (line.View() == closing_line) return ListStep::end;
     if (line.View() == line_end) return ListStep::more;
-    if (list.GetSize() == MailPop::list_limit) return ListStep::too_long;
     const CStringArray fields = FieldsOf(line);
     list.Add({std::atoi(fields.GetAt(0)), std::atoi(fields.GetAt(1)), CString()});
     return ListStep::more;
@@ -40,8 +40,9 @@ ListStep TakeSizeLine(CString const& line, PopList& list) {
 ListStep UniqueIdReader::Take(CString const& line) {
     if (line.View() == closing_line) return ListStep::end;
     if (line.View() == line_end) return ListStep::more;
-    if (lines_ == MailPop::list_limit) return ListStep::too_long;
     const CStringArray fields = FieldsOf(line);
+    if (fields.GetAt(1).View().size() > platform::PopListing::longest_unique_id)
+        return ListStep::bad_unique_id;
     if (int const row = RowOf(std::atol(fields.GetAt(0)), lines_++); row != no_row)
         list_[row].Uidl = fields.GetAt(1);
     return ListStep::more;

@@ -13,6 +13,7 @@
 #include "platform/clock.h"
 #include "platform/socket.h"
 #include "storage/error_codes.h"
+#include "tests/support/reply_limit.h"
 #include "tests/support/scripted_server.h"
 #include "tests/support/transfer_log.h"
 #include "text/strings.h"
@@ -23,6 +24,7 @@ using test::ScriptedServer;
 using Lines = std::vector<std::string>;
 
 constexpr unsigned short_limit = 60;
+constexpr unsigned reply_limit = 300;
 constexpr unsigned long_limit = 4000;
 
 class Client : public MailSend {
@@ -131,10 +133,15 @@ TEST_F(MailSendTest, EveryEndOfAConversation) {
         {"silent at MAIL", "220|250|~", -2, 2320, 2, false, nullptr},
         {"silent after the dot", "220|250|250|250|354|~", -2, 2320, 5, false, nullptr},
         {"silent at QUIT", "220|250|250|250|354|250|~", 1, 0, 5, true, nullptr},
+        {"dripping greeting", "%220 x*", -2, 2320, 0, false, "処理がタイムアウトしました"},
+        {"dripping lines", "220|%250-x\r\n*", -2, 2320, 1, false, nullptr},
+        {"dripping after the dot", "220|250|250|250|354|%250 x*", -2, 2320, 5, false, nullptr},
     };
     for (Case const& c : cases) {
         SCOPED_TRACE(c.name);
         ScriptedServer server(c.script);
+        const ReplyLimit limit(std::string_view(c.script).find('%') == std::string_view::npos ? 0
+                                                                                              : reply_limit);
         Client client;
         Prepare(client, server.Port());
         if (std::string_view(c.script).ends_with('~')) client.SetTimeOutTime(short_limit);

@@ -10,6 +10,7 @@
 
 #include "platform/clock.h"
 #include "platform/secrets.h"
+#include "tests/support/reply_limit.h"
 #include "tests/support/scripted_server.h"
 #include "tests/support/transfer_log.h"
 
@@ -183,6 +184,14 @@ TEST_F(SecureSmtp, NoServerAndNoAnswer) {
     EXPECT_LT(platform::MonotonicMilliseconds() - start, 3000);
     EXPECT_EQ("サーバとの接続がタイムアウトしました。回線の状況を確認してください。", client.Reason());
     EXPECT_EQ(CMySMTPS::status_ehlo, client.GetNowStatus());
+    // One byte at a time, far within the limit of each wait.
+    const ReplyLimit limit(300);
+    for (char const* dripping : {"%220 x*", "220 hi|%250-x\r\n*", "220 hi|250 hi|250 ok|%550 x*"}) {
+        ScriptedServer server(dripping);
+        client.Prepare(server.Port());
+        EXPECT_EQ(301, client.Do(smtps_send)) << dripping;
+        EXPECT_EQ("サーバとの接続がタイムアウトしました。回線の状況を確認してください。", client.Reason());
+    }
     test::BlackHole hole;
     client.Prepare(hole.Port());
     client.Set(smtps_time_limit, 1);

@@ -5,8 +5,8 @@
 #include <optional>
 #include <vector>
 
-#include "platform/socket_support.h"
 #include "fuzz_target.h"
+#include "platform/socket_support.h"
 #include "reception/pop_replies.h"
 
 namespace {
@@ -65,6 +65,7 @@ bool PlainUniqueIds(std::string_view& rest, std::vector<Row>& rows) {
         if (*line == ".") return true;
         if (line->empty()) continue;
         auto const [field, id] = PlainFields(*line);
+        if (id.size() > 70) return false;
         long const number = PlainNumber(field, false);
         auto const named = [number](Row const& row) { return row.number == number; };
         auto const row = place < rows.size() && named(rows[place])

@@ -6,6 +6,7 @@
 
 #include "platform/clock.h"
 #include "platform/timer.h"
+#include "tests/support/reply_limit.h"
 #include "tests/support/scripted_server.h"
 
 namespace {
@@ -152,6 +153,54 @@ TEST(SocketSupportTimeLimit, TimerFieldsFollowTheCalls) {
     EXPECT_LE(platform::MillisecondsToNextTimer(), 10);
     EXPECT_EQ(socket.KillTimeOut(), 1);
     EXPECT_EQ(platform::MillisecondsToNextTimer(), -1);
+}
+
+TEST(SocketSupportTimeLimit, AWholeReplyTakesTenWaitsAndAMinuteAtLeast) {
+    const std::pair<unsigned, std::int64_t> rows[] = {{0, 0},
+                                                      {1, 60000},
+                                                      {5999, 60000},
+                                                      {6000, 60000},
+                                                      {6001, 60010},
+                                                      {60000, 600000},
+                                                      {~0U, 10 * std::int64_t{~0U}}};
+    for (auto const& [wait, limit] : rows) EXPECT_EQ(SocketSupport::ReplyLimit(wait), limit) << wait;
+}
+
+TEST(SocketSupportTimeLimit, ADrippingPeerEndsWithTheReplyAndNotBefore) {
+    const ReplyLimit limit(200);
+    Peer peer("%x*");
+    CString line;
+    const std::int64_t start = platform::MonotonicMilliseconds();
+    {
+        const SocketSupport::WholeReply whole(peer.socket);
+        for (int turn = 0; turn < 2; ++turn) {
+            EXPECT_EQ(peer.socket.GetLine(line, 0, 0), -1);
+            EXPECT_EQ(platform::GetLastSocketError(), platform::socket_timed_out);
+        }
+    }
+    const std::int64_t waited = platform::MonotonicMilliseconds() - start;
+    EXPECT_GE(waited, 195);
+    EXPECT_LT(waited, long_limit);
+    EXPECT_EQ(peer.socket.GetTimeOut(), static_cast<int>(long_limit));
+    CString data;
+    EXPECT_GT(peer.socket.Receive(data, 0, 0), 0) << "behind the reply the waits alone are limited";
+    peer.socket.Close();
+}
+
+// Four parts of a text, which come within the limit each, but not together.
+TEST(SocketSupportTimeLimit, ALongTextMayTakeItsTime) {
+    const ReplyLimit limit(600);
+    test::Step part{std::string(SocketSupport::WholeReply::part - 1, 'x') + "\n"};
+    part.times = 4;
+    part.pause_ms = 250;
+    ScriptedServer server(test::Script{part});
+    SocketSupport socket;
+    ASSERT_TRUE(socket.Create());
+    ASSERT_TRUE(socket.ConnectWithin("127.0.0.1", static_cast<unsigned>(server.Port()), long_limit));
+    const SocketSupport::WholeReply whole(socket);
+    CString line;
+    for (int i = 0; i < part.times; ++i) EXPECT_GT(socket.GetLine(line, 0, 0), 0) << i;
+    socket.Close();
 }
 
 // Another timer of the same thread, whose messages come while the socket waits.

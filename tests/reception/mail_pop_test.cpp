@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include "tests/support/reply_limit.h"
 #include "tests/support/scripted_server.h"
 
 namespace {
@@ -27,6 +28,9 @@ struct Client : MailPop {
         return text;
     }
 };
+
+// A server that drips, one byte at a time, is to be given up.
+unsigned LimitFor(std::string const& script) { return script.find('%') == script.npos ? 0 : 300; }
 
 TEST(MailPop, AWholeVisit) {
     ScriptedServer server(
@@ -77,8 +81,11 @@ TEST(MailPop, LoginsAndWhatRefusesThem) {
         {"+OK <a@b@c>|", 1, 0, 16013, ""},
         {"+OK >a@b<|", 1, 0, 16013, ""},
         {"#+OK|#+OK|#+OK|", 0, 1, 0, "PASS tanstaaf\r\n"},
+        {"%+OK x*", 0, 0, 2320, ""},
+        {"+OK|%+OK x*", 0, 0, 2320, "USER mrose\r\n"},
     };
     for (auto const& row : rows) {
+        const ReplyLimit limit(LimitFor(row.script));
         ScriptedServer server(row.script);
         Client client(server.Port(), row.type);
         client.SetTimeOutTime(300);
@@ -115,8 +122,11 @@ TEST(MailPop, MailboxesThatLie) {
         {"+OK 1|+OK\r\n1 1|!", 0, 1, 0, "1:1: "},
         {"+OK 1|+OK\r\n1 1\r\n.|+OK\r\n1 a|!", 1, 1, 0, "1:1:a "},
         {"+OK 1|+OK\r\n1 1\r\n.|!", 0, 1, 0, "1:1: "},
+        {"+OK 1|%+OK\r\n1 1\r\n*", 0, 2320, 0, nullptr},
+        {"+OK 1|+OK\r\n1 1\r\n.|%+OK\r\n1 a\r\n*", 1, 2320, 0, "1:1:a "},
     };
     for (auto const& row : rows) {
+        const ReplyLimit limit(LimitFor(row.script));
         std::string script = login;
         script += row.script;
         // A reply that is cut off: the connection ends behind its last line.
@@ -128,7 +138,55 @@ TEST(MailPop, MailboxesThatLie) {
         EXPECT_EQ(row.result, client.PopListUidl()) << row.script;
         EXPECT_EQ(row.code, client.Code()) << row.script;
         EXPECT_EQ(row.complete, client.IsUidlComplete()) << row.script;
-        EXPECT_EQ(row.list, client.List()) << row.script;
+        if (row.list) {
+            EXPECT_EQ(row.list, client.List()) << row.script;
+        }
+    }
+}
+
+// RFC 1939 7 for the unique ID; what is longer, and a list that is, ends the connection.
+TEST(MailPop, ListsAndIdsAtTheirLimits) {
+    constexpr int most_lines = 1000000, most_bytes = 64 * 1024 * 1024;
+    const std::string filler(65000 - 2, 'x'), one_list = "+OK 1|+OK\r\n1 1\r\n.|", id(70, 'a');
+    auto const lines = [](int count, char const* line = "1 1\r\n") {
+        std::string text = "+OK\r\n";
+        for (int i = 0; i < count; ++i) text += line;
+        return text + ".|";
+    };
+    auto const bytes = [&](int count) {
+        std::string text = "+OK\r\n";
+        for (; count > 65000; count -= 65000) text += filler + "\r\n";
+        return text + std::string(static_cast<std::size_t>(count) - 2, 'x') + "\r\n.|";
+    };
+    const struct {
+        char const* name;
+        std::string script;
+        int result, code, complete;
+        char const* text;
+    } rows[] = {
+        {"longest ID", one_list + "+OK\r\n1 " + id + "\r\n.|", 1, 0, 1, nullptr},
+        {"ID too long", one_list + "+OK\r\n1 " + id + "a\r\n.|", 1, 1, 0,
+         "サーバーの応答が長すぎます: UIDL の一意な ID (上限 70 文字)"},
+        {"most lines", "+OK 1|" + lines(most_lines) + "-ERR", 1, 16008, 0, nullptr},
+        {"too many lines", "+OK 1|" + lines(most_lines + 1), 0, 1, 0,
+         "サーバーの応答が長すぎます: LIST (上限 1000000 行、64 MiB)"},
+        {"blank lines", "+OK 1|" + lines(most_lines + 1, "\r\n"), 0, 1, 0, nullptr},
+        {"most bytes", "+OK 1|" + bytes(most_bytes) + "-ERR", 1, 16008, 0, nullptr},
+        {"too many bytes", "+OK 1|" + bytes(most_bytes + 1), 0, 1, 0, nullptr},
+        {"too many lines of IDs", one_list + lines(most_lines + 1), 1, 1, 0,
+         "サーバーの応答が長すぎます: UIDL (上限 1000000 行、64 MiB)"},
+    };
+    for (auto const& row : rows) {
+        ScriptedServer server(login + row.script);
+        Client client(server.Port());
+        ASSERT_EQ(1, client.Login());
+        EXPECT_EQ(row.result, client.PopListUidl()) << row.name;
+        EXPECT_EQ(row.code, client.Code()) << row.name;
+        EXPECT_EQ(row.complete, client.IsUidlComplete()) << row.name;
+        if (!row.text) continue;
+        EXPECT_STREQ(row.text, client.GetErrMsg().GetLastMsg());
+        EXPECT_EQ(0, client.PopReset()) << "the connection is over";
+        EXPECT_EQ(1, client.PopLogout());
     }
 }
 
@@ -144,14 +202,18 @@ TEST(MailPop, MessagesThatEndEarlyOrNever) {
         {"+OK\r\na\nb\r\n.|", 1, 0, "a\r\nb\r\n.\r\n"},
         {"-ERR gone|", 0, 16009, ""},
         {"+OK\r\nhalf\r\nli!|", 0, 1, "half\r\n"},
+        {"%+OK\r\n*", 0, 2320, nullptr},
     };
     for (auto const& row : rows) {
+        const ReplyLimit limit(LimitFor(row.script));
         ScriptedServer server(one + row.script);
         Client client(server.Port());
         ASSERT_EQ(1, client.Login() & client.PopListUidl());
         EXPECT_EQ(row.result, client.PopRetr(0)) << row.script;
         EXPECT_EQ(row.code, client.Code()) << row.script;
-        EXPECT_EQ(row.text, client.m_strMailText) << row.script;
+        if (row.text) {
+            EXPECT_EQ(row.text, client.m_strMailText) << row.script;
+        }
     }
     std::string large = "+OK\r\n";
     for (int i = 0; i < 700000; ++i)

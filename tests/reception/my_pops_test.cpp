@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "platform/secrets.h"
+#include "tests/support/reply_limit.h"
 #include "tests/support/scripted_server.h"
 #include "tests/support/transfer_log.h"
 
@@ -159,6 +160,50 @@ TEST_F(SecurePop, ServersThatLie) {
     ScriptedServer greeting("+OK|+OK");
     bad.Set(pops_port, greeting.Port());
     EXPECT_EQ(172, bad.Do(pops_connect));
+}
+
+// What outgrows RFC 1939 and the limits of a list, and a server that drips.
+TEST_F(SecurePop, ListsThatDoNotEnd) {
+    const std::string in = "+OK|+OK|+OK|+OK 1 1|", id(70, 'a');
+    std::string most = "+OK\r\n";
+    for (int i = 0; i < 1000000; ++i) most += "1 1\r\n";
+    const struct {
+        std::string script;
+        int method, result;
+        char const* text;
+    } rows[] = {
+        {"+OK\r\n1 " + id + "\r\n.|", pops_list, 0, ""},
+        {"+OK\r\n1 " + id + "a\r\n.|", pops_list, 175,
+         "A unique ID of the server is longer than 70 characters."},
+        {"+OK 1 " + id + "a|", 0, 175, "A unique ID of the server is longer than 70 characters."},
+        {most + ".|", pops_list_sizes, 0, ""},
+        {most + "1 1\r\n.|", pops_list_sizes, 175,
+         "The server's list is longer than 1000000 lines or 64 MiB."},
+        {"+OK\r\n1 " + std::string(65000, 'x') + "\r\n*", pops_list_sizes, 175,
+         "The server's list is longer than 1000000 lines or 64 MiB."},
+        {"%+OK\r\n*", pops_noop, 0, ""},
+        {"%+OK x*", pops_noop, 301, "Timeout."},
+        {"%+OK\r\n1 1\r\n*", pops_list, 301, "Timeout."},
+        {"%+OK\r\n*", pops_retrieve, 301, "Timeout."},
+    };
+    for (auto const& row : rows) {
+        const std::string name = row.script.substr(0, 90);
+        const ReplyLimit limit(name.starts_with('%') ? 400 : 0);
+        ScriptedServer server(in + row.script);
+        // Without the log, which has a line for each line that comes.
+        POPSHandle const handle = POPS_Create([](void*, int, void*) { return 0; }, nullptr);
+        POPS_Set(handle, pops_server, 0, "127.0.0.1", 0);
+        POPS_Set(handle, pops_port, 0, server.Port(), 0);
+        POPS_Set(handle, pops_time_limit, 0, 5, 0);
+        EXPECT_EQ(0, POPS_Do(handle, pops_connect, 0, nullptr, nullptr)) << name;
+        const platform::ComponentValue number[] = {1};
+        int const result = row.method == 0
+                               ? POPS_Set(handle, pops_message, 0, 1, 0)
+                               : POPS_Do(handle, row.method, row.method == pops_retrieve, number, nullptr);
+        EXPECT_EQ(row.result, result) << name;
+        EXPECT_STREQ(row.text, POPS_GetLastError(handle)) << name;
+        POPS_Destroy(handle);
+    }
 }
 
 // What is unknown is not taken for the plain way, nor for the password in clear.

@@ -28,14 +28,15 @@ struct Step {
     bool in_bytes = false;         // one byte a packet
     int times = 1;                 // how often the reply is written
     Ending ending = Ending::stay;  // stall: say nothing more until the client closes
+    int pause_ms = 0;              // behind each packet
 };
 using Script = std::vector<Step>;
 
-// A script from replies divided by "|". Each gets its CR LF here. A "#" in front: in one-byte pieces. Marks
-// at the end, all without a CR LF: "!" closes, "!!" resets, "~" falls silent, "*" repeats the reply till the
-// client has had enough.
+// A script from replies divided by "|". Each gets its CR LF here. A "#" in front: in one-byte pieces; a
+// "%" in front: dripping, with a pause behind each byte. Marks at the end, all without a CR LF: "!" closes,
+// "!!" resets, "~" falls silent, "*" repeats the reply till the client has had enough.
 inline Script Play(std::string_view replies) {
-    constexpr int more_than_enough = 200000;
+    constexpr int more_than_enough = 200000, drip_ms = 10;
     Script script;
     while (!replies.empty()) {
         std::string_view reply = replies.substr(0, replies.find('|'));
@@ -45,7 +46,9 @@ inline Script Play(std::string_view replies) {
         if (reply.ends_with('!')) step.ending = Step::Ending::close;
         if (reply.ends_with("!!")) step.ending = Step::Ending::reset;
         if (reply.ends_with('~')) step.ending = Step::Ending::stall;
-        step.in_bytes = reply.starts_with('#');
+        bool const drips = reply.starts_with('%');
+        if (drips) step.pause_ms = drip_ms;
+        step.in_bytes = drips || reply.starts_with('#');
         if (step.in_bytes) reply.remove_prefix(1);
         step.reply = reply.substr(0, reply.find_last_not_of("!~*") + 1);
         if (step.reply == reply) step.reply += "\r\n";
@@ -220,8 +223,10 @@ class ScriptedServer {
     static bool Write(Connection& connection, Step const& step) {
         for (int turn = 0; turn < step.times; ++turn) {
             const std::size_t piece = step.in_bytes ? 1 : step.reply.size();
-            for (std::size_t at = 0; at < step.reply.size(); at += piece)
+            for (std::size_t at = 0; at < step.reply.size(); at += piece) {
                 if (!connection.Write(std::string_view(step.reply).substr(at, piece))) return false;
+                if (step.pause_ms > 0) ::usleep(static_cast<useconds_t>(step.pause_ms) * 1000);
+            }
         }
         return true;
     }
