@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "platform/mail_address.h"
 #include "platform/mail_conversation.h"
 #include "platform/mail_dots.h"
 #include "platform/secrets.h"
@@ -46,7 +47,7 @@ std::vector<CString> AddressesIn(CString const& list) {
     return addresses;
 }
 
-bool IsAddress(CString const& text) { return !text.IsEmpty() && text.FindOneOf("\r\n<>") < 0; }
+bool IsAddress(CString const& text) { return !text.IsEmpty() && FitsEnvelope(text.View()); }
 
 }  // namespace
 
@@ -162,8 +163,8 @@ ComponentFailure SmtpsComponent::Reset() {
 // --- Replies ---
 
 ComponentFailure SmtpsComponent::ReadReply(Reply& reply) {
-    reply = {};
     const SocketSupport::WholeReply whole(socket_);
+    reply = {};
     for (;;) {
         if (const ComponentFailure failure = ReadLine(reply.last)) return failure;
         reply.lines += "\n" + Upper(reply.last.View());
@@ -206,6 +207,8 @@ ComponentFailure SmtpsComponent::Command(CString const& line, Kind wanted) {
 // --- The connection ---
 
 ComponentFailure SmtpsComponent::Connect() {
+    if (hello_name_.FindOneOf("\r\n") >= 0)
+        return Fail(component_unknown, "A line end in the name for EHLO.");
     if (const ComponentFailure failure = Open()) return failure;
     Reply reply;
     if (const ComponentFailure failure = ReadReply(reply)) return failure;

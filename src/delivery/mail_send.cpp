@@ -5,9 +5,9 @@
 #include "delivery/mail_stamps.h"
 #include "delivery/smtp_reply.h"
 #include "delivery/socket_error_codes.h"
-#include "platform/socket_support.h"
 #include "mime/encoded_words.h"
 #include "platform/process.h"
+#include "platform/socket_support.h"
 #include "storage/error_codes.h"
 #include "storage/file_version.h"
 #include "text/kcodec.h"
@@ -204,7 +204,7 @@ int MailSend::GetErrList(CArray<MailSendErr, MailSendErr&>& list) const {
 }
 
 int MailSend::SetXMailer(char const* name) {
-    m_strMailerName = name;
+    m_strMailerName = OnOneHeaderLine(name);
     return 1;
 }
 

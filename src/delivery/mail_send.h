@@ -25,9 +25,12 @@ struct AllowedMethods;
 //
 // What a server or a caller may not do:
 //
-// A recipient or sender address with a CR or LF in it would be a second command, and never reaches the wire.
-// Send refuses it before it connects: the recipient as if the server had (0, smtp_refused_by_server, an entry
-// in the error list), the sender with -1 and smtp_missing_data, each with a text of its own.
+// A recipient or sender address with a CR or LF in it would be a second command, and one with another control
+// character, a blank or an angle bracket more than an address; neither reaches the wire
+// (platform/mail_address.h). Send refuses it before it connects: the recipient as if the server had (0,
+// smtp_refused_by_server, an entry in the error list), the sender with -1 and smtp_missing_data, each with a
+// text of its own. A Message-ID with a CR or LF, which would be a second header line, is refused as such a
+// sender is.
 //
 // A user name or password whose answer exceeds the 512-byte buffers (delivery/smtp_authentication.h) is
 // refused with -4, smtp_auth_failed and a text of its own: before connecting when it fits none of the allowed
@@ -142,7 +145,8 @@ class TESSALY_API MailSend {
     int GetErrList(CArray<MailSendErr, MailSendErr&>& list) const;
     CErrMsg& GetErrMsg() { return last_error_; }
 
-    // The X-Mailer value of all objects; empty for no such line. Returns 1.
+    // The X-Mailer value of all objects; empty for no such line. A line end that does not fold it becomes a
+    // blank. Returns 1.
     static int SetXMailer(char const* name);
     static char const* GetXMailer() { return m_strMailerName; }
     // A Message-ID without angle brackets; see delivery/mail_stamps.h.

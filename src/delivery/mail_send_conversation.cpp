@@ -6,9 +6,10 @@
 #include "delivery/smtp_authentication.h"
 #include "delivery/smtp_reply.h"
 #include "delivery/socket_error_codes.h"
-#include "platform/socket_support.h"
 #include "delivery/wire_text.h"
+#include "platform/mail_address.h"
 #include "platform/socket.h"
+#include "platform/socket_support.h"
 #include "storage/error_codes.h"
 #include "text/strings.h"
 
@@ -37,6 +38,9 @@ constexpr char const* reply_too_long_text =
     "送信サーバーの応答が長すぎるため、通信を打ち切りました.\r\n(上限 %d バイト)";
 constexpr char const* recipient_line_end_text = "送信先メールアドレスに改行が含まれています.";
 constexpr char const* sender_line_end_text = "送信元メールアドレスに改行が含まれています.";
+constexpr char const* recipient_bad_byte_text = "送信先メールアドレスに使えない文字が含まれています.";
+constexpr char const* sender_bad_byte_text = "送信元メールアドレスに使えない文字が含まれています.";
+constexpr char const* message_id_line_end_text = "Message-IDに改行が含まれています.";
 constexpr char const* credentials_too_long_text =
     "ユーザIDまたはパスワードが長すぎます.\r\n[システム設定]に入力した内容を確認してください";
 constexpr char const* challenge_too_long_text =
@@ -44,6 +48,12 @@ constexpr char const* challenge_too_long_text =
 constexpr char const* login_not_supported_text = "サーバがLOGINに対応していない可能性があります。";
 
 bool HasLineEnd(CString const& text) { return text.View().find_first_of("\r\n") != std::string_view::npos; }
+
+// Why an address cannot stand in a command; null if it can.
+char const* FaultOf(CString const& address, char const* line_end_text, char const* bad_byte_text) {
+    if (HasLineEnd(address)) return line_end_text;
+    return platform::FitsEnvelope(address.View()) ? nullptr : bad_byte_text;
+}
 
 CString AuthNote(delivery::AuthMethod method) {
     CString note("auth ");
@@ -216,12 +226,14 @@ int MailSend::MissingField() {
 
 // What the caller set and no server must get to see.
 int MailSend::CheckValues() {
-    if (HasLineEnd(sender_)) {
-        last_error_.SetErrS(smtp_missing_data, "%s", sender_line_end_text);
+    char const* fault = FaultOf(sender_, sender_line_end_text, sender_bad_byte_text);
+    if (!fault && HasLineEnd(message_id_)) fault = message_id_line_end_text;
+    if (fault) {
+        last_error_.SetErrS(smtp_missing_data, "%s", fault);
         return SendMissingField;
     }
-    if (HasLineEnd(recipient_)) return RefuseRecipient(recipient_line_end_text);
-    return CheckCredentials();
+    fault = FaultOf(recipient_, recipient_line_end_text, recipient_bad_byte_text);
+    return fault ? RefuseRecipient(fault) : CheckCredentials();
 }
 
 int MailSend::CheckCredentials() {

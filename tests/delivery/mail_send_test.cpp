@@ -33,6 +33,7 @@ class Client : public MailSend {
     using MailSend::Connect;
     using MailSend::Disconnect;
     using MailSend::Init;
+    using MailSend::m_bSmtpAuth;
     using MailSend::SendCommand;
 };
 
@@ -132,16 +133,16 @@ TEST_F(MailSendTest, EveryEndOfAConversation) {
         {"silent greeting", "220-wait\r\n~", -2, 2320, 0, false, "処理がタイムアウトしました"},
         {"silent at MAIL", "220|250|~", -2, 2320, 2, false, nullptr},
         {"silent after the dot", "220|250|250|250|354|~", -2, 2320, 5, false, nullptr},
-        {"silent at QUIT", "220|250|250|250|354|250|~", 1, 0, 5, true, nullptr},
         {"dripping greeting", "%220 x*", -2, 2320, 0, false, "処理がタイムアウトしました"},
         {"dripping lines", "220|%250-x\r\n*", -2, 2320, 1, false, nullptr},
         {"dripping after the dot", "220|250|250|250|354|%250 x*", -2, 2320, 5, false, nullptr},
+        {"silent at QUIT", "220|250|250|250|354|250|~", 1, 0, 5, true, nullptr},
     };
     for (Case const& c : cases) {
         SCOPED_TRACE(c.name);
-        ScriptedServer server(c.script);
         const ReplyLimit limit(std::string_view(c.script).find('%') == std::string_view::npos ? 0
                                                                                               : reply_limit);
+        ScriptedServer server(c.script);
         Client client;
         Prepare(client, server.Port());
         if (std::string_view(c.script).ends_with('~')) client.SetTimeOutTime(short_limit);
@@ -234,6 +235,19 @@ TEST_F(MailSendTest, RefusesBeforeConnecting) {
          "送信サーバーから送信を拒否されました.\r\n[送信先メールアドレスに改行が含まれています.]"},
         {"LF in the recipient", [](MailSend& c) { c.SetRecipient("a@b>\nDATA"); }, 0, 2105, nullptr},
         {"CR in the recipient", [](MailSend& c) { c.SetRecipient("a@b>\r"); }, 0, 2105, nullptr},
+        {"bracket in the recipient", [](MailSend& c) { c.SetRecipient("a@b> SIZE=1"); }, 0, 2105,
+         "送信サーバーから送信を拒否されました.\r\n[送信先メールアドレスに使えない文字が含まれています.]"},
+        {"blank in the recipient", [](MailSend& c) { c.SetRecipient("a @b"); }, 0, 2105, nullptr},
+        {"opening bracket", [](MailSend& c) { c.SetRecipient("<a@b"); }, 0, 2105, nullptr},
+        {"tab in the recipient", [](MailSend& c) { c.SetRecipient("a@b\t"); }, 0, 2105, nullptr},
+        {"DEL in the recipient", [](MailSend& c) { c.SetRecipient("a\x7F@b"); }, 0, 2105, nullptr},
+        {"control in the recipient", [](MailSend& c) { c.SetRecipient("a\x01@b"); }, 0, 2105, nullptr},
+        {"bracket in the sender", [](MailSend& c) { c.SetSenderAddr("a@b>"); }, -1, 2005,
+         "送信元メールアドレスに使えない文字が含まれています."},
+        {"header line in the Message-ID", [](MailSend& c) { c.SetMessageID("i@b>\r\nBcc: <c@d"); }, -1, 2005,
+         "Message-IDに改行が含まれています."},
+        {"CR in the Message-ID", [](MailSend& c) { c.SetMessageID("i\r@b"); }, -1, 2005, nullptr},
+        {"LF in the Message-ID", [](MailSend& c) { c.SetMessageID("i@b\n"); }, -1, 2005, nullptr},
         {"user too long",
          [](MailSend& c) {
              c.SetSmtpAuth(1, 1, 1, 1);
@@ -371,10 +385,26 @@ TEST_F(MailSendTest, CheckWithoutAuthenticationEndsAfterTheGreeting) {
     EXPECT_EQ(server.Received(), Lines{quit});
 }
 
+// As carriers issued them, against RFC 5321 4.1.2; and double-byte characters whose second bytes are no
+// blanks.
+TEST_F(MailSendTest, OddAddressesGoOut) {
+    for (char const* address :
+         {"a..b@example.jp", "a.@example.jp", ".a@example.jp", "\"a,b\"@example.jp", "表@x"}) {
+        ScriptedServer server(whole);
+        MailSend client;
+        Prepare(client, server.Port());
+        client.SetRecipient(address);
+        client.SetSenderAddr(address);
+        EXPECT_EQ(client.Send(), MailSend::SendAccepted) << address;
+        EXPECT_EQ(server.Received().at(1), "MAIL FROM:<" + std::string(address) + ">\r\n");
+        EXPECT_EQ(server.Received().at(2), "RCPT TO:<" + std::string(address) + ">\r\n");
+    }
+}
+
 TEST_F(MailSendTest, EachMailHasItsConnectionByDefault) {
     ScriptedServer server(std::vector{test::Play(whole), test::Play(whole)});
     MailSend client;
-    MailSend::SetXMailer("Tessaly");
+    MailSend::SetXMailer("Tessaly\r\nBcc: b@example.jp\r\n 5");
     for (char const* part : {"Content-Type: text/plain\r\n\r\none", "Content-Type: text/plain\r\n\r\ntwo"}) {
         Prepare(client, server.Port());
         client.AddAttachFile(part);
@@ -383,7 +413,8 @@ TEST_F(MailSendTest, EachMailHasItsConnectionByDefault) {
     }
     ASSERT_EQ(server.Connections(), 2);
     const std::string second = server.Received().at(10);
-    EXPECT_NE(second.find("\r\nX-Mailer: Tessaly\r\nContent-Type: multipart/mixed; boundary=\"_MULTIPART_"),
+    EXPECT_NE(second.find("\r\nX-Mailer: Tessaly  Bcc: b@example.jp\r\n 5\r\nContent-Type: multipart/mixed; "
+                          "boundary=\"_MULTIPART_"),
               std::string::npos);
     EXPECT_NE(second.find("\r\n\r\none\r\n--_MULTIPART_"), std::string::npos) << "attachments stay";
     EXPECT_NE(second.find("\r\n\r\ntwo\r\n--_MULTIPART_"), std::string::npos);
@@ -461,6 +492,21 @@ TEST_F(MailSendTest, ConnectAndCommandsOfDerivedClasses) {
     EXPECT_EQ(client.bIsConnected, 0);
     EXPECT_EQ(client.GetSmtpPort(), 25);
     EXPECT_EQ(server.Received(), Lines{"NOOP\r\n"});
+}
+
+TEST_F(MailSendTest, InitForgetsHowToAuthenticate) {
+    ScriptedServer server({test::Play(whole), test::Play("220|250 AUTH CRAM-MD5 LOGIN PLAIN|221")});
+    Client client;
+    client.SetSmtpAuth(1, 1, 1, 1);
+    client.Init();
+    Prepare(client, server.Port());
+    EXPECT_EQ(client.Send(), MailSend::SendAccepted);
+    client.m_bSmtpAuth = 1;
+    EXPECT_EQ(client.CheckSMTP(), MailSend::SendNoAuthentication);
+    EXPECT_EQ(client.GetErrMsg().GetLastCode(), smtp_auth_method_not_supported) << "no method is allowed";
+    Lines said = Said(5, true);
+    said.insert(said.end(), {ehlo, quit});
+    EXPECT_EQ(server.Received(), said);
 }
 
 TEST_F(MailSendTest, LogHoldsTheConversationLineByLine) {

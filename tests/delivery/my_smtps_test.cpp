@@ -237,26 +237,29 @@ TEST_F(SecureSmtp, AConnectionServesSeveralMails) {
 
 TEST_F(SecureSmtp, WhatIsRefusedBeforeAnythingIsSent) {
     Client client(1);
-    for (char const* bad : {"", "a>\r\nRCPT TO:<x", "a\nb"}) {
+    for (char const* bad : {"", "a>\r\nRCPT TO:<x", "a\nb", "a b", "a>", "a\tb", "a\x7F"}) {
         client.Set(smtps_from, bad);
         EXPECT_EQ(103, client.Do(smtps_send)) << bad;
     }
     client.Set(smtps_from, "a@b.jp");
-    for (char const* bad : {"", " , ", "a@b.jp,x\r\ny"}) {
+    for (char const* bad : {"", " , ", "a@b.jp,x\r\ny", "a b@x", "<a@x", "a@x,b\x01"}) {
         client.Set(smtps_recipients, bad);
         EXPECT_EQ(103, client.Do(smtps_send)) << bad;
     }
     client.Set(smtps_recipients, "c@d.jp");
     client.Set(smtps_message, ("a\r\n" + std::string(999, 'x') + "\r\n").c_str());
     EXPECT_EQ(173, client.Do(smtps_send));
+    client.Set(smtps_message, "a\r\n");
+    client.Set(smtps_hello_name, "me\r\nMAIL FROM:<x@y>");
+    EXPECT_EQ(101, client.Do(smtps_send));
     EXPECT_EQ(101, client.Set(99, ""));
     EXPECT_EQ(101, client.Do(99));
     ScriptedServer server(std::string(hello) + "250 ok|250 ok|250 ok|354 go|250 queued|221 bye!");
     client.Prepare(server.Port());
-    client.Set(smtps_recipients, "c@d.jp, e@f.jp");
+    client.Set(smtps_recipients, "c@d.jp, e..g.@f.jp");
     client.Set(smtps_message, (std::string(998, 'x') + "\r\n" + std::string(998, 'y')).c_str());
     EXPECT_EQ(0, client.Do(smtps_send));
-    EXPECT_EQ("RCPT TO:<e@f.jp>\r\n", server.Received()[3]);
+    EXPECT_EQ("RCPT TO:<e..g.@f.jp>\r\n", server.Received()[3]);
 }
 
 // Where the upgrade is required, nothing but EHLO goes to a server without it.
