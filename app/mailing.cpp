@@ -35,6 +35,27 @@ CString MessageIdText(int mail, CString const& sender) {
     return text + "@" + sender.Mid(sender.Find('@') + 1);
 }
 
+// An address in a mailto URI (RFC 6068 2): every byte that can mean something else there, and every one that
+// no URI may hold, is percent-encoded.
+CString MailtoAddress(CString const& address) {
+    constexpr std::string_view as_they_are = "-._~!$'()*+:";
+    const std::string_view text = address.View();
+    CString encoded;
+    for (std::size_t at = 0; at < text.size(); ++at) {
+        auto const byte = static_cast<unsigned char>(text[at]);
+        bool const alphanumeric =
+            (byte >= '0' && byte <= '9') || (byte >= 'A' && byte <= 'Z') || (byte >= 'a' && byte <= 'z');
+        if (alphanumeric || as_they_are.find(text[at]) != text.npos || at == text.rfind('@')) {
+            encoded += text[at];
+            continue;
+        }
+        CString code;
+        code.Format("%%%02X", byte);
+        encoded += code;
+    }
+    return encoded;
+}
+
 bool ReadNumber(std::string_view text, int& number) {
     auto const [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
     return error == std::errc() && end == text.data() + text.size() && number >= 0;
@@ -78,7 +99,8 @@ std::vector<CString> HeaderLines(Mailbox const& from, MailContent const& content
     lines.push_back(HeaderLine("To", to));
     lines.push_back("Date: " + MailSend::MakeSmtpDateNow(""));
     lines.push_back(HeaderLine("Subject", subject));
-    lines.push_back("List-Unsubscribe: <mailto:" + from.address + "?subject=unsubscribe&body=%3CREFUSE%3E>");
+    lines.push_back("List-Unsubscribe: <mailto:" + MailtoAddress(from.address) +
+                    "?subject=unsubscribe&body=%3CREFUSE%3E>");
     if (content.asks_receipt) lines.push_back("Disposition-Notification-To: " + from.address);
     return lines;
 }

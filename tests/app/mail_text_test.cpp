@@ -2,12 +2,14 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <memory>
 #include <random>
 #include <string>
 #include <vector>
 
 #include "crossing.h"
+#include "mailing.h"
 #include "merged_mail.h"
 #include "tessaly/mime.h"
 #include "tessaly/text.h"
@@ -144,6 +146,23 @@ TEST(MailText, NoLineOfABodyIsTooLongForAServer) {
         4000000,
         [](int size) { return CString(std::string_view(std::string(static_cast<std::size_t>(size), 'a'))); },
         [](CString const& line) { app::MailableBody(line); }));
+}
+
+// RFC 6068 2; what a mail program reads behind "mailto:" is the address again, and nothing more.
+TEST(MailText, AnAddressInAnUnsubscribeLinkStaysAnAddress) {
+    const std::pair<char const*, char const*> rows[] = {
+        {"shop@example.jp", "shop@example.jp"},
+        {"a..b.-_~!$'*+Z9@example.jp", "a..b.-_~!$'*+Z9@example.jp"},
+        {"a%b&c=d;e?f#g/h@x.jp", "a%25b%26c%3Dd%3Be%3Ff%23g%2Fh@x.jp"},
+        {"a^b`c{d|e}f@x.jp", "a%5Eb%60c%7Bd%7Ce%7Df@x.jp"},
+        {"\"a@b, <c>\"@x.jp", "%22a%40b%2C%20%3Cc%3E%22@x.jp"},
+    };
+    for (auto const& [address, encoded] : rows) {
+        auto const lines = app::HeaderLines({"", address}, {}, {"", "to@example.jp"}, "s");
+        const std::string wanted =
+            "List-Unsubscribe: <mailto:" + std::string(encoded) + "?subject=unsubscribe&body=%3CREFUSE%3E>";
+        EXPECT_EQ(std::count(lines.begin(), lines.end(), CString(wanted.c_str())), 1) << wanted;
+    }
 }
 
 }  // namespace
