@@ -5,20 +5,22 @@
 // The component that fetches mail over POP3 (RFC 1939), plain or secured by TLS (RFC 2595, RFC 8314).
 
 enum POPSProperty : int {
-    pops_auth = 1,         // number: POPSAuth
-    pops_port = 13,        // number
-    pops_server = 14,      // name or address
-    pops_count = 17,       // read: messages on the server, as STAT told it
-    pops_size = 18,        // read: bytes of message `index`, by pops_list_sizes; 0 for an unknown one
-    pops_message = 21,     // number, from 1: chooses the current message and asks for its unique ID
-    pops_text = 25,        // read: the message that was fetched, line ends CR LF
-    pops_unique_id = 27,   // read: of the current message, as its line has it behind the number
-    pops_password = 28,    //
-    pops_security = 37,    // number: platform::MailSecurity
-    pops_time_limit = 38,  // number: seconds for connecting, for the handshake, and for each wait; 0: none
-    pops_user = 40,        //
-    pops_ca_file = 50,     // library path of trusted certificates (PEM); empty: those of the system
-    pops_verify = 51,      // number: 0 takes any certificate; 1 at first
+    pops_auth = 1,        // number: POPSAuth
+    pops_port = 13,       // number
+    pops_server = 14,     // name or address
+    pops_count = 17,      // read: messages on the server, as STAT told it
+    pops_size = 18,       // read: bytes of message `index`, by pops_list_sizes; 0 for an unknown one
+    pops_message = 21,    // number, from 1: chooses the current message and asks for its unique ID
+    pops_text = 25,       // read: the message that was fetched, line ends CR LF
+    pops_unique_id = 27,  // read: of the current message, as its line has it behind the number
+    pops_password = 28,
+    pops_security = 37,  // number: platform::MailSecurity
+    // Number: seconds for connecting, for the handshake, and for each wait; 0: none. A whole reply has a
+    // limit of its own, by this one (SocketSupport::ReplyLimit).
+    pops_time_limit = 38,
+    pops_user = 40,     //
+    pops_ca_file = 50,  // library path of trusted certificates (PEM); empty: those of the system
+    pops_verify = 51,   // number: 0 takes any certificate; 1 at first
 };
 
 enum POPSAuth : int { pops_auth_user = 0, pops_auth_apop = 1 };
@@ -32,8 +34,8 @@ enum POPSMethod : int {
     pops_delete = 6,       // DELE; one argument. The server deletes at the end.
     pops_noop = 7,         // NOOP
     pops_disconnect = 8,   // QUIT
-    pops_reset = 9,        // closes the connection and empties all properties
-    pops_interrupt = 10,   // from any thread: ends the method that runs
+    pops_reset = 9,        // closes the connection and puts every property back to its first value
+    pops_interrupt = 10,   // from any thread: ends the method that runs, or else the next one
     pops_list_sizes = 11,  // LIST
 };
 

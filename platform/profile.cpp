@@ -109,7 +109,7 @@ int DigitOf(char c) {
     return 16;
 }
 
-// Counts on 32 bits as the system that the files come from.
+// A profile number has 32 bits, and one that is larger wraps around.
 unsigned NumberAtStart(std::string_view text) {
     bool const negative = text.starts_with('-');
     if (negative || text.starts_with('+')) text.remove_prefix(1);
