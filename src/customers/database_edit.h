@@ -280,7 +280,7 @@ class TESSALY_API CDatabaseEdit : public CMyDB {
     // The first `maxLines` lines of a file, all for -1, without their line ends; empty ones count but are not
     // stored. `lines` is emptied first. Result: the size of `lines`, import_no_file, sample_unreadable.
     int LoadSampleLine(CString path, CArray<CString, CString>& lines, int maxLines);
-    // The LF bytes in the file up to its first byte 0xFF; import_no_file.
+    // The LF bytes in the file up to its first byte 0xFF; import_no_file when it cannot be opened or read.
     int GetRecordNumFromImportFile(CString path);
 
     // --- Import from other programs (database_edit_foreign.cpp) ---

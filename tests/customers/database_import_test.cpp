@@ -7,6 +7,7 @@
 #include <atomic>
 #include <thread>
 
+#include "platform/file.h"
 #include "storage/sequencer.h"
 #include "tests/customers/customer_fixture.h"
 
@@ -307,6 +308,9 @@ TEST_F(DatabaseImportTest, SamplesLines) {
     constexpr int block = 1 << 20;
     std::string const feeds = std::string(block + 5, '\n') + "\xFF\n";
     EXPECT_EQ(block + 5, db.GetRecordNumFromImportFile(WriteFile("feeds.csv", feeds)));
+    platform::FailReadsAfter(1);
+    EXPECT_EQ(CDatabaseEdit::import_no_file, db.GetRecordNumFromImportFile(folder.Path("feeds.csv")));
+    platform::FailReadsAfter(-1);
     EXPECT_EQ(CDatabaseEdit::import_no_file, db.LoadSampleLine(folder.Path("no.csv"), texts, -1));
     EXPECT_EQ(0, texts.GetSize());
     db.GetErrMsg().Clear();

@@ -87,7 +87,7 @@ bool CountLineFeeds(char const* path, int& count) {
         feeds += std::count(block.data(), block.data() + size, '\n');
     }
     count = static_cast<int>(std::min<std::int64_t>(feeds, std::numeric_limits<int>::max()));
-    return true;
+    return std::ferror(stream.get()) == 0;
 }
 
 }  // namespace customers

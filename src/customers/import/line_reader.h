@@ -37,7 +37,7 @@ class LineReader {
     bool failed_ = false;
 };
 
-// LF bytes of a file up to its first byte 0xFF; false when it cannot be opened.
+// LF bytes of a file up to its first byte 0xFF; false when it cannot be opened or read.
 bool CountLineFeeds(char const* path, int& count);
 
 }  // namespace customers
