@@ -1,6 +1,8 @@
 #include "checked_customer.h"
 
-#include "crossing.h"
+#include <algorithm>
+#include <iterator>
+
 #include "failure.h"
 
 namespace app {
@@ -16,7 +18,6 @@ constexpr struct {
     int (Checked::*set)(CString);
     char const* refusal;
 } strict_fields[] = {
-    {&OneCustomer::Email, &Checked::SetEmail, "メールアドレスの形が正しくありません"},
     {&OneCustomer::ZipCode1, &Checked::SetZipCode, "7桁の数字ではありません (例: 150-0001)"},
     {&OneCustomer::ZipCode2, &Checked::SetZipCode2, "4桁の数字ではありません"},
     {&OneCustomer::Prefecture, &Checked::SetPrefecture, "都道府県の名前ではありません (例: 東京都)"},
@@ -26,35 +27,40 @@ constexpr struct {
     {&OneCustomer::Fax2, &Checked::SetFax2, bad_number},
     {&OneCustomer::Portable1, &Checked::SetPortable1, bad_number},
     {&OneCustomer::Portable2, &Checked::SetPortable2, bad_number},
-    {&OneCustomer::DMOk, &Checked::SetDMOk, "Y か N のどちらかです"},
+    {&OneCustomer::OtherOk, &Checked::SetDMOk, "Y か N のどちらかです"},
 };
 
-// Why a person's value is refused; empty when it is good.
-std::string StrictRefusalOf(Element const& element, CString const& value) {
-    if (const std::string refusal = RefusalOf(element, value); !refusal.empty()) return refusal;
-    if (value.IsEmpty() && element.number != customers::element_direct_mail) return {};
+}  // namespace
+
+std::string StrictRules::RefusalOf(Element const& element, CString const& value) {
+    if (std::string refusal = app::RefusalOf(element, value); !refusal.empty()) return refusal;
+    if (value.IsEmpty())
+        return element.rule == customers::FieldRule::direct_mail ? RefusalText(element.rule, true)
+                                                                 : std::string();
     if (Checked::ConvertUnusualData(value, mydb_string) != value) return "改行などの使えない文字があります";
-    Checked customer;
     for (auto const& field : strict_fields)
-        if (field.member == MemberOf(element.number) && (customer.*field.set)(value) != Checked::set_ok)
+        if (field.member == MemberOf(element.number) && (customer_.*field.set)(value) != Checked::set_ok)
             return field.refusal;
     return {};
 }
 
-}  // namespace
+bool StrictRules::HasOwnRule(Element const& element) {
+    return std::any_of(std::begin(strict_fields), std::end(strict_fields),
+                       [&](auto const& field) { return field.member == MemberOf(element.number); });
+}
 
 void TakeValues(Elements const& elements, std::vector<std::string> const& texts, OneCustomer& customer) {
     OneCustomer changed = customer;
+    StrictRules rules;
     std::string refusals;
     for (std::string const& text : texts) {
         const Assignment given = ReadAssignment(elements, text);
         Element const& element = elements.At(given.element);
-        const std::string refusal = StrictRefusalOf(element, given.value);
+        const std::string refusal = rules.RefusalOf(element, given.value);
         if (refusal.empty())
             changed.*MemberOf(element.number) = AsImported(element, given.value);
         else
-            refusals += (refusals.empty() ? "" : "\n") + element.title + ": " + refusal +
-                        (given.value.IsEmpty() ? "" : ": " + OnOneLine(Out(given.value)));
+            refusals += (refusals.empty() ? "" : "\n") + WithValue(element, refusal, given.value);
     }
     if (!refusals.empty()) throw Failure(refusals);
     customer = changed;

@@ -38,12 +38,10 @@ NoForm PlaceOfByte(std::string_view before, std::string_view at, std::size_t siz
 Crossed Checked(std::string_view text) {
     Crossed result{std::string(text), {}};
     for (std::size_t at = 0; at < text.size();) {
-        const std::size_t size = platform::CharacterSize(text, at);
-        auto const lead = static_cast<unsigned char>(text[at]);
-        auto const code = static_cast<std::uint16_t>(
-            size == 2 ? lead << 8 | static_cast<unsigned char>(text[at + 1]) : lead);
-        if (lead == 0 || (lead >= 0x80 && platform::UnicodeOf(code) == 0)) {
-            result.no_form = PlaceOfByte(text.substr(0, at), text.substr(at), size);
+        const std::size_t size = text[at] == 0 ? 0 : CharacterAt(text, at);
+        if (size == 0) {
+            result.no_form =
+                PlaceOfByte(text.substr(0, at), text.substr(at), platform::CharacterSize(text, at));
             return result;
         }
         at += size;
@@ -53,36 +51,27 @@ Crossed Checked(std::string_view text) {
 
 }  // namespace
 
-Encoding EncodingOf(std::string const& name) {
-    if (name == "auto") return Encoding::automatic;
-    if (name == "cp932") return Encoding::cp932;
-    if (name == "utf-8") return Encoding::utf8;
-    throw Failure("--encoding は auto、cp932、utf-8 のどれかです: " + name, exit_usage);
-}
-
-CsvSource::CsvSource(std::string content, Encoding encoding, char delimiter, char quote)
-    : content_(std::move(content)), encoding_(encoding), delimiter_(delimiter), quote_(quote) {
-    bool const marked = content_.starts_with(byte_order_mark);
-    if (encoding_ == Encoding::automatic)
-        encoding_ = marked || IsUtf8(content_) ? Encoding::utf8 : Encoding::cp932;
-    if (marked && encoding_ == Encoding::utf8) at_ = byte_order_mark.size();
+CsvSource::CsvSource(std::string text, Encoding encoding, char delimiter, char quote)
+    : text_(std::move(text)), encoding_(encoding), delimiter_(delimiter), quote_(quote) {
     // Old spreadsheets end their lines with CR alone.
-    if (content_.find('\n') == content_.npos) std::replace(content_.begin(), content_.end(), '\r', '\n');
+    if (text_.find('\n') == text_.npos) std::replace(text_.begin(), text_.end(), '\r', '\n');
 }
 
 // The position of the line end that ends the record which begins at `from`, or of the end of the file. A
 // quote opens a quoted field at the start of a field only, and closes it before a delimiter or a line end, as
-// the library divides.
-std::size_t CsvSource::EndOfRecord(std::size_t from) {
+// the library divides. A quote on a later line that neither closes nor is doubled is the start of another
+// field: then the first one was never closed.
+CsvSource::End CsvSource::EndOfRecord(std::size_t from) {
     bool field_start = true, quoted = false;
-    std::size_t first_line_end = content_.npos;
-    const std::string_view text = content_;
+    std::size_t first_line_end = text_.npos;
+    const std::string_view text = text_;
     for (std::size_t at = from; at < text.size();) {
         char const c = text[at];
-        const std::size_t size = encoding_ == Encoding::cp932 ? platform::CharacterSize(text, at) : 1;
+        const std::size_t size =
+            encoding_ == Encoding::cp932 ? std::max<std::size_t>(CharacterAt(text, at), 1) : 1;
         if (c == '\n') {
-            if (!quoted) return at;
-            if (first_line_end == content_.npos) first_line_end = at;
+            if (!quoted) return {at, false};
+            if (first_line_end == text_.npos) first_line_end = at;
             if (at - from > longest_joined_record || unclosed_ > most_unclosed)
                 return Unclosed(first_line_end);
         } else if (size == 2) {
@@ -93,6 +82,8 @@ std::size_t CsvSource::EndOfRecord(std::size_t from) {
                 ++at;
             else if (next == delimiter_ || IsLineEnd(next))
                 quoted = false;
+            else if (first_line_end != text_.npos)
+                return Unclosed(first_line_end);
         } else if (!quoted && c == quote_ && quote_ != 0 && field_start) {
             quoted = true;
             field_start = false;
@@ -101,37 +92,46 @@ std::size_t CsvSource::EndOfRecord(std::size_t from) {
         }
         at += size;
     }
-    return quoted && first_line_end != content_.npos ? Unclosed(first_line_end) : content_.size();
+    return quoted ? Unclosed(std::min(first_line_end, text_.size())) : End{text_.size(), false};
 }
 
-std::size_t CsvSource::Unclosed(std::size_t first_line_end) {
+CsvSource::End CsvSource::Unclosed(std::size_t first_line_end) {
     ++unclosed_;
-    return first_line_end;
+    return {first_line_end, true};
 }
 
 bool CsvSource::Next(Record& record) {
-    while (at_ < content_.size()) {
-        const std::size_t end = EndOfRecord(at_);
-        std::string_view raw(content_.data() + at_, end - at_);
+    while (at_ < text_.size()) {
+        auto const [end, unclosed] = EndOfRecord(at_);
+        std::string_view raw(text_.data() + at_, end - at_);
         record.line = line_;
-        auto const inner = static_cast<std::size_t>(std::count(raw.begin(), raw.end(), '\n'));
-        line_ += inner + 1;
+        record.more_lines = static_cast<std::size_t>(std::count(raw.begin(), raw.end(), '\n'));
+        record.unclosed = unclosed;
+        line_ += record.more_lines + 1;
         at_ = end + 1;
         while (!raw.empty() && IsLineEnd(raw.back())) raw.remove_suffix(1);
         if (raw.empty()) continue;
-        joined_ += inner > 0;
         record.raw = raw;
         return true;
     }
     return false;
 }
 
+void CsvSource::Restart() {
+    at_ = unclosed_ = 0;
+    line_ = 1;
+}
+
 Crossed CsvSource::ForLibrary(Record const& record) const {
     Crossed crossed = encoding_ == Encoding::utf8 ? IntoLibrary(record.raw) : Checked(record.raw);
     if (crossed.no_form) crossed.no_form->line += record.line - 1;
-    for (std::size_t at; (at = crossed.text.find("\r\n")) != std::string::npos;)
-        crossed.text.replace(at, 2, " ");
-    std::replace_if(crossed.text.begin(), crossed.text.end(), IsLineEnd, ' ');
+    std::string& text = crossed.text;
+    std::size_t kept = 0;
+    for (std::size_t at = 0; at < text.size(); ++at) {
+        if (text.compare(at, 2, "\r\n") == 0) continue;
+        text[kept++] = IsLineEnd(text[at]) ? ' ' : text[at];
+    }
+    text.resize(kept);
     return crossed;
 }
 

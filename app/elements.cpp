@@ -1,21 +1,13 @@
 #include "elements.h"
 
-#include <charconv>
-#include <cstdlib>
-
 #include "crossing.h"
 #include "failure.h"
-#include "tessaly/text.h"
+#include "whole_number.h"
 
 namespace app {
 namespace {
 
 constexpr std::string_view attribute_prefix = "拡張属性";
-
-bool IsCodeNumber(int element) {
-    return element == customers::element_zip_code_1 || element == customers::element_zip_code_2 ||
-           (element >= customers::element_phone_1 && element <= customers::element_portable_2);
-}
 
 int AttributeOf(std::string_view name) {
     if (!name.starts_with(attribute_prefix) || name.size() != attribute_prefix.size() + 1) return -1;
@@ -35,17 +27,20 @@ Elements::Elements(Session& session) {
     if (session.Customers().Get_DBElementInfo(info, CString('1', customers::element_count)) < 0)
         throw Failure("列の情報を読めません: " + TextOf(session.Customers().GetErrMsg()));
     for (int i = 0; i < info.GetSize(); ++i)
-        all_.push_back({info[i].ElementNumber, Out(info[i].Title), info[i].Type});
+        all_.push_back({info[i].ElementNumber, Out(info[i].Title), info[i].Type,
+                        customers::RuleOf(info[i].ElementNumber, info[i].Type)});
+}
+
+int Elements::FindTitle(std::string_view title) const {
+    for (Element const& element : all_)
+        if (!element.title.empty() && element.title == title) return element.number;
+    return AttributeOf(title);
 }
 
 int Elements::Find(std::string_view name) const {
-    for (Element const& element : all_)
-        if (!element.title.empty() && element.title == name) return element.number;
-    if (int const attribute = AttributeOf(name); attribute >= 0) return attribute;
-    int number = -1;
-    auto const [end, error] = std::from_chars(name.data(), name.data() + name.size(), number);
-    bool const whole = error == std::errc() && end == name.data() + name.size();
-    return whole && number >= 0 && number < customers::element_count ? number : -1;
+    if (int const element = FindTitle(name); element >= 0) return element;
+    int const number = WholeNumber(name).value_or(-1);
+    return customers::IsElement(number) ? number : -1;
 }
 
 std::string Elements::Titles() const {
@@ -71,33 +66,44 @@ std::vector<int> Elements::NamedList(std::string_view names) const {
     }
 }
 
-std::string RefusalOf(Element const& element, CString const& value) {
-    if (element.number == customers::element_address)
-        return MailAddressChecker(value) == 1 ? ""
-               : value.IsEmpty()              ? "メールアドレスがありません"
-                                              : "メールアドレスの形が正しくありません";
-    if (value.IsEmpty()) return {};
-    if (element.number == customers::element_birthday || element.type == mydb_date)
-        return CheckDateTypeData(value, 3) == 1 ? "" : "日付が正しくありません (例: 1990/04/01)";
-    if (IsCodeNumber(element.number))
-        return CheckSpecialStringData(value, "1234567890-+") == 1 ? "" : "数字とハイフンのほかは使えません";
-    if (element.number == customers::element_direct_mail || element.number == customers::element_other_mail)
-        return value == "Y" || value == "N" ? "" : "Y か N のどちらかです";
-    if (element.number == customers::element_delete_flag) return value == "Y" ? "" : "Y か空のどちらかです";
-    if (element.type == mydb_number) return CheckNumberData(value) == 1 ? "" : "数 (9桁まで) ではありません";
+std::string RefusalText(customers::FieldRule rule, bool is_empty) {
+    switch (rule) {
+        case customers::FieldRule::address:
+            return is_empty ? "メールアドレスがありません" : "メールアドレスの形が正しくありません";
+        case customers::FieldRule::birth_date:
+        case customers::FieldRule::date: return "日付が正しくありません (例: 1990/04/01)";
+        case customers::FieldRule::code_number: return "数字とハイフンのほかは使えません";
+        case customers::FieldRule::direct_mail: return "Y か N のどちらかです";
+        case customers::FieldRule::delete_flag: return "Y か空のどちらかです";
+        case customers::FieldRule::number: return "数 (9桁まで) ではありません";
+        case customers::FieldRule::text: break;
+    }
     return {};
 }
 
+bool TakeValue(Element const& element, std::string_view field, char (&converted)[date_data_size],
+               std::string_view& value) {
+    const customers::FieldRule rule = element.rule;
+    bool const taken = customers::TakeField(rule, field, converted, value);
+    return taken && !(rule == customers::FieldRule::direct_mail && value == customers::bad_direct_mail);
+}
+
+std::string RefusalOf(Element const& element, CString const& value) {
+    char converted[date_data_size];
+    std::string_view stored;
+    return TakeValue(element, value.View(), converted, stored) ? ""
+                                                               : RefusalText(element.rule, value.IsEmpty());
+}
+
 CString AsImported(Element const& element, CString const& value) {
-    if (value.IsEmpty()) return value;
-    char date[date_data_size];
-    if (element.number == customers::element_birthday) {
-        ReFormat_DateData(value, date, 0);
-        return CString(date);
-    }
-    if (element.type == mydb_date) return CString(storage::DateAsGiven(value.View(), date));
-    if (element.type == mydb_number) return std::to_string(std::atoi(value)).c_str();
-    return value;
+    char converted[date_data_size];
+    std::string_view stored;
+    customers::TakeField(element.rule, value.View(), converted, stored);
+    return CString(stored);
+}
+
+std::string WithValue(Element const& element, std::string const& remark, CString const& value) {
+    return element.title + ": " + remark + (value.IsEmpty() ? "" : ": " + OnOneLine(Out(value)));
 }
 
 CString OneCustomer::*MemberOf(int element) {

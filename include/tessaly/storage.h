@@ -9,6 +9,7 @@
 #include "platform/path.h"
 #include "platform/process.h"
 #include "platform/replacement.h"
+#include "platform/utf8.h"
 #include "storage/base64_text.h"
 #include "storage/base_record_structer.h"
 #include "storage/check_directory.h"

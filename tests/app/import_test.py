@@ -36,6 +36,7 @@ class Import(CommandTest):
             self.take(self.put("list.csv", content), "--replace", new=1)
             self.assertIn("a@example.jp,髙﨑ソ表", self.listed()[0])
         self.refuse("list.csv", "--encoding", "cp932", says="見出しの行に使えない文字があります: 1行")
+        self.take(self.put("wide.csv", text.encode("utf-16")), changed=1)
         self.take(self.put("list.csv", text.replace("髙", "高").encode("cp932")), "--encoding", "cp932", changed=1)
         self.assertEqual(self.listed("2"), ["高﨑ソ表"])
 
@@ -49,13 +50,18 @@ class Import(CommandTest):
                  "a@example.jp,山本,,N,\n")
         result = self.take("list.csv", new=3, changed=1, refused=5)
         self.assertEqual(result.err,
+                         "list.csv: UTF-8、コンマ区切り、1行目は見出し、5列\n"
+                         "使う列: メールアドレス、名前(姓)、生年月日、DM送付可否\n使わない列: 備考\n"
                          "3行: メールアドレス: メールアドレスの形が正しくありません: b@\n"
                          "4行: 使えない文字: 4行15文字目の「💌」\n"
                          "5行: 生年月日: 日付が正しくありません (例: 1990/04/01): 1990/13/1\n"
                          "7行: DM送付可否: Y か N のどちらかです: X\n"
                          "8行: メールアドレス: メールアドレスがありません\n"
                          "取り込めなかった行はここにあります (直して、もう一度取り込めます): list.csv.refused.csv\n"
-                         "1行で、引用符の中の改行を空白にしました。\n")
+                         "注意: 1行は取り込みましたが、確かめてください (--strict を付けると、こういう行を取り込みません)。\n"
+                         "10行: 列が4つ足りない行です (5列のはずが1列)\n"
+                         "引用符の中の改行を空白にして、1行として読みました: 5〜6行\n"
+                         "使った列: メールアドレス、名前(姓)、生年月日、DM送付可否\n使わなかった列: 備考\n")
         self.assertEqual(self.listed("0,1,2,8,21"), ["0,a@example.jp,山本,,N", "1,f@example.jp,,,Y",
                                                      "2,g@example.jp,\"a,\"\"b\"\"\",,Y"])
         left = self.text("list.csv.refused.csv")
@@ -70,7 +76,7 @@ class Import(CommandTest):
     def test_a_cp932_file_is_refused_in_cp932(self):
         lines = "メールアドレス,会社名\na@example.jp,".encode("cp932") + b"\x85\x40" + "\n表@例,ソ\n".encode("cp932")
         result = self.take(self.put("list.csv", lines), refused=2, code=1)
-        self.assertIn("2行: 使えない文字: 2行14文字目の「\\x85\\x40」\n3行: メールアドレス: ", result.err)
+        self.assertIn("2行: 文字になっていないバイト: 2行14文字目の「\\x85\\x40」\n3行: メールアドレス: ", result.err)
         self.assertEqual((self.folder / "list.csv.refused.csv").read_bytes(), lines.replace(b"\n", b"\r\n"))
 
     def test_columns_by_option(self):
@@ -79,19 +85,88 @@ class Import(CommandTest):
         semicolon = ["--delimiter", ";"]
         self.take("list.csv", *semicolon, "--columns", "メールアドレス=nm,名前(姓)=addr", new=1)
         self.take("list.csv", *semicolon, "--columns", "1=2,3=1", "--no-header", changed=1, refused=1)
+        for word in ("auto", "semicolon"):
+            self.take("list.csv", "--delimiter", word, "--columns", "メールアドレス=ＮＭ", changed=1)
         self.assertEqual(self.listed("1,2,3"), ["z@example.jp,表,表"])
         for columns, says, code in (("1=nope", "ファイルにそういう列はありません", 1), ("1=0", "ファイルにそういう列", 1),
+                                    ("1=2,名前(名)=4", "そういう列はありません (見出し、または1からの番号): 4\nファイルの列: 1 addr、2 nm、3 x\n", 1),
                                     ("nope=1", "そういう列はありません: nope", 1), ("56=1", "そういう列はありません: 56", 1),
                                     ("1", "--columns は「顧客の列=ファイルの列」の形です: 1", 2)):
             self.refuse("list.csv", *semicolon, "--columns", columns, says=says, code=code)
-        for option, value in (("--delimiter", ";;"), ("--delimiter", "あ"), ("--delimiter", ""), ("--quote", "''"),
-                              ("--encoding", "euc-jp")):
+        for option, value in (("--delimiter", ";;"), ("--delimiter", "あ"), ("--delimiter", ""), ("--delimiter", "\r"),
+                              ("--delimiter", "\n"), ("--quote", "''"), ("--encoding", "euc-jp")):
             self.refuse("list.csv", option, value, says=option, code=2)
         self.put("tab.csv", "メールアドレス\t会社名\n'y@example.jp'\t'a\t''b'\n")
         self.take("tab.csv", "--delimiter", "\\t", "--quote", "'", new=1)
         self.assertEqual(self.listed("1,6")[1], "y@example.jp,a\t'b")
         self.take(self.put("bare.csv", "メールアドレス,会社名\nx@example.jp,\"a\n"), "--quote", "", new=1)
         self.assertEqual(self.listed("6")[2], '"""a"')
+
+    def test_titles_are_known_by_other_names(self):
+        self.tessaly("settings", "shop.tsl", "attribute.A.name=2024年購入", "attribute.B.name=5")
+        self.put("list.csv", "氏名;ＭＡＩＬ;名前（姓）;名前（名）;県;〒郵便番号;ﾌｧｯｸｽ;電話;誕生日;ＦＡＸ;2024年購入;5;9;メール;個人情報ID;;備考\n"
+                 "x;a@example.jp;山田;太郎;東京都;150-0001;03-2;03-1;1988-07-26;1;12,000円;6;7;z;99;;\n")
+        result = self.take("list.csv", new=1)
+        self.assertIn("セミコロン区切り", result.err)
+        self.assertIn("使う列: ＭＡＩＬ → メールアドレス、名前（姓） → 名前(姓)、名前（名） → 名前(名)、県 → 都道府県、〒郵便番号 → 郵便番号、"
+                      "ﾌｧｯｸｽ → FAX番号、電話 → 電話番号、誕生日 → 生年月日、2024年購入、5\n"
+                      "使わない列: 氏名、ＦＡＸ、9、メール、個人情報ID、16列目、備考\n", result.err)
+        self.assertIn("使わなかった列: 氏名、ＦＡＸ、9、", result.err)
+        self.assertEqual(self.listed("0,1,2,3,8,9,11,15,17,28,29"),
+                         ["0,a@example.jp,山田,太郎,1988/07/26 00:00:00,150-0001,東京都,03-1,03-2,\"12,000円\",6"])
+
+    def test_values_in_other_forms_and_values_to_look_at(self):
+        self.put("list.csv", "メール\t生年月日\t郵便番号\t都道府県\t電話番号\tDM送付可否\tDM以外送付可否\n"
+                 "a@example.jp\t19880726\t〒123-4567\tトーキョー\t+81-3\tｙ\t\n"
+                 "b@example.jp\t1988-07-26\t\"１２３－４５６７\"\t東京都\t\tN\tmaybe\n"
+                 "c@example.jp\t1988/13/1\t12\t東京都\t(03)1\tZ\tN\tx\n"
+                 "d@example.jp\t\t\t\t\t\tY\t\t\n")
+        result = self.take("list.csv", new=3, refused=1)
+        self.assertIn("タブ区切り", result.err)
+        self.assertIn("4行: 列が1つ多い行です (7列のはずが8列)\n4行: 生年月日: 日付が正しくありません (例: 1990/04/01): 1988/13/1\n"
+                      "4行: 電話番号: 数字とハイフンのほかは使えません: (03)1\n4行: DM送付可否: Y か N のどちらかです: Z\n取り込めなかった", result.err)
+        doubts = ("2行: 都道府県: 都道府県の名前ではありません (例: 東京都): トーキョー\n2行: 電話番号: 数字とハイフンのほかは使えません: +81-3\n"
+                  "3行: DM以外送付可否: Y か N のどちらかです: maybe\n")
+        self.assertIn("注意: 2行は取り込みましたが、確かめてください", result.err)
+        self.assertIn(doubts + "5個の値の書き方をそろえました: 2行 生年月日: 19880726 → 1988/07/26 など\n", result.err)
+        self.assertEqual(self.listed("1,8,9,21")[:2], ["a@example.jp,1988/07/26 00:00:00,123-4567,Y",
+                                                       "b@example.jp,1988/07/26 00:00:00,123-4567,N"])
+        strict = self.take("list.csv", "--strict", changed=1, refused=3)
+        self.assertIn(doubts + "4行: 列が1つ多い", strict.err)
+        self.assertIn("4行: 郵便番号: 7桁の数字ではありません (例: 150-0001): 12\n4行: 電話番号: ", strict.err)
+        self.put("list.csv", "メール,DM送付可否,削除フラグ\na@example.jp,bad,\nb@example.jp,bad,N\n\"\",bad,\n")
+        result = self.take("list.csv", changed=1, refused=2)
+        self.assertIn("3行: 削除フラグ: Y か空のどちらかです: N\n4行: メールアドレス: メールアドレスがありません\n4行: DM送付可否: ", result.err)
+        self.assertIn("2行: DM送付可否: Y か N のどちらかです: bad (前の値のままにしました)\n", result.err)
+        self.assertEqual(self.listed("21")[:2], ["Y", "N"])
+        self.assertIn("2行: メールアドレス: メールアドレスがありません", self.take(
+            self.put("bad.csv", "メール,名\n,x\n"), "--strict", refused=1, code=1).err)
+
+    def test_quotes_that_are_not_closed(self):
+        self.put("list.csv", "メール,会社名\na@example.jp,\"い\nb@example.jp,\"ろ\"\nc@example.jp,\"は\nd@example.jp,に\n"
+                 "e@example.jp,ほ\"\nf@example.jp,\"へ\nと, ち\"\ng@example.jp,\"り\n")
+        result = self.take("list.csv", new=3, refused=2)
+        self.assertIn("2行: 引用符 (\") が閉じていません\n9行: 引用符 (\") が閉じていません\n", result.err)
+        self.assertIn("4行: 引用符の閉じ忘れかもしれません。引用符の中の5行も、顧客のように見えます\n引用符の中の改行を空白にして、1行として読みました: "
+                      "4〜6行、7〜8行\n", result.err)
+        self.take("list.csv", "--strict", changed=2, refused=3)
+        self.assertEqual(self.text("list.csv.refused.csv").count("\n"), 6)
+
+    def test_files_without_titles(self):
+        self.take(self.put("list.csv", "a@example.jp\n b@example.jp\nbad\n"), new=2, refused=1)
+        self.assertEqual(self.text("list.csv.refused.csv"), "bad\r\n")
+        self.put("list.csv", "山田,c@example.jp,大阪府\n")
+        result = self.take("list.csv", "--columns", "名前(姓)=1,都道府県=3", new=1)
+        self.assertIn("見出しなし、3列\n使う列: 1列目 → 名前(姓)、2列目 → メールアドレス、3列目 → 都道府県\n", result.err)
+        self.assertNotIn("使わない列", result.err)
+        self.refuse("list.csv", "--columns", "名前(姓)=4", says="そういう列はありません (見出し、または1からの番号): 4")
+        self.assertEqual(self.listed("1,2,11")[2], "c@example.jp,山田,大阪府")
+
+    def test_a_broken_byte_does_not_make_another_code(self):
+        content = "メールアドレス,名前(姓)\na@example.jp,山田\nb@example.jp,田?\n".encode().replace(b"?", b"\x93")
+        result = self.take(self.put("list.csv", content), new=1, refused=1)
+        self.assertIn("3行: 文字になっていないバイト: 3行15文字目の「\\x93」\n", result.err)
+        self.assertEqual(self.listed("2"), ["山田"])
 
     def test_known_customers(self):
         self.take(self.put("list.csv", "メールアドレス,名前(姓)\na@example.jp,旧\nb@example.jp,旧\n"), new=2)
@@ -121,13 +196,16 @@ class Import(CommandTest):
         for name, content, options, says in (
                 ("missing.csv", None, [], "ファイルを開けません: missing.csv"), ("folder.csv", None, [], "ファイルを開けません"),
                 ("empty.csv", b"", [], "ファイルが空です"), ("blank.csv", b"\r\n\n", [], "見出しの行がありません"),
-                ("binary.csv", binary, [], "見出しの行に使えない文字があります: 1行1文字目の「\\x00」"),
-                ("utf16.csv", TITLES.encode("utf-16"), [], "見出しの行に使えない文字があります: 1行1文字目の「\\xFF」"),
+                ("binary.csv", binary, [], "文字のファイルではありません"), ("book.xlsx", b"PK\3\4xl/", [], "CSVファイルではなく、Excelのブック"),
+                ("euc.csv", TITLES.encode("euc-jp"), [], "見出しの行に使えない文字があります: 1行5文字目の「\\xEB"),
+                ("quote.csv", b"email,\"a\nc@example.jp,d\n", [], "見出しの行の引用符が閉じていません"),
+                ("bare.csv", "山田,a@example.jp\n".encode(), [], "--columns \"メールアドレス=2,名前(姓)=列の番号\"\nファイルの列: 1 山田、2 a@"),
                 ("titles.csv", b"a,b\nc,d\n", [], "メールアドレスの列が分かりません")):
             if content is not None:
                 self.put(name, content)
             self.refuse(name, *options, says=says)
-        self.take("binary.csv", "--no-header", "--columns", "1=1", refused=101, code=1)
+        only = self.take(self.put("only.csv", "メール\n"))
+        self.assertIn("顧客の行がありません。", only.err)
         # One record of a megabyte, and one of ten thousand fields.
         self.put("long.csv", "メールアドレス,会社名\na@example.jp," + "表" * 500000 + "\nb@example.jp" + "," * 10000 + "\n")
         self.take("long.csv", new=2)
