@@ -7,6 +7,8 @@
 
 #include "failure.h"
 
+using namespace std::string_view_literals;
+
 namespace app {
 namespace {
 
@@ -189,6 +191,14 @@ CString Into(std::string_view utf8, std::string_view what) {
                       "。Shift_JISにある文字に置き換えてください。");
     }
     return CString(std::string_view(crossed.text));
+}
+
+CString IntoSecret(std::string_view utf8, std::string_view what) {
+    std::string text(utf8);
+    for (auto const& [sign, byte] : {std::pair{"¥"sv, "\\"sv}, {"‾"sv, "~"sv}})
+        for (std::size_t at = 0; (at = text.find(sign, at)) != text.npos; at += byte.size())
+            text.replace(at, sign.size(), byte);
+    return Into(text, what);
 }
 
 std::string Out(std::string_view cp932) {

@@ -33,6 +33,10 @@ Crossed IntoLibrary(std::string_view utf8);
 // and its place.
 CString Into(std::string_view utf8, std::string_view what);
 
+// The same for a password, which a server or an earlier version knows by its bytes: a yen sign is 5C and an
+// overline 7E, as a Japanese keyboard gives them (JIS X 0201).
+CString IntoSecret(std::string_view utf8, std::string_view what);
+
 // The same for text of strangers, which is taken as it comes: a character without a form becomes 〓, and so
 // does a run of bytes that is no UTF-8; control characters other than TAB, CR and LF become blanks. What has
 // no looks of its own (variation selectors, joiners and marks of direction) is left out.

@@ -145,7 +145,7 @@ void Session::CheckPassword(Access const& access) {
     const std::string password = access.password_file.empty()
                                      ? AskPassword("起動用パスワード", "--password-file")
                                      : FirstLineOf(access.password_file, "パスワードファイル");
-    if (environment_->IsEnvPasswordOK(Into(password, "パスワード")) != 0)
+    if (environment_->IsEnvPasswordOK(IntoSecret(password, "パスワード")) != 0)
         throw Failure("起動用パスワードが違います。");
 }
 
@@ -260,7 +260,8 @@ int Session::NumberSetting(std::string_view name) {
 
 void Session::Set(std::string_view name, std::string_view value) {
     app::Setting const* setting = FindSetting(name);
-    CString cell = Into(ForCell(*setting, value), name);
+    auto const cross = setting->kind == SettingKind::secret ? IntoSecret : Into;
+    CString cell = cross(ForCell(*setting, value), name);
     if (options_->SetSODataToMemoryPinPoint(setting->cell, cell) < 0)
         throw Failure("設定を変えられません: " + std::string(name) + "\n" + TextOf(options_->GetErrMsg()));
 }
@@ -347,7 +348,7 @@ void CreateEnvironment(Access const& access, std::string const& env_file, std::s
         throw Failure("ディレクトリがありません: " + file.parent_path().string());
     for (fs::path const& path : {file, data})
         if (fs::exists(path)) throw Failure("もうあります。上書きはしません: " + path.string());
-    const CString password = Into(new_password, "パスワード");
+    const CString password = IntoSecret(new_password, "パスワード");
     const CString library_path = IntoPath(file.string());
     const std::string key = ApplicationKey(access);
 

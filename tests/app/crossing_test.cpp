@@ -76,6 +76,7 @@ TEST(Crossing, NamesTheFirstCharacterThatTheLibraryCannotKeep) {
                   std::string::npos);
     }
     EXPECT_NE(app::Describe({1, 2, std::string(1, '\0')}).find("NUL"), std::string::npos);
+    EXPECT_EQ(app::Out(app::IntoSecret("¥a¥¥‾表", "パスワード")), "\\a\\\\~表");
 }
 
 TEST(Crossing, StrangersTextLosesNothingButWhatHasNoForm) {

@@ -148,14 +148,16 @@ class Keys(CommandTest):
         self.refused("env", "info", "shop.tsl", "--key-file", self.put("none", ""), says="鍵ファイル")
 
     def test_the_password_is_asked_for(self):
-        self.put("right", "ひみつ\n")
+        self.put("right", "ひみつ\\\n")
+        self.put("same key", "ひみつ¥\n")
         self.put("wrong", "ひみつ \n")
         self.tessaly("env", "new", "shop.tsl", "--password-file", "right")
-        self.assertIn("パスワード  あり", self.tessaly("env", "info", "shop.tsl", "--password-file", "right").out)
+        for file in ("right", "same key"):
+            self.assertIn("パスワード  あり", self.tessaly("env", "info", "shop.tsl", "--password-file", file).out)
         for command in (["env", "info"], ["settings"], ["customers", "list"]):
             self.refused(*command, "shop.tsl", "--password-file", "wrong", says="起動用パスワードが違います")
         self.refused("env", "info", "shop.tsl", says="起動用パスワードが必要です。端末がないときは --password-file")
-        for answer, code in (("ひみつ\n", 0), ("ひみ\n", 1), (None, 1)):
+        for answer, code in (("ひみつ¥\n", 0), ("ひみ\n", 1), (None, 1)):
             with self.subTest(answer=answer):
                 self.assertEqual(self.at_terminal(answer), code)
 
