@@ -59,6 +59,7 @@ TEST(CsvSource, DividesRecordsWhereTheyEnd) {
     EXPECT_EQ(LinesOf("5\"x,y\nz"), (Lines{{"5\"x,y", 1}, {"z", 2}}));
     EXPECT_EQ(LinesOf("\"open,1\nz\nw"), (Lines{{"\"open,1", 1, true}, {"z", 2}, {"w", 3}}));
     EXPECT_EQ(LinesOf("a,\"open"), (Lines{{"a,\"open", 1, true}}));
+    EXPECT_EQ(LinesOf("a,\"b\"c"), (Lines{{"a,\"b\"c", 1, true}}));
     EXPECT_EQ(LinesOf("a,\"b\nc,\"d\""), (Lines{{"a,\"b", 1, true}, {"c,\"d\"", 2}}));
     EXPECT_EQ(LinesOf("a,\"b\nc\""), (Lines{{"a,\"b\nc\"", 1}}));  // closed by the end of the file
     EXPECT_EQ(LinesOf("\"in \"it\n\"\nc"), (Lines{{"\"in \"it\n\"", 1}, {"c", 3}}));

@@ -119,7 +119,7 @@ class Import(CommandTest):
         self.put("list.csv", "メール\t生年月日\t郵便番号\t都道府県\t電話番号\tDM送付可否\tDM以外送付可否\n"
                  "a@example.jp\t19880726\t〒123-4567\tトーキョー\t+81-3\tｙ\t\n"
                  "b@example.jp\t1988-07-26\t\"１２３－４５６７\"\t東京都\t\tN\tmaybe\n"
-                 "c@example.jp\t1988/13/1\t12\t東京都\t(03)1\tZ\tN\tx\n"
+                 "c@example.jp\t1988/13/1\t〒12\t東京都\t(03)1\tZ\tN\tx\n"
                  "d@example.jp\t\t\t\t\t\tY\t\t\n")
         result = self.take("list.csv", new=3, refused=1)
         self.assertIn("タブ区切り", result.err)
@@ -131,13 +131,16 @@ class Import(CommandTest):
         self.assertIn(doubts + "5個の値の書き方をそろえました: 2行 生年月日: 19880726 → 1988/07/26 など\n", result.err)
         self.assertEqual(self.listed("1,8,9,21")[:2], ["a@example.jp,1988/07/26 00:00:00,123-4567,Y",
                                                        "b@example.jp,1988/07/26 00:00:00,123-4567,N"])
+        self.take("list.csv", "--columns", "FAX番号=郵便番号", changed=3, refused=1)  # one column for two elements
+        self.assertEqual(self.listed("9,17")[:2], ["123-4567,123-4567"] * 2)
         strict = self.take("list.csv", "--strict", changed=1, refused=3)
         self.assertIn(doubts + "4行: 列が1つ多い", strict.err)
         self.assertIn("4行: 郵便番号: 7桁の数字ではありません (例: 150-0001): 12\n4行: 電話番号: ", strict.err)
-        self.put("list.csv", "メール,DM送付可否,削除フラグ\na@example.jp,bad,\nb@example.jp,bad,N\n\"\",bad,\n")
+        self.put("list.csv", "メール,DM送付可否,削除フラグ,会社名\na@example.jp,bad,,店\x1b[1m\nb@example.jp,bad,N,\n\"\",bad,,\n")
         result = self.take("list.csv", changed=1, refused=2)
         self.assertIn("3行: 削除フラグ: Y か空のどちらかです: N\n4行: メールアドレス: メールアドレスがありません\n4行: DM送付可否: ", result.err)
-        self.assertIn("2行: DM送付可否: Y か N のどちらかです: bad (前の値のままにしました)\n", result.err)
+        self.assertIn("2行: DM送付可否: Y か N のどちらかです: bad (前の値のままにしました)\n"
+                      "2行: 会社名: 改行などの使えない文字があります: 店 [1m\n", result.err)
         self.assertEqual(self.listed("21")[:2], ["Y", "N"])
         self.assertIn("2行: メールアドレス: メールアドレスがありません", self.take(
             self.put("bad.csv", "メール,名\n,x\n"), "--strict", refused=1, code=1).err)
