@@ -1,5 +1,4 @@
 #include <algorithm>
-#include <charconv>
 #include <iostream>
 #include <memory>
 #include <optional>
@@ -16,6 +15,7 @@
 #include "safe_change.h"
 #include "target.h"
 #include "tessaly/text.h"
+#include "whole_number.h"
 
 namespace app {
 namespace {
@@ -33,13 +33,6 @@ struct Arguments {
     bool deleted = false;
     std::string format = "table";
 };
-
-std::optional<int> NumberIn(std::string_view text) {
-    int number = -1;
-    auto const [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-    if (error != std::errc() || end != text.data() + text.size()) return {};
-    return number;
-}
 
 std::string Label(int id, CString const& name) {
     return std::to_string(id) + ": " + Out(OnOneLine(name.View()));
@@ -68,7 +61,7 @@ CString NewName(ExtractListViewer& groups, std::string const& text, int own_id) 
     auto const is_control = [](char c) { return (c >= 0 && c < ' ') || c == 127; };
     if (text.empty() || std::any_of(text.begin(), text.end(), is_control))
         throw Failure("名前は空にできず、改行なども入れられません。");
-    if (NumberIn(text)) throw Failure("数だけの名前は、番号と見分けがつきません: " + text);
+    if (WholeNumber(text)) throw Failure("数だけの名前は、番号と見分けがつきません: " + text);
     const CString name = Into(text, "名前");
     RefuseTaken(groups, name, own_id);
     return name;
@@ -79,7 +72,7 @@ ExtractViewData GroupNamed(ExtractListViewer& groups, std::string const& text, S
     const CString name = Into(text, "名前");
     auto const find = [&](State where) {
         const std::vector<ExtractViewData> all = AllOf(groups, where);
-        auto const number = NumberIn(text);
+        auto const number = WholeNumber(text);
         auto const found = std::find_if(all.begin(), all.end(), [&](ExtractViewData const& group) {
             return number ? group.ExtractID == *number : group.Name == name;
         });

@@ -1,7 +1,6 @@
 #include "target.h"
 
 #include <algorithm>
-#include <charconv>
 #include <filesystem>
 #include <iostream>
 #include <optional>
@@ -12,6 +11,7 @@
 #include "progress.h"
 #include "safe_change.h"
 #include "tessaly/text.h"
+#include "whole_number.h"
 
 namespace app {
 namespace {
@@ -32,11 +32,8 @@ template <class Library>
 }
 
 std::optional<int> IdIn(CString const& cell) {
-    const std::string_view text = cell.View();
-    int id = -1;
-    auto const [end, error] = std::from_chars(text.data(), text.data() + text.size(), id);
-    if (error != std::errc() || end != text.data() + text.size() || id < 0) return {};
-    return id;
+    const std::optional<int> id = WholeNumber(cell.View());
+    return id && *id >= 0 ? id : std::nullopt;
 }
 
 void Bind(Session& session, TargetOwner owner, ExtractResultDetail& list) {
