@@ -35,11 +35,8 @@ int SocketSupport::SetTimeOutTime(unsigned int ms) {
 int SocketSupport::SetTimeOut(unsigned int ms) {
     KillTimeOut();
     if (ms != 0) timeout_ms_ = ms;
-    return timeout_ms_ == 0 ? 1 : StartTimer(timeout_ms_);
-}
-
-int SocketSupport::StartTimer(std::uint32_t ms) {
-    timer_id_ = platform::SetTimer(ms);
+    if (timeout_ms_ == 0) return 1;
+    timer_id_ = platform::SetTimer(timeout_ms_);
     return timer_id_ != 0 ? 1 : 0;
 }
 
@@ -84,16 +81,8 @@ std::int64_t SocketSupport::ReplyLimit(unsigned int wait_ms) noexcept {
 
 void SocketSupport::SetReplyLimit(unsigned int ms) noexcept { reply_ms_of_tests = ms; }
 
-// Shortens the wait to what is left for the reply; false when nothing is.
-bool SocketSupport::LimitToReply() {
-    if (reply_limit_ms_ == 0) return true;
-    std::int64_t const left = reply_end_ - platform::MonotonicMilliseconds();
-    if (left <= 0) return false;
-    if (left < timeout_ms_) {
-        KillTimeOut();
-        StartTimer(static_cast<std::uint32_t>(left));
-    }
-    return true;
+bool SocketSupport::ReplyTakesTooLong() const {
+    return reply_limit_ms_ != 0 && platform::MonotonicMilliseconds() >= reply_end_;
 }
 
 void SocketSupport::CountForReply(int received) {
@@ -143,11 +132,9 @@ int SocketSupport::SendBlock(CString& data, unsigned int ms, int flags) {
 int SocketSupport::Receive(CString& data, unsigned int ms, int flags) {
     char block[receive_block + 1];
     SetTimeOut(ms);
-    int received = -1;
-    if (LimitToReply())
-        received = CSocket::Receive(block, receive_block, flags);
-    else
-        platform::SetLastSocketError(platform::socket_timed_out);
+    bool const too_late = ReplyTakesTooLong();
+    int const received = too_late ? -1 : CSocket::Receive(block, receive_block, flags);
+    if (too_late) platform::SetLastSocketError(platform::socket_timed_out);
     KillTimeOut();
     if (received > 0) {
         CountForReply(received);

@@ -30,9 +30,9 @@ class TESSALY_API SocketSupport : public CSocket {
     static constexpr int line_too_long_error = 10040;
 
     // While such an object lives, all that the socket receives is one reply, for which there is a limit as
-    // well: receiving ends with -1 and socket_timed_out when ReplyLimit has passed since the object was made,
-    // or since the last `part` bytes were complete, so that a long text may take its time. One at a time for
-    // a socket.
+    // well: a receive ends with -1 and socket_timed_out if it begins when ReplyLimit has passed since the
+    // object was made, or since the last `part` bytes were complete, so that a long text may take its time.
+    // One object at a time for a socket.
     class TESSALY_API WholeReply {
       public:
         static constexpr int part = 64 * 1024;
@@ -101,8 +101,7 @@ class TESSALY_API SocketSupport : public CSocket {
     int OnMessagePending() override;
 
   private:
-    int StartTimer(std::uint32_t ms);
-    bool LimitToReply();
+    bool ReplyTakesTooLong() const;
     void CountForReply(int received);
     int SendSome(std::string_view bytes, unsigned int ms, int flags);
     int TakeLine(CString& line, std::string_view taken);

@@ -33,10 +33,11 @@ struct Step {
 using Script = std::vector<Step>;
 
 // A script from replies divided by "|". Each gets its CR LF here. A "#" in front: in one-byte pieces; a
-// "%" in front: dripping, with a pause behind each byte. Marks at the end, all without a CR LF: "!" closes,
-// "!!" resets, "~" falls silent, "*" repeats the reply till the client has had enough.
+// "%": with a pause behind each of them as well. Marks at the end, all without a CR LF: "!" closes, "!!"
+// resets, "~" falls silent, "*" repeats the reply till the client has had enough, or with "%" a hundred times
+// and closes.
 inline Script Play(std::string_view replies) {
-    constexpr int more_than_enough = 200000, drip_ms = 10;
+    constexpr int more_than_enough = 200000, drip_ms = 10, long_drip = 100;
     Script script;
     while (!replies.empty()) {
         std::string_view reply = replies.substr(0, replies.find('|'));
@@ -48,6 +49,10 @@ inline Script Play(std::string_view replies) {
         if (reply.ends_with('~')) step.ending = Step::Ending::stall;
         bool const drips = reply.starts_with('%');
         if (drips) step.pause_ms = drip_ms;
+        if (drips && step.times > 1) {
+            step.times = long_drip;
+            step.ending = Step::Ending::close;
+        }
         step.in_bytes = drips || reply.starts_with('#');
         if (step.in_bytes) reply.remove_prefix(1);
         step.reply = reply.substr(0, reply.find_last_not_of("!~*") + 1);
