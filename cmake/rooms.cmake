@@ -21,24 +21,26 @@ endif()
 add_library(tessaly_cp932 INTERFACE)
 target_compile_options(tessaly_cp932 INTERFACE -fexec-charset=CP932)
 
-# tessaly_room(NAME DEPENDS room... WITHOUT folder...): one directory of src/ as a library of its own. DEPENDS names the
-# rooms whose headers it includes; storage and environment use each other, and so do mailstore and delivery, file by file
-# in one direction. WITHOUT names folders below it that are rooms of their own.
+# Each room has an include folder of its own, in which it stands under its name. A target sees the rooms that it names and
+# no others, so an include that follows no declared arrow does not compile.
+function(tessaly_include_folder room folder)
+  file(MAKE_DIRECTORY ${PROJECT_BINARY_DIR}/rooms/${room})
+  file(CREATE_LINK ${folder} ${PROJECT_BINARY_DIR}/rooms/${room}/${room} SYMBOLIC)
+endfunction()
+
+# tessaly_room(NAME DEPENDS room...): the objects of a folder of src/. DEPENDS names the rooms whose headers it includes. They
+# are declared before it, so that no circle of rooms can be written down.
 function(tessaly_room name)
-  cmake_parse_arguments(ROOM "" "" "DEPENDS;WITHOUT" ${ARGN})
+  cmake_parse_arguments(ROOM "" "" "DEPENDS" ${ARGN})
   file(GLOB_RECURSE sources CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/*.cpp)
-  foreach(folder ${ROOM_WITHOUT})
-    list(FILTER sources EXCLUDE REGEX "^${CMAKE_CURRENT_SOURCE_DIR}/${folder}/")
-  endforeach()
-  if(NOT sources)
-    add_library(tessaly_${name} INTERFACE)
-    return()
-  endif()
-  add_library(tessaly_${name} STATIC ${sources})
-  target_include_directories(tessaly_${name} PUBLIC ${PROJECT_SOURCE_DIR} ${PROJECT_SOURCE_DIR}/src)
-  target_link_libraries(tessaly_${name} PRIVATE tessaly_flags tessaly_cp932 PUBLIC tessaly_platform)
-  foreach(room ${ROOM_DEPENDS})
-    target_link_libraries(tessaly_${name} PUBLIC tessaly_${room})
+  tessaly_include_folder(${name} ${CMAKE_CURRENT_SOURCE_DIR})
+  add_library(tessaly_${name} OBJECT ${sources})
+  target_link_libraries(tessaly_${name} PRIVATE tessaly_flags tessaly_cp932)
+  foreach(room ${name} platform ${ROOM_DEPENDS})
+    if(NOT TARGET tessaly_${room})
+      message(FATAL_ERROR "The room ${name} depends on ${room}, which is not declared before it.")
+    endif()
+    target_include_directories(tessaly_${name} PRIVATE ${PROJECT_BINARY_DIR}/rooms/${room})
   endforeach()
   set_property(GLOBAL APPEND PROPERTY TESSALY_ROOMS tessaly_${name})
 endfunction()

@@ -4,9 +4,9 @@
 
 #include "customers/customer_elements.h"
 #include "customers/database_edit.h"
-#include "customers/extract/extract_action.h"
-#include "customers/extract/extract_list_viewer.h"
-#include "customers/extract/extract_result_detail.h"
-#include "customers/import/field_rules.h"
+#include "extract/extract_action.h"
+#include "extract/extract_list_viewer.h"
+#include "extract/extract_result_detail.h"
+#include "customers/field_rules.h"
 #include "customers/one_customer.h"
 #include "customers/one_customer_data.h"

@@ -2,15 +2,15 @@
 
 // Entities and their decoder, transfer encodings, encoded words; composition, attachments, HTML mail, .eml files and the tags of HTML.
 
-#include "mime/compose/attach_file_manager.h"
-#include "mime/compose/eml_file_decoder.h"
-#include "mime/compose/eml_file_encoder.h"
-#include "mime/compose/html_mail_encoder.h"
-#include "mime/compose/mail_data_structure.h"
-#include "mime/compose/mime_analyze.h"
+#include "compose/attach_file_manager.h"
+#include "compose/eml_file_decoder.h"
+#include "compose/eml_file_encoder.h"
+#include "compose/html_mail_encoder.h"
+#include "compose/mail_data_structure.h"
+#include "compose/mime_analyze.h"
 #include "mime/encoded_words.h"
-#include "mime/html/html_element.h"
-#include "mime/html/html_scan.h"
+#include "html/html_element.h"
+#include "html/html_scan.h"
 #include "mime/mime_decode_tool.h"
 #include "mime/mime_format_struct.h"
 #include "mime/transfer_encodings.h"

@@ -1,6 +1,6 @@
 #pragma once
 
-// Errors and tables, sequences and copies, transfer log and profile files; and what an application needs of the platform
+// Errors and tables, copies, transfer log and profile files; and what an application needs of the platform
 // to talk to the library at all: its paths, its code page, its messages, the place of its logs, its way to replace a file.
 
 #include "platform/codepage932.h"
@@ -12,10 +12,8 @@
 #include "platform/utf8.h"
 #include "storage/base64_text.h"
 #include "storage/base_record_structer.h"
-#include "storage/check_directory.h"
 #include "storage/csv_read.h"
 #include "storage/csv_write.h"
-#include "storage/date_data.h"
 #include "storage/err_msg.h"
 #include "storage/error_codes.h"
 #include "storage/file_history.h"
@@ -24,7 +22,6 @@
 #include "storage/log_writer.h"
 #include "storage/md5.h"
 #include "storage/my_db.h"
-#include "storage/sequencer.h"
 #include "storage/split_string.h"
 #include "storage/string_array_ex.h"
 #include "storage/substitution.h"

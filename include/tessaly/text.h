@@ -2,6 +2,8 @@
 
 // Japanese text and values: kanji codes, kana and width, checks of values, dates, strings, directories.
 
+#include "text/check_directory.h"
+#include "text/date_data.h"
 #include "text/dates.h"
 #include "text/directories.h"
 #include "text/dividers.h"

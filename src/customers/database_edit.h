@@ -8,7 +8,7 @@
 #include "customers/address_index.h"
 #include "customers/customer_elements.h"
 #include "customers/customer_index.h"
-#include "customers/import/field_rules.h"
+#include "customers/field_rules.h"
 #include "customers/one_customer.h"
 #include "platform/containers.h"
 #include "platform/cstring.h"
@@ -264,7 +264,7 @@ class TESSALY_API CDatabaseEdit : public CMyDB {
     // index. The three are reset when the run has everything that it needs.
     //
     // A line ends with its LF, its text at its first NUL; one of over 256 MiB cannot be read. The rules of
-    // the fields stand in customers/import/field_rules.h. Result: the number imported; in this order
+    // the fields stand in customers/field_rules.h. Result: the number imported; in this order
     // no_environment, no_system_option, no_element_info, import_no_file, import_failed with 10009 (no
     // customer ID to be had) or 10602 (the table refused a row, or the file could not be read on). The rows
     // imported up to a failure or a stop stay in memory; the file is not written. Costs one look-up a line.
@@ -286,8 +286,8 @@ class TESSALY_API CDatabaseEdit : public CMyDB {
     // --- Import from other programs (database_edit_foreign.cpp) ---
 
     // Takes customers from the files of other programs, whose layouts they know: address books of 筆まめ (by
-    // a program that converts them), Becky! and OutLook (below customers/import/address_books), exports of
-    // the shop programs Corvane and Belmora (customers/import/shop_exports). A customer is known by his mail
+    // a program that converts them), Becky! and OutLook (below import/address_books), exports of
+    // the shop programs Corvane and Belmora (import/shop_exports). A customer is known by his mail
     // address, deleted ones too, who are live again then. Rows stay in memory; the file is not written.
     //
     // `logPath` is made anew, a text in code page 932 with LF line ends: what was imported, each refused line

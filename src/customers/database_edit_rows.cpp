@@ -2,7 +2,7 @@
 #include "customers/database_edit.h"
 #include "customers/database_lock.h"
 #include "customers/table_cells.h"
-#include "storage/sequencer.h"
+#include "environment/sequencer.h"
 
 using namespace customers;
 

@@ -4,7 +4,7 @@
 #include <string>
 
 #include "customers/customer_row.h"
-#include "storage/date_data.h"
+#include "text/date_data.h"
 #include "storage/decimal.h"
 #include "storage/my_db.h"
 #include "text/value_checks.h"
@@ -84,7 +84,7 @@ Field Find(std::string_view text, Tag const& tag, std::string_view& value) {
 
 bool TakeDate(CString const& text, CString& value) {
     char date[date_data_size];
-    value = CString(storage::DateAsGiven(text.View(), date));
+    value = CString(text::DateAsGiven(text.View(), date));
     return !value.IsEmpty();
 }
 

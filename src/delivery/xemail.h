@@ -1,16 +1,7 @@
 #pragma once
 
+#include "mailstore/term_type.h"
 #include "platform/export.h"
-
-// Kind of terminal behind a mail address. The values index the per-terminal texts and attachment folders of a
-// mail.
-enum TermType : int {
-    pc = 0,  // any address that no carrier's rule matches
-    nd = 1,  // DoCoMo
-    at = 2,  // EZweb, IDO, DION, TU-KA
-    sb = 3,  // SoftBank, Vodafone
-    wl = 4,  // PDX
-};
 
 // Decides by the recipient's address which of a mail's texts a customer gets. Static operations only; free of
 // state, for any number of threads.

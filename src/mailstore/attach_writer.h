@@ -1,6 +1,6 @@
 #pragma once
 
-#include "delivery/xemail.h"
+#include "mailstore/term_type.h"
 #include "platform/cstring.h"
 #include "platform/export.h"
 #include "storage/base_record_structer.h"

@@ -7,9 +7,9 @@
 #include "mailstore/mail_id.h"
 #include "mailstore/mail_list_lock.h"
 #include "platform/dialog.h"
-#include "storage/date_data.h"
+#include "text/date_data.h"
 #include "storage/decimal.h"
-#include "storage/sequencer.h"
+#include "environment/sequencer.h"
 #include "text/dates.h"
 
 using mailstore::MailListLock;

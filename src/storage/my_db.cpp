@@ -11,7 +11,7 @@
 #include "platform/dialog.h"
 #include "platform/file.h"
 #include "platform/mbcs.h"
-#include "storage/check_directory.h"
+#include "text/check_directory.h"
 #include "storage/xcsv_read.h"
 #include "storage/xcsv_write.h"
 

@@ -2,10 +2,10 @@
 
 #include "platform/export.h"
 #include "platform/ole_date_time.h"
-#include "storage/date_data.h"
+#include "text/date_data.h"
 
 // The one text form of dates that all data files share, 19 characters "2004/02/29 09:05:00" in local time,
-// and the conversions around it. A buffer for it holds `date_data_size` bytes (storage/date_data.h). All
+// and the conversions around it. A buffer for it holds `date_data_size` bytes (text/date_data.h). All
 // functions use their arguments only and may be called from any thread; local time is that of the process's
 // time zone.
 

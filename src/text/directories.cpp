@@ -4,7 +4,7 @@
 
 #include "platform/file.h"
 #include "platform/mbcs.h"
-#include "storage/check_directory.h"
+#include "text/check_directory.h"
 
 namespace {
 

@@ -2,7 +2,7 @@
 
 #include <string_view>
 
-#include "storage/date_data.h"
+#include "text/date_data.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "mime/compose/attach_file_manager.h"
+#include "compose/attach_file_manager.h"
 
 #include <gtest/gtest.h>
 

@@ -2,8 +2,8 @@
 
 #include <string>
 
-#include "mime/compose/eml_file_decoder.h"
-#include "mime/compose/eml_file_encoder.h"
+#include "compose/eml_file_decoder.h"
+#include "compose/eml_file_encoder.h"
 #include "mime/quoted_printable.h"
 #include "platform/clock.h"
 #include "text/kcodec.h"

@@ -2,8 +2,8 @@
 
 #include <string>
 
-#include "mime/compose/attach_file_manager.h"
-#include "mime/compose/eml_file_decoder.h"
+#include "compose/attach_file_manager.h"
+#include "compose/eml_file_decoder.h"
 #include "mime/mime_decode_tool.h"
 #include "reception/mail_analyzer.h"
 #include "tests/support/processor_time.h"

@@ -1,4 +1,4 @@
-#include "mime/compose/mail_data_structure.h"
+#include "compose/mail_data_structure.h"
 
 #include <gtest/gtest.h>
 
@@ -7,7 +7,7 @@
 
 #include "customers/one_customer.h"
 #include "mime/boundary.h"
-#include "mime/compose/mime_analyze.h"
+#include "compose/mime_analyze.h"
 #include "mime/mime_decode_tool.h"
 #include "platform/clock.h"
 #include "tests/platform/scratch_folder.h"

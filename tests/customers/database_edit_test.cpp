@@ -7,7 +7,7 @@
 
 #include "customers/database_lock.h"
 #include "platform/mbcs.h"
-#include "storage/sequencer.h"
+#include "environment/sequencer.h"
 #include "tests/customers/customer_fixture.h"
 
 using namespace customers;

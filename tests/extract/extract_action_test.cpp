@@ -1,10 +1,10 @@
-#include "customers/extract/extract_action.h"
+#include "extract/extract_action.h"
 
 #include <tuple>
 
-#include "customers/extract/extract_tests.h"
+#include "extract/extract_tests.h"
 #include "platform/file.h"
-#include "storage/date_data.h"
+#include "text/date_data.h"
 #include "tests/customers/customer_fixture.h"
 #include "tests/support/file_content.h"
 #include "tests/support/message_boxes.h"

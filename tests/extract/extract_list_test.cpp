@@ -1,4 +1,4 @@
-#include "customers/extract/extract_list_viewer.h"
+#include "extract/extract_list_viewer.h"
 
 #include "platform/file.h"
 #include "tests/customers/customer_fixture.h"

@@ -1,10 +1,10 @@
-#include "customers/extract/extract_result_detail.h"
+#include "extract/extract_result_detail.h"
 
 #include <algorithm>
 #include <functional>
 #include <tuple>
 
-#include "customers/extract/extract_list_viewer.h"
+#include "extract/extract_list_viewer.h"
 #include "mailstore/mail_list_viewer.h"
 #include "mailstore/one_mail_data.h"
 #include "tests/customers/customer_fixture.h"

@@ -3,8 +3,8 @@
 #include <string>
 #include <vector>
 
-#include "customers/import/line_pieces.h"
-#include "customers/import/outlook_records.h"
+#include "import/line_pieces.h"
+#include "import/outlook_records.h"
 #include "fuzz_target.h"
 
 namespace {

@@ -6,8 +6,8 @@
 
 #include "fuzz_target.h"
 #include "mime/ascii.h"
-#include "mime/compose/eml_file_decoder.h"
-#include "mime/compose/eml_file_encoder.h"
+#include "compose/eml_file_decoder.h"
+#include "compose/eml_file_encoder.h"
 #include "text/kcodec.h"
 
 namespace {

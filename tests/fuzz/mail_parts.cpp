@@ -5,7 +5,7 @@
 
 #include "customers/one_customer.h"
 #include "fuzz_target.h"
-#include "mime/compose/mime_analyze.h"
+#include "compose/mime_analyze.h"
 
 namespace {
 

@@ -5,7 +5,7 @@
 
 #include <vector>
 
-#include "customers/import/line_fields.h"
+#include "import/line_fields.h"
 #include "fuzz_target.h"
 
 namespace {

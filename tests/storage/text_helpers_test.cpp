@@ -6,8 +6,8 @@
 #include <vector>
 
 #include "platform/file.h"
-#include "storage/check_directory.h"
-#include "storage/date_data.h"
+#include "text/check_directory.h"
+#include "text/date_data.h"
 #include "storage/split_string.h"
 #include "tests/platform/scratch_folder.h"
 

@@ -1,0 +1,136 @@
+#include "compose/eml_file_decoder.h"
+
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "mime/ascii.h"
+#include "compose/html_meta.h"
+#include "mime/encoded_words.h"
+#include "mime/transfer_encodings.h"
+#include "text/kcodec.h"
+
+using mime::ContainsNoCase;
+
+namespace {
+
+constexpr auto npos = std::string_view::npos;
+constexpr std::string_view body_end = "</BODY>", blank_line = "<DIV>&nbsp;</DIV>\r\n";
+
+// The value behind `name`, quoted or up to one of `ends`; false where there is none.
+bool Parameter(std::string_view params, std::string_view name, std::string_view ends,
+               std::string_view& value) {
+    const std::size_t at = mime::FindParameter(params, name);
+    if (at == npos) return false;
+    value = params.substr(at);
+    if (value.starts_with('"'))
+        value = value.substr(1, value.find('"', 1) - 1);
+    else
+        value = value.substr(0, value.find_first_of(ends));
+    return true;
+}
+
+// The last place of `word` without regard to case.
+std::size_t FindLastNoCase(std::string_view text, std::string_view word) {
+    for (std::size_t at = text.size() < word.size() ? 0 : text.size() - word.size() + 1; at-- > 0;)
+        if (mime::EqualNoCase(text.substr(at, word.size()), word)) return at;
+    return npos;
+}
+
+// A blank line at the end of the page, where an editor puts its cursor.
+CString WithBlankLine(CString const& html) {
+    const std::string_view text = html.View();
+    const std::size_t at = FindLastNoCase(text, body_end);
+    if (at == npos || at <= blank_line.size() ||
+        mime::EqualNoCase(text.substr(at - blank_line.size(), blank_line.size()), blank_line))
+        return html;
+    return CString(text.substr(0, at)) + CString(blank_line) + CString(text.substr(at));
+}
+
+}  // namespace
+
+int EmlFileDecoder::EmlDecode(CString text) {
+    for (CString* field : {&plain_, &html_, &subject_}) field->Empty();
+    plain_found_ = html_found_ = false;
+    if (!MimeDecode(text, message_)) {
+        message_.Init();
+        return 0;
+    }
+    DecodeMailSubject();
+    CutDownMailBody();
+    return 1;
+}
+
+void EmlFileDecoder::DecodeMailSubject() {
+    Headers found;
+    GetHeaderInfo("subject", found, message_);
+    if (found.IsEmpty()) return;
+    const std::string_view value = found[0].m_strValue.View();
+    std::string decoded(mime::DecodedWordsRoom(value.size()), '\0');
+    MIMEbase64decoding(decoded.data(), found[0].m_strValue);
+    subject_ = CString(decoded.c_str() + (decoded[0] == ' ' ? 1 : 0));
+}
+
+// Parts in their order; those still to be looked at wait in a list, since they may nest without limit.
+void EmlFileDecoder::CutDownMailBody() {
+    std::vector<MimeFormatStruct*> waiting = {&message_};
+    while (!waiting.empty()) {
+        MimeFormatStruct& entity = *waiting.back();
+        waiting.pop_back();
+        if (entity.m_aChild.IsEmpty()) {
+            TakeText(entity);
+            continue;
+        }
+        bool const only_first =
+            !plain_found_ && !html_found_ && CheckContentTypeRelated_Alternative(entity.m_strContentType);
+        for (int i = only_first ? 1 : entity.m_aChild.GetSize(); i-- > 0;)
+            waiting.push_back(&entity.m_aChild[i]);
+    }
+}
+
+bool EmlFileDecoder::TakeText(MimeFormatStruct& entity) {
+    CString type, subtype, params;
+    SplitContentType(entity.m_strContentType, type, subtype, params);
+    if (!ContainsNoCase(type.View(), "text")) return false;
+    if (ContainsNoCase(subtype.View(), "plain")) {
+        plain_ = DecodeMailBodyEml(entity, Markup::none);
+        return plain_found_ = true;
+    }
+    if (!ContainsNoCase(subtype.View(), "html")) return false;
+    html_ = DecodeMailBodyEml(entity, Markup::html);
+    return html_found_ = true;
+}
+
+bool EmlFileDecoder::CheckContentTypeRelated_Alternative(CString value) {
+    CString type, subtype, params;
+    SplitContentType(value, type, subtype, params);
+    std::string_view start;
+    return ContainsNoCase(type.View(), "multipart") && ContainsNoCase(subtype.View(), "related") &&
+           Parameter(params.View(), "type=", "; ", start) &&
+           mime::EqualNoCase(start, "multipart/alternative");
+}
+
+CString EmlFileDecoder::DecodeMailBodyEml(MimeFormatStruct const& entity, Markup markup) {
+    const std::string_view encoding = entity.m_strContentTransferEncoding.View();
+    int const mode = ContainsNoCase(encoding, "base64")             ? MAIL_BODY_BASE64
+                     : ContainsNoCase(encoding, "quoted-printable") ? MAIL_BODY_QUOTED_PRINTABLE
+                                                                    : 0;
+    auto const size = static_cast<std::size_t>(entity.m_strBody.GetLength());
+    std::string decoded(mime::MailBodyRoom(size) + 1, '\0');
+    int length = 0;
+    DecodeMailBody(entity.m_strBody, mode, decoded.data(), length);
+    decoded.resize(static_cast<std::size_t>(length));
+    CString type, subtype, params, text(decoded.c_str());
+    SplitContentType(entity.m_strContentType, type, subtype, params);
+    std::string_view charset;
+    KCodeC code;
+    bool const is_jis =
+        (Parameter(params.View(), "charset=", ";", charset) && mime::EqualNoCase(charset, "iso-2022-jp")) ||
+        code.CheckCode(reinterpret_cast<unsigned char const*>(static_cast<char const*>(text))) ==
+            KCodeC::code_jis;
+    if (is_jis) text = CString(code.jis7tosj(text));
+    if (markup == Markup::none) return text;
+    if (is_jis) text = compose::WithMetaCharset(text, "Shift-JIS");
+    return WithBlankLine(text);
+}

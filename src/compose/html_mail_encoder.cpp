@@ -1,0 +1,87 @@
+#include "compose/html_mail_encoder.h"
+
+#include <string>
+
+#include "mime/ascii.h"
+#include "mime/boundary.h"
+#include "compose/html_meta.h"
+#include "mime/quoted_printable.h"
+#include "text/kcodec.h"
+#include "text/strings.h"
+
+namespace {
+
+constexpr auto npos = std::string_view::npos;
+constexpr char const* jis = "iso-2022-jp";
+
+CString ToJis(CString const& text) {
+    KCodeC code;
+    return CString(code.sjtojis7(text, 0));
+}
+
+bool IsLineEnd(char c) { return c == '\r' || c == '\n'; }
+
+CString Part(char const* subtype, char const* charset, char const* encoding, CString const& text) {
+    CString part = CString("Content-Type: text/") + subtype + "; charset=" + charset +
+                   "\r\nContent-Transfer-Encoding: " + encoding + "\r\n\r\n" + text;
+    if (!part.View().ends_with('\n')) part += "\r\n";
+    return part;
+}
+
+}  // namespace
+
+void HtmlMailEncoder::InitTexts() {
+    for (CString* text : {&plain_, &html_, &type_, &subtype_, &params_, &body_}) text->Empty();
+}
+
+int HtmlMailEncoder::Encode(int asciiText, int asciiHtml, int asciiMail) {
+    if (plain_.IsEmpty() || html_.IsEmpty()) return 0;
+    bool const ascii_allowed = asciiText && asciiHtml && asciiMail;
+    const CString text = CrLfConverter(plain_), html = CrLfConverter(html_);
+    const CString text_part = ascii_allowed && IsStrAscii(text) ? Part("plain", "us-ascii", "7bit", text)
+                                                                : Part("plain", jis, "7bit", ToJis(text));
+    const CString html_part =
+        ascii_allowed && IsStrAscii(html)
+            ? Part("html", "us-ascii", "7bit", compose::WithMetaCharset(html, "US-ASCII"))
+            : Part("html", jis, "quoted-printable",
+                   HtmlMailBodyQEncode(ToJis(compose::WithMetaCharset(html, jis))));
+    // Drawn anew for one in either part: readers would divide there.
+    CString boundary = MakeBoundary();
+    while (text_part.View().find(boundary.View()) != npos || html_part.View().find(boundary.View()) != npos)
+        boundary = MakeBoundary();
+    const CString delimiter = "--" + boundary;
+    body_ = "\r\n" + delimiter + "\r\n" + text_part + delimiter + "\r\n" + html_part + delimiter + "--\r\n";
+    type_ = "multipart";
+    subtype_ = "alternative";
+    params_ = "; boundary=\"" + boundary + "\"";
+    return 1;
+}
+
+void HtmlMailEncoder::GetContentTypeString(CString& type, CString& subtype, CString& params) const {
+    type = type_;
+    subtype = subtype_;
+    params = params_;
+}
+
+CString HtmlMailEncoder::HtmlCrLfInsert(CString html) {
+    return StrAfterCrLfInsert(StrAfterCrLfInsert(html, "<BR>"), "</DIV>");
+}
+
+CString HtmlMailEncoder::StrAfterCrLfInsert(CString text, char const* tag) {
+    const std::string_view view = text.View(), wanted = tag;
+    std::string result;
+    std::size_t done = 0;
+    for (std::size_t at; (at = mime::FindNoCase(view.substr(done), wanted)) != npos;) {
+        const std::size_t end = done + at + wanted.size();
+        result += view.substr(done, end - done);
+        bool const at_line_end = end + 1 < view.size() && IsLineEnd(view[end + 1]);
+        if (!at_line_end) result += "\r\n";
+        done = end;
+    }
+    result += view.substr(done);
+    return CString(std::string_view(result));
+}
+
+CString HtmlMailEncoder::HtmlMailBodyQEncode(CString text) { return mime::QuotedPrintable(text.View()); }
+
+CString HtmlMailEncoder::MakeBoundary() { return mime::NewBoundary("_MULTIPART_", "_ALTERNATIVE_"); }

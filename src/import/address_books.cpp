@@ -1,0 +1,325 @@
+#include "import/address_books.h"
+
+#include <algorithm>
+#include <iterator>
+
+#include "environment/env_manager.h"
+#include "environment/system_option.h"
+#include "platform/file.h"
+#include "platform/process.h"
+#include "storage/split_string.h"
+#include "text/dates.h"
+#include "text/dividers.h"
+
+namespace customers {
+namespace {
+
+constexpr int none = -1;
+constexpr int direct_mail_for_all = 1, direct_mail_for_none = 2, direct_mail_for_new = 3;
+constexpr char const* not_opened = "CSVファイルが開けません。";
+constexpr char const* no_titles = "タイトル行が見つかりません。";
+
+}  // namespace
+
+void AddressBook::SetDirectMail() {
+    bool const for_all = direct_mail_ == direct_mail_for_all || direct_mail_ == direct_mail_for_none;
+    if (IsKnown() && !for_all) return;
+    bool const yes = direct_mail_ == direct_mail_for_all || direct_mail_ == direct_mail_for_new;
+    Put(element_direct_mail, yes ? "Y" : "N");
+}
+
+// --- 筆まめ ---
+
+namespace {
+
+constexpr char const* fwa_head = "筆まめ住所録ファイルの解析に失敗しました。";
+constexpr int attribute_a_type = SystemOption::cell_extra_types, text_type = 0;
+constexpr std::size_t bytes_of_day = 10;
+// In the order of the titles; the first two feed no field.
+enum FwaTitle : std::size_t { fwa_number, fwa_address, fwa_first_field };
+
+}  // namespace
+
+FwaImport::FwaImport(CDatabaseEdit& table, EnvManager* env, SystemOption* option, ForeignCall const& call,
+                     CString const& converter, int direct_mail)
+    : AddressBook(
+          table, env, option, call,
+          []() -> Program const& {
+              static constexpr Program program = {
+                  "筆まめの住所録を%s形式に変換中です", "○インポート対象筆まめ住所録ファイル\n%s\n\n",
+                  CDatabaseEdit::fwa_bad_argument,      CDatabaseEdit::fwa_not_opened,
+                  CDatabaseEdit::fwa_not_opened,        CDatabaseEdit::fwa_bad_titles};
+              return program;
+          }(),
+          direct_mail),
+      converter_(converter) {
+    std::fill(std::begin(columns_), std::end(columns_), none);
+}
+
+std::span<ForeignImport::Field const> FwaImport::Fields() const {
+    static constexpr Field fields[] = {
+        {"No.", element_id, Rule::own},
+        {"e-mail", element_address, Rule::own},
+        {"氏名", 2, Rule::text},
+        {"ﾌﾘｶﾞﾅ", 4, Rule::text},
+        {"会社名", 6, Rule::text},
+        {"部署名１", 7, Rule::text},
+        {"誕生日", element_birthday, Rule::own},
+        {"〒", element_zip_code_1, Rule::own},
+        {"住所１", 11, Rule::own},
+        {"TEL.", 15, Rule::own},
+        {"TEL.2:FAX.", 17, Rule::own},
+        {"TEL.3:携帯", 19, Rule::own},
+        {"性別", element_first_attribute, Rule::text},
+    };
+    static_assert(std::size(fields) == titles);
+    return fields;
+}
+
+int FwaImport::ColumnOf(std::size_t field) const { return field < fwa_first_field ? none : columns_[field]; }
+int FwaImport::AddressColumn() const { return columns_[fwa_address]; }
+char const* FwaImport::AddressTitle() const { return Fields()[fwa_address].title; }
+
+std::string_view FwaImport::FieldAt(int column) const {
+    char const* const text = reader_.GetData(column);
+    return text ? text : "";
+}
+
+// What an earlier run left must not be taken for what this converter makes.
+bool FwaImport::Convert() {
+    platform::RemoveFile(work_file_);
+    if (platform::Exists(work_file_)) return false;
+    unsigned exit_code = 1;
+    return platform::RunProgram(converter_, {call_.path, "/d:" + work_file_, "/Import", "/r:100000000"},
+                                exit_code, call_.options.stop) &&
+           exit_code == 0;
+}
+
+int FwaImport::OpenBehindLog() {
+    if (!CellIs(attribute_a_type, text_type))
+        return Stop(CDatabaseEdit::import_failed, "拡張属性の項目Aが文字列型ではありません。");
+    work_file_ = env_->GetEnvRoot() + env_->GetEnvName() + "\\fwaimport.tmp";
+    converted_ = Convert();
+    if (IsStopped()) return StopByUser();
+    if (!converted_)
+        return Stop(CDatabaseEdit::fwa_not_converted, CString(fwa_head) + "Fwaファイルの解析ができません。");
+    if (reader_.OpenFile(work_file_) != CsvRead::file_opened)
+        return Stop(CDatabaseEdit::fwa_not_opened, CString(fwa_head) + not_opened);
+    if (reader_.ReadLine() <= 0) return Stop(CDatabaseEdit::fwa_bad_titles, CString(fwa_head) + no_titles);
+    if (reader_.ReadLine() <= 0)
+        return Stop(CDatabaseEdit::fwa_bad_titles, CString(fwa_head) + "データがありません。");
+    return FindTitles();
+}
+
+int FwaImport::FindTitles() {
+    for (std::size_t i = 0; i < titles; ++i) {
+        char const* const title = Fields()[i].title;
+        for (int column = 0; column < reader_.GetElementsNumber(); ++column)
+            if (FieldAt(column) == title) columns_[i] = column;
+        if (columns_[i] == none)
+            return Stop(CDatabaseEdit::fwa_bad_titles, CString(fwa_head) + title + "が見つかりません。");
+    }
+    return CDatabaseEdit::ok;
+}
+
+void FwaImport::Close() {
+    reader_.CloseFile();
+    if (converted_) platform::RemoveFile(work_file_);
+}
+
+ForeignImport::Got FwaImport::NextLine() { return NextRecord(reader_); }
+
+void FwaImport::TakeOwn(std::size_t field, std::string_view value) {
+    int const element = Fields()[field].element;
+    const CString text(value);
+    if (element == element_birthday) {
+        char date[date_data_size] = {};
+        if (!text.IsEmpty()) ReFormat_DateData(text, date, 0);
+        return Put(element, ::CString(std::string_view(date).substr(0, bytes_of_day)));
+    }
+    if (element == 11) {  // the prefecture, and the rest of the address
+        CString prefecture, rest;
+        if (!text.IsEmpty()) {
+            TakeText(TitleOf(field), element + 1, value);
+            xc_divide_address(CString(Taken(element + 1)), prefecture, rest);
+        }
+        Put(element, prefecture);
+        return Put(element + 1, rest);
+    }
+    CString number;
+    if (!text.IsEmpty()) xc_format_codenumber(text, number);
+    if (element == element_zip_code_1) table_.HyphenCut(&number, &number);
+    Put(element, number);
+    Put(element + 1, {});
+}
+
+CString FwaImport::RefusedLine() const {
+    return "ｶｰﾄﾞNo." + CString(FieldAt(columns_[fwa_number])) + "のお客様は、" + Reason() +
+           "ためインポート出来ませんでした。\n";
+}
+
+// --- Becky! ---
+
+namespace {
+
+constexpr int becky_columns = 11;
+// In the order in which the fields are looked at, beside the field's place in the line.
+constexpr int becky_places[] = {3, 4, 1, 2, 10, 9, 8, 7, 5, 6};
+
+}  // namespace
+
+BeckyImport::BeckyImport(CDatabaseEdit& table, EnvManager* env, SystemOption* option, ForeignCall const& call,
+                         int direct_mail)
+    : AddressBook(
+          table, env, option, call,
+          []() -> Program const& {
+              static constexpr Program program = {"Becky!のデータファイルを%s形式に変換中です",
+                                                  "○インポート対象Becky! データファイル\n%s\n\n",
+                                                  CDatabaseEdit::becky_bad_argument,
+                                                  CDatabaseEdit::becky_no_log,
+                                                  CDatabaseEdit::becky_not_opened,
+                                                  CDatabaseEdit::becky_not_opened};
+              return program;
+          }(),
+          direct_mail) {}
+
+std::span<ForeignImport::Field const> BeckyImport::Fields() const {
+    static constexpr Field fields[] = {
+        {"姓", 2, Rule::text},
+        {"名", 3, Rule::text},
+        {"会社名/団体名", 6, Rule::text},
+        {"部署名", 7, Rule::text},
+        {"郵便番号", 9, Rule::postal_code},
+        {"都道府県・州", 11, Rule::text},
+        {"市区町村", 12, Rule::text},
+        {"番地", 13, Rule::text},
+        {"自宅電話番号", 15, Rule::number},
+        {"FAX番号", 17, Rule::number},
+    };
+    static_assert(std::size(fields) == std::size(becky_places));
+    return fields;
+}
+
+int BeckyImport::ColumnOf(std::size_t field) const { return becky_places[field]; }
+char const* BeckyImport::AddressTitle() const { return "メール アドレス"; }
+bool BeckyImport::HasAllFields() const { return fields_.Count() == becky_columns; }
+
+std::string_view BeckyImport::FieldAt(int column) const {
+    return column < fields_.Count() ? fields_.At(column) : std::string_view();
+}
+
+int BeckyImport::OpenBehindLog() {
+    if (pieces_.Open(call_.path)) return CDatabaseEdit::ok;
+    return Stop(CDatabaseEdit::becky_not_opened,
+                CString("Becky! のデータファイルの解析に失敗しました。") + not_opened);
+}
+
+ForeignImport::Got BeckyImport::NextLine() {
+    if (pieces_.AtEnd()) return Got::end;
+    pieces_.ReadCrLfLine(line_);
+    if (line_.empty()) return Got::nothing;
+    fields_.Divide(line_);
+    return Got::line;
+}
+
+CString BeckyImport::RefusedLine() const {
+    CString head;
+    head.Format("%d行目のお客様(メールアドレス:", LineNumber());
+    return head + CString(FieldAt(0)) + ")は、" + Reason() + "ためインポート出来ませんでした。\n";
+}
+
+// --- OutLook ---
+
+namespace {
+
+constexpr int most_titles = 29;
+constexpr char const* outlook_head = "OutLook データファイルの解析に失敗しました。";
+constexpr std::size_t outlook_address = 0;
+
+}  // namespace
+
+OutLookImport::OutLookImport(CDatabaseEdit& table, EnvManager* env, SystemOption* option,
+                             ForeignCall const& call, int direct_mail)
+    : AddressBook(
+          table, env, option, call,
+          []() -> Program const& {
+              static constexpr Program program = {"OutLookのデータを%s形式に変換中です",
+                                                  "○インポート対象OutLook Express データファイル\n%s\n\n",
+                                                  CDatabaseEdit::outlook_bad_argument,
+                                                  CDatabaseEdit::outlook_not_opened,
+                                                  CDatabaseEdit::outlook_not_opened,
+                                                  CDatabaseEdit::outlook_bad_titles};
+              return program;
+          }(),
+          direct_mail) {
+    std::fill(std::begin(columns_), std::end(columns_), none);
+}
+
+// The other titles that the program writes feed nothing.
+std::span<ForeignImport::Field const> OutLookImport::Fields() const {
+    static constexpr Field fields[] = {
+        {"電子メール アドレス", element_address, Rule::own},
+        {"姓", 2, Rule::text},
+        {"名", 3, Rule::text},
+        {"会社名", 6, Rule::text},
+        {"部署名", 7, Rule::text},
+        {"自宅の郵便番号", 9, Rule::postal_code},
+        {"自宅の都道府県", 11, Rule::text},
+        {"自宅の市区町村", 12, Rule::text},
+        {"自宅の番地", 13, Rule::text},
+        {"自宅電話番号 :", 15, Rule::number},
+        {"自宅ファックス", 17, Rule::number},
+        {"携帯電話 ", 19, Rule::number},
+    };
+    static_assert(std::size(fields) == titles);
+    return fields;
+}
+
+int OutLookImport::ColumnOf(std::size_t field) const {
+    return field == outlook_address ? none : columns_[field];
+}
+int OutLookImport::AddressColumn() const { return columns_[outlook_address]; }
+char const* OutLookImport::AddressTitle() const { return Fields()[outlook_address].title; }
+
+std::string_view OutLookImport::FieldAt(int column) const {
+    auto const place = static_cast<std::size_t>(column);
+    return place < record_.size() ? std::string_view(record_[place]) : std::string_view();
+}
+
+int OutLookImport::OpenAheadOfLog() {
+    if (pieces_.Open(call_.path)) return CDatabaseEdit::ok;
+    return Stop(CDatabaseEdit::outlook_not_opened,
+                CString("OutLook のデータファイルの解析に失敗しました。") + not_opened);
+}
+
+int OutLookImport::ReadTitles() {
+    std::string line;
+    pieces_.AddPhysicalLine(line);
+    auto const stop = [&](char const* why) {
+        return Stop(CDatabaseEdit::outlook_bad_titles, CString(outlook_head) + why);
+    };
+    if (line.empty()) return stop(no_titles);
+    CArray<CString, CString> found;
+    SplitString(CString(std::string_view(line)), found, ",", '"');
+    title_count_ = found.GetSize();
+    if (title_count_ > most_titles) return stop("項目数が異なっています。");
+    for (int column = 0; column < title_count_; ++column)
+        for (std::size_t i = 0; i < titles; ++i)
+            if (found[column] == Fields()[i].title) columns_[i] = column;
+    return columns_[outlook_address] == none ? stop("メールアドレスが見つかりません。") : CDatabaseEdit::ok;
+}
+
+ForeignImport::Got OutLookImport::NextLine() {
+    if (pieces_.AtEnd()) return Got::end;
+    if (!records_.Next(record_) && call_.options.whole_file) return RefuseOpenQuote();
+    return record_.empty() ? Got::nothing : Got::line;
+}
+
+CString OutLookImport::RefusedLine() const {
+    CString head;
+    head.Format("%d行目のお客様(%s:", LineNumber(), AddressTitle());
+    return head + CString(FieldAt(AddressColumn())) + ")は、" + Reason() +
+           "ためインポート出来ませんでした。\n";
+}
+
+}  // namespace customers

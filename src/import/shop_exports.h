@@ -1,0 +1,112 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "import/foreign_import.h"
+#include "import/line_fields.h"
+#include "import/line_pieces.h"
+#include "platform/ole_date_time.h"
+
+namespace customers {
+
+// The customers of two shop programs. `duplicate` decides what becomes of a known customer: "2" leaves him,
+// "0" leaves him if he was changed here after the date that the line tells, any other replaces his values.
+//
+// A line without a date, under "0", counts as older than what is stored, and is logged as such.
+class ShopExport : public ForeignImport {
+  protected:
+    ShopExport(CDatabaseEdit& table, EnvManager* env, SystemOption* option, ForeignCall const& call,
+               Program const& program, CString const& duplicate)
+        : ForeignImport(table, env, option, call, program), duplicate_(duplicate) {}
+    // A new customer starts without direct mail; the line's field decides.
+    void SetDirectMail() override { date_.SetStatus(COleDateTime::null); }
+    bool LeavesAlone() override;
+    CString RefusedLine() const override { return LogLine(Reason() + "ためインポート出来ませんでした。\n"); }
+
+    // "LINE行目のお客様(TITLE:FIELD)は、REST".
+    CString LogLine(CString const& rest) const;
+    // Which field names the customer in the log.
+    virtual char const* NamingTitle() const = 0;
+    virtual std::string_view NamingField() const = 0;
+    // A date of at least `parts` parts in its stored form; a refused one is a reason.
+    bool TakeDate(char const* title, std::string_view value, int parts, CString& date);
+    void SetComparisonDate(CString const& date);
+    // "Y" or "N" by two texts of the file, an empty field being "Y".
+    void TakeChoice(char const* title, std::string_view value, char const* yes, char const* no);
+
+    CString duplicate_;
+
+  private:
+    COleDateTime date_;
+};
+
+class CorvaneImport : public ShopExport {
+  public:
+    CorvaneImport(CDatabaseEdit& table, EnvManager* env, SystemOption* option, ForeignCall const& call,
+                  CString const& duplicate);
+
+  private:
+    static constexpr std::size_t titles = 14;
+
+    int OpenBehindLog() override;
+    int ReadTitles() override;
+    void Close() override { reader_.CloseFile(); }
+    Got NextLine() override;
+    bool HasAllFields() const override { return reader_.GetElementsNumber() == fields_wanted_; }
+    std::string_view FieldAt(int column) const override;
+    std::span<Field const> Fields() const override;
+    int ColumnOf(std::size_t field) const override;
+    int AddressColumn() const override;
+    char const* AddressTitle() const override;
+    void TakeOwn(std::size_t field, std::string_view value) override;
+    char const* NamingTitle() const override;
+    std::string_view NamingField() const override;
+    int AskWithoutDates();
+
+    CsvRead reader_;
+    int columns_[titles];
+    int fields_wanted_ = titles;
+};
+
+// The file's own titles name 19 of its columns, which go into the attributes A to S.
+class BelmoraImport : public ShopExport {
+  public:
+    BelmoraImport(CDatabaseEdit& table, EnvManager* env, SystemOption* option, ForeignCall const& call,
+                  CString const& duplicate, bool rewrite_attributes);
+
+    // A value by the type of an attribute: whether it may be stored, and how.
+    static bool CheckAttribute(CString const& value, int type, CString& out);
+
+  private:
+    static constexpr std::size_t titles = 37;
+
+    int OpenAheadOfLog() override;
+    int ReadTitles() override;
+    Got NextLine() override;
+    bool HasAllFields() const override { return fields_.Count() == static_cast<int>(titles); }
+    std::string_view FieldAt(int column) const override;
+    std::span<Field const> Fields() const override;
+    int ColumnOf(std::size_t field) const override;
+    char const* TitleOf(std::size_t field) const override { return titles_[field]; }
+    int AddressColumn() const override;
+    char const* AddressTitle() const override;
+    void TakeOwn(std::size_t field, std::string_view value) override;
+    char const* NamingTitle() const override { return AddressTitle(); }
+    std::string_view NamingField() const override { return FieldAt(AddressColumn()); }
+    int FindTitles();
+    void RewriteAttributes();
+    int TestAttributes();
+    void SetCell(int cell, CString value);
+    void TakeDay(std::size_t field, std::string_view value, int element);
+
+    bool const rewrite_attributes_;
+    LinePieces pieces_;
+    std::string line_;
+    mutable LineFields fields_{",", '"'};
+    CString titles_[titles];
+    int columns_[titles];
+    int free_types_[10] = {};  // of the attributes G to P
+};
+
+}  // namespace customers

@@ -1,7 +1,0 @@
-#include "storage/check_directory.h"
-
-#include "platform/file.h"
-
-int CheckDirectory(char const* path) {
-    return path && *path && platform::IsDirectory(path) ? directory_exists : directory_missing;
-}

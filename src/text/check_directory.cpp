@@ -1,0 +1,7 @@
+#include "text/check_directory.h"
+
+#include "platform/file.h"
+
+int CheckDirectory(char const* path) {
+    return path && *path && platform::IsDirectory(path) ? directory_exists : directory_missing;
+}

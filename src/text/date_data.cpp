@@ -1,0 +1,101 @@
+#include "text/date_data.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+#include <string_view>
+
+namespace {
+
+enum Part : int { year, month, day, hour, minute, second };
+
+constexpr int february = 2;
+// What ends a part; the last one is ended by the end of the text alone.
+constexpr char part_ends[date_data_parts] = {'/', '/', ' ', ':', ':', 0};
+constexpr int lowest[date_data_parts] = {1900, 1, 1, 0, 0, 0};
+constexpr int highest[date_data_parts] = {9999, 12, 31, 23, 59, 59};
+
+int DaysIn(int of_year, int of_month) {
+    constexpr int days[] = {31, 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
+    bool const leap = of_year % 4 == 0 && (of_year % 100 != 0 || of_year % 400 == 0);
+    return days[of_month - 1] + (leap && of_month == february ? 1 : 0);
+}
+
+// Takes the text up to `end` away from `rest`, and `end` with it.
+std::string_view TakePiece(std::string_view& rest, char end) {
+    const std::size_t size = end ? std::min(rest.find(end), rest.size()) : rest.size();
+    const std::string_view piece = rest.substr(0, size);
+    rest.remove_prefix(std::min(size + 1, rest.size()));
+    return piece;
+}
+
+constexpr std::string_view stored_form = "0000/00/00 00:00:00";
+constexpr std::size_t bytes_of_parts[] = {0, 4, 7, 10, 13, 16, 19};  // of a text in that form
+
+bool TakeDigits(std::string_view text, std::size_t from, std::size_t to, int& number) {
+    number = 0;
+    for (; from < to; ++from) {
+        if (text[from] < '0' || text[from] > '9') return false;
+        number = 10 * number + (text[from] - '0');
+    }
+    return true;
+}
+
+// The number of parts of a date that already stands in its stored form, with its day at least; 0 for any
+// other. Nearly all dates do, and they need not be taken apart and written anew.
+int PartsAsStored(std::string_view text) {
+    int values[date_data_parts] = {};
+    int parts = 0;
+    while (parts < date_data_parts && bytes_of_parts[parts] < text.size()) {
+        const std::size_t from = parts == year ? 0 : bytes_of_parts[parts] + 1,
+                          to = bytes_of_parts[parts + 1];
+        if (text.size() < to || (parts != year && text[from - 1] != stored_form[from - 1])) return 0;
+        if (!TakeDigits(text, from, to, values[parts])) return 0;
+        int const limit = parts == day ? DaysIn(values[year], values[month]) : highest[parts];
+        if (values[parts] < lowest[parts] || values[parts] > limit) return 0;
+        ++parts;
+    }
+    bool const whole = parts > day && text.size() == bytes_of_parts[parts];
+    return whole ? parts : 0;
+}
+
+}  // namespace
+
+int ReFormat_DateData(char const* text, char* out, int upper) {
+    return text::ReFormatDate(text ? text : "", out, upper);
+}
+
+int text::ReFormatDate(std::string_view text, char* out, int upper) {
+    constexpr std::string_view start_of_day = "0000/00/00 00:00:00", end_of_day = "0000/00/00 23:59:59";
+    bool const to_upper = upper == 1;
+    if (int const stored = PartsAsStored(text)) {
+        if (out) {
+            const std::string_view rest = (to_upper ? end_of_day : start_of_day).substr(text.size());
+            out[text.copy(out, text.size()) + rest.copy(out + text.size(), rest.size())] = '\0';
+        }
+        return stored;
+    }
+    int values[date_data_parts];
+    std::copy_n(to_upper ? highest : lowest, date_data_parts, values);
+    std::string_view rest = text;
+    int parts = 0;
+    for (; parts < date_data_parts; ++parts) {
+        const std::string_view piece = TakePiece(rest, part_ends[parts]);
+        long const value = std::strtol(std::string(piece).c_str(), nullptr, 10);
+        int const limit = parts == day ? DaysIn(values[year], values[month]) : highest[parts];
+        if (piece.empty() || value < lowest[parts] || value > limit) break;
+        values[parts] = static_cast<int>(value);
+        if (parts == month && to_upper) values[day] = DaysIn(values[year], values[month]);
+    }
+    if (out)
+        std::snprintf(out, date_data_size, "%4d/%02d/%02d %02d:%02d:%02d", values[year], values[month],
+                      values[day], values[hour], values[minute], values[second]);
+    return parts;
+}
+
+std::string_view text::DateAsGiven(std::string_view text, char (&out)[date_data_size]) {
+    int const parts = ReFormatDate(text, out, 0);
+    return {out, parts > day ? bytes_of_parts[parts] : 0};
+}
