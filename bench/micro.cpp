@@ -10,7 +10,9 @@
 
 namespace {
 
-const CString japanese = "いつもお世話になっております。ご注文は、お電話またはホームページから承っております。TEL 03-0000-0000\r\n";
+const CString japanese =
+    "いつもお世話になっております。ご注文は、お電話またはホームページから承っております。TEL "
+    "03-0000-0000\r\n";
 
 void CopyString(benchmark::State& state) {
     for (auto _ : state) {
@@ -46,7 +48,8 @@ void CheckAddress(benchmark::State& state) {
 BENCHMARK(CheckAddress);
 
 void TerminalType(benchmark::State& state) {
-    for (auto _ : state) benchmark::DoNotOptimize(CXEmail::GetTermTypeFromMailAddr("hanako.yamada@mail.example.jp"));
+    for (auto _ : state)
+        benchmark::DoNotOptimize(CXEmail::GetTermTypeFromMailAddr("hanako.yamada@mail.example.jp"));
 }
 BENCHMARK(TerminalType);
 

@@ -4,9 +4,9 @@
 
 #include "customers/customer_elements.h"
 #include "customers/database_edit.h"
-#include "extract/extract_action.h"
-#include "extract/extract_list_viewer.h"
-#include "extract/extract_result_detail.h"
 #include "customers/field_rules.h"
 #include "customers/one_customer.h"
 #include "customers/one_customer_data.h"
+#include "extract/extract_action.h"
+#include "extract/extract_list_viewer.h"
+#include "extract/extract_result_detail.h"

@@ -1,6 +1,7 @@
 #pragma once
 
-// The open data set: its files, keys and start-up password, its settings and sequences, backup and restore of its customers.
+// The open data set: its files, keys and start-up password, its settings and sequences, backup and restore of
+// its customers.
 
 #include "backup/db_backup.h"
 #include "backup/db_restore.h"

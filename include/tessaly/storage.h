@@ -1,7 +1,8 @@
 #pragma once
 
 // Errors and tables, copies, transfer log and profile files; and what an application needs of the platform
-// to talk to the library at all: its paths, its code page, its messages, the place of its logs, its way to replace a file.
+// to talk to the library at all: its paths, its code page, its messages, the place of its logs, its way to
+// replace a file.
 
 #include "platform/codepage932.h"
 #include "platform/dialog.h"

@@ -8,8 +8,8 @@
 #include <utility>
 
 // File descriptors, underneath everything that reads or writes files. Whatever writes goes through WriteAll,
-// where FailWritesAfter takes hold, and whatever reads through ReadSome or ReadAt, where FailReadsAfter does. A failure
-// leaves its reason in errno. Nothing here gives up because of a signal.
+// where FailWritesAfter takes hold, and whatever reads through ReadSome or ReadAt, where FailReadsAfter does.
+// A failure leaves its reason in errno. Nothing here gives up because of a signal.
 namespace platform::posix {
 
 // Owns a descriptor.

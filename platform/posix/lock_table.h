@@ -20,8 +20,8 @@ namespace platform::posix {
 
 class LockTable {
   public:
-    // Opens the table of that name (shm_open), making it if need be. A file of that name that another user made
-    // or may write is not used, nor one that has another name too.
+    // Opens the table of that name (shm_open), making it if need be. A file of that name that another user
+    // made or may write is not used, nor one that has another name too.
     explicit LockTable(std::string const& name);
     // The memory stays mapped: a lock may be held.
     ~LockTable() = default;

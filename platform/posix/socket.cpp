@@ -70,7 +70,8 @@ int CSocket::ConnectToHost(char const* name, unsigned port) {
             found = platform::posix::FindByName(host);
         } else {
             platform::posix::HostLookup lookup(host);
-            while (!lookup.Wait(InterruptDescriptor() < 0 ? platform::MillisecondsToNextTimer() : interrupt_step_ms))
+            while (!lookup.Wait(InterruptDescriptor() < 0 ? platform::MillisecondsToNextTimer()
+                                                          : interrupt_step_ms))
                 if (!PumpMessages() || IsInterrupted()) return platform::socket_interrupted;
             found = lookup.Take();
         }

@@ -5,8 +5,8 @@
 #include <string_view>
 #include <vector>
 
-#include "mime/ascii.h"
 #include "compose/html_meta.h"
+#include "mime/ascii.h"
 #include "mime/encoded_words.h"
 #include "mime/transfer_encodings.h"
 #include "text/kcodec.h"

@@ -2,9 +2,9 @@
 
 #include <string>
 
+#include "compose/html_meta.h"
 #include "mime/ascii.h"
 #include "mime/boundary.h"
-#include "compose/html_meta.h"
 #include "mime/quoted_printable.h"
 #include "text/kcodec.h"
 #include "text/strings.h"

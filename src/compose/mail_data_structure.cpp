@@ -5,12 +5,12 @@
 #include <string>
 #include <string_view>
 
+#include "compose/attach_file_manager.h"
+#include "compose/mime_text.h"
 #include "customers/one_customer.h"
 #include "delivery/mail_word_insert.h"
 #include "mime/ascii.h"
 #include "mime/boundary.h"
-#include "compose/attach_file_manager.h"
-#include "compose/mime_text.h"
 #include "mime/mime_decode_tool.h"
 #include "mime/quoted_printable.h"
 #include "mime/transfer_encodings.h"

@@ -4,9 +4,9 @@
 #include <string>
 
 #include "customers/customer_row.h"
-#include "text/date_data.h"
 #include "storage/decimal.h"
 #include "storage/my_db.h"
+#include "text/date_data.h"
 #include "text/value_checks.h"
 
 namespace customers {

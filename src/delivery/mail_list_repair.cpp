@@ -4,16 +4,16 @@
 #include <unordered_set>
 
 #include "delivery/history_list_viewer.h"
-#include "mailstore/term_type.h"
 #include "environment/env_manager.h"
 #include "mailstore/mail_id.h"
 #include "mailstore/mail_list_lock.h"
 #include "mailstore/mail_list_viewer.h"
 #include "mailstore/mail_writer.h"
+#include "mailstore/term_type.h"
 #include "platform/dialog.h"
 #include "platform/file.h"
-#include "text/date_data.h"
 #include "storage/decimal.h"
+#include "text/date_data.h"
 #include "text/dates.h"
 
 using mailstore::MailListLock;

@@ -11,8 +11,8 @@ namespace environment {
 class DataKey {
   public:
     explicit DataKey(EnvManager& env);
-    // For loads whose caller may name the key: `key` if `use_key` is not 0 (null for the default tables), else
-    // the environment's own. An environment of type_plain has no key whatever the caller names.
+    // For loads whose caller may name the key: `key` if `use_key` is not 0 (null for the default tables),
+    // else the environment's own. An environment of type_plain has no key whatever the caller names.
     DataKey(EnvManager& env, int use_key, char const* key);
 
     // false when a keyed environment does not give its key. Nothing is then read or written, so that no file

@@ -4,11 +4,11 @@
 #include "platform/file.h"
 #include "platform/mbcs.h"
 #include "platform/ole_date_time.h"
-#include "text/check_directory.h"
-#include "text/date_data.h"
 #include "storage/md5.h"
 #include "storage/substitution.h"
 #include "storage/xcsv_write.h"
+#include "text/check_directory.h"
+#include "text/date_data.h"
 
 namespace {
 

@@ -4,10 +4,10 @@
 
 #include "environment/data_key.h"
 #include "environment/env_manager.h"
-#include "storage/construction_failure.h"
-#include "text/date_data.h"
-#include "storage/decimal.h"
 #include "environment/sequencer.h"
+#include "storage/construction_failure.h"
+#include "storage/decimal.h"
+#include "text/date_data.h"
 #include "text/dates.h"
 
 namespace {

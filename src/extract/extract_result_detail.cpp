@@ -11,10 +11,10 @@
 #include "customers/customer_row.h"
 #include "customers/database_edit.h"
 #include "customers/database_lock.h"
-#include "extract/extract_list_viewer.h"
 #include "customers/table_cells.h"
 #include "environment/data_key.h"
 #include "environment/env_manager.h"
+#include "extract/extract_list_viewer.h"
 #include "mailstore/mail_list_viewer.h"
 #include "storage/construction_failure.h"
 

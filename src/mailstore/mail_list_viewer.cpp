@@ -4,12 +4,12 @@
 
 #include "environment/data_key.h"
 #include "environment/env_manager.h"
+#include "environment/sequencer.h"
 #include "mailstore/mail_id.h"
 #include "mailstore/mail_list_lock.h"
 #include "platform/dialog.h"
-#include "text/date_data.h"
 #include "storage/decimal.h"
-#include "environment/sequencer.h"
+#include "text/date_data.h"
 #include "text/dates.h"
 
 using mailstore::MailListLock;

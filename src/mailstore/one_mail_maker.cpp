@@ -7,10 +7,10 @@
 #include "mailstore/mail_list_viewer.h"
 #include "mailstore/one_mail_data.h"
 #include "platform/file.h"
-#include "text/check_directory.h"
 #include "storage/construction_failure.h"
-#include "text/date_data.h"
 #include "storage/decimal.h"
+#include "text/check_directory.h"
+#include "text/date_data.h"
 #include "text/dates.h"
 #include "text/directories.h"
 

@@ -5,8 +5,8 @@ class CErrMsg;
 namespace storage {
 
 // How a constructor ends that cannot bind or read what it is given: the text of `error` is shown in a message
-// box - with a stop icon where there is a `title` - and CUserException is raised. The last form sets the error
-// number first.
+// box - with a stop icon where there is a `title` - and CUserException is raised. The last form sets the
+// error number first.
 [[noreturn]] void FailConstruction(CErrMsg const& error);
 [[noreturn]] void FailConstruction(CErrMsg const& error, char const* title);
 [[noreturn]] void FailConstruction(CErrMsg& error, int code);

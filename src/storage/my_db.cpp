@@ -11,9 +11,9 @@
 #include "platform/dialog.h"
 #include "platform/file.h"
 #include "platform/mbcs.h"
-#include "text/check_directory.h"
 #include "storage/xcsv_read.h"
 #include "storage/xcsv_write.h"
+#include "text/check_directory.h"
 
 namespace {
 

@@ -18,8 +18,8 @@ namespace text {
 // The same for a text that no NUL ends.
 TESSALY_API int ReFormatDate(std::string_view text, char* out, int upper);
 
-// A date as it is stored when it may be given in part: no further than the text gives it. Result: that part of
-// `out`; empty for a text without year, month and day.
+// A date as it is stored when it may be given in part: no further than the text gives it. Result: that part
+// of `out`; empty for a text without year, month and day.
 TESSALY_API std::string_view DateAsGiven(std::string_view text, char (&out)[date_data_size]);
 
 }  // namespace text

@@ -5,9 +5,9 @@
 #include <string>
 #include <vector>
 
+#include "compose/mime_analyze.h"
 #include "customers/one_customer.h"
 #include "mime/boundary.h"
-#include "compose/mime_analyze.h"
 #include "mime/mime_decode_tool.h"
 #include "platform/clock.h"
 #include "tests/platform/scratch_folder.h"

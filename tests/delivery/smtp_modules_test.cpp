@@ -13,8 +13,8 @@
 #include "delivery/smtp_authentication.h"
 #include "delivery/smtp_reply.h"
 #include "delivery/wire_text.h"
-#include "platform/mail_dots.h"
 #include "platform/clock.h"
+#include "platform/mail_dots.h"
 
 namespace {
 
@@ -229,7 +229,8 @@ TEST(MailSendHeader, LinesAreExact) {
 }
 
 TEST(WireText, NoBodyHoldsTheEndOfTheMail) {
-    for (char const* body : {"\r\n.\r\nRSET", "\x81\r\n.\r\nRSET", "\x81\n.\r\nRSET", "\x81)\x87\x9E.\r\n.", ".\r\n", "\r\n."}) {
+    for (char const* body :
+         {"\r\n.\r\nRSET", "\x81\r\n.\r\nRSET", "\x81\n.\r\nRSET", "\x81)\x87\x9E.\r\n.", ".\r\n", "\r\n."}) {
         delivery::WireParts parts;
         parts.header = "A: b\r\n";
         parts.body = body;

@@ -4,10 +4,10 @@
 
 #include "extract/extract_tests.h"
 #include "platform/file.h"
-#include "text/date_data.h"
 #include "tests/customers/customer_fixture.h"
 #include "tests/support/file_content.h"
 #include "tests/support/message_boxes.h"
+#include "text/date_data.h"
 
 namespace {
 

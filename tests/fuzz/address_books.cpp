@@ -3,9 +3,9 @@
 #include <string>
 #include <vector>
 
+#include "fuzz_target.h"
 #include "import/line_pieces.h"
 #include "import/outlook_records.h"
-#include "fuzz_target.h"
 
 namespace {
 

@@ -4,10 +4,10 @@
 #include <algorithm>
 #include <string>
 
-#include "fuzz_target.h"
-#include "mime/ascii.h"
 #include "compose/eml_file_decoder.h"
 #include "compose/eml_file_encoder.h"
+#include "fuzz_target.h"
+#include "mime/ascii.h"
 #include "text/kcodec.h"
 
 namespace {

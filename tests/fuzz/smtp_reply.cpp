@@ -3,8 +3,8 @@
 #include "delivery/smtp_reply.h"
 
 #include "delivery/mail_send.h"
-#include "platform/socket_support.h"
 #include "fuzz_target.h"
+#include "platform/socket_support.h"
 
 namespace {
 

@@ -5,8 +5,8 @@
 
 #include <vector>
 
-#include "import/line_fields.h"
 #include "fuzz_target.h"
+#include "import/line_fields.h"
 
 namespace {
 

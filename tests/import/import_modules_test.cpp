@@ -3,8 +3,8 @@
 #include <random>
 #include <string>
 
-#include "import/customer_id_source.h"
 #include "customers/field_rules.h"
+#include "import/customer_id_source.h"
 #include "import/line_fields.h"
 #include "import/line_reader.h"
 #include "platform/file.h"
