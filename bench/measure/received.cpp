@@ -26,13 +26,14 @@ std::size_t DecodeLeaves(MimeFormatStruct const& entity, std::vector<char>& out)
     for (MimeFormatStruct const& child : entity.m_aChild) leaves += DecodeLeaves(child, out);
     if (!entity.m_aChild.IsEmpty()) return leaves;
     out.resize(std::max(out.size(), static_cast<std::size_t>(entity.m_strBody.GetLength()) + 1));
+    constexpr int as_it_stands = 0;
     CString encoding;
     entity.GetContentTransferEncoding(encoding);
     int size = 0;
     DecodeMailBody(entity.m_strBody,
                    encoding == "base64"             ? MAIL_BODY_BASE64
                    : encoding == "quoted-printable" ? MAIL_BODY_QUOTED_PRINTABLE
-                                                    : MAIL_BODY_PLAIN,
+                                                    : as_it_stands,
                    out.data(), size);
     return leaves;
 }
