@@ -21,11 +21,13 @@ endif()
 add_library(tessaly_cp932 INTERFACE)
 target_compile_options(tessaly_cp932 INTERFACE -fexec-charset=CP932)
 
-# Each room has an include folder of its own, in which it stands under its name. A target sees the rooms that it names and
+# Each room has an include folder of its own, in which it stands under its name (engine/mails). A target sees the rooms that it names and
 # no others, so an include that follows no declared arrow does not compile.
-function(tessaly_include_folder room folder)
-  file(MAKE_DIRECTORY ${PROJECT_BINARY_DIR}/rooms/${room})
-  file(CREATE_LINK ${folder} ${PROJECT_BINARY_DIR}/rooms/${room}/${room} SYMBOLIC)
+function(tessaly_include_folder room name folder)
+  set(link ${PROJECT_BINARY_DIR}/rooms/${room}/${name})
+  get_filename_component(parent ${link} DIRECTORY)
+  file(MAKE_DIRECTORY ${parent})
+  file(CREATE_LINK ${folder} ${link} SYMBOLIC)
 endfunction()
 
 # tessaly_room(NAME DEPENDS room...): the objects of a folder of src/. DEPENDS names the rooms whose headers it includes. They
@@ -33,7 +35,7 @@ endfunction()
 function(tessaly_room name)
   cmake_parse_arguments(ROOM "" "" "DEPENDS" ${ARGN})
   file(GLOB_RECURSE sources CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/*.cpp)
-  tessaly_include_folder(${name} ${CMAKE_CURRENT_SOURCE_DIR})
+  tessaly_include_folder(${name} ${name} ${CMAKE_CURRENT_SOURCE_DIR})
   add_library(tessaly_${name} OBJECT ${sources})
   target_link_libraries(tessaly_${name} PRIVATE tessaly_flags tessaly_cp932)
   foreach(room ${name} platform ${ROOM_DEPENDS})

@@ -1,12 +1,12 @@
 // Delimited text from other programs: its records hold all of the file, and become one line each. The first
 // byte of the input chooses encoding, delimiter and quote. What is no text is refused.
 
-#include "csv_source.h"
+#include "engine/customers/csv_source.h"
 
 #include <algorithm>
 #include <utility>
 
-#include "failure.h"
+#include "engine/base/failure.h"
 #include "fuzz_target.h"
 
 namespace {
@@ -16,9 +16,9 @@ std::size_t BytesOfText(std::string_view text) {
         std::count_if(text.begin(), text.end(), [](char c) { return c != '\r' && c != '\n'; }));
 }
 
-void CheckRecord(app::CsvSource const& source, app::CsvSource::Record const& record) {
+void CheckRecord(engine::CsvSource const& source, engine::CsvSource::Record const& record) {
     fuzz::Check(!record.raw.empty(), "blank lines are passed over");
-    const app::Crossed crossed = source.ForLibrary(record);
+    const engine::Crossed crossed = source.ForLibrary(record);
     if (crossed.no_form) {
         auto const inner = static_cast<std::size_t>(std::count(record.raw.begin(), record.raw.end(), '\n'));
         fuzz::Check(crossed.no_form->line >= record.line && crossed.no_form->line <= record.line + inner,
@@ -37,21 +37,21 @@ void FuzzOne(std::string_view bytes) {
     if (bytes.empty()) return;
     auto const choice = static_cast<unsigned char>(bytes[0]);
     bytes.remove_prefix(1);
-    auto const encoding = choice & 16 ? app::Encoding::utf16 : static_cast<app::Encoding>(choice % 3);
-    app::FileText file;
+    auto const encoding = choice & 16 ? engine::Encoding::utf16 : static_cast<engine::Encoding>(choice % 3);
+    engine::FileText file;
     try {
-        file = app::TextOfFile(std::string(bytes), encoding, "a.csv");
-    } catch (app::Failure const&) {
+        file = engine::TextOfFile(std::string(bytes), encoding, "a.csv");
+    } catch (engine::Failure const&) {
         return;  // not a text
     }
-    fuzz::Check(file.encoding == app::Encoding::utf8 || file.encoding == app::Encoding::cp932,
+    fuzz::Check(file.encoding == engine::Encoding::utf8 || file.encoding == engine::Encoding::cp932,
                 "the encoding is settled");
     const std::string text_of_file = file.text;
-    app::CsvSource source(std::move(file.text), file.encoding, choice & 4 ? '\t' : ',',
-                          choice & 8 ? '\0' : '"');
+    engine::CsvSource source(std::move(file.text), file.encoding, choice & 4 ? '\t' : ',',
+                             choice & 8 ? '\0' : '"');
 
     std::size_t text = 0, line = 0;
-    app::CsvSource::Record record{};
+    engine::CsvSource::Record record{};
     while (source.Next(record)) {
         fuzz::Check(record.line > line, "records come in the order of the file");
         line = record.line;

@@ -1,11 +1,11 @@
 // A mail as its writer has it: read or refused, and what was read can be written and read again.
 
-#include "draft.h"
+#include "engine/mails/draft.h"
 
 #include <vector>
 
-#include "crossing.h"
-#include "failure.h"
+#include "engine/base/crossing.h"
+#include "engine/base/failure.h"
 #include "fuzz_target.h"
 #include "memory_file.h"
 #include "tessaly/text.h"
@@ -28,36 +28,36 @@ std::size_t LinesOf(std::string_view content) {
     return lines;
 }
 
-app::Draft Read(std::string_view content, std::vector<app::Finding>& findings) {
+engine::Draft Read(std::string_view content, std::vector<engine::Finding>& findings) {
     const fuzz::MemoryFile file(content);
-    return app::ReadDraft(file.HostPath(), findings);
+    return engine::ReadDraft(file.HostPath(), findings);
 }
 
 }  // namespace
 
 void FuzzOne(std::string_view bytes) {
-    std::vector<app::Finding> findings;
-    app::Draft draft;
+    std::vector<engine::Finding> findings;
+    engine::Draft draft;
     try {
         draft = Read(bytes, findings);
-    } catch (app::Failure const& failure) {
+    } catch (engine::Failure const& failure) {
         fuzz::Check(*failure.what() != '\0', "a refusal says why");
         return;
     }
     fuzz::Check(!draft.subject.IsEmpty() && !draft.body.IsEmpty(), "a draft has a subject and a body");
     fuzz::Check(draft.subject.FindOneOf("\r\n") < 0, "a subject is one line");
     fuzz::Check(HasOnlyWholeLineEnds(draft.body.View()), "line ends are CR LF");
-    for (app::Mailbox const* mailbox : {&draft.from, &draft.reply_to})
+    for (engine::Mailbox const* mailbox : {&draft.from, &draft.reply_to})
         fuzz::Check(mailbox->address.IsEmpty() || MailAddressChecker(mailbox->address) == 1,
                     "an address is one");
     const std::size_t lines = LinesOf(bytes);
-    for (app::Finding const& finding : findings)
+    for (engine::Finding const& finding : findings)
         fuzz::Check(
             finding.line >= 1 && finding.line <= lines && finding.column >= 1 && !finding.text.empty(),
             "a finding has a place in the file");
 
-    const std::string again = "Subject: " + app::Out(draft.subject) + "\n\n" + app::Out(draft.body);
-    std::vector<app::Finding> found_again;
-    const app::Draft copy = Read(again, found_again);
+    const std::string again = "Subject: " + engine::Out(draft.subject) + "\n\n" + engine::Out(draft.body);
+    std::vector<engine::Finding> found_again;
+    const engine::Draft copy = Read(again, found_again);
     fuzz::Check(copy.subject == draft.subject && copy.body == draft.body, "what was read is read again");
 }

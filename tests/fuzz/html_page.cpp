@@ -1,13 +1,13 @@
 // A page as the application divides it: tags and addresses lie within it, one behind the other; and its text.
 
+#include "engine/mails/html_source.h"
+#include "engine/mails/html_tokens.h"
 #include "fuzz_target.h"
-#include "html_source.h"
-#include "html_tokens.h"
 
 void FuzzOne(std::string_view bytes) {
     const std::string page = fuzz::TextOf(bytes);
-    app::HtmlTokens tokens(page);
-    app::HtmlTag tag;
+    engine::HtmlTokens tokens(page);
+    engine::HtmlTag tag;
     std::size_t done = 0;
     while (tokens.Next(tag)) {
         fuzz::Check(tag.begin >= done && tag.end > tag.begin && tag.content_end >= tag.end &&
@@ -15,17 +15,17 @@ void FuzzOne(std::string_view bytes) {
                     "tags follow each other");
         fuzz::Check(page[tag.begin] == '<' && page[tag.end - 1] == '>', "a tag has its brackets");
         done = tag.content_end;
-        for (app::HtmlAttribute const& attribute : tag.attributes) {
+        for (engine::HtmlAttribute const& attribute : tag.attributes) {
             fuzz::Check(attribute.begin <= attribute.end && attribute.end < tag.end,
                         "a value lies in its tag");
             std::size_t last = attribute.begin;
-            for (app::HtmlPlace const& place : app::UrlsIn(page, {attribute.begin, attribute.end})) {
+            for (engine::HtmlPlace const& place : engine::UrlsIn(page, {attribute.begin, attribute.end})) {
                 fuzz::Check(place.begin >= last && place.begin <= place.end && place.end <= attribute.end,
                             "an address lies in its style");
                 last = place.end;
             }
         }
     }
-    const CString text = app::TextOfHtml(CString(page.c_str()));
+    const CString text = engine::TextOfHtml(CString(page.c_str()));
     fuzz::Check(text.Find("\r\n\r\n\r\n") < 0 || page.find('&') != page.npos, "one empty line in a row");
 }

@@ -1,13 +1,13 @@
 // What the application reads of received mail, and text of any bytes made fit for mail: nothing stops at a
 // character without a form, and damage takes no line end along.
 
-#include "received_text.h"
+#include "engine/mails/received_text.h"
 
 #include <algorithm>
 
-#include "crossing.h"
+#include "engine/base/crossing.h"
+#include "engine/mails/mail_text.h"
 #include "fuzz_target.h"
-#include "mail_text.h"
 #include "tessaly/delivery.h"
 
 namespace {
@@ -15,11 +15,11 @@ namespace {
 auto Lines(std::string_view text) { return std::count(text.begin(), text.end(), '\n'); }
 
 void IsMailable(CString const& text) {
-    const CString mailable = app::Mailable(text, false);
+    const CString mailable = engine::Mailable(text, false);
     fuzz::Check(Lines(mailable.View()) == Lines(text.View()), "every line end stays");
-    fuzz::Check(app::Out(mailable).find("\uFFFD") == std::string::npos, "no damage is left");
-    app::MailableBody(text);
-    const CString header = app::HeaderLine("Subject", app::Mailable(text, true));
+    fuzz::Check(engine::Out(mailable).find("\uFFFD") == std::string::npos, "no damage is left");
+    engine::MailableBody(text);
+    const CString header = engine::HeaderLine("Subject", engine::Mailable(text, true));
     for (std::string_view rest = header.View(); !rest.empty();) {
         const std::string_view line = rest.substr(0, rest.find("\r\n"));
         fuzz::Check(line.find("=?ISO-2022-JP?B?") == line.npos || line.size() <= 76,
@@ -34,12 +34,12 @@ void FuzzOne(std::string_view bytes) {
     const std::string text = fuzz::TextOf(bytes);
     MimeFormatStruct mail;
     MimeDecodeTool::MimeDecode(CString(text.c_str()), mail);
-    app::SubjectOf(mail);
-    app::NameOfPart(mail);
-    app::MakeReadable(mail);
+    engine::SubjectOf(mail);
+    engine::NameOfPart(mail);
+    engine::MakeReadable(mail);
     MailAnalyzer analyzer;
     analyzer.MailAnalysis(mail);
-    const CString crossed = app::IntoWithGeta(text);
+    const CString crossed = engine::IntoWithGeta(text);
     fuzz::Check(Lines(crossed.View()) == Lines(text), "text keeps its lines");
     fuzz::Check(crossed.View().find('\x1B') == std::string_view::npos, "no escape is left");
     IsMailable(CString(text.c_str()));

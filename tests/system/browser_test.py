@@ -10,7 +10,7 @@ import sys
 import unittest
 import zlib
 
-sys.path.append(str(pathlib.Path(__file__).resolve().parents[1] / "app"))
+sys.path.append(str(pathlib.Path(__file__).resolve().parents[1] / "cli"))
 from cli import PATIENCE, CommandTest  # noqa: E402
 
 SKIPPED = 77

@@ -12,7 +12,7 @@ import subprocess
 import sys
 import unittest
 
-sys.path.append(str(pathlib.Path(__file__).resolve().parents[1] / "app"))
+sys.path.append(str(pathlib.Path(__file__).resolve().parents[1] / "cli"))
 from certificates import Authority  # noqa: E402
 from cli import PATIENCE, CommandTest, wait_for  # noqa: E402
 

@@ -10,6 +10,8 @@ ROOMS = {"backup", "compose", "customers", "delivery", "environment", "extract",
          "mailstore", "mime", "reception", "storage", "text"}
 # C++ headers that speak to the system, or cannot be compiled for code page 932.
 NOT_FOR_THE_LIBRARY = {"chrono", "csignal", "filesystem", "fstream", "iostream", "thread"}
+# The engine shows nothing by itself.
+NOT_FOR_THE_ENGINE = {"iostream"}
 COMPILER_HEADERS = {"emmintrin.h"}
 
 
@@ -22,7 +24,7 @@ def includes(folder):
 
 
 def allowed_rooms(root):
-    """By room, itself and the rooms that its CMake target names; each room by its folder in src."""
+    """By room of the library, itself and the rooms that its CMake target names; each room by its folder in src."""
     rooms = {}
     for file in (root / "src").rglob("CMakeLists.txt"):
         if declared := re.search(r"tessaly_room\(([^)]*)\)", file.read_text()):
@@ -31,6 +33,13 @@ def allowed_rooms(root):
                 raise ValueError(f"{file}: not the folder of a room {name}")
             rooms[name] = {name, *depends[1:]}
     return rooms
+
+
+def allowed_engine_rooms(root):
+    """The same for the rooms of the engine, which are declared in one place."""
+    text = (root / "engine/CMakeLists.txt").read_text()
+    return {name: {name, *depends.split()[1:]}
+            for name, depends in re.findall(r"^tessaly_engine_room\((\w+)([^)]*)\)", text, re.M)}
 
 
 def circle(arrows):
@@ -44,24 +53,35 @@ def circle(arrows):
             del left[node]
 
 
-def allowed(root, rooms, file, included):
+def is_standard(included):
+    return included[0] == "<" and "." not in included and "/" not in included
+
+
+def allowed(root, rooms, engine, file, included):
     part = file.relative_to(root).parts
     name, first = included[1:-1], included[1:-1].split("/")[0]
     if part[0] == "platform":
         return included[0] == "<" or first == "platform"
     if part[0] == "include":
-        return included[0] == '"' and (first in {"platform", "tessaly"} | ROOMS)
-    if part[0] == "app":
-        return included[0] == "<" or first == "tessaly" or ("/" not in name and (root / "app" / name).exists())
+        return included[0] == '"' and first in {"platform", "tessaly"} | ROOMS
+    if part[0] == "engine":
+        if included[0] == "<":
+            return name not in NOT_FOR_THE_ENGINE and not name.startswith("CLI/")
+        return first == "tessaly" or (first == "engine" and name.split("/")[1] in engine.get(part[1], set()))
+    if part[0] == "postbox":
+        return included[0] == "<" or first in {"postbox", "tessaly"}
+    if part[0] == "cli":
+        return included[0] == "<" or first in {"cli", "engine", "postbox", "tessaly"}
     if included[0] == "<":
-        return name in COMPILER_HEADERS or ("." not in name and "/" not in name and name not in NOT_FOR_THE_LIBRARY)
+        return name in COMPILER_HEADERS or (is_standard(included) and name not in NOT_FOR_THE_LIBRARY)
     return first == "platform" or first in rooms.get(part[1], set())
 
 
 def violations(root):
-    rooms = allowed_rooms(root)
-    return [f"{file.relative_to(root)}: {included}" for part in ("platform", "include", "src", "app")
-            for file, included in includes(root / part) if not allowed(root, rooms, file, included)]
+    rooms, engine = allowed_rooms(root), allowed_engine_rooms(root)
+    return [f"{file.relative_to(root)}: {included}"
+            for part in ("platform", "include", "src", "engine", "postbox", "cli")
+            for file, included in includes(root / part) if not allowed(root, rooms, engine, file, included)]
 
 
 class HouseRules(unittest.TestCase):
@@ -70,23 +90,31 @@ class HouseRules(unittest.TestCase):
         self.assertGreater(len(list(includes(ROOT / "src"))), 100)
         self.assertEqual(violations(ROOT), [])
         self.assertEqual(circle(allowed_rooms(ROOT)), [])
+        folders = {file.parent.name for file in (ROOT / "engine").glob("*/*.h")}
+        self.assertEqual(allowed_engine_rooms(ROOT).keys(), folders)
+        self.assertEqual(circle(allowed_engine_rooms(ROOT)), [])
 
     def test_a_wrong_arrow_is_seen(self):
         wrong = {"platform/a.cpp": ['"storage/my_db.h"', '"tessaly/text.h"'],
                  "src/text/a.h": ["<unistd.h>", "<sys/stat.h>", "<openssl/ssl.h>", "<curl/curl.h>", "<chrono>",
                                   '"tessaly/text.h"', '"include/tessaly/text.h"', '"customers/one_customer.h"',
-                                  '"app/draft.h"'],
+                                  '"engine/mails/draft.h"'],
                  "src/customers/a.h": ['"extract/extract_action.h"'],
-                 "include/tessaly/a.h": ["<string>", '"app/draft.h"'],
-                 "app/a.cpp": ['"storage/my_db.h"', '"platform/cstring.h"', '"../src/storage/my_db.h"', '"missing.h"']}
+                 "include/tessaly/a.h": ["<string>", '"engine/mails/draft.h"'],
+                 "engine/mails/a.cpp": ["<iostream>", "<CLI/CLI.hpp>", '"engine/sending/mailing.h"', '"cli/terminal.h"',
+                                        '"storage/my_db.h"', '"platform/cstring.h"', '"missing.h"'],
+                 "postbox/a.cpp": ['"engine/base/failure.h"', '"cli/terminal.h"'],
+                 "cli/a.cpp": ['"storage/my_db.h"', '"platform/cstring.h"', '"../src/storage/my_db.h"', '"missing.h"']}
         right = {"platform/posix/b.cpp": ["<unistd.h>", '"platform/file.h"'],
                  "src/storage/b.h": ["<string>", '"text/dates.h"'],
                  "src/extract/b.h": ['"customers/one_customer.h"', '"extract/extract_action.h"'],
-                 "app/b.cpp": ["<unistd.h>", "<CLI/CLI.hpp>", '"b.h"', '"tessaly/text.h"'], "app/b.h": []}
+                 "engine/sending/b.cpp": ["<thread>", '"engine/mails/draft.h"', '"tessaly/text.h"'],
+                 "cli/b.cpp": ["<unistd.h>", "<CLI/CLI.hpp>", '"cli/b.h"', '"engine/mails/draft.h"', '"tessaly/text.h"']}
         with tempfile.TemporaryDirectory() as scratch:
             root = pathlib.Path(scratch)
             rooms = {"text": "", "storage": "DEPENDS text", "customers": "DEPENDS text storage", "extract": "DEPENDS customers"}
             texts = {f"src/{room}/CMakeLists.txt": f"tessaly_room({room} {words})" for room, words in rooms.items()}
+            texts["engine/CMakeLists.txt"] = "tessaly_engine_room(mails)\ntessaly_engine_room(sending DEPENDS mails)\n"
             for name, lines in {**wrong, **right}.items():
                 texts[name] = "".join(f"#include {line}\n" for line in lines)
             for name, content in texts.items():

@@ -22,7 +22,7 @@ import subprocess
 import sys
 import unittest
 
-sys.path.append(str(pathlib.Path(__file__).resolve().parents[1] / "app"))
+sys.path.append(str(pathlib.Path(__file__).resolve().parents[1] / "cli"))
 from certificates import Authority  # noqa: E402
 from cli import PATIENCE, SAMPLE, CommandTest, Mail, wait_for  # noqa: E402
 import dovecot_test  # noqa: E402

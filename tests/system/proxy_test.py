@@ -14,7 +14,7 @@ import threading
 import time
 import unittest
 
-sys.path.append(str(pathlib.Path(__file__).resolve().parents[1] / "app"))
+sys.path.append(str(pathlib.Path(__file__).resolve().parents[1] / "cli"))
 from cli import PATIENCE, CommandTest, wait_for  # noqa: E402
 
 SKIPPED = 77

@@ -1,0 +1,11 @@
+#pragma once
+
+#include "engine/base/front_end.h"
+
+namespace cli {
+
+// The terminal: notices and progress on standard error, results on standard output, questions where a person
+// can answer, and Ctrl-C to stop.
+engine::FrontEnd& Terminal();
+
+}  // namespace cli

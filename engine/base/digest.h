@@ -1,0 +1,10 @@
+#pragma once
+
+#include <string>
+
+namespace engine {
+
+// 32 digits that stand for a text, whatever bytes it holds (MD5, RFC 1321).
+std::string DigestOf(std::string const& text);
+
+}  // namespace engine

@@ -1,0 +1,9 @@
+#include "engine/base/front_end.h"
+
+#include "engine/base/failure.h"
+
+namespace engine {
+
+std::string FrontEnd::StartPassword() { throw Failure("起動用パスワードが必要です。"); }
+
+}  // namespace engine

@@ -1,0 +1,64 @@
+#include "engine/environment/log_file.h"
+
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <utility>
+
+#include "engine/base/crossing.h"
+#include "engine/base/failure.h"
+#include "engine/base/whole_file.h"
+
+namespace fs = std::filesystem;
+
+namespace engine {
+namespace {
+
+bool IsThere(std::string const& name) {
+    std::error_code unknown;
+    return fs::symlink_status(name, unknown).type() != fs::file_type::not_found;
+}
+
+void RefuseNeeded(std::string const& name, std::vector<std::string> const& needed) {
+    std::error_code ignored;
+    for (std::string const& file : needed)
+        if (fs::equivalent(name, file, ignored))
+            throw Failure(
+                "記録をこのファイルに書くと、大事な中身がなくなります。--log "
+                "でほかのファイルを指定してください: " +
+                name);
+}
+
+}  // namespace
+
+LogFile::LogFile(std::string name, std::vector<std::string> const& needed)
+    : name_(std::move(name)),
+      to_remove_(!IsThere(name_)),
+      memory_(fdopen(memfd_create("log", MFD_CLOEXEC), "r")) {
+    RefuseNeeded(name_, needed);
+    if (!memory_) throw Failure("記録のためのメモリが足りません。");
+    file_.reset(std::fopen(name_.c_str(), "ae"));  // cuts nothing
+    if (!file_)
+        throw Failure("記録のファイルに書けないので、何も取り込みませんでした: " + name_ +
+                      "\n--log でほかのファイルを指定できます。");
+}
+
+LogFile::~LogFile() {
+    if (to_remove_) std::remove(name_.c_str());
+}
+
+std::string LogFile::LibraryFile() const { return "/proc/self/fd/" + std::to_string(fileno(memory_.get())); }
+
+bool LogFile::HasContent() const { return fs::file_size(LibraryFile()) > 0; }
+
+bool LogFile::Write() {
+    const std::string text = Out(ReadWholeFile(LibraryFile(), "記録"));
+    std::error_code unknown;
+    if (fs::is_regular_file(name_, unknown) && ftruncate(fileno(file_.get()), 0) != 0) return false;
+    to_remove_ = false;
+    return std::fwrite(text.data(), 1, text.size(), file_.get()) == text.size() &&
+           std::fflush(file_.get()) == 0;
+}
+
+}  // namespace engine

@@ -1,0 +1,390 @@
+#include "engine/environment/session.h"
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <chrono>
+#include <filesystem>
+#include <fstream>
+#include <optional>
+#include <thread>
+#include <unordered_set>
+
+#include "engine/base/crossing.h"
+#include "engine/base/failure.h"
+#include "engine/base/whole_file.h"
+#include "engine/environment/safe_change.h"
+#include "engine/environment/settings_catalogue.h"
+#include "tessaly/text.h"
+
+namespace fs = std::filesystem;
+
+namespace engine {
+namespace {
+
+// Never changes: every environment that was made without a key file of its own opens with it.
+constexpr char const* built_in_key = "tQ7#vL2p-Zk94-mRx8-Tessaly-5-Nw3c-yB6h";
+constexpr auto lock_patience = std::chrono::seconds(5);
+constexpr int keyless_environment = 3;
+constexpr char const* environment_name = "この環境";
+constexpr char const* mail_list_file = "MAIL/maillist.dat";
+
+fs::path DataDirectoryOf(std::string const& env_file) {
+    const fs::path file = fs::absolute(env_file);
+    return file.parent_path() / file.stem();
+}
+
+}  // namespace
+
+std::string TextOf(CErrMsg& error) { return Out(std::string_view(error.GetLastMsg())); }
+
+std::string FirstLineOf(std::string const& host_path, std::string_view what) {
+    std::ifstream file(host_path, std::ios::binary);
+    std::string line;
+    if (!file || fs::is_directory(host_path) || (!std::getline(file, line) && line.empty()))
+        throw Failure(std::string(what) + "を読めません: " + host_path);
+    while (!line.empty() && line.back() == '\r') line.pop_back();
+    return line;
+}
+
+std::string ApplicationKey(Access const& access) {
+    if (access.key_file.empty()) return built_in_key;
+    const std::string key = FirstLineOf(access.key_file, "鍵ファイル");
+    if (key.empty()) throw Failure("鍵ファイルの1行目が空です: " + access.key_file);
+    return key;
+}
+
+FolderLock::FolderLock(std::string const& folder, std::string const& what) {
+    const std::string path = folder + "/.lock";
+    descriptor_ = open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
+    if (descriptor_ < 0) throw Failure(what + "に書き込めません: " + folder);
+    auto const limit = std::chrono::steady_clock::now() + lock_patience;
+    while (flock(descriptor_, LOCK_EX | LOCK_NB) != 0) {
+        if (std::chrono::steady_clock::now() > limit) {
+            close(descriptor_);
+            throw Failure(what +
+                          "はほかの tessaly が使っています。終わってからもう一度実行してください: " + folder);
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    }
+}
+
+FolderLock::~FolderLock() { close(descriptor_); }
+
+namespace {
+
+FrontEnd& SilentFrontEnd() {
+    static FrontEnd silent;
+    return silent;
+}
+
+}  // namespace
+
+Session::Session(Access const& access, std::string const& env_file, For use)
+    : front_(access.front ? *access.front : SilentFrontEnd()),
+      env_file_(env_file),
+      access_files_{env_file, access.key_file, access.password_file},
+      data_directory_(DataDirectoryOf(env_file).string()),
+      environment_(std::make_unique<EnvManager>()),
+      options_(std::make_unique<SystemOption>()),
+      customers_(std::make_unique<CDatabaseEdit>()) {
+    if (!fs::is_regular_file(env_file))
+        throw Failure("環境ファイルがありません: " + env_file + "\n「tessaly env new " + env_file +
+                      "」で作れます。");
+    if (!fs::is_directory(data_directory_))
+        throw Failure("環境のデータディレクトリがありません: " + data_directory_);
+    if (use == For::changing) {
+        lock_ = std::make_unique<FolderLock>(data_directory_, environment_name);
+        RemoveWorkFiles();
+        SafeChange::Recover(data_directory_);
+    } else if (SafeChange::Open(data_directory_)) {
+        const FolderLock lock(data_directory_, environment_name);
+        SafeChange::Recover(data_directory_);
+    }
+    Open(access);
+    CheckPassword(access);
+    options_->SetEnvManager(environment_.get());
+    const std::string settings = data_directory_ + "/systemoption.dat";
+    if (options_->GetSODataFromFileToMemory() < 0)
+        throw Failure("設定を読めません: " + settings + "\n" + TextOf(options_->GetErrMsg()));
+    RequireWhole(*options_, "設定", settings);
+    customers_->SetEnvManager(environment_.get());
+    customers_->SetSystemOption(options_.get());
+}
+
+Session::~Session() = default;
+
+bool Session::Owns(std::string const& file) const {
+    std::error_code not_there;  // nor is a path that leads to no file, but to a pipe or the like
+    const fs::path target = fs::weakly_canonical(fs::absolute(file), not_there);
+    const fs::path data = fs::weakly_canonical(data_directory_);
+    return std::mismatch(data.begin(), data.end(), target.begin(), target.end()).first == data.end() ||
+           std::any_of(access_files_.begin(), access_files_.end(),
+                       [&](std::string const& own) { return fs::equivalent(file, own, not_there); });
+}
+
+void Session::RemoveWorkFiles() const {
+    std::error_code ignored;
+    for (std::string const& file : {WorkFile(), WorkFile() + ".log", data_directory_ + "/fwaimport.tmp"})
+        fs::remove(file, ignored);
+    for (char const* folder : {"", "/DB", "/MAIL", "/EXTRACT"})
+        platform::RemoveLeftReplacements(data_directory_ + folder);
+}
+
+void Session::Open(Access const& access) {
+    const std::string key = ApplicationKey(access);
+    int const result =
+        environment_->InitEnvFileInfo(IntoPath(fs::absolute(env_file_).string()), key.c_str(), 0);
+    if (result <= -10 || environment_->StoppedBeforeEnd())
+        throw Failure("環境ファイルの形が壊れているか、鍵が違います: " + env_file_);
+    if (result < 0)
+        throw Failure("環境を開けません: " + env_file_ + "\n" + TextOf(environment_->GetErrMsg()));
+    if (environment_->GetEnvType() != keyless_environment && environment_->GetDBKey().IsEmpty())
+        throw Failure("環境の鍵が合いません。鍵ファイルが違うか、環境ファイルが壊れています: " + env_file_);
+}
+
+void Session::CheckPassword(Access const& access) {
+    CString flag;
+    if (environment_->GetEnvType() == keyless_environment || environment_->GetUseEnvPasswordFlag(flag) < 0 ||
+        flag != "Y")
+        return;
+    const std::string password = access.password_file.empty()
+                                     ? front_.StartPassword()
+                                     : FirstLineOf(access.password_file, "パスワードファイル");
+    if (environment_->IsEnvPasswordOK(IntoSecret(password, "パスワード")) != 0)
+        throw Failure("起動用パスワードが違います。");
+}
+
+void Damaged(std::string const& what, std::string const& path) {
+    throw Failure(what + "を読めません: " + path +
+                  "\nファイルが欠けているか壊れています。控えから戻してください。");
+}
+
+CDatabaseEdit& Session::Customers() {
+    if (customers_loaded_) return *customers_;
+    const std::string path = data_directory_ + "/DB/database.dat";
+    if (customers_->ReadCustomerList() < 0) Damaged("顧客データ", path);
+    RequireWhole(*customers_, "顧客データ", path);
+    if (lock_) MoveSequence();
+    customers_loaded_ = true;
+    return *customers_;
+}
+
+// A sequence file that was lost, damaged or brought back from a copy would hand out IDs that customers have.
+// Where it cannot be moved, the command that draws an ID tells so.
+void Session::MoveSequence() {
+    Sequencer sequence(environment_.get(), seq_customer);
+    int const largest = customers_->GetMaxDBID();
+    int next = 0, drawn = 0;
+    if (largest < 0 || (sequence.CurrentValue(&next) && next > largest)) return;
+    if (!sequence.SetValue(largest) || !sequence.NextValue(&drawn)) sequence.SetValue(next);
+}
+
+void Session::WhileOthersWait(std::function<void()> const& change) {
+    if (lock_) return change();
+    const FolderLock lock(data_directory_, environment_name);
+    change();
+}
+
+CMailListViewer& Session::Mails() {
+    if (!mails_) WhileOthersWait([&] { ReadMails(); });
+    return *mails_;
+}
+
+// A list that is not there is made, so that the mails in the folders come back into it. The library writes a
+// repaired list in place.
+void Session::ReadMails() {
+    const fs::path path = MailListFile();
+    std::error_code ignored;
+    fs::create_directory(path.parent_path(), ignored);
+    if (!fs::exists(path)) std::ofstream(path).close();
+    std::optional<SafeChange> repair;
+    if (HasMailWithoutRow()) repair.emplace(data_directory_, std::vector<std::string>{mail_list_file});
+    auto mails = mails_ ? std::move(mails_) : std::make_unique<CMailListViewer>();
+    bool const read =
+        mails->GetEnvManager() ? mails->ReadMailList() >= 0 : mails->SetEnvManager(environment_.get()) == 1;
+    if (!read) DamagedList();
+    if (mails->WriteMailList(0) < 0)  // a repair that did not reach the disk
+        throw Failure("メールの一覧を書き込めませんでした。前のままです: " + path.string());
+    if (repair) repair->Keep();
+    mails_ = std::move(mails);
+}
+
+bool Session::HasMailWithoutRow() const {
+    bool const keyless = environment_->GetEnvType() == keyless_environment;
+    const CString key = environment_->GetDBKey();
+    CMailListViewer list;
+    list.SetDBFilePath(IntoPath(MailListFile()));
+    list.ReadDBFile(keyless ? nullptr : static_cast<char const*>(key));
+    if (list.StoppedBeforeEnd()) DamagedList();
+    CArray<int, int> ids;
+    list.CountMailByMailStatus(0, &ids, 1);
+    std::unordered_set<std::string> listed;
+    for (int const id : ids) listed.insert(std::to_string(id));
+    return std::any_of(fs::directory_iterator(data_directory_ + "/MAIL"), fs::directory_iterator(),
+                       [&](fs::directory_entry const& folder) {
+                           const std::string name = folder.path().filename().string();
+                           bool const number = name.find_first_not_of("0123456789") == name.npos;
+                           return number && !listed.contains(name);
+                       });
+}
+
+std::string Session::MailListFile() const { return data_directory_ + "/" + mail_list_file; }
+
+void Session::DamagedList() const {
+    throw Failure(
+        "メールの一覧を読めません: " + MailListFile() +
+        "\nファイルが壊れています。ほかの場所に移してからもう一度実行すると、メールのフォルダーから一覧を"
+        "作り直します。");
+}
+
+ExtractListViewer& Session::Groups() {
+    if (groups_) return *groups_;
+    auto groups = std::make_unique<ExtractListViewer>();
+    groups->SetEnvManager(environment_.get(), 0);
+    const std::string path = data_directory_ + "/EXTRACT/extrlist.dat";
+    if (groups->SetExtractListFromFile(0, nullptr) < 0) Damaged("保存した宛先の一覧", path);
+    RequireWhole(*groups, "保存した宛先の一覧", path);
+    groups_ = std::move(groups);
+    return *groups_;
+}
+
+std::string Session::Setting(std::string_view name) {
+    engine::Setting const* setting = FindSetting(name);
+    CString value;
+    if (!setting || options_->GetSODataFromMemoryPinPoint(setting->cell, value) < 0) return {};
+    const std::string text = FromCell(*setting, Out(value));
+    // An environment of an earlier version has nothing in the cells of newer settings.
+    return text.empty() && setting->kind == SettingKind::choice ? setting->default_value : text;
+}
+
+int Session::NumberSetting(std::string_view name) {
+    const std::string text = Setting(name);
+    engine::Setting const* setting = FindSetting(name);
+    return std::stoi(RefusalOf(*setting, text).empty() ? text : setting->default_value);
+}
+
+void Session::Set(std::string_view name, std::string_view value) {
+    engine::Setting const* setting = FindSetting(name);
+    auto const cross = setting->kind == SettingKind::secret ? IntoSecret : Into;
+    CString cell = cross(ForCell(*setting, value), name);
+    if (options_->SetSODataToMemoryPinPoint(setting->cell, cell) < 0)
+        throw Failure("設定を変えられません: " + std::string(name) + "\n" + TextOf(options_->GetErrMsg()));
+}
+
+void Session::SaveTable(std::string const& path, std::string const& what,
+                        std::function<bool(CString const& path, char const* key)> const& write) {
+    bool const keyless = environment_->GetEnvType() == keyless_environment;
+    const CString key = keyless ? CString() : environment_->GetDBKey();
+    const std::string target = data_directory_ + "/" + path;
+    bool const saved = (keyless || !key.IsEmpty()) && ReplaceFile(target, [&](std::string const& file) {
+                           return write(IntoPath(file), keyless ? nullptr : static_cast<char const*>(key));
+                       });
+    if (!saved) throw Failure(what + "を書き込めませんでした。前のデータはそのまま残っています: " + target);
+}
+
+void Session::SaveSettings() {
+    SaveTable("systemoption.dat", "設定", [&](CString const& path, char const* key) {
+        return options_->SaveCSVFileCompel(path, key) == 1;
+    });
+}
+
+void Session::SaveCustomers() {
+    SaveTable("DB/database.dat", "顧客データ", [&](CString const& path, char const* key) {
+        return customers_->WriteFromMemoryToFileAppointFileName(path, key) == 0;
+    });
+}
+
+void Session::SaveMails() {
+    SaveTable(mail_list_file, "メールの一覧", [&](CString const& path, char const* key) {
+        return mails_->WriteFromMemoryToFileAppointFileName(path, key) == 0;
+    });
+}
+
+void Session::ChangeMails(std::function<void(CMailListViewer&)> const& change) {
+    Mails();
+    WhileOthersWait([&] {
+        ReadMails();
+        change(*mails_);
+        SaveMails();
+    });
+}
+
+void Session::SaveGroups() {
+    SaveTable("EXTRACT/extrlist.dat", "保存した宛先の一覧", [&](CString const& path, char const* key) {
+        return groups_->WriteFromMemoryToFileAppointFileName(path, key) == 1;
+    });
+}
+
+namespace {
+
+// Takes away what was made so far, unless it is told that all went well.
+class Undo {
+  public:
+    void Add(fs::path path) { made_.push_back(std::move(path)); }
+    void Keep() { made_.clear(); }
+    ~Undo() {
+        std::error_code ignored;
+        for (auto path = made_.rbegin(); path != made_.rend(); ++path) fs::remove_all(*path, ignored);
+    }
+
+  private:
+    std::vector<fs::path> made_;
+};
+
+void WriteDefaultSettings(EnvManager& environment, fs::path const& data) {
+    SystemOption options(&environment);
+    CArray<CString, CString> cells;
+    cells.SetSize(settings_cells);
+    for (Setting const& setting : SettingsCatalogue())
+        cells.SetAt(setting.cell, Into(ForCell(setting, setting.default_value), setting.name));
+    options.SetElementNumber(settings_cells);
+    if (options.SetSODataFromAllDataToMemory(cells) < 0 || options.WriteSODataFromMemoryToFileCompel() < 0)
+        throw Failure("設定を書き込めませんでした: " + data.string() + "\n" + TextOf(options.GetErrMsg()));
+}
+
+}  // namespace
+
+void CreateEnvironment(Access const& access, std::string const& env_file, std::string const& new_password) {
+    const fs::path file = fs::absolute(env_file);
+    const fs::path data = DataDirectoryOf(env_file);
+    if (!file.has_extension())
+        throw Failure("環境ファイルの名前には拡張子が必要です (例: shop.tsl): " + env_file);
+    if (!fs::is_directory(file.parent_path()))
+        throw Failure("ディレクトリがありません: " + file.parent_path().string());
+    for (fs::path const& path : {file, data})
+        if (fs::exists(path)) throw Failure("もうあります。上書きはしません: " + path.string());
+    const CString password = IntoSecret(new_password, "パスワード");
+    const CString library_path = IntoPath(file.string());
+    const std::string key = ApplicationKey(access);
+
+    Undo undo;
+    undo.Add(data);
+    for (char const* folder : {"DB", "MAIL", "EXTRACT"})
+        if (MakeDirectoryCompel(IntoPath((data / folder).string())) != 0)
+            throw Failure("ディレクトリを作れません: " + (data / folder).string());
+    undo.Add(file);
+    if (EnvManager::MakeDefaultEnvFile(library_path, key.c_str()) != 0)
+        throw Failure("環境ファイルを作れません: " + env_file);
+    EnvManager environment;
+    if (environment.InitEnvFileInfo(library_path, key.c_str(), 0) < 0)
+        throw Failure("作った環境を開けません: " + env_file + "\n" + TextOf(environment.GetErrMsg()));
+    WriteDefaultSettings(environment, data);
+    CDatabaseEdit customers(&environment);
+    if (customers.WriteFromMemoryToFileAppointFileName(IntoPath((data / "DB" / "database.dat").string()),
+                                                       environment.GetDBKey()) != 0)
+        throw Failure("顧客データを書き込めませんでした: " + data.string());
+    if (!std::ofstream(data / "MAIL" / "maillist.dat"))
+        throw Failure("メールの一覧を作れません: " + data.string());
+    if (!new_password.empty() &&
+        (environment.SetEnvPassword(password) < 0 || environment.SetUseEnvPasswordFlag("Y") < 0))
+        throw Failure("起動用パスワードを設定できませんでした。");
+    if (!SyncAll(data.string()) || !SyncAll(file.string()) || !Sync(file.parent_path().string()))
+        throw Failure("環境を書き込めませんでした: " + env_file);
+    undo.Keep();
+}
+
+}  // namespace engine

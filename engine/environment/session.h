@@ -1,0 +1,133 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "engine/base/front_end.h"
+#include "tessaly/customers.h"
+#include "tessaly/environment.h"
+#include "tessaly/mailstore.h"
+
+// An open environment.
+namespace engine {
+
+// How an environment is opened.
+struct Access {
+    std::string key_file;       // empty: the built-in application key
+    std::string password_file;  // empty: the front end is asked
+    FrontEnd* front = nullptr;  // null: one that shows nothing
+};
+
+// The application key: the built-in one, or the first line of a file.
+std::string ApplicationKey(Access const& access);
+// The first line of a file; throws Failure naming `what`.
+std::string FirstLineOf(std::string const& host_path, std::string_view what);
+
+// Keeps other processes from changing what lies in a folder, until it goes away. Throws Failure, naming
+// `what`, when it is taken for longer than a few seconds. The lock is free again whenever its process ends.
+class FolderLock {
+  public:
+    FolderLock(std::string const& folder, std::string const& what);
+    ~FolderLock();
+    FolderLock(FolderLock const&) = delete;
+    FolderLock& operator=(FolderLock const&) = delete;
+
+  private:
+    int descriptor_ = -1;
+};
+
+class Session {
+  public:
+    enum class For { reading, changing };
+    // Opens, asks for the start-up password where one is set, and loads the settings. Throws Failure.
+    Session(Access const& access, std::string const& env_file, For use);
+    ~Session();
+
+    // What the engine tells and asks while it works with this environment.
+    FrontEnd& Front() const { return front_; }
+    EnvManager& Environment() { return *environment_; }
+    SystemOption& Options() { return *options_; }
+    // Each loaded at the first call. Mails that have lost their row in the list get one again when it is
+    // loaded, and the library's message says so.
+    CDatabaseEdit& Customers();
+    CMailListViewer& Mails();
+    ExtractListViewer& Groups();
+    // The table that Customers loads, for objects that are bound to it before it is needed.
+    CDatabaseEdit& CustomerTable() { return *customers_; }
+
+    // Of a session for reading: what `change` does to the files happens while no other process changes the
+    // environment. One for changing keeps others out all the time.
+    void WhileOthersWait(std::function<void()> const& change);
+
+    // Host paths.
+    std::string const& EnvFile() const { return env_file_; }
+    std::string const& DataDirectory() const { return data_directory_; }
+    // Whether a path leads into the data directory, or to the environment's file, key or password, by
+    // whatever name.
+    bool Owns(std::string const& file) const;
+    // For a command's own use.
+    std::string WorkFile() const { return data_directory_ + "/DB/import.work"; }
+    // Removes it and what a converter of address books made. What is left of a command that was killed goes
+    // when the environment is next opened for changing.
+    void RemoveWorkFiles() const;
+
+    // By the name of the catalogue, in UTF-8.
+    std::string Setting(std::string_view name);
+    int NumberSetting(std::string_view name);
+    void Set(std::string_view name, std::string_view value);
+
+    // Each writes a new file beside the old one and puts it in its place in one step, so that a process that
+    // dies in between leaves the old one whole.
+    void SaveSettings();
+    void SaveCustomers();
+    void SaveMails();
+    void SaveGroups();
+    // Reads the list of mails again, changes it and saves it, with others kept out meanwhile: a session for
+    // reading does not know what they did since.
+    void ChangeMails(std::function<void(CMailListViewer&)> const& change);
+    // As SaveSettings for any data file, by its path below the data directory. `write` gets the path (of the
+    // library) and the key to write with. Throws Failure, naming `what`.
+    void SaveTable(std::string const& path, std::string const& what,
+                   std::function<bool(CString const& path, char const* key)> const& write);
+
+  private:
+    void Open(Access const& access);
+    void CheckPassword(Access const& access);
+    std::string MailListFile() const;
+    void MoveSequence();
+    void ReadMails();
+    // Throws Failure for a list that is not whole.
+    bool HasMailWithoutRow() const;
+    [[noreturn]] void DamagedList() const;
+
+    FrontEnd& front_;
+    std::string env_file_;
+    std::vector<std::string> access_files_;
+    std::string data_directory_;
+    std::unique_ptr<FolderLock> lock_;
+    std::unique_ptr<EnvManager> environment_;
+    std::unique_ptr<SystemOption> options_;
+    std::unique_ptr<CDatabaseEdit> customers_;
+    bool customers_loaded_ = false;
+    std::unique_ptr<CMailListViewer> mails_;
+    std::unique_ptr<ExtractListViewer> groups_;
+};
+
+// Makes the environment file, its directories, a full settings record and an empty customer table. Throws
+// Failure, and then nothing new is left behind.
+void CreateEnvironment(Access const& access, std::string const& env_file, std::string const& new_password);
+
+// What the library says of its last failure.
+std::string TextOf(CErrMsg& error);
+
+// Throws Failure for a file that cannot be read, naming `what` ("顧客データ" and the like) and the file.
+[[noreturn]] void Damaged(std::string const& what, std::string const& path);
+// The same for a table whose reading stopped before the end of its file: to write it would lose the rest.
+void RequireWhole(auto const& table, std::string const& what, std::string const& path) {
+    if (table.StoppedBeforeEnd()) Damaged(what, path);
+}
+
+}  // namespace engine

@@ -1,0 +1,129 @@
+#include "engine/environment/settings_catalogue.h"
+
+#include <algorithm>
+#include <charconv>
+
+namespace engine {
+namespace {
+
+constexpr int first_attribute_name = 14;
+constexpr int first_attribute_type = 34;
+constexpr int attributes = 20;
+constexpr std::string_view attribute_types = "text|number|date";
+
+std::vector<Setting> Make() {
+    using enum SettingKind;
+    std::vector<Setting> all = {
+        {"smtp.host", 0, text, "", "", "送信サーバーの名前またはアドレス"},
+        {"smtp.port", 1, number, "25", "1..65535", "送信サーバーのポート番号"},
+        {"smtp.auth", 2, choice, "none", "none|any|cram-md5|login|plain",
+         "SMTP認証の方式 (any は使える中で最も安全なもの)"},
+        {"smtp.user", 3, text, "", "", "SMTP認証のユーザーID"},
+        {"smtp.password", 4, secret, "", "", "SMTP認証のパスワード (表示されません)"},
+        {"smtp.timeout", 5, number, "60", "1..3600", "サーバーの応答を待つ秒数"},
+        {"from.name", 6, text, "", "", "差出人の名前"},
+        {"from.address", 7, text, "", "", "差出人のメールアドレス"},
+        {"mailer", 8, text, "Tessaly", "", "X-Mailer に入る名前"},
+        {"send.threads", 9, number, "4", "1..64", "同時に使う接続の数"},
+        {"retry.allowed", 54, choice, "Y", "Y|N", "条件なしの再送信を許すか"},
+        {"retry.max", 65, number, "3", "0..99", "再送信の回数の上限"},
+        {"pop.host", 66, text, "", "", "受信サーバーの名前またはアドレス"},
+        {"pop.port", 67, number, "110", "1..65535", "受信サーバーのポート番号"},
+        {"pop.auth", 68, choice, "user", "user|apop", "受信サーバーへのログインの方式"},
+        {"pop.user", 69, text, "", "", "受信サーバーのユーザーID"},
+        {"pop.password", 70, secret, "", "", "受信サーバーのパスワード (表示されません)"},
+        {"receive.delete", 71, choice, "N", "Y|N", "受信したメールをサーバーから消すか"},
+        {"receive.register", 72, choice, "off", "off|tagged|empty",
+         "メールでの登録: 受けない、登録の印のあるもの、空のメールも"},
+        {"receive.refuse-keyword", 73, text, "", "", "1行目にあれば配信停止の申し出とみなす言葉"},
+        {"smtp.security", 74, choice, "none", "none|tls|starttls",
+         "送信サーバーとの暗号化: なし、接続の初めから(465番)、STARTTLS(587番)"},
+        {"smtp.ca-file", 75, text, "", "",
+         "送信サーバーの証明書を確かめる認証局のファイル (空なら、このコンピューターのもの)"},
+        {"smtp.mails-per-connection", 76, number, "50", "1..1000", "暗号化するとき、1つの接続で送る数"},
+        {"pop.security", 77, choice, "none", "none|tls|starttls",
+         "受信サーバーとの暗号化: なし、接続の初めから(995番)、STLS(110番)"},
+        {"pop.ca-file", 78, text, "", "",
+         "受信サーバーの証明書を確かめる認証局のファイル (空なら、このコンピューターのもの)"},
+        {"news.proxy", 79, text, "", "", "お知らせを見るときのプロキシー (サーバー:ポート)"},
+        {"news.proxy-user", 80, text, "", "", "プロキシーのユーザーID"},
+        {"news.proxy-password", 81, secret, "", "", "プロキシーのパスワード (表示されません)"},
+        {"import.flag", 111, choice, "N", "Y|N", "店舗データの取り込みの切り替え"},
+    };
+    for (int i = 0; i < attributes; ++i) {
+        const std::string letter(1, static_cast<char>('A' + i));
+        all.push_back({"attribute." + letter + ".name", first_attribute_name + i, text, "拡張属性" + letter,
+                       "", "拡張属性" + letter + "の名前"});
+        all.push_back({"attribute." + letter + ".type", first_attribute_type + i, choice, "text",
+                       std::string(attribute_types), "拡張属性" + letter + "の種類"});
+    }
+    return all;
+}
+
+bool IsAttributeType(Setting const& setting) {
+    return setting.cell >= first_attribute_type && setting.cell < first_attribute_type + attributes;
+}
+
+std::vector<std::string_view> Choices(std::string_view allowed) {
+    std::vector<std::string_view> result;
+    for (;;) {
+        const std::size_t bar = allowed.find('|');
+        result.push_back(allowed.substr(0, bar));
+        if (bar == allowed.npos) return result;
+        allowed.remove_prefix(bar + 1);
+    }
+}
+
+bool ReadNumber(std::string_view text, int& value) {
+    auto const [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+    return error == std::errc() && end == text.data() + text.size();
+}
+
+}  // namespace
+
+std::vector<Setting> const& SettingsCatalogue() {
+    static const std::vector<Setting> catalogue = Make();
+    return catalogue;
+}
+
+Setting const* FindSetting(std::string_view name) {
+    auto const& all = SettingsCatalogue();
+    auto const found = std::find_if(all.begin(), all.end(), [&](Setting const& s) { return s.name == name; });
+    return found == all.end() ? nullptr : &*found;
+}
+
+std::string RefusalOf(Setting const& setting, std::string_view value) {
+    if (value.find_first_of(std::string_view("\r\n\0", 3)) != value.npos) return "改行は入れられません";
+    if (setting.kind == SettingKind::choice) {
+        auto const choices = Choices(setting.allowed);
+        if (std::find(choices.begin(), choices.end(), value) == choices.end())
+            return "値は " + setting.allowed + " のどれかです";
+    }
+    if (setting.kind == SettingKind::number) {
+        const std::size_t dots = setting.allowed.find("..");
+        int low = 0, high = 0, number = 0;
+        ReadNumber(std::string_view(setting.allowed).substr(0, dots), low);
+        ReadNumber(std::string_view(setting.allowed).substr(dots + 2), high);
+        if (!ReadNumber(value, number) || number < low || number > high)
+            return std::to_string(low) + " から " + std::to_string(high) + " までの数を入れてください";
+    }
+    return {};
+}
+
+std::string ForCell(Setting const& setting, std::string_view value) {
+    if (!IsAttributeType(setting)) return std::string(value);
+    auto const types = Choices(attribute_types);
+    return std::to_string(std::find(types.begin(), types.end(), value) - types.begin());
+}
+
+std::string FromCell(Setting const& setting, std::string_view cell) {
+    if (!IsAttributeType(setting)) return std::string(cell);
+    int type = 0;
+    auto const types = Choices(attribute_types);
+    ReadNumber(cell, type);
+    return std::string(type >= 0 && type < static_cast<int>(types.size())
+                           ? types[static_cast<std::size_t>(type)]
+                           : types[0]);
+}
+
+}  // namespace engine

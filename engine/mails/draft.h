@@ -1,0 +1,50 @@
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <vector>
+
+#include "engine/base/front_end.h"
+#include "tessaly/storage.h"
+
+// A mail as its writer has it: a UTF-8 text file with header lines (Subject, optional From and Reply-To), an
+// empty line, and the body.
+namespace engine {
+
+// An address with or without a name, as From and Reply-To hold it.
+struct Mailbox {
+    CString name;
+    CString address;
+};
+// "名前 <a@b.jp>" or "a@b.jp"; throws Failure, naming `what`, when the address is none.
+Mailbox ReadMailbox(std::string const& utf8, std::string const& what);
+
+struct Draft {
+    CString subject;
+    CString body;            // line ends CR LF
+    Mailbox from, reply_to;  // empty: not given
+};
+
+// Something in a draft that a recipient would not see as it was meant.
+struct Finding {
+    std::size_t line, column;  // of the file, from 1; column in characters
+    std::string text;
+};
+
+// Merge words that are unknown or outdated, machine-dependent characters and half-width kana in a text that
+// begins with the first line of its file.
+void InspectText(CString const& text, std::vector<Finding>& findings);
+
+// Whether a draft without a body, or with one of blanks and line ends only, is one; its body is then empty.
+enum class DraftBody { required, optional };
+// Throws Failure, with line and column, for a file that is no draft or holds a character that the library
+// cannot keep. `findings` gets what InspectText finds in the subject and in the body.
+Draft ReadDraft(std::string const& file, std::vector<Finding>& findings,
+                DraftBody body = DraftBody::required);
+
+// Tells what was found in a draft, or in what else it is named; throws Failure when something was, unless
+// `anyway`.
+void TellFindings(FrontEnd& front, std::vector<Finding> const& findings, bool anyway,
+                  std::string const& where = "下書き");
+
+}  // namespace engine

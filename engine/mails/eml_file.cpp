@@ -1,0 +1,118 @@
+#include "engine/mails/eml_file.h"
+
+#include <stdlib.h>
+
+#include <algorithm>
+#include <filesystem>
+
+#include "engine/base/crossing.h"
+#include "engine/base/failure.h"
+#include "engine/base/whole_file.h"
+#include "engine/mails/html_mail.h"
+#include "engine/mails/mail_text.h"
+#include "engine/mails/received_text.h"
+#include "tessaly/delivery.h"
+#include "tessaly/text.h"
+
+namespace fs = std::filesystem;
+
+namespace engine {
+namespace {
+
+constexpr std::string_view not_for_names = "\\/:*?\"<>|";
+
+// A part's name as that of a file; `number` makes one up, with the type's extension for a picture.
+std::string SafeName(MimeFormatStruct const& part, std::size_t number) {
+    std::string safe = OnOneLine(NameOfPart(part));
+    std::replace_if(
+        safe.begin(), safe.end(), [](char c) { return not_for_names.find(c) != not_for_names.npos; }, '_');
+    if (safe.find_first_not_of('.') == safe.npos) safe = "file" + std::to_string(number);
+    CString type, subtype, parameters;
+    MimeDecodeTool::SplitContentType(part.m_strContentType, type, subtype, parameters);
+    if (type.Trim().CompareNoCase("image") == 0 && fs::path(safe).extension().empty())
+        safe += "." + Out(subtype.Trim());
+    return safe;
+}
+
+}  // namespace
+
+CString EmlOf(MailVersion const& version) {
+    CMimeAnalyze parts = version.html ? *version.html : PartsOf(ComposeText(version.body));
+    for (CString const& attachment : version.attachments) parts.AddMIMENormalAttach(attachment);
+    FoldWords(parts);
+    CString header, body;
+    parts.GetMimeString(header, body, 1, nullptr);
+    CString subject = HeaderLine("Subject", Mailable(version.subject, true)) + "\r\n";
+    return subject + header + "\r\n" + body;
+}
+
+UnpackedEml::UnpackedEml(std::string const& file)
+    : folder_((fs::temp_directory_path() / "tessaly-eml-XXXXXX").string()) {
+    if (!mkdtemp(folder_.data())) throw Failure("作業用のディレクトリを作れません: " + folder_);
+    try {
+        Unpack(file);
+    } catch (...) {
+        std::error_code ignored;
+        fs::remove_all(folder_, ignored);
+        throw;
+    }
+}
+
+UnpackedEml::~UnpackedEml() {
+    std::error_code ignored;
+    fs::remove_all(folder_, ignored);
+}
+
+void UnpackedEml::Unpack(std::string const& file) {
+    const std::string content = ReadWholeFile(file, "ファイル");
+    const CString text{std::string_view(content)};
+    CMimeAnalyze parts;
+    if (static_cast<std::size_t>(text.GetLength()) != content.size() ||
+        parts.AnalyzeMime(text) != CMimeAnalyze::ok)
+        throw Failure("メールとして読めません: " + file);
+    if (parts.GetDataTypeFromNowSetData() == CMimeAnalyze::type_nothing)
+        throw Failure("文面のないメールです: " + file);
+    MimeFormatStruct mail;
+    MimeDecodeTool::MimeDecode(text, mail);
+    const std::string subject = OnOneLine(SubjectOf(mail));
+    if (subject.empty()) throw Failure("件名のないメールです: " + file);
+    MimeFormatStruct part;
+    parts.GetMIMETextpart(part);
+    texts_.draft =
+        Write("draft.txt", "Subject: " + subject + "\n\n" + (parts.TextPartExist() ? TextOf(part) : ""));
+    if (parts.HtmlPartExist()) UnpackHtml(parts);
+    UnpackAttachments(parts);
+}
+
+std::string UnpackedEml::Write(std::string const& name, std::string_view content) const {
+    const std::string path = folder_ + "/" + name;
+    fs::create_directories(fs::path(path).parent_path());
+    if (!ReplaceFile(path, content)) throw Failure("作業用のファイルを書けません: " + path);
+    return path;
+}
+
+// Pictures get a file each, and the HTML names it in place of the part.
+void UnpackedEml::UnpackHtml(CMimeAnalyze const& parts) {
+    MimeFormatStruct part;
+    parts.GetMIMEHtmlpart(part);
+    std::string html = TextOf(part);
+    std::size_t number = 0;
+    for (MimeFormatStruct picture : parts.GetConstRefOfMimeHtmlAttach()) {
+        const std::string folder = "picture" + std::to_string(++number) + "/",
+                          safe = SafeName(picture, number);
+        Write(folder + safe, ContentOf(picture));
+        SetPictureAddress(html, picture, folder + safe);
+    }
+    texts_.html = Write("mail.html", html);
+}
+
+void UnpackedEml::UnpackAttachments(CMimeAnalyze& parts) {
+    for (int i = 0; i < parts.CountMIMENormalAttach(); ++i) {
+        MimeFormatStruct part;
+        parts.GetMIMENormalAttach(i, part);
+        const std::string name = SafeName(part, static_cast<std::size_t>(i) + 1);
+        texts_.attach.push_back(Write("attachment" + std::to_string(i) + "/" + name, ContentOf(part)));
+    }
+}
+
+}  // namespace engine

@@ -1,0 +1,35 @@
+#pragma once
+
+#include <string>
+
+#include "engine/mails/mail_changes.h"
+#include "engine/mails/mail_content.h"
+
+// Mails as .eml files, as other mail programs write and read them.
+namespace engine {
+
+// A mail whole, with its merge words, pictures and attachments, but for sender, recipient and date.
+CString EmlOf(MailVersion const& version);
+
+// An .eml file taken apart into the files of which a mail is made, in a folder of its own that goes with the
+// object. Throws Failure for one that cannot be read.
+class UnpackedEml {
+  public:
+    explicit UnpackedEml(std::string const& file);
+    ~UnpackedEml();
+    UnpackedEml(UnpackedEml const&) = delete;
+    UnpackedEml& operator=(UnpackedEml const&) = delete;
+
+    MailArguments const& Texts() const { return texts_; }
+
+  private:
+    void Unpack(std::string const& file);
+    std::string Write(std::string const& name, std::string_view content) const;
+    void UnpackHtml(CMimeAnalyze const& parts);
+    void UnpackAttachments(CMimeAnalyze& parts);
+
+    std::string folder_;
+    MailArguments texts_;
+};
+
+}  // namespace engine

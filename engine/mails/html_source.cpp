@@ -1,0 +1,247 @@
+#include "engine/mails/html_source.h"
+
+#include <algorithm>
+#include <array>
+#include <filesystem>
+#include <iterator>
+#include <map>
+#include <unordered_map>
+
+#include "engine/base/crossing.h"
+#include "engine/base/digest.h"
+#include "engine/base/failure.h"
+#include "engine/base/whole_file.h"
+#include "engine/mails/html_tokens.h"
+#include "engine/mails/mail_store.h"
+#include "engine/mails/mail_text.h"
+#include "engine/mails/received_text.h"
+#include "tessaly/delivery.h"
+#include "tessaly/text.h"
+
+namespace fs = std::filesystem;
+
+namespace engine {
+namespace {
+
+constexpr std::string_view no_character = "\xEF\xBF\xBD";
+constexpr std::string_view geta_mark = "\x81\xAC";
+constexpr std::uintmax_t largest_picture = 2 << 20;
+
+// Attributes that name a picture.
+constexpr struct {
+    std::string_view tag, attribute;
+} picture_places[] = {{"img", "src"},         {"input", "src"},        {"source", "src"},
+                      {"body", "background"}, {"table", "background"}, {"tr", "background"},
+                      {"td", "background"},   {"th", "background"}};
+
+std::string ReadUtf8(std::string const& path) {
+    std::string bytes = ReadWholeFile(path, "HTMLのファイル");
+    if (bytes.find('\0') != bytes.npos) throw Failure("HTMLのファイルではありません: " + path);
+    if (bytes.starts_with(byte_order_mark)) bytes.erase(0, byte_order_mark.size());
+    if (IsUtf8(bytes)) return bytes;
+    const std::string from_sjis = Out(bytes);
+    if (from_sjis.find(no_character) != from_sjis.npos)
+        throw Failure("HTMLのファイルの文字コードが分かりません。UTF-8にして保存してください: " + path);
+    return from_sjis;
+}
+
+unsigned CodeOf(std::string_view utf8) {
+    auto const lead = static_cast<unsigned char>(utf8[0]);
+    unsigned code = utf8.size() == 4 ? lead & 0x07 : utf8.size() == 3 ? lead & 0x0F : lead & 0x1F;
+    for (char const c : utf8.substr(1)) code = code << 6 | (static_cast<unsigned char>(c) & 0x3F);
+    return code;
+}
+
+// One character in code page 932, or as a reference where a mail could not show it.
+std::string CrossedCharacter(std::string_view utf8) {
+    const Crossed crossed = IntoLibrary(utf8);
+    bool const known =
+        !crossed.no_form && (crossed.text == geta_mark ||
+                             Mailable(CString(std::string_view(crossed.text)), false).View() != geta_mark);
+    return known ? crossed.text : "&#" + std::to_string(CodeOf(utf8)) + ";";
+}
+
+std::string Crossed932(std::string_view utf8) {
+    std::string result;
+    std::unordered_map<std::string, std::string> known;
+    for (std::size_t at = 0; at < utf8.size();) {
+        auto const lead = static_cast<unsigned char>(utf8[at]);
+        if (lead < 0x80) {
+            result += utf8[at++];
+            continue;
+        }
+        const std::string character(utf8.substr(at, lead >= 0xF0 ? 4 : lead >= 0xE0 ? 3 : 2));
+        auto const [place, is_new] = known.try_emplace(character);
+        if (is_new) place->second = CrossedCharacter(character);
+        result += place->second;
+        at += character.size();
+    }
+    return result;
+}
+
+// "<%...%>" as HTML source has it, where it is a merge word.
+std::string WithEscapedWords(std::string_view html) {
+    constexpr std::size_t longest_word = 200;
+    std::string result;
+    std::size_t done = 0;
+    for (std::size_t at = 0; (at = html.find("<%", at)) != html.npos;) {
+        const std::size_t end = html.substr(0, at + longest_word).find("%>", at);
+        if (end == html.npos ||
+            MailWordInsert::GetIDFromInsertString(CString(html.substr(at, end + 2 - at)), 0) < 0) {
+            at += 2;
+            continue;
+        }
+        result.append(html.substr(done, at - done))
+            .append("&lt;")
+            .append(html.substr(at + 1, end - at))
+            .append("&gt;");
+        at = done = end + 2;
+    }
+    return result.append(html.substr(done));
+}
+
+// The escaped words as drafts write them, so that they are looked at as those are.
+CString WithPlainWords(std::string const& html) {
+    CString text{std::string_view(html)};
+    text.Replace("&lt;%", "<%");
+    text.Replace("%&gt;", "%>");
+    return text;
+}
+
+bool IsRemote(std::string_view address) {
+    return address.starts_with("http://") || address.starts_with("https://") || address.starts_with("//");
+}
+
+// Brings the pictures of a page into the mail.
+class Pictures {
+  public:
+    Pictures(std::string_view page, std::string const& file, std::vector<std::string> const& extra,
+             HtmlSource& source, std::vector<Finding>& findings)
+        : page_(page), folder_(fs::path(file).parent_path()), source_(source), findings_(findings) {
+        for (std::string const& picture : extra) extra_[fs::path(picture).filename().string()] = picture;
+    }
+
+    // The page with its tags made fit.
+    std::string Rewritten() {
+        HtmlTokens tokens(page_);
+        HtmlTag tag;
+        while (tokens.Next(tag)) {
+            if (tag.is_end) continue;
+            if (tag.name == "meta" && TellsCharset(tag)) Replace({tag.begin, tag.end}, "");
+            for (HtmlAttribute const& attribute : tag.attributes) {
+                if (attribute.name == "style") {
+                    for (HtmlPlace const& place : UrlsIn(page_, {attribute.begin, attribute.end}))
+                        Take(place);
+                } else if (std::any_of(std::begin(picture_places), std::end(picture_places),
+                                       [&](auto const& place) {
+                                           return place.tag == tag.name && place.attribute == attribute.name;
+                                       })) {
+                    Take({attribute.begin, attribute.end});
+                }
+            }
+            if (tag.name == "style")
+                for (HtmlPlace const& place : UrlsIn(page_, {tag.end, tag.content_end})) Take(place);
+        }
+        for (auto const& [name, file] : extra_)
+            throw Failure("--inline の画像は、HTMLに名前がありません: " + file);
+        return result_.append(page_.substr(done_));
+    }
+
+  private:
+    bool TellsCharset(HtmlTag const& tag) const {
+        if (tag.Find("charset")) return true;
+        HtmlAttribute const* const header = tag.Find("http-equiv");
+        return header && CString(page_.substr(header->begin, header->end - header->begin))
+                                 .CompareNoCase("content-type") == 0;
+    }
+    void Replace(HtmlPlace place, std::string_view text) {
+        result_.append(page_.substr(done_, place.begin - done_)).append(text);
+        done_ = place.end;
+    }
+    void Find(HtmlPlace place, std::string text) {
+        const std::string_view before = page_.substr(seen_, place.begin - seen_);
+        line_ += static_cast<std::size_t>(std::count(before.begin(), before.end(), '\n'));
+        if (const std::size_t end = before.rfind('\n'); end != before.npos) line_start_ = seen_ + end + 1;
+        seen_ = place.begin;
+        findings_.push_back({line_, place.begin - line_start_ + 1, std::move(text)});
+    }
+
+    void Take(HtmlPlace place) {
+        std::string address = Out(page_.substr(place.begin, place.end - place.begin));
+        if (address.empty() || address.starts_with("cid:") || address.starts_with("data:") ||
+            address.find("<%") != address.npos || address.find("&lt;%") != address.npos)
+            return;
+        if (IsRemote(address)) {
+            if (std::find(source_.remote.begin(), source_.remote.end(), address) == source_.remote.end())
+                source_.remote.push_back(address);
+            return;
+        }
+        auto const [known, is_new] = ids_.try_emplace(address);
+        if (is_new) known->second = IdOf(FileOf(address), address, place);
+        if (!known->second.empty()) Replace(place, "cid:" + known->second);
+    }
+    // Where an address leads: below the page's folder, or to an extra picture of that name. Elsewhere it does
+    // not, so that a page from somebody else takes no file of this machine along.
+    std::string FileOf(std::string address) {
+        address = PercentDecoded(address.substr(0, address.find_first_of("?#")));
+        std::replace(address.begin(), address.end(), '\\', '/');
+        const fs::path named = fs::path(address).lexically_normal(), file = folder_ / named;
+        std::error_code error;
+        if (named.is_relative() && *named.begin() != ".." && fs::is_regular_file(file, error))
+            return file.string();
+        auto const extra = extra_.find(file.filename().string());
+        if (extra == extra_.end()) return taken_[file.filename().string()];
+        const std::string found = taken_[extra->first] = extra->second;
+        extra_.erase(extra);
+        return found;
+    }
+    // Empty for a picture that cannot come along.
+    std::string IdOf(std::string const& file, std::string const& address, HtmlPlace place) {
+        std::error_code error;
+        if (file.empty() || !fs::is_regular_file(file, error)) {
+            Find(place, "HTMLのフォルダーの中に画像がありません (ほかにあれば --inline で指定): " + address);
+            return {};
+        }
+        if (!std::string_view(MediaTypeOf(file)).starts_with("image/")) {
+            Find(place, "画像の種類が分かりません: " + address);
+            return {};
+        }
+        if (fs::file_size(file, error) > largest_picture || error) {
+            Find(place, "2MBより大きい画像です: " + address);
+            return {};
+        }
+        const std::string id = DigestOf(ReadWholeFile(file, "画像")) + "@tessaly";
+        auto const same = [&](HtmlPicture const& picture) { return Out(picture.content_id) == id; };
+        if (std::none_of(source_.pictures.begin(), source_.pictures.end(), same))
+            source_.pictures.push_back({file, fs::path(file).filename().string(), Into(id, "Content-ID")});
+        return id;
+    }
+
+    std::string_view page_;
+    fs::path folder_;
+    HtmlSource& source_;
+    std::vector<Finding>& findings_;
+    std::map<std::string, std::string> extra_;          // by file name; those not yet named
+    std::map<std::string, std::string> taken_;          // the others
+    std::unordered_map<std::string, std::string> ids_;  // by address
+    std::string result_;
+    std::size_t done_ = 0, seen_ = 0, line_ = 1, line_start_ = 0;
+};
+
+}  // namespace
+
+HtmlSource ReadHtml(std::string const& file, std::vector<std::string> const& extra,
+                    std::vector<Finding>& findings) {
+    for (std::string const& picture : extra)
+        if (!fs::is_regular_file(picture)) throw Failure("--inline の画像がありません: " + picture);
+    const std::string crossed = Crossed932(ReadUtf8(file));
+    InspectText(WithPlainWords(crossed), findings);
+    const CString page = CrLfConverter(Mailable(CString(std::string_view(WithEscapedWords(crossed))), false));
+    HtmlSource source;
+    const std::string rewritten = Pictures(page.View(), file, extra, source, findings).Rewritten();
+    source.html = CString(std::string_view(rewritten));
+    if (CString(source.html).Trim().IsEmpty()) throw Failure("HTMLに中身がありません: " + file);
+    return source;
+}
+
+}  // namespace engine

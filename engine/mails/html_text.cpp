@@ -1,0 +1,176 @@
+// The text of an HTML page.
+#include <algorithm>
+#include <array>
+#include <charconv>
+
+#include "engine/base/crossing.h"
+#include "engine/mails/html_source.h"
+#include "engine/mails/html_tokens.h"
+#include "tessaly/text.h"
+
+namespace engine {
+namespace {
+
+constexpr std::array<std::string_view, 21> blocks = {
+    "p",  "div", "tr", "table", "ul", "ol", "li", "h1",         "h2",      "h3",    "h4",
+    "h5", "h6",  "hr", "br",    "dl", "dt", "dd", "blockquote", "section", "center"};
+constexpr std::array<std::string_view, 3> hidden = {"script", "style", "title"};
+constexpr std::array<std::string_view, 10> spaced = {"p",  "table", "ul", "ol", "h1",
+                                                     "h2", "h3",    "h4", "h5", "h6"};
+
+constexpr struct {
+    std::string_view name, text;
+} entities[] = {{"lt", "<"},   {"gt", ">"},       {"amp", "&"},    {"quot", "\""},
+                {"apos", "'"}, {"nbsp", " "},     {"copy", "(c)"}, {"reg", "(R)"},
+                {"yen", "￥"}, {"hellip", "..."}, {"ndash", "-"},  {"mdash", "--"}};
+
+template <std::size_t count>
+bool IsOneOf(std::array<std::string_view, count> const& names, std::string_view name) {
+    return std::find(names.begin(), names.end(), name) != names.end();
+}
+
+std::string Utf8(unsigned code) {
+    if (code == 0 || code > 0x10FFFF) return {};
+    if (code < 0x80) return std::string(1, static_cast<char>(code));
+    std::string bytes;
+    int const rest = code < 0x800 ? 1 : code < 0x10000 ? 2 : 3;
+    constexpr unsigned heads[] = {0, 0xC0, 0xE0, 0xF0};
+    bytes += static_cast<char>(heads[rest] | code >> 6 * rest);
+    for (int i = rest; i-- > 0;) bytes += static_cast<char>(0x80 | (code >> 6 * i & 0x3F));
+    return bytes;
+}
+
+// What stands for "&name;"; the geta mark for a character that a text mail cannot hold.
+std::string EntityText(std::string_view name) {
+    if (name.starts_with('#')) {
+        bool const hex = name.size() > 1 && (name[1] == 'x' || name[1] == 'X');
+        const std::string_view digits = name.substr(hex ? 2 : 1);
+        unsigned code = 0;
+        auto const [end, error] =
+            std::from_chars(digits.data(), digits.data() + digits.size(), code, hex ? 16 : 10);
+        if (error != std::errc() || end != digits.data() + digits.size()) return {};
+        const Crossed crossed = IntoLibrary(Utf8(code));
+        return crossed.no_form || crossed.text.empty() ? IntoLibrary("〓").text : crossed.text;
+    }
+    for (auto const& entity : entities)
+        if (entity.name == name) return IntoLibrary(entity.text).text;
+    return {};
+}
+
+std::string Decoded(std::string_view text) {
+    constexpr std::size_t longest_name = 10;
+    std::string result;
+    for (std::size_t at = 0; at < text.size();) {
+        const std::size_t end =
+            text[at] == '&' ? text.substr(0, at + longest_name + 2).find(';', at) : text.npos;
+        const std::string meant = end == text.npos ? "" : EntityText(text.substr(at + 1, end - at - 1));
+        result += meant.empty() ? std::string(1, text[at]) : meant;
+        at = meant.empty() ? at + 1 : end + 1;
+    }
+    return result;
+}
+
+// A text under construction, in which runs of blanks are one and line ends come as they are asked for.
+class Lines {
+  public:
+    void Add(std::string_view text) {
+        for (char const c : Decoded(text)) {
+            bool const blank = c == ' ' || c == '\t' || c == '\r' || c == '\n' || c == '\f';
+            if (!blank) {
+                if (blank_ && !at_start_) text_ += ' ';
+                text_ += c;
+                at_start_ = false;
+            }
+            blank_ = blank;
+        }
+    }
+    // At the start of a line, with an empty one in front of it for `space`.
+    void Break(bool space) {
+        if (!at_start_) text_ += "\r\n";
+        at_start_ = true;
+        blank_ = false;
+        if (space && !text_.empty() && !text_.ends_with("\r\n\r\n")) text_ += "\r\n";
+    }
+    // A line end of its own.
+    void End() {
+        if (!text_.ends_with("\r\n\r\n")) text_ += "\r\n";
+        at_start_ = true;
+        blank_ = false;
+    }
+    std::string& Text() { return text_; }
+
+  private:
+    std::string text_;
+    bool at_start_ = true, blank_ = false;
+};
+
+class Reading {
+  public:
+    explicit Reading(std::string_view page) : page_(page) {}
+    std::string Run() {
+        HtmlTokens tokens(page_);
+        HtmlTag tag;
+        std::size_t done = 0;
+        while (tokens.Next(tag)) {
+            lines_.Add(WithoutComments(page_.substr(done, tag.begin - done)));
+            done = tag.end;
+            Take(tag, done);
+        }
+        lines_.Add(WithoutComments(page_.substr(done)));
+        lines_.Break(false);
+        return lines_.Text();
+    }
+
+  private:
+    static std::string WithoutComments(std::string_view text) {
+        std::string kept;
+        for (std::size_t at = 0; at < text.size();) {
+            const std::size_t open = std::min(text.find("<!", at), text.size());
+            kept += text.substr(at, open - at);
+            const std::size_t end = text.find(text.substr(open, 4) == "<!--" ? "-->" : ">", open);
+            if (end == text.npos) break;
+            at = end + (text[end] == '>' ? 1 : 3);
+        }
+        return kept;
+    }
+    void Take(HtmlTag const& tag, std::size_t& done) {
+        if (IsOneOf(hidden, tag.name)) done = tag.content_end;
+        if (tag.name == "a") return Link(tag);
+        if (tag.name == "br") return tag.is_end ? void() : lines_.End();
+        if (tag.name == "td" || tag.name == "th") return lines_.Add(" ");
+        if (tag.name == "img") {
+            if (HtmlAttribute const* alt = tag.Find("alt"))
+                lines_.Add(page_.substr(alt->begin, alt->end - alt->begin));
+        } else if (IsOneOf(blocks, tag.name)) {
+            lines_.Break(IsOneOf(spaced, tag.name));
+        }
+    }
+    // The address stands behind a link's text, unless the text is the address.
+    void Link(HtmlTag const& tag) {
+        if (!tag.is_end) {
+            HtmlAttribute const* href = tag.Find("href");
+            link_ = href ? Decoded(page_.substr(href->begin, href->end - href->begin)) : "";
+            link_start_ = lines_.Text().size();
+            return;
+        }
+        const std::string_view text =
+            std::string_view(lines_.Text()).substr(std::min(link_start_, lines_.Text().size()));
+        bool const worth_it = link_.starts_with("http") || link_.starts_with("mailto:");
+        if (worth_it && text.find(link_) == text.npos) {
+            lines_.Add(" &lt;");
+            lines_.Text() += link_ + ">";
+        }
+        link_.clear();
+    }
+
+    std::string_view page_;
+    Lines lines_;
+    std::string link_;
+    std::size_t link_start_ = 0;
+};
+
+}  // namespace
+
+CString TextOfHtml(CString const& html) { return CString(std::string_view(Reading(html.View()).Run())); }
+
+}  // namespace engine

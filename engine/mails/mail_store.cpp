@@ -1,0 +1,288 @@
+#include "engine/mails/mail_store.h"
+
+#include <algorithm>
+#include <filesystem>
+
+#include "engine/base/crossing.h"
+#include "engine/base/failure.h"
+#include "engine/environment/safe_change.h"
+#include "engine/targets/target.h"
+
+namespace fs = std::filesystem;
+
+namespace engine {
+namespace {
+
+const std::string mail_list_file = "MAIL/maillist.dat";
+constexpr int attachments_per_terminal = 5;  // format of the attachment lists: one for each terminal
+constexpr std::uintmax_t largest_attachment = 2 << 20;
+constexpr std::string_view not_for_names = "\\/:*?\"<>|";
+
+struct MediaType {
+    std::string_view extension;
+    char const* type;
+};
+constexpr MediaType media_types[] = {
+    {".pdf", "application/pdf"},
+    {".zip", "application/zip"},
+    {".jpg", "image/jpeg"},
+    {".jpeg", "image/jpeg"},
+    {".png", "image/png"},
+    {".gif", "image/gif"},
+    {".webp", "image/webp"},
+    {".bmp", "image/bmp"},
+    {".svg", "image/svg+xml"},
+    {".doc", "application/msword"},
+    {".xls", "application/vnd.ms-excel"},
+    {".ppt", "application/vnd.ms-powerpoint"},
+    {".docx", "application/vnd.openxmlformats-officedocument.wordprocessingml.document"},
+    {".xlsx", "application/vnd.openxmlformats-officedocument.spreadsheetml.sheet"},
+    {".pptx", "application/vnd.openxmlformats-officedocument.presentationml.presentation"},
+};
+
+// The work folder of the library, through which attachments go in and out; empty before and after.
+class WorkFolder {
+  public:
+    explicit WorkFolder(Session& session) : path_(session.DataDirectory() + "/MAIL/ATEMP") { Empty(); }
+    ~WorkFolder() { Empty(); }
+    WorkFolder(WorkFolder const&) = delete;
+    WorkFolder& operator=(WorkFolder const&) = delete;
+    void Take(NewAttachment const& added) const {
+        const fs::path folder = path_ / terminal_names[static_cast<std::size_t>(added.terminal)];
+        std::error_code error;
+        fs::create_directories(folder, error);
+        fs::copy_file(added.file, folder / Out(added.entry.m_strFileName),
+                      fs::copy_options::overwrite_existing, error);
+        if (error) throw Failure("添付ファイルを読めません: " + added.file + "\n" + error.message());
+    }
+
+  private:
+    void Empty() const {
+        std::error_code ignored;
+        fs::remove_all(path_, ignored);
+    }
+    fs::path path_;
+};
+
+[[noreturn]] void NotStored(OneMailMaker& maker) {
+    throw Failure("メールを保存できませんでした。前の状態のままです。\n" + TextOf(maker.GetErrMsg()));
+}
+
+// The tables of a mail. Each throws Failure for one that cannot be read whole.
+void LoadTexts(Session& session, int id, MailWriter& texts) {
+    texts.SetTermNum(OneMail::slot_count);
+    texts.SetEnvManager(&session.Environment());
+    if (!texts.SetMailFromFile(id, 0, nullptr))
+        throw Failure("メールを読めません: " + std::to_string(id) + "\n" + TextOf(texts.GetErrMsg()));
+    RequireWhole(texts, "メールの本文", session.DataDirectory() + "/" + MailFile(id, "mail"));
+}
+
+void LoadAttachmentList(Session& session, int id, int terminal, AttachWriter& attachments) {
+    if (!attachments.LoadAttachList(nullptr))
+        throw Failure("添付ファイルの一覧を読めません: " + std::to_string(id) + "\n" +
+                      TextOf(attachments.GetErrMsg()));
+    RequireWhole(attachments, "添付ファイルの一覧",
+                 session.DataDirectory() + "/" + MailFolder(id) + "/ATTACH/at_" +
+                     terminal_names[static_cast<std::size_t>(terminal)] + std::to_string(id) + ".dat");
+}
+
+// What is stored is read by ReadMail first, since the maker does not tell a table that is not whole.
+OneMail Opened(Session& session, OneMailMaker& maker, char kind) {
+    if (maker.GetMailID() != new_mail) static_cast<void>(ReadMail(session, maker.GetMailID()));
+    OneMail mail;
+    if (maker.GetOneMailData(mail, kind, attachments_per_terminal) < 0)
+        throw Failure("メールを開けません。\n" + TextOf(maker.GetErrMsg()));
+    return mail;
+}
+
+AttachWriter& Bind(AttachWriter& attachments, Session& session, int id) {
+    attachments.SetEnvManager(&session.Environment());
+    attachments.SetVersion(attachments_per_terminal);
+    attachments.SetMailID(id);
+    attachments.SetFlagForDeleteFileInTemp(0);
+    return attachments;
+}
+
+void RequirePlaces(OneMail const& mail, char kind) {
+    for (int slot = 0; slot < terminal_count; ++slot)
+        if (!HoldsAttachments(kind, slot) && !mail.m_aAttach[slot].IsEmpty())
+            throw Failure(std::string(kind == kind_html
+                                          ? "PCのHTMLメールに添付できるのは pc だけです"
+                                          : "携帯のHTMLメールに添付できるのは nd、at、sb だけです") +
+                          "。--detach で外してください: " + terminal_names[static_cast<std::size_t>(slot)]);
+}
+
+// The ID that the library gives to the next new mail.
+int NextMailID(Session& session) {
+    Sequencer sequence;
+    int id = 0;
+    if (!sequence.SetEnvManager(&session.Environment()) || !sequence.SetSeqType(seq_mail) ||
+        !sequence.CurrentValue(&id))
+        throw Failure("メールの番号を決められません: " + session.DataDirectory() + "/MAIL/mailseq.dat");
+    while (session.Mails().FindMailData(id) == CMailListViewer::mail_found) ++id;
+    return id;
+}
+
+void SetKind(Session& session, int id, char kind) {
+    COneMailData row;
+    if (KindOf(session, id) == kind || session.Mails().GetMailData(id, row) < 0) return;
+    char const address_flag = row.GetSpecialAddressFlag();
+    CString flag(address_flag == ' ' ? 'N' : address_flag);
+    flag += kind;
+    if (session.Mails().SetMailDataPinPoint(id, CMailListViewer::column_special_flag, flag) < 0)
+        throw Failure("メールの種類を変えられませんでした: " + std::to_string(id));
+}
+
+void Warn(FrontEnd& front, OneMail const& mail, char kind) {
+    for (int slot = 0; slot < terminal_count; ++slot) {
+        const std::string terminal = terminal_names[static_cast<std::size_t>(slot)];
+        if (mail.m_strSubject[slot].GetLength() > MailWriter::subject_limit)
+            front.Notice("件名が長めです (" + terminal +
+                         ")。相手のメールソフトで途中までしか見えないかもしれません。");
+        if (!HoldsMime(kind, slot) && mail.m_strBody[slot].GetLength() > MailWriter::body_limit)
+            front.Notice("本文が長めです (" + terminal +
+                         "): " + std::to_string(mail.m_strBody[slot].GetLength()) + "バイト");
+    }
+}
+
+}  // namespace
+
+// Texts go as bytes too: nobody knows in which code the file is.
+char const* MediaTypeOf(std::string const& file) {
+    std::string extension = fs::path(file).extension().string();
+    std::transform(extension.begin(), extension.end(), extension.begin(),
+                   [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c; });
+    for (MediaType const& known : media_types)
+        if (known.extension == extension) return known.type;
+    return "application/octet-stream";
+}
+
+char KindOf(Session& session, int id) {
+    COneMailData row;
+    if (session.Mails().GetMailData(id, row) < 0) return kind_text;
+    char const kind = row.GetTextOrHtmlMailFlag();
+    return kind == ' ' ? kind_text : kind;
+}
+
+bool HoldsMime(char kind, int terminal) {
+    return kind == kind_html          ? terminal == pc
+           : kind == kind_mobile_html ? terminal == nd || terminal == at || terminal == sb
+                                      : false;
+}
+
+bool HoldsAttachments(char kind, int terminal) { return kind == kind_text || HoldsMime(kind, terminal); }
+
+TermType TerminalNamed(std::string_view name) {
+    auto const found = std::find(terminal_names.begin(), terminal_names.end(), name);
+    if (found == terminal_names.end())
+        throw Failure("--terminal は pc、nd、at、sb、wl のどれかです: " + std::string(name), exit_usage);
+    return static_cast<TermType>(found - terminal_names.begin());
+}
+
+bool IsDeleted(Session& session, int id) {
+    CString status;
+    return session.Mails().GetMailDataPinPoint(id, CMailListViewer::column_status, status) == 0 &&
+           status == "S";
+}
+
+void RequireMail(Session& session, int id, Deleted deleted) {
+    if (session.Mails().FindMailData(id) != 0)
+        throw Failure("その番号のメールはありません: " + std::to_string(id) +
+                      "\n「tessaly mail list」で見られます。");
+    if (deleted == Deleted::refuse && IsDeleted(session, id))
+        throw Failure("削除したメールです: " + std::to_string(id) + " (mail restore で戻せます)");
+}
+
+std::string NameOfMail(Session& session, int id) {
+    CString title;
+    session.Mails().GetMailDataPinPoint(id, CMailListViewer::column_title, title);
+    return std::to_string(id) + ": " + Out(OnOneLine(title.View()));
+}
+
+OneMail ReadMail(Session& session, int id) {
+    OneMail mail;
+    COneMailData row;
+    MailWriter texts;
+    if (session.Mails().GetMailData(id, row) < 0) throw Failure("メールを読めません: " + std::to_string(id));
+    LoadTexts(session, id, texts);
+    mail.m_strAddressName = row.GetAddressName();
+    mail.m_strHonorific = row.GetHonorific();
+    mail.m_dtReserve = row.GetReserveDate();
+    AttachWriter attachments;
+    Bind(attachments, session, id);
+    for (int slot = 0; slot < OneMail::slot_count; ++slot) {
+        mail.m_strSubject[slot] = texts.GetMailElement(0, static_cast<TermType>(slot));
+        mail.m_strBody[slot] = texts.GetMailElement(1, static_cast<TermType>(slot));
+        if (!attachments.SetTermType(static_cast<TermType>(slot))) continue;
+        LoadAttachmentList(session, id, slot, attachments);
+        for (int i = 0; i < attachments.GetFileNum(); ++i)
+            mail.m_aAttach[slot].Add(
+                {attachments.GetAttachListElement(i, 0), attachments.GetAttachListElement(i, 1)});
+    }
+    return mail;
+}
+
+CString AttachmentText(Session& session, int id, TermType terminal, CString const& name) {
+    AttachWriter attachments;
+    Bind(attachments, session, id).SetTermType(terminal);
+    CString text;
+    if (!attachments.GetAttachDataString(name, text)) throw Failure("添付ファイルを読めません: " + Out(name));
+    return text;
+}
+
+NewAttachment AttachmentOf(TermType terminal, std::string const& file) {
+    const std::string name = fs::path(file).filename().string();
+    std::error_code error;
+    if (!fs::is_regular_file(file, error)) throw Failure("添付するファイルがありません: " + file);
+    if (fs::file_size(file, error) > largest_attachment || error) {
+        CString text;
+        CErrMsg::GetErrMsgFromDefined(attach_file_too_large, text);
+        text.Replace("\r\n", "\n");
+        throw Failure(file + ": " + Out(text));
+    }
+    bool const has_control =
+        std::any_of(name.begin(), name.end(), [](char c) { return static_cast<unsigned char>(c) < 0x20; });
+    if (has_control || name.find_first_of(not_for_names) != name.npos)
+        throw Failure("添付するファイルの名前に使えない文字 (" + std::string(not_for_names) +
+                      "、改行など) があります: " + name);
+    return {terminal, {Into(name, "添付するファイルの名前"), MediaTypeOf(file)}, file};
+}
+
+int StoreMail(Session& session, int id, char kind, std::vector<NewAttachment> const& added,
+              std::function<void(OneMail&)> const& change) {
+    const WorkFolder work(session);
+    OneMailMaker maker(&session.Environment(), &session.Mails(), id);
+    OneMail mail = Opened(session, maker, id == new_mail ? kind : KindOf(session, id));
+    change(mail);
+    RequirePlaces(mail, kind);
+    Warn(session.Front(), mail, kind);
+    for (NewAttachment const& attachment : added) work.Take(attachment);
+    SafeChange whole(session.DataDirectory(),
+                     id == new_mail
+                         ? std::vector{mail_list_file, MailFolder(NextMailID(session))}
+                         : std::vector{mail_list_file, MailFile(id, "mail"), MailFolder(id) + "/ATTACH"});
+    if (id != new_mail) SetKind(session, id, kind);
+    if (maker.SetOneMailData(mail, kind, attachments_per_terminal) < 0) NotStored(maker);
+    if (id == new_mail) MakeEmptyTarget(session, maker.GetMailID());
+    whole.Keep();
+    return maker.GetMailID();
+}
+
+int CopyMail(Session& session, int id) {
+    const WorkFolder work(session);
+    char const kind = KindOf(session, id);
+    OneMailMaker source(&session.Environment(), &session.Mails(), id);
+    OneMail mail = Opened(session, source, kind);
+    SafeChange whole(session.DataDirectory(), {mail_list_file, MailFolder(NextMailID(session))});
+    COneMailData row;
+    if (session.Mails().GetMailDataForReprint(id, row) < 0)
+        throw Failure("メールを写せませんでした: " + std::to_string(id));
+    OneMailMaker copy(&session.Environment(), &session.Mails(), row.GetMailID());
+    if (copy.SetOneMailData(mail, kind, attachments_per_terminal) < 0) NotStored(copy);
+    MakeEmptyTarget(session, row.GetMailID());
+    CopyConditions(session, id, row.GetMailID());
+    whole.Keep();
+    return row.GetMailID();
+}
+
+}  // namespace engine

@@ -1,0 +1,63 @@
+#pragma once
+
+#include <array>
+#include <functional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "engine/environment/mail_paths.h"
+#include "engine/environment/session.h"
+#include "tessaly/delivery.h"
+#include "tessaly/mailstore.h"
+
+// The mails that lie in an environment: reading one, storing one whole, and what lies beside its texts.
+namespace engine {
+
+inline constexpr int terminal_count = 5;  // those with texts and attachments of their own, by TermType
+inline constexpr std::array<char const*, terminal_count> terminal_names = {"pc", "nd", "at", "sb", "wl"};
+inline constexpr int new_mail = -1;
+
+// By its short name; throws Failure for a name that is none.
+TermType TerminalNamed(std::string_view name);
+
+// The kinds of mails: text for all terminals, HTML for the PC, HTML for mobile terminals.
+inline constexpr char kind_text = 'N', kind_html = 'Y', kind_mobile_html = 'M';
+char KindOf(Session& session, int id);
+// Whether a terminal's body in a mail of that kind is the text of a MIME mail; whether a terminal can have
+// attachments of its own.
+bool HoldsMime(char kind, int terminal);
+bool HoldsAttachments(char kind, int terminal);
+
+// Throws Failure unless there is such a mail; a deleted one only if it is asked for.
+enum class Deleted { refuse, allow };
+void RequireMail(Session& session, int id, Deleted deleted = Deleted::refuse);
+bool IsDeleted(Session& session, int id);
+// "3: 春のご案内"
+std::string NameOfMail(Session& session, int id);
+
+// Texts, names and attachment lists of a mail; the attachments themselves stay where they are.
+OneMail ReadMail(Session& session, int id);
+// An attachment's content in Base64, lines of 76 characters. Throws Failure.
+CString AttachmentText(Session& session, int id, TermType terminal, CString const& name);
+
+// Files that are attached: what a mail's lists hold of one, and the file that it comes from.
+struct NewAttachment {
+    TermType terminal;
+    AttachData entry;  // name as the recipient sees it, and media type
+    std::string file;  // host path
+};
+// By the extension of a file's name; bytes where that says nothing.
+char const* MediaTypeOf(std::string const& file);
+// Judges a file's name and size; throws Failure.
+NewAttachment AttachmentOf(TermType terminal, std::string const& file);
+
+// Makes a mail, or changes one: `change` gets its texts and attachment lists (empty for new_mail) and may
+// change all of them; a list may also name `added` files. The mail becomes one of `kind`. All of it reaches
+// the disk, or nothing does. The session is one for changing. Result: the mail's ID. Throws Failure.
+int StoreMail(Session& session, int id, char kind, std::vector<NewAttachment> const& added,
+              std::function<void(OneMail&)> const& change);
+// A new mail with the texts, attachments and conditions of another, whose recipients are not yet chosen.
+int CopyMail(Session& session, int id);
+
+}  // namespace engine

@@ -1,0 +1,281 @@
+#include "engine/mails/received_text.h"
+
+#include <algorithm>
+#include <charconv>
+#include <map>
+#include <optional>
+#include <vector>
+
+#include "engine/base/crossing.h"
+#include "engine/base/failure.h"
+#include "tessaly/delivery.h"
+#include "tessaly/text.h"
+
+namespace engine {
+namespace {
+
+constexpr auto npos = std::string_view::npos;
+constexpr int no_encoding = 0;
+constexpr char const* as_it_is = "8bit";
+
+std::string_view Trimmed(std::string_view text) {
+    const std::size_t begin = std::min(text.find_first_not_of(" \t\r\n"), text.size());
+    text.remove_prefix(begin);
+    return text.substr(0, text.find_last_not_of(" \t\r\n") + 1);
+}
+
+std::string Decoded(CString const& text, int mode) {
+    std::string bytes(mime::MailBodyRoom(static_cast<std::size_t>(text.GetLength())), '\0');
+    int size = 0;
+    DecodeMailBody(text, mode, bytes.data(), size);
+    bytes.resize(static_cast<std::size_t>(size));
+    return bytes;
+}
+
+// The charsets that mail programs write Japanese in.
+enum class Charset { unknown, untold, utf8, jis, shift_jis, euc };
+
+Charset CharsetNamed(std::string_view text) {
+    constexpr std::pair<std::string_view, Charset> names[] = {{"", Charset::untold},
+                                                              {"us-ascii", Charset::untold},
+                                                              {"utf-8", Charset::utf8},
+                                                              {"utf8", Charset::utf8},
+                                                              {"iso-2022-jp", Charset::jis},
+                                                              {"shift_jis", Charset::shift_jis},
+                                                              {"shift-jis", Charset::shift_jis},
+                                                              {"x-sjis", Charset::shift_jis},
+                                                              {"windows-31j", Charset::shift_jis},
+                                                              {"cp932", Charset::shift_jis},
+                                                              {"euc-jp", Charset::euc}};
+    CString name(text);
+    name.MakeLower();
+    for (auto const& [known, charset] : names)
+        if (known == name.View()) return charset;
+    return Charset::unknown;
+}
+
+Charset CharsetOf(MimeFormatStruct const& part) {
+    CString name;
+    part.GetCharset(name);
+    return CharsetNamed(name.View());
+}
+
+std::string FromCharset(Charset charset, std::string const& bytes) {
+    const CString text{std::string_view(bytes)};
+    KCodeC code;
+    switch (charset) {
+        case Charset::utf8: return bytes;
+        case Charset::jis: return Out(CString(code.jis7tosj(text)));
+        case Charset::shift_jis: return Out(bytes);
+        case Charset::euc: return Out(CString(code.ujtosj(text)));
+        case Charset::untold:
+        case Charset::unknown: break;
+    }
+    return GuessedText(bytes);
+}
+
+// An encoded word (RFC 2047 2).
+struct Word {
+    Charset charset;
+    std::string bytes;
+    std::size_t size;  // of the word
+};
+
+// The one at the start of `text`; none for one of an unknown charset, and for one that is none.
+std::optional<Word> WordAt(std::string_view text) {
+    constexpr std::size_t charset_start = 2;  // behind "=?"
+    const std::size_t charset_end = text.find('?', charset_start);
+    if (charset_end == npos || text.size() < charset_end + 3 || text[charset_end + 2] != '?') return {};
+    const std::string_view name = text.substr(charset_start, charset_end - charset_start);
+    const Charset charset = CharsetNamed(name.substr(0, name.find('*')));  // RFC 2231 5: charset*language
+    char const encoding = static_cast<char>(text[charset_end + 1] | 0x20);
+    if (charset == Charset::unknown || (encoding != 'b' && encoding != 'q')) return {};
+    const std::size_t begin = charset_end + 3, end = text.find("?=", begin);
+    if (end == npos) return {};
+    std::string content(text.substr(begin, end - begin));
+    if (encoding == 'q') std::replace(content.begin(), content.end(), '_', ' ');
+    int const mode = encoding == 'b' ? MAIL_BODY_BASE64 : MAIL_BODY_QUOTED_PRINTABLE;
+    return Word{charset, Decoded(CString(std::string_view(content)), mode), end + 2};
+}
+
+// Without the quotes around it, and without the backslashes in front of those in it.
+std::string Unquoted(std::string_view text) {
+    if (text.size() >= 2 && text.front() == '"' && text.back() == '"') text = text.substr(1, text.size() - 2);
+    std::string unquoted;
+    for (std::size_t at = 0; at < text.size(); ++at) {
+        if (text.substr(at, 2) == "\\\"") ++at;
+        unquoted += text[at];
+    }
+    return unquoted;
+}
+
+// Calls `take(key, value)` for each parameter of a header's value, in UTF-8, the value without its quotes.
+template <class Take>
+void ForEachParameter(CString const& value, Take take) {
+    const std::string text = GuessedText(MailAnalyzer::ReformatHeaderBodyString(value).View());
+    for (std::string_view header = text; !header.empty();) {
+        bool quoted = false;
+        std::size_t end = 0;
+        for (; end < header.size() && (quoted || header[end] != ';'); ++end) {
+            if (quoted && header.substr(end, 2) == "\\\"")
+                ++end;
+            else
+                quoted ^= header[end] == '"';
+        }
+        const std::string_view parameter = header.substr(0, end);
+        header.remove_prefix(std::min(end + 1, header.size()));
+        const std::size_t equals = parameter.find('=');
+        if (equals == npos) continue;
+        const std::string content = Unquoted(Trimmed(parameter.substr(equals + 1)));
+        CString key(Trimmed(parameter.substr(0, equals)));
+        key.MakeLower();
+        take(key.View(), std::string_view(content));
+    }
+}
+
+// name*=..., or name*0*=... name*1=... and so on.
+std::string ExtendedParameter(CString const& header, std::string const& name) {
+    std::map<int, std::string> pieces;
+    std::string charset;
+    ForEachParameter(header, [&](std::string_view key, std::string_view value) {
+        if (!key.starts_with(name + "*")) return;
+        key.remove_prefix(name.size() + 1);
+        int number = 0;
+        std::from_chars(key.data(), key.data() + key.size(), number);
+        bool const extended = key.empty() || key.ends_with('*');
+        if (extended && number == 0) {
+            const std::size_t first = value.find('\''),
+                              second = value.find('\'', std::min(first, value.size() - 1) + 1);
+            if (first == npos || second == npos) return;
+            charset = value.substr(0, first);
+            value.remove_prefix(second + 1);
+        }
+        pieces[number] = extended ? PercentDecoded(value) : std::string(value);
+    });
+    std::string bytes;
+    for (auto const& [number, piece] : pieces) bytes += piece;
+    return FromCharset(CharsetNamed(charset), bytes);
+}
+
+std::string PlainParameter(CString const& header, std::string_view name) {
+    std::string found;
+    ForEachParameter(header, [&](std::string_view key, std::string_view value) {
+        if (key == name && found.empty()) found = DecodedHeader(value);
+    });
+    return found;
+}
+
+// The first part that is a text, or that tells no type; null for none.
+MimeFormatStruct* TextPart(MimeFormatStruct& mail) {
+    std::vector<MimeFormatStruct*> waiting = {&mail};
+    while (!waiting.empty()) {
+        MimeFormatStruct& entity = *waiting.back();
+        waiting.pop_back();
+        for (int i = entity.m_aChild.GetSize(); i-- > 0;) waiting.push_back(&entity.m_aChild[i]);
+        if (!entity.m_aChild.IsEmpty()) continue;
+        CString type, subtype, parameters;
+        MimeDecodeTool::SplitContentType(entity.m_strContentType, type, subtype, parameters);
+        if (entity.m_strContentTypeName.IsEmpty() || MimeDecodeTool::stristr(type, "text")) return &entity;
+    }
+    return nullptr;
+}
+
+}  // namespace
+
+std::string PercentDecoded(std::string_view text) {
+    std::string decoded;
+    for (std::size_t at = 0; at < text.size(); ++at) {
+        unsigned byte = 0;
+        std::string_view const digits = text.substr(std::min(at + 1, text.size()), 2);
+        auto const [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), byte, 16);
+        bool const escaped =
+            text[at] == '%' && digits.size() == 2 && error == std::errc() && end == digits.data() + 2;
+        decoded += escaped ? static_cast<char>(byte) : text[at];
+        if (escaped) at += 2;
+    }
+    return decoded;
+}
+
+std::string GuessedText(std::string_view bytes) {
+    bool const seven_bit =
+        std::none_of(bytes.begin(), bytes.end(), [](char c) { return static_cast<unsigned char>(c) > 0x7F; });
+    if (seven_bit && bytes.find('\x1B') != npos) return FromCharset(Charset::jis, std::string(bytes));
+    return seven_bit || IsUtf8(bytes) ? std::string(bytes) : Out(bytes);
+}
+
+std::string ContentOf(MimeFormatStruct const& part) {
+    CString encoding;
+    part.GetContentTransferEncoding(encoding);
+    int const mode = encoding == "base64"             ? MAIL_BODY_BASE64
+                     : encoding == "quoted-printable" ? MAIL_BODY_QUOTED_PRINTABLE
+                                                      : no_encoding;
+    return Decoded(part.m_strBody, mode);
+}
+
+std::string TextOf(MimeFormatStruct const& part) {
+    const Charset charset = CharsetOf(part);
+    CString name;
+    part.GetCharset(name);
+    if (charset == Charset::unknown) throw Failure("この文字コードの文面は読めません: " + Out(name));
+    return FromCharset(charset, ContentOf(part));
+}
+
+// Blanks between two words are none; the words of one charset may divide a character among them, though they
+// should not.
+std::string DecodedHeader(std::string_view value) {
+    const std::size_t last_end = value.rfind("?=");
+    std::string result, bytes;
+    Charset charset = Charset::untold;
+    std::size_t done = 0;
+    auto const end_words = [&] {
+        result += FromCharset(charset, bytes);
+        bytes.clear();
+    };
+    for (std::size_t at = 0; (at = value.find("=?", at)) != npos && last_end != npos && at < last_end;) {
+        const std::optional<Word> word = WordAt(value.substr(at));
+        if (!word) {
+            at += 2;
+            continue;
+        }
+        const std::string_view between = value.substr(done, at - done);
+        bool const joined = done > 0 && Trimmed(between).empty();
+        if (!joined || charset != word->charset) end_words();
+        if (!joined) result += GuessedText(between);
+        charset = word->charset;
+        bytes += word->bytes;
+        at = done = at + word->size;
+    }
+    end_words();
+    return result + GuessedText(value.substr(done));
+}
+
+std::string SubjectOf(MimeFormatStruct const& mail) {
+    for (MimeHeaderStruct const& header : mail.m_aHeader)
+        if (header.m_strName.CompareNoCase("subject") == 0)
+            return std::string(Trimmed(DecodedHeader(header.m_strValue.View())));
+    return {};
+}
+
+std::string NameOfPart(MimeFormatStruct const& part) {
+    const std::pair<CString const*, std::string> places[] = {{&part.m_strContentDisposition, "filename"},
+                                                             {&part.m_strContentType, "name"}};
+    for (auto const& [header, name] : places)
+        if (const std::string plain = PlainParameter(*header, name); !plain.empty()) return plain;
+    for (auto const& [header, name] : places)
+        if (const std::string extended = ExtendedParameter(*header, name); !extended.empty()) return extended;
+    return {};
+}
+
+void MakeReadable(MimeFormatStruct& mail) {
+    for (MimeHeaderStruct& header : mail.m_aHeader)
+        if (header.m_strName.CompareNoCase("subject") == 0)
+            header.m_strValue = IntoWithGeta(DecodedHeader(header.m_strValue.View()));
+    MimeFormatStruct* const part = TextPart(mail);
+    if (!part) return;
+    const Charset charset = CharsetOf(*part);
+    if (charset != Charset::utf8 && charset != Charset::euc && charset != Charset::untold) return;
+    part->m_strBody = IntoWithGeta(FromCharset(charset, ContentOf(*part)));
+    part->m_strContentTransferEncoding = as_it_is;
+}
+
+}  // namespace engine

@@ -1,0 +1,305 @@
+#include "engine/receiving/answers.h"
+
+#include <algorithm>
+#include <set>
+#include <vector>
+
+#include "engine/base/crossing.h"
+#include "engine/base/failure.h"
+#include "engine/customers/elements.h"
+#include "engine/mails/mail_status.h"
+#include "engine/mails/mail_store.h"
+#include "engine/mails/received_text.h"
+#include "tessaly/text.h"
+
+namespace engine {
+namespace {
+
+constexpr char const* yes = "Y";
+constexpr char const* no = "N";
+constexpr int forgiving = 0;  // a bad field is left out
+constexpr char const* receipt_type = "message/disposition-notification";
+
+// The value of a field, unfolded, of a delivery report (RFC 3464) or a disposition notification (RFC 8098).
+CString FieldOf(MimeFormatStruct const& mail, char const* type, char const* field) {
+    for (MimeFormatStruct const& child : mail.m_aChild) {
+        if (!MimeDecodeTool::stristr(child.m_strContentType, type)) continue;
+        const std::string body = "\n" + std::string(child.m_strBody.View());
+        char const* at = MimeDecodeTool::stristr(body.c_str(), ("\n" + std::string(field) + ":").c_str());
+        if (!at) continue;
+        const std::string_view text = std::string_view(at).substr(std::string_view(at).find(':') + 1);
+        std::size_t end = text.find('\n');
+        while (end < text.size() - 1 && (text[end + 1] == ' ' || text[end + 1] == '\t'))
+            end = text.find('\n', end + 1);
+        CString value(text.substr(0, end));
+        value.Replace("\r\n", "");
+        return value.Trim();
+    }
+    return {};
+}
+
+CString ReportField(MimeFormatStruct const& mail, char const* field) {
+    return FieldOf(mail, "message/delivery-status", field);
+}
+
+// The mail that a receipt names where the analysis finds none: with nothing, or a line end, behind the colon.
+CString NamedByReceipt(MimeFormatStruct const& mail) {
+    CString id = FieldOf(mail, receipt_type, "Original-Message-ID");
+    return id.Trim("<>");
+}
+
+// Whether a registration's consent to mail is only what a new customer starts with. One who has refused mail
+// goes on refusing until she says otherwise.
+bool IsAssumed(int element, CString text) {
+    text.Remove('\r');
+    text.Remove('\n');
+    bool const consents = text.Find("<DMOK>Y</DMOK>") >= 0, declines = text.Find("<DMOK>N</DMOK>") >= 0;
+    return element == customers::element_other_mail ||
+           (element == customers::element_direct_mail && !consents && !declines);
+}
+
+bool Holds(CString const& text, char const* word) { return MimeDecodeTool::stristr(text, word) != nullptr; }
+
+}  // namespace
+
+char const* NameOf(AnswerKind kind) {
+    switch (kind) {
+        case AnswerKind::bounce: return "エラー";
+        case AnswerKind::delay: return "遅延";
+        case AnswerKind::receipt: return "開封";
+        case AnswerKind::refusal: return "配信停止";
+        case AnswerKind::registration: return "登録";
+        case AnswerKind::other: break;
+    }
+    return "その他";
+}
+
+Answers::Answers(Session& session, bool apply)
+    : session_(session),
+      apply_(apply),
+      register_mode_(session.Setting("receive.register")),
+      refuse_keyword_(Into(session.Setting("receive.refuse-keyword"), "receive.refuse-keyword")) {
+    session_.Customers();
+    session_.Mails();
+}
+
+Answer Answers::Take(std::string const& text) {
+    MimeFormatStruct mail;
+    MimeDecodeTool::MimeDecode(CString(std::string_view(text)), mail);
+    MakeReadable(mail);
+    analyzer_.InitMember();
+    analyzer_.SetResistWithEmpty(register_mode_ == "empty");
+    analyzer_.SetRefuseWithKeyword(!refuse_keyword_.IsEmpty(), refuse_keyword_);
+    analyzer_.MailAnalysis(mail);
+    Answer answer;
+    answer.from = analyzer_.GetFromAddress();
+    CString original_id = analyzer_.GetOriginalMessageID();
+    if (original_id.IsEmpty()) original_id = NamedByReceipt(mail);
+    if (auto const original = OriginalOf(original_id)) {
+        answer.mail = original->mail;
+        answer.customer = original->customer;
+    }
+    switch (analyzer_.GetMailType()) {
+        case MailAnalyzer::error_mail: Bounce(mail, answer); break;
+        case MailAnalyzer::disposition_notification: Receipt(mail, answer); break;
+        case MailAnalyzer::refuse: Refusal(answer); break;
+        case MailAnalyzer::regist: Registration(answer); break;
+        default: answer.keep = true;
+    }
+    return answer;
+}
+
+std::optional<Answers::Original> Answers::OriginalOf(CString const& message_id) {
+    if (message_id.IsEmpty()) return {};
+    const std::string id(message_id.View());
+    if (auto const numbers = NumbersIn(id); numbers && session_.Mails().FindMailData(numbers->mail) == 0)
+        return Original{numbers->mail, numbers->customer};
+    ReadOldHistories();
+    auto const found = old_ids_.find(id);
+    return found == old_ids_.end() ? std::nullopt : std::optional(found->second);
+}
+
+// Message-IDs that do not tell their numbers: of mails that were sent by an earlier version.
+void Answers::ReadOldHistories() {
+    if (old_ids_read_) return;
+    old_ids_read_ = true;
+    CArray<int, int> mails;
+    session_.Mails().CountMailByViewType(CMailListViewer::view_not_deleted | CMailListViewer::view_deleted,
+                                         &mails);
+    for (int const mail : mails) {
+        HistoryListViewer history;
+        LoadHistory(session_, mail, history);
+        CArray<HistorySet, HistorySet> rows;
+        history.GetHDataFromMemoryToStruct(rows, -1, -1);
+        for (HistorySet const& row : rows)
+            if (!row.MessageID.IsEmpty() && !NumbersIn(row.MessageID.View()))
+                old_ids_.try_emplace(std::string(row.MessageID.View()), Original{mail, row.CustomerID});
+    }
+}
+
+HistoryListViewer* Answers::HistoryOf(int mail) {
+    if (!apply_) {
+        auto& history = looked_at_[mail];
+        if (!history) {
+            history = std::make_unique<HistoryListViewer>();
+            LoadHistory(session_, mail, *history);
+        }
+        return history.get();
+    }
+    auto const [place, is_new] = histories_.try_emplace(mail);
+    if (is_new) try {
+            place->second = std::make_unique<SendHistory>(session_, mail);
+        } catch (Failure const&) {  // a run has it
+        }
+    return place->second ? &place->second->Rows() : nullptr;
+}
+
+// Whether the answer is to the last mail that the customer was sent, and not to an attempt before that.
+bool Answers::IsCurrent(HistoryListViewer& history, Answer& answer) const {
+    CString id;
+    if (history.DBID2RowNumber(answer.customer) < 0 ||
+        history.TransferMessageID(answer.customer, id, 0) < 0) {
+        answer.effect = "送信履歴にない宛先です";
+        answer.keep = true;
+        return false;
+    }
+    if (id == analyzer_.GetOriginalMessageID()) return true;
+    answer.effect = "前の送信への返事です";
+    return false;
+}
+
+void Answers::Bounce(MimeFormatStruct const& mail, Answer& answer) {
+    answer.kind = AnswerKind::bounce;
+    if (Holds(ReportField(mail, "Action"), "delayed")) {
+        answer.kind = AnswerKind::delay;
+        answer.effect = "まだ届けようとしています";
+        return;
+    }
+    if (answer.mail < 0) {
+        answer.effect = "どのメールのものか分かりません";
+        answer.keep = true;
+        return;
+    }
+    HistoryListViewer* history = HistoryOf(answer.mail);
+    answer.postponed = !history;
+    if (!history || !IsCurrent(*history, answer)) return;
+    CString state;
+    int number = 0;
+    history->TransferState(answer.customer, state, 0);
+    history->TransferRetryNum(answer.customer, number, 0);
+    if (state != status_complete) {
+        answer.effect = "もう記録されています";
+        return;
+    }
+    bool const permanent = ReportField(mail, "Status").Left(1) == "5";
+    bool const again = !permanent && session_.Setting("retry.allowed") != "N" &&
+                       number < session_.NumberSetting("retry.max");
+    state = again ? status_waiting : status_with_errors;
+    if (apply_) history->TransferState(answer.customer, state, 1);
+    answer.effect = again ? "再送信を待つようにしました" : "エラーにしました";
+    const CString code = ReportField(mail, "Diagnostic-Code");
+    if (!code.IsEmpty()) answer.effect += ": " + OnOneLine(GuessedText(code.View()));
+}
+
+void Answers::Receipt(MimeFormatStruct const& mail, Answer& answer) {
+    answer.kind = AnswerKind::receipt;
+    if (answer.mail < 0) {
+        answer.effect = "どのメールのものか分かりません";
+        answer.keep = true;
+        return;
+    }
+    if (Holds(FieldOf(mail, receipt_type, "Disposition"), "deleted")) {
+        answer.effect = "読まずに削除されました";
+        return;
+    }
+    HistoryListViewer* history = HistoryOf(answer.mail);
+    answer.postponed = !history;
+    if (!history) return;
+    CString flag;
+    if (history->DBID2RowNumber(answer.customer) < 0 ||
+        history->TransferOpenFlag(answer.customer, flag, 0) < 0) {
+        answer.effect = "送信履歴にない宛先です";
+        answer.keep = true;
+        return;
+    }
+    answer.effect = flag == yes ? "もう記録されています" : "開封にしました";
+    flag = yes;
+    if (apply_) history->TransferOpenFlag(answer.customer, flag, 1);
+}
+
+int Answers::CustomerBehind(Answer const& answer) {
+    if (answer.customer >= 0 && session_.Customers().FindCustomerID(answer.customer, 1) == 1)
+        return answer.customer;
+    if (answer.from.IsEmpty()) return -1;
+    int const id = session_.Customers().SearchCustomerOneElement(customers::element_address, answer.from, -1,
+                                                                 direction_forward);
+    return id < 0 ? -1 : id;
+}
+
+void Answers::Store(OneCustomer& customer) {
+    if (!apply_) return;
+    if (session_.Customers().SetOneCustomerInfo(customer, 0) < 0)
+        throw Failure("顧客を書き込めません: " + TextOf(session_.Customers().GetErrMsg()));
+    customers_changed_ = true;
+}
+
+void Answers::Refusal(Answer& answer) {
+    answer.kind = AnswerKind::refusal;
+    answer.customer = CustomerBehind(answer);
+    OneCustomer customer;
+    if (answer.customer < 0 || session_.Customers().GetOneCustomerForEdit(customer, answer.customer) < 0) {
+        answer.effect = "どの顧客のものか分かりません";
+        answer.keep = true;
+        return;
+    }
+    answer.effect = customer.DMOk == no ? "もう停止しています" : "DMを送らないようにしました";
+    if (customer.DMOk == no) return;
+    customer.DMOk = no;
+    Store(customer);
+}
+
+void Answers::Registration(Answer& answer) {
+    answer.kind = AnswerKind::registration;
+    if (register_mode_ == "off") {
+        answer.effect = "登録を受けない設定です";
+        answer.keep = true;
+        return;
+    }
+    OneCustomer given;
+    if (session_.Customers().ConvertEMailToOneCunstomer(analyzer_.GetDecodeMailBody(), given, forgiving) <
+        0) {
+        answer.effect = "登録できません: " + TextOf(session_.Customers().GetErrMsg());
+        answer.keep = true;
+        return;
+    }
+    int const known = session_.Customers().SearchCustomerOneElement(customers::element_address, given.Email,
+                                                                    -1, direction_forward);
+    OneCustomer customer = given;
+    if (known >= 0) {
+        session_.Customers().GetOneCustomerForEdit(customer, known);
+        for (int element = 0; element < customers::element_count; ++element)
+            if (auto const member = MemberOf(element);
+                member && !(given.*member).IsEmpty() && !IsAssumed(element, analyzer_.GetDecodeMailBody()))
+                customer.*member = given.*member;
+        answer.effect = customer.DeleteFlag == yes ? "削除済みの顧客を戻しました" : "顧客を更新しました";
+        customer.DeleteFlag.Empty();
+    } else {
+        answer.effect = "顧客を加えました";
+    }
+    Store(customer);
+    answer.customer = apply_ ? customer.CustomerID : known;
+}
+
+void Answers::Save() {
+    if (customers_changed_) session_.SaveCustomers();
+    customers_changed_ = false;
+    for (auto& [mail, history] : histories_) {
+        if (!history) continue;
+        history->End();
+        // A mail that was changed after it was sent stays a draft.
+        PutInList(session_, mail, StatusAfter(history->Rows()), history->Rows(), "DS");
+    }
+    histories_.clear();
+}
+
+}  // namespace engine

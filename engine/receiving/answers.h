@@ -1,0 +1,72 @@
+#pragma once
+
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <unordered_map>
+
+#include "engine/environment/session.h"
+#include "engine/receiving/inbox.h"
+#include "engine/sending/mailing.h"
+#include "engine/sending/send_history.h"
+#include "tessaly/delivery.h"
+#include "tessaly/mime.h"
+
+namespace engine {
+
+// What a received mail is taken for.
+enum class AnswerKind { bounce, delay, receipt, refusal, registration, other };
+char const* NameOf(AnswerKind kind);
+
+struct Answer {
+    AnswerKind kind = AnswerKind::other;
+    int mail = -1, customer = -1;  // whom it is about, as far as that is known
+    CString from;
+    std::string effect;      // what was done, or why nothing was
+    bool keep = false;       // for the sender to read
+    bool postponed = false;  // its mail is being sent just now; the next time will do
+};
+
+// Brings received mail back to the mail and the customer that it answers, and does what follows from it: a
+// bounce makes the history's row wait or fail, a receipt marks it opened, a refusal ends direct mail to the
+// customer, a registration makes or updates one. The same mail twice changes nothing. What was done is in
+// memory until Save.
+class Answers {
+  public:
+    // `apply` false: only tells what would be done. The session is one for changing unless so.
+    Answers(Session& session, bool apply);
+
+    Answer Take(std::string const& text);
+    // Histories, customers and the list of mails. Throws Failure.
+    void Save();
+
+  private:
+    struct Original {
+        int mail, customer;
+    };
+
+    void Bounce(MimeFormatStruct const& mail, Answer& answer);
+    void Receipt(MimeFormatStruct const& mail, Answer& answer);
+    void Refusal(Answer& answer);
+    void Registration(Answer& answer);
+    std::optional<Original> OriginalOf(CString const& message_id);
+    void ReadOldHistories();
+    // Null while the mail is being sent.
+    HistoryListViewer* HistoryOf(int mail);
+    bool IsCurrent(HistoryListViewer& history, Answer& answer) const;
+    int CustomerBehind(Answer const& answer);
+    void Store(OneCustomer& customer);
+
+    Session& session_;
+    bool const apply_;
+    MailAnalyzer analyzer_;
+    std::string register_mode_;
+    CString refuse_keyword_;
+    std::map<int, std::unique_ptr<SendHistory>> histories_;
+    std::map<int, std::unique_ptr<HistoryListViewer>> looked_at_;  // without being changed
+    std::unordered_map<std::string, Original> old_ids_;
+    bool old_ids_read_ = false, customers_changed_ = false;
+};
+
+}  // namespace engine

@@ -1,0 +1,94 @@
+#include "engine/receiving/inbox.h"
+
+#include <algorithm>
+#include <charconv>
+#include <fstream>
+#include <sstream>
+
+#include "engine/base/digest.h"
+#include "engine/base/failure.h"
+#include "engine/base/whole_file.h"
+
+namespace fs = std::filesystem;
+
+namespace engine {
+namespace {
+
+constexpr char const* seen_name = "seen";
+constexpr char const* actions_name = "actions.tsv";
+
+// "000012-<digest>.eml"; 0 for a file that is none.
+int NumberOf(fs::path const& file) {
+    const std::string name = file.filename().string();
+    int number = 0;
+    bool const ours = file.extension() == ".eml" &&
+                      std::from_chars(name.data(), name.data() + name.size(), number).ec == std::errc();
+    return ours ? number : 0;
+}
+
+}  // namespace
+
+Inbox::Inbox(std::string const& data_directory) : folder_(fs::path(data_directory) / "INBOX") {
+    std::ifstream seen(folder_ / seen_name);
+    for (std::string line; std::getline(seen, line) && !seen.eof();) seen_.insert(line);
+    for (KeptMail const& mail : Kept()) next_ = std::max(next_, mail.number + 1);
+}
+
+// A line: time, kind, mail, customer, sender, effect.
+AnswerCounts CountAnswers(std::string const& data_directory) {
+    AnswerCounts counts;
+    std::ifstream actions(fs::path(data_directory) / "INBOX" / actions_name);
+    for (std::string line, time, kind, mail; std::getline(actions, line) && !actions.eof();) {
+        std::istringstream parts(line);
+        int number = -1;
+        if (std::getline(parts, time, '\t') && std::getline(parts, kind, '\t') &&
+            std::getline(parts, mail, '\t') &&
+            std::from_chars(mail.data(), mail.data() + mail.size(), number).ec == std::errc() && number >= 0)
+            ++counts[number][kind];
+    }
+    return counts;
+}
+
+std::vector<KeptMail> Inbox::Kept() const {
+    std::vector<KeptMail> kept;
+    std::error_code error;
+    for (auto const& entry : fs::directory_iterator(folder_, error))
+        if (int const number = NumberOf(entry.path()); number > 0) kept.push_back({number, entry.path()});
+    std::sort(kept.begin(), kept.end(),
+              [](KeptMail const& a, KeptMail const& b) { return a.number < b.number; });
+    return kept;
+}
+
+void Inbox::Remember(std::string const& id) {
+    if (seen_.insert(id).second) new_seen_ += id + "\n";
+}
+
+int Inbox::Keep(std::string const& text) {
+    const std::string digest = DigestOf(text), mark = "kept " + digest;
+    if (Seen(mark))
+        for (KeptMail const& mail : Kept())
+            if (mail.file.stem().string().ends_with(digest)) return mail.number;
+    fs::create_directories(folder_);
+    char name[64];
+    std::snprintf(name, sizeof name, "%06d-%s.eml", next_, digest.c_str());
+    bool const written = ReplaceFile((folder_ / name).string(), text);
+    if (!written) throw Failure("受信したメールを書けません: " + (folder_ / name).string());
+    Remember(mark);
+    return next_++;
+}
+
+void Inbox::Append(std::string const& name, std::string& text) const {
+    if (text.empty()) return;
+    fs::create_directories(folder_);
+    std::ofstream file(folder_ / name, std::ios::binary | std::ios::app);
+    file << text << std::flush;
+    if (!file) throw Failure("受信の記録を書けません: " + (folder_ / name).string());
+    text.clear();
+}
+
+void Inbox::Save() {
+    Append(actions_name, actions_);
+    Append(seen_name, new_seen_);
+}
+
+}  // namespace engine

@@ -1,0 +1,49 @@
+#pragma once
+
+#include <filesystem>
+#include <map>
+#include <string>
+#include <string_view>
+#include <unordered_set>
+#include <vector>
+
+#include "engine/environment/session.h"
+
+// What an environment keeps of received mail, in its folder INBOX: the mails that are for the sender to read,
+// one .eml file each, as they came; which mails were seen; and what was done because of them.
+namespace engine {
+
+struct KeptMail {
+    int number;
+    std::filesystem::path file;
+};
+
+class Inbox {
+  public:
+    explicit Inbox(std::string const& data_directory);
+
+    bool Seen(std::string const& id) const { return seen_.contains(id); }
+    // Each goes to the disk with Save.
+    void Remember(std::string const& id);
+    void Record(std::string const& line) { actions_ += line + "\n"; }
+    // At once; a mail that is kept already is not kept twice. Result: its number. Throws Failure.
+    int Keep(std::string const& text);
+    void Save();
+
+    // By number.
+    std::vector<KeptMail> Kept() const;
+
+  private:
+    void Append(std::string const& name, std::string& text) const;
+
+    std::filesystem::path folder_;
+    std::unordered_set<std::string> seen_;
+    std::string new_seen_, actions_;
+    int next_ = 1;
+};
+
+// How many answers of a kind came to each mail, by the record of what was done.
+using AnswerCounts = std::map<int, std::map<std::string, int>>;
+AnswerCounts CountAnswers(std::string const& data_directory);
+
+}  // namespace engine

@@ -1,0 +1,189 @@
+#include "engine/receiving/mail_source.h"
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+
+#include "engine/base/crossing.h"
+#include "engine/base/failure.h"
+#include "engine/environment/session.h"
+#include "engine/sending/secure_clients.h"
+
+namespace fs = std::filesystem;
+
+namespace engine {
+namespace {
+
+constexpr std::uintmax_t largest_mail = 1 << 30;
+
+// The library's texts end at a zero byte.
+void ReplaceZeroBytes(std::string& text) { std::replace(text.begin(), text.end(), '\0', ' '); }
+
+}  // namespace
+
+FolderSource::FolderSource(std::string const& folder) {
+    std::error_code error;
+    for (auto const& entry : fs::directory_iterator(folder, error))
+        if (entry.is_regular_file()) files_.push_back(entry.path().string());
+    if (error) throw Failure("ディレクトリを読めません: " + folder);
+    std::sort(files_.begin(), files_.end());
+}
+
+bool FolderSource::Next(ReceivedMail& mail, std::function<bool(std::string const&)> const&) {
+    if (next_ == files_.size()) return false;
+    std::string const& name = files_[next_++];
+    std::ifstream file(name, std::ios::binary);
+    std::error_code error;
+    if (!file || fs::file_size(name, error) > largest_mail || error)
+        throw Failure("メールのファイルを読めません: " + name);
+    mail = {{}, {std::istreambuf_iterator<char>(file), {}}};
+    ReplaceZeroBytes(mail.text);
+    return true;
+}
+
+struct MboxSource::File {
+    std::ifstream stream;
+    std::string line;
+    bool at_mail = false;
+};
+
+MboxSource::MboxSource(std::string const& name) : file_(std::make_unique<File>()) {
+    file_->stream.open(name, std::ios::binary);
+    if (!file_->stream || fs::is_directory(name)) throw Failure("mboxファイルを読めません: " + name);
+    file_->at_mail = std::getline(file_->stream, file_->line) && file_->line.starts_with("From ");
+    if (!file_->at_mail && !file_->line.empty()) throw Failure("mboxファイルではありません: " + name);
+}
+
+MboxSource::~MboxSource() = default;
+
+bool MboxSource::Next(ReceivedMail& mail, std::function<bool(std::string const&)> const&) {
+    if (!file_->at_mail) return false;
+    mail = {};
+    file_->at_mail = false;
+    while (std::getline(file_->stream, file_->line)) {
+        std::string_view line = file_->line;
+        if (line.starts_with("From ")) {
+            file_->at_mail = true;
+            break;
+        }
+        const std::size_t quotes = line.find_first_not_of('>');
+        if (quotes != line.npos && quotes > 0 && line.substr(quotes).starts_with("From "))
+            line.remove_prefix(1);
+        if (line.ends_with('\r')) line.remove_suffix(1);
+        mail.text.append(line).append("\r\n");
+        if (mail.text.size() > largest_mail) throw Failure("mboxファイルのメールが大きすぎます。");
+    }
+    ReplaceZeroBytes(mail.text);
+    return true;
+}
+
+namespace {
+
+constexpr char const* no_login = "受信サーバーにログインできません。\n";
+constexpr char const* not_fetched = "メールを受信できませんでした。\n";
+constexpr char const* not_deleted = "サーバーからメールを消せませんでした。\n";
+
+// A mailbox as a list of messages, some with a unique ID.
+class PopSource : public MailSource {
+  public:
+    std::uint64_t Total() const override { return static_cast<std::uint64_t>(Count()); }
+    bool Next(ReceivedMail& mail, std::function<bool(std::string const&)> const& seen) override {
+        for (; next_ < Count(); ++next_) {
+            const CString unique_id = UniqueId(next_);
+            mail.id = unique_id.IsEmpty() ? "" : "uidl " + std::string(unique_id.View());
+            removable_.push_back(next_);
+            if (!mail.id.empty() && seen(mail.id)) continue;
+            mail.text = std::string(Fetch(next_++).View());
+            return true;
+        }
+        return false;
+    }
+    void Remove() override {
+        for (int const row : removable_) Delete(row);
+        removable_.clear();
+    }
+    void KeepLast() override { removable_.pop_back(); }
+
+  private:
+    virtual int Count() const = 0;
+    virtual CString UniqueId(int row) const = 0;
+    // Throw Failure.
+    virtual CString Fetch(int row) = 0;
+    virtual void Delete(int row) = 0;
+
+    int next_ = 0;
+    std::vector<int> removable_;
+};
+
+class PlainPopSource : public PopSource {
+  public:
+    explicit PlainPopSource(MailboxSettings const& mailbox) {
+        client_.SetTimeOutTime(mailbox.timeout_milliseconds);
+        client_.SetTimeOutTimeBeforeConnect(mailbox.timeout_milliseconds);
+        Require(client_.PopLogin(mailbox.user, mailbox.password, mailbox.host, mailbox.port,
+                                 mailbox.apop ? MailPop::type_apop : MailPop::type_user_pass) &&
+                    client_.PopListUidl(),
+                no_login);
+    }
+    void End() override { client_.PopLogout(); }
+
+  private:
+    void Require(bool done, char const* otherwise) {
+        if (!done) throw Failure(otherwise + OnOneLine(TextOf(client_.GetErrMsg())));
+    }
+    int Count() const override { return client_.GetMailNumber(); }
+    CString UniqueId(int row) const override { return client_.m_aMailList[row].Uidl; }
+    CString Fetch(int row) override {
+        Require(client_.PopRetr(static_cast<unsigned long>(row)), not_fetched);
+        return platform::DotUnstuffed(client_.m_strMailText.View());
+    }
+    void Delete(int row) override {
+        Require(client_.PopDelete(static_cast<unsigned long>(row)), not_deleted);
+    }
+
+    MailPop client_;
+};
+
+// A server that gives no unique IDs still gives its mails by their numbers.
+class SecurePopSource : public PopSource {
+  public:
+    explicit SecurePopSource(MailboxSettings const& mailbox) {
+        client_.Prepare(mailbox);
+        Require(client_.Do(pops_connect), no_login);
+        count_ = POPS_Get(client_.Handle(), pops_count, 0, nullptr).Number();
+        if (int const error = count_ > 0 ? client_.Do(pops_list) : 0; error != platform::component_refused)
+            Require(error, no_login);
+        if (!client_.Numbers().empty()) count_ = static_cast<int>(client_.Numbers().size());
+    }
+    void End() override { Require(client_.Do(pops_disconnect), not_deleted); }
+
+  private:
+    void Require(int error, char const* otherwise) {
+        if (error != platform::component_ok) throw Failure(otherwise + client_.Reason());
+    }
+    int Count() const override { return count_; }
+    int Number(int row) const {
+        return client_.Numbers().empty() ? row + 1 : client_.Numbers()[static_cast<std::size_t>(row)];
+    }
+    CString UniqueId(int row) const override {
+        return client_.Numbers().empty() ? CString() : client_.GetUIDs().GetAt(row);
+    }
+    CString Fetch(int row) override {
+        Require(client_.Do(pops_retrieve, Number(row)), not_fetched);
+        return POPS_Get(client_.Handle(), pops_text, 0, nullptr).Text();
+    }
+    void Delete(int row) override { Require(client_.Do(pops_delete, Number(row)), not_deleted); }
+
+    SecureReceiver client_;
+    int count_ = 0;
+};
+
+}  // namespace
+
+std::unique_ptr<MailSource> MakePopSource(MailboxSettings const& mailbox) {
+    if (mailbox.security == Security::none) return std::make_unique<PlainPopSource>(mailbox);
+    return std::make_unique<SecurePopSource>(mailbox);
+}
+
+}  // namespace engine

@@ -1,0 +1,40 @@
+#pragma once
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "engine/sending/server_settings.h"
+#include "tessaly/delivery.h"
+
+// One connection to the server for outgoing mail, plain or secured: what a thread of a mailing sends through.
+namespace engine {
+
+// One recipient's mail.
+struct OutgoingMail {
+    std::vector<CString> header;  // lines
+    CString type, subtype, parameters, body;
+    std::vector<CString> const* attachments;  // finished parts
+    CString recipient, message_id;
+};
+
+enum class Outcome { sent, refused, failed };  // refused: for good, and she alone
+
+struct Verdict {
+    Outcome kind = Outcome::failed;
+    std::string reply;      // what the server or the library said, on one line
+    bool connected = true;  // false: nobody answered; worth another try
+    bool attempted = true;  // false: the failure came before her turn
+    bool for_all = false;   // it would meet every other recipient too
+    bool hopeless = false;  // and so would trying again
+};
+
+class MailChannel {
+  public:
+    virtual ~MailChannel() = default;
+    virtual Verdict Send(OutgoingMail const& mail) = 0;
+};
+
+std::unique_ptr<MailChannel> MakeMailChannel(ServerSettings const& server, CString const& sender);
+
+}  // namespace engine

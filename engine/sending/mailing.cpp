@@ -1,0 +1,241 @@
+#include "engine/sending/mailing.h"
+
+#include <charconv>
+#include <chrono>
+#include <exception>
+#include <memory>
+#include <random>
+#include <thread>
+#include <utility>
+
+#include "engine/base/crossing.h"
+#include "engine/mails/mail_text.h"
+#include "engine/mails/merged_mail.h"
+#include "tessaly/delivery.h"
+#include "tessaly/text.h"
+
+namespace engine {
+namespace {
+
+constexpr char const* mail_mark = "m";
+constexpr char const* own_mark = "tessaly-";
+
+// A server that fails this often in a row, whoever the recipient was, takes no more now.
+constexpr int most_failures_in_a_row = 5;
+constexpr int connect_tries = 3;
+constexpr auto pause_between_tries = std::chrono::seconds(1);
+
+// What sets the Message-IDs of one mailing apart from those of another that goes on at the same time.
+// Stands behind the customer's number.
+CString MessageIdText(int mail, CString const& sender) {
+    CString text;
+    text.Format("tessaly-%08x", std::random_device()());
+    if (mail != new_mail) text = mail_mark + CString(std::to_string(mail).c_str()) + "." + text;
+    return text + "@" + sender.Mid(sender.Find('@') + 1);
+}
+
+// An address in a mailto URI (RFC 6068 2): every byte that can mean something else there, and every one that
+// no URI may hold, is percent-encoded.
+CString MailtoAddress(CString const& address) {
+    constexpr std::string_view as_they_are = "-._~!$'()*+:";
+    const std::string_view text = address.View();
+    CString encoded;
+    for (std::size_t at = 0; at < text.size(); ++at) {
+        auto const byte = static_cast<unsigned char>(text[at]);
+        bool const alphanumeric =
+            (byte >= '0' && byte <= '9') || (byte >= 'A' && byte <= 'Z') || (byte >= 'a' && byte <= 'z');
+        if (alphanumeric || as_they_are.find(text[at]) != text.npos || at == text.rfind('@')) {
+            encoded += text[at];
+            continue;
+        }
+        CString code;
+        code.Format("%%%02X", byte);
+        encoded += code;
+    }
+    return encoded;
+}
+
+bool ReadNumber(std::string_view text, int& number) {
+    auto const [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+    return error == std::errc() && end == text.data() + text.size() && number >= 0;
+}
+
+}  // namespace
+
+char const* NameOf(Outcome outcome) {
+    switch (outcome) {
+        case Outcome::sent: return "送信";
+        case Outcome::refused: return "拒否";
+        case Outcome::failed: return "失敗";
+    }
+    return "";
+}
+
+std::optional<MailNumbers> NumbersIn(std::string_view message_id) {
+    std::vector<std::string_view> parts;
+    for (std::string_view rest = message_id.substr(0, message_id.find('@'));;) {
+        const std::size_t dot = rest.find('.');
+        parts.push_back(rest.substr(0, dot));
+        if (dot == rest.npos) break;
+        rest.remove_prefix(dot + 1);
+    }
+    const std::size_t count = parts.size();
+    MailNumbers numbers{};
+    bool const ours = count >= 3 && parts[count - 1].starts_with(own_mark) &&
+                      parts[count - 2].starts_with(mail_mark) &&
+                      ReadNumber(parts[count - 2].substr(1), numbers.mail) &&
+                      ReadNumber(parts[count - 3], numbers.customer);
+    return ours ? std::optional(numbers) : std::nullopt;
+}
+
+std::vector<CString> HeaderLines(Mailbox const& from, MailContent const& content, Mailbox const& to,
+                                 CString const& subject) {
+    std::vector<CString> lines;
+    lines.push_back(HeaderLine("From", Mailbox{Mailable(from.name, true), from.address}));
+    Mailbox const& reply_to = content.reply_to;
+    if (!reply_to.address.IsEmpty())
+        lines.push_back(HeaderLine("Reply-To", Mailbox{Mailable(reply_to.name, true), reply_to.address}));
+    lines.push_back(HeaderLine("To", to));
+    lines.push_back("Date: " + MailSend::MakeSmtpDateNow(""));
+    lines.push_back(HeaderLine("Subject", subject));
+    lines.push_back("List-Unsubscribe: <mailto:" + MailtoAddress(from.address) +
+                    "?subject=unsubscribe&body=%3CREFUSE%3E>");
+    if (content.asks_receipt) lines.push_back("Disposition-Notification-To: " + from.address);
+    return lines;
+}
+
+// One thread's way to the server.
+class Mailing::Client {
+  public:
+    explicit Client(Mailing const& mailing)
+        : mailing_(mailing), channel_(MakeMailChannel(mailing.server_, mailing.from_.address)) {}
+
+    Delivery Send(int id) {
+        Delivery delivery{id, {}, Outcome::failed, {}, {}, true};
+        OneCustomer customer;
+        if (!mailing_.fetch_(id, customer)) {
+            delivery.reply = "顧客が見つかりません";
+            delivery.attempted = false;
+            return delivery;
+        }
+        delivery.address = customer.Email;
+        if (MailAddressChecker(customer.Email) != 1) {
+            delivery.outcome = Outcome::refused;
+            delivery.reply = "メールアドレスの形が正しくありません";
+            return delivery;
+        }
+        MailVersion const& version = mailing_.content_.For(customer.Email);
+        delivery.message_id = MailSend::MakeMessageID(mailing_.message_id_text_, id);
+        const OutgoingMail mail = Made(Merge(version, mailing_.content_.honorific, customer),
+                                       version.attachments, delivery.message_id);
+        for (int attempt = 1;; ++attempt) {
+            verdict_ = channel_->Send(mail);
+            if (verdict_.connected || attempt == connect_tries || mailing_.front_.Stopped()) break;
+            std::this_thread::sleep_for(pause_between_tries);
+        }
+        delivery.outcome = verdict_.kind;
+        delivery.attempted = verdict_.attempted;
+        delivery.reply = verdict_.reply;
+        return delivery;
+    }
+    // Of the last mail.
+    Verdict const& LastVerdict() const { return verdict_; }
+
+  private:
+    OutgoingMail Made(MergedMail const& text, std::vector<CString> const& attachments,
+                      CString const& message_id) const {
+        OutgoingMail mail{
+            HeaderLines(mailing_.from_, mailing_.content_, {text.to_name, text.to_address}, text.subject),
+            "text",
+            "plain",
+            "; charset=ISO-2022-JP",
+            text.body,
+            &attachments,
+            text.to_address,
+            message_id};
+        if (text.mime) {
+            mail.type = text.mime->type;
+            mail.subtype = text.mime->subtype;
+            mail.parameters = text.mime->parameters;
+            mail.body = text.mime->body;
+        }
+        return mail;
+    }
+
+    Mailing const& mailing_;
+    std::unique_ptr<MailChannel> channel_;
+    Verdict verdict_;
+};
+
+Mailing::Mailing(FrontEnd const& front, MailContent const& content, Mailbox const& from,
+                 ServerSettings const& server, Fetch fetch, std::function<void(Delivery const&)> on_delivery)
+    : front_(front),
+      content_(content),
+      from_(from),
+      server_(server),
+      fetch_(std::move(fetch)),
+      on_delivery_(std::move(on_delivery)),
+      message_id_text_(MessageIdText(content.mail, from.address)) {
+    MailSend::SetXMailer(HeaderText(Mailable(server.mailer, true), std::string_view("X-Mailer: ").size()));
+}
+
+void Mailing::Run(std::vector<int> const& ids, int threads) {
+    std::vector<std::jthread> workers;
+    for (int i = 0; i < threads; ++i) workers.emplace_back([&] { Work(ids); });
+    workers.clear();
+    if (stopped_.empty() && front_.Stopped()) stopped_ = "中断しました。";
+}
+
+void Mailing::Work(std::vector<int> const& ids) {
+    try {
+        SendEach(ids);
+    } catch (std::exception const& failure) {
+        std::lock_guard guard(lock_);
+        Stop(failure.what());
+    }
+}
+
+void Mailing::SendEach(std::vector<int> const& ids) {
+    Client client(*this);
+    int in_a_row = 0;
+    while (!stop_ && !front_.Stopped()) {
+        const std::size_t mine = next_++;
+        if (mine >= ids.size()) return;
+        const Delivery delivery = client.Send(ids[mine]);
+        Finish(delivery);
+        if (Judge(client.LastVerdict(), in_a_row)) continue;
+        std::lock_guard guard(lock_);
+        Stop("送信サーバーが受け付けないので止めました: " + delivery.reply);
+    }
+}
+
+// Whether it makes sense to go on. A server that nobody could connect to yet is most likely a wrong setting.
+bool Mailing::Judge(Verdict const& verdict, int& failures_in_a_row) {
+    if (verdict.hopeless) return false;
+    if (!verdict.for_all) {
+        server_answered_ = true;
+        failures_in_a_row = 0;
+        return true;
+    }
+    if (!verdict.connected && !server_answered_) return false;
+    return ++failures_in_a_row < most_failures_in_a_row;
+}
+
+// A report that cannot be written ends the mailing: what is not on record would be sent again.
+void Mailing::Finish(Delivery const& delivery) {
+    std::lock_guard guard(lock_);
+    ++done_;
+    if (delivery.outcome == Outcome::sent) ++sent_;
+    try {
+        on_delivery_(delivery);
+    } catch (std::exception const& failure) {
+        Stop(failure.what());
+    }
+}
+
+void Mailing::Stop(std::string const& why) {
+    stop_ = true;
+    if (stopped_.empty()) stopped_ = why;
+}
+
+}  // namespace engine

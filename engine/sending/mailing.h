@@ -1,0 +1,81 @@
+#pragma once
+
+#include <atomic>
+#include <functional>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "engine/mails/mail_content.h"
+#include "engine/sending/mail_channel.h"
+
+// The mailing loop: one mail to each recipient, from several threads, each with a connection of its own.
+namespace engine {
+
+char const* NameOf(Outcome outcome);
+
+struct Delivery {
+    int id;
+    CString address;
+    Outcome outcome;
+    std::string reply;  // what the server or the library said, on one line
+    CString message_id;
+    bool attempted =
+        true;  // false when the failure came before her turn: no connection, no greeting, no login
+};
+
+class Mailing {
+  public:
+    // Gives a recipient's data, from any thread; false when there is no such recipient.
+    using Fetch = std::function<bool(int id, OneCustomer&)>;
+    // `on_delivery` is called for each recipient when her mail's outcome is known, by one thread at a time.
+    Mailing(FrontEnd const& front, MailContent const& content, Mailbox const& from,
+            ServerSettings const& server, Fetch fetch, std::function<void(Delivery const&)> on_delivery);
+    // Returns when every mail is out, when the front end has it stopped, or when the server takes no more;
+    // `Stopped` then says why.
+    void Run(std::vector<int> const& ids, int threads);
+
+    std::uint64_t Done() const { return done_; }
+    std::uint64_t Sent() const { return sent_; }
+    // Why the mailing ended before its end; empty when it did not.
+    std::string const& Stopped() const { return stopped_; }
+
+  private:
+    class Client;
+    void Work(std::vector<int> const& ids);
+    void SendEach(std::vector<int> const& ids);
+    bool Judge(Verdict const& verdict, int& failures_in_a_row);
+    void Finish(Delivery const& delivery);
+    void Stop(std::string const& why);  // lock_ held
+
+    FrontEnd const& front_;
+    MailContent const& content_;
+    Mailbox const& from_;
+    ServerSettings const& server_;
+    Fetch fetch_;
+    std::function<void(Delivery const&)> on_delivery_;
+    const CString message_id_text_;
+    std::mutex lock_;
+    std::atomic<std::size_t> next_ = 0;
+    std::atomic<std::uint64_t> done_ = 0, sent_ = 0;
+    std::atomic<bool> stop_ = false;
+    std::atomic<bool> server_answered_ = false;  // for some recipient
+    std::string stopped_;
+};
+
+// The header lines of a mail, in their order on the wire. Who does not want more mail can say so with the
+// List-Unsubscribe of every mail (RFC 2369 3.2); a receipt (RFC 8098 2.1) is asked for by `content`.
+std::vector<CString> HeaderLines(Mailbox const& from, MailContent const& content, Mailbox const& to,
+                                 CString const& subject);
+
+// The Message-IDs of a mailing hold the numbers of the mail and of the customer, so that an answer leads to
+// both in one step; other mail programs keep them as they are.
+struct MailNumbers {
+    int mail;
+    int customer;
+};
+std::optional<MailNumbers> NumbersIn(std::string_view message_id);
+
+}  // namespace engine

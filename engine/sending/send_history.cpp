@@ -1,0 +1,219 @@
+#include "engine/sending/send_history.h"
+
+#include <charconv>
+#include <chrono>
+#include <filesystem>
+#include <string_view>
+
+#include "engine/base/crossing.h"
+#include "engine/base/failure.h"
+#include "engine/mails/mail_store.h"
+#include "tessaly/text.h"
+
+namespace fs = std::filesystem;
+
+namespace engine {
+namespace {
+
+constexpr auto between_saves = std::chrono::seconds(4);
+constexpr char const* history_name = "送信履歴";
+constexpr int not_attempted = -1;
+
+std::string JournalOf(Session& session, int mail) {
+    return session.DataDirectory() + "/" + MailFolder(mail) + "/hist" + std::to_string(mail) + ".journal";
+}
+
+// What an attempt makes of a row; on disk one line, the parts divided by tabs.
+struct Entry {
+    int id = 0;
+    CString state;
+    int retry_number = 0;
+    CString message_id;
+    CString date;
+};
+
+bool TakePart(std::string_view& line, std::string_view& part) {
+    const std::size_t tab = line.find('\t');
+    part = line.substr(0, tab);
+    line.remove_prefix(tab == line.npos ? line.size() : tab + 1);
+    return !part.empty();
+}
+
+bool TakeNumber(std::string_view& line, int& number) {
+    std::string_view part;
+    if (!TakePart(line, part)) return false;
+    auto const [end, error] = std::from_chars(part.data(), part.data() + part.size(), number);
+    return error == std::errc() && end == part.data() + part.size();
+}
+
+bool Read(std::string_view line, Entry& entry) {
+    std::string_view state, message_id, date;
+    if (!TakeNumber(line, entry.id) || !TakePart(line, state) || !TakeNumber(line, entry.retry_number) ||
+        !TakePart(line, message_id) || !TakePart(line, date) || date.size() != date_data_size - 1)
+        return false;
+    entry.state = CString(state);
+    entry.message_id = CString(message_id);
+    entry.date = CString(date);
+    return true;
+}
+
+std::string LineOf(Entry const& entry) {
+    return std::to_string(entry.id) + "\t" + std::string(entry.state.View()) + "\t" +
+           std::to_string(entry.retry_number) + "\t" + std::string(entry.message_id.View()) + "\t" +
+           std::string(entry.date.View()) + "\n";
+}
+
+void Apply(HistoryListViewer& history, Entry& entry) {
+    COleDateTime date = Convert_DateData2COleDateTime(entry.date);
+    history.TransferState(entry.id, entry.state, 1);
+    history.TransferRetryNum(entry.id, entry.retry_number, 1);
+    history.TransferMessageID(entry.id, entry.message_id, 1);
+    history.TransferLastSendDate(entry.id, date, 1);
+}
+
+// A last line that was cut off when its process died tells nothing.
+void ApplyJournal(std::string const& path, HistoryListViewer& history) {
+    std::ifstream journal(path, std::ios::binary);
+    std::string line;
+    Entry entry;
+    while (std::getline(journal, line) && !journal.eof())
+        if (Read(line, entry)) Apply(history, entry);
+}
+
+CString Now() {
+    char now[date_data_size];
+    GetNowDateTime(now);
+    return CString(now);
+}
+
+}  // namespace
+
+void LoadHistory(Session& session, int mail, HistoryListViewer& history) {
+    history.SetEnvManager(&session.Environment());
+    history.SetSystemOption(&session.Options());
+    history.SetDatabaseEdit(&session.CustomerTable());
+    history.SetMailListViewer(&session.Mails());
+    if (history.SetMailID(mail, 0) < 0) throw Failure(TextOf(history.GetErrMsg()));
+    int const result = history.GetHDataFromFileToMemory(0, nullptr);
+    if (result < 0 && result != HistoryListViewer::file_missing && result != HistoryListViewer::file_empty)
+        throw Failure("送信履歴を読めません: " + NameOfMail(session, mail) + "\n" +
+                      TextOf(history.GetErrMsg()));
+    RequireWhole(history, history_name, session.DataDirectory() + "/" + MailFile(mail, "hist"));
+    ApplyJournal(JournalOf(session, mail), history);
+}
+
+SendHistory::SendHistory(Session& session, int mail)
+    : session_(session),
+      mail_(mail),
+      lock_(session.DataDirectory() + "/" + MailFolder(mail), "このメール"),
+      retry_allowed_(session.Setting("retry.allowed") != "N"),
+      retry_limit_(session.NumberSetting("retry.max")) {
+    LoadHistory(session_, mail_, history_);
+}
+
+SendHistory::~SendHistory() { StopSaving(); }
+
+void SendHistory::Begin(std::vector<int> const& ids) {
+    HistorySet row;
+    row.State = "W";
+    row.RetryNumber = not_attempted;
+    row.OpenFlag = "N";
+    for (int const id : ids) {
+        row.CustomerID = id;
+        if (history_.DBID2RowNumber(id) < 0 && history_.SetHDataFromStructToMemory(row) < 0)
+            throw Failure("送信履歴を作れません: " + TextOf(history_.GetErrMsg()));
+    }
+    Save();
+    journal_.open(JournalOf(session_, mail_), std::ios::binary | std::ios::trunc);
+    if (!journal_) throw Failure("送信履歴を書けません: " + JournalOf(session_, mail_));
+    saver_ = std::thread([this] { SaveNowAndThen(); });
+}
+
+void SendHistory::Record(Delivery const& delivery) {
+    if (!delivery.attempted) return;
+    std::lock_guard guard(rows_lock_);
+    if (!trouble_.empty()) throw Failure(trouble_);
+    Entry entry{delivery.id, {}, 0, delivery.message_id, Now()};
+    history_.TransferRetryNum(entry.id, entry.retry_number, 0);
+    ++entry.retry_number;
+    bool const again = retry_allowed_ && entry.retry_number < retry_limit_;
+    entry.state = delivery.outcome == Outcome::sent ? "C" : again ? "W" : "E";
+    Apply(history_, entry);
+    changed_ = true;
+    journal_ << LineOf(entry) << std::flush;
+    if (!journal_) throw Failure("送信履歴を書けません: " + JournalOf(session_, mail_));
+}
+
+// The rows share their texts with the copy, so that sending waits for the copy only, not for the disk.
+void SendHistory::Save() {
+    BaseRecordStructer rows;
+    {
+        std::lock_guard guard(rows_lock_);
+        rows = history_;
+        changed_ = false;
+    }
+    session_.SaveTable(MailFile(mail_, "hist"), history_name, [&](CString const& path, char const* key) {
+        return rows.SaveCSVFileCompel(path, key) == 1;
+    });
+}
+
+void SendHistory::SaveNowAndThen() {
+    std::unique_lock lock(rows_lock_);
+    while (!wake_.wait_for(lock, between_saves, [this] { return stop_; })) {
+        if (!changed_) continue;
+        lock.unlock();
+        std::string trouble;
+        try {
+            Save();
+        } catch (std::exception const& failure) {
+            trouble = failure.what();
+        }
+        lock.lock();
+        trouble_ = trouble;
+    }
+}
+
+void SendHistory::StopSaving() {
+    if (!saver_.joinable()) return;
+    {
+        std::lock_guard guard(rows_lock_);
+        stop_ = true;
+    }
+    wake_.notify_all();
+    saver_.join();
+}
+
+void SendHistory::End() {
+    StopSaving();
+    Save();
+    journal_.close();
+    fs::remove(JournalOf(session_, mail_));
+}
+
+void PutInList(Session& session, int mail, char const* status, HistoryListViewer& history,
+               std::string_view staying) {
+    int sent = 0, errors = 0, opened = 0, total = 0;
+    history.GetNumOneMail(sent, errors, opened, total);
+    session.ChangeMails([&](CMailListViewer& mails) {
+        COneMailData row;
+        if (mails.GetMailData(mail, row) < 0) return;
+        if (staying.find(row.GetStatus().View()) == staying.npos) row.SetStatus(status, 0);
+        row.SetSentNumber(sent);
+        row.SetErrorNumber(errors);
+        row.SetOpenNumber(opened);
+        mails.SetMailData(row);
+    });
+}
+
+char const* StatusAfter(HistoryListViewer& history) {
+    CArray<HistorySet, HistorySet> rows;
+    history.GetHDataFromMemoryToStruct(rows, -1, -1);
+    char const* status = status_complete;
+    for (HistorySet const& row : rows) {
+        if (row.State == "W") return status_waiting;
+        if (row.State == "E") status = status_with_errors;
+    }
+    return status;
+}
+
+}  // namespace engine

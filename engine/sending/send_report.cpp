@@ -1,0 +1,67 @@
+#include "engine/sending/send_report.h"
+
+#include <charconv>
+#include <filesystem>
+#include <iterator>
+#include <string_view>
+
+#include "engine/base/crossing.h"
+#include "engine/base/csv_field.h"
+#include "engine/base/failure.h"
+
+namespace engine {
+namespace {
+
+std::string const title_line =
+    std::string(byte_order_mark) + "個人情報ID,メールアドレス,結果,応答,Message-ID\r\n";
+
+// The third field of a row, whose first two hold no comma or quote.
+std::string_view OutcomeOf(std::string_view row) {
+    for (int i = 0; i < 2; ++i) row.remove_prefix(std::min(row.find(',') + 1, row.size()));
+    return row.substr(0, row.find(','));
+}
+
+}  // namespace
+
+Report::Report(std::string const& file, bool resume) : name_(file) {
+    bool const there = std::filesystem::exists(file);
+    if (there && !resume)
+        throw Failure("レポートのファイルがもうあります: " + file +
+                      "\n途中で止まった送信の続きなら --resume をつけてください。");
+    bool const begun = there && ReadEarlier(file);
+    file_.open(file, std::ios::binary | std::ios::app);
+    if (!begun) file_ << title_line << std::flush;
+    if (!file_) throw Failure("レポートを書けません: " + file);
+}
+
+bool Report::ReadEarlier(std::string const& file) {
+    std::ifstream earlier(file, std::ios::binary);
+    const std::string content{std::istreambuf_iterator<char>(earlier), {}};
+    if (content.size() < title_line.size() && title_line.starts_with(content)) {
+        std::filesystem::resize_file(file, 0);
+        return false;
+    }
+    if (!content.starts_with(title_line)) throw Failure("tessaly のレポートではありません: " + file);
+    const std::size_t whole = content.rfind('\n') + 1;  // a row that was cut off does not count
+    for (std::size_t at = title_line.size(); at < whole;) {
+        const std::size_t end = content.find('\n', at);
+        const std::string_view row(content.data() + at, end - at);
+        int id = 0;
+        const std::string_view outcome = OutcomeOf(row);
+        if (std::from_chars(row.data(), row.data() + row.size(), id).ec == std::errc() &&
+            (outcome == NameOf(Outcome::sent) || outcome == NameOf(Outcome::refused)))
+            settled_.insert(id);
+        at = end + 1;
+    }
+    if (whole < content.size()) std::filesystem::resize_file(file, whole);
+    return true;
+}
+
+void Report::Add(Delivery const& delivery) {
+    file_ << delivery.id << "," << CsvField(Out(delivery.address)) << "," << NameOf(delivery.outcome) << ","
+          << CsvField(delivery.reply) << "," << Out(delivery.message_id) << "\r\n"
+          << std::flush;
+    if (!file_) throw Failure("レポートを書けませんでした: " + name_);
+}
+
+}  // namespace engine

@@ -1,0 +1,39 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "engine/environment/session.h"
+#include "engine/mails/draft.h"
+#include "engine/sending/mailing.h"
+
+// What every way of sending needs: who sends, through which server, and the run itself.
+namespace engine {
+
+// `given`, or the sender of the settings when it is empty. Throws Failure when there is none.
+Mailbox SenderOf(Session& session, Mailbox const& given = {});
+// The server of the settings; `given` as "HOST:PORT" goes before it. Throws Failure when there is none.
+ServerSettings ServerOf(Session& session, std::string const& given);
+
+// The mailbox of the settings, likewise.
+MailboxSettings MailboxOf(Session& session, std::string const& given);
+
+// "HOST:PORT", "[v6 address]:PORT", or a host alone, which leaves `port`. Throws Failure, naming `option`.
+void ReadServer(std::string const& text, std::string const& option, CString& host, int& port);
+
+// Lets the transfer log of what follows go into the environment's folder.
+void KeepTransferLog(Session& session);
+
+// "1,2,3"; throws Failure (usage), naming `option`, for anything else.
+std::vector<int> IdsIn(std::string_view text, std::string_view option);
+
+bool AcceptsDirectMail(CDatabaseEdit& customers, int id);
+// Drops those who accept no direct mail, and says how many they were.
+void DropRefusers(Session& session, std::vector<int>& ids);
+Mailing::Fetch FetchFrom(CDatabaseEdit& customers);
+
+// Runs a mailing from several connections (0: as many as the settings say), with its log in the environment's
+// folder; shows progress, every mail that did not go out, and the totals.
+void RunMailing(Session& session, Mailing& mailing, std::vector<int> const& ids, int threads);
+
+}  // namespace engine

@@ -1,0 +1,226 @@
+#include "engine/targets/target.h"
+
+#include <algorithm>
+#include <filesystem>
+#include <optional>
+
+#include "engine/base/failure.h"
+#include "engine/base/whole_number.h"
+#include "engine/environment/mail_paths.h"
+#include "engine/environment/safe_change.h"
+#include "engine/targets/conditions.h"
+#include "tessaly/text.h"
+
+namespace engine {
+namespace {
+
+constexpr int one_cell = 1;
+constexpr int check_ids = 0;  // those of the start list are known
+constexpr int sorted = 1;
+constexpr int everywhere = -1;
+
+[[noreturn]] void Damaged(Session& session, std::string const& path) {
+    throw Failure("宛先のファイルを読めません: " + session.DataDirectory() + "/" + path +
+                  "\nファイルが欠けているか壊れています。「tessaly target」で選び直せます。");
+}
+
+template <class Library>
+[[noreturn]] void NotPossible(char const* what, Library& object) {
+    throw Failure(std::string(what) + "\n" + TextOf(object.GetErrMsg()));
+}
+
+std::optional<int> IdIn(CString const& cell) {
+    const std::optional<int> id = WholeNumber(cell.View());
+    return id && *id >= 0 ? id : std::nullopt;
+}
+
+void Bind(Session& session, TargetOwner owner, ExtractResultDetail& list) {
+    list.SetEnvManager(&session.Environment());
+    if (owner.kind == TargetOwner::mail)
+        list.SetMailListViewer(&session.Mails());
+    else
+        list.SetExtractListViewer(&session.Groups());
+    if (list.SetTypeAndID(owner.kind == TargetOwner::mail ? er_mail : er_list, owner.id) < 0)
+        NotPossible("宛先を開けません。", list);
+}
+
+void Fill(ExtractResultDetail& list, std::vector<int> const& ids) {
+    MakeEmptyRecipients(list);
+    for (int const id : ids) {
+        const std::string text = std::to_string(id);
+        char const* cells[] = {text.c_str()};
+        list.InsertString(cells);
+    }
+}
+
+// Erased for good: the row is there, but its address is not.
+bool IsErased(CDatabaseEdit& customers, int id) {
+    CString address;
+    return customers.GetCustomerDataPinPoint(id, customers::element_address, address) == 0 &&
+           address.IsEmpty();
+}
+
+// Others may have chosen anew since the list was read.
+void DropErased(Session& session, int mail) {
+    const TargetOwner owner{TargetOwner::mail, mail};
+    session.WhileOthersWait([&] {
+        ExtractResultDetail list;
+        LoadRecipients(session, owner, list);
+        std::vector<int> ids = IdsOf(list);
+        std::erase_if(ids, [&](int id) { return IsErased(session.Customers(), id); });
+        Fill(list, ids);
+        SaveRecipients(session, owner, list);
+    });
+}
+
+}  // namespace
+
+std::string TargetOwner::ConditionsFile() const {
+    return kind == mail ? MailFile(id, "merd") : "EXTRACT/exrd" + std::to_string(id) + ".dat";
+}
+
+std::string TargetOwner::RecipientsFile() const {
+    return kind == mail ? MailFile(id, "meli") : "EXTRACT/exsl" + std::to_string(id) + ".dat";
+}
+
+std::vector<int> RecipientsOf(Session& session, int mail) {
+    ExtractResultDetail list;
+    LoadRecipients(session, {TargetOwner::mail, mail}, list);
+    return IdsOf(list);
+}
+
+int RecipientCount(Session& session, int mail) {
+    ExtractResultDetail list;
+    LoadRecipients(session, {TargetOwner::mail, mail}, list);
+    return list.GetRecordNumber();
+}
+
+void MakeEmptyTarget(Session& session, int mail) {
+    const TargetOwner owner{TargetOwner::mail, mail};
+    ExtractAction set;
+    MakeEmptyConditions(session, set);
+    SaveConditions(session, owner, set);
+    ExtractResultDetail list;
+    MakeEmptyRecipients(list);
+    SaveRecipients(session, owner, list);
+}
+
+void CopyConditions(Session& session, int from_mail, int to_mail) {
+    ExtractAction set;
+    LoadConditions(session, {TargetOwner::mail, from_mail}, set);
+    SaveConditions(session, {TargetOwner::mail, to_mail}, set);
+}
+
+void MakeEmptyConditions(Session& session, ExtractAction& set) {
+    set.SetEnvManager(&session.Environment());
+    set.SetTypeAndID(ec_list, ExtractAction::id_new_list);
+    if (set.GetExtractConditionFromFileToMemory(0, nullptr) < 0) NotPossible("条件を作れません。", set);
+}
+
+void LoadConditions(Session& session, TargetOwner owner, ExtractAction& set) {
+    set.SetEnvManager(&session.Environment());
+    set.SetTypeAndID(owner.kind == TargetOwner::mail ? ec_mail : ec_list, owner.id);
+    int const result = set.GetExtractConditionFromFileToMemory(0, nullptr);
+    bool const nothing = result == ExtractAction::file_missing || result == ExtractAction::file_empty;
+    if (set.StoppedBeforeEnd() || (result < 0 && !nothing)) Damaged(session, owner.ConditionsFile());
+    if (nothing) MakeEmptyConditions(session, set);
+}
+
+void SaveConditions(Session& session, TargetOwner owner, ExtractAction& set) {
+    session.SaveTable(owner.ConditionsFile(), "宛先の条件", [&](CString const& path, char const* key) {
+        return set.WriteFromMemoryToFileAppointFileName(path, key) == 0;
+    });
+}
+
+void LoadRecipients(Session& session, TargetOwner owner, ExtractResultDetail& list) {
+    Bind(session, owner, list);
+    const std::string file = owner.RecipientsFile();
+    int const result = list.GetDBIDListFromFileToMemory(0, nullptr);
+    bool const nothing =
+        result == ExtractResultDetail::file_missing || result == ExtractResultDetail::file_empty;
+    if (list.StoppedBeforeEnd() || (result < 0 && !nothing)) Damaged(session, file);
+    if (nothing) return MakeEmptyRecipients(list);
+    if (list.GetElementNumber() != one_cell) Damaged(session, file);
+    for (int row = 0; row < list.GetRecordNumber(); ++row)
+        if (!IdIn(list.GetStringElement(0, row))) Damaged(session, file);
+}
+
+void MakeEmptyRecipients(ExtractResultDetail& list) { list.SetElementNumber(one_cell); }
+
+void SaveRecipients(Session& session, TargetOwner owner, ExtractResultDetail& list) {
+    session.SaveTable(owner.RecipientsFile(), "宛先", [&](CString const& path, char const* key) {
+        return list.WriteFromMemoryToFileAppointFileName(path, key) == 0;
+    });
+}
+
+std::vector<int> IdsOf(ExtractResultDetail const& list) {
+    std::vector<int> ids;
+    ids.reserve(static_cast<std::size_t>(list.GetRecordNumber()));
+    for (int row = 0; row < list.GetRecordNumber(); ++row)
+        ids.push_back(IdIn(list.GetStringElement(0, row)).value_or(-1));
+    return ids;
+}
+
+namespace {
+
+// Adds those who meet all conditions of a tab. Result: whether it has any.
+bool AddTab(ExtractAction& set, int tab, CList<int, int> const& everyone, ExtractResultDetail& list) {
+    auto const tab_number = static_cast<EC_TAB_NUM>(tab);
+    std::optional<CList<int, int>> ids;
+    for (int number = 0; number < ec_con_count; ++number) {
+        auto const condition = static_cast<EC_CON_NUM>(number);
+        if (set.CheckExtractEffective(tab_number, condition) != ExtractAction::slot_used) continue;
+        if (!ids) ids = everyone;
+        if (set.PracticalExtractAction(*ids, tab_number, condition) < 0)
+            NotPossible("条件を調べられません。", set);
+    }
+    if (ids && list.SetDBIDFromCListInt(*ids, check_ids, sorted) < 0) NotPossible("宛先を選べません。", list);
+    return ids.has_value();
+}
+
+}  // namespace
+
+void ChooseRecipients(Session& session, int mail, ExtractAction& set, ExtractResultDetail& list) {
+    set.SetDatabaseEdit(&session.Customers());
+    list.SetDatabaseEdit(&session.Customers());
+    Bind(session, {TargetOwner::mail, mail}, list);
+    MakeEmptyRecipients(list);
+    CList<int, int> everyone;
+    if (list.GetAllDBIDWithoutDeleteFromDBToCListInt(everyone) < 0)
+        NotPossible("顧客を調べられません。", list);
+    bool any = false;
+    for (int tab = 0; tab < ec_tab_count; ++tab) any = AddTab(set, tab, everyone, list) || any;
+    if (!any && list.SetDBIDFromCListInt(everyone, check_ids, sorted) < 0)
+        NotPossible("宛先を選べません。", list);
+}
+
+void StoreTarget(Session& session, int mail, ExtractAction& set, ExtractResultDetail& list) {
+    const TargetOwner owner{TargetOwner::mail, mail};
+    SafeChange whole(session.DataDirectory(),
+                     {owner.ConditionsFile(), owner.RecipientsFile(), "MAIL/maillist.dat"});
+    SaveConditions(session, owner, set);
+    SaveRecipients(session, owner, list);
+    char now[date_data_size];
+    GetNowDateTime(now);
+    if (session.Mails().SetMailDataPinPoint(mail, CMailListViewer::column_set_address_date, now) < 0)
+        throw Failure("メールの一覧を変えられません: " + std::to_string(mail));
+    session.SaveMails();
+    whole.Keep();
+}
+
+std::vector<ERDetailPlusDB> EntriesOf(Session& session, int mail, int limit, ExtractResultDetail& list,
+                                      int& unknown) {
+    CDatabaseEdit& customers = session.Customers();
+    std::vector<int> ids = IdsOf(list);
+    if (std::erase_if(ids, [&](int id) { return IsErased(customers, id); }) > 0) DropErased(session, mail);
+    unknown =
+        static_cast<int>(std::erase_if(ids, [&](int id) { return customers.FindCustomerID(id, 1) != 1; }));
+    Fill(list, ids);
+    list.SetDatabaseEdit(&customers);
+    CArray<ERDetailPlusDB, ERDetailPlusDB> entries;
+    int const from = limit > 0 ? 0 : everywhere, to = limit > 0 ? limit - 1 : everywhere;
+    if (list.GetIDPlusDBDataFromDBFile(entries, from, to) < 0) NotPossible("宛先を表示できません。", list);
+    return {entries.begin(), entries.end()};
+}
+
+}  // namespace engine

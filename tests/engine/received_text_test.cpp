@@ -1,0 +1,125 @@
+#include "engine/mails/received_text.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "engine/base/crossing.h"
+#include "tessaly/delivery.h"
+#include "tests/support/processor_time.h"
+
+namespace {
+
+TEST(ReceivedText, HeadersAreReadWhateverTheyAreWrittenIn) {
+    std::pair<std::string, std::string> const rows[] = {
+        {"plain", "plain"},
+        {"=?UTF-8?B?8J+SkOaYpQ==?= a", "💐春 a"},
+        {"=?utf-8?q?=E6=98=A5_a=3F?=", "春 a?"},
+        {"=?utf-8*ja?Q?=F0=9F=92=90?=\t =?UTF-8?B?5pil?=", "💐春"},       // with a language; folded
+        {"=?utf-8?B?8J+S?= =?utf-8?B?kOaYpQ==?=", "💐春"},                // a character divided
+        {"a =?utf-8?B?5pil?= b =?utf-8?B?5pil?=", "a 春 b 春"},          // blanks that count
+        {"=?utf-8?B?8J+SkA==?= =?ISO-2022-JP?B?GyRCPVUbKEI=?=", "💐春"},  // two codes
+        {"=?shift_jis?B?jw==?= =?Shift_JIS?B?dA==?=", "春"},
+        {"=?shift_jis?B?j3Q=?==?euc-jp?B?vdU=?=", "春春"},
+        {"=?koi8-r?B?5pil?= =?utf-8?B?5pil", "=?koi8-r?B?5pil?= =?utf-8?B?5pil"},  // unknown; without an end
+        {"=?utf-8?X?5pil?==?=?utf-8?B?5pil?=", "=?utf-8?X?5pil?==?春"},
+        {"春💐", "春💐"},
+        {"\x1B$B=U\x1B(B", "春"},
+        {"\x8Ft", "春"},
+    };
+    for (auto const& [header, text] : rows) EXPECT_EQ(engine::DecodedHeader(header), text) << header;
+}
+
+TEST(ReceivedText, PartsTellTheirNames) {
+    struct Row {
+        std::string disposition, type, name;
+    };
+    Row const rows[] = {
+        {" attachment; filename=\"=?utf-8?B?8J+SkOaYpS50eHQ=?=\"", "", "💐春.txt"},
+        {" attachment; filename=\"=?utf-8?B?8J+SkA==?= =?utf-8?B?5pil?=.txt\"", "", "💐春.txt"},
+        {" attachment; filename==?utf-8?B?5pil?=.txt; size=3", "", "春.txt"},
+        {" attachment; filename=\"春💐.txt\"; size=3", "", "春💐.txt"},
+        {" attachment; filename=\"\x88\xEA\x97\x97\x95\x5C\"; size=3", "", "一覧表"},
+        {" attachment; filename=\"a\\\";b.txt\"; size=3", "", "a\";b.txt"},
+        {" attachment; (filename=x) FileName = a.txt", " image/gif; name=b.gif", "a.txt"},
+        {" inline", " image/gif; name=b.gif", "b.gif"},
+        {" attachment; filename*=utf-8''%F0%9F%92%90.txt", "", "💐.txt"},
+        {" attachment; filename*=koi8-r''%8Ft.txt", "", "春.txt"},
+        {"", "", ""},
+    };
+    for (Row const& row : rows) {
+        MimeFormatStruct part;
+        part.m_strContentDisposition = row.disposition.c_str();
+        part.m_strContentType = row.type.c_str();
+        EXPECT_EQ(engine::NameOfPart(part), row.name) << row.disposition;
+    }
+}
+
+TEST(ReceivedText, ATextInAnyCodeBecomesReadable) {
+    struct Row {
+        std::string head, body, text;
+    };
+    Row const rows[] = {
+        {"Content-Type: text/plain; charset=utf-8\r\n", "春💐の案内", "春〓の案内"},
+        {"Content-Type: text/plain; charset=UTF8\r\nContent-Transfer-Encoding: base64\r\n",
+         "8J+SkOaYpQ==", "〓春"},
+        {"Content-Type: text/plain; charset=utf-8\r\nContent-Transfer-Encoding: quoted-printable\r\n",
+         "=F0=9F=92=90=\r\n=E6=98=A5", "〓春"},
+        {"Content-Type: text/plain; charset=euc-jp\r\n", "\xBD\xD5", "春"},
+        {"Content-Type: text/plain; charset=iso-2022-jp\r\n", "\x1B$B=U\x1B(B", "春"},
+        {"Content-Type: text/plain\r\n", "春💐", "春〓"},
+        {"Content-Type: text/plain\r\n", "\x1B$B=U\x1B(B", "春"},
+        {"", "\x8Ft", "春"},
+    };
+    for (Row const& row : rows) {
+        MimeFormatStruct mail;
+        MimeDecodeTool::MimeDecode(
+            ("Subject: =?utf-8?B?8J+SkOaYpQ==?=\r\n" + row.head + "\r\n" + row.body).c_str(), mail);
+        engine::MakeReadable(mail);
+        MailAnalyzer analyzer;
+        analyzer.MailAnalysis(mail);
+        EXPECT_EQ(engine::Out(analyzer.GetDecodeMailBody()), row.text) << row.head;
+        EXPECT_EQ(engine::Out(analyzer.GetDecodeMailSubject()), "〓春");
+    }
+}
+
+TEST(ReceivedText, HostileHeadersTakeLinearTime) {
+    for (char const* repeated : {";",
+                                 "a;",
+                                 "=",
+                                 "\"",
+                                 "\\\"",
+                                 "'",
+                                 "%",
+                                 "%41",
+                                 "filename*",
+                                 "filename*=",
+                                 "filename*0=a;",
+                                 "filename*1*=a'b'c;",
+                                 "filename*=a'",
+                                 "filename=;",
+                                 "=?utf-8?b?",
+                                 "=?utf-8?b?YQ?=",
+                                 "=?utf-8?q?=?",
+                                 "=?a",
+                                 "=?",
+                                 "?=",
+                                 "\x81",
+                                 "\x1B$B"}) {
+        auto const mail = [&](int size) {
+            MimeFormatStruct entity;
+            std::string value = " attachment; filename*=";
+            while (value.size() < static_cast<std::size_t>(size)) value += repeated;
+            entity.m_strContentDisposition = entity.m_strContentType = CString(value.c_str());
+            entity.m_aHeader.Add({"Subject", CString(value.c_str())});
+            return entity;
+        };
+        auto const read = [](MimeFormatStruct const& entity) {
+            engine::NameOfPart(entity);
+            engine::SubjectOf(entity);
+        };
+        EXPECT_TRUE(TakesLinearTime(100000, mail, read)) << repeated;
+    }
+}
+
+}  // namespace
