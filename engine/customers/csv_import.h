@@ -18,9 +18,9 @@ struct CsvImport {
     bool no_header = false;  // the first record is a customer
     bool strict = false;     // as `customers add` judges
 
-    // Imports and saves. Shows which columns go where before and after, every record that is refused with all
-    // reasons, what else is odd, and the counts; the records refused go into FILE.refused.csv. Throws
-    // Failure.
+    // Imports and saves. Tells the front end which columns go where before and after, every record that is
+    // refused with all reasons, what else is odd, and the counts; the records refused go into
+    // FILE.refused.csv. Throws Failure.
     void Run(Session& session) const;
 };
 

@@ -19,7 +19,7 @@ struct ProgramImport {
 
     // Throws Failure (usage) for options that do not go together.
     void Check() const;
-    // Imports and saves; shows progress, the counts and where the log is. Throws Failure.
+    // Imports and saves; tells the front end progress, the counts and where the log is. Throws Failure.
     void Run(Session& session) const;
 
   private:
