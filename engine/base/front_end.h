@@ -23,8 +23,8 @@ class FrontEnd {
     virtual bool Confirm(std::string const&) { return false; }
     // The start-up password of an environment. Throws Failure where nobody can be asked.
     virtual std::string StartPassword();
-    // Shows how far work has come as long as the result lives. `unit` ("件") stands behind the counts; a total
-    // of 0 is not known; `done` is called by any thread. Null: nothing is shown.
+    // Shows how far work has come as long as the result lives. `unit` ("件") stands behind the counts; a
+    // total of 0 is not known; `done` is called by any thread. Null: nothing is shown.
     virtual std::shared_ptr<void> ShowProgress(std::string const&, std::string const&, std::uint64_t,
                                                std::function<std::uint64_t()> const&) {
         return nullptr;
