@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/mail_component.h"
+#include "platform/component.h"
 
 // The component that asks for a page of the web (RFC 9110), directly or through a proxy.
 

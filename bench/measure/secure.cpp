@@ -122,7 +122,7 @@ void ByLibrary(int port, bool keeps, std::atomic<int>& left, std::atomic<int>& f
     const CString message(Message().c_str());
     set(smtps_server, "127.0.0.1");
     set(smtps_port, port);
-    set(smtps_security, platform::security_tls);
+    set(smtps_security, protocol::security_tls);
     set(smtps_ca_file, platform::LibraryPath(Sink::CertificateFile()));
     set(smtps_keep_connection, keeps ? 1 : 0);
     set(smtps_from, "a@example.jp");

@@ -136,7 +136,7 @@ class PlainPopSource : public PopSource {
     CString UniqueId(int row) const override { return client_.m_aMailList[row].Uidl; }
     CString Fetch(int row) override {
         Require(client_.PopRetr(static_cast<unsigned long>(row)), not_fetched);
-        return platform::DotUnstuffed(client_.m_strMailText.View());
+        return protocol::DotUnstuffed(client_.m_strMailText.View());
     }
     void Delete(int row) override {
         Require(client_.PopDelete(static_cast<unsigned long>(row)), not_deleted);

@@ -14,9 +14,9 @@ constexpr unsigned ms_of_second = 1000;
 int SecurityOf(Security security) {
     constexpr int unknown = -1;  // which the components refuse
     switch (security) {
-        case Security::none: return platform::security_none;
-        case Security::tls: return platform::security_tls;
-        case Security::starttls: return platform::security_upgrade;
+        case Security::none: return protocol::security_none;
+        case Security::tls: return protocol::security_tls;
+        case Security::starttls: return protocol::security_upgrade;
     }
     return unknown;
 }
@@ -41,7 +41,7 @@ void TakeStatus(Handshake& handshake, std::string_view message) {
     if (message.starts_with(secured)) handshake.parameters = message.substr(secured.size());
 }
 
-Handshake From(platform::CertificateEvent const& shown) {
+Handshake From(protocol::CertificateEvent const& shown) {
     return {{}, shown.subject, shown.issuer, shown.host_names, shown.valid_from, shown.valid_until};
 }
 

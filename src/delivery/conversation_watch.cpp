@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "platform/mail_component.h"
+#include "protocol/mail_component.h"
 
 namespace delivery {
 namespace {
@@ -53,14 +53,14 @@ void ConversationWatch::Advance(std::span<ConversationStep const> steps, std::st
 void ConversationWatch::TakeLine(int direction, char const* line) {
     const CString upper = Upper(line);
     if (!failed_) {
-        if (direction == platform::trail_sent) Advance(tables_.sent, upper.View());
-        if (direction == platform::trail_received) failed_ = tables_.fails(upper.View(), status_);
-        if (direction == platform::trail_information) Advance(tables_.information, upper.View());
+        if (direction == protocol::trail_sent) Advance(tables_.sent, upper.View());
+        if (direction == protocol::trail_received) failed_ = tables_.fails(upper.View(), status_);
+        if (direction == protocol::trail_information) Advance(tables_.information, upper.View());
     }
-    bool const secret = direction == platform::trail_sent && !tables_.secret.empty() &&
+    bool const secret = direction == protocol::trail_sent && !tables_.secret.empty() &&
                         upper.View().starts_with(tables_.secret);
-    Write(direction == platform::trail_sent       ? "送信"
-          : direction == platform::trail_received ? "受信"
+    Write(direction == protocol::trail_sent       ? "送信"
+          : direction == protocol::trail_received ? "受信"
                                                   : "情報",
           secret ? tables_.shown : line);
 }

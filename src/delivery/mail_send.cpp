@@ -3,11 +3,11 @@
 #include <string>
 
 #include "delivery/mail_stamps.h"
-#include "delivery/smtp_reply.h"
 #include "delivery/socket_error_codes.h"
 #include "mime/encoded_words.h"
 #include "platform/process.h"
-#include "platform/socket_support.h"
+#include "protocol/smtp_reply.h"
+#include "protocol/socket_support.h"
 #include "storage/error_codes.h"
 #include "storage/file_version.h"
 #include "text/kcodec.h"
@@ -221,7 +221,7 @@ CString MailSend::GetDllVersion() {
 }
 
 int MailSend::GetResponseStatus(char const* reply, int* final) {
-    int const code = delivery::ReplyCode(reply ? reply : "");
+    int const code = protocol::ReplyCode(reply ? reply : "");
     if (final) *final = code;
     return code < 0 ? -code : code;
 }

@@ -11,7 +11,7 @@
 #include "storage/log_writer.h"
 
 class SocketSupport;
-namespace delivery {
+namespace protocol {
 struct AllowedMethods;
 }
 
@@ -27,17 +27,17 @@ struct AllowedMethods;
 //
 // A recipient or sender address with a CR or LF in it would be a second command, and one with another control
 // character, a blank or an angle bracket more than an address; neither reaches the wire
-// (platform/mail_address.h). Send refuses it before it connects: the recipient as if the server had (0,
+// (protocol/mail_address.h). Send refuses it before it connects: the recipient as if the server had (0,
 // smtp_refused_by_server, an entry in the error list), the sender with -1 and smtp_missing_data, each with a
 // text of its own. A Message-ID with a CR or LF, which would be a second header line, is refused as such a
 // sender is.
 //
-// A user name or password whose answer exceeds the 512-byte buffers (delivery/smtp_authentication.h) is
+// A user name or password whose answer exceeds the 512-byte buffers (protocol/smtp_authentication.h) is
 // refused with -4, smtp_auth_failed and a text of its own: before connecting when it fits none of the allowed
 // methods, before AUTH when it does not fit the one chosen. A challenge that does not fit ends the same way,
 // with only QUIT sent after it. A LOGIN server gets at most login_prompt_limit answers.
 //
-// A reply over the limit of delivery/smtp_reply.h is a socket failure (-2) with error_unknown_code. That code
+// A reply over the limit of protocol/smtp_reply.h is a socket failure (-2) with error_unknown_code. That code
 // comes with a text that says what happened, here and for a lost connection and for a socket error that has
 // no number of its own.
 //
@@ -199,7 +199,7 @@ class TESSALY_API MailSend {
     int MissingField();
     int CheckValues();
     int CheckCredentials();
-    delivery::AllowedMethods AllowedMethods() const;
+    protocol::AllowedMethods AllowedMethods() const;
     CString MakeMail();
     int OpenConversation(char const* caller, CheckOnly check_only = CheckOnly::no);
     int SayHello(char const* caller, CString const& local_name);

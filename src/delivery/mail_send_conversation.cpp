@@ -3,13 +3,14 @@
 #include <string_view>
 
 #include "delivery/mail_send.h"
-#include "delivery/smtp_authentication.h"
-#include "delivery/smtp_reply.h"
 #include "delivery/socket_error_codes.h"
 #include "delivery/wire_text.h"
-#include "platform/mail_address.h"
+#include "platform/base64_codec.h"
 #include "platform/socket.h"
-#include "platform/socket_support.h"
+#include "protocol/mail_address.h"
+#include "protocol/smtp_authentication.h"
+#include "protocol/smtp_reply.h"
+#include "protocol/socket_support.h"
 #include "storage/error_codes.h"
 #include "text/strings.h"
 
@@ -52,12 +53,12 @@ bool HasLineEnd(CString const& text) { return text.View().find_first_of("\r\n") 
 // Why an address cannot stand in a command; null if it can.
 char const* FaultOf(CString const& address, char const* line_end_text, char const* bad_byte_text) {
     if (HasLineEnd(address)) return line_end_text;
-    return platform::FitsEnvelope(address.View()) ? nullptr : bad_byte_text;
+    return protocol::FitsEnvelope(address.View()) ? nullptr : bad_byte_text;
 }
 
-CString AuthNote(delivery::AuthMethod method) {
+CString AuthNote(protocol::AuthMethod method) {
     CString note("auth ");
-    note += delivery::MethodName(method);
+    note += protocol::MethodName(method);
     note.Replace('-', '_');
     return note;
 }
@@ -148,17 +149,17 @@ int MailSend::SendCommand(CString command, int reportFailure) {
 int MailSend::ReadAnswer(CString& reply, int report_failure) {
     if (socket_->GetLineBuffer().IsEmpty() && !socket_->Readable(quick_reply_ms)) conversation_log_.Write();
     int code = 0;
-    const delivery::ReplyOutcome outcome = delivery::ReadReply(*socket_, reply, code);
-    if (outcome == delivery::ReplyOutcome::complete) {
+    const protocol::ReplyOutcome outcome = protocol::ReadReply(*socket_, reply, code);
+    if (outcome == protocol::ReplyOutcome::complete) {
         conversation_log_.Reply(reply.View());
         return code;
     }
-    bool const too_long = outcome == delivery::ReplyOutcome::too_long;
+    bool const too_long = outcome == protocol::ReplyOutcome::too_long;
     int const error =
-        outcome == delivery::ReplyOutcome::closed ? no_socket_error : platform::GetLastSocketError();
+        outcome == protocol::ReplyOutcome::closed ? no_socket_error : platform::GetLastSocketError();
     if (report_failure) {
         if (too_long)
-            last_error_.SetErrS(error_unknown_code, reply_too_long_text, delivery::reply_limit);
+            last_error_.SetErrS(error_unknown_code, reply_too_long_text, protocol::reply_limit);
         else
             SetSocketError(error, FunctionReceive);
     }
@@ -238,12 +239,12 @@ int MailSend::CheckValues() {
 
 int MailSend::CheckCredentials() {
     bool const needed = m_bSmtpAuth && stage_ != Stage::ready;
-    if (!needed || delivery::CredentialsUsable(AllowedMethods(), user_.View(), password_.View()))
+    if (!needed || protocol::CredentialsUsable(AllowedMethods(), user_.View(), password_.View()))
         return SendAccepted;
     return NoAuthentication(smtp_auth_failed, credentials_too_long_text);
 }
 
-delivery::AllowedMethods MailSend::AllowedMethods() const {
+protocol::AllowedMethods MailSend::AllowedMethods() const {
     return {allow_cram_md5_ != 0, allow_login_ != 0, allow_plain_ != 0};
 }
 
@@ -315,23 +316,23 @@ int MailSend::SayHello(char const* caller, CString const& local_name) {
 }
 
 int MailSend::Authenticate(char const* caller, CString const& ehlo_reply) {
-    if (!delivery::OffersAuthentication(ehlo_reply.View()))
+    if (!protocol::OffersAuthentication(ehlo_reply.View()))
         return NoAuthentication(smtp_auth_not_supported, "");
-    auto const method = delivery::ChooseMethod(ehlo_reply.View(), AllowedMethods());
+    auto const method = protocol::ChooseMethod(ehlo_reply.View(), AllowedMethods());
     if (!method) return NoAuthentication(smtp_auth_method_not_supported, "");
-    if (!delivery::CredentialsFit(*method, user_.View(), password_.View()))
+    if (!protocol::CredentialsFit(*method, user_.View(), password_.View()))
         return NoAuthentication(smtp_auth_failed, credentials_too_long_text);
 
     CString reply;
-    int code = Exchange(CString("AUTH ") + delivery::MethodName(*method), reply);
+    int code = Exchange(CString("AUTH ") + protocol::MethodName(*method), reply);
     if (code == SendSocketFailure) return code;
     if (code != reply_auth_continue) return Refused(smtp_auth_method_not_supported, reply);
     conversation_log_.Note((caller + AuthNote(*method)).View());
     switch (*method) {
-        case delivery::AuthMethod::cram_md5: code = AnswerCramMd5(reply); break;
-        case delivery::AuthMethod::login: code = AnswerLogin(reply); break;
-        case delivery::AuthMethod::plain:
-            code = Exchange(CString(delivery::PlainAnswer(user_.View(), password_.View())), reply);
+        case protocol::AuthMethod::cram_md5: code = AnswerCramMd5(reply); break;
+        case protocol::AuthMethod::login: code = AnswerLogin(reply); break;
+        case protocol::AuthMethod::plain:
+            code = Exchange(CString(protocol::PlainAnswer(user_.View(), password_.View())), reply);
             break;
     }
     if (code < 0) return code;
@@ -339,25 +340,25 @@ int MailSend::Authenticate(char const* caller, CString const& ehlo_reply) {
 }
 
 int MailSend::AnswerCramMd5(CString& reply) {
-    auto const challenge = delivery::DecodeChallenge(delivery::BehindFirstBlank(reply.View()));
+    auto const challenge = protocol::DecodeChallenge(protocol::BehindFirstBlank(reply.View()));
     if (!challenge) return NoAuthentication(smtp_auth_failed, reply);
-    if (challenge->size() > delivery::longest_challenge) {
+    if (challenge->size() > protocol::longest_challenge) {
         CString reason;
         reason.Format(challenge_too_long_text, static_cast<int>(challenge->size()),
-                      static_cast<int>(delivery::longest_challenge));
+                      static_cast<int>(protocol::longest_challenge));
         return NoAuthentication(smtp_auth_failed, reason);
     }
-    return Exchange(CString(delivery::CramMd5Answer(user_.View(), password_.View(), *challenge)), reply);
+    return Exchange(CString(protocol::CramMd5Answer(user_.View(), password_.View(), *challenge)), reply);
 }
 
 int MailSend::AnswerLogin(CString& reply) {
-    const CString user(delivery::Base64Line(user_.View())), password(delivery::Base64Line(password_.View()));
+    const CString user(platform::Base64Of(user_.View())), password(platform::Base64Of(password_.View()));
     for (int answers = 0; answers < login_prompt_limit; ++answers) {
-        auto const prompt = delivery::DecodeChallenge(delivery::BehindFirstBlank(reply.View()));
-        if (!prompt || prompt->size() > delivery::longest_challenge) break;
-        const delivery::LoginPrompt wanted = delivery::PromptKind(*prompt);
-        if (wanted == delivery::LoginPrompt::unknown) break;
-        int const code = Exchange(wanted == delivery::LoginPrompt::user ? user : password, reply);
+        auto const prompt = protocol::DecodeChallenge(protocol::BehindFirstBlank(reply.View()));
+        if (!prompt || prompt->size() > protocol::longest_challenge) break;
+        const protocol::LoginPrompt wanted = protocol::PromptKind(*prompt);
+        if (wanted == protocol::LoginPrompt::unknown) break;
+        int const code = Exchange(wanted == protocol::LoginPrompt::user ? user : password, reply);
         if (code != reply_auth_continue) return code;
     }
     return NoAuthentication(smtp_auth_failed, login_not_supported_text);
@@ -368,15 +369,15 @@ int MailSend::RunMail(CString& wire_text) {
     CString reply;
     int code = Exchange("MAIL FROM:<" + sender_ + ">", reply);
     if (code == SendSocketFailure) return code;
-    if (!IsCompletion(code)) return Refused(smtp_refused_by_server, delivery::WithoutLineEnd(reply));
+    if (!IsCompletion(code)) return Refused(smtp_refused_by_server, protocol::WithoutLineEnd(reply));
 
     code = Exchange("RCPT TO:<" + recipient_ + ">", reply);
     if (code == SendSocketFailure) return code;
-    if (!IsCompletion(code)) return RefuseRecipient(delivery::WithoutLineEnd(reply));
+    if (!IsCompletion(code)) return RefuseRecipient(protocol::WithoutLineEnd(reply));
 
     code = Exchange("DATA", reply);
     if (code == SendSocketFailure) return code;
-    if (!IsIntermediate(code)) return Refused(smtp_refused_by_server, delivery::WithoutLineEnd(reply));
+    if (!IsIntermediate(code)) return Refused(smtp_refused_by_server, protocol::WithoutLineEnd(reply));
 
     if (socket_->SendBlock(wire_text, 0, 0) < 0) {
         SetSocketError(platform::GetLastSocketError(), FunctionSend);
@@ -385,7 +386,7 @@ int MailSend::RunMail(CString& wire_text) {
     code = ReadAnswer(reply, report);
     if (code == SendSocketFailure) return code;
     return IsCompletion(code) ? SendAccepted
-                              : Refused(smtp_refused_by_server, delivery::WithoutLineEnd(reply));
+                              : Refused(smtp_refused_by_server, protocol::WithoutLineEnd(reply));
 }
 
 void MailSend::CloseConversation(int result) {

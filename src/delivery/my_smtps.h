@@ -1,7 +1,7 @@
 #pragma once
 
 #include "delivery/conversation_watch.h"
-#include "platform/smtps.h"
+#include "protocol/smtps.h"
 
 // The SMTP client over TLS: the component holds the conversation, and is filled and called by its own
 // interface (platform/smtps.h, Handle()); this class keeps the transfer log, notes how far the conversation

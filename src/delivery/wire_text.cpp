@@ -1,6 +1,6 @@
 #include "delivery/wire_text.h"
 
-#include "platform/mail_dots.h"
+#include "protocol/mail_dots.h"
 #include "text/kcodec.h"
 
 namespace delivery {
@@ -36,7 +36,7 @@ enum class Dots { as_they_are, stuffed };
 
 void AppendBody(CString& out, std::string_view jis_body, Dots dots) {
     if (dots == Dots::stuffed)
-        platform::AppendDotStuffed(out, jis_body);
+        protocol::AppendDotStuffed(out, jis_body);
     else
         out += jis_body;
     out += "\r\n";

@@ -7,9 +7,9 @@
 #include <string>
 #include <string_view>
 
+#include "platform/md5.h"
 #include "storage/key_symbols.h"
 #include "storage/key_tables.h"
-#include "storage/md5.h"
 #include "storage/split_string.h"
 #include "storage/substitution.h"
 

@@ -6,9 +6,9 @@
 #include <string_view>
 
 #include "mime/ascii.h"
-#include "mime/base64_decoder.h"
 #include "mime/quoted_printable.h"
-#include "text/base64_codec.h"
+#include "platform/base64_codec.h"
+#include "platform/base64_decoder.h"
 #include "text/kanji_codes.h"
 #include "text/kcodec.h"
 
@@ -74,7 +74,7 @@ Word FindWord(std::string_view in, Name const& tag, std::size_t from) {
 }
 
 char* DecodeWord(Word const& word, char* out) {
-    if (word.encoding == 'b') return out + mime::DecodeBase64(word.text, out);
+    if (word.encoding == 'b') return out + platform::DecodeBase64(word.text, out);
     mime::QuotedText text{word.text.data(), word.text.data() + word.text.size(), out};
     mime::DecodeQuotedPairs(text);
     return text.out;
@@ -137,7 +137,7 @@ void base64encoding(char* out, char const* in) {
         const std::string_view run =
             rest.substr(0, closing == rest.npos ? closing : closing + to_ascii.size());
         out = Put(word_start, out);
-        out += text::Base64Encode(reinterpret_cast<unsigned char const*>(run.data()), run.size(), out);
+        out += platform::Base64Encode(reinterpret_cast<unsigned char const*>(run.data()), run.size(), out);
         out = Put(word_end, out);
         rest.remove_prefix(run.size());
         if (!rest.empty()) out = Put(fold, out);

@@ -4,7 +4,7 @@
 #include <string_view>
 
 #include "mime/encoded_words.h"
-#include "text/base64_codec.h"
+#include "platform/base64_codec.h"
 
 namespace {
 
@@ -148,7 +148,8 @@ class HeaderLines {
         std::memcpy(bytes + escape_size, characters.data(), characters.size());
         std::memcpy(bytes + escape_size + characters.size(), to_ascii.data(), to_ascii.size());
         Append(word_start);
-        used_ += text::Base64Encode(bytes, escape_size + characters.size() + to_ascii.size(), out_ + used_);
+        used_ +=
+            platform::Base64Encode(bytes, escape_size + characters.size() + to_ascii.size(), out_ + used_);
         Append(word_end);
     }
 

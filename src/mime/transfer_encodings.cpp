@@ -5,8 +5,8 @@
 #include <limits>
 #include <string_view>
 
-#include "mime/base64_decoder.h"
 #include "mime/quoted_printable.h"
+#include "platform/base64_decoder.h"
 
 namespace {
 
@@ -58,7 +58,7 @@ bool FitsBase64Body(std::size_t size) noexcept {
 }  // namespace mime
 
 long normal_base64decoding(char* out, char const* in) {
-    const std::size_t written = mime::DecodeBase64(View(in), out);
+    const std::size_t written = platform::DecodeBase64(View(in), out);
     out[written] = '\0';
     return static_cast<long>(written);
 }
@@ -67,18 +67,18 @@ void base64encoding(unsigned char* out, unsigned char const* in, int len, int li
     char* place = reinterpret_cast<char*>(out);
     std::size_t left = in && len > 0 ? static_cast<std::size_t>(len) : 0;
     if (lineLen <= 0) {
-        place += text::Base64Encode(in, left, place);
+        place += platform::Base64Encode(in, left, place);
         *place = '\0';
         return;
     }
     // Whole groups go through a small buffer, since a line may end inside a group.
     constexpr std::size_t block = 3 * 1024;
-    char characters[text::Base64EncodedSize(block)];
+    char characters[platform::Base64EncodedSize(block)];
     const std::size_t line = static_cast<std::size_t>(lineLen);
     std::size_t column = 0;
     while (left > 0) {
         const std::size_t taken = std::min(left, block);
-        const std::size_t count = text::Base64Encode(in, taken, characters);
+        const std::size_t count = platform::Base64Encode(in, taken, characters);
         for (std::size_t done = 0; done < count;) {
             const std::size_t piece = std::min(count - done, line - column);
             std::memcpy(place, characters + done, piece);
@@ -97,34 +97,7 @@ void base64encoding(unsigned char* out, unsigned char const* in, int len, int li
 }
 
 int base64decoding(char* out, char const* in, int limit) {
-    constexpr int bad_text = -1;
-    std::string_view text = View(in);
-    if (text.starts_with("+ ")) text.remove_prefix(2);
-    unsigned char const* place = reinterpret_cast<unsigned char const*>(text.data());
-    unsigned char const* const end = place + text.size();
-    const std::size_t most = limit > 0 ? static_cast<std::size_t>(limit) - 1 : 0;
-    std::size_t written = 0;
-    for (; end - place >= 4 && most - written >= 3; place += 4, written += 3) {
-        const std::uint32_t bits = mime::Base64Group(place);
-        if (bits >= mime::base64_pad) break;
-        mime::PutBase64Bytes(bits, 3, out + written);
-    }
-    while (place < end && *place != '\r') {
-        if (end - place < 4) return bad_text;
-        const std::uint32_t bits = mime::Base64Group(place);
-        if (bits & mime::base64_foreign || place[0] == '=' || place[1] == '=') return bad_text;
-        // A '=' in the third place does not end the text by itself: the fourth character does or does not.
-        const std::size_t count = place[2] == '=' ? 1 : place[3] == '=' ? 2 : 3;
-        if (count > most - written) {
-            mime::PutBase64Bytes(bits, most - written, out + written);
-            return bad_text;
-        }
-        mime::PutBase64Bytes(bits, count, out + written);
-        written += count;
-        if (place[3] == '=') break;
-        place += 4;
-    }
-    return static_cast<int>(written);
+    return platform::DecodeBase64Strictly(View(in), out, limit > 0 ? static_cast<std::size_t>(limit) - 1 : 0);
 }
 
 int GetSizeAfterBase64Decoding(unsigned long& size, char const* in, unsigned long const& len) {
@@ -143,7 +116,7 @@ void DecodeMailBody(char const* in, int mode, char const* out, int& outLen) {
     const std::string_view text = View(in);
     std::size_t length = text.size();
     if (mode == MAIL_BODY_BASE64) {
-        length = mime::DecodeBase64Body(text, target);
+        length = platform::DecodeBase64Body(text, target);
     } else if (mode == MAIL_BODY_QUOTED_PRINTABLE) {
         length = DecodeQuotedBody(text, target);
     } else {

@@ -4,8 +4,8 @@
 #include <string>
 #include <string_view>
 
+#include "platform/base64_codec.h"
 #include "platform/export.h"
-#include "text/base64_codec.h"
 
 // The transfer encodings of mail bodies and files: Base64 (RFC 2045 6.8) and quoted-printable (RFC 2045 6.7).
 // Whole texts in quoted-printable: mime/quoted_printable.h.
@@ -25,7 +25,7 @@ constexpr std::size_t Base64DecodedRoom(std::size_t length) noexcept {
 // Room in bytes, NUL included, for base64encoding of `size` bytes with CR LF after every `line_length`
 // characters; 0 or less means no line breaks.
 constexpr std::size_t Base64BodyRoom(std::size_t size, int line_length) noexcept {
-    const std::size_t characters = text::Base64EncodedSize(size);
+    const std::size_t characters = platform::Base64EncodedSize(size);
     return characters + (line_length > 0 ? characters / static_cast<std::size_t>(line_length) * 2 : 0) + 1;
 }
 

@@ -6,11 +6,11 @@
 #include <string_view>
 
 #include "delivery/socket_error_codes.h"
-#include "platform/mail_dots.h"
-#include "platform/pop_listing.h"
-#include "platform/socket_support.h"
+#include "platform/md5.h"
+#include "protocol/mail_dots.h"
+#include "protocol/pop_listing.h"
+#include "protocol/socket_support.h"
 #include "reception/pop_replies.h"
-#include "storage/md5.h"
 
 namespace {
 
@@ -273,7 +273,7 @@ int MailPop::PopListUidl() {
 template <class Take>
 bool MailPop::ReadList(char const* name, Take const& take) {
     const SocketSupport::WholeReply whole(*socket_);
-    platform::PopListing listing;
+    protocol::PopListing listing;
     for (CString line; ReadReplyLine(line);) {
         if (line.View() != reception::closing_line && !listing.Takes(line.View().size())) {
             const CString what = CString(name) + " (上限 1000000 行、64 MiB)";
@@ -313,10 +313,10 @@ int MailPop::PopRetr(unsigned long index) {
     if (!Command("RETR " + NumberOf(mail), pop_body_failed)) return 0;
     m_strMailText.Empty();
     if (mail.Size > 0) m_strMailText.Reserve(static_cast<int>(std::min(mail.Size, largest_reservation)));
-    switch (platform::ReadDotText(*socket_, message_limit, m_strMailText)) {
-        case platform::DotText::complete: return 1;
-        case platform::DotText::too_long: return TooLong("RETR");
-        case platform::DotText::lost: break;
+    switch (protocol::ReadDotText(*socket_, message_limit, m_strMailText)) {
+        case protocol::DotText::complete: return 1;
+        case protocol::DotText::too_long: return TooLong("RETR");
+        case protocol::DotText::lost: break;
     }
     return LineFailure(platform::GetLastSocketError());
 }

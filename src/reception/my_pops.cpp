@@ -86,7 +86,7 @@ int CMyPOPS::Init() {
     set(pops_auth, pops_auth_user);
     set(pops_user, empty);
     set(pops_password, empty);
-    set(pops_security, platform::security_none);
+    set(pops_security, protocol::security_none);
     const platform::ComponentValue protocols[] = {"SSLEnabledProtocols=255"};
     POPS_Do(m_hHandle, pops_configure, 1, protocols, nullptr);
     set(pops_server, empty);

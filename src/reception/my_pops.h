@@ -2,7 +2,7 @@
 
 #include "delivery/conversation_watch.h"
 #include "platform/containers.h"
-#include "platform/pops.h"
+#include "protocol/pops.h"
 
 // The POP3 client over TLS: the component holds the conversation, and is filled and called by its own
 // interface (platform/pops.h, Handle()); this class keeps the transfer log and the list of unique IDs, notes

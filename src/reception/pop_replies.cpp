@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cstdlib>
 
-#include "platform/pop_listing.h"
+#include "protocol/pop_listing.h"
 
 namespace reception {
 
@@ -41,7 +41,7 @@ ListStep UniqueIdReader::Take(CString const& line) {
     if (line.View() == closing_line) return ListStep::end;
     if (line.View() == line_end) return ListStep::more;
     const CStringArray fields = FieldsOf(line);
-    if (fields.GetAt(1).View().size() > platform::PopListing::longest_unique_id)
+    if (fields.GetAt(1).View().size() > protocol::PopListing::longest_unique_id)
         return ListStep::bad_unique_id;
     if (int const row = RowOf(std::atol(fields.GetAt(0)), lines_++); row != no_row)
         list_[row].Uidl = fields.GetAt(1);

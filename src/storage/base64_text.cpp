@@ -3,8 +3,8 @@
 #include <cstdint>
 #include <cstring>
 
+#include "platform/base64_codec.h"
 #include "storage/key_tables.h"
-#include "text/base64_codec.h"
 
 namespace {
 
@@ -12,7 +12,7 @@ constexpr char word_end[] = "?=";
 
 std::size_t Encode(char* out, char const* in, char const* alphabet) {
     const std::size_t size = in ? std::strlen(in) : 0;
-    return text::Base64Encode(reinterpret_cast<unsigned char const*>(in), size, out, alphabet);
+    return platform::Base64Encode(reinterpret_cast<unsigned char const*>(in), size, out, alphabet);
 }
 
 }  // namespace

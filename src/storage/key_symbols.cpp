@@ -1,14 +1,14 @@
 #include "storage/key_symbols.h"
 
+#include "platform/base64_codec.h"
 #include "storage/key_tables.h"
-#include "text/base64_codec.h"
 
 namespace storage {
 
 std::string EncodeSymbols(std::string_view bytes, int row) {
-    std::string symbols(text::Base64EncodedSize(bytes.size()), '\0');
-    symbols.resize(text::Base64Encode(reinterpret_cast<unsigned char const*>(bytes.data()), bytes.size(),
-                                      symbols.data(), CompoundKeyAlphabet(row)));
+    std::string symbols(platform::Base64EncodedSize(bytes.size()), '\0');
+    symbols.resize(platform::Base64Encode(reinterpret_cast<unsigned char const*>(bytes.data()), bytes.size(),
+                                          symbols.data(), CompoundKeyAlphabet(row)));
     while (symbols.ends_with('=')) symbols.pop_back();
     return symbols;
 }

@@ -6,7 +6,7 @@
 #include <mutex>
 #include <string_view>
 
-#include "storage/md5.h"
+#include "platform/md5.h"
 
 namespace storage {
 namespace {

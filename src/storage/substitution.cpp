@@ -6,10 +6,10 @@
 #include <cstring>
 
 #include "platform/clock.h"
+#include "platform/md5.h"
 #include "platform/process.h"
 #include "storage/base64_text.h"
 #include "storage/key_tables.h"
-#include "storage/md5.h"
 
 namespace {
 

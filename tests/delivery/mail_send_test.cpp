@@ -9,9 +9,10 @@
 #include <string_view>
 #include <vector>
 
-#include "delivery/smtp_authentication.h"
+#include "platform/base64_codec.h"
 #include "platform/clock.h"
 #include "platform/socket.h"
+#include "protocol/smtp_authentication.h"
 #include "storage/error_codes.h"
 #include "tests/support/reply_limit.h"
 #include "tests/support/scripted_server.h"
@@ -294,14 +295,14 @@ struct AuthCase {
 };
 
 TEST_F(MailSendTest, Authentication) {
-    using delivery::Base64Line;
+    using platform::Base64Of;
     const std::string all = "220|250-host\r\n250-auth=PLAIN LOGIN CRAM-MD5\r\n250 SIZE|";
     const std::string only_login = "220|250 AUTH LOGIN|", only_plain = "220|250 AUTH PLAIN|";
     const std::string ask_user = "334 VXNlcm5hbWU6|", ask_pass = "334 UGFzc3dvcmQ6|";
     const std::string cram = "AUTH CRAM-MD5", login = "AUTH LOGIN", plain = "AUTH PLAIN";
-    const std::string user64 = Base64Line("user"), pass64 = Base64Line("pa^ss");
-    const std::string plain64 = delivery::PlainAnswer("user", "pa^ss"), longest(511, 'c'), too_long(512, 'c');
-    auto const cram64 = [](std::string_view text) { return delivery::CramMd5Answer("user", "pa^ss", text); };
+    const std::string user64 = Base64Of("user"), pass64 = Base64Of("pa^ss");
+    const std::string plain64 = protocol::PlainAnswer("user", "pa^ss"), longest(511, 'c'), too_long(512, 'c');
+    auto const cram64 = [](std::string_view text) { return protocol::CramMd5Answer("user", "pa^ss", text); };
     Lines endless_said = {login};
     std::string endless = only_login + ask_user;
     for (int i = 0; i < MailSend::login_prompt_limit; ++i) {
@@ -311,10 +312,10 @@ TEST_F(MailSendTest, Authentication) {
     constexpr char const* no_login =
         "SMTP認証に失敗しました.\r\nサーバがLOGINに対応していない可能性があります。";
     const AuthCase cases[] = {
-        {"CRAM-MD5", all + "334 " + Base64Line(longest) + "|235|221", 0, 0, {cram, cram64(longest)}, "正常"},
+        {"CRAM-MD5", all + "334 " + Base64Of(longest) + "|235|221", 0, 0, {cram, cram64(longest)}, "正常"},
         {"CRAM-MD5 refused", all + "334 PDE+|535|221", -3, 2108, {cram, cram64("<1>")}, nullptr},
         {"challenge too long",
-         all + "334 " + Base64Line(too_long) + "|221",
+         all + "334 " + Base64Of(too_long) + "|221",
          -4,
          2109,
          {cram},

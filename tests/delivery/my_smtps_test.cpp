@@ -8,8 +8,9 @@
 #include <thread>
 #include <vector>
 
+#include "platform/base64_codec.h"
 #include "platform/clock.h"
-#include "platform/secrets.h"
+#include "platform/md5.h"
 #include "tests/support/reply_limit.h"
 #include "tests/support/scripted_server.h"
 #include "tests/support/transfer_log.h"
@@ -266,14 +267,14 @@ TEST_F(SecureSmtp, WhatIsRefusedBeforeAnythingIsSent) {
 TEST_F(SecureSmtp, UpgradesThatDoNotCome) {
     ScriptedServer without(std::string(hello) + "502 no|221 bye!");
     Client client(without.Port());
-    client.Set(smtps_security, platform::security_upgrade);
+    client.Set(smtps_security, protocol::security_upgrade);
     EXPECT_EQ(277, client.Do(smtps_send));
     EXPECT_EQ("送信サーバがSTARTTLSに対応しているか確認してください。", client.Reason());
     EXPECT_EQ((Lines{"EHLO me\r\n", "STARTTLS\r\n", "QUIT\r\n"}), without.Received());
 
     ScriptedServer plain(std::string(hello) + taken);
     client.Prepare(plain.Port());
-    client.Set(smtps_security, platform::security_upgrade_if_offered);
+    client.Set(smtps_security, protocol::security_upgrade_if_offered);
     EXPECT_EQ(0, client.Do(smtps_send));
 
     // Bytes behind the reply, and a reply where the handshake belongs.
@@ -281,7 +282,7 @@ TEST_F(SecureSmtp, UpgradesThatDoNotCome) {
                                "220 hi|250-hi\r\n250 STARTTLS|220 go\r\n!"}) {
         ScriptedServer broken(script);
         client.Prepare(broken.Port());
-        client.Set(smtps_security, platform::security_upgrade);
+        client.Set(smtps_security, protocol::security_upgrade);
         EXPECT_EQ(276, client.Do(smtps_send)) << script;
         EXPECT_EQ("SSL通信を開始しようとしましたが、何らかの原因で通信が確立しませんでした。",
                   client.Reason())
@@ -300,7 +301,7 @@ TEST_F(SecureSmtp, AnUnknownSecurityConnectsNowhere) {
         EXPECT_EQ(101, client.Do(smtps_send));
         EXPECT_EQ(101, client.Do(smtps_connect));
     }
-    EXPECT_EQ(0, client.Set(smtps_security, platform::security_upgrade_if_offered));
+    EXPECT_EQ(0, client.Set(smtps_security, protocol::security_upgrade_if_offered));
     EXPECT_EQ(0, client.Do(smtps_send));
     EXPECT_EQ(1, server.Connections());
 }

@@ -10,11 +10,12 @@
 
 #include "delivery/mail_send.h"
 #include "delivery/mail_stamps.h"
-#include "delivery/smtp_authentication.h"
-#include "delivery/smtp_reply.h"
 #include "delivery/wire_text.h"
+#include "platform/base64_codec.h"
 #include "platform/clock.h"
-#include "platform/mail_dots.h"
+#include "protocol/mail_dots.h"
+#include "protocol/smtp_authentication.h"
+#include "protocol/smtp_reply.h"
 
 namespace {
 
@@ -75,56 +76,56 @@ TEST(SocketErrors, MeanDifferentThingsInDifferentCalls) {
 }
 
 TEST(SmtpAuthentication, MethodIsTheFirstAllowedAndNamed) {
-    using delivery::AuthMethod;
+    using protocol::AuthMethod;
     constexpr char const* all = "250 AUTH PLAIN LOGIN CRAM-MD5\r\n";
-    EXPECT_EQ(delivery::ChooseMethod(all, {true, true, true}), AuthMethod::cram_md5);
-    EXPECT_EQ(delivery::ChooseMethod(all, {false, true, true}), AuthMethod::login);
-    EXPECT_EQ(delivery::ChooseMethod(all, {false, false, true}), AuthMethod::plain);
-    EXPECT_EQ(delivery::ChooseMethod(all, {}), std::nullopt);
-    EXPECT_EQ(delivery::ChooseMethod("250 AUTH=LOGIN\r\n", {true, true, true}), AuthMethod::login);
-    EXPECT_EQ(delivery::ChooseMethod("250 AUTH LOGIN\r\n", {true, false, true}), std::nullopt);
+    EXPECT_EQ(protocol::ChooseMethod(all, {true, true, true}), AuthMethod::cram_md5);
+    EXPECT_EQ(protocol::ChooseMethod(all, {false, true, true}), AuthMethod::login);
+    EXPECT_EQ(protocol::ChooseMethod(all, {false, false, true}), AuthMethod::plain);
+    EXPECT_EQ(protocol::ChooseMethod(all, {}), std::nullopt);
+    EXPECT_EQ(protocol::ChooseMethod("250 AUTH=LOGIN\r\n", {true, true, true}), AuthMethod::login);
+    EXPECT_EQ(protocol::ChooseMethod("250 AUTH LOGIN\r\n", {true, false, true}), std::nullopt);
 }
 
 TEST(SmtpAuthentication, AnswersAreExact) {
     // The example of RFC 2195 2.
     EXPECT_EQ(
-        delivery::CramMd5Answer("tim", "tanstaaftanstaaf", "<1896.697170952@postoffice.reston.mci.net>"),
+        protocol::CramMd5Answer("tim", "tanstaaftanstaaf", "<1896.697170952@postoffice.reston.mci.net>"),
         "dGltIGI5MTNhNjAyYzdlZGE3YTQ5NWI0ZTZlNzMzNGQzODkw");
-    EXPECT_EQ(delivery::PlainAnswer("u", "p"), "dQB1AHA=");
-    EXPECT_EQ(delivery::PlainAnswer("", ""), "AAA=");
+    EXPECT_EQ(protocol::PlainAnswer("u", "p"), "dQB1AHA=");
+    EXPECT_EQ(protocol::PlainAnswer("", ""), "AAA=");
     // "a\0b" as user and "\0" as password, from a^b and ^.
-    EXPECT_EQ(delivery::PlainAnswer("a^b", "^"), delivery::Base64Line(std::string("a\0b\0a\0b\0\0", 9)));
+    EXPECT_EQ(protocol::PlainAnswer("a^b", "^"), platform::Base64Of(std::string("a\0b\0a\0b\0\0", 9)));
     // The second byte of "／" is that of "^".
-    EXPECT_EQ(delivery::PlainAnswer("u", "／"), delivery::Base64Line(std::string("u\0u\0", 4) + "／"));
+    EXPECT_EQ(protocol::PlainAnswer("u", "／"), platform::Base64Of(std::string("u\0u\0", 4) + "／"));
     // A user name that breaks off inside a character does not swallow the NUL behind it.
-    EXPECT_EQ(delivery::PlainAnswer("\x81", "p"), delivery::Base64Line(std::string("\x81\0\x81\0p", 5)));
-    EXPECT_EQ(delivery::PromptKind("UserName:"), delivery::LoginPrompt::user);
-    EXPECT_EQ(delivery::PromptKind("Password for username"), delivery::LoginPrompt::user);
-    EXPECT_EQ(delivery::PromptKind("PASSWORD"), delivery::LoginPrompt::password);
-    EXPECT_EQ(delivery::PromptKind("user name"), delivery::LoginPrompt::unknown);
-    EXPECT_EQ(delivery::DecodeChallenge("PDE+\r\n"), "<1>");
+    EXPECT_EQ(protocol::PlainAnswer("\x81", "p"), platform::Base64Of(std::string("\x81\0\x81\0p", 5)));
+    EXPECT_EQ(protocol::PromptKind("UserName:"), protocol::LoginPrompt::user);
+    EXPECT_EQ(protocol::PromptKind("Password for username"), protocol::LoginPrompt::user);
+    EXPECT_EQ(protocol::PromptKind("PASSWORD"), protocol::LoginPrompt::password);
+    EXPECT_EQ(protocol::PromptKind("user name"), protocol::LoginPrompt::unknown);
+    EXPECT_EQ(protocol::DecodeChallenge("PDE+\r\n"), "<1>");
     for (char const* damaged : {"", "\r\n", "A", "QUJ", "QU#D", "あ", "===="})
-        EXPECT_EQ(delivery::DecodeChallenge(damaged), std::nullopt) << damaged;
+        EXPECT_EQ(protocol::DecodeChallenge(damaged), std::nullopt) << damaged;
 }
 
 TEST(SmtpAuthentication, LimitsOfTheBuffersAreExact) {
-    using delivery::AuthMethod;
+    using protocol::AuthMethod;
     auto text = [](std::size_t length) { return std::string(length, 'x'); };
-    EXPECT_TRUE(delivery::CredentialsFit(AuthMethod::login, text(381), text(381)));
-    EXPECT_FALSE(delivery::CredentialsFit(AuthMethod::login, text(382), ""));
-    EXPECT_FALSE(delivery::CredentialsFit(AuthMethod::login, "", text(382)));
-    EXPECT_TRUE(delivery::CredentialsFit(AuthMethod::cram_md5, text(348), text(5000)));
-    EXPECT_FALSE(delivery::CredentialsFit(AuthMethod::cram_md5, text(349), ""));
-    EXPECT_TRUE(delivery::CredentialsFit(AuthMethod::plain, text(100), text(179)));
-    EXPECT_FALSE(delivery::CredentialsFit(AuthMethod::plain, text(100), text(180)));
+    EXPECT_TRUE(protocol::CredentialsFit(AuthMethod::login, text(381), text(381)));
+    EXPECT_FALSE(protocol::CredentialsFit(AuthMethod::login, text(382), ""));
+    EXPECT_FALSE(protocol::CredentialsFit(AuthMethod::login, "", text(382)));
+    EXPECT_TRUE(protocol::CredentialsFit(AuthMethod::cram_md5, text(348), text(5000)));
+    EXPECT_FALSE(protocol::CredentialsFit(AuthMethod::cram_md5, text(349), ""));
+    EXPECT_TRUE(protocol::CredentialsFit(AuthMethod::plain, text(100), text(179)));
+    EXPECT_FALSE(protocol::CredentialsFit(AuthMethod::plain, text(100), text(180)));
     // The answers that just fit need no more than the buffer with its NUL.
-    EXPECT_LT(delivery::Base64Line(text(381)).size(), delivery::auth_buffer_size);
-    EXPECT_LT(delivery::PlainAnswer(text(100), text(179)).size(), delivery::auth_buffer_size);
-    EXPECT_LT(delivery::CramMd5Answer(text(348), "p", "c").size(), delivery::auth_buffer_size);
+    EXPECT_LT(platform::Base64Of(text(381)).size(), protocol::auth_buffer_size);
+    EXPECT_LT(protocol::PlainAnswer(text(100), text(179)).size(), protocol::auth_buffer_size);
+    EXPECT_LT(protocol::CramMd5Answer(text(348), "p", "c").size(), protocol::auth_buffer_size);
 
-    EXPECT_TRUE(delivery::CredentialsUsable({true, false, true}, text(300), text(300)));
-    EXPECT_FALSE(delivery::CredentialsUsable({true, false, true}, text(349), ""));
-    EXPECT_TRUE(delivery::CredentialsUsable({}, text(9999), ""));
+    EXPECT_TRUE(protocol::CredentialsUsable({true, false, true}, text(300), text(300)));
+    EXPECT_FALSE(protocol::CredentialsUsable({true, false, true}, text(349), ""));
+    EXPECT_TRUE(protocol::CredentialsUsable({}, text(9999), ""));
 }
 
 TEST(WireText, IsExactByteForByte) {
@@ -179,7 +180,7 @@ TEST(WireText, DotsAtLineStartsAreStuffed) {
     };
     for (auto const& [text, stuffed] : cases) {
         CString out("x");
-        platform::AppendDotStuffed(out, text);
+        protocol::AppendDotStuffed(out, text);
         EXPECT_EQ(out, "x" + CString(stuffed)) << text;
     }
 }

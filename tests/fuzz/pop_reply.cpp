@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "fuzz_target.h"
-#include "platform/socket_support.h"
+#include "protocol/socket_support.h"
 #include "reception/pop_replies.h"
 
 namespace {

@@ -1,10 +1,10 @@
 // Replies of an SMTP server: what is taken from the bytes received, and what they say.
 
-#include "delivery/smtp_reply.h"
+#include "protocol/smtp_reply.h"
 
 #include "delivery/mail_send.h"
 #include "fuzz_target.h"
-#include "platform/socket_support.h"
+#include "protocol/socket_support.h"
 
 namespace {
 
@@ -19,7 +19,7 @@ int CodeOf(std::string_view line) {
 }
 
 struct Expected {
-    delivery::ReplyOutcome outcome = delivery::ReplyOutcome::failed;
+    protocol::ReplyOutcome outcome = protocol::ReplyOutcome::failed;
     std::string text;
     int code = 0;
     int last_line = 0;  // what its last line says
@@ -35,7 +35,7 @@ Expected Model(std::string_view received) {
         expected.last_line = CodeOf(line);
         if (expected.last_line > 0) {
             expected.code = expected.last_line;
-            expected.outcome = delivery::ReplyOutcome::complete;
+            expected.outcome = protocol::ReplyOutcome::complete;
             break;
         }
     }
@@ -47,14 +47,14 @@ Expected Model(std::string_view received) {
 
 void FuzzOne(std::string_view bytes) {
     const std::string received = fuzz::TextOf(bytes);
-    if (received.size() >= static_cast<std::size_t>(delivery::reply_limit) / 2) return;
+    if (received.size() >= static_cast<std::size_t>(protocol::reply_limit) / 2) return;
     const Expected expected = Model(received);
 
     SocketSupport socket;  // not connected: when the bytes are used up, reading on fails
     socket.GetLineBuffer() = received.c_str();
     CString text("old");
     int code = -1;
-    fuzz::Check(delivery::ReadReply(socket, text, code) == expected.outcome, "the reply ends where it ends");
+    fuzz::Check(protocol::ReadReply(socket, text, code) == expected.outcome, "the reply ends where it ends");
     fuzz::Check(text.View() == expected.text, "the reply holds its lines");
     fuzz::Check(code == expected.code, "the code of the last line");
     fuzz::Check(socket.GetLineBuffer().View() == expected.left, "the rest stays for the next reply");
@@ -62,5 +62,5 @@ void FuzzOne(std::string_view bytes) {
     int final = 0;
     int const status = MailSend::GetResponseStatus(text, &final);
     fuzz::Check(final == expected.last_line && status == std::abs(final), "the status of the last line");
-    fuzz::Check(delivery::BehindFirstBlank(text.View()).size() <= text.View().size(), "a part of the reply");
+    fuzz::Check(protocol::BehindFirstBlank(text.View()).size() <= text.View().size(), "a part of the reply");
 }

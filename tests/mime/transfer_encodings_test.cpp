@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "mime/quoted_printable.h"
-#include "text/base64_codec.h"
+#include "platform/base64_codec.h"
 
 namespace {
 
@@ -83,10 +83,10 @@ TEST(Base64, EveryLengthAlphabetAndLine) {
     for (const std::size_t size : sizes) {
         const string bytes = RandomBytes(random, size), expected = PlainBase64(bytes, standard);
         auto const* in = reinterpret_cast<unsigned char const*>(bytes.data());
-        Buffer out(text::Base64EncodedSize(size));
-        EXPECT_EQ(text::Base64Encode(in, size, out.data()), expected.size());
+        Buffer out(platform::Base64EncodedSize(size));
+        EXPECT_EQ(platform::Base64Encode(in, size, out.data()), expected.size());
         EXPECT_EQ(out.First(expected.size()), expected) << size;
-        text::Base64Encode(in, size, out.data(), reversed.c_str());
+        platform::Base64Encode(in, size, out.data(), reversed.c_str());
         EXPECT_EQ(out.First(expected.size()), PlainBase64(bytes, reversed)) << size;
         EXPECT_EQ(EncodeLines(bytes, -1), expected);
         EXPECT_EQ(EncodeLines(bytes, 0), expected);

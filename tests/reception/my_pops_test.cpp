@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/secrets.h"
+#include "platform/md5.h"
 #include "tests/support/reply_limit.h"
 #include "tests/support/scripted_server.h"
 #include "tests/support/transfer_log.h"
@@ -212,7 +212,7 @@ TEST_F(SecurePop, UnknownNumbers) {
     Client client(server.Port());
     EXPECT_EQ(101, client.Set(pops_security, 4));
     EXPECT_EQ(101, client.Do(pops_connect));
-    EXPECT_EQ(0, client.Set(pops_security, platform::security_none));
+    EXPECT_EQ(0, client.Set(pops_security, protocol::security_none));
     for (platform::ComponentValue const& unknown :
          {platform::ComponentValue(2), platform::ComponentValue("1")}) {
         client.Set(pops_auth, unknown);

@@ -10,8 +10,8 @@
 #include <vector>
 
 #include "platform/clock.h"
+#include "platform/md5.h"
 #include "storage/base64_text.h"
-#include "storage/md5.h"
 #include "storage/substitution.h"
 
 namespace {

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/socket_support.h"
+#include "protocol/socket_support.h"
 
 // The time limit of all whole replies while it lives, in milliseconds.
 class ReplyLimit {

@@ -24,14 +24,14 @@ def includes(folder):
 
 
 def allowed_rooms(root):
-    """By room of the library, itself and the rooms that its CMake target names; each room by its folder in src."""
+    """By room of the library, itself, platform and what else its CMake target names; each room by its folder in src."""
     rooms = {}
     for file in (root / "src").rglob("CMakeLists.txt"):
         if declared := re.search(r"tessaly_room\(([^)]*)\)", file.read_text()):
             name, *depends = declared[1].split()
             if name != file.parent.name or file.parent.parent != root / "src":
                 raise ValueError(f"{file}: not the folder of a room {name}")
-            rooms[name] = {name, *depends[1:]}
+            rooms[name] = {name, "platform", *depends[1:]}
     return rooms
 
 
@@ -62,8 +62,10 @@ def allowed(root, rooms, engine, file, included):
     name, first = included[1:-1], included[1:-1].split("/")[0]
     if part[0] == "platform":
         return included[0] == "<" or first == "platform"
+    if part[0] == "protocol" and included[0] == '"':
+        return first in {"platform", "protocol"}
     if part[0] == "include":
-        return included[0] == '"' and first in {"platform", "tessaly"} | ROOMS
+        return included[0] == '"' and first in {"platform", "protocol", "tessaly"} | ROOMS
     if part[0] == "engine":
         if included[0] == "<":
             return name not in NOT_FOR_THE_ENGINE and not name.startswith("CLI/")
@@ -74,13 +76,13 @@ def allowed(root, rooms, engine, file, included):
         return included[0] == "<" or first in {"cli", "engine", "postbox", "tessaly"}
     if included[0] == "<":
         return name in COMPILER_HEADERS or (is_standard(included) and name not in NOT_FOR_THE_LIBRARY)
-    return first == "platform" or first in rooms.get(part[1], set())
+    return first in rooms.get(part[1], set())
 
 
 def violations(root):
     rooms, engine = allowed_rooms(root), allowed_engine_rooms(root)
     return [f"{file.relative_to(root)}: {included}"
-            for part in ("platform", "include", "src", "engine", "postbox", "cli")
+            for part in ("platform", "protocol", "include", "src", "engine", "postbox", "cli")
             for file, included in includes(root / part) if not allowed(root, rooms, engine, file, included)]
 
 
@@ -89,30 +91,33 @@ class HouseRules(unittest.TestCase):
         self.assertEqual(allowed_rooms(ROOT).keys(), ROOMS)
         self.assertGreater(len(list(includes(ROOT / "src"))), 100)
         self.assertEqual(violations(ROOT), [])
+        self.assertGreater(len(list(includes(ROOT / "protocol"))), 20)
         self.assertEqual(circle(allowed_rooms(ROOT)), [])
         folders = {file.parent.name for file in (ROOT / "engine").glob("*/*.h")}
         self.assertEqual(allowed_engine_rooms(ROOT).keys(), folders)
         self.assertEqual(circle(allowed_engine_rooms(ROOT)), [])
 
     def test_a_wrong_arrow_is_seen(self):
-        wrong = {"platform/a.cpp": ['"storage/my_db.h"', '"tessaly/text.h"'],
+        wrong = {"platform/a.cpp": ['"storage/my_db.h"', '"tessaly/text.h"', '"protocol/smtps.h"'],
+                 "protocol/a.cpp": ["<openssl/ssl.h>", "<unistd.h>", "<chrono>", '"storage/my_db.h"', '"tessaly/text.h"'],
                  "src/text/a.h": ["<unistd.h>", "<sys/stat.h>", "<openssl/ssl.h>", "<curl/curl.h>", "<chrono>",
                                   '"tessaly/text.h"', '"include/tessaly/text.h"', '"customers/one_customer.h"',
                                   '"engine/mails/draft.h"'],
-                 "src/customers/a.h": ['"extract/extract_action.h"'],
+                 "src/customers/a.h": ['"extract/extract_action.h"', '"protocol/smtps.h"'],
                  "include/tessaly/a.h": ["<string>", '"engine/mails/draft.h"'],
                  "engine/mails/a.cpp": ["<iostream>", "<CLI/CLI.hpp>", '"engine/sending/mailing.h"', '"cli/terminal.h"',
                                         '"storage/my_db.h"', '"platform/cstring.h"', '"missing.h"'],
                  "postbox/a.cpp": ['"engine/base/failure.h"', '"cli/terminal.h"'],
                  "cli/a.cpp": ['"storage/my_db.h"', '"platform/cstring.h"', '"../src/storage/my_db.h"', '"missing.h"']}
         right = {"platform/posix/b.cpp": ["<unistd.h>", '"platform/file.h"'],
-                 "src/storage/b.h": ["<string>", '"text/dates.h"'],
+                 "protocol/b.h": ["<string>", '"platform/file.h"', '"protocol/smtps.h"'],
+                 "src/storage/b.h": ["<string>", '"text/dates.h"', '"platform/file.h"', '"protocol/smtps.h"'],
                  "src/extract/b.h": ['"customers/one_customer.h"', '"extract/extract_action.h"'],
                  "engine/sending/b.cpp": ["<thread>", '"engine/mails/draft.h"', '"tessaly/text.h"'],
                  "cli/b.cpp": ["<unistd.h>", "<CLI/CLI.hpp>", '"cli/b.h"', '"engine/mails/draft.h"', '"tessaly/text.h"']}
         with tempfile.TemporaryDirectory() as scratch:
             root = pathlib.Path(scratch)
-            rooms = {"text": "", "storage": "DEPENDS text", "customers": "DEPENDS text storage", "extract": "DEPENDS customers"}
+            rooms = {"text": "", "storage": "DEPENDS protocol text", "customers": "DEPENDS text storage", "extract": "DEPENDS customers"}
             texts = {f"src/{room}/CMakeLists.txt": f"tessaly_room({room} {words})" for room, words in rooms.items()}
             texts["engine/CMakeLists.txt"] = "tessaly_engine_room(mails)\ntessaly_engine_room(sending DEPENDS mails)\n"
             for name, lines in {**wrong, **right}.items():

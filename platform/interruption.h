@@ -1,0 +1,24 @@
+#pragma once
+
+#include <memory>
+
+#include "platform/export.h"
+
+namespace platform {
+
+// What any thread can raise to end the waiting of another: a descriptor that can be read from Raise to Clear.
+class TESSALY_API Interruption {
+  public:
+    Interruption();
+    ~Interruption();
+    void Raise() noexcept;
+    void Clear() noexcept;
+    bool IsRaised() const noexcept;
+    int Descriptor() const noexcept;
+
+  private:
+    struct Event;
+    std::unique_ptr<Event> event_;
+};
+
+}  // namespace platform

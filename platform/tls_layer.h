@@ -1,0 +1,81 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+
+#include "platform/cstring.h"
+#include "platform/export.h"
+
+// Transport Layer Security over a connected socket: TLS 1.2 (RFC 5246) or 1.3 (RFC 8446). Sessions are
+// resumed from one connection to the next of the process.
+namespace platform {
+
+struct TlsOptions {
+    // As a subject alternative name of the certificate must have it, whole or with "*" for its first label
+    // (RFC 9525 6); the subject is not looked at. A host name also goes to the server (SNI, RFC 6066 3).
+    CString host;
+    unsigned port;    // with the host, that to which an earlier session belongs
+    CString ca_file;  // library path of the certificates to trust (PEM); empty for those of the system
+    bool verify = true;
+};
+
+// What a server showed of itself, for people to read. Texts in UTF-8; times "YYYY/MM/DD hh:mm:ss", UTC.
+struct TlsCertificate {
+    CString subject, issuer, names;  // names: those of hosts, divided by ", "
+    CString valid_from, valid_until;
+};
+
+enum class TlsFailure {
+    none,
+    no_authorities,  // the file of trusted certificates cannot be read
+    handshake,
+    closed,       // by the peer, before the handshake was complete
+    certificate,  // it is not trusted, not valid now, or of another host
+    timed_out,
+    interrupted,
+    lost,  // by the socket's error
+};
+
+// The state of one secured connection. One thread uses an object.
+class TESSALY_API TlsLayer {
+  public:
+    // What a call has to wait for before it is made again.
+    enum class Wait { to_receive, to_send };
+    // Waits until the socket is ready. Result: 0, or the socket's error.
+    using Waiting = std::function<int(Wait)>;
+
+    TlsLayer();
+    ~TlsLayer();
+
+    // Makes the handshake over a connected socket that does not block. A host that cannot be checked, an
+    // empty one or one too long for a name, ends it. An interrupted wait is timed_out. The waiting limits the
+    // time.
+    TlsFailure Start(TlsOptions const& options, int descriptor, Waiting const& wait);
+    // Tells the peer, and does not wait for its answer.
+    void End();
+    bool IsOn() const { return connection_ != nullptr; }
+    // What the TLS library or the verification said to the last failure, in English.
+    CString FailureText() const { return failure_text_; }
+    // Such as "TLSv1.3, TLS_AES_256_GCM_SHA384".
+    CString Parameters() const;
+    // Of the last handshake, failed or not; all empty where the server showed none.
+    TlsCertificate const& Certificate() const { return certificate_; }
+
+    // One try to move bytes while it is on. Result: their number, 0 when the peer closed, or -1 with errno;
+    // for EAGAIN `wait` becomes what to wait for.
+    long TrySend(void const* data, int size, Wait& wait);
+    long TryReceive(void* data, int size, Wait& wait);
+    // Whether there are bytes that came already.
+    bool HasReceived() const;
+
+  private:
+    struct Connection;
+    TlsFailure Shake(Waiting const& wait);
+    long Result(int result, Wait& wait);
+
+    std::unique_ptr<Connection> connection_;
+    TlsCertificate certificate_;
+    CString failure_text_;
+};
+
+}  // namespace platform
