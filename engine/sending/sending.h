@@ -33,7 +33,7 @@ void DropRefusers(Session& session, std::vector<int>& ids);
 Mailing::Fetch FetchFrom(CDatabaseEdit& customers);
 
 // Runs a mailing from several connections (0: as many as the settings say), with its log in the environment's
-// folder; shows progress, every mail that did not go out, and the totals.
+// folder; tells the front end progress and totals.
 void RunMailing(Session& session, Mailing& mailing, std::vector<int> const& ids, int threads);
 
 }  // namespace engine
