@@ -101,7 +101,7 @@ class Receiving {
         inbox_.Remember(id);
         char now[date_data_size];
         GetNowDateTime(now);
-        inbox_.Record(std::string(now) + "\t" + NameOf(answer.kind) + "\t" + std::to_string(answer.mail) +
+        inbox_.Record(std::string(now) + "\t" + KeyOf(answer.kind) + "\t" + std::to_string(answer.mail) +
                       "\t" + std::to_string(answer.customer) + "\t" + Out(OnOneLine(answer.from.View())) +
                       "\t" + answer.effect);
     }

@@ -69,9 +69,8 @@ void ReportAll(Arguments const& arguments) {
         session.Mails().GetMailDataPinPoint(id, CMailListViewer::column_renewal_date, changed);
         listing.Add({Number(id), row.GetMailTitle(), Into(StatusName(row.GetStatus()), "状態"),
                      Number(counts.recipients), Number(counts.sent), Number(counts.errors),
-                     Number(counts.opened), Number(counts.waiting),
-                     Number(answers[id][NameOf(AnswerKind::bounce)]),
-                     Number(answers[id][NameOf(AnswerKind::refusal)]), changed});
+                     Number(counts.opened), Number(counts.waiting), Number(answers[id][AnswerKind::bounce]),
+                     Number(answers[id][AnswerKind::refusal]), changed});
     }
     listing.End();
     if (format == ListFormat::table)

@@ -62,18 +62,6 @@ bool Holds(CString const& text, char const* word) { return MimeDecodeTool::stris
 
 }  // namespace
 
-char const* NameOf(AnswerKind kind) {
-    switch (kind) {
-        case AnswerKind::bounce: return "エラー";
-        case AnswerKind::delay: return "遅延";
-        case AnswerKind::receipt: return "開封";
-        case AnswerKind::refusal: return "配信停止";
-        case AnswerKind::registration: return "登録";
-        case AnswerKind::other: break;
-    }
-    return "その他";
-}
-
 Answers::Answers(Session& session, bool apply)
     : session_(session),
       apply_(apply),

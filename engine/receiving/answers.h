@@ -7,6 +7,7 @@
 #include <unordered_map>
 
 #include "engine/environment/session.h"
+#include "engine/receiving/answer_kind.h"
 #include "engine/receiving/inbox.h"
 #include "engine/sending/mailing.h"
 #include "engine/sending/send_history.h"
@@ -14,10 +15,6 @@
 #include "tessaly/mime.h"
 
 namespace engine {
-
-// What a received mail is taken for.
-enum class AnswerKind { bounce, delay, receipt, refusal, registration, other };
-char const* NameOf(AnswerKind kind);
 
 struct Answer {
     AnswerKind kind = AnswerKind::other;

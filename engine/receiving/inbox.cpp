@@ -44,7 +44,7 @@ AnswerCounts CountAnswers(std::string const& data_directory) {
         if (std::getline(parts, time, '\t') && std::getline(parts, kind, '\t') &&
             std::getline(parts, mail, '\t') &&
             std::from_chars(mail.data(), mail.data() + mail.size(), number).ec == std::errc() && number >= 0)
-            ++counts[number][kind];
+            if (auto const known = AnswerKindOf(kind)) ++counts[number][*known];
     }
     return counts;
 }

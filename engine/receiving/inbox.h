@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "engine/environment/session.h"
+#include "engine/receiving/answer_kind.h"
 
 // What an environment keeps of received mail, in its folder INBOX: the mails that are for the sender to read,
 // one .eml file each, as they came; which mails were seen; and what was done because of them.
@@ -43,7 +44,7 @@ class Inbox {
 };
 
 // How many answers of a kind came to each mail, by the record of what was done.
-using AnswerCounts = std::map<int, std::map<std::string, int>>;
+using AnswerCounts = std::map<int, std::map<AnswerKind, int>>;
 AnswerCounts CountAnswers(std::string const& data_directory);
 
 }  // namespace engine

@@ -1,0 +1,29 @@
+#include "engine/receiving/inbox.h"
+
+#include <gtest/gtest.h>
+#include <stdlib.h>
+
+#include <filesystem>
+#include <fstream>
+
+namespace {
+
+// Earlier versions wrote the kinds in Japanese; what no version wrote, or is cut off, counts for nothing.
+TEST(Inbox, CountsAnswersOfEveryVersion) {
+    using engine::AnswerKind;
+    char name[] = "/tmp/tessaly-XXXXXX";
+    const std::filesystem::path folder = mkdtemp(name);
+    std::filesystem::create_directory(folder / "INBOX");
+    std::ofstream(folder / "INBOX/actions.tsv") << "2026/11/22 10:00:00\tエラー\t3\t7\ta@b.jp\t\n"
+                                                   "2026/11/23 10:00:00\tbounce\t3\t8\ta@b.jp\t\n"
+                                                   "2026/11/23 10:00:01\trefusal\t3\t8\ta@b.jp\t\n"
+                                                   "2026/11/23 10:00:02\tdelay\t-1\t-1\ta@b.jp\t\n"
+                                                   "2026/11/23 10:00:03\tnews\t4\t8\ta@b.jp\t\n"
+                                                   "2026/11/23 10:00:04\tbounce\t3";
+    const engine::AnswerCounts counts = engine::CountAnswers(folder.string());
+    const engine::AnswerCounts wanted = {{3, {{AnswerKind::bounce, 2}, {AnswerKind::refusal, 1}}}};
+    EXPECT_EQ(wanted, counts);
+    std::filesystem::remove_all(folder);
+}
+
+}  // namespace
