@@ -41,7 +41,7 @@ class RowEstimate {
     static void Reserve(Rows& rows, std::int64_t lines) {
         if (lines <= 0) return;
         try {
-            rows.reserve(static_cast<std::size_t>(lines));
+            rows.reserve(static_cast<std::size_t>(std::min(lines, most_ahead)));
         } catch (std::bad_alloc const&) {
         } catch (std::length_error const&) {
         }
@@ -49,6 +49,7 @@ class RowEstimate {
 
   private:
     static constexpr std::size_t sample = 512;
+    static constexpr std::int64_t most_ahead = 50'000'000;  // rows
     std::int64_t file_size_;
 };
 
