@@ -74,17 +74,13 @@ FolderLock::FolderLock(std::string const& folder, std::string const& what) {
 
 FolderLock::~FolderLock() { close(descriptor_); }
 
-namespace {
-
-FrontEnd& SilentFrontEnd() {
+FrontEnd& FrontOf(Access const& access) {
     static FrontEnd silent;
-    return silent;
+    return access.front ? *access.front : silent;
 }
 
-}  // namespace
-
 Session::Session(Access const& access, std::string const& env_file, For use)
-    : front_(access.front ? *access.front : SilentFrontEnd()),
+    : front_(FrontOf(access)),
       env_file_(env_file),
       access_files_{env_file, access.key_file, access.password_file},
       data_directory_(DataDirectoryOf(env_file).string()),

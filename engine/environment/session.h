@@ -21,6 +21,8 @@ struct Access {
     FrontEnd* front = nullptr;  // null: one that shows nothing
 };
 
+// Its front end, or one that shows nothing.
+FrontEnd& FrontOf(Access const& access);
 // The application key: the built-in one, or the first line of a file.
 std::string ApplicationKey(Access const& access);
 // The first line of a file; throws Failure naming `what`.

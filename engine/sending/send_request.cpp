@@ -1,0 +1,243 @@
+#include "engine/sending/send_request.h"
+
+#include <algorithm>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "engine/base/crossing.h"
+#include "engine/base/failure.h"
+#include "engine/base/whole_number.h"
+#include "engine/customers/testers.h"
+#include "engine/mails/mail_status.h"
+#include "engine/sending/send_history.h"
+#include "engine/sending/send_report.h"
+#include "engine/sending/sending.h"
+#include "engine/targets/target.h"
+
+namespace engine {
+namespace {
+
+void TellRecipients(FrontEnd& front, std::vector<int> const& ids, Mailing::Fetch const& fetch) {
+    OneCustomer customer;
+    for (int const id : ids)
+        if (fetch(id, customer))
+            front.Result(std::to_string(id) + " " + Out(OnOneLine(customer.Email.View())));
+    front.Result(Grouped(ids.size()) + "通を送ります (--dry-run なので送っていません)。");
+}
+
+void TellFailure(FrontEnd& front, Delivery const& delivery) {
+    if (delivery.outcome == Outcome::sent) return;
+    front.Notice(std::string(NameOf(delivery.outcome)) + " " + std::to_string(delivery.id) + " <" +
+                 Out(delivery.address) + ">: " + delivery.reply);
+}
+
+// --- A draft, without a trace in the environment ---
+
+std::vector<int> RecipientsOfDraft(Session& session, std::string const& to) {
+    CDatabaseEdit& customers = session.Customers();
+    std::vector<int> ids;
+    if (to == "all") {
+        CArray<int, int> live;
+        customers.GetDBIDWithoutDelete(live);
+        ids.assign(live.begin(), live.end());
+    } else {
+        ids = IdsIn(to, "--to は all か、--to");
+        for (int const id : ids)
+            if (customers.FindCustomerID(id, 0) != 1)
+                throw Failure("その個人情報IDの顧客はいません: " + std::to_string(id));
+    }
+    std::sort(ids.begin(), ids.end());
+    ids.erase(std::unique(ids.begin(), ids.end()), ids.end());
+    DropRefusers(session, ids);
+    return ids;
+}
+
+void SendDraft(Session& session, SendRequest const& request, Draft const& draft) {
+    const Mailbox from = SenderOf(session, draft.from);
+    const MailContent content = ContentOf(draft);
+    const Mailing::Fetch fetch = FetchFrom(session.Customers());
+    std::vector<int> ids = RecipientsOfDraft(session, request.to);
+    if (ids.empty()) throw Failure("送る相手がいません。");
+    if (request.dry_run) return TellRecipients(session.Front(), ids, fetch);
+    const ServerSettings server = ServerOf(session, request.smtp);
+    std::optional<Report> report;
+    if (!request.report.empty()) {
+        report.emplace(request.report, request.resume);
+        auto const settled = std::erase_if(ids, [&](int id) { return report->Settled().contains(id); });
+        if (settled > 0) session.Front().Notice("前回までに済んだ " + Grouped(settled) + "通は送りません。");
+    }
+    Mailing mailing(session.Front(), content, from, server, fetch, [&](Delivery const& delivery) {
+        if (report) report->Add(delivery);
+        TellFailure(session.Front(), delivery);
+    });
+    RunMailing(session, mailing, ids, request.threads);
+    if (!mailing.Stopped().empty()) {
+        throw Failure(mailing.Stopped() +
+                      (report ? "\n同じコマンドに --resume をつけると、続きを送れます。"
+                              : "\n--report をつけて送ると、次からは --resume で続きを送れます。"));
+    }
+    if (mailing.Sent() < ids.size()) throw Failure("送れなかった宛先があります。");
+}
+
+// --- A stored mail to the test customers ---
+
+void SendTest(Session& session, SendRequest const& request) {
+    const std::vector<OneCustomer> testers = Testers(session);
+    if (testers.empty())
+        throw Failure(
+            "テスト送信の相手がいません。「tessaly testers add ENV メールアドレス=...」で登録してください。");
+    const MailContent content = ContentOf(session, request.mail);
+    const Mailbox from = SenderOf(session);
+    auto const fetch = [&](int id, OneCustomer& customer) {
+        auto const found = std::find_if(testers.begin(), testers.end(),
+                                        [&](OneCustomer const& tester) { return tester.CustomerID == id; });
+        if (found == testers.end()) return false;
+        customer = *found;
+        return true;
+    };
+    std::vector<int> ids;
+    for (OneCustomer const& tester : testers) ids.push_back(tester.CustomerID);
+    if (request.dry_run) return TellRecipients(session.Front(), ids, fetch);
+    const ServerSettings server = ServerOf(session, request.smtp);
+    Mailing mailing(session.Front(), content, from, server, fetch,
+                    [&](Delivery const& delivery) { TellFailure(session.Front(), delivery); });
+    RunMailing(session, mailing, ids, request.threads);
+    if (!mailing.Stopped().empty()) throw Failure(mailing.Stopped());
+    if (mailing.Sent() < ids.size()) throw Failure("送れなかった宛先があります。");
+}
+
+// --- A stored mail to its recipients ---
+
+// Who is still to get the mail; says whom it leaves out, and why.
+class Choice {
+  public:
+    Choice(Session& session, HistoryListViewer& history)
+        : session_(session), customers_(session.Customers()), history_(history) {}
+
+    std::vector<int> ToRetry() {
+        CArray<int, int> waiting_rows;
+        if (history_.GetRetryAddress(waiting_rows) < 0) throw Failure(TextOf(history_.GetErrMsg()));
+        std::vector<int> ids(waiting_rows.begin(), waiting_rows.end());
+        std::erase_if(ids, [&](int id) { return IsGone(id); });
+        Tell();
+        DropRefusers(session_, ids);
+        return ids;
+    }
+    std::vector<int> ToSend(std::vector<int> ids) {
+        std::erase_if(ids, [&](int id) { return IsComplete(id) || IsGone(id) || MayNotRetry(id); });
+        Tell();
+        DropRefusers(session_, ids);
+        return ids;
+    }
+
+  private:
+    CString State(int id) {
+        return history_.DBID2RowNumber(id) < 0
+                   ? ""
+                   : history_.GetElementFromMemoryPinPoint(id, HistoryListViewer::element_state);
+    }
+    bool IsComplete(int id) { return Counted(State(id) == status_complete, complete_); }
+    bool IsGone(int id) { return Counted(customers_.FindCustomerID(id, 0) != 1, gone_); }
+    bool MayNotRetry(int id) {
+        int number = -1;
+        bool const attempted =
+            history_.DBID2RowNumber(id) >= 0 && history_.TransferRetryNum(id, number, 0) == 0 && number >= 0;
+        return Counted(attempted && history_.CheckRetrySendOK(id, 0) < 0, given_up_);
+    }
+    static bool Counted(bool left_out, std::size_t& count) {
+        if (left_out) ++count;
+        return left_out;
+    }
+    void Tell() const {
+        auto const tell = [&](char const* who, std::size_t count) {
+            if (count > 0) session_.Front().Notice(who + (" " + Grouped(count)) + "人には送りません。");
+        };
+        tell("もう届いている", complete_);
+        tell("削除された顧客", gone_);
+        tell("再送信の上限に達した", given_up_);
+    }
+
+    Session& session_;
+    CDatabaseEdit& customers_;
+    HistoryListViewer& history_;
+    std::size_t complete_ = 0, gone_ = 0, given_up_ = 0;
+};
+
+void RunStored(Session& session, SendRequest const& request, SendHistory& history,
+               std::vector<int> const& ids) {
+    MailContent content = ContentOf(session, request.mail);
+    content.asks_receipt = request.ask_receipt;
+    const Mailbox from = SenderOf(session);
+    const ServerSettings server = ServerOf(session, request.smtp);
+    std::optional<Report> report;
+    if (!request.report.empty()) report.emplace(request.report, request.resume);
+    history.Begin(ids);
+    PutInList(session, request.mail, status_sending, history.Rows());
+    Mailing mailing(session.Front(), content, from, server, FetchFrom(session.Customers()),
+                    [&](Delivery const& delivery) {
+                        history.Record(delivery);
+                        if (report) report->Add(delivery);
+                        TellFailure(session.Front(), delivery);
+                    });
+    RunMailing(session, mailing, ids, request.threads);
+    history.End();
+    PutInList(session, request.mail, StatusAfter(history.Rows()), history.Rows());
+    const std::string name = std::to_string(request.mail);
+    if (!mailing.Stopped().empty())
+        throw Failure(mailing.Stopped() +
+                      "\n同じコマンドをもう一度実行すると、まだ届いていない人に続きを送ります。");
+    if (mailing.Sent() < ids.size())
+        throw Failure("送れなかった宛先があります。「tessaly report " + session.EnvFile() + " " + name +
+                      "」で見られ、「tessaly send " + session.EnvFile() + " " + name +
+                      " --retry」で再送信できます。");
+}
+
+void SendStored(Session& session, SendRequest const& request) {
+    RequireMail(session, request.mail);
+    if (request.test) return SendTest(session, request);
+    const std::vector<int> recipients = RecipientsOf(session, request.mail);
+    if (recipients.empty())
+        throw Failure("宛先がありません。「tessaly target " + session.EnvFile() + " " +
+                      std::to_string(request.mail) + " --where ...」で選んでください。");
+    auto const choose = [&](HistoryListViewer& history) {
+        Choice choice(session, history);
+        return request.retry ? choice.ToRetry() : choice.ToSend(recipients);
+    };
+    if (request.dry_run) {
+        HistoryListViewer history;
+        LoadHistory(session, request.mail, history);
+        return TellRecipients(session.Front(), choose(history), FetchFrom(session.Customers()));
+    }
+    SendHistory history(session, request.mail);
+    const std::vector<int> ids = choose(history.Rows());
+    if (ids.empty()) {
+        return session.Front().Result(request.retry ? "再送信する相手はいません。"
+                                                    : "送る相手は残っていません。");
+    }
+    RunStored(session, request, history, ids);
+}
+
+}  // namespace
+
+void SendRequest::Send(Access const& access, std::string const& env_file) const {
+    bool const stored = mail != new_mail;
+    if (stored == !draft.empty())
+        throw Failure("送るもの (メールの番号か --draft のどちらか) を1つ書いてください。", exit_usage);
+    if (resume && report.empty()) throw Failure("--resume には --report が要ります。", exit_usage);
+    if (!stored && (retry || test))
+        throw Failure("--retry と --test は、保存したメールだけに使えます。", exit_usage);
+    if (stored && to != "all")
+        throw Failure("保存したメールの宛先は「tessaly target」で選びます。", exit_usage);
+    if (stored) {
+        Session session(access, env_file, Session::For::reading);
+        return SendStored(session, *this);
+    }
+    std::vector<Finding> findings;
+    const Draft text = ReadDraft(draft, findings);
+    TellFindings(FrontOf(access), findings, force);
+    Session session(access, env_file, Session::For::reading);
+    SendDraft(session, *this, text);
+}
+
+}  // namespace engine
