@@ -1,0 +1,150 @@
+#include "engine/receiving/receive_request.h"
+
+#include <algorithm>
+#include <array>
+#include <atomic>
+#include <chrono>
+#include <memory>
+
+#include "engine/base/crossing.h"
+#include "engine/base/digest.h"
+#include "engine/base/failure.h"
+#include "engine/base/whole_number.h"
+#include "engine/receiving/answers.h"
+#include "engine/receiving/inbox.h"
+#include "engine/receiving/mail_source.h"
+#include "engine/sending/sending.h"
+#include "tessaly/text.h"
+
+namespace engine {
+namespace {
+
+// Tables are saved as a whole: so seldom that it stays a small part of the work, however large they are.
+constexpr int mails_between_saves = 500;
+constexpr int work_to_one_of_saving = 10;
+constexpr std::size_t kinds = static_cast<std::size_t>(AnswerKind::other) + 1;
+
+std::unique_ptr<MailSource> SourceOf(Session& session, ReceiveRequest const& request) {
+    if (!request.from_dir.empty()) return std::make_unique<FolderSource>(request.from_dir);
+    if (!request.mbox.empty()) return std::make_unique<MboxSource>(request.mbox);
+    KeepTransferLog(session);
+    return MakePopSource(MailboxOf(session, request.pop));
+}
+
+// A text that has no ID of its transport is known by its Message-ID, or by all of it.
+std::string IdOf(std::string const& text) {
+    MimeFormatStruct header;
+    const std::size_t end = text.find("\r\n\r\n");
+    const std::size_t other_end = text.find("\n\n");
+    MimeDecodeTool::MimeDecode(
+        CString(std::string_view(text).substr(0, std::min(end, other_end))) + "\r\n\r\n", header);
+    MailAnalyzer analyzer;
+    analyzer.MailAnalysis(header);
+    const CString id = analyzer.GetMessageID();
+    return id.IsEmpty() ? "text " + DigestOf(text) : "id " + std::string(id.View());
+}
+
+class Receiving {
+  public:
+    Receiving(Session& session, ReceiveRequest const& request, MailSource& source)
+        : front_(session.Front()),
+          request_(request),
+          source_(source),
+          inbox_(session.DataDirectory()),
+          answers_(session, !request.dry_run),
+          removes_(!request.keep && !request.dry_run &&
+                   (request.remove || session.Setting("receive.delete") == "Y")) {}
+
+    void Run() {
+        ReceivedMail mail;
+        auto const seen = [&](std::string const& id) { return inbox_.Seen(id); };
+        {
+            auto const progress =
+                front_.ShowProgress("受信", "通", source_.Total(), [&] { return taken_.load(); });
+            while (!front_.Stopped() && source_.Next(mail, seen)) {
+                Take(mail);
+                if (++taken_ % mails_between_saves == 0 && Clock::now() >= next_save_) Save();
+            }
+        }
+        Save();
+        source_.End();
+        Totals();
+        if (front_.Stopped()) throw Failure("中断しました。同じコマンドで続きを受信できます。");
+    }
+
+  private:
+    using Clock = std::chrono::steady_clock;
+
+    void Take(ReceivedMail const& mail) {
+        const std::string id = mail.id.empty() ? IdOf(mail.text) : mail.id;
+        if (inbox_.Seen(id)) return;
+        const Answer answer = answers_.Take(mail.text);
+        ++counts_[static_cast<std::size_t>(answer.kind)];
+        std::string kept;
+        if (answer.keep && !request_.dry_run)
+            kept = " (受信箱 " + std::to_string(inbox_.Keep(mail.text)) + ")";
+        if (answer.postponed) {
+            front_.Notice("このメールは送信中です。次の受信で反映します: メール " +
+                          std::to_string(answer.mail));
+            ++postponed_;
+            return source_.KeepLast();
+        }
+        const std::string line = Line(answer);
+        if (answer.kind != AnswerKind::other) front_.Notice(line + kept);
+        // A dry run does this too, in memory alone: it counts a mail that comes twice as the real run does.
+        inbox_.Remember(id);
+        char now[date_data_size];
+        GetNowDateTime(now);
+        inbox_.Record(std::string(now) + "\t" + KeyOf(answer.kind) + "\t" + std::to_string(answer.mail) +
+                      "\t" + std::to_string(answer.customer) + "\t" + Out(OnOneLine(answer.from.View())) +
+                      "\t" + answer.effect);
+    }
+
+    static std::string Line(Answer const& answer) {
+        std::string line = NameOf(answer.kind);
+        if (answer.mail >= 0) line += " メール" + std::to_string(answer.mail);
+        if (answer.customer >= 0) line += " 顧客" + std::to_string(answer.customer);
+        return line + " <" + Out(OnOneLine(answer.from.View())) + ">: " + answer.effect;
+    }
+
+    // The effects reach the disk first, then that the mails were seen, and only then does the server lose
+    // them.
+    void Save() {
+        if (request_.dry_run) return;
+        auto const begun = Clock::now();
+        answers_.Save();
+        inbox_.Save();
+        if (removes_) source_.Remove();
+        next_save_ = Clock::now() + work_to_one_of_saving * (Clock::now() - begun);
+    }
+
+    void Totals() const {
+        std::string text;
+        for (std::size_t kind = 0; kind < kinds; ++kind)
+            text += (kind ? "、" : "") + std::string(NameOf(static_cast<AnswerKind>(kind))) + " " +
+                    Grouped(counts_[kind]) + "通";
+        if (postponed_ > 0) text += " (うち次に回したもの " + Grouped(postponed_) + "通)";
+        front_.Result(text + (request_.dry_run ? " (--dry-run なので何も変えていません)" : ""));
+    }
+
+    FrontEnd& front_;
+    ReceiveRequest const& request_;
+    MailSource& source_;
+    Inbox inbox_;
+    Answers answers_;
+    bool const removes_;
+    std::atomic<std::uint64_t> taken_ = 0;
+    std::array<std::uint64_t, kinds> counts_{};
+    std::uint64_t postponed_ = 0;
+    Clock::time_point next_save_;
+};
+
+}  // namespace
+
+void ReceiveRequest::Receive(Access const& access, std::string const& env_file) const {
+    Session session(access, env_file, dry_run ? Session::For::reading : Session::For::changing);
+    const std::unique_ptr<MailSource> source = SourceOf(session, *this);
+    Receiving(session, *this, *source).Run();
+}
+
+}  // namespace engine
