@@ -1,0 +1,87 @@
+#include "engine/reports/mail_report.h"
+
+#include "engine/mails/mail_status.h"
+#include "engine/mails/mail_store.h"
+#include "engine/sending/send_history.h"
+#include "engine/targets/target.h"
+
+namespace engine {
+namespace {
+
+constexpr int family_name = 2, given_name = 3;  // elements of a customer
+
+// A mail that nobody was sent yet waits for everyone in its list.
+MailCounts CountsOf(Session& session, int mail, HistoryListViewer& history) {
+    MailCounts counts;
+    history.GetNumOneMail(counts.sent, counts.errors, counts.opened, counts.recipients);
+    if (counts.recipients == 0) {
+        counts.recipients = counts.waiting = RecipientCount(session, mail);
+        return counts;
+    }
+    for (int row = 0; row < history.GetRecordNumber(); ++row)
+        if (history.GetStringElement(HistoryListViewer::element_state, row) == status_waiting)
+            ++counts.waiting;
+    return counts;
+}
+
+CString NameOfCustomer(CDatabaseEdit& customers, int id) {
+    const CString family = customers.GetCustomerDataPinPoint(id, family_name);
+    const CString given = customers.GetCustomerDataPinPoint(id, given_name);
+    return family.IsEmpty() || given.IsEmpty() ? family + given : family + " " + given;
+}
+
+}  // namespace
+
+std::vector<MailSummary> SummariesOfMails(Session& session, bool deleted) {
+    CArray<int, int> ids;
+    unsigned long views = CMailListViewer::view_not_deleted;
+    if (deleted) views |= CMailListViewer::view_deleted;
+    session.Mails().CountMailByViewType(views, &ids);
+    AnswerCounts answers = CountAnswers(session.DataDirectory());
+    std::vector<MailSummary> mails;
+    for (int const id : ids) {
+        HistoryListViewer history;
+        LoadHistory(session, id, history);
+        COneMailData row;
+        session.Mails().GetMailData(id, row);
+        MailSummary mail;
+        mail.mail = id;
+        mail.subject = row.GetMailTitle();
+        mail.status = row.GetStatus();
+        mail.counts = CountsOf(session, id, history);
+        mail.bounces = answers[id][AnswerKind::bounce];
+        mail.refusals = answers[id][AnswerKind::refusal];
+        session.Mails().GetMailDataPinPoint(id, CMailListViewer::column_renewal_date, mail.changed);
+        mails.push_back(mail);
+    }
+    return mails;
+}
+
+MailOutcomes OutcomesOfMail(Session& session, int mail) {
+    RequireMail(session, mail, Deleted::allow);
+    HistoryListViewer history;
+    LoadHistory(session, mail, history);
+    CArray<HistorySet, HistorySet> rows;
+    history.GetHDataFromMemoryToStruct(rows, -1, -1);
+    CDatabaseEdit& customers = session.Customers();
+    MailOutcomes outcomes;
+    for (int i = 0; i < rows.GetSize(); ++i) {
+        HistorySet const& row = rows[i];
+        RecipientOutcome one;
+        one.customer = row.CustomerID;
+        one.address = customers.GetCustomerDataPinPoint(row.CustomerID, customers::element_address);
+        one.name = NameOfCustomer(customers, row.CustomerID);
+        one.state = row.State;
+        one.attempts = std::int64_t{row.RetryNumber} + 1;
+        one.failures = row.State == status_complete ? one.attempts - 1 : one.attempts;
+        one.opened = row.OpenFlag;
+        one.message_id = row.MessageID;
+        if (one.attempts > 0)
+            one.last_sent = history.GetStringElement(HistoryListViewer::element_last_send_date, i);
+        outcomes.recipients.push_back(one);
+    }
+    outcomes.counts = CountsOf(session, mail, history);
+    return outcomes;
+}
+
+}  // namespace engine
