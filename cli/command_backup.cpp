@@ -1,17 +1,8 @@
-#include <algorithm>
-#include <filesystem>
-#include <iostream>
 #include <memory>
-#include <optional>
-#include <utility>
+#include <string>
 
 #include "cli/command.h"
-#include "cli/progress.h"
-#include "engine/base/crossing.h"
-#include "engine/base/failure.h"
-#include "engine/base/whole_file.h"
-
-namespace fs = std::filesystem;
+#include "engine/customers/customer_backup.h"
 
 namespace cli {
 namespace {
@@ -23,156 +14,14 @@ struct Arguments {
     bool force = false;
 };
 
-// --force must not cost the environment a file of its own.
-void RequireOutside(Session& session, fs::path const& file) {
-    if (session.Owns(file))
-        throw Failure("控えは、環境のファイルとディレクトリの外に作ってください: " + file.string());
-}
-
 void Backup(Arguments const& arguments) {
-    const std::string file = fs::absolute(arguments.file).string();
-    if (fs::exists(file) && !arguments.force)
-        throw Failure("控えのファイルがもうあります: " + arguments.file +
-                      "\n上書きするなら --force をつけてください。");
     Session session(arguments.access, arguments.env_file, Session::For::reading);
-    RequireOutside(session, file);
-    CDatabaseEdit& customers = session.Customers();
-    bool const written = ReplaceFile(file, [&](std::string const& new_file) {
-        CDBBackup backup;
-        backup.SetDatabaseEditPtr(&customers);
-        backup.SetBackupPathName(IntoPath(new_file));
-        return backup.ActionBackup() == CDBBackup::ok;
-    });
-    if (!written) throw Failure("控えを書けませんでした: " + arguments.file);
-    std::cout << Grouped(static_cast<std::uint64_t>(customers.GetLineNumber()))
-              << "件の顧客 (削除済みを含む) を控えました: " << arguments.file << "\n";
-}
-
-bool HoldsCustomer(CDatabaseEdit const& table, int row) {
-    const CString id = table.GetAtElement(row, customers::element_id);
-    const CString address = table.GetAtElement(row, customers::element_address);
-    return !id.IsEmpty() && id.View().find_first_not_of("0123456789") == std::string_view::npos &&
-           address.View().find('@') != std::string_view::npos;
-}
-
-bool HoldsCustomers(CDatabaseEdit const& table) {
-    for (int row = 0; row < table.GetLineNumber(); ++row)
-        if (HoldsCustomer(table, row)) return true;
-    return false;
-}
-
-// A table under another key is refused by its form, or now and then reads as rows without sense.
-void RequireCustomers(Session& session, std::string const& file) {
-    CDatabaseEdit backup;
-    const CString key = session.Environment().GetDBKey();
-    bool const keyed = session.Environment().GetEnvType() == EnvManager::type_keyed;
-    int const rows = backup.ReadFromFileToMemoryAppointFileName(
-        IntoPath(file), keyed ? static_cast<char const*>(key) : nullptr);
-    if (rows < 0 || backup.StoppedBeforeEnd() || (rows > 0 && !HoldsCustomers(backup)))
-        throw Failure("この環境の控えではないか、壊れています: " + file +
-                      "\n控えは、同じ環境で「tessaly backup」で作ったものだけが使えます。");
-}
-
-// The file beside the backup that tells who was restored and who was left out.
-class RestoreReport {
-  public:
-    explicit RestoreReport(fs::path path) : path_(std::move(path)), earlier_time_(Time()) {
-        if (fs::is_regular_file(path_)) earlier_ = ReadWholeFile(path_.string(), "復旧の記録");
-    }
-    std::string Name() const { return path_.filename().string(); }
-    // As it was before, when nothing was restored after all.
-    void TakeBack() const {
-        std::error_code ignored;
-        if (!IsNew()) return;
-        fs::remove(path_, ignored);
-        if (earlier_) ReplaceFile(path_.string(), *earlier_);
-    }
-    void Tell() const {
-        if (!IsNew()) {
-            std::cout << "戻した顧客と戻さなかった顧客の番号は、書けませんでした: " << path_.string() << "\n";
-            return;
-        }
-        if (const std::size_t left_out = LeftOut())
-            std::cout << "メールアドレスが今のほかの顧客と同じ " << Grouped(left_out)
-                      << "人は戻していません。\n";
-        std::cout << "戻した顧客と戻さなかった顧客の番号: " << path_.string() << "\n";
-    }
-
-  private:
-    fs::file_time_type Time() const {
-        std::error_code missing;
-        return fs::last_write_time(path_, missing);
-    }
-    bool IsNew() const { return Time() != earlier_time_; }
-    // Those whom it names last, with a comma before each but the first.
-    std::size_t LeftOut() const {
-        const std::string text = ReadWholeFile(path_.string(), "復旧の記録");
-        const std::string ids = text.substr(text.rfind('\n') + 1);
-        return ids.empty() ? 0 : static_cast<std::size_t>(std::count(ids.begin(), ids.end(), ',')) + 1;
-    }
-
-    fs::path path_;
-    fs::file_time_type earlier_time_;
-    std::optional<std::string> earlier_;
-};
-
-// Customers that cannot be read count as none, and their file is kept: the backup takes their place.
-bool ReadPresentCustomers(Session& session) {
-    try {
-        session.Customers();
-        return true;
-    } catch (Failure const&) {
-        session.CustomerTable().RemoveAll(0);
-        session.CustomerTable().MakeIndex();
-        return false;
-    }
-}
-
-void KeepUnreadable(Session const& session) {
-    const std::string file = session.DataDirectory() + "/DB/database.dat";
-    if (!fs::exists(file)) return;
-    int number = 0;
-    auto const name = [&] { return file + ".damaged" + std::to_string(number); };
-    while (fs::exists(name())) ++number;
-    fs::copy_file(file, name());
-    std::cout << "読めなかった顧客データを残しました: " << name() << "\n";
-}
-
-void SaveRestored(Session& session, bool readable, RestoreReport const& report) {
-    if (!readable) KeepUnreadable(session);
-    std::error_code ignored;
-    fs::create_directory(session.DataDirectory() + "/DB", ignored);
-    try {
-        session.SaveCustomers();
-    } catch (Failure const&) {
-        report.TakeBack();
-        throw;
-    }
+    BackUpCustomers(session, arguments.file, arguments.force);
 }
 
 void Restore(Arguments const& arguments) {
-    const fs::path file = fs::absolute(arguments.file);
-    if (!fs::is_regular_file(file)) throw Failure("控えのファイルがありません: " + arguments.file);
     Session session(arguments.access, arguments.env_file, Session::For::changing);
-    RequireCustomers(session, file.string());
-    const RestoreReport report(file.parent_path() / (file.stem().string() + "_復旧.txt"));
-    bool const readable = ReadPresentCustomers(session);
-    CDatabaseEdit& customers = session.CustomerTable();
-    int const before = customers.GetLineNumber();
-    CDBRestore restore;
-    restore.SetDatabaseEditPtr(&customers);
-    restore.SetBackupPathName(IntoPath(file.string()));
-    restore.SetRepairFileName(Into(report.Name(), "復旧の記録の名前"));
-    int const result = restore.ActionRestore();
-    if (result < 0) throw Failure("控えから戻せませんでした: " + arguments.file);
-    int const taken_over = customers.GetLineNumber() - before;
-    if (taken_over > 0 || !readable) SaveRestored(session, readable, report);
-    if (result == CDBRestore::nothing_to_do && readable) {
-        std::cout << "控えにある顧客はみな、今のデータにもあります。何も変えませんでした。\n";
-        return;
-    }
-    std::cout << Grouped(static_cast<std::uint64_t>(taken_over)) << "人を控えから戻しました。\n";
-    if (result != CDBRestore::nothing_to_do) report.Tell();
+    RestoreCustomers(session, arguments.file);
 }
 
 }  // namespace
