@@ -61,6 +61,7 @@ class MailConversation {
     ComponentFailure Fail(ComponentFailure failure, CString const& text);
     ComponentFailure FailAndClose(ComponentFailure failure, CString const& text);
     ComponentFailure FailBySocket();
+    void ShowReceived(CString const& line) { Trail(trail_received, line); }
     void Inform(char const* information) { Trail(trail_information, information); }
     bool Upgrades() const {
         return settings_.security == security_upgrade || settings_.security == security_upgrade_if_offered;

@@ -1,7 +1,6 @@
 #include "protocol/smtp_authentication.h"
 
 #include <algorithm>
-#include <array>
 
 #include "platform/base64_codec.h"
 #include "platform/base64_decoder.h"
@@ -13,18 +12,6 @@ namespace protocol {
 namespace {
 
 constexpr char nul_mark = '^';
-
-struct MethodRow {
-    AuthMethod method;
-    char const* name;
-    bool AllowedMethods::*allowed;
-};
-
-constexpr std::array<MethodRow, 3> methods = {{
-    {AuthMethod::cram_md5, "CRAM-MD5", &AllowedMethods::cram_md5},
-    {AuthMethod::login, "LOGIN", &AllowedMethods::login},
-    {AuthMethod::plain, "PLAIN", &AllowedMethods::plain},
-}};
 
 std::string AsciiLower(std::string_view text) {
     std::string lower(text);
@@ -43,8 +30,8 @@ std::string WithNuls(std::string_view marked) {
 }  // namespace
 
 char const* MethodName(AuthMethod method) noexcept {
-    auto const row =
-        std::find_if(methods.begin(), methods.end(), [=](MethodRow const& m) { return m.method == method; });
+    auto const row = std::find_if(auth_mechanisms.begin(), auth_mechanisms.end(),
+                                  [=](AuthMechanism const& m) { return m.method == method; });
     return row->name;
 }
 
@@ -53,7 +40,7 @@ bool OffersAuthentication(std::string_view ehlo_reply) {
 }
 
 std::optional<AuthMethod> ChooseMethod(std::string_view ehlo_reply, AllowedMethods allowed) noexcept {
-    for (MethodRow const& row : methods)
+    for (AuthMechanism const& row : auth_mechanisms)
         if (allowed.*row.allowed && ehlo_reply.find(row.name) != std::string_view::npos) return row.method;
     return std::nullopt;
 }
@@ -69,7 +56,7 @@ bool CredentialsFit(AuthMethod method, std::string_view user, std::string_view p
 
 bool CredentialsUsable(AllowedMethods allowed, std::string_view user, std::string_view password) noexcept {
     bool any_allowed = false;
-    for (MethodRow const& row : methods) {
+    for (AuthMechanism const& row : auth_mechanisms) {
         if (!(allowed.*row.allowed)) continue;
         if (CredentialsFit(row.method, user, password)) return true;
         any_allowed = true;

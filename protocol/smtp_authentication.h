@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <optional>
 #include <string>
@@ -16,6 +17,19 @@ enum class AuthMethod { cram_md5, login, plain };
 struct AllowedMethods {
     bool cram_md5 = false, login = false, plain = false;
 };
+
+// The methods in the order in which they are preferred. A further one has its row here and its answer in
+// SmtpConversation::Try.
+struct AuthMechanism {
+    AuthMethod method;
+    char const* name;  // as it stands behind AUTH
+    bool AllowedMethods::*allowed;
+};
+inline constexpr std::array<AuthMechanism, 3> auth_mechanisms = {{
+    {AuthMethod::cram_md5, "CRAM-MD5", &AllowedMethods::cram_md5},
+    {AuthMethod::login, "LOGIN", &AllowedMethods::login},
+    {AuthMethod::plain, "PLAIN", &AllowedMethods::plain},
+}};
 
 // Texts and their base64 forms live in buffers of 512 bytes, the closing NUL included, on both sides of a
 // conversation. What does not fit is refused, never cut.

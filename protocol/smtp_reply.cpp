@@ -1,5 +1,7 @@
 #include "protocol/smtp_reply.h"
 
+#include <algorithm>
+
 #include "platform/socket.h"
 #include "protocol/socket_support.h"
 
@@ -8,6 +10,9 @@ namespace protocol {
 namespace {
 
 constexpr std::size_t code_digits = 3;
+constexpr int first_code = 200, last_code = 599;
+
+bool IsDigit(char c) noexcept { return c >= '0' && c <= '9'; }
 
 std::string_view LastLine(std::string_view reply) noexcept {
     if (reply.ends_with('\n')) {
@@ -38,23 +43,62 @@ int ReplyCode(std::string_view reply) noexcept {
     return mark == '-' ? -number : number;
 }
 
-ReplyOutcome ReadReply(SocketSupport& socket, CString& text, int& code) {
-    text.Empty();
-    code = 0;
+std::string_view SmtpReply::LastLine() const noexcept { return protocol::LastLine(text.View()); }
+
+std::string_view SmtpReply::Enhanced() const noexcept {
+    std::string_view status = BehindFirstBlank(LastLine());
+    status = status.substr(0, status.find(' '));
+    int dots = 0;
+    for (std::size_t at = 0; at < status.size(); ++at) {
+        bool const dot = status[at] == '.' && at > 0 && at + 1 < status.size() && status[at - 1] != '.';
+        if (!dot && !IsDigit(status[at])) return {};
+        dots += dot;
+    }
+    return dots == 2 ? status : std::string_view();
+}
+
+namespace {
+
+// What a line says by the strict reading: its code, 0 on a line that goes on, -1 on one that cannot be read.
+int StrictCode(std::string_view line) noexcept {
+    constexpr int goes_on = 0, unreadable = -1;
+    constexpr std::size_t longest_number = 9;
+    if (line.size() < code_digits || !std::all_of(line.begin(), line.begin() + code_digits, IsDigit))
+        return unreadable;
+    if (line.size() > code_digits && line[code_digits] == '-') return goes_on;
+    return LeadingNumber(line.substr(0, longest_number));
+}
+
+ReplyOutcome WhyNone(int length) {
+    if (length == 0) return ReplyOutcome::closed;
+    return platform::GetLastSocketError() == SocketSupport::line_too_long_error ? ReplyOutcome::too_long
+                                                                                : ReplyOutcome::failed;
+}
+
+}  // namespace
+
+ReplyOutcome ReadReply(SocketSupport& socket, SmtpReply& reply, ReplyReading const& how) {
+    reply = {};
     socket.SetLineLimit(reply_limit);
     const SocketSupport::WholeReply whole(socket);
-    for (int last_line = -1; last_line <= 0;) {
-        if (text.GetLength() > reply_limit) return ReplyOutcome::too_long;
-        int const length = socket.GetLine(text, 0, 0);
-        if (length == 0) return ReplyOutcome::closed;
-        if (length < 0)
-            return platform::GetLastSocketError() == SocketSupport::line_too_long_error
-                       ? ReplyOutcome::too_long
-                       : ReplyOutcome::failed;
-        last_line = ReplyCode(text.View());
-        if (last_line > 0) code = last_line;
+    for (;;) {
+        if (!how.strict && reply.text.GetLength() > reply_limit) return ReplyOutcome::too_long;
+        int const length = socket.GetLine(reply.text, 0, 0);
+        if (length < 1) return WhyNone(length);
+        if (how.on_line) how.on_line(reply.LastLine());
+        if (!how.strict) {
+            int const code = ReplyCode(reply.text.View());
+            if (code <= 0) continue;
+            reply.code = code;
+            return ReplyOutcome::complete;
+        }
+        int const code = StrictCode(reply.LastLine());
+        if (code < 0 || reply.text.GetLength() > reply_limit) return ReplyOutcome::unreadable;
+        if (code == 0 && reply.LastLine().substr(code_digits).starts_with('-')) continue;
+        if (code < first_code || code > last_code) return ReplyOutcome::odd_code;
+        reply.code = code;
+        return ReplyOutcome::complete;
     }
-    return ReplyOutcome::complete;
 }
 
 CString WithoutLineEnd(CString const& reply) { return reply.Left(reply.GetLength() - 2); }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <string_view>
 
 #include "platform/cstring.h"
@@ -19,13 +20,40 @@ inline constexpr int reply_limit = 64 * 1024;
 // alone is a last line.
 TESSALY_API int ReplyCode(std::string_view reply) noexcept;
 
-enum class ReplyOutcome { complete, closed, failed, too_long };
+// The kinds of replies that are no refusal, by the first digit of their code.
+enum class ReplyKind { completion = 2, intermediate = 3 };
 
-// Reads one reply, all its lines, into `text`, and its code into `code`. Lines that cannot be read are part
-// of the text. When the reply does not come to its end, `text` holds the lines so far and `code` is 0; after
-// `failed` the thread's last socket error says why. The time for the whole reply is limited as well
-// (SocketSupport::WholeReply).
-TESSALY_API ReplyOutcome ReadReply(SocketSupport& socket, CString& text, int& code);
+struct TESSALY_API SmtpReply {
+    int code = 0;  // 0 where none came to its end
+    CString text;  // all its lines, each with CR LF
+
+    bool Is(ReplyKind kind) const { return code / 100 == static_cast<int>(kind); }
+    // Without its line end.
+    std::string_view LastLine() const noexcept;
+    // The status code behind the code of the last line (RFC 3463), empty for none.
+    std::string_view Enhanced() const noexcept;
+};
+
+enum class ReplyOutcome {
+    complete,
+    closed,
+    failed,  // the thread's last socket error says why
+    too_long,
+    unreadable,  // strict reading: a line without a code, or too many lines
+    odd_code,    // strict reading: a code below 200 or above 599 (RFC 5321 4.2.1)
+};
+
+struct ReplyReading {
+    // A line that cannot be read ends the reply as a failure, and any sign but "-" behind the code makes a
+    // line the last; otherwise lines that cannot be read are part of the text.
+    bool strict = false;
+    // Each line as it comes, without its line end.
+    std::function<void(std::string_view)> on_line;
+};
+
+// Reads one reply. When it does not come to its end, `reply` holds the lines so far and the code 0. The time
+// for the whole reply is limited as well (SocketSupport::WholeReply).
+TESSALY_API ReplyOutcome ReadReply(SocketSupport& socket, SmtpReply& reply, ReplyReading const& how = {});
 
 // The reply without the CR LF at its end.
 TESSALY_API CString WithoutLineEnd(CString const& reply);

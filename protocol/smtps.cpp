@@ -1,18 +1,14 @@
 #include "protocol/smtps.h"
 
 #include <algorithm>
-#include <cstdlib>
-#include <string>
 #include <vector>
 
-#include "platform/base64_codec.h"
-#include "platform/base64_decoder.h"
-#include "platform/md5.h"
 #include "platform/secrets.h"
 #include "platform/socket.h"
 #include "protocol/mail_address.h"
 #include "protocol/mail_conversation.h"
 #include "protocol/mail_dots.h"
+#include "protocol/smtp_conversation.h"
 
 using namespace platform;
 using namespace protocol;
@@ -20,17 +16,9 @@ using namespace protocol;
 namespace {
 
 constexpr std::size_t longest_line = 998;
-constexpr int first_code = 200;
 constexpr int shown_of_reply = 200;  // bytes
 constexpr int default_port = 25;
 constexpr char const* sender_and_recipients_needed = "Sender and recipients are needed.";
-
-std::string Upper(std::string_view text) {
-    std::string upper(text);
-    for (char& c : upper)
-        if (c >= 'a' && c <= 'z') c = static_cast<char>(c - 'a' + 'A');
-    return upper;
-}
 
 bool HasTooLongLine(std::string_view text) {
     for (std::size_t at = 0, end; at < text.size(); at = end + 2) {
@@ -55,7 +43,19 @@ bool IsAddress(CString const& text) { return !text.IsEmpty() && FitsEnvelope(tex
 
 }  // namespace
 
-class SmtpsComponent : public MailConversation {
+// Which methods a setting allows, and whether PLAIN needs a secured connection.
+constexpr struct {
+    int setting;
+    AllowedMethods allowed;
+    bool plain_when_secured;
+} auth_settings[] = {
+    {smtps_auth_any, {true, true, true}, true},
+    {smtps_auth_cram_md5, {true, false, false}, false},
+    {smtps_auth_login, {false, true, false}, false},
+    {smtps_auth_plain, {false, false, true}, false},
+};
+
+class SmtpsComponent : public MailConversation, private SmtpConversation::Channel {
   public:
     SmtpsComponent(ComponentDispatcher dispatcher, void* object)
         : MailConversation({smtps_event_connection_status, smtps_event_error, smtps_event_trail,
@@ -66,46 +66,39 @@ class SmtpsComponent : public MailConversation {
 
     ComponentFailure Set(int property, ComponentValue const& value);
     ComponentFailure Do(int method, int count, ComponentValue const* arguments);
+    SmtpFailure const& LastStep() const { return step_; }
 
   private:
-    // The kinds of replies that are no refusal, by the first digit of their code.
-    enum class Kind { completion = 2, intermediate = 3 };
-    struct Reply {
-        int code = 0;       // first_code to ComponentFailure::last_refusal; 0 for no reply
-        CString last;       // line
-        std::string lines;  // all of them, in capitals, each behind a line end
-
-        bool Is(Kind kind) const { return code / 100 == static_cast<int>(kind); }
-    };
-    enum class Method { cram_md5, login, plain };
-
     ComponentFailure Connect();
-    ComponentFailure Hello();
-    ComponentFailure Upgrade();
-    ComponentFailure Authenticate();
-    ComponentFailure Try(Method method, Reply& reply);
+    ComponentFailure Introduce();
     ComponentFailure Send();
-    ComponentFailure Envelope();
     ComponentFailure Begin();
     ComponentFailure Quit();
+    ComponentFailure ResetMail();
     ComponentFailure Reset();
-    // Sends and reads the reply; a failure only for a lost connection or an unreadable reply.
-    ComponentFailure Ask(CString const& line, Reply& reply, char const* shown = nullptr);
-    ComponentFailure ReadReply(Reply& reply);
-    // The same, and a reply of another kind is a failure.
-    ComponentFailure Command(CString const& line, Kind wanted);
+    SmtpOptions Options() const;
+    // The failure that a step ended with, and where the conversation stands.
+    ComponentFailure FailureOf(SmtpResult result, SmtpConversation const& smtp);
     // The failure that a reply is that the conversation cannot go on with.
-    ComponentFailure Refused(Reply const& reply);
-    ComponentFailure Unreadable(ComponentError error, char const* why, CString const& line);
-    bool Offers(char const* extension) const;
-    bool OffersMethod(char const* name) const;
-    ComponentFailure AnswerSecret(std::string secret, Reply& reply);
+    ComponentFailure Refused(SmtpReply const& reply);
+    ComponentFailure Unreadable(ComponentError error, char const* why, std::string_view line);
+    // Begins a failure's account of its own, before a step of the conversation.
+    void ForgetStep(SmtpPhase phase) { (step_ = {}).phase = phase; }
     CString Message() const;
+
+    // A failed channel has noted and told its failure, and keeps it in lost_.
+    bool SendLine(CString const& line, bool secret) override;
+    bool SendText(CString& text) override;
+    bool Read(SmtpReply& reply) override;
+    bool Secure() override;
+    bool IsSecure() const override { return MailConversation::IsSecure(); }
+    bool Works(ComponentFailure failure) { return !(lost_ = failure); }
 
     CString from_, recipients_, text_, headers_, message_, hello_name_;
     int auth_ = smtps_auth_any;
     bool keep_ = false;
-    std::string extensions_;
+    ComponentFailure lost_;
+    SmtpFailure step_;
 };
 
 ComponentFailure SmtpsComponent::Set(int property, ComponentValue const& value) {
@@ -143,8 +136,7 @@ ComponentFailure SmtpsComponent::Do(int method, int count, ComponentValue const*
         case smtps_send: return Send();
         case smtps_disconnect: return Quit();
         case smtps_reset_mail:
-            return IsOpen() ? Command("RSET", Kind::completion)
-                            : Fail(component_not_connected, "Not connected.");
+            return IsOpen() ? ResetMail() : Fail(component_not_connected, "Not connected.");
         case smtps_reset: return Reset();
         case smtps_interrupt: Interrupt(); return component_ok;
         default: return Fail(component_unknown, "Unknown method.");
@@ -159,167 +151,106 @@ ComponentFailure SmtpsComponent::Reset() {
     for (CString* text : {&from_, &recipients_, &text_, &headers_, &message_, &hello_name_}) text->Empty();
     auth_ = smtps_auth_any;
     keep_ = false;
-    extensions_.clear();
+    step_ = {};
     ForgetError();
     return component_ok;
 }
 
-// --- Replies ---
+// --- What the conversation runs over ---
 
-ComponentFailure SmtpsComponent::ReadReply(Reply& reply) {
-    const SocketSupport::WholeReply whole(socket_);
-    reply = {};
-    for (;;) {
-        if (const ComponentFailure failure = ReadLine(reply.last)) return failure;
-        reply.lines += "\n" + Upper(reply.last.View());
-        const std::string_view line = reply.last.View();
-        bool const has_code = line.size() >= 3 && std::all_of(line.begin(), line.begin() + 3,
-                                                              [](char c) { return c >= '0' && c <= '9'; });
-        if (!has_code || reply.lines.size() > reply_limit)
-            return Unreadable(component_protocol, "The server's reply cannot be read: ", reply.last);
-        if (line.size() > 3 && line[3] == '-') continue;
-        int const code = std::atoi(reply.last);
-        if (code < first_code || code > ComponentFailure::last_refusal)
-            return Unreadable(component_reply_code, "The server's reply has no code of SMTP: ", reply.last);
-        reply.code = code;
-        return component_ok;
+bool SmtpsComponent::SendLine(CString const& line, bool secret) {
+    return Works(MailConversation::SendLine(line, secret ? hidden : nullptr));
+}
+
+bool SmtpsComponent::SendText(CString& text) { return Works(MailConversation::SendText(text)); }
+
+bool SmtpsComponent::Secure() { return Works(MailConversation::Secure()); }
+
+bool SmtpsComponent::Read(SmtpReply& reply) {
+    const ReplyReading strictly{true, [this](std::string_view line) { ShowReceived(CString(line)); }};
+    switch (ReadReply(socket_, reply, strictly)) {
+        case ReplyOutcome::complete: return Works(component_ok);
+        case ReplyOutcome::unreadable:
+            return Works(
+                Unreadable(component_protocol, "The server's reply cannot be read: ", reply.LastLine()));
+        case ReplyOutcome::odd_code:
+            return Works(Unreadable(component_reply_code,
+                                    "The server's reply has no code of SMTP: ", reply.LastLine()));
+        case ReplyOutcome::closed: SetLastSocketError(0); break;
+        case ReplyOutcome::failed:
+        case ReplyOutcome::too_long: break;
     }
+    return Works(FailBySocket());
 }
 
-ComponentFailure SmtpsComponent::Unreadable(ComponentError error, char const* why, CString const& line) {
-    return FailAndClose(error, why + line.Left(shown_of_reply));
+ComponentFailure SmtpsComponent::Unreadable(ComponentError error, char const* why, std::string_view line) {
+    return FailAndClose(error, CString(why) + CString(line.substr(0, shown_of_reply)));
 }
 
-ComponentFailure SmtpsComponent::Refused(Reply const& reply) {
+ComponentFailure SmtpsComponent::Refused(SmtpReply const& reply) {
     if (reply.code >= ComponentFailure::first_refusal)
-        return Fail(ComponentFailure::OfReply(reply.code), reply.last);
+        return Fail(ComponentFailure::OfReply(reply.code), CString(reply.LastLine()));
     return Unreadable(component_unexpected_reply,
-                      "The server's reply does not fit the command: ", reply.last);
+                      "The server's reply does not fit the command: ", reply.LastLine());
 }
 
-ComponentFailure SmtpsComponent::Ask(CString const& line, Reply& reply, char const* shown) {
-    if (const ComponentFailure failure = SendLine(line, shown)) return failure;
-    return ReadReply(reply);
-}
-
-ComponentFailure SmtpsComponent::Command(CString const& line, Kind wanted) {
-    Reply reply;
-    if (const ComponentFailure failure = Ask(line, reply)) return failure;
-    return reply.Is(wanted) ? ComponentFailure() : Refused(reply);
+ComponentFailure SmtpsComponent::FailureOf(SmtpResult result, SmtpConversation const& smtp) {
+    if (result == SmtpResult::done) return component_ok;
+    step_ = smtp.Failure();
+    switch (result) {
+        case SmtpResult::lost: return lost_;
+        case SmtpResult::no_upgrade:
+            return Fail(component_no_upgrade,
+                        "STARTTLS is not available: " + CString(smtp.Reply().LastLine()));
+        case SmtpResult::no_method:
+            return Fail(component_authentication,
+                        "Authentication failed: the server offers no method that can be used.");
+        default: return Refused(smtp.Reply());
+    }
 }
 
 // --- The connection ---
 
+SmtpOptions SmtpsComponent::Options() const {
+    SmtpOptions options;
+    options.falls_back = true;
+    options.upgrade = Upgrades();
+    options.upgrade_if_offered = settings_.security == security_upgrade_if_offered;
+    options.authenticate = !settings_.user.IsEmpty() && auth_ != smtps_auth_none;
+    for (auto const& row : auth_settings) {
+        if (row.setting != auth_) continue;
+        options.allowed = row.allowed;
+        options.plain_when_secured = row.plain_when_secured;
+    }
+    char name[256] = "localhost";
+    if (hello_name_.IsEmpty()) platform::GetHostName(name, sizeof name);
+    options.host_name = hello_name_.IsEmpty() ? CString(name) : hello_name_;
+    options.user = settings_.user;
+    options.password = settings_.password;
+    return options;
+}
+
 ComponentFailure SmtpsComponent::Connect() {
+    ForgetStep(SmtpPhase::none);
     if (hello_name_.FindOneOf("\r\n") >= 0)
         return Fail(component_unknown, "A line end in the name for EHLO.");
+    ForgetStep(SmtpPhase::connect);
     if (const ComponentFailure failure = Open()) return failure;
-    Reply reply;
-    if (const ComponentFailure failure = ReadReply(reply)) return failure;
-    ComponentFailure failure = reply.Is(Kind::completion) ? Hello() : Refused(reply);
-    if (!failure && Upgrades()) failure = Upgrade();
-    if (!failure && !settings_.user.IsEmpty() && auth_ != smtps_auth_none) failure = Authenticate();
+    const ComponentFailure failure = Introduce();
     if (failure && IsOpen()) Quit();
     return failure;
 }
 
-// EHLO, and HELO for a server that does not know it.
-ComponentFailure SmtpsComponent::Hello() {
-    char name[256] = "localhost";
-    if (hello_name_.IsEmpty()) platform::GetHostName(name, sizeof name);
-    const CString mine = hello_name_.IsEmpty() ? CString(name) : hello_name_;
-    Reply reply;
-    if (const ComponentFailure failure = Ask("EHLO " + mine, reply)) return failure;
-    extensions_ = reply.lines;
-    if (reply.Is(Kind::completion)) return component_ok;
-    extensions_.clear();
-    return reply.code >= ComponentFailure::first_for_good ? Command("HELO " + mine, Kind::completion)
-                                                          : Refused(reply);
+ComponentFailure SmtpsComponent::Introduce() {
+    SmtpConversation smtp(*this, Options());
+    SmtpResult result = smtp.Greet();
+    if (result == SmtpResult::done) result = smtp.Introduce();
+    return FailureOf(result, smtp);
 }
 
-bool SmtpsComponent::Offers(char const* extension) const {
-    for (char const* end : {"\n", " "})
-        if ((extensions_ + "\n").find(std::string(extension) + end) != std::string::npos) return true;
-    return false;
-}
-
-// Where the upgrade is required it is asked for even if it is not offered, so that the server's own word is
-// on record.
-ComponentFailure SmtpsComponent::Upgrade() {
-    if (settings_.security == security_upgrade_if_offered && !Offers("STARTTLS")) return component_ok;
-    Reply reply;
-    if (const ComponentFailure failure = Ask("STARTTLS", reply)) return failure;
-    if (!reply.Is(Kind::completion))
-        return Fail(component_no_upgrade, "STARTTLS is not available: " + reply.last);
-    if (const ComponentFailure failure = Secure()) return failure;
-    return Hello();
-}
-
-// --- Authentication (RFC 4954) ---
-
-// The list of methods stands behind AUTH, with a blank or, on older servers, a "=".
-bool SmtpsComponent::OffersMethod(char const* name) const {
-    for (std::size_t at = 0; (at = extensions_.find("AUTH", at)) != std::string::npos; at += 4) {
-        if (at < 1 || (extensions_[at - 1] != '-' && extensions_[at - 1] != ' ')) continue;
-        std::string list = extensions_.substr(at + 4, extensions_.find('\n', at) - at - 4) + " ";
-        std::replace(list.begin(), list.end(), '=', ' ');
-        if (list.find(std::string(" ") + name + " ") != std::string::npos) return true;
-    }
-    return false;
-}
-
-ComponentFailure SmtpsComponent::Authenticate() {
-    constexpr struct {
-        Method method;
-        int setting;
-        char const* name;
-    } methods[] = {{Method::cram_md5, smtps_auth_cram_md5, "CRAM-MD5"},
-                   {Method::login, smtps_auth_login, "LOGIN"},
-                   {Method::plain, smtps_auth_plain, "PLAIN"}};
-    Reply reply;
-    for (auto const& known : methods) {
-        bool const allowed = auth_ == known.setting ||
-                             (auth_ == smtps_auth_any && (known.method != Method::plain || IsSecure()));
-        if (!allowed || !OffersMethod(known.name)) continue;
-        if (const ComponentFailure failure = Try(known.method, reply)) return failure;
-        if (reply.Is(Kind::completion)) return component_ok;
-    }
-    return reply.code != 0 ? Refused(reply)
-                           : Fail(component_authentication,
-                                  "Authentication failed: the server offers no method that can be used.");
-}
-
-ComponentFailure SmtpsComponent::AnswerSecret(std::string secret, Reply& reply) {
-    std::string base64 = Base64Of(secret);
-    CString line{std::string_view(base64)};
-    Wipe(secret);
-    Wipe(base64);
-    const ComponentFailure failure = Ask(line, reply, hidden);
-    Wipe(line);
-    return failure;
-}
-
-// A failure only when the conversation cannot go on; what the server says is in `reply`.
-ComponentFailure SmtpsComponent::Try(Method method, Reply& reply) {
-    const std::string user(settings_.user.View());
-    const std::string_view password = settings_.password.View();
-    if (method == Method::plain) {
-        const std::string nul(1, '\0');
-        if (const ComponentFailure failure = Ask("AUTH PLAIN", reply)) return failure;
-        return reply.Is(Kind::intermediate) ? AnswerSecret((nul + user + nul).append(password), reply)
-                                            : ComponentFailure();
-    }
-    if (const ComponentFailure failure = Ask(method == Method::login ? "AUTH LOGIN" : "AUTH CRAM-MD5", reply))
-        return failure;
-    if (!reply.Is(Kind::intermediate)) return component_ok;
-    if (method == Method::login) {
-        if (const ComponentFailure failure = AnswerSecret(user, reply)) return failure;
-        return reply.Is(Kind::intermediate) ? AnswerSecret(std::string(password), reply) : ComponentFailure();
-    }
-    std::string challenge;
-    if (!FromBase64(reply.last.View().substr(std::min<std::size_t>(4, reply.last.View().size())), challenge))
-        return Ask("*", reply);  // the end of the attempt (RFC 4954 4)
-    return AnswerSecret(user + " " + HmacMd5Hex(password, challenge), reply);
+ComponentFailure SmtpsComponent::ResetMail() {
+    SmtpConversation smtp(*this, {});
+    return FailureOf(smtp.Reset(), smtp);
 }
 
 // --- Mail ---
@@ -327,6 +258,7 @@ ComponentFailure SmtpsComponent::Try(Method method, Reply& reply) {
 CString SmtpsComponent::Message() const { return message_.IsEmpty() ? headers_ + "\r\n" + text_ : message_; }
 
 ComponentFailure SmtpsComponent::Send() {
+    ForgetStep(SmtpPhase::none);
     const CString message = Message();
     const std::vector<CString> to = AddressesIn(recipients_);
     if (!IsAddress(from_) || to.empty() || !std::all_of(to.begin(), to.end(), IsAddress))
@@ -334,18 +266,13 @@ ComponentFailure SmtpsComponent::Send() {
     if (HasTooLongLine(message.View()))
         return Fail(component_line_too_long, "A line of the message is longer than 998 bytes.");
     ComponentFailure failure = Begin();
-    if (!failure) failure = Envelope();
     if (!failure) {
         CString wire;
         wire.Reserve(message.GetLength() + message.GetLength() / 64 + 8);
         AppendDotStuffed(wire, message.View());
         wire += message.View().ends_with("\r\n") ? ".\r\n" : "\r\n.\r\n";
-        failure = SendText(wire);
-    }
-    if (!failure) {
-        Reply reply;
-        failure = ReadReply(reply);
-        if (!failure && !reply.Is(Kind::completion)) failure = Refused(reply);
+        SmtpConversation smtp(*this, {});
+        failure = FailureOf(smtp.Mail(from_, to, wire), smtp);
     }
     if (IsOpen() && !keep_) Quit();
     return failure;
@@ -355,29 +282,19 @@ ComponentFailure SmtpsComponent::Send() {
 ComponentFailure SmtpsComponent::Begin() {
     if (IsOpen()) {
         const Quiet quiet(*this);
-        Reply reply;
+        SmtpConversation smtp(*this, {});
         bool const silent = !socket_.Readable(0);  // else it is the end, or a farewell
-        if (silent && !Ask("RSET", reply) && reply.Is(Kind::completion)) return component_ok;
+        if (silent && smtp.Reset() == SmtpResult::done) return component_ok;
         Close();
     }
     return Connect();
-}
-
-ComponentFailure SmtpsComponent::Envelope() {
-    if (const ComponentFailure failure = Command("MAIL FROM:<" + from_ + ">", Kind::completion))
-        return failure;
-    for (CString const& address : AddressesIn(recipients_))
-        if (const ComponentFailure failure = Command("RCPT TO:<" + address + ">", Kind::completion))
-            return failure;
-    return Command("DATA", Kind::intermediate);
 }
 
 // A failure behind the last mail changes nothing that was told.
 ComponentFailure SmtpsComponent::Quit() {
     if (!IsOpen()) return component_ok;
     const Quiet quiet(*this);
-    Reply reply;
-    if (!SendLine("QUIT")) ReadReply(reply);
+    SmtpConversation(*this, {}).Quit();
     Close();
     return component_ok;
 }
@@ -403,6 +320,8 @@ char const* SMTPS_GetLastError(SMTPSHandle handle) { return handle->LastErrorTex
 int SMTPS_GetLastErrorCode(SMTPSHandle handle) { return handle->LastFailure().Number(); }
 
 ComponentFailure SMTPS_GetLastFailure(SMTPSHandle handle) { return handle->LastFailure(); }
+
+SmtpFailure const& SMTPS_GetSmtpFailure(SMTPSHandle handle) { return handle->LastStep(); }
 
 int SMTPS::Dispatch(void* object, int event, void* parameters) {
     auto* const self = static_cast<SMTPS*>(object);

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "protocol/mail_component.h"
+#include "protocol/smtp_failure.h"
 
 // The component that sends mail over SMTP (RFC 5321), plain or secured by TLS (RFC 3207, RFC 8314).
 
@@ -76,6 +77,9 @@ TESSALY_API char const* SMTPS_GetLastError(SMTPSHandle handle);
 TESSALY_API int SMTPS_GetLastErrorCode(SMTPSHandle handle);
 // The same failure with the kind of its number.
 TESSALY_API platform::ComponentFailure SMTPS_GetLastFailure(SMTPSHandle handle);
+// Where the last smtps_connect, smtps_send or smtps_reset_mail failed, and by which reply. The step is that
+// of this call alone, whatever was refused before and then went another way. It lasts until the next call.
+TESSALY_API protocol::SmtpFailure const& SMTPS_GetSmtpFailure(SMTPSHandle handle);
 
 // The component as a class, whose events are operations for a derived class.
 class TESSALY_API SMTPS {

@@ -7,8 +7,20 @@
 namespace engine {
 namespace {
 
-// Whether a refusal, whose text ends in the server's reply in brackets, is one for now only (RFC 5321 4.2.1).
-bool IsTemporary(CString const& refusal) { return refusal.Mid(refusal.Find('[') + 1, 1) == "4"; }
+// What the step at which a mail failed tells, whichever client sent it. A farewell (421) is never about one
+// recipient.
+Verdict VerdictOf(protocol::SmtpFailure const& failure) {
+    bool const refused = failure.phase == protocol::SmtpPhase::recipient &&
+                         failure.code >= platform::ComponentFailure::first_refusal && !failure.IsFarewell();
+    bool const local = failure.phase == protocol::SmtpPhase::none;
+    Verdict verdict;
+    verdict.connected = failure.phase != protocol::SmtpPhase::connect;
+    verdict.attempted = local || failure.IsInMail();
+    verdict.for_all = !refused && !local;
+    bool const for_good = refused && failure.code >= platform::ComponentFailure::first_for_good;
+    verdict.kind = for_good ? Outcome::refused : Outcome::failed;
+    return verdict;
+}
 
 class PlainChannel : public MailChannel {
   public:
@@ -40,20 +52,16 @@ class PlainChannel : public MailChannel {
   private:
     Verdict Judge(int result) {
         if (result == MailSend::SendAccepted) return {Outcome::sent, {}};
-        Verdict verdict;
-        CArray<MailSendErr, MailSendErr&> refused;
-        client_.GetErrList(refused);
-        CErrMsg& error = client_.GetErrMsg();
-        int const code = error.GetLastCode();
-        verdict.connected = result != MailSend::SendNotDelivered || !refused.IsEmpty();
-        verdict.hopeless = code >= smtp_auth_not_supported && code <= smtp_auth_failed;
-        bool const not_for_recipient = result == MailSend::SendServerRefused && refused.IsEmpty();
-        verdict.for_all = !verdict.connected || verdict.hopeless || result == MailSend::SendSocketFailure ||
-                          not_for_recipient || code == smtp_server_not_ready;
-        verdict.attempted = verdict.connected && !verdict.hopeless && code != smtp_server_not_ready;
-        bool const for_good = !refused.IsEmpty() && !IsTemporary(refused[0].message);
-        verdict.kind = for_good ? Outcome::refused : Outcome::failed;
-        verdict.reply = OnOneLine(TextOf(error));
+        protocol::SmtpFailure const& failure = client_.GetFailure();
+        Verdict verdict = VerdictOf(failure);
+        verdict.hopeless =
+            result == MailSend::SendNoAuthentication ||
+            (result == MailSend::SendServerRefused && failure.phase == protocol::SmtpPhase::authentication);
+        bool const bad_recipient =
+            result == MailSend::SendNotDelivered && failure.phase == protocol::SmtpPhase::none;
+        if (bad_recipient) verdict.kind = Outcome::refused;
+        if (verdict.hopeless) verdict.for_all = true, verdict.attempted = false;
+        verdict.reply = OnOneLine(TextOf(client_.GetErrMsg()));
         return verdict;
     }
 
@@ -67,7 +75,8 @@ class SecureChannel : public MailChannel {
     ~SecureChannel() override { client_.Disconnect(); }
 
     Verdict Send(OutgoingMail const& mail) override {
-        if (sent_ == 0) client_.Prepare(server_);
+        bool const kept = sent_ > 0;
+        if (!kept) client_.Prepare(server_);
         bool const last = ++sent_ >= server_.mails_per_connection;
         client_.Set(smtps_keep_connection, last ? 0 : 1);
         client_.Set(smtps_from, sender_);
@@ -80,7 +89,8 @@ class SecureChannel : public MailChannel {
             client_.Disconnect();
         }
         if (last || !sent) sent_ = 0;
-        return verdict;
+        // A server that has had enough of this connection has not taken the mail.
+        return !sent && kept && client_.GetFailure().IsFarewell() ? Send(mail) : verdict;
     }
 
   private:
@@ -99,15 +109,11 @@ class SecureChannel : public MailChannel {
     }
 
     Verdict Judge(platform::ComponentFailure failure) {
-        Verdict verdict;
-        int const status = client_.GetNowStatus();
-        bool const in_mail = status <= CMySMTPS::status_sender && status >= CMySMTPS::status_data;
-        bool const of_recipient = status == CMySMTPS::status_recipient && failure.IsByServer();
-        verdict.hopeless = !in_mail && (IsAboutSettings(failure) || failure.IsForGood());
-        verdict.connected = in_mail || failure.IsByServer() || verdict.hopeless;
-        verdict.attempted = in_mail;
-        verdict.for_all = !of_recipient && failure != platform::component_line_too_long;
-        verdict.kind = of_recipient && failure.IsForGood() ? Outcome::refused : Outcome::failed;
+        protocol::SmtpFailure const& step = client_.GetFailure();
+        Verdict verdict = VerdictOf(step);
+        bool const of_connection = verdict.for_all && !step.IsInMail();
+        verdict.hopeless = of_connection && (IsAboutSettings(failure) || failure.IsForGood());
+        if (of_connection) verdict.connected = failure.IsByServer() || verdict.hopeless;
         verdict.reply = client_.Reason();
         return verdict;
     }

@@ -63,6 +63,7 @@ void MailSend::Init() {
     Disconnect();
     ClearMail();
     last_error_.Clear();
+    failure_ = {};
     for (CString* text :
          {&message_id_, &recipient_, &sender_, &content_type_, &boundary_, &user_, &password_, &host_})
         text->Empty();

@@ -7,13 +7,18 @@
 #include "platform/containers.h"
 #include "platform/cstring.h"
 #include "platform/export.h"
+#include "protocol/smtp_failure.h"
 #include "storage/err_msg.h"
 #include "storage/log_writer.h"
 
 class SocketSupport;
 namespace protocol {
 struct AllowedMethods;
-}
+struct SmtpOptions;
+struct SmtpReply;
+class SmtpConversation;
+enum class SmtpResult;
+}  // namespace protocol
 
 // The plain, unencrypted SMTP client (RFC 5321). One call of Send puts one mail to one recipient on the wire
 // in one SMTP conversation; a mailing is the application's loop around it. The object is configured once and
@@ -144,6 +149,9 @@ class TESSALY_API MailSend {
     // The recipients refused by the last Send, in place of what `list` held. Returns 1.
     int GetErrList(CArray<MailSendErr, MailSendErr&>& list) const;
     CErrMsg& GetErrMsg() { return last_error_; }
+    // Where the last Send or CheckSMTP ended without success, and by which reply: the same failure as data.
+    // The phase is none where no server was asked.
+    protocol::SmtpFailure const& GetFailure() const { return failure_; }
 
     // The X-Mailer value of all objects; empty for no such line. A line end that does not fold it becomes a
     // blank. Returns 1.
@@ -191,25 +199,27 @@ class TESSALY_API MailSend {
     enum class Stage { no_greeting, greeted, ready };
     enum class CheckOnly { no, yes };
 
-    // Results of the steps are those of Send; Exchange, ReadAnswer and the Answer... steps give the code of
-    // the reply instead of SendAccepted.
+    // What the conversation runs over.
+    class Wire;
+
+    // Results of the steps are those of Send.
     int StartConnection(char const* host, int port);
     bool OpenSocket();
     int RunSend();
+    bool HasConnection();
     int MissingField();
     int CheckValues();
     int CheckCredentials();
     protocol::AllowedMethods AllowedMethods() const;
     CString MakeMail();
-    int OpenConversation(char const* caller, CheckOnly check_only = CheckOnly::no);
-    int SayHello(char const* caller, CString const& local_name);
-    int Authenticate(char const* caller, CString const& ehlo_reply);
-    int AnswerCramMd5(CString& reply);
-    int AnswerLogin(CString& reply);
-    int RunMail(CString& wire_text);
+    protocol::SmtpOptions Options(CString const& local_name) const;
+    CString LocalName(char const* caller);
+    int RunConversation(char const* caller, CheckOnly check_only, CString* wire_text);
+    protocol::SmtpResult OpenConversation(protocol::SmtpConversation& smtp, CheckOnly check_only);
     void CloseConversation(int result);
-    int Exchange(CString const& command, CString& reply);
-    int ReadAnswer(CString& reply, int report_failure);
+    bool ReadAnswer(protocol::SmtpReply& reply, int report_failure);
+    int ResultOf(protocol::SmtpResult result, protocol::SmtpConversation const& smtp);
+    int RefusedBy(protocol::SmtpReply const& reply);
     int Refused(int error_code, CString const& reply);
     int RefuseRecipient(CString const& reason);
     int NoAuthentication(int error_code, char const* reason);
@@ -237,6 +247,7 @@ class TESSALY_API MailSend {
     unsigned int timeout_ms_ = 0;
     unsigned int connect_timeout_ms_ = 0;
     Stage stage_ = Stage::no_greeting;
+    protocol::SmtpFailure failure_;
     CArray<MailSendErr, MailSendErr&> error_list_;
     LogWriter log_;
     delivery::ConversationLog conversation_log_{log_};

@@ -5,27 +5,20 @@
 #include "delivery/mail_send.h"
 #include "delivery/socket_error_codes.h"
 #include "delivery/wire_text.h"
-#include "platform/base64_codec.h"
 #include "platform/socket.h"
 #include "protocol/mail_address.h"
-#include "protocol/smtp_authentication.h"
-#include "protocol/smtp_reply.h"
+#include "protocol/smtp_conversation.h"
 #include "protocol/socket_support.h"
 #include "storage/error_codes.h"
 #include "text/strings.h"
 
-// The conversation of MailSend: connecting, the commands in their order, and what each failure means.
+// The conversation of MailSend: connecting, the log, and what each failure means. The commands and their
+// order are in protocol/smtp_conversation.
 
 namespace {
 
 constexpr int report = 1, silently = 0;
 constexpr int no_socket_error = 0;
-
-// Reply codes of RFC 5321 4.2.1 and RFC 4954.
-constexpr int reply_authenticated = 235;
-constexpr int reply_auth_continue = 334;
-constexpr bool IsCompletion(int code) { return code >= 200 && code <= 299; }
-constexpr bool IsIntermediate(int code) { return code >= 300 && code <= 399; }
 
 // The log's lines of a conversation go to the file together, at its end; but what stands before a wait that
 // is longer than this goes there at once, so that the file tells what is waited for.
@@ -146,13 +139,12 @@ int MailSend::SendCommand(CString command, int reportFailure) {
     return 0;
 }
 
-int MailSend::ReadAnswer(CString& reply, int report_failure) {
+bool MailSend::ReadAnswer(protocol::SmtpReply& reply, int report_failure) {
     if (socket_->GetLineBuffer().IsEmpty() && !socket_->Readable(quick_reply_ms)) conversation_log_.Write();
-    int code = 0;
-    const protocol::ReplyOutcome outcome = protocol::ReadReply(*socket_, reply, code);
+    const protocol::ReplyOutcome outcome = protocol::ReadReply(*socket_, reply);
     if (outcome == protocol::ReplyOutcome::complete) {
-        conversation_log_.Reply(reply.View());
-        return code;
+        conversation_log_.Reply(reply.text.View());
+        return true;
     }
     bool const too_long = outcome == protocol::ReplyOutcome::too_long;
     int const error =
@@ -164,15 +156,38 @@ int MailSend::ReadAnswer(CString& reply, int report_failure) {
             SetSocketError(error, FunctionReceive);
     }
     conversation_log_.Reply(
-        reply.View().substr(0, too_long ? logged_part_of_long_reply : std::string_view::npos));
+        reply.text.View().substr(0, too_long ? logged_part_of_long_reply : std::string_view::npos));
     conversation_log_.Reply(std::to_string(error));
-    return SendSocketFailure;
+    return false;
 }
 
-int MailSend::Exchange(CString const& command, CString& reply) {
-    if (!SendCommand(command, report)) return SendSocketFailure;
-    return ReadAnswer(reply, report);
-}
+// The notes of the log stand where the steps begin.
+class MailSend::Wire : public protocol::SmtpConversation::Channel {
+  public:
+    Wire(MailSend& client, char const* caller, int report_failure = report)
+        : client_(client), caller_(caller), report_failure_(report_failure) {}
+    void Begins(protocol::SmtpPhase phase) override {
+        if (phase == protocol::SmtpPhase::greeting) Note("greeting wait");
+        if (phase == protocol::SmtpPhase::hello)
+            Note(client_.m_bSmtpAuth ? "m_bSmtpAuth is TRUE" : "m_bSmtpAuth is Not TRUE");
+        if (phase == protocol::SmtpPhase::sender) Note("mail start");
+    }
+    void Begins(protocol::AuthMethod method) override { Note(AuthNote(method)); }
+    bool SendLine(CString const& line, bool) override { return client_.SendCommand(line, report_failure_); }
+    bool SendText(CString& text) override {
+        if (client_.socket_->SendBlock(text, 0, 0) >= 0) return true;
+        client_.SetSocketError(platform::GetLastSocketError(), FunctionSend);
+        return false;
+    }
+    bool Read(protocol::SmtpReply& reply) override { return client_.ReadAnswer(reply, report_failure_); }
+
+  private:
+    void Note(char const* text) { client_.conversation_log_.Note((CString(caller_) + text).View()); }
+
+    MailSend& client_;
+    char const* const caller_;
+    int const report_failure_;
+};
 
 int MailSend::Refused(int error_code, CString const& reply) {
     last_error_.SetErr(error_code, static_cast<char const*>(reply));
@@ -205,6 +220,7 @@ int MailSend::Send() {
 }
 
 int MailSend::RunSend() {
+    failure_ = {};
     conversation_log_.Note(("[Send] ProcStart " + m_strMailerName).View());
     for (CString const* field : {&header_, &body_, &recipient_, &host_, &sender_})
         if (field->IsEmpty()) return MissingField();
@@ -215,9 +231,15 @@ int MailSend::RunSend() {
 
     CString wire_text = MakeMail();
     conversation_log_.Note("[Send] Connect");
-    if (bIsConnected != 1 && Connect(nullptr, -1) != 1) return SendNotDelivered;
-    int const opened = OpenConversation("[Send] ");
-    return opened == SendAccepted ? RunMail(wire_text) : opened;
+    if (!HasConnection()) return SendNotDelivered;
+    return RunConversation("[Send] ", CheckOnly::no, &wire_text);
+}
+
+bool MailSend::HasConnection() {
+    if (bIsConnected == 1 || Connect(nullptr, -1) == 1) return true;
+    failure_ = {};
+    failure_.phase = protocol::SmtpPhase::connect;
+    return false;
 }
 
 int MailSend::MissingField() {
@@ -262,25 +284,20 @@ CString MailSend::MakeMail() {
 }
 
 int MailSend::CheckSMTP() {
+    failure_ = {};
     error_list_.RemoveAll();
     conversation_log_.Note("[CheckSMTP] ProcStart");
     int result = CheckCredentials();
     if (result == SendAccepted) {
-        if (bIsConnected != 1 && Connect(nullptr, -1) != 1) return CheckNotConnected;
-        result = OpenConversation("[CheckSMTP] ", CheckOnly::yes);
+        if (!HasConnection()) return CheckNotConnected;
+        result = RunConversation("[CheckSMTP] ", CheckOnly::yes, nullptr);
     }
     CloseConversation(result);
     conversation_log_.Write();
     return result == SendAccepted ? CheckPassed : result;
 }
 
-int MailSend::OpenConversation(char const* caller, CheckOnly check_only) {
-    CString reply;
-    if (stage_ == Stage::ready) {
-        int const code = Exchange("RSET", reply);
-        if (code == SendSocketFailure) return code;
-        return IsCompletion(code) ? SendAccepted : Refused(smtp_server_not_ready, reply);
-    }
+CString MailSend::LocalName(char const* caller) {
     char host_name[host_name_size] = {};
     platform::GetHostName(host_name, host_name_size);
     CString local_name = ViolationRemoveForDomain(host_name);
@@ -288,113 +305,83 @@ int MailSend::OpenConversation(char const* caller, CheckOnly check_only) {
     CString note;
     note.Format("%slocalHostTemp:%s localHost:%s", caller, host_name, static_cast<char const*>(local_name));
     conversation_log_.Note(note.View());
+    return local_name;
+}
+
+protocol::SmtpOptions MailSend::Options(CString const& local_name) const {
+    protocol::SmtpOptions options;
+    options.extended = options.authenticate = m_bSmtpAuth != 0;
+    options.one_method = true;
+    options.allowed = AllowedMethods();
+    options.host_name = local_name;
+    options.user = user_;
+    options.password = password_;
+    return options;
+}
+
+int MailSend::RunConversation(char const* caller, CheckOnly check_only, CString* wire_text) {
+    Wire wire(*this, caller);
+    protocol::SmtpConversation smtp(wire, Options(stage_ == Stage::ready ? CString() : LocalName(caller)));
+    protocol::SmtpResult result = OpenConversation(smtp, check_only);
+    if (result == protocol::SmtpResult::done && wire_text)
+        result = smtp.Mail(sender_, {recipient_}, *wire_text);
+    if (result == protocol::SmtpResult::done) return SendAccepted;
+    failure_ = smtp.Failure();
+    return ResultOf(result, smtp);
+}
+
+protocol::SmtpResult MailSend::OpenConversation(protocol::SmtpConversation& smtp, CheckOnly check_only) {
+    if (stage_ == Stage::ready) return smtp.Reset();
     if (stage_ == Stage::no_greeting) {
-        conversation_log_.Note((CString(caller) + "greeting wait").View());
-        int const code = ReadAnswer(reply, report);
-        if (code == SendSocketFailure) return code;
-        if (!IsCompletion(code)) return Refused(smtp_server_not_ready, reply);
+        protocol::SmtpResult const greeted = smtp.Greet();
+        if (greeted != protocol::SmtpResult::done) return greeted;
         stage_ = Stage::greeted;
     }
-    if (!m_bSmtpAuth && check_only == CheckOnly::yes) return SendAccepted;
-    return SayHello(caller, local_name);
+    if (!m_bSmtpAuth && check_only == CheckOnly::yes) return protocol::SmtpResult::done;
+    protocol::SmtpResult const introduced = smtp.Introduce();
+    if (introduced == protocol::SmtpResult::done) stage_ = Stage::ready;
+    return introduced;
 }
 
-int MailSend::SayHello(char const* caller, CString const& local_name) {
-    CString note;
-    note.Format("%sm_bSmtpAuth is %sTRUE", caller, m_bSmtpAuth ? "" : "Not ");
-    conversation_log_.Note(note.View());
-    CString reply;
-    int const code = Exchange((m_bSmtpAuth ? "EHLO " : "HELO ") + local_name, reply);
-    if (code == SendSocketFailure) return code;
-    if (!IsCompletion(code)) return Refused(smtp_server_not_ready, reply);
-    if (m_bSmtpAuth) {
-        int const authenticated = Authenticate(caller, reply);
-        if (authenticated != SendAccepted) return authenticated;
+// What a failed step means to the user.
+int MailSend::ResultOf(protocol::SmtpResult result, protocol::SmtpConversation const& smtp) {
+    using protocol::SmtpResult;
+    CString const& reply = smtp.Reply().text;
+    CString reason;
+    switch (result) {
+        case SmtpResult::done: return SendAccepted;
+        case SmtpResult::lost: return SendSocketFailure;
+        case SmtpResult::not_offered: return NoAuthentication(smtp_auth_not_supported, "");
+        case SmtpResult::no_method: return NoAuthentication(smtp_auth_method_not_supported, "");
+        case SmtpResult::credentials_too_long:
+            return NoAuthentication(smtp_auth_failed, credentials_too_long_text);
+        case SmtpResult::method_refused: return Refused(smtp_auth_method_not_supported, reply);
+        case SmtpResult::bad_challenge: return NoAuthentication(smtp_auth_failed, reply);
+        case SmtpResult::long_challenge:
+            reason.Format(challenge_too_long_text, static_cast<int>(smtp.ChallengeSize()),
+                          static_cast<int>(protocol::longest_challenge));
+            return NoAuthentication(smtp_auth_failed, reason);
+        case SmtpResult::no_prompt: return NoAuthentication(smtp_auth_failed, login_not_supported_text);
+        case SmtpResult::login_refused: return Refused(smtp_auth_bad_user_or_password, reply);
+        case SmtpResult::no_upgrade:
+        case SmtpResult::refused: break;
     }
-    stage_ = Stage::ready;
-    return SendAccepted;
+    return RefusedBy(smtp.Reply());
 }
 
-int MailSend::Authenticate(char const* caller, CString const& ehlo_reply) {
-    if (!protocol::OffersAuthentication(ehlo_reply.View()))
-        return NoAuthentication(smtp_auth_not_supported, "");
-    auto const method = protocol::ChooseMethod(ehlo_reply.View(), AllowedMethods());
-    if (!method) return NoAuthentication(smtp_auth_method_not_supported, "");
-    if (!protocol::CredentialsFit(*method, user_.View(), password_.View()))
-        return NoAuthentication(smtp_auth_failed, credentials_too_long_text);
-
-    CString reply;
-    int code = Exchange(CString("AUTH ") + protocol::MethodName(*method), reply);
-    if (code == SendSocketFailure) return code;
-    if (code != reply_auth_continue) return Refused(smtp_auth_method_not_supported, reply);
-    conversation_log_.Note((caller + AuthNote(*method)).View());
-    switch (*method) {
-        case protocol::AuthMethod::cram_md5: code = AnswerCramMd5(reply); break;
-        case protocol::AuthMethod::login: code = AnswerLogin(reply); break;
-        case protocol::AuthMethod::plain:
-            code = Exchange(CString(protocol::PlainAnswer(user_.View(), password_.View())), reply);
-            break;
-    }
-    if (code < 0) return code;
-    return code == reply_authenticated ? SendAccepted : Refused(smtp_auth_bad_user_or_password, reply);
-}
-
-int MailSend::AnswerCramMd5(CString& reply) {
-    auto const challenge = protocol::DecodeChallenge(protocol::BehindFirstBlank(reply.View()));
-    if (!challenge) return NoAuthentication(smtp_auth_failed, reply);
-    if (challenge->size() > protocol::longest_challenge) {
-        CString reason;
-        reason.Format(challenge_too_long_text, static_cast<int>(challenge->size()),
-                      static_cast<int>(protocol::longest_challenge));
-        return NoAuthentication(smtp_auth_failed, reason);
-    }
-    return Exchange(CString(protocol::CramMd5Answer(user_.View(), password_.View(), *challenge)), reply);
-}
-
-int MailSend::AnswerLogin(CString& reply) {
-    const CString user(platform::Base64Of(user_.View())), password(platform::Base64Of(password_.View()));
-    for (int answers = 0; answers < login_prompt_limit; ++answers) {
-        auto const prompt = protocol::DecodeChallenge(protocol::BehindFirstBlank(reply.View()));
-        if (!prompt || prompt->size() > protocol::longest_challenge) break;
-        const protocol::LoginPrompt wanted = protocol::PromptKind(*prompt);
-        if (wanted == protocol::LoginPrompt::unknown) break;
-        int const code = Exchange(wanted == protocol::LoginPrompt::user ? user : password, reply);
-        if (code != reply_auth_continue) return code;
-    }
-    return NoAuthentication(smtp_auth_failed, login_not_supported_text);
-}
-
-int MailSend::RunMail(CString& wire_text) {
-    conversation_log_.Note("[Send] mail start");
-    CString reply;
-    int code = Exchange("MAIL FROM:<" + sender_ + ">", reply);
-    if (code == SendSocketFailure) return code;
-    if (!IsCompletion(code)) return Refused(smtp_refused_by_server, protocol::WithoutLineEnd(reply));
-
-    code = Exchange("RCPT TO:<" + recipient_ + ">", reply);
-    if (code == SendSocketFailure) return code;
-    if (!IsCompletion(code)) return RefuseRecipient(protocol::WithoutLineEnd(reply));
-
-    code = Exchange("DATA", reply);
-    if (code == SendSocketFailure) return code;
-    if (!IsIntermediate(code)) return Refused(smtp_refused_by_server, protocol::WithoutLineEnd(reply));
-
-    if (socket_->SendBlock(wire_text, 0, 0) < 0) {
-        SetSocketError(platform::GetLastSocketError(), FunctionSend);
-        return SendSocketFailure;
-    }
-    code = ReadAnswer(reply, report);
-    if (code == SendSocketFailure) return code;
-    return IsCompletion(code) ? SendAccepted
-                              : Refused(smtp_refused_by_server, protocol::WithoutLineEnd(reply));
+int MailSend::RefusedBy(protocol::SmtpReply const& reply) {
+    if (!failure_.IsInMail()) return Refused(smtp_server_not_ready, reply.text);
+    const CString line = protocol::WithoutLineEnd(reply.text);
+    return failure_.phase == protocol::SmtpPhase::recipient ? RefuseRecipient(line)
+                                                            : Refused(smtp_refused_by_server, line);
 }
 
 void MailSend::CloseConversation(int result) {
     ++continue_count_;
     if (continue_count_ < continue_max_ && result >= 0) return;
     if (bIsConnected == 1) {
-        CString reply;
-        if (SendCommand("QUIT", silently)) ReadAnswer(reply, silently);
+        Wire wire(*this, "", silently);
+        protocol::SmtpConversation(wire, {}).Quit();
     }
     Disconnect();
 }

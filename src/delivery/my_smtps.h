@@ -42,6 +42,9 @@ class TESSALY_API CMySMTPS : public SMTPS {
     // The sentence for the component's last failure; its own text where there is none.
     CString GetLastErrorInJapanese();
 
+    // The same failure as data: the step in which the last call failed, and the whole reply.
+    protocol::SmtpFailure const& GetFailure() const { return SMTPS_GetSmtpFailure(m_hHandle); }
+
     int FireConnectionStatus(SMTPSConnectionStatusEventParams* parameters) override;
     int FireError(SMTPSErrorEventParams* parameters) override;
     int FirePITrail(SMTPSPITrailEventParams* parameters) override;

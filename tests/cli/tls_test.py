@@ -101,6 +101,32 @@ class OverTls(CommandTest):
         self.assertIn("失敗 2 <n2@example.jp>: 処理中にエラーが発生しました。", result.err)
         self.assertIn("[550 no such]", result.err)
 
+    def test_what_was_refused_and_recovered_says_nothing_of_the_next_recipient(self):
+        refused = {"RCPT": lambda c: "550 no such" if "n3@" in c else ""}
+        first_methods = OFFERS | {"EHLO": "250-here\r\n250 AUTH LOGIN PLAIN"}
+        for answers, others in ((OFFERS | {"RSET": "421 enough"}, ()), (OFFERS | {"EHLO": "502 what"}, ()),
+                                (first_methods | {"AUTH": lambda c: "504 no" if "LOGIN" in c else "334 "},
+                                 ("smtp.auth=any", "smtp.user=u", "smtp.password=p"))):
+            server = SmtpServer(self, answers | refused, self.authority.context("good"))
+            self.secure(server, "tls", *others)
+            if others:
+                server.answers[base64.b64encode(b"\0u\0p").decode().upper()] = "235 in"
+            result = self.send(code=1)
+            self.assertIn("送信 5通、送れず 1通", result.out)
+            self.assertIn("拒否 3 <n3@example.jp>: 要求を実行できません。", result.err)
+
+    def test_a_server_that_leaves_a_kept_connection_gets_the_mail_over_a_new_one(self):
+        for verb in ("MAIL", "RCPT", "DATA", "."):
+            seen = []
+
+            def leaves_once(command):
+                seen.append(command)
+                return "421 enough" if len(seen) == 3 else ""
+            server = SmtpServer(self, OFFERS | {verb: leaves_once}, self.authority.context("good"))
+            self.secure(server)
+            self.assertIn("送信 6通、送れず 0通", self.send().out, verb)
+            self.assertEqual((len(server.resumed), len(seen)), (2, 7), verb)
+
     def test_servers_that_cannot_be_trusted(self):
         for name, options, ca, why in (("expired", {"days": -1}, "ca/ca.pem", "certificate has expired"),
                                        ("other", {"hosts": "DNS:mail.example.com"}, "ca/ca.pem", "hostname mismatch"),

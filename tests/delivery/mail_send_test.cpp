@@ -139,6 +139,9 @@ TEST_F(MailSendTest, EveryEndOfAConversation) {
         {"dripping after the dot", "220|250|250|250|354|%250 x*", -2, 2320, 5, false, nullptr},
         {"silent at QUIT", "220|250|250|250|354|250|~", 1, 0, 5, true, nullptr},
     };
+    using protocol::SmtpPhase;
+    constexpr SmtpPhase phases[] = {SmtpPhase::greeting,  SmtpPhase::hello, SmtpPhase::sender,
+                                    SmtpPhase::recipient, SmtpPhase::data,  SmtpPhase::message};
     for (Case const& c : cases) {
         SCOPED_TRACE(c.name);
         const ReplyLimit limit(std::string_view(c.script).find('%') == std::string_view::npos ? 0
@@ -153,6 +156,9 @@ TEST_F(MailSendTest, EveryEndOfAConversation) {
             EXPECT_STREQ(client.GetErrMsg().GetLastMsg(), c.text);
         }
         EXPECT_EQ(client.bIsConnected, 0);
+        protocol::SmtpFailure const& failure = client.GetFailure();
+        EXPECT_EQ(failure.phase, c.result == 1 ? protocol::SmtpPhase::none : phases[c.said]);
+        EXPECT_EQ(failure.code != 0, c.result == 0 || c.result == -3);
         Lines received = server.Received();
         // Whether QUIT still reaches a server that has given up is chance.
         if (!c.quit && !received.empty() && received.back() == quit) received.pop_back();

@@ -236,6 +236,55 @@ TEST_F(SecureSmtp, AConnectionServesSeveralMails) {
     EXPECT_EQ(3, std::count(lines.begin(), lines.end(), "Subject: y\r\n\r\ntext\r\n.\r\n"));
 }
 
+// The step is that of the mail, whatever was refused and recovered before it.
+TEST_F(SecureSmtp, TheFailureIsThatOfThisMail) {
+    using protocol::SmtpPhase;
+    const std::string mail = "250 ok|250 ok|354 go|250 queued|",
+                      no_such = "250 ok|550-5.1.1 no\r\n550 5.1.1 such";
+    const std::string offers = "220 hi|250-hi\r\n250 AUTH CRAM-MD5 LOGIN|";
+    const struct {
+        std::vector<std::string> connections;
+        int mails;
+        SmtpPhase phase;
+        int code;
+        char const *enhanced, *text;
+    } rows[] = {
+        {{hello + mail + "421 bye!", hello + no_such},
+         2,
+         SmtpPhase::recipient,
+         550,
+         "5.1.1",
+         "550-5.1.1 no\r\n550 5.1.1 such\r\n"},
+        {{"220 hi|502 what|250 hi|250 ok|550 5.1. x"}, 1, SmtpPhase::recipient, 550, "", "550 5.1. x\r\n"},
+        {{offers + "504 no|334 VXNlcm5hbWU6|334 UGFzc3dvcmQ6|235 in|450 4.7.1"},
+         1,
+         SmtpPhase::sender,
+         450,
+         "4.7.1",
+         "450 4.7.1\r\n"},
+        {{offers + "504 no|535 5.7.8 no"}, 1, SmtpPhase::authentication, 535, "5.7.8", "535 5.7.8 no\r\n"},
+        {{hello + mail + "250 reset|421 4.3.2 bye"}, 2, SmtpPhase::sender, 421, "4.3.2", "421 4.3.2 bye\r\n"},
+        {{hello + std::string("250 ok|250 ok|354 go|!")}, 1, SmtpPhase::message, 0, "", ""},
+        {{"554 no"}, 1, SmtpPhase::greeting, 554, "", "554 no\r\n"},
+    };
+    for (auto const& row : rows) {
+        std::vector<test::Script> scripts;
+        for (std::string const& connection : row.connections)
+            scripts.push_back(test::Play(connection + "|221 bye!"));
+        ScriptedServer server(scripts);
+        Client client(server.Port());
+        client.Set(smtps_keep_connection, 1);
+        client.Set(smtps_user, row.connections[0].find("AUTH") == std::string::npos ? "" : "u");
+        for (int sent = 1; sent < row.mails; ++sent) EXPECT_EQ(0, client.Do(smtps_send)) << row.text;
+        EXPECT_NE(0, client.Do(smtps_send)) << row.text;
+        protocol::SmtpFailure const& failure = client.GetFailure();
+        EXPECT_EQ(row.phase, failure.phase) << row.text;
+        EXPECT_EQ(row.code, failure.code) << row.text;
+        EXPECT_EQ(row.enhanced, failure.enhanced) << row.text;
+        EXPECT_EQ(row.text, failure.text);
+    }
+}
+
 TEST_F(SecureSmtp, WhatIsRefusedBeforeAnythingIsSent) {
     Client client(1);
     for (char const* bad : {"", "a>\r\nRCPT TO:<x", "a\nb", "a b", "a>", "a\tb", "a\x7F"}) {

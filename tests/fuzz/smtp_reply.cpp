@@ -52,9 +52,10 @@ void FuzzOne(std::string_view bytes) {
 
     SocketSupport socket;  // not connected: when the bytes are used up, reading on fails
     socket.GetLineBuffer() = received.c_str();
-    CString text("old");
-    int code = -1;
-    fuzz::Check(protocol::ReadReply(socket, text, code) == expected.outcome, "the reply ends where it ends");
+    protocol::SmtpReply reply{-1, "old"};
+    fuzz::Check(protocol::ReadReply(socket, reply) == expected.outcome, "the reply ends where it ends");
+    CString const& text = reply.text;
+    int const code = reply.code;
     fuzz::Check(text.View() == expected.text, "the reply holds its lines");
     fuzz::Check(code == expected.code, "the code of the last line");
     fuzz::Check(socket.GetLineBuffer().View() == expected.left, "the rest stays for the next reply");
@@ -63,4 +64,5 @@ void FuzzOne(std::string_view bytes) {
     int const status = MailSend::GetResponseStatus(text, &final);
     fuzz::Check(final == expected.last_line && status == std::abs(final), "the status of the last line");
     fuzz::Check(protocol::BehindFirstBlank(text.View()).size() <= text.View().size(), "a part of the reply");
+    fuzz::Check(reply.Enhanced().size() <= reply.LastLine().size(), "a part of its last line");
 }
