@@ -4,7 +4,8 @@
 #include "cli/command.h"
 #include "engine/base/crossing.h"
 #include "engine/base/failure.h"
-#include "engine/sending/secure_clients.h"
+#include "engine/receiving/mail_source.h"
+#include "engine/sending/mail_channel.h"
 #include "engine/sending/sending.h"
 #include "tessaly/text.h"
 
@@ -41,34 +42,37 @@ void Announce(char const* what, CString const& host, int port, Security security
               << std::endl;
 }
 
-// Connects as far as the login, and leaves.
+// Connects as a mailing does, as far as the login, and leaves.
 bool CheckSmtp(ServerSettings const& server) {
     Announce("送信サーバー", server.host, server.port, server.security);
-    SecureSender client;
-    client.Prepare(server);
-    bool const works = client.Do(smtps_connect) == platform::component_ok;
-    ShowCertificate(client.LastHandshake());
-    if (works)
+    const ChannelCheck check = MakeMailChannel(server, {})->Check();
+    ShowCertificate(check.handshake);
+    if (check.works)
         std::cout << (server.auth == "none" ? "  接続できました。\n" : "  接続し、認証できました。\n");
     else
-        std::cout << "  つながりません: " << client.Reason() << "\n";
-    client.Disconnect();
-    return works;
+        std::cout << "  つながりません: " << check.reason << "\n";
+    return check.works;
 }
 
+// Opens the mailbox as receiving does, and leaves.
 bool CheckPop(MailboxSettings const& mailbox) {
     Announce("受信サーバー", mailbox.host, mailbox.port, mailbox.security);
-    SecureReceiver client;
-    client.Prepare(mailbox);
-    bool const works = client.Do(pops_connect) == platform::component_ok;
-    ShowCertificate(client.LastHandshake());
-    if (works)
-        std::cout << "  ログインできました。メールは "
-                  << POPS_Get(client.Handle(), pops_count, 0, nullptr).Number() << "通あります。\n";
+    Handshake handshake;
+    std::uint64_t mails = 0;
+    std::string reason;
+    try {
+        const std::unique_ptr<MailSource> source = MakePopSource(mailbox, &handshake);
+        mails = source->Total();
+        source->End();
+    } catch (Failure const& failure) {
+        reason = OnOneLine(failure.what());
+    }
+    ShowCertificate(handshake);
+    if (reason.empty())
+        std::cout << "  ログインできました。メールは " << mails << "通あります。\n";
     else
-        std::cout << "  つながりません: " << client.Reason() << "\n";
-    client.Do(pops_disconnect);
-    return works;
+        std::cout << "  つながりません: " << reason << "\n";
+    return reason.empty();
 }
 
 void Run(Arguments const& arguments) {

@@ -8,7 +8,6 @@
 #include "engine/base/crossing.h"
 #include "engine/base/failure.h"
 #include "engine/environment/session.h"
-#include "engine/sending/secure_clients.h"
 
 namespace fs = std::filesystem;
 
@@ -148,9 +147,11 @@ class PlainPopSource : public PopSource {
 // A server that gives no unique IDs still gives its mails by their numbers.
 class SecurePopSource : public PopSource {
   public:
-    explicit SecurePopSource(MailboxSettings const& mailbox) {
+    SecurePopSource(MailboxSettings const& mailbox, Handshake* shown) {
         client_.Prepare(mailbox);
-        Require(client_.Do(pops_connect), no_login);
+        int const connected = client_.Do(pops_connect);
+        if (shown) *shown = client_.LastHandshake();
+        Require(connected, no_login);
         count_ = POPS_Get(client_.Handle(), pops_count, 0, nullptr).Number();
         if (int const error = count_ > 0 ? client_.Do(pops_list) : 0; error != platform::component_refused)
             Require(error, no_login);
@@ -181,9 +182,9 @@ class SecurePopSource : public PopSource {
 
 }  // namespace
 
-std::unique_ptr<MailSource> MakePopSource(MailboxSettings const& mailbox) {
+std::unique_ptr<MailSource> MakePopSource(MailboxSettings const& mailbox, Handshake* shown) {
     if (mailbox.security == Security::none) return std::make_unique<PlainPopSource>(mailbox);
-    return std::make_unique<SecurePopSource>(mailbox);
+    return std::make_unique<SecurePopSource>(mailbox, shown);
 }
 
 }  // namespace engine

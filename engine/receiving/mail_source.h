@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "engine/sending/secure_clients.h"
 #include "engine/sending/server_settings.h"
 
 // Where received mail comes from. Each source gives its mails one at a time, so that memory holds one of
@@ -56,7 +57,8 @@ class MboxSource : public MailSource {
     std::unique_ptr<File> file_;
 };
 
-// A mailbox on a server, plain or secured. Throws Failure when it cannot be opened.
-std::unique_ptr<MailSource> MakePopSource(MailboxSettings const& mailbox);
+// A mailbox on a server, plain or secured. `shown`, unless null, becomes what the server showed of itself.
+// Throws Failure when it cannot be opened.
+std::unique_ptr<MailSource> MakePopSource(MailboxSettings const& mailbox, Handshake* shown = nullptr);
 
 }  // namespace engine

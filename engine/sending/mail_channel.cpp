@@ -49,6 +49,11 @@ class PlainChannel : public MailChannel {
         return Judge(client_.Send());
     }
 
+    ChannelCheck Check() override {
+        if (client_.CheckConversation() == MailSend::CheckPassed) return {true, {}, {}};
+        return {false, OnOneLine(TextOf(client_.GetErrMsg())), {}};
+    }
+
   private:
     Verdict Judge(int result) {
         if (result == MailSend::SendAccepted) return {Outcome::sent, {}};
@@ -91,6 +96,14 @@ class SecureChannel : public MailChannel {
         if (last || !sent) sent_ = 0;
         // A server that has had enough of this connection has not taken the mail.
         return !sent && kept && client_.GetFailure().IsFarewell() ? Send(mail) : verdict;
+    }
+
+    ChannelCheck Check() override {
+        client_.Prepare(server_);
+        bool const works = client_.Do(smtps_connect) == platform::component_ok;
+        ChannelCheck check{works, works ? std::string() : client_.Reason(), client_.LastHandshake()};
+        client_.Disconnect();
+        return check;
     }
 
   private:

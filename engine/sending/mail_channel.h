@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "engine/sending/secure_clients.h"
 #include "engine/sending/server_settings.h"
 #include "tessaly/delivery.h"
 
@@ -29,10 +30,19 @@ struct Verdict {
     bool hopeless = false;  // and so would trying again
 };
 
+// Whether a mail could be handed over, without one.
+struct ChannelCheck {
+    bool works = false;
+    std::string reason;  // where it does not
+    Handshake handshake;
+};
+
 class MailChannel {
   public:
     virtual ~MailChannel() = default;
     virtual Verdict Send(OutgoingMail const& mail) = 0;
+    // The same way as far as the login, and QUIT.
+    virtual ChannelCheck Check() = 0;
 };
 
 std::unique_ptr<MailChannel> MakeMailChannel(ServerSettings const& server, CString const& sender);

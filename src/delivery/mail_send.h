@@ -146,6 +146,8 @@ class TESSALY_API MailSend {
     // alone. Without authentication it ends after the greeting. Result: 0, CheckNotConnected, or -2 to -4 of
     // SendResult.
     int CheckSMTP();
+    // All that Send does before the mail: as CheckSMTP, but without authentication it goes on to HELO.
+    int CheckConversation();
     // The recipients refused by the last Send, in place of what `list` held. Returns 1.
     int GetErrList(CArray<MailSendErr, MailSendErr&>& list) const;
     CErrMsg& GetErrMsg() { return last_error_; }
@@ -206,6 +208,7 @@ class TESSALY_API MailSend {
     int StartConnection(char const* host, int port);
     bool OpenSocket();
     int RunSend();
+    int RunCheck(CheckOnly check_only);
     bool HasConnection();
     int MissingField();
     int CheckValues();

@@ -283,14 +283,18 @@ CString MailSend::MakeMail() {
     return delivery::MakeWireText(parts);
 }
 
-int MailSend::CheckSMTP() {
+int MailSend::CheckSMTP() { return RunCheck(CheckOnly::yes); }
+
+int MailSend::CheckConversation() { return RunCheck(CheckOnly::no); }
+
+int MailSend::RunCheck(CheckOnly check_only) {
     failure_ = {};
     error_list_.RemoveAll();
     conversation_log_.Note("[CheckSMTP] ProcStart");
     int result = CheckCredentials();
     if (result == SendAccepted) {
         if (!HasConnection()) return CheckNotConnected;
-        result = RunConversation("[CheckSMTP] ", CheckOnly::yes, nullptr);
+        result = RunConversation("[CheckSMTP] ", check_only, nullptr);
     }
     CloseConversation(result);
     conversation_log_.Write();

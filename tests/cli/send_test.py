@@ -132,6 +132,20 @@ class Send(CommandTest):
         self.tessaly("settings", "shop.tsl", "smtp.auth=none")
         self.assertIn("[530 5.7.0 Authentication required]", self.send("--smtp", self.server, code=1).err)
 
+    def test_a_check_and_a_mailing_agree(self):
+        self.new_mailing()
+        plain, login = "250-here\r\n250 AUTH PLAIN", "250-here\r\n250 AUTH LOGIN"
+        for auth, answers, works in (("none", {"HELO": "502 no"}, False), ("any", {"EHLO": "502 no"}, False),
+                                     ("any", {"EHLO": plain, "AUTH": "334 ", "DQB1AHA=": "235 in"}, True),
+                                     ("any", {"EHLO": login, "AUTH": "334 bm8=", "DQ==": "334 bm8=", "CA==": "235 in"}, False)):
+            server = SmtpServer(self, answers)
+            self.tessaly("settings", "shop.tsl", "smtp.auth=" + auth, *(() if auth == "none" else ("smtp.user=u", "smtp.password=p")))
+            checked = self.tessaly("check", "shop.tsl", "--smtp", server.address, code=0 if works else 1).out
+            sent = self.send("--smtp", server.address, "--threads", 1, code=0 if works else 1)
+            if not works:
+                reason = checked.split("つながりません: ")[1].splitlines()[0]
+                self.assertIn(reason, sent.err)
+
     def test_a_server_that_is_not_there(self):
         self.new_mailing(*(f"n{i}@example.jp,表,,Y" for i in range(40)))
         with socket.create_server(("127.0.0.1", 0)) as taken:
