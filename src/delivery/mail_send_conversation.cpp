@@ -41,6 +41,8 @@ constexpr char const* challenge_too_long_text =
     "サーバーから届いた認証用の文字列が長すぎます.\r\n(%d バイト、上限 %d バイト)";
 constexpr char const* login_not_supported_text = "サーバがLOGINに対応していない可能性があります。";
 
+static_assert(MailSend::login_prompt_limit == protocol::SmtpConversation::login_prompt_limit);
+
 bool HasLineEnd(CString const& text) { return text.View().find_first_of("\r\n") != std::string_view::npos; }
 
 // Why an address cannot stand in a command; null if it can.
