@@ -109,7 +109,7 @@ void SendTest(Session& session, SendRequest const& request) {
 
 // --- A stored mail to its recipients ---
 
-// Who is still to get the mail; says whom it leaves out, and why.
+// The recipients who are still to get the mail. Tells the front end how many are left out, and why.
 class Choice {
   public:
     Choice(Session& session, HistoryListViewer& history)
