@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <memory>
+
 #include "tests/support/reply_limit.h"
 #include "tests/support/scripted_server.h"
 
@@ -28,6 +30,15 @@ struct Client : MailPop {
         return text;
     }
 };
+
+// What the server got behind the login, a "|" in place of each line end.
+std::string Commands(ScriptedServer& server) {
+    std::string text;
+    for (std::string const& line : server.Received())
+        if (!line.starts_with("USER") && !line.starts_with("PASS"))
+            text += line.substr(0, line.size() - 2) + "|";
+    return text;
+}
 
 // A server that drips, one byte at a time, is to be given up.
 unsigned LimitFor(std::string const& script) { return script.find('%') == script.npos ? 0 : 300; }
@@ -111,19 +122,23 @@ TEST(MailPop, MailboxesThatLie) {
     const struct {
         char const* script;
         int result, code, complete;
-        char const* list;
+        char const *list, *commands;
     } rows[] = {
-        {"+OK 0 0|", 1, 0, 0, ""},
-        {"-ERR|", 0, 16008, 0, ""},
-        {"+OK 2147483647 1|+OK\r\n1 1\r\n.|+OK\r\n1 a\r\n.|", 1, 0, 1, "1:1:a "},
-        {"+OK 1 1|+OK\r\n1 1\r\n2 2\r\n.|+OK\r\n2 b\r\n1 a\r\n3 c\r\n.|", 1, 0, 1, "1:1:a 2:2:b "},
-        {"+OK 1|+OK\r\nx -5\r\n\r\n.|-ERR what|", 1, 16008, 0, "0:-5: "},
-        {"+OK 1|-ERR|", 0, 16008, 0, ""},
-        {"+OK 1|+OK\r\n1 1|!", 0, 1, 0, "1:1: "},
-        {"+OK 1|+OK\r\n1 1\r\n.|+OK\r\n1 a|!", 1, 1, 0, "1:1:a "},
-        {"+OK 1|+OK\r\n1 1\r\n.|!", 0, 1, 0, "1:1: "},
-        {"+OK 1|%+OK\r\n1 1\r\n*", 0, 2320, 0, nullptr},
-        {"+OK 1|+OK\r\n1 1\r\n.|%+OK\r\n1 a\r\n*", 1, 2320, 0, "1:1:a "},
+        {"+OK 0 0|", 1, 0, 0, "", "STAT|"},
+        {"-ERR|", 0, 16008, 0, "", "STAT|"},
+        {"+OK 2147483647 1|+OK\r\n1 1\r\n.|+OK\r\n1 a\r\n.|", 1, 0, 1, "1:1:a ", "STAT|LIST|UIDL|"},
+        {"+OK  5 1|", 1, 0, 0, "", "STAT|"},
+        {"+OK 1|+OK\r\n1\r 7\r\n2  8\r\n\r\r\n.|+OK\r\n1  a\r\n2 b\rc d\r\n.|", 1, 0, 1, "1:7: 2:0:bc ",
+         "STAT|LIST|UIDL|"},
+        {"+OK 1 1|+OK\r\n1 1\r\n2 2\r\n.|+OK\r\n2 b\r\n1 a\r\n3 c\r\n.|", 1, 0, 1, "1:1:a 2:2:b ",
+         "STAT|LIST|UIDL|"},
+        {"+OK 1|+OK\r\nx -5\r\n\r\n.|-ERR what|", 1, 16008, 0, "0:-5: ", "STAT|LIST|UIDL|"},
+        {"+OK 1|-ERR|", 0, 16008, 0, "", "STAT|LIST|"},
+        {"+OK 1|+OK\r\n1 1|!", 0, 1, 0, "1:1: ", "STAT|LIST|"},
+        {"+OK 1|+OK\r\n1 1\r\n.|+OK\r\n1 a|!", 1, 1, 0, "1:1:a ", "STAT|LIST|UIDL|"},
+        {"+OK 1|+OK\r\n1 1\r\n.|!", 0, 1, 0, "1:1: ", "STAT|LIST|UIDL|"},
+        {"+OK 1|%+OK\r\n1 1\r\n*", 0, 2320, 0, nullptr, "STAT|LIST|"},
+        {"+OK 1|+OK\r\n1 1\r\n.|%+OK\r\n1 a\r\n*", 1, 2320, 0, "1:1:a ", "STAT|LIST|UIDL|"},
     };
     for (auto const& row : rows) {
         const ReplyLimit limit(LimitFor(row.script));
@@ -133,14 +148,16 @@ TEST(MailPop, MailboxesThatLie) {
         if (const std::size_t cut = script.find("|!"); cut != std::string::npos && script[cut - 1] != '.')
             script.replace(cut, 2, "\r\n!");
         ScriptedServer server(script);
-        Client client(server.Port());
-        ASSERT_EQ(1, client.Login());
-        EXPECT_EQ(row.result, client.PopListUidl()) << row.script;
-        EXPECT_EQ(row.code, client.Code()) << row.script;
-        EXPECT_EQ(row.complete, client.IsUidlComplete()) << row.script;
+        auto client = std::make_unique<Client>(server.Port());
+        ASSERT_EQ(1, client->Login());
+        EXPECT_EQ(row.result, client->PopListUidl()) << row.script;
+        EXPECT_EQ(row.code, client->Code()) << row.script;
+        EXPECT_EQ(row.complete, client->IsUidlComplete()) << row.script;
         if (row.list) {
-            EXPECT_EQ(row.list, client.List()) << row.script;
+            EXPECT_EQ(row.list, client->List()) << row.script;
         }
+        client.reset();
+        EXPECT_EQ(row.commands, Commands(server)) << row.script;
     }
 }
 

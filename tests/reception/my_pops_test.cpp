@@ -206,6 +206,117 @@ TEST_F(SecurePop, ListsThatDoNotEnd) {
     }
 }
 
+// Lines of the conversation ("> ", "< "), what is told of the connection ("- "), errors ("! ") and messages
+// ("# "), in their order.
+class Recorder {
+  public:
+    explicit Recorder(int port) : handle_(POPS_Create(Note, this)) {
+        Set(pops_server, "127.0.0.1");
+        Set(pops_port, port);
+        Set(pops_user, "mrose");
+        Set(pops_password, "tanstaaf");
+        Set(pops_time_limit, 5);
+    }
+    ~Recorder() { POPS_Destroy(handle_); }
+    Recorder(Recorder const&) = delete;
+    Recorder& operator=(Recorder const&) = delete;
+    int Set(int property, platform::ComponentValue const& value) {
+        return POPS_Set(handle_, property, 0, value, 0);
+    }
+    int Do(int method, int count) {
+        const platform::ComponentValue numbers[] = {2, 3};
+        return POPS_Do(handle_, method, count, numbers, nullptr);
+    }
+    POPSHandle Handle() const { return handle_; }
+    std::string const& Events() const { return events_; }
+
+  private:
+    static int Note(void* object, int event, void* parameters) {
+        std::string& events = static_cast<Recorder*>(object)->events_;
+        if (event == pops_event_trail) {
+            auto const& line = *static_cast<POPSPITrailEventParams*>(parameters);
+            events += std::string(1, "><-"[line.direction]) + " " + line.message + "|";
+        } else if (event == pops_event_error) {
+            auto const& error = *static_cast<POPSErrorEventParams*>(parameters);
+            events += "! " + std::to_string(error.code) + " " + error.description + "|";
+        } else if (event == pops_event_message_list) {
+            auto const& listed = *static_cast<POPSMessageListEventParams*>(parameters);
+            events += "# " + std::to_string(listed.number) + " " + listed.unique_id + "|";
+        }
+        return 0;
+    }
+
+    std::string events_;
+    POPSHandle const handle_;
+};
+
+// Line by line, and what is told between them.
+TEST(PopComponent, EventsInTheirOrder) {
+    constexpr int none = 0;
+    const std::string open = "- Connecting to mail server.|- Connected.|", in = "+OK|+OK|+OK|+OK 9|",
+                      told = "< +OK|> USER mrose|< +OK|> PASS ********|< +OK|> STAT|< +OK 9|",
+                      left = "> QUIT|< +OK bye|- Disconnected.|";
+    const struct {
+        std::string script;
+        int security, auth, method, arguments, result;
+        std::string events;  // behind `open`
+    } rows[] = {
+        {"-ERR [IN-USE] x|+OK bye", 0, 0, none, 0, 171, "< -ERR [IN-USE] x|! 171 -ERR [IN-USE] x|" + left},
+        {"+OK|+OK\r\nSTLS x\r\nTOP\r\n.|+OK|+OK|+OK 0 0", 3, 0, none, 0, 0,
+         "< +OK|> CAPA|< +OK|< STLS x|< TOP|< .|> USER mrose|< +OK|> PASS ********|< +OK|> STAT|< +OK 0 0|"},
+        {"+OK|-ERR what|+OK|+OK|+OK 0 0", 3, 0, none, 0, 0,
+         "< +OK|> CAPA|< -ERR what|> USER mrose|< +OK|> PASS ********|< +OK|> STAT|< +OK 0 0|"},
+        {"+OK|!", 3, 0, none, 0, 10053, "< +OK|> CAPA|- Disconnected.|"},
+        {"+OK|+OK\r\nTOP\r\n!", 3, 0, none, 0, 10053, "< +OK|> CAPA|< +OK|< TOP|- Disconnected.|"},
+        {"+OK|+OK\r\nSTLS\r\n.|-ERR later|+OK bye", 3, 0, none, 0, 277,
+         "< +OK|> CAPA|< +OK|< STLS|< .|> STLS|< -ERR later|! 277 STLS is not available: -ERR later|" + left},
+        {"+OK|-ERR no STLS|+OK bye", 2, 0, none, 0, 277,
+         "< +OK|> STLS|< -ERR no STLS|! 277 STLS is not available: -ERR no STLS|" + left},
+        {"+OK|-ERR who|+OK bye", 0, 0, none, 0, 171, "< +OK|> USER mrose|< -ERR who|! 171 -ERR who|" + left},
+        {"+OK|+OK|-ERR [AUTH] no|-ERR bye", 0, 0, none, 0, 171,
+         "< +OK|> USER mrose|< +OK|> PASS ********|< -ERR [AUTH] no|! 171 -ERR [AUTH] no|> QUIT|< -ERR bye|- "
+         "Disconnected.|"},
+        {"+OK|!", 0, 0, none, 0, 10053,
+         "< +OK|> USER mrose|! 10053 The server closed the connection.|- Disconnected.|"},
+        {"+OK hi|+OK bye", 0, 1, none, 0, 172, "< +OK hi|! 172 APOP timestamp not found.|" + left},
+        {"+OK <a@b@c>|+OK|+OK 3", 0, 1, none, 0, 0,
+         "< +OK <a@b@c>|> APOP mrose ********|< +OK|> STAT|< +OK 3|"},
+        {"+OK|+OK bye", 0, 7, none, 0, 101, "< +OK|! 101 Unknown way to log in.|" + left},
+        {in + "+OK\r\n1 a\r\n2  b c\r\n3\r\n.", 0, 0, pops_list, 0, 0,
+         told + "> UIDL|< +OK|< 1 a|# 1 a|< 2  b c|# 2 b c|< 3|# 3 |< .|"},
+        {in + "-ERR", 0, 0, pops_list, 0, 171, told + "> UIDL|< -ERR|! 171 -ERR|"},
+        {in + "+OK\r\n1 a\r\n!", 0, 0, pops_list, 0, 10053,
+         told + "> UIDL|< +OK|< 1 a|# 1 a|! 10053 The server closed the connection.|- Disconnected.|"},
+        {in + "+OK\r\n1 10\r\n.", 0, 0, pops_list_sizes, 0, 0, told + "> LIST|< +OK|< 1 10|< .|"},
+        {in + "+OK 2  b c", 0, 0, pops_message, 0, 0, told + "> UIDL 2|< +OK 2  b c|"},
+        {in + "-ERR gone", 0, 0, pops_message, 0, 171, told + "> UIDL 2|< -ERR gone|! 171 -ERR gone|"},
+        {in + "+OK\r\nx\r\n.", 0, 0, pops_retrieve, 1, 0, told + "> RETR 2|< +OK|"},
+        {in + "-ERR gone", 0, 0, pops_retrieve, 1, 171, told + "> RETR 2|< -ERR gone|! 171 -ERR gone|"},
+        {in + "+OK\r\nx\r\n!", 0, 0, pops_retrieve, 1, 10053,
+         told + "> RETR 2|< +OK|! 10053 The server closed the connection.|- Disconnected.|"},
+        {in + "-ERR no", 0, 0, pops_top, 2, 171, told + "> TOP 2 3|< -ERR no|! 171 -ERR no|"},
+        {in + "-ERR no", 0, 0, pops_delete, 1, 171, told + "> DELE 2|< -ERR no|! 171 -ERR no|"},
+        {in + "-ERR no", 0, 0, pops_noop, 0, 171, told + "> NOOP|< -ERR no|! 171 -ERR no|"},
+        {in + "-ERR no", 0, 0, pops_disconnect, 0, 171,
+         told + "> QUIT|< -ERR no|! 171 -ERR no|- Disconnected.|"},
+        {in + "!", 0, 0, pops_disconnect, 0, 10053,
+         told + "> QUIT|! 10053 The server closed the connection.|- Disconnected.|"},
+    };
+    for (auto const& row : rows) {
+        ScriptedServer server(row.script);
+        Recorder pop(server.Port());
+        pop.Set(pops_security, row.security);
+        pop.Set(pops_auth, row.auth);
+        int result = pop.Do(pops_connect, 0);
+        if (result == 0 && row.method == pops_message)
+            result = pop.Set(pops_message, 2);
+        else if (result == 0 && row.method != none)
+            result = pop.Do(row.method, row.arguments);
+        EXPECT_EQ(row.result, result) << row.script;
+        EXPECT_EQ(open + row.events, pop.Events()) << row.script;
+    }
+}
+
 // What is unknown is not taken for the plain way, nor for the password in clear.
 TEST_F(SecurePop, UnknownNumbers) {
     ScriptedServer server({test::Play("+OK|+OK"), test::Play("+OK|+OK")});
