@@ -18,35 +18,6 @@ namespace {
 constexpr char const* yes = "Y";
 constexpr char const* no = "N";
 constexpr int forgiving = 0;  // a bad field is left out
-constexpr char const* receipt_type = "message/disposition-notification";
-
-// The value of a field, unfolded, of a delivery report (RFC 3464) or a disposition notification (RFC 8098).
-CString FieldOf(MimeFormatStruct const& mail, char const* type, char const* field) {
-    for (MimeFormatStruct const& child : mail.m_aChild) {
-        if (!MimeDecodeTool::stristr(child.m_strContentType, type)) continue;
-        const std::string body = "\n" + std::string(child.m_strBody.View());
-        char const* at = MimeDecodeTool::stristr(body.c_str(), ("\n" + std::string(field) + ":").c_str());
-        if (!at) continue;
-        const std::string_view text = std::string_view(at).substr(std::string_view(at).find(':') + 1);
-        std::size_t end = text.find('\n');
-        while (end < text.size() - 1 && (text[end + 1] == ' ' || text[end + 1] == '\t'))
-            end = text.find('\n', end + 1);
-        CString value(text.substr(0, end));
-        value.Replace("\r\n", "");
-        return value.Trim();
-    }
-    return {};
-}
-
-CString ReportField(MimeFormatStruct const& mail, char const* field) {
-    return FieldOf(mail, "message/delivery-status", field);
-}
-
-// The mail that a receipt names where the analysis finds none: with nothing, or a line end, behind the colon.
-CString NamedByReceipt(MimeFormatStruct const& mail) {
-    CString id = FieldOf(mail, receipt_type, "Original-Message-ID");
-    return id.Trim("<>");
-}
 
 // Whether a registration's consent to mail is only what a new customer starts with. One who has refused mail
 // goes on refusing until she says otherwise.
@@ -82,14 +53,14 @@ Answer Answers::Take(std::string const& text) {
     Answer answer;
     answer.from = analyzer_.GetFromAddress();
     CString original_id = analyzer_.GetOriginalMessageID();
-    if (original_id.IsEmpty()) original_id = NamedByReceipt(mail);
+    if (original_id.IsEmpty()) original_id = analyzer_.GetDispositionReport().original_message_id;
     if (auto const original = OriginalOf(original_id)) {
         answer.mail = original->mail;
         answer.customer = original->customer;
     }
     switch (analyzer_.GetMailType()) {
-        case MailAnalyzer::error_mail: Bounce(mail, answer); break;
-        case MailAnalyzer::disposition_notification: Receipt(mail, answer); break;
+        case MailAnalyzer::error_mail: Bounce(answer); break;
+        case MailAnalyzer::disposition_notification: Receipt(answer); break;
         case MailAnalyzer::refuse: Refusal(answer); break;
         case MailAnalyzer::regist: Registration(answer); break;
         default: answer.keep = true;
@@ -156,9 +127,10 @@ bool Answers::IsCurrent(HistoryListViewer& history, Answer& answer) const {
     return false;
 }
 
-void Answers::Bounce(MimeFormatStruct const& mail, Answer& answer) {
+void Answers::Bounce(Answer& answer) {
+    DeliveryReport const& report = analyzer_.GetDeliveryReport();
     answer.kind = AnswerKind::bounce;
-    if (Holds(ReportField(mail, "Action"), "delayed")) {
+    if (Holds(report.action, "delayed")) {
         answer.kind = AnswerKind::delay;
         answer.effect = "まだ届けようとしています";
         return;
@@ -179,24 +151,24 @@ void Answers::Bounce(MimeFormatStruct const& mail, Answer& answer) {
         answer.effect = "もう記録されています";
         return;
     }
-    bool const permanent = ReportField(mail, "Status").Left(1) == "5";
+    bool const permanent = report.status.Left(1) == "5";
     bool const again = !permanent && session_.Setting("retry.allowed") != "N" &&
                        number < session_.NumberSetting("retry.max");
     state = again ? status_waiting : status_with_errors;
     if (apply_) history->TransferState(answer.customer, state, 1);
     answer.effect = again ? "再送信を待つようにしました" : "エラーにしました";
-    const CString code = ReportField(mail, "Diagnostic-Code");
-    if (!code.IsEmpty()) answer.effect += ": " + OnOneLine(GuessedText(code.View()));
+    if (!report.diagnostic_code.IsEmpty())
+        answer.effect += ": " + OnOneLine(GuessedText(report.diagnostic_code.View()));
 }
 
-void Answers::Receipt(MimeFormatStruct const& mail, Answer& answer) {
+void Answers::Receipt(Answer& answer) {
     answer.kind = AnswerKind::receipt;
     if (answer.mail < 0) {
         answer.effect = "どのメールのものか分かりません";
         answer.keep = true;
         return;
     }
-    if (Holds(FieldOf(mail, receipt_type, "Disposition"), "deleted")) {
+    if (Holds(analyzer_.GetDispositionReport().disposition, "deleted")) {
         answer.effect = "読まずに削除されました";
         return;
     }

@@ -43,8 +43,8 @@ class Answers {
         int mail, customer;
     };
 
-    void Bounce(MimeFormatStruct const& mail, Answer& answer);
-    void Receipt(MimeFormatStruct const& mail, Answer& answer);
+    void Bounce(Answer& answer);
+    void Receipt(Answer& answer);
     void Refusal(Answer& answer);
     void Registration(Answer& answer);
     std::optional<Original> OriginalOf(CString const& message_id);

@@ -117,6 +117,8 @@ void MailAnalyzer::InitMember() {
         text->Empty();
     send_date_ = COleDateTime::GetCurrentTime();
     mail_.Init();
+    delivery_report_ = {};
+    disposition_report_ = {};
     attachments_.clear();
     body_found_ = regist_when_empty_ = refuse_by_keyword_ = 0;
 }
@@ -148,6 +150,7 @@ int MailAnalyzer::MailAnalysis() {
     SetMailBodyAndAttachFileArray(mail_);
     if (HeaderOf(mail_, "subject")) subject_ = reception::SubjectOf(mail_);
     reception::TakeSendDate(mail_, send_date_);
+    TakeReports();
     CString original;
     if (CheckMDNsMail()) {
         type_ = disposition_notification;
@@ -200,6 +203,18 @@ int MailAnalyzer::CheckErrorMail() const {
                    return std::all_of(words.begin(), words.end(),
                                       [&](std::string_view word) { return ContainsNoCase(subject, word); });
                });
+}
+
+void MailAnalyzer::TakeReports() {
+    auto const of_delivery = [&](std::string_view field) {
+        return reception::ReportField(mail_, "message/delivery-status", field);
+    };
+    auto const of_disposition = [&](std::string_view field) {
+        return reception::ReportField(mail_, "message/disposition-notification", field);
+    };
+    delivery_report_ = {of_delivery("Action"), of_delivery("Status"), of_delivery("Diagnostic-Code"),
+                        of_delivery("Final-Recipient")};
+    disposition_report_ = {of_disposition("Disposition"), of_disposition("Original-Message-ID").Trim("<>")};
 }
 
 CString MailAnalyzer::OriginalOfReceipt() {

@@ -7,6 +7,7 @@
 #include "platform/cstring.h"
 #include "platform/export.h"
 #include "platform/ole_date_time.h"
+#include "reception/mail_reports.h"
 
 // Looks through one received mail: what kind it is of, who sent it and when, its subject and text in
 // Shift-JIS, its attachments, and the Message-ID of the mail of ours that it answers. No file or network
@@ -56,6 +57,9 @@ class TESSALY_API MailAnalyzer : public MimeDecodeTool {
     CString GetDecodeMailSubject() const { return subject_; }
     COleDateTime GetMailSendDate() const { return send_date_; }  // local time
     int GetAttachFileNum() const { return static_cast<int>(attachments_.size()); }
+    // What the report in the mail says, whatever type the mail is taken for; all empty without one.
+    DeliveryReport const& GetDeliveryReport() const { return delivery_report_; }
+    DispositionReport const& GetDispositionReport() const { return disposition_report_; }
     // A copy of an attachment. 0 for an index outside the list.
     int GetAttachFileData(int index, MimeFormatStruct& part) const;
 
@@ -68,6 +72,7 @@ class TESSALY_API MailAnalyzer : public MimeDecodeTool {
     int CheckErrorMail() const;
     int CheckRefuseMail() const;
     int CheckRegisterMail();
+    void TakeReports();
     CString OriginalOfReceipt();
     CString OriginalOfBounce();
     void SetMailBodyAndAttachFileArray(MimeFormatStruct const& mail);
@@ -80,6 +85,8 @@ class TESSALY_API MailAnalyzer : public MimeDecodeTool {
     CString body_;
     CString subject_;
     COleDateTime send_date_;
+    DeliveryReport delivery_report_;
+    DispositionReport disposition_report_;
     MimeFormatStruct mail_;
     std::vector<MimeFormatStruct> attachments_;
     int body_found_ = 0;

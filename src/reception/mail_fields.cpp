@@ -85,6 +85,23 @@ class DateParts {
     std::size_t at_ = 0;
 };
 
+// The first field of a name in the text of a report, with the lines that continue it, from behind its colon.
+std::string_view FieldIn(std::string_view text, std::string_view name) {
+    for (std::size_t line = 0; line < text.size();) {
+        std::size_t end = text.find('\n', line);
+        std::string_view rest = text.substr(line);
+        if (mime::EqualNoCase(rest.substr(0, name.size()), name) &&
+            rest.substr(name.size()).starts_with(':')) {
+            while (end != npos && end + 1 < text.size() && (text[end + 1] == ' ' || text[end + 1] == '\t'))
+                end = text.find('\n', end + 1);
+            return text.substr(line, end - line).substr(name.size() + 1);
+        }
+        if (end == npos) break;
+        line = end + 1;
+    }
+    return {};
+}
+
 constexpr long seconds_per_minute = 60;
 constexpr std::string_view blank = " ";
 constexpr std::string_view blank_or_colon = " :";
@@ -211,6 +228,18 @@ CString SubjectOf(MimeFormatStruct const& mail) {
     MIMEbase64decoding(decoded.data(), *value);
     const std::string_view text = decoded.c_str();
     return CString(text.substr(text.starts_with(' ') ? 1 : 0));
+}
+
+CString ReportField(MimeFormatStruct const& mail, std::string_view type, std::string_view field) {
+    for (MimeFormatStruct const& child : mail.m_aChild) {
+        if (!mime::ContainsNoCase(child.m_strContentType.View(), type)) continue;
+        const std::string_view found = FieldIn(child.m_strBody.View(), field);
+        if (found.data() == nullptr) continue;
+        CString value(found);
+        value.Replace("\r\n", "");
+        return value.Trim();
+    }
+    return {};
 }
 
 bool TakeSendDate(MimeFormatStruct const& mail, COleDateTime& date) {

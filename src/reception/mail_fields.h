@@ -28,6 +28,9 @@ bool TakeReferencedID(MimeFormatStruct const& mail, CString& id);
 bool TakeFromAddress(MimeFormatStruct const& mail, CString& address);
 // The decoded subject, empty without one.
 CString SubjectOf(MimeFormatStruct const& mail);
+// The value of a field, unfolded and trimmed, in the first part of a type ("message/delivery-status") that
+// has it; empty without one. Only the parts of the mail itself are looked at, not theirs.
+CString ReportField(MimeFormatStruct const& mail, std::string_view type, std::string_view field);
 // The header "date" in local time; false for one that is none.
 bool TakeSendDate(MimeFormatStruct const& mail, COleDateTime& date);
 

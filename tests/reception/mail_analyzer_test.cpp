@@ -116,6 +116,39 @@ TEST_F(MailAnalyzerTest, OriginalsOfReceiptsAndBounces) {
     EXPECT_EQ("r@s", Analysed(from + "\r\nMessage-ID: <m@n>\r\n").GetOriginalMessageID());
 }
 
+TEST_F(MailAnalyzerTest, Reports) {
+    auto const part = [](char const* type, char const* fields) {
+        return "--b\r\nContent-Type: message/" + std::string(type) + "\r\n\r\n" + fields + "\r\n";
+    };
+    const struct {
+        std::string parts;
+        char const *action, *status, *code, *recipient, *disposition, *original;
+    } rows[] = {
+        {part("delivery-status",
+              "Reporting-MTA: dns; x\r\n\r\nFinal-Recipient: rfc822; a@b\r\naction:Failed\r\n"
+              "Status: 5.1.1 \r\nDiagnostic-Code: smtp;\r\n\t550 no such\r\n user\r\n"),
+         "Failed", "5.1.1", "smtp;\t550 no such user", "rfc822; a@b", "", ""},
+        // The first value counts, a part that lacks a field leaves it to the next one, and a longer name or a
+        // field inside of a line is another.
+        {part("DELIVERY-STATUS", "X-Action: x\r\nActions: x\r\n\r\nAction:\r\nAction: failed") +
+             part("delivery-status", "Status: 4.4.1\r\nStatus: 5.0.0"),
+         "", "4.4.1", "", "", "", ""},
+        {part("disposition-notification", "Original-Message-ID:\r\n <o@p>\r\nDisposition: x; deleted"), "",
+         "", "", "", "x; deleted", "o@p"},
+        {part("rfc822", "Action: failed"), "", "", "", "", "", ""},
+    };
+    for (auto const& row : rows) {
+        Analysed(Report("x", row.parts));
+        DeliveryReport const& delivery = analyzer.GetDeliveryReport();
+        EXPECT_EQ(row.action, delivery.action) << row.parts;
+        EXPECT_EQ(row.status, delivery.status) << row.parts;
+        EXPECT_EQ(row.code, delivery.diagnostic_code) << row.parts;
+        EXPECT_EQ(row.recipient, delivery.final_recipient) << row.parts;
+        EXPECT_EQ(row.disposition, analyzer.GetDispositionReport().disposition) << row.parts;
+        EXPECT_EQ(row.original, analyzer.GetDispositionReport().original_message_id) << row.parts;
+    }
+}
+
 TEST_F(MailAnalyzerTest, AddressesSubjectsAndDates) {
     const std::pair<char const*, char const*> addresses[] = {{"From: \"a <x@y>\" <b@c>", "b@c"},
                                                              {"From: b@c (name <x@y>)", "b@c"},
