@@ -66,6 +66,7 @@ int Run(std::string const& section, std::string const& data, int smtp_port, int 
     if (section == "mime") Mime(data);
     if (section == "mime") Received(data);
     if (section == "mime") Composed();
+    if (section == "merge" || section == "outgoing") Outgoing();
     if (section == "pop3") Pop(pop3_port);
     if (section == "smtp1") Smtp(data, smtp_port, 1);
     if (section == "smtp4") Smtp(data, smtp_port, 4);

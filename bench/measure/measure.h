@@ -52,6 +52,7 @@ void Mailing(int port);
 void Secure();
 void Received(std::string const& data);
 void Composed();
+void Outgoing();
 void Pop(int port);
 void Table(std::string const& data);
 void Programs();

@@ -46,6 +46,11 @@ MailVersion const& MailContent::For(char const* address) const {
     return versions[static_cast<std::size_t>(CXEmail::GetTermTypeFromMailAddr(address))];
 }
 
+MailVersion HtmlVersion(CString const& subject, CString const& stored) {
+    auto const parts = std::make_shared<CMimeAnalyze const>(PartsOf(stored));
+    return {subject, TextIn(*parts), {}, parts};
+}
+
 MailContent ContentOf(Draft const& draft) {
     MailContent content;
     content.versions[pc] = {draft.subject, draft.body, {}, nullptr};
@@ -63,12 +68,11 @@ MailContent ContentOf(Session& session, int mail) {
     content.mail = mail;
     for (int terminal = 0; terminal < terminal_count; ++terminal) {
         MailVersion& version = content.versions[static_cast<std::size_t>(terminal)];
-        version.subject = stored.m_strSubject[terminal];
-        version.body = CrLfConverter(stored.m_strBody[terminal]);
-        if (HoldsMime(KindOf(session, mail), terminal) && !version.body.IsEmpty()) {
-            version.html = std::make_shared<CMimeAnalyze const>(PartsOf(stored.m_strBody[terminal]));
-            version.body = TextIn(*version.html);
-        }
+        CString const &subject = stored.m_strSubject[terminal], &body = stored.m_strBody[terminal];
+        if (HoldsMime(KindOf(session, mail), terminal) && !body.IsEmpty())
+            version = HtmlVersion(subject, body);
+        else
+            version = {subject, CrLfConverter(body), {}, nullptr};
         for (AttachData const& attachment : stored.m_aAttach[terminal])
             version.attachments.push_back(AttachmentPart(
                 attachment,

@@ -28,6 +28,10 @@ struct MailContent {
     MailVersion const& For(char const* address) const;
 };
 
+// An HTML mail without attachments, out of the text of a whole MIME mail. Throws Failure for one that is
+// none.
+MailVersion HtmlVersion(CString const& subject, CString const& stored);
+
 // The same for every terminal.
 MailContent ContentOf(Draft const& draft);
 // A stored mail. Throws Failure for one without a text.

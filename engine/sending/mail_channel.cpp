@@ -38,14 +38,7 @@ class PlainChannel : public MailChannel {
     }
 
     Verdict Send(OutgoingMail const& mail) override {
-        client_.ClearMailHeader();
-        for (CString const& line : mail.header) client_.AddHeader(line);
-        client_.SetContentType(mail.type, mail.subtype, mail.parameters);
-        client_.SetBody(mail.body);
-        client_.ClearAttachFile();
-        for (CString const& part : *mail.attachments) client_.AddAttachFile(part);
-        client_.SetRecipient(mail.recipient);
-        client_.SetMessageID(mail.message_id);
+        Fill(client_, mail);
         return Judge(client_.Send());
     }
 

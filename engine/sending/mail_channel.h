@@ -2,22 +2,14 @@
 
 #include <memory>
 #include <string>
-#include <vector>
 
+#include "engine/sending/outgoing_mail.h"
 #include "engine/sending/secure_clients.h"
 #include "engine/sending/server_settings.h"
 #include "tessaly/delivery.h"
 
 // One connection to the server for outgoing mail, plain or secured: what a thread of a mailing sends through.
 namespace engine {
-
-// One recipient's mail.
-struct OutgoingMail {
-    std::vector<CString> header;  // lines
-    CString type, subtype, parameters, body;
-    std::vector<CString> const* attachments;  // finished parts
-    CString recipient, message_id;
-};
 
 enum class Outcome { sent, refused, failed };  // refused: for good, and she alone
 

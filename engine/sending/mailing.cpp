@@ -10,7 +10,6 @@
 
 #include "engine/base/crossing.h"
 #include "engine/mails/mail_text.h"
-#include "engine/mails/merged_mail.h"
 #include "tessaly/delivery.h"
 #include "tessaly/text.h"
 
@@ -32,27 +31,6 @@ CString MessageIdText(int mail, CString const& sender) {
     text.Format("tessaly-%08x", std::random_device()());
     if (mail != new_mail) text = mail_mark + CString(std::to_string(mail).c_str()) + "." + text;
     return text + "@" + sender.Mid(sender.Find('@') + 1);
-}
-
-// An address in a mailto URI (RFC 6068 2): every byte that can mean something else there, and every one that
-// no URI may hold, is percent-encoded.
-CString MailtoAddress(CString const& address) {
-    constexpr std::string_view as_they_are = "-._~!$'()*+:";
-    const std::string_view text = address.View();
-    CString encoded;
-    for (std::size_t at = 0; at < text.size(); ++at) {
-        auto const byte = static_cast<unsigned char>(text[at]);
-        bool const alphanumeric =
-            (byte >= '0' && byte <= '9') || (byte >= 'A' && byte <= 'Z') || (byte >= 'a' && byte <= 'z');
-        if (alphanumeric || as_they_are.find(text[at]) != text.npos || at == text.rfind('@')) {
-            encoded += text[at];
-            continue;
-        }
-        CString code;
-        code.Format("%%%02X", byte);
-        encoded += code;
-    }
-    return encoded;
 }
 
 bool ReadNumber(std::string_view text, int& number) {
@@ -88,22 +66,6 @@ std::optional<MailNumbers> NumbersIn(std::string_view message_id) {
     return ours ? std::optional(numbers) : std::nullopt;
 }
 
-std::vector<CString> HeaderLines(Mailbox const& from, MailContent const& content, Mailbox const& to,
-                                 CString const& subject) {
-    std::vector<CString> lines;
-    lines.push_back(HeaderLine("From", Mailbox{Mailable(from.name, true), from.address}));
-    Mailbox const& reply_to = content.reply_to;
-    if (!reply_to.address.IsEmpty())
-        lines.push_back(HeaderLine("Reply-To", Mailbox{Mailable(reply_to.name, true), reply_to.address}));
-    lines.push_back(HeaderLine("To", to));
-    lines.push_back("Date: " + MailSend::MakeSmtpDateNow(""));
-    lines.push_back(HeaderLine("Subject", subject));
-    lines.push_back("List-Unsubscribe: <mailto:" + MailtoAddress(from.address) +
-                    "?subject=unsubscribe&body=%3CREFUSE%3E>");
-    if (content.asks_receipt) lines.push_back("Disposition-Notification-To: " + from.address);
-    return lines;
-}
-
 // One thread's way to the server.
 class Mailing::Client {
   public:
@@ -124,10 +86,8 @@ class Mailing::Client {
             delivery.reply = "メールアドレスの形が正しくありません";
             return delivery;
         }
-        MailVersion const& version = mailing_.content_.For(customer.Email);
         delivery.message_id = MailSend::MakeMessageID(mailing_.message_id_text_, id);
-        const OutgoingMail mail = Made(Merge(version, mailing_.content_.honorific, customer),
-                                       version.attachments, delivery.message_id);
+        const OutgoingMail mail = MailTo(customer, mailing_.content_, mailing_.from_, delivery.message_id);
         for (int attempt = 1;; ++attempt) {
             verdict_ = channel_->Send(mail);
             if (verdict_.connected || attempt == connect_tries || mailing_.front_.Stopped()) break;
@@ -142,26 +102,6 @@ class Mailing::Client {
     Verdict const& LastVerdict() const { return verdict_; }
 
   private:
-    OutgoingMail Made(MergedMail const& text, std::vector<CString> const& attachments,
-                      CString const& message_id) const {
-        OutgoingMail mail{
-            HeaderLines(mailing_.from_, mailing_.content_, {text.to_name, text.to_address}, text.subject),
-            "text",
-            "plain",
-            "; charset=ISO-2022-JP",
-            text.body,
-            &attachments,
-            text.to_address,
-            message_id};
-        if (text.mime) {
-            mail.type = text.mime->type;
-            mail.subtype = text.mime->subtype;
-            mail.parameters = text.mime->parameters;
-            mail.body = text.mime->body;
-        }
-        return mail;
-    }
-
     Mailing const& mailing_;
     std::unique_ptr<MailChannel> channel_;
     Verdict verdict_;

@@ -65,11 +65,6 @@ class Mailing {
     std::string stopped_;
 };
 
-// The header lines of a mail, in their order on the wire. Who does not want more mail can say so with the
-// List-Unsubscribe of every mail (RFC 2369 3.2); a receipt (RFC 8098 2.1) is asked for by `content`.
-std::vector<CString> HeaderLines(Mailbox const& from, MailContent const& content, Mailbox const& to,
-                                 CString const& subject);
-
 // The Message-IDs of a mailing hold the numbers of the mail and of the customer, so that an answer leads to
 // both in one step; other mail programs keep them as they are.
 struct MailNumbers {

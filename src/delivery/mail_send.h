@@ -191,6 +191,8 @@ class TESSALY_API MailSend {
     int Disconnect();
     // Sends `command` and CR LF. 1; or 0 with the socket error in GetErrMsg() if `reportFailure`.
     int SendCommand(CString command, int reportFailure);
+    // What Send puts on the wire for the present mail, behind DATA: its text with dots and closing line.
+    CString MakeMail();
 
     int m_bSmtpAuth = 0;
     int bIsConnected = 0;
@@ -214,7 +216,6 @@ class TESSALY_API MailSend {
     int CheckValues();
     int CheckCredentials();
     protocol::AllowedMethods AllowedMethods() const;
-    CString MakeMail();
     protocol::SmtpOptions Options(CString const& local_name) const;
     CString LocalName(char const* caller);
     int RunConversation(char const* caller, CheckOnly check_only, CString* wire_text);
