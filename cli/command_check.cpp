@@ -84,8 +84,8 @@ void Run(Arguments const& arguments) {
     if (has_smtp) works = CheckSmtp(ServerOf(session, arguments.smtp));
     if (has_pop) works = CheckPop(MailboxOf(session, arguments.pop)) && works;
     if (!works)
-        throw Failure("設定を見直してください。「tessaly settings " + arguments.env_file +
-                      "」で一覧を見られます。");
+        throw Failure(Failure::server_failed, "設定を見直してください。「tessaly settings " +
+                                                  arguments.env_file + "」で一覧を見られます。");
 }
 
 }  // namespace

@@ -65,7 +65,9 @@ void List(Arguments const& arguments) {
                   << (shown < ids.size() ? "のうち " + Grouped(shown) + "件" : "") << "\n";
 }
 
-[[noreturn]] void Unknown(int id) { throw Failure("その個人情報IDの顧客はいません: " + std::to_string(id)); }
+[[noreturn]] void Unknown(int id) {
+    throw Failure(Failure::customer_not_found, "その個人情報IDの顧客はいません: " + std::to_string(id));
+}
 
 OneCustomer Fetch(Session& session, int id) {
     OneCustomer customer;
@@ -93,10 +95,11 @@ void RefuseKnownAddress(Session& session, CString const& address, int own_id) {
     int const id = session.Customers().SearchCustomerOneElement(customers::element_address, address, -1,
                                                                 static_cast<Direction>(0));
     if (id >= 0 && id != own_id) {
-        throw Failure("このメールアドレスの顧客はもういます: 個人情報ID " + std::to_string(id) +
-                      (session.Customers().FindCustomerID(id, 0) == 1
-                           ? ""
-                           : " (削除済み。customers restore で戻せます)"));
+        throw Failure(Failure::customer_exists, "このメールアドレスの顧客はもういます: 個人情報ID " +
+                                                    std::to_string(id) +
+                                                    (session.Customers().FindCustomerID(id, 0) == 1
+                                                         ? ""
+                                                         : " (削除済み。customers restore で戻せます)"));
     }
 }
 
@@ -104,10 +107,12 @@ void Store(Session& session, Elements const& elements, OneCustomer& customer,
            std::vector<std::string> const& values) {
     TakeValues(elements, values, customer);
     if (customer.Email.IsEmpty())
-        throw Failure("メールアドレスが必要です。「メールアドレス=...」を加えてください。");
+        throw Failure(Failure::invalid_value,
+                      "メールアドレスが必要です。「メールアドレス=...」を加えてください。");
     RefuseKnownAddress(session, customer.Email, customer.CustomerID);
     if (session.Customers().SetOneCustomerInfo(customer, 0) < 0)
-        throw Failure("顧客を書き込めません: " + TextOf(session.Customers().GetErrMsg()));
+        throw Failure(Failure::operation_failed,
+                      "顧客を書き込めません: " + TextOf(session.Customers().GetErrMsg()));
     session.SaveCustomers();
     ShowOne(session, elements, customer.CustomerID);
 }
@@ -135,8 +140,8 @@ void ChangeEach(Arguments const& arguments, char const* done, Change change) {
         if (session.Customers().FindCustomerID(id, 1) != 1) Unknown(id);
     for (int const id : arguments.ids)
         if (change(session.Customers(), id) < 0)
-            throw Failure("変えられませんでした: " + std::to_string(id) + "\n" +
-                          TextOf(session.Customers().GetErrMsg()));
+            throw Failure(Failure::operation_failed, "変えられませんでした: " + std::to_string(id) + "\n" +
+                                                         TextOf(session.Customers().GetErrMsg()));
     session.SaveCustomers();
     std::cout << Grouped(arguments.ids.size()) << "件を" << done << "\n";
 }
@@ -149,14 +154,15 @@ void Delete(Arguments const& arguments) {
 void Restore(Arguments const& arguments) {
     ChangeEach(arguments, "戻しました。", [](CDatabaseEdit& customers, int id) {
         if (customers.GetCustomerDataPinPoint(id, customers::element_address).IsEmpty())
-            throw Failure("消去された顧客は戻せません: " + std::to_string(id));
+            throw Failure(Failure::erased, "消去された顧客は戻せません: " + std::to_string(id));
         return customers.UnDeleteCustomer(id);
     });
 }
 
 void Erase(Arguments const& arguments) {
     if (!arguments.yes)
-        throw Failure("消去した個人情報は戻せません。消去してよければ --yes をつけてください。");
+        throw Failure(Failure::not_confirmed,
+                      "消去した個人情報は戻せません。消去してよければ --yes をつけてください。");
     ChangeEach(arguments, "消去しました (番号だけが残ります)。",
                [](CDatabaseEdit& customers, int id) { return customers.PhysicalDeletion(id); });
 }

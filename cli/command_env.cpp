@@ -46,7 +46,8 @@ void New(Arguments const& arguments) {
     if (!arguments.access.password_file.empty()) {
         password = FirstLineOf(arguments.access.password_file, "パスワードファイル");
         if (password.empty())
-            throw Failure("パスワードファイルの1行目が空です: " + arguments.access.password_file);
+            throw Failure(Failure::unsuitable_file,
+                          "パスワードファイルの1行目が空です: " + arguments.access.password_file);
     }
     CreateEnvironment(arguments.access, arguments.env_file, password);
     std::cout << "環境を作りました: " << arguments.env_file

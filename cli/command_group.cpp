@@ -55,14 +55,16 @@ std::vector<ExtractViewData> AllOf(ExtractListViewer& groups, State state) {
 void RefuseTaken(ExtractListViewer& groups, CString const& name, int own_id) {
     for (ExtractViewData const& group : AllOf(groups, State::live))
         if (group.ExtractID != own_id && group.Name == name)
-            throw Failure("その名前の宛先はもうあります: " + Label(group.ExtractID, name));
+            throw Failure(Failure::group_exists,
+                          "その名前の宛先はもうあります: " + Label(group.ExtractID, name));
 }
 
 CString NewName(ExtractListViewer& groups, std::string const& text, int own_id) {
     auto const is_control = [](char c) { return (c >= 0 && c < ' ') || c == 127; };
     if (text.empty() || std::any_of(text.begin(), text.end(), is_control))
-        throw Failure("名前は空にできず、改行なども入れられません。");
-    if (WholeNumber(text)) throw Failure("数だけの名前は、番号と見分けがつきません: " + text);
+        throw Failure(Failure::invalid_value, "名前は空にできず、改行なども入れられません。");
+    if (WholeNumber(text))
+        throw Failure(Failure::invalid_value, "数だけの名前は、番号と見分けがつきません: " + text);
     const CString name = Into(text, "名前");
     RefuseTaken(groups, name, own_id);
     return name;
@@ -81,13 +83,16 @@ ExtractViewData GroupNamed(ExtractListViewer& groups, std::string const& text, S
     };
     if (auto const wanted = find(state)) return *wanted;
     if (find(state == State::live ? State::deleted : State::live))
-        throw Failure(state == State::live ? "削除した宛先です: " + text + " (group restore で戻せます)"
-                                           : "この宛先は削除されていません: " + text);
-    throw Failure("その番号か名前の宛先はありません: " + text + "\n「tessaly group list」で見られます。");
+        throw state == State::live
+            ? Failure(Failure::deleted, "削除した宛先です: " + text + " (group restore で戻せます)")
+            : Failure(Failure::not_deleted, "この宛先は削除されていません: " + text);
+    throw Failure(Failure::group_not_found,
+                  "その番号か名前の宛先はありません: " + text + "\n「tessaly group list」で見られます。");
 }
 
 [[noreturn]] void NotChanged(ExtractListViewer& groups) {
-    throw Failure("保存した宛先の一覧を変えられません。\n" + TextOf(groups.GetErrMsg()));
+    throw Failure(Failure::operation_failed,
+                  "保存した宛先の一覧を変えられません。\n" + TextOf(groups.GetErrMsg()));
 }
 
 int AddToIndex(ExtractListViewer& groups, CString const& name) {
@@ -108,7 +113,8 @@ void Save(Arguments const& arguments) {
     ExtractResultDetail list;
     LoadRecipients(session, mail, list);
     if (!HasConditions(set) && list.GetRecordNumber() == 0)
-        throw Failure("このメールの宛先はまだ選ばれていません。「tessaly target」で選べます。");
+        throw Failure(Failure::no_conditions,
+                      "このメールの宛先はまだ選ばれていません。「tessaly target」で選べます。");
     const TargetOwner group{TargetOwner::group, AddToIndex(session.Groups(), name)};
     SafeChange whole(session.DataDirectory(), {index_file, group.ConditionsFile(), group.RecipientsFile()});
     session.SaveGroups();

@@ -27,7 +27,7 @@ struct Arguments {
 MimeFormatStruct Analyse(KeptMail const& kept, MailAnalyzer& analyzer) {
     std::ifstream file(kept.file, std::ios::binary);
     const std::string text{std::istreambuf_iterator<char>(file), {}};
-    if (!file) throw Failure("受信したメールを読めません: " + kept.file.string());
+    if (!file) throw Failure(Failure::unreadable_file, "受信したメールを読めません: " + kept.file.string());
     MimeFormatStruct mail;
     MimeDecodeTool::MimeDecode(CString(std::string_view(text)), mail);
     analyzer.InitMember();
@@ -69,7 +69,8 @@ void Show(Arguments const& arguments) {
                   << GuessedText(body.View()) << "\n";
         return;
     }
-    throw Failure("その番号の受信メールはありません: " + std::to_string(arguments.number));
+    throw Failure(Failure::received_mail_not_found,
+                  "その番号の受信メールはありません: " + std::to_string(arguments.number));
 }
 
 }  // namespace

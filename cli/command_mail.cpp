@@ -50,10 +50,12 @@ void New(Arguments const& arguments) { StoreNew(arguments, arguments.texts); }
 
 void Edit(Arguments const& arguments) {
     MailArguments const& texts = arguments.texts;
-    if (texts.ChangeNothing()) throw Failure("変えるものを指定してください (例: --draft FILE)。", exit_usage);
+    if (texts.ChangeNothing())
+        throw Failure(Failure::invalid_request, "変えるものを指定してください (例: --draft FILE)。");
     if (texts.clear_text &&
         (!texts.draft.empty() || !texts.html.empty() || TerminalNamed(texts.terminal) == pc))
-        throw Failure("--clear-text は、pc のほかの --terminal の文面を消すためのものです。", exit_usage);
+        throw Failure(Failure::invalid_request,
+                      "--clear-text は、pc のほかの --terminal の文面を消すためのものです。");
     const MailChanges changes(Terminal(), texts);
     Session session(arguments.access, arguments.env_file, Session::For::changing);
     RequireMail(session, arguments.mail);
@@ -70,13 +72,13 @@ void Import(Arguments const& arguments) {
 
 void Export(Arguments const& arguments) {
     if (std::filesystem::exists(arguments.file) && !arguments.force)
-        throw Failure("ファイルがもうあります: " + arguments.file +
-                      "\n上書きするなら --force をつけてください。");
+        throw Failure(Failure::file_exists, "ファイルがもうあります: " + arguments.file +
+                                                "\n上書きするなら --force をつけてください。");
     Session session(arguments.access, arguments.env_file, Session::For::reading);
     RequireMail(session, arguments.mail, Deleted::allow);
     const CString eml = EmlOf(ContentOf(session, arguments.mail).versions[pc]);
     bool const written = ReplaceFile(arguments.file, eml.View());
-    if (!written) throw Failure("書けませんでした: " + arguments.file);
+    if (!written) throw Failure(Failure::not_written, "書けませんでした: " + arguments.file);
     std::cout << "メールを書き出しました: " << arguments.file << "\n";
 }
 
@@ -166,10 +168,11 @@ void ChangeEach(Arguments const& arguments, Deleted which, char const* done,
     for (int const id : arguments.mails) {
         RequireMail(session, id, which);
         if (which == Deleted::allow && !IsDeleted(session, id))
-            throw Failure("削除されていないメールです: " + std::to_string(id));
+            throw Failure(Failure::not_deleted, "削除されていないメールです: " + std::to_string(id));
     }
     for (int const id : arguments.mails)
-        if ((session.Mails().*change)(id) < 0) throw Failure("変えられませんでした: " + std::to_string(id));
+        if ((session.Mails().*change)(id) < 0)
+            throw Failure(Failure::operation_failed, "変えられませんでした: " + std::to_string(id));
     session.SaveMails();
     std::cout << Grouped(arguments.mails.size()) << "件を" << done << "\n";
 }

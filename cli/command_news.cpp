@@ -22,7 +22,9 @@ void TakeProxy(Session& session, CInformationManager& information) {
     CString server, port, user, password;
     int number = 0, authenticates = 0;
     ReadServer(proxy, "news.proxy", server, number);
-    if (number == 0) throw Failure("news.proxy は「サーバー:ポート」の形で書いてください: " + proxy);
+    if (number == 0)
+        throw Failure(Failure::invalid_value,
+                      "news.proxy は「サーバー:ポート」の形で書いてください: " + proxy);
     const CString wanted_port = std::to_string(number).c_str(),
                   wanted_user = Into(session.Setting("news.proxy-user"), "news.proxy-user"),
                   wanted_password = Into(session.Setting("news.proxy-password"), "news.proxy-password");
@@ -32,7 +34,8 @@ void TakeProxy(Session& session, CInformationManager& information) {
         server == wanted_server && port == wanted_port && user == wanted_user && password == wanted_password;
     if (!known && !information.SetProxyAuthSetting(file, wanted_server, wanted_port, wanted_user,
                                                    wanted_password, wanted_user.IsEmpty() ? 0 : 1))
-        throw Failure("プロキシーの設定を書けません: " + session.DataDirectory() + "/proxy.ini");
+        throw Failure(Failure::not_written,
+                      "プロキシーの設定を書けません: " + session.DataDirectory() + "/proxy.ini");
 }
 
 void Run(Arguments const& arguments) {
@@ -47,13 +50,16 @@ void Run(Arguments const& arguments) {
         case CInformationManager::request_ok: break;
         case CInformationManager::request_proxy_refused:
             throw Failure(
+                Failure::server_failed,
                 "プロキシーに断られました。news.proxy-user と news.proxy-password を確かめてください。" +
-                said);
-        case CInformationManager::request_not_found: throw Failure("お知らせのページがありません。" + said);
+                    said);
+        case CInformationManager::request_not_found:
+            throw Failure(Failure::server_failed, "お知らせのページがありません。" + said);
         default:
-            throw Failure((result < 0 ? "プロキシーを通して、お知らせを見られませんでした。"
+            throw Failure(Failure::server_failed,
+                          (result < 0 ? "プロキシーを通して、お知らせを見られませんでした。"
                                       : "お知らせを見られませんでした。") +
-                          said);
+                              said);
     }
     if (date.GetStatus() == COleDateTime::valid)
         std::cout << "お知らせの更新日時: " << Out(date.Format("%Y/%m/%d %H:%M:%S")) << "\n";

@@ -33,7 +33,7 @@ struct Arguments {
 
 void Run(Arguments& arguments) {
     if (arguments.user.empty() != arguments.password_file.empty())
-        throw Failure("--user と --password-file は一緒に使います。", exit_usage);
+        throw Failure(Failure::invalid_request, "--user と --password-file は一緒に使います。");
     if (!arguments.user.empty()) {
         arguments.rules.user = arguments.user;
         arguments.rules.password = FirstLineOf(arguments.password_file, "パスワードファイル");
@@ -43,7 +43,7 @@ void Run(Arguments& arguments) {
     if (!arguments.certificate.empty()) {
         tls.emplace();
         if (!ReplaceFile(arguments.certificate, tls->Certificate()))
-            throw Failure("証明書を書けません: " + arguments.certificate);
+            throw Failure(Failure::not_written, "証明書を書けません: " + arguments.certificate);
     }
     TlsServer const* const secured = tls ? &*tls : nullptr;
     PostboxServer server(folder, arguments.rules, arguments.port, PostboxServer::Protocol::smtp, secured);
@@ -58,7 +58,7 @@ void Run(Arguments& arguments) {
             out.close();
             return static_cast<bool>(out);
         });
-        if (!written) throw Failure("ポート番号を書けません: " + arguments.port_file);
+        if (!written) throw Failure(Failure::not_written, "ポート番号を書けません: " + arguments.port_file);
     }
     std::cout << "ポストボックス: 127.0.0.1:" << server.Port() << " で待っています。届いたメールは "
               << folder.Path() << " に入ります (Ctrl-Cで終わります)。" << std::endl;
@@ -107,7 +107,7 @@ void AddPostboxCommand(CLI::App& program) {
         try {
             Run(*arguments);
         } catch (Error const& error) {
-            throw Failure(error.what());
+            throw Failure(Failure::operation_failed, error.what());
         }
     });
 }

@@ -51,7 +51,7 @@ void ShowMail(Session& session, MailContent const& content, MailVersion const& v
 OneCustomer Fetched(Session& session, int id) {
     OneCustomer customer;
     if (session.Customers().GetOneCustomerForEdit(customer, id) < 0)
-        throw Failure("その個人情報IDの顧客はいません: " + std::to_string(id));
+        throw Failure(Failure::customer_not_found, "その個人情報IDの顧客はいません: " + std::to_string(id));
     return customer;
 }
 
@@ -112,7 +112,9 @@ void ShowSizes(Session& session, Arguments const& arguments, MailContent const& 
                       << ">、" << Grouped(ids[terminal].size()) << "人中)\n";
         }
     }
-    if (!any) throw Failure("測る宛先がありません。先に「tessaly target」で宛先を選んでください。");
+    if (!any)
+        throw Failure(Failure::no_recipients,
+                      "測る宛先がありません。先に「tessaly target」で宛先を選んでください。");
 }
 
 // The HTML that the customer gets, for a browser.
@@ -121,7 +123,7 @@ void WritePage(MailVersion const& version, OneCustomer const& customer, std::str
     MergeInto(parts, customer);
     const std::string page = PageOf(parts);
     bool const written = ReplaceFile(file, page);
-    if (!written) throw Failure("書けませんでした: " + file);
+    if (!written) throw Failure(Failure::not_written, "書けませんでした: " + file);
     std::cout << "HTML: " << file << "\n";
 }
 
@@ -134,7 +136,8 @@ void PreviewStored(Arguments const& arguments) {
     TermType const terminal = arguments.terminal.empty() ? CXEmail::GetTermTypeFromMailAddr(customer.Email)
                                                          : TerminalNamed(arguments.terminal);
     MailVersion const& version = content.versions[static_cast<std::size_t>(terminal)];
-    if (!arguments.page.empty() && !version.html) throw Failure("この端末に届く文面にHTMLはありません。");
+    if (!arguments.page.empty() && !version.html)
+        throw Failure(Failure::unsuitable_mail, "この端末に届く文面にHTMLはありません。");
     ShowMail(session, content, version, {}, customer);
     const OneMail mail = ReadMail(session, arguments.mail);
     auto const& own = mail.m_aAttach[terminal].IsEmpty() ? mail.m_aAttach[pc] : mail.m_aAttach[terminal];
@@ -145,10 +148,13 @@ void PreviewStored(Arguments const& arguments) {
 void Preview(Arguments const& arguments) {
     bool const stored = arguments.mail != new_mail;
     if (stored == !arguments.draft.empty())
-        throw Failure("見るもの (メールの番号か --draft のどちらか) を1つ書いてください。", exit_usage);
-    if (arguments.customer < 0 && !arguments.size) throw Failure("--customer が必要です。", exit_usage);
+        throw Failure(Failure::invalid_request,
+                      "見るもの (メールの番号か --draft のどちらか) を1つ書いてください。");
+    if (arguments.customer < 0 && !arguments.size)
+        throw Failure(Failure::invalid_request, "--customer が必要です。");
     if (!stored && (arguments.size || !arguments.terminal.empty() || !arguments.page.empty()))
-        throw Failure("--size、--terminal、--html は、保存したメールだけに使えます。", exit_usage);
+        throw Failure(Failure::invalid_request,
+                      "--size、--terminal、--html は、保存したメールだけに使えます。");
     if (!arguments.terminal.empty()) TerminalNamed(arguments.terminal);
     if (stored)
         PreviewStored(arguments);

@@ -17,7 +17,8 @@ struct Arguments {
 
 Setting const& Named(std::string const& name) {
     if (Setting const* setting = FindSetting(name)) return *setting;
-    throw Failure("設定の名前が違います: " + name + "\n「tessaly settings ENV」で一覧を見られます。");
+    throw Failure(Failure::unknown_setting,
+                  "設定の名前が違います: " + name + "\n「tessaly settings ENV」で一覧を見られます。");
 }
 
 void Show(Session& session, Setting const& setting) {
@@ -38,7 +39,7 @@ void Run(Arguments const& arguments) {
         if (equals == item.npos) continue;
         changes = true;
         const std::string refusal = RefusalOf(setting, item.substr(equals + 1));
-        if (!refusal.empty()) throw Failure(setting.name + ": " + refusal);
+        if (!refusal.empty()) throw Failure(Failure::invalid_value, setting.name + ": " + refusal);
     }
     Session session(arguments.access, arguments.env_file,
                     changes ? Session::For::changing : Session::For::reading);

@@ -80,7 +80,8 @@ void Choose(Session& session, Elements const& elements, Arguments const& argumen
         LoadConditions(session, {TargetOwner::mail, arguments.mail}, set);
         // Without conditions everyone is chosen, which then was asked for before.
         if (!HasConditions(set) && RecipientCount(session, arguments.mail) == 0)
-            throw Failure("まだ条件がありません。--where で条件を書くか、--all で全員を選んでください。");
+            throw Failure(Failure::no_conditions,
+                          "まだ条件がありません。--where で条件を書くか、--all で全員を選んでください。");
     } else {
         MakeEmptyConditions(session, set);
         FillConditions(elements, arguments.conditions, set);
@@ -109,7 +110,8 @@ void Change(Session& session, Elements const& elements, Arguments const& argumen
 
 void Run(Arguments const& arguments) {
     if ((!arguments.conditions.empty()) + arguments.all + arguments.apply + arguments.clear > 1)
-        throw Failure("条件 (--where、--or)、--all、--apply、--clear は一緒に使えません。", exit_usage);
+        throw Failure(Failure::invalid_request,
+                      "条件 (--where、--or)、--all、--apply、--clear は一緒に使えません。");
     ListFormatOf(arguments.format);
     Session session(arguments.access, arguments.env_file,
                     arguments.Changes() ? Session::For::changing : Session::For::reading);

@@ -36,7 +36,7 @@ void Save(Session& session, CTestMailingInfo& testers) {
 int LineOf(CTestMailingInfo const& testers, int id) {
     for (int line = 0; line < testers.GetLineNumber(); ++line)
         if (std::atoi(testers.GetAtElement(line, customers::element_id)) == id) return line;
-    throw Failure("その番号のテスト送信の相手はいません: " + std::to_string(id));
+    throw Failure(Failure::tester_not_found, "その番号のテスト送信の相手はいません: " + std::to_string(id));
 }
 
 void Add(Arguments const& arguments) {
@@ -50,9 +50,10 @@ void Add(Arguments const& arguments) {
     testers.InitOneCustomer(tester, id);
     TakeValues(elements, arguments.values, tester);
     if (tester.Email.IsEmpty())
-        throw Failure("メールアドレスが必要です。「メールアドレス=...」を加えてください。");
+        throw Failure(Failure::invalid_value,
+                      "メールアドレスが必要です。「メールアドレス=...」を加えてください。");
     if (testers.SetTestMailingInfo(tester, id) < 0)
-        throw Failure("登録できません: " + TextOf(testers.GetErrMsg()));
+        throw Failure(Failure::operation_failed, "登録できません: " + TextOf(testers.GetErrMsg()));
     Save(session, testers);
     std::cout << "テスト送信の相手を登録しました。番号は " << id << " です: " << Out(tester.Email) << "\n";
 }

@@ -61,7 +61,7 @@ ListFormat ListFormatOf(std::string const& name) {
     if (name == "table") return ListFormat::table;
     if (name == "csv") return ListFormat::csv;
     if (name == "json") return ListFormat::json;
-    throw Failure("--format は table、csv、json のどれかです: " + name, exit_usage);
+    throw Failure(Failure::invalid_request, "--format は table、csv、json のどれかです: " + name);
 }
 
 Listing::Listing(std::ostream& out, ListFormat format, std::vector<std::string> titles)

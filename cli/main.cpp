@@ -16,6 +16,12 @@
 
 namespace {
 
+enum ExitCode : int { exit_success = 0, exit_failure = 1, exit_usage = 2 };
+
+ExitCode ExitCodeOf(engine::Failure const& failure) {
+    return failure.GetKind() == engine::Failure::invalid_request ? exit_usage : exit_failure;
+}
+
 void SpeakJapanese(CLI::App& app) {
     auto formatter = std::make_shared<CLI::Formatter>();
     formatter->label("REQUIRED", "");
@@ -112,9 +118,9 @@ int Run(int argc, char** argv) {
     } catch (const CLI::ParseError& error) {
         if (error.get_exit_code() == 0) return program.exit(error);  // help and version
         std::cerr << Explain(error, program.remaining(true)) << "\n説明は --help で見られます。\n";
-        return engine::exit_usage;
+        return exit_usage;
     }
-    return engine::exit_success;
+    return exit_success;
 }
 
 }  // namespace
@@ -131,12 +137,12 @@ int main(int argc, char** argv) {
         std::cerr << "結果を書き出せませんでした。\n";
     } catch (engine::Failure const& failure) {
         if (*failure.what() != 0) std::cerr << failure.what() << "\n";
-        return failure.Code();
+        return ExitCodeOf(failure);
     } catch (std::bad_alloc const&) {
         std::cerr << "メモリが足りません。\n";
     } catch (std::exception const& error) {
         std::cerr << "予期しない失敗です: " << error.what() << "\n";
     } catch (CUserException const&) {  // the reason was shown when it was raised
     }
-    return engine::exit_failure;
+    return exit_failure;
 }

@@ -59,15 +59,16 @@ bool InputIsTerminal() { return isatty(STDIN_FILENO) == 1; }
 
 std::string AskPassword(std::string const& prompt, std::string const& option) {
     if (!InputIsTerminal())
-        throw Failure(prompt + "が必要です。端末がないときは " + option + " でファイルから渡してください。");
+        throw Failure(Failure::password_required,
+                      prompt + "が必要です。端末がないときは " + option + " でファイルから渡してください。");
     std::optional<std::string> password;
     {
         const QuietTerminal quiet;
         password = AskLine(prompt);
     }
     std::cerr << "\n";
-    if (interrupted) throw Failure("中断しました。");
-    if (!password) throw Failure("パスワードが入力されませんでした。");
+    if (interrupted) throw Failure(Failure::stopped, "中断しました。");
+    if (!password) throw Failure(Failure::password_required, "パスワードが入力されませんでした。");
     return *password;
 }
 

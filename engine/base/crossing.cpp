@@ -187,8 +187,10 @@ std::string Describe(NoForm const& place) {
 CString Into(std::string_view utf8, std::string_view what) {
     const Crossed crossed = IntoLibrary(utf8);
     if (crossed.no_form) {
-        throw Failure(std::string(what) + "に使えない文字があります: " + Describe(*crossed.no_form) +
-                      "。Shift_JISにある文字に置き換えてください。");
+        throw Failure(Failure::text_without_form,
+                      std::string(what) + "に使えない文字があります: " + Describe(*crossed.no_form) +
+                          "。Shift_JISにある文字に置き換えてください。",
+                      {.line = crossed.no_form->line, .column = crossed.no_form->column});
     }
     return CString(std::string_view(crossed.text));
 }
@@ -248,8 +250,8 @@ CString IntoPath(std::string const& host_path) {
     bool exact = true;
     const CString path = platform::LibraryPath(host_path, &exact);
     if (!exact) {
-        throw Failure("ファイル名に使えない文字があります: " + host_path +
-                      "\nShift_JISにある文字だけの名前に変えてください。");
+        throw Failure(Failure::text_without_form, "ファイル名に使えない文字があります: " + host_path +
+                                                      "\nShift_JISにある文字だけの名前に変えてください。");
     }
     return path;
 }

@@ -4,6 +4,8 @@
 
 namespace engine {
 
-std::string FrontEnd::StartPassword() { throw Failure("起動用パスワードが必要です。"); }
+std::string FrontEnd::StartPassword() {
+    throw Failure(Failure::password_required, "起動用パスワードが必要です。");
+}
 
 }  // namespace engine

@@ -16,9 +16,10 @@ namespace engine {
 
 std::string ReadWholeFile(std::string const& file, std::string const& what) {
     std::ifstream in(file, std::ios::binary);
-    if (!in || fs::is_directory(file)) throw Failure(what + "を開けません: " + file);
+    if (!in || fs::is_directory(file))
+        throw Failure(Failure::unreadable_file, what + "を開けません: " + file, {.file = file});
     std::string content{std::istreambuf_iterator<char>(in), {}};
-    if (in.bad()) throw Failure(what + "を読めません: " + file);
+    if (in.bad()) throw Failure(Failure::unreadable_file, what + "を読めません: " + file, {.file = file});
     return content;
 }
 

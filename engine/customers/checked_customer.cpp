@@ -62,7 +62,7 @@ void TakeValues(Elements const& elements, std::vector<std::string> const& texts,
         else
             refusals += (refusals.empty() ? "" : "\n") + WithValue(element, refusal, given.value);
     }
-    if (!refusals.empty()) throw Failure(refusals);
+    if (!refusals.empty()) throw Failure(Failure::invalid_value, refusals);
     customer = changed;
 }
 

@@ -40,8 +40,8 @@ std::size_t CsvColumns::Named(std::string_view name) const {
     }
     auto const number = static_cast<std::size_t>(std::max(WholeNumber(name).value_or(0), 0));
     if (number >= 1 && number <= cells_.size()) return number - 1;
-    throw Failure("ファイルにそういう列はありません (見出し、または1からの番号): " + std::string(name) +
-                  "\nファイルの列: " + Listed());
+    throw Failure(Failure::unknown_column, "ファイルにそういう列はありません (見出し、または1からの番号): " +
+                                               std::string(name) + "\nファイルの列: " + Listed());
 }
 
 void CsvColumns::AssignByOption(std::string_view option) {
@@ -50,7 +50,8 @@ void CsvColumns::AssignByOption(std::string_view option) {
         const std::string_view item = option.substr(0, comma);
         const std::size_t equals = item.find('=');
         if (equals == item.npos)
-            throw Failure("--columns は「顧客の列=ファイルの列」の形です: " + std::string(item), exit_usage);
+            throw Failure(Failure::invalid_request,
+                          "--columns は「顧客の列=ファイルの列」の形です: " + std::string(item));
         Assign(elements_.Named(item.substr(0, equals)), Named(item.substr(equals + 1)));
         option.remove_prefix(std::min(comma + 1, option.size()));
     }

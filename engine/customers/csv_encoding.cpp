@@ -76,8 +76,8 @@ void RefuseKnownKinds(std::string_view content, std::string const& file) {
     start.remove_prefix(std::min(start.find_first_not_of(" \t\r\n"), start.size()));
     for (FileKind const& kind : file_kinds)
         if (StartsWith(start, kind.start) && content.find(kind.inside) != content.npos)
-            throw Failure("CSVファイルではなく、" + std::string(kind.name) + "です: " + file + "\n" +
-                          kind.way);
+            throw Failure(Failure::unsuitable_file, "CSVファイルではなく、" + std::string(kind.name) +
+                                                        "です: " + file + "\n" + kind.way);
 }
 
 enum class Order { none, little, big };
@@ -186,7 +186,7 @@ Encoding EncodingOf(std::string const& name) {
     if (name == "cp932") return Encoding::cp932;
     if (name == "utf-8") return Encoding::utf8;
     if (name == "utf-16") return Encoding::utf16;
-    throw Failure("--encoding は auto、cp932、utf-8、utf-16 のどれかです: " + name, exit_usage);
+    throw Failure(Failure::invalid_request, "--encoding は auto、cp932、utf-8、utf-16 のどれかです: " + name);
 }
 
 FileText TextOfFile(std::string content, Encoding asked, std::string const& file) {
@@ -195,8 +195,8 @@ FileText TextOfFile(std::string content, Encoding asked, std::string const& file
     if (asked == Encoding::utf16 && order == Order::none) order = Order::little;
     if (order != Order::none) content = FromUtf16(content, order);
     if (IsBinary(content))
-        throw Failure("CSVファイルではありません (文字のファイルではありません): " + file + "\n" +
-                      from_document);
+        throw Failure(Failure::unsuitable_file, "CSVファイルではありません (文字のファイルではありません): " +
+                                                    file + "\n" + from_document);
     if (order != Order::none) return {std::move(content), Encoding::utf8, "UTF-16"};
     bool const marked = content.starts_with(byte_order_mark);
     if (asked == Encoding::automatic)

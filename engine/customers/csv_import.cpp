@@ -38,7 +38,7 @@ char SingleByte(std::string const& text, char const* option, bool may_be_empty) 
     if (text == "\\t") return '\t';
     if (text.empty() && may_be_empty) return 0;
     if (text.size() != 1 || static_cast<unsigned char>(text[0]) >= 0x80 || text[0] == '\r' || text[0] == '\n')
-        throw Failure(std::string(option) + " は半角の1文字です: " + text, exit_usage);
+        throw Failure(Failure::invalid_request, std::string(option) + " は半角の1文字です: " + text);
     return text[0];
 }
 
@@ -52,7 +52,7 @@ char DelimiterOf(std::string const& text) {
 
 FileText ReadFile(CsvImport const& options) {
     std::string content = ReadWholeFile(options.file, "ファイル");
-    if (content.empty()) throw Failure("ファイルが空です: " + options.file);
+    if (content.empty()) throw Failure(Failure::unsuitable_file, "ファイルが空です: " + options.file);
     return TextOfFile(std::move(content), EncodingOf(options.encoding), options.file);
 }
 
@@ -181,13 +181,15 @@ char Import::FoundDelimiter() const {
 
 CsvColumns Import::ReadColumns() {
     CsvSource::Record first;
-    if (!source_->Next(first)) throw Failure("見出しの行がありません: " + options_.file);
+    if (!source_->Next(first))
+        throw Failure(Failure::unsuitable_file, "見出しの行がありません: " + options_.file);
     const Crossed crossed = source_->ForLibrary(first);
     const std::vector<std::string> cells = Cells(crossed.text, delimiter_, quote_);
     // No title is a mail address.
     titled_ = !options_.no_header && std::none_of(cells.begin(), cells.end(), IsAddress);
     if (titled_ && (crossed.no_form || first.unclosed))
-        throw Failure(crossed.no_form ? "見出しの行に使えない文字があります: " + Describe(*crossed.no_form) +
+        throw Failure(Failure::unsuitable_file,
+                      crossed.no_form ? "見出しの行に使えない文字があります: " + Describe(*crossed.no_form) +
                                             "\nUTF-8かShift_JISのCSVファイルか確かめてください。"
                                       : "見出しの行の引用符が閉じていません: " + options_.file);
     CsvColumns columns(elements_, cells, titled_);
@@ -200,10 +202,10 @@ CsvColumns Import::ReadColumns() {
     columns.AssignByOption(options_.columns);
     if (!titled_) AssignWithoutTitles(columns, cells);
     if (!columns.Has(customers::element_address))
-        throw Failure(
-            "メールアドレスの列が分かりません。見出しに「メールアドレス」と書くか、--columns "
-            "メールアドレス=列 で指定してください。\nファイルの列: " +
-            columns.Listed());
+        throw Failure(Failure::unknown_column,
+                      "メールアドレスの列が分かりません。見出しに「メールアドレス」と書くか、--columns "
+                      "メールアドレス=列 で指定してください。\nファイルの列: " +
+                          columns.Listed());
     return columns;
 }
 
@@ -212,12 +214,13 @@ void Import::AssignWithoutTitles(CsvColumns& columns, std::vector<std::string> c
     auto const place = static_cast<std::size_t>(address - cells.begin());
     if (options_.columns.empty() && cells.size() > 1)
         throw Failure(
+            Failure::unknown_column,
             "1行目が見出しではないので、どの列が何か分かりません。--columns で指定してください。例: "
             "--columns "
             "\"" +
-            elements_.At(customers::element_address).title + "=" +
-            std::to_string(address == cells.end() ? 1 : place + 1) + "," + elements_.At(2).title +
-            "=列の番号\"\nファイルの列: " + columns.Listed());
+                elements_.At(customers::element_address).title + "=" +
+                std::to_string(address == cells.end() ? 1 : place + 1) + "," + elements_.At(2).title +
+                "=列の番号\"\nファイルの列: " + columns.Listed());
     if (address != cells.end() && !columns.Has(customers::element_address))
         columns.Assign(customers::element_address, place);
 }
@@ -258,7 +261,7 @@ void Import::Prepare(CsvRows& rows) {
     }
     work << block;
     work.close();
-    if (!work) throw Failure("作業ファイルを書けません: " + work_file_);
+    if (!work) throw Failure(Failure::not_written, "作業ファイルを書けません: " + work_file_);
 }
 
 // The library's import, with a watch on Ctrl-C beside it.
@@ -317,7 +320,7 @@ void Import::WriteRefused() const {
     if (titled_) file << title_record_.raw << "\r\n";
     for (auto const& [line, refused] : refused_) file << refused.record.raw << "\r\n";
     file.close();
-    if (!file) throw Failure("取り込めなかった行を書き出せません: " + name);
+    if (!file) throw Failure(Failure::not_written, "取り込めなかった行を書き出せません: " + name);
     front_.Notice("取り込めなかった行はここにあります (直して、もう一度取り込めます): " + name);
 }
 
@@ -374,18 +377,22 @@ void Import::Run() {
     CArray<int, int> before, after;
     int const known = options_.replace ? 0 : session_.Customers().GetDBIDALL(before);
     int const imported = Call(columns);
-    if (imported < 0) throw Failure("取り込めません: " + TextOf(session_.Customers().GetErrMsg()));
+    if (imported < 0)
+        throw Failure(Failure::operation_failed,
+                      "取り込めません: " + TextOf(session_.Customers().GetErrMsg()));
     TakeRefused(rows);
     added_ = session_.Customers().GetDBIDALL(after) - known;
     if (options_.replace && (imported == 0 || stopped_)) {
         Report(rows, columns, imported);
-        throw Failure(stopped_ ? "途中で止めたので、置き換えませんでした。前の顧客はそのままです。"
+        throw Failure(stopped_ ? Failure::stopped : Failure::nothing_imported,
+                      stopped_ ? "途中で止めたので、置き換えませんでした。前の顧客はそのままです。"
                                : "取り込める行がないので、置き換えませんでした。前の顧客はそのままです。");
     }
     if (imported > 0) session_.SaveCustomers();
     Report(rows, columns, imported);
-    if (stopped_) throw Failure("");
-    if (imported == 0 && kept_ == 0 && !refused_.empty()) throw Failure("取り込める行がありません。");
+    if (stopped_) throw Failure(Failure::stopped, "");
+    if (imported == 0 && kept_ == 0 && !refused_.empty())
+        throw Failure(Failure::nothing_imported, "取り込める行がありません。");
 }
 
 }  // namespace

@@ -18,7 +18,8 @@ namespace {
 // --force must not cost the environment a file of its own.
 void RequireOutside(Session& session, fs::path const& file) {
     if (session.Owns(file))
-        throw Failure("控えは、環境のファイルとディレクトリの外に作ってください: " + file.string());
+        throw Failure(Failure::protected_file,
+                      "控えは、環境のファイルとディレクトリの外に作ってください: " + file.string());
 }
 
 bool HoldsCustomer(CDatabaseEdit const& table, int row) {
@@ -42,8 +43,9 @@ void RequireCustomers(Session& session, std::string const& file) {
     int const rows = backup.ReadFromFileToMemoryAppointFileName(
         IntoPath(file), keyed ? static_cast<char const*>(key) : nullptr);
     if (rows < 0 || backup.StoppedBeforeEnd() || (rows > 0 && !HoldsCustomers(backup)))
-        throw Failure("この環境の控えではないか、壊れています: " + file +
-                      "\n控えは、同じ環境で「tessaly backup」で作ったものだけが使えます。");
+        throw Failure(Failure::unsuitable_file,
+                      "この環境の控えではないか、壊れています: " + file +
+                          "\n控えは、同じ環境で「tessaly backup」で作ったものだけが使えます。");
 }
 
 // The file beside the backup that tells who was restored and who was left out.
@@ -126,8 +128,8 @@ void SaveRestored(Session& session, bool readable, RestoreReport const& report) 
 void BackUpCustomers(Session& session, std::string const& file, bool overwrite) {
     const std::string target = fs::absolute(file).string();
     if (fs::exists(target) && !overwrite)
-        throw Failure("控えのファイルがもうあります: " + file +
-                      "\n上書きするなら --force をつけてください。");
+        throw Failure(Failure::file_exists, "控えのファイルがもうあります: " + file +
+                                                "\n上書きするなら --force をつけてください。");
     RequireOutside(session, target);
     CDatabaseEdit& customers = session.Customers();
     bool const written = ReplaceFile(target, [&](std::string const& new_file) {
@@ -136,14 +138,15 @@ void BackUpCustomers(Session& session, std::string const& file, bool overwrite) 
         backup.SetBackupPathName(IntoPath(new_file));
         return backup.ActionBackup() == CDBBackup::ok;
     });
-    if (!written) throw Failure("控えを書けませんでした: " + file);
+    if (!written) throw Failure(Failure::not_written, "控えを書けませんでした: " + file);
     session.Front().Result(Grouped(static_cast<std::uint64_t>(customers.GetLineNumber())) +
                            "件の顧客 (削除済みを含む) を控えました: " + file);
 }
 
 void RestoreCustomers(Session& session, std::string const& given) {
     const fs::path file = fs::absolute(given);
-    if (!fs::is_regular_file(file)) throw Failure("控えのファイルがありません: " + given);
+    if (!fs::is_regular_file(file))
+        throw Failure(Failure::file_not_found, "控えのファイルがありません: " + given);
     RequireCustomers(session, file.string());
     const RestoreReport report(file.parent_path() / (file.stem().string() + "_復旧.txt"));
     bool const readable = ReadPresentCustomers(session);
@@ -154,7 +157,7 @@ void RestoreCustomers(Session& session, std::string const& given) {
     restore.SetBackupPathName(IntoPath(file.string()));
     restore.SetRepairFileName(Into(report.Name(), "復旧の記録の名前"));
     int const result = restore.ActionRestore();
-    if (result < 0) throw Failure("控えから戻せませんでした: " + given);
+    if (result < 0) throw Failure(Failure::operation_failed, "控えから戻せませんでした: " + given);
     int const taken_over = customers.GetLineNumber() - before;
     if (taken_over > 0 || !readable) SaveRestored(session, readable, report);
     FrontEnd& front = session.Front();

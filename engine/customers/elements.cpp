@@ -25,7 +25,8 @@ bool IsForPeople(int element) {
 Elements::Elements(Session& session) {
     CArray<DB_Element_Info, DB_Element_Info> info;
     if (session.Customers().Get_DBElementInfo(info, CString('1', customers::element_count)) < 0)
-        throw Failure("列の情報を読めません: " + TextOf(session.Customers().GetErrMsg()));
+        throw Failure(Failure::operation_failed,
+                      "列の情報を読めません: " + TextOf(session.Customers().GetErrMsg()));
     for (int i = 0; i < info.GetSize(); ++i)
         all_.push_back({info[i].ElementNumber, Out(info[i].Title), info[i].Type,
                         customers::RuleOf(info[i].ElementNumber, info[i].Type)});
@@ -53,7 +54,8 @@ std::string Elements::Titles() const {
 
 int Elements::Named(std::string_view name) const {
     if (int const number = Find(name); number >= 0) return number;
-    throw Failure("そういう列はありません: " + std::string(name) + "\n使える列: " + Titles());
+    throw Failure(Failure::unknown_column,
+                  "そういう列はありません: " + std::string(name) + "\n使える列: " + Titles());
 }
 
 std::vector<int> Elements::NamedList(std::string_view names) const {
@@ -113,9 +115,11 @@ CString OneCustomer::*MemberOf(int element) {
 
 Assignment ReadAssignment(Elements const& elements, std::string_view text) {
     const std::size_t equals = text.find('=');
-    if (equals == text.npos) throw Failure("「列=値」の形で書いてください: " + std::string(text));
+    if (equals == text.npos)
+        throw Failure(Failure::invalid_value, "「列=値」の形で書いてください: " + std::string(text));
     Element const& element = elements.At(elements.Named(text.substr(0, equals)));
-    if (!MemberOf(element.number)) throw Failure("この列は変えられません: " + element.title);
+    if (!MemberOf(element.number))
+        throw Failure(Failure::invalid_value, "この列は変えられません: " + element.title);
     return {element.number, Into(text.substr(equals + 1), element.title)};
 }
 

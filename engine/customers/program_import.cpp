@@ -31,7 +31,7 @@ int PlaceOf(std::array<std::string_view, count> const& names, std::string const&
     if (found != names.end()) return static_cast<int>(found - names.begin());
     std::string all;
     for (std::string_view const known : names) (all += all.empty() ? "" : "、") += known;
-    throw Failure(std::string(option) + " は " + all + " のどれかです: " + name, exit_usage);
+    throw Failure(Failure::invalid_request, std::string(option) + " は " + all + " のどれかです: " + name);
 }
 
 // What the library asks goes to the front end.
@@ -76,14 +76,14 @@ void ProgramImport::Check() const {
     if (!direct_mail.empty()) PlaceOf(direct_mail_names, direct_mail, "--dm");
     if (!existing.empty()) PlaceOf(existing_names, existing, "--existing");
     if (is_shop && !direct_mail.empty())
-        throw Failure("--dm は住所録のためのものです。店舗データでは、データの中の希望に従います。",
-                      exit_usage);
+        throw Failure(Failure::invalid_request,
+                      "--dm は住所録のためのものです。店舗データでは、データの中の希望に従います。");
     if (!is_shop && !existing.empty())
-        throw Failure("--existing は corvane と belmora で使えます。", exit_usage);
+        throw Failure(Failure::invalid_request, "--existing は corvane と belmora で使えます。");
     if (take_attributes && from != "belmora")
-        throw Failure("--take-attributes は belmora で使えます。", exit_usage);
+        throw Failure(Failure::invalid_request, "--take-attributes は belmora で使えます。");
     if ((from == "fudemame") == converter.empty())
-        throw Failure("--converter は fudemame で必要で、ほかでは使えません。", exit_usage);
+        throw Failure(Failure::invalid_request, "--converter は fudemame で必要で、ほかでは使えません。");
 }
 
 int ProgramImport::Import(Session& session, std::string const& log_file, Counts& counts) const {
@@ -120,12 +120,13 @@ int ProgramImport::Import(Session& session, std::string const& log_file, Counts&
 }
 
 void ProgramImport::Run(Session& session) const {
-    if (!fs::is_regular_file(file)) throw Failure("ファイルを開けません: " + file);
+    if (!fs::is_regular_file(file)) throw Failure(Failure::file_not_found, "ファイルを開けません: " + file);
     if (from == "fudemame" && !fs::is_regular_file(converter))
-        throw Failure("変換するプログラムがありません: " + converter);
+        throw Failure(Failure::file_not_found, "変換するプログラムがありません: " + converter);
     const std::string log_name = log.empty() ? file + ".log" : log;
     if (session.Owns(log_name))
-        throw Failure("記録は、環境のファイルとディレクトリの外に作ってください: " + log_name);
+        throw Failure(Failure::protected_file,
+                      "記録は、環境のファイルとディレクトリの外に作ってください: " + log_name);
     LogFile log_file(log_name, {file, converter});
     const WorkFiles work_files(session);
     CDatabaseEdit& customers = session.Customers();
@@ -150,14 +151,16 @@ void ProgramImport::Run(Session& session) const {
                                "件、取り込めず " + Grouped(static_cast<std::uint64_t>(counts.errors)) + "件");
     if (log_written) session.Front().Result("くわしい記録: " + log_name);
     if (has_log && !log_written) session.Front().Notice("記録を書けませんでした: " + log_name);
-    if (result == CDatabaseEdit::import_declined) throw Failure("取り込みませんでした。");
+    if (result == CDatabaseEdit::import_declined) throw Failure(Failure::declined, "取り込みませんでした。");
     if (result == CDatabaseEdit::import_stopped)
-        throw Failure("途中で止めました。同じコマンドで続きを取り込めます。");
+        throw Failure(Failure::stopped, "途中で止めました。同じコマンドで続きを取り込めます。");
     if (result < 0)
-        throw Failure("取り込めません。" + std::string(log_written ? "理由は記録の終わりにあります。" : "") +
-                      TextOf(customers.GetErrMsg()));
-    if (counts.imported == 0 && counts.errors > 0) throw Failure("取り込める行がありません。");
-    if (has_log && !log_written) throw Failure("");
+        throw Failure(Failure::nothing_imported,
+                      "取り込めません。" + std::string(log_written ? "理由は記録の終わりにあります。" : "") +
+                          TextOf(customers.GetErrMsg()));
+    if (counts.imported == 0 && counts.errors > 0)
+        throw Failure(Failure::nothing_imported, "取り込める行がありません。");
+    if (has_log && !log_written) throw Failure(Failure::not_written, "");
 }
 
 }  // namespace engine

@@ -24,10 +24,10 @@ void RefuseNeeded(std::string const& name, std::vector<std::string> const& neede
     std::error_code ignored;
     for (std::string const& file : needed)
         if (fs::equivalent(name, file, ignored))
-            throw Failure(
-                "記録をこのファイルに書くと、大事な中身がなくなります。--log "
-                "でほかのファイルを指定してください: " +
-                name);
+            throw Failure(Failure::protected_file,
+                          "記録をこのファイルに書くと、大事な中身がなくなります。--log "
+                          "でほかのファイルを指定してください: " +
+                              name);
 }
 
 }  // namespace
@@ -37,11 +37,11 @@ LogFile::LogFile(std::string name, std::vector<std::string> const& needed)
       to_remove_(!IsThere(name_)),
       memory_(fdopen(memfd_create("log", MFD_CLOEXEC), "r")) {
     RefuseNeeded(name_, needed);
-    if (!memory_) throw Failure("記録のためのメモリが足りません。");
+    if (!memory_) throw Failure(Failure::not_written, "記録のためのメモリが足りません。");
     file_.reset(std::fopen(name_.c_str(), "ae"));  // cuts nothing
     if (!file_)
-        throw Failure("記録のファイルに書けないので、何も取り込みませんでした: " + name_ +
-                      "\n--log でほかのファイルを指定できます。");
+        throw Failure(Failure::not_written, "記録のファイルに書けないので、何も取り込みませんでした: " +
+                                                name_ + "\n--log でほかのファイルを指定できます。");
 }
 
 LogFile::~LogFile() {

@@ -20,7 +20,7 @@ constexpr char const* list_name = "list";
 
 // The copies, or what is to stand without them, are on the disk before the next step counts on them.
 void Require(bool on_disk, fs::path const& data) {
-    if (!on_disk) throw Failure("環境に書き込めません: " + data.string());
+    if (!on_disk) throw Failure(Failure::not_written, "環境に書き込めません: " + data.string());
 }
 
 void Forget(fs::path const& data) {
@@ -48,7 +48,8 @@ SafeChange::SafeChange(std::string data_directory, std::vector<std::string> cons
         fs::rename(copies, data / complete);
         Require(Sync(data_directory_), data);
     } catch (fs::filesystem_error const& error) {
-        throw Failure("環境に書き込めません: " + data_directory_ + "\n" + error.code().message());
+        throw Failure(Failure::not_written,
+                      "環境に書き込めません: " + data_directory_ + "\n" + error.code().message());
     }
 }
 
@@ -86,8 +87,8 @@ void SafeChange::Recover(std::string const& data_directory) {
         }
         Forget(data);
     } catch (fs::filesystem_error const& error) {
-        throw Failure("前の操作が途中で終わった跡を元に戻せません: " + data_directory + "\n" +
-                      error.code().message());
+        throw Failure(Failure::not_written, "前の操作が途中で終わった跡を元に戻せません: " + data_directory +
+                                                "\n" + error.code().message());
     }
 }
 

@@ -45,7 +45,8 @@ std::string FirstLineOf(std::string const& host_path, std::string_view what) {
     std::ifstream file(host_path, std::ios::binary);
     std::string line;
     if (!file || fs::is_directory(host_path) || (!std::getline(file, line) && line.empty()))
-        throw Failure(std::string(what) + "を読めません: " + host_path);
+        throw Failure(Failure::unreadable_file, std::string(what) + "を読めません: " + host_path,
+                      {.file = host_path});
     while (!line.empty() && line.back() == '\r') line.pop_back();
     return line;
 }
@@ -53,20 +54,21 @@ std::string FirstLineOf(std::string const& host_path, std::string_view what) {
 std::string ApplicationKey(Access const& access) {
     if (access.key_file.empty()) return built_in_key;
     const std::string key = FirstLineOf(access.key_file, "鍵ファイル");
-    if (key.empty()) throw Failure("鍵ファイルの1行目が空です: " + access.key_file);
+    if (key.empty()) throw Failure(Failure::unsuitable_file, "鍵ファイルの1行目が空です: " + access.key_file);
     return key;
 }
 
 FolderLock::FolderLock(std::string const& folder, std::string const& what) {
     const std::string path = folder + "/.lock";
     descriptor_ = open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
-    if (descriptor_ < 0) throw Failure(what + "に書き込めません: " + folder);
+    if (descriptor_ < 0) throw Failure(Failure::not_written, what + "に書き込めません: " + folder);
     auto const limit = std::chrono::steady_clock::now() + lock_patience;
     while (flock(descriptor_, LOCK_EX | LOCK_NB) != 0) {
         if (std::chrono::steady_clock::now() > limit) {
             close(descriptor_);
-            throw Failure(what +
-                          "はほかの tessaly が使っています。終わってからもう一度実行してください: " + folder);
+            throw Failure(
+                Failure::environment_busy,
+                what + "はほかの tessaly が使っています。終わってからもう一度実行してください: " + folder);
         }
         std::this_thread::sleep_for(std::chrono::milliseconds(50));
     }
@@ -88,10 +90,12 @@ Session::Session(Access const& access, std::string const& env_file, For use)
       options_(std::make_unique<SystemOption>()),
       customers_(std::make_unique<CDatabaseEdit>()) {
     if (!fs::is_regular_file(env_file))
-        throw Failure("環境ファイルがありません: " + env_file + "\n「tessaly env new " + env_file +
-                      "」で作れます。");
+        throw Failure(
+            Failure::environment_not_found,
+            "環境ファイルがありません: " + env_file + "\n「tessaly env new " + env_file + "」で作れます。");
     if (!fs::is_directory(data_directory_))
-        throw Failure("環境のデータディレクトリがありません: " + data_directory_);
+        throw Failure(Failure::environment_not_found,
+                      "環境のデータディレクトリがありません: " + data_directory_);
     if (use == For::changing) {
         lock_ = std::make_unique<FolderLock>(data_directory_, environment_name);
         RemoveWorkFiles();
@@ -105,7 +109,8 @@ Session::Session(Access const& access, std::string const& env_file, For use)
     options_->SetEnvManager(environment_.get());
     const std::string settings = data_directory_ + "/systemoption.dat";
     if (options_->GetSODataFromFileToMemory() < 0)
-        throw Failure("設定を読めません: " + settings + "\n" + TextOf(options_->GetErrMsg()));
+        throw Failure(Failure::damaged_file,
+                      "設定を読めません: " + settings + "\n" + TextOf(options_->GetErrMsg()));
     RequireWhole(*options_, "設定", settings);
     customers_->SetEnvManager(environment_.get());
     customers_->SetSystemOption(options_.get());
@@ -135,11 +140,13 @@ void Session::Open(Access const& access) {
     int const result =
         environment_->InitEnvFileInfo(IntoPath(fs::absolute(env_file_).string()), key.c_str(), 0);
     if (result <= -10 || environment_->StoppedBeforeEnd())
-        throw Failure("環境ファイルの形が壊れているか、鍵が違います: " + env_file_);
+        throw Failure(Failure::wrong_key, "環境ファイルの形が壊れているか、鍵が違います: " + env_file_);
     if (result < 0)
-        throw Failure("環境を開けません: " + env_file_ + "\n" + TextOf(environment_->GetErrMsg()));
+        throw Failure(Failure::damaged_file,
+                      "環境を開けません: " + env_file_ + "\n" + TextOf(environment_->GetErrMsg()));
     if (environment_->GetEnvType() != keyless_environment && environment_->GetDBKey().IsEmpty())
-        throw Failure("環境の鍵が合いません。鍵ファイルが違うか、環境ファイルが壊れています: " + env_file_);
+        throw Failure(Failure::wrong_key,
+                      "環境の鍵が合いません。鍵ファイルが違うか、環境ファイルが壊れています: " + env_file_);
 }
 
 void Session::CheckPassword(Access const& access) {
@@ -151,12 +158,14 @@ void Session::CheckPassword(Access const& access) {
                                      ? front_.StartPassword()
                                      : FirstLineOf(access.password_file, "パスワードファイル");
     if (environment_->IsEnvPasswordOK(IntoSecret(password, "パスワード")) != 0)
-        throw Failure("起動用パスワードが違います。");
+        throw Failure(Failure::wrong_password, "起動用パスワードが違います。");
 }
 
 void Damaged(std::string const& what, std::string const& path) {
-    throw Failure(what + "を読めません: " + path +
-                  "\nファイルが欠けているか壊れています。控えから戻してください。");
+    throw Failure(
+        Failure::damaged_file,
+        what + "を読めません: " + path + "\nファイルが欠けているか壊れています。控えから戻してください。",
+        {.file = path});
 }
 
 CDatabaseEdit& Session::Customers() {
@@ -204,7 +213,8 @@ void Session::ReadMails() {
         mails->GetEnvManager() ? mails->ReadMailList() >= 0 : mails->SetEnvManager(environment_.get()) == 1;
     if (!read) DamagedList();
     if (mails->WriteMailList(0) < 0)  // a repair that did not reach the disk
-        throw Failure("メールの一覧を書き込めませんでした。前のままです: " + path.string());
+        throw Failure(Failure::not_written,
+                      "メールの一覧を書き込めませんでした。前のままです: " + path.string());
     if (repair) repair->Keep();
     mails_ = std::move(mails);
 }
@@ -232,9 +242,11 @@ std::string Session::MailListFile() const { return data_directory_ + "/" + mail_
 
 void Session::DamagedList() const {
     throw Failure(
+        Failure::damaged_file,
         "メールの一覧を読めません: " + MailListFile() +
-        "\nファイルが壊れています。ほかの場所に移してからもう一度実行すると、メールのフォルダーから一覧を"
-        "作り直します。");
+            "\nファイルが壊れています。ほかの場所に移してからもう一度実行すると、メールのフォルダーから一覧を"
+            "作り直します。",
+        {.file = MailListFile()});
 }
 
 ExtractListViewer& Session::Groups() {
@@ -268,7 +280,8 @@ void Session::Set(std::string_view name, std::string_view value) {
     auto const cross = setting->kind == SettingKind::secret ? IntoSecret : Into;
     CString cell = cross(ForCell(*setting, value), name);
     if (options_->SetSODataToMemoryPinPoint(setting->cell, cell) < 0)
-        throw Failure("設定を変えられません: " + std::string(name) + "\n" + TextOf(options_->GetErrMsg()));
+        throw Failure(Failure::operation_failed,
+                      "設定を変えられません: " + std::string(name) + "\n" + TextOf(options_->GetErrMsg()));
 }
 
 void Session::SaveTable(std::string const& path, std::string const& what,
@@ -279,7 +292,9 @@ void Session::SaveTable(std::string const& path, std::string const& what,
     bool const saved = (keyless || !key.IsEmpty()) && ReplaceFile(target, [&](std::string const& file) {
                            return write(IntoPath(file), keyless ? nullptr : static_cast<char const*>(key));
                        });
-    if (!saved) throw Failure(what + "を書き込めませんでした。前のデータはそのまま残っています: " + target);
+    if (!saved)
+        throw Failure(Failure::not_written,
+                      what + "を書き込めませんでした。前のデータはそのまま残っています: " + target);
 }
 
 void Session::SaveSettings() {
@@ -339,7 +354,8 @@ void WriteDefaultSettings(EnvManager& environment, fs::path const& data) {
         cells.SetAt(setting.cell, Into(ForCell(setting, setting.default_value), setting.name));
     options.SetElementNumber(settings_cells);
     if (options.SetSODataFromAllDataToMemory(cells) < 0 || options.WriteSODataFromMemoryToFileCompel() < 0)
-        throw Failure("設定を書き込めませんでした: " + data.string() + "\n" + TextOf(options.GetErrMsg()));
+        throw Failure(Failure::not_written,
+                      "設定を書き込めませんでした: " + data.string() + "\n" + TextOf(options.GetErrMsg()));
 }
 
 }  // namespace
@@ -348,11 +364,13 @@ void CreateEnvironment(Access const& access, std::string const& env_file, std::s
     const fs::path file = fs::absolute(env_file);
     const fs::path data = DataDirectoryOf(env_file);
     if (!file.has_extension())
-        throw Failure("環境ファイルの名前には拡張子が必要です (例: shop.tsl): " + env_file);
+        throw Failure(Failure::invalid_value,
+                      "環境ファイルの名前には拡張子が必要です (例: shop.tsl): " + env_file);
     if (!fs::is_directory(file.parent_path()))
-        throw Failure("ディレクトリがありません: " + file.parent_path().string());
+        throw Failure(Failure::file_not_found, "ディレクトリがありません: " + file.parent_path().string());
     for (fs::path const& path : {file, data})
-        if (fs::exists(path)) throw Failure("もうあります。上書きはしません: " + path.string());
+        if (fs::exists(path))
+            throw Failure(Failure::file_exists, "もうあります。上書きはしません: " + path.string());
     const CString password = IntoSecret(new_password, "パスワード");
     const CString library_path = IntoPath(file.string());
     const std::string key = ApplicationKey(access);
@@ -361,25 +379,26 @@ void CreateEnvironment(Access const& access, std::string const& env_file, std::s
     undo.Add(data);
     for (char const* folder : {"DB", "MAIL", "EXTRACT"})
         if (MakeDirectoryCompel(IntoPath((data / folder).string())) != 0)
-            throw Failure("ディレクトリを作れません: " + (data / folder).string());
+            throw Failure(Failure::not_written, "ディレクトリを作れません: " + (data / folder).string());
     undo.Add(file);
     if (EnvManager::MakeDefaultEnvFile(library_path, key.c_str()) != 0)
-        throw Failure("環境ファイルを作れません: " + env_file);
+        throw Failure(Failure::not_written, "環境ファイルを作れません: " + env_file);
     EnvManager environment;
     if (environment.InitEnvFileInfo(library_path, key.c_str(), 0) < 0)
-        throw Failure("作った環境を開けません: " + env_file + "\n" + TextOf(environment.GetErrMsg()));
+        throw Failure(Failure::operation_failed,
+                      "作った環境を開けません: " + env_file + "\n" + TextOf(environment.GetErrMsg()));
     WriteDefaultSettings(environment, data);
     CDatabaseEdit customers(&environment);
     if (customers.WriteFromMemoryToFileAppointFileName(IntoPath((data / "DB" / "database.dat").string()),
                                                        environment.GetDBKey()) != 0)
-        throw Failure("顧客データを書き込めませんでした: " + data.string());
+        throw Failure(Failure::not_written, "顧客データを書き込めませんでした: " + data.string());
     if (!std::ofstream(data / "MAIL" / "maillist.dat"))
-        throw Failure("メールの一覧を作れません: " + data.string());
+        throw Failure(Failure::not_written, "メールの一覧を作れません: " + data.string());
     if (!new_password.empty() &&
         (environment.SetEnvPassword(password) < 0 || environment.SetUseEnvPasswordFlag("Y") < 0))
-        throw Failure("起動用パスワードを設定できませんでした。");
+        throw Failure(Failure::operation_failed, "起動用パスワードを設定できませんでした。");
     if (!SyncAll(data.string()) || !SyncAll(file.string()) || !Sync(file.parent_path().string()))
-        throw Failure("環境を書き込めませんでした: " + env_file);
+        throw Failure(Failure::not_written, "環境を書き込めませんでした: " + env_file);
     undo.Keep();
 }
 

@@ -23,7 +23,8 @@ struct Line {
 
 std::string ReadFile(std::string const& name) {
     std::string content = ReadWholeFile(name, "下書き");
-    if (content.size() > largest_draft) throw Failure("下書きが大きすぎます (4MBまで): " + name);
+    if (content.size() > largest_draft)
+        throw Failure(Failure::unsuitable_file, "下書きが大きすぎます (4MBまで): " + name);
     if (content.starts_with(byte_order_mark)) content.erase(0, byte_order_mark.size());
     return content;
 }
@@ -94,9 +95,11 @@ void RefuseUnknownCharacters(std::string_view content) {
     const Crossed crossed = IntoLibrary(content);
     if (!crossed.no_form) return;
     bool const is_utf8 = !crossed.no_form->character.starts_with('\\');
-    throw Failure("下書きに使えない文字があります: " + Describe(*crossed.no_form) +
-                  (is_utf8 ? "。Shift_JISにある文字に置き換えてください。"
-                           : "。下書きは文字コードをUTF-8にして保存してください。"));
+    throw Failure(Failure::text_without_form,
+                  "下書きに使えない文字があります: " + Describe(*crossed.no_form) +
+                      (is_utf8 ? "。Shift_JISにある文字に置き換えてください。"
+                               : "。下書きは文字コードをUTF-8にして保存してください。"),
+                  {.line = crossed.no_form->line, .column = crossed.no_form->column});
 }
 
 CString Cross(std::string_view text) { return CString(std::string_view(IntoLibrary(text).text)); }
@@ -123,20 +126,24 @@ std::string_view Trimmed(std::string_view text) {
 void ReadHeaderLine(Line const& line, Draft& draft, std::vector<Finding>& findings) {
     const std::string place = std::to_string(line.number) + "行: ";
     if (std::any_of(line.text.begin(), line.text.end(), IsControl))
-        throw Failure("下書きの" + place + "見出しに使えない制御文字 (改行など) があります。");
+        throw Failure(Failure::unsuitable_file,
+                      "下書きの" + place + "見出しに使えない制御文字 (改行など) があります。");
     const std::size_t colon = line.text.find(':');
     if (colon == line.text.npos || colon == 0) {
         throw Failure(
+            Failure::unsuitable_file,
             "下書きの" + place +
-            "「Subject: 件名」のような見出しではありません。見出しと本文の間には空の行が必要です。");
+                "「Subject: 件名」のような見出しではありません。見出しと本文の間には空の行が必要です。");
     }
-    if (line.text.size() > longest_header_line) throw Failure("下書きの" + place + "見出しが長すぎます。");
+    if (line.text.size() > longest_header_line)
+        throw Failure(Failure::unsuitable_file, "下書きの" + place + "見出しが長すぎます。");
     const std::string_view name = line.text.substr(0, colon);
     const std::string_view value = Trimmed(line.text.substr(colon + 1));
     const std::size_t column =
         Characters(line.text.substr(0, static_cast<std::size_t>(value.data() - line.text.data()))) + 1;
     if (SameName(name, "Subject")) {
-        if (!draft.subject.IsEmpty()) throw Failure("下書きの" + place + "Subject が2つあります。");
+        if (!draft.subject.IsEmpty())
+            throw Failure(Failure::unsuitable_file, "下書きの" + place + "Subject が2つあります。");
         draft.subject = Cross(value);
         Inspection(line.number, column, findings).Look(draft.subject);
     } else if (SameName(name, "From")) {
@@ -144,8 +151,9 @@ void ReadHeaderLine(Line const& line, Draft& draft, std::vector<Finding>& findin
     } else if (SameName(name, "Reply-To")) {
         draft.reply_to = ReadMailbox(std::string(value), "下書きの Reply-To");
     } else {
-        throw Failure("下書きの" + place + "知らない見出しです: " + std::string(name) +
-                      " (使えるのは Subject、From、Reply-To)");
+        throw Failure(Failure::unsuitable_file, "下書きの" + place +
+                                                    "知らない見出しです: " + std::string(name) +
+                                                    " (使えるのは Subject、From、Reply-To)");
     }
 }
 
@@ -161,7 +169,8 @@ Mailbox ReadMailbox(std::string const& utf8, std::string const& what) {
     }
     Mailbox mailbox{Into(name, what), Into(address, what)};
     if (MailAddressChecker(mailbox.address) != 1)
-        throw Failure(what + "のメールアドレスが正しくありません: " + std::string(utf8));
+        throw Failure(Failure::invalid_address,
+                      what + "のメールアドレスが正しくありません: " + std::string(utf8));
     return mailbox;
 }
 
@@ -176,16 +185,18 @@ Draft ReadDraft(std::string const& file, std::vector<Finding>& findings, DraftBo
     Draft draft;
     std::size_t i = 0;
     for (; i < lines.size() && !lines[i].text.empty(); ++i) ReadHeaderLine(lines[i], draft, findings);
-    if (draft.subject.IsEmpty()) throw Failure("下書きに件名 (Subject: ...) がありません: " + file);
+    if (draft.subject.IsEmpty())
+        throw Failure(Failure::incomplete_mail, "下書きに件名 (Subject: ...) がありません: " + file);
     if (i + 1 >= lines.size()) {
         if (body == DraftBody::optional) return draft;
-        throw Failure("下書きに本文がありません: " + file);
+        throw Failure(Failure::incomplete_mail, "下書きに本文がありません: " + file);
     }
     const std::string_view rest =
         std::string_view(content).substr(static_cast<std::size_t>(lines[i + 1].text.data() - content.data()));
     draft.body = CrLfConverter(Cross(rest));
     if (CString(draft.body).Trim().IsEmpty()) {
-        if (body == DraftBody::required) throw Failure("下書きに本文がありません: " + file);
+        if (body == DraftBody::required)
+            throw Failure(Failure::incomplete_mail, "下書きに本文がありません: " + file);
         draft.body.Empty();
     }
     Inspection(lines[i + 1].number, 1, findings).Look(draft.body);
@@ -201,7 +212,8 @@ void TellFindings(FrontEnd& front, std::vector<Finding> const& findings, bool an
     if (findings.size() > findings_shown)
         front.Notice("… ほか " + std::to_string(findings.size() - findings_shown) + "か所");
     if (!findings.empty() && !anyway)
-        throw Failure(where + "に直すところがあります。このまま使うなら --force をつけてください。");
+        throw Failure(Failure::not_confirmed,
+                      where + "に直すところがあります。このまま使うなら --force をつけてください。");
 }
 
 }  // namespace engine

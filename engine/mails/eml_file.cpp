@@ -48,7 +48,8 @@ CString EmlOf(MailVersion const& version) {
 
 UnpackedEml::UnpackedEml(std::string const& file)
     : folder_((fs::temp_directory_path() / "tessaly-eml-XXXXXX").string()) {
-    if (!mkdtemp(folder_.data())) throw Failure("作業用のディレクトリを作れません: " + folder_);
+    if (!mkdtemp(folder_.data()))
+        throw Failure(Failure::not_written, "作業用のディレクトリを作れません: " + folder_);
     try {
         Unpack(file);
     } catch (...) {
@@ -69,13 +70,13 @@ void UnpackedEml::Unpack(std::string const& file) {
     CMimeAnalyze parts;
     if (static_cast<std::size_t>(text.GetLength()) != content.size() ||
         parts.AnalyzeMime(text) != CMimeAnalyze::ok)
-        throw Failure("メールとして読めません: " + file);
+        throw Failure(Failure::unsuitable_file, "メールとして読めません: " + file);
     if (parts.GetDataTypeFromNowSetData() == CMimeAnalyze::type_nothing)
-        throw Failure("文面のないメールです: " + file);
+        throw Failure(Failure::incomplete_mail, "文面のないメールです: " + file);
     MimeFormatStruct mail;
     MimeDecodeTool::MimeDecode(text, mail);
     const std::string subject = OnOneLine(SubjectOf(mail));
-    if (subject.empty()) throw Failure("件名のないメールです: " + file);
+    if (subject.empty()) throw Failure(Failure::incomplete_mail, "件名のないメールです: " + file);
     MimeFormatStruct part;
     parts.GetMIMETextpart(part);
     texts_.draft =
@@ -87,7 +88,8 @@ void UnpackedEml::Unpack(std::string const& file) {
 std::string UnpackedEml::Write(std::string const& name, std::string_view content) const {
     const std::string path = folder_ + "/" + name;
     fs::create_directories(fs::path(path).parent_path());
-    if (!ReplaceFile(path, content)) throw Failure("作業用のファイルを書けません: " + path);
+    if (!ReplaceFile(path, content))
+        throw Failure(Failure::not_written, "作業用のファイルを書けません: " + path);
     return path;
 }
 

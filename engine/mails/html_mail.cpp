@@ -50,7 +50,7 @@ MimeFormatStruct TextPart(CString const& text) {
 MimeFormatStruct PicturePart(HtmlPicture const& picture) {
     CAttachFileManager file;
     if (file.SetFileInfoFromFile(IntoPath(picture.file)) != CAttachFileManager::set)
-        throw Failure("画像を読めません: " + picture.file);
+        throw Failure(Failure::unreadable_file, "画像を読めません: " + picture.file);
     const CString name = Mailable(Into(picture.name, "画像の名前"), true);
     MimeFormatStruct part;
     MimeDecodeTool::MimeDecode(CString("Content-Type: ") + MediaTypeOf(picture.name) + "; " +
@@ -64,7 +64,8 @@ MimeFormatStruct PicturePart(HtmlPicture const& picture) {
 
 CString Stored(CMimeAnalyze& parts) {
     CString header, body;
-    if (parts.GetMimeString(header, body, 0, nullptr) < 0) throw Failure("メールに本文がありません。");
+    if (parts.GetMimeString(header, body, 0, nullptr) < 0)
+        throw Failure(Failure::incomplete_mail, "メールに本文がありません。");
     return header + "\r\n" + body;
 }
 
@@ -105,7 +106,7 @@ CString ComposeHtml(CString const& text, HtmlSource const& source) {
     encoder.SetPlainText(MailableBody(text.IsEmpty() ? Into(no_text, "本文") : text));
     encoder.SetHtmlText(source.html);
     // Never as plain ASCII: what is merged in later is Japanese.
-    if (!encoder.Encode(0, 0, 0)) throw Failure("HTMLに中身がありません。");
+    if (!encoder.Encode(0, 0, 0)) throw Failure(Failure::incomplete_mail, "HTMLに中身がありません。");
     CString type, subtype, parameters;
     encoder.GetContentTypeString(type, subtype, parameters);
     CMimeAnalyze parts = PartsOf("Content-Type: " + type + "/" + subtype + parameters + "\r\n\r\n" +
@@ -134,7 +135,8 @@ CMimeAnalyze PartsOf(CString const& stored) {
     CMimeAnalyze parts;
     if (parts.AnalyzeMime(stored) != CMimeAnalyze::ok ||
         parts.GetDataTypeFromNowSetData() == CMimeAnalyze::type_nothing)
-        throw Failure("保存されたHTMLメールが壊れています。「tessaly mail edit」で作り直してください。");
+        throw Failure(Failure::damaged_file,
+                      "保存されたHTMLメールが壊れています。「tessaly mail edit」で作り直してください。");
     FoldWords(parts);
     return parts;
 }

@@ -36,12 +36,14 @@ constexpr struct {
 
 std::string ReadUtf8(std::string const& path) {
     std::string bytes = ReadWholeFile(path, "HTMLのファイル");
-    if (bytes.find('\0') != bytes.npos) throw Failure("HTMLのファイルではありません: " + path);
+    if (bytes.find('\0') != bytes.npos)
+        throw Failure(Failure::unsuitable_file, "HTMLのファイルではありません: " + path);
     if (bytes.starts_with(byte_order_mark)) bytes.erase(0, byte_order_mark.size());
     if (IsUtf8(bytes)) return bytes;
     const std::string from_sjis = Out(bytes);
     if (from_sjis.find(no_character) != from_sjis.npos)
-        throw Failure("HTMLのファイルの文字コードが分かりません。UTF-8にして保存してください: " + path);
+        throw Failure(Failure::unsuitable_file,
+                      "HTMLのファイルの文字コードが分かりません。UTF-8にして保存してください: " + path);
     return from_sjis;
 }
 
@@ -143,7 +145,7 @@ class Pictures {
                 for (HtmlPlace const& place : UrlsIn(page_, {tag.end, tag.content_end})) Take(place);
         }
         for (auto const& [name, file] : extra_)
-            throw Failure("--inline の画像は、HTMLに名前がありません: " + file);
+            throw Failure(Failure::invalid_value, "--inline の画像は、HTMLに名前がありません: " + file);
         return result_.append(page_.substr(done_));
     }
 
@@ -233,14 +235,16 @@ class Pictures {
 HtmlSource ReadHtml(std::string const& file, std::vector<std::string> const& extra,
                     std::vector<Finding>& findings) {
     for (std::string const& picture : extra)
-        if (!fs::is_regular_file(picture)) throw Failure("--inline の画像がありません: " + picture);
+        if (!fs::is_regular_file(picture))
+            throw Failure(Failure::file_not_found, "--inline の画像がありません: " + picture);
     const std::string crossed = Crossed932(ReadUtf8(file));
     InspectText(WithPlainWords(crossed), findings);
     const CString page = CrLfConverter(Mailable(CString(std::string_view(WithEscapedWords(crossed))), false));
     HtmlSource source;
     const std::string rewritten = Pictures(page.View(), file, extra, source, findings).Rewritten();
     source.html = CString(std::string_view(rewritten));
-    if (CString(source.html).Trim().IsEmpty()) throw Failure("HTMLに中身がありません: " + file);
+    if (CString(source.html).Trim().IsEmpty())
+        throw Failure(Failure::incomplete_mail, "HTMLに中身がありません: " + file);
     return source;
 }
 

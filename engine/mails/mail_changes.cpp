@@ -26,7 +26,7 @@ MailChanges::MailChanges(FrontEnd& front, MailArguments const& arguments)
     if (arguments.honorific) honorific_ = Into(*arguments.honorific, "敬称");
     if (arguments.address_name) address_name_ = Into(*arguments.address_name, "宛先名称");
     if (arguments.html.empty() && !arguments.pictures.empty())
-        throw Failure("--inline は --html と一緒に使います。", exit_usage);
+        throw Failure(Failure::invalid_request, "--inline は --html と一緒に使います。");
     ReadTexts();
 }
 
@@ -36,9 +36,9 @@ void MailChanges::ReadTexts() {
         draft_ = ReadDraft(arguments_.draft, findings,
                            arguments_.html.empty() ? DraftBody::required : DraftBody::optional);
         if (!draft_.from.address.IsEmpty() || !draft_.reply_to.address.IsEmpty())
-            throw Failure(
-                "保存するメールには From と Reply-To を書けません。差出人は「settings ENV "
-                "from.address=...」で決めます。");
+            throw Failure(Failure::unsuitable_mail,
+                          "保存するメールには From と Reply-To を書けません。差出人は「settings ENV "
+                          "from.address=...」で決めます。");
         TellFindings(front_, findings, arguments_.force);
     }
     if (arguments_.html.empty()) return;
@@ -54,11 +54,11 @@ char MailChanges::KindFor(char present) const {
     if (!html_) return present;
     char const kind = terminal_ == pc ? kind_html : kind_mobile_html;
     if (!HoldsMime(kind, terminal_))
-        throw Failure("この端末にはHTMLメールを送れません: " + arguments_.terminal);
+        throw Failure(Failure::unsuitable_mail, "この端末にはHTMLメールを送れません: " + arguments_.terminal);
     if (present != kind_text && present != kind)
-        throw Failure(
-            "1通のメールは、PCのHTMLか携帯のHTMLのどちらかです。別のメールにするか、先に --no-html "
-            "をつけてHTMLをやめてください。");
+        throw Failure(Failure::unsuitable_mail,
+                      "1通のメールは、PCのHTMLか携帯のHTMLのどちらかです。別のメールにするか、先に --no-html "
+                      "をつけてHTMLをやめてください。");
     return kind;
 }
 
@@ -106,7 +106,8 @@ bool MailChanges::Take(OneMail& mail, CString const& name) const {
 
 void MailChanges::Detach(OneMail& mail, std::string const& name) const {
     if (!Take(mail, Into(name, "添付ファイルの名前")))
-        throw Failure("その添付ファイルはありません (" + arguments_.terminal + "): " + name);
+        throw Failure(Failure::attachment_not_found,
+                      "その添付ファイルはありません (" + arguments_.terminal + "): " + name);
 }
 
 }  // namespace engine

@@ -62,7 +62,8 @@ MailContent ContentOf(Draft const& draft) {
 MailContent ContentOf(Session& session, int mail) {
     const OneMail stored = ReadMail(session, mail);
     if (stored.m_strBody[pc].IsEmpty() || stored.m_strSubject[pc].IsEmpty())
-        throw Failure("メールに件名か本文がありません: " + NameOfMail(session, mail));
+        throw Failure(Failure::incomplete_mail,
+                      "メールに件名か本文がありません: " + NameOfMail(session, mail));
     MailContent content;
     content.honorific = stored.m_strHonorific;
     content.mail = mail;

@@ -53,7 +53,9 @@ class WorkFolder {
         fs::create_directories(folder, error);
         fs::copy_file(added.file, folder / Out(added.entry.m_strFileName),
                       fs::copy_options::overwrite_existing, error);
-        if (error) throw Failure("添付ファイルを読めません: " + added.file + "\n" + error.message());
+        if (error)
+            throw Failure(Failure::unreadable_file,
+                          "添付ファイルを読めません: " + added.file + "\n" + error.message());
     }
 
   private:
@@ -65,7 +67,8 @@ class WorkFolder {
 };
 
 [[noreturn]] void NotStored(OneMailMaker& maker) {
-    throw Failure("メールを保存できませんでした。前の状態のままです。\n" + TextOf(maker.GetErrMsg()));
+    throw Failure(Failure::not_written,
+                  "メールを保存できませんでした。前の状態のままです。\n" + TextOf(maker.GetErrMsg()));
 }
 
 // The tables of a mail. Each throws Failure for one that cannot be read whole.
@@ -73,14 +76,15 @@ void LoadTexts(Session& session, int id, MailWriter& texts) {
     texts.SetTermNum(OneMail::slot_count);
     texts.SetEnvManager(&session.Environment());
     if (!texts.SetMailFromFile(id, 0, nullptr))
-        throw Failure("メールを読めません: " + std::to_string(id) + "\n" + TextOf(texts.GetErrMsg()));
+        throw Failure(Failure::damaged_file,
+                      "メールを読めません: " + std::to_string(id) + "\n" + TextOf(texts.GetErrMsg()));
     RequireWhole(texts, "メールの本文", session.DataDirectory() + "/" + MailFile(id, "mail"));
 }
 
 void LoadAttachmentList(Session& session, int id, int terminal, AttachWriter& attachments) {
     if (!attachments.LoadAttachList(nullptr))
-        throw Failure("添付ファイルの一覧を読めません: " + std::to_string(id) + "\n" +
-                      TextOf(attachments.GetErrMsg()));
+        throw Failure(Failure::damaged_file, "添付ファイルの一覧を読めません: " + std::to_string(id) + "\n" +
+                                                 TextOf(attachments.GetErrMsg()));
     RequireWhole(attachments, "添付ファイルの一覧",
                  session.DataDirectory() + "/" + MailFolder(id) + "/ATTACH/at_" +
                      terminal_names[static_cast<std::size_t>(terminal)] + std::to_string(id) + ".dat");
@@ -91,7 +95,7 @@ OneMail Opened(Session& session, OneMailMaker& maker, char kind) {
     if (maker.GetMailID() != new_mail) static_cast<void>(ReadMail(session, maker.GetMailID()));
     OneMail mail;
     if (maker.GetOneMailData(mail, kind, attachments_per_terminal) < 0)
-        throw Failure("メールを開けません。\n" + TextOf(maker.GetErrMsg()));
+        throw Failure(Failure::operation_failed, "メールを開けません。\n" + TextOf(maker.GetErrMsg()));
     return mail;
 }
 
@@ -106,10 +110,11 @@ AttachWriter& Bind(AttachWriter& attachments, Session& session, int id) {
 void RequirePlaces(OneMail const& mail, char kind) {
     for (int slot = 0; slot < terminal_count; ++slot)
         if (!HoldsAttachments(kind, slot) && !mail.m_aAttach[slot].IsEmpty())
-            throw Failure(std::string(kind == kind_html
-                                          ? "PCのHTMLメールに添付できるのは pc だけです"
-                                          : "携帯のHTMLメールに添付できるのは nd、at、sb だけです") +
-                          "。--detach で外してください: " + terminal_names[static_cast<std::size_t>(slot)]);
+            throw Failure(
+                Failure::unsuitable_mail,
+                std::string(kind == kind_html ? "PCのHTMLメールに添付できるのは pc だけです"
+                                              : "携帯のHTMLメールに添付できるのは nd、at、sb だけです") +
+                    "。--detach で外してください: " + terminal_names[static_cast<std::size_t>(slot)]);
 }
 
 // The ID that the library gives to the next new mail.
@@ -118,7 +123,8 @@ int NextMailID(Session& session) {
     int id = 0;
     if (!sequence.SetEnvManager(&session.Environment()) || !sequence.SetSeqType(seq_mail) ||
         !sequence.CurrentValue(&id))
-        throw Failure("メールの番号を決められません: " + session.DataDirectory() + "/MAIL/mailseq.dat");
+        throw Failure(Failure::damaged_file,
+                      "メールの番号を決められません: " + session.DataDirectory() + "/MAIL/mailseq.dat");
     while (session.Mails().FindMailData(id) == CMailListViewer::mail_found) ++id;
     return id;
 }
@@ -130,7 +136,7 @@ void SetKind(Session& session, int id, char kind) {
     CString flag(address_flag == ' ' ? 'N' : address_flag);
     flag += kind;
     if (session.Mails().SetMailDataPinPoint(id, CMailListViewer::column_special_flag, flag) < 0)
-        throw Failure("メールの種類を変えられませんでした: " + std::to_string(id));
+        throw Failure(Failure::operation_failed, "メールの種類を変えられませんでした: " + std::to_string(id));
 }
 
 void Warn(FrontEnd& front, OneMail const& mail, char kind) {
@@ -175,7 +181,8 @@ bool HoldsAttachments(char kind, int terminal) { return kind == kind_text || Hol
 TermType TerminalNamed(std::string_view name) {
     auto const found = std::find(terminal_names.begin(), terminal_names.end(), name);
     if (found == terminal_names.end())
-        throw Failure("--terminal は pc、nd、at、sb、wl のどれかです: " + std::string(name), exit_usage);
+        throw Failure(Failure::invalid_request,
+                      "--terminal は pc、nd、at、sb、wl のどれかです: " + std::string(name));
     return static_cast<TermType>(found - terminal_names.begin());
 }
 
@@ -187,10 +194,11 @@ bool IsDeleted(Session& session, int id) {
 
 void RequireMail(Session& session, int id, Deleted deleted) {
     if (session.Mails().FindMailData(id) != 0)
-        throw Failure("その番号のメールはありません: " + std::to_string(id) +
-                      "\n「tessaly mail list」で見られます。");
+        throw Failure(Failure::mail_not_found, "その番号のメールはありません: " + std::to_string(id) +
+                                                   "\n「tessaly mail list」で見られます。");
     if (deleted == Deleted::refuse && IsDeleted(session, id))
-        throw Failure("削除したメールです: " + std::to_string(id) + " (mail restore で戻せます)");
+        throw Failure(Failure::deleted,
+                      "削除したメールです: " + std::to_string(id) + " (mail restore で戻せます)");
 }
 
 std::string NameOfMail(Session& session, int id) {
@@ -203,7 +211,8 @@ OneMail ReadMail(Session& session, int id) {
     OneMail mail;
     COneMailData row;
     MailWriter texts;
-    if (session.Mails().GetMailData(id, row) < 0) throw Failure("メールを読めません: " + std::to_string(id));
+    if (session.Mails().GetMailData(id, row) < 0)
+        throw Failure(Failure::operation_failed, "メールを読めません: " + std::to_string(id));
     LoadTexts(session, id, texts);
     mail.m_strAddressName = row.GetAddressName();
     mail.m_strHonorific = row.GetHonorific();
@@ -226,25 +235,28 @@ CString AttachmentText(Session& session, int id, TermType terminal, CString cons
     AttachWriter attachments;
     Bind(attachments, session, id).SetTermType(terminal);
     CString text;
-    if (!attachments.GetAttachDataString(name, text)) throw Failure("添付ファイルを読めません: " + Out(name));
+    if (!attachments.GetAttachDataString(name, text))
+        throw Failure(Failure::damaged_file, "添付ファイルを読めません: " + Out(name));
     return text;
 }
 
 NewAttachment AttachmentOf(TermType terminal, std::string const& file) {
     const std::string name = fs::path(file).filename().string();
     std::error_code error;
-    if (!fs::is_regular_file(file, error)) throw Failure("添付するファイルがありません: " + file);
+    if (!fs::is_regular_file(file, error))
+        throw Failure(Failure::file_not_found, "添付するファイルがありません: " + file);
     if (fs::file_size(file, error) > largest_attachment || error) {
         CString text;
         CErrMsg::GetErrMsgFromDefined(attach_file_too_large, text);
         text.Replace("\r\n", "\n");
-        throw Failure(file + ": " + Out(text));
+        throw Failure(Failure::unsuitable_file, file + ": " + Out(text));
     }
     bool const has_control =
         std::any_of(name.begin(), name.end(), [](char c) { return static_cast<unsigned char>(c) < 0x20; });
     if (has_control || name.find_first_of(not_for_names) != name.npos)
-        throw Failure("添付するファイルの名前に使えない文字 (" + std::string(not_for_names) +
-                      "、改行など) があります: " + name);
+        throw Failure(Failure::unsuitable_file, "添付するファイルの名前に使えない文字 (" +
+                                                    std::string(not_for_names) +
+                                                    "、改行など) があります: " + name);
     return {terminal, {Into(name, "添付するファイルの名前"), MediaTypeOf(file)}, file};
 }
 
@@ -276,7 +288,7 @@ int CopyMail(Session& session, int id) {
     SafeChange whole(session.DataDirectory(), {mail_list_file, MailFolder(NextMailID(session))});
     COneMailData row;
     if (session.Mails().GetMailDataForReprint(id, row) < 0)
-        throw Failure("メールを写せませんでした: " + std::to_string(id));
+        throw Failure(Failure::operation_failed, "メールを写せませんでした: " + std::to_string(id));
     OneMailMaker copy(&session.Environment(), &session.Mails(), row.GetMailID());
     if (copy.SetOneMailData(mail, kind, attachments_per_terminal) < 0) NotStored(copy);
     MakeEmptyTarget(session, row.GetMailID());

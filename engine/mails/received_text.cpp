@@ -216,7 +216,8 @@ std::string TextOf(MimeFormatStruct const& part) {
     const Charset charset = CharsetOf(part);
     CString name;
     part.GetCharset(name);
-    if (charset == Charset::unknown) throw Failure("この文字コードの文面は読めません: " + Out(name));
+    if (charset == Charset::unknown)
+        throw Failure(Failure::unsuitable_mail, "この文字コードの文面は読めません: " + Out(name));
     return FromCharset(charset, ContentOf(part));
 }
 

@@ -199,7 +199,8 @@ int Answers::CustomerBehind(Answer const& answer) {
 void Answers::Store(OneCustomer& customer) {
     if (!apply_) return;
     if (session_.Customers().SetOneCustomerInfo(customer, 0) < 0)
-        throw Failure("顧客を書き込めません: " + TextOf(session_.Customers().GetErrMsg()));
+        throw Failure(Failure::operation_failed,
+                      "顧客を書き込めません: " + TextOf(session_.Customers().GetErrMsg()));
     customers_changed_ = true;
 }
 

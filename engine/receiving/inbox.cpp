@@ -72,7 +72,8 @@ int Inbox::Keep(std::string const& text) {
     char name[64];
     std::snprintf(name, sizeof name, "%06d-%s.eml", next_, digest.c_str());
     bool const written = ReplaceFile((folder_ / name).string(), text);
-    if (!written) throw Failure("受信したメールを書けません: " + (folder_ / name).string());
+    if (!written)
+        throw Failure(Failure::not_written, "受信したメールを書けません: " + (folder_ / name).string());
     Remember(mark);
     return next_++;
 }
@@ -82,7 +83,7 @@ void Inbox::Append(std::string const& name, std::string& text) const {
     fs::create_directories(folder_);
     std::ofstream file(folder_ / name, std::ios::binary | std::ios::app);
     file << text << std::flush;
-    if (!file) throw Failure("受信の記録を書けません: " + (folder_ / name).string());
+    if (!file) throw Failure(Failure::not_written, "受信の記録を書けません: " + (folder_ / name).string());
     text.clear();
 }
 

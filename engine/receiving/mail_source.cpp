@@ -25,7 +25,7 @@ FolderSource::FolderSource(std::string const& folder) {
     std::error_code error;
     for (auto const& entry : fs::directory_iterator(folder, error))
         if (entry.is_regular_file()) files_.push_back(entry.path().string());
-    if (error) throw Failure("ディレクトリを読めません: " + folder);
+    if (error) throw Failure(Failure::unreadable_file, "ディレクトリを読めません: " + folder);
     std::sort(files_.begin(), files_.end());
 }
 
@@ -35,7 +35,7 @@ bool FolderSource::Next(ReceivedMail& mail, std::function<bool(std::string const
     std::ifstream file(name, std::ios::binary);
     std::error_code error;
     if (!file || fs::file_size(name, error) > largest_mail || error)
-        throw Failure("メールのファイルを読めません: " + name);
+        throw Failure(Failure::unreadable_file, "メールのファイルを読めません: " + name);
     mail = {{}, {std::istreambuf_iterator<char>(file), {}}};
     ReplaceZeroBytes(mail.text);
     return true;
@@ -49,9 +49,11 @@ struct MboxSource::File {
 
 MboxSource::MboxSource(std::string const& name) : file_(std::make_unique<File>()) {
     file_->stream.open(name, std::ios::binary);
-    if (!file_->stream || fs::is_directory(name)) throw Failure("mboxファイルを読めません: " + name);
+    if (!file_->stream || fs::is_directory(name))
+        throw Failure(Failure::unreadable_file, "mboxファイルを読めません: " + name);
     file_->at_mail = std::getline(file_->stream, file_->line) && file_->line.starts_with("From ");
-    if (!file_->at_mail && !file_->line.empty()) throw Failure("mboxファイルではありません: " + name);
+    if (!file_->at_mail && !file_->line.empty())
+        throw Failure(Failure::unsuitable_file, "mboxファイルではありません: " + name);
 }
 
 MboxSource::~MboxSource() = default;
@@ -71,7 +73,8 @@ bool MboxSource::Next(ReceivedMail& mail, std::function<bool(std::string const&)
             line.remove_prefix(1);
         if (line.ends_with('\r')) line.remove_suffix(1);
         mail.text.append(line).append("\r\n");
-        if (mail.text.size() > largest_mail) throw Failure("mboxファイルのメールが大きすぎます。");
+        if (mail.text.size() > largest_mail)
+            throw Failure(Failure::unsuitable_file, "mboxファイルのメールが大きすぎます。");
     }
     ReplaceZeroBytes(mail.text);
     return true;
@@ -129,7 +132,7 @@ class PlainPopSource : public PopSource {
 
   private:
     void Require(bool done, char const* otherwise) {
-        if (!done) throw Failure(otherwise + OnOneLine(TextOf(client_.GetErrMsg())));
+        if (!done) throw Failure(Failure::server_failed, otherwise + OnOneLine(TextOf(client_.GetErrMsg())));
     }
     int Count() const override { return client_.GetMailNumber(); }
     CString UniqueId(int row) const override { return client_.m_aMailList[row].Uidl; }
@@ -161,7 +164,8 @@ class SecurePopSource : public PopSource {
 
   private:
     void Require(int error, char const* otherwise) {
-        if (error != platform::component_ok) throw Failure(otherwise + client_.Reason());
+        if (error != platform::component_ok)
+            throw Failure(Failure::server_failed, otherwise + client_.Reason());
     }
     int Count() const override { return count_; }
     int Number(int row) const {

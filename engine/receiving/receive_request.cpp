@@ -69,7 +69,8 @@ class Receiving {
         Save();
         source_.End();
         Totals();
-        if (front_.Stopped()) throw Failure("中断しました。同じコマンドで続きを受信できます。");
+        if (front_.Stopped())
+            throw Failure(Failure::stopped, "中断しました。同じコマンドで続きを受信できます。");
     }
 
   private:

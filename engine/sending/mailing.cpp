@@ -129,9 +129,12 @@ void Mailing::Run(std::vector<int> const& ids, int threads) {
 void Mailing::Work(std::vector<int> const& ids) {
     try {
         SendEach(ids);
+    } catch (Failure const& failure) {
+        std::lock_guard guard(lock_);
+        Stop(failure.GetKind(), failure.what());
     } catch (std::exception const& failure) {
         std::lock_guard guard(lock_);
-        Stop(failure.what());
+        Stop(Failure::operation_failed, failure.what());
     }
 }
 
@@ -145,7 +148,7 @@ void Mailing::SendEach(std::vector<int> const& ids) {
         Finish(delivery);
         if (Judge(client.LastVerdict(), in_a_row)) continue;
         std::lock_guard guard(lock_);
-        Stop("送信サーバーが受け付けないので止めました: " + delivery.reply);
+        Stop(Failure::server_failed, "送信サーバーが受け付けないので止めました: " + delivery.reply);
     }
 }
 
@@ -168,14 +171,18 @@ void Mailing::Finish(Delivery const& delivery) {
     if (delivery.outcome == Outcome::sent) ++sent_;
     try {
         on_delivery_(delivery);
+    } catch (Failure const& failure) {
+        Stop(failure.GetKind(), failure.what());
     } catch (std::exception const& failure) {
-        Stop(failure.what());
+        Stop(Failure::operation_failed, failure.what());
     }
 }
 
-void Mailing::Stop(std::string const& why) {
+void Mailing::Stop(Failure::Kind kind, std::string const& why) {
     stop_ = true;
-    if (stopped_.empty()) stopped_ = why;
+    if (!stopped_.empty()) return;
+    stopped_ = why;
+    stop_kind_ = kind;
 }
 
 }  // namespace engine

@@ -8,6 +8,7 @@
 #include <string_view>
 #include <vector>
 
+#include "engine/base/failure.h"
 #include "engine/mails/mail_content.h"
 #include "engine/sending/mail_channel.h"
 
@@ -41,6 +42,7 @@ class Mailing {
     std::uint64_t Sent() const { return sent_; }
     // Why the mailing ended before its end; empty when it did not.
     std::string const& Stopped() const { return stopped_; }
+    Failure::Kind StopKind() const { return stop_kind_; }
 
   private:
     class Client;
@@ -48,7 +50,7 @@ class Mailing {
     void SendEach(std::vector<int> const& ids);
     bool Judge(Verdict const& verdict, int& failures_in_a_row);
     void Finish(Delivery const& delivery);
-    void Stop(std::string const& why);  // lock_ held
+    void Stop(Failure::Kind kind, std::string const& why);  // lock_ held
 
     FrontEnd const& front_;
     MailContent const& content_;
@@ -63,6 +65,7 @@ class Mailing {
     std::atomic<bool> stop_ = false;
     std::atomic<bool> server_answered_ = false;  // for some recipient
     std::string stopped_;
+    Failure::Kind stop_kind_ = Failure::stopped;
 };
 
 // The Message-IDs of a mailing hold the numbers of the mail and of the customer, so that an answer leads to

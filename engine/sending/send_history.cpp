@@ -93,11 +93,11 @@ void LoadHistory(Session& session, int mail, HistoryListViewer& history) {
     history.SetSystemOption(&session.Options());
     history.SetDatabaseEdit(&session.CustomerTable());
     history.SetMailListViewer(&session.Mails());
-    if (history.SetMailID(mail, 0) < 0) throw Failure(TextOf(history.GetErrMsg()));
+    if (history.SetMailID(mail, 0) < 0) throw Failure(Failure::operation_failed, TextOf(history.GetErrMsg()));
     int const result = history.GetHDataFromFileToMemory(0, nullptr);
     if (result < 0 && result != HistoryListViewer::file_missing && result != HistoryListViewer::file_empty)
-        throw Failure("送信履歴を読めません: " + NameOfMail(session, mail) + "\n" +
-                      TextOf(history.GetErrMsg()));
+        throw Failure(Failure::damaged_file, "送信履歴を読めません: " + NameOfMail(session, mail) + "\n" +
+                                                 TextOf(history.GetErrMsg()));
     RequireWhole(history, history_name, session.DataDirectory() + "/" + MailFile(mail, "hist"));
     ApplyJournal(JournalOf(session, mail), history);
 }
@@ -121,18 +121,18 @@ void SendHistory::Begin(std::vector<int> const& ids) {
     for (int const id : ids) {
         row.CustomerID = id;
         if (history_.DBID2RowNumber(id) < 0 && history_.SetHDataFromStructToMemory(row) < 0)
-            throw Failure("送信履歴を作れません: " + TextOf(history_.GetErrMsg()));
+            throw Failure(Failure::operation_failed, "送信履歴を作れません: " + TextOf(history_.GetErrMsg()));
     }
     Save();
     journal_.open(JournalOf(session_, mail_), std::ios::binary | std::ios::trunc);
-    if (!journal_) throw Failure("送信履歴を書けません: " + JournalOf(session_, mail_));
+    if (!journal_) throw Failure(Failure::not_written, "送信履歴を書けません: " + JournalOf(session_, mail_));
     saver_ = std::thread([this] { SaveNowAndThen(); });
 }
 
 void SendHistory::Record(Delivery const& delivery) {
     if (!delivery.attempted) return;
     std::lock_guard guard(rows_lock_);
-    if (!trouble_.empty()) throw Failure(trouble_);
+    if (!trouble_.empty()) throw Failure(Failure::not_written, trouble_);
     Entry entry{delivery.id, {}, 0, delivery.message_id, Now()};
     history_.TransferRetryNum(entry.id, entry.retry_number, 0);
     ++entry.retry_number;
@@ -141,7 +141,7 @@ void SendHistory::Record(Delivery const& delivery) {
     Apply(history_, entry);
     changed_ = true;
     journal_ << LineOf(entry) << std::flush;
-    if (!journal_) throw Failure("送信履歴を書けません: " + JournalOf(session_, mail_));
+    if (!journal_) throw Failure(Failure::not_written, "送信履歴を書けません: " + JournalOf(session_, mail_));
 }
 
 // The rows share their texts with the copy, so that sending waits for the copy only, not for the disk.

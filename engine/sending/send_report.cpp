@@ -26,12 +26,12 @@ std::string_view OutcomeOf(std::string_view row) {
 Report::Report(std::string const& file, bool resume) : name_(file) {
     bool const there = std::filesystem::exists(file);
     if (there && !resume)
-        throw Failure("レポートのファイルがもうあります: " + file +
-                      "\n途中で止まった送信の続きなら --resume をつけてください。");
+        throw Failure(Failure::file_exists, "レポートのファイルがもうあります: " + file +
+                                                "\n途中で止まった送信の続きなら --resume をつけてください。");
     bool const begun = there && ReadEarlier(file);
     file_.open(file, std::ios::binary | std::ios::app);
     if (!begun) file_ << title_line << std::flush;
-    if (!file_) throw Failure("レポートを書けません: " + file);
+    if (!file_) throw Failure(Failure::not_written, "レポートを書けません: " + file);
 }
 
 bool Report::ReadEarlier(std::string const& file) {
@@ -41,7 +41,8 @@ bool Report::ReadEarlier(std::string const& file) {
         std::filesystem::resize_file(file, 0);
         return false;
     }
-    if (!content.starts_with(title_line)) throw Failure("tessaly のレポートではありません: " + file);
+    if (!content.starts_with(title_line))
+        throw Failure(Failure::unsuitable_file, "tessaly のレポートではありません: " + file);
     const std::size_t whole = content.rfind('\n') + 1;  // a row that was cut off does not count
     for (std::size_t at = title_line.size(); at < whole;) {
         const std::size_t end = content.find('\n', at);
@@ -61,7 +62,7 @@ void Report::Add(Delivery const& delivery) {
     file_ << delivery.id << "," << CsvField(Out(delivery.address)) << "," << NameOf(delivery.outcome) << ","
           << CsvField(delivery.reply) << "," << Out(delivery.message_id) << "\r\n"
           << std::flush;
-    if (!file_) throw Failure("レポートを書けませんでした: " + name_);
+    if (!file_) throw Failure(Failure::not_written, "レポートを書けませんでした: " + name_);
 }
 
 }  // namespace engine

@@ -45,7 +45,8 @@ std::vector<int> RecipientsOfDraft(Session& session, std::string const& to) {
         ids = IdsIn(to, "--to は all か、--to");
         for (int const id : ids)
             if (customers.FindCustomerID(id, 0) != 1)
-                throw Failure("その個人情報IDの顧客はいません: " + std::to_string(id));
+                throw Failure(Failure::customer_not_found,
+                              "その個人情報IDの顧客はいません: " + std::to_string(id));
     }
     std::sort(ids.begin(), ids.end());
     ids.erase(std::unique(ids.begin(), ids.end()), ids.end());
@@ -58,7 +59,7 @@ void SendDraft(Session& session, SendRequest const& request, Draft const& draft)
     const MailContent content = ContentOf(draft);
     const Mailing::Fetch fetch = FetchFrom(session.Customers());
     std::vector<int> ids = RecipientsOfDraft(session, request.to);
-    if (ids.empty()) throw Failure("送る相手がいません。");
+    if (ids.empty()) throw Failure(Failure::no_recipients, "送る相手がいません。");
     if (request.dry_run) return TellRecipients(session.Front(), ids, fetch);
     const ServerSettings server = ServerOf(session, request.smtp);
     std::optional<Report> report;
@@ -73,11 +74,12 @@ void SendDraft(Session& session, SendRequest const& request, Draft const& draft)
     });
     RunMailing(session, mailing, ids, request.threads);
     if (!mailing.Stopped().empty()) {
-        throw Failure(mailing.Stopped() +
-                      (report ? "\n同じコマンドに --resume をつけると、続きを送れます。"
-                              : "\n--report をつけて送ると、次からは --resume で続きを送れます。"));
+        throw Failure(
+            mailing.StopKind(),
+            mailing.Stopped() + (report ? "\n同じコマンドに --resume をつけると、続きを送れます。"
+                                        : "\n--report をつけて送ると、次からは --resume で続きを送れます。"));
     }
-    if (mailing.Sent() < ids.size()) throw Failure("送れなかった宛先があります。");
+    if (mailing.Sent() < ids.size()) throw Failure(Failure::not_all_sent, "送れなかった宛先があります。");
 }
 
 // --- A stored mail to the test customers ---
@@ -86,6 +88,7 @@ void SendTest(Session& session, SendRequest const& request) {
     const std::vector<OneCustomer> testers = Testers(session);
     if (testers.empty())
         throw Failure(
+            Failure::no_testers,
             "テスト送信の相手がいません。「tessaly testers add ENV メールアドレス=...」で登録してください。");
     const MailContent content = ContentOf(session, request.mail);
     const Mailbox from = SenderOf(session);
@@ -103,8 +106,8 @@ void SendTest(Session& session, SendRequest const& request) {
     Mailing mailing(session.Front(), content, from, server, fetch,
                     [&](Delivery const& delivery) { TellFailure(session.Front(), delivery); });
     RunMailing(session, mailing, ids, request.threads);
-    if (!mailing.Stopped().empty()) throw Failure(mailing.Stopped());
-    if (mailing.Sent() < ids.size()) throw Failure("送れなかった宛先があります。");
+    if (!mailing.Stopped().empty()) throw Failure(mailing.StopKind(), mailing.Stopped());
+    if (mailing.Sent() < ids.size()) throw Failure(Failure::not_all_sent, "送れなかった宛先があります。");
 }
 
 // --- A stored mail to its recipients ---
@@ -117,7 +120,8 @@ class Choice {
 
     std::vector<int> ToRetry() {
         CArray<int, int> waiting_rows;
-        if (history_.GetRetryAddress(waiting_rows) < 0) throw Failure(TextOf(history_.GetErrMsg()));
+        if (history_.GetRetryAddress(waiting_rows) < 0)
+            throw Failure(Failure::operation_failed, TextOf(history_.GetErrMsg()));
         std::vector<int> ids(waiting_rows.begin(), waiting_rows.end());
         std::erase_if(ids, [&](int id) { return IsGone(id); });
         Tell();
@@ -185,12 +189,14 @@ void RunStored(Session& session, SendRequest const& request, SendHistory& histor
     PutInList(session, request.mail, StatusAfter(history.Rows()), history.Rows());
     const std::string name = std::to_string(request.mail);
     if (!mailing.Stopped().empty())
-        throw Failure(mailing.Stopped() +
-                      "\n同じコマンドをもう一度実行すると、まだ届いていない人に続きを送ります。");
+        throw Failure(
+            mailing.StopKind(),
+            mailing.Stopped() + "\n同じコマンドをもう一度実行すると、まだ届いていない人に続きを送ります。");
     if (mailing.Sent() < ids.size())
-        throw Failure("送れなかった宛先があります。「tessaly report " + session.EnvFile() + " " + name +
-                      "」で見られ、「tessaly send " + session.EnvFile() + " " + name +
-                      " --retry」で再送信できます。");
+        throw Failure(Failure::not_all_sent, "送れなかった宛先があります。「tessaly report " +
+                                                 session.EnvFile() + " " + name +
+                                                 "」で見られ、「tessaly send " + session.EnvFile() + " " +
+                                                 name + " --retry」で再送信できます。");
 }
 
 void SendStored(Session& session, SendRequest const& request) {
@@ -198,8 +204,9 @@ void SendStored(Session& session, SendRequest const& request) {
     if (request.test) return SendTest(session, request);
     const std::vector<int> recipients = RecipientsOf(session, request.mail);
     if (recipients.empty())
-        throw Failure("宛先がありません。「tessaly target " + session.EnvFile() + " " +
-                      std::to_string(request.mail) + " --where ...」で選んでください。");
+        throw Failure(Failure::no_recipients, "宛先がありません。「tessaly target " + session.EnvFile() +
+                                                  " " + std::to_string(request.mail) +
+                                                  " --where ...」で選んでください。");
     auto const choose = [&](HistoryListViewer& history) {
         Choice choice(session, history);
         return request.retry ? choice.ToRetry() : choice.ToSend(recipients);
@@ -223,12 +230,14 @@ void SendStored(Session& session, SendRequest const& request) {
 void SendRequest::Send(Access const& access, std::string const& env_file) const {
     bool const stored = mail != new_mail;
     if (stored == !draft.empty())
-        throw Failure("送るもの (メールの番号か --draft のどちらか) を1つ書いてください。", exit_usage);
-    if (resume && report.empty()) throw Failure("--resume には --report が要ります。", exit_usage);
+        throw Failure(Failure::invalid_request,
+                      "送るもの (メールの番号か --draft のどちらか) を1つ書いてください。");
+    if (resume && report.empty())
+        throw Failure(Failure::invalid_request, "--resume には --report が要ります。");
     if (!stored && (retry || test))
-        throw Failure("--retry と --test は、保存したメールだけに使えます。", exit_usage);
+        throw Failure(Failure::invalid_request, "--retry と --test は、保存したメールだけに使えます。");
     if (stored && to != "all")
-        throw Failure("保存したメールの宛先は「tessaly target」で選びます。", exit_usage);
+        throw Failure(Failure::invalid_request, "保存したメールの宛先は「tessaly target」で選びます。");
     if (stored) {
         Session session(access, env_file, Session::For::reading);
         return SendStored(session, *this);

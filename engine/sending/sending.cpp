@@ -34,7 +34,8 @@ std::string Totals(Mailing const& mailing, std::size_t asked, double seconds) {
 // A word that the setting does not have, from a damaged or a newer file, is taken for none that it has.
 std::string ChoiceOf(Session& session, std::string_view name) {
     const std::string value = session.Setting(name), refusal = RefusalOf(*FindSetting(name), value);
-    if (!refusal.empty()) throw Failure(std::string(name) + ": " + refusal + ": " + value);
+    if (!refusal.empty())
+        throw Failure(Failure::invalid_value, std::string(name) + ": " + refusal + ": " + value);
     return value;
 }
 
@@ -47,7 +48,7 @@ CString CaFileOf(Session& session, std::string_view name) {
     const std::string file = session.Setting(name);
     if (file.empty()) return {};
     if (!std::filesystem::is_regular_file(file))
-        throw Failure(std::string(name) + " のファイルがありません: " + file);
+        throw Failure(Failure::file_not_found, std::string(name) + " のファイルがありません: " + file);
     return IntoPath(std::filesystem::absolute(file).string());
 }
 
@@ -68,17 +69,18 @@ void ReadServer(std::string const& text, std::string const& option, CString& hos
     host = Into(name, "サーバーの名前");
     if (with_port &&
         (!ReadNumber(std::string_view(text).substr(colon + 1), port) || port < 1 || port > 65535))
-        throw Failure(option + " のポート番号が正しくありません: " + text, exit_usage);
+        throw Failure(Failure::invalid_request, option + " のポート番号が正しくありません: " + text);
 }
 
 Mailbox SenderOf(Session& session, Mailbox const& given) {
     if (!given.address.IsEmpty()) return given;
     const std::string address = session.Setting("from.address");
     if (address.empty())
-        throw Failure("差出人がありません。「settings ENV from.address=...」で決めてください。");
+        throw Failure(Failure::missing_setting,
+                      "差出人がありません。「settings ENV from.address=...」で決めてください。");
     Mailbox from{Into(session.Setting("from.name"), "差出人の名前"), Into(address, "差出人のアドレス")};
     if (MailAddressChecker(from.address) != 1)
-        throw Failure("差出人のメールアドレスが正しくありません: " + address);
+        throw Failure(Failure::invalid_address, "差出人のメールアドレスが正しくありません: " + address);
     return from;
 }
 
@@ -97,6 +99,7 @@ ServerSettings ServerOf(Session& session, std::string const& given) {
     if (!given.empty()) ReadServer(given, "--smtp", server.host, server.port);
     if (server.host.IsEmpty())
         throw Failure(
+            Failure::missing_setting,
             "送信サーバーがありません。「settings ENV smtp.host=...」で決めるか、--smtp をつけてください。");
     return server;
 }
@@ -114,9 +117,11 @@ MailboxSettings MailboxOf(Session& session, std::string const& given) {
     if (!given.empty()) ReadServer(given, "--pop", mailbox.host, mailbox.port);
     if (mailbox.host.IsEmpty())
         throw Failure(
+            Failure::missing_setting,
             "受信サーバーがありません。「settings ENV pop.host=...」で決めるか、--pop をつけてください。");
     if (mailbox.user.IsEmpty())
         throw Failure(
+            Failure::missing_setting,
             "受信サーバーのユーザーIDがありません。「settings ENV pop.user=...」で決めてください。");
     return mailbox;
 }
@@ -127,8 +132,9 @@ std::vector<int> IdsIn(std::string_view text, std::string_view option) {
         const std::size_t comma = std::min(rest.find(','), rest.size());
         int id = 0;
         if (!ReadNumber(rest.substr(0, comma), id))
-            throw Failure(std::string(option) + " は個人情報IDをカンマで並べたものです: " + std::string(text),
-                          exit_usage);
+            throw Failure(
+                Failure::invalid_request,
+                std::string(option) + " は個人情報IDをカンマで並べたものです: " + std::string(text));
         ids.push_back(id);
         rest.remove_prefix(std::min(comma + 1, rest.size()));
     }

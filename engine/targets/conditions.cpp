@@ -54,7 +54,7 @@ Written Divide(Elements const& elements, std::string_view text) {
         if (elements.Find(written.title) >= 0) return written;
         if (!unknown) unknown = written;
     }
-    if (!unknown) throw Failure(how_to_write + std::string(text));
+    if (!unknown) throw Failure(Failure::invalid_condition, how_to_write + std::string(text));
     return *unknown;
 }
 
@@ -72,13 +72,16 @@ bool TakeQuoted(std::string_view& text, std::string& value) {
     do {
         text.remove_prefix(1);
         const std::size_t quote = text.find('"');
-        if (quote == text.npos) throw Failure("引用符 (\") が閉じていません: " + std::string(whole));
+        if (quote == text.npos)
+            throw Failure(Failure::invalid_condition, "引用符 (\") が閉じていません: " + std::string(whole));
         value += text.substr(0, quote);
         text.remove_prefix(quote + 1);
         if (text.starts_with('"')) value += '"';
     } while (text.starts_with('"'));
     if (text.empty()) return false;
-    if (text[0] != ',') throw Failure("閉じた引用符 (\") の後ろにはカンマが要ります: " + std::string(whole));
+    if (text[0] != ',')
+        throw Failure(Failure::invalid_condition,
+                      "閉じた引用符 (\") の後ろにはカンマが要ります: " + std::string(whole));
     text.remove_prefix(1);
     return true;
 }
@@ -113,15 +116,18 @@ std::optional<std::string> PartialDate(std::string_view text) {
 CString Comparable(Elements const& elements, Element const& element, std::string const& value) {
     if (value.empty()) return {};
     const std::string name = NameOf(elements, element.number);
-    if (value.find_first_of("\r\n") != value.npos) throw Failure(name + ": 値に改行は入れられません。");
+    if (value.find_first_of("\r\n") != value.npos)
+        throw Failure(Failure::invalid_condition, name + ": 値に改行は入れられません。");
     if (IsDate(element)) {
         auto const date = PartialDate(value);
-        if (!date) throw Failure(name + ": 日付ではありません (例: 2004、2004/5、2004/5/31): " + value);
+        if (!date)
+            throw Failure(Failure::not_a_date,
+                          name + ": 日付ではありません (例: 2004、2004/5、2004/5/31): " + value);
         return date->c_str();
     }
     CString text = Into(value, name);
     if (element.type == mydb_number && CheckNumberData(text) != 1)
-        throw Failure(name + ": 数 (9桁まで) ではありません: " + value);
+        throw Failure(Failure::not_a_number, name + ": 数 (9桁まで) ではありません: " + value);
     return text;
 }
 
@@ -138,15 +144,16 @@ void ReadRange(Elements const& elements, Element const& element, Written const& 
                OneExtractCondition& condition) {
     const std::size_t dots = written.rest.find(between_bounds);
     if (dots == written.rest.npos)
-        throw Failure("範囲は「下限..上限」の形で書きます (片方は空にできます): " +
-                      std::string(written.rest));
+        throw Failure(
+            Failure::invalid_condition,
+            "範囲は「下限..上限」の形で書きます (片方は空にできます): " + std::string(written.rest));
     condition.Mode = "R";
     condition.RangeFlag = written.negated ? "N" : "Y";
     condition.RangeLow = Comparable(elements, element, std::string(written.rest.substr(0, dots)));
     condition.RangeHigh =
         Comparable(elements, element, std::string(written.rest.substr(dots + between_bounds.size())));
     if (written.negated && condition.RangeLow.IsEmpty() && condition.RangeHigh.IsEmpty())
-        throw Failure("両端の空いた範囲の外には、だれもいません。");
+        throw Failure(Failure::invalid_condition, "両端の空いた範囲の外には、だれもいません。");
 }
 
 void ReadValues(Elements const& elements, Element const& element, Written const& written,
@@ -212,7 +219,8 @@ char const* const condition_help =
 OneExtractCondition ReadCondition(Elements const& elements, std::string_view text) {
     const Written written = Divide(elements, text);
     int const number = elements.Named(written.title);
-    if (!IsForPeople(number)) throw Failure("この列は条件に使えません: " + std::string(written.title));
+    if (!IsForPeople(number))
+        throw Failure(Failure::invalid_condition, "この列は条件に使えません: " + std::string(written.title));
     Element const& element = elements.At(number);
     OneExtractCondition condition;
     condition.ElementNumber = number;
@@ -229,14 +237,17 @@ void FillConditions(Elements const& elements, std::vector<StatedCondition> const
             number = 0;
         }
         if (tab == ec_tab_count)
-            throw Failure("--or で分けた条件のまとまりは" + std::to_string(ec_tab_count) +
-                          "つまでです: " + stated.text);
+            throw Failure(Failure::invalid_condition, "--or で分けた条件のまとまりは" +
+                                                          std::to_string(ec_tab_count) +
+                                                          "つまでです: " + stated.text);
         if (number == ec_con_count)
-            throw Failure("1つのまとまりに書ける条件は" + std::to_string(ec_con_count) +
-                          "つまでです: " + stated.text);
+            throw Failure(
+                Failure::invalid_condition,
+                "1つのまとまりに書ける条件は" + std::to_string(ec_con_count) + "つまでです: " + stated.text);
         OneExtractCondition condition = ReadCondition(elements, stated.text);
         if (set.SetExtractConditionFromStructToMemory(condition, TabAt(tab), ConditionAt(number++)) < 0)
-            throw Failure("条件を決められません: " + stated.text + "\n" + TextOf(set.GetErrMsg()));
+            throw Failure(Failure::operation_failed,
+                          "条件を決められません: " + stated.text + "\n" + TextOf(set.GetErrMsg()));
     }
 }
 

@@ -20,13 +20,15 @@ constexpr int sorted = 1;
 constexpr int everywhere = -1;
 
 [[noreturn]] void Damaged(Session& session, std::string const& path) {
-    throw Failure("宛先のファイルを読めません: " + session.DataDirectory() + "/" + path +
-                  "\nファイルが欠けているか壊れています。「tessaly target」で選び直せます。");
+    throw Failure(Failure::damaged_file,
+                  "宛先のファイルを読めません: " + session.DataDirectory() + "/" + path +
+                      "\nファイルが欠けているか壊れています。「tessaly target」で選び直せます。",
+                  {.file = session.DataDirectory() + "/" + path});
 }
 
 template <class Library>
 [[noreturn]] void NotPossible(char const* what, Library& object) {
-    throw Failure(std::string(what) + "\n" + TextOf(object.GetErrMsg()));
+    throw Failure(Failure::operation_failed, std::string(what) + "\n" + TextOf(object.GetErrMsg()));
 }
 
 std::optional<int> IdIn(CString const& cell) {
@@ -203,7 +205,7 @@ void StoreTarget(Session& session, int mail, ExtractAction& set, ExtractResultDe
     char now[date_data_size];
     GetNowDateTime(now);
     if (session.Mails().SetMailDataPinPoint(mail, CMailListViewer::column_set_address_date, now) < 0)
-        throw Failure("メールの一覧を変えられません: " + std::to_string(mail));
+        throw Failure(Failure::operation_failed, "メールの一覧を変えられません: " + std::to_string(mail));
     session.SaveMails();
     whole.Keep();
 }

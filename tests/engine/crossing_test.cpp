@@ -74,6 +74,9 @@ TEST(Crossing, NamesTheFirstCharacterThatTheLibraryCannotKeep) {
     } catch (engine::Failure const& failure) {
         EXPECT_NE(std::string(failure.what()).find("件名に使えない文字があります: 2行2文字目の「💌」"),
                   std::string::npos);
+        EXPECT_EQ("text_without_form", engine::NameOf(failure.GetKind()));
+        EXPECT_EQ(2U, failure.Place().line);
+        EXPECT_EQ(2U, failure.Place().column);
     }
     EXPECT_NE(engine::Describe({1, 2, std::string(1, '\0')}).find("NUL"), std::string::npos);
     EXPECT_EQ(engine::Out(engine::IntoSecret("¥a¥¥‾表", "パスワード")), "\\a\\\\~表");
