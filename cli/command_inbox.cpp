@@ -7,6 +7,7 @@
 #include "cli/listing.h"
 #include "cli/progress.h"
 #include "engine/base/crossing.h"
+#include "engine/base/date_text.h"
 #include "engine/base/failure.h"
 #include "engine/mails/received_text.h"
 #include "engine/receiving/inbox.h"
@@ -35,9 +36,7 @@ MimeFormatStruct Analyse(KeptMail const& kept, MailAnalyzer& analyzer) {
     return mail;
 }
 
-CString DateOf(MailAnalyzer const& analyzer) {
-    return analyzer.GetMailSendDate().Format("%Y/%m/%d %H:%M:%S");
-}
+CString DateOf(MailAnalyzer const& analyzer) { return DateText(analyzer.GetMailSendDate()); }
 
 void List(Arguments const& arguments) {
     const ListFormat format = ListFormatOf(arguments.format);

@@ -3,6 +3,7 @@
 
 #include "cli/command.h"
 #include "engine/base/crossing.h"
+#include "engine/base/date_text.h"
 #include "engine/base/failure.h"
 #include "engine/sending/sending.h"
 #include "tessaly/information.h"
@@ -62,7 +63,7 @@ void Run(Arguments const& arguments) {
                               said);
     }
     if (date.GetStatus() == COleDateTime::valid)
-        std::cout << "お知らせの更新日時: " << Out(date.Format("%Y/%m/%d %H:%M:%S")) << "\n";
+        std::cout << "お知らせの更新日時: " << Out(DateText(date)) << "\n";
     else
         std::cout << "お知らせはありますが、更新日時は分かりません。\n";
 }

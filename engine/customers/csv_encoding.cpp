@@ -8,6 +8,7 @@
 
 #include "engine/base/crossing.h"
 #include "engine/base/failure.h"
+#include "engine/base/trimmed.h"
 
 namespace engine {
 namespace {
@@ -71,9 +72,8 @@ bool IsBinary(std::string_view content) {
 }
 
 void RefuseKnownKinds(std::string_view content, std::string const& file) {
-    std::string_view start =
-        content.substr(content.starts_with(byte_order_mark) ? byte_order_mark.size() : 0);
-    start.remove_prefix(std::min(start.find_first_not_of(" \t\r\n"), start.size()));
+    const std::string_view start =
+        Trimmed(content.substr(content.starts_with(byte_order_mark) ? byte_order_mark.size() : 0));
     for (FileKind const& kind : file_kinds)
         if (StartsWith(start, kind.start) && content.find(kind.inside) != content.npos)
             throw Failure(Failure::unsuitable_file, "CSVファイルではなく、" + std::string(kind.name) +

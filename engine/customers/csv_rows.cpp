@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "engine/base/trimmed.h"
 #include "engine/customers/csv_values.h"
 #include "tessaly/text.h"
 
@@ -18,11 +19,9 @@ bool LooksLikeCustomer(std::string_view line, char delimiter, char quote) {
     const std::string around{quote, '\r', ' '};
     bool const has_cells = line.find(delimiter) != line.npos;
     while (has_cells && !line.empty()) {
-        std::string_view cell = line.substr(0, line.find(delimiter));
+        const std::string_view cell = line.substr(0, line.find(delimiter));
         line.remove_prefix(std::min(cell.size() + 1, line.size()));
-        cell.remove_prefix(std::min(cell.find_first_not_of(around), cell.size()));
-        cell = cell.substr(0, cell.find_last_not_of(around) + 1);
-        if (MailAddressChecker(std::string(cell).c_str()) == 1) return true;
+        if (MailAddressChecker(std::string(Trimmed(cell, around)).c_str()) == 1) return true;
     }
     return false;
 }

@@ -4,6 +4,7 @@
 #include <string>
 
 #include "engine/base/crossing.h"
+#include "engine/base/trimmed.h"
 #include "tessaly/text.h"
 
 namespace engine {
@@ -17,8 +18,7 @@ std::string HalfWidth(std::string_view field) {
     xc_zen2han_sjis_all(half.data(), std::string(field).c_str());
     half.resize(half.find('\0'));
     const std::string text = Out(half);
-    const std::size_t first = std::min(text.find_first_not_of(" \t"), text.size());
-    return text.substr(first, text.find_last_not_of(" \t") + 1 - first);
+    return std::string(Trimmed(text, " \t"));
 }
 
 void ReplaceAll(std::string& text, std::string_view from, std::string_view to) {

@@ -16,6 +16,7 @@
 #include "engine/base/crossing.h"
 #include "engine/base/failure.h"
 #include "engine/base/whole_file.h"
+#include "engine/base/whole_number.h"
 #include "engine/environment/safe_change.h"
 #include "engine/environment/settings_catalogue.h"
 #include "tessaly/text.h"
@@ -272,7 +273,7 @@ std::string Session::Setting(std::string_view name) {
 int Session::NumberSetting(std::string_view name) {
     const std::string text = Setting(name);
     engine::Setting const* setting = FindSetting(name);
-    return std::stoi(RefusalOf(*setting, text).empty() ? text : setting->default_value);
+    return WholeNumber(RefusalOf(*setting, text).empty() ? text : setting->default_value).value_or(0);
 }
 
 void Session::Set(std::string_view name, std::string_view value) {

@@ -1,7 +1,8 @@
 #include "engine/environment/settings_catalogue.h"
 
 #include <algorithm>
-#include <charconv>
+
+#include "engine/base/whole_number.h"
 
 namespace engine {
 namespace {
@@ -74,11 +75,6 @@ std::vector<std::string_view> Choices(std::string_view allowed) {
     }
 }
 
-bool ReadNumber(std::string_view text, int& value) {
-    auto const [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
-    return error == std::errc() && end == text.data() + text.size();
-}
-
 }  // namespace
 
 std::vector<Setting> const& SettingsCatalogue() {
@@ -101,10 +97,11 @@ std::string RefusalOf(Setting const& setting, std::string_view value) {
     }
     if (setting.kind == SettingKind::number) {
         const std::size_t dots = setting.allowed.find("..");
-        int low = 0, high = 0, number = 0;
-        ReadNumber(std::string_view(setting.allowed).substr(0, dots), low);
-        ReadNumber(std::string_view(setting.allowed).substr(dots + 2), high);
-        if (!ReadNumber(value, number) || number < low || number > high)
+        const std::string_view allowed = setting.allowed;
+        int const low = WholeNumber(allowed.substr(0, dots)).value_or(0),
+                  high = WholeNumber(allowed.substr(dots + 2)).value_or(0);
+        auto const number = WholeNumber(value);
+        if (!number || *number < low || *number > high)
             return std::to_string(low) + " から " + std::to_string(high) + " までの数を入れてください";
     }
     return {};
@@ -118,12 +115,9 @@ std::string ForCell(Setting const& setting, std::string_view value) {
 
 std::string FromCell(Setting const& setting, std::string_view cell) {
     if (!IsAttributeType(setting)) return std::string(cell);
-    int type = 0;
     auto const types = Choices(attribute_types);
-    ReadNumber(cell, type);
-    return std::string(type >= 0 && type < static_cast<int>(types.size())
-                           ? types[static_cast<std::size_t>(type)]
-                           : types[0]);
+    auto const type = WholeNumber<std::size_t>(cell).value_or(0);
+    return std::string(types[type < types.size() ? type : 0]);
 }
 
 }  // namespace engine

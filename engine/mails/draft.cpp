@@ -5,6 +5,7 @@
 
 #include "engine/base/crossing.h"
 #include "engine/base/failure.h"
+#include "engine/base/trimmed.h"
 #include "engine/base/whole_file.h"
 #include "tessaly/delivery.h"
 #include "tessaly/text.h"
@@ -116,12 +117,6 @@ bool SameName(std::string_view a, std::string_view b) {
 }
 
 bool IsControl(char c) { return (static_cast<unsigned char>(c) < 0x20 && c != '\t') || c == 0x7F; }
-
-std::string_view Trimmed(std::string_view text) {
-    const std::size_t from = text.find_first_not_of(" \t");
-    return from == text.npos ? std::string_view()
-                             : text.substr(from, text.find_last_not_of(" \t") - from + 1);
-}
 
 void ReadHeaderLine(Line const& line, Draft& draft, std::vector<Finding>& findings) {
     const std::string place = std::to_string(line.number) + "行: ";

@@ -1,9 +1,9 @@
 // The text of an HTML page.
 #include <algorithm>
 #include <array>
-#include <charconv>
 
 #include "engine/base/crossing.h"
+#include "engine/base/whole_number.h"
 #include "engine/mails/html_source.h"
 #include "engine/mails/html_tokens.h"
 #include "tessaly/text.h"
@@ -45,11 +45,9 @@ std::string EntityText(std::string_view name) {
     if (name.starts_with('#')) {
         bool const hex = name.size() > 1 && (name[1] == 'x' || name[1] == 'X');
         const std::string_view digits = name.substr(hex ? 2 : 1);
-        unsigned code = 0;
-        auto const [end, error] =
-            std::from_chars(digits.data(), digits.data() + digits.size(), code, hex ? 16 : 10);
-        if (error != std::errc() || end != digits.data() + digits.size()) return {};
-        const Crossed crossed = IntoLibrary(Utf8(code));
+        auto const code = WholeNumber<unsigned>(digits, hex ? 16 : 10);
+        if (!code) return {};
+        const Crossed crossed = IntoLibrary(Utf8(*code));
         return crossed.no_form || crossed.text.empty() ? IntoLibrary("〓").text : crossed.text;
     }
     for (auto const& entity : entities)

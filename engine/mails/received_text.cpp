@@ -1,13 +1,14 @@
 #include "engine/mails/received_text.h"
 
 #include <algorithm>
-#include <charconv>
 #include <map>
 #include <optional>
 #include <vector>
 
 #include "engine/base/crossing.h"
 #include "engine/base/failure.h"
+#include "engine/base/trimmed.h"
+#include "engine/base/whole_number.h"
 #include "tessaly/delivery.h"
 #include "tessaly/text.h"
 
@@ -17,12 +18,6 @@ namespace {
 constexpr auto npos = std::string_view::npos;
 constexpr int no_encoding = 0;
 constexpr char const* as_it_is = "8bit";
-
-std::string_view Trimmed(std::string_view text) {
-    const std::size_t begin = std::min(text.find_first_not_of(" \t\r\n"), text.size());
-    text.remove_prefix(begin);
-    return text.substr(0, text.find_last_not_of(" \t\r\n") + 1);
-}
 
 std::string Decoded(CString const& text, int mode) {
     std::string bytes(mime::MailBodyRoom(static_cast<std::size_t>(text.GetLength())), '\0');
@@ -140,8 +135,7 @@ std::string ExtendedParameter(CString const& header, std::string const& name) {
     ForEachParameter(header, [&](std::string_view key, std::string_view value) {
         if (!key.starts_with(name + "*")) return;
         key.remove_prefix(name.size() + 1);
-        int number = 0;
-        std::from_chars(key.data(), key.data() + key.size(), number);
+        int const number = LeadingNumber(key).value_or(0);
         bool const extended = key.empty() || key.ends_with('*');
         if (extended && number == 0) {
             const std::size_t first = value.find('\''),
@@ -185,13 +179,11 @@ MimeFormatStruct* TextPart(MimeFormatStruct& mail) {
 std::string PercentDecoded(std::string_view text) {
     std::string decoded;
     for (std::size_t at = 0; at < text.size(); ++at) {
-        unsigned byte = 0;
         std::string_view const digits = text.substr(std::min(at + 1, text.size()), 2);
-        auto const [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), byte, 16);
-        bool const escaped =
-            text[at] == '%' && digits.size() == 2 && error == std::errc() && end == digits.data() + 2;
-        decoded += escaped ? static_cast<char>(byte) : text[at];
-        if (escaped) at += 2;
+        auto const byte =
+            text[at] == '%' && digits.size() == 2 ? WholeNumber<unsigned>(digits, 16) : std::nullopt;
+        decoded += byte ? static_cast<char>(*byte) : text[at];
+        if (byte) at += 2;
     }
     return decoded;
 }

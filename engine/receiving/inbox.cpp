@@ -1,13 +1,13 @@
 #include "engine/receiving/inbox.h"
 
 #include <algorithm>
-#include <charconv>
 #include <fstream>
 #include <sstream>
 
 #include "engine/base/digest.h"
 #include "engine/base/failure.h"
 #include "engine/base/whole_file.h"
+#include "engine/base/whole_number.h"
 
 namespace fs = std::filesystem;
 
@@ -20,10 +20,7 @@ constexpr char const* actions_name = "actions.tsv";
 // "000012-<digest>.eml"; 0 for a file that is none.
 int NumberOf(fs::path const& file) {
     const std::string name = file.filename().string();
-    int number = 0;
-    bool const ours = file.extension() == ".eml" &&
-                      std::from_chars(name.data(), name.data() + name.size(), number).ec == std::errc();
-    return ours ? number : 0;
+    return file.extension() == ".eml" ? LeadingNumber(name).value_or(0) : 0;
 }
 
 }  // namespace
@@ -40,11 +37,9 @@ AnswerCounts CountAnswers(std::string const& data_directory) {
     std::ifstream actions(fs::path(data_directory) / "INBOX" / actions_name);
     for (std::string line, time, kind, mail; std::getline(actions, line) && !actions.eof();) {
         std::istringstream parts(line);
-        int number = -1;
         if (std::getline(parts, time, '\t') && std::getline(parts, kind, '\t') &&
-            std::getline(parts, mail, '\t') &&
-            std::from_chars(mail.data(), mail.data() + mail.size(), number).ec == std::errc() && number >= 0)
-            if (auto const known = AnswerKindOf(kind)) ++counts[number][*known];
+            std::getline(parts, mail, '\t') && LeadingNumber(mail).value_or(-1) >= 0)
+            if (auto const known = AnswerKindOf(kind)) ++counts[*LeadingNumber(mail)][*known];
     }
     return counts;
 }

@@ -7,6 +7,7 @@
 #include <memory>
 
 #include "engine/base/crossing.h"
+#include "engine/base/date_text.h"
 #include "engine/base/digest.h"
 #include "engine/base/failure.h"
 #include "engine/base/whole_number.h"
@@ -94,11 +95,9 @@ class Receiving {
         if (answer.kind != AnswerKind::other) front_.Notice(line + kept);
         // A dry run does this too, in memory alone: it counts a mail that comes twice as the real run does.
         inbox_.Remember(id);
-        char now[date_data_size];
-        GetNowDateTime(now);
-        inbox_.Record(std::string(now) + "\t" + KeyOf(answer.kind) + "\t" + std::to_string(answer.mail) +
-                      "\t" + std::to_string(answer.customer) + "\t" + Out(OnOneLine(answer.from.View())) +
-                      "\t" + answer.effect);
+        inbox_.Record(Out(NowText()) + "\t" + KeyOf(answer.kind) + "\t" + std::to_string(answer.mail) + "\t" +
+                      std::to_string(answer.customer) + "\t" + Out(OnOneLine(answer.from.View())) + "\t" +
+                      answer.effect);
     }
 
     static std::string Line(Answer const& answer) {

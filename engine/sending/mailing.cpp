@@ -1,6 +1,5 @@
 #include "engine/sending/mailing.h"
 
-#include <charconv>
 #include <chrono>
 #include <exception>
 #include <memory>
@@ -9,6 +8,7 @@
 #include <utility>
 
 #include "engine/base/crossing.h"
+#include "engine/base/whole_number.h"
 #include "engine/mails/mail_text.h"
 #include "tessaly/delivery.h"
 #include "tessaly/text.h"
@@ -33,11 +33,6 @@ CString MessageIdText(int mail, CString const& sender) {
     return text + "@" + sender.Mid(sender.Find('@') + 1);
 }
 
-bool ReadNumber(std::string_view text, int& number) {
-    auto const [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-    return error == std::errc() && end == text.data() + text.size() && number >= 0;
-}
-
 }  // namespace
 
 char const* NameOf(Outcome outcome) {
@@ -58,12 +53,11 @@ std::optional<MailNumbers> NumbersIn(std::string_view message_id) {
         rest.remove_prefix(dot + 1);
     }
     const std::size_t count = parts.size();
-    MailNumbers numbers{};
-    bool const ours = count >= 3 && parts[count - 1].starts_with(own_mark) &&
-                      parts[count - 2].starts_with(mail_mark) &&
-                      ReadNumber(parts[count - 2].substr(1), numbers.mail) &&
-                      ReadNumber(parts[count - 3], numbers.customer);
-    return ours ? std::optional(numbers) : std::nullopt;
+    if (count < 3 || !parts[count - 1].starts_with(own_mark) || !parts[count - 2].starts_with(mail_mark))
+        return {};
+    MailNumbers const numbers{WholeNumber(parts[count - 2].substr(1)).value_or(-1),
+                              WholeNumber(parts[count - 3]).value_or(-1)};
+    return numbers.mail >= 0 && numbers.customer >= 0 ? std::optional(numbers) : std::nullopt;
 }
 
 // One thread's way to the server.

@@ -1,12 +1,13 @@
 #include "engine/sending/send_history.h"
 
-#include <charconv>
 #include <chrono>
 #include <filesystem>
 #include <string_view>
 
 #include "engine/base/crossing.h"
+#include "engine/base/date_text.h"
 #include "engine/base/failure.h"
+#include "engine/base/whole_number.h"
 #include "engine/mails/mail_store.h"
 #include "tessaly/text.h"
 
@@ -42,8 +43,9 @@ bool TakePart(std::string_view& line, std::string_view& part) {
 bool TakeNumber(std::string_view& line, int& number) {
     std::string_view part;
     if (!TakePart(line, part)) return false;
-    auto const [end, error] = std::from_chars(part.data(), part.data() + part.size(), number);
-    return error == std::errc() && end == part.data() + part.size();
+    auto const whole = WholeNumber(part);
+    number = whole.value_or(0);
+    return whole.has_value();
 }
 
 bool Read(std::string_view line, Entry& entry) {
@@ -78,12 +80,6 @@ void ApplyJournal(std::string const& path, HistoryListViewer& history) {
     Entry entry;
     while (std::getline(journal, line) && !journal.eof())
         if (Read(line, entry)) Apply(history, entry);
-}
-
-CString Now() {
-    char now[date_data_size];
-    GetNowDateTime(now);
-    return CString(now);
 }
 
 }  // namespace
@@ -133,7 +129,7 @@ void SendHistory::Record(Delivery const& delivery) {
     if (!delivery.attempted) return;
     std::lock_guard guard(rows_lock_);
     if (!trouble_.empty()) throw Failure(Failure::not_written, trouble_);
-    Entry entry{delivery.id, {}, 0, delivery.message_id, Now()};
+    Entry entry{delivery.id, {}, 0, delivery.message_id, NowText()};
     history_.TransferRetryNum(entry.id, entry.retry_number, 0);
     ++entry.retry_number;
     bool const again = retry_allowed_ && entry.retry_number < retry_limit_;

@@ -1,6 +1,5 @@
 #include "engine/sending/send_report.h"
 
-#include <charconv>
 #include <filesystem>
 #include <iterator>
 #include <string_view>
@@ -8,6 +7,7 @@
 #include "engine/base/crossing.h"
 #include "engine/base/csv_field.h"
 #include "engine/base/failure.h"
+#include "engine/base/whole_number.h"
 
 namespace engine {
 namespace {
@@ -47,11 +47,10 @@ bool Report::ReadEarlier(std::string const& file) {
     for (std::size_t at = title_line.size(); at < whole;) {
         const std::size_t end = content.find('\n', at);
         const std::string_view row(content.data() + at, end - at);
-        int id = 0;
         const std::string_view outcome = OutcomeOf(row);
-        if (std::from_chars(row.data(), row.data() + row.size(), id).ec == std::errc() &&
-            (outcome == NameOf(Outcome::sent) || outcome == NameOf(Outcome::refused)))
-            settled_.insert(id);
+        auto const id = LeadingNumber(row);
+        if (id && (outcome == NameOf(Outcome::sent) || outcome == NameOf(Outcome::refused)))
+            settled_.insert(*id);
         at = end + 1;
     }
     if (whole < content.size()) std::filesystem::resize_file(file, whole);

@@ -1,7 +1,6 @@
 #include "engine/sending/sending.h"
 
 #include <algorithm>
-#include <charconv>
 #include <chrono>
 #include <filesystem>
 #include <sstream>
@@ -14,11 +13,6 @@
 
 namespace engine {
 namespace {
-
-bool ReadNumber(std::string_view text, int& value) {
-    auto const [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
-    return error == std::errc() && end == text.data() + text.size();
-}
 
 std::string Totals(Mailing const& mailing, std::size_t asked, double seconds) {
     const std::uint64_t done = mailing.Done(), sent = mailing.Sent();
@@ -67,8 +61,9 @@ void ReadServer(std::string const& text, std::string const& option, CString& hos
     std::string name = with_port ? text.substr(0, colon) : text;
     if (bracketed && close != text.npos) name = text.substr(1, close - 1);
     host = Into(name, "サーバーの名前");
-    if (with_port &&
-        (!ReadNumber(std::string_view(text).substr(colon + 1), port) || port < 1 || port > 65535))
+    if (!with_port) return;
+    port = WholeNumber(std::string_view(text).substr(colon + 1)).value_or(0);
+    if (port < 1 || port > 65535)
         throw Failure(Failure::invalid_request, option + " のポート番号が正しくありません: " + text);
 }
 
@@ -130,12 +125,12 @@ std::vector<int> IdsIn(std::string_view text, std::string_view option) {
     std::vector<int> ids;
     for (std::string_view rest = text; !rest.empty();) {
         const std::size_t comma = std::min(rest.find(','), rest.size());
-        int id = 0;
-        if (!ReadNumber(rest.substr(0, comma), id))
+        auto const id = WholeNumber(rest.substr(0, comma));
+        if (!id)
             throw Failure(
                 Failure::invalid_request,
                 std::string(option) + " は個人情報IDをカンマで並べたものです: " + std::string(text));
-        ids.push_back(id);
+        ids.push_back(*id);
         rest.remove_prefix(std::min(comma + 1, rest.size()));
     }
     return ids;

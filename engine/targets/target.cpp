@@ -4,6 +4,7 @@
 #include <filesystem>
 #include <optional>
 
+#include "engine/base/date_text.h"
 #include "engine/base/failure.h"
 #include "engine/base/whole_number.h"
 #include "engine/environment/mail_paths.h"
@@ -202,9 +203,7 @@ void StoreTarget(Session& session, int mail, ExtractAction& set, ExtractResultDe
                      {owner.ConditionsFile(), owner.RecipientsFile(), "MAIL/maillist.dat"});
     SaveConditions(session, owner, set);
     SaveRecipients(session, owner, list);
-    char now[date_data_size];
-    GetNowDateTime(now);
-    if (session.Mails().SetMailDataPinPoint(mail, CMailListViewer::column_set_address_date, now) < 0)
+    if (session.Mails().SetMailDataPinPoint(mail, CMailListViewer::column_set_address_date, NowText()) < 0)
         throw Failure(Failure::operation_failed, "メールの一覧を変えられません: " + std::to_string(mail));
     session.SaveMails();
     whole.Keep();
