@@ -21,13 +21,18 @@ endif()
 add_library(tessaly_cp932 INTERFACE)
 target_compile_options(tessaly_cp932 INTERFACE -fexec-charset=CP932)
 
-# Each room has an include folder of its own, in which it stands under its name (engine/mails). A target sees the rooms that it names and
-# no others, so an include that follows no declared arrow does not compile.
+# Each room has an include folder of its own, in which it stands under its name (engine/mails), and its public headers under
+# tessaly/. A target sees the rooms that it names and no others, so an include that follows no declared arrow does not compile.
 function(tessaly_include_folder room name folder)
   set(link ${PROJECT_BINARY_DIR}/rooms/${room}/${name})
   get_filename_component(parent ${link} DIRECTORY)
   file(MAKE_DIRECTORY ${parent})
   file(CREATE_LINK ${folder} ${link} SYMBOLIC)
+  set(public_headers ${PROJECT_SOURCE_DIR}/include/tessaly/${name})
+  if(EXISTS ${public_headers})
+    file(MAKE_DIRECTORY ${PROJECT_BINARY_DIR}/rooms/${room}/tessaly)
+    file(CREATE_LINK ${public_headers} ${PROJECT_BINARY_DIR}/rooms/${room}/tessaly/${name} SYMBOLIC)
+  endif()
 endfunction()
 
 # tessaly_room(NAME DEPENDS room...): the objects of a folder of src/. DEPENDS names the rooms whose headers it includes. They

@@ -1,4 +1,4 @@
-#include "platform/base64_codec.h"
+#include "tessaly/platform/base64_codec.h"
 
 #include <array>
 #include <bit>

@@ -2,7 +2,7 @@
 
 #include <cstdint>
 
-#include "platform/export.h"
+#include "tessaly/platform/export.h"
 
 // Time of day and time zone. Units that are compiled with literals in code page 932 cannot include <chrono>,
 // so every clock of the library is here. A test can hold the clock still.

@@ -1,10 +1,10 @@
-#include "platform/codepage932.h"
+#include "tessaly/platform/codepage932.h"
 
 #include <algorithm>
 
 #include "platform/codepage932_tables.h"
-#include "platform/mbcs.h"
-#include "platform/utf8.h"
+#include "tessaly/platform/mbcs.h"
+#include "tessaly/platform/utf8.h"
 
 namespace platform {
 namespace {

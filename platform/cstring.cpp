@@ -1,4 +1,4 @@
-#include "platform/cstring.h"
+#include "tessaly/platform/cstring.h"
 
 #include <sys/single_threaded.h>
 
@@ -10,7 +10,7 @@
 #include <string>
 
 #include "platform/cstring_pool.h"
-#include "platform/mbcs.h"
+#include "tessaly/platform/mbcs.h"
 
 namespace {
 

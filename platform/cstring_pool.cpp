@@ -3,7 +3,7 @@
 #include <cstring>
 #include <new>
 
-#include "platform/large_blocks.h"
+#include "tessaly/platform/large_blocks.h"
 
 // `live` counts the texts of the block that still have a reference. So that filling costs no atomic
 // operation, it starts high, texts that go count down, and the count is put right when the pool leaves the

@@ -5,7 +5,7 @@
 #include <string_view>
 #include <vector>
 
-#include "platform/cstring.h"
+#include "tessaly/platform/cstring.h"
 
 // Makes many small CStrings at once, for bulk loads. Texts of a pool lie side by side in blocks of 64 KiB on
 // large pages; a block is given back when the last text in it is gone, however long after the pool itself. A

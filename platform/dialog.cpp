@@ -1,11 +1,11 @@
-#include "platform/dialog.h"
+#include "tessaly/platform/dialog.h"
 
 #include <cstdio>
 #include <mutex>
 #include <string>
 
-#include "platform/codepage932.h"
-#include "platform/mbcs.h"
+#include "tessaly/platform/codepage932.h"
+#include "tessaly/platform/mbcs.h"
 
 namespace {
 

@@ -1,8 +1,8 @@
 #include <algorithm>
 
 #include "platform/file.h"
-#include "platform/mbcs.h"
 #include "platform/version_readers.h"
+#include "tessaly/platform/mbcs.h"
 
 // The library's own version block is a note of its ELF file (System V ABI, "Note Section"): the name
 // "Tessaly", the type 1, and as its content item and value by turns, each with a NUL. The values of this

@@ -7,8 +7,8 @@
 #include <string_view>
 #include <vector>
 
-#include "platform/cstring.h"
-#include "platform/export.h"
+#include "tessaly/platform/cstring.h"
+#include "tessaly/platform/export.h"
 
 // Files and directories by library paths (platform/path.h).
 namespace platform {

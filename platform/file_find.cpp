@@ -3,10 +3,10 @@
 #include <string>
 #include <system_error>
 
-#include "platform/codepage932.h"
 #include "platform/file.h"
-#include "platform/mbcs.h"
-#include "platform/path.h"
+#include "tessaly/platform/codepage932.h"
+#include "tessaly/platform/mbcs.h"
+#include "tessaly/platform/path.h"
 
 namespace {
 

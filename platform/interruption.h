@@ -2,7 +2,7 @@
 
 #include <memory>
 
-#include "platform/export.h"
+#include "tessaly/platform/export.h"
 
 namespace platform {
 

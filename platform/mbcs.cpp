@@ -1,4 +1,4 @@
-#include "platform/mbcs.h"
+#include "tessaly/platform/mbcs.h"
 
 #include <cstring>
 

@@ -1,4 +1,4 @@
-#include "platform/md5.h"
+#include "tessaly/platform/md5.h"
 
 #include <algorithm>
 #include <bit>

@@ -2,7 +2,7 @@
 
 #include <memory>
 
-#include "platform/export.h"
+#include "tessaly/platform/export.h"
 
 // A lock. With a name it is one lock for all processes of this user; its owner (a thread) can take it again
 // and gives it back as often; it is free again when its owner dies, however it dies. Without a name it is

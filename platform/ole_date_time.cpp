@@ -1,4 +1,4 @@
-#include "platform/ole_date_time.h"
+#include "tessaly/platform/ole_date_time.h"
 
 #include <algorithm>
 #include <chrono>

@@ -1,4 +1,4 @@
-#include "platform/path.h"
+#include "tessaly/platform/path.h"
 
 #include <algorithm>
 #include <array>
@@ -6,9 +6,9 @@
 #include <mutex>
 #include <system_error>
 
-#include "platform/codepage932.h"
-#include "platform/mbcs.h"
-#include "platform/utf8.h"
+#include "tessaly/platform/codepage932.h"
+#include "tessaly/platform/mbcs.h"
+#include "tessaly/platform/utf8.h"
 
 namespace platform {
 namespace {

@@ -1,10 +1,10 @@
 #include <algorithm>
 #include <cstdio>
 
-#include "platform/codepage932.h"
 #include "platform/file.h"
-#include "platform/mbcs.h"
 #include "platform/version_readers.h"
+#include "tessaly/platform/codepage932.h"
+#include "tessaly/platform/mbcs.h"
 
 // The version resource of a Windows program ("PE Format" and "VS_VERSIONINFO" of the platform's
 // documentation).

@@ -6,8 +6,8 @@
 #include <utility>
 
 #include "platform/file.h"
-#include "platform/mbcs.h"
 #include "platform/mutex.h"
+#include "tessaly/platform/mbcs.h"
 
 namespace platform {
 namespace {

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/export.h"
+#include "tessaly/platform/export.h"
 
 // Profile (.ini) files as Windows reads them: sections in brackets, key=value lines, names without regard to
 // case, blanks around names and values dropped, one pair of quotes (double or single) around a value dropped,

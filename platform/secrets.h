@@ -3,7 +3,7 @@
 #include <cstddef>
 #include <string>
 
-#include "platform/cstring.h"
+#include "tessaly/platform/cstring.h"
 
 // Passwords, and what is made of them for a server, do not stay in memory.
 namespace platform {

@@ -2,7 +2,7 @@
 
 #include <cstdint>
 
-#include "platform/export.h"
+#include "tessaly/platform/export.h"
 
 // Thread timers: a timer belongs to the thread that set it, and when it is due a timer message waits in that
 // thread's queue until it is removed. Blocking socket calls of the thread wake up for it (platform/socket.h).

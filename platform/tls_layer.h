@@ -3,8 +3,8 @@
 #include <functional>
 #include <memory>
 
-#include "platform/cstring.h"
-#include "platform/export.h"
+#include "tessaly/platform/cstring.h"
+#include "tessaly/platform/export.h"
 
 // Transport Layer Security over a connected socket: TLS 1.2 (RFC 5246) or 1.3 (RFC 8446). Sessions are
 // resumed from one connection to the next of the process.

@@ -1,8 +1,8 @@
 #include "protocol/mail_conversation.h"
 
 #include "platform/secrets.h"
-#include "platform/socket.h"
-#include "protocol/mail_dots.h"
+#include "tessaly/platform/socket.h"
+#include "tessaly/protocol/mail_dots.h"
 
 namespace protocol {
 

@@ -2,8 +2,8 @@
 
 #include <string_view>
 
-#include "protocol/mail_component.h"
 #include "protocol/tls_socket.h"
+#include "tessaly/protocol/mail_component.h"
 
 namespace protocol {
 

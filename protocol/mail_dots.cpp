@@ -1,8 +1,8 @@
-#include "protocol/mail_dots.h"
+#include "tessaly/protocol/mail_dots.h"
 
 #include <algorithm>
 
-#include "protocol/socket_support.h"
+#include "tessaly/protocol/socket_support.h"
 
 namespace protocol {
 namespace {

@@ -1,15 +1,15 @@
-#include "protocol/pops.h"
+#include "tessaly/protocol/pops.h"
 
 #include <algorithm>
 #include <cstdlib>
 #include <string>
 #include <unordered_map>
 
-#include "platform/md5.h"
 #include "platform/secrets.h"
 #include "protocol/mail_conversation.h"
-#include "protocol/mail_dots.h"
 #include "protocol/pop_listing.h"
+#include "tessaly/platform/md5.h"
+#include "tessaly/protocol/mail_dots.h"
 
 using namespace platform;
 using namespace protocol;

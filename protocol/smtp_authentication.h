@@ -6,7 +6,7 @@
 #include <string>
 #include <string_view>
 
-#include "platform/export.h"
+#include "tessaly/platform/export.h"
 
 // The three methods of SMTP authentication (RFC 4954): which one to use, and what to answer. Nothing here
 // talks to a server.

@@ -2,10 +2,10 @@
 
 #include <algorithm>
 
-#include "platform/base64_codec.h"
 #include "platform/base64_decoder.h"
-#include "platform/md5.h"
 #include "platform/secrets.h"
+#include "tessaly/platform/base64_codec.h"
+#include "tessaly/platform/md5.h"
 
 namespace protocol {
 namespace {

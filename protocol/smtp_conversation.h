@@ -4,10 +4,10 @@
 #include <string_view>
 #include <vector>
 
-#include "platform/cstring.h"
 #include "protocol/smtp_authentication.h"
-#include "protocol/smtp_failure.h"
 #include "protocol/smtp_reply.h"
+#include "tessaly/platform/cstring.h"
+#include "tessaly/protocol/smtp_failure.h"
 
 // The client's side of SMTP (RFC 5321), written once: which command follows which reply. What carries the
 // lines, keeps their log and says in which words a step failed is the business of the class above it.

@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
-#include "platform/socket.h"
-#include "protocol/socket_support.h"
+#include "tessaly/platform/socket.h"
+#include "tessaly/protocol/socket_support.h"
 
 namespace protocol {
 

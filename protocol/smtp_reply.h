@@ -3,8 +3,8 @@
 #include <functional>
 #include <string_view>
 
-#include "platform/cstring.h"
-#include "platform/export.h"
+#include "tessaly/platform/cstring.h"
+#include "tessaly/platform/export.h"
 
 class SocketSupport;
 

@@ -1,14 +1,14 @@
-#include "protocol/smtps.h"
+#include "tessaly/protocol/smtps.h"
 
 #include <algorithm>
 #include <vector>
 
 #include "platform/secrets.h"
-#include "platform/socket.h"
 #include "protocol/mail_address.h"
 #include "protocol/mail_conversation.h"
-#include "protocol/mail_dots.h"
 #include "protocol/smtp_conversation.h"
+#include "tessaly/platform/socket.h"
+#include "tessaly/protocol/mail_dots.h"
 
 using namespace platform;
 using namespace protocol;

@@ -1,4 +1,4 @@
-#include "protocol/socket_support.h"
+#include "tessaly/protocol/socket_support.h"
 
 #include <algorithm>
 #include <atomic>

@@ -2,7 +2,7 @@
 
 #include "platform/interruption.h"
 #include "platform/tls_layer.h"
-#include "protocol/socket_support.h"
+#include "tessaly/protocol/socket_support.h"
 
 // A SocketSupport whose bytes are secured from StartTls on; until then it is one. One thread uses an object,
 // but for Interrupt.

@@ -11,8 +11,8 @@
 #include <string>
 
 #include "measure.h"
-#include "platform/path.h"
-#include "platform/process.h"
+#include "tessaly/platform/path.h"
+#include "tessaly/platform/process.h"
 
 namespace measure {
 namespace {

@@ -17,8 +17,8 @@
 #include <thread>
 
 #include "measure.h"
-#include "platform/path.h"
-#include "platform/process.h"
+#include "tessaly/platform/path.h"
+#include "tessaly/platform/process.h"
 
 namespace measure {
 namespace {

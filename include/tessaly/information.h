@@ -2,5 +2,5 @@
 
 // The information page on the web, and the proxy through which it is asked for.
 
-#include "information/information_manager.h"
-#include "information/my_https.h"
+#include "tessaly/information/information_manager.h"
+#include "tessaly/information/my_https.h"

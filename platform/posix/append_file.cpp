@@ -7,8 +7,8 @@
 #include <utility>
 
 #include "platform/file.h"
-#include "platform/path.h"
 #include "platform/posix/descriptor.h"
+#include "tessaly/platform/path.h"
 
 namespace platform {
 namespace {

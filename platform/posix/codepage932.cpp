@@ -4,7 +4,7 @@
 #include <cstddef>
 
 #include "platform/codepage932_tables.h"
-#include "platform/mbcs.h"
+#include "tessaly/platform/mbcs.h"
 
 namespace platform {
 namespace {

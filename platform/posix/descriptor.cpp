@@ -8,7 +8,7 @@
 #include <cerrno>
 
 #include "platform/file.h"
-#include "platform/path.h"
+#include "tessaly/platform/path.h"
 
 namespace platform {
 namespace {

@@ -10,9 +10,9 @@
 #include <new>
 #include <stdexcept>
 
-#include "platform/path.h"
 #include "platform/posix/descriptor.h"
-#include "platform/replacement.h"
+#include "tessaly/platform/path.h"
+#include "tessaly/platform/replacement.h"
 
 namespace platform {
 namespace {

@@ -10,7 +10,7 @@
 #include <thread>
 
 #include "platform/posix/socket_error.h"
-#include "platform/socket.h"
+#include "tessaly/platform/socket.h"
 
 namespace platform::posix {
 namespace {

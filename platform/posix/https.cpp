@@ -1,4 +1,4 @@
-#include "platform/https.h"
+#include "tessaly/platform/https.h"
 
 #include <curl/curl.h>
 

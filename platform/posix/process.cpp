@@ -1,4 +1,4 @@
-#include "platform/process.h"
+#include "tessaly/platform/process.h"
 
 #include <dlfcn.h>
 #include <link.h>
@@ -12,9 +12,9 @@
 #include <string>
 #include <vector>
 
-#include "platform/codepage932.h"
-#include "platform/mbcs.h"
-#include "platform/path.h"
+#include "tessaly/platform/codepage932.h"
+#include "tessaly/platform/mbcs.h"
+#include "tessaly/platform/path.h"
 
 namespace platform {
 namespace {

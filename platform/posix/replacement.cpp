@@ -1,4 +1,4 @@
-#include "platform/replacement.h"
+#include "tessaly/platform/replacement.h"
 
 #include <dirent.h>
 #include <fcntl.h>

@@ -7,8 +7,8 @@
 #include <ctime>
 #include <string>
 
-#include "platform/path.h"
-#include "platform/process.h"
+#include "tessaly/platform/path.h"
+#include "tessaly/platform/process.h"
 
 extern char** environ;
 

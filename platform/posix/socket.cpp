@@ -1,4 +1,4 @@
-#include "platform/socket.h"
+#include "tessaly/platform/socket.h"
 
 #include <netinet/in.h>
 #include <netinet/tcp.h>

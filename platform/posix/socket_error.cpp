@@ -6,7 +6,7 @@
 #include <cstring>
 #include <string_view>
 
-#include "platform/socket.h"
+#include "tessaly/platform/socket.h"
 
 namespace platform {
 namespace {

@@ -11,8 +11,8 @@
 #include <mutex>
 #include <string>
 
-#include "platform/path.h"
-#include "platform/socket.h"
+#include "tessaly/platform/path.h"
+#include "tessaly/platform/socket.h"
 
 namespace platform {
 namespace {

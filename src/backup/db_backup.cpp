@@ -1,8 +1,8 @@
-#include "backup/db_backup.h"
+#include "tessaly/backup/db_backup.h"
 
-#include "customers/database_edit.h"
 #include "environment/data_key.h"
-#include "platform/dialog.h"
+#include "tessaly/customers/database_edit.h"
+#include "tessaly/platform/dialog.h"
 
 CDBBackup::~CDBBackup() = default;
 

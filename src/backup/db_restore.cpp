@@ -1,12 +1,12 @@
-#include "backup/db_restore.h"
+#include "tessaly/backup/db_restore.h"
 
 #include <string>
 
-#include "customers/database_edit.h"
 #include "environment/data_key.h"
-#include "platform/dialog.h"
 #include "platform/file.h"
-#include "platform/mbcs.h"
+#include "tessaly/customers/database_edit.h"
+#include "tessaly/platform/dialog.h"
+#include "tessaly/platform/mbcs.h"
 
 namespace {
 

@@ -1,16 +1,16 @@
-#include "compose/attach_file_manager.h"
+#include "tessaly/compose/attach_file_manager.h"
 
 #include <string>
 #include <string_view>
 
 #include "mime/ascii.h"
-#include "mime/mime_decode_tool.h"
 #include "mime/quoted_printable.h"
-#include "mime/transfer_encodings.h"
 #include "platform/file.h"
-#include "platform/mbcs.h"
-#include "reception/mail_analyzer.h"
-#include "text/strings.h"
+#include "tessaly/mime/mime_decode_tool.h"
+#include "tessaly/mime/transfer_encodings.h"
+#include "tessaly/platform/mbcs.h"
+#include "tessaly/reception/mail_analyzer.h"
+#include "tessaly/text/strings.h"
 
 namespace {
 

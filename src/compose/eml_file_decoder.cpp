@@ -1,4 +1,4 @@
-#include "compose/eml_file_decoder.h"
+#include "tessaly/compose/eml_file_decoder.h"
 
 #include <memory>
 #include <string>
@@ -7,9 +7,9 @@
 
 #include "compose/html_meta.h"
 #include "mime/ascii.h"
-#include "mime/encoded_words.h"
-#include "mime/transfer_encodings.h"
-#include "text/kcodec.h"
+#include "tessaly/mime/encoded_words.h"
+#include "tessaly/mime/transfer_encodings.h"
+#include "tessaly/text/kcodec.h"
 
 using mime::ContainsNoCase;
 

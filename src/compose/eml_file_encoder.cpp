@@ -1,10 +1,10 @@
-#include "compose/eml_file_encoder.h"
+#include "tessaly/compose/eml_file_encoder.h"
 
 #include <string>
 
-#include "mime/encoded_words.h"
-#include "text/kcodec.h"
-#include "text/strings.h"
+#include "tessaly/mime/encoded_words.h"
+#include "tessaly/text/kcodec.h"
+#include "tessaly/text/strings.h"
 
 void EmlFileEncoder::EmlInit() {
     InitTexts();

@@ -1,4 +1,4 @@
-#include "compose/html_mail_encoder.h"
+#include "tessaly/compose/html_mail_encoder.h"
 
 #include <string>
 
@@ -6,8 +6,8 @@
 #include "mime/ascii.h"
 #include "mime/boundary.h"
 #include "mime/quoted_printable.h"
-#include "text/kcodec.h"
-#include "text/strings.h"
+#include "tessaly/text/kcodec.h"
+#include "tessaly/text/strings.h"
 
 namespace {
 

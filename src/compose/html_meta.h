@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/cstring.h"
+#include "tessaly/platform/cstring.h"
 
 namespace compose {
 

@@ -1,25 +1,25 @@
-#include "compose/mail_data_structure.h"
+#include "tessaly/compose/mail_data_structure.h"
 
 #include <cstring>
 #include <memory>
 #include <string>
 #include <string_view>
 
-#include "compose/attach_file_manager.h"
 #include "compose/mime_text.h"
-#include "customers/one_customer.h"
-#include "delivery/mail_word_insert.h"
 #include "mime/ascii.h"
 #include "mime/boundary.h"
-#include "mime/mime_decode_tool.h"
 #include "mime/quoted_printable.h"
-#include "mime/transfer_encodings.h"
 #include "platform/file.h"
-#include "platform/mbcs.h"
-#include "storage/base64_text.h"
-#include "text/check_directory.h"
-#include "text/directories.h"
-#include "text/kcodec.h"
+#include "tessaly/compose/attach_file_manager.h"
+#include "tessaly/customers/one_customer.h"
+#include "tessaly/delivery/mail_word_insert.h"
+#include "tessaly/mime/mime_decode_tool.h"
+#include "tessaly/mime/transfer_encodings.h"
+#include "tessaly/platform/mbcs.h"
+#include "tessaly/storage/base64_text.h"
+#include "tessaly/text/check_directory.h"
+#include "tessaly/text/directories.h"
+#include "tessaly/text/kcodec.h"
 
 using mime::ContainsNoCase;
 using mime::EqualNoCase;

@@ -6,8 +6,8 @@
 #include <string_view>
 #include <vector>
 
-#include "mime/mime_format_struct.h"
-#include "platform/cstring.h"
+#include "tessaly/mime/mime_format_struct.h"
+#include "tessaly/platform/cstring.h"
 
 namespace compose {
 

@@ -6,7 +6,7 @@
 #include <string>
 #include <utility>
 
-#include "platform/mbcs.h"
+#include "tessaly/platform/mbcs.h"
 
 namespace customers {
 namespace {

@@ -5,7 +5,7 @@
 #include <string_view>
 #include <vector>
 
-#include "platform/large_blocks.h"
+#include "tessaly/platform/large_blocks.h"
 
 namespace customers {
 

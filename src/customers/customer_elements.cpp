@@ -1,8 +1,8 @@
-#include "customers/customer_elements.h"
+#include "tessaly/customers/customer_elements.h"
 
 #include <cstddef>
 
-#include "storage/my_db.h"
+#include "tessaly/storage/my_db.h"
 
 namespace customers {
 namespace {

@@ -3,7 +3,7 @@
 #include <cstddef>
 #include <vector>
 
-#include "platform/large_blocks.h"
+#include "tessaly/platform/large_blocks.h"
 
 namespace customers {
 

@@ -3,9 +3,9 @@
 #include <algorithm>
 #include <string>
 
-#include "customers/customer_elements.h"
-#include "customers/one_customer.h"
-#include "text/dates.h"
+#include "tessaly/customers/customer_elements.h"
+#include "tessaly/customers/one_customer.h"
+#include "tessaly/text/dates.h"
 
 namespace customers {
 namespace {

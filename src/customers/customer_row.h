@@ -2,9 +2,9 @@
 
 #include <string_view>
 
-#include "platform/cstring.h"
-#include "platform/ole_date_time.h"
-#include "storage/string_array_ex.h"
+#include "tessaly/platform/cstring.h"
+#include "tessaly/platform/ole_date_time.h"
+#include "tessaly/storage/string_array_ex.h"
 
 struct OneCustomer;
 

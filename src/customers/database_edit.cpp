@@ -1,10 +1,10 @@
-#include "customers/database_edit.h"
+#include "tessaly/customers/database_edit.h"
 
 #include "customers/database_lock.h"
 #include "environment/data_key.h"
-#include "environment/env_manager.h"
-#include "environment/system_option.h"
 #include "storage/construction_failure.h"
+#include "tessaly/environment/env_manager.h"
+#include "tessaly/environment/system_option.h"
 
 using customers::DatabaseLock;
 using customers::element_count;

@@ -1,10 +1,10 @@
 #include <algorithm>
 #include <utility>
 
-#include "customers/database_edit.h"
 #include "customers/database_lock.h"
 #include "customers/table_cells.h"
-#include "platform/mbcs.h"
+#include "tessaly/customers/database_edit.h"
+#include "tessaly/platform/mbcs.h"
 
 using namespace customers;
 

@@ -2,12 +2,12 @@
 #include <cstdlib>
 #include <string_view>
 
-#include "customers/database_edit.h"
 #include "customers/database_lock.h"
 #include "customers/distinct_texts.h"
 #include "customers/table_cells.h"
-#include "environment/system_option.h"
-#include "platform/mbcs.h"
+#include "tessaly/customers/database_edit.h"
+#include "tessaly/environment/system_option.h"
+#include "tessaly/platform/mbcs.h"
 
 using namespace customers;
 

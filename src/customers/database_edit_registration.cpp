@@ -1,8 +1,8 @@
 #include <cstddef>
 
-#include "customers/database_edit.h"
 #include "customers/database_lock.h"
 #include "customers/registration_mail.h"
+#include "tessaly/customers/database_edit.h"
 
 using namespace customers;
 

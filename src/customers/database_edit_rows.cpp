@@ -1,8 +1,8 @@
 #include "customers/customer_row.h"
-#include "customers/database_edit.h"
 #include "customers/database_lock.h"
 #include "customers/table_cells.h"
-#include "environment/sequencer.h"
+#include "tessaly/customers/database_edit.h"
+#include "tessaly/environment/sequencer.h"
 
 using namespace customers;
 

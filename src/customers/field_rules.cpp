@@ -1,12 +1,12 @@
-#include "customers/field_rules.h"
+#include "tessaly/customers/field_rules.h"
 
 #include <charconv>
 #include <cstdlib>
 #include <string>
 
-#include "customers/customer_elements.h"
-#include "storage/my_db.h"
-#include "text/value_checks.h"
+#include "tessaly/customers/customer_elements.h"
+#include "tessaly/storage/my_db.h"
+#include "tessaly/text/value_checks.h"
 
 namespace customers {
 namespace {

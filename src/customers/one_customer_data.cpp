@@ -1,14 +1,14 @@
-#include "customers/one_customer_data.h"
+#include "tessaly/customers/one_customer_data.h"
 
 #include <algorithm>
 #include <cstdlib>
 #include <limits>
 
-#include "customers/customer_elements.h"
 #include "storage/decimal.h"
-#include "text/dividers.h"
-#include "text/mail_text_check.h"
-#include "text/value_checks.h"
+#include "tessaly/customers/customer_elements.h"
+#include "tessaly/text/dividers.h"
+#include "tessaly/text/mail_text_check.h"
+#include "tessaly/text/value_checks.h"
 
 namespace {
 

@@ -5,9 +5,9 @@
 
 #include "customers/customer_row.h"
 #include "storage/decimal.h"
-#include "storage/my_db.h"
-#include "text/date_data.h"
-#include "text/value_checks.h"
+#include "tessaly/storage/my_db.h"
+#include "tessaly/text/date_data.h"
+#include "tessaly/text/value_checks.h"
 
 namespace customers {
 

@@ -3,8 +3,8 @@
 #include <array>
 #include <string_view>
 
-#include "customers/customer_elements.h"
-#include "platform/cstring.h"
+#include "tessaly/customers/customer_elements.h"
+#include "tessaly/platform/cstring.h"
 
 // The text of a mail with which a customer registers: values between tags such as <EMAIL> and </EMAIL>, in
 // any order, any other text being ignored. Line ends are no part of it.

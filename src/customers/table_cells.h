@@ -4,8 +4,8 @@
 #include <string_view>
 
 #include "customers/address_index.h"
-#include "customers/customer_elements.h"
-#include "storage/my_db.h"
+#include "tessaly/customers/customer_elements.h"
+#include "tessaly/storage/my_db.h"
 
 namespace customers {
 

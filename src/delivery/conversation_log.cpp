@@ -1,7 +1,7 @@
 #include "delivery/conversation_log.h"
 
 #include "platform/clock.h"
-#include "storage/log_writer.h"
+#include "tessaly/storage/log_writer.h"
 
 namespace delivery {
 

@@ -5,8 +5,8 @@
 #include <string>
 #include <string_view>
 
-#include "platform/cstring.h"
-#include "platform/export.h"
+#include "tessaly/platform/cstring.h"
+#include "tessaly/platform/export.h"
 
 class LogWriter;
 

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "protocol/mail_component.h"
+#include "tessaly/protocol/mail_component.h"
 
 namespace delivery {
 namespace {

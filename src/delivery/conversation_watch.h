@@ -3,9 +3,9 @@
 #include <span>
 #include <string_view>
 
-#include "platform/cstring.h"
-#include "platform/export.h"
-#include "storage/log_writer.h"
+#include "tessaly/platform/cstring.h"
+#include "tessaly/platform/export.h"
+#include "tessaly/storage/log_writer.h"
 
 // What the secure mail clients have in common: they watch a conversation that a component holds, keep its
 // log, note how far it came, and have a sentence for the user for each way in which it can fail.

@@ -1,18 +1,18 @@
-#include "delivery/history_list_viewer.h"
+#include "tessaly/delivery/history_list_viewer.h"
 
 #include <algorithm>
 #include <cstdlib>
 #include <limits>
 
-#include "customers/database_edit.h"
 #include "environment/data_key.h"
-#include "environment/env_manager.h"
-#include "environment/system_option.h"
-#include "mailstore/mail_list_viewer.h"
 #include "platform/mutex.h"
 #include "storage/construction_failure.h"
 #include "storage/decimal.h"
-#include "text/dates.h"
+#include "tessaly/customers/database_edit.h"
+#include "tessaly/environment/env_manager.h"
+#include "tessaly/environment/system_option.h"
+#include "tessaly/mailstore/mail_list_viewer.h"
+#include "tessaly/text/dates.h"
 
 using storage::Decimal;
 

@@ -3,10 +3,10 @@
 #include <cstdlib>
 #include <limits>
 
-#include "customers/customer_elements.h"
-#include "customers/database_edit.h"
-#include "delivery/history_list_viewer.h"
-#include "environment/system_option.h"
+#include "tessaly/customers/customer_elements.h"
+#include "tessaly/customers/database_edit.h"
+#include "tessaly/delivery/history_list_viewer.h"
+#include "tessaly/environment/system_option.h"
 
 namespace {
 

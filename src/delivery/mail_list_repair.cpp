@@ -3,18 +3,18 @@
 #include <string_view>
 #include <unordered_set>
 
-#include "delivery/history_list_viewer.h"
-#include "environment/env_manager.h"
 #include "mailstore/mail_id.h"
 #include "mailstore/mail_list_lock.h"
-#include "mailstore/mail_list_viewer.h"
-#include "mailstore/mail_writer.h"
-#include "mailstore/term_type.h"
-#include "platform/dialog.h"
 #include "platform/file.h"
 #include "storage/decimal.h"
-#include "text/date_data.h"
-#include "text/dates.h"
+#include "tessaly/delivery/history_list_viewer.h"
+#include "tessaly/environment/env_manager.h"
+#include "tessaly/mailstore/mail_list_viewer.h"
+#include "tessaly/mailstore/mail_writer.h"
+#include "tessaly/mailstore/term_type.h"
+#include "tessaly/platform/dialog.h"
+#include "tessaly/text/date_data.h"
+#include "tessaly/text/dates.h"
 
 using mailstore::MailListLock;
 

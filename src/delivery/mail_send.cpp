@@ -1,17 +1,17 @@
-#include "delivery/mail_send.h"
+#include "tessaly/delivery/mail_send.h"
 
 #include <string>
 
-#include "delivery/mail_stamps.h"
 #include "delivery/socket_error_codes.h"
-#include "mime/encoded_words.h"
-#include "platform/process.h"
 #include "protocol/smtp_reply.h"
-#include "protocol/socket_support.h"
-#include "storage/error_codes.h"
-#include "storage/file_version.h"
-#include "text/kcodec.h"
-#include "text/strings.h"
+#include "tessaly/delivery/mail_stamps.h"
+#include "tessaly/mime/encoded_words.h"
+#include "tessaly/platform/process.h"
+#include "tessaly/protocol/socket_support.h"
+#include "tessaly/storage/error_codes.h"
+#include "tessaly/storage/file_version.h"
+#include "tessaly/text/kcodec.h"
+#include "tessaly/text/strings.h"
 
 // What the mail, the settings and the log are made of; the conversation is in mail_send_conversation.cpp.
 

@@ -2,15 +2,15 @@
 #include <string>
 #include <string_view>
 
-#include "delivery/mail_send.h"
 #include "delivery/socket_error_codes.h"
-#include "delivery/wire_text.h"
-#include "platform/socket.h"
 #include "protocol/mail_address.h"
 #include "protocol/smtp_conversation.h"
-#include "protocol/socket_support.h"
-#include "storage/error_codes.h"
-#include "text/strings.h"
+#include "tessaly/delivery/mail_send.h"
+#include "tessaly/delivery/wire_text.h"
+#include "tessaly/platform/socket.h"
+#include "tessaly/protocol/socket_support.h"
+#include "tessaly/storage/error_codes.h"
+#include "tessaly/text/strings.h"
 
 // The conversation of MailSend: connecting, the log, and what each failure means. The commands and their
 // order are in protocol/smtp_conversation.

@@ -1,8 +1,8 @@
-#include "delivery/mail_size.h"
+#include "tessaly/delivery/mail_size.h"
 
-#include "customers/database_edit.h"
-#include "delivery/mail_word_insert.h"
-#include "text/sjis_kana_converter.h"
+#include "tessaly/customers/database_edit.h"
+#include "tessaly/delivery/mail_word_insert.h"
+#include "tessaly/text/sjis_kana_converter.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "delivery/mail_stamps.h"
+#include "tessaly/delivery/mail_stamps.h"
 
 #include <algorithm>
 #include <cstdlib>

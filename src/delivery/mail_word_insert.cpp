@@ -1,4 +1,4 @@
-#include "delivery/mail_word_insert.h"
+#include "tessaly/delivery/mail_word_insert.h"
 
 #include <algorithm>
 #include <array>
@@ -9,7 +9,7 @@
 #include <type_traits>
 #include <utility>
 
-#include "text/dates.h"
+#include "tessaly/text/dates.h"
 
 constexpr WORD_INSERT_STRUCT MailWordInsert::itsMailInsertDefinition[word_count + 1] = {
     {"個人情報ID", "<%個人情報ID%>"},

@@ -1,4 +1,4 @@
-#include "delivery/my_smtps.h"
+#include "tessaly/delivery/my_smtps.h"
 
 #include <cstdlib>
 #include <string>

@@ -1,7 +1,7 @@
 #include "delivery/socket_error_codes.h"
 
-#include "platform/socket.h"
-#include "storage/err_msg.h"
+#include "tessaly/platform/socket.h"
+#include "tessaly/storage/err_msg.h"
 
 namespace delivery {
 

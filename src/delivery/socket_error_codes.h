@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/export.h"
+#include "tessaly/platform/export.h"
 
 class CErrMsg;
 

@@ -1,13 +1,13 @@
-#include "delivery/test_mailing_info.h"
+#include "tessaly/delivery/test_mailing_info.h"
 
 #include "customers/customer_row.h"
 #include "customers/table_cells.h"
 #include "environment/data_key.h"
-#include "environment/env_manager.h"
-#include "environment/system_option.h"
 #include "platform/file.h"
 #include "storage/construction_failure.h"
-#include "text/directories.h"
+#include "tessaly/environment/env_manager.h"
+#include "tessaly/environment/system_option.h"
+#include "tessaly/text/directories.h"
 
 using customers::element_count;
 

@@ -1,7 +1,7 @@
-#include "delivery/wire_text.h"
+#include "tessaly/delivery/wire_text.h"
 
-#include "protocol/mail_dots.h"
-#include "text/kcodec.h"
+#include "tessaly/protocol/mail_dots.h"
+#include "tessaly/text/kcodec.h"
 
 namespace delivery {
 

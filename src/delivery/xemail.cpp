@@ -1,9 +1,9 @@
-#include "delivery/xemail.h"
+#include "tessaly/delivery/xemail.h"
 
 #include <cstring>
 #include <string_view>
 
-#include "platform/cstring.h"
+#include "tessaly/platform/cstring.h"
 
 namespace {
 

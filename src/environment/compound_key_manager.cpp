@@ -1,4 +1,4 @@
-#include "environment/compound_key_manager.h"
+#include "tessaly/environment/compound_key_manager.h"
 
 #include <algorithm>
 #include <array>
@@ -7,11 +7,11 @@
 #include <string>
 #include <string_view>
 
-#include "platform/md5.h"
 #include "storage/key_symbols.h"
 #include "storage/key_tables.h"
-#include "storage/split_string.h"
-#include "storage/substitution.h"
+#include "tessaly/platform/md5.h"
+#include "tessaly/storage/split_string.h"
+#include "tessaly/storage/substitution.h"
 
 namespace {
 

@@ -1,6 +1,6 @@
 #include "environment/data_key.h"
 
-#include "environment/env_manager.h"
+#include "tessaly/environment/env_manager.h"
 
 namespace environment {
 

@@ -1,14 +1,14 @@
-#include "environment/env_manager.h"
+#include "tessaly/environment/env_manager.h"
 
-#include "environment/compound_key_manager.h"
 #include "platform/file.h"
-#include "platform/mbcs.h"
-#include "platform/md5.h"
-#include "platform/ole_date_time.h"
-#include "storage/substitution.h"
-#include "storage/xcsv_write.h"
-#include "text/check_directory.h"
-#include "text/date_data.h"
+#include "tessaly/environment/compound_key_manager.h"
+#include "tessaly/platform/mbcs.h"
+#include "tessaly/platform/md5.h"
+#include "tessaly/platform/ole_date_time.h"
+#include "tessaly/storage/substitution.h"
+#include "tessaly/storage/xcsv_write.h"
+#include "tessaly/text/check_directory.h"
+#include "tessaly/text/date_data.h"
 
 namespace {
 

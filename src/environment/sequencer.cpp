@@ -1,4 +1,4 @@
-#include "environment/sequencer.h"
+#include "tessaly/environment/sequencer.h"
 
 #include <algorithm>
 #include <cstddef>
@@ -7,9 +7,9 @@
 #include <limits>
 #include <string>
 
-#include "environment/env_manager.h"
-#include "platform/dialog.h"
 #include "platform/file.h"
+#include "tessaly/environment/env_manager.h"
+#include "tessaly/platform/dialog.h"
 
 namespace {
 

@@ -1,10 +1,10 @@
-#include "environment/system_option.h"
+#include "tessaly/environment/system_option.h"
 
 #include <cstdlib>
 
 #include "environment/data_key.h"
-#include "environment/env_manager.h"
 #include "storage/construction_failure.h"
+#include "tessaly/environment/env_manager.h"
 
 namespace {
 

@@ -1,21 +1,21 @@
-#include "extract/extract_action.h"
+#include "tessaly/extract/extract_action.h"
 
 #include <cstdlib>
 #include <string>
 #include <string_view>
 #include <vector>
 
-#include "customers/customer_elements.h"
-#include "customers/database_edit.h"
 #include "customers/database_lock.h"
 #include "customers/table_cells.h"
 #include "environment/data_key.h"
-#include "environment/env_manager.h"
 #include "extract/extract_tests.h"
-#include "platform/mbcs.h"
 #include "storage/construction_failure.h"
 #include "storage/decimal.h"
-#include "storage/split_string.h"
+#include "tessaly/customers/customer_elements.h"
+#include "tessaly/customers/database_edit.h"
+#include "tessaly/environment/env_manager.h"
+#include "tessaly/platform/mbcs.h"
+#include "tessaly/storage/split_string.h"
 
 using customers::CellOf;
 using storage::Decimal;

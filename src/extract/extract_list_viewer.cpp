@@ -1,14 +1,14 @@
-#include "extract/extract_list_viewer.h"
+#include "tessaly/extract/extract_list_viewer.h"
 
 #include <cstdlib>
 
 #include "environment/data_key.h"
-#include "environment/env_manager.h"
-#include "environment/sequencer.h"
 #include "storage/construction_failure.h"
 #include "storage/decimal.h"
-#include "text/date_data.h"
-#include "text/dates.h"
+#include "tessaly/environment/env_manager.h"
+#include "tessaly/environment/sequencer.h"
+#include "tessaly/text/date_data.h"
+#include "tessaly/text/dates.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "extract/extract_result_detail.h"
+#include "tessaly/extract/extract_result_detail.h"
 
 #include <algorithm>
 #include <charconv>
@@ -9,14 +9,14 @@
 #include <vector>
 
 #include "customers/customer_row.h"
-#include "customers/database_edit.h"
 #include "customers/database_lock.h"
 #include "customers/table_cells.h"
 #include "environment/data_key.h"
-#include "environment/env_manager.h"
-#include "extract/extract_list_viewer.h"
-#include "mailstore/mail_list_viewer.h"
 #include "storage/construction_failure.h"
+#include "tessaly/customers/database_edit.h"
+#include "tessaly/environment/env_manager.h"
+#include "tessaly/extract/extract_list_viewer.h"
+#include "tessaly/mailstore/mail_list_viewer.h"
 
 using customers::CellOf;
 using customers::DatabaseLock;

@@ -2,8 +2,8 @@
 
 #include <cstdlib>
 
-#include "platform/mbcs.h"
-#include "text/date_data.h"
+#include "tessaly/platform/mbcs.h"
+#include "tessaly/text/date_data.h"
 
 namespace customers {
 

@@ -2,7 +2,7 @@
 
 #include <string_view>
 
-#include "platform/cstring.h"
+#include "tessaly/platform/cstring.h"
 
 // The tests of a condition on one value of a customer. 1: the value passes. All texts end with a NUL. `flag`
 // is "Y" for the positive sense, "N" for the negated one.

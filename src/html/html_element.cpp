@@ -1,4 +1,4 @@
-#include "html/html_element.h"
+#include "tessaly/html/html_element.h"
 
 #include <algorithm>
 #include <unordered_set>

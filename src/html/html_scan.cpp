@@ -1,4 +1,4 @@
-#include "html/html_scan.h"
+#include "tessaly/html/html_scan.h"
 
 #include <algorithm>
 #include <array>
@@ -9,7 +9,7 @@
 #include <utility>
 #include <vector>
 
-#include "platform/mbcs.h"
+#include "tessaly/platform/mbcs.h"
 
 namespace {
 

@@ -3,13 +3,13 @@
 #include <algorithm>
 #include <iterator>
 
-#include "environment/env_manager.h"
-#include "environment/system_option.h"
 #include "platform/file.h"
-#include "platform/process.h"
-#include "storage/split_string.h"
-#include "text/dates.h"
-#include "text/dividers.h"
+#include "tessaly/environment/env_manager.h"
+#include "tessaly/environment/system_option.h"
+#include "tessaly/platform/process.h"
+#include "tessaly/storage/split_string.h"
+#include "tessaly/text/dates.h"
+#include "tessaly/text/dividers.h"
 
 namespace customers {
 namespace {

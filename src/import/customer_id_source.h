@@ -1,6 +1,6 @@
 #pragma once
 
-#include "environment/sequencer.h"
+#include "tessaly/environment/sequencer.h"
 
 class EnvManager;
 

@@ -1,10 +1,10 @@
 // The imports from other programs.
 #include <utility>
 
-#include "customers/database_edit.h"
 #include "customers/database_lock.h"
 #include "import/address_books.h"
 #include "import/shop_exports.h"
+#include "tessaly/customers/database_edit.h"
 
 using namespace customers;
 

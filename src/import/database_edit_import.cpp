@@ -1,12 +1,12 @@
 #include <atomic>
 #include <string_view>
 
-#include "customers/database_edit.h"
 #include "customers/database_lock.h"
 #include "import/import_run.h"
 #include "import/line_fields.h"
 #include "import/line_import.h"
 #include "import/line_reader.h"
+#include "tessaly/customers/database_edit.h"
 
 using namespace customers;
 

@@ -4,11 +4,11 @@
 #include <atomic>
 #include <cstdlib>
 
-#include "environment/system_option.h"
-#include "platform/process.h"
-#include "text/dividers.h"
-#include "text/mail_text_check.h"
-#include "text/value_checks.h"
+#include "tessaly/environment/system_option.h"
+#include "tessaly/platform/process.h"
+#include "tessaly/text/dividers.h"
+#include "tessaly/text/mail_text_check.h"
+#include "tessaly/text/value_checks.h"
 
 namespace customers {
 namespace {

@@ -6,10 +6,10 @@
 #include <string_view>
 #include <vector>
 
-#include "customers/database_edit.h"
 #include "import/import_log.h"
 #include "import/import_run.h"
-#include "storage/csv_read.h"
+#include "tessaly/customers/database_edit.h"
+#include "tessaly/storage/csv_read.h"
 
 namespace customers {
 

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "platform/cstring.h"
 #include "platform/file.h"
+#include "tessaly/platform/cstring.h"
 
 namespace customers {
 

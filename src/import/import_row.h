@@ -4,10 +4,10 @@
 #include <bitset>
 #include <string_view>
 
-#include "customers/customer_elements.h"
-#include "customers/field_rules.h"
 #include "platform/cstring_pool.h"
-#include "storage/string_array_ex.h"
+#include "tessaly/customers/customer_elements.h"
+#include "tessaly/customers/field_rules.h"
+#include "tessaly/storage/string_array_ex.h"
 
 namespace customers {
 

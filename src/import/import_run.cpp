@@ -5,7 +5,7 @@
 
 #include "customers/table_cells.h"
 #include "platform/clock.h"
-#include "text/dates.h"
+#include "tessaly/text/dates.h"
 
 namespace customers {
 

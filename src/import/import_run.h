@@ -3,11 +3,11 @@
 #include <cstdint>
 #include <string_view>
 
-#include "customers/database_edit.h"
 #include "import/customer_id_source.h"
 #include "import/import_row.h"
 #include "platform/cstring_pool.h"
-#include "text/date_data.h"
+#include "tessaly/customers/database_edit.h"
+#include "tessaly/text/date_data.h"
 
 namespace customers {
 

@@ -3,8 +3,8 @@
 #include <string_view>
 #include <vector>
 
-#include "platform/cstring.h"
-#include "storage/split_string.h"
+#include "tessaly/platform/cstring.h"
+#include "tessaly/storage/split_string.h"
 
 namespace customers {
 

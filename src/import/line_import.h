@@ -2,10 +2,10 @@
 
 #include <vector>
 
-#include "customers/field_rules.h"
 #include "import/import_run.h"
 #include "import/line_fields.h"
-#include "platform/containers.h"
+#include "tessaly/customers/field_rules.h"
+#include "tessaly/platform/containers.h"
 
 namespace customers {
 

@@ -4,10 +4,10 @@
 #include <cstdlib>
 #include <iterator>
 
-#include "environment/system_option.h"
-#include "platform/dialog.h"
-#include "text/dates.h"
-#include "text/value_checks.h"
+#include "tessaly/environment/system_option.h"
+#include "tessaly/platform/dialog.h"
+#include "tessaly/text/dates.h"
+#include "tessaly/text/value_checks.h"
 
 namespace customers {
 namespace {

@@ -6,7 +6,7 @@
 #include "import/foreign_import.h"
 #include "import/line_fields.h"
 #include "import/line_pieces.h"
-#include "platform/ole_date_time.h"
+#include "tessaly/platform/ole_date_time.h"
 
 namespace customers {
 

@@ -1,15 +1,15 @@
-#include "information/information_manager.h"
+#include "tessaly/information/information_manager.h"
 
 #include <cstdlib>
 #include <optional>
 #include <string>
 
-#include "information/my_https.h"
-#include "storage/ini_manager.h"
 #include "storage/key_symbols.h"
-#include "storage/split_string.h"
-#include "storage/substitution.h"
-#include "text/dates.h"
+#include "tessaly/information/my_https.h"
+#include "tessaly/storage/ini_manager.h"
+#include "tessaly/storage/split_string.h"
+#include "tessaly/storage/substitution.h"
+#include "tessaly/text/dates.h"
 
 namespace {
 

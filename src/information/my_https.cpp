@@ -1,4 +1,4 @@
-#include "information/my_https.h"
+#include "tessaly/information/my_https.h"
 
 CMyHTTPS::CMyHTTPS() { m_hHandle = HTTPS_Create(Dispatch, static_cast<HTTPS*>(this)); }
 

@@ -1,16 +1,16 @@
-#include "mailstore/attach_writer.h"
+#include "tessaly/mailstore/attach_writer.h"
 
 #include <limits>
 #include <string>
 #include <string_view>
 
 #include "environment/data_key.h"
-#include "environment/env_manager.h"
-#include "mime/transfer_encodings.h"
 #include "platform/file.h"
-#include "platform/mbcs.h"
 #include "storage/decimal.h"
-#include "text/directories.h"
+#include "tessaly/environment/env_manager.h"
+#include "tessaly/mime/transfer_encodings.h"
+#include "tessaly/platform/mbcs.h"
+#include "tessaly/text/directories.h"
 
 namespace {
 

@@ -1,16 +1,16 @@
-#include "mailstore/mail_list_viewer.h"
+#include "tessaly/mailstore/mail_list_viewer.h"
 
 #include <cstdlib>
 
 #include "environment/data_key.h"
-#include "environment/env_manager.h"
-#include "environment/sequencer.h"
 #include "mailstore/mail_id.h"
 #include "mailstore/mail_list_lock.h"
-#include "platform/dialog.h"
 #include "storage/decimal.h"
-#include "text/date_data.h"
-#include "text/dates.h"
+#include "tessaly/environment/env_manager.h"
+#include "tessaly/environment/sequencer.h"
+#include "tessaly/platform/dialog.h"
+#include "tessaly/text/date_data.h"
+#include "tessaly/text/dates.h"
 
 using mailstore::MailListLock;
 using mailstore::ReadsAsID;

@@ -1,9 +1,9 @@
-#include "mailstore/mail_writer.h"
+#include "tessaly/mailstore/mail_writer.h"
 
 #include "environment/data_key.h"
-#include "environment/env_manager.h"
 #include "storage/construction_failure.h"
 #include "storage/decimal.h"
+#include "tessaly/environment/env_manager.h"
 
 MailWriter::MailWriter(EnvManager* env, int termNum) {
     if (!SetTermNum(termNum)) storage::FailConstruction(error_, mail_body_terminal_count_set_failed);

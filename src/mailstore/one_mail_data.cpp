@@ -1,11 +1,11 @@
-#include "mailstore/one_mail_data.h"
+#include "tessaly/mailstore/one_mail_data.h"
 
 #include <cstdlib>
 #include <string_view>
 #include <vector>
 
-#include "text/mail_text_check.h"
-#include "text/value_checks.h"
+#include "tessaly/text/mail_text_check.h"
+#include "tessaly/text/value_checks.h"
 
 namespace {
 

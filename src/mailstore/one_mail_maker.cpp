@@ -1,18 +1,18 @@
-#include "mailstore/one_mail_maker.h"
+#include "tessaly/mailstore/one_mail_maker.h"
 
 #include <cstdio>
 #include <string_view>
 
-#include "environment/env_manager.h"
-#include "mailstore/mail_list_viewer.h"
-#include "mailstore/one_mail_data.h"
 #include "platform/file.h"
 #include "storage/construction_failure.h"
 #include "storage/decimal.h"
-#include "text/check_directory.h"
-#include "text/date_data.h"
-#include "text/dates.h"
-#include "text/directories.h"
+#include "tessaly/environment/env_manager.h"
+#include "tessaly/mailstore/mail_list_viewer.h"
+#include "tessaly/mailstore/one_mail_data.h"
+#include "tessaly/text/check_directory.h"
+#include "tessaly/text/date_data.h"
+#include "tessaly/text/dates.h"
+#include "tessaly/text/directories.h"
 
 namespace {
 

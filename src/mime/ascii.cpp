@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "platform/mbcs.h"
+#include "tessaly/platform/mbcs.h"
 
 namespace mime {
 

@@ -3,7 +3,7 @@
 #include <random>
 
 #include "platform/clock.h"
-#include "storage/base64_text.h"
+#include "tessaly/storage/base64_text.h"
 
 namespace mime {
 namespace {

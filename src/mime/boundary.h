@@ -1,7 +1,7 @@
 #pragma once
 
-#include "platform/cstring.h"
-#include "platform/export.h"
+#include "tessaly/platform/cstring.h"
+#include "tessaly/platform/export.h"
 
 namespace mime {
 

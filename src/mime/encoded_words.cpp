@@ -1,4 +1,4 @@
-#include "mime/encoded_words.h"
+#include "tessaly/mime/encoded_words.h"
 
 #include <algorithm>
 #include <cstring>
@@ -7,10 +7,10 @@
 
 #include "mime/ascii.h"
 #include "mime/quoted_printable.h"
-#include "platform/base64_codec.h"
 #include "platform/base64_decoder.h"
-#include "text/kanji_codes.h"
-#include "text/kcodec.h"
+#include "tessaly/platform/base64_codec.h"
+#include "tessaly/text/kanji_codes.h"
+#include "tessaly/text/kcodec.h"
 
 namespace {
 

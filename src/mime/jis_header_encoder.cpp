@@ -3,8 +3,8 @@
 #include <memory>
 #include <string_view>
 
-#include "mime/encoded_words.h"
-#include "platform/base64_codec.h"
+#include "tessaly/mime/encoded_words.h"
+#include "tessaly/platform/base64_codec.h"
 
 namespace {
 

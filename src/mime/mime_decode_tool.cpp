@@ -1,4 +1,4 @@
-#include "mime/mime_decode_tool.h"
+#include "tessaly/mime/mime_decode_tool.h"
 
 #include <algorithm>
 #include <cstdlib>
@@ -8,7 +8,7 @@
 
 #include "mime/ascii.h"
 #include "mime/delimiter_lines.h"
-#include "text/strings.h"
+#include "tessaly/text/strings.h"
 
 using mime::ContainsNoCase;
 using mime::FindNoCase;

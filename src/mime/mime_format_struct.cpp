@@ -1,4 +1,4 @@
-#include "mime/mime_format_struct.h"
+#include "tessaly/mime/mime_format_struct.h"
 
 #include <cstring>
 #include <string>
@@ -6,11 +6,11 @@
 #include <vector>
 
 #include "mime/ascii.h"
-#include "mime/encoded_words.h"
 #include "mime/quoted_printable.h"
-#include "mime/transfer_encodings.h"
-#include "text/kcodec.h"
-#include "text/strings.h"
+#include "tessaly/mime/encoded_words.h"
+#include "tessaly/mime/transfer_encodings.h"
+#include "tessaly/text/kcodec.h"
+#include "tessaly/text/strings.h"
 
 using mime::FindParameter;
 using mime::Lowered;

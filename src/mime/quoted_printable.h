@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-#include "platform/cstring.h"
+#include "tessaly/platform/cstring.h"
 
 // Quoted-printable (RFC 2045 6.7) under the operations that offer it.
 namespace mime {

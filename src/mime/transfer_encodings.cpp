@@ -1,4 +1,4 @@
-#include "mime/transfer_encodings.h"
+#include "tessaly/mime/transfer_encodings.h"
 
 #include <algorithm>
 #include <cstring>

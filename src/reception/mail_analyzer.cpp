@@ -1,14 +1,14 @@
-#include "reception/mail_analyzer.h"
+#include "tessaly/reception/mail_analyzer.h"
 
 #include <algorithm>
 #include <string>
 #include <string_view>
 
 #include "mime/ascii.h"
-#include "mime/transfer_encodings.h"
 #include "reception/mail_fields.h"
-#include "text/kcodec.h"
-#include "text/strings.h"
+#include "tessaly/mime/transfer_encodings.h"
+#include "tessaly/text/kcodec.h"
+#include "tessaly/text/strings.h"
 
 using mime::ContainsNoCase;
 using reception::HeaderOf;

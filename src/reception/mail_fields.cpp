@@ -4,8 +4,8 @@
 #include <cstdlib>
 
 #include "mime/ascii.h"
-#include "mime/encoded_words.h"
 #include "platform/clock.h"
+#include "tessaly/mime/encoded_words.h"
 
 namespace reception {
 

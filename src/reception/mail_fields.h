@@ -3,9 +3,9 @@
 #include <string>
 #include <string_view>
 
-#include "mime/mime_format_struct.h"
-#include "platform/cstring.h"
-#include "platform/ole_date_time.h"
+#include "tessaly/mime/mime_format_struct.h"
+#include "tessaly/platform/cstring.h"
+#include "tessaly/platform/ole_date_time.h"
 
 // Reading single header fields of received mail. All forgive what mail programs write.
 namespace reception {

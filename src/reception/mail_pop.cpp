@@ -1,4 +1,4 @@
-#include "reception/mail_pop.h"
+#include "tessaly/reception/mail_pop.h"
 
 #include <algorithm>
 #include <cstdlib>
@@ -6,11 +6,11 @@
 #include <string_view>
 
 #include "delivery/socket_error_codes.h"
-#include "platform/md5.h"
-#include "protocol/mail_dots.h"
 #include "protocol/pop_listing.h"
-#include "protocol/socket_support.h"
 #include "reception/pop_replies.h"
+#include "tessaly/platform/md5.h"
+#include "tessaly/protocol/mail_dots.h"
+#include "tessaly/protocol/socket_support.h"
 
 namespace {
 

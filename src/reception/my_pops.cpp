@@ -1,4 +1,4 @@
-#include "reception/my_pops.h"
+#include "tessaly/reception/my_pops.h"
 
 namespace {
 

@@ -3,9 +3,9 @@
 #include <string_view>
 #include <unordered_map>
 
-#include "platform/containers.h"
-#include "platform/cstring.h"
-#include "reception/mail_pop.h"
+#include "tessaly/platform/containers.h"
+#include "tessaly/platform/cstring.h"
+#include "tessaly/reception/mail_pop.h"
 
 // What the lines of a POP3 server say (RFC 1939). Lines end with CR LF, as SocketSupport hands them out.
 namespace reception {

@@ -1,10 +1,10 @@
-#include "storage/base64_text.h"
+#include "tessaly/storage/base64_text.h"
 
 #include <cstdint>
 #include <cstring>
 
-#include "platform/base64_codec.h"
 #include "storage/key_tables.h"
+#include "tessaly/platform/base64_codec.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "storage/base_record_structer.h"
+#include "tessaly/storage/base_record_structer.h"
 
 #include <algorithm>
 #include <charconv>
@@ -8,10 +8,10 @@
 #include <vector>
 
 #include "platform/cstring_pool.h"
-#include "platform/mbcs.h"
 #include "platform/mutex.h"
-#include "storage/xcsv_read.h"
-#include "storage/xcsv_write.h"
+#include "tessaly/platform/mbcs.h"
+#include "tessaly/storage/xcsv_read.h"
+#include "tessaly/storage/xcsv_write.h"
 
 namespace {
 

@@ -1,7 +1,7 @@
 #include "storage/construction_failure.h"
 
-#include "platform/dialog.h"
-#include "storage/err_msg.h"
+#include "tessaly/platform/dialog.h"
+#include "tessaly/storage/err_msg.h"
 
 namespace storage {
 

@@ -3,7 +3,7 @@
 #include <charconv>
 #include <string_view>
 
-#include "platform/cstring.h"
+#include "tessaly/platform/cstring.h"
 
 namespace storage {
 

@@ -1,5 +1,5 @@
-#include "storage/err_msg.h"
-#include "storage/error_codes.h"
+#include "tessaly/storage/err_msg.h"
+#include "tessaly/storage/error_codes.h"
 
 // clang-format off
 const ERRCODE_ERRMSG_STRUCT CErrMsg::itsErrCodeMsgArray[slots] = {

@@ -1,11 +1,11 @@
-#include "storage/file_history.h"
+#include "tessaly/storage/file_history.h"
 
 #include <algorithm>
 #include <string>
 
 #include "platform/file.h"
-#include "platform/mbcs.h"
-#include "text/directories.h"
+#include "tessaly/platform/mbcs.h"
+#include "tessaly/text/directories.h"
 
 namespace {
 

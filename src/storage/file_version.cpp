@@ -1,9 +1,9 @@
-#include "storage/file_version.h"
+#include "tessaly/storage/file_version.h"
 
 #include <cstring>
 
-#include "platform/process.h"
 #include "platform/version_info.h"
+#include "tessaly/platform/process.h"
 
 namespace {
 

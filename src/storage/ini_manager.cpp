@@ -1,4 +1,4 @@
-#include "storage/ini_manager.h"
+#include "tessaly/storage/ini_manager.h"
 
 #include <array>
 

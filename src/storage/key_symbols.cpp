@@ -1,7 +1,7 @@
 #include "storage/key_symbols.h"
 
-#include "platform/base64_codec.h"
 #include "storage/key_tables.h"
+#include "tessaly/platform/base64_codec.h"
 
 namespace storage {
 

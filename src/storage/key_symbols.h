@@ -4,8 +4,8 @@
 #include <string>
 #include <string_view>
 
-#include "platform/cstring.h"
-#include "platform/export.h"
+#include "tessaly/platform/cstring.h"
+#include "tessaly/platform/export.h"
 
 // Base64 over the symbols of one row of the compound key's alphabets, without padding.
 namespace storage {

@@ -6,7 +6,7 @@
 #include <mutex>
 #include <string_view>
 
-#include "platform/md5.h"
+#include "tessaly/platform/md5.h"
 
 namespace storage {
 namespace {

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/export.h"
+#include "tessaly/platform/export.h"
 
 // The key material of the system. It is generated from one seed, each row when it is first asked for, and
 // then kept; every function may be called from any thread. Files that were written once must open for ever:

@@ -1,9 +1,9 @@
-#include "storage/log_writer.h"
+#include "tessaly/storage/log_writer.h"
 
 #include <string_view>
 
-#include "platform/process.h"
-#include "text/directories.h"
+#include "tessaly/platform/process.h"
+#include "tessaly/text/directories.h"
 
 namespace {
 

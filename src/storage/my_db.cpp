@@ -1,4 +1,4 @@
-#include "storage/my_db.h"
+#include "tessaly/storage/my_db.h"
 
 #include <algorithm>
 #include <cstdlib>
@@ -8,12 +8,12 @@
 #include <utility>
 
 #include "platform/cstring_pool.h"
-#include "platform/dialog.h"
 #include "platform/file.h"
-#include "platform/mbcs.h"
-#include "storage/xcsv_read.h"
-#include "storage/xcsv_write.h"
-#include "text/check_directory.h"
+#include "tessaly/platform/dialog.h"
+#include "tessaly/platform/mbcs.h"
+#include "tessaly/storage/xcsv_read.h"
+#include "tessaly/storage/xcsv_write.h"
+#include "tessaly/text/check_directory.h"
 
 namespace {
 

@@ -6,8 +6,8 @@
 #include <utility>
 #include <vector>
 
-#include "platform/mbcs.h"
-#include "storage/my_db.h"
+#include "tessaly/platform/mbcs.h"
+#include "tessaly/storage/my_db.h"
 
 namespace {
 

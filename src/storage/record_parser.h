@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "platform/export.h"
+#include "tessaly/platform/export.h"
 
 // The rules by which a record of the table format, or a line of a CSV file, falls into fields.
 namespace storage {

@@ -1,4 +1,4 @@
-#include "storage/record_reader.h"
+#include "tessaly/storage/record_reader.h"
 
 #include <algorithm>
 #include <cstring>
@@ -6,7 +6,7 @@
 
 #include "platform/file.h"
 #include "storage/quote_scanner.h"
-#include "storage/substitution.h"
+#include "tessaly/storage/substitution.h"
 
 namespace storage {
 namespace {

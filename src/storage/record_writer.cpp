@@ -1,4 +1,4 @@
-#include "storage/record_writer.h"
+#include "tessaly/storage/record_writer.h"
 
 #include <algorithm>
 #include <cstdarg>
@@ -8,7 +8,7 @@
 
 #include "platform/file.h"
 #include "storage/record_format.h"
-#include "storage/substitution.h"
+#include "tessaly/storage/substitution.h"
 
 namespace storage {
 namespace {

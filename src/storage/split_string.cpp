@@ -1,4 +1,4 @@
-#include "storage/split_string.h"
+#include "tessaly/storage/split_string.h"
 
 #include <cstddef>
 

@@ -1,4 +1,4 @@
-#include "storage/substitution.h"
+#include "tessaly/storage/substitution.h"
 
 #include <algorithm>
 #include <cstdint>
@@ -6,10 +6,10 @@
 #include <cstring>
 
 #include "platform/clock.h"
-#include "platform/md5.h"
-#include "platform/process.h"
-#include "storage/base64_text.h"
 #include "storage/key_tables.h"
+#include "tessaly/platform/md5.h"
+#include "tessaly/platform/process.h"
+#include "tessaly/storage/base64_text.h"
 
 namespace {
 

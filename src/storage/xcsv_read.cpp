@@ -1,7 +1,7 @@
-#include "storage/xcsv_read.h"
+#include "tessaly/storage/xcsv_read.h"
 
 #include "storage/key_tables.h"
-#include "storage/substitution.h"
+#include "tessaly/storage/substitution.h"
 
 XCsvRead::XCsvRead() { SetTable(storage::DefaultDecodeTable()); }
 

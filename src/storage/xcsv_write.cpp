@@ -1,7 +1,7 @@
-#include "storage/xcsv_write.h"
+#include "tessaly/storage/xcsv_write.h"
 
 #include "storage/key_tables.h"
-#include "storage/substitution.h"
+#include "tessaly/storage/substitution.h"
 
 XCsvWrite::XCsvWrite() { SetTable(storage::DefaultEncodeTable()); }
 

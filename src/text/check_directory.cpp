@@ -1,4 +1,4 @@
-#include "text/check_directory.h"
+#include "tessaly/text/check_directory.h"
 
 #include "platform/file.h"
 

@@ -1,4 +1,4 @@
-#include "text/date_data.h"
+#include "tessaly/text/date_data.h"
 
 #include <algorithm>
 #include <cstdio>

@@ -1,4 +1,4 @@
-#include "text/dates.h"
+#include "tessaly/text/dates.h"
 
 #include <cstdio>
 #include <cstring>

@@ -1,10 +1,10 @@
-#include "text/directories.h"
+#include "tessaly/text/directories.h"
 
 #include <string_view>
 
 #include "platform/file.h"
-#include "platform/mbcs.h"
-#include "text/check_directory.h"
+#include "tessaly/platform/mbcs.h"
+#include "tessaly/text/check_directory.h"
 
 namespace {
 

@@ -1,9 +1,9 @@
-#include "text/dividers.h"
+#include "tessaly/text/dividers.h"
 
 #include <span>
 #include <string_view>
 
-#include "platform/mbcs.h"
+#include "tessaly/platform/mbcs.h"
 
 namespace {
 

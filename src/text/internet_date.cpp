@@ -2,7 +2,7 @@
 #include <string_view>
 
 #include "platform/clock.h"
-#include "text/dates.h"
+#include "tessaly/text/dates.h"
 
 // Dates of Internet mail and HTTP: RFC 5322 3.3, with the named zones of RFC 822 5.1.
 namespace {

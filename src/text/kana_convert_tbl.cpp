@@ -1,4 +1,4 @@
-#include "text/kana_convert_tbl.h"
+#include "tessaly/text/kana_convert_tbl.h"
 
 #include "text/kana_forms.h"
 

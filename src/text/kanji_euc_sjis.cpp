@@ -1,6 +1,6 @@
+#include "tessaly/text/kanji_codes.h"
 #include "text/byte_runs.h"
 #include "text/kanji_arithmetic.h"
-#include "text/kanji_codes.h"
 
 namespace {
 

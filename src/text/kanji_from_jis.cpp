@@ -1,9 +1,9 @@
 #include <cstdint>
 #include <cstring>
 
+#include "tessaly/text/kanji_codes.h"
 #include "text/byte_runs.h"
 #include "text/kanji_arithmetic.h"
-#include "text/kanji_codes.h"
 
 namespace {
 

@@ -1,8 +1,8 @@
 #include <cstdint>
 
+#include "tessaly/text/kanji_codes.h"
 #include "text/byte_runs.h"
 #include "text/jis7_output.h"
-#include "text/kanji_codes.h"
 
 namespace {
 

@@ -1,12 +1,12 @@
-#include "text/kcodec.h"
+#include "tessaly/text/kcodec.h"
 
 #include <cstdlib>
 #include <cstring>
 #include <functional>
 #include <string_view>
 
+#include "tessaly/text/kanji_codes.h"
 #include "text/code_guess.h"
-#include "text/kanji_codes.h"
 #include "text/unicode_codes.h"
 
 namespace {

@@ -1,8 +1,8 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "platform/utf8.h"
-#include "text/kcodec.h"
+#include "tessaly/platform/utf8.h"
+#include "tessaly/text/kcodec.h"
 #include "text/unicode_codes.h"
 
 // The conversions with UTF-8 by way of 16-bit units, one step after the other.

@@ -1,11 +1,11 @@
-#include "text/mail_text_check.h"
+#include "tessaly/text/mail_text_check.h"
 
 #include <cstring>
 
-#include "platform/mbcs.h"
+#include "tessaly/platform/mbcs.h"
+#include "tessaly/text/width.h"
 #include "text/byte_runs.h"
 #include "text/scratch_text.h"
-#include "text/width.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "text/sjis_kana_converter.h"
+#include "tessaly/text/sjis_kana_converter.h"
 
 #include "text/byte_runs.h"
 #include "text/kana_forms.h"

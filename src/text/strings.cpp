@@ -1,8 +1,8 @@
-#include "text/strings.h"
+#include "tessaly/text/strings.h"
 
 #include <cstring>
 
-#include "platform/mbcs.h"
+#include "tessaly/platform/mbcs.h"
 #include "text/byte_runs.h"
 #include "text/scratch_text.h"
 

@@ -2,9 +2,9 @@
 
 #include <array>
 
-#include "platform/codepage932.h"
-#include "platform/mbcs.h"
-#include "platform/utf8.h"
+#include "tessaly/platform/codepage932.h"
+#include "tessaly/platform/mbcs.h"
+#include "tessaly/platform/utf8.h"
 
 namespace text {
 namespace {

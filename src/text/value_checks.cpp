@@ -1,8 +1,8 @@
-#include "text/value_checks.h"
+#include "tessaly/text/value_checks.h"
 
 #include <string_view>
 
-#include "text/date_data.h"
+#include "tessaly/text/date_data.h"
 
 namespace {
 

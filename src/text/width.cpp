@@ -1,13 +1,13 @@
-#include "text/width.h"
+#include "tessaly/text/width.h"
 
 #include <array>
 #include <string_view>
 
-#include "platform/mbcs.h"
+#include "tessaly/platform/mbcs.h"
+#include "tessaly/text/strings.h"
 #include "text/byte_runs.h"
 #include "text/kana_forms.h"
 #include "text/scratch_text.h"
-#include "text/strings.h"
 
 namespace {
 

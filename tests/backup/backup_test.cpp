@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
-#include "backup/db_backup.h"
-#include "backup/db_restore.h"
+#include "tessaly/backup/db_backup.h"
+#include "tessaly/backup/db_restore.h"
 #include "tests/customers/customer_fixture.h"
 #include "tests/support/file_content.h"
 

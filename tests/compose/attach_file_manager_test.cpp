@@ -1,12 +1,12 @@
-#include "compose/attach_file_manager.h"
+#include "tessaly/compose/attach_file_manager.h"
 
 #include <gtest/gtest.h>
 
 #include <string>
 
-#include "mime/mime_decode_tool.h"
-#include "mime/transfer_encodings.h"
 #include "platform/file.h"
+#include "tessaly/mime/mime_decode_tool.h"
+#include "tessaly/mime/transfer_encodings.h"
 #include "tests/platform/scratch_folder.h"
 
 namespace {

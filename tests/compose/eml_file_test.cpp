@@ -2,11 +2,11 @@
 
 #include <string>
 
-#include "compose/eml_file_decoder.h"
-#include "compose/eml_file_encoder.h"
 #include "mime/quoted_printable.h"
 #include "platform/clock.h"
-#include "text/kcodec.h"
+#include "tessaly/compose/eml_file_decoder.h"
+#include "tessaly/compose/eml_file_encoder.h"
+#include "tessaly/text/kcodec.h"
 
 namespace {
 

@@ -2,10 +2,10 @@
 
 #include <string>
 
-#include "compose/attach_file_manager.h"
-#include "compose/eml_file_decoder.h"
-#include "mime/mime_decode_tool.h"
-#include "reception/mail_analyzer.h"
+#include "tessaly/compose/attach_file_manager.h"
+#include "tessaly/compose/eml_file_decoder.h"
+#include "tessaly/mime/mime_decode_tool.h"
+#include "tessaly/reception/mail_analyzer.h"
 #include "tests/support/processor_time.h"
 
 namespace {

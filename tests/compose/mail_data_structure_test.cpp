@@ -1,19 +1,19 @@
-#include "compose/mail_data_structure.h"
+#include "tessaly/compose/mail_data_structure.h"
 
 #include <gtest/gtest.h>
 
 #include <string>
 #include <vector>
 
-#include "compose/mime_analyze.h"
-#include "customers/one_customer.h"
 #include "mime/boundary.h"
-#include "mime/mime_decode_tool.h"
 #include "platform/clock.h"
+#include "tessaly/compose/mime_analyze.h"
+#include "tessaly/customers/one_customer.h"
+#include "tessaly/mime/mime_decode_tool.h"
+#include "tessaly/text/kcodec.h"
 #include "tests/platform/scratch_folder.h"
 #include "tests/platform/time_zone.h"
 #include "tests/support/file_content.h"
-#include "text/kcodec.h"
 
 namespace {
 

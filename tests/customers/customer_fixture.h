@@ -5,12 +5,12 @@
 #include <string>
 #include <vector>
 
-#include "customers/database_edit.h"
-#include "environment/env_manager.h"
-#include "environment/system_option.h"
 #include "platform/clock.h"
-#include "platform/dialog.h"
 #include "platform/file.h"
+#include "tessaly/customers/database_edit.h"
+#include "tessaly/environment/env_manager.h"
+#include "tessaly/environment/system_option.h"
+#include "tessaly/platform/dialog.h"
 #include "tests/platform/scratch_folder.h"
 #include "tests/platform/time_zone.h"
 

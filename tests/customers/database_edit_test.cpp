@@ -6,8 +6,8 @@
 #include <thread>
 
 #include "customers/database_lock.h"
-#include "environment/sequencer.h"
-#include "platform/mbcs.h"
+#include "tessaly/environment/sequencer.h"
+#include "tessaly/platform/mbcs.h"
 #include "tests/customers/customer_fixture.h"
 
 using namespace customers;

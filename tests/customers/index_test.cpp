@@ -8,7 +8,7 @@
 #include "customers/address_index.h"
 #include "customers/customer_index.h"
 #include "customers/distinct_texts.h"
-#include "platform/mbcs.h"
+#include "tessaly/platform/mbcs.h"
 
 using namespace customers;
 

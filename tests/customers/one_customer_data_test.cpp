@@ -1,4 +1,4 @@
-#include "customers/one_customer_data.h"
+#include "tessaly/customers/one_customer_data.h"
 
 #include <gtest/gtest.h>
 

@@ -1,9 +1,9 @@
-#include "delivery/history_list_viewer.h"
+#include "tessaly/delivery/history_list_viewer.h"
 
 #include <climits>
 #include <random>
 
-#include "mailstore/mail_list_viewer.h"
+#include "tessaly/mailstore/mail_list_viewer.h"
 #include "tests/customers/customer_fixture.h"
 #include "tests/support/file_content.h"
 #include "tests/support/message_boxes.h"

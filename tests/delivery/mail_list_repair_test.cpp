@@ -2,9 +2,9 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
-#include "mailstore/mail_list_viewer.h"
 #include "platform/clock.h"
-#include "platform/path.h"
+#include "tessaly/mailstore/mail_list_viewer.h"
+#include "tessaly/platform/path.h"
 #include "tests/mailstore/mail_environment.h"
 #include "tests/platform/time_zone.h"
 #include "tests/support/message_boxes.h"

@@ -1,4 +1,4 @@
-#include "delivery/mail_send.h"
+#include "tessaly/delivery/mail_send.h"
 
 #include <gtest/gtest.h>
 
@@ -9,15 +9,15 @@
 #include <string_view>
 #include <vector>
 
-#include "platform/base64_codec.h"
 #include "platform/clock.h"
-#include "platform/socket.h"
 #include "protocol/smtp_authentication.h"
-#include "storage/error_codes.h"
+#include "tessaly/platform/base64_codec.h"
+#include "tessaly/platform/socket.h"
+#include "tessaly/storage/error_codes.h"
+#include "tessaly/text/strings.h"
 #include "tests/support/reply_limit.h"
 #include "tests/support/scripted_server.h"
 #include "tests/support/transfer_log.h"
-#include "text/strings.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "delivery/mail_size.h"
+#include "tessaly/delivery/mail_size.h"
 
 #include "tests/customers/customer_fixture.h"
 

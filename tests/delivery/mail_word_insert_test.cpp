@@ -1,4 +1,4 @@
-#include "delivery/mail_word_insert.h"
+#include "tessaly/delivery/mail_word_insert.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "delivery/my_smtps.h"
+#include "tessaly/delivery/my_smtps.h"
 
 #include <gtest/gtest.h>
 #include <unistd.h>
@@ -8,9 +8,9 @@
 #include <thread>
 #include <vector>
 
-#include "platform/base64_codec.h"
 #include "platform/clock.h"
-#include "platform/md5.h"
+#include "tessaly/platform/base64_codec.h"
+#include "tessaly/platform/md5.h"
 #include "tests/support/reply_limit.h"
 #include "tests/support/scripted_server.h"
 #include "tests/support/transfer_log.h"

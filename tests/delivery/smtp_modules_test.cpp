@@ -8,14 +8,14 @@
 #include <thread>
 #include <vector>
 
-#include "delivery/mail_send.h"
-#include "delivery/mail_stamps.h"
-#include "delivery/wire_text.h"
-#include "platform/base64_codec.h"
 #include "platform/clock.h"
-#include "protocol/mail_dots.h"
 #include "protocol/smtp_authentication.h"
 #include "protocol/smtp_reply.h"
+#include "tessaly/delivery/mail_send.h"
+#include "tessaly/delivery/mail_stamps.h"
+#include "tessaly/delivery/wire_text.h"
+#include "tessaly/platform/base64_codec.h"
+#include "tessaly/protocol/mail_dots.h"
 
 namespace {
 

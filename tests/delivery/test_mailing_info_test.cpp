@@ -1,4 +1,4 @@
-#include "delivery/test_mailing_info.h"
+#include "tessaly/delivery/test_mailing_info.h"
 
 #include "tests/customers/customer_fixture.h"
 #include "tests/support/file_content.h"

@@ -1,4 +1,4 @@
-#include "delivery/xemail.h"
+#include "tessaly/delivery/xemail.h"
 
 #include <gtest/gtest.h>
 

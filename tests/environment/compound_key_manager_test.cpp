@@ -1,4 +1,4 @@
-#include "environment/compound_key_manager.h"
+#include "tessaly/environment/compound_key_manager.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "environment/env_manager.h"
+#include "tessaly/environment/env_manager.h"
 
 #include <gtest/gtest.h>
 

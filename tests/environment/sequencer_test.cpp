@@ -1,10 +1,10 @@
-#include "environment/sequencer.h"
+#include "tessaly/environment/sequencer.h"
 
 #include <gtest/gtest.h>
 
 #include <climits>
 
-#include "environment/env_manager.h"
+#include "tessaly/environment/env_manager.h"
 #include "tests/platform/scratch_folder.h"
 #include "tests/support/file_content.h"
 #include "tests/support/message_boxes.h"

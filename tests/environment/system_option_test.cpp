@@ -1,4 +1,4 @@
-#include "environment/system_option.h"
+#include "tessaly/environment/system_option.h"
 
 #include <gtest/gtest.h>
 

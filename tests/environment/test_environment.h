@@ -2,8 +2,8 @@
 
 #include <string>
 
-#include "environment/compound_key_manager.h"
-#include "environment/env_manager.h"
+#include "tessaly/environment/compound_key_manager.h"
+#include "tessaly/environment/env_manager.h"
 #include "tests/platform/scratch_folder.h"
 #include "tests/support/file_content.h"
 

@@ -1,13 +1,13 @@
-#include "extract/extract_action.h"
+#include "tessaly/extract/extract_action.h"
 
 #include <tuple>
 
 #include "extract/extract_tests.h"
 #include "platform/file.h"
+#include "tessaly/text/date_data.h"
 #include "tests/customers/customer_fixture.h"
 #include "tests/support/file_content.h"
 #include "tests/support/message_boxes.h"
-#include "text/date_data.h"
 
 namespace {
 

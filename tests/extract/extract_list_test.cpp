@@ -1,4 +1,4 @@
-#include "extract/extract_list_viewer.h"
+#include "tessaly/extract/extract_list_viewer.h"
 
 #include "platform/file.h"
 #include "tests/customers/customer_fixture.h"

@@ -1,12 +1,12 @@
-#include "extract/extract_result_detail.h"
+#include "tessaly/extract/extract_result_detail.h"
 
 #include <algorithm>
 #include <functional>
 #include <tuple>
 
-#include "extract/extract_list_viewer.h"
-#include "mailstore/mail_list_viewer.h"
-#include "mailstore/one_mail_data.h"
+#include "tessaly/extract/extract_list_viewer.h"
+#include "tessaly/mailstore/mail_list_viewer.h"
+#include "tessaly/mailstore/one_mail_data.h"
 #include "tests/customers/customer_fixture.h"
 #include "tests/support/file_content.h"
 #include "tests/support/message_boxes.h"

@@ -4,11 +4,11 @@
 #include <algorithm>
 #include <string>
 
-#include "compose/eml_file_decoder.h"
-#include "compose/eml_file_encoder.h"
 #include "fuzz_target.h"
 #include "mime/ascii.h"
-#include "text/kcodec.h"
+#include "tessaly/compose/eml_file_decoder.h"
+#include "tessaly/compose/eml_file_encoder.h"
+#include "tessaly/text/kcodec.h"
 
 namespace {
 

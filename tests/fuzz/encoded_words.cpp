@@ -1,11 +1,11 @@
 // Encoded words of header fields: what the encoders make of any text, and what the decoders make of any
 // bytes.
 
-#include "mime/encoded_words.h"
+#include "tessaly/mime/encoded_words.h"
 
 #include "fuzz_target.h"
 #include "shift_jis.h"
-#include "text/kcodec.h"
+#include "tessaly/text/kcodec.h"
 
 namespace {
 

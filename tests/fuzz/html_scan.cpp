@@ -1,7 +1,7 @@
 // Tags of a hostile page: the replacements against plain ones that search, delete and insert one tag after
 // the other. The first line of the input is the tag that is looked for.
 
-#include "html/html_scan.h"
+#include "tessaly/html/html_scan.h"
 
 #include "fuzz_target.h"
 

@@ -3,9 +3,9 @@
 #include <string>
 #include <vector>
 
-#include "compose/mime_analyze.h"
-#include "customers/one_customer.h"
 #include "fuzz_target.h"
+#include "tessaly/compose/mime_analyze.h"
+#include "tessaly/customers/one_customer.h"
 
 namespace {
 

@@ -7,7 +7,7 @@
 #include <string_view>
 
 #include "fuzz_target.h"
-#include "platform/path.h"
+#include "tessaly/platform/path.h"
 
 namespace fuzz {
 

@@ -6,8 +6,8 @@
 #include <vector>
 
 #include "fuzz_target.h"
-#include "protocol/socket_support.h"
 #include "reception/pop_replies.h"
+#include "tessaly/protocol/socket_support.h"
 
 namespace {
 

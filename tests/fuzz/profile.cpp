@@ -7,7 +7,7 @@
 
 #include "fuzz_target.h"
 #include "platform/file.h"
-#include "platform/path.h"
+#include "tessaly/platform/path.h"
 
 namespace {
 

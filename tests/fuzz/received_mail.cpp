@@ -6,8 +6,8 @@
 
 #include "customers/registration_mail.h"
 #include "fuzz_target.h"
-#include "mime/mime_decode_tool.h"
-#include "reception/mail_analyzer.h"
+#include "tessaly/mime/mime_decode_tool.h"
+#include "tessaly/reception/mail_analyzer.h"
 
 namespace {
 

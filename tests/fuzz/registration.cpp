@@ -5,8 +5,8 @@
 
 #include "customers/registration_mail.h"
 #include "fuzz_target.h"
-#include "storage/my_db.h"
-#include "text/value_checks.h"
+#include "tessaly/storage/my_db.h"
+#include "tessaly/text/value_checks.h"
 
 namespace {
 

@@ -2,9 +2,9 @@
 
 #include "protocol/smtp_reply.h"
 
-#include "delivery/mail_send.h"
 #include "fuzz_target.h"
-#include "protocol/socket_support.h"
+#include "tessaly/delivery/mail_send.h"
+#include "tessaly/protocol/socket_support.h"
 
 namespace {
 

@@ -1,7 +1,7 @@
 // The division of delimited text: its two forms give the same, and what was quoted and joined comes apart
 // again. The first byte of the input chooses the delimiters and the quote.
 
-#include "storage/split_string.h"
+#include "tessaly/storage/split_string.h"
 
 #include <vector>
 

@@ -4,11 +4,11 @@
 #include "fuzz_target.h"
 #include "memory_file.h"
 #include "platform/cstring_pool.h"
-#include "storage/csv_read.h"
 #include "storage/key_tables.h"
-#include "storage/my_db.h"
-#include "storage/substitution.h"
-#include "storage/xcsv_read.h"
+#include "tessaly/storage/csv_read.h"
+#include "tessaly/storage/my_db.h"
+#include "tessaly/storage/substitution.h"
+#include "tessaly/storage/xcsv_read.h"
 #include "tests/storage/record_model.h"
 
 namespace {

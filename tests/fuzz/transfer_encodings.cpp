@@ -1,10 +1,10 @@
 // Base64 and quoted-printable: there and back for any bytes, and any bytes through the decoders.
 
-#include "mime/transfer_encodings.h"
+#include "tessaly/mime/transfer_encodings.h"
 
 #include "fuzz_target.h"
 #include "mime/quoted_printable.h"
-#include "storage/base64_text.h"
+#include "tessaly/storage/base64_text.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "html/html_scan.h"
+#include "tessaly/html/html_scan.h"
 
 #include <gtest/gtest.h>
 

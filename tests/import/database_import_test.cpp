@@ -7,8 +7,8 @@
 #include <atomic>
 #include <thread>
 
-#include "environment/sequencer.h"
 #include "platform/file.h"
+#include "tessaly/environment/sequencer.h"
 #include "tests/customers/customer_fixture.h"
 
 using namespace customers;

@@ -2,9 +2,9 @@
 
 #include <string>
 
-#include "platform/dialog.h"
-#include "platform/path.h"
-#include "platform/process.h"
+#include "tessaly/platform/dialog.h"
+#include "tessaly/platform/path.h"
+#include "tessaly/platform/process.h"
 #include "tests/customers/customer_fixture.h"
 #include "tests/support/file_content.h"
 

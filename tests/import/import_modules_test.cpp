@@ -3,12 +3,12 @@
 #include <random>
 #include <string>
 
-#include "customers/field_rules.h"
 #include "import/customer_id_source.h"
 #include "import/line_fields.h"
 #include "import/line_reader.h"
 #include "platform/file.h"
-#include "storage/split_string.h"
+#include "tessaly/customers/field_rules.h"
+#include "tessaly/storage/split_string.h"
 #include "tests/customers/customer_fixture.h"
 
 using namespace customers;

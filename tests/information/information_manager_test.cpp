@@ -1,4 +1,4 @@
-#include "information/information_manager.h"
+#include "tessaly/information/information_manager.h"
 
 #include <gtest/gtest.h>
 
@@ -6,8 +6,8 @@
 
 #include <string>
 
-#include "information/my_https.h"
-#include "storage/ini_manager.h"
+#include "tessaly/information/my_https.h"
+#include "tessaly/storage/ini_manager.h"
 #include "tests/platform/scratch_folder.h"
 #include "tests/platform/time_zone.h"
 #include "tests/support/scripted_server.h"

@@ -1,10 +1,10 @@
-#include "mailstore/attach_writer.h"
+#include "tessaly/mailstore/attach_writer.h"
 
 #include <gtest/gtest.h>
 
-#include "storage/error_codes.h"
+#include "tessaly/storage/error_codes.h"
+#include "tessaly/text/directories.h"
 #include "tests/mailstore/mail_environment.h"
-#include "text/directories.h"
 
 namespace {
 

@@ -2,8 +2,8 @@
 
 #include <string>
 
-#include "environment/env_manager.h"
 #include "platform/file.h"
+#include "tessaly/environment/env_manager.h"
 #include "tests/environment/test_environment.h"
 
 // An open environment with an empty list of mails.

@@ -1,4 +1,4 @@
-#include "mailstore/mail_list_viewer.h"
+#include "tessaly/mailstore/mail_list_viewer.h"
 
 #include <gtest/gtest.h>
 

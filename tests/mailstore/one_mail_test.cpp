@@ -1,14 +1,14 @@
 #include <gtest/gtest.h>
 
-#include "mailstore/mail_list_viewer.h"
-#include "mailstore/one_mail_maker.h"
 #include "platform/clock.h"
-#include "platform/dialog.h"
-#include "storage/error_codes.h"
+#include "tessaly/mailstore/mail_list_viewer.h"
+#include "tessaly/mailstore/one_mail_maker.h"
+#include "tessaly/platform/dialog.h"
+#include "tessaly/storage/error_codes.h"
+#include "tessaly/text/directories.h"
 #include "tests/mailstore/mail_environment.h"
 #include "tests/platform/time_zone.h"
 #include "tests/support/message_boxes.h"
-#include "text/directories.h"
 
 namespace {
 

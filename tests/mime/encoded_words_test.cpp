@@ -1,4 +1,4 @@
-#include "mime/encoded_words.h"
+#include "tessaly/mime/encoded_words.h"
 
 #include <gtest/gtest.h>
 #include <iconv.h>
@@ -9,7 +9,7 @@
 #include <string>
 #include <string_view>
 
-#include "text/kcodec.h"
+#include "tessaly/text/kcodec.h"
 
 namespace {
 

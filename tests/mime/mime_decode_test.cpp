@@ -1,4 +1,4 @@
-#include "mime/mime_decode_tool.h"
+#include "tessaly/mime/mime_decode_tool.h"
 
 #include <gtest/gtest.h>
 

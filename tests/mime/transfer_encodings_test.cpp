@@ -1,4 +1,4 @@
-#include "mime/transfer_encodings.h"
+#include "tessaly/mime/transfer_encodings.h"
 
 #include <gtest/gtest.h>
 
@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "mime/quoted_printable.h"
-#include "platform/base64_codec.h"
+#include "tessaly/platform/base64_codec.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "platform/codepage932.h"
+#include "tessaly/platform/codepage932.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "platform/containers.h"
+#include "tessaly/platform/containers.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "platform/cstring.h"
+#include "tessaly/platform/cstring.h"
 
 #include <gtest/gtest.h>
 

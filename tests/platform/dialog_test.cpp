@@ -1,4 +1,4 @@
-#include "platform/dialog.h"
+#include "tessaly/platform/dialog.h"
 
 #include <gtest/gtest.h>
 

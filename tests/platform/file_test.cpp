@@ -11,8 +11,8 @@
 #include <cstring>
 #include <fstream>
 
-#include "platform/replacement.h"
 #include "scratch_folder.h"
+#include "tessaly/platform/replacement.h"
 
 namespace {
 

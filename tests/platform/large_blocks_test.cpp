@@ -1,4 +1,4 @@
-#include "platform/large_blocks.h"
+#include "tessaly/platform/large_blocks.h"
 
 #include <gtest/gtest.h>
 #include <malloc.h>

@@ -17,7 +17,7 @@
 
 #include "platform/clock.h"
 #include "platform/posix/lock_table.h"
-#include "platform/process.h"
+#include "tessaly/platform/process.h"
 
 namespace {
 

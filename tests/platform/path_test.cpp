@@ -1,4 +1,4 @@
-#include "platform/path.h"
+#include "tessaly/platform/path.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "platform/process.h"
+#include "tessaly/platform/process.h"
 
 #include <gtest/gtest.h>
 #include <limits.h>
@@ -8,7 +8,7 @@
 #include <string>
 
 #include "platform/clock.h"
-#include "platform/path.h"
+#include "tessaly/platform/path.h"
 
 namespace {
 

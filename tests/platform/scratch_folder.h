@@ -6,7 +6,7 @@
 #include <cstdio>
 #include <string>
 
-#include "platform/path.h"
+#include "tessaly/platform/path.h"
 
 // A folder of a test's own, gone with the object.
 class ScratchFolder {

@@ -1,4 +1,4 @@
-#include "platform/socket.h"
+#include "tessaly/platform/socket.h"
 
 #include <arpa/inet.h>
 #include <gtest/gtest.h>
@@ -13,8 +13,8 @@
 #include <thread>
 
 #include "platform/clock.h"
-#include "platform/process.h"
 #include "platform/timer.h"
+#include "tessaly/platform/process.h"
 
 namespace {
 

@@ -4,7 +4,7 @@
 
 #include <thread>
 
-#include "platform/process.h"
+#include "tessaly/platform/process.h"
 
 namespace {
 

@@ -8,8 +8,8 @@
 #include <string>
 
 #include "platform/file.h"
-#include "platform/process.h"
 #include "scratch_folder.h"
+#include "tessaly/platform/process.h"
 
 namespace {
 

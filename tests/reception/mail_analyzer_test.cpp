@@ -1,4 +1,4 @@
-#include "reception/mail_analyzer.h"
+#include "tessaly/reception/mail_analyzer.h"
 
 #include <gtest/gtest.h>
 

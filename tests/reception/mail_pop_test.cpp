@@ -1,4 +1,4 @@
-#include "reception/mail_pop.h"
+#include "tessaly/reception/mail_pop.h"
 
 #include <gtest/gtest.h>
 

@@ -1,11 +1,11 @@
-#include "reception/my_pops.h"
+#include "tessaly/reception/my_pops.h"
 
 #include <gtest/gtest.h>
 
 #include <string>
 #include <vector>
 
-#include "platform/md5.h"
+#include "tessaly/platform/md5.h"
 #include "tests/support/reply_limit.h"
 #include "tests/support/scripted_server.h"
 #include "tests/support/transfer_log.h"

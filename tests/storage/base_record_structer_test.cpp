@@ -1,4 +1,4 @@
-#include "storage/base_record_structer.h"
+#include "tessaly/storage/base_record_structer.h"
 
 #include <gtest/gtest.h>
 
@@ -8,7 +8,7 @@
 #include <thread>
 
 #include "platform/mutex.h"
-#include "platform/process.h"
+#include "tessaly/platform/process.h"
 #include "tests/platform/scratch_folder.h"
 #include "tests/support/file_content.h"
 

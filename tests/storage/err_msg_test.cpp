@@ -1,4 +1,4 @@
-#include "storage/err_msg.h"
+#include "tessaly/storage/err_msg.h"
 
 #include <gtest/gtest.h>
 

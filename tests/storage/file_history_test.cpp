@@ -1,8 +1,8 @@
-#include "storage/file_history.h"
+#include "tessaly/storage/file_history.h"
 
 #include <gtest/gtest.h>
 
-#include "storage/split_string.h"
+#include "tessaly/storage/split_string.h"
 #include "tests/platform/scratch_folder.h"
 #include "tests/support/file_content.h"
 

@@ -10,9 +10,9 @@
 #include <vector>
 
 #include "platform/clock.h"
-#include "platform/md5.h"
-#include "storage/base64_text.h"
-#include "storage/substitution.h"
+#include "tessaly/platform/md5.h"
+#include "tessaly/storage/base64_text.h"
+#include "tessaly/storage/substitution.h"
 
 namespace {
 

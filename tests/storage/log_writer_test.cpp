@@ -1,4 +1,4 @@
-#include "storage/log_writer.h"
+#include "tessaly/storage/log_writer.h"
 
 #include <gtest/gtest.h>
 
@@ -7,7 +7,7 @@
 #include <set>
 #include <thread>
 
-#include "platform/process.h"
+#include "tessaly/platform/process.h"
 #include "tests/platform/scratch_folder.h"
 #include "tests/platform/time_zone.h"
 #include "tests/support/file_content.h"

@@ -1,4 +1,4 @@
-#include "storage/my_db.h"
+#include "tessaly/storage/my_db.h"
 
 #include <gtest/gtest.h>
 #include <unistd.h>

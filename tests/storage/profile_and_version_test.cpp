@@ -2,8 +2,8 @@
 
 #include <cstring>
 
-#include "storage/file_version.h"
-#include "storage/ini_manager.h"
+#include "tessaly/storage/file_version.h"
+#include "tessaly/storage/ini_manager.h"
 #include "tests/platform/scratch_folder.h"
 #include "tests/support/file_content.h"
 

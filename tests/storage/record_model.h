@@ -6,7 +6,7 @@
 #include <string_view>
 #include <vector>
 
-#include "storage/substitution.h"
+#include "tessaly/storage/substitution.h"
 
 // The reading of records as plain stdio does it, byte by byte and without a thought of speed: what
 // RecordReader must equal for any bytes.

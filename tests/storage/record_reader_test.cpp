@@ -1,4 +1,4 @@
-#include "storage/record_reader.h"
+#include "tessaly/storage/record_reader.h"
 
 #include <gtest/gtest.h>
 
@@ -6,9 +6,9 @@
 #include <string>
 
 #include "platform/file.h"
-#include "storage/csv_read.h"
 #include "storage/key_tables.h"
-#include "storage/xcsv_read.h"
+#include "tessaly/storage/csv_read.h"
+#include "tessaly/storage/xcsv_read.h"
 #include "tests/platform/scratch_folder.h"
 #include "tests/storage/record_model.h"
 #include "tests/support/file_content.h"

@@ -1,4 +1,4 @@
-#include "storage/record_writer.h"
+#include "tessaly/storage/record_writer.h"
 
 #include <gtest/gtest.h>
 
@@ -7,9 +7,9 @@
 #include <string>
 
 #include "platform/file.h"
-#include "storage/csv_read.h"
-#include "storage/csv_write.h"
-#include "storage/xcsv_write.h"
+#include "tessaly/storage/csv_read.h"
+#include "tessaly/storage/csv_write.h"
+#include "tessaly/storage/xcsv_write.h"
 #include "tests/platform/scratch_folder.h"
 #include "tests/support/file_content.h"
 

@@ -6,10 +6,10 @@
 #include <vector>
 
 #include "platform/file.h"
-#include "storage/split_string.h"
+#include "tessaly/storage/split_string.h"
+#include "tessaly/text/check_directory.h"
+#include "tessaly/text/date_data.h"
 #include "tests/platform/scratch_folder.h"
-#include "text/check_directory.h"
-#include "text/date_data.h"
 
 namespace {
 

@@ -5,7 +5,7 @@
 
 #include "platform/file.h"
 #include "storage/key_tables.h"
-#include "storage/substitution.h"
+#include "tessaly/storage/substitution.h"
 
 // The bytes of a file, or "(no file)".
 inline std::string ContentOf(CString const& path) {

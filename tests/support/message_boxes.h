@@ -3,7 +3,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/dialog.h"
+#include "tessaly/platform/dialog.h"
 
 // Takes the library's message boxes while it lives, and answers each with OK.
 class MessageBoxes {

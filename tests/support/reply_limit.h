@@ -1,6 +1,6 @@
 #pragma once
 
-#include "protocol/socket_support.h"
+#include "tessaly/protocol/socket_support.h"
 
 // The time limit of all whole replies while it lives, in milliseconds.
 class ReplyLimit {

@@ -7,7 +7,7 @@
 #include <iterator>
 #include <string>
 
-#include "platform/process.h"
+#include "tessaly/platform/process.h"
 
 // Lets the transfer logs of the process go into a folder of a test's own while it lives.
 class TransferLog {

@@ -53,6 +53,12 @@ def circle(arrows):
             del left[node]
 
 
+def room_of(included):
+    """The room that an included header belongs to: "tessaly/text/width.h" to text, "tessaly/text.h" to tessaly, the face."""
+    parts = included.split("/")
+    return parts[1] if parts[0] == "tessaly" and len(parts) == 3 else parts[0]
+
+
 def is_standard(included):
     return included[0] == "<" and "." not in included and "/" not in included
 
@@ -60,12 +66,17 @@ def is_standard(included):
 def allowed(root, rooms, engine, file, included):
     part = file.relative_to(root).parts
     name, first = included[1:-1], included[1:-1].split("/")[0]
-    if part[0] == "platform":
-        return included[0] == "<" or first == "platform"
-    if part[0] == "protocol" and included[0] == '"':
-        return first in {"platform", "protocol"}
+    room = room_of(name)
     if part[0] == "include":
-        return included[0] == '"' and first in {"platform", "protocol", "tessaly"} | ROOMS
+        if included[0] == "<":
+            return is_standard(included) and name not in NOT_FOR_THE_LIBRARY
+        if first != "tessaly":
+            return False
+        return len(part) == 3 or room in {"platform": {"platform"}, "protocol": {"platform", "protocol"}, **rooms}.get(part[2], ())
+    if part[0] == "platform":
+        return included[0] == "<" or room == "platform"
+    if part[0] == "protocol" and included[0] == '"':
+        return room in {"platform", "protocol"}
     if part[0] == "engine":
         if included[0] == "<":
             return name not in NOT_FOR_THE_ENGINE and not name.startswith("CLI/")
@@ -76,7 +87,7 @@ def allowed(root, rooms, engine, file, included):
         return included[0] == "<" or first in {"cli", "engine", "postbox", "tessaly"}
     if included[0] == "<":
         return name in COMPILER_HEADERS or (is_standard(included) and name not in NOT_FOR_THE_LIBRARY)
-    return first in rooms.get(part[1], set())
+    return room in rooms.get(part[1], set())
 
 
 def violations(root):
@@ -103,8 +114,10 @@ class HouseRules(unittest.TestCase):
                  "src/text/a.h": ["<unistd.h>", "<sys/stat.h>", "<openssl/ssl.h>", "<curl/curl.h>", "<chrono>",
                                   '"tessaly/text.h"', '"include/tessaly/text.h"', '"customers/one_customer.h"',
                                   '"engine/mails/draft.h"'],
-                 "src/customers/a.h": ['"extract/extract_action.h"', '"protocol/smtps.h"'],
-                 "include/tessaly/a.h": ["<string>", '"engine/mails/draft.h"'],
+                 "src/customers/a.h": ['"extract/extract_action.h"', '"tessaly/extract/extract_action.h"', '"tessaly/text.h"', '"protocol/smtps.h"'],
+                 "include/tessaly/a.h": ['"engine/mails/draft.h"', '"text/width.h"'],
+                 "include/tessaly/text/a.h": ["<unistd.h>", '"text/width.h"', '"tessaly/text.h"', '"tessaly/storage/my_db.h"'],
+                 "include/tessaly/platform/a.h": ['"tessaly/text/width.h"'],
                  "engine/mails/a.cpp": ["<iostream>", "<CLI/CLI.hpp>", '"engine/sending/mailing.h"', '"cli/terminal.h"',
                                         '"storage/my_db.h"', '"platform/cstring.h"', '"missing.h"'],
                  "postbox/a.cpp": ['"engine/base/failure.h"', '"cli/terminal.h"'],
@@ -112,7 +125,9 @@ class HouseRules(unittest.TestCase):
         right = {"platform/posix/b.cpp": ["<unistd.h>", '"platform/file.h"'],
                  "protocol/b.h": ["<string>", '"platform/file.h"', '"protocol/smtps.h"'],
                  "src/storage/b.h": ["<string>", '"text/dates.h"', '"platform/file.h"', '"protocol/smtps.h"'],
-                 "src/extract/b.h": ['"customers/one_customer.h"', '"extract/extract_action.h"'],
+                 "include/tessaly/b.h": ["<string>", '"tessaly/text.h"', '"tessaly/text/width.h"'],
+                 "include/tessaly/customers/b.h": ["<string>", '"tessaly/platform/cstring.h"', '"tessaly/text/width.h"'],
+                 "src/extract/b.h": ['"tessaly/customers/one_customer.h"', '"extract/extract_action.h"'],
                  "engine/sending/b.cpp": ["<thread>", '"engine/mails/draft.h"', '"tessaly/text.h"'],
                  "cli/b.cpp": ["<unistd.h>", "<CLI/CLI.hpp>", '"cli/b.h"', '"engine/mails/draft.h"', '"tessaly/text.h"']}
         with tempfile.TemporaryDirectory() as scratch:

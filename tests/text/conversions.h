@@ -7,8 +7,8 @@
 #include <string_view>
 #include <vector>
 
-#include "text/kanji_codes.h"
-#include "text/kcodec.h"
+#include "tessaly/text/kanji_codes.h"
+#include "tessaly/text/kcodec.h"
 
 // Every conversion of kanji codes with the size that it tells, in one form, so that a test can run them all.
 struct Conversion {

@@ -1,4 +1,4 @@
-#include "text/directories.h"
+#include "tessaly/text/directories.h"
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>

@@ -1,4 +1,4 @@
-#include "text/kanji_codes.h"
+#include "tessaly/text/kanji_codes.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "text/kcodec.h"
+#include "tessaly/text/kcodec.h"
 
 #include <gtest/gtest.h>
 

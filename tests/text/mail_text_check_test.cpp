@@ -1,4 +1,4 @@
-#include "text/mail_text_check.h"
+#include "tessaly/text/mail_text_check.h"
 
 #include <gtest/gtest.h>
 

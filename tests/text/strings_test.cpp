@@ -1,11 +1,11 @@
-#include "text/strings.h"
+#include "tessaly/text/strings.h"
 
 #include <gtest/gtest.h>
 
 #include <memory>
 #include <string>
 
-#include "text/dividers.h"
+#include "tessaly/text/dividers.h"
 
 TEST(Strings, SearchWithoutRegardToCase) {
     struct {

@@ -7,10 +7,10 @@
 
 #include "platform/clock.h"
 #include "platform/file.h"
+#include "tessaly/text/dates.h"
+#include "tessaly/text/value_checks.h"
 #include "tests/platform/scratch_folder.h"
 #include "tests/platform/time_zone.h"
-#include "text/dates.h"
-#include "text/value_checks.h"
 
 namespace {
 

@@ -1,13 +1,13 @@
-#include "text/width.h"
+#include "tessaly/text/width.h"
 
 #include <gtest/gtest.h>
 
 #include <memory>
 #include <string>
 
+#include "tessaly/text/kana_convert_tbl.h"
+#include "tessaly/text/sjis_kana_converter.h"
 #include "tests/text/conversions.h"
-#include "text/kana_convert_tbl.h"
-#include "text/sjis_kana_converter.h"
 
 namespace {
 

@@ -1,0 +1,43 @@
+#pragma once
+
+#include <string_view>
+
+#include "tessaly/platform/cstring.h"
+#include "tessaly/platform/export.h"
+#include "tessaly/text/date_data.h"
+
+namespace customers {
+
+// How a field of an import file becomes the value of an element. In all but `address` an empty field is
+// accepted and gives an empty value.
+enum class FieldRule {
+    address,      // must be accepted by MailAddressChecker; empty is refused
+    birth_date,   // a date with year, month and day; stored as the whole 19 bytes of its date text
+    code_number,  // digits, "-" and "+" only
+    direct_mail,  // "Y" or "N"; anything else is accepted as `bad_direct_mail`
+    delete_flag,  // "Y" only
+    number,       // accepted by CheckNumberData; stored as a decimal int
+    date,         // year, month and day at least; stored cut to the parts that it gives
+    text,         // anything
+};
+
+// Neither "Y" nor "N": whether the customer is new or known decides what becomes of the line.
+inline constexpr char bad_direct_mail[] = "E";
+
+// `type`: the element's type by Get_DBElementInfo (0 string, 1 number, 2 date).
+TESSALY_API FieldRule RuleOf(int element, int type) noexcept;
+
+// Checks a field, which holds no NUL, and gives its value: the field itself, or a text in `converted`. false
+// when the rule refuses it; the value is then empty.
+TESSALY_API bool TakeField(FieldRule rule, std::string_view field, char (&converted)[date_data_size],
+                           std::string_view& value);
+
+// A field for which ImportDBfromFile refused its line.
+struct RefusedField {
+    int line = 0;  // from 1
+    int element = 0;
+    FieldRule rule = FieldRule::text;
+    CString value;  // as in the file; empty for an address that the line does not have
+};
+
+}  // namespace customers

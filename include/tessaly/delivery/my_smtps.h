@@ -1,0 +1,55 @@
+#pragma once
+
+#include "delivery/conversation_watch.h"
+#include "tessaly/protocol/smtps.h"
+
+// The SMTP client over TLS: the component holds the conversation, and is filled and called by its own
+// interface (platform/smtps.h, Handle()); this class keeps the transfer log, notes how far the conversation
+// came, and says in Japanese why it failed. Not copied; one object serves one thread, which also runs the
+// events.
+class TESSALY_API CMySMTPS : public SMTPS {
+  public:
+    // The step that the conversation reached. From the first failure on it stands still, and so names the
+    // step that failed.
+    enum Status : int {
+        status_none = 0,
+        status_connecting = -1,
+        status_connected = -2,
+        status_ehlo = -3,
+        status_helo = -4,
+        status_starttls = -5,
+        status_cram_md5 = -6,
+        status_login = -7,
+        status_rset = -8,
+        status_sender = -9,
+        status_recipient = -10,
+        status_data = -11,
+        status_quit = -12,
+        status_disconnected = -13,
+    };
+
+    CMySMTPS();
+    ~CMySMTPS() override;
+
+    // Readies the object and the component for one conversation; closes one that is open. A time limit of 60
+    // seconds, port 25, no security, everything else empty. Result: of the component's last setting.
+    int Init();
+    void SetLogTitle(CString title) { watch_.Log().SetLogTitle(title); }
+    void WriteLog() { watch_.Log().WriteToFile(); }
+    int GetNowStatus() const { return watch_.Status(); }
+    // What the component told with its last error event.
+    CString GetErrorMessage() const { return watch_.Message(); }
+    // The sentence for the component's last failure; its own text where there is none.
+    CString GetLastErrorInJapanese();
+
+    // The same failure as data: the step in which the last call failed, and the whole reply.
+    protocol::SmtpFailure const& GetFailure() const { return SMTPS_GetSmtpFailure(m_hHandle); }
+
+    int FireConnectionStatus(SMTPSConnectionStatusEventParams* parameters) override;
+    int FireError(SMTPSErrorEventParams* parameters) override;
+    int FirePITrail(SMTPSPITrailEventParams* parameters) override;
+    int FireSSLStatus(SMTPSSSLStatusEventParams* parameters) override;
+
+  private:
+    delivery::ConversationWatch watch_;
+};

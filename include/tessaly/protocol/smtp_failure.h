@@ -1,0 +1,37 @@
+#pragma once
+
+#include "tessaly/platform/cstring.h"
+
+namespace protocol {
+
+// How far an SMTP conversation has come, in its order.
+enum class SmtpPhase {
+    none,  // no server was asked
+    connect,
+    greeting,
+    hello,
+    upgrade,
+    authentication,
+    reset,
+    sender,
+    recipient,
+    data,
+    message,  // from the first byte of its text to the reply to it
+    quit,
+};
+
+// Why a conversation did not go on: the step, and the whole reply that refused it.
+struct SmtpFailure {
+    SmtpPhase phase = SmtpPhase::none;
+    int code = 0;      // of the reply; 0 where none came, or none that can be read
+    CString enhanced;  // status code of the reply (RFC 3463), such as "5.1.1"; empty for none
+    CString text;      // of the reply, all its lines
+
+    // 421: the server leaves, whatever the command was (RFC 5321 3.8).
+    static constexpr int service_closing = 421;
+    bool IsFarewell() const { return code == service_closing; }
+    // Whether the step belongs to one mail, not to the connection.
+    bool IsInMail() const { return phase >= SmtpPhase::sender && phase <= SmtpPhase::message; }
+};
+
+}  // namespace protocol

@@ -1,0 +1,56 @@
+#pragma once
+
+#include "delivery/conversation_watch.h"
+#include "tessaly/platform/containers.h"
+#include "tessaly/protocol/pops.h"
+
+// The POP3 client over TLS: the component holds the conversation, and is filled and called by its own
+// interface (platform/pops.h, Handle()); this class keeps the transfer log and the list of unique IDs, notes
+// how far the conversation came, and says in Japanese why it failed. Not copied; one object serves one
+// thread, which also runs the events.
+class TESSALY_API CMyPOPS : public POPS {
+  public:
+    // The step that the conversation reached. From the first failure on it stands still, and so names the
+    // step that failed.
+    enum Status : int {
+        status_none = 0,
+        status_connecting = -1,
+        status_connected = -2,
+        status_user = -3,
+        status_password = -4,
+        status_count = -5,
+        status_fetching = -6,
+        status_unique_ids = -7,
+        status_quit = -8,
+        status_disconnected = -9,
+    };
+
+    CMyPOPS();
+    ~CMyPOPS() override;
+
+    // Readies the object for one conversation: a time limit of 60 seconds, port 110, no security, everything
+    // else empty. The component's connection is left as it is. Result: of the component's last setting.
+    int Init();
+    void SetLogTitle(CString title) { watch_.Log().SetLogTitle(title); }
+    void WriteLog() { watch_.Log().WriteToFile(); }
+    // Asks for the unique ID of each message in turn and appends it to the list. 0, or the component's error
+    // at the first message that has none any more; what came before it is in the list. The component's own
+    // listing (pops_list) fills the same list in one round trip.
+    int ListMessageUIDs();
+    CStringArray const& GetUIDs() const { return unique_ids_; }
+    int GetNowStatus() const { return watch_.Status(); }
+    // What the component told with its last error event.
+    CString GetErrorMessage() const { return watch_.Message(); }
+    // The sentence for the component's last failure; its own text where there is none.
+    CString GetLastErrorInJapanese();
+
+    int FireConnectionStatus(POPSConnectionStatusEventParams* parameters) override;
+    int FireError(POPSErrorEventParams* parameters) override;
+    int FireMessageList(POPSMessageListEventParams* parameters) override;
+    int FirePITrail(POPSPITrailEventParams* parameters) override;
+    int FireSSLStatus(POPSSSLStatusEventParams* parameters) override;
+
+  private:
+    CStringArray unique_ids_;
+    delivery::ConversationWatch watch_;
+};

@@ -1,0 +1,35 @@
+#pragma once
+
+#include <cstddef>
+
+#include "tessaly/platform/export.h"
+
+// The substitution that scrambles table files: each byte is replaced through a table of 256 that leaves NUL,
+// CR and LF as they are. The same plain byte always gives the same byte of one file.
+//
+// `src` and `dst` end in a NUL, and `dst` holds at least strlen(src) + 1 bytes; they may be the same. A null
+// `src` counts as empty. All operations may be called from any thread.
+
+// With a null key the default table, else the row of the key (GetKeyNumber).
+TESSALY_API void StringEncode(unsigned char* src, unsigned char* dst, char* key);
+TESSALY_API void StringDecode(unsigned char* src, unsigned char* dst, char* key);
+// With a table of 256 bytes; null means the default one of the direction.
+TESSALY_API void StringEncodeAppointTable(unsigned char* src, unsigned char* dst, unsigned char const* table);
+TESSALY_API void StringDecodeAppointTable(unsigned char* src, unsigned char* dst, unsigned char const* table);
+TESSALY_API unsigned char CharEncode(unsigned char c, unsigned char const* table);
+TESSALY_API unsigned char CharDecode(unsigned char c, unsigned char const* table);
+
+// Which of the 256 rows of tables belongs to a key. A null key counts as the empty one.
+TESSALY_API int GetKeyNumber(char const* key);
+
+inline constexpr std::size_t random_string_length = 64;
+// 64 random base64 symbols into `out`, which the caller supplies zeroed and with room for 65 bytes. Sets the
+// runtime's random generator anew, from the time and the process ID.
+TESSALY_API void MakeRandomString(unsigned char* out);
+
+namespace storage {
+
+// Replaces the bytes of a buffer in place.
+void Substitute(char* bytes, std::size_t size, unsigned char const* table) noexcept;
+
+}  // namespace storage

@@ -1,0 +1,13 @@
+#pragma once
+
+#include "tessaly/platform/export.h"
+#include "tessaly/storage/record_writer.h"
+
+// Writes the records of a table file: quoted fields whose bytes go through a substitution table. The
+// operations are those of storage::RecordWriter. Without SetUseKey the default table is used.
+class TESSALY_API XCsvWrite : public storage::RecordWriter {
+  public:
+    XCsvWrite();
+    // Writes from here on with the tables of `key`; null goes back to the default table.
+    void SetUseKey(char const* key);
+};
