@@ -39,24 +39,11 @@ struct Decoded {
     std::size_t size;  // bytes; 0 for bytes that are no UTF-8
 };
 
+// The character at the start of `text`.
 Decoded DecodeOne(std::string_view text) {
-    auto const byte = [&](std::size_t i) {
-        return static_cast<unsigned char>(i < text.size() ? text[i] : 0);
-    };
-    auto const follows = [&](std::size_t i) { return (byte(i) & 0xC0) == 0x80; };
-    unsigned char const b = byte(0);
-    if (b < 0x80) return {b, 1};
-    if (b >= 0xC2 && b < 0xE0 && follows(1)) return {char32_t((b & 0x1FU) << 6 | (byte(1) & 0x3FU)), 2};
-    if (b >= 0xE0 && b < 0xF0 && follows(1) && follows(2)) {
-        char32_t const point = (b & 0xFU) << 12 | (byte(1) & 0x3FU) << 6 | (byte(2) & 0x3FU);
-        if (point >= 0x800 && (point < 0xD800 || point > 0xDFFF)) return {point, 3};
-    }
-    if (b >= 0xF0 && b < 0xF5 && follows(1) && follows(2) && follows(3)) {
-        char32_t const point =
-            (b & 7U) << 18 | (byte(1) & 0x3FU) << 12 | (byte(2) & 0x3FU) << 6 | (byte(3) & 0x3FU);
-        if (point >= 0x10000 && point <= 0x10FFFF) return {point, 4};
-    }
-    return {0, 0};
+    std::size_t size = 0;
+    char32_t const point = platform::TakeUtf8(text, size);
+    return point == platform::not_a_character ? Decoded{0, 0} : Decoded{point, size};
 }
 
 std::uint16_t CodeOf(char32_t point) {
@@ -170,12 +157,8 @@ CString IntoWithGeta(std::string_view utf8) {
 }
 
 bool IsUtf8(std::string_view text) {
-    for (std::size_t at = 0; at < text.size();) {
-        const std::size_t size =
-            static_cast<unsigned char>(text[at]) < 0x80 ? 1 : DecodeOne(text.substr(at)).size;
-        if (size == 0) return false;
-        at += size;
-    }
+    for (std::size_t at = 0; at < text.size();)
+        if (platform::TakeUtf8(text, at) == platform::not_a_character) return false;
     return true;
 }
 
