@@ -16,26 +16,40 @@ namespace {
 constexpr std::size_t widest_cell = 40;
 constexpr std::size_t rows_looked_at = 200;
 
-// Columns on a terminal: bytes in code page 932, since its double-byte characters are two columns wide.
-std::size_t Width(std::string const& utf8) {
+// The character at `at`, in bytes and in columns on a terminal: two, but one for ASCII and half-width kana.
+struct Shape {
+    std::size_t bytes, columns;
+};
+Shape ShapeAt(std::string_view utf8, std::size_t at) {
+    const std::size_t begin = at;
+    char32_t const character = platform::TakeUtf8(utf8, at);
+    bool const narrow = character < 0x80 || (character >= 0xFF61 && character <= 0xFF9F);
+    return {at - begin, narrow ? 1U : 2U};
+}
+
+std::size_t Width(std::string_view utf8) {
     std::size_t width = 0;
-    for (std::size_t at = 0; at < utf8.size(); ++at) {
-        auto const c = static_cast<unsigned char>(utf8[at]);
-        if (c < 0x80) ++width;
-        if (c >= 0xC0) width += 2;
+    for (std::size_t at = 0; at < utf8.size();) {
+        const Shape shape = ShapeAt(utf8, at);
+        width += shape.columns;
+        at += shape.bytes;
     }
     return width;
 }
 
 // One line of at most `widest_cell` columns, with its width.
-std::pair<std::string, std::size_t> Shown(CString const& cell) {
-    const std::string text = OnOneLine(cell.View());
-    const std::string_view view = text;
-    if (view.size() <= widest_cell) return {Out(view), view.size()};
-    std::size_t end = 0;
-    while (end + platform::CharacterSize(view, end) <= widest_cell - 2)
-        end += platform::CharacterSize(view, end);
-    return {Out(view.substr(0, end)) + "..", end + 2};
+std::pair<std::string, std::size_t> Shown(std::string const& cell) {
+    std::string text = OnOneLine(cell);
+    const std::size_t width = Width(text);
+    if (width <= widest_cell) return {std::move(text), width};
+    constexpr std::string_view cut = "..";
+    std::size_t end = 0, columns = 0;
+    for (Shape shape = ShapeAt(text, 0); columns + shape.columns <= widest_cell - cut.size();
+         shape = ShapeAt(text, end)) {
+        end += shape.bytes;
+        columns += shape.columns;
+    }
+    return {text.substr(0, end).append(cut), columns + cut.size()};
 }
 
 std::string JsonText(std::string const& text) {
@@ -72,47 +86,55 @@ Listing::Listing(std::ostream& out, ListFormat format, std::vector<std::string> 
     out_ << "\n";
 }
 
-void Listing::Add(std::vector<CString> cells) {
-    if (format_ != ListFormat::table) return Flush(cells);
-    rows_.push_back(std::move(cells));
+void Listing::Add(std::vector<CString> const& cells) {
+    std::vector<std::string> texts;
+    texts.reserve(cells.size());
+    for (CString const& cell : cells) texts.push_back(Out(cell));
+    Add(std::move(texts));
 }
 
-void Listing::Flush(std::vector<CString> const& cells) {
+void Listing::Add(std::vector<std::string> cells) {
+    if (format_ == ListFormat::table) return AddToTable(std::move(cells));
     if (format_ == ListFormat::csv) {
-        for (std::size_t i = 0; i < cells.size(); ++i) out_ << (i ? "," : "") << CsvField(Out(cells[i]));
+        for (std::size_t i = 0; i < cells.size(); ++i) out_ << (i ? "," : "") << CsvField(cells[i]);
         out_ << "\n";
         return;
     }
     out_ << (first_ ? "\n  {" : ",\n  {");
     first_ = false;
     for (std::size_t i = 0; i < cells.size(); ++i)
-        out_ << (i ? ", " : "") << JsonText(titles_[i]) << ": " << JsonText(Out(cells[i]));
+        out_ << (i ? ", " : "") << JsonText(titles_[i]) << ": " << JsonText(cells[i]);
     out_ << "}";
 }
 
-void Listing::Table() {
+void Listing::AddToTable(std::vector<std::string> cells) {
+    if (!widths_.empty()) return TableRow(cells);
+    waiting_.push_back(std::move(cells));
+    if (waiting_.size() == rows_looked_at) BeginTable();
+}
+
+void Listing::TableRow(std::vector<std::string> const& cells) const {
+    for (std::size_t i = 0; i < cells.size(); ++i) {
+        auto const [text, width] = Shown(cells[i]);
+        out_ << text;
+        if (i + 1 < widths_.size()) out_ << std::string(widths_[i] > width ? widths_[i] - width + 2 : 2, ' ');
+    }
+    out_ << "\n";
+}
+
+void Listing::BeginTable() {
     std::vector<std::size_t> widths;
     for (std::string const& title : titles_) widths.push_back(Width(title));
-    for (std::size_t row = 0; row < std::min(rows_.size(), rows_looked_at); ++row)
-        for (std::size_t i = 0; i < widths.size(); ++i)
-            widths[i] = std::max(widths[i], Shown(rows_[row][i]).second);
-    auto const pad = [&](std::size_t i, std::size_t width) {
-        return i + 1 == widths.size() ? std::string()
-                                      : std::string(widths[i] > width ? widths[i] - width + 2 : 2, ' ');
-    };
-    for (std::size_t i = 0; i < titles_.size(); ++i) out_ << titles_[i] << pad(i, Width(titles_[i]));
-    out_ << "\n";
-    for (auto const& row : rows_) {
-        for (std::size_t i = 0; i < row.size(); ++i) {
-            auto const [text, width] = Shown(row[i]);
-            out_ << text << pad(i, width);
-        }
-        out_ << "\n";
-    }
+    for (auto const& row : waiting_)
+        for (std::size_t i = 0; i < widths.size(); ++i) widths[i] = std::max(widths[i], Shown(row[i]).second);
+    widths_ = std::move(widths);
+    TableRow(titles_);
+    for (auto const& row : waiting_) TableRow(row);
+    waiting_.clear();
 }
 
 void Listing::End() {
-    if (format_ == ListFormat::table) Table();
+    if (format_ == ListFormat::table && widths_.empty()) BeginTable();
     if (format_ == ListFormat::json) out_ << (first_ ? "]\n" : "\n]\n");
 }
 

@@ -13,21 +13,26 @@ enum class ListFormat { table, csv, json };
 // Throws Failure for a name that is none.
 ListFormat ListFormatOf(std::string const& name);
 
-// Titles are UTF-8, cells code page 932.
+// Titles are UTF-8. The columns of a table are as wide as its first rows need; those wait, later ones do not.
 class Listing {
   public:
     Listing(std::ostream& out, ListFormat format, std::vector<std::string> titles);
-    void Add(std::vector<CString> cells);
+    // A row in UTF-8, or in code page 932.
+    void Add(std::vector<std::string> cells);
+    void Add(std::vector<CString> const& cells);
     void End();
 
   private:
-    void Table();
-    void Flush(std::vector<CString> const& cells);
+    void AddToTable(std::vector<std::string> cells);
+    // The titles and the rows that wait.
+    void BeginTable();
+    void TableRow(std::vector<std::string> const& cells) const;
 
     std::ostream& out_;
     ListFormat format_;
     std::vector<std::string> titles_;
-    std::vector<std::vector<CString>> rows_;  // of a table, whose widths are known at the end only
+    std::vector<std::vector<std::string>> waiting_;
+    std::vector<std::size_t> widths_;  // of a table that has begun
     bool first_ = true;
 };
 
