@@ -3,6 +3,7 @@
 #include <CLI/CLI.hpp>
 #include <limits>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "cli/terminal_front_end.h"
@@ -22,8 +23,9 @@ void AddAccess(CLI::App& command, Access& access);
 void AddEnvFile(CLI::App& command, std::string& env_file);
 // Numbers from `low` on; "[low - high]" does not stand in the help.
 CLI::Validator NumberFrom(int low, int high = std::numeric_limits<int>::max());
-// The positional MAIL, the number of a stored mail.
+// The positional MAIL, the number of a stored mail; the second for a command that can do without.
 CLI::Option* AddMail(CLI::App& command, int& mail);
+CLI::Option* AddMail(CLI::App& command, std::optional<int>& mail);
 CLI::Option* AddFormat(CLI::App& command, std::string& format);
 
 // One command of a family over an environment: `run` gets the arguments, whose members `env_file` and

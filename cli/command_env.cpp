@@ -24,11 +24,14 @@ void AddEnvFile(CLI::App& command, std::string& env_file) {
 
 CLI::Validator NumberFrom(int low, int high) { return CLI::Range(low, high).description(""); }
 
-CLI::Option* AddMail(CLI::App& command, int& mail) {
+template <class Number>
+static CLI::Option* AddMailNumber(CLI::App& command, Number& mail) {
     return command.add_option("MAIL", mail, "メールの番号 (mail list で見られます)")
         ->check(NumberFrom(0))
         ->type_name("");
 }
+CLI::Option* AddMail(CLI::App& command, int& mail) { return AddMailNumber(command, mail); }
+CLI::Option* AddMail(CLI::App& command, std::optional<int>& mail) { return AddMailNumber(command, mail); }
 
 CLI::Option* AddFormat(CLI::App& command, std::string& format) {
     return command.add_option("--format", format, "table、csv、json のどれか")->type_name("FORMAT");

@@ -27,7 +27,7 @@ constexpr int no_group = -1;
 struct Arguments {
     Access access;
     std::string env_file;
-    int mail = new_mail;
+    int mail = 0;
     std::string group;
     std::string name;
     bool apply = false;

@@ -1,21 +1,13 @@
 #include <cstdint>
-#include <filesystem>
 #include <iostream>
 #include <memory>
+#include <string>
 #include <vector>
 
 #include "cli/command.h"
 #include "cli/listing.h"
-#include "cli/progress.h"
 #include "engine/base/crossing.h"
-#include "engine/base/failure.h"
-#include "engine/base/whole_file.h"
-#include "engine/mails/eml_file.h"
-#include "engine/mails/html_mail.h"
-#include "engine/mails/mail_changes.h"
-#include "engine/mails/mail_content.h"
-#include "engine/mails/mail_status.h"
-#include "engine/targets/target.h"
+#include "engine/mails/stored_mails.h"
 
 namespace cli {
 namespace {
@@ -23,167 +15,92 @@ namespace {
 struct Arguments {
     Access access;
     std::string env_file;
-    int mail = new_mail;
+    int mail = 0;
     std::vector<int> mails;
     MailArguments texts;
     std::string file;
-    bool force = false;
     bool deleted = false;
     std::string format = "table";
 };
 
-int Store(Session& session, int id, MailChanges const& changes) {
-    char const present = id == new_mail ? kind_text : KindOf(session, id);
-    return StoreMail(session, id, changes.KindFor(present), changes.Added(),
-                     [&](OneMail& mail) { changes.Make(mail, present); });
+void TellStored(Arguments const& arguments, int mail) {
+    std::cout << "メールを保存しました。番号は " << mail << " です。\n次は「tessaly target "
+              << arguments.env_file << " " << mail << " --where ...」で宛先を選んでください。\n";
 }
 
-void StoreNew(Arguments const& arguments, MailArguments const& texts) {
-    const MailChanges changes(Terminal(), texts);
-    Session session(arguments.access, arguments.env_file, Session::For::changing);
-    int const id = Store(session, new_mail, changes);
-    std::cout << "メールを保存しました。番号は " << id << " です。\n次は「tessaly target "
-              << arguments.env_file << " " << id << " --where ...」で宛先を選んでください。\n";
+void New(Arguments const& arguments) {
+    TellStored(arguments, CreateMail(arguments.access, arguments.env_file, arguments.texts));
 }
-
-void New(Arguments const& arguments) { StoreNew(arguments, arguments.texts); }
 
 void Edit(Arguments const& arguments) {
-    MailArguments const& texts = arguments.texts;
-    if (texts.ChangeNothing())
-        throw Failure(Failure::invalid_request, "変えるものを指定してください (例: --draft FILE)。");
-    if (texts.clear_text &&
-        (!texts.draft.empty() || !texts.html.empty() || TerminalNamed(texts.terminal) == pc))
-        throw Failure(Failure::invalid_request,
-                      "--clear-text は、pc のほかの --terminal の文面を消すためのものです。");
-    const MailChanges changes(Terminal(), texts);
-    Session session(arguments.access, arguments.env_file, Session::For::changing);
-    RequireMail(session, arguments.mail);
-    Store(session, arguments.mail, changes);
-    std::cout << "メールを変えました。" << NameOfMail(session, arguments.mail) << "\n";
+    const std::string name =
+        ChangeMail(arguments.access, arguments.env_file, arguments.mail, arguments.texts);
+    std::cout << "メールを変えました。" << name << "\n";
 }
 
 void Import(Arguments const& arguments) {
-    const UnpackedEml unpacked(arguments.file);
-    MailArguments texts = unpacked.Texts();
-    texts.force = arguments.force;
-    StoreNew(arguments, texts);
+    TellStored(arguments,
+               ImportMail(arguments.access, arguments.env_file, arguments.file, arguments.texts.force));
 }
 
 void Export(Arguments const& arguments) {
-    if (std::filesystem::exists(arguments.file) && !arguments.force)
-        throw Failure(Failure::file_exists, "ファイルがもうあります: " + arguments.file +
-                                                "\n上書きするなら --force をつけてください。");
-    Session session(arguments.access, arguments.env_file, Session::For::reading);
-    RequireMail(session, arguments.mail, Deleted::allow);
-    const CString eml = EmlOf(ContentOf(session, arguments.mail).versions[pc]);
-    bool const written = ReplaceFile(arguments.file, eml.View());
-    if (!written) throw Failure(Failure::not_written, "書けませんでした: " + arguments.file);
+    ExportMail(arguments.access, arguments.env_file, arguments.mail, arguments.file, arguments.texts.force);
     std::cout << "メールを書き出しました: " << arguments.file << "\n";
 }
 
 void List(Arguments const& arguments) {
     const ListFormat format = ListFormatOf(arguments.format);
     Session session(arguments.access, arguments.env_file, Session::For::reading);
-    CArray<int, int> ids;
-    session.Mails().CountMailByViewType(
-        arguments.deleted ? CMailListViewer::view_deleted : CMailListViewer::view_not_deleted, &ids);
+    const std::vector<MailRow> rows =
+        ListMails(session, arguments.deleted ? MailView::deleted : MailView::kept);
     Listing listing(std::cout, format,
                     {"番号", "件名", "宛先名称", "状態", "送信", "エラー", "開封", "更新日時"});
-    for (int const id : ids) {
-        std::vector<CString> cells;
-        for (int const column :
-             {CMailListViewer::column_id, CMailListViewer::column_title, CMailListViewer::column_address_name,
-              CMailListViewer::column_status, CMailListViewer::column_sent, CMailListViewer::column_errors,
-              CMailListViewer::column_opened, CMailListViewer::column_renewal_date}) {
-            CString cell;
-            session.Mails().GetMailDataPinPoint(id, column, cell);
-            cells.push_back(column == CMailListViewer::column_status ? Into(StatusName(cell), "状態") : cell);
-        }
-        listing.Add(std::move(cells));
-    }
+    for (MailRow const& row : rows)
+        listing.Add(std::vector<std::string>{std::to_string(row.mail), row.title, row.address_name,
+                                             WordOf(row.status), row.sent, row.errors, row.opened,
+                                             row.changed});
     listing.End();
-    if (format == ListFormat::table)
-        std::cout << Grouped(static_cast<std::uint64_t>(ids.GetSize())) << "件\n";
+    if (format == ListFormat::table) std::cout << Grouped(rows.size()) << "件\n";
 }
 
-void ShowText(CString body) {
-    body.Replace("\r\n", "\n");
-    if (!body.IsEmpty()) std::cout << "\n" << Out(body) << (body.Right(1) == "\n" ? "" : "\n");
-}
-
-void ShowHtml(CMimeAnalyze const& parts) {
-    if (!parts.HtmlPartExist()) return;
-    std::cout << "HTML: " << Grouped(static_cast<std::uint64_t>(HtmlIn(parts).GetLength())) << "バイト\n";
-    for (MimeFormatStruct const& picture : parts.GetConstRefOfMimeHtmlAttach()) {
-        CString name;
-        picture.GetNameParamFromContentType(name);
-        std::cout << "画像: " << Out(OnOneLine(name.View())) << "\n";
-    }
-}
-
-void ShowVersion(OneMail const& mail, int terminal, char kind) {
-    CArray<AttachData, AttachData> const& attachments = mail.m_aAttach[terminal];
-    CString const& body = mail.m_strBody[terminal];
-    if (body.IsEmpty() && attachments.IsEmpty()) return;
-    std::cout << "\n--- " << terminal_names[static_cast<std::size_t>(terminal)] << " ---\n";
-    if (!body.IsEmpty()) std::cout << "件名: " << Out(OnOneLine(mail.m_strSubject[terminal].View())) << "\n";
-    for (AttachData const& attachment : attachments)
-        std::cout << "添付: " << Out(attachment.m_strFileName) << " (" << Out(attachment.m_strFileInfo)
-                  << ")\n";
-    if (body.IsEmpty() || !HoldsMime(kind, terminal)) return ShowText(body);
-    const CMimeAnalyze parts = PartsOf(body);
-    ShowHtml(parts);
-    ShowText(TextIn(parts));
+void ShowText(MailText const& mail) {
+    std::cout << "\n--- " << terminal_names[static_cast<std::size_t>(mail.terminal)] << " ---\n";
+    if (mail.has_body) std::cout << "件名: " << OnOneLine(mail.subject) << "\n";
+    for (MailText::Attachment const& attachment : mail.attachments)
+        std::cout << "添付: " << attachment.name << " (" << attachment.media_type << ")\n";
+    if (mail.html_bytes) std::cout << "HTML: " << Grouped(*mail.html_bytes) << "バイト\n";
+    for (std::string const& picture : mail.pictures) std::cout << "画像: " << OnOneLine(picture) << "\n";
+    if (!mail.text.empty()) std::cout << "\n" << mail.text << (mail.text.ends_with('\n') ? "" : "\n");
 }
 
 void Show(Arguments const& arguments) {
     Session session(arguments.access, arguments.env_file, Session::For::reading);
-    RequireMail(session, arguments.mail, Deleted::allow);
-    const OneMail mail = ReadMail(session, arguments.mail);
-    COneMailData row;
-    session.Mails().GetMailData(arguments.mail, row);
-    std::cout << NameOfMail(session, arguments.mail) << "\n状態: " << StatusName(row.GetStatus()) << "\n";
-    if (!mail.m_strAddressName.IsEmpty()) std::cout << "宛先名称: " << Out(mail.m_strAddressName) << "\n";
-    if (!mail.m_strHonorific.IsEmpty()) std::cout << "敬称: " << Out(mail.m_strHonorific) << "\n";
-    std::cout << "宛先: " << Grouped(static_cast<std::uint64_t>(RecipientCount(session, arguments.mail)))
-              << "人\n";
-    char const kind = KindOf(session, arguments.mail);
-    for (int terminal = 0; terminal < terminal_count; ++terminal) ShowVersion(mail, terminal, kind);
+    const StoredMail mail = DescribeMail(session, arguments.mail);
+    std::cout << mail.mail << ": " << OnOneLine(mail.title) << "\n状態: " << WordOf(mail.status) << "\n";
+    if (!mail.address_name.empty()) std::cout << "宛先名称: " << mail.address_name << "\n";
+    if (!mail.honorific.empty()) std::cout << "敬称: " << mail.honorific << "\n";
+    std::cout << "宛先: " << Grouped(static_cast<std::uint64_t>(mail.recipients)) << "人\n";
+    for (MailText const& text : mail.texts) ShowText(text);
 }
 
 void Copy(Arguments const& arguments) {
     Session session(arguments.access, arguments.env_file, Session::For::changing);
-    RequireMail(session, arguments.mail, Deleted::allow);
     int const copy = CopyMail(session, arguments.mail);
     std::cout << "メール " << arguments.mail << " を写しました。新しい番号は " << copy
               << " です。\n宛先は「tessaly target " << arguments.env_file << " " << copy
               << " --apply」で、同じ条件で選び直せます。\n";
 }
 
-// The same for every mail, all or none.
-void ChangeEach(Arguments const& arguments, Deleted which, char const* done,
-                int (CMailListViewer::*change)(int)) {
-    Session session(arguments.access, arguments.env_file, Session::For::changing);
-    for (int const id : arguments.mails) {
-        RequireMail(session, id, which);
-        if (which == Deleted::allow && !IsDeleted(session, id))
-            throw Failure(Failure::not_deleted, "削除されていないメールです: " + std::to_string(id));
-    }
-    for (int const id : arguments.mails)
-        if ((session.Mails().*change)(id) < 0)
-            throw Failure(Failure::operation_failed, "変えられませんでした: " + std::to_string(id));
-    session.SaveMails();
-    std::cout << Grouped(arguments.mails.size()) << "件を" << done << "\n";
-}
-
 void Delete(Arguments const& arguments) {
-    ChangeEach(arguments, Deleted::refuse, "削除しました (mail restore で戻せます)。",
-               &CMailListViewer::DeleteMailData);
+    Session session(arguments.access, arguments.env_file, Session::For::changing);
+    DeleteMails(session, arguments.mails);
+    std::cout << Grouped(arguments.mails.size()) << "件を削除しました (mail restore で戻せます)。\n";
 }
 
 void Restore(Arguments const& arguments) {
-    ChangeEach(arguments, Deleted::allow, "下書きに戻しました。", &CMailListViewer::UnDeleteMailData);
+    Session session(arguments.access, arguments.env_file, Session::For::changing);
+    RestoreMails(session, arguments.mails);
+    std::cout << Grouped(arguments.mails.size()) << "件を下書きに戻しました。\n";
 }
 
 CLI::App* WithMail(CLI::App* command, std::shared_ptr<Arguments> const& arguments) {
@@ -246,12 +163,12 @@ void AddMailCommands(CLI::App& program) {
         ->excludes("--html");
     CLI::App* import = AddOne(*family, "import", ".emlファイルから新しいメールを作ります", arguments, Import);
     import->add_option("FILE", arguments->file, ".emlファイル")->required()->type_name("");
-    import->add_flag("--force", arguments->force, "文面に指摘があっても保存します");
+    import->add_flag("--force", arguments->texts.force, "文面に指摘があっても保存します");
     CLI::App* write = WithMail(
         AddOne(*family, "export", "メール (pc の文面) を.emlファイルに書き出します", arguments, Export),
         arguments);
     write->add_option("FILE", arguments->file, ".emlファイル")->required()->type_name("");
-    write->add_flag("--force", arguments->force, "ファイルがあれば上書きします");
+    write->add_flag("--force", arguments->texts.force, "ファイルがあれば上書きします");
     CLI::App* list = AddOne(*family, "list", "メールの一覧を表示します", arguments, List);
     list->add_flag("--deleted", arguments->deleted, "削除したメールだけにします");
     AddFormat(*list, arguments->format);

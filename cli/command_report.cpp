@@ -1,13 +1,12 @@
 #include <cstdint>
 #include <iostream>
 #include <memory>
+#include <optional>
+#include <string>
 #include <vector>
 
 #include "cli/command.h"
 #include "cli/listing.h"
-#include "engine/base/crossing.h"
-#include "engine/mails/mail_status.h"
-#include "engine/mails/mail_store.h"
 #include "engine/reports/mail_report.h"
 
 namespace cli {
@@ -16,12 +15,12 @@ namespace {
 struct Arguments {
     Access access;
     std::string env_file;
-    int mail = new_mail;
+    std::optional<int> mail;
     bool deleted = false;
     std::string format = "table";
 };
 
-CString Number(std::int64_t number) { return CString(std::to_string(number).c_str()); }
+std::string Number(std::int64_t number) { return std::to_string(number); }
 
 void ReportAll(Arguments const& arguments) {
     const ListFormat format = ListFormatOf(arguments.format);
@@ -32,31 +31,26 @@ void ReportAll(Arguments const& arguments) {
         {"番号", "件名", "状態", "宛先", "送信", "エラー", "開封", "待ち", "戻り", "配信停止", "更新日時"});
     for (MailSummary const& mail : mails) {
         MailCounts const& counts = mail.counts;
-        listing.Add({Number(mail.mail), mail.subject, Into(StatusName(mail.status), "状態"),
-                     Number(counts.recipients), Number(counts.sent), Number(counts.errors),
-                     Number(counts.opened), Number(counts.waiting), Number(mail.bounces),
-                     Number(mail.refusals), mail.changed});
+        listing.Add(std::vector<std::string>{
+            Number(mail.mail), mail.subject, WordOf(mail.status), Number(counts.recipients),
+            Number(counts.sent), Number(counts.errors), Number(counts.opened), Number(counts.waiting),
+            Number(mail.bounces), Number(mail.refusals), mail.changed});
     }
     listing.End();
     if (format == ListFormat::table) std::cout << Grouped(mails.size()) << "件\n";
 }
 
-CString NameOfState(CString const& state) {
-    if (state == status_complete) return Into("完了", "状態");
-    if (state == status_waiting) return Into("待ち", "状態");
-    return state == status_with_errors ? Into("エラー", "状態") : state;
-}
-
 void ReportOne(Arguments const& arguments) {
     const ListFormat format = ListFormatOf(arguments.format);
     Session session(arguments.access, arguments.env_file, Session::For::reading);
-    const MailOutcomes outcomes = OutcomesOfMail(session, arguments.mail);
+    const MailOutcomes outcomes = OutcomesOfMail(session, *arguments.mail);
     Listing listing(std::cout, format,
                     {"個人情報ID", "メールアドレス", "名前", "状態", "送信回数", "エラー", "開封",
                      "Message-ID", "最終送信日時"});
     for (RecipientOutcome const& one : outcomes.recipients)
-        listing.Add({Number(one.customer), one.address, one.name, NameOfState(one.state),
-                     Number(one.attempts), Number(one.failures), one.opened, one.message_id, one.last_sent});
+        listing.Add(std::vector<std::string>{Number(one.customer), one.address, one.name, WordOf(one.state),
+                                             Number(one.attempts), Number(one.failures), one.opened,
+                                             one.message_id, one.last_sent});
     listing.End();
     if (format != ListFormat::table) return;
     MailCounts const& counts = outcomes.counts;
@@ -77,10 +71,10 @@ void AddReportCommand(CLI::App& program) {
     AddFormat(*command, arguments->format);
     AddAccess(*command, arguments->access);
     command->callback([arguments] {
-        if (arguments->mail == new_mail)
-            ReportAll(*arguments);
-        else
+        if (arguments->mail)
             ReportOne(*arguments);
+        else
+            ReportAll(*arguments);
     });
 }
 

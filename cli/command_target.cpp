@@ -19,7 +19,7 @@ namespace {
 struct Arguments {
     Access access;
     std::string env_file;
-    int mail = new_mail;
+    int mail = 0;
     std::vector<std::string> where, other;
     std::vector<StatedCondition> conditions;  // both in the order in which they were written
     bool all = false;

@@ -2,6 +2,7 @@
 
 #include <array>
 #include <memory>
+#include <optional>
 #include <vector>
 
 #include "engine/mails/draft.h"
@@ -21,8 +22,8 @@ struct MailContent {
     // By TermType. Where a terminal has no text or no attachment of its own, those of the PC stand.
     std::array<MailVersion, terminal_count> versions;
     Mailbox reply_to;
-    CString honorific;    // behind the recipient's name
-    int mail = new_mail;  // the number of a stored mail
+    CString honorific;        // behind the recipient's name
+    std::optional<int> mail;  // the number of a stored one
     bool asks_receipt = false;
 
     MailVersion const& For(char const* address) const;

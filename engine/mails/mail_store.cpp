@@ -6,6 +6,7 @@
 #include "engine/base/crossing.h"
 #include "engine/base/failure.h"
 #include "engine/environment/safe_change.h"
+#include "engine/mails/states.h"
 #include "engine/targets/target.h"
 
 namespace fs = std::filesystem;
@@ -92,7 +93,7 @@ void LoadAttachmentList(Session& session, int id, int terminal, AttachWriter& at
 
 // What is stored is read by ReadMail first, since the maker does not tell a table that is not whole.
 OneMail Opened(Session& session, OneMailMaker& maker, char kind) {
-    if (maker.GetMailID() != new_mail) static_cast<void>(ReadMail(session, maker.GetMailID()));
+    if (maker.GetMailID() != OneMailMaker::new_mail) static_cast<void>(ReadMail(session, maker.GetMailID()));
     OneMail mail;
     if (maker.GetOneMailData(mail, kind, attachments_per_terminal) < 0)
         throw Failure(Failure::operation_failed, "メールを開けません。\n" + TextOf(maker.GetErrMsg()));
@@ -189,7 +190,7 @@ TermType TerminalNamed(std::string_view name) {
 bool IsDeleted(Session& session, int id) {
     CString status;
     return session.Mails().GetMailDataPinPoint(id, CMailListViewer::column_status, status) == 0 &&
-           status == "S";
+           MailStatusOf(status.View()) == MailStatus::deleted;
 }
 
 void RequireMail(Session& session, int id, Deleted deleted) {
@@ -260,27 +261,27 @@ NewAttachment AttachmentOf(TermType terminal, std::string const& file) {
     return {terminal, {Into(name, "添付するファイルの名前"), MediaTypeOf(file)}, file};
 }
 
-int StoreMail(Session& session, int id, char kind, std::vector<NewAttachment> const& added,
+int StoreMail(Session& session, std::optional<int> id, char kind, std::vector<NewAttachment> const& added,
               std::function<void(OneMail&)> const& change) {
     const WorkFolder work(session);
-    OneMailMaker maker(&session.Environment(), &session.Mails(), id);
-    OneMail mail = Opened(session, maker, id == new_mail ? kind : KindOf(session, id));
+    OneMailMaker maker(&session.Environment(), &session.Mails(), id.value_or(OneMailMaker::new_mail));
+    OneMail mail = Opened(session, maker, id ? KindOf(session, *id) : kind);
     change(mail);
     RequirePlaces(mail, kind);
     Warn(session.Front(), mail, kind);
     for (NewAttachment const& attachment : added) work.Take(attachment);
     SafeChange whole(session.DataDirectory(),
-                     id == new_mail
-                         ? std::vector{mail_list_file, MailFolder(NextMailID(session))}
-                         : std::vector{mail_list_file, MailFile(id, "mail"), MailFolder(id) + "/ATTACH"});
-    if (id != new_mail) SetKind(session, id, kind);
+                     id ? std::vector{mail_list_file, MailFile(*id, "mail"), MailFolder(*id) + "/ATTACH"}
+                        : std::vector{mail_list_file, MailFolder(NextMailID(session))});
+    if (id) SetKind(session, *id, kind);
     if (maker.SetOneMailData(mail, kind, attachments_per_terminal) < 0) NotStored(maker);
-    if (id == new_mail) MakeEmptyTarget(session, maker.GetMailID());
+    if (!id) MakeEmptyTarget(session, maker.GetMailID());
     whole.Keep();
     return maker.GetMailID();
 }
 
 int CopyMail(Session& session, int id) {
+    RequireMail(session, id, Deleted::allow);
     const WorkFolder work(session);
     char const kind = KindOf(session, id);
     OneMailMaker source(&session.Environment(), &session.Mails(), id);

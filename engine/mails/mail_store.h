@@ -2,6 +2,7 @@
 
 #include <array>
 #include <functional>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -16,7 +17,6 @@ namespace engine {
 
 inline constexpr int terminal_count = 5;  // those with texts and attachments of their own, by TermType
 inline constexpr std::array<char const*, terminal_count> terminal_names = {"pc", "nd", "at", "sb", "wl"};
-inline constexpr int new_mail = -1;
 
 // By its short name; throws Failure for a name that is none.
 TermType TerminalNamed(std::string_view name);
@@ -52,12 +52,14 @@ char const* MediaTypeOf(std::string const& file);
 // Judges a file's name and size; throws Failure.
 NewAttachment AttachmentOf(TermType terminal, std::string const& file);
 
-// Makes a mail, or changes one: `change` gets its texts and attachment lists (empty for new_mail) and may
-// change all of them; a list may also name `added` files. The mail becomes one of `kind`. All of it reaches
-// the disk, or nothing does. The session is one for changing. Result: the mail's ID. Throws Failure.
-int StoreMail(Session& session, int id, char kind, std::vector<NewAttachment> const& added,
+// Makes a mail (`id` none), or changes one: `change` gets its texts and attachment lists (empty for a new
+// mail) and may change all of them; a list may also name `added` files. The mail becomes one of `kind`. All
+// of it reaches the disk, or nothing does. The session is one for changing. Result: the mail's ID. Throws
+// Failure.
+int StoreMail(Session& session, std::optional<int> id, char kind, std::vector<NewAttachment> const& added,
               std::function<void(OneMail&)> const& change);
-// A new mail with the texts, attachments and conditions of another, whose recipients are not yet chosen.
+// A new mail with the texts, attachments and conditions of another, a deleted one too, whose recipients are
+// not yet chosen. The session is one for changing. Result: its ID. Throws Failure.
 int CopyMail(Session& session, int id);
 
 }  // namespace engine

@@ -1,31 +1,23 @@
 #include "engine/receiving/answer_kind.h"
 
-#include <array>
 #include <cstddef>
 
 namespace engine {
 namespace {
 
-struct Kind {
-    char const *name, *key;
-};
-// By AnswerKind.
-constexpr std::array<Kind, 6> kinds = {{{"エラー", "bounce"},
-                                        {"遅延", "delay"},
-                                        {"開封", "receipt"},
-                                        {"配信停止", "refusal"},
-                                        {"登録", "registration"},
-                                        {"その他", "other"}}};
+// By AnswerKind; `earlier` is what earlier versions wrote.
+constexpr struct {
+    char const *key, *earlier;
+} kinds[answer_kinds] = {{"bounce", "エラー"},    {"delay", "遅延"},        {"receipt", "開封"},
+                         {"refusal", "配信停止"}, {"registration", "登録"}, {"other", "その他"}};
 
 }  // namespace
-
-char const* NameOf(AnswerKind kind) { return kinds[static_cast<std::size_t>(kind)].name; }
 
 char const* KeyOf(AnswerKind kind) { return kinds[static_cast<std::size_t>(kind)].key; }
 
 std::optional<AnswerKind> AnswerKindOf(std::string_view text) {
-    for (std::size_t i = 0; i < kinds.size(); ++i)
-        if (text == kinds[i].key || text == kinds[i].name) return static_cast<AnswerKind>(i);
+    for (std::size_t i = 0; i < answer_kinds; ++i)
+        if (text == kinds[i].key || text == kinds[i].earlier) return static_cast<AnswerKind>(i);
     return {};
 }
 

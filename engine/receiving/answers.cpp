@@ -7,9 +7,9 @@
 #include "engine/base/crossing.h"
 #include "engine/base/failure.h"
 #include "engine/customers/elements.h"
-#include "engine/mails/mail_status.h"
 #include "engine/mails/mail_store.h"
 #include "engine/mails/received_text.h"
+#include "engine/mails/states.h"
 #include "tessaly/text.h"
 
 namespace engine {
@@ -36,6 +36,7 @@ bool Holds(CString const& text, char const* word) { return MimeDecodeTool::stris
 Answers::Answers(Session& session, bool apply)
     : session_(session),
       apply_(apply),
+      retry_(session),
       register_mode_(session.Setting("receive.register")),
       refuse_keyword_(Into(session.Setting("receive.refuse-keyword"), "receive.refuse-keyword")) {
     session_.Customers();
@@ -147,16 +148,15 @@ void Answers::Bounce(Answer& answer) {
     int number = 0;
     history->TransferState(answer.customer, state, 0);
     history->TransferRetryNum(answer.customer, number, 0);
-    if (state != status_complete) {
+    if (RecipientStateOf(state.View()) != RecipientState::complete) {
         answer.effect = "もう記録されています";
         return;
     }
-    bool const permanent = report.status.Left(1) == "5";
-    bool const again = !permanent && session_.Setting("retry.allowed") != "N" &&
-                       number < session_.NumberSetting("retry.max");
-    state = again ? status_waiting : status_with_errors;
+    bool const for_good = report.status.Left(1) == "5";
+    RecipientState const after = for_good ? RecipientState::failed : retry_.AfterFailure(number);
+    state = LetterOf(after);
     if (apply_) history->TransferState(answer.customer, state, 1);
-    answer.effect = again ? "再送信を待つようにしました" : "エラーにしました";
+    answer.effect = after == RecipientState::waiting ? "再送信を待つようにしました" : "エラーにしました";
     if (!report.diagnostic_code.IsEmpty())
         answer.effect += ": " + OnOneLine(GuessedText(report.diagnostic_code.View()));
 }
@@ -258,7 +258,8 @@ void Answers::Save() {
         if (!history) continue;
         history->End();
         // A mail that was changed after it was sent stays a draft.
-        PutInList(session_, mail, StatusAfter(history->Rows()), history->Rows(), "DS");
+        PutInList(session_, mail, StatusAfter(history->Rows()), history->Rows(),
+                  {MailStatus::draft, MailStatus::deleted});
     }
     histories_.clear();
 }

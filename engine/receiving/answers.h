@@ -10,6 +10,7 @@
 #include "engine/receiving/answer_kind.h"
 #include "engine/receiving/inbox.h"
 #include "engine/sending/mailing.h"
+#include "engine/sending/retry_policy.h"
 #include "engine/sending/send_history.h"
 #include "tessaly/delivery.h"
 #include "tessaly/mime.h"
@@ -58,6 +59,7 @@ class Answers {
     Session& session_;
     bool const apply_;
     MailAnalyzer analyzer_;
+    RetryPolicy const retry_;
     std::string register_mode_;
     CString refuse_keyword_;
     std::map<int, std::unique_ptr<SendHistory>> histories_;

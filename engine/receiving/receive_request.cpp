@@ -23,7 +23,6 @@ namespace {
 // Tables are saved as a whole: so seldom that it stays a small part of the work, however large they are.
 constexpr int mails_between_saves = 500;
 constexpr int work_to_one_of_saving = 10;
-constexpr std::size_t kinds = static_cast<std::size_t>(AnswerKind::other) + 1;
 
 std::unique_ptr<MailSource> SourceOf(Session& session, ReceiveRequest const& request) {
     if (!request.from_dir.empty()) return std::make_unique<FolderSource>(request.from_dir);
@@ -101,7 +100,7 @@ class Receiving {
     }
 
     static std::string Line(Answer const& answer) {
-        std::string line = NameOf(answer.kind);
+        std::string line = WordOf(answer.kind);
         if (answer.mail >= 0) line += " メール" + std::to_string(answer.mail);
         if (answer.customer >= 0) line += " 顧客" + std::to_string(answer.customer);
         return line + " <" + Out(OnOneLine(answer.from.View())) + ">: " + answer.effect;
@@ -120,8 +119,8 @@ class Receiving {
 
     void Totals() const {
         std::string text;
-        for (std::size_t kind = 0; kind < kinds; ++kind)
-            text += (kind ? "、" : "") + std::string(NameOf(static_cast<AnswerKind>(kind))) + " " +
+        for (std::size_t kind = 0; kind < answer_kinds; ++kind)
+            text += (kind ? "、" : "") + std::string(WordOf(static_cast<AnswerKind>(kind))) + " " +
                     Grouped(counts_[kind]) + "通";
         if (postponed_ > 0) text += " (うち次に回したもの " + Grouped(postponed_) + "通)";
         front_.Result(text + (request_.dry_run ? " (--dry-run なので何も変えていません)" : ""));
@@ -134,7 +133,7 @@ class Receiving {
     Answers answers_;
     bool const removes_;
     std::atomic<std::uint64_t> taken_ = 0;
-    std::array<std::uint64_t, kinds> counts_{};
+    std::array<std::uint64_t, answer_kinds> counts_{};
     std::uint64_t postponed_ = 0;
     Clock::time_point next_save_;
 };

@@ -1,6 +1,6 @@
 #include "engine/reports/mail_report.h"
 
-#include "engine/mails/mail_status.h"
+#include "engine/base/crossing.h"
 #include "engine/mails/mail_store.h"
 #include "engine/sending/send_history.h"
 #include "engine/targets/target.h"
@@ -19,7 +19,8 @@ MailCounts CountsOf(Session& session, int mail, HistoryListViewer& history) {
         return counts;
     }
     for (int row = 0; row < history.GetRecordNumber(); ++row)
-        if (history.GetStringElement(HistoryListViewer::element_state, row) == status_waiting)
+        if (RecipientStateOf(history.GetStringElement(HistoryListViewer::element_state, row).View()) ==
+            RecipientState::waiting)
             ++counts.waiting;
     return counts;
 }
@@ -46,12 +47,14 @@ std::vector<MailSummary> SummariesOfMails(Session& session, bool deleted) {
         session.Mails().GetMailData(id, row);
         MailSummary mail;
         mail.mail = id;
-        mail.subject = row.GetMailTitle();
-        mail.status = row.GetStatus();
+        mail.subject = Out(row.GetMailTitle());
+        mail.status = StoredMailStatus(row.GetStatus());
         mail.counts = CountsOf(session, id, history);
         mail.bounces = answers[id][AnswerKind::bounce];
         mail.refusals = answers[id][AnswerKind::refusal];
-        session.Mails().GetMailDataPinPoint(id, CMailListViewer::column_renewal_date, mail.changed);
+        CString changed;
+        session.Mails().GetMailDataPinPoint(id, CMailListViewer::column_renewal_date, changed);
+        mail.changed = Out(changed);
         mails.push_back(mail);
     }
     return mails;
@@ -69,15 +72,15 @@ MailOutcomes OutcomesOfMail(Session& session, int mail) {
         HistorySet const& row = rows[i];
         RecipientOutcome one;
         one.customer = row.CustomerID;
-        one.address = customers.GetCustomerDataPinPoint(row.CustomerID, customers::element_address);
-        one.name = NameOfCustomer(customers, row.CustomerID);
-        one.state = row.State;
+        one.address = Out(customers.GetCustomerDataPinPoint(row.CustomerID, customers::element_address));
+        one.name = Out(NameOfCustomer(customers, row.CustomerID));
+        one.state = StoredRecipientState(row.State);
         one.attempts = std::int64_t{row.RetryNumber} + 1;
-        one.failures = row.State == status_complete ? one.attempts - 1 : one.attempts;
-        one.opened = row.OpenFlag;
-        one.message_id = row.MessageID;
+        one.failures = one.state == RecipientState::complete ? one.attempts - 1 : one.attempts;
+        one.opened = Out(row.OpenFlag);
+        one.message_id = Out(row.MessageID);
         if (one.attempts > 0)
-            one.last_sent = history.GetStringElement(HistoryListViewer::element_last_send_date, i);
+            one.last_sent = Out(history.GetStringElement(HistoryListViewer::element_last_send_date, i));
         outcomes.recipients.push_back(one);
     }
     outcomes.counts = CountsOf(session, mail, history);

@@ -1,12 +1,14 @@
 #pragma once
 
 #include <cstdint>
+#include <string>
 #include <vector>
 
 #include "engine/environment/session.h"
+#include "engine/mails/states.h"
 #include "engine/receiving/inbox.h"
 
-// What became of the mails of an environment, by their send histories and by what came back.
+// What became of the mails of an environment, by their send histories and by what came back. Texts UTF-8.
 namespace engine {
 
 struct MailCounts {
@@ -15,7 +17,9 @@ struct MailCounts {
 
 struct MailSummary {
     int mail = -1;
-    CString subject, status, changed;  // `status` as in mail_status.h, `changed` a date text
+    std::string subject;
+    StoredState<MailStatus> status;
+    std::string changed;  // date and time of the last change
     MailCounts counts;
     int bounces = 0, refusals = 0;
 };
@@ -24,9 +28,12 @@ std::vector<MailSummary> SummariesOfMails(Session& session, bool deleted);
 
 struct RecipientOutcome {
     int customer = -1;
-    CString address, name, state;  // `state` as in mail_status.h
+    std::string address, name;
+    StoredState<RecipientState> state;
     std::int64_t attempts = 0, failures = 0;
-    CString opened, message_id, last_sent;  // "Y" or "N"; empty before the first attempt
+    std::string opened;  // "Y" or "N", as the history holds it
+    std::string message_id;
+    std::string last_sent;  // date and time; empty before the first attempt
 };
 // Of one mail, in the order of its history. Throws Failure.
 struct MailOutcomes {

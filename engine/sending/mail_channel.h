@@ -3,6 +3,7 @@
 #include <memory>
 #include <string>
 
+#include "engine/mails/states.h"
 #include "engine/sending/outgoing_mail.h"
 #include "engine/sending/secure_clients.h"
 #include "engine/sending/server_settings.h"
@@ -11,13 +12,11 @@
 // One connection to the server for outgoing mail, plain or secured: what a thread of a mailing sends through.
 namespace engine {
 
-enum class Outcome { sent, refused, failed };  // refused: for good, and she alone
-
 struct Verdict {
     Outcome kind = Outcome::failed;
     std::string reply;      // what the server or the library said, on one line
-    bool connected = true;  // false: nobody answered; worth another try
-    bool attempted = true;  // false: the failure came before her turn
+    bool connected = true;  // false: no server answered; worth another try
+    bool attempted = true;  // false: the failure came before the recipient's turn
     bool for_all = false;   // it would meet every other recipient too
     bool hopeless = false;  // and so would trying again
 };

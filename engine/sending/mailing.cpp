@@ -1,6 +1,5 @@
 #include "engine/sending/mailing.h"
 
-#include <chrono>
 #include <exception>
 #include <memory>
 #include <random>
@@ -10,6 +9,7 @@
 #include "engine/base/crossing.h"
 #include "engine/base/whole_number.h"
 #include "engine/mails/mail_text.h"
+#include "engine/sending/retry_policy.h"
 #include "tessaly/delivery.h"
 #include "tessaly/text.h"
 
@@ -21,28 +21,17 @@ constexpr char const* own_mark = "tessaly-";
 
 // A server that fails this often in a row, whoever the recipient was, takes no more now.
 constexpr int most_failures_in_a_row = 5;
-constexpr int connect_tries = 3;
-constexpr auto pause_between_tries = std::chrono::seconds(1);
 
 // What sets the Message-IDs of one mailing apart from those of another that goes on at the same time.
 // Stands behind the customer's number.
-CString MessageIdText(int mail, CString const& sender) {
+CString MessageIdText(std::optional<int> mail, CString const& sender) {
     CString text;
     text.Format("tessaly-%08x", std::random_device()());
-    if (mail != new_mail) text = mail_mark + CString(std::to_string(mail).c_str()) + "." + text;
+    if (mail) text = mail_mark + CString(std::to_string(*mail).c_str()) + "." + text;
     return text + "@" + sender.Mid(sender.Find('@') + 1);
 }
 
 }  // namespace
-
-char const* NameOf(Outcome outcome) {
-    switch (outcome) {
-        case Outcome::sent: return "送信";
-        case Outcome::refused: return "拒否";
-        case Outcome::failed: return "失敗";
-    }
-    return "";
-}
 
 std::optional<MailNumbers> NumbersIn(std::string_view message_id) {
     std::vector<std::string_view> parts;

@@ -15,8 +15,6 @@
 // The mailing loop: one mail to each recipient, from several threads, each with a connection of its own.
 namespace engine {
 
-char const* NameOf(Outcome outcome);
-
 struct Delivery {
     int id;
     CString address;

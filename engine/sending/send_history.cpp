@@ -1,5 +1,6 @@
 #include "engine/sending/send_history.h"
 
+#include <algorithm>
 #include <chrono>
 #include <filesystem>
 #include <string_view>
@@ -18,7 +19,6 @@ namespace {
 
 constexpr auto between_saves = std::chrono::seconds(4);
 constexpr char const* history_name = "送信履歴";
-constexpr int not_attempted = -1;
 
 std::string JournalOf(Session& session, int mail) {
     return session.DataDirectory() + "/" + MailFolder(mail) + "/hist" + std::to_string(mail) + ".journal";
@@ -102,8 +102,7 @@ SendHistory::SendHistory(Session& session, int mail)
     : session_(session),
       mail_(mail),
       lock_(session.DataDirectory() + "/" + MailFolder(mail), "このメール"),
-      retry_allowed_(session.Setting("retry.allowed") != "N"),
-      retry_limit_(session.NumberSetting("retry.max")) {
+      retry_(session) {
     LoadHistory(session_, mail_, history_);
 }
 
@@ -111,8 +110,8 @@ SendHistory::~SendHistory() { StopSaving(); }
 
 void SendHistory::Begin(std::vector<int> const& ids) {
     HistorySet row;
-    row.State = "W";
-    row.RetryNumber = not_attempted;
+    row.State = LetterOf(RecipientState::waiting);
+    row.RetryNumber = HistoryListViewer::not_attempted;
     row.OpenFlag = "N";
     for (int const id : ids) {
         row.CustomerID = id;
@@ -132,8 +131,8 @@ void SendHistory::Record(Delivery const& delivery) {
     Entry entry{delivery.id, {}, 0, delivery.message_id, NowText()};
     history_.TransferRetryNum(entry.id, entry.retry_number, 0);
     ++entry.retry_number;
-    bool const again = retry_allowed_ && entry.retry_number < retry_limit_;
-    entry.state = delivery.outcome == Outcome::sent ? "C" : again ? "W" : "E";
+    entry.state = LetterOf(delivery.outcome == Outcome::sent ? RecipientState::complete
+                                                             : retry_.AfterFailure(entry.retry_number));
     Apply(history_, entry);
     changed_ = true;
     journal_ << LineOf(entry) << std::flush;
@@ -186,14 +185,16 @@ void SendHistory::End() {
     fs::remove(JournalOf(session_, mail_));
 }
 
-void PutInList(Session& session, int mail, char const* status, HistoryListViewer& history,
-               std::string_view staying) {
+void PutInList(Session& session, int mail, MailStatus status, HistoryListViewer& history,
+               std::initializer_list<MailStatus> staying) {
     int sent = 0, errors = 0, opened = 0, total = 0;
     history.GetNumOneMail(sent, errors, opened, total);
     session.ChangeMails([&](CMailListViewer& mails) {
         COneMailData row;
         if (mails.GetMailData(mail, row) < 0) return;
-        if (staying.find(row.GetStatus().View()) == staying.npos) row.SetStatus(status, 0);
+        auto const present = MailStatusOf(row.GetStatus().View());
+        bool const stays = present && std::find(staying.begin(), staying.end(), *present) != staying.end();
+        if (!stays) row.SetStatus(LetterOf(status), 0);
         row.SetSentNumber(sent);
         row.SetErrorNumber(errors);
         row.SetOpenNumber(opened);
@@ -201,13 +202,14 @@ void PutInList(Session& session, int mail, char const* status, HistoryListViewer
     });
 }
 
-char const* StatusAfter(HistoryListViewer& history) {
+MailStatus StatusAfter(HistoryListViewer& history) {
     CArray<HistorySet, HistorySet> rows;
     history.GetHDataFromMemoryToStruct(rows, -1, -1);
-    char const* status = status_complete;
+    MailStatus status = MailStatus::complete;
     for (HistorySet const& row : rows) {
-        if (row.State == "W") return status_waiting;
-        if (row.State == "E") status = status_with_errors;
+        auto const state = RecipientStateOf(row.State.View());
+        if (state == RecipientState::waiting) return MailStatus::waiting;
+        if (state == RecipientState::failed) status = MailStatus::with_errors;
     }
     return status;
 }

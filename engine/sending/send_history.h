@@ -3,39 +3,38 @@
 #include <atomic>
 #include <condition_variable>
 #include <fstream>
+#include <initializer_list>
 #include <mutex>
 #include <string>
-#include <string_view>
 #include <thread>
 #include <vector>
 
 #include "engine/environment/session.h"
-#include "engine/mails/mail_status.h"
+#include "engine/mails/states.h"
 #include "engine/sending/mailing.h"
+#include "engine/sending/retry_policy.h"
 #include "tessaly/delivery.h"
 
 // Who has got a stored mail: its send history, kept up to date while it is being sent.
 namespace engine {
 
 // Binds `history` and reads it, with what a run that is going on or was killed has left in its journal. A
-// mail that was never sent has no rows. The customers are not loaded; who asks the history about them loads
-// them first. Throws Failure for a damaged file.
+// mail that was never sent has no rows. The customers are not loaded; a caller that asks the history about
+// them loads them first. Throws Failure for a damaged file.
 void LoadHistory(Session& session, int mail, HistoryListViewer& history);
 
 // The status of a mail by its history: waiting, complete or with errors.
-char const* StatusAfter(HistoryListViewer& history);
-// Status and counts into the list of mails. A mail whose status is one of the letters `staying` keeps it; one
-// that was deleted always does.
-void PutInList(Session& session, int mail, char const* status, HistoryListViewer& history,
-               std::string_view staying = status_deleted);
+MailStatus StatusAfter(HistoryListViewer& history);
+// Status and counts into the list of mails. A mail whose status is one of `staying` keeps it.
+void PutInList(Session& session, int mail, MailStatus status, HistoryListViewer& history,
+               std::initializer_list<MailStatus> staying = {MailStatus::deleted});
 
 // The history of a mail during a run. Each outcome is in the journal beside the history file when Record
 // returns, so that nobody gets the mail twice even if the process is killed; the file itself follows every
 // few seconds, and at the end. One run at a time has a mail's history.
 //
-// A row is "W" with retry number -1 before the first attempt. Every attempt raises the number by 1 and makes
-// the row "C" when the server took the mail, else "W" as long as another attempt is allowed (retry.allowed,
-// retry.max), then "E".
+// A row waits with retry number -1 before the first attempt. Every attempt raises the number by 1 and makes
+// the row complete when the server took the mail, else what RetryPolicy says.
 class SendHistory {
   public:
     // Throws Failure when another run has the mail, or its history cannot be read.
@@ -61,8 +60,7 @@ class SendHistory {
     int const mail_;
     const FolderLock lock_;
     HistoryListViewer history_;
-    bool retry_allowed_;
-    int retry_limit_;
+    RetryPolicy const retry_;
     std::ofstream journal_;
 
     std::mutex rows_lock_;

@@ -15,6 +15,11 @@ namespace {
 std::string const title_line =
     std::string(byte_order_mark) + "個人情報ID,メールアドレス,結果,応答,Message-ID\r\n";
 
+// The third field of a row by its outcome: a part of the file's form, which later runs read back.
+constexpr char const* outcomes_in_files[] = {"送信", "拒否", "失敗"};
+
+char const* InFile(Outcome outcome) { return outcomes_in_files[static_cast<std::size_t>(outcome)]; }
+
 // The third field of a row, whose first two hold no comma or quote.
 std::string_view OutcomeOf(std::string_view row) {
     for (int i = 0; i < 2; ++i) row.remove_prefix(std::min(row.find(',') + 1, row.size()));
@@ -49,7 +54,7 @@ bool Report::ReadEarlier(std::string const& file) {
         const std::string_view row(content.data() + at, end - at);
         const std::string_view outcome = OutcomeOf(row);
         auto const id = LeadingNumber(row);
-        if (id && (outcome == NameOf(Outcome::sent) || outcome == NameOf(Outcome::refused)))
+        if (id && (outcome == InFile(Outcome::sent) || outcome == InFile(Outcome::refused)))
             settled_.insert(*id);
         at = end + 1;
     }
@@ -58,7 +63,7 @@ bool Report::ReadEarlier(std::string const& file) {
 }
 
 void Report::Add(Delivery const& delivery) {
-    file_ << delivery.id << "," << CsvField(Out(delivery.address)) << "," << NameOf(delivery.outcome) << ","
+    file_ << delivery.id << "," << CsvField(Out(delivery.address)) << "," << InFile(delivery.outcome) << ","
           << CsvField(delivery.reply) << "," << Out(delivery.message_id) << "\r\n"
           << std::flush;
     if (!file_) throw Failure(Failure::not_written, "レポートを書けませんでした: " + name_);

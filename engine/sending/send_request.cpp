@@ -9,7 +9,7 @@
 #include "engine/base/failure.h"
 #include "engine/base/whole_number.h"
 #include "engine/customers/testers.h"
-#include "engine/mails/mail_status.h"
+#include "engine/mails/states.h"
 #include "engine/sending/send_history.h"
 #include "engine/sending/send_report.h"
 #include "engine/sending/sending.h"
@@ -28,7 +28,7 @@ void TellRecipients(FrontEnd& front, std::vector<int> const& ids, Mailing::Fetch
 
 void TellFailure(FrontEnd& front, Delivery const& delivery) {
     if (delivery.outcome == Outcome::sent) return;
-    front.Notice(std::string(NameOf(delivery.outcome)) + " " + std::to_string(delivery.id) + " <" +
+    front.Notice(std::string(WordOf(delivery.outcome)) + " " + std::to_string(delivery.id) + " <" +
                  Out(delivery.address) + ">: " + delivery.reply);
 }
 
@@ -84,13 +84,13 @@ void SendDraft(Session& session, SendRequest const& request, Draft const& draft)
 
 // --- A stored mail to the test customers ---
 
-void SendTest(Session& session, SendRequest const& request) {
+void SendTest(Session& session, SendRequest const& request, int mail) {
     const std::vector<OneCustomer> testers = Testers(session);
     if (testers.empty())
         throw Failure(
             Failure::no_testers,
             "テスト送信の相手がいません。「tessaly testers add ENV メールアドレス=...」で登録してください。");
-    const MailContent content = ContentOf(session, request.mail);
+    const MailContent content = ContentOf(session, mail);
     const Mailbox from = SenderOf(session);
     auto const fetch = [&](int id, OneCustomer& customer) {
         auto const found = std::find_if(testers.begin(), testers.end(),
@@ -136,12 +136,12 @@ class Choice {
     }
 
   private:
-    CString State(int id) {
-        return history_.DBID2RowNumber(id) < 0
-                   ? ""
-                   : history_.GetElementFromMemoryPinPoint(id, HistoryListViewer::element_state);
+    std::optional<RecipientState> StateOf(int id) {
+        if (history_.DBID2RowNumber(id) < 0) return {};
+        return RecipientStateOf(
+            history_.GetElementFromMemoryPinPoint(id, HistoryListViewer::element_state).View());
     }
-    bool IsComplete(int id) { return Counted(State(id) == status_complete, complete_); }
+    bool IsComplete(int id) { return Counted(StateOf(id) == RecipientState::complete, complete_); }
     bool IsGone(int id) { return Counted(customers_.FindCustomerID(id, 0) != 1, gone_); }
     bool MayNotRetry(int id) {
         int number = -1;
@@ -168,16 +168,16 @@ class Choice {
     std::size_t complete_ = 0, gone_ = 0, given_up_ = 0;
 };
 
-void RunStored(Session& session, SendRequest const& request, SendHistory& history,
+void RunStored(Session& session, SendRequest const& request, int mail, SendHistory& history,
                std::vector<int> const& ids) {
-    MailContent content = ContentOf(session, request.mail);
+    MailContent content = ContentOf(session, mail);
     content.asks_receipt = request.ask_receipt;
     const Mailbox from = SenderOf(session);
     const ServerSettings server = ServerOf(session, request.smtp);
     std::optional<Report> report;
     if (!request.report.empty()) report.emplace(request.report, request.resume);
     history.Begin(ids);
-    PutInList(session, request.mail, status_sending, history.Rows());
+    PutInList(session, mail, MailStatus::sending, history.Rows());
     Mailing mailing(session.Front(), content, from, server, FetchFrom(session.Customers()),
                     [&](Delivery const& delivery) {
                         history.Record(delivery);
@@ -186,8 +186,8 @@ void RunStored(Session& session, SendRequest const& request, SendHistory& histor
                     });
     RunMailing(session, mailing, ids, request.threads);
     history.End();
-    PutInList(session, request.mail, StatusAfter(history.Rows()), history.Rows());
-    const std::string name = std::to_string(request.mail);
+    PutInList(session, mail, StatusAfter(history.Rows()), history.Rows());
+    const std::string name = std::to_string(mail);
     if (!mailing.Stopped().empty())
         throw Failure(
             mailing.StopKind(),
@@ -199,13 +199,13 @@ void RunStored(Session& session, SendRequest const& request, SendHistory& histor
                                                  name + " --retry」で再送信できます。");
 }
 
-void SendStored(Session& session, SendRequest const& request) {
-    RequireMail(session, request.mail);
-    if (request.test) return SendTest(session, request);
-    const std::vector<int> recipients = RecipientsOf(session, request.mail);
+void SendStored(Session& session, SendRequest const& request, int mail) {
+    RequireMail(session, mail);
+    if (request.test) return SendTest(session, request, mail);
+    const std::vector<int> recipients = RecipientsOf(session, mail);
     if (recipients.empty())
         throw Failure(Failure::no_recipients, "宛先がありません。「tessaly target " + session.EnvFile() +
-                                                  " " + std::to_string(request.mail) +
+                                                  " " + std::to_string(mail) +
                                                   " --where ...」で選んでください。");
     auto const choose = [&](HistoryListViewer& history) {
         Choice choice(session, history);
@@ -213,22 +213,22 @@ void SendStored(Session& session, SendRequest const& request) {
     };
     if (request.dry_run) {
         HistoryListViewer history;
-        LoadHistory(session, request.mail, history);
+        LoadHistory(session, mail, history);
         return TellRecipients(session.Front(), choose(history), FetchFrom(session.Customers()));
     }
-    SendHistory history(session, request.mail);
+    SendHistory history(session, mail);
     const std::vector<int> ids = choose(history.Rows());
     if (ids.empty()) {
         return session.Front().Result(request.retry ? "再送信する相手はいません。"
                                                     : "送る相手は残っていません。");
     }
-    RunStored(session, request, history, ids);
+    RunStored(session, request, mail, history, ids);
 }
 
 }  // namespace
 
 void SendRequest::Send(Access const& access, std::string const& env_file) const {
-    bool const stored = mail != new_mail;
+    bool const stored = mail.has_value();
     if (stored == !draft.empty())
         throw Failure(Failure::invalid_request,
                       "送るもの (メールの番号か --draft のどちらか) を1つ書いてください。");
@@ -240,7 +240,7 @@ void SendRequest::Send(Access const& access, std::string const& env_file) const 
         throw Failure(Failure::invalid_request, "保存したメールの宛先は「tessaly target」で選びます。");
     if (stored) {
         Session session(access, env_file, Session::For::reading);
-        return SendStored(session, *this);
+        return SendStored(session, *this, *mail);
     }
     std::vector<Finding> findings;
     const Draft text = ReadDraft(draft, findings);

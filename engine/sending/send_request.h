@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <string>
 
 #include "engine/environment/session.h"
@@ -9,15 +10,15 @@ namespace engine {
 
 // What a person wants sent: a stored mail to its recipients or to the test customers, or a draft.
 struct SendRequest {
-    int mail = new_mail;     // new_mail: a draft
-    std::string draft;       // its file
-    std::string to = "all";  // of a draft: all who accept direct mail, or customer IDs, divided by commas
-    std::string smtp;        // empty: the server of the settings
-    int threads = 0;         // 0: as many as the settings say
-    std::string report;      // a CSV file of outcomes; empty: none
-    bool resume = false;     // goes on with the report
-    bool retry = false;      // those who did not get the mail and may be tried again
-    bool test = false;       // to the test customers, without a trace
+    std::optional<int> mail;  // none: a draft
+    std::string draft;        // its file
+    std::string to = "all";   // of a draft: all who accept direct mail, or customer IDs, divided by commas
+    std::string smtp;         // empty: the server of the settings
+    int threads = 0;          // 0: as many as the settings say
+    std::string report;       // a CSV file of outcomes; empty: none
+    bool resume = false;      // goes on with the report
+    bool retry = false;       // those who did not get the mail and may be tried again
+    bool test = false;        // to the test customers, without a trace
     bool ask_receipt = false;
     bool dry_run = false;  // only tells who would get it
     bool force = false;    // whatever was found in the draft

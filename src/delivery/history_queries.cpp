@@ -10,10 +10,6 @@
 
 namespace {
 
-constexpr char const* state_waiting = "W";
-constexpr char const* state_complete = "C";
-constexpr char const* state_error = "E";
-
 // Counts of a damaged file may be beyond all measure.
 int Clamped(std::int64_t count) {
     return static_cast<int>(

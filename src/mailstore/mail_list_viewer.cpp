@@ -30,8 +30,6 @@ namespace {
 
 constexpr int most_ids_tried = 200;
 constexpr int date_characters = date_data_size - 1;
-constexpr char const* status_draft = "D";
-constexpr char const* status_deleted = "S";
 constexpr char const* yes = "Y";
 constexpr char const* no = "N";
 
@@ -242,7 +240,7 @@ int CMailListViewer::GetMailDataForReprint(int id, COneMailData& out) {
     if (new_id < 0) return no_id_for_copy;
     const COleDateTime now = COleDateTime::GetCurrentTime();
     out.SetMailID(new_id);
-    out.SetStatus(status_draft, 0);
+    out.SetStatus(letter_draft, 0);
     out.SetDate(COneMailData::date_entry, now, 0, nullptr, nullptr, nullptr);
     out.SetDate(COneMailData::date_renewal, now, 0, nullptr, nullptr, nullptr);
     out.SetSentNumber(0);
@@ -282,12 +280,12 @@ int CMailListViewer::SetStatusOf(int id, char const* status) {
 
 int CMailListViewer::DeleteMailData(int id) {
     const MailListLock lock;
-    return SetStatusOf(id, status_deleted);
+    return SetStatusOf(id, letter_deleted);
 }
 
 int CMailListViewer::UnDeleteMailData(int id) {
     const MailListLock lock;
-    return SetStatusOf(id, status_draft);
+    return SetStatusOf(id, letter_draft);
 }
 
 int CMailListViewer::FindMailData(int id) {

@@ -79,6 +79,10 @@ class TESSALY_API HistoryListViewer : public BaseRecordStructer {
         retry_refused = -44,         // 5404: complete already
         unexpected = -99,            // 5999
     };
+    // Of a recipient: still to get the mail, has it, was given up.
+    static constexpr char const* state_waiting = "W";
+    static constexpr char const* state_complete = "C";
+    static constexpr char const* state_error = "E";
     static constexpr int no_mail = -1;
     static constexpr int not_attempted = -1;  // retry number before the first attempt
     static constexpr int no_row = -1;

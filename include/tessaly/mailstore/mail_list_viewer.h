@@ -49,6 +49,9 @@ class TESSALY_API CMailListViewer : public CMyDB {
         column_count = 13,
         column_count_without_honorific = 12,  // files of an earlier form
     };
+    // The statuses that the list itself gives.
+    static constexpr char const* letter_draft = "D";
+    static constexpr char const* letter_deleted = "S";
     // Bits of a status mask.
     enum Status : unsigned long {
         status_d = 1,

@@ -1,0 +1,66 @@
+#pragma once
+
+#include <cstddef>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "tessaly/storage.h"
+
+// The states that the engine tells of: of a mail, of a recipient, of an attempt, of an answer. Code compares
+// these and no words; the words for people stand in one table.
+namespace engine {
+
+// Of a mail.
+enum class MailStatus {
+    draft,
+    sending,      // or the run was killed
+    waiting,      // some recipients are still to get it
+    complete,     // every recipient got it
+    with_errors,  // some were given up
+    deleted
+};
+
+// Of a recipient, in the send history of a mail.
+enum class RecipientState { waiting, complete, failed };
+
+// What became of one mail to one recipient.
+enum class Outcome {
+    sent,
+    refused,  // for good, and this recipient alone
+    failed
+};
+
+// What a received mail is taken for.
+enum class AnswerKind { bounce, delay, receipt, refusal, registration, other };
+inline constexpr std::size_t answer_kinds = static_cast<std::size_t>(AnswerKind::other) + 1;
+
+// As the list of mails and the send histories hold them; none for a letter that this version does not write.
+char const* LetterOf(MailStatus status);
+char const* LetterOf(RecipientState state);
+std::optional<MailStatus> MailStatusOf(std::string_view letter);
+std::optional<RecipientState> RecipientStateOf(std::string_view letter);
+
+// A state as it was read. What no version knows, from a damaged file, keeps its text.
+template <class State>
+struct StoredState {
+    std::optional<State> state;
+    std::string letter;  // UTF-8
+
+    bool operator==(State other) const { return state == other; }
+};
+StoredState<MailStatus> StoredMailStatus(CString const& letter);
+StoredState<RecipientState> StoredRecipientState(CString const& letter);
+
+// For people, in Japanese.
+char const* WordOf(MailStatus status);
+char const* WordOf(RecipientState state);
+char const* WordOf(Outcome outcome);
+char const* WordOf(AnswerKind kind);
+// The word, or the letter where there is none.
+template <class State>
+std::string WordOf(StoredState<State> const& stored) {
+    return stored.state ? WordOf(*stored.state) : stored.letter;
+}
+
+}  // namespace engine

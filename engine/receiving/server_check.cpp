@@ -1,0 +1,66 @@
+#include "engine/receiving/server_check.h"
+
+#include "engine/base/crossing.h"
+#include "engine/base/failure.h"
+#include "engine/receiving/mail_source.h"
+#include "engine/sending/mail_channel.h"
+#include "engine/sending/sending.h"
+#include "tessaly/text.h"
+
+namespace engine {
+namespace {
+
+bool EndsSoon(Handshake const& handshake) {
+    const COleDateTime soon = COleDateTime::GetCurrentTime() + COleDateTimeSpan(days_of_warning, 0, 0, 0);
+    COleDateTime end;
+    return !handshake.parameters.empty() && end.ParseDateTime(handshake.valid_until.c_str()) && end < soon;
+}
+
+ServerCheck CheckSmtp(ServerSettings const& server) {
+    const ChannelCheck check = MakeMailChannel(server, {})->Check();
+    return {check.works, check.reason, check.handshake, EndsSoon(check.handshake), 0};
+}
+
+ServerCheck CheckPop(MailboxSettings const& mailbox) {
+    ServerCheck check;
+    try {
+        const std::unique_ptr<MailSource> source = MakePopSource(mailbox, &check.handshake);
+        check.mails = source->Total();
+        source->End();
+        check.works = true;
+    } catch (Failure const& failure) {
+        check.reason = OnOneLine(failure.what());
+    }
+    check.certificate_ends_soon = EndsSoon(check.handshake);
+    return check;
+}
+
+}  // namespace
+
+void CheckRequest::Check(Session& session, View& view) const {
+    KeepTransferLog(session);
+    bool const has_pop = !pop.empty() || !session.Setting("pop.host").empty();
+    bool const has_smtp = !smtp.empty() || !session.Setting("smtp.host").empty() || !has_pop;
+    bool works = true;
+    auto const show = [&](CheckedServer const& server, auto const& check) {
+        view.Begin(server);
+        const ServerCheck result = check();
+        view.End(server, result);
+        works = works && result.works;
+    };
+    if (has_smtp) {
+        const ServerSettings server = ServerOf(session, smtp);
+        show({CheckedServer::outgoing, Out(server.host), server.port, server.security, server.auth != "none"},
+             [&] { return CheckSmtp(server); });
+    }
+    if (has_pop) {
+        const MailboxSettings mailbox = MailboxOf(session, pop);
+        show({CheckedServer::mailbox, Out(mailbox.host), mailbox.port, mailbox.security, true},
+             [&] { return CheckPop(mailbox); });
+    }
+    if (!works)
+        throw Failure(Failure::server_failed, "設定を見直してください。「tessaly settings " +
+                                                  session.EnvFile() + "」で一覧を見られます。");
+}
+
+}  // namespace engine
