@@ -16,16 +16,7 @@ namespace engine {
 namespace {
 
 constexpr auto npos = std::string_view::npos;
-constexpr int no_encoding = 0;
 constexpr char const* as_it_is = "8bit";
-
-std::string Decoded(CString const& text, int mode) {
-    std::string bytes(mime::MailBodyRoom(static_cast<std::size_t>(text.GetLength())), '\0');
-    int size = 0;
-    DecodeMailBody(text, mode, bytes.data(), size);
-    bytes.resize(static_cast<std::size_t>(size));
-    return bytes;
-}
 
 // The charsets that mail programs write Japanese in.
 enum class Charset { unknown, untold, utf8, jis, shift_jis, euc };
@@ -90,7 +81,7 @@ std::optional<Word> WordAt(std::string_view text) {
     std::string content(text.substr(begin, end - begin));
     if (encoding == 'q') std::replace(content.begin(), content.end(), '_', ' ');
     int const mode = encoding == 'b' ? MAIL_BODY_BASE64 : MAIL_BODY_QUOTED_PRINTABLE;
-    return Word{charset, Decoded(CString(std::string_view(content)), mode), end + 2};
+    return Word{charset, mime::DecodedBody(content.c_str(), mode), end + 2};
 }
 
 // Without the quotes around it, and without the backslashes in front of those in it.
@@ -104,6 +95,8 @@ std::string Unquoted(std::string_view text) {
     return unquoted;
 }
 
+// The library finds one parameter by its name, in code page 932 and by the rules of each class; here all of
+// them are walked, for the forms of RFC 2231.
 // Calls `take(key, value)` for each parameter of a header's value, in UTF-8, the value without its quotes.
 template <class Take>
 void ForEachParameter(CString const& value, Take take) {
@@ -196,12 +189,7 @@ std::string GuessedText(std::string_view bytes) {
 }
 
 std::string ContentOf(MimeFormatStruct const& part) {
-    CString encoding;
-    part.GetContentTransferEncoding(encoding);
-    int const mode = encoding == "base64"             ? MAIL_BODY_BASE64
-                     : encoding == "quoted-printable" ? MAIL_BODY_QUOTED_PRINTABLE
-                                                      : no_encoding;
-    return Decoded(part.m_strBody, mode);
+    return mime::DecodedBody(part.m_strBody, mime::BodyEncodingIn(part.m_strContentTransferEncoding.View()));
 }
 
 std::string TextOf(MimeFormatStruct const& part) {

@@ -1,15 +1,13 @@
 #include "tessaly/compose/eml_file_decoder.h"
 
-#include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "compose/html_meta.h"
 #include "mime/ascii.h"
+#include "mime/entity_text.h"
 #include "tessaly/mime/encoded_words.h"
-#include "tessaly/mime/transfer_encodings.h"
-#include "tessaly/text/kcodec.h"
 
 using mime::ContainsNoCase;
 
@@ -17,19 +15,6 @@ namespace {
 
 constexpr auto npos = std::string_view::npos;
 constexpr std::string_view body_end = "</BODY>", blank_line = "<DIV>&nbsp;</DIV>\r\n";
-
-// The value behind `name`, quoted or up to one of `ends`; false where there is none.
-bool Parameter(std::string_view params, std::string_view name, std::string_view ends,
-               std::string_view& value) {
-    const std::size_t at = mime::FindParameter(params, name);
-    if (at == npos) return false;
-    value = params.substr(at);
-    if (value.starts_with('"'))
-        value = value.substr(1, value.find('"', 1) - 1);
-    else
-        value = value.substr(0, value.find_first_of(ends));
-    return true;
-}
 
 // The last place of `word` without regard to case.
 std::size_t FindLastNoCase(std::string_view text, std::string_view word) {
@@ -105,32 +90,16 @@ bool EmlFileDecoder::TakeText(MimeFormatStruct& entity) {
 bool EmlFileDecoder::CheckContentTypeRelated_Alternative(CString value) {
     CString type, subtype, params;
     SplitContentType(value, type, subtype, params);
-    std::string_view start;
-    return ContainsNoCase(type.View(), "multipart") && ContainsNoCase(subtype.View(), "related") &&
-           Parameter(params.View(), "type=", "; ", start) &&
-           mime::EqualNoCase(start, "multipart/alternative");
+    auto const start = mime::ParameterIn(params.View(), "type=", {.ends = "; "});
+    return ContainsNoCase(type.View(), "multipart") && ContainsNoCase(subtype.View(), "related") && start &&
+           mime::EqualNoCase(*start, "multipart/alternative");
 }
 
 CString EmlFileDecoder::DecodeMailBodyEml(MimeFormatStruct const& entity, Markup markup) {
-    const std::string_view encoding = entity.m_strContentTransferEncoding.View();
-    int const mode = ContainsNoCase(encoding, "base64")             ? MAIL_BODY_BASE64
-                     : ContainsNoCase(encoding, "quoted-printable") ? MAIL_BODY_QUOTED_PRINTABLE
-                                                                    : 0;
-    auto const size = static_cast<std::size_t>(entity.m_strBody.GetLength());
-    std::string decoded(mime::MailBodyRoom(size) + 1, '\0');
-    int length = 0;
-    DecodeMailBody(entity.m_strBody, mode, decoded.data(), length);
-    decoded.resize(static_cast<std::size_t>(length));
-    CString type, subtype, params, text(decoded.c_str());
+    CString type, subtype, params;
     SplitContentType(entity.m_strContentType, type, subtype, params);
-    std::string_view charset;
-    KCodeC code;
-    bool const is_jis =
-        (Parameter(params.View(), "charset=", ";", charset) && mime::EqualNoCase(charset, "iso-2022-jp")) ||
-        code.CheckCode(reinterpret_cast<unsigned char const*>(static_cast<char const*>(text))) ==
-            KCodeC::code_jis;
-    if (is_jis) text = CString(code.jis7tosj(text));
+    auto const [text, was_jis] =
+        mime::TextOfEntity(entity, mime::ParameterIn(params.View(), "charset=").value_or(""));
     if (markup == Markup::none) return text;
-    if (is_jis) text = compose::WithMetaCharset(text, "Shift-JIS");
-    return WithBlankLine(text);
+    return WithBlankLine(was_jis ? compose::WithMetaCharset(text, "Shift-JIS") : text);
 }

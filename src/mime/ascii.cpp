@@ -36,6 +36,22 @@ std::size_t FindParameter(std::string_view params, std::string_view name) noexce
     return std::string_view::npos;
 }
 
+std::optional<std::string_view> ParameterIn(std::string_view params, std::string_view name,
+                                            ParameterForm const& form) noexcept {
+    const std::size_t at = FindParameter(params, name);
+    if (at == std::string_view::npos) return {};
+    std::string_view value = params.substr(at);
+    if (value.starts_with('"')) {
+        value.remove_prefix(1);
+        const std::size_t close = value.find('"');
+        if (close == value.npos && form.needs_closing_quote) return {};
+        value = value.substr(0, close);
+    } else {
+        value = value.substr(0, value.find_first_of(form.ends));
+    }
+    return form.drops_blanks ? TrimmedRight(value) : value;
+}
+
 std::string_view TrimmedLeft(std::string_view text) noexcept {
     return text.substr(std::min(text.find_first_not_of(blanks), text.size()));
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -20,6 +21,17 @@ inline bool ContainsNoCase(std::string_view text, std::string_view word) noexcep
 // The place behind the first `name` ("charset=") of a header's parameters, or npos. It begins at a whole
 // character: the first letter of a name may be the second byte of one.
 std::size_t FindParameter(std::string_view params, std::string_view name) noexcept;
+
+// How the value of a parameter ends. Mails of all times are read, and what each reader makes of a bad one is
+// part of its results.
+struct ParameterForm {
+    std::string_view ends = ";";       // of a value that is not quoted: before the first of these
+    bool needs_closing_quote = false;  // otherwise a value that lacks it goes on to the end
+    bool drops_blanks = false;         // behind the value
+};
+// The value of the first parameter `name` ("charset="), without its quotes; none without one.
+std::optional<std::string_view> ParameterIn(std::string_view params, std::string_view name,
+                                            ParameterForm const& form = {}) noexcept;
 
 std::string_view TrimmedLeft(std::string_view text) noexcept;
 std::string_view TrimmedRight(std::string_view text) noexcept;

@@ -5,6 +5,7 @@
 #include <limits>
 #include <string_view>
 
+#include "mime/ascii.h"
 #include "mime/quoted_printable.h"
 #include "platform/base64_decoder.h"
 
@@ -125,6 +126,23 @@ void DecodeMailBody(char const* in, int mode, char const* out, int& outLen) {
     }
     outLen = static_cast<int>(length);
 }
+
+namespace mime {
+
+int BodyEncodingIn(std::string_view value) noexcept {
+    if (ContainsNoCase(value, "base64")) return MAIL_BODY_BASE64;
+    return ContainsNoCase(value, "quoted-printable") ? MAIL_BODY_QUOTED_PRINTABLE : 0;
+}
+
+std::string DecodedBody(char const* body, int mode) {
+    std::string decoded(MailBodyRoom(View(body).size()), '\0');
+    int size = 0;
+    DecodeMailBody(body, mode, decoded.data(), size);
+    decoded.resize(static_cast<std::size_t>(size));
+    return decoded;
+}
+
+}  // namespace mime
 
 int GetSizeAfterQuotedPrintableDecoding(char const* in, unsigned long& size) {
     const std::string_view text = View(in);

@@ -5,9 +5,8 @@
 #include <string_view>
 
 #include "mime/ascii.h"
+#include "mime/entity_text.h"
 #include "reception/mail_fields.h"
-#include "tessaly/mime/transfer_encodings.h"
-#include "tessaly/text/kcodec.h"
 #include "tessaly/text/strings.h"
 
 using mime::ContainsNoCase;
@@ -19,7 +18,6 @@ constexpr auto npos = std::string_view::npos;
 constexpr std::string_view line_ends = "\r\n";
 constexpr std::string_view refuse_tag = "<REFUSE>";
 constexpr std::string_view register_tag = "<REGISTER>";
-constexpr int plain_copy = 0;
 
 // Who sends bounces.
 constexpr std::string_view daemons[] = {"MAILER-DAEMON", "Postmaster",   "Mail.Delivery.Subsystem",
@@ -56,34 +54,8 @@ bool Is(Type const& type, std::string_view main, std::string_view sub) {
     return ContainsNoCase(type.type.View(), main) && ContainsNoCase(type.subtype.View(), sub);
 }
 
-// The value of a parameter: in quotes, or up to the next ";". false for one that is missing, or whose closing
-// quote is.
-bool Parameter(std::string_view params, std::string_view name, std::string_view& value) {
-    const std::size_t at = mime::FindParameter(params, name);
-    if (at == npos) return false;
-    value = params.substr(at);
-    if (!value.starts_with('"')) {
-        value = mime::TrimmedRight(value.substr(0, value.find(';')));
-        return true;
-    }
-    const std::size_t close = value.find('"', 1);
-    if (close == npos) return false;
-    value = mime::TrimmedRight(value.substr(1, close - 1));
-    return true;
-}
-
-// The bytes of a body without its transfer encoding; they end at the first zero byte.
-CString Decoded(MimeFormatStruct const& leaf) {
-    const std::string_view encoding = leaf.m_strContentTransferEncoding.View();
-    int const mode = ContainsNoCase(encoding, "base64")             ? MAIL_BODY_BASE64
-                     : ContainsNoCase(encoding, "quoted-printable") ? MAIL_BODY_QUOTED_PRINTABLE
-                                                                    : plain_copy;
-    std::string decoded(mime::MailBodyRoom(leaf.m_strBody.View().size()), '\0');
-    int size = 0;
-    DecodeMailBody(leaf.m_strBody, mode, decoded.data(), size);
-    decoded.resize(static_cast<std::size_t>(size));
-    return CString(decoded.c_str());
-}
+// A value that lacks its closing quote is none.
+constexpr mime::ParameterForm parameter_form{.needs_closing_quote = true, .drops_blanks = true};
 
 // Skips what an empty mail may hold: line ends, blanks, full-width blanks.
 bool IsBlank(std::string_view text) {
@@ -175,9 +147,9 @@ int MailAnalyzer::CheckMDNsMail() const {
     if (!value) return 0;
     Type type;
     SplitContentType(ReformatHeaderBodyString(*value), type.type, type.subtype, type.params);
-    std::string_view report;
-    return Is(type, "multipart", "report") && Parameter(type.params.View(), "report-type=", report) &&
-           mime::EqualNoCase(report, "disposition-notification");
+    auto const report = mime::ParameterIn(type.params.View(), "report-type=", parameter_form);
+    return Is(type, "multipart", "report") && report &&
+           mime::EqualNoCase(*report, "disposition-notification");
 }
 
 int MailAnalyzer::CheckRefuseMail() const {
@@ -275,14 +247,8 @@ void MailAnalyzer::TakeLeaf(MimeFormatStruct const& leaf) {
         attachments_.push_back(leaf);
         return;
     }
-    CString text = Decoded(leaf);
-    std::string_view charset;
-    KCodeC code;
-    bool const jis =
-        (Parameter(type.params.View(), "charset=", charset) && mime::EqualNoCase(charset, "iso-2022-jp")) ||
-        code.CheckCode(reinterpret_cast<unsigned char const*>(static_cast<char const*>(text))) ==
-            KCodeC::code_jis;
-    body_ = jis ? CString(code.jis7tosj(text)) : text;
+    auto const charset = mime::ParameterIn(type.params.View(), "charset=", parameter_form);
+    body_ = mime::TextOfEntity(leaf, charset.value_or("")).text;
     body_found_ = 1;
 }
 

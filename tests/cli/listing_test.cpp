@@ -14,10 +14,13 @@ std::string Listed(cli::ListFormat format, std::vector<std::string> const& title
                    std::vector<std::vector<std::string>> const& rows) {
     std::ostringstream out;
     cli::Listing listing(out, format, titles);
-    for (auto const& row : rows) {
+    for (std::size_t i = 0; i < rows.size(); ++i) {
         std::vector<CString> cells;
-        for (std::string const& cell : row) cells.push_back(engine::Into(cell, "cell"));
-        listing.Add(std::move(cells));
+        for (std::string const& cell : rows[i]) cells.push_back(engine::Into(cell, "cell"));
+        if (i % 2 == 0)
+            listing.Add(rows[i]);
+        else
+            listing.Add(cells);
     }
     listing.End();
     return out.str();
@@ -54,6 +57,14 @@ TEST(Listing, ATableCutsLongCellsBetweenCharacters) {
     const std::string cut = kanji.substr(0, 19 * 3) + "..";
     EXPECT_EQ(Listed(cli::ListFormat::table, {"a", "b"}, {{kanji, "x"}, {"a" + kanji, "y"}}),
               "a" + std::string(41, ' ') + "b\n" + cut + "  x\na" + kanji.substr(0, 18 * 3) + "..   y\n");
+}
+
+TEST(Listing, TheFirstRowsSetTheWidths) {
+    std::vector<std::vector<std::string>> rows(200, {"1", "a"});
+    rows.push_back({"長い", "b"});
+    const std::string table = Listed(cli::ListFormat::table, {"n", "x"}, rows);
+    EXPECT_TRUE(table.starts_with("n  x\n1  a\n")) << table.substr(0, 40);
+    EXPECT_TRUE(table.ends_with("1  a\n長い  b\n")) << table.substr(table.size() - 40);
 }
 
 TEST(Progress, NumbersAreGroupedByThousands) {

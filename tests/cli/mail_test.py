@@ -85,22 +85,15 @@ class Mails(CommandTest):
         self.tessaly("mail", "restore", "shop.tsl", 0)
         self.assertEqual([(row["番号"], row["状態"]) for row in self.listed()], [("0", "下書き"), ("1", "下書き")])
 
-    def test_what_is_refused_changes_nothing(self):
+    def test_what_is_refused(self):
         self.new()
-        before = self.stored()
-        self.put("large.bin", b"x" * (2 << 20) + b"y")
-        self.put("a:b", b"x")
-        self.put("from.txt", "From: x@example.jp\n" + DRAFT)
         self.put("bad.txt", "Subject: 件\n\n<%なまえ%>\n")
+        self.put("large.bin", b"x" * (2 << 20) + b"y")
         for options, says, code in ((["--attach", "large.bin"], "large.bin: ファイルサイズが大きすぎます", 1),
-                                    (["--attach", "none"], "添付するファイルがありません: none", 1),
-                                    (["--attach", "a:b"], "名前に使えない文字", 1),
-                                    (["--draft", "from.txt"], "From と Reply-To を書けません", 1),
-                                    (["--detach", "x"], "その添付ファイルはありません", 1),
-                                    ([], "変えるものを指定してください", 2), (["--terminal", "xx", "--clear-text"], "--terminal は", 2), (["--clear-text"], "--clear-text は", 2)):
+                                    (["--draft", "bad.txt"], "知らない差し込み文字です: <%なまえ%>", 1),
+                                    ([], "変えるものを指定してください", 2), (["--terminal", "xx", "--clear-text"], "--terminal は", 2),
+                                    (["--clear-text"], "--clear-text は", 2)):
             self.refused("mail", "edit", "shop.tsl", 0, *options, says=says, code=code)
-        self.refused("mail", "new", "shop.tsl", "--draft", "bad.txt", says="知らない差し込み文字です: <%なまえ%>")
-        self.assertEqual(self.stored(), before)
 
     def test_a_change_that_was_cut_off_is_put_back(self):
         self.new()

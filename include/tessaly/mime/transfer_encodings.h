@@ -73,6 +73,16 @@ TESSALY_API int GetSizeAfterBase64Decoding(unsigned long& size, char const* in, 
 // zero bytes; in the two decoding modes no NUL follows them.
 TESSALY_API void DecodeMailBody(char const* in, int mode, char const* out, int& outLen);
 
+namespace mime {
+
+// The MailBodyEncoding that a Content-Transfer-Encoding names, wherever in it and in whatever case; 0 for any
+// other, which DecodeMailBody copies.
+TESSALY_API int BodyEncodingIn(std::string_view value) noexcept;
+// What DecodeMailBody makes of a body, zero bytes and all.
+TESSALY_API std::string DecodedBody(char const* body, int mode);
+
+}  // namespace mime
+
 // The bytes that QuotedPrintableDecoding gives. Result: 1 with `size` set, or 0 with `size` untouched if one
 // of the last two characters is '='.
 TESSALY_API int GetSizeAfterQuotedPrintableDecoding(char const* in, unsigned long& size);
