@@ -29,7 +29,6 @@ namespace {
 // Never changes: every environment that was made without a key file of its own opens with it.
 constexpr char const* built_in_key = "tQ7#vL2p-Zk94-mRx8-Tessaly-5-Nw3c-yB6h";
 constexpr auto lock_patience = std::chrono::seconds(5);
-constexpr int keyless_environment = 3;
 constexpr char const* environment_name = "この環境";
 constexpr char const* mail_list_file = "MAIL/maillist.dat";
 
@@ -145,15 +144,15 @@ void Session::Open(Access const& access) {
     if (result < 0)
         throw Failure(Failure::damaged_file,
                       "環境を開けません: " + env_file_ + "\n" + TextOf(environment_->GetErrMsg()));
-    if (environment_->GetEnvType() != keyless_environment && environment_->GetDBKey().IsEmpty())
+    if (environment_->GetEnvType() != EnvManager::type_plain && environment_->GetDBKey().IsEmpty())
         throw Failure(Failure::wrong_key,
                       "環境の鍵が合いません。鍵ファイルが違うか、環境ファイルが壊れています: " + env_file_);
 }
 
 void Session::CheckPassword(Access const& access) {
     CString flag;
-    if (environment_->GetEnvType() == keyless_environment || environment_->GetUseEnvPasswordFlag(flag) < 0 ||
-        flag != "Y")
+    if (environment_->GetEnvType() == EnvManager::type_plain ||
+        environment_->GetUseEnvPasswordFlag(flag) < 0 || flag != "Y")
         return;
     const std::string password = access.password_file.empty()
                                      ? front_.StartPassword()
@@ -221,11 +220,11 @@ void Session::ReadMails() {
 }
 
 bool Session::HasMailWithoutRow() const {
-    bool const keyless = environment_->GetEnvType() == keyless_environment;
+    bool const plain = environment_->GetEnvType() == EnvManager::type_plain;
     const CString key = environment_->GetDBKey();
     CMailListViewer list;
     list.SetDBFilePath(IntoPath(MailListFile()));
-    list.ReadDBFile(keyless ? nullptr : static_cast<char const*>(key));
+    list.ReadDBFile(plain ? nullptr : static_cast<char const*>(key));
     if (list.StoppedBeforeEnd()) DamagedList();
     CArray<int, int> ids;
     list.CountMailByMailStatus(0, &ids, 1);
@@ -287,11 +286,11 @@ void Session::Set(std::string_view name, std::string_view value) {
 
 void Session::SaveTable(std::string const& path, std::string const& what,
                         std::function<bool(CString const& path, char const* key)> const& write) {
-    bool const keyless = environment_->GetEnvType() == keyless_environment;
-    const CString key = keyless ? CString() : environment_->GetDBKey();
+    bool const plain = environment_->GetEnvType() == EnvManager::type_plain;
+    const CString key = plain ? CString() : environment_->GetDBKey();
     const std::string target = data_directory_ + "/" + path;
-    bool const saved = (keyless || !key.IsEmpty()) && ReplaceFile(target, [&](std::string const& file) {
-                           return write(IntoPath(file), keyless ? nullptr : static_cast<char const*>(key));
+    bool const saved = (plain || !key.IsEmpty()) && ReplaceFile(target, [&](std::string const& file) {
+                           return write(IntoPath(file), plain ? nullptr : static_cast<char const*>(key));
                        });
     if (!saved)
         throw Failure(Failure::not_written,
