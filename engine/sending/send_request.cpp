@@ -10,8 +10,8 @@
 #include "engine/base/whole_number.h"
 #include "engine/customers/testers.h"
 #include "engine/mails/states.h"
+#include "engine/sending/outcome_file.h"
 #include "engine/sending/send_history.h"
-#include "engine/sending/send_report.h"
 #include "engine/sending/sending.h"
 #include "engine/targets/target.h"
 
@@ -62,7 +62,7 @@ void SendDraft(Session& session, SendRequest const& request, Draft const& draft)
     if (ids.empty()) throw Failure(Failure::no_recipients, "送る相手がいません。");
     if (request.dry_run) return TellRecipients(session.Front(), ids, fetch);
     const ServerSettings server = ServerOf(session, request.smtp);
-    std::optional<Report> report;
+    std::optional<OutcomeFile> report;
     if (!request.report.empty()) {
         report.emplace(request.report, request.resume);
         auto const settled = std::erase_if(ids, [&](int id) { return report->Settled().contains(id); });
@@ -174,7 +174,7 @@ void RunStored(Session& session, SendRequest const& request, int mail, SendHisto
     content.asks_receipt = request.ask_receipt;
     const Mailbox from = SenderOf(session);
     const ServerSettings server = ServerOf(session, request.smtp);
-    std::optional<Report> report;
+    std::optional<OutcomeFile> report;
     if (!request.report.empty()) report.emplace(request.report, request.resume);
     history.Begin(ids);
     PutInList(session, mail, MailStatus::sending, history.Rows());

@@ -1,4 +1,4 @@
-#include "engine/sending/send_report.h"
+#include "engine/sending/outcome_file.h"
 
 #include <filesystem>
 #include <iterator>
@@ -28,7 +28,7 @@ std::string_view OutcomeOf(std::string_view row) {
 
 }  // namespace
 
-Report::Report(std::string const& file, bool resume) : name_(file) {
+OutcomeFile::OutcomeFile(std::string const& file, bool resume) : name_(file) {
     bool const there = std::filesystem::exists(file);
     if (there && !resume)
         throw Failure(Failure::file_exists, "レポートのファイルがもうあります: " + file +
@@ -39,7 +39,7 @@ Report::Report(std::string const& file, bool resume) : name_(file) {
     if (!file_) throw Failure(Failure::not_written, "レポートを書けません: " + file);
 }
 
-bool Report::ReadEarlier(std::string const& file) {
+bool OutcomeFile::ReadEarlier(std::string const& file) {
     std::ifstream earlier(file, std::ios::binary);
     const std::string content{std::istreambuf_iterator<char>(earlier), {}};
     if (content.size() < title_line.size() && title_line.starts_with(content)) {
@@ -62,7 +62,7 @@ bool Report::ReadEarlier(std::string const& file) {
     return true;
 }
 
-void Report::Add(Delivery const& delivery) {
+void OutcomeFile::Add(Delivery const& delivery) {
     file_ << delivery.id << "," << CsvField(Out(delivery.address)) << "," << InFile(delivery.outcome) << ","
           << CsvField(delivery.reply) << "," << Out(delivery.message_id) << "\r\n"
           << std::flush;
