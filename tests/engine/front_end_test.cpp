@@ -1,65 +1,10 @@
 #include "engine/base/front_end.h"
 
-#include <gtest/gtest.h>
-#include <stdlib.h>
-
-#include <filesystem>
-#include <fstream>
-#include <string>
-#include <vector>
-
-#include "engine/base/failure.h"
-#include "engine/customers/csv_import.h"
-#include "engine/environment/session.h"
-
-namespace fs = std::filesystem;
+#include "tests/engine/scratch_shop.h"
 
 namespace {
 
-// Keeps what it is told, and stops or answers as it is set to.
-class Recorder : public engine::FrontEnd {
-  public:
-    void Notice(std::string const& line) override { notices += line + "\n"; }
-    void Result(std::string const& line) override { results += line + "\n"; }
-    bool Stopped() const override { return stop; }
-    std::string StartPassword() override { return password; }
-    std::shared_ptr<void> ShowProgress(std::string const&, std::string const&, std::uint64_t total,
-                                       std::function<std::uint64_t()> const&) override {
-        totals.push_back(total);
-        return nullptr;
-    }
-
-    std::string notices, results, password = "ひみつ";
-    std::vector<std::uint64_t> totals;
-    bool stop = false;
-};
-
-class FrontEndTest : public testing::Test {
-  protected:
-    FrontEndTest() {
-        char name[] = "/tmp/tessaly-XXXXXX";
-        folder_ = mkdtemp(name);
-        access_.front = &front_;
-        engine::CreateEnvironment(access_, Path("shop.tsl"), "ひみつ");
-    }
-    ~FrontEndTest() override { fs::remove_all(folder_); }
-
-    std::string Path(char const* name) const { return (folder_ / name).string(); }
-    std::string Put(char const* name, std::string const& content) const {
-        std::ofstream(Path(name), std::ios::binary) << content;
-        return Path(name);
-    }
-    void Import(std::string const& content) {
-        engine::Session session(access_, Path("shop.tsl"), engine::Session::For::changing);
-        engine::CsvImport import;
-        import.file = Put("list.csv", content);
-        import.Run(session);
-    }
-
-    fs::path folder_;
-    Recorder front_;
-    engine::Access access_;
-};
+using FrontEndTest = engine_tests::ScratchShop;
 
 TEST_F(FrontEndTest, HearsOfAnImportAndMayStopIt) {
     Import("メール,氏名\r\na@b.jp,一\r\nc@d.jp,二\r\n");

@@ -1,4 +1,4 @@
-#include "engine/sending/send_report.h"
+#include "engine/sending/outcome_file.h"
 
 #include <gtest/gtest.h>
 
@@ -11,7 +11,7 @@ namespace {
 
 const std::string title = "\xEF\xBB\xBF個人情報ID,メールアドレス,結果,応答,Message-ID\r\n";
 
-class ReportTest : public testing::Test {
+class OutcomeFileTest : public testing::Test {
   protected:
     std::string Content() const {
         std::ifstream file(name_, std::ios::binary);
@@ -20,15 +20,15 @@ class ReportTest : public testing::Test {
     void Put(std::string const& content) const { std::ofstream(name_, std::ios::binary) << content; }
     std::set<int> SettledIn(std::string const& content) const {
         Put(content);
-        return engine::Report(name_, true).Settled();
+        return engine::OutcomeFile(name_, true).Settled();
     }
 
     ScratchFolder folder_;
     const std::string name_ = folder_.Host("report.csv");
 };
 
-TEST_F(ReportTest, EveryRowIsThereAtOnce) {
-    engine::Report report(name_, false);
+TEST_F(OutcomeFileTest, EveryRowIsThereAtOnce) {
+    engine::OutcomeFile report(name_, false);
     EXPECT_EQ(Content(), title);
     report.Add({7, "a@example.jp", engine::Outcome::sent, "", "1.7@example.jp"});
     EXPECT_EQ(Content(), title + "7,a@example.jp,送信,,1.7@example.jp\r\n");
@@ -38,18 +38,18 @@ TEST_F(ReportTest, EveryRowIsThereAtOnce) {
                              "7,a@example.jp,送信,,1.7@example.jp\r\n"
                              "8,b@example.jp,拒否,\"550 \"\"b\"\", unknown\",1.8@example.jp\r\n"
                              "9,c@example.jp,失敗,切断,\r\n");
-    EXPECT_EQ(engine::Report(name_, true).Settled(), (std::set<int>{7, 8}));
-    EXPECT_THROW(engine::Report(name_, false), engine::Failure);  // never written over
-    EXPECT_THROW(engine::Report(folder_.Host("no/report.csv"), false), engine::Failure);
+    EXPECT_EQ(engine::OutcomeFile(name_, true).Settled(), (std::set<int>{7, 8}));
+    EXPECT_THROW(engine::OutcomeFile(name_, false), engine::Failure);  // never written over
+    EXPECT_THROW(engine::OutcomeFile(folder_.Host("no/report.csv"), false), engine::Failure);
 }
 
 // The process may die at any byte: what is cut off counts as not done, and the next row begins a line.
-TEST_F(ReportTest, AFileThatWasCutAnywhereCanBeGoneOnWith) {
+TEST_F(OutcomeFileTest, AFileThatWasCutAnywhereCanBeGoneOnWith) {
     const std::string whole = title + "7,a@example.jp,送信,,x\r\n8,b@example.jp,拒否,550,y\r\n";
     const std::size_t first = whole.find("8,b"), none = title.size();
     for (std::size_t size = 0; size <= whole.size(); ++size) {
         Put(whole.substr(0, size));
-        engine::Report report(name_, true);
+        engine::OutcomeFile report(name_, true);
         const std::set<int> wanted = size == whole.size() ? std::set<int>{7, 8}
                                      : size >= first      ? std::set<int>{7}
                                                           : std::set<int>{};
@@ -60,7 +60,7 @@ TEST_F(ReportTest, AFileThatWasCutAnywhereCanBeGoneOnWith) {
     }
 }
 
-TEST_F(ReportTest, OtherFilesAreLeftAlone) {
+TEST_F(OutcomeFileTest, OtherFilesAreLeftAlone) {
     for (std::string const& content :
          {std::string("ID,address\r\n1,送信\r\n"), title.substr(3) + "1,a,送信,,\r\n",
           std::string(1000, '\0'), std::string("\n")}) {
