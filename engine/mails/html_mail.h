@@ -30,7 +30,7 @@ struct MimeMail {
     CString body;
 };
 // Merges a customer's data into text and HTML, in a form that mail programs can read; see Merge. The parts
-// become hers.
+// hold the merged mail afterwards.
 MimeMail MergeInto(CMimeAnalyze& parts, OneCustomer const& customer);
 
 // Puts another address into a page, in UTF-8, where it points to this picture of its mail (RFC 2392).

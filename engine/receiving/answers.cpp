@@ -19,8 +19,8 @@ constexpr char const* yes = "Y";
 constexpr char const* no = "N";
 constexpr int forgiving = 0;  // a bad field is left out
 
-// Whether a registration's consent to mail is only what a new customer starts with. One who has refused mail
-// goes on refusing until she says otherwise.
+// Whether a registration's consent to mail is only what a new customer starts with. A refusal that is on
+// record stands until a registration says otherwise.
 bool IsAssumed(int element, CString text) {
     text.Remove('\r');
     text.Remove('\n');

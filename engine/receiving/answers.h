@@ -19,7 +19,7 @@ namespace engine {
 
 struct Answer {
     AnswerKind kind = AnswerKind::other;
-    int mail = -1, customer = -1;  // whom it is about, as far as that is known
+    int mail = -1, customer = -1;  // which mail and customer it answers; -1: not known
     CString from;
     std::string effect;      // what was done, or why nothing was
     bool keep = false;       // for the sender to read

@@ -15,7 +15,7 @@
 #include "engine/sending/retry_policy.h"
 #include "tessaly/delivery.h"
 
-// Who has got a stored mail: its send history, kept up to date while it is being sent.
+// The send history of a stored mail, kept up to date while it is being sent.
 namespace engine {
 
 // Binds `history` and reads it, with what a run that is going on or was killed has left in its journal. A

@@ -2,9 +2,13 @@
 
 #include <gtest/gtest.h>
 
+#include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
+#include "mime/ascii.h"
+#include "mime/entity_text.h"
 #include "tests/support/processor_time.h"
 
 namespace {
@@ -287,6 +291,53 @@ TEST(MimeFormatStruct, ParametersAndNames) {
     EXPECT_EQ("", entity.GetMIMENormalAttachName());
     entity.m_strContentDisposition = "attachment; filename=\"=?ISO-2022-JP?B?GyRCJT0bKEI=?=.txt\"";
     EXPECT_EQ("ソ.txt", entity.GetMIMENormalAttachName());
+}
+
+TEST(Parameters, EndAsTheirReaderSays) {
+    const mime::ParameterForm strict{.needs_closing_quote = true, .drops_blanks = true}, word{.ends = "; "};
+    const struct {
+        char const* params;
+        mime::ParameterForm form;
+        std::optional<std::string_view> value;
+    } rows[] = {
+        {"; charset=utf-8 ; x", {}, "utf-8 "},
+        {"; CharSet=utf-8 ; x", strict, "utf-8"},
+        {"; charset=utf-8 x", word, "utf-8"},
+        {"; charset=\"a;b \" c", {}, "a;b "},
+        {"; charset=\"a;b \" c", strict, "a;b"},
+        {"; charset=\"open; x", {}, "open; x"},
+        {"; charset=\"open; x", strict, {}},
+        {"; charset=", strict, ""},
+        {"; charset=\"", {}, ""},
+        {"; name=x", {}, {}},
+        {"ャcharset=x", {}, "x"},  // a letter behind a double-byte character
+        {"\x83"
+         "charset=x",
+         {},
+         {}},  // or as its second byte
+    };
+    for (auto const& row : rows)
+        EXPECT_EQ(row.value, mime::ParameterIn(row.params, "charset=", row.form)) << row.params;
+}
+
+TEST(EntityTexts, LoseTheirEncodingAndBecomeShiftJis) {
+    const struct {
+        char const *header, *body, *charset, *text;
+        bool was_jis;
+    } rows[] = {
+        {"", "\x1B$B%=\x1B(B", "", "ソ", true},
+        {"Content-Transfer-Encoding: X-Base64\r\n", "GyRCJT0bKEI=", "", "ソ", true},
+        {"Content-Transfer-Encoding: quoted-PRINTABLE\r\n", "=83=5C=\r\nx", "shift_jis", "ソx", false},
+        {"Content-Transfer-Encoding: base64\r\n", "YQBi", "us-ascii", "a", false},  // to the first zero byte
+        {"", "plain", "ISO-2022-jp", "plain", true},
+    };
+    for (auto const& row : rows) {
+        MimeFormatStruct leaf;
+        MimeDecodeTool::MimeDecode(CString(row.header) + "Content-Type: text/plain\r\n\r\n" + row.body, leaf);
+        const mime::EntityText read = mime::TextOfEntity(leaf, row.charset);
+        EXPECT_EQ(row.text, read.text) << row.body;
+        EXPECT_EQ(row.was_jis, read.was_jis) << row.body;
+    }
 }
 
 }  // namespace
