@@ -4,6 +4,7 @@
 
 #include "platform/base64_decoder.h"
 #include "platform/secrets.h"
+#include "protocol/mail_limits.h"
 #include "tessaly/platform/base64_codec.h"
 #include "tessaly/platform/md5.h"
 

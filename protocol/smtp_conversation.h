@@ -48,8 +48,6 @@ struct SmtpOptions {
 
 class SmtpConversation {
   public:
-    static constexpr int login_prompt_limit = 8;
-
     class Channel {
       public:
         virtual ~Channel() = default;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "protocol/mail_limits.h"
 #include "tessaly/platform/socket.h"
 #include "tessaly/protocol/socket_support.h"
 

@@ -11,10 +11,6 @@ class SocketSupport;
 // Replies of an SMTP server (RFC 5321 4.2): reading one from the wire and taking it apart.
 namespace protocol {
 
-// A reply with more bytes than this, or one line of that size, counts as failed. RFC 5321 4.5.3.1.5 allows
-// 512 bytes a line and sets no limit to their number; what servers send stays below a few KiB.
-inline constexpr int reply_limit = 64 * 1024;
-
 // What the last line of `reply` says: its code, positive on the last line of a reply, negative on a
 // continuation line ("250-"), 0 on a line that cannot be read. The line end is no part of the line: "250"
 // alone is a last line.

@@ -4,6 +4,7 @@
 
 #include "delivery/socket_error_codes.h"
 #include "protocol/mail_address.h"
+#include "protocol/mail_limits.h"
 #include "protocol/smtp_conversation.h"
 #include "tessaly/delivery/mail_send.h"
 #include "tessaly/delivery/wire_text.h"
@@ -40,8 +41,6 @@ constexpr char const* credentials_too_long_text =
 constexpr char const* challenge_too_long_text =
     "サーバーから届いた認証用の文字列が長すぎます.\r\n(%d バイト、上限 %d バイト)";
 constexpr char const* login_not_supported_text = "サーバがLOGINに対応していない可能性があります。";
-
-static_assert(MailSend::login_prompt_limit == protocol::SmtpConversation::login_prompt_limit);
 
 bool HasLineEnd(CString const& text) { return text.View().find_first_of("\r\n") != std::string_view::npos; }
 

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "platform/clock.h"
+#include "protocol/mail_limits.h"
 #include "protocol/smtp_authentication.h"
 #include "tessaly/platform/base64_codec.h"
 #include "tessaly/platform/socket.h"
@@ -311,7 +312,7 @@ TEST_F(MailSendTest, Authentication) {
     auto const cram64 = [](std::string_view text) { return protocol::CramMd5Answer("user", "pa^ss", text); };
     Lines endless_said = {login};
     std::string endless = only_login + ask_user;
-    for (int i = 0; i < MailSend::login_prompt_limit; ++i) {
+    for (int i = 0; i < protocol::login_prompt_limit; ++i) {
         endless += ask_user;
         endless_said.push_back(user64);
     }

@@ -3,6 +3,7 @@
 #include "protocol/smtp_reply.h"
 
 #include "fuzz_target.h"
+#include "protocol/mail_limits.h"
 #include "tessaly/delivery/mail_send.h"
 #include "tessaly/protocol/socket_support.h"
 

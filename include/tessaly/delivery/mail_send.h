@@ -40,11 +40,12 @@ enum class SmtpResult;
 // A user name or password whose answer exceeds the 512-byte buffers (protocol/smtp_authentication.h) is
 // refused with -4, smtp_auth_failed and a text of its own: before connecting when it fits none of the allowed
 // methods, before AUTH when it does not fit the one chosen. A challenge that does not fit ends the same way,
-// with only QUIT sent after it. A LOGIN server gets at most login_prompt_limit answers.
+// with only QUIT sent after it. A LOGIN server gets at most eight answers
+// (protocol/mail_limits.h).
 //
-// A reply over the limit of protocol/smtp_reply.h is a socket failure (-2) with error_unknown_code. That code
-// comes with a text that says what happened, here and for a lost connection and for a socket error that has
-// no number of its own.
+// A reply over the limit of protocol/mail_limits.h is a socket failure (-2) with error_unknown_code. That
+// code comes with a text that says what happened, here and for a lost connection and for a socket error that
+// has no number of its own.
 //
 // Header lines are taken as they are; but AddHeader with a name turns a line end that does not fold the value
 // (CR LF with a blank or tab behind it) into a blank, so that no value can add a header line. The
@@ -75,7 +76,6 @@ class TESSALY_API MailSend {
     // Results of CheckSMTP, beside -2 to -4 of Send.
     enum CheckResult { CheckPassed = 0, CheckNotConnected = -1 };
     static constexpr int default_port = 25;
-    static constexpr int login_prompt_limit = 8;
 
     MailSend();
     virtual ~MailSend();
