@@ -11,7 +11,6 @@ namespace {
 constexpr int words_per_block = md5_block_bytes / 4;
 // Where the length of the message stands in the last block.
 constexpr std::size_t length_place = md5_block_bytes - 8;
-constexpr std::size_t longest_text = 0x1FFFFFBF;
 
 // RFC 1321 3.4: T[i] is the integer part of 4294967296 * abs(sin(i)).
 constexpr std::uint32_t sine_table[64] = {
@@ -172,7 +171,7 @@ void hmac_md5(unsigned char* text, int textLength, unsigned char* key, int keyLe
 int XCMD5Encoder(char const* text, char* out) {
     if (!text) return 0;
     const std::size_t size = std::strlen(text);
-    if (size > longest_text) return 0;
+    if (size > md5_longest_text) return 0;
     const std::string digits = platform::Md5Hex({text, size});
     std::copy(digits.begin(), digits.end(), out);
     out[md5_hex_digits] = 0;

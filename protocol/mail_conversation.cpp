@@ -2,7 +2,6 @@
 
 #include "platform/secrets.h"
 #include "tessaly/platform/socket.h"
-#include "tessaly/protocol/mail_dots.h"
 
 namespace protocol {
 
@@ -11,7 +10,6 @@ using namespace platform;
 namespace {
 
 constexpr unsigned ms_of_second = 1000;
-constexpr int line_end_size = 2;
 
 unsigned Milliseconds(int seconds) { return seconds < 1 ? 0 : static_cast<unsigned>(seconds) * ms_of_second; }
 
@@ -106,7 +104,6 @@ ComponentFailure MailConversation::Open() {
     Inform("Connecting to mail server.");
     Fire(numbers_.connection_status, ConnectionStatusEvent{"Connecting to " + place});
     socket_.ClearLineBuffer();
-    socket_.SetLineLimit(reply_limit);
     unsigned const limit = Milliseconds(settings_.seconds);
     socket_.SetTimeOutTime(limit);
     if (settings_.server.IsEmpty() || !socket_.Create() ||
@@ -168,27 +165,6 @@ ComponentFailure MailConversation::SendLine(CString line, char const* shown) {
 
 ComponentFailure MailConversation::SendText(CString text) {
     return socket_.SendBlock(text, 0, 0) < 0 ? FailBySocket() : ComponentFailure();
-}
-
-ComponentFailure MailConversation::ReadLine(CString& line) {
-    line.Empty();
-    int const length = socket_.GetLine(line, 0, 0);
-    if (length < 1) {
-        if (length == 0) SetLastSocketError(0);
-        return FailBySocket();
-    }
-    line = line.Left(length - line_end_size);
-    Trail(trail_received, line);
-    return component_ok;
-}
-
-ComponentFailure MailConversation::ReadText(CString& text, int limit) {
-    socket_.SetLineLimit(SocketSupport::default_line_limit);
-    const DotText read = ReadDotText(socket_, limit, text);
-    socket_.SetLineLimit(reply_limit);
-    if (read == DotText::complete) return component_ok;
-    if (read == DotText::lost) return FailBySocket();
-    return FailAndClose(component_protocol, "The server's text is too long.");
 }
 
 // The protocols are those of TLS 1.2 and above, whatever else is asked for.

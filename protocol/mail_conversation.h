@@ -31,8 +31,6 @@ class MailConversation {
         bool verify = true;
     };
     static constexpr int no_security_number = -1;
-    static constexpr int reply_limit = 64 * 1024;  // bytes
-    static constexpr char const* hidden = "********";
 
     MailConversation(EventNumbers const& numbers, ComponentDispatcher dispatcher, void* object)
         : numbers_(numbers), dispatcher_(dispatcher), object_(object) {}
@@ -53,10 +51,6 @@ class MailConversation {
     ComponentFailure SendLine(CString line, char const* shown = nullptr);
     // Any text, without a trail.
     ComponentFailure SendText(CString text);
-    // A line without its line end.
-    ComponentFailure ReadLine(CString& line);
-    // The rest of a reply of many lines, as ReadDotText gives it.
-    ComponentFailure ReadText(CString& text, int limit);
     // Notes the failure and tells it; gives it back.
     ComponentFailure Fail(ComponentFailure failure, CString const& text);
     ComponentFailure FailAndClose(ComponentFailure failure, CString const& text);

@@ -7,8 +7,8 @@
 
 #include "platform/secrets.h"
 #include "protocol/mail_conversation.h"
+#include "protocol/pop_conversation.h"
 #include "protocol/pop_listing.h"
-#include "tessaly/platform/md5.h"
 #include "tessaly/protocol/mail_dots.h"
 
 using namespace platform;
@@ -18,27 +18,45 @@ namespace {
 
 constexpr int default_port = 110;
 constexpr int no_auth_number = -1;
-constexpr std::string_view line_end = "\r\n";
-constexpr int largest_message = 1024 * 1024 * 1024;  // bytes
+constexpr int behind_status = 4;  // of a reply
 
-// The time stamp of a greeting, angle brackets and all (RFC 1939 7); empty for none.
-std::string_view TimeStampIn(std::string_view greeting) {
-    const std::size_t open = greeting.find('<'), close = greeting.find('>', std::min(open, greeting.size()));
-    if (close == greeting.npos) return {};
-    const std::string_view stamp = greeting.substr(open, close - open + 1);
-    return stamp.find('@') == stamp.npos ? std::string_view() : stamp;
-}
+// What a failed step is for the component, but for what the channel knows and for a refusal.
+constexpr struct {
+    PopResult result;
+    ComponentError error;
+    char const* text;
+} failures[] = {
+    {PopResult::line_end_in_credentials, component_authentication,
+     "Authentication failed: a line end in user or password."},
+    {PopResult::unknown_login, component_unknown, "Unknown way to log in."},
+    {PopResult::no_time_stamp, component_authentication, "APOP timestamp not found."},
+    {PopResult::secret_too_long, component_authentication,
+     "Authentication failed: the password is too long."},
+    {PopResult::list_too_long, component_protocol,
+     "The server's list is longer than 1000000 lines or 64 MiB."},
+    {PopResult::unique_id_too_long, component_protocol,
+     "A unique ID of the server is longer than 70 characters."},
+    {PopResult::message_too_long, component_protocol, "The server's text is too long."},
+};
 
-// "NUMBER REST" of a line, the blanks between them gone.
-void Divide(CString const& line, int& number, CString& rest) {
-    number = std::atoi(line);
-    int const blank = line.Find(' ');
-    rest = blank < 0 ? CString() : line.Mid(blank + 1).TrimLeft();
+// "NUMBER REST", the blanks between them gone.
+struct NumberedText {
+    explicit NumberedText(CString const& line) : number(std::atoi(line)) {
+        int const blank = line.Find(' ');
+        if (blank >= 0) rest = line.Mid(blank + 1).TrimLeft();
+    }
+    int number;
+    CString rest;
+};
+
+PopResult CheckUniqueId(CString const& unique_id) {
+    return unique_id.View().size() <= PopListing::longest_unique_id ? PopResult::done
+                                                                    : PopResult::unique_id_too_long;
 }
 
 }  // namespace
 
-class PopsComponent : public MailConversation {
+class PopsComponent : public MailConversation, private PopConversation::Channel {
   public:
     PopsComponent(ComponentDispatcher dispatcher, void* object)
         : MailConversation({pops_event_connection_status, pops_event_error, pops_event_trail,
@@ -52,30 +70,29 @@ class PopsComponent : public MailConversation {
     ComponentFailure Set(int property, ComponentValue const& value);
     POPSValue Get(int property, int index) const;
     ComponentFailure Do(int method, int count, ComponentValue const* arguments);
+    PopFailure const& LastStep() const { return step_; }
 
   private:
     ComponentFailure Connect();
-    ComponentFailure LogIn(CString const& greeting);
-    ComponentFailure Upgrade();
-    ComponentFailure Stat();
-    ComponentFailure List();
-    ComponentFailure ListSizes();
-    template <class Take>
-    ComponentFailure ForEachLine(Take take);
-    ComponentFailure CheckUniqueId(CString const& unique_id);
-    ComponentFailure Fetch(CString const& command);
+    ComponentFailure Speak(int method, ComponentValue const* arguments);
+    ComponentFailure List(PopConversation& pop);
+    ComponentFailure ListSizes(PopConversation& pop);
     ComponentFailure Choose(int number);
     ComponentFailure Quit();
     ComponentFailure Reset();
-    // Sends, and reads the reply; "-ERR" is a failure. `shown` stands in the trail in the command's place.
-    ComponentFailure Command(CString const& line, CString& reply, char const* shown = nullptr);
-    // A reply of one line, whatever it says.
-    ComponentFailure ReadWholeLine(CString& line);
-    ComponentFailure ReadReply(CString& reply);
-    ComponentFailure Command(CString const& line) {
-        CString reply;
-        return Command(line, reply);
+    PopOptions Options() const;
+    // The failure that a step ended with, and where the conversation stands.
+    ComponentFailure FailureOf(PopResult result, PopConversation const& pop);
+    ComponentFailure Told(PopResult result, CString const& reply);
+
+    SocketSupport& Socket() override { return socket_; }
+    // A failed channel has noted and told its failure, and keeps it in lost_.
+    bool SendLine(CString const& line, char const* shown) override {
+        return !(lost_ = MailConversation::SendLine(line, shown));
     }
+    void Received(std::string_view line) override { ShowReceived(CString(line)); }
+    void Lost() override { lost_ = FailBySocket(); }
+    bool Secure() override { return !(lost_ = MailConversation::Secure()); }
 
     const ComponentDispatcher dispatcher_;
     void* const object_;
@@ -83,6 +100,8 @@ class PopsComponent : public MailConversation {
     int count_ = 0;
     std::unordered_map<int, int> sizes_;  // by message number
     CString unique_id_, text_;
+    ComponentFailure lost_;
+    PopFailure step_;
 };
 
 ComponentFailure PopsComponent::Set(int property, ComponentValue const& value) {
@@ -119,7 +138,6 @@ POPSValue PopsComponent::Get(int property, int index) const {
 }
 
 ComponentFailure PopsComponent::Do(int method, int count, ComponentValue const* arguments) {
-    auto const number = [&](int index) { return CString(std::to_string(arguments[index].Number()).c_str()); };
     int const wanted = method == pops_top                                                             ? 2
                        : method == pops_configure || method == pops_retrieve || method == pops_delete ? 1
                                                                                                       : 0;
@@ -132,16 +150,30 @@ ComponentFailure PopsComponent::Do(int method, int count, ComponentValue const* 
         case pops_interrupt: Interrupt(); return component_ok;
         default: break;
     }
-    if (!IsOpen()) return Fail(component_not_connected, "Not connected.");
+    step_ = {};
+    return IsOpen() ? Speak(method, arguments) : Fail(component_not_connected, "Not connected.");
+}
+
+ComponentFailure PopsComponent::Speak(int method, ComponentValue const* arguments) {
+    PopConversation pop(*this);
+    CString wire;
+    PopResult result = PopResult::done;
     switch (method) {
-        case pops_list: return List();
-        case pops_list_sizes: return ListSizes();
-        case pops_retrieve: return Fetch("RETR " + number(0));
-        case pops_top: return Fetch("TOP " + number(0) + " " + number(1));
-        case pops_delete: return Command("DELE " + number(0));
-        case pops_noop: return Command("NOOP");
+        case pops_list: return List(pop);
+        case pops_list_sizes: return ListSizes(pop);
+        case pops_delete: return FailureOf(pop.Delete(arguments[0].Number()), pop);
+        case pops_noop: return FailureOf(pop.Idle(), pop);
+        case pops_retrieve:
+        case pops_top: break;
         default: return Fail(component_unknown, "Unknown method.");
     }
+    text_.Empty();
+    if (method == pops_retrieve)
+        result = pop.Retrieve(arguments[0].Number(), wire);
+    else
+        result = pop.Top(arguments[0].Number(), arguments[1].Number(), wire);
+    if (result == PopResult::done) text_ = DotUnstuffed(wire.View());
+    return FailureOf(result, pop);
 }
 
 ComponentFailure PopsComponent::Reset() {
@@ -154,166 +186,104 @@ ComponentFailure PopsComponent::Reset() {
     sizes_.clear();
     unique_id_.Empty();
     text_.Empty();
+    step_ = {};
     ForgetError();
     return component_ok;
 }
 
 // --- The conversation ---
 
-ComponentFailure PopsComponent::ReadWholeLine(CString& line) {
-    const SocketSupport::WholeReply whole(socket_);
-    return ReadLine(line);
+ComponentFailure PopsComponent::FailureOf(PopResult result, PopConversation const& pop) {
+    step_ = result == PopResult::done ? PopFailure() : pop.Failure();
+    return Told(result, pop.Reply());
 }
 
-ComponentFailure PopsComponent::ReadReply(CString& reply) {
-    if (const ComponentFailure failure = ReadWholeLine(reply)) return failure;
-    return reply.Left(3) == "+OK" ? ComponentFailure() : Fail(component_refused, reply);
+ComponentFailure PopsComponent::Told(PopResult result, CString const& reply) {
+    switch (result) {
+        case PopResult::done: return component_ok;
+        case PopResult::lost: return lost_;
+        case PopResult::refused: return Fail(component_refused, reply);
+        case PopResult::no_upgrade: return Fail(component_no_upgrade, "STLS is not available: " + reply);
+        default: break;
+    }
+    auto const row = std::find_if(std::begin(failures), std::end(failures),
+                                  [=](auto const& known) { return known.result == result; });
+    return row->error == component_protocol ? FailAndClose(row->error, row->text)
+                                            : Fail(row->error, row->text);
 }
 
-ComponentFailure PopsComponent::Command(CString const& line, CString& reply, char const* shown) {
-    if (const ComponentFailure failure = SendLine(line, shown)) return failure;
-    return ReadReply(reply);
+PopOptions PopsComponent::Options() const {
+    PopOptions options;
+    options.upgrade = Upgrades();
+    options.upgrade_if_offered = settings_.security == security_upgrade_if_offered;
+    options.login = auth_ == pops_auth_user   ? PopLogin::password
+                    : auth_ == pops_auth_apop ? PopLogin::apop
+                                              : PopLogin::unknown;
+    options.user = settings_.user;
+    options.password = settings_.password;
+    return options;
 }
 
 ComponentFailure PopsComponent::Connect() {
     count_ = 0;
     sizes_.clear();
+    (step_ = {}).phase = PopPhase::connect;
     if (const ComponentFailure failure = Open()) return failure;
-    CString greeting;
-    ComponentFailure failure = ReadReply(greeting);
-    if (!failure && Upgrades()) failure = Upgrade();
-    if (!failure) failure = LogIn(greeting);
-    if (!failure) failure = Stat();
-    if (failure && IsOpen()) {
+    PopConversation pop(*this, Options());
+    PopResult result = pop.Greet();
+    if (result == PopResult::done) result = pop.LogIn();
+    if (result == PopResult::done) result = pop.Stat();
+    const ComponentFailure failure = FailureOf(result, pop);
+    if (!failure) {
+        count_ = std::clamp(std::atoi(pop.Reply().Mid(behind_status)), 0, PopListing::longest);
+    } else if (IsOpen()) {
         const Quiet quiet(*this);
-        Quit();
+        pop.Quit();
+        Close();
     }
     return failure;
-}
-
-// What a server offers it tells since RFC 2449; one that does not tell offers nothing.
-ComponentFailure PopsComponent::Upgrade() {
-    if (settings_.security == security_upgrade_if_offered) {
-        bool offered = false;
-        const Quiet quiet(*this);
-        const ComponentFailure told = Command("CAPA");
-        if (!told)
-            if (const ComponentFailure failure = ForEachLine([&](CString const& line) {
-                    offered |= line == "STLS";
-                    return ComponentFailure();
-                }))
-                return failure;
-        if (!IsOpen() || !offered) return IsOpen() ? ComponentFailure() : told;
-    }
-    CString reply;
-    if (const ComponentFailure failure = SendLine("STLS")) return failure;
-    if (const ComponentFailure failure = ReadWholeLine(reply)) return failure;
-    if (reply.Left(3) != "+OK") return Fail(component_no_upgrade, "STLS is not available: " + reply);
-    return Secure();
-}
-
-// The lines of a reply up to the closing one, or to the first that `take` finds a failure in.
-template <class Take>
-ComponentFailure PopsComponent::ForEachLine(Take take) {
-    const SocketSupport::WholeReply whole(socket_);
-    PopListing listing;
-    for (CString line;;) {
-        if (const ComponentFailure failure = ReadLine(line)) return failure;
-        if (line == ".") return component_ok;
-        if (!listing.Takes(line.View().size() + line_end.size()))
-            return FailAndClose(component_protocol,
-                                "The server's list is longer than 1000000 lines or 64 MiB.");
-        if (const ComponentFailure failure = take(line)) return failure;
-    }
-}
-
-ComponentFailure PopsComponent::CheckUniqueId(CString const& unique_id) {
-    if (unique_id.View().size() <= PopListing::longest_unique_id) return component_ok;
-    return FailAndClose(component_protocol, "A unique ID of the server is longer than 70 characters.");
-}
-
-// User names and passwords with a line end in them would be commands of their own.
-ComponentFailure PopsComponent::LogIn(CString const& greeting) {
-    if (settings_.user.FindOneOf("\r\n") >= 0 || settings_.password.FindOneOf("\r\n") >= 0)
-        return Fail(component_authentication, "Authentication failed: a line end in user or password.");
-    CString reply;
-    if (auth_ != pops_auth_user && auth_ != pops_auth_apop)
-        return Fail(component_unknown, "Unknown way to log in.");
-    if (auth_ == pops_auth_apop) {
-        const std::string stamp(TimeStampIn(greeting.View()));
-        if (stamp.empty()) return Fail(component_authentication, "APOP timestamp not found.");
-        std::string secret = stamp + std::string(settings_.password.View());
-        const std::string digest = Md5Hex(secret);
-        Wipe(secret);
-        const CString head = "APOP " + settings_.user + " ";
-        return Command(head + digest.c_str(), reply, head + hidden);
-    }
-    if (const ComponentFailure failure = Command("USER " + settings_.user)) return failure;
-    CString line = "PASS " + settings_.password;
-    const ComponentFailure failure = Command(line, reply, CString("PASS ") + hidden);
-    Wipe(line);
-    return failure;
-}
-
-ComponentFailure PopsComponent::Stat() {
-    CString reply;
-    if (const ComponentFailure failure = Command("STAT", reply)) return failure;
-    count_ = std::clamp(std::atoi(reply.Mid(4)), 0, PopListing::longest);
-    return component_ok;
 }
 
 ComponentFailure PopsComponent::Choose(int number) {
+    step_ = {};
     if (!IsOpen()) return Fail(component_not_connected, "Not connected.");
     unique_id_.Empty();
-    const CString text = std::to_string(number).c_str();
-    CString reply, unique_id;
-    int told = 0;
-    if (const ComponentFailure failure = Command("UIDL " + text, reply)) return failure;
-    Divide(reply.Mid(4), told, unique_id);
-    if (const ComponentFailure failure = CheckUniqueId(unique_id)) return failure;
-    unique_id_ = unique_id;
-    return component_ok;
+    PopConversation pop(*this);
+    PopResult result = pop.UniqueId(number);
+    const NumberedText told(pop.Reply().Mid(behind_status));
+    if (result == PopResult::done) result = CheckUniqueId(told.rest);
+    if (result == PopResult::done) unique_id_ = told.rest;
+    return FailureOf(result, pop);
 }
 
-ComponentFailure PopsComponent::List() {
-    if (const ComponentFailure failure = Command("UIDL")) return failure;
-    return ForEachLine([&](CString const& line) {
-        int number = 0;
-        CString unique_id;
-        Divide(line, number, unique_id);
-        if (const ComponentFailure failure = CheckUniqueId(unique_id)) return failure;
-        POPSMessageListEventParams listed{number, unique_id};
+ComponentFailure PopsComponent::List(PopConversation& pop) {
+    PopResult const result = pop.UniqueIds([this](std::string_view line) {
+        const NumberedText told{CString(line)};
+        PopResult const checked = CheckUniqueId(told.rest);
+        if (checked != PopResult::done) return checked;
+        POPSMessageListEventParams listed{told.number, told.rest};
         dispatcher_(object_, pops_event_message_list, &listed);
-        return ComponentFailure();
+        return PopResult::done;
     });
+    return FailureOf(result, pop);
 }
 
-ComponentFailure PopsComponent::ListSizes() {
+ComponentFailure PopsComponent::ListSizes(PopConversation& pop) {
     sizes_.clear();
-    if (const ComponentFailure failure = Command("LIST")) return failure;
-    return ForEachLine([&](CString const& line) {
-        int number = 0;
-        CString size;
-        Divide(line, number, size);
-        sizes_[number] = std::atoi(size);
-        return ComponentFailure();
+    PopResult const result = pop.List([this](std::string_view line) {
+        const NumberedText told{CString(line)};
+        sizes_[told.number] = std::atoi(told.rest);
+        return PopResult::done;
     });
-}
-
-ComponentFailure PopsComponent::Fetch(CString const& command) {
-    text_.Empty();
-    if (const ComponentFailure failure = Command(command)) return failure;
-    CString wire;
-    if (const ComponentFailure failure = ReadText(wire, largest_message)) return failure;
-    text_ = DotUnstuffed(wire.View());
-    return component_ok;
+    return FailureOf(result, pop);
 }
 
 // The server deletes now, so a farewell that fails is a failure.
 ComponentFailure PopsComponent::Quit() {
+    step_ = {};
     if (!IsOpen()) return component_ok;
-    CString reply;
-    const ComponentFailure failure = Command("QUIT", reply);
+    PopConversation pop(*this);
+    const ComponentFailure failure = FailureOf(pop.Quit(), pop);
     Close();
     return failure;
 }
@@ -343,6 +313,8 @@ int POPS_Do(POPSHandle handle, int method, int count, ComponentValue const* argu
 char const* POPS_GetLastError(POPSHandle handle) { return handle->LastErrorText(); }
 
 int POPS_GetLastErrorCode(POPSHandle handle) { return handle->LastFailure().Number(); }
+
+PopFailure const& POPS_GetPopFailure(POPSHandle handle) { return handle->LastStep(); }
 
 int POPS::Dispatch(void* object, int event, void* parameters) {
     auto* const self = static_cast<POPS*>(object);

@@ -159,7 +159,7 @@ ComponentFailure SmtpsComponent::Reset() {
 // --- What the conversation runs over ---
 
 bool SmtpsComponent::SendLine(CString const& line, bool secret) {
-    return Works(MailConversation::SendLine(line, secret ? hidden : nullptr));
+    return Works(MailConversation::SendLine(line, secret ? hidden_secret : nullptr));
 }
 
 bool SmtpsComponent::SendText(CString& text) { return Works(MailConversation::SendText(text)); }

@@ -1,27 +1,24 @@
 #include "tessaly/reception/mail_pop.h"
 
-#include <algorithm>
 #include <cstdlib>
 #include <string>
 #include <string_view>
 
 #include "delivery/socket_error_codes.h"
-#include "protocol/pop_listing.h"
+#include "protocol/pop_conversation.h"
 #include "reception/pop_replies.h"
-#include "tessaly/platform/md5.h"
-#include "tessaly/protocol/mail_dots.h"
+#include "tessaly/platform/socket.h"
 #include "tessaly/protocol/socket_support.h"
+
+using protocol::PopConversation;
+using protocol::PopPhase;
+using protocol::PopResult;
 
 namespace {
 
-constexpr std::string_view line_end = "\r\n";
 constexpr std::string_view positive = "+OK";
-// What is reserved for a message at most before any of it is there.
-constexpr long largest_reservation = 16 * 1024 * 1024;
 
-constexpr int peer_closed = 0;  // no socket error
-
-bool HoldsLineEnd(std::string_view text) { return text.find_first_of(line_end) != text.npos; }
+bool HoldsLineEnd(std::string_view text) { return text.find_first_of("\r\n") != text.npos; }
 
 }  // namespace
 
@@ -127,47 +124,53 @@ int MailPop::Disconnect() {
     return 1;
 }
 
-bool MailPop::ReadLine(CString& line) {
-    line.Empty();
-    int const length = socket_->GetLine(line, 0, 0);
-    if (length > 0) return true;
-    return LineFailure(length == 0 ? peer_closed : platform::GetLastSocketError());
-}
+// --- The conversation ---
 
-bool MailPop::LineFailure(int error) {
-    return error == SocketSupport::line_too_long_error ? TooLong("1行") : SocketFailure(error);
-}
-
-bool MailPop::ReadReply(CString& reply) {
-    const SocketSupport::WholeReply whole(*socket_);
-    return ReadReplyLine(reply);
-}
-
-bool MailPop::ReadReplyLine(CString& line) {
-    socket_->SetLineLimit(reply_limit);
-    bool const read = ReadLine(line);
-    socket_->SetLineLimit(SocketSupport::default_line_limit);
-    return read;
-}
-
-MailPop::Answer MailPop::Ask(CString const& command, CString& reply) {
-    CString wire = command + "\r\n";
-    if (socket_->SendBlock(wire, 0, 0) < 0) {
-        SocketFailure(platform::GetLastSocketError());
-        return Answer::lost;
+class MailPop::Wire : public PopConversation::Channel {
+  public:
+    explicit Wire(MailPop& client, bool reports = true) : client_(client), reports_(reports) {}
+    SocketSupport& Socket() override { return *client_.socket_; }
+    bool SendLine(CString const& line, char const*) override {
+        CString wire = line + "\r\n";
+        if (Socket().SendBlock(wire, 0, 0) >= 0) return true;
+        if (reports_) client_.SocketFailure(platform::GetLastSocketError());
+        return false;
     }
-    if (!ReadReply(reply)) return Answer::lost;
-    return GetResponseStatus(reply, nullptr) ? Answer::positive : Answer::negative;
+    void Lost() override {
+        int const error = platform::GetLastSocketError();
+        if (!reports_) return;
+        if (error == SocketSupport::line_too_long_error)
+            client_.TooLong("1行");
+        else
+            client_.SocketFailure(error);
+    }
+
+  private:
+    MailPop& client_;
+    bool const reports_;
+};
+
+// Whether the step was done; else its number and text are kept, `refusal` for a reply that refuses.
+bool MailPop::Done(PopResult result, PopConversation const& pop, int refusal) {
+    if (result == PopResult::done) return true;
+    failure_ = pop.Failure();
+    switch (result) {
+        case PopResult::lost: return false;
+        case PopResult::no_time_stamp: return Refused(pop_apop_not_supported, pop.Greeting());
+        case PopResult::secret_too_long: return Refused(pop_login_failed, pop.Greeting());
+        case PopResult::list_too_long:
+            return TooLong(failure_.phase == PopPhase::sizes ? "LIST (上限 1000000 行、64 MiB)"
+                                                             : "UIDL (上限 1000000 行、64 MiB)");
+        case PopResult::unique_id_too_long: return TooLong("UIDL の一意な ID (上限 70 文字)");
+        case PopResult::message_too_long: return TooLong("RETR");
+        default: return Refused(refusal, pop.Reply());
+    }
 }
 
-int MailPop::Command(CString const& command, int refusal) {
-    CString reply;
-    Answer const answer = Ask(command, reply);
-    if (answer == Answer::negative) {
-        StripCrLf(reply);
-        error_.SetErr(refusal, static_cast<char const*>(reply));
-    }
-    return answer == Answer::positive ? 1 : 0;
+bool MailPop::Refused(int code, CString reply) {
+    StripCrLf(reply);
+    error_.SetErr(code, static_cast<char const*>(reply));
+    return false;
 }
 
 int MailPop::GetResponseStatus(char const* reply, CStringArray* fields) {
@@ -192,48 +195,34 @@ void MailPop::StripCrLf(CString& text) {
 // --- Login and logout ---
 
 int MailPop::PopLogin(char const* user, char const* password, char const* host, int port, int type) {
+    failure_ = {};
     if (logged_in_) return Fail(pop_already_logged_in);
     if (user || password) {
         const CString wanted_user = user ? CString(user) : user_;
         const CString wanted_password = password ? CString(password) : password_;
         if (!SetUserAccount(wanted_user, wanted_password)) return 0;
     }
-    if (!connected_ && !Connect(host, port, type)) return 0;
-    CString greeting;
-    if (!ReadReply(greeting)) return 0;
-    if (!GetResponseStatus(greeting, nullptr)) return Fail(pop_server_not_ready);
-    if (!Authenticate(greeting)) return 0;
+    if (!connected_ && !Connect(host, port, type)) {
+        failure_.phase = PopPhase::connect;
+        return 0;
+    }
+    protocol::PopOptions options;
+    options.login = type_ == type_apop ? protocol::PopLogin::apop : protocol::PopLogin::password;
+    options.one_at_sign = true;
+    options.user = user_;
+    options.password = password_;
+    Wire wire(*this);
+    PopConversation pop(wire, std::move(options));
+    if (!Done(pop.Greet(), pop, pop_server_not_ready) || !Done(pop.LogIn(), pop, pop_login_failed)) return 0;
     logged_in_ = 1;
     return 1;
-}
-
-int MailPop::Authenticate(CString const& greeting) {
-    if (type_ == type_apop) return Apop(greeting);
-    return Command("USER " + user_, pop_login_failed) && Command("PASS " + password_, pop_login_failed);
-}
-
-int MailPop::Apop(CString const& greeting) {
-    const CString stamp = reception::TimeStampOf(greeting.View());
-    CString shown = greeting;
-    StripCrLf(shown);
-    if (stamp.IsEmpty()) {
-        error_.SetErr(pop_apop_not_supported, static_cast<char const*>(shown));
-        return 0;
-    }
-    char digest[md5_hex_digits + 1];
-    if (!XCMD5Encoder(stamp + password_, digest)) {
-        error_.SetErr(pop_login_failed, static_cast<char const*>(shown));
-        return 0;
-    }
-    return Command("APOP " + user_ + " " + digest, pop_login_failed);
 }
 
 int MailPop::PopLogout() {
     if (!connected_) return Fail(pop_already_disconnected);
     if (logged_in_) {
-        CString wire = "QUIT\r\n", reply;
-        const SocketSupport::WholeReply whole(*socket_);
-        if (socket_->SendBlock(wire, 0, 0) >= 0) socket_->GetLine(reply, 0, 0);
+        Wire silent(*this, false);
+        PopConversation(silent).Quit();
         logged_in_ = 0;
     }
     return Disconnect();
@@ -242,88 +231,55 @@ int MailPop::PopLogout() {
 // --- The mailbox ---
 
 int MailPop::PopListUidl() {
+    failure_ = {};
     if (!logged_in_) return 0;
     uidl_complete_ = 0;
-    CString reply;
-    Answer answer = Ask("STAT", reply);
-    if (answer == Answer::positive) {
-        m_aMailList.RemoveAll();
-        CStringArray fields;
-        GetResponseStatus(reply, &fields);
-        if (std::atoi(fields.GetAt(1)) == 0) return 1;
-        answer = Ask("LIST", reply);
-    }
-    if (answer == Answer::positive && !ReadSizes()) return 0;
-    if (answer != Answer::positive) {
-        StripCrLf(reply);
-        if (answer == Answer::negative) error_.SetErr(pop_list_failed, static_cast<char const*>(reply));
-        return 0;
-    }
-    answer = Ask("UIDL", reply);
-    if (answer == Answer::lost) return 0;
-    if (answer == Answer::negative) {
-        StripCrLf(reply);
-        error_.SetErr(pop_list_failed, static_cast<char const*>(reply));
-        return 1;
-    }
-    uidl_complete_ = ReadUniqueIds();
-    return 1;
-}
-
-template <class Take>
-bool MailPop::ReadList(char const* name, Take const& take) {
-    const SocketSupport::WholeReply whole(*socket_);
-    protocol::PopListing listing;
-    for (CString line; ReadReplyLine(line);) {
-        if (line.View() != reception::closing_line && !listing.Takes(line.View().size())) {
-            const CString what = CString(name) + " (上限 1000000 行、64 MiB)";
-            return TooLong(what);
-        }
-        switch (take(line)) {
-            case reception::ListStep::more: break;
-            case reception::ListStep::end: return true;
-            case reception::ListStep::bad_unique_id: return TooLong("UIDL の一意な ID (上限 70 文字)");
-        }
-    }
-    return false;
-}
-
-bool MailPop::ReadSizes() {
-    return ReadList("LIST", [&](CString const& line) { return reception::TakeSizeLine(line, m_aMailList); });
-}
-
-bool MailPop::ReadUniqueIds() {
+    Wire wire(*this);
+    PopConversation pop(wire);
+    if (!Done(pop.Stat(), pop, pop_list_failed)) return 0;
+    m_aMailList.RemoveAll();
+    CStringArray fields;
+    GetResponseStatus(pop.Reply(), &fields);
+    if (std::atoi(fields.GetAt(1)) == 0) return 1;
+    PopResult const listed = pop.List([this](std::string_view line) {
+        reception::TakeSizeLine(line, m_aMailList);
+        return PopResult::done;
+    });
+    if (!Done(listed, pop, pop_list_failed)) return 0;
     reception::UniqueIdReader reader(m_aMailList);
-    return ReadList("UIDL", [&](CString const& line) { return reader.Take(line); });
+    PopResult const identified = pop.UniqueIds([&](std::string_view line) {
+        return reader.Take(line) ? PopResult::done : PopResult::unique_id_too_long;
+    });
+    uidl_complete_ = Done(identified, pop, pop_list_failed);
+    bool const answered = identified != PopResult::lost || !pop.Reply().IsEmpty();
+    return answered;
 }
 
 bool MailPop::KnowsRow(unsigned long index) const {
     return logged_in_ && index < static_cast<unsigned long>(m_aMailList.GetSize());
 }
 
-static CString NumberOf(PopMailInfo const& mail) {
-    CString text;
-    text.Format("%ld", mail.Number);
-    return text;
-}
-
 int MailPop::PopRetr(unsigned long index) {
+    failure_ = {};
     if (!KnowsRow(index)) return 0;
     PopMailInfo const& mail = m_aMailList[static_cast<int>(index)];
-    if (!Command("RETR " + NumberOf(mail), pop_body_failed)) return 0;
-    m_strMailText.Empty();
-    if (mail.Size > 0) m_strMailText.Reserve(static_cast<int>(std::min(mail.Size, largest_reservation)));
-    switch (protocol::ReadDotText(*socket_, message_limit, m_strMailText)) {
-        case protocol::DotText::complete: return 1;
-        case protocol::DotText::too_long: return TooLong("RETR");
-        case protocol::DotText::lost: break;
-    }
-    return LineFailure(platform::GetLastSocketError());
+    Wire wire(*this);
+    PopConversation pop(wire);
+    return Done(pop.Retrieve(mail.Number, m_strMailText, mail.Size), pop, pop_body_failed);
 }
 
 int MailPop::PopDelete(unsigned long index) {
+    failure_ = {};
     if (!KnowsRow(index)) return 0;
-    return Command("DELE " + NumberOf(m_aMailList[static_cast<int>(index)]), pop_delete_failed);
+    Wire wire(*this);
+    PopConversation pop(wire);
+    return Done(pop.Delete(m_aMailList[static_cast<int>(index)].Number), pop, pop_delete_failed);
 }
 
-int MailPop::PopReset() { return logged_in_ ? Command("RSET", pop_reset_failed) : 0; }
+int MailPop::PopReset() {
+    failure_ = {};
+    if (!logged_in_) return 0;
+    Wire wire(*this);
+    PopConversation pop(wire);
+    return Done(pop.Reset(), pop, pop_reset_failed);
+}

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -11,6 +12,7 @@
 inline constexpr int md5_digest_bytes = 16;
 inline constexpr int md5_block_bytes = 64;
 inline constexpr int md5_hex_digits = 32;
+inline constexpr std::size_t md5_longest_text = 0x1FFFFFBF;  // bytes of a text for XCMD5Encoder
 
 struct MD5Context {
     unsigned long state[4];  // 32 bits used of each
@@ -33,7 +35,7 @@ TESSALY_API void hmac_md5(unsigned char* text, int textLength, unsigned char* ke
                           unsigned char* digest);
 
 // The MD5 of a text as 32 lower-case hexadecimal digits and a NUL in `out`. Result: 1; 0, with `out`
-// untouched, for a text of more than 0x1FFFFFBF bytes and for a null one.
+// untouched, for a text of more than md5_longest_text bytes and for a null one.
 TESSALY_API int XCMD5Encoder(char const* text, char* out);
 
 namespace platform {

@@ -27,7 +27,9 @@ struct ErrorEvent {
     char const* description;
 };
 enum TrailDirection : int { trail_sent = 0, trail_received = 1, trail_information = 2 };
-// A line of the conversation. Secrets stand in it as asterisks; a message's text is not among the lines.
+// What stands in a line in place of a secret.
+inline constexpr char const* hidden_secret = "********";
+// A line of the conversation. A message's text is not among the lines.
 struct PITrailEvent {
     int direction;
     char const* message;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "tessaly/protocol/mail_component.h"
+#include "tessaly/protocol/pop_failure.h"
 
 // The component that fetches mail over POP3 (RFC 1939), plain or secured by TLS (RFC 2595, RFC 8314).
 
@@ -86,6 +87,9 @@ TESSALY_API int POPS_Do(POPSHandle handle, int method, int count, platform::Comp
 // Of the last failure. The text lasts until the next call.
 TESSALY_API char const* POPS_GetLastError(POPSHandle handle);
 TESSALY_API int POPS_GetLastErrorCode(POPSHandle handle);
+// Where the last method that speaks to the server, or the choosing of a message, failed, and by which reply.
+// It lasts until the next call.
+TESSALY_API protocol::PopFailure const& POPS_GetPopFailure(POPSHandle handle);
 
 // The component as a class, whose events are operations for a derived class.
 class TESSALY_API POPS {

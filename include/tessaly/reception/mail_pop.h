@@ -5,9 +5,14 @@
 #include "tessaly/platform/containers.h"
 #include "tessaly/platform/cstring.h"
 #include "tessaly/platform/export.h"
+#include "tessaly/protocol/pop_failure.h"
 #include "tessaly/storage/err_msg.h"
 
 class SocketSupport;
+namespace protocol {
+class PopConversation;
+enum class PopResult;
+}  // namespace protocol
 
 // One message of the mailbox.
 struct PopMailInfo {
@@ -23,8 +28,8 @@ struct PopMailInfo {
 //
 // An object and its socket belong to the thread that calls them. There is no log.
 //
-// What a server may not do: a line longer than 64 MiB, a message above message_limit, a list of more than
-// 1,000,000 lines or 64 MiB, a unique ID of more than 70 characters and a reply line above reply_limit end
+// What a server may not do: a line longer than 64 MiB, a message above 1 GiB, a list of more than
+// 1,000,000 lines or 64 MiB, a unique ID of more than 70 characters and a reply line above 64 KiB end
 // the operation and the connection like a lost one, with a text of their own. A reply that takes too long as
 // a whole is a passed time limit (SocketSupport::WholeReply). The number that STAT tells is not trusted: the
 // rows are those that LIST sends. Numbers and sizes that are none count as 0. A user name or password with a
@@ -36,8 +41,6 @@ class TESSALY_API MailPop {
   public:
     enum Type : int { type_user_pass = 0, type_apop = 1 };
     static constexpr int default_port = 110;
-    static constexpr int reply_limit = 64 * 1024;             // bytes
-    static constexpr int message_limit = 1024 * 1024 * 1024;  // bytes
 
     // The message that PopRetr fetched: line ends CR LF, the closing line "." at its end, doubled dots as
     // they came. And the mailbox as PopListUidl found it.
@@ -79,6 +82,10 @@ class TESSALY_API MailPop {
     char const* GetPassword() const { return password_; }
     int GetMailNumber() const { return m_aMailList.GetSize(); }
     CErrMsg& GetErrMsg() { return error_; }
+    // Where the last operation that speaks to the server failed, and by which reply: the same failure as
+    // data. Its step is PopPhase::none where no server was asked, and where the operation succeeded; a list
+    // without its unique IDs is a success whose failure stands here.
+    protocol::PopFailure const& GetFailure() const { return failure_; }
 
     // Time limits in milliseconds, 0 for none: of each wait on the connected socket, and of connecting. The
     // setters return the value.
@@ -101,27 +108,15 @@ class TESSALY_API MailPop {
     int Disconnect();
 
   private:
-    // What became of a command: the server's word, or none.
-    enum class Answer { positive, negative, lost };
+    class Wire;  // what the conversation runs over
 
     bool Fail(int code);
     bool SocketFailure(int kind);
     bool TooLong(char const* what);
-    bool ReadLine(CString& line);
-    bool LineFailure(int socket_error);
-    bool ReadReply(CString& reply);
-    bool ReadReplyLine(CString& line);
-    Answer Ask(CString const& command, CString& reply);
-    // The same with a refusal left as `refusal` and the reply. Result: 1 or 0.
-    int Command(CString const& command, int refusal);
+    bool Refused(int code, CString reply);
+    bool Done(protocol::PopResult result, protocol::PopConversation const& pop, int refusal);
     int OpenSocket();
-    int Authenticate(CString const& greeting);
-    int Apop(CString const& greeting);
     bool KnowsRow(unsigned long index) const;
-    template <class Take>
-    bool ReadList(char const* name, Take const& take);
-    bool ReadSizes();
-    bool ReadUniqueIds();
 
     std::unique_ptr<SocketSupport> socket_;
     CString host_;
@@ -135,4 +130,5 @@ class TESSALY_API MailPop {
     unsigned int timeout_ms_ = 0;
     unsigned int connect_timeout_ms_ = 0;
     CErrMsg error_;
+    protocol::PopFailure failure_;
 };
