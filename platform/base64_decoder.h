@@ -6,6 +6,8 @@
 #include <string>
 #include <string_view>
 
+#include "tessaly/platform/export.h"
+
 // The decoding side of Base64: what one group of four characters gives. The decoders differ only in what they
 // do with a group that is not four characters of the alphabet.
 namespace platform {
@@ -63,6 +65,6 @@ std::size_t DecodeBase64Body(std::string_view in, char* out) noexcept;
 // ends inside a group, or more than `most` bytes.
 int DecodeBase64Strictly(std::string_view in, char* out, std::size_t most) noexcept;
 // The same as a text, with blanks and tabs around it left out; false for a text that is not in Base64.
-bool FromBase64(std::string_view base64, std::string& bytes);
+TESSALY_API bool FromBase64(std::string_view base64, std::string& bytes);
 
 }  // namespace platform

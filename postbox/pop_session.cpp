@@ -6,7 +6,7 @@
 #include <fstream>
 #include <iterator>
 
-#include "tessaly/storage.h"
+#include "tessaly/platform/md5.h"
 
 namespace fs = std::filesystem;
 
@@ -59,8 +59,7 @@ std::string PopSession::LogIn(std::string_view command, std::string_view argumen
         return Admit(rules_.user.empty() || (user_ == rules_.user && argument == rules_.password));
     if (command != "APOP") return "-ERR log in first\r\n";
     const std::size_t blank = std::min(argument.find(' '), argument.size());
-    char digest[md5_hex_digits + 1] = {};
-    XCMD5Encoder((challenge_ + rules_.password).c_str(), digest);
+    const std::string digest = platform::Md5Hex(challenge_ + rules_.password);
     return Admit(rules_.user.empty() || (argument.substr(0, blank) == rules_.user &&
                                          argument.substr(std::min(blank + 1, argument.size())) == digest));
 }

@@ -7,8 +7,9 @@
 #include <optional>
 #include <utility>
 
-#include "tessaly/mime.h"
-#include "tessaly/storage.h"
+#include "platform/base64_decoder.h"
+#include "tessaly/platform/base64_codec.h"
+#include "tessaly/platform/md5.h"
 
 namespace postbox {
 namespace {
@@ -17,7 +18,6 @@ constexpr char const* accepted = "250 2.0.0 OK\r\n";
 constexpr char const* bad_order = "503 5.5.1 Bad sequence of commands\r\n";
 constexpr char const* bad_arguments = "501 5.5.4 Syntax error in arguments\r\n";
 constexpr char const* auth_refused = "535 5.7.8 Authentication credentials invalid\r\n";
-constexpr std::size_t digest_size = 16;
 
 char Lowered(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c; }
 
@@ -30,24 +30,6 @@ std::string_view Trimmed(std::string_view text) {
     while (!text.empty() && (text.front() == ' ' || text.front() == '\t')) text.remove_prefix(1);
     while (!text.empty() && (text.back() == ' ' || text.back() == '\t')) text.remove_suffix(1);
     return text;
-}
-
-std::string Encoded(std::string_view text) {
-    std::string out(text.size() * 2 + 8, '\0');
-    base64encoding(reinterpret_cast<unsigned char*>(out.data()),
-                   reinterpret_cast<unsigned char const*>(text.data()), static_cast<int>(text.size()), -1);
-    out.resize(out.find('\0'));
-    return out;
-}
-
-// Nothing for text that is no Base64.
-std::optional<std::string> Decoded(std::string_view text) {
-    const std::string in(text);
-    std::string out(in.size() + 8, '\0');
-    int const length = base64decoding(out.data(), in.c_str(), static_cast<int>(out.size()));
-    if (length < 0) return {};
-    out.resize(static_cast<std::size_t>(length));
-    return out;
 }
 
 // "<a@b>" at the start; `rest` gets what stands behind it.
@@ -177,7 +159,7 @@ std::string SmtpSession::Auth(std::string_view arguments) {
     };
     if (is("CRAM-MD5")) {
         state_ = State::cram_md5;
-        return "334 " + Encoded(challenge_) + "\r\n";
+        return "334 " + platform::Base64Of(challenge_) + "\r\n";
     }
     if (is("PLAIN")) {
         if (!initial.empty()) return Plain(initial);
@@ -187,15 +169,16 @@ std::string SmtpSession::Auth(std::string_view arguments) {
     if (!is("LOGIN")) return "504 5.5.4 Unrecognized authentication type\r\n";
     state_ = State::login_user;
     if (!initial.empty()) return AuthAnswer(initial);
-    return "334 " + Encoded("Username:") + "\r\n";
+    return "334 " + platform::Base64Of("Username:") + "\r\n";
 }
 
 std::string SmtpSession::Plain(std::string_view encoded) {
-    auto const answer = Decoded(encoded);
-    const std::size_t first = answer ? answer->find('\0') : std::string::npos;
-    const std::size_t second = first == std::string::npos ? first : answer->find('\0', first + 1);
-    if (second == std::string::npos) return Admit(false);
-    return Admit(Right(answer->substr(first + 1, second - first - 1), answer->substr(second + 1)));
+    std::string answer;
+    if (!platform::FromBase64(encoded, answer)) return Admit(false);
+    const std::size_t first = answer.find('\0');
+    const std::size_t second = first == answer.npos ? first : answer.find('\0', first + 1);
+    if (second == answer.npos) return Admit(false);
+    return Admit(Right(answer.substr(first + 1, second - first - 1), answer.substr(second + 1)));
 }
 
 std::string SmtpSession::AuthAnswer(std::string_view line) {
@@ -204,30 +187,20 @@ std::string SmtpSession::AuthAnswer(std::string_view line) {
         return "501 5.7.0 Authentication cancelled\r\n";
     }
     if (state_ == State::plain) return Plain(line);
-    auto const answer = Decoded(line);
-    if (!answer) return Admit(false);
+    std::string answer;
+    if (!platform::FromBase64(line, answer)) return Admit(false);
     if (state_ == State::login_user) {
-        login_user_ = *answer;
+        login_user_ = answer;
         state_ = State::login_password;
-        return "334 " + Encoded("Password:") + "\r\n";
+        return "334 " + platform::Base64Of("Password:") + "\r\n";
     }
-    if (state_ == State::login_password) return Admit(Right(login_user_, *answer));
+    if (state_ == State::login_password) return Admit(Right(login_user_, answer));
 
-    const std::size_t blank = answer->rfind(' ');
-    if (blank == std::string::npos) return Admit(false);
-    const std::string user = answer->substr(0, blank), digits = answer->substr(blank + 1);
-    if (rules_.user.empty()) return Admit(!user.empty() && digits.size() == 2 * digest_size);
-    unsigned char digest[digest_size];
-    std::string text = challenge_, key = rules_.password;
-    hmac_md5(reinterpret_cast<unsigned char*>(text.data()), static_cast<int>(text.size()),
-             reinterpret_cast<unsigned char*>(key.data()), static_cast<int>(key.size()), digest);
-    std::string wanted;
-    for (unsigned char const byte : digest) {
-        char two[3];
-        std::snprintf(two, sizeof two, "%02x", static_cast<unsigned>(byte));
-        wanted += two;
-    }
-    return Admit(user == rules_.user && digits == wanted);
+    const std::size_t blank = answer.rfind(' ');
+    if (blank == answer.npos) return Admit(false);
+    const std::string user = answer.substr(0, blank), digits = answer.substr(blank + 1);
+    if (rules_.user.empty()) return Admit(!user.empty() && digits.size() == md5_hex_digits);
+    return Admit(user == rules_.user && digits == platform::HmacMd5Hex(rules_.password, challenge_));
 }
 
 std::string SmtpSession::Mail(std::string_view arguments) {

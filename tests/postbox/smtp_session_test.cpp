@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "tessaly/mime.h"
+#include "tessaly/platform/base64_codec.h"
 
 namespace {
 
@@ -21,13 +21,6 @@ class SmtpSessionTest : public testing::Test {
             EXPECT_TRUE(reply.starts_with(exchange.reply) && reply.empty() == exchange.reply.empty())
                 << exchange.line << "\n-> " << reply;
         }
-    }
-    static std::string Base64(std::string const& text) {
-        std::string out(text.size() * 2 + 8, '\0');
-        base64encoding(reinterpret_cast<unsigned char*>(out.data()),
-                       reinterpret_cast<unsigned char const*>(text.data()), static_cast<int>(text.size()),
-                       -1);
-        return out.substr(0, out.find('\0'));
     }
 
     postbox::PostboxRules rules_;
@@ -148,7 +141,7 @@ TEST_F(SmtpSessionTest, ThreeWaysToAuthenticate) {
     rules_.password = "tanstaaftanstaaf";
     const std::string prompt = "334 PDE4OTYuNjk3MTcwOTUyQHBvc3RvZmZpY2UucmVzdG9uLm1jaS5uZXQ+\r\n";
     const std::string right = "dGltIGI5MTNhNjAyYzdlZGE3YTQ5NWI0ZTZlNzMzNGQzODkw";  // RFC 2195 2
-    const std::string plain = Base64(std::string("\0tim\0tanstaaftanstaaf", 21));
+    const std::string plain = platform::Base64Of(std::string("\0tim\0tanstaaftanstaaf", 21));
     struct Row {
         std::vector<Exchange> exchanges;
         bool admitted;
@@ -156,19 +149,20 @@ TEST_F(SmtpSessionTest, ThreeWaysToAuthenticate) {
     const Row rows[] = {
         {{{"AUTH CRAM-MD5", prompt}, {right, "235"}}, true},
         {{{"auth cram-md5", prompt}, {right, "235"}}, true},
-        {{{"AUTH CRAM-MD5", prompt}, {Base64("tim b913a602c7eda7a495b4e6e7334d3891"), "535"}}, false},
-        {{{"AUTH CRAM-MD5", prompt}, {Base64("b913a602c7eda7a495b4e6e7334d3890"), "535"}}, false},
+        {{{"AUTH CRAM-MD5", prompt}, {platform::Base64Of("tim b913a602c7eda7a495b4e6e7334d3891"), "535"}},
+         false},
+        {{{"AUTH CRAM-MD5", prompt}, {platform::Base64Of("b913a602c7eda7a495b4e6e7334d3890"), "535"}}, false},
         {{{"AUTH CRAM-MD5", prompt}, {"*", "501"}}, false},
         {{{"AUTH LOGIN", "334 VXNlcm5hbWU6\r\n"},
-          {Base64("tim"), "334 UGFzc3dvcmQ6\r\n"},
-          {Base64("tanstaaftanstaaf"), "235"}},
+          {platform::Base64Of("tim"), "334 UGFzc3dvcmQ6\r\n"},
+          {platform::Base64Of("tanstaaftanstaaf"), "235"}},
          true},
-        {{{"AUTH LOGIN", "334"}, {Base64("tim"), "334"}, {"", "535"}}, false},
-        {{{"AUTH LOGIN", "334"}, {"!!!!", "535"}, {Base64("x"), "500"}}, false},
+        {{{"AUTH LOGIN", "334"}, {platform::Base64Of("tim"), "334"}, {"", "535"}}, false},
+        {{{"AUTH LOGIN", "334"}, {"!!!!", "535"}, {platform::Base64Of("x"), "500"}}, false},
         {{{"AUTH PLAIN " + plain, "235"}}, true},
         {{{"AUTH PLAIN", "334 \r\n"}, {plain, "235"}}, true},
-        {{{"AUTH PLAIN " + Base64("tim"), "535"}}, false},
-        {{{"AUTH PLAIN " + Base64(std::string("\0tim", 4)), "535"}}, false},
+        {{{"AUTH PLAIN " + platform::Base64Of("tim"), "535"}}, false},
+        {{{"AUTH PLAIN " + platform::Base64Of(std::string("\0tim", 4)), "535"}}, false},
         {{{"AUTH PLAIN =", "535"}}, false},
         {{{"AUTH", "504"}}, false},
         {{{"AUTH GSSAPI", "504"}}, false},

@@ -42,6 +42,13 @@ def allowed_engine_rooms(root):
             for name, depends in re.findall(r"^tessaly_engine_room\((\w+)([^)]*)\)", text, re.M)}
 
 
+def linked(cmake, target):
+    """What the text of a CMakeLists.txt links to a target, and whose include folders it gives it."""
+    words = {word for listed in re.findall(r"target_link_libraries\(%s\s([^)]*)\)" % target, cmake) for word in listed.split()}
+    folders = [listed for listed in re.findall(r"target_include_directories\(%s\s([^)]*)\)" % target, cmake)]
+    return words - {"PRIVATE", "PUBLIC"}, set(re.findall(r"rooms/(\w+)", " ".join(folders)))
+
+
 def circle(arrows):
     """Nodes of a circle among arrows {from: {to, ...}}, empty if there is none."""
     left = {node: targets - {node} for node, targets in arrows.items()}
@@ -82,7 +89,7 @@ def allowed(root, rooms, engine, file, included):
             return name not in NOT_FOR_THE_ENGINE and not name.startswith("CLI/")
         return first == "tessaly" or (first == "engine" and name.split("/")[1] in engine.get(part[1], set()))
     if part[0] == "postbox":
-        return included[0] == "<" or first in {"postbox", "tessaly"}
+        return included[0] == "<" or room in {"platform", "postbox", "protocol"}
     if part[0] == "cli":
         return included[0] == "<" or first in {"cli", "engine", "postbox", "tessaly"}
     if included[0] == "<":
@@ -108,6 +115,12 @@ class HouseRules(unittest.TestCase):
         self.assertEqual(allowed_engine_rooms(ROOT).keys(), folders)
         self.assertEqual(circle(allowed_engine_rooms(ROOT)), [])
 
+    def test_the_post_box_is_built_without_the_library(self):
+        cmake = (ROOT / "postbox/CMakeLists.txt").read_text()
+        self.assertEqual(linked(cmake, "tessaly_postbox"),
+                         ({"tessaly_flags", "OpenSSL::SSL", "Threads::Threads"}, {"postbox", "protocol", "platform"}))
+        self.assertIn("tessaly", linked(cmake + "\ntarget_link_libraries(tessaly_postbox PUBLIC tessaly)", "tessaly_postbox")[0])
+
     def test_a_wrong_arrow_is_seen(self):
         wrong = {"platform/a.cpp": ['"storage/my_db.h"', '"tessaly/text.h"', '"protocol/smtps.h"'],
                  "protocol/a.cpp": ["<openssl/ssl.h>", "<unistd.h>", "<chrono>", '"storage/my_db.h"', '"tessaly/text.h"'],
@@ -120,7 +133,7 @@ class HouseRules(unittest.TestCase):
                  "include/tessaly/platform/a.h": ['"tessaly/text/width.h"'],
                  "engine/mails/a.cpp": ["<iostream>", "<CLI/CLI.hpp>", '"engine/sending/mailing.h"', '"cli/terminal.h"',
                                         '"storage/my_db.h"', '"platform/cstring.h"', '"missing.h"'],
-                 "postbox/a.cpp": ['"engine/base/failure.h"', '"cli/terminal.h"'],
+                 "postbox/a.cpp": ['"engine/base/failure.h"', '"cli/terminal.h"', '"tessaly/mime.h"', '"tessaly/mime/base64.h"', '"storage/my_db.h"'],
                  "cli/a.cpp": ['"storage/my_db.h"', '"platform/cstring.h"', '"../src/storage/my_db.h"', '"missing.h"']}
         right = {"platform/posix/b.cpp": ["<unistd.h>", '"platform/file.h"'],
                  "protocol/b.h": ["<string>", '"platform/file.h"', '"protocol/smtps.h"'],
@@ -129,6 +142,7 @@ class HouseRules(unittest.TestCase):
                  "include/tessaly/customers/b.h": ["<string>", '"tessaly/platform/cstring.h"', '"tessaly/text/width.h"'],
                  "src/extract/b.h": ['"tessaly/customers/one_customer.h"', '"extract/extract_action.h"'],
                  "engine/sending/b.cpp": ["<thread>", '"engine/mails/draft.h"', '"tessaly/text.h"'],
+                 "postbox/b.cpp": ["<openssl/ssl.h>", '"platform/file.h"', '"tessaly/platform/md5.h"', '"protocol/mail_dots.h"', '"postbox/b.h"'],
                  "cli/b.cpp": ["<unistd.h>", "<CLI/CLI.hpp>", '"cli/b.h"', '"engine/mails/draft.h"', '"tessaly/text.h"']}
         with tempfile.TemporaryDirectory() as scratch:
             root = pathlib.Path(scratch)

@@ -4,6 +4,8 @@
 #include <string>
 #include <string_view>
 
+#include "tessaly/platform/export.h"
+
 // The one Base64 encoder of the house (RFC 4648). Everything that writes Base64, whatever its alphabet, line
 // form or tail, is built on it. Free of state; any number of threads may use it at once.
 namespace platform {
@@ -17,6 +19,6 @@ constexpr std::size_t Base64EncodedSize(std::size_t size) noexcept { return (siz
 std::size_t Base64Encode(unsigned char const* in, std::size_t size, char* out,
                          char const* alphabet = nullptr) noexcept;
 // The same as a text, in the standard alphabet.
-std::string Base64Of(std::string_view bytes);
+TESSALY_API std::string Base64Of(std::string_view bytes);
 
 }  // namespace platform

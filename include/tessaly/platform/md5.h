@@ -41,7 +41,7 @@ TESSALY_API int XCMD5Encoder(char const* text, char* out);
 namespace platform {
 
 // In small hexadecimal digits.
-std::string Md5Hex(std::string_view text);
-std::string HmacMd5Hex(std::string_view key, std::string_view text);
+TESSALY_API std::string Md5Hex(std::string_view text);
+TESSALY_API std::string HmacMd5Hex(std::string_view key, std::string_view text);
 
 }  // namespace platform
