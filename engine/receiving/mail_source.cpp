@@ -82,9 +82,15 @@ bool MboxSource::Next(ReceivedMail& mail, std::function<bool(std::string const&)
 
 namespace {
 
-constexpr char const* no_login = "受信サーバーにログインできません。\n";
-constexpr char const* not_fetched = "メールを受信できませんでした。\n";
-constexpr char const* not_deleted = "サーバーからメールを消せませんでした。\n";
+// What the step that failed means to the user.
+char const* SentenceOf(protocol::PopPhase phase) {
+    switch (phase) {
+        case protocol::PopPhase::message: return "メールを受信できませんでした。\n";
+        case protocol::PopPhase::deletion:
+        case protocol::PopPhase::quit: return "サーバーからメールを消せませんでした。\n";
+        default: return "受信サーバーにログインできません。\n";
+    }
+}
 
 // A mailbox as a list of messages, some with a unique ID.
 class PopSource : public MailSource {
@@ -107,7 +113,19 @@ class PopSource : public MailSource {
     }
     void KeepLast() override { removable_.pop_back(); }
 
+  protected:
+    // Throws Failure for what was not done. A server that gives no unique IDs still gives its mails by their
+    // numbers.
+    void Require(bool done) {
+        protocol::PopFailure const& failure = LastFailure();
+        if (!done && !failure.IsRefusalAt(protocol::PopPhase::unique_ids))
+            throw Failure(Failure::server_failed, SentenceOf(failure.phase) + Reason());
+    }
+
   private:
+    // Of the client.
+    virtual protocol::PopFailure const& LastFailure() const = 0;
+    virtual std::string Reason() = 0;
     virtual int Count() const = 0;
     virtual CString UniqueId(int row) const = 0;
     // Throw Failure.
@@ -124,49 +142,44 @@ class PlainPopSource : public PopSource {
         client_.SetTimeOutTime(mailbox.timeout_milliseconds);
         client_.SetTimeOutTimeBeforeConnect(mailbox.timeout_milliseconds);
         Require(client_.PopLogin(mailbox.user, mailbox.password, mailbox.host, mailbox.port,
-                                 mailbox.apop ? MailPop::type_apop : MailPop::type_user_pass) &&
-                    client_.PopListUidl(),
-                no_login);
+                                 mailbox.apop ? MailPop::type_apop : MailPop::type_user_pass));
+        // A list that broke off is no list without unique IDs.
+        Require(client_.PopListUidl() && client_.GetFailure().phase == protocol::PopPhase::none);
     }
     void End() override { client_.PopLogout(); }
 
   private:
-    void Require(bool done, char const* otherwise) {
-        if (!done) throw Failure(Failure::server_failed, otherwise + OnOneLine(TextOf(client_.GetErrMsg())));
-    }
+    protocol::PopFailure const& LastFailure() const override { return client_.GetFailure(); }
+    std::string Reason() override { return OnOneLine(TextOf(client_.GetErrMsg())); }
     int Count() const override { return client_.GetMailNumber(); }
     CString UniqueId(int row) const override { return client_.m_aMailList[row].Uidl; }
     CString Fetch(int row) override {
-        Require(client_.PopRetr(static_cast<unsigned long>(row)), not_fetched);
+        Require(client_.PopRetr(static_cast<unsigned long>(row)));
         return protocol::DotUnstuffed(client_.m_strMailText.View());
     }
-    void Delete(int row) override {
-        Require(client_.PopDelete(static_cast<unsigned long>(row)), not_deleted);
-    }
+    void Delete(int row) override { Require(client_.PopDelete(static_cast<unsigned long>(row))); }
 
     MailPop client_;
 };
 
-// A server that gives no unique IDs still gives its mails by their numbers.
 class SecurePopSource : public PopSource {
   public:
     SecurePopSource(MailboxSettings const& mailbox, Handshake* shown) {
         client_.Prepare(mailbox);
-        int const connected = client_.Do(pops_connect);
+        bool const connected = Does(pops_connect);
         if (shown) *shown = client_.LastHandshake();
-        Require(connected, no_login);
+        Require(connected);
         count_ = POPS_Get(client_.Handle(), pops_count, 0, nullptr).Number();
-        if (int const error = count_ > 0 ? client_.Do(pops_list) : 0; error != platform::component_refused)
-            Require(error, no_login);
+        if (count_ > 0) Require(Does(pops_list));
         if (!client_.Numbers().empty()) count_ = static_cast<int>(client_.Numbers().size());
     }
-    void End() override { Require(client_.Do(pops_disconnect), not_deleted); }
+    void End() override { Require(Does(pops_disconnect)); }
 
   private:
-    void Require(int error, char const* otherwise) {
-        if (error != platform::component_ok)
-            throw Failure(Failure::server_failed, otherwise + client_.Reason());
-    }
+    bool Does(int method) { return client_.Do(method) == platform::component_ok; }
+    bool Does(int method, int number) { return client_.Do(method, number) == platform::component_ok; }
+    protocol::PopFailure const& LastFailure() const override { return client_.GetFailure(); }
+    std::string Reason() override { return client_.Reason(); }
     int Count() const override { return count_; }
     int Number(int row) const {
         return client_.Numbers().empty() ? row + 1 : client_.Numbers()[static_cast<std::size_t>(row)];
@@ -175,10 +188,10 @@ class SecurePopSource : public PopSource {
         return client_.Numbers().empty() ? CString() : client_.GetUIDs().GetAt(row);
     }
     CString Fetch(int row) override {
-        Require(client_.Do(pops_retrieve, Number(row)), not_fetched);
+        Require(Does(pops_retrieve, Number(row)));
         return POPS_Get(client_.Handle(), pops_text, 0, nullptr).Text();
     }
-    void Delete(int row) override { Require(client_.Do(pops_delete, Number(row)), not_deleted); }
+    void Delete(int row) override { Require(Does(pops_delete, Number(row))); }
 
     SecureReceiver client_;
     int count_ = 0;

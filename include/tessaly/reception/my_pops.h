@@ -43,6 +43,8 @@ class TESSALY_API CMyPOPS : public POPS {
     CString GetErrorMessage() const { return watch_.Message(); }
     // The sentence for the component's last failure; its own text where there is none.
     CString GetLastErrorInJapanese();
+    // The same failure as data: the step in which the last call failed, and the reply that refused it.
+    protocol::PopFailure const& GetFailure() const { return POPS_GetPopFailure(m_hHandle); }
 
     int FireConnectionStatus(POPSConnectionStatusEventParams* parameters) override;
     int FireError(POPSErrorEventParams* parameters) override;
