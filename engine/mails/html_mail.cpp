@@ -81,16 +81,6 @@ CString Converted(MimeFormatStruct part) {
     return text;
 }
 
-// Merged values can make a line of the text longer than a mail server takes (RFC 5321 4.5.3.1.6).
-bool HasLongLine(std::string_view text) {
-    constexpr std::size_t longest = 998;
-    for (std::size_t at = 0, end; at < text.size(); at = end + 1) {
-        end = std::min(text.find('\n', at), text.size());
-        if (end - at > longest) return true;
-    }
-    return false;
-}
-
 std::string DataAddress(MimeFormatStruct const& part) {
     std::string base64(part.m_strBody.View());
     std::erase_if(base64, [](char c) { return c == '\r' || c == '\n'; });
@@ -158,22 +148,34 @@ CString HtmlIn(CMimeAnalyze const& parts) {
     return Converted(part);
 }
 
-MimeMail MergeInto(CMimeAnalyze& parts, OneCustomer const& customer) {
-    OneCustomer mailable = customer;
-    for (CString OneCustomer::*const text : customer_texts)
-        if (!(mailable.*text).IsEmpty()) mailable.*text = CrLfConverter(Mailable(mailable.*text, false));
+bool HasLongLine(std::string_view text) {
+    constexpr std::size_t longest = 998;
+    for (std::size_t at = 0, end; at < text.size(); at = end + 1) {
+        end = std::min(text.find('\n', at), text.size());
+        if (end - at > longest) return true;
+    }
+    return false;
+}
+
+MimeMail Written(CMimeAnalyze& parts, OneCustomer* customer) {
     MimeMail mail;
     CString header;
-    parts.GetMimeString(header, mail.body, 0, &mailable);
-    if (HasLongLine(parts.m_mimeText.m_strBody.View())) {
-        parts.m_mimeText.m_strBody = ToJis(MailableBody(TextIn(parts)));
-        parts.GetMimeString(header, mail.body, 0, nullptr);
-    }
+    parts.GetMimeString(header, mail.body, 0, customer);
     MimeFormatStruct head;
     MimeDecodeTool::MimeDecode(header + "\r\n", head);
     MimeDecodeTool::SplitContentType(head.m_strContentType, mail.type, mail.subtype, mail.parameters);
     mail.type.Trim();
     return mail;
+}
+
+MimeMail MergeInto(CMimeAnalyze& parts, OneCustomer const& customer) {
+    OneCustomer mailable = customer;
+    for (CString OneCustomer::*const text : customer_texts)
+        if (!(mailable.*text).IsEmpty()) mailable.*text = CrLfConverter(Mailable(mailable.*text, false));
+    MimeMail mail = Written(parts, &mailable);
+    if (!HasLongLine(parts.m_mimeText.m_strBody.View())) return mail;
+    parts.m_mimeText.m_strBody = ToJis(MailableBody(TextIn(parts)));
+    return Written(parts);
 }
 
 void SetPictureAddress(std::string& page, MimeFormatStruct const& picture, std::string const& address) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 
 #include "engine/mails/html_source.h"
 #include "tessaly/customers.h"
@@ -29,6 +30,11 @@ struct MimeMail {
     CString type, subtype, parameters;
     CString body;
 };
+// The mail that the parts make, with a customer's data merged into them if there is one.
+MimeMail Written(CMimeAnalyze& parts, OneCustomer* customer = nullptr);
+// Whether a line of the text is longer than a mail server takes (RFC 5321 4.5.3.1.6), as merged values can
+// make it.
+bool HasLongLine(std::string_view text);
 // Merges a customer's data into text and HTML, in a form that mail programs can read; see Merge. The parts
 // hold the merged mail afterwards.
 MimeMail MergeInto(CMimeAnalyze& parts, OneCustomer const& customer);

@@ -21,9 +21,8 @@ constexpr std::uint16_t geta_mark = 0x81AC;
 constexpr std::pair<std::uint16_t, std::uint16_t> nec_rows[] = {
     {0x8140, 0x81FC}, {0x8740, 0x879C}, {0xED40, 0xEEFC}};
 
-// A line on the wire has 998 bytes at most (RFC 5322 2.1.1), a header line with an encoded word 76 (RFC 2047
-// 2).
-constexpr std::size_t longest_line = 990, longest_plain_header = 200, longest_line_of_words = 76;
+// A header line with an encoded word has 76 bytes at most (RFC 2047 2).
+constexpr std::size_t longest_plain_header = 200, longest_line_of_words = 76;
 constexpr std::string_view word_start = "=?ISO-2022-JP?B?", word_end = "?=", fold = "\r\n ";
 // Around words that are the value of a parameter.
 constexpr std::size_t opening_quote = 1, closing_quote = 1;
@@ -155,7 +154,7 @@ CString WithShortLines(CString const& body) {
     for (std::string_view rest = body.View(); !rest.empty();) {
         const std::size_t end = std::min(rest.find("\r\n"), rest.size());
         for (std::string_view line = rest.substr(0, end); !line.empty();) {
-            const std::size_t fitting = Fitting(line, longest_line);
+            const std::size_t fitting = Fitting(line, longest_mailable_line);
             result.append(line.substr(0, fitting)).append(fitting < line.size() ? "\r\n" : "");
             line.remove_prefix(fitting);
         }

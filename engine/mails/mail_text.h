@@ -9,6 +9,8 @@ namespace engine {
 // programs know (NEC's), what has no place there replaced by the geta mark. `one_line` also turns line ends
 // and control characters into blanks.
 CString Mailable(CString const& text, bool one_line);
+// Bytes in ISO-2022-JP, of the 998 that a line on the wire has (RFC 5322 2.1.1).
+inline constexpr std::size_t longest_mailable_line = 990;
 // The same for a whole body, with its line ends and no line too long.
 CString MailableBody(CString const& text);
 

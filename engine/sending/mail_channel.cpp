@@ -103,12 +103,12 @@ class SecureChannel : public MailChannel {
     CString MessageOf(OutgoingMail const& mail) const {
         delivery::WireParts parts;
         CStringArray attachments;
-        for (CString const& line : mail.header) parts.header += line + "\r\n";
+        parts.header = mail.header + "\r\n";
         for (CString const& part : *mail.attachments) attachments.Add(part);
         parts.message_id = mail.message_id;
         parts.mailer_name = MailSend::GetXMailer();
-        parts.content_type = mail.type + "/" + mail.subtype + mail.parameters;
-        parts.body = mail.body;
+        parts.content_type = mail.content.type + "/" + mail.content.subtype + mail.content.parameters;
+        parts.body = mail.content.body;
         if (!attachments.IsEmpty()) parts.boundary = delivery::NewBoundary();
         parts.attachments = &attachments;
         return delivery::MakeMessage(parts);

@@ -70,7 +70,7 @@ class Mailing::Client {
             return delivery;
         }
         delivery.message_id = MailSend::MakeMessageID(mailing_.message_id_text_, id);
-        const OutgoingMail mail = MailTo(customer, mailing_.content_, mailing_.from_, delivery.message_id);
+        const OutgoingMail mail = mailing_.template_.For(customer, delivery.message_id);
         for (int attempt = 1;; ++attempt) {
             verdict_ = channel_->Send(mail);
             if (verdict_.connected || attempt == connect_tries || mailing_.front_.Stopped()) break;
@@ -93,7 +93,7 @@ class Mailing::Client {
 Mailing::Mailing(FrontEnd const& front, MailContent const& content, Mailbox const& from,
                  ServerSettings const& server, Fetch fetch, std::function<void(Delivery const&)> on_delivery)
     : front_(front),
-      content_(content),
+      template_(content, from),
       from_(from),
       server_(server),
       fetch_(std::move(fetch)),

@@ -51,7 +51,7 @@ class Mailing {
     void Stop(Failure::Kind kind, std::string const& why);  // lock_ held
 
     FrontEnd const& front_;
-    MailContent const& content_;
+    const MailTemplate template_;
     Mailbox const& from_;
     ServerSettings const& server_;
     Fetch fetch_;

@@ -31,48 +31,40 @@ CString MailtoAddress(CString const& address) {
 
 }  // namespace
 
-std::vector<CString> HeaderLines(Mailbox const& from, MailContent const& content, Mailbox const& to,
-                                 CString const& subject) {
-    std::vector<CString> lines;
-    lines.push_back(HeaderLine("From", Mailbox{Mailable(from.name, true), from.address}));
+HeaderTemplate::HeaderTemplate(Mailbox const& from, MailContent const& content) {
+    front_ = HeaderLine("From", Mailbox{Mailable(from.name, true), from.address}) + "\r\n";
     Mailbox const& reply_to = content.reply_to;
     if (!reply_to.address.IsEmpty())
-        lines.push_back(HeaderLine("Reply-To", Mailbox{Mailable(reply_to.name, true), reply_to.address}));
-    lines.push_back(HeaderLine("To", to));
-    lines.push_back("Date: " + MailSend::MakeSmtpDateNow(""));
-    lines.push_back(HeaderLine("Subject", subject));
-    lines.push_back("List-Unsubscribe: <mailto:" + MailtoAddress(from.address) +
-                    "?subject=unsubscribe&body=%3CREFUSE%3E>");
-    if (content.asks_receipt) lines.push_back("Disposition-Notification-To: " + from.address);
-    return lines;
+        front_ += HeaderLine("Reply-To", Mailbox{Mailable(reply_to.name, true), reply_to.address}) + "\r\n";
+    back_ = "\r\nList-Unsubscribe: <mailto:" + MailtoAddress(from.address) +
+            "?subject=unsubscribe&body=%3CREFUSE%3E>";
+    if (content.asks_receipt) back_ += "\r\nDisposition-Notification-To: " + from.address;
 }
 
-OutgoingMail MailTo(OneCustomer const& customer, MailContent const& content, Mailbox const& from,
-                    CString const& message_id) {
-    MailVersion const& version = content.For(customer.Email);
-    const MergedMail text = Merge(version, content.honorific, customer);
-    OutgoingMail mail{HeaderLines(from, content, {text.to_name, text.to_address}, text.subject),
-                      "text",
-                      "plain",
-                      "; charset=ISO-2022-JP",
-                      text.body,
-                      &version.attachments,
-                      text.to_address,
-                      message_id};
-    if (text.mime) {
-        mail.type = text.mime->type;
-        mail.subtype = text.mime->subtype;
-        mail.parameters = text.mime->parameters;
-        mail.body = text.mime->body;
-    }
-    return mail;
+CString HeaderTemplate::For(Mailbox const& to, CString const& subject) const {
+    CString header = front_;
+    header += HeaderLine("To", to);
+    header += "\r\nDate: ";
+    header += MailSend::MakeSmtpDateNow("");
+    header += "\r\n";
+    header += HeaderLine("Subject", subject);
+    header += back_;
+    return header;
+}
+
+MailTemplate::MailTemplate(MailContent const& content, Mailbox const& from)
+    : header_(from, content), content_(content), honorific_(content.honorific) {}
+
+OutgoingMail MailTemplate::For(OneCustomer const& customer, CString const& message_id) const {
+    VersionTemplate const& version = content_.For(customer.Email);
+    return {header_.For({RecipientName(honorific_, customer), customer.Email}, version.Subject(customer)),
+            version.Body(customer), &version.Version().attachments, customer.Email, message_id};
 }
 
 void Fill(MailSend& client, OutgoingMail const& mail) {
-    client.ClearMailHeader();
-    for (CString const& line : mail.header) client.AddHeader(line);
-    client.SetContentType(mail.type, mail.subtype, mail.parameters);
-    client.SetBody(mail.body);
+    client.SetHeader(mail.header);
+    client.SetContentType(mail.content.type, mail.content.subtype, mail.content.parameters);
+    client.SetBody(mail.content.body);
     client.ClearAttachFile();
     for (CString const& part : *mail.attachments) client.AddAttachFile(part);
     client.SetRecipient(mail.recipient);

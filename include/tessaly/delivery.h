@@ -9,6 +9,7 @@
 #include "tessaly/delivery/mail_size.h"
 #include "tessaly/delivery/mail_stamps.h"
 #include "tessaly/delivery/mail_word_insert.h"
+#include "tessaly/delivery/merge_pieces.h"
 #include "tessaly/delivery/my_smtps.h"
 #include "tessaly/delivery/test_mailing_info.h"
 #include "tessaly/delivery/wire_text.h"

@@ -97,6 +97,11 @@ int MailSend::SetBody(char const* text) {
     return 1;
 }
 
+int MailSend::SetBody(CString const& text) {
+    body_ = text;
+    return 1;
+}
+
 int MailSend::SetHeader(char const* line) {
     header_ = line;
     header_ += "\r\n";
@@ -149,8 +154,10 @@ int MailSend::SetContentType(char const* type, char const* subtype, char const* 
     return 1;
 }
 
-int MailSend::AddAttachFile(char const* part) {
-    attachments_.Add(CString(part));
+int MailSend::AddAttachFile(char const* part) { return AddAttachFile(CString(part)); }
+
+int MailSend::AddAttachFile(CString const& part) {
+    attachments_.Add(part);
     return 1;
 }
 

@@ -9,6 +9,7 @@
 #include <type_traits>
 #include <utility>
 
+#include "tessaly/delivery/merge_pieces.h"
 #include "tessaly/text/dates.h"
 
 constexpr WORD_INSERT_STRUCT MailWordInsert::itsMailInsertDefinition[word_count + 1] = {
@@ -245,27 +246,45 @@ std::string_view EntityOf(char c) {
     }
 }
 
+// Takes the first piece off `rest`, with the word behind it; null behind the last piece.
+template <Marks const& marks>
+NameSlot const* TakePiece(std::string_view& rest, std::string_view& piece) {
+    for (std::size_t mark = 0;; mark += marks.opening.size()) {
+        mark = rest.find(marks.opening, mark);
+        piece = rest.substr(0, mark);
+        if (mark == rest.npos) return nullptr;
+        const std::size_t name = mark + marks.opening.size();
+        if (NameSlot const* const word = FindName<marks>(rest.substr(name))) {
+            rest.remove_prefix(name + word->size + marks.closing.size());
+            return word;
+        }
+    }
+}
+
+template <Marks const& marks>
+std::vector<delivery::MergePiece> PiecesOf(std::string_view rest) {
+    std::vector<delivery::MergePiece> pieces;
+    for (std::string_view piece;;) {
+        NameSlot const* const word = TakePiece<marks>(rest, piece);
+        pieces.push_back({piece, word ? word->id : MailWordInsert::no_word});
+        if (!word) return pieces;
+    }
+}
+
 // Merges `origin`; `encode` makes of a value what goes into the text, null leaves it as it is.
 template <Marks const& marks, class Encode>
 CString Merge(OneCustomer const& customer, std::string_view origin, Encode encode) {
     MergedText merged(origin.size() + origin.size() / 4 + 64);
-    for (std::string_view rest = origin;;) {
-        const std::size_t mark = rest.find(marks.opening);
-        merged.Append(rest.substr(0, mark));
-        if (mark == rest.npos) return merged.Take();
-        rest.remove_prefix(mark + marks.opening.size());
-        NameSlot const* const word = FindName<marks>(rest);
-        if (!word) {
-            merged.Append(marks.opening);
-            continue;
-        }
+    for (std::string_view rest = origin, piece;;) {
+        NameSlot const* const word = TakePiece<marks>(rest, piece);
+        merged.Append(piece);
+        if (!word) return merged.Take();
         CString made;
         CString const& value = ValueOf(customer, word->id, made);
         if constexpr (std::is_null_pointer_v<Encode>)
             merged.Append(value.View());
         else
             merged.Append(encode(value).View());
-        rest.remove_prefix(word->size + marks.closing.size());
     }
 }
 
@@ -328,3 +347,18 @@ CString MailWordInsert::HtmlAmpEcnode(char const* text) {
     }
     return encoded;
 }
+
+namespace delivery {
+
+std::vector<MergePiece> MergePieces(std::string_view text, MergeMarks marks) {
+    return marks == MergeMarks::html ? PiecesOf<html_marks>(text) : PiecesOf<plain_marks>(text);
+}
+
+CString MergeValue(OneCustomer const& customer, int word) {
+    CString made;
+    return ValueOf(customer, word, made);
+}
+
+CString HtmlEscaped(CString const& value) { return MailWordInsert::HtmlAmpEcnode(value); }
+
+}  // namespace delivery

@@ -2,6 +2,7 @@
 
 #include "tessaly/protocol/mail_dots.h"
 #include "tessaly/text/kcodec.h"
+#include "text/byte_runs.h"
 
 namespace delivery {
 
@@ -67,7 +68,9 @@ void AppendPlain(CString& out, WireParts const& parts, std::string_view jis_body
 
 CString Make(WireParts const& parts, Dots dots) {
     KCodeC codec;
-    const std::string_view jis_body = codec.sjtojis7(parts.body, 0);
+    // Seven-bit text is the same in both codes, ISO-2022-JP included.
+    const std::string_view jis_body =
+        text::IsAscii(parts.body.View()) ? parts.body.View() : codec.sjtojis7(parts.body, 0);
     bool const with_attachments = parts.attachments && !parts.attachments->IsEmpty();
 
     std::size_t size = parts.header.View().size() + jis_body.size() + room_for_fixed_lines;

@@ -6,6 +6,8 @@
 #include <cstring>
 #include <new>
 
+#include "tessaly/mime/transfer_encodings.h"
+
 namespace mime {
 namespace {
 
@@ -46,9 +48,10 @@ constexpr DigitPlaces digit_places = [] {
 
 }  // namespace
 
+// Its characters, a soft line break behind each 73 or more of them, and slack for whole stores.
 std::size_t QuotedPrintableRoom(std::string_view in) noexcept {
-    std::size_t characters = 0;
-    for (char const byte : in) characters += forms[static_cast<unsigned char>(byte)].length;
+    std::size_t characters = in.size();
+    for (char const byte : in) characters += IsPlain(static_cast<unsigned char>(byte)) ? 0 : 2;
     const std::size_t most_breaks = characters / (quoted_line_limit - 2);
     return characters + most_breaks * soft_break.size() + sizeof(QuotedForm::characters);
 }
@@ -103,12 +106,16 @@ bool DecodeQuotedPairs(QuotedText& text) noexcept {
     return true;
 }
 
-CString QuotedPrintable(std::string_view text) {
-    const std::size_t room = QuotedPrintableRoom(text);
+void AppendQuotedPrintable(CString& out, std::string_view text) {
+    const std::size_t before = out.View().size(), room = before + QuotedPrintableRoom(text);
     if (room > INT_MAX) throw std::bad_alloc();
+    char* const place = out.GetBuffer(static_cast<int>(room)) + before;
+    out.ReleaseBuffer(static_cast<int>(before + EncodeQuotedPrintable(text, place)));
+}
+
+CString QuotedPrintable(std::string_view text) {
     CString encoded;
-    char* const out = encoded.GetBuffer(static_cast<int>(room));
-    encoded.ReleaseBuffer(static_cast<int>(EncodeQuotedPrintable(text, out)));
+    AppendQuotedPrintable(encoded, text);
     return encoded;
 }
 

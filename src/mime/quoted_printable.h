@@ -13,11 +13,8 @@ namespace mime {
 // Most characters of an encoded line in front of the '=' of a soft line break.
 inline constexpr std::size_t quoted_line_limit = 75;
 
-// Room that EncodeQuotedPrintable needs for `in`: its characters, a soft line break behind each 73 or more of
-// them, and slack for whole stores.
-std::size_t QuotedPrintableRoom(std::string_view in) noexcept;
-
-// Encodes `in` into `out`. Result: characters written.
+// Encodes `in` into `out`, which has QuotedPrintableRoom (mime/transfer_encodings.h). Result: characters
+// written.
 std::size_t EncodeQuotedPrintable(std::string_view in, char* out) noexcept;
 
 // A whole text in quoted-printable, and the way back with all its bytes; see CMailDataStructure, which offers

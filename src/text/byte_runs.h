@@ -25,6 +25,18 @@ struct ByteRange {
 
 inline bool AllAscii(std::uint64_t word) noexcept { return (word & 0x8080808080808080) == 0; }
 
+inline bool IsAscii(std::string_view text) noexcept {
+    ByteRange rest(text);
+    for (; rest.Holds(8); rest.at += 8) {
+        std::uint64_t word;
+        std::memcpy(&word, rest.at, sizeof word);
+        if (!AllAscii(word)) return false;
+    }
+    for (; !rest.Empty(); ++rest.at)
+        if (*rest.at >= 0x80) return false;
+    return true;
+}
+
 // Copies the bytes below 0x80 at the start of `in` and moves `in` behind them. Result: the end of the copy.
 inline char* CopyAscii(ByteRange& in, char* out) noexcept {
     while (in.Holds(8)) {

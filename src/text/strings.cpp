@@ -112,11 +112,7 @@ CString text::OnOneLine(CString const& text) {
     return line;
 }
 
-int IsStrAscii(char const* text) {
-    for (char c : ViewOf(text))
-        if (static_cast<Byte>(c) >= 0x80) return 0;
-    return 1;
-}
+int IsStrAscii(char const* text) { return text::IsAscii(ViewOf(text)) ? 1 : 0; }
 
 void DeleteBlankAndBreakLine(char const* text, char* out) {
     for (ByteRange in(text); !in.Empty(); ++in.at) {

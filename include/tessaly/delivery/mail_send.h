@@ -92,6 +92,8 @@ class TESSALY_API MailSend {
     int SetMessageID(char const* id);
     char const* GetMessageID() const { return message_id_; }
     int SetBody(char const* text);
+    // Shares the text.
+    int SetBody(CString const& text);
     char const* GetBody() const { return body_; }
 
     // The header becomes `line` and CR LF. Returns 1.
@@ -117,6 +119,8 @@ class TESSALY_API MailSend {
     void ClearAttachFile() { attachments_.RemoveAll(); }
     // Appends one finished MIME part, header and body, as text; no file is read. Returns 1.
     int AddAttachFile(char const* part);
+    // Shares the part.
+    int AddAttachFile(CString const& part);
     // Makes the boundary of the mail's parts; Send does it by itself for a mail with attachments.
     void MakeBoundary();
     // A file name as header text: ASCII unchanged, else encoded words.

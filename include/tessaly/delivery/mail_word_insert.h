@@ -5,6 +5,10 @@
 #include "tessaly/platform/cstring.h"
 #include "tessaly/platform/export.h"
 
+namespace delivery {
+TESSALY_API CString HtmlEscaped(CString const& value);
+}
+
 // A row of the table of merge words. Both texts are empty where the row has none; null only ends the table.
 struct WORD_INSERT_STRUCT {
     char const* menu_string;    // label in the application's menu
@@ -47,6 +51,7 @@ class TESSALY_API MailWordInsert {
     static void CheckOldMailWord(CString text, CArray<CString, CString>& found);
 
   private:
+    friend CString delivery::HtmlEscaped(CString const& value);
     static CString HtmlAmpEcnode(char const* text);
 
     CString origin_;

@@ -12,7 +12,7 @@ struct WireParts {
     CString message_id;                         // without angle brackets; empty for no such line
     CString mailer_name;                        // empty for no such line
     CString content_type;                       // empty for plain text in ISO-2022-JP
-    CString body;                               // Shift-JIS
+    CString body;                               // Shift-JIS, or ISO-2022-JP already
     CString boundary;                           // used with attachments
     CStringArray const* attachments = nullptr;  // finished parts; null or empty for a mail without
 };

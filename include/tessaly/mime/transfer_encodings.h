@@ -5,6 +5,7 @@
 #include <string_view>
 
 #include "tessaly/platform/base64_codec.h"
+#include "tessaly/platform/cstring.h"
 #include "tessaly/platform/export.h"
 
 // The transfer encodings of mail bodies and files: Base64 (RFC 2045 6.8) and quoted-printable (RFC 2045 6.7).
@@ -33,6 +34,11 @@ constexpr std::size_t Base64BodyRoom(std::size_t size, int line_length) noexcept
 // The file must fit: sizes are ints here.
 std::string Base64Body(std::string_view content);
 bool FitsBase64Body(std::size_t size) noexcept;
+
+// Bytes that AppendQuotedPrintable needs behind `out` at most, so that they can be reserved.
+TESSALY_API std::size_t QuotedPrintableRoom(std::string_view text) noexcept;
+// Appends `text` as CMailDataStructure::QuotedPrintableEncorder gives it.
+TESSALY_API void AppendQuotedPrintable(CString& out, std::string_view text);
 
 // Room in bytes for DecodeMailBody of `length` characters.
 constexpr std::size_t MailBodyRoom(std::size_t length) noexcept { return length + 1; }
