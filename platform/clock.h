@@ -2,8 +2,6 @@
 
 #include <cstdint>
 
-#include "tessaly/platform/export.h"
-
 // Time of day and time zone. Units that are compiled with literals in code page 932 cannot include <chrono>,
 // so every clock of the library is here. A test can hold the clock still.
 namespace platform {
@@ -18,20 +16,20 @@ struct CalendarTime {
     int weekday;                                 // 0 Sunday
 };
 
-TESSALY_API Instant Now() noexcept;
+Instant Now() noexcept;
 // In the process's time zone (TZ), and in UTC. Both may be called from any thread.
-TESSALY_API CalendarTime LocalTime(std::int64_t seconds) noexcept;
-TESSALY_API CalendarTime UtcTime(std::int64_t seconds) noexcept;
+CalendarTime LocalTime(std::int64_t seconds) noexcept;
+CalendarTime UtcTime(std::int64_t seconds) noexcept;
 inline CalendarTime LocalTimeNow() noexcept { return LocalTime(Now().seconds); }
 // Seconds that local time at `seconds` stands east of UTC, summer time included.
-TESSALY_API long UtcOffset(std::int64_t seconds) noexcept;
+long UtcOffset(std::int64_t seconds) noexcept;
 // Seconds west of UTC without summer time, read anew from TZ (the runtime's _timezone after _tzset).
-TESSALY_API long StandardTimezone() noexcept;
+long StandardTimezone() noexcept;
 // Steady clock for time limits and progress.
-TESSALY_API std::int64_t MonotonicMilliseconds() noexcept;
+std::int64_t MonotonicMilliseconds() noexcept;
 
 // The process's clock stands at `instant` while such an object lives; for tests, one at a time.
-class TESSALY_API FrozenClock {
+class FrozenClock {
   public:
     explicit FrozenClock(Instant instant) noexcept;
     ~FrozenClock();

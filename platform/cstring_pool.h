@@ -13,7 +13,7 @@
 // pointer a cell.
 //
 // A pool belongs to one thread; its texts are ordinary CStrings and may go anywhere.
-class TESSALY_API CStringPool {
+class CStringPool {
   public:
     CStringPool();
     ~CStringPool();

@@ -8,16 +8,15 @@
 #include <vector>
 
 #include "tessaly/platform/cstring.h"
-#include "tessaly/platform/export.h"
 
 // Files and directories by library paths (platform/path.h).
 namespace platform {
 
 // As fopen; "r", "w", "a", "+", "b" mean what they mean there. Every stream is binary: nothing is done to
 // line ends.
-TESSALY_API std::FILE* OpenStream(char const* path, char const* mode);
+std::FILE* OpenStream(char const* path, char const* mode);
 // Closes; false when that or an earlier write of the stream failed (a full disk shows here).
-TESSALY_API bool CloseStream(std::FILE* stream);
+bool CloseStream(std::FILE* stream);
 
 struct StreamCloser {
     void operator()(std::FILE* stream) const { CloseStream(stream); }
@@ -26,32 +25,32 @@ using Stream = std::unique_ptr<std::FILE, StreamCloser>;
 
 // The whole of a file; false when it cannot be opened or read or is 2 GiB or longer (an endless device).
 // `content` is then as it was.
-TESSALY_API bool ReadWholeFile(char const* path, std::string& content);
+bool ReadWholeFile(char const* path, std::string& content);
 // Replaces the file's content as Replacement (platform/replacement.h) does: when it returns the new content
 // is on the disk. false on any failure, and the old content then stands where the file system allows it.
-TESSALY_API bool WriteWholeFile(char const* path, std::string_view content);
+bool WriteWholeFile(char const* path, std::string_view content);
 
-TESSALY_API bool Exists(char const* path);
-TESSALY_API bool IsDirectory(char const* path);
-TESSALY_API bool IsFile(char const* path);
+bool Exists(char const* path);
+bool IsDirectory(char const* path);
+bool IsFile(char const* path);
 // Length in bytes, -1 when the file cannot be examined and for a directory.
-TESSALY_API std::int64_t FileSize(char const* path);
-TESSALY_API bool MakeDirectory(char const* path);    // one level
-TESSALY_API bool RemoveDirectory(char const* path);  // an empty one
-TESSALY_API bool RemoveFile(char const* path);
+std::int64_t FileSize(char const* path);
+bool MakeDirectory(char const* path);    // one level
+bool RemoveDirectory(char const* path);  // an empty one
+bool RemoveFile(char const* path);
 // Replaces an existing `to`; also from one drive to another.
-TESSALY_API bool RenameFile(char const* from, char const* to);
+bool RenameFile(char const* from, char const* to);
 // Overwrites an existing `to` unless `fail_if_exists`, as WriteWholeFile does. The copy has the source's
 // permissions, from the first moment on, and its time of the last change. After a failure `to` is as it was.
-TESSALY_API bool CopyFile(char const* from, char const* to, bool fail_if_exists);
+bool CopyFile(char const* from, char const* to, bool fail_if_exists);
 
 // Seconds since 1970-01-01 UTC; false when the file cannot be examined. Where the file system keeps no
 // creation time, the earliest time that it does keep stands for it.
-TESSALY_API bool FileTimes(char const* path, std::int64_t* created, std::int64_t* modified);
+bool FileTimes(char const* path, std::int64_t* created, std::int64_t* modified);
 
 // A file that is kept open to be added to, whole entries at a time (logs). Every entry is in the file when
 // Append returns; the file may be deleted, replaced or cut by others in between.
-class TESSALY_API AppendFile {
+class AppendFile {
   public:
     AppendFile() = default;
     AppendFile(AppendFile const&) noexcept {}  // a copy opens for itself
@@ -87,14 +86,14 @@ class TESSALY_API AppendFile {
 
 // Test seam: after `writes` further successful writes through this layer, every write fails as on a full
 // disk. -1 ends it. A write is one flush of a stream, one Append, or one WriteWholeFile.
-TESSALY_API void FailWritesAfter(int writes) noexcept;
+void FailWritesAfter(int writes) noexcept;
 // Test seam: the same for reads, which then fail as on a broken disk. A read is one block of a file.
-TESSALY_API void FailReadsAfter(int reads) noexcept;
+void FailReadsAfter(int reads) noexcept;
 
 }  // namespace platform
 
 // A binary file with a position.
-class TESSALY_API CFile {
+class CFile {
   public:
     enum OpenFlags : unsigned {
         modeRead = 0x0000,
@@ -149,7 +148,7 @@ class TESSALY_API CFile {
 };
 
 // The same with lines.
-class TESSALY_API CStdioFile : public CFile {
+class CStdioFile : public CFile {
   public:
     // One line without its LF (a CR stays); false at the end of the file.
     bool ReadString(CString& line);
@@ -158,7 +157,7 @@ class TESSALY_API CStdioFile : public CFile {
 
 // Walks the entries of a directory that match a pattern such as C:\dir\*.dat ("*" and "?", without regard to
 // ASCII case). The entries come in the order of their names' bytes.
-class TESSALY_API CFileFind {
+class CFileFind {
   public:
     // true when an entry is there; it becomes current with the first FindNextFile.
     bool FindFile(char const* pattern);

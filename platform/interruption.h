@@ -2,12 +2,10 @@
 
 #include <memory>
 
-#include "tessaly/platform/export.h"
-
 namespace platform {
 
 // What any thread can raise to end the waiting of another: a descriptor that can be read from Raise to Clear.
-class TESSALY_API Interruption {
+class Interruption {
   public:
     Interruption();
     ~Interruption();

@@ -2,8 +2,6 @@
 
 #include <memory>
 
-#include "tessaly/platform/export.h"
-
 // A lock. With a name it is one lock for all processes of this user; its owner (a thread) can take it again
 // and gives it back as often; it is free again when its owner dies, however it dies. Without a name it is
 // this object's own. Taking a lock that is free costs no system call.
@@ -12,7 +10,7 @@
 // their own, later ones share 64 locks. Where the system gives no shared memory, or another user has taken
 // its name there, a name is one lock for this process only, which standard error is told once. A lock whose
 // owner died is taken like a free one: what it guards may be half done.
-class TESSALY_API CMutex {
+class CMutex {
   public:
     explicit CMutex(bool initially_own = false, char const* name = nullptr);
     ~CMutex();
@@ -32,7 +30,7 @@ class TESSALY_API CMutex {
 };
 
 // Holds a lock for a scope.
-class TESSALY_API CSingleLock {
+class CSingleLock {
   public:
     explicit CSingleLock(CMutex* mutex, bool lock_now = true) : mutex_(mutex) {
         if (lock_now) Lock();

@@ -1,7 +1,5 @@
 #pragma once
 
-#include "tessaly/platform/export.h"
-
 // Profile (.ini) files as Windows reads them: sections in brackets, key=value lines, names without regard to
 // case, blanks around names and values dropped, one pair of quotes (double or single) around a value dropped,
 // lines that begin with ";" passed over. Of sections and keys that stand there twice the first counts. Paths
@@ -11,18 +9,16 @@ namespace platform {
 
 // The number at the start of the value (0 for a value that has none), or `default_value` when the key is
 // missing: decimal, or behind 0x, 0o or 0b, with or without a sign, on 32 bits.
-TESSALY_API unsigned GetPrivateProfileInt(char const* section, char const* key, int default_value,
-                                          char const* file);
+unsigned GetPrivateProfileInt(char const* section, char const* key, int default_value, char const* file);
 // Writes at most `size` - 1 bytes and a NUL to `out`; a longer value is cut there, never inside a double-byte
 // character. Result: bytes written without the NUL. A null `default_value` counts as empty; blanks at its end
 // are dropped.
-TESSALY_API unsigned GetPrivateProfileString(char const* section, char const* key, char const* default_value,
-                                             char* out, unsigned size, char const* file);
+unsigned GetPrivateProfileString(char const* section, char const* key, char const* default_value, char* out,
+                                 unsigned size, char const* file);
 // Sets one value, making file and section as needed; everything else in the file stays as it is. A null
 // `value` removes the key, a null `key` the section. Non-zero for success; 0 also for names and values that
 // would not come back from the file (line ends, a key with "=", a section with "]", no name). After a failure
 // the file is as it was.
-TESSALY_API int WritePrivateProfileString(char const* section, char const* key, char const* value,
-                                          char const* file);
+int WritePrivateProfileString(char const* section, char const* key, char const* value, char const* file);
 
 }  // namespace platform

@@ -2,8 +2,6 @@
 
 #include <cstdint>
 
-#include "tessaly/platform/export.h"
-
 // Thread timers: a timer belongs to the thread that set it, and when it is due a timer message waits in that
 // thread's queue until it is removed. Blocking socket calls of the thread wake up for it (platform/socket.h).
 namespace platform {
@@ -16,13 +14,13 @@ struct Message {
 };
 
 // Repeats every `milliseconds` (at least 1) until killed. Result: its ID, never 0 but on failure.
-TESSALY_API std::uint32_t SetTimer(std::uint32_t milliseconds);
+std::uint32_t SetTimer(std::uint32_t milliseconds);
 // 1, or 0 when this thread has no such timer. Its waiting messages go too.
-TESSALY_API int KillTimer(std::uint32_t id);
+int KillTimer(std::uint32_t id);
 // The oldest waiting message whose number lies in `first` to `last`, taken out of the queue if `remove`.
 // false when there is none.
-TESSALY_API bool PeekMessage(Message* message, unsigned first, unsigned last, bool remove);
+bool PeekMessage(Message* message, unsigned first, unsigned last, bool remove);
 // Milliseconds until the next timer of this thread is due, 0 when a message waits, -1 with neither.
-TESSALY_API int MillisecondsToNextTimer();
+int MillisecondsToNextTimer();
 
 }  // namespace platform

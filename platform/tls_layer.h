@@ -4,7 +4,6 @@
 #include <memory>
 
 #include "tessaly/platform/cstring.h"
-#include "tessaly/platform/export.h"
 
 // Transport Layer Security over a connected socket: TLS 1.2 (RFC 5246) or 1.3 (RFC 8446). Sessions are
 // resumed from one connection to the next of the process.
@@ -37,7 +36,7 @@ enum class TlsFailure {
 };
 
 // The state of one secured connection. One thread uses an object.
-class TESSALY_API TlsLayer {
+class TlsLayer {
   public:
     // What a call has to wait for before it is made again.
     enum class Wait { to_receive, to_send };

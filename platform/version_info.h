@@ -1,7 +1,6 @@
 #pragma once
 
 #include "tessaly/platform/cstring.h"
-#include "tessaly/platform/export.h"
 
 namespace platform {
 
@@ -9,6 +8,6 @@ namespace platform {
 // build puts into the library itself, or of a Windows program's version resource (first entry of its
 // translation table). The value comes in code page 932. false for any other file and for an item that is not
 // there.
-TESSALY_API bool VersionItem(char const* path, char const* item, CString& value);
+bool VersionItem(char const* path, char const* item, CString& value);
 
 }  // namespace platform

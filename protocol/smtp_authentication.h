@@ -6,8 +6,6 @@
 #include <string>
 #include <string_view>
 
-#include "tessaly/platform/export.h"
-
 // The three methods of SMTP authentication (RFC 4954): which one to use, and what to answer. Nothing here
 // talks to a server.
 namespace protocol {
@@ -39,34 +37,31 @@ inline constexpr std::size_t longest_challenge = auth_buffer_size - 1;
 inline constexpr std::size_t longest_answer = (auth_buffer_size - 1) / 4 * 3;
 
 // The name as it stands behind AUTH.
-TESSALY_API char const* MethodName(AuthMethod method) noexcept;
+char const* MethodName(AuthMethod method) noexcept;
 
 // Whether the reply to EHLO speaks of authentication at all, in either case.
-TESSALY_API bool OffersAuthentication(std::string_view ehlo_reply);
+bool OffersAuthentication(std::string_view ehlo_reply);
 // The first method in the order CRAM-MD5, LOGIN, PLAIN that is allowed and whose name stands in the reply, by
 // its exact case.
-TESSALY_API std::optional<AuthMethod> ChooseMethod(std::string_view ehlo_reply,
-                                                   AllowedMethods allowed) noexcept;
+std::optional<AuthMethod> ChooseMethod(std::string_view ehlo_reply, AllowedMethods allowed) noexcept;
 
 // Whether the answers of the method fit.
-TESSALY_API bool CredentialsFit(AuthMethod method, std::string_view user, std::string_view password) noexcept;
+bool CredentialsFit(AuthMethod method, std::string_view user, std::string_view password) noexcept;
 // false when there are allowed methods but the credentials fit none of them.
-TESSALY_API bool CredentialsUsable(AllowedMethods allowed, std::string_view user,
-                                   std::string_view password) noexcept;
+bool CredentialsUsable(AllowedMethods allowed, std::string_view user, std::string_view password) noexcept;
 
 // Decodes a server's base64 text strictly. nullopt when it is damaged or empty.
-TESSALY_API std::optional<std::string> DecodeChallenge(std::string_view base64);
+std::optional<std::string> DecodeChallenge(std::string_view base64);
 
 // RFC 2195: the user, a blank and the HMAC-MD5 of the challenge under the password, in base64.
-TESSALY_API std::string CramMd5Answer(std::string_view user, std::string_view password,
-                                      std::string_view challenge);
+std::string CramMd5Answer(std::string_view user, std::string_view password, std::string_view challenge);
 // RFC 4616: user, user and password with NULs between, in base64. The template writes the NULs as "^", and a
 // "^" of the user name or the password becomes a NUL as well. A double-byte character with that second byte
 // stays.
-TESSALY_API std::string PlainAnswer(std::string_view user, std::string_view password);
+std::string PlainAnswer(std::string_view user, std::string_view password);
 
 enum class LoginPrompt { user, password, unknown };
 // What a decoded LOGIN prompt asks for, in either case.
-TESSALY_API LoginPrompt PromptKind(std::string_view prompt);
+LoginPrompt PromptKind(std::string_view prompt);
 
 }  // namespace protocol

@@ -4,7 +4,6 @@
 #include <string_view>
 
 #include "tessaly/platform/cstring.h"
-#include "tessaly/platform/export.h"
 
 class SocketSupport;
 
@@ -14,12 +13,12 @@ namespace protocol {
 // What the last line of `reply` says: its code, positive on the last line of a reply, negative on a
 // continuation line ("250-"), 0 on a line that cannot be read. The line end is no part of the line: "250"
 // alone is a last line.
-TESSALY_API int ReplyCode(std::string_view reply) noexcept;
+int ReplyCode(std::string_view reply) noexcept;
 
 // The kinds of replies that are no refusal, by the first digit of their code.
 enum class ReplyKind { completion = 2, intermediate = 3 };
 
-struct TESSALY_API SmtpReply {
+struct SmtpReply {
     int code = 0;  // 0 where none came to its end
     CString text;  // all its lines, each with CR LF
 
@@ -49,11 +48,11 @@ struct ReplyReading {
 
 // Reads one reply. When it does not come to its end, `reply` holds the lines so far and the code 0. The time
 // for the whole reply is limited as well (SocketSupport::WholeReply).
-TESSALY_API ReplyOutcome ReadReply(SocketSupport& socket, SmtpReply& reply, ReplyReading const& how = {});
+ReplyOutcome ReadReply(SocketSupport& socket, SmtpReply& reply, ReplyReading const& how = {});
 
 // The reply without the CR LF at its end.
-TESSALY_API CString WithoutLineEnd(CString const& reply);
+CString WithoutLineEnd(CString const& reply);
 // The text behind the first blank, empty if there is none; the line end stays.
-TESSALY_API std::string_view BehindFirstBlank(std::string_view reply) noexcept;
+std::string_view BehindFirstBlank(std::string_view reply) noexcept;
 
 }  // namespace protocol

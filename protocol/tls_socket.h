@@ -6,7 +6,7 @@
 
 // A SocketSupport whose bytes are secured from StartTls on; until then it is one. One thread uses an object,
 // but for Interrupt.
-class TESSALY_API TlsSocket : public SocketSupport {
+class TlsSocket : public SocketSupport {
   public:
     ~TlsSocket() override;
 

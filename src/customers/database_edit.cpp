@@ -1,5 +1,7 @@
 #include "tessaly/customers/database_edit.h"
 
+#include "customers/address_index.h"
+#include "customers/customer_index.h"
 #include "customers/database_lock.h"
 #include "environment/data_key.h"
 #include "storage/construction_failure.h"
@@ -19,6 +21,10 @@ CMutex& DatabaseMutex() {
 }  // namespace customers
 
 CDatabaseEdit::CDatabaseEdit() { InitMember(); }
+
+CDatabaseEdit::CDatabaseEdit(CDatabaseEdit const& other) = default;
+CDatabaseEdit& CDatabaseEdit::operator=(CDatabaseEdit const& other) = default;
+CDatabaseEdit::~CDatabaseEdit() = default;
 
 CDatabaseEdit::CDatabaseEdit(EnvManager* env) {
     InitMember();

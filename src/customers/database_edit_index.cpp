@@ -1,6 +1,8 @@
 #include <algorithm>
 #include <utility>
 
+#include "customers/address_index.h"
+#include "customers/customer_index.h"
 #include "customers/database_lock.h"
 #include "customers/table_cells.h"
 #include "tessaly/customers/database_edit.h"
@@ -15,15 +17,15 @@ int CDatabaseEdit::DBID2RowNumber(int id) {
 
 // An index that is out of date may name rows that are gone.
 int CDatabaseEdit::KnownRow(int id) const {
-    int const row = index_.RowOf(id);
+    int const row = index_->RowOf(id);
     return row < GetLineNumber() ? row : static_cast<int>(no_match);
 }
 
 void CDatabaseEdit::MakeIndex() {
     const DatabaseLock lock;
     int const rows = GetLineNumber();
-    index_.Clear();
-    index_.Reserve(rows > 0 ? static_cast<std::size_t>(rows) : 0);
+    index_->Clear();
+    index_->Reserve(rows > 0 ? static_cast<std::size_t>(rows) : 0);
     for (int row = 0; row < rows; ++row) {
         FetchAhead(*this, row, rows, element_id);
         EnterID(row);
@@ -37,7 +39,7 @@ void CDatabaseEdit::UseIndex() {
 
 void CDatabaseEdit::EnterID(int line) {
     int const id = IDOf(*this, line);
-    index_.Set(id, line);
+    index_->Set(id, line);
     if (id > max_id_) max_id_ = id;
 }
 
@@ -60,7 +62,7 @@ int CDatabaseEdit::AppendRow(XCStringArrayEx row, Follow follow) {
         }
     }
     if (HasAddressIndex(before, GetLineNumber() - 1)) {
-        addresses_.Append(TableAddresses(*this));
+        addresses_->Append(TableAddresses(*this));
         addresses_revision_ = Revision();
     }
     return db_success;
@@ -77,7 +79,7 @@ int CDatabaseEdit::ReplaceRow(int line, XCStringArrayEx const& row) {
     else
         MakeIndex();
     if (HasAddressIndex(before, GetLineNumber())) {
-        addresses_.Replace(TableAddresses(*this), line, old_address.View());
+        addresses_->Replace(TableAddresses(*this), line, old_address.View());
         addresses_revision_ = Revision();
     }
     return db_success;
@@ -85,12 +87,12 @@ int CDatabaseEdit::ReplaceRow(int line, XCStringArrayEx const& row) {
 
 // Whether the address index described the table when it had that revision and so many rows.
 bool CDatabaseEdit::HasAddressIndex(std::uint64_t revision, int rows) const noexcept {
-    return addresses_revision_ == revision && addresses_.RowCount() == rows;
+    return addresses_revision_ == revision && addresses_->RowCount() == rows;
 }
 
 void CDatabaseEdit::UseAddressIndex() {
     if (HasAddressIndex(Revision(), GetLineNumber())) return;
-    addresses_.Rebuild(TableAddresses(*this), std::max(GetLineNumber(), 0));
+    addresses_->Rebuild(TableAddresses(*this), std::max(GetLineNumber(), 0));
     addresses_revision_ = Revision();
 }
 
@@ -117,10 +119,10 @@ int CDatabaseEdit::SearchAddress(std::string_view address, int start, Direction 
     UseAddressIndex();
     const TableAddresses source(*this);
     if (start == no_match)
-        return direction == direction_forward ? addresses_.First(source, address)
-                                              : addresses_.Last(source, address);
-    return direction == direction_forward ? addresses_.Next(source, address, start)
-                                          : addresses_.Previous(source, address, start);
+        return direction == direction_forward ? addresses_->First(source, address)
+                                              : addresses_->Last(source, address);
+    return direction == direction_forward ? addresses_->Next(source, address, start)
+                                          : addresses_->Previous(source, address, start);
 }
 
 int CDatabaseEdit::SearchColumn(int element, CString const& text, int start, Direction direction) const {

@@ -2,6 +2,7 @@
 #include <cstdlib>
 #include <string_view>
 
+#include "customers/customer_index.h"
 #include "customers/database_lock.h"
 #include "customers/distinct_texts.h"
 #include "customers/table_cells.h"
@@ -183,7 +184,7 @@ void CDatabaseEdit::RestoreFromOtherDBE(CDatabaseEdit& other, CArray<int, int>& 
         const std::string_view address = CellOf(other, row, element_address);
         if (address.empty()) return true;
         const int id = IDOf(other, row);
-        const int known = addresses_.Last(addresses, address);
+        const int known = addresses_->Last(addresses, address);
         if (known == AddressIndex::no_row) {
             if (here.RowOf(id) == CustomerIndex::no_row) restored.Add(id);
         } else if (IDOf(*this, known) != id) {

@@ -6,7 +6,6 @@
 #include <string_view>
 
 #include "tessaly/platform/cstring.h"
-#include "tessaly/platform/export.h"
 
 class LogWriter;
 
@@ -17,7 +16,7 @@ namespace delivery {
 // own time, and written together at the end of the call, and before a wait for the server that is more than a
 // moment. What a slow server was asked, and all it said before, is thus in the file while its answer is
 // awaited.
-class TESSALY_API ConversationLog {
+class ConversationLog {
   public:
     // `log` must outlive the object.
     explicit ConversationLog(LogWriter& log) : log_(log) {}

@@ -4,7 +4,6 @@
 #include <string_view>
 
 #include "tessaly/platform/cstring.h"
-#include "tessaly/platform/export.h"
 #include "tessaly/storage/log_writer.h"
 
 // What the secure mail clients have in common: they watch a conversation that a component holds, keep its
@@ -38,7 +37,7 @@ struct ConversationTables {
     char const* shown;
 };
 
-class TESSALY_API ConversationWatch {
+class ConversationWatch {
   public:
     // The tables must stay.
     explicit ConversationWatch(ConversationTables const& tables) : tables_(tables) { Init(); }

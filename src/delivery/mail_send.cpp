@@ -2,6 +2,7 @@
 
 #include <string>
 
+#include "delivery/conversation_log.h"
 #include "delivery/socket_error_codes.h"
 #include "protocol/smtp_reply.h"
 #include "tessaly/delivery/mail_stamps.h"
@@ -51,7 +52,7 @@ CString EncodedHeaderValue(CString const& value) {
 
 CString MailSend::m_strMailerName;
 
-MailSend::MailSend() = default;
+MailSend::MailSend() : conversation_log_(std::make_unique<delivery::ConversationLog>(log_)) {}
 
 MailSend::~MailSend() {
     constexpr int silently = 0;

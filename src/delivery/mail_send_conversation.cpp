@@ -2,6 +2,7 @@
 #include <string>
 #include <string_view>
 
+#include "delivery/conversation_log.h"
 #include "delivery/socket_error_codes.h"
 #include "protocol/mail_address.h"
 #include "protocol/mail_limits.h"
@@ -61,7 +62,7 @@ CString AuthNote(protocol::AuthMethod method) {
 
 int MailSend::Connect(char const* host, int port) {
     int const connected = StartConnection(host, port);
-    conversation_log_.Write();
+    conversation_log_->Write();
     return connected;
 }
 
@@ -69,20 +70,20 @@ int MailSend::StartConnection(char const* host, int port) {
     CString note;
     note.Format("[Connect] ProcStart paramhost:%s paramport:%d bIsConnected is %sTRUE",
                 host ? host : "(null)", port, bIsConnected == 1 ? "" : "Not ");
-    conversation_log_.Note(note.View());
+    conversation_log_->Note(note.View());
     if (bIsConnected == 1) {
         last_error_.SetErr(smtp_already_connected);
         return 1;
     }
     Disconnect();
-    conversation_log_.Note("[Connect] CheckParam Start");
+    conversation_log_->Note("[Connect] CheckParam Start");
     if (host || port < 0) {
         const CString wanted_host = host ? CString(host) : host_;
         int const wanted_port = port < 0 ? port_ : port;
         if (!SetSmtpHost(wanted_host, wanted_port)) {
             note.Format("[Connect] SetSmtpHost Error tmphostname:%s port:%d",
                         static_cast<char const*>(wanted_host), wanted_port);
-            conversation_log_.Note(note.View());
+            conversation_log_->Note(note.View());
             return 0;
         }
     }
@@ -94,21 +95,21 @@ int MailSend::StartConnection(char const* host, int port) {
 }
 
 bool MailSend::OpenSocket() {
-    conversation_log_.Note("[Connect] Create Start");
+    conversation_log_->Note("[Connect] Create Start");
     socket_ = std::make_unique<SocketSupport>();
     if (!socket_->Create()) {
         SetSocketError(platform::GetLastSocketError(), FunctionConnect);
-        conversation_log_.Note("[Connect] Create Error");
+        conversation_log_->Note("[Connect] Create Error");
         return false;
     }
     socket_->SetTimeOutTime(connect_timeout_ms_);
     CString note;
     note.Format("[Connect] Connect Start Host:%s Port:%d", static_cast<char const*>(host_), port_);
-    conversation_log_.Note(note.View());
-    conversation_log_.Write();
+    conversation_log_->Note(note.View());
+    conversation_log_->Write();
     if (!socket_->ConnectWithin(host_, static_cast<unsigned>(port_), 0)) {
         SetSocketError(platform::GetLastSocketError(), FunctionConnect);
-        conversation_log_.Note("[Connect] Connect Error");
+        conversation_log_->Note("[Connect] Connect Error");
         return false;
     }
     return true;
@@ -128,23 +129,23 @@ void MailSend::SetSocketError(int socket_error, FunctionType kind) {
 
 int MailSend::SendCommand(CString command, int reportFailure) {
     command += "\r\n";
-    conversation_log_.Command(command.View());
+    conversation_log_->Command(command.View());
     int error = platform::socket_not_connected;
     if (socket_) {
         if (socket_->SendBlock(command, 0, 0) >= 0) return 1;
         error = platform::GetLastSocketError();
     }
     if (reportFailure) SetSocketError(error, FunctionSend);
-    conversation_log_.Reply(std::to_string(error));
-    conversation_log_.Write();
+    conversation_log_->Reply(std::to_string(error));
+    conversation_log_->Write();
     return 0;
 }
 
 bool MailSend::ReadAnswer(protocol::SmtpReply& reply, int report_failure) {
-    if (socket_->GetLineBuffer().IsEmpty() && !socket_->Readable(quick_reply_ms)) conversation_log_.Write();
+    if (socket_->GetLineBuffer().IsEmpty() && !socket_->Readable(quick_reply_ms)) conversation_log_->Write();
     const protocol::ReplyOutcome outcome = protocol::ReadReply(*socket_, reply);
     if (outcome == protocol::ReplyOutcome::complete) {
-        conversation_log_.Reply(reply.text.View());
+        conversation_log_->Reply(reply.text.View());
         return true;
     }
     bool const too_long = outcome == protocol::ReplyOutcome::too_long;
@@ -156,9 +157,9 @@ bool MailSend::ReadAnswer(protocol::SmtpReply& reply, int report_failure) {
         else
             SetSocketError(error, FunctionReceive);
     }
-    conversation_log_.Reply(
+    conversation_log_->Reply(
         reply.text.View().substr(0, too_long ? logged_part_of_long_reply : std::string_view::npos));
-    conversation_log_.Reply(std::to_string(error));
+    conversation_log_->Reply(std::to_string(error));
     return false;
 }
 
@@ -183,7 +184,7 @@ class MailSend::Wire : public protocol::SmtpConversation::Channel {
     bool Read(protocol::SmtpReply& reply) override { return client_.ReadAnswer(reply, report_failure_); }
 
   private:
-    void Note(char const* text) { client_.conversation_log_.Note((CString(caller_) + text).View()); }
+    void Note(char const* text) { client_.conversation_log_->Note((CString(caller_) + text).View()); }
 
     MailSend& client_;
     char const* const caller_;
@@ -213,7 +214,7 @@ int MailSend::RefuseRecipient(CString const& reason) {
 int MailSend::Send() {
     int const result = RunSend();
     CloseConversation(result);
-    conversation_log_.Write();
+    conversation_log_->Write();
     recipient_.Empty();
     message_id_.Empty();
     body_.Empty();
@@ -222,7 +223,7 @@ int MailSend::Send() {
 
 int MailSend::RunSend() {
     failure_ = {};
-    conversation_log_.Note(("[Send] ProcStart " + m_strMailerName).View());
+    conversation_log_->Note(("[Send] ProcStart " + m_strMailerName).View());
     for (CString const* field : {&header_, &body_, &recipient_, &host_, &sender_})
         if (field->IsEmpty()) return MissingField();
     if (port_ == 0) return MissingField();
@@ -231,7 +232,7 @@ int MailSend::RunSend() {
     if (usable != SendAccepted) return usable;
 
     CString wire_text = MakeMail();
-    conversation_log_.Note("[Send] Connect");
+    conversation_log_->Note("[Send] Connect");
     if (!HasConnection()) return SendNotDelivered;
     return RunConversation("[Send] ", CheckOnly::no, &wire_text);
 }
@@ -291,14 +292,14 @@ int MailSend::CheckConversation() { return RunCheck(CheckOnly::no); }
 int MailSend::RunCheck(CheckOnly check_only) {
     failure_ = {};
     error_list_.RemoveAll();
-    conversation_log_.Note("[CheckSMTP] ProcStart");
+    conversation_log_->Note("[CheckSMTP] ProcStart");
     int result = CheckCredentials();
     if (result == SendAccepted) {
         if (!HasConnection()) return CheckNotConnected;
         result = RunConversation("[CheckSMTP] ", check_only, nullptr);
     }
     CloseConversation(result);
-    conversation_log_.Write();
+    conversation_log_->Write();
     return result == SendAccepted ? CheckPassed : result;
 }
 
@@ -309,7 +310,7 @@ CString MailSend::LocalName(char const* caller) {
     if (local_name.IsEmpty()) local_name = "LocalHost";
     CString note;
     note.Format("%slocalHostTemp:%s localHost:%s", caller, host_name, static_cast<char const*>(local_name));
-    conversation_log_.Note(note.View());
+    conversation_log_->Note(note.View());
     return local_name;
 }
 

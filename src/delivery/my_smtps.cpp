@@ -3,6 +3,8 @@
 #include <cstdlib>
 #include <string>
 
+#include "delivery/conversation_watch.h"
+
 namespace {
 
 using delivery::ConversationStep;
@@ -108,7 +110,7 @@ constexpr delivery::ConversationTables tables = {sent, information, Fails, texts
 
 }  // namespace
 
-CMySMTPS::CMySMTPS() : watch_(tables) {
+CMySMTPS::CMySMTPS() : watch_(std::make_unique<delivery::ConversationWatch>(tables)) {
     m_hHandle = SMTPS_Create(Dispatch, static_cast<SMTPS*>(this));
     Init();
 }
@@ -120,7 +122,7 @@ CMySMTPS::~CMySMTPS() {
 
 int CMySMTPS::Init() {
     constexpr char const* empty = "";
-    watch_.Init();
+    watch_->Init();
     SMTPS_Do(m_hHandle, smtps_reset, 0, nullptr, nullptr);
     auto const set = [&](int property, platform::ComponentValue const& value) {
         return SMTPS_Set(m_hHandle, property, 0, value, 0);
@@ -141,26 +143,34 @@ int CMySMTPS::Init() {
     return result;
 }
 
+void CMySMTPS::SetLogTitle(CString title) { watch_->Log().SetLogTitle(title); }
+
+void CMySMTPS::WriteLog() { watch_->Log().WriteToFile(); }
+
+int CMySMTPS::GetNowStatus() const { return watch_->Status(); }
+
+CString CMySMTPS::GetErrorMessage() const { return watch_->Message(); }
+
 int CMySMTPS::FireConnectionStatus(SMTPSConnectionStatusEventParams* parameters) {
-    watch_.Write("情報", parameters->text);
+    watch_->Write("情報", parameters->text);
     return 0;
 }
 
 int CMySMTPS::FireError(SMTPSErrorEventParams* parameters) {
-    watch_.TakeError(parameters->description);
+    watch_->TakeError(parameters->description);
     return 0;
 }
 
 int CMySMTPS::FirePITrail(SMTPSPITrailEventParams* parameters) {
-    watch_.TakeLine(parameters->direction, parameters->message);
+    watch_->TakeLine(parameters->direction, parameters->message);
     return 0;
 }
 
 int CMySMTPS::FireSSLStatus(SMTPSSSLStatusEventParams* parameters) {
-    watch_.Write("SSL ", parameters->message);
+    watch_->Write("SSL ", parameters->message);
     return 0;
 }
 
 CString CMySMTPS::GetLastErrorInJapanese() {
-    return watch_.SentenceFor(SMTPS_GetLastError(m_hHandle), SMTPS_GetLastErrorCode(m_hHandle));
+    return watch_->SentenceFor(SMTPS_GetLastError(m_hHandle), SMTPS_GetLastErrorCode(m_hHandle));
 }

@@ -1,7 +1,5 @@
 #pragma once
 
-#include "tessaly/platform/export.h"
-
 class CErrMsg;
 
 namespace delivery {
@@ -11,7 +9,7 @@ enum class SocketCall { connect = 1, send = 2, receive = 3, shutdown = 4 };
 
 // The number of storage/error_codes.h that tells the user about a socket error (platform/socket.h);
 // error_unknown_code when there is none.
-TESSALY_API int SocketErrorCode(int socket_error, SocketCall call) noexcept;
+int SocketErrorCode(int socket_error, SocketCall call) noexcept;
 
 // Leaves in `error` what the user reads about a failed call: that number, or for an error without one, and
 // for a peer that closed (`socket_error` 0), error_unknown_code with a text of its own.

@@ -8,6 +8,7 @@
 #include <utility>
 #include <vector>
 
+#include "customers/customer_index.h"
 #include "customers/customer_row.h"
 #include "customers/database_lock.h"
 #include "customers/table_cells.h"
@@ -71,6 +72,25 @@ void FetchAhead(CDatabaseEdit const& database, Customers const& found, std::size
 }
 
 }  // namespace
+
+// The IDs that the rows hold.
+class ExtractResultDetail::IDSet {
+  public:
+    void Clear() { known_.Clear(); }
+    void Reserve(std::size_t count) { known_.Reserve(count); }
+    bool Holds(int id) const noexcept { return known_.RowOf(id) == held; }
+    void Insert(int id) { known_.Set(id, held); }
+    void Remove(int id) { known_.Set(id, removed); }
+
+  private:
+    enum Mark : int { removed = 0, held = 1 };
+    customers::CustomerIndex known_;
+};
+
+ExtractResultDetail::ExtractResultDetail() = default;
+ExtractResultDetail::ExtractResultDetail(ExtractResultDetail const& other) = default;
+ExtractResultDetail& ExtractResultDetail::operator=(ExtractResultDetail const& other) = default;
+ExtractResultDetail::~ExtractResultDetail() = default;
 
 ExtractResultDetail::ExtractResultDetail(EnvManager* env, CMailListViewer* mails, ExtractListViewer* lists,
                                          CDatabaseEdit* database) {
@@ -179,7 +199,7 @@ int ExtractResultDetail::ExtractDBID2RowNumber(int id) {
 int ExtractResultDetail::GetDBIDListFromFileToMemory(int useKey, char const* key) {
     if (!env_) return Fail(send_list_environment_not_set, not_bound);
     DeleteAllString();
-    ids_.Clear();
+    ids_->Clear();
     changed_ = 0;
     if (int const result = CheckTarget(); result != ok) return result;
     const environment::DataKey file_key(*env_, useKey, key);
@@ -248,9 +268,9 @@ void ExtractResultDetail::RemoveRows(CArray<int, int> const& rows) {
 }
 
 void ExtractResultDetail::EnterIDs() {
-    ids_.Clear();
-    ids_.Reserve(Items().size());
-    for (int row = 0; row < GetSize(); ++row) ids_.Insert(IDAt(row));
+    ids_->Clear();
+    ids_->Reserve(Items().size());
+    for (int row = 0; row < GetSize(); ++row) ids_->Insert(IDAt(row));
 }
 
 int ExtractResultDetail::AddDBID(int id) {
@@ -264,13 +284,13 @@ int ExtractResultDetail::AddDBID(int id) {
 
 int ExtractResultDetail::Add(Customer customer) {
     const std::string_view mail_wanted = CellOf(*database_, customer.line, customers::element_direct_mail);
-    if (mail_wanted == customers::no_text || ids_.Holds(customer.id)) return GetSize();
+    if (mail_wanted == customers::no_text || ids_->Holds(customer.id)) return GetSize();
     if (IsEmpty()) SetElementNumber(list_width);
     const IDText text(customer.id);
     std::vector<char const*> cells(static_cast<std::size_t>(GetElementNumber()), "");
     cells[cell_customer_id] = text;
     if (!InsertString(cells.data())) return Fail(send_list_unexpected, row_refused);
-    ids_.Insert(customer.id);
+    ids_->Insert(customer.id);
     changed_ = 1;
     return GetSize();
 }
@@ -281,7 +301,7 @@ int ExtractResultDetail::RemoveDBID(int id) {
     int const row = ExtractDBID2RowNumber(id);
     if (row < 0) return Fail(send_list_delete_of_missing_id, not_in_list);
     if (!DeleteString(row)) return Fail(send_list_unexpected, row_refused);
-    if (ExtractDBID2RowNumber(id) < 0) ids_.Remove(id);  // a file may hold it twice
+    if (ExtractDBID2RowNumber(id) < 0) ids_->Remove(id);  // a file may hold it twice
     changed_ = 1;
     return GetSize();
 }
@@ -290,7 +310,7 @@ int ExtractResultDetail::ALLRemoveDBID() {
     if (!env_) return Fail(send_list_environment_not_set, not_bound);
     if (!HasTarget()) return Fail(send_list_mode_and_id_not_set, target_not_set);
     DeleteAllString();
-    ids_.Clear();
+    ids_->Clear();
     changed_ = 1;
     return ok;
 }
@@ -340,7 +360,7 @@ int ExtractResultDetail::SetDBIDFromCListInt(CList<int, int>& ids, int check, in
 void ExtractResultDetail::ReserveFor(std::size_t more) {
     const std::size_t rows = Items().size() + more;
     if (rows > Items().capacity()) Items().reserve(std::max(rows, 2 * Items().capacity()));
-    ids_.Reserve(rows);
+    ids_->Reserve(rows);
 }
 
 int ExtractResultDetail::GetAllDBIDWithoutDeleteFromDBToCListInt(CList<int, int>& out) {

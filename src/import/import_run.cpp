@@ -30,7 +30,7 @@ void ImportRun::StartLine() noexcept {
 }
 
 void ImportRun::TakeAddress(std::string_view address) {
-    table_.addresses_.FetchAhead(address);
+    table_.addresses_->FetchAhead(address);
     row_.Clear();
     row_.Assign(element_address, address);
     row_.Assign(element_delete_flag, {});
@@ -38,7 +38,7 @@ void ImportRun::TakeAddress(std::string_view address) {
 }
 
 void ImportRun::FindCustomer() {
-    known_ = table_.addresses_.Last(TableAddresses(table_), row_.Value(element_address));
+    known_ = table_.addresses_->Last(TableAddresses(table_), row_.Value(element_address));
     if (IsKnown()) return;
     if (!row_.IsAssigned(element_other_mail)) row_.Assign(element_other_mail, yes_text);
     if (!row_.IsAssigned(element_entry_date)) row_.Assign(element_entry_date, PresentTime());

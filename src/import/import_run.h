@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <string_view>
 
+#include "customers/address_index.h"
 #include "import/customer_id_source.h"
 #include "import/import_row.h"
 #include "platform/cstring_pool.h"

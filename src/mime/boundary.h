@@ -1,13 +1,12 @@
 #pragma once
 
 #include "tessaly/platform/cstring.h"
-#include "tessaly/platform/export.h"
 
 namespace mime {
 
 // A new boundary (RFC 2046 5.1.1): `front`, the local time as YYYYMMDDhhmmss and three digits of
 // milliseconds, "_", a few random characters, `back`. Every call draws anew, so that a boundary that occurs
 // in a part can be replaced at once; any thread may call it.
-TESSALY_API CString NewBoundary(char const* front, char const* back);
+CString NewBoundary(char const* front, char const* back);
 
 }  // namespace mime

@@ -1,5 +1,7 @@
 #include "tessaly/reception/my_pops.h"
 
+#include "delivery/conversation_watch.h"
+
 namespace {
 
 using delivery::ConversationStep;
@@ -65,7 +67,7 @@ constexpr delivery::ConversationTables tables = {sent,  information, Fails,  tex
 
 }  // namespace
 
-CMyPOPS::CMyPOPS() : watch_(tables) {
+CMyPOPS::CMyPOPS() : watch_(std::make_unique<delivery::ConversationWatch>(tables)) {
     m_hHandle = POPS_Create(Dispatch, static_cast<POPS*>(this));
     Init();
 }
@@ -77,7 +79,7 @@ CMyPOPS::~CMyPOPS() {
 
 int CMyPOPS::Init() {
     constexpr char const* empty = "";
-    watch_.Init();
+    watch_->Init();
     unique_ids_.RemoveAll();
     auto const set = [&](int property, platform::ComponentValue const& value) {
         return POPS_Set(m_hHandle, property, 0, value, 0);
@@ -103,13 +105,21 @@ int CMyPOPS::ListMessageUIDs() {
     return 0;
 }
 
+void CMyPOPS::SetLogTitle(CString title) { watch_->Log().SetLogTitle(title); }
+
+void CMyPOPS::WriteLog() { watch_->Log().WriteToFile(); }
+
+int CMyPOPS::GetNowStatus() const { return watch_->Status(); }
+
+CString CMyPOPS::GetErrorMessage() const { return watch_->Message(); }
+
 int CMyPOPS::FireConnectionStatus(POPSConnectionStatusEventParams* parameters) {
-    watch_.Write("情報", parameters->text);
+    watch_->Write("情報", parameters->text);
     return 0;
 }
 
 int CMyPOPS::FireError(POPSErrorEventParams* parameters) {
-    watch_.TakeError(parameters->description);
+    watch_->TakeError(parameters->description);
     return 0;
 }
 
@@ -117,21 +127,21 @@ int CMyPOPS::FireMessageList(POPSMessageListEventParams* parameters) {
     const CString unique_id = parameters->unique_id;
     CString number;
     number.Format(" (%d)", parameters->number);
-    watch_.Write("受信", unique_id + number);
+    watch_->Write("受信", unique_id + number);
     unique_ids_.Add(unique_id);
     return 0;
 }
 
 int CMyPOPS::FirePITrail(POPSPITrailEventParams* parameters) {
-    watch_.TakeLine(parameters->direction, parameters->message);
+    watch_->TakeLine(parameters->direction, parameters->message);
     return 0;
 }
 
 int CMyPOPS::FireSSLStatus(POPSSSLStatusEventParams* parameters) {
-    watch_.Write("SSL ", parameters->message);
+    watch_->Write("SSL ", parameters->message);
     return 0;
 }
 
 CString CMyPOPS::GetLastErrorInJapanese() {
-    return watch_.SentenceFor(POPS_GetLastError(m_hHandle), POPS_GetLastErrorCode(m_hHandle));
+    return watch_->SentenceFor(POPS_GetLastError(m_hHandle), POPS_GetLastErrorCode(m_hHandle));
 }

@@ -5,15 +5,14 @@
 #include <string_view>
 
 #include "tessaly/platform/cstring.h"
-#include "tessaly/platform/export.h"
 
 // Base64 over the symbols of one row of the compound key's alphabets, without padding.
 namespace storage {
 
 // `row` lies in 0 to 255.
-TESSALY_API std::string EncodeSymbols(std::string_view bytes, int row);
+std::string EncodeSymbols(std::string_view bytes, int row);
 // Nothing for a text with another byte than the symbols, of an impossible length, or with bits set behind the
 // last byte: the encoder makes none of these.
-TESSALY_API std::optional<std::string> DecodeSymbols(std::string_view symbols, int row);
+std::optional<std::string> DecodeSymbols(std::string_view symbols, int row);
 
 }  // namespace storage

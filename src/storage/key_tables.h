@@ -1,7 +1,5 @@
 #pragma once
 
-#include "tessaly/platform/export.h"
-
 // The key material of the system. It is generated from one seed, each row when it is first asked for, and
 // then kept; every function may be called from any thread. Files that were written once must open for ever:
 // the seed and the generator never change.
@@ -16,23 +14,23 @@ inline constexpr int no_symbol = -1;  // in an inverse alphabet: the byte is not
 
 // Substitution tables of 256 bytes: permutations that leave NUL, CR and LF where they are, the decode table
 // the inverse of the encode table. The default ones serve files without a key. `row` counts modulo 256.
-TESSALY_API unsigned char const* DefaultEncodeTable();
-TESSALY_API unsigned char const* DefaultDecodeTable();
-TESSALY_API unsigned char const* EncodeTable(int row);
-TESSALY_API unsigned char const* DecodeTable(int row);
+unsigned char const* DefaultEncodeTable();
+unsigned char const* DefaultDecodeTable();
+unsigned char const* EncodeTable(int row);
+unsigned char const* DecodeTable(int row);
 
 // 32 bytes that go into the choice of the row of a key.
-TESSALY_API unsigned char const* KeyNumberConstant();
+unsigned char const* KeyNumberConstant();
 
 // The 64 symbols of abnbase64encoding, with a NUL behind them.
-TESSALY_API char const* BoundaryAlphabet();
+char const* BoundaryAlphabet();
 // The value of each 7-bit byte in it, or no_symbol.
-TESSALY_API int const* InverseBoundaryAlphabet();
+int const* InverseBoundaryAlphabet();
 
 // For the compound key of an environment: 256 bytes to XOR with; the base64 symbols in 256 orders, each with
 // a NUL behind it; and for each order the six-bit value of every 7-bit byte, or no_symbol.
-TESSALY_API unsigned char const* CompoundKeyPad();
-TESSALY_API char const* CompoundKeyAlphabet(int row);
-TESSALY_API int const* InverseCompoundKeyAlphabet(int row);
+unsigned char const* CompoundKeyPad();
+char const* CompoundKeyAlphabet(int row);
+int const* InverseCompoundKeyAlphabet(int row);
 
 }  // namespace storage

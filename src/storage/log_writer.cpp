@@ -2,6 +2,8 @@
 
 #include <string_view>
 
+#include "platform/clock.h"
+#include "platform/file.h"
 #include "tessaly/platform/process.h"
 #include "tessaly/text/directories.h"
 
@@ -61,6 +63,11 @@ int DayNumber(platform::CalendarTime const& time) { return (time.year * 12 + tim
 
 }  // namespace
 
+LogWriter::LogWriter() = default;
+LogWriter::LogWriter(LogWriter const& other) = default;
+LogWriter& LogWriter::operator=(LogWriter const& other) = default;
+LogWriter::~LogWriter() = default;
+
 void LogWriter::Init() {
     path_.Empty();
     buffer_.clear();
@@ -94,7 +101,7 @@ void LogWriter::Write(platform::CalendarTime const& now) {
         buffer_.insert(0, block);
         title_.Empty();  // it now waits in the buffer if the write fails
     }
-    if (!file_.Append(buffer_)) return;
+    if (!file_->Append(buffer_)) return;
     length_ += static_cast<std::int64_t>(buffer_.size());
     buffer_.clear();
 }
@@ -104,9 +111,9 @@ bool LogWriter::Ready(platform::CalendarTime const& now) {
     int const cycle = now.day % cycle_days;
     if (path_.IsEmpty() || cycle_ != cycle) CreateCyclicLogFilePath(cycle);
     if (!StillOpen()) {
-        if (!file_.Open(path_)) return false;
+        if (!file_->Open(path_)) return false;
         file_path_ = path_;
-        length_ = file_.Length();
+        length_ = file_->Length();
         file_day_ = no_day;
     }
     if (file_day_ == DayNumber(now)) return true;
@@ -119,11 +126,11 @@ bool LogWriter::Ready(platform::CalendarTime const& now) {
 // for at each call. A look at the path, which alone shows that the file was renamed, costs as much as the
 // write itself.
 bool LogWriter::StillOpen() {
-    if (!file_.IsOpen() || !(file_path_ == path_)) return false;
+    if (!file_->IsOpen() || !(file_path_ == path_)) return false;
     const std::int64_t now = platform::MonotonicMilliseconds();
-    if (now != path_checked_ && !file_.StillThere()) return false;
+    if (now != path_checked_ && !file_->StillThere()) return false;
     path_checked_ = now;
-    const std::int64_t length = file_.Length();
+    const std::int64_t length = file_->Length();
     if (length != length_) file_day_ = no_day;
     length_ = length;
     return length >= 0;
@@ -133,18 +140,18 @@ bool LogWriter::StillOpen() {
 bool LogWriter::BeginsWith(platform::CalendarTime const& now) {
     const std::string date = DateText(now);
     std::string head;
-    if (!file_.Head(date_size, head)) return false;
+    if (!file_->Head(date_size, head)) return false;
     return head == date || BeginAnew(date);
 }
 
 // Empties a file of another day and gives it its date line, unless another writer has done so by now; that
 // one may have come to the next day already.
 bool LogWriter::BeginAnew(std::string const& date) {
-    const FileLock lock(file_);
+    const FileLock lock(*file_);
     std::string head;
-    if (!file_.Head(date_size, head)) return false;
+    if (!file_->Head(date_size, head)) return false;
     if (head == date || head == DateText(platform::LocalTimeNow())) return true;
-    if (!file_.Truncate() || !file_.Append(date + std::string(line_end))) return false;
+    if (!file_->Truncate() || !file_->Append(date + std::string(line_end))) return false;
     length_ = static_cast<std::int64_t>(date.size() + line_end.size());
     return true;
 }

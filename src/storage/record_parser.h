@@ -4,8 +4,6 @@
 #include <cstdint>
 #include <vector>
 
-#include "tessaly/platform/export.h"
-
 // The rules by which a record of the table format, or a line of a CSV file, falls into fields.
 namespace storage {
 
@@ -24,7 +22,6 @@ inline constexpr std::size_t max_record_bytes = std::size_t{256} << 20;
 // off. Only the first `max_kept` fields are kept in `fields`, all are counted. Result: the number of fields;
 // 0 with `fields` empty for a blank or malformed record. Malformed is a quote inside a field with anything
 // but a quote, a comma or the end behind it; a quote still open at the end is not.
-TESSALY_API int DivideRecord(char* text, std::size_t size, FieldList& fields,
-                             std::size_t max_kept = SIZE_MAX);
+int DivideRecord(char* text, std::size_t size, FieldList& fields, std::size_t max_kept = SIZE_MAX);
 
 }  // namespace storage

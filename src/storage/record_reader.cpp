@@ -4,8 +4,10 @@
 #include <cstring>
 #include <string_view>
 
+#include "platform/cstring_pool.h"
 #include "platform/file.h"
 #include "storage/quote_scanner.h"
+#include "storage/record_parser.h"
 #include "tessaly/storage/substitution.h"
 
 namespace storage {
@@ -22,6 +24,8 @@ constexpr std::size_t line_piece = 1023;
 bool HasText(std::string_view line) noexcept { return line.find_first_not_of("\r\n") != line.npos; }
 
 }  // namespace
+
+RecordReader::RecordReader() = default;
 
 RecordReader::~RecordReader() { CloseFile(); }
 
@@ -180,6 +184,8 @@ int RecordReader::SetLine(char const* text) {
     fields_text_ = line_;
     return DivideRecord(fields_text_.data(), fields_text_.size(), fields_);
 }
+
+int RecordReader::GetElementsNumber() const { return static_cast<int>(fields_.size()); }
 
 char const* RecordReader::GetData(int i) const {
     if (i < 0 || i >= GetElementsNumber()) return nullptr;

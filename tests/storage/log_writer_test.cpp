@@ -1,4 +1,5 @@
 #include "tessaly/storage/log_writer.h"
+#include "platform/clock.h"
 
 #include <gtest/gtest.h>
 

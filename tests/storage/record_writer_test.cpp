@@ -1,4 +1,5 @@
 #include "tessaly/storage/record_writer.h"
+#include "platform/cstring_pool.h"
 
 #include <gtest/gtest.h>
 

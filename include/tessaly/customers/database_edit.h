@@ -5,8 +5,6 @@
 #include <functional>
 #include <string_view>
 
-#include "customers/address_index.h"
-#include "customers/customer_index.h"
 #include "tessaly/customers/customer_elements.h"
 #include "tessaly/customers/field_rules.h"
 #include "tessaly/customers/one_customer.h"
@@ -14,6 +12,7 @@
 #include "tessaly/platform/cstring.h"
 #include "tessaly/platform/dialog.h"
 #include "tessaly/platform/export.h"
+#include "tessaly/platform/hidden.h"
 #include "tessaly/storage/err_msg.h"
 #include "tessaly/storage/my_db.h"
 #include "tessaly/storage/string_array_ex.h"
@@ -22,8 +21,10 @@ class EnvManager;
 class ExtractAction;
 class SystemOption;
 namespace customers {
+class AddressIndex;
+class CustomerIndex;
 class ImportRun;
-}
+}  // namespace customers
 
 // One customer ID in a list.
 struct CDbCustomerID {
@@ -119,9 +120,9 @@ class TESSALY_API CDatabaseEdit : public CMyDB {
     // box and raises CUserException.
     explicit CDatabaseEdit(EnvManager* env);
     CDatabaseEdit(EnvManager* env, SystemOption* option);
-    CDatabaseEdit(CDatabaseEdit const&) = default;
-    CDatabaseEdit& operator=(CDatabaseEdit const&) = default;
-    ~CDatabaseEdit() override = default;
+    CDatabaseEdit(CDatabaseEdit const& other);
+    CDatabaseEdit& operator=(CDatabaseEdit const& other);
+    ~CDatabaseEdit() override;
 
     // 1; 0 for a null pointer, or when one is set already. Once both are set the options get the environment
     // too.
@@ -382,12 +383,12 @@ class TESSALY_API CDatabaseEdit : public CMyDB {
     EnvManager* env_ = nullptr;
     SystemOption* option_ = nullptr;
     CErrMsg error_;
-    customers::CustomerIndex index_;
+    platform::Hidden<customers::CustomerIndex> index_;
     int max_id_ = OneCustomer::no_id;
     SharedFlag stop_import_;
     ForeignImportOptions foreign_options_;
     CArray<customers::RefusedField> refused_fields_;
-    customers::AddressIndex addresses_;
+    platform::Hidden<customers::AddressIndex> addresses_;
     // The table's revision that each index describes.
     std::uint64_t index_revision_ = 0;
     std::uint64_t addresses_revision_ = 0;

@@ -2,7 +2,6 @@
 
 #include <memory>
 
-#include "delivery/conversation_log.h"
 #include "tessaly/delivery/mail_send_err.h"
 #include "tessaly/platform/containers.h"
 #include "tessaly/platform/cstring.h"
@@ -12,6 +11,9 @@
 #include "tessaly/storage/log_writer.h"
 
 class SocketSupport;
+namespace delivery {
+class ConversationLog;
+}
 namespace protocol {
 struct AllowedMethods;
 struct SmtpOptions;
@@ -258,5 +260,5 @@ class TESSALY_API MailSend {
     protocol::SmtpFailure failure_;
     CArray<MailSendErr, MailSendErr&> error_list_;
     LogWriter log_;
-    delivery::ConversationLog conversation_log_{log_};
+    std::unique_ptr<delivery::ConversationLog> conversation_log_;
 };

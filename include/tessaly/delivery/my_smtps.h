@@ -1,10 +1,15 @@
 #pragma once
 
-#include "delivery/conversation_watch.h"
+#include <memory>
+
 #include "tessaly/protocol/smtps.h"
 
+namespace delivery {
+class ConversationWatch;
+}
+
 // The SMTP client over TLS: the component holds the conversation, and is filled and called by its own
-// interface (platform/smtps.h, Handle()); this class keeps the transfer log, notes how far the conversation
+// interface (protocol/smtps.h, Handle()); this class keeps the transfer log, notes how far the conversation
 // came, and says in Japanese why it failed. Not copied; one object serves one thread, which also runs the
 // events.
 class TESSALY_API CMySMTPS : public SMTPS {
@@ -34,11 +39,11 @@ class TESSALY_API CMySMTPS : public SMTPS {
     // Readies the object and the component for one conversation; closes one that is open. A time limit of 60
     // seconds, port 25, no security, everything else empty. Result: of the component's last setting.
     int Init();
-    void SetLogTitle(CString title) { watch_.Log().SetLogTitle(title); }
-    void WriteLog() { watch_.Log().WriteToFile(); }
-    int GetNowStatus() const { return watch_.Status(); }
+    void SetLogTitle(CString title);
+    void WriteLog();
+    int GetNowStatus() const;
     // What the component told with its last error event.
-    CString GetErrorMessage() const { return watch_.Message(); }
+    CString GetErrorMessage() const;
     // The sentence for the component's last failure; its own text where there is none.
     CString GetLastErrorInJapanese();
 
@@ -51,5 +56,5 @@ class TESSALY_API CMySMTPS : public SMTPS {
     int FireSSLStatus(SMTPSSSLStatusEventParams* parameters) override;
 
   private:
-    delivery::ConversationWatch watch_;
+    std::unique_ptr<delivery::ConversationWatch> watch_;
 };

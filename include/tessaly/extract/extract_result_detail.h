@@ -4,10 +4,10 @@
 #include <cstdint>
 #include <vector>
 
-#include "customers/customer_index.h"
 #include "tessaly/platform/containers.h"
 #include "tessaly/platform/cstring.h"
 #include "tessaly/platform/export.h"
+#include "tessaly/platform/hidden.h"
 #include "tessaly/platform/ole_date_time.h"
 #include "tessaly/storage/base_record_structer.h"
 #include "tessaly/storage/err_msg.h"
@@ -69,7 +69,11 @@ class TESSALY_API ExtractResultDetail : public BaseRecordStructer {
     // Failures of ExtractDBID2RowNumber beside those of a search; no number.
     enum RowResult : int { row_no_rows = -3, row_unknown_type = -4 };
 
-    ExtractResultDetail() = default;
+    ExtractResultDetail();
+    ExtractResultDetail(ExtractResultDetail const& other);
+    ExtractResultDetail& operator=(ExtractResultDetail const& other);
+    ~ExtractResultDetail() override;
+
     // Bound by the setters in the order of the arguments. A refusal leaves 3007, is shown in a message box
     // and raises CUserException.
     ExtractResultDetail(EnvManager* env, CMailListViewer* mails, ExtractListViewer* lists,
@@ -155,19 +159,7 @@ class TESSALY_API ExtractResultDetail : public BaseRecordStructer {
         int id;
         int line;  // in the database
     };
-    // The IDs that the rows hold.
-    class IDSet {
-      public:
-        void Clear() { known_.Clear(); }
-        void Reserve(std::size_t count) { known_.Reserve(count); }
-        bool Holds(int id) const noexcept { return known_.RowOf(id) == held; }
-        void Insert(int id) { known_.Set(id, held); }
-        void Remove(int id) { known_.Set(id, removed); }
-
-      private:
-        enum Mark : int { removed = 0, held = 1 };
-        customers::CustomerIndex known_;
-    };
+    class IDSet;
 
     int Fail(int code, Result result);
     bool IsBound() const { return env_ && database_; }
@@ -195,5 +187,5 @@ class TESSALY_API ExtractResultDetail : public BaseRecordStructer {
     ERTYPE type_ = er_not_set;
     int id_ = id_not_set;
     int changed_ = 0;
-    IDSet ids_;
+    platform::Hidden<IDSet> ids_;
 };

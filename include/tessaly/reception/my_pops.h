@@ -1,11 +1,16 @@
 #pragma once
 
-#include "delivery/conversation_watch.h"
+#include <memory>
+
 #include "tessaly/platform/containers.h"
 #include "tessaly/protocol/pops.h"
 
+namespace delivery {
+class ConversationWatch;
+}
+
 // The POP3 client over TLS: the component holds the conversation, and is filled and called by its own
-// interface (platform/pops.h, Handle()); this class keeps the transfer log and the list of unique IDs, notes
+// interface (protocol/pops.h, Handle()); this class keeps the transfer log and the list of unique IDs, notes
 // how far the conversation came, and says in Japanese why it failed. Not copied; one object serves one
 // thread, which also runs the events.
 class TESSALY_API CMyPOPS : public POPS {
@@ -31,16 +36,16 @@ class TESSALY_API CMyPOPS : public POPS {
     // Readies the object for one conversation: a time limit of 60 seconds, port 110, no security, everything
     // else empty. The component's connection is left as it is. Result: of the component's last setting.
     int Init();
-    void SetLogTitle(CString title) { watch_.Log().SetLogTitle(title); }
-    void WriteLog() { watch_.Log().WriteToFile(); }
+    void SetLogTitle(CString title);
+    void WriteLog();
     // Asks for the unique ID of each message in turn and appends it to the list. 0, or the component's error
     // at the first message that has none any more; what came before it is in the list. The component's own
     // listing (pops_list) fills the same list in one round trip.
     int ListMessageUIDs();
     CStringArray const& GetUIDs() const { return unique_ids_; }
-    int GetNowStatus() const { return watch_.Status(); }
+    int GetNowStatus() const;
     // What the component told with its last error event.
-    CString GetErrorMessage() const { return watch_.Message(); }
+    CString GetErrorMessage() const;
     // The sentence for the component's last failure; its own text where there is none.
     CString GetLastErrorInJapanese();
     // The same failure as data: the step in which the last call failed, and the reply that refused it.
@@ -54,5 +59,5 @@ class TESSALY_API CMyPOPS : public POPS {
 
   private:
     CStringArray unique_ids_;
-    delivery::ConversationWatch watch_;
+    std::unique_ptr<delivery::ConversationWatch> watch_;
 };

@@ -3,10 +3,14 @@
 #include <cstdint>
 #include <string>
 
-#include "platform/clock.h"
-#include "platform/file.h"
 #include "tessaly/platform/cstring.h"
 #include "tessaly/platform/export.h"
+#include "tessaly/platform/hidden.h"
+
+namespace platform {
+class AppendFile;
+struct CalendarTime;
+}  // namespace platform
 
 // The transfer log: text files TessalyTransfer<d>.log beside the library, one for each last digit of the day
 // of the month, each holding one day. The first line of a file is its date; a file of an earlier day is
@@ -23,6 +27,11 @@
 // an object carries the unwritten text and opens the file for itself.
 class TESSALY_API LogWriter {
   public:
+    LogWriter();
+    LogWriter(LogWriter const& other);
+    LogWriter& operator=(LogWriter const& other);
+    ~LogWriter();
+
     // Back to the state of a new object; unwritten text is dropped.
     void Init();
     // The file to write to for the rest of the day; a write on another day (and the first of an object) goes
@@ -56,7 +65,7 @@ class TESSALY_API LogWriter {
     std::string buffer_;  // not yet written; keeps its room from entry to entry
     CString title_;
 
-    platform::AppendFile file_;
+    platform::Hidden<platform::AppendFile> file_;
     CString file_path_;              // of the open file; Init leaves it open for the next conversation
     int file_day_ = no_day;          // the day, as a number, that the open file is known to begin with
     std::int64_t length_ = 0;        // of the open file behind this object's last write

@@ -5,13 +5,16 @@
 #include <cstdio>
 #include <memory>
 #include <string>
+#include <vector>
 
-#include "platform/cstring_pool.h"
-#include "storage/record_parser.h"
 #include "tessaly/platform/export.h"
 #include "tessaly/storage/string_array_ex.h"
 
+class CStringPool;
+
 namespace storage {
+
+struct Field;
 
 // Reads records of quoted fields from a file, with or without a substitution of its bytes: what XCsvRead and
 // CsvRead have in common. The object owns its stream.
@@ -71,7 +74,7 @@ class TESSALY_API RecordReader {
     // The record as it was read, decoded, its line end included; or the text given to SetLine. Empty without
     // one.
     char const* GetLine() const { return line_.c_str(); }
-    int GetElementsNumber() const { return static_cast<int>(fields_.size()); }
+    int GetElementsNumber() const;
     // Null when out of range. This pointer and the last one stay valid until the next read.
     char const* GetData(int i) const;
 
@@ -83,7 +86,7 @@ class TESSALY_API RecordReader {
     std::int64_t BytesRead() const { return consumed_; }
 
   protected:
-    RecordReader() = default;
+    RecordReader();
     // Null means plain text. The next read uses it.
     void SetTable(unsigned char const* decode_table);
 
@@ -124,8 +127,8 @@ class TESSALY_API RecordReader {
     std::string line_;
     std::string rest_;
     std::string fields_text_;
-    FieldList fields_;
-    FieldList row_fields_;  // of ReadRow
+    std::vector<Field> fields_;
+    std::vector<Field> row_fields_;  // of ReadRow
 };
 
 }  // namespace storage
