@@ -6,11 +6,9 @@
 #include "cli/command.h"
 #include "cli/command_import.h"
 #include "cli/listing.h"
-#include "cli/progress.h"
 #include "engine/base/crossing.h"
 #include "engine/base/failure.h"
-#include "engine/customers/checked_customer.h"
-#include "engine/customers/elements.h"
+#include "engine/customers/customer_table.h"
 
 namespace cli {
 namespace {
@@ -31,140 +29,64 @@ struct Arguments {
     bool yes = false;
 };
 
-std::vector<int> IdsOf(Arguments const& arguments, CDatabaseEdit& customers) {
-    CArray<int, int> ids;
-    if (arguments.deleted)
-        customers.GetDeleteCustomerList(ids);
-    else if (arguments.all)
-        customers.GetDBIDALL(ids);
-    else
-        customers.GetDBIDWithoutDelete(ids);
-    return {ids.begin(), ids.end()};
-}
-
 void List(Arguments const& arguments) {
     const ListFormat format = ListFormatOf(arguments.format);
     Session session(arguments.access, arguments.env_file, Session::For::reading);
-    const Elements elements(session);
-    const std::vector<int> columns = elements.NamedList(arguments.columns);
-    std::vector<std::string> titles;
-    for (int const column : columns) titles.push_back(elements.At(column).title);
-    const std::vector<int> ids = IdsOf(arguments, session.Customers());
-    const std::size_t shown =
-        arguments.limit > 0 ? std::min(ids.size(), static_cast<std::size_t>(arguments.limit)) : ids.size();
-    Listing listing(std::cout, format, titles);
-    for (std::size_t i = 0; i < shown; ++i) {
-        std::vector<CString> cells;
-        for (int const column : columns)
-            cells.push_back(session.Customers().GetCustomerDataPinPoint(ids[i], column));
-        listing.Add(std::move(cells));
-    }
+    const CustomerList customers(session,
+                                 arguments.deleted ? CustomerView::deleted
+                                 : arguments.all   ? CustomerView::all
+                                                   : CustomerView::live,
+                                 arguments.columns);
+    std::size_t const total = customers.Size();
+    std::size_t const shown =
+        arguments.limit > 0 ? std::min(total, static_cast<std::size_t>(arguments.limit)) : total;
+    Listing listing(std::cout, format, customers.Titles());
+    for (std::size_t row = 0; row < shown; ++row) listing.Add(customers.Row(row));
     listing.End();
     if (format == ListFormat::table)
-        std::cout << Grouped(ids.size()) << "件"
-                  << (shown < ids.size() ? "のうち " + Grouped(shown) + "件" : "") << "\n";
+        std::cout << Grouped(total) << "件" << (shown < total ? "のうち " + Grouped(shown) + "件" : "")
+                  << "\n";
 }
 
-[[noreturn]] void Unknown(int id) {
-    throw Failure(Failure::customer_not_found, "その個人情報IDの顧客はいません: " + std::to_string(id));
-}
-
-OneCustomer Fetch(Session& session, int id) {
-    OneCustomer customer;
-    if (session.Customers().GetOneCustomerForEdit(customer, id) < 0) Unknown(id);
-    return customer;
-}
-
-void ShowOne(Session& session, Elements const& elements, int id) {
-    for (int number = 0; number < customers::element_count; ++number) {
-        Element const& element = elements.At(number);
-        const CString value = session.Customers().GetCustomerDataPinPoint(id, number);
-        if (element.title.empty() || value.IsEmpty()) continue;
-        std::cout << element.title << ": " << Out(OnOneLine(value.View())) << "\n";
-    }
+void ShowOne(Session& session, int id) {
+    for (CustomerField const& field : FieldsOf(session, id))
+        std::cout << field.title << ": " << OnOneLine(field.value) << "\n";
 }
 
 void Show(Arguments const& arguments) {
     Session session(arguments.access, arguments.env_file, Session::For::reading);
-    const Elements elements(session);
-    Fetch(session, arguments.id);
-    ShowOne(session, elements, arguments.id);
-}
-
-void RefuseKnownAddress(Session& session, CString const& address, int own_id) {
-    int const id = session.Customers().SearchCustomerOneElement(customers::element_address, address, -1,
-                                                                static_cast<Direction>(0));
-    if (id >= 0 && id != own_id) {
-        throw Failure(Failure::customer_exists, "このメールアドレスの顧客はもういます: 個人情報ID " +
-                                                    std::to_string(id) +
-                                                    (session.Customers().FindCustomerID(id, 0) == 1
-                                                         ? ""
-                                                         : " (削除済み。customers restore で戻せます)"));
-    }
-}
-
-void Store(Session& session, Elements const& elements, OneCustomer& customer,
-           std::vector<std::string> const& values) {
-    TakeValues(elements, values, customer);
-    if (customer.Email.IsEmpty())
-        throw Failure(Failure::invalid_value,
-                      "メールアドレスが必要です。「メールアドレス=...」を加えてください。");
-    RefuseKnownAddress(session, customer.Email, customer.CustomerID);
-    if (session.Customers().SetOneCustomerInfo(customer, 0) < 0)
-        throw Failure(Failure::operation_failed,
-                      "顧客を書き込めません: " + TextOf(session.Customers().GetErrMsg()));
-    session.SaveCustomers();
-    ShowOne(session, elements, customer.CustomerID);
+    ShowOne(session, arguments.id);
 }
 
 void Add(Arguments const& arguments) {
     Session session(arguments.access, arguments.env_file, Session::For::changing);
-    const Elements elements(session);
-    OneCustomer customer;
-    session.Customers().GetOneCustomerForNew(customer, 1);
-    Store(session, elements, customer, arguments.values);
+    ShowOne(session, AddCustomer(session, arguments.values));
 }
 
 void Set(Arguments const& arguments) {
     Session session(arguments.access, arguments.env_file, Session::For::changing);
-    const Elements elements(session);
-    OneCustomer customer = Fetch(session, arguments.id);
-    Store(session, elements, customer, arguments.values);
+    ChangeCustomer(session, arguments.id, arguments.values);
+    ShowOne(session, arguments.id);
 }
 
-// The same for every ID, all or none.
-template <class Change>
-void ChangeEach(Arguments const& arguments, char const* done, Change change) {
+void ChangeEach(Arguments const& arguments, char const* done,
+                void (*change)(Session&, std::vector<int> const&)) {
     Session session(arguments.access, arguments.env_file, Session::For::changing);
-    for (int const id : arguments.ids)
-        if (session.Customers().FindCustomerID(id, 1) != 1) Unknown(id);
-    for (int const id : arguments.ids)
-        if (change(session.Customers(), id) < 0)
-            throw Failure(Failure::operation_failed, "変えられませんでした: " + std::to_string(id) + "\n" +
-                                                         TextOf(session.Customers().GetErrMsg()));
-    session.SaveCustomers();
+    change(session, arguments.ids);
     std::cout << Grouped(arguments.ids.size()) << "件を" << done << "\n";
 }
 
 void Delete(Arguments const& arguments) {
-    ChangeEach(arguments, "削除しました (customers restore で戻せます)。",
-               [](CDatabaseEdit& customers, int id) { return customers.DeleteCustomer(id); });
+    ChangeEach(arguments, "削除しました (customers restore で戻せます)。", DeleteCustomers);
 }
 
-void Restore(Arguments const& arguments) {
-    ChangeEach(arguments, "戻しました。", [](CDatabaseEdit& customers, int id) {
-        if (customers.GetCustomerDataPinPoint(id, customers::element_address).IsEmpty())
-            throw Failure(Failure::erased, "消去された顧客は戻せません: " + std::to_string(id));
-        return customers.UnDeleteCustomer(id);
-    });
-}
+void Restore(Arguments const& arguments) { ChangeEach(arguments, "戻しました。", RestoreCustomers); }
 
 void Erase(Arguments const& arguments) {
     if (!arguments.yes)
         throw Failure(Failure::not_confirmed,
                       "消去した個人情報は戻せません。消去してよければ --yes をつけてください。");
-    ChangeEach(arguments, "消去しました (番号だけが残ります)。",
-               [](CDatabaseEdit& customers, int id) { return customers.PhysicalDeletion(id); });
+    ChangeEach(arguments, "消去しました (番号だけが残ります)。", EraseCustomers);
 }
 
 }  // namespace

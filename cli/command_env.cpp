@@ -2,9 +2,8 @@
 #include <memory>
 
 #include "cli/command.h"
-#include "cli/progress.h"
-#include "engine/base/crossing.h"
-#include "engine/base/failure.h"
+#include "engine/environment/environment_summary.h"
+#include "engine/environment/new_environment.h"
 
 namespace cli {
 
@@ -45,13 +44,7 @@ struct Arguments {
 };
 
 void New(Arguments const& arguments) {
-    std::string password;
-    if (!arguments.access.password_file.empty()) {
-        password = FirstLineOf(arguments.access.password_file, "パスワードファイル");
-        if (password.empty())
-            throw Failure(Failure::unsuitable_file,
-                          "パスワードファイルの1行目が空です: " + arguments.access.password_file);
-    }
+    const std::string password = NewPassword(arguments.access);
     CreateEnvironment(arguments.access, arguments.env_file, password);
     std::cout << "環境を作りました: " << arguments.env_file
               << (password.empty() ? "" : " (起動用パスワードつき)") << "\n"
@@ -59,38 +52,22 @@ void New(Arguments const& arguments) {
               << " from.address=... smtp.host=...」で差出人と送信サーバーを決めてください。\n";
 }
 
-constexpr char const* not_set = "(未設定)";
-
-std::string SenderOf(Session& session) {
-    const std::string name = session.Setting("from.name"), address = session.Setting("from.address");
-    if (address.empty()) return not_set;
-    return name.empty() ? address : name + " <" + address + ">";
-}
-
-std::string ServerOf(Session& session) {
-    const std::string host = session.Setting("smtp.host");
-    return host.empty() ? not_set : host + ":" + session.Setting("smtp.port");
-}
-
 void Info(Arguments const& arguments) {
+    constexpr char const* not_set = "(未設定)";
     Session session(arguments.access, arguments.env_file, Session::For::reading);
-    EnvManager& environment = session.Environment();
-    CString entry, renewal, flag;
-    environment.GetEntryDate(entry);
-    environment.GetRenewalDate(renewal);
-    environment.GetUseEnvPasswordFlag(flag);
-    CDatabaseEdit& customers = session.Customers();
-    CArray<int, int> deleted;
-    auto const live = static_cast<std::uint64_t>(customers.GetDBCountWithoutDelete());
-    auto const gone = static_cast<std::uint64_t>(customers.GetDeleteCustomerList(deleted));
+    const EnvironmentSummary summary = SummaryOf(session);
+    const std::string address = summary.sender_address, name = summary.sender_name,
+                      sender = name.empty() ? address : name + " <" + address + ">";
     std::cout << "環境        " << arguments.env_file << "\n"
-              << "データ      " << session.DataDirectory() << "\n"
-              << "作成日時    " << Out(entry) << "\n"
-              << "更新日時    " << Out(renewal) << "\n"
-              << "パスワード  " << (flag == "Y" ? "あり" : "なし") << "\n"
-              << "顧客        " << Grouped(live) << "件 (ほかに削除済み " << Grouped(gone) << "件)\n"
-              << "差出人      " << SenderOf(session) << "\n"
-              << "サーバー    " << ServerOf(session) << "\n";
+              << "データ      " << summary.data_directory << "\n"
+              << "作成日時    " << summary.made << "\n"
+              << "更新日時    " << summary.changed << "\n"
+              << "パスワード  " << (summary.has_password ? "あり" : "なし") << "\n"
+              << "顧客        " << Grouped(summary.customers) << "件 (ほかに削除済み "
+              << Grouped(summary.deleted_customers) << "件)\n"
+              << "差出人      " << (address.empty() ? not_set : sender) << "\n"
+              << "サーバー    " << (summary.server.empty() ? not_set : summary.server + ":" + summary.port)
+              << "\n";
 }
 
 }  // namespace

@@ -3,8 +3,7 @@
 #include <vector>
 
 #include "cli/command.h"
-#include "engine/base/failure.h"
-#include "engine/environment/settings_catalogue.h"
+#include "engine/environment/settings.h"
 
 namespace cli {
 namespace {
@@ -15,40 +14,29 @@ struct Arguments {
     std::vector<std::string> items;  // NAME or NAME=VALUE
 };
 
-Setting const& Named(std::string const& name) {
-    if (Setting const* setting = FindSetting(name)) return *setting;
-    throw Failure(Failure::unknown_setting,
-                  "設定の名前が違います: " + name + "\n「tessaly settings ENV」で一覧を見られます。");
-}
-
 void Show(Session& session, Setting const& setting) {
-    std::string value = session.Setting(setting.name);
-    if (setting.kind == SettingKind::secret) value = value.empty() ? "(未設定)" : "(設定済み)";
-    std::cout << setting.name << "=" << value << "\n";
-}
-
-void ShowAll(Session& session) {
-    for (Setting const& setting : SettingsCatalogue()) Show(session, setting);
+    const SettingValue value = ValueOf(session, setting);
+    char const* const secret = value.empty ? "(未設定)" : "(設定済み)";
+    std::cout << value.name << "=" << (value.secret ? secret : value.value) << "\n";
 }
 
 void Run(Arguments const& arguments) {
-    bool changes = false;
+    std::vector<Setting const*> shown;
+    std::vector<SettingChange> changes;
     for (std::string const& item : arguments.items) {
         const std::size_t equals = item.find('=');
-        Setting const& setting = Named(item.substr(0, equals));
+        const std::string name = item.substr(0, equals);
+        shown.push_back(&SettingNamed(name));
         if (equals == item.npos) continue;
-        changes = true;
-        const std::string refusal = RefusalOf(setting, item.substr(equals + 1));
-        if (!refusal.empty()) throw Failure(Failure::invalid_value, setting.name + ": " + refusal);
+        changes.push_back({name, item.substr(equals + 1)});
+        CheckSettings({changes.back()});
     }
     Session session(arguments.access, arguments.env_file,
-                    changes ? Session::For::changing : Session::For::reading);
-    for (std::string const& item : arguments.items)
-        if (const std::size_t equals = item.find('='); equals != item.npos)
-            session.Set(item.substr(0, equals), item.substr(equals + 1));
-    if (changes) session.SaveSettings();
-    if (arguments.items.empty()) ShowAll(session);
-    for (std::string const& item : arguments.items) Show(session, Named(item.substr(0, item.find('='))));
+                    changes.empty() ? Session::For::reading : Session::For::changing);
+    if (!changes.empty()) ChangeSettings(session, changes);
+    if (shown.empty())
+        for (Setting const& setting : SettingsCatalogue()) Show(session, setting);
+    for (Setting const* setting : shown) Show(session, *setting);
 }
 
 std::string Catalogue() {

@@ -4,14 +4,10 @@
 
 #include "cli/command.h"
 #include "cli/listing.h"
-#include "cli/progress.h"
 #include "cli/shown.h"
-#include "engine/base/crossing.h"
 #include "engine/base/failure.h"
-#include "engine/customers/elements.h"
-#include "engine/mails/mail_store.h"
-#include "engine/targets/conditions.h"
-#include "engine/targets/target.h"
+#include "engine/environment/listed_mail.h"
+#include "engine/targets/target_choice.h"
 
 namespace cli {
 namespace {
@@ -32,80 +28,49 @@ struct Arguments {
     bool Changes() const { return !conditions.empty() || all || apply || clear; }
 };
 
-void PrintConditions(Elements const& elements, ExtractAction& set) {
-    const std::vector<std::string> lines = DescribeConditions(elements, set);
+void PrintConditions(std::vector<std::string> const& lines) {
     if (lines.empty()) std::cout << "条件: なし\n";
     for (std::size_t i = 0; i < lines.size(); ++i)
         std::cout << (i ? "または: " : "条件: ") << lines[i] << "\n";
 }
 
-CString FullName(ERDetailPlusDB const& entry) {
-    return entry.KanjiSei + (entry.KanjiSei.IsEmpty() || entry.KanjiMei.IsEmpty() ? "" : " ") +
-           entry.KanjiMei;
-}
-
-void PrintRecipients(Session& session, Arguments const& arguments, ListFormat format) {
-    ExtractResultDetail list;
-    LoadRecipients(session, {TargetOwner::mail, arguments.mail}, list);
-    int unknown = 0;
-    const std::vector<ERDetailPlusDB> entries =
-        EntriesOf(session, arguments.mail, arguments.limit, list, unknown);
+void PrintRecipients(RecipientList const& list, ListFormat format) {
     Listing listing(std::cout, format, {"個人情報ID", "メールアドレス", "名前", "会社名"});
-    for (ERDetailPlusDB const& entry : entries)
-        listing.Add({std::to_string(entry.CustomerID).c_str(), entry.Email, FullName(entry), entry.Company});
+    for (Recipient const& one : list.recipients)
+        listing.Add(
+            std::vector<std::string>{std::to_string(one.customer), one.address, one.name, one.company});
     listing.End();
-    auto const total = static_cast<std::size_t>(list.GetRecordNumber());
+    std::size_t const shown = list.recipients.size();
     if (format == ListFormat::table)
-        std::cout << Grouped(total) << "件"
-                  << (entries.size() < total ? "のうち " + Grouped(entries.size()) + "件" : "") << "\n";
-    if (unknown > 0)
-        std::cerr << "ほかに、顧客データにいない宛先が " << Grouped(static_cast<std::size_t>(unknown))
+        std::cout << Grouped(list.total) << "件"
+                  << (shown < list.total ? "のうち " + Grouped(shown) + "件" : "") << "\n";
+    if (list.unknown > 0)
+        std::cerr << "ほかに、顧客データにいない宛先が " << Grouped(list.unknown)
                   << "件あります (送られません)。\n";
 }
 
-void Show(Session& session, Elements const& elements, Arguments const& arguments) {
+void Show(Session& session, Arguments const& arguments) {
     const ListFormat format = ListFormatOf(arguments.format);
     if (format == ListFormat::table) {
-        ExtractAction set;
-        LoadConditions(session, {TargetOwner::mail, arguments.mail}, set);
+        const std::vector<std::string> conditions = ConditionsOf(session, arguments.mail);
         std::cout << "メール " << NameOfMail(session, arguments.mail) << "\n";
-        PrintConditions(elements, set);
+        PrintConditions(conditions);
     }
-    PrintRecipients(session, arguments, format);
+    PrintRecipients(ListRecipients(session, arguments.mail, arguments.limit), format);
 }
 
-void Choose(Session& session, Elements const& elements, Arguments const& arguments, ExtractAction& set,
-            ExtractResultDetail& list) {
-    if (arguments.apply) {
-        LoadConditions(session, {TargetOwner::mail, arguments.mail}, set);
-        // Without conditions everyone is chosen, which then was asked for before.
-        if (!HasConditions(set) && RecipientCount(session, arguments.mail) == 0)
-            throw Failure(Failure::no_conditions,
-                          "まだ条件がありません。--where で条件を書くか、--all で全員を選んでください。");
-    } else {
-        MakeEmptyConditions(session, set);
-        FillConditions(elements, arguments.conditions, set);
-    }
-    ChooseRecipients(session, arguments.mail, set, list);
-}
-
-void Change(Session& session, Elements const& elements, Arguments const& arguments) {
-    ExtractAction set;
-    ExtractResultDetail list;
-    if (arguments.clear) {
-        MakeEmptyConditions(session, set);
-        MakeEmptyRecipients(list);
-    } else {
-        Choose(session, elements, arguments, set, list);
-    }
-    StoreTarget(session, arguments.mail, set, list);
+void Change(Session& session, Arguments const& arguments) {
     // A listing for programs stands alone.
     bool const listing = arguments.show && ListFormatOf(arguments.format) != ListFormat::table;
     std::ostream& out = listing ? std::cerr : std::cout;
-    if (arguments.clear)
+    if (arguments.clear) {
+        ClearTargets(session, arguments.mail);
         out << "条件と宛先を消しました。\n";
-    else
-        TellChosen(session, list.GetRecordNumber(), out);
+        return;
+    }
+    TellChoice(arguments.apply ? SelectTargetsAgain(session, arguments.mail)
+                               : SelectTargets(session, arguments.mail, arguments.conditions),
+               out);
 }
 
 void Run(Arguments const& arguments) {
@@ -115,10 +80,8 @@ void Run(Arguments const& arguments) {
     ListFormatOf(arguments.format);
     Session session(arguments.access, arguments.env_file,
                     arguments.Changes() ? Session::For::changing : Session::For::reading);
-    RequireMail(session, arguments.mail, arguments.Changes() ? Deleted::refuse : Deleted::allow);
-    const Elements elements(session);
-    if (arguments.Changes()) Change(session, elements, arguments);
-    if (arguments.show || !arguments.Changes()) Show(session, elements, arguments);
+    if (arguments.Changes()) Change(session, arguments);
+    if (arguments.show || !arguments.Changes()) Show(session, arguments);
 }
 
 // An --or starts what the --where behind it join.

@@ -1,16 +1,9 @@
-#include <algorithm>
-#include <cstdlib>
 #include <iostream>
 #include <memory>
 #include <vector>
 
 #include "cli/command.h"
 #include "cli/listing.h"
-#include "cli/progress.h"
-#include "engine/base/crossing.h"
-#include "engine/base/failure.h"
-#include "engine/customers/checked_customer.h"
-#include "engine/customers/elements.h"
 #include "engine/customers/testers.h"
 
 namespace cli {
@@ -27,63 +20,25 @@ struct Arguments {
     std::string format = "table";
 };
 
-void Save(Session& session, CTestMailingInfo& testers) {
-    session.SaveTable(testers_file, "テスト送信の相手", [&](CString const& path, char const* key) {
-        return testers.WriteFromMemoryToFileAppointFileName(path, key) == CTestMailingInfo::ok;
-    });
-}
-
-int LineOf(CTestMailingInfo const& testers, int id) {
-    for (int line = 0; line < testers.GetLineNumber(); ++line)
-        if (std::atoi(testers.GetAtElement(line, customers::element_id)) == id) return line;
-    throw Failure(Failure::tester_not_found, "その番号のテスト送信の相手はいません: " + std::to_string(id));
-}
-
 void Add(Arguments const& arguments) {
     Session session(arguments.access, arguments.env_file, Session::For::changing);
-    const Elements elements(session);
-    CTestMailingInfo testers;
-    LoadTesters(session, testers);
-    int id = 0;
-    for (OneCustomer const& known : Testers(session)) id = std::max(id, known.CustomerID + 1);
-    OneCustomer tester;
-    testers.InitOneCustomer(tester, id);
-    TakeValues(elements, arguments.values, tester);
-    if (tester.Email.IsEmpty())
-        throw Failure(Failure::invalid_value,
-                      "メールアドレスが必要です。「メールアドレス=...」を加えてください。");
-    if (testers.SetTestMailingInfo(tester, id) < 0)
-        throw Failure(Failure::operation_failed, "登録できません: " + TextOf(testers.GetErrMsg()));
-    Save(session, testers);
-    std::cout << "テスト送信の相手を登録しました。番号は " << id << " です: " << Out(tester.Email) << "\n";
+    const NewTester added = AddTester(session, arguments.values);
+    std::cout << "テスト送信の相手を登録しました。番号は " << added.key << " です: " << added.address << "\n";
 }
 
 void List(Arguments const& arguments) {
     const ListFormat format = ListFormatOf(arguments.format);
     Session session(arguments.access, arguments.env_file, Session::For::reading);
-    const Elements elements(session);
-    const std::vector<int> columns = elements.NamedList(arguments.columns);
-    std::vector<std::string> titles;
-    for (int const column : columns) titles.push_back(elements.At(column).title);
-    CTestMailingInfo testers;
-    LoadTesters(session, testers);
-    Listing listing(std::cout, format, titles);
-    for (int line = 0; line < testers.GetLineNumber(); ++line) {
-        std::vector<CString> cells;
-        for (int const column : columns) cells.push_back(testers.GetAtElement(line, column));
-        listing.Add(std::move(cells));
-    }
+    const TesterTable testers = ListTesters(session, arguments.columns);
+    Listing listing(std::cout, format, testers.titles);
+    for (std::vector<std::string> const& row : testers.rows) listing.Add(row);
     listing.End();
-    if (format == ListFormat::table)
-        std::cout << Grouped(static_cast<std::uint64_t>(testers.GetLineNumber())) << "件\n";
+    if (format == ListFormat::table) std::cout << Grouped(testers.rows.size()) << "件\n";
 }
 
 void Delete(Arguments const& arguments) {
     Session session(arguments.access, arguments.env_file, Session::For::changing);
-    CTestMailingInfo testers;
-    LoadTesters(session, testers);
-    for (int const id : arguments.ids) testers.RemoveLine(LineOf(testers, id));
-    Save(session, testers);
+    DeleteTesters(session, arguments.ids);
     std::cout << Grouped(arguments.ids.size()) << "件を削除しました。\n";
 }
 

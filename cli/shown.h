@@ -2,12 +2,12 @@
 
 #include <ostream>
 
-#include "engine/environment/session.h"
+#include "engine/targets/target.h"
 
 // What several commands show.
 namespace cli {
 
 // How many of the customers were chosen, and a warning when nobody was.
-void TellChosen(engine::Session& session, int recipients, std::ostream& out);
+void TellChoice(engine::Choice const& choice, std::ostream& out);
 
 }  // namespace cli

@@ -66,4 +66,10 @@ void TakeValues(Elements const& elements, std::vector<std::string> const& texts,
     customer = changed;
 }
 
+void RequireAddress(OneCustomer const& customer) {
+    if (customer.Email.IsEmpty())
+        throw Failure(Failure::invalid_value,
+                      "メールアドレスが必要です。「メールアドレス=...」を加えてください。");
+}
+
 }  // namespace engine

@@ -26,5 +26,7 @@ class StrictRules {
 // clears. Throws Failure, naming every value that is refused with its reason, and leaves the customer alone
 // then.
 void TakeValues(Elements const& elements, std::vector<std::string> const& texts, OneCustomer& customer);
+// Throws Failure for a customer without a mail address.
+void RequireAddress(OneCustomer const& customer);
 
 }  // namespace engine

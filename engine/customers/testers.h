@@ -1,17 +1,32 @@
 #pragma once
 
+#include <string>
+#include <string_view>
 #include <vector>
 
 #include "engine/environment/session.h"
-#include "tessaly/delivery.h"
 
+// The test customers of an environment, to whom a mail is sent to see how it looks. All operations throw
+// Failure, and then nothing is changed. A file that is not there is made.
 namespace engine {
 
-inline constexpr char const* testers_file = "DB/testmailinginfo.dat";
-
-// Binds `testers` and reads the test customers; a file that is not there is made. Throws Failure.
-void LoadTesters(Session& session, CTestMailingInfo& testers);
-// The test customers of an environment, in the order of their keys; CustomerID is the key. Throws Failure.
+// In the order of their keys; CustomerID is the key.
 std::vector<OneCustomer> Testers(Session& session);
+
+// Chosen columns (Elements::NamedList) of all of them, in the order of the file, in UTF-8.
+struct TesterTable {
+    std::vector<std::string> titles;
+    std::vector<std::vector<std::string>> rows;
+};
+TesterTable ListTesters(Session& session, std::string_view columns);
+
+// From "TITLE=VALUE" texts (TakeValues). The session is one for changing.
+struct NewTester {
+    int key;
+    std::string address;
+};
+NewTester AddTester(Session& session, std::vector<std::string> const& values);
+// All of them or none. The session is one for changing.
+void DeleteTesters(Session& session, std::vector<int> const& keys);
 
 }  // namespace engine

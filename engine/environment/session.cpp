@@ -32,11 +32,6 @@ constexpr auto lock_patience = std::chrono::seconds(5);
 constexpr char const* environment_name = "この環境";
 constexpr char const* mail_list_file = "MAIL/maillist.dat";
 
-fs::path DataDirectoryOf(std::string const& env_file) {
-    const fs::path file = fs::absolute(env_file);
-    return file.parent_path() / file.stem();
-}
-
 }  // namespace
 
 std::string TextOf(CErrMsg& error) { return Out(std::string_view(error.GetLastMsg())); }
@@ -49,6 +44,11 @@ std::string FirstLineOf(std::string const& host_path, std::string_view what) {
                       {.file = host_path});
     while (!line.empty() && line.back() == '\r') line.pop_back();
     return line;
+}
+
+std::string DataDirectoryOf(std::string const& env_file) {
+    const fs::path file = fs::absolute(env_file);
+    return (file.parent_path() / file.stem()).string();
 }
 
 std::string ApplicationKey(Access const& access) {
@@ -85,7 +85,7 @@ Session::Session(Access const& access, std::string const& env_file, For use)
     : front_(FrontOf(access)),
       env_file_(env_file),
       access_files_{env_file, access.key_file, access.password_file},
-      data_directory_(DataDirectoryOf(env_file).string()),
+      data_directory_(DataDirectoryOf(env_file)),
       environment_(std::make_unique<EnvManager>()),
       options_(std::make_unique<SystemOption>()),
       customers_(std::make_unique<CDatabaseEdit>()) {
@@ -328,78 +328,6 @@ void Session::SaveGroups() {
     SaveTable("EXTRACT/extrlist.dat", "保存した宛先の一覧", [&](CString const& path, char const* key) {
         return groups_->WriteFromMemoryToFileAppointFileName(path, key) == 1;
     });
-}
-
-namespace {
-
-// Takes away what was made so far, unless it is told that all went well.
-class Undo {
-  public:
-    void Add(fs::path path) { made_.push_back(std::move(path)); }
-    void Keep() { made_.clear(); }
-    ~Undo() {
-        std::error_code ignored;
-        for (auto path = made_.rbegin(); path != made_.rend(); ++path) fs::remove_all(*path, ignored);
-    }
-
-  private:
-    std::vector<fs::path> made_;
-};
-
-void WriteDefaultSettings(EnvManager& environment, fs::path const& data) {
-    SystemOption options(&environment);
-    CArray<CString, CString> cells;
-    cells.SetSize(settings_cells);
-    for (Setting const& setting : SettingsCatalogue())
-        cells.SetAt(setting.cell, Into(ForCell(setting, setting.default_value), setting.name));
-    options.SetElementNumber(settings_cells);
-    if (options.SetSODataFromAllDataToMemory(cells) < 0 || options.WriteSODataFromMemoryToFileCompel() < 0)
-        throw Failure(Failure::not_written,
-                      "設定を書き込めませんでした: " + data.string() + "\n" + TextOf(options.GetErrMsg()));
-}
-
-}  // namespace
-
-void CreateEnvironment(Access const& access, std::string const& env_file, std::string const& new_password) {
-    const fs::path file = fs::absolute(env_file);
-    const fs::path data = DataDirectoryOf(env_file);
-    if (!file.has_extension())
-        throw Failure(Failure::invalid_value,
-                      "環境ファイルの名前には拡張子が必要です (例: shop.tsl): " + env_file);
-    if (!fs::is_directory(file.parent_path()))
-        throw Failure(Failure::file_not_found, "ディレクトリがありません: " + file.parent_path().string());
-    for (fs::path const& path : {file, data})
-        if (fs::exists(path))
-            throw Failure(Failure::file_exists, "もうあります。上書きはしません: " + path.string());
-    const CString password = IntoSecret(new_password, "パスワード");
-    const CString library_path = IntoPath(file.string());
-    const std::string key = ApplicationKey(access);
-
-    Undo undo;
-    undo.Add(data);
-    for (char const* folder : {"DB", "MAIL", "EXTRACT"})
-        if (MakeDirectoryCompel(IntoPath((data / folder).string())) != 0)
-            throw Failure(Failure::not_written, "ディレクトリを作れません: " + (data / folder).string());
-    undo.Add(file);
-    if (EnvManager::MakeDefaultEnvFile(library_path, key.c_str()) != 0)
-        throw Failure(Failure::not_written, "環境ファイルを作れません: " + env_file);
-    EnvManager environment;
-    if (environment.InitEnvFileInfo(library_path, key.c_str(), 0) < 0)
-        throw Failure(Failure::operation_failed,
-                      "作った環境を開けません: " + env_file + "\n" + TextOf(environment.GetErrMsg()));
-    WriteDefaultSettings(environment, data);
-    CDatabaseEdit customers(&environment);
-    if (customers.WriteFromMemoryToFileAppointFileName(IntoPath((data / "DB" / "database.dat").string()),
-                                                       environment.GetDBKey()) != 0)
-        throw Failure(Failure::not_written, "顧客データを書き込めませんでした: " + data.string());
-    if (!std::ofstream(data / "MAIL" / "maillist.dat"))
-        throw Failure(Failure::not_written, "メールの一覧を作れません: " + data.string());
-    if (!new_password.empty() &&
-        (environment.SetEnvPassword(password) < 0 || environment.SetUseEnvPasswordFlag("Y") < 0))
-        throw Failure(Failure::operation_failed, "起動用パスワードを設定できませんでした。");
-    if (!SyncAll(data.string()) || !SyncAll(file.string()) || !Sync(file.parent_path().string()))
-        throw Failure(Failure::not_written, "環境を書き込めませんでした: " + env_file);
-    undo.Keep();
 }
 
 }  // namespace engine

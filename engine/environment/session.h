@@ -25,6 +25,8 @@ struct Access {
 FrontEnd& FrontOf(Access const& access);
 // The application key: the built-in one, or the first line of a file.
 std::string ApplicationKey(Access const& access);
+// The directory of an environment's data, beside its file.
+std::string DataDirectoryOf(std::string const& env_file);
 // The first line of a file; throws Failure naming `what`.
 std::string FirstLineOf(std::string const& host_path, std::string_view what);
 
@@ -117,10 +119,6 @@ class Session {
     std::unique_ptr<CMailListViewer> mails_;
     std::unique_ptr<ExtractListViewer> groups_;
 };
-
-// Makes the environment file, its directories, a full settings record and an empty customer table. Throws
-// Failure, and then nothing new is left behind.
-void CreateEnvironment(Access const& access, std::string const& env_file, std::string const& new_password);
 
 // What the library says of its last failure.
 std::string TextOf(CErrMsg& error);

@@ -3,13 +3,12 @@
 #include <algorithm>
 
 #include "engine/base/whole_number.h"
+#include "tessaly/environment.h"
 
 namespace engine {
 namespace {
 
-constexpr int first_attribute_name = 14;
-constexpr int first_attribute_type = 34;
-constexpr int attributes = 20;
+constexpr int attributes = SystemOption::extra_attribute_count;
 constexpr std::string_view attribute_types = "text|number|date";
 
 std::vector<Setting> Make() {
@@ -26,8 +25,9 @@ std::vector<Setting> Make() {
         {"from.address", 7, text, "", "", "差出人のメールアドレス"},
         {"mailer", 8, text, "Tessaly", "", "X-Mailer に入る名前"},
         {"send.threads", 9, number, "4", "1..64", "同時に使う接続の数"},
-        {"retry.allowed", 54, choice, "Y", "Y|N", "条件なしの再送信を許すか"},
-        {"retry.max", 65, number, "3", "0..99", "再送信の回数の上限"},
+        {"retry.allowed", SystemOption::cell_retry_unconditional, choice, "Y", "Y|N",
+         "条件なしの再送信を許すか"},
+        {"retry.max", SystemOption::cell_retry_limit, number, "3", "0..99", "再送信の回数の上限"},
         {"pop.host", 66, text, "", "", "受信サーバーの名前またはアドレス"},
         {"pop.port", 67, number, "110", "1..65535", "受信サーバーのポート番号"},
         {"pop.auth", 68, choice, "user", "user|apop", "受信サーバーへのログインの方式"},
@@ -49,20 +49,21 @@ std::vector<Setting> Make() {
         {"news.proxy", 79, text, "", "", "お知らせを見るときのプロキシー (サーバー:ポート)"},
         {"news.proxy-user", 80, text, "", "", "プロキシーのユーザーID"},
         {"news.proxy-password", 81, secret, "", "", "プロキシーのパスワード (表示されません)"},
-        {"import.flag", 111, choice, "N", "Y|N", "店舗データの取り込みの切り替え"},
+        {"import.flag", SystemOption::cell_import_flag, choice, "N", "Y|N", "店舗データの取り込みの切り替え"},
     };
     for (int i = 0; i < attributes; ++i) {
         const std::string letter(1, static_cast<char>('A' + i));
-        all.push_back({"attribute." + letter + ".name", first_attribute_name + i, text, "拡張属性" + letter,
-                       "", "拡張属性" + letter + "の名前"});
-        all.push_back({"attribute." + letter + ".type", first_attribute_type + i, choice, "text",
+        all.push_back({"attribute." + letter + ".name", SystemOption::cell_extra_names + i, text,
+                       "拡張属性" + letter, "", "拡張属性" + letter + "の名前"});
+        all.push_back({"attribute." + letter + ".type", SystemOption::cell_extra_types + i, choice, "text",
                        std::string(attribute_types), "拡張属性" + letter + "の種類"});
     }
     return all;
 }
 
 bool IsAttributeType(Setting const& setting) {
-    return setting.cell >= first_attribute_type && setting.cell < first_attribute_type + attributes;
+    return setting.cell >= SystemOption::cell_extra_types &&
+           setting.cell < SystemOption::cell_extra_types + attributes;
 }
 
 std::vector<std::string_view> Choices(std::string_view allowed) {

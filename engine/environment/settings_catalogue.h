@@ -19,8 +19,6 @@ struct Setting {
     std::string meaning;  // Japanese, one line
 };
 
-inline constexpr int settings_cells = 123;
-
 std::vector<Setting> const& SettingsCatalogue();
 // Null for a name that is none.
 Setting const* FindSetting(std::string_view name);

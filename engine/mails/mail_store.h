@@ -7,6 +7,7 @@
 #include <string_view>
 #include <vector>
 
+#include "engine/environment/listed_mail.h"
 #include "engine/environment/mail_paths.h"
 #include "engine/environment/session.h"
 #include "tessaly/delivery.h"
@@ -28,13 +29,6 @@ char KindOf(Session& session, int id);
 // attachments of its own.
 bool HoldsMime(char kind, int terminal);
 bool HoldsAttachments(char kind, int terminal);
-
-// Throws Failure unless there is such a mail; a deleted one only if it is asked for.
-enum class Deleted { refuse, allow };
-void RequireMail(Session& session, int id, Deleted deleted = Deleted::refuse);
-bool IsDeleted(Session& session, int id);
-// "3: 春のご案内"
-std::string NameOfMail(Session& session, int id);
 
 // Texts, names and attachment lists of a mail; the attachments themselves stay where they are.
 OneMail ReadMail(Session& session, int id);

@@ -209,13 +209,18 @@ void StoreTarget(Session& session, int mail, ExtractAction& set, ExtractResultDe
     whole.Keep();
 }
 
+Choice ChoiceOf(Session& session, ExtractResultDetail const& list) {
+    return {static_cast<std::size_t>(list.GetRecordNumber()),
+            static_cast<std::size_t>(session.Customers().GetDBCountWithoutDelete())};
+}
+
 std::vector<ERDetailPlusDB> EntriesOf(Session& session, int mail, int limit, ExtractResultDetail& list,
                                       int& unknown) {
     CDatabaseEdit& customers = session.Customers();
     std::vector<int> ids = IdsOf(list);
     if (std::erase_if(ids, [&](int id) { return IsErased(customers, id); }) > 0) DropErased(session, mail);
-    unknown =
-        static_cast<int>(std::erase_if(ids, [&](int id) { return customers.FindCustomerID(id, 1) != 1; }));
+    unknown = static_cast<int>(std::erase_if(
+        ids, [&](int id) { return customers.FindCustomerID(id, CDatabaseEdit::find_all) != 1; }));
     Fill(list, ids);
     list.SetDatabaseEdit(&customers);
     CArray<ERDetailPlusDB, ERDetailPlusDB> entries;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <string>
 #include <vector>
 
@@ -45,6 +46,12 @@ void ChooseRecipients(Session& session, int mail, ExtractAction& set, ExtractRes
 
 // Both of a mail at once, with the present as the time of the choice. The session is one for changing.
 void StoreTarget(Session& session, int mail, ExtractAction& set, ExtractResultDetail& list);
+
+// How many were chosen, of how many customers who are not deleted.
+struct Choice {
+    std::size_t recipients, customers;
+};
+Choice ChoiceOf(Session& session, ExtractResultDetail const& list);
 
 // What a list holds of each recipient, of the first `limit` (0: all). Customers whose data were erased leave
 // the list for good; those who are not in the customer table are passed over, and counted in `unknown`.

@@ -176,7 +176,7 @@ constexpr char const* belmora_head = "Belmora データファイルの解析に�
 constexpr std::string_view digits = "1234567890";
 constexpr int attribute_names = SystemOption::cell_extra_names,
               attribute_types = SystemOption::cell_extra_types;
-constexpr int import_flag = 111, free_names = 20;  // cells
+constexpr int free_names = 20;  // the first of their cells
 enum BelmoraTitle : std::size_t {
     belmora_address = 0,
     belmora_birthday = 7,
@@ -340,7 +340,7 @@ void BelmoraImport::RewriteAttributes() {
         return;
     }
     CString flag;
-    option_->GetSODataFromMemoryPinPoint(import_flag, flag);
+    option_->GetSODataFromMemoryPinPoint(SystemOption::cell_import_flag, flag);
     if (flag != "Y") return;
     for (std::size_t i = first_free; i <= last_free; ++i)
         SetCell(free_names + static_cast<int>(i - first_free), titles_[i]);

@@ -15,6 +15,7 @@
 #include "engine/base/failure.h"
 #include "engine/base/front_end.h"
 #include "engine/customers/csv_import.h"
+#include "engine/environment/new_environment.h"
 #include "engine/environment/session.h"
 
 // An environment in a folder of its own, which goes with its test, driven without a process.

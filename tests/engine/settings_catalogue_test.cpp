@@ -4,13 +4,15 @@
 
 #include <set>
 
+#include "tessaly/environment.h"
+
 namespace {
 
 TEST(SettingsCatalogue, EachSettingHasACellOfItsOwnAndAGoodDefault) {
     std::set<int> cells;
     std::set<std::string> names;
     for (engine::Setting const& setting : engine::SettingsCatalogue()) {
-        EXPECT_TRUE(setting.cell >= 0 && setting.cell < engine::settings_cells) << setting.name;
+        EXPECT_TRUE(setting.cell >= 0 && setting.cell < SystemOption::cell_count) << setting.name;
         EXPECT_TRUE(cells.insert(setting.cell).second) << setting.name;
         EXPECT_TRUE(names.insert(setting.name).second) << setting.name;
         EXPECT_EQ(engine::RefusalOf(setting, setting.default_value), "") << setting.name;

@@ -155,6 +155,11 @@ class TESSALY_API CDatabaseEdit : public CMyDB {
 
     // --- One customer (database_edit_rows.cpp) ---
 
+    // The last arguments of GetOneCustomerForNew, SetOneCustomerInfo and FindCustomerID.
+    enum NewMode : int { new_keep = 0, new_reset = 1 };
+    enum StoreMode : int { store_in_memory = 0, store_to_file = 1 };
+    enum FindMode : int { find_live = 0, find_all = 1 };
+
     // The defaults of a new customer into `c` if `reset` is non-zero. Always ok.
     int GetOneCustomerForNew(OneCustomer& c, int reset);
     // The customer's row into `c`; a birthday is cut to 19 bytes, the three flags to one byte. ok;

@@ -1,0 +1,125 @@
+#include "engine/customers/customer_table.h"
+
+#include "engine/base/crossing.h"
+#include "engine/base/failure.h"
+#include "engine/customers/checked_customer.h"
+
+namespace engine {
+namespace {
+
+std::vector<int> IdsOf(CDatabaseEdit& customers, CustomerView view) {
+    CArray<int, int> ids;
+    switch (view) {
+        case CustomerView::live: customers.GetDBIDWithoutDelete(ids); break;
+        case CustomerView::deleted: customers.GetDeleteCustomerList(ids); break;
+        case CustomerView::all: customers.GetDBIDALL(ids); break;
+    }
+    return {ids.begin(), ids.end()};
+}
+
+[[noreturn]] void Unknown(int id) {
+    throw Failure(Failure::customer_not_found, "その個人情報IDの顧客はいません: " + std::to_string(id));
+}
+
+OneCustomer Fetch(Session& session, int id) {
+    OneCustomer customer;
+    if (session.Customers().GetOneCustomerForEdit(customer, id) < 0) Unknown(id);
+    return customer;
+}
+
+void RefuseKnownAddress(CDatabaseEdit& customers, OneCustomer const& customer) {
+    int const id = customers.SearchCustomerOneElement(customers::element_address, customer.Email,
+                                                      OneCustomer::no_id, direction_forward);
+    if (id < 0 || id == customer.CustomerID) return;
+    bool const live = customers.FindCustomerID(id, CDatabaseEdit::find_live) == 1;
+    throw Failure(Failure::customer_exists, "このメールアドレスの顧客はもういます: 個人情報ID " +
+                                                std::to_string(id) +
+                                                (live ? "" : " (削除済み。customers restore で戻せます)"));
+}
+
+void Store(Session& session, Elements const& elements, OneCustomer& customer,
+           std::vector<std::string> const& values) {
+    TakeValues(elements, values, customer);
+    RequireAddress(customer);
+    RefuseKnownAddress(session.Customers(), customer);
+    if (session.Customers().SetOneCustomerInfo(customer, CDatabaseEdit::store_in_memory) < 0)
+        throw Failure(Failure::operation_failed,
+                      "顧客を書き込めません: " + TextOf(session.Customers().GetErrMsg()));
+    session.SaveCustomers();
+}
+
+void ChangeEach(Session& session, std::vector<int> const& ids, int (CDatabaseEdit::*change)(int)) {
+    for (int const id : ids)
+        if ((session.Customers().*change)(id) < 0)
+            throw Failure(Failure::operation_failed, "変えられませんでした: " + std::to_string(id) + "\n" +
+                                                         TextOf(session.Customers().GetErrMsg()));
+    session.SaveCustomers();
+}
+
+void RequireEach(Session& session, std::vector<int> const& ids) {
+    for (int const id : ids)
+        if (session.Customers().FindCustomerID(id, CDatabaseEdit::find_all) != 1) Unknown(id);
+}
+
+}  // namespace
+
+CustomerList::CustomerList(Session& session, CustomerView view, std::string_view columns) {
+    const Elements elements(session);
+    columns_ = elements.NamedList(columns);
+    for (int const column : columns_) titles_.push_back(elements.At(column).title);
+    customers_ = &session.Customers();
+    ids_ = IdsOf(*customers_, view);
+}
+
+std::vector<std::string> CustomerList::Row(std::size_t row) const {
+    std::vector<std::string> cells;
+    for (int const column : columns_)
+        cells.push_back(Out(customers_->GetCustomerDataPinPoint(ids_[row], column)));
+    return cells;
+}
+
+std::vector<CustomerField> FieldsOf(Session& session, int customer) {
+    const Elements elements(session);
+    Fetch(session, customer);
+    std::vector<CustomerField> fields;
+    for (int number = 0; number < customers::element_count; ++number) {
+        const CString value = session.Customers().GetCustomerDataPinPoint(customer, number);
+        if (!elements.At(number).title.empty() && !value.IsEmpty())
+            fields.push_back({elements.At(number).title, Out(value)});
+    }
+    return fields;
+}
+
+int AddCustomer(Session& session, std::vector<std::string> const& values) {
+    const Elements elements(session);
+    OneCustomer customer;
+    session.Customers().GetOneCustomerForNew(customer, CDatabaseEdit::new_reset);
+    Store(session, elements, customer, values);
+    return customer.CustomerID;
+}
+
+void ChangeCustomer(Session& session, int customer, std::vector<std::string> const& values) {
+    const Elements elements(session);
+    OneCustomer changed = Fetch(session, customer);
+    Store(session, elements, changed, values);
+}
+
+void DeleteCustomers(Session& session, std::vector<int> const& customers) {
+    RequireEach(session, customers);
+    ChangeEach(session, customers, &CDatabaseEdit::DeleteCustomer);
+}
+
+void RestoreCustomers(Session& session, std::vector<int> const& customers) {
+    RequireEach(session, customers);
+    for (int const id : customers)
+        if (session.Customers().GetCustomerDataPinPoint(id, customers::element_address).IsEmpty())
+            throw Failure(Failure::erased, "消去された顧客は戻せません: " + std::to_string(id));
+    ChangeEach(session, customers, &CDatabaseEdit::UnDeleteCustomer);
+}
+
+void EraseCustomers(Session& session, std::vector<int> const& customers) {
+    RequireEach(session, customers);
+    ChangeEach(session, customers, &CDatabaseEdit::PhysicalDeletion);
+}
+
+}  // namespace engine

@@ -1,0 +1,49 @@
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "engine/customers/elements.h"
+
+// What a person sees and changes of the customers of an environment. All texts UTF-8; every operation throws
+// Failure, and what changes then leaves all customers as they were.
+namespace engine {
+
+enum class CustomerView { live, deleted, all };
+
+// Chosen columns of customers, each row made when it is wanted. The session must outlive it.
+class CustomerList {
+  public:
+    // `columns` as Elements::NamedList has it. Loads the customers.
+    CustomerList(Session& session, CustomerView view, std::string_view columns);
+    std::vector<std::string> const& Titles() const { return titles_; }
+    std::size_t Size() const { return ids_.size(); }
+    std::vector<std::string> Row(std::size_t row) const;
+
+  private:
+    CDatabaseEdit* customers_ = nullptr;
+    std::vector<int> columns_;
+    std::vector<std::string> titles_;
+    std::vector<int> ids_;
+};
+
+// One customer, a deleted one too: all columns for people that are not empty.
+struct CustomerField {
+    std::string title, value;
+};
+std::vector<CustomerField> FieldsOf(Session& session, int customer);
+
+// From "TITLE=VALUE" texts (TakeValues), with an address that no other customer has. The session is one for
+// changing. Result: the new customer's ID.
+int AddCustomer(Session& session, std::vector<std::string> const& values);
+void ChangeCustomer(Session& session, int customer, std::vector<std::string> const& values);
+
+// All of them or none. Deleted customers can be restored; of erased ones the numbers alone remain. The
+// session is one for changing.
+void DeleteCustomers(Session& session, std::vector<int> const& customers);
+void RestoreCustomers(Session& session, std::vector<int> const& customers);
+void EraseCustomers(Session& session, std::vector<int> const& customers);
+
+}  // namespace engine

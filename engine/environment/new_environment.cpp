@@ -1,0 +1,97 @@
+#include "engine/environment/new_environment.h"
+
+#include <filesystem>
+#include <fstream>
+#include <utility>
+#include <vector>
+
+#include "engine/base/crossing.h"
+#include "engine/base/failure.h"
+#include "engine/base/whole_file.h"
+#include "engine/environment/settings_catalogue.h"
+#include "tessaly/text.h"
+
+namespace fs = std::filesystem;
+
+namespace engine {
+namespace {
+
+// Takes away what was made so far, unless it is told that all went well.
+class Undo {
+  public:
+    void Add(fs::path path) { made_.push_back(std::move(path)); }
+    void Keep() { made_.clear(); }
+    ~Undo() {
+        std::error_code ignored;
+        for (auto path = made_.rbegin(); path != made_.rend(); ++path) fs::remove_all(*path, ignored);
+    }
+
+  private:
+    std::vector<fs::path> made_;
+};
+
+void WriteDefaultSettings(EnvManager& environment, fs::path const& data) {
+    SystemOption options(&environment);
+    CArray<CString, CString> cells;
+    cells.SetSize(SystemOption::cell_count);
+    for (Setting const& setting : SettingsCatalogue())
+        cells.SetAt(setting.cell, Into(ForCell(setting, setting.default_value), setting.name));
+    options.SetElementNumber(SystemOption::cell_count);
+    if (options.SetSODataFromAllDataToMemory(cells) < 0 || options.WriteSODataFromMemoryToFileCompel() < 0)
+        throw Failure(Failure::not_written,
+                      "設定を書き込めませんでした: " + data.string() + "\n" + TextOf(options.GetErrMsg()));
+}
+
+}  // namespace
+
+std::string NewPassword(Access const& access) {
+    if (access.password_file.empty()) return {};
+    const std::string password = FirstLineOf(access.password_file, "パスワードファイル");
+    if (password.empty())
+        throw Failure(Failure::unsuitable_file, "パスワードファイルの1行目が空です: " + access.password_file);
+    return password;
+}
+
+void CreateEnvironment(Access const& access, std::string const& env_file, std::string const& new_password) {
+    const fs::path file = fs::absolute(env_file);
+    const fs::path data = DataDirectoryOf(env_file);
+    if (!file.has_extension())
+        throw Failure(Failure::invalid_value,
+                      "環境ファイルの名前には拡張子が必要です (例: shop.tsl): " + env_file);
+    if (!fs::is_directory(file.parent_path()))
+        throw Failure(Failure::file_not_found, "ディレクトリがありません: " + file.parent_path().string());
+    for (fs::path const& path : {file, data})
+        if (fs::exists(path))
+            throw Failure(Failure::file_exists, "もうあります。上書きはしません: " + path.string());
+    const CString password = IntoSecret(new_password, "パスワード");
+    const CString library_path = IntoPath(file.string());
+    const std::string key = ApplicationKey(access);
+
+    Undo undo;
+    undo.Add(data);
+    for (char const* folder : {"DB", "MAIL", "EXTRACT"})
+        if (MakeDirectoryCompel(IntoPath((data / folder).string())) != 0)
+            throw Failure(Failure::not_written, "ディレクトリを作れません: " + (data / folder).string());
+    undo.Add(file);
+    if (EnvManager::MakeDefaultEnvFile(library_path, key.c_str()) != 0)
+        throw Failure(Failure::not_written, "環境ファイルを作れません: " + env_file);
+    EnvManager environment;
+    if (environment.InitEnvFileInfo(library_path, key.c_str(), 0) < 0)
+        throw Failure(Failure::operation_failed,
+                      "作った環境を開けません: " + env_file + "\n" + TextOf(environment.GetErrMsg()));
+    WriteDefaultSettings(environment, data);
+    CDatabaseEdit customers(&environment);
+    if (customers.WriteFromMemoryToFileAppointFileName(IntoPath((data / "DB" / "database.dat").string()),
+                                                       environment.GetDBKey()) != 0)
+        throw Failure(Failure::not_written, "顧客データを書き込めませんでした: " + data.string());
+    if (!std::ofstream(data / "MAIL" / "maillist.dat"))
+        throw Failure(Failure::not_written, "メールの一覧を作れません: " + data.string());
+    if (!new_password.empty() &&
+        (environment.SetEnvPassword(password) < 0 || environment.SetUseEnvPasswordFlag("Y") < 0))
+        throw Failure(Failure::operation_failed, "起動用パスワードを設定できませんでした。");
+    if (!SyncAll(data.string()) || !SyncAll(file.string()) || !Sync(file.parent_path().string()))
+        throw Failure(Failure::not_written, "環境を書き込めませんでした: " + env_file);
+    undo.Keep();
+}
+
+}  // namespace engine
