@@ -14,17 +14,11 @@ class Testers(CommandTest):
     def test_testers_come_and_go(self):
         self.new_shop()
         self.assertEqual(self.listed(), [])
-        for name in ("表", "ソ", "林"):
-            self.tessaly("testers", "add", "shop.tsl", f"メールアドレス={name.encode().hex()}@example.jp", "名前(姓)=" + name)
-        self.tessaly("testers", "delete", "shop.tsl", 1)
-        self.assertEqual([row[::2] for row in self.listed()], [("0", "表"), ("2", "林")])
-        self.assertIn("番号は 3 です", self.tessaly("testers", "add", "shop.tsl", "メールアドレス=x@example.jp").out)
-        before = self.listed()
-        for values, says in ((["名前(姓)=表"], "メールアドレスが必要です"), (["メールアドレス=x"], "メールアドレスの形が正しくありません"),
-                             (["無い列=1"], "そういう列はありません")):
-            self.refused("testers", "add", "shop.tsl", *values, says=says)
+        self.assertIn("番号は 0 です", self.tessaly("testers", "add", "shop.tsl", "メールアドレス=x@example.jp", "名前(姓)=表").out)
+        self.assertEqual(self.listed(), [("0", "x@example.jp", "表")])
+        self.refused("testers", "add", "shop.tsl", "名前(姓)=表", says="メールアドレスが必要です")
         self.refused("testers", "delete", "shop.tsl", 0, 1, says="その番号のテスト送信の相手はいません: 1")
-        self.assertEqual(self.listed(), before)
+        self.assertEqual(self.tessaly("testers", "delete", "shop.tsl", 0).out, "1件を削除しました。\n")
 
     def test_a_damaged_file_is_not_written_over(self):
         self.new_shop()
