@@ -31,8 +31,8 @@ std::size_t DecodeLeaves(MimeFormatStruct const& entity, std::vector<char>& out)
     entity.GetContentTransferEncoding(encoding);
     int size = 0;
     DecodeMailBody(entity.m_strBody,
-                   encoding == "base64"             ? MAIL_BODY_BASE64
-                   : encoding == "quoted-printable" ? MAIL_BODY_QUOTED_PRINTABLE
+                   encoding == "base64"             ? mime::MAIL_BODY_BASE64
+                   : encoding == "quoted-printable" ? mime::MAIL_BODY_QUOTED_PRINTABLE
                                                     : as_it_stands,
                    out.data(), size);
     return leaves;

@@ -39,12 +39,13 @@ OneExtractCondition From(int element, char const* low) {
 }
 
 void Conditions(std::string const& task, EnvManager& env, CDatabaseEdit& customers) {
-    ExtractAction action(&env, &customers, ec_list, ExtractAction::id_new_list);
+    ExtractAction action(&env, &customers, extract::ec_list, ExtractAction::id_new_list);
     action.GetExtractConditionFromFileToMemory(0, nullptr);
     OneExtractCondition slots[] = {Contains(prefecture, "東京都"), From(date, "2023/01/01"),
                                    Contains(address, ".co.jp")};
-    constexpr EC_CON_NUM numbers[] = {ec_con_1, ec_con_2, ec_con_3};
-    for (int i = 0; i < 3; ++i) action.SetExtractConditionFromStructToMemory(slots[i], ec_tab_1, numbers[i]);
+    constexpr EC_CON_NUM numbers[] = {extract::ec_con_1, extract::ec_con_2, extract::ec_con_3};
+    for (int i = 0; i < 3; ++i)
+        action.SetExtractConditionFromStructToMemory(slots[i], extract::ec_tab_1, numbers[i]);
     CList<int, int> all;
     customers.GetDBIDWithoutDelete(all);
     double least = 1e99;
@@ -52,7 +53,7 @@ void Conditions(std::string const& task, EnvManager& env, CDatabaseEdit& custome
         CList<int, int> ids = all;
         double const start = Now();
         for (EC_CON_NUM const number : numbers)
-            Require(action.PracticalExtractAction(ids, ec_tab_1, number) == ExtractAction::ok,
+            Require(action.PracticalExtractAction(ids, extract::ec_tab_1, number) == ExtractAction::ok,
                     "no selection");
         least = std::min(least, Now() - start);
         if (run == 0) Note("three conditions leave " + std::to_string(ids.GetCount()));
@@ -61,7 +62,7 @@ void Conditions(std::string const& task, EnvManager& env, CDatabaseEdit& custome
 
     CMailListViewer list(&env);
     ExtractListViewer lists(&env);
-    ExtractResultDetail recipients(&env, &list, &lists, &customers, er_list,
+    ExtractResultDetail recipients(&env, &list, &lists, &customers, extract::er_list,
                                    ExtractResultDetail::id_new_list);
     Row(task + "send list of all customers (SetDBIDFromCListInt)", Best([&] {
             recipients.ALLRemoveDBID();

@@ -5,7 +5,7 @@ namespace engine {
 CString DateText(COleDateTime const& date) { return date.Format("%Y/%m/%d %H:%M:%S"); }
 
 CString NowText() {
-    char now[date_data_size];
+    char now[text::date_data_size];
     GetNowDateTime(now);
     return now;
 }

@@ -37,7 +37,8 @@ std::string StrictRules::RefusalOf(Element const& element, CString const& value)
     if (value.IsEmpty())
         return element.rule == customers::FieldRule::direct_mail ? RefusalText(element.rule, true)
                                                                  : std::string();
-    if (Checked::ConvertUnusualData(value, mydb_string) != value) return "改行などの使えない文字があります";
+    if (Checked::ConvertUnusualData(value, storage::mydb_string) != value)
+        return "改行などの使えない文字があります";
     for (auto const& field : strict_fields)
         if (field.member == MemberOf(element.number) && (customer_.*field.set)(value) != Checked::set_ok)
             return field.refusal;

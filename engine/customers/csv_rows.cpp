@@ -71,7 +71,7 @@ void CsvRows::Take(CsvSource::Record const& record, CsvRow& row) {
 void CsvRows::TakeField(Column const& column, storage::SplitField const& field, bool is_plain, CsvRow& row) {
     if (field.text.empty() && !strict_) return;
     Element const& element = *column.element;
-    char converted[date_data_size];
+    char converted[text::date_data_size];
     std::string_view stored;
     bool const taken = TakeValue(element, field.text, converted, stored);
     if (taken && is_plain && !column.is_judged) return;

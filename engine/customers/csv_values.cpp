@@ -78,7 +78,7 @@ std::string Tidy(customers::FieldRule rule, std::string const& text) {
 
 std::optional<CString> Tidied(Element const& element, std::string_view field) {
     const std::string text = Tidy(element.rule, HalfWidth(field));
-    char converted[date_data_size];
+    char converted[text::date_data_size];
     std::string_view value;
     if (!TakeValue(element, text, converted, value)) return {};
     return CString(std::string_view(text));

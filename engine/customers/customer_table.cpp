@@ -29,7 +29,7 @@ OneCustomer Fetch(Session& session, int id) {
 
 void RefuseKnownAddress(CDatabaseEdit& customers, OneCustomer const& customer) {
     int const id = customers.SearchCustomerOneElement(customers::element_address, customer.Email,
-                                                      OneCustomer::no_id, direction_forward);
+                                                      OneCustomer::no_id, customers::direction_forward);
     if (id < 0 || id == customer.CustomerID) return;
     bool const live = customers.FindCustomerID(id, CDatabaseEdit::find_live) == 1;
     throw Failure(Failure::customer_exists, "このメールアドレスの顧客はもういます: 個人情報ID " +

@@ -83,7 +83,7 @@ std::string RefusalText(customers::FieldRule rule, bool is_empty) {
     return {};
 }
 
-bool TakeValue(Element const& element, std::string_view field, char (&converted)[date_data_size],
+bool TakeValue(Element const& element, std::string_view field, char (&converted)[text::date_data_size],
                std::string_view& value) {
     const customers::FieldRule rule = element.rule;
     bool const taken = customers::TakeField(rule, field, converted, value);
@@ -91,14 +91,14 @@ bool TakeValue(Element const& element, std::string_view field, char (&converted)
 }
 
 std::string RefusalOf(Element const& element, CString const& value) {
-    char converted[date_data_size];
+    char converted[text::date_data_size];
     std::string_view stored;
     return TakeValue(element, value.View(), converted, stored) ? ""
                                                                : RefusalText(element.rule, value.IsEmpty());
 }
 
 CString AsImported(Element const& element, CString const& value) {
-    char converted[date_data_size];
+    char converted[text::date_data_size];
     std::string_view stored;
     customers::TakeField(element.rule, value.View(), converted, stored);
     return CString(stored);

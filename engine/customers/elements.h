@@ -38,7 +38,7 @@ class Elements {
 std::string RefusalText(customers::FieldRule rule, bool is_empty);
 // Whether the element's rule accepts a field, and what it makes of it, as TakeField; a flag that is neither Y
 // nor N is refused.
-bool TakeValue(Element const& element, std::string_view field, char (&converted)[date_data_size],
+bool TakeValue(Element const& element, std::string_view field, char (&converted)[text::date_data_size],
                std::string_view& value);
 // Why the element's rule refuses a value; empty when it accepts it.
 std::string RefusalOf(Element const& element, CString const& value);

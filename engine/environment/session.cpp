@@ -180,7 +180,7 @@ CDatabaseEdit& Session::Customers() {
 // A sequence file that was lost, damaged or brought back from a copy would hand out IDs that customers have.
 // Where it cannot be moved, the command that draws an ID tells so.
 void Session::MoveSequence() {
-    Sequencer sequence(environment_.get(), seq_customer);
+    Sequencer sequence(environment_.get(), environment::seq_customer);
     int const largest = customers_->GetMaxDBID();
     int next = 0, drawn = 0;
     if (largest < 0 || (sequence.CurrentValue(&next) && next > largest)) return;

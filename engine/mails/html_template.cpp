@@ -47,7 +47,7 @@ HtmlTemplate::HtmlTemplate(CMimeAnalyze const& parts) {
     if (!known || !ReadFrame(parts)) return;
     text_.emplace(Decoded(text, plain), JisTemplate::Use::text_part);
     if (parts.HtmlPartExist())
-        html_.emplace(Decoded(html, MAIL_BODY_QUOTED_PRINTABLE), JisTemplate::Use::html_part);
+        html_.emplace(Decoded(html, mime::MAIL_BODY_QUOTED_PRINTABLE), JisTemplate::Use::html_part);
 }
 
 bool HtmlTemplate::ReadFrame(CMimeAnalyze frame) {

@@ -122,7 +122,7 @@ void RequirePlaces(OneMail const& mail, char kind) {
 int NextMailID(Session& session) {
     Sequencer sequence;
     int id = 0;
-    if (!sequence.SetEnvManager(&session.Environment()) || !sequence.SetSeqType(seq_mail) ||
+    if (!sequence.SetEnvManager(&session.Environment()) || !sequence.SetSeqType(environment::seq_mail) ||
         !sequence.CurrentValue(&id))
         throw Failure(Failure::damaged_file,
                       "メールの番号を決められません: " + session.DataDirectory() + "/MAIL/mailseq.dat");
@@ -227,7 +227,7 @@ NewAttachment AttachmentOf(TermType terminal, std::string const& file) {
         throw Failure(Failure::file_not_found, "添付するファイルがありません: " + file);
     if (fs::file_size(file, error) > largest_attachment || error) {
         CString text;
-        CErrMsg::GetErrMsgFromDefined(attach_file_too_large, text);
+        CErrMsg::GetErrMsgFromDefined(storage::attach_file_too_large, text);
         text.Replace("\r\n", "\n");
         throw Failure(Failure::unsuitable_file, file + ": " + Out(text));
     }

@@ -80,7 +80,7 @@ std::optional<Word> WordAt(std::string_view text) {
     if (end == npos) return {};
     std::string content(text.substr(begin, end - begin));
     if (encoding == 'q') std::replace(content.begin(), content.end(), '_', ' ');
-    int const mode = encoding == 'b' ? MAIL_BODY_BASE64 : MAIL_BODY_QUOTED_PRINTABLE;
+    int const mode = encoding == 'b' ? mime::MAIL_BODY_BASE64 : mime::MAIL_BODY_QUOTED_PRINTABLE;
     return Word{charset, mime::DecodedBody(content.c_str(), mode), end + 2};
 }
 

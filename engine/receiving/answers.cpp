@@ -192,7 +192,7 @@ int Answers::CustomerBehind(Answer const& answer) {
         return answer.customer;
     if (answer.from.IsEmpty()) return -1;
     int const id = session_.Customers().SearchCustomerOneElement(customers::element_address, answer.from, -1,
-                                                                 direction_forward);
+                                                                 customers::direction_forward);
     return id < 0 ? -1 : id;
 }
 
@@ -234,7 +234,7 @@ void Answers::Registration(Answer& answer) {
         return;
     }
     int const known = session_.Customers().SearchCustomerOneElement(customers::element_address, given.Email,
-                                                                    -1, direction_forward);
+                                                                    -1, customers::direction_forward);
     OneCustomer customer = given;
     if (known >= 0) {
         session_.Customers().GetOneCustomerForEdit(customer, known);

@@ -51,7 +51,7 @@ bool TakeNumber(std::string_view& line, int& number) {
 bool Read(std::string_view line, Entry& entry) {
     std::string_view state, message_id, date;
     if (!TakeNumber(line, entry.id) || !TakePart(line, state) || !TakeNumber(line, entry.retry_number) ||
-        !TakePart(line, message_id) || !TakePart(line, date) || date.size() != date_data_size - 1)
+        !TakePart(line, message_id) || !TakePart(line, date) || date.size() != text::date_data_size - 1)
         return false;
     entry.state = CString(state);
     entry.message_id = CString(message_id);

@@ -22,7 +22,7 @@ bool IsUsed(ExtractAction& set, int tab, int number) {
 }
 
 bool IsDate(Element const& element) {
-    return element.number == customers::element_birthday || element.type == mydb_date;
+    return element.number == customers::element_birthday || element.type == storage::mydb_date;
 }
 
 // In words that can be written in a condition, as long as the number is one.
@@ -107,7 +107,7 @@ std::optional<std::string> PartialDate(std::string_view text) {
         digit = c >= '0' && c <= '9';
         if (!digit && !divides) return {};
     }
-    char date[date_data_size];
+    char date[text::date_data_size];
     if (!digit || ReFormat_DateData(std::string(text).c_str(), date, 0) != static_cast<int>(parts)) return {};
     return std::string(date, bytes_of_parts[parts]);
 }
@@ -126,7 +126,7 @@ CString Comparable(Elements const& elements, Element const& element, std::string
         return date->c_str();
     }
     CString text = Into(value, name);
-    if (element.type == mydb_number && CheckNumberData(text) != 1)
+    if (element.type == storage::mydb_number && CheckNumberData(text) != 1)
         throw Failure(Failure::not_a_number, name + ": 数 (9桁まで) ではありません: " + value);
     return text;
 }
@@ -198,10 +198,10 @@ std::string Describe(Elements const& elements, ExtractAction& set, int tab, int 
     if (condition.Mode == "R") return subject + DescribeRange(condition);
     // As they are compared; the structure's values keep their quotes.
     CArray<CString, CString> values;
-    SplitString(set.GetStringElement(ExtractAction::column_values, tab * ec_con_count + number), values, ",",
-                '"');
+    SplitString(set.GetStringElement(ExtractAction::column_values, tab * extract::ec_con_count + number),
+                values, ",", '"');
     bool const text = customers::IsElement(element) && !IsDate(elements.At(element)) &&
-                      elements.At(element).type == mydb_string;
+                      elements.At(element).type == storage::mydb_string;
     return subject + DescribeValues(values, text, condition.EqualFlag != "Y");
 }
 
@@ -236,14 +236,14 @@ void FillConditions(Elements const& elements, std::vector<StatedCondition> const
             ++tab;
             number = 0;
         }
-        if (tab == ec_tab_count)
+        if (tab == extract::ec_tab_count)
             throw Failure(Failure::invalid_condition, "--or で分けた条件のまとまりは" +
-                                                          std::to_string(ec_tab_count) +
+                                                          std::to_string(extract::ec_tab_count) +
                                                           "つまでです: " + stated.text);
-        if (number == ec_con_count)
-            throw Failure(
-                Failure::invalid_condition,
-                "1つのまとまりに書ける条件は" + std::to_string(ec_con_count) + "つまでです: " + stated.text);
+        if (number == extract::ec_con_count)
+            throw Failure(Failure::invalid_condition, "1つのまとまりに書ける条件は" +
+                                                          std::to_string(extract::ec_con_count) +
+                                                          "つまでです: " + stated.text);
         OneExtractCondition condition = ReadCondition(elements, stated.text);
         if (set.SetExtractConditionFromStructToMemory(condition, TabAt(tab), ConditionAt(number++)) < 0)
             throw Failure(Failure::operation_failed,
@@ -252,17 +252,17 @@ void FillConditions(Elements const& elements, std::vector<StatedCondition> const
 }
 
 bool HasConditions(ExtractAction& set) {
-    for (int tab = 0; tab < ec_tab_count; ++tab)
-        for (int number = 0; number < ec_con_count; ++number)
+    for (int tab = 0; tab < extract::ec_tab_count; ++tab)
+        for (int number = 0; number < extract::ec_con_count; ++number)
             if (IsUsed(set, tab, number)) return true;
     return false;
 }
 
 std::vector<std::string> DescribeConditions(Elements const& elements, ExtractAction& set) {
     std::vector<std::string> lines;
-    for (int tab = 0; tab < ec_tab_count; ++tab) {
+    for (int tab = 0; tab < extract::ec_tab_count; ++tab) {
         std::string line;
-        for (int number = 0; number < ec_con_count; ++number)
+        for (int number = 0; number < extract::ec_con_count; ++number)
             if (IsUsed(set, tab, number))
                 line += (line.empty() ? "" : " かつ ") + Describe(elements, set, tab, number);
         if (!line.empty()) lines.push_back(line);

@@ -43,7 +43,8 @@ void Bind(Session& session, TargetOwner owner, ExtractResultDetail& list) {
         list.SetMailListViewer(&session.Mails());
     else
         list.SetExtractListViewer(&session.Groups());
-    if (list.SetTypeAndID(owner.kind == TargetOwner::mail ? er_mail : er_list, owner.id) < 0)
+    if (list.SetTypeAndID(owner.kind == TargetOwner::mail ? extract::er_mail : extract::er_list, owner.id) <
+        0)
         NotPossible("宛先を開けません。", list);
 }
 
@@ -116,13 +117,13 @@ void CopyConditions(Session& session, int from_mail, int to_mail) {
 
 void MakeEmptyConditions(Session& session, ExtractAction& set) {
     set.SetEnvManager(&session.Environment());
-    set.SetTypeAndID(ec_list, ExtractAction::id_new_list);
+    set.SetTypeAndID(extract::ec_list, ExtractAction::id_new_list);
     if (set.GetExtractConditionFromFileToMemory(0, nullptr) < 0) NotPossible("条件を作れません。", set);
 }
 
 void LoadConditions(Session& session, TargetOwner owner, ExtractAction& set) {
     set.SetEnvManager(&session.Environment());
-    set.SetTypeAndID(owner.kind == TargetOwner::mail ? ec_mail : ec_list, owner.id);
+    set.SetTypeAndID(owner.kind == TargetOwner::mail ? extract::ec_mail : extract::ec_list, owner.id);
     int const result = set.GetExtractConditionFromFileToMemory(0, nullptr);
     bool const nothing = result == ExtractAction::file_missing || result == ExtractAction::file_empty;
     if (set.StoppedBeforeEnd() || (result < 0 && !nothing)) Damaged(session, owner.ConditionsFile());
@@ -170,7 +171,7 @@ namespace {
 bool AddTab(ExtractAction& set, int tab, CList<int, int> const& everyone, ExtractResultDetail& list) {
     auto const tab_number = static_cast<EC_TAB_NUM>(tab);
     std::optional<CList<int, int>> ids;
-    for (int number = 0; number < ec_con_count; ++number) {
+    for (int number = 0; number < extract::ec_con_count; ++number) {
         auto const condition = static_cast<EC_CON_NUM>(number);
         if (set.CheckExtractEffective(tab_number, condition) != ExtractAction::slot_used) continue;
         if (!ids) ids = everyone;
@@ -192,7 +193,7 @@ void ChooseRecipients(Session& session, int mail, ExtractAction& set, ExtractRes
     if (list.GetAllDBIDWithoutDeleteFromDBToCListInt(everyone) < 0)
         NotPossible("顧客を調べられません。", list);
     bool any = false;
-    for (int tab = 0; tab < ec_tab_count; ++tab) any = AddTab(set, tab, everyone, list) || any;
+    for (int tab = 0; tab < extract::ec_tab_count; ++tab) any = AddTab(set, tab, everyone, list) || any;
     if (!any && list.SetDBIDFromCListInt(everyone, check_ids, sorted) < 0)
         NotPossible("宛先を選べません。", list);
 }

@@ -21,6 +21,10 @@
 #include "tessaly/text/directories.h"
 #include "tessaly/text/kcodec.h"
 
+using enum mime::MailBodyEncoding;
+using enum text::CheckDirectoryResult;
+using enum text::MakeDirectoryResult;
+
 using mime::ContainsNoCase;
 using mime::EqualNoCase;
 

@@ -13,7 +13,7 @@ namespace {
 CString Beginning(std::string_view text, std::size_t bytes) { return CString(text.substr(0, bytes)); }
 
 CString DateText(COleDateTime const& date) {
-    char text[date_data_size];
+    char text[text::date_data_size];
     Convert_COleDateTime2DateData(date, text);
     return text;
 }
@@ -21,7 +21,7 @@ CString DateText(COleDateTime const& date) {
 }  // namespace
 
 CString PresentTime() {
-    char text[date_data_size];
+    char text[text::date_data_size];
     GetNowDateTime(text);
     return text;
 }

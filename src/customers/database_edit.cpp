@@ -8,6 +8,8 @@
 #include "tessaly/environment/env_manager.h"
 #include "tessaly/environment/system_option.h"
 
+using enum storage::ErrorCode;
+
 using customers::DatabaseLock;
 using customers::element_count;
 

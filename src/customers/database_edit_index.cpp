@@ -8,6 +8,10 @@
 #include "tessaly/customers/database_edit.h"
 #include "tessaly/platform/mbcs.h"
 
+using enum customers::Direction;
+using enum storage::ErrorCode;
+using enum storage::_MYDB_DATATYPE;
+
 using namespace customers;
 
 int CDatabaseEdit::DBID2RowNumber(int id) {

@@ -10,6 +10,8 @@
 #include "tessaly/environment/system_option.h"
 #include "tessaly/platform/mbcs.h"
 
+using enum storage::ErrorCode;
+
 using namespace customers;
 
 namespace {

@@ -4,6 +4,8 @@
 #include "customers/registration_mail.h"
 #include "tessaly/customers/database_edit.h"
 
+using enum storage::ErrorCode;
+
 using namespace customers;
 
 int CDatabaseEdit::ConvertEMailToOneCunstomer(char const* text, OneCustomer& c, int strict) {

@@ -4,6 +4,9 @@
 #include "tessaly/customers/database_edit.h"
 #include "tessaly/environment/sequencer.h"
 
+using enum environment::SeqIDType;
+using enum storage::ErrorCode;
+
 using namespace customers;
 
 namespace {

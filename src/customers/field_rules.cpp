@@ -8,6 +8,8 @@
 #include "tessaly/storage/my_db.h"
 #include "tessaly/text/value_checks.h"
 
+using enum storage::_MYDB_DATATYPE;
+
 namespace customers {
 namespace {
 
@@ -29,18 +31,18 @@ constexpr ElementRule element_rules[] = {
     {element_delete_flag, element_delete_flag, FieldRule::delete_flag},
 };
 
-bool TakeBirthDate(std::string_view field, char (&converted)[date_data_size], std::string_view& value) {
+bool TakeBirthDate(std::string_view field, char (&converted)[text::date_data_size], std::string_view& value) {
     if (text::ReFormatDate(field, converted, defaults_of_lower_end) < birth_date_parts) return false;
     value = {converted, date_text_bytes};
     return true;
 }
 
-bool TakeDate(std::string_view field, char (&converted)[date_data_size], std::string_view& value) {
+bool TakeDate(std::string_view field, char (&converted)[text::date_data_size], std::string_view& value) {
     value = text::DateAsGiven(field, converted);
     return !value.empty();
 }
 
-bool TakeNumber(std::string_view field, char (&converted)[date_data_size], std::string_view& value) {
+bool TakeNumber(std::string_view field, char (&converted)[text::date_data_size], std::string_view& value) {
     const std::string text(field);
     if (!CheckNumberData(text.c_str())) return false;
     char const* end = std::to_chars(converted, converted + sizeof converted, std::atoi(text.c_str())).ptr;
@@ -62,7 +64,7 @@ FieldRule RuleOf(int element, int type) noexcept {
     return type == mydb_date ? FieldRule::date : FieldRule::text;
 }
 
-bool TakeField(FieldRule rule, std::string_view field, char (&converted)[date_data_size],
+bool TakeField(FieldRule rule, std::string_view field, char (&converted)[text::date_data_size],
                std::string_view& value) {
     value = {};
     if (field.empty()) return rule != FieldRule::address;

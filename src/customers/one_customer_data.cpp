@@ -10,6 +10,8 @@
 #include "tessaly/text/mail_text_check.h"
 #include "tessaly/text/value_checks.h"
 
+using enum storage::_MYDB_DATATYPE;
+
 namespace {
 
 constexpr char const* no_prefecture = "<未選択>";

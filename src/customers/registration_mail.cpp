@@ -9,6 +9,8 @@
 #include "tessaly/text/date_data.h"
 #include "tessaly/text/value_checks.h"
 
+using enum storage::_MYDB_DATATYPE;
+
 namespace customers {
 
 namespace {
@@ -83,7 +85,7 @@ Field Find(std::string_view text, Tag const& tag, std::string_view& value) {
 }
 
 bool TakeDate(CString const& text, CString& value) {
-    char date[date_data_size];
+    char date[text::date_data_size];
     value = CString(text::DateAsGiven(text.View(), date));
     return !value.IsEmpty();
 }

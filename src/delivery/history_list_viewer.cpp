@@ -14,6 +14,8 @@
 #include "tessaly/mailstore/mail_list_viewer.h"
 #include "tessaly/text/dates.h"
 
+using enum storage::ErrorCode;
+
 using storage::Decimal;
 
 namespace {
@@ -24,7 +26,7 @@ CMutex& HistoryMutex() {
 }
 
 CString DateText(COleDateTime const& date) {
-    char text[date_data_size];
+    char text[text::date_data_size];
     Convert_COleDateTime2DateData(date, text);
     return CString(text);
 }

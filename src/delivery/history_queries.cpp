@@ -8,6 +8,8 @@
 #include "tessaly/delivery/history_list_viewer.h"
 #include "tessaly/environment/system_option.h"
 
+using enum storage::ErrorCode;
+
 namespace {
 
 // Counts of a damaged file may be beyond all measure.

@@ -46,7 +46,7 @@ char const* FlagOf(MailWriter& texts) {
 }
 
 COleDateTime ChangeOf(CString const& file) {
-    char text[date_data_size];
+    char text[text::date_data_size];
     return GetFileStat_LastRenewalDate(file, text) ? Convert_DateData2COleDateTime(text)
                                                    : COleDateTime::GetCurrentTime();
 }

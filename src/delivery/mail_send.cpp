@@ -14,6 +14,8 @@
 #include "tessaly/text/kcodec.h"
 #include "tessaly/text/strings.h"
 
+using enum storage::ErrorCode;
+
 // What the mail, the settings and the log are made of; the conversation is in mail_send_conversation.cpp.
 
 namespace {

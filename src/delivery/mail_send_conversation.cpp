@@ -14,6 +14,8 @@
 #include "tessaly/storage/error_codes.h"
 #include "tessaly/text/strings.h"
 
+using enum storage::ErrorCode;
+
 // The conversation of MailSend: connecting, the log, and what each failure means. The commands and their
 // order are in protocol/smtp_conversation.
 

@@ -186,7 +186,7 @@ constexpr auto members = [] {
 }();
 
 CString DateText(COleDateTime const& date) {
-    char text[date_data_size];
+    char text[text::date_data_size];
     Convert_COleDateTime2DateData(date, text);
     return text;
 }

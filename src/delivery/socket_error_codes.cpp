@@ -3,6 +3,8 @@
 #include "tessaly/platform/socket.h"
 #include "tessaly/storage/err_msg.h"
 
+using enum storage::ErrorCode;
+
 namespace delivery {
 
 namespace {

@@ -9,6 +9,8 @@
 #include "tessaly/environment/system_option.h"
 #include "tessaly/text/directories.h"
 
+using enum storage::ErrorCode;
+
 using customers::element_count;
 
 namespace {

@@ -10,6 +10,9 @@
 #include "tessaly/text/check_directory.h"
 #include "tessaly/text/date_data.h"
 
+using enum storage::ErrorCode;
+using enum text::CheckDirectoryResult;
+
 namespace {
 
 constexpr char date_format[] = "%Y/%m/%d %H:%M:%S";
@@ -30,8 +33,8 @@ enum SetKeyResult : int {
 bool IsPasswordFlag(CString const& flag) { return flag.IsEmpty() || flag == "Y" || flag == "N"; }
 
 bool IsFullDate(CString const& text) {
-    char complete[date_data_size];
-    return ReFormat_DateData(text, complete, latest_defaults) == date_data_parts;
+    char complete[text::date_data_size];
+    return ReFormat_DateData(text, complete, latest_defaults) == text::date_data_parts;
 }
 
 // The MD5 digits of a text, empty on failure.
@@ -65,7 +68,7 @@ int EnvManager::Fail(int code, int result) {
 }
 
 int EnvManager::MakeDefaultEnvFile(CString path, char const* key) {
-    unsigned char database_key[random_string_length + 1] = {};
+    unsigned char database_key[storage::random_string_length + 1] = {};
     MakeRandomString(database_key);
     CCompoundKeyManager keys;
     keys.SetKeyForSelectTable(key);

@@ -11,6 +11,8 @@
 #include "tessaly/environment/env_manager.h"
 #include "tessaly/platform/dialog.h"
 
+using enum environment::SeqIDType;
+
 namespace {
 
 constexpr int first_value = 0;

@@ -6,6 +6,8 @@
 #include "storage/construction_failure.h"
 #include "tessaly/environment/env_manager.h"
 
+using enum storage::ErrorCode;
+
 namespace {
 
 // The sizes that a record has had.

@@ -17,12 +17,16 @@
 #include "tessaly/platform/mbcs.h"
 #include "tessaly/storage/split_string.h"
 
+using enum extract::ECTYPE;
+using enum storage::ErrorCode;
+using enum storage::_MYDB_DATATYPE;
+
 using customers::CellOf;
 using storage::Decimal;
 
 namespace {
 
-constexpr int slot_count = ec_tab_count * ec_con_count;
+constexpr int slot_count = extract::ec_tab_count * extract::ec_con_count;
 constexpr int if_changed = 0;  // of a save
 constexpr int in_any_case = 1;
 constexpr char const* compare = "E";
@@ -171,12 +175,12 @@ int ExtractAction::GetExtractConditionFromFileToMemory(int useKey, char const* k
 }
 
 int ExtractAction::CheckSlot(int tab, int con) {
-    if (tab < 0 || tab >= ec_tab_count) return Fail(condition_bad_tab_number, bad_tab);
-    if (con < 0 || con >= ec_con_count) return Fail(condition_bad_condition_number, bad_condition);
+    if (tab < 0 || tab >= extract::ec_tab_count) return Fail(condition_bad_tab_number, bad_tab);
+    if (con < 0 || con >= extract::ec_con_count) return Fail(condition_bad_condition_number, bad_condition);
     return ok;
 }
 
-static int SlotRow(int tab, int con) { return con + tab * ec_con_count; }
+static int SlotRow(int tab, int con) { return con + tab * extract::ec_con_count; }
 
 int ExtractAction::GetExtractConditionFromMemoryToStruct(OneExtractCondition& c, EC_TAB_NUM tab,
                                                          EC_CON_NUM con) {

@@ -10,6 +10,9 @@
 #include "tessaly/text/date_data.h"
 #include "tessaly/text/dates.h"
 
+using enum environment::SeqIDType;
+using enum storage::ErrorCode;
+
 namespace {
 
 constexpr int most_ids_tried = 200;
@@ -17,7 +20,7 @@ constexpr char const* deleted = "Y";
 constexpr char const* not_deleted = "";
 
 CString Now() {
-    char now[date_data_size];
+    char now[text::date_data_size];
     GetNowDateTime(now);
     return CString(now);
 }
@@ -99,8 +102,8 @@ int ExtractListViewer::GetExtractList(CArray<ExtractViewData*, ExtractViewData*>
 void ExtractListViewer::SetExtractViewData(ExtractViewData& d, int row) {
     d.ExtractID = std::atoi(GetStringElement(column_id, row));
     d.Name = GetStringElement(column_name, row);
-    d.LastUpdate =
-        Convert_DateData2COleDateTime(GetStringElement(column_registered, row).Left(date_data_size - 1));
+    d.LastUpdate = Convert_DateData2COleDateTime(
+        GetStringElement(column_registered, row).Left(text::date_data_size - 1));
     d.DeleteFlag = GetStringElement(column_delete_flag, row);
     d.Honorific = GetStringElement(column_honorific, row);
 }

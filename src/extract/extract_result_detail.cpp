@@ -19,6 +19,9 @@
 #include "tessaly/extract/extract_list_viewer.h"
 #include "tessaly/mailstore/mail_list_viewer.h"
 
+using enum extract::ERTYPE;
+using enum storage::ErrorCode;
+
 using customers::CellOf;
 using customers::DatabaseLock;
 

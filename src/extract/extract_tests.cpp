@@ -34,10 +34,10 @@ int CheckRange(std::string_view data, std::string_view low, std::string_view hig
 class FullDate {
   public:
     explicit FullDate(std::string_view data, int way = to_start) { text::ReFormatDate(data, text_, way); }
-    std::string_view View() const noexcept { return {text_, date_data_size - 1}; }
+    std::string_view View() const noexcept { return {text_, text::date_data_size - 1}; }
 
   private:
-    char text_[date_data_size];
+    char text_[text::date_data_size];
 };
 
 CString Bound(CString const& bound, int way) {

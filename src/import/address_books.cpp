@@ -133,7 +133,7 @@ void FwaImport::TakeOwn(std::size_t field, std::string_view value) {
     int const element = Fields()[field].element;
     const CString text(value);
     if (element == element_birthday) {
-        char date[date_data_size] = {};
+        char date[text::date_data_size] = {};
         if (!text.IsEmpty()) ReFormat_DateData(text, date, 0);
         return Put(element, ::CString(std::string_view(date).substr(0, bytes_of_day)));
     }

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+using enum environment::SeqIDType;
+
 namespace customers {
 namespace {
 

@@ -8,6 +8,8 @@
 #include "import/line_reader.h"
 #include "tessaly/customers/database_edit.h"
 
+using enum storage::ErrorCode;
+
 using namespace customers;
 
 namespace {

@@ -89,7 +89,7 @@ class ForeignImport {
 
     static constexpr int no_number = 0;
     // Ends the run: a failure with its number, and the reason for the log.
-    int Stop(int result, CString const& reason, int code = customer_import_failed);
+    int Stop(int result, CString const& reason, int code = storage::customer_import_failed);
     bool IsStopped() const { return call_.options.stop && call_.options.stop(); }
     int StopByUser() { return Stop(CDatabaseEdit::import_stopped, "途中で中止されました。", no_number); }
 

@@ -36,7 +36,7 @@ class ImportRow {
   private:
     std::array<std::string_view, element_count> values_;
     std::bitset<element_count> assigned_;
-    char converted_[element_count][date_data_size];
+    char converted_[element_count][text::date_data_size];
 };
 
 }  // namespace customers

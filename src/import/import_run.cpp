@@ -7,6 +7,8 @@
 #include "platform/clock.h"
 #include "tessaly/text/dates.h"
 
+using enum storage::ErrorCode;
+
 namespace customers {
 
 ImportRun::ImportRun(CDatabaseEdit& table) : table_(table), ids_(table.env_) {}

@@ -55,7 +55,7 @@ class ImportRun {
     ImportRow row_;
     int known_ = AddressIndex::no_row;  // row of the line's customer
     std::int64_t present_second_ = -1;
-    char present_text_[date_data_size] = {};
+    char present_text_[text::date_data_size] = {};
 };
 
 }  // namespace customers

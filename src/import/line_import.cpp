@@ -40,7 +40,7 @@ bool LineImport::TakeFields(LineFields& fields) {
 
 // Asks every rule again, so that lines that are imported do not pay for the reasons of the others.
 void LineImport::FindRefused(LineFields& fields, int line, CArray<RefusedField>& refused) {
-    char converted[date_data_size];
+    char converted[text::date_data_size];
     std::string_view value;
     const std::string_view address = Address(fields);
     bool const has_address = TakeField(FieldRule::address, address, converted, value);

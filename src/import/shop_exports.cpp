@@ -42,7 +42,7 @@ bool ShopExport::LeavesAlone() {
 }
 
 bool ShopExport::TakeDate(char const* title, std::string_view value, int parts, CString& date) {
-    char stored[date_data_size] = {};
+    char stored[text::date_data_size] = {};
     if (ReFormat_DateData(CString(value), stored, 0) < parts) {
         RefuseValue(title);
         return false;
@@ -398,7 +398,7 @@ void BelmoraImport::TakeOwn(std::size_t field, std::string_view value) {
 bool BelmoraImport::CheckAttribute(CString const& value, int type, CString& out) {
     out.Empty();
     if (type == 2) {
-        char date[date_data_size];
+        char date[text::date_data_size];
         out = CString(text::DateAsGiven(value.View(), date));
         return !out.IsEmpty();
     }

@@ -12,6 +12,8 @@
 #include "tessaly/platform/mbcs.h"
 #include "tessaly/text/directories.h"
 
+using enum storage::ErrorCode;
+
 namespace {
 
 constexpr std::string_view line_end = "\r\n";

@@ -12,6 +12,8 @@
 #include "tessaly/text/date_data.h"
 #include "tessaly/text/dates.h"
 
+using enum environment::SeqIDType;
+
 using mailstore::MailListLock;
 using mailstore::ReadsAsID;
 
@@ -29,7 +31,7 @@ using storage::Decimal;
 namespace {
 
 constexpr int most_ids_tried = 200;
-constexpr int date_characters = date_data_size - 1;
+constexpr int date_characters = text::date_data_size - 1;
 constexpr char const* yes = "Y";
 constexpr char const* no = "N";
 
@@ -54,7 +56,7 @@ StatusBits const* BitsOf(CString const& status) {
 }
 
 CString DateText(COleDateTime const& date) {
-    char text[date_data_size];
+    char text[text::date_data_size];
     Convert_COleDateTime2DateData(date, text);
     return CString(text);
 }

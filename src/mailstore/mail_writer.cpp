@@ -5,6 +5,8 @@
 #include "storage/decimal.h"
 #include "tessaly/environment/env_manager.h"
 
+using enum storage::ErrorCode;
+
 MailWriter::MailWriter(EnvManager* env, int termNum) {
     if (!SetTermNum(termNum)) storage::FailConstruction(error_, mail_body_terminal_count_set_failed);
     if (!SetEnvManager(env)) storage::FailConstruction(error_, mail_body_environment_set_failed);

@@ -7,6 +7,8 @@
 #include "tessaly/text/mail_text_check.h"
 #include "tessaly/text/value_checks.h"
 
+using enum storage::_MYDB_DATATYPE;
+
 namespace {
 
 constexpr std::string_view known_statuses = "DWRAICESB";

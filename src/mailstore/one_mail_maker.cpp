@@ -14,6 +14,9 @@
 #include "tessaly/text/dates.h"
 #include "tessaly/text/directories.h"
 
+using enum storage::ErrorCode;
+using enum text::CheckDirectoryResult;
+
 namespace {
 
 constexpr int per_terminal = AttachWriter::version_terminals;
@@ -39,7 +42,7 @@ std::string_view TerminalsOf(char kind) {
 bool ReadDate(CString const& text, COleDateTime& date) {
     int year = 0, month = 0, day = 0, hour = 0, minute = 0, second = 0;
     if (std::sscanf(text, "%4d/%2d/%2d %2d:%2d:%2d", &year, &month, &day, &hour, &minute, &second) !=
-        date_data_parts)
+        text::date_data_parts)
         return false;
     date.SetDateTime(year, month, day, hour, minute, second);
     return true;

@@ -12,6 +12,8 @@
 #include "tessaly/text/kanji_codes.h"
 #include "tessaly/text/kcodec.h"
 
+using enum mime::EncodedWordMode;
+
 namespace {
 
 constexpr char escape_byte = '\x1B';

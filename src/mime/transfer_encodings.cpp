@@ -9,6 +9,8 @@
 #include "mime/quoted_printable.h"
 #include "platform/base64_decoder.h"
 
+using enum mime::MailBodyEncoding;
+
 namespace {
 
 std::string_view View(char const* text) { return text ? text : ""; }

@@ -10,6 +10,8 @@
 #include "tessaly/platform/socket.h"
 #include "tessaly/protocol/socket_support.h"
 
+using enum storage::ErrorCode;
+
 using protocol::PopConversation;
 using protocol::PopPhase;
 using protocol::PopResult;

@@ -2,6 +2,8 @@
 
 #include <cstdarg>
 
+using enum storage::ErrorCode;
+
 CErrMsg::CErrMsg() { init(); }
 
 CErrMsg::CErrMsg(int code) {

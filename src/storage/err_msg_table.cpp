@@ -1,6 +1,8 @@
 #include "tessaly/storage/err_msg.h"
 #include "tessaly/storage/error_codes.h"
 
+using enum storage::ErrorCode;
+
 // clang-format off
 const ERRCODE_ERRMSG_STRUCT CErrMsg::itsErrCodeMsgArray[slots] = {
     // General

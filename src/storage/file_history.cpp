@@ -7,6 +7,8 @@
 #include "tessaly/platform/mbcs.h"
 #include "tessaly/text/directories.h"
 
+using enum text::MakeDirectoryResult;
+
 namespace {
 
 constexpr char const* no_prefix = "";

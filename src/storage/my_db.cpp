@@ -15,6 +15,8 @@
 #include "tessaly/storage/xcsv_write.h"
 #include "tessaly/text/check_directory.h"
 
+using enum text::CheckDirectoryResult;
+
 namespace {
 
 constexpr char bad_column_count_text[] = "列数は1以上の値にしてください";

@@ -9,6 +9,8 @@
 #include "tessaly/platform/mbcs.h"
 #include "tessaly/storage/my_db.h"
 
+using enum storage::_MYDB_DATATYPE;
+
 namespace {
 
 // atoi, with numbers beyond the range of int as its ends.

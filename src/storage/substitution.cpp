@@ -66,7 +66,8 @@ void MakeRandomString(unsigned char* out) {
     normal_base64encoding(encoded, source);
     char* const end =
         std::remove_if(encoded, encoded + std::strlen(encoded), [](char c) { return c == '=' || c == '?'; });
-    std::memcpy(out, encoded, std::min(random_string_length, static_cast<std::size_t>(end - encoded)));
+    std::memcpy(out, encoded,
+                std::min(storage::random_string_length, static_cast<std::size_t>(end - encoded)));
 }
 
 namespace storage {

@@ -2,6 +2,8 @@
 
 #include "platform/file.h"
 
+using enum text::CheckDirectoryResult;
+
 int CheckDirectory(char const* path) {
     return path && *path && platform::IsDirectory(path) ? directory_exists : directory_missing;
 }

@@ -13,9 +13,9 @@ enum Part : int { year, month, day, hour, minute, second };
 
 constexpr int february = 2;
 // What ends a part; the last one is ended by the end of the text alone.
-constexpr char part_ends[date_data_parts] = {'/', '/', ' ', ':', ':', 0};
-constexpr int lowest[date_data_parts] = {1900, 1, 1, 0, 0, 0};
-constexpr int highest[date_data_parts] = {9999, 12, 31, 23, 59, 59};
+constexpr char part_ends[text::date_data_parts] = {'/', '/', ' ', ':', ':', 0};
+constexpr int lowest[text::date_data_parts] = {1900, 1, 1, 0, 0, 0};
+constexpr int highest[text::date_data_parts] = {9999, 12, 31, 23, 59, 59};
 
 int DaysIn(int of_year, int of_month) {
     constexpr int days[] = {31, 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
@@ -46,9 +46,9 @@ bool TakeDigits(std::string_view text, std::size_t from, std::size_t to, int& nu
 // The number of parts of a date that already stands in its stored form, with its day at least; 0 for any
 // other. Nearly all dates do, and they need not be taken apart and written anew.
 int PartsAsStored(std::string_view text) {
-    int values[date_data_parts] = {};
+    int values[text::date_data_parts] = {};
     int parts = 0;
-    while (parts < date_data_parts && bytes_of_parts[parts] < text.size()) {
+    while (parts < text::date_data_parts && bytes_of_parts[parts] < text.size()) {
         const std::size_t from = parts == year ? 0 : bytes_of_parts[parts] + 1,
                           to = bytes_of_parts[parts + 1];
         if (text.size() < to || (parts != year && text[from - 1] != stored_form[from - 1])) return 0;
@@ -77,11 +77,11 @@ int text::ReFormatDate(std::string_view text, char* out, int upper) {
         }
         return stored;
     }
-    int values[date_data_parts];
-    std::copy_n(to_upper ? highest : lowest, date_data_parts, values);
+    int values[text::date_data_parts];
+    std::copy_n(to_upper ? highest : lowest, text::date_data_parts, values);
     std::string_view rest = text;
     int parts = 0;
-    for (; parts < date_data_parts; ++parts) {
+    for (; parts < text::date_data_parts; ++parts) {
         const std::string_view piece = TakePiece(rest, part_ends[parts]);
         long const value = std::strtol(std::string(piece).c_str(), nullptr, 10);
         int const limit = parts == day ? DaysIn(values[year], values[month]) : highest[parts];
@@ -90,12 +90,12 @@ int text::ReFormatDate(std::string_view text, char* out, int upper) {
         if (parts == month && to_upper) values[day] = DaysIn(values[year], values[month]);
     }
     if (out)
-        std::snprintf(out, date_data_size, "%4d/%02d/%02d %02d:%02d:%02d", values[year], values[month],
+        std::snprintf(out, text::date_data_size, "%4d/%02d/%02d %02d:%02d:%02d", values[year], values[month],
                       values[day], values[hour], values[minute], values[second]);
     return parts;
 }
 
-std::string_view text::DateAsGiven(std::string_view text, char (&out)[date_data_size]) {
+std::string_view text::DateAsGiven(std::string_view text, char (&out)[text::date_data_size]) {
     int const parts = ReFormatDate(text, out, 0);
     return {out, parts > day ? bytes_of_parts[parts] : 0};
 }

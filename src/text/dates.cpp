@@ -46,8 +46,8 @@ class DateTextReader {
 };
 
 void Write(char* out, int year, int month, int day, int hour, int minute, int second) {
-    std::memset(out, 0, date_data_size);
-    std::snprintf(out, date_data_size, "%04d/%02d/%02d %02d:%02d:%02d", year, month, day, hour, minute,
+    std::memset(out, 0, text::date_data_size);
+    std::snprintf(out, text::date_data_size, "%04d/%02d/%02d %02d:%02d:%02d", year, month, day, hour, minute,
                   second);
 }
 
@@ -57,7 +57,7 @@ void WriteLocalTime(char* out, std::int64_t seconds) {
 }
 
 int FileTimeText(char const* path, bool creation, char* out) {
-    std::memset(out, 0, date_data_size);
+    std::memset(out, 0, text::date_data_size);
     std::int64_t created = 0;
     std::int64_t modified = 0;
     if (!path || !platform::FileTimes(path, &created, &modified)) return 0;

@@ -6,6 +6,10 @@
 #include "tessaly/platform/mbcs.h"
 #include "tessaly/text/check_directory.h"
 
+using enum text::CheckDirectoryResult;
+using enum text::MakeDirectoryResult;
+using enum text::RemoveDirectoryResult;
+
 namespace {
 
 constexpr std::string_view forbidden_in_names = ":*?<>|";

@@ -9,6 +9,8 @@
 #include "tessaly/mime/transfer_encodings.h"
 #include "tests/platform/scratch_folder.h"
 
+using enum mime::MailBodyEncoding;
+
 namespace {
 
 CString Text(std::string const& text) { return CString(std::string_view(text)); }

@@ -10,6 +10,11 @@
 #include "tessaly/platform/mbcs.h"
 #include "tests/customers/customer_fixture.h"
 
+using enum customers::Direction;
+using enum environment::SeqIDType;
+using enum storage::ErrorCode;
+using enum storage::_MYDB_DATATYPE;
+
 using namespace customers;
 
 class DatabaseEditTest : public CustomerTest {};

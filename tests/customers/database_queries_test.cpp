@@ -2,6 +2,9 @@
 
 #include "tests/customers/customer_fixture.h"
 
+using enum customers::Direction;
+using enum storage::ErrorCode;
+
 using namespace customers;
 
 class DatabaseQueriesTest : public CustomerTest {

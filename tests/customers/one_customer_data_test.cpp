@@ -7,6 +7,8 @@
 #include "platform/clock.h"
 #include "tests/platform/time_zone.h"
 
+using enum storage::_MYDB_DATATYPE;
+
 namespace {
 
 using Customer = COneCustomerData;

@@ -20,6 +20,8 @@
 #include "tests/support/scripted_server.h"
 #include "tests/support/transfer_log.h"
 
+using enum storage::ErrorCode;
+
 namespace {
 
 using test::ScriptedServer;

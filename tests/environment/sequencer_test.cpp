@@ -9,6 +9,8 @@
 #include "tests/support/file_content.h"
 #include "tests/support/message_boxes.h"
 
+using enum environment::SeqIDType;
+
 namespace {
 
 class SequencerTest : public testing::Test {

@@ -9,6 +9,9 @@
 #include "tests/support/file_content.h"
 #include "tests/support/message_boxes.h"
 
+using enum extract::ECTYPE;
+using enum storage::ErrorCode;
+
 namespace {
 
 constexpr int mail_id = 7;
@@ -147,7 +150,7 @@ TEST(ExtractTests, DatesAreCompletedFirst) {
           "2004/00/06",          "2004/13/06",          "2004/05/00",          "2004/05/06 24:08:09",
           "2004/05/06 07:60:09", "2004/05/06 07:08:60", "2004-05-06",          "2004/05/06x07:08:09",
           "2004/05/06 07:08",    "2004/ 5/ 6",          "2004/+5/+6",          "x"}) {
-        char full[date_data_size];
+        char full[text::date_data_size];
         ReFormat_DateData(stored, full, 0);
         EXPECT_EQ(customers::passes, customers::Check_Equal_Date(stored, full, "Y")) << stored;
         EXPECT_EQ(customers::passes, customers::Check_Renge_Date(stored, full, full, "Y")) << stored;

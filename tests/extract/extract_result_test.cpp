@@ -11,6 +11,8 @@
 #include "tests/support/file_content.h"
 #include "tests/support/message_boxes.h"
 
+using enum extract::ERTYPE;
+
 namespace {
 
 constexpr int mail_id = 7;

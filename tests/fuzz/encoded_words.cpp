@@ -7,6 +7,8 @@
 #include "shift_jis.h"
 #include "tessaly/text/kcodec.h"
 
+using enum mime::EncodedWordMode;
+
 namespace {
 
 constexpr std::string_view fold = "\r\n\t";

@@ -6,6 +6,8 @@
 #include "mime/quoted_printable.h"
 #include "tessaly/storage/base64_text.h"
 
+using enum mime::MailBodyEncoding;
+
 namespace {
 
 constexpr std::size_t quoted_line_limit = 76;  // RFC 2045 6.7

@@ -11,6 +11,10 @@
 #include "tessaly/environment/sequencer.h"
 #include "tests/customers/customer_fixture.h"
 
+using enum customers::Direction;
+using enum environment::SeqIDType;
+using enum storage::ErrorCode;
+
 using namespace customers;
 
 class DatabaseImportTest : public CustomerTest {

@@ -11,6 +11,8 @@
 #include "tessaly/storage/split_string.h"
 #include "tests/customers/customer_fixture.h"
 
+using enum environment::SeqIDType;
+
 using namespace customers;
 
 namespace {
@@ -127,7 +129,7 @@ TEST(FieldRules, CheckAndConvert) {
                           {28, 0, "何でも,\"", true, "何でも,\""},
                           {28, 7, "x", true, "x"}};
     for (Case const& c : cases) {
-        char converted[date_data_size];
+        char converted[text::date_data_size];
         std::string_view value = "old";
         EXPECT_EQ(c.accepted, TakeField(RuleOf(c.element, c.type), c.field, converted, value))
             << c.element << " " << c.field;
@@ -147,10 +149,10 @@ TEST(FieldRules, StoreDatesAsReformattingDoes) {
         std::string field(date.View().substr(0, random() % 21));
         if (random() % 2 && !field.empty()) field[random() % field.size()] = "0/: -+1"[random() % 7];
         if (field.empty()) continue;
-        char expected[date_data_size];
+        char expected[text::date_data_size];
         int const parts = ReFormat_DateData(field.c_str(), expected, 0);
         static constexpr int sizes[] = {0, 0, 0, 10, 13, 16, 19};
-        char converted[date_data_size];
+        char converted[text::date_data_size];
         std::string_view value;
         ASSERT_EQ(parts >= 3, TakeField(FieldRule::date, field, converted, value)) << field;
         ASSERT_EQ(std::string_view(expected, sizes[parts]), value) << field;

@@ -6,6 +6,8 @@
 #include "tessaly/text/directories.h"
 #include "tests/mailstore/mail_environment.h"
 
+using enum storage::ErrorCode;
+
 namespace {
 
 class AttachWriterTest : public testing::Test {

@@ -10,6 +10,8 @@
 #include "tests/platform/time_zone.h"
 #include "tests/support/message_boxes.h"
 
+using enum storage::ErrorCode;
+
 namespace {
 
 constexpr int format_4 = 4, format_5 = 5;

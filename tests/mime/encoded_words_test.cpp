@@ -11,6 +11,8 @@
 
 #include "tessaly/text/kcodec.h"
 
+using enum mime::EncodedWordMode;
+
 namespace {
 
 using std::string;

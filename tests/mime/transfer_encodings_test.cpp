@@ -11,6 +11,8 @@
 #include "mime/quoted_printable.h"
 #include "tessaly/platform/base64_codec.h"
 
+using enum mime::MailBodyEncoding;
+
 namespace {
 
 using std::string;

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+using enum storage::ErrorCode;
+
 namespace {
 
 TEST(ErrMsg, IsNeverEmpty) {

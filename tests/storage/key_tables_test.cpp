@@ -171,7 +171,7 @@ TEST(Substitution, MakesRandomKeys) {
         out[65] = 0xEE;
         MakeRandomString(out);
         const std::string key(reinterpret_cast<char*>(out));
-        EXPECT_EQ(key.size(), random_string_length);
+        EXPECT_EQ(key.size(), storage::random_string_length);
         EXPECT_EQ(key.find_first_not_of("ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/"),
                   std::string::npos);
         EXPECT_EQ(out[65], 0xEE);

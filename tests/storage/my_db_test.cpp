@@ -13,6 +13,8 @@
 #include "tests/support/file_content.h"
 #include "tests/support/message_boxes.h"
 
+using enum storage::_MYDB_DATATYPE;
+
 namespace {
 
 // Shows what derived classes see.

@@ -11,6 +11,8 @@
 #include "tessaly/text/date_data.h"
 #include "tests/platform/scratch_folder.h"
 
+using enum text::CheckDirectoryResult;
+
 namespace {
 
 std::vector<std::string> Split(char const* text, char const* delimiters, char quote) {
@@ -103,11 +105,11 @@ TEST(ReFormatDateData, ReadsPartsUntilOneIsWrong) {
         {"2004年/5", 0, 2, "2004/05/01 00:00:00"},
     };
     for (auto const& row : rows) {
-        char out[date_data_size + 1] = {};
-        out[date_data_size] = '#';
+        char out[text::date_data_size + 1] = {};
+        out[text::date_data_size] = '#';
         EXPECT_EQ(ReFormat_DateData(row.text, out, row.upper), row.parts) << (row.text ? row.text : "null");
         EXPECT_STREQ(out, row.out);
-        EXPECT_EQ(out[date_data_size], '#');
+        EXPECT_EQ(out[text::date_data_size], '#');
         EXPECT_EQ(ReFormat_DateData(row.text, nullptr, row.upper), row.parts);
     }
 }
@@ -120,8 +122,8 @@ TEST(ReFormatDate, WrittenAsStoredOrNotItIsTheSameDate) {
                 for (char const* time :
                      {"", " 00", " 23", " 24", " 09:59", " 09:60", " 09:08:07", " 09:08:60", " 09:08:07 "})
                     for (int upper : {0, 1}) {
-                        char stored[64], plain[64], from_stored[date_data_size] = {},
-                                                    from_plain[date_data_size] = {};
+                        char stored[64], plain[64], from_stored[text::date_data_size] = {},
+                                                    from_plain[text::date_data_size] = {};
                         std::snprintf(stored, sizeof stored, "%04d/%02d/%02d%s", year, month, day, time);
                         std::snprintf(plain, sizeof plain, "0%d/0%d/0%d%s", year, month, day, time);
                         EXPECT_EQ(ReFormat_DateData(plain, from_plain, upper),

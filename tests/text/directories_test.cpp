@@ -9,6 +9,9 @@
 #include "platform/file.h"
 #include "tests/platform/scratch_folder.h"
 
+using enum text::MakeDirectoryResult;
+using enum text::RemoveDirectoryResult;
+
 TEST(Directories, Names) {
     for (char const* good :
          {"C:\\", "C:", "C:\\dir", "c:\\dir\\sub\\", "C:/dir/sub", "C:\\表\\dir", "C:\\a\\\\b", "C:\\.dir"})

@@ -15,10 +15,10 @@
 namespace {
 
 std::string DateText(COleDateTime const& date) {
-    char out[date_data_size + 1];
+    char out[text::date_data_size + 1];
     std::memset(out, 'x', sizeof out);
     Convert_COleDateTime2DateData(date, out);
-    EXPECT_EQ(out[date_data_size], 'x');
+    EXPECT_EQ(out[text::date_data_size], 'x');
     return out;
 }
 
@@ -168,7 +168,7 @@ TEST(Dates, InternetDatesInLocalTime) {
 
 TEST(Dates, NowAndTheTimesOfAFile) {
     const TimeZone japan("JST-9");
-    char out[date_data_size];
+    char out[text::date_data_size];
     {
         const platform::FrozenClock clock({1096936215, 0});
         GetNowDateTime(out);

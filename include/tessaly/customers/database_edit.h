@@ -38,11 +38,16 @@ struct t_SORT_ITEM {
     CString Value;
 };
 
+namespace customers {
+
 // The two ways of SearchCustomerOneElement.
 enum Direction : int {
     direction_forward = 0,
     direction_backward = 1,
 };
+
+}  // namespace customers
+using customers::Direction;
 
 // The customer table of one environment: the file DB\database.dat, held in memory as rows of 56 texts
 // (customers/customer_elements.h). The application makes one, binds it to an environment, loads it with

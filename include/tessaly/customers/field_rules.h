@@ -29,7 +29,7 @@ TESSALY_API FieldRule RuleOf(int element, int type) noexcept;
 
 // Checks a field, which holds no NUL, and gives its value: the field itself, or a text in `converted`. false
 // when the rule refuses it; the value is then empty.
-TESSALY_API bool TakeField(FieldRule rule, std::string_view field, char (&converted)[date_data_size],
+TESSALY_API bool TakeField(FieldRule rule, std::string_view field, char (&converted)[text::date_data_size],
                            std::string_view& value);
 
 // A field for which ImportDBfromFile refused its line.

@@ -58,15 +58,15 @@ class TESSALY_API COneCustomerData {
     int SetCustomerID(CString id);
     // bad_value for what MailAddressChecker refuses, an empty address too.
     int SetEmail(CString address);
-    void SetKanjiSei(CString text) { kanji_sei_ = Checked(text, mydb_string); }
-    void SetKanjiMei(CString text) { kanji_mei_ = Checked(text, mydb_string); }
-    void SetKanaSei(CString text) { kana_sei_ = Checked(text, mydb_string); }
-    void SetKanaMei(CString text) { kana_mei_ = Checked(text, mydb_string); }
-    void SetCompany(CString text) { company_ = Checked(text, mydb_string); }
-    void SetCompanyPost(CString text) { company_post_ = Checked(text, mydb_string); }
-    void SetAddress1(CString text) { address_1_ = Checked(text, mydb_string); }
-    void SetAddress2(CString text) { address_2_ = Checked(text, mydb_string); }
-    void SetBuilding(CString text) { building_ = Checked(text, mydb_string); }
+    void SetKanjiSei(CString text) { kanji_sei_ = Checked(text, storage::mydb_string); }
+    void SetKanjiMei(CString text) { kanji_mei_ = Checked(text, storage::mydb_string); }
+    void SetKanaSei(CString text) { kana_sei_ = Checked(text, storage::mydb_string); }
+    void SetKanaMei(CString text) { kana_mei_ = Checked(text, storage::mydb_string); }
+    void SetCompany(CString text) { company_ = Checked(text, storage::mydb_string); }
+    void SetCompanyPost(CString text) { company_post_ = Checked(text, storage::mydb_string); }
+    void SetAddress1(CString text) { address_1_ = Checked(text, storage::mydb_string); }
+    void SetAddress2(CString text) { address_2_ = Checked(text, storage::mydb_string); }
+    void SetBuilding(CString text) { building_ = Checked(text, storage::mydb_string); }
 
     // Both parts of the zip code: a number 0 to 9999999, or 7 digits and any "-", "－" and "ー". bad_value.
     int SetZipCode(int code);

@@ -5,6 +5,8 @@
 
 class EnvManager;
 
+namespace environment {
+
 // The sequences of an environment. The values are never handed out twice, whatever is deleted.
 enum SeqIDType : int {
     seq_not_set = -1,
@@ -12,6 +14,9 @@ enum SeqIDType : int {
     seq_mail = 1,      // MAIL\mailseq.dat, below 10,000
     seq_extract = 2,   // EXTRACT\extrseq.dat, below 10,000
 };
+
+}  // namespace environment
+using environment::SeqIDType;
 
 // Hands out the numeric IDs of an environment from 0 upwards. The counter is a small text file under the data
 // directory (the decimal digits of the next value, no line end; an empty file stands for the first value).
@@ -46,7 +51,7 @@ class TESSALY_API Sequencer {
   private:
     CString path_;
     EnvManager* env_ = nullptr;
-    SeqIDType type_ = seq_not_set;
+    SeqIDType type_ = environment::seq_not_set;
     int first_ = 0;
     int limit_ = 0;
     int step_ = 1;

@@ -11,6 +11,8 @@
 class CDatabaseEdit;
 class EnvManager;
 
+namespace extract {
+
 // Whose conditions they are.
 enum ECTYPE : int {
     ec_not_set = -2,
@@ -22,6 +24,11 @@ enum EC_TAB_NUM : int { ec_tab_1 = 0, ec_tab_2 = 1, ec_tab_3 = 2 };
 enum EC_CON_NUM : int { ec_con_1 = 0, ec_con_2 = 1, ec_con_3 = 2, ec_con_4 = 3, ec_con_5 = 4 };
 inline constexpr int ec_tab_count = 3;
 inline constexpr int ec_con_count = 5;
+
+}  // namespace extract
+using extract::EC_CON_NUM;
+using extract::EC_TAB_NUM;
+using extract::ECTYPE;
 
 // One slot. As it is made it is the empty slot.
 struct OneExtractCondition {
@@ -153,7 +160,7 @@ class TESSALY_API ExtractAction : public BaseRecordStructer {
     int TakeSlot(int row, Slot& slot);
     static bool Passes(Slot& slot, char const* data, std::size_t length);
 
-    ECTYPE type_ = ec_not_set;
+    ECTYPE type_ = extract::ec_not_set;
     int id_ = id_not_set;
     int changed_ = 0;
     EnvManager* env_ = nullptr;

@@ -17,12 +17,17 @@ class CMailListViewer;
 class EnvManager;
 class ExtractListViewer;
 
+namespace extract {
+
 // Whose send list it is.
 enum ERTYPE : int {
     er_not_set = -2,
     er_mail = 0,  // MAIL\<id>\meli<id>.dat
     er_list = 1,  // EXTRACT\exsl<id>.dat, the list of a destination list
 };
+
+}  // namespace extract
+using extract::ERTYPE;
 
 // One entry of the view of a send list.
 struct ERDetailPlusDB {
@@ -163,7 +168,7 @@ class TESSALY_API ExtractResultDetail : public BaseRecordStructer {
 
     int Fail(int code, Result result);
     bool IsBound() const { return env_ && database_; }
-    bool HasTarget() const { return type_ != er_not_set && id_ != id_not_set; }
+    bool HasTarget() const { return type_ != extract::er_not_set && id_ != id_not_set; }
     bool IsMailListed(int id) const;
     bool IsListListed(int id) const;
     int CheckTarget();
@@ -184,7 +189,7 @@ class TESSALY_API ExtractResultDetail : public BaseRecordStructer {
     CErrMsg error_;
     CMailListViewer* mails_ = nullptr;
     ExtractListViewer* lists_ = nullptr;
-    ERTYPE type_ = er_not_set;
+    ERTYPE type_ = extract::er_not_set;
     int id_ = id_not_set;
     int changed_ = 0;
     platform::Hidden<IDSet> ids_;

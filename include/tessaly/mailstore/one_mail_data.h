@@ -46,9 +46,9 @@ class TESSALY_API COneMailData {
 
     int SetMailID(int id);
     int SetMailID(CString id);
-    void SetMailTitle(CString title) { m_strMailTitle = Checked(title, mydb_string); }
-    void SetAddressName(CString name) { m_strAddressName = Checked(name, mydb_string); }
-    void SetHonorific(CString honorific) { m_strHonorific = Checked(honorific, mydb_string); }
+    void SetMailTitle(CString title) { m_strMailTitle = Checked(title, storage::mydb_string); }
+    void SetAddressName(CString name) { m_strAddressName = Checked(name, storage::mydb_string); }
+    void SetHonorific(CString honorific) { m_strHonorific = Checked(honorific, storage::mydb_string); }
     // One of the letters D W R A I C E S B. Any other becomes "D" if `force` is not 0, else bad_value.
     int SetStatus(CString status, int force);
     int SetSentNumber(int number) { return SetNumber(m_nSentNumber, number); }

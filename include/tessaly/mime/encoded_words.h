@@ -24,10 +24,10 @@ constexpr std::size_t JisWordsRoom(std::size_t length) noexcept { return 6 * len
 // Room in bytes, NUL included, for MIMEbase64decoding of `length` characters.
 constexpr std::size_t DecodedWordsRoom(std::size_t length) noexcept { return length + 1; }
 
-}  // namespace mime
-
 // Which charset MIMEDecodeVersion2 decodes.
 enum EncodedWordMode { ENCODED_WORD_JIS = 1, ENCODED_WORD_SHIFT_JIS = 2, ENCODED_WORD_UTF8 = 3 };
+
+}  // namespace mime
 
 // Encodes a header value in JIS as encoded words, folded by CR LF TAB. ASCII stays as it is and is never
 // broken; each run of other characters becomes one word or several. No line is longer than 70 characters

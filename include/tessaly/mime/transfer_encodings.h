@@ -43,10 +43,10 @@ TESSALY_API void AppendQuotedPrintable(CString& out, std::string_view text);
 // Room in bytes for DecodeMailBody of `length` characters.
 constexpr std::size_t MailBodyRoom(std::size_t length) noexcept { return length + 1; }
 
-}  // namespace mime
-
 // Values of `mode` of DecodeMailBody; any other value is a plain copy.
 enum MailBodyEncoding { MAIL_BODY_BASE64 = 1, MAIL_BODY_QUOTED_PRINTABLE = 2 };
+
+}  // namespace mime
 
 // Decodes Base64, forgiving everything: a missing end counts as '=', a character outside the alphabet as
 // value 0, and a '=' ends the text (in the third or fourth place of a group after one or two bytes). Reads

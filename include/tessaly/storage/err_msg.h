@@ -50,6 +50,6 @@ class TESSALY_API CErrMsg {
 
     void init();
 
-    int code_ = error_none;
+    int code_ = storage::error_none;
     CString text_;
 };

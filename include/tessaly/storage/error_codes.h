@@ -1,5 +1,7 @@
 #pragma once
 
+namespace storage {
+
 // The numbers of every failure that the user reads about. The texts stand in the table of CErrMsg
 // (storage/err_msg_table.cpp). One block of a thousand belongs to one class; inside it x001 and on are
 // failures of use, x2xx and x4xx those of the class's file, x999 the unexpected failure. Applications compare
@@ -287,3 +289,5 @@ enum ErrorCode : int {
     pop_password_not_entered = 16012,
     pop_apop_not_supported = 16013,
 };
+
+}  // namespace storage

@@ -10,8 +10,13 @@
 
 class XCsvRead;
 
+namespace storage {
+
 // Type of a column. The cells hold text in all three.
 enum _MYDB_DATATYPE : int { mydb_string = 0, mydb_number = 1, mydb_date = 2 };
+
+}  // namespace storage
+using storage::_MYDB_DATATYPE;
 
 // One sort key and the line that it belongs to.
 struct _SORT_SET {

@@ -22,7 +22,12 @@ TESSALY_API unsigned char CharDecode(unsigned char c, unsigned char const* table
 // Which of the 256 rows of tables belongs to a key. A null key counts as the empty one.
 TESSALY_API int GetKeyNumber(char const* key);
 
+namespace storage {
+
 inline constexpr std::size_t random_string_length = 64;
+
+}  // namespace storage
+
 // 64 random base64 symbols into `out`, which the caller supplies zeroed and with room for 65 bytes. Sets the
 // runtime's random generator anew, from the time and the process ID.
 TESSALY_API void MakeRandomString(unsigned char* out);

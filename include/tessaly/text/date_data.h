@@ -4,8 +4,11 @@
 
 #include "tessaly/platform/export.h"
 
+namespace text {
+
 inline constexpr int date_data_size = 20;  // bytes of a date text and its NUL
 inline constexpr int date_data_parts = 6;  // year, month, day, hour, minute, second
+}  // namespace text
 
 // Reads the parts of a date "Y/M/D h:m:s" up to the first that is missing or out of range, fills the rest
 // with defaults and writes the complete date "%4d/%02d/%02d %02d:%02d:%02d" to `out`, 20 bytes (null: not

@@ -6,23 +6,30 @@
 // Directories by library paths (platform/path.h). All functions look at paths only and leave the process's
 // current directory alone; two threads may use them at once on different directories.
 
-// 1 when the path is sound as a directory name, else 0: it has a drive, no double slash, no blank at the
-// end of it or of one of its names, and none of : * ? < > | in a name.
-TESSALY_API int CheckDirectoryName(char const* path);
+namespace text {
 
+// Results of MakeDirectoryCompel.
 enum MakeDirectoryResult {
     make_directory_ok = 0,
     make_directory_failed = -1,    // a level cannot be made
     make_directory_bad_name = -2,  // CheckDirectoryName refuses the path
 };
-// Makes the directory and all its parents.
-TESSALY_API int MakeDirectoryCompel(char const* path);
-
+// Results of RemoveDirectoryCompel and ClearDirectoryCompel.
 enum RemoveDirectoryResult {
     remove_directory_ok = 0,
     remove_directory_failed = -1,    // the last removal failed
     remove_directory_no_entry = -2,  // the path is no directory
 };
+
+}  // namespace text
+
+// 1 when the path is sound as a directory name, else 0: it has a drive, no double slash, no blank at the
+// end of it or of one of its names, and none of : * ? < > | in a name.
+TESSALY_API int CheckDirectoryName(char const* path);
+
+// Makes the directory and all its parents.
+TESSALY_API int MakeDirectoryCompel(char const* path);
+
 // Deletes everything below `path`, and `path` itself with non-zero `removeSelf`. Sub-directories whose name
 // begins with a dot stay with all their content. A link to a directory goes, the directory that it leads to
 // stays. The result tells about the last removal only; 0 when there was nothing to remove.
