@@ -61,7 +61,7 @@ int CDatabaseEdit::SetOneCustomerInfo(OneCustomer& c, int write) {
     int const stored =
         is_new ? AppendRow(OneCustomerTemp, Follow::index_and_addresses) : ReplaceRow(row, OneCustomerTemp);
     if (stored != db_success) return Fail(customer_update_in_memory_failed, row_refused);
-    if (write) WriteFromMemoryToFile();
+    if (write) static_cast<void>(WriteFromMemoryToFile());  // its failure stands in GetErrMsg()
     return ok;
 }
 

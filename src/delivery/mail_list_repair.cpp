@@ -126,7 +126,7 @@ void CMailListViewer::RepairMailList() {
         note += (note.IsEmpty() ? "メールID: " : ", ") + name;
     }
     if (note.IsEmpty()) return;
-    WriteMailListCompel();
+    static_cast<void>(WriteMailListCompel());  // failing, the next start brings them back again
     note +=
         " を復旧しました\r\n\r\nなお、データの不足により、下記の項目は復旧できません\r\n"
         "[宛先名称] [敬称] [状態] [送信日時] [作成日時] [更新日時]\r\n"

@@ -230,7 +230,7 @@ int ExtractResultDetail::GetIDPlusDBDataFromDBFile(CArray<ERDetailPlusDB, ERDeta
     bool const all_known = Collect(out, first, count, wiped);
     if (!wiped.IsEmpty()) {
         RemoveRows(wiped);
-        WriteAllOnMemoryDBIDToFile();
+        static_cast<void>(WriteAllOnMemoryDBIDToFile());  // failing, the next view drops them again
     }
     return all_known ? out.GetSize() : Fail(send_list_id_not_in_database, unknown_customer);
 }

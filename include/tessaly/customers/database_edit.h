@@ -153,10 +153,10 @@ class TESSALY_API CDatabaseEdit : public CMyDB {
     // Writes the rows to the own file if they have changed since the last read or write. ok, no_environment,
     // not_written. A keyed environment whose key is not to be had refuses, so that no file is made that its
     // own key does not open.
-    int WriteFromMemoryToFile();
+    [[nodiscard]] int WriteFromMemoryToFile();
     // Writes the rows to another file with `key` (null for none). Path and changed flag stay. ok,
     // not_written.
-    int WriteFromMemoryToFileAppointFileName(CString path, char const* key);
+    [[nodiscard]] int WriteFromMemoryToFileAppointFileName(CString path, char const* key);
 
     // --- One customer (database_edit_rows.cpp) ---
 

@@ -115,12 +115,12 @@ class TESSALY_API HistoryListViewer : public BaseRecordStructer {
     // the database key is not to be had), unexpected.
     int GetHDataFromFileToMemory(int useKey, char const* key);
     // Saves if rows were changed since the last load or save. ok, no_environment, no_mail_id, not_written.
-    int WriteHDataFromMemoryToFile();
+    [[nodiscard]] int WriteHDataFromMemoryToFile();
     // The same, changed or not.
-    int WriteHDataFromMemoryToFileCompel();
+    [[nodiscard]] int WriteHDataFromMemoryToFileCompel();
     // Saves to another file with `key` (null for none); needs no mail and takes no lock, and what is unsaved
     // at home stays unsaved. ok, not_written.
-    int WriteFromMemoryToFileAppointFileName(CString path, char const* key);
+    [[nodiscard]] int WriteFromMemoryToFileAppointFileName(CString path, char const* key);
 
     // The rows `first` to `last`, both included, as far as there are such; all rows if either is negative.
     // `rows` is emptied first. Result: their number.

@@ -62,10 +62,10 @@ class TESSALY_API CTestMailingInfo : public CMyDB {
     int ReadFromFileToMemory(char const* path, int useKey, char const* key);
     // Writes the rows to the table's file if they were changed since the last write, with the environment's
     // key; without an environment with the default tables. ok, not_written.
-    int WriteFromMemoryToFile();
+    [[nodiscard]] int WriteFromMemoryToFile();
     // Writes the rows to another file with `key` (null for the default tables). The rows stay unsaved at
     // home. ok, not_written_to.
-    int WriteFromMemoryToFileAppointFileName(CString path, char const* key);
+    [[nodiscard]] int WriteFromMemoryToFileAppointFileName(CString path, char const* key);
 
     // 1 with the test customer of the key `id` in `c`; a birthday is cut to 19 bytes, the three flags to one
     // byte. 0 if there is none, with the defaults in `c`.

@@ -92,7 +92,7 @@ class TESSALY_API EnvManager : public CMyDB {
     int SetRenewalDate(CString value);
     static constexpr int write_failed = -1;
     // Writes the row with the application key. Failure: write_failed with 9009.
-    int WriteFromMemoryToFile();
+    [[nodiscard]] int WriteFromMemoryToFile();
 
     enum KeyResult : int {
         key_not_read = -1,       // GetCompoundKey failed and set its number

@@ -55,9 +55,9 @@ class TESSALY_API SystemOption : public BaseRecordStructer {
     // Writes the record if it was changed since the last read or write, else ok and nothing happens: ok,
     // no_environment, no_valid_record, no_database_key, file_not_written. After a failure it still counts as
     // changed.
-    int WriteSODataFromMemoryToFile();
+    [[nodiscard]] int WriteSODataFromMemoryToFile();
     // The same, changed or not.
-    int WriteSODataFromMemoryToFileCompel();
+    [[nodiscard]] int WriteSODataFromMemoryToFileCompel();
 
     // All 123 cells in order, those that a shorter record lacks being empty. no_valid_record.
     int GetSODataFromMemoryToAllData(CArray<CString, CString>& data) const;

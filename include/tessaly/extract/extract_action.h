@@ -130,12 +130,12 @@ class TESSALY_API ExtractAction : public BaseRecordStructer {
     //
     // To the file of the target, whose ID is not -1: if a slot was changed since the last load or write, and
     // in any case.
-    int WriteAllExtractConditionOnMemoryToFile();
-    int WriteAllExtractConditionOnMemoryToFileCompel();
+    [[nodiscard]] int WriteAllExtractConditionOnMemoryToFile();
+    [[nodiscard]] int WriteAllExtractConditionOnMemoryToFileCompel();
     // A new list's set, ID -1 so far, to the file of `newID`, which becomes the ID.
-    int WriteAllExtractConditionOnMemoryToFileNew(int newID);
+    [[nodiscard]] int WriteAllExtractConditionOnMemoryToFileNew(int newID);
     // To any file, with `key` (null for the default tables); changes nothing here.
-    int WriteFromMemoryToFileAppointFileName(CString path, char const* key);
+    [[nodiscard]] int WriteFromMemoryToFileAppointFileName(CString path, char const* key);
 
     // The values of a row's text, without regard to commas in quotes. The quotes stay; nothing stands behind
     // a last comma, and an empty text has no values.

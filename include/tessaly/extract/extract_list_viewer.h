@@ -93,9 +93,9 @@ class TESSALY_API ExtractListViewer : public BaseRecordStructer {
     // Writes the file if a row was changed since the last read or write; in any case; to another file with
     // `key` (null for none), what is unsaved at home staying so. done; failed with 11001 (not the last),
     // 11202.
-    int WriteAllExtractListToFile();
-    int WriteAllExtractListToFileCompel();
-    int WriteFromMemoryToFileAppointFileName(CString path, char const* key);
+    [[nodiscard]] int WriteAllExtractListToFile();
+    [[nodiscard]] int WriteAllExtractListToFileCompel();
+    [[nodiscard]] int WriteFromMemoryToFileAppointFileName(CString path, char const* key);
 
     CErrMsg& GetErrMsg() { return error_; }
 

@@ -149,15 +149,15 @@ class TESSALY_API ExtractResultDetail : public BaseRecordStructer {
     //
     // To the file of the target, if the list was changed since the last read or write: not_bound,
     // target_not_set (type or ID negative), no_such_mail, no_such_list.
-    int WriteAllOnMemoryDBIDToFile();
+    [[nodiscard]] int WriteAllOnMemoryDBIDToFile();
     // The same, changed or not.
-    int WriteAllOnMemoryDBIDToFileCompel();
+    [[nodiscard]] int WriteAllOnMemoryDBIDToFileCompel();
     // To the file of the destination list `newID`; the target stays as it is: not_bound (environment or list
     // viewer), not_a_new_list unless the target is er_list with ID -1. The file is left alone if the table is
     // as it was last written.
-    int WriteAllOnMemoryDBIDToFileNew(int newID);
+    [[nodiscard]] int WriteAllOnMemoryDBIDToFileNew(int newID);
     // To any file, with `key` (null for the default tables). The list stays unsaved at home.
-    int WriteFromMemoryToFileAppointFileName(CString path, char const* key);
+    [[nodiscard]] int WriteFromMemoryToFileAppointFileName(CString path, char const* key);
 
   private:
     struct Customer {

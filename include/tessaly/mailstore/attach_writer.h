@@ -80,10 +80,10 @@ class TESSALY_API AttachWriter : public BaseRecordStructer {
     // Whether every record has its stored file. failed with 15104.
     int CheckAllFile();
     // Writes the list if it was changed. failed with 15004 for a new mail, 15103.
-    int SaveAttachList();
+    [[nodiscard]] int SaveAttachList();
     // Writes the list to another file with the environment's key; what is unsaved at home stays so. failed
     // with 15103.
-    int WriteFromMemoryToFileAppointFileName(CString path);
+    [[nodiscard]] int WriteFromMemoryToFileAppointFileName(CString path);
     // A file's content in Base64 for a mail that goes out: lines of 76 characters, CR LF at the end of each,
     // one CR LF for an empty file. Empty for a file that cannot be read.
     static CString GetBase64EncodedStringForFile(CString path);

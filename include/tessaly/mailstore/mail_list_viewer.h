@@ -111,11 +111,11 @@ class TESSALY_API CMailListViewer : public CMyDB {
     int ReadMailList();
     // Writes the list if it has changed or `compel` is not 0; an environment without a key writes changed
     // lists only. ok, write_failed.
-    int WriteMailList(int compel);
-    int WriteMailListCompel() { return WriteMailList(1); }
+    [[nodiscard]] int WriteMailList(int compel);
+    [[nodiscard]] int WriteMailListCompel() { return WriteMailList(1); }
     // Writes the list to another file with `key` (null for none). The own path, and what is unsaved there,
     // stay. ok, write_failed.
-    int WriteFromMemoryToFileAppointFileName(CString path, char const* key);
+    [[nodiscard]] int WriteFromMemoryToFileAppointFileName(CString path, char const* key);
 
     // A number of the environment's sequence that no mail has; no_new_id when 200 of them are in use or the
     // sequence gives none.

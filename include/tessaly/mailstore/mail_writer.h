@@ -53,9 +53,9 @@ class TESSALY_API MailWriter : public BaseRecordStructer {
     // Gives the new mail its ID. failed with 12006 when this is no new mail, 12005 for a negative `id`.
     int SetNewMailID(int id);
     // Writes the file if the texts were changed. failed with 12006 for a new mail without ID, 12202.
-    int WriteMailAllTypeToFile();
+    [[nodiscard]] int WriteMailAllTypeToFile();
     // Writes to another file with `key` (null for none); what is unsaved at home stays so. failed with 12202.
-    int WriteFromMemoryToFileAppointFileName(CString path, char const* key);
+    [[nodiscard]] int WriteFromMemoryToFileAppointFileName(CString path, char const* key);
 
     CErrMsg& GetErrMsg() { return error_; }
 

@@ -37,7 +37,7 @@ class TESSALY_API Replacement {
     std::string const& NewFile() const noexcept { return beside_.empty() ? target_ : beside_; }
     // Brings the content to the disk and puts it in the file's place. false on failure, with the old content
     // where it was unless it was written in place.
-    bool Commit() noexcept;
+    [[nodiscard]] bool Commit() noexcept;
 
   private:
     void OpenBeside(unsigned mode);

@@ -95,13 +95,13 @@ class TESSALY_API BaseRecordStructer : public CArray<XCStringArrayEx, XCStringAr
     // success clears the changed flag. A failed write, one that shows only when the file is closed too,
     // leaves the flag and the records as they were and the file with what had been written. 0 while the
     // element number is below 1.
-    int SaveCSVFile(char const* path, int compel, char const* key);
-    int SaveCSVFileCompel(char const* path, char const* key);
+    [[nodiscard]] int SaveCSVFile(char const* path, int compel, char const* key);
+    [[nodiscard]] int SaveCSVFileCompel(char const* path, char const* key);
 
   protected:
     // Writes the table to a file that is not its home: as SaveCSVFileCompel, but the changed flag stays as it
     // was, so that what was not saved at home still counts as unsaved.
-    int SaveCSVFileCopy(char const* path, char const* key) const;
+    [[nodiscard]] int SaveCSVFileCopy(char const* path, char const* key) const;
 
   private:
     bool HoldsRecord(int record) const { return element_number_ > 0 && record >= 0 && record < GetSize(); }

@@ -99,7 +99,7 @@ class TESSALY_API CMyDB {
     // anew, without a temporary file. db_no_element_number, db_no_path, db_open_failed; db_write_failed
     // leaves the file with what was written so far and the changed flag set. A failure that shows only when
     // the file is closed counts.
-    int WriteDBFile(int compel, char const* key);
+    [[nodiscard]] int WriteDBFile(int compel, char const* key);
 
     // Appends. db_no_element_number, db_bad_cell_count.
     int AddLine(XCStringArrayEx row);

@@ -28,9 +28,9 @@ class TESSALY_API RecordWriter {
     // Opens for writing, which empties the file; one that was open is closed. file_opened; write_failed also
     // for a null path.
     int OpenFile(char const* path);
-    void CloseFile() { CloseChecked(); }
+    void CloseFile() { static_cast<void>(CloseChecked()); }
     // The same; false when closing or any write since OpenFile failed. A full disk may show only here.
-    bool CloseChecked();
+    [[nodiscard]] bool CloseChecked();
     // Closes the present stream and takes `fp`, null for none. Result: `fp`.
     std::FILE* SetFp(std::FILE* fp);
     std::FILE* GetFd();
