@@ -62,7 +62,7 @@ OneCustomer Store(CDatabaseEdit& database, char const* address, char const* fami
                   char const* given_name, char const* prefecture) {
     OneCustomer customer;
     int const known = database.SearchCustomerOneElement(customers::element_address, address,
-                                                        OneCustomer::no_id, direction_forward);
+                                                        OneCustomer::no_id, customers::direction_forward);
     if (known >= 0)
         database.GetOneCustomerForEdit(customer, known);
     else
