@@ -191,7 +191,8 @@ CString DateText(COleDateTime const& date) {
     return text;
 }
 
-// The value of a merge word: a text of the customer, or one made in `made`.
+// The value of a merge word: a text of the customer, or one made in `made`, as that of a word that is no
+// column would be.
 CString const& ValueOf(OneCustomer const& customer, int id, CString& made) {
     constexpr int date_size = 10, time_size = 9;  // "2004/02/29", " 09:05:00"
     switch (id) {

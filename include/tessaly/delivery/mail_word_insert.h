@@ -17,7 +17,8 @@ struct WORD_INSERT_STRUCT {
 
 // Merge words: names between "<%" and "%>" in a subject or body (in HTML source "&lt;%" and "%&gt;"), each of
 // which is replaced by that value of the customer who gets the mail. The ID of a merge word is its row in the
-// table and the element number of the customer row.
+// table and the element number of the customer row. A merge word that is no column of the customer has an ID
+// behind those.
 //
 // An object holds one text with merge words and is used by one thread at a time; the static operations by any
 // number.
