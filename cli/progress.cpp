@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cmath>
 #include <cstdio>
 #include <iostream>
 #include <mutex>
@@ -30,7 +31,7 @@ bool bar_shown = false;
 bool paused = false;
 
 std::string TimeText(double seconds) {
-    auto const whole = static_cast<long>(seconds + 0.5);
+    auto const whole = std::lround(seconds);
     char text[32];
     if (whole >= 3600)
         std::snprintf(text, sizeof text, "%ld:%02ld:%02ld", whole / 3600, whole / 60 % 60, whole % 60);

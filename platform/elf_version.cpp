@@ -19,7 +19,7 @@ constexpr char items[] = "FileVersion\0" TESSALY_VERSION
                          "ProductName\0Tessaly\0"
                          "FileDescription\0Tessaly core library\0";
 
-constexpr std::string_view note_name("Tessaly", 8);  // with its NUL
+constexpr std::string_view note_name("Tessaly", 8);  // with its NUL  NOLINT(bugprone-string-constructor)
 constexpr std::uint32_t note_type = 1;
 
 struct Note {

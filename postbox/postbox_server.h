@@ -30,8 +30,8 @@ class PostboxServer {
 
   private:
     void Work();
-    void ConverseSmtp(int connection);
-    void ConversePop(int connection);
+    void ConverseSmtp(int descriptor);
+    void ConversePop(int descriptor);
 
     MailFolder& folder_;
     PostboxRules const& rules_;

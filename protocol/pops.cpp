@@ -301,7 +301,7 @@ int POPS_Set(POPSHandle handle, int property, int, ComponentValue const& value, 
 }
 
 POPSValue POPS_Get(POPSHandle handle, int property, int index, int* length) {
-    const POPSValue value = handle->Get(property, index);
+    POPSValue value = handle->Get(property, index);
     if (length) *length = value.Text().GetLength();
     return value;
 }

@@ -231,7 +231,7 @@ std::string OnOneLine(std::string_view text) {
 
 CString IntoPath(std::string const& host_path) {
     bool exact = true;
-    const CString path = platform::LibraryPath(host_path, &exact);
+    CString path = platform::LibraryPath(host_path, &exact);
     if (!exact) {
         throw Failure(Failure::text_without_form, "ファイル名に使えない文字があります: " + host_path +
                                                       "\nShift_JISにある文字だけの名前に変えてください。");

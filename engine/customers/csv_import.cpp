@@ -285,7 +285,7 @@ int Import::Call(CsvColumns& columns) {
             IntoPath(work_file_), CString(delimiter_), quote_, columns.Assignment(), options_.replace ? 0 : 1,
             &imported, error_lines, error_texts, options_.keep ? keep_existing : overwrite_existing);
     }
-    auto const counted = static_cast<std::size_t>(imported + error_lines.GetSize());
+    auto const counted = static_cast<std::size_t>(imported) + static_cast<std::size_t>(error_lines.GetSize());
     stopped_ = front_.Stopped() && counted < given_.size();
     if (options_.keep && !stopped_ && result >= 0) kept_ = given_.size() - counted;
     return result;

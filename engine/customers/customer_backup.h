@@ -13,6 +13,6 @@ void BackUpCustomers(Session& session, std::string const& file, bool overwrite);
 // Brings back the customers of such a file who are not there any more, and writes beside it whose data were
 // restored and whose were left out. A customer table that cannot be read counts as empty, and a copy of it
 // stays. The session is one for changing. Throws Failure, and nothing is then restored.
-void RestoreCustomers(Session& session, std::string const& file);
+void RestoreCustomers(Session& session, std::string const& given);
 
 }  // namespace engine

@@ -52,7 +52,7 @@ std::string DataDirectoryOf(std::string const& env_file) {
 
 std::string ApplicationKey(Access const& access) {
     if (access.key_file.empty()) return built_in_key;
-    const std::string key = FirstLineOf(access.key_file, "鍵ファイル");
+    std::string key = FirstLineOf(access.key_file, "鍵ファイル");
     if (key.empty()) throw Failure(Failure::unsuitable_file, "鍵ファイルの1行目が空です: " + access.key_file);
     return key;
 }

@@ -86,7 +86,7 @@ void UnpackedEml::Unpack(std::string const& file) {
 }
 
 std::string UnpackedEml::Write(std::string const& name, std::string_view content) const {
-    const std::string path = folder_ + "/" + name;
+    std::string path = folder_ + "/" + name;
     fs::create_directories(fs::path(path).parent_path());
     if (!ReplaceFile(path, content))
         throw Failure(Failure::not_written, "作業用のファイルを書けません: " + path);
@@ -99,7 +99,7 @@ void UnpackedEml::UnpackHtml(CMimeAnalyze const& parts) {
     parts.GetMIMEHtmlpart(part);
     std::string html = TextOf(part);
     std::size_t number = 0;
-    for (MimeFormatStruct picture : parts.GetConstRefOfMimeHtmlAttach()) {
+    for (MimeFormatStruct const& picture : parts.GetConstRefOfMimeHtmlAttach()) {
         const std::string folder = "picture" + std::to_string(++number) + "/",
                           safe = SafeName(picture, number);
         Write(folder + safe, ContentOf(picture));

@@ -40,7 +40,7 @@ std::string ReadUtf8(std::string const& path) {
         throw Failure(Failure::unsuitable_file, "HTMLのファイルではありません: " + path);
     if (bytes.starts_with(byte_order_mark)) bytes.erase(0, byte_order_mark.size());
     if (IsUtf8(bytes)) return bytes;
-    const std::string from_sjis = Out(bytes);
+    std::string from_sjis = Out(bytes);
     if (from_sjis.find(no_character) != from_sjis.npos)
         throw Failure(Failure::unsuitable_file,
                       "HTMLのファイルの文字コードが分かりません。UTF-8にして保存してください: " + path);
@@ -193,7 +193,7 @@ class Pictures {
             return file.string();
         auto const extra = extra_.find(file.filename().string());
         if (extra == extra_.end()) return taken_[file.filename().string()];
-        const std::string found = taken_[extra->first] = extra->second;
+        std::string found = taken_[extra->first] = extra->second;
         extra_.erase(extra);
         return found;
     }
@@ -212,7 +212,7 @@ class Pictures {
             Find(place, "2MBより大きい画像です: " + address);
             return {};
         }
-        const std::string id = DigestOf(ReadWholeFile(file, "画像")) + "@tessaly";
+        std::string id = DigestOf(ReadWholeFile(file, "画像")) + "@tessaly";
         auto const same = [&](HtmlPicture const& picture) { return Out(picture.content_id) == id; };
         if (std::none_of(source_.pictures.begin(), source_.pictures.end(), same))
             source_.pictures.push_back({file, fs::path(file).filename().string(), Into(id, "Content-ID")});

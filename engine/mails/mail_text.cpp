@@ -88,7 +88,7 @@ std::size_t KanaRun(std::string_view text) {
 void AppendWidened(std::string& out, std::string_view kana) {
     std::string wide(kana.size() * 2 + 1, '\0');
     xc_han2zen_sjis_kana(wide.data(), std::string(kana).c_str());
-    out += wide.c_str();
+    out += wide.c_str();  // to its NUL  NOLINT(readability-redundant-string-cstr)
 }
 
 // How many bytes a text takes in ISO-2022-JP, as its characters come.

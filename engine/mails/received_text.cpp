@@ -241,9 +241,9 @@ std::string NameOfPart(MimeFormatStruct const& part) {
     const std::pair<CString const*, std::string> places[] = {{&part.m_strContentDisposition, "filename"},
                                                              {&part.m_strContentType, "name"}};
     for (auto const& [header, name] : places)
-        if (const std::string plain = PlainParameter(*header, name); !plain.empty()) return plain;
+        if (std::string plain = PlainParameter(*header, name); !plain.empty()) return plain;
     for (auto const& [header, name] : places)
-        if (const std::string extended = ExtendedParameter(*header, name); !extended.empty()) return extended;
+        if (std::string extended = ExtendedParameter(*header, name); !extended.empty()) return extended;
     return {};
 }
 

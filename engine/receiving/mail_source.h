@@ -47,7 +47,7 @@ class FolderSource : public MailSource {
 // A file of many mails, each behind a line "From ..." (mboxrd).
 class MboxSource : public MailSource {
   public:
-    explicit MboxSource(std::string const& file);
+    explicit MboxSource(std::string const& name);
     ~MboxSource() override;
     std::uint64_t Total() const override { return 0; }
     bool Next(ReceivedMail& mail, std::function<bool(std::string const&)> const& seen) override;

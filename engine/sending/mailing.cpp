@@ -1,5 +1,6 @@
 #include "engine/sending/mailing.h"
 
+#include <algorithm>
 #include <exception>
 #include <memory>
 #include <random>
@@ -104,6 +105,7 @@ Mailing::Mailing(FrontEnd const& front, MailContent const& content, Mailbox cons
 
 void Mailing::Run(std::vector<int> const& ids, int threads) {
     std::vector<std::jthread> workers;
+    workers.reserve(static_cast<std::size_t>(std::max(threads, 0)));
     for (int i = 0; i < threads; ++i) workers.emplace_back([&] { Work(ids); });
     workers.clear();
     if (stopped_.empty() && front_.Stopped()) stopped_ = "中断しました。";

@@ -144,7 +144,7 @@ void SendHistory::Save() {
     BaseRecordStructer rows;
     {
         std::lock_guard guard(rows_lock_);
-        rows = history_;
+        rows = history_;  // NOLINT(cppcoreguidelines-slicing)
         changed_ = false;
     }
     session_.SaveTable(MailFile(mail_, "hist"), history_name, [&](CString const& path, char const* key) {

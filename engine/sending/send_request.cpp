@@ -100,6 +100,7 @@ void SendTest(Session& session, SendRequest const& request, int mail) {
         return true;
     };
     std::vector<int> ids;
+    ids.reserve(testers.size());
     for (OneCustomer const& tester : testers) ids.push_back(tester.CustomerID);
     if (request.dry_run) return TellRecipients(session.Front(), ids, fetch);
     const ServerSettings server = ServerOf(session, request.smtp);

@@ -27,7 +27,7 @@ std::string Totals(Mailing const& mailing, std::size_t asked, double seconds) {
 
 // A word that the setting does not have, from a damaged or a newer file, is taken for none that it has.
 std::string ChoiceOf(Session& session, std::string_view name) {
-    const std::string value = session.Setting(name), refusal = RefusalOf(*FindSetting(name), value);
+    std::string value = session.Setting(name), refusal = RefusalOf(*FindSetting(name), value);
     if (!refusal.empty())
         throw Failure(Failure::invalid_value, std::string(name) + ": " + refusal + ": " + value);
     return value;

@@ -73,7 +73,7 @@ std::string FindModule(std::string_view module) {
     const std::string wanted = by_path ? RealPath(HostPath(module).c_str()) : Utf8FromCp932(module);
     if (wanted.empty()) return {};
     for (std::string const& linked_name : LinkedNames()) {
-        const std::string file = FileOfModule(linked_name.c_str());
+        std::string file = FileOfModule(linked_name.c_str());
         if (by_path ? file == wanted : LastName(file) == wanted || LastName(linked_name) == wanted)
             return file;
     }

@@ -1,5 +1,6 @@
 #include <spawn.h>
 #include <sys/wait.h>
+#include <unistd.h>
 
 #include <cctype>
 #include <cerrno>
@@ -9,8 +10,6 @@
 
 #include "tessaly/platform/path.h"
 #include "tessaly/platform/process.h"
-
-extern char** environ;
 
 namespace platform {
 namespace {
@@ -53,6 +52,7 @@ bool RunProgram(CString const& program, std::vector<CString> const& arguments, u
     std::vector<std::string> texts = {HostPath(program.View())};
     for (CString const& argument : arguments) texts.push_back(WithHostPath(argument.View()));
     std::vector<char*> pointers;
+    pointers.reserve(texts.size() + 1);
     for (std::string& text : texts) pointers.push_back(text.data());
     pointers.push_back(nullptr);
     pid_t child = 0;

@@ -67,7 +67,7 @@ std::FILE* MakeStream(Descriptor descriptor, char const* mode) {
     std::FILE* stream = fopencookie(state.get(), mode, {Read, Write, Seek, Close});
     if (!stream) return nullptr;
     std::setvbuf(stream, state->buffer.get(), _IOFBF, buffer_size);
-    state.release();  // Close deletes it
+    static_cast<void>(state.release());  // Close deletes it
     return stream;
 }
 

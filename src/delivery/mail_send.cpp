@@ -45,7 +45,7 @@ CString EncodedHeaderValue(CString const& value) {
     KCodeC codec;
     char* encoded = nullptr;
     MIMEBase64EncodeForJIS(&encoded, codec.sjtojis7(value, to_full_width));
-    const CString words(encoded);
+    CString words(encoded);
     delete[] encoded;
     return words;
 }

@@ -219,7 +219,8 @@ int ExpandHtmlElement(CString const& tagText, CHtmlElement& out) {
 }
 
 void ExtractHtmlElement(CString const& html, CHtmlElems& out, int allowDuplicates) {
-    const CString text = html;  // which may be part of what is emptied
+    // `html` may be part of what is emptied. NOLINTNEXTLINE(performance-unnecessary-copy-initialization)
+    const CString text = html;
     out.RemoveAll();
     if (allowDuplicates) {
         constexpr int bytes_of_short_tag = 16;  // with the text behind it

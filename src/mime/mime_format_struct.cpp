@@ -74,7 +74,10 @@ MimeFormatStruct::MimeFormatStruct(MimeFormatStruct const& other) { Copy(*this, 
 
 MimeFormatStruct::MimeFormatStruct(MimeFormatStruct&& other) noexcept = default;
 
-MimeFormatStruct& MimeFormatStruct::operator=(MimeFormatStruct const& other) { return Copy(*this, other); }
+MimeFormatStruct& MimeFormatStruct::operator=(MimeFormatStruct const& other) {
+    Copy(*this, other);
+    return *this;
+}
 
 MimeFormatStruct& MimeFormatStruct::operator=(MimeFormatStruct&& other) noexcept {
     MimeFormatStruct taken(std::move(other));  // `other` may be a part of this one, which goes with `taken`

@@ -21,7 +21,7 @@ std::size_t EncodeQuotedPrintable(std::string_view in, char* out) noexcept;
 // them. Decoding needs room for `in` and gives the number of bytes written.
 CString QuotedPrintable(std::string_view text);
 std::size_t DecodeQuotedText(std::string_view in, char* out) noexcept;
-std::string FromQuotedPrintable(std::string_view text);
+std::string FromQuotedPrintable(std::string_view in);
 
 // Value of a hexadecimal digit in either case; -1 for any other character.
 inline constexpr std::array<signed char, 256> hex_values = [] {

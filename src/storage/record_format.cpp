@@ -127,6 +127,7 @@ class QuotedFormatter {
 
     void ConvertSigned(Conversion const& conversion) {
         switch (conversion.length) {
+            // Types of one width here. NOLINTNEXTLINE(bugprone-branch-clone)
             case Length::l: Print(conversion, va_arg(arguments_, long)); break;
             case Length::ll: Print(conversion, va_arg(arguments_, long long)); break;
             case Length::j: Print(conversion, va_arg(arguments_, std::intmax_t)); break;
@@ -138,6 +139,7 @@ class QuotedFormatter {
 
     void ConvertUnsigned(Conversion const& conversion) {
         switch (conversion.length) {
+            // NOLINTNEXTLINE(bugprone-branch-clone)
             case Length::l: Print(conversion, va_arg(arguments_, unsigned long)); break;
             case Length::ll: Print(conversion, va_arg(arguments_, unsigned long long)); break;
             case Length::j: Print(conversion, va_arg(arguments_, std::uintmax_t)); break;

@@ -85,7 +85,7 @@ class TESSALY_API CMailDataStructure {
     // texts, the last stays. A mail that is a single part which is neither text nor HTML nor a file becomes
     // the text part without counting as one. ok; failed for an empty text; not_decoded, with nothing changed,
     // for one that MimeDecode does not take as well-formed.
-    int AnalyzeMime(CString text);
+    int AnalyzeMime(CString mail);
 
     int CountMIMENormalAttach() const { return m_aNormalAttach.GetSize(); }
     // ok and a copy, or failed for a bad index.

@@ -12,7 +12,7 @@ class TESSALY_API CMimeAnalyze : public CMailDataStructure {
         CMailDataStructure::operator=(other);
         return *this;
     }
-    virtual ~CMimeAnalyze() = default;
+    ~CMimeAnalyze() override = default;
 
     int TextPartExist() const { return m_bTextExist; }
     int HtmlPartExist() const { return m_bHtmlExist; }

@@ -111,7 +111,7 @@ class TESSALY_API MailPop {
     class Wire;  // what the conversation runs over
 
     bool Fail(int code);
-    bool SocketFailure(int kind);
+    bool SocketFailure(int socket_error);
     bool TooLong(char const* what);
     bool Refused(int code, CString reply);
     bool Done(protocol::PopResult result, protocol::PopConversation const& pop, int refusal);
