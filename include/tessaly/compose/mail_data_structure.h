@@ -73,6 +73,7 @@ class TESSALY_API CMailDataStructure {
     void SetMIMEHtmlBody(MimeFormatStruct& part);
     int GetDataTypeFromNowSetData() const;
 
+    enum AttachmentUse : int { without_attachments = 0, with_attachments = 1 };
     // The mail as header lines, each with its CR LF, and body; whoever joins them puts the empty line
     // between. `withAttach` 0 leaves the normal attachments out. With a `customer` her data are merged into
     // text and HTML first, in the held parts themselves: who sends to many works on a copy for each. ok, or

@@ -279,6 +279,7 @@ class TESSALY_API CDatabaseEdit : public CMyDB {
     // no_environment, no_system_option, no_element_info, import_no_file, import_failed with 10009 (no
     // customer ID to be had) or 10602 (the table refused a row, or the file could not be read on). The rows
     // imported up to a failure or a stop stay in memory; the file is not written. Costs one look-up a line.
+    enum ImportMode : int { import_replace = 0, import_add = 1 };
     int ImportDBfromFile(CString path, CString delimiter, char quote, CArray<int, int>& elements, int add,
                          int* imported, CArray<int, int>& errorLines, CArray<CString, CString>& errorTexts,
                          CString duplicate);

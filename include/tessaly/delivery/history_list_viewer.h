@@ -86,6 +86,7 @@ class TESSALY_API HistoryListViewer : public BaseRecordStructer {
     static constexpr int no_mail = -1;
     static constexpr int not_attempted = -1;  // retry number before the first attempt
     static constexpr int no_row = -1;
+    static constexpr int all_rows = -1;  // either argument of GetHDataFromMemoryToStruct
 
     HistoryListViewer() = default;
     // Bound in the order of the arguments. A refusal sets 5008, 5009, 5010 or 5012, is shown in a message box
@@ -101,6 +102,7 @@ class TESSALY_API HistoryListViewer : public BaseRecordStructer {
     int SetSystemOption(SystemOption* option);
     int SetDatabaseEdit(CDatabaseEdit* database);
     int SetMailListViewer(CMailListViewer* mails);
+    enum MailCheck : int { check_mail = 0, any_mail = 1 };
     // Selects a mail and drops the rows. With `unchecked` 0 the mail must be in the list. ok, no_environment,
     // no_mail_list, bad_mail_id.
     int SetMailID(int mailID, int unchecked);
@@ -131,6 +133,7 @@ class TESSALY_API HistoryListViewer : public BaseRecordStructer {
     // no_such_customer, bad_element, unexpected.
     CString GetElementFromMemoryPinPoint(int customerID, int element);
     int SetElementToMemoryPinPoint(int customerID, int element, CString value);
+    enum TransferMode : int { transfer_read = 0, transfer_store = 1 };
     // Read an element into the reference if `set` is 0, else store the reference. ok, no_such_customer,
     // unexpected.
     int TransferState(int customerID, CString& state, int set);
@@ -141,6 +144,7 @@ class TESSALY_API HistoryListViewer : public BaseRecordStructer {
     // Raises the retry number by 1, not beyond the greatest int. ok, no_such_customer, unexpected.
     int RetryNumInc(int customerID);
 
+    enum RetryCheck : int { not_if_complete = 0, even_if_complete = 1 };
     // May this customer get the mail again? ok for yes; in this order: no_system_option, no_database,
     // no_such_customer, customer_deleted (or not in the customer table), option_unreadable, retry_never (the
     // settings forbid it), retry_refused (complete, unless `evenIfComplete` is not 0), option_unreadable,

@@ -29,6 +29,8 @@ class TESSALY_API MailWordInsert {
     // The rows by ID, and the terminating row of two nulls.
     static const WORD_INSERT_STRUCT itsMailInsertDefinition[word_count + 1];
 
+    enum TextForm : int { plain_text = 0, html_source = 1 };  // the argument `html`
+
     MailWordInsert() = default;
     MailWordInsert(char const* origin) : origin_(origin) {}
     void SetOriginMail(char const* origin) { origin_ = origin; }

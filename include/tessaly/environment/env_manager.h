@@ -50,6 +50,9 @@ class TESSALY_API EnvManager : public CMyDB {
         init_no_data_directory = -3,  // 9005: the type is set already
         init_read_base = -10,         // plus the negative result of CMyDB::ReadDBFile; no number
     };
+    enum InitMode : int { existing_environment = 0, new_environment = 1 };
+    // The argument `useKey` of the objects that load a file of the environment.
+    enum KeyUse : int { use_own_key = 0, use_given_key = 1 };
     // Opens the environment of the file `path` with the application key `key`. An empty file, or a null key,
     // makes it one of type_plain. With `new_env` not 0 neither file nor data directory is looked at. Results:
     // ok or an InitResult.

@@ -54,6 +54,7 @@ class TESSALY_API ExtractListViewer : public BaseRecordStructer {
     // CUserException.
     explicit ExtractListViewer(EnvManager* env);
 
+    enum ReadMode : int { read_later = 0, read_now = 1 };
     // Once only: done; failed for a null pointer, or when one is set. With `read` not 0 the file is read,
     // whatever comes of it.
     int SetEnvManager(EnvManager* env, int read);

@@ -109,6 +109,7 @@ class TESSALY_API CMailListViewer : public CMyDB {
     // the number of rows; read_no_environment, read_wrong_width (the rows stay as read), or the failure of
     // CMyDB::ReadDBFile; db_bad_format too when the environment's key is not to be had.
     int ReadMailList();
+    enum WriteMode : int { write_if_changed = 0, write_always = 1 };
     // Writes the list if it has changed or `compel` is not 0; an environment without a key writes changed
     // lists only. ok, write_failed.
     [[nodiscard]] int WriteMailList(int compel);
@@ -124,6 +125,7 @@ class TESSALY_API CMailListViewer : public CMyDB {
     int CountMail();
     // The number of rows in any view of `viewMask`, and their IDs in row order if `ids` is not null.
     int CountMailByViewType(unsigned long viewMask, CArray<int, int>* ids);
+    enum MaskUse : int { status_in_mask = 0, status_not_in_mask = 1 };
     // The number of rows whose status is in `statusMask`; with `invert` not 0, of those whose status is known
     // and not in it. A row of unknown status never counts.
     int CountMailByMailStatus(unsigned long statusMask, CArray<int, int>* ids, int invert);

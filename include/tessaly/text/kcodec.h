@@ -49,6 +49,7 @@ class TESSALY_API KCodeC {
     char const* ToSJIS(char const* text);
     char const* ToJIS(char const* text, int hanToZen);
 
+    enum KanaMode : int { keep_kana = 0, widen_kana = 1 };
     // One conversion each, without a guess. Non-zero `hanToZen` turns half-width kana into full-width kana.
     char const* sjtojis7(char const* text, int hanToZen);
     char const* ujtojis7(char const* text, int hanToZen);
