@@ -127,9 +127,9 @@ class QuotedFormatter {
 
     void ConvertSigned(Conversion const& conversion) {
         switch (conversion.length) {
-            // Types of one width here. NOLINTNEXTLINE(bugprone-branch-clone)
             case Length::l: Print(conversion, va_arg(arguments_, long)); break;
             case Length::ll: Print(conversion, va_arg(arguments_, long long)); break;
+            // Types of their own that are alike here. NOLINTNEXTLINE(bugprone-branch-clone)
             case Length::j: Print(conversion, va_arg(arguments_, std::intmax_t)); break;
             case Length::z:
             case Length::t: Print(conversion, va_arg(arguments_, std::ptrdiff_t)); break;
@@ -139,9 +139,9 @@ class QuotedFormatter {
 
     void ConvertUnsigned(Conversion const& conversion) {
         switch (conversion.length) {
-            // NOLINTNEXTLINE(bugprone-branch-clone)
             case Length::l: Print(conversion, va_arg(arguments_, unsigned long)); break;
             case Length::ll: Print(conversion, va_arg(arguments_, unsigned long long)); break;
+            // NOLINTNEXTLINE(bugprone-branch-clone)
             case Length::j: Print(conversion, va_arg(arguments_, std::uintmax_t)); break;
             case Length::z:
             case Length::t: Print(conversion, va_arg(arguments_, std::size_t)); break;
