@@ -282,8 +282,9 @@ int Import::Call(CsvColumns& columns) {
             return static_cast<std::uint64_t>(std::atomic_ref<int>(imported).load(std::memory_order_relaxed));
         });
         result = customers.ImportDBfromFile(
-            IntoPath(work_file_), CString(delimiter_), quote_, columns.Assignment(), options_.replace ? 0 : 1,
-            &imported, error_lines, error_texts, options_.keep ? keep_existing : overwrite_existing);
+            IntoPath(work_file_), CString(delimiter_), quote_, columns.Assignment(),
+            options_.replace ? CDatabaseEdit::import_replace : CDatabaseEdit::import_add, &imported,
+            error_lines, error_texts, options_.keep ? keep_existing : overwrite_existing);
     }
     auto const counted = static_cast<std::size_t>(imported) + static_cast<std::size_t>(error_lines.GetSize());
     stopped_ = front_.Stopped() && counted < given_.size();

@@ -9,6 +9,7 @@
 #include "engine/base/failure.h"
 #include "engine/base/whole_file.h"
 #include "engine/base/whole_number.h"
+#include "engine/environment/data_paths.h"
 
 namespace fs = std::filesystem;
 
@@ -89,20 +90,22 @@ class RestoreReport {
     std::optional<std::string> earlier_;
 };
 
+constexpr int keep_changed_mark = 0;  // nothing has changed that would have to be saved
+
 // Customers that cannot be read count as none, and their file is kept: the backup takes their place.
 bool ReadPresentCustomers(Session& session) {
     try {
         session.Customers();
         return true;
     } catch (Failure const&) {
-        session.CustomerTable().RemoveAll(0);
+        session.CustomerTable().RemoveAll(keep_changed_mark);
         session.CustomerTable().MakeIndex();
         return false;
     }
 }
 
 void KeepUnreadable(Session const& session) {
-    const std::string file = session.DataDirectory() + "/DB/database.dat";
+    const std::string file = session.DataDirectory() + "/" + customers_file;
     if (!fs::exists(file)) return;
     int number = 0;
     auto const name = [&] { return file + ".damaged" + std::to_string(number); };

@@ -10,6 +10,7 @@
 #include "engine/base/crossing.h"
 #include "engine/base/failure.h"
 #include "engine/base/whole_number.h"
+#include "engine/environment/data_paths.h"
 #include "engine/environment/log_file.h"
 #include "engine/environment/safe_change.h"
 #include "tessaly/storage.h"
@@ -134,8 +135,7 @@ void ProgramImport::Run(Session& session) const {
     int const known = customers.GetDBIDALL(before);
     // The library writes the names of the attributes where the settings lie.
     std::optional<SafeChange> settings;
-    if (take_attributes)
-        settings.emplace(session.DataDirectory(), std::vector<std::string>{"systemoption.dat"});
+    if (take_attributes) settings.emplace(session.DataDirectory(), std::vector<std::string>{settings_file});
     Counts counts;
     int const result = Import(session, log_file.LibraryFile(), counts);
     // Ahead of the log, which must not cost a customer.

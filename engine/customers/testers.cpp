@@ -7,12 +7,12 @@
 #include "engine/base/whole_number.h"
 #include "engine/customers/checked_customer.h"
 #include "engine/customers/elements.h"
+#include "engine/environment/data_paths.h"
 #include "tessaly/delivery.h"
 
 namespace engine {
 namespace {
 
-constexpr char const* testers_file = "DB/testmailinginfo.dat";
 constexpr char const* testers_name = "テスト送信の相手";
 
 // Binds `testers` and reads them.

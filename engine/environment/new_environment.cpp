@@ -8,6 +8,8 @@
 #include "engine/base/crossing.h"
 #include "engine/base/failure.h"
 #include "engine/base/whole_file.h"
+#include "engine/environment/data_paths.h"
+#include "engine/environment/session.h"
 #include "engine/environment/settings_catalogue.h"
 #include "tessaly/text.h"
 
@@ -76,15 +78,15 @@ void CreateEnvironment(Access const& access, std::string const& env_file, std::s
     if (EnvManager::MakeDefaultEnvFile(library_path, key.c_str()) != 0)
         throw Failure(Failure::not_written, "環境ファイルを作れません: " + env_file);
     EnvManager environment;
-    if (environment.InitEnvFileInfo(library_path, key.c_str(), 0) < 0)
+    if (environment.InitEnvFileInfo(library_path, key.c_str(), EnvManager::existing_environment) < 0)
         throw Failure(Failure::operation_failed,
                       "作った環境を開けません: " + env_file + "\n" + TextOf(environment.GetErrMsg()));
     WriteDefaultSettings(environment, data);
     CDatabaseEdit customers(&environment);
-    if (customers.WriteFromMemoryToFileAppointFileName(IntoPath((data / "DB" / "database.dat").string()),
+    if (customers.WriteFromMemoryToFileAppointFileName(IntoPath((data / customers_file).string()),
                                                        environment.GetDBKey()) != 0)
         throw Failure(Failure::not_written, "顧客データを書き込めませんでした: " + data.string());
-    if (!std::ofstream(data / "MAIL" / "maillist.dat"))
+    if (!std::ofstream(data / mail_list_file))
         throw Failure(Failure::not_written, "メールの一覧を作れません: " + data.string());
     if (!new_password.empty() &&
         (environment.SetEnvPassword(password) < 0 || environment.SetUseEnvPasswordFlag("Y") < 0))

@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "engine/environment/session.h"
+#include "engine/environment/access.h"
 
 namespace engine {
 

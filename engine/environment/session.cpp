@@ -1,21 +1,16 @@
 #include "engine/environment/session.h"
 
-#include <fcntl.h>
-#include <sys/file.h>
-#include <unistd.h>
-
 #include <algorithm>
-#include <chrono>
 #include <filesystem>
 #include <fstream>
 #include <optional>
-#include <thread>
 #include <unordered_set>
 
 #include "engine/base/crossing.h"
 #include "engine/base/failure.h"
 #include "engine/base/whole_file.h"
 #include "engine/base/whole_number.h"
+#include "engine/environment/data_paths.h"
 #include "engine/environment/safe_change.h"
 #include "engine/environment/settings_catalogue.h"
 #include "tessaly/text.h"
@@ -25,60 +20,11 @@ namespace fs = std::filesystem;
 namespace engine {
 namespace {
 
-// Never changes: every environment that was made without a key file of its own opens with it.
-constexpr char const* built_in_key = "tQ7#vL2p-Zk94-mRx8-Tessaly-5-Nw3c-yB6h";
-constexpr auto lock_patience = std::chrono::seconds(5);
 constexpr char const* environment_name = "この環境";
-constexpr char const* mail_list_file = "MAIL/maillist.dat";
 
 }  // namespace
 
 std::string TextOf(CErrMsg& error) { return Out(std::string_view(error.GetLastMsg())); }
-
-std::string FirstLineOf(std::string const& host_path, std::string_view what) {
-    std::ifstream file(host_path, std::ios::binary);
-    std::string line;
-    if (!file || fs::is_directory(host_path) || (!std::getline(file, line) && line.empty()))
-        throw Failure(Failure::unreadable_file, std::string(what) + "を読めません: " + host_path,
-                      {.file = host_path});
-    while (!line.empty() && line.back() == '\r') line.pop_back();
-    return line;
-}
-
-std::string DataDirectoryOf(std::string const& env_file) {
-    const fs::path file = fs::absolute(env_file);
-    return (file.parent_path() / file.stem()).string();
-}
-
-std::string ApplicationKey(Access const& access) {
-    if (access.key_file.empty()) return built_in_key;
-    std::string key = FirstLineOf(access.key_file, "鍵ファイル");
-    if (key.empty()) throw Failure(Failure::unsuitable_file, "鍵ファイルの1行目が空です: " + access.key_file);
-    return key;
-}
-
-FolderLock::FolderLock(std::string const& folder, std::string const& what) {
-    const std::string path = folder + "/.lock";
-    descriptor_ = open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
-    if (descriptor_ < 0) throw Failure(Failure::not_written, what + "に書き込めません: " + folder);
-    auto const limit = std::chrono::steady_clock::now() + lock_patience;
-    while (flock(descriptor_, LOCK_EX | LOCK_NB) != 0) {
-        if (std::chrono::steady_clock::now() > limit) {
-            close(descriptor_);
-            throw Failure(
-                Failure::environment_busy,
-                what + "はほかの tessaly が使っています。終わってからもう一度実行してください: " + folder);
-        }
-        std::this_thread::sleep_for(std::chrono::milliseconds(50));
-    }
-}
-
-FolderLock::~FolderLock() { close(descriptor_); }
-
-FrontEnd& FrontOf(Access const& access) {
-    static FrontEnd silent;
-    return access.front ? *access.front : silent;
-}
 
 Session::Session(Access const& access, std::string const& env_file, For use)
     : front_(FrontOf(access)),
@@ -106,7 +52,7 @@ Session::Session(Access const& access, std::string const& env_file, For use)
     Open(access);
     CheckPassword(access);
     options_->SetEnvManager(environment_.get());
-    const std::string settings = data_directory_ + "/systemoption.dat";
+    const std::string settings = data_directory_ + "/" + settings_file;
     if (options_->GetSODataFromFileToMemory() < 0)
         throw Failure(Failure::damaged_file,
                       "設定を読めません: " + settings + "\n" + TextOf(options_->GetErrMsg()));
@@ -136,8 +82,8 @@ void Session::RemoveWorkFiles() const {
 
 void Session::Open(Access const& access) {
     const std::string key = ApplicationKey(access);
-    int const result =
-        environment_->InitEnvFileInfo(IntoPath(fs::absolute(env_file_).string()), key.c_str(), 0);
+    int const result = environment_->InitEnvFileInfo(IntoPath(fs::absolute(env_file_).string()), key.c_str(),
+                                                     EnvManager::existing_environment);
     if (result <= -10 || environment_->StoppedBeforeEnd())
         throw Failure(Failure::wrong_key, "環境ファイルの形が壊れているか、鍵が違います: " + env_file_);
     if (result < 0)
@@ -169,7 +115,7 @@ void Damaged(std::string const& what, std::string const& path) {
 
 CDatabaseEdit& Session::Customers() {
     if (customers_loaded_) return *customers_;
-    const std::string path = data_directory_ + "/DB/database.dat";
+    const std::string path = data_directory_ + "/" + customers_file;
     if (customers_->ReadCustomerList() < 0) Damaged("顧客データ", path);
     RequireWhole(*customers_, "顧客データ", path);
     if (lock_) MoveSequence();
@@ -211,7 +157,7 @@ void Session::ReadMails() {
     bool const read =
         mails->GetEnvManager() ? mails->ReadMailList() >= 0 : mails->SetEnvManager(environment_.get()) == 1;
     if (!read) DamagedList();
-    if (mails->WriteMailList(0) < 0)  // a repair that did not reach the disk
+    if (mails->WriteMailList(CMailListViewer::write_if_changed) < 0)  // a repair that did not reach the disk
         throw Failure(Failure::not_written,
                       "メールの一覧を書き込めませんでした。前のままです: " + path.string());
     if (repair) repair->Keep();
@@ -225,8 +171,9 @@ bool Session::HasMailWithoutRow() const {
     list.SetDBFilePath(IntoPath(MailListFile()));
     list.ReadDBFile(plain ? nullptr : static_cast<char const*>(key));
     if (list.StoppedBeforeEnd()) DamagedList();
+    constexpr unsigned long no_status = 0;
     CArray<int, int> ids;
-    list.CountMailByMailStatus(0, &ids, 1);
+    list.CountMailByMailStatus(no_status, &ids, CMailListViewer::status_not_in_mask);
     std::unordered_set<std::string> listed;
     for (int const id : ids) listed.insert(std::to_string(id));
     return std::any_of(fs::directory_iterator(data_directory_ + "/MAIL"), fs::directory_iterator(),
@@ -251,9 +198,10 @@ void Session::DamagedList() const {
 ExtractListViewer& Session::Groups() {
     if (groups_) return *groups_;
     auto groups = std::make_unique<ExtractListViewer>();
-    groups->SetEnvManager(environment_.get(), 0);
-    const std::string path = data_directory_ + "/EXTRACT/extrlist.dat";
-    if (groups->SetExtractListFromFile(0, nullptr) < 0) Damaged("保存した宛先の一覧", path);
+    groups->SetEnvManager(environment_.get(), ExtractListViewer::read_later);
+    const std::string path = data_directory_ + "/" + groups_file;
+    if (groups->SetExtractListFromFile(EnvManager::use_own_key, nullptr) < 0)
+        Damaged("保存した宛先の一覧", path);
     RequireWhole(*groups, "保存した宛先の一覧", path);
     groups_ = std::move(groups);
     return *groups_;
@@ -297,13 +245,13 @@ void Session::SaveTable(std::string const& path, std::string const& what,
 }
 
 void Session::SaveSettings() {
-    SaveTable("systemoption.dat", "設定", [&](CString const& path, char const* key) {
+    SaveTable(settings_file, "設定", [&](CString const& path, char const* key) {
         return options_->SaveCSVFileCompel(path, key) == 1;
     });
 }
 
 void Session::SaveCustomers() {
-    SaveTable("DB/database.dat", "顧客データ", [&](CString const& path, char const* key) {
+    SaveTable(customers_file, "顧客データ", [&](CString const& path, char const* key) {
         return customers_->WriteFromMemoryToFileAppointFileName(path, key) == 0;
     });
 }
@@ -324,7 +272,7 @@ void Session::ChangeMails(std::function<void(CMailListViewer&)> const& change) {
 }
 
 void Session::SaveGroups() {
-    SaveTable("EXTRACT/extrlist.dat", "保存した宛先の一覧", [&](CString const& path, char const* key) {
+    SaveTable(groups_file, "保存した宛先の一覧", [&](CString const& path, char const* key) {
         return groups_->WriteFromMemoryToFileAppointFileName(path, key) == 1;
     });
 }

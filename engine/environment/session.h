@@ -7,42 +7,15 @@
 #include <vector>
 
 #include "engine/base/front_end.h"
+#include "engine/environment/access.h"
+#include "engine/environment/folder_lock.h"
 #include "tessaly/customers.h"
 #include "tessaly/environment.h"
 #include "tessaly/mailstore.h"
 
-// An open environment.
 namespace engine {
 
-// How an environment is opened.
-struct Access {
-    std::string key_file;       // empty: the built-in application key
-    std::string password_file;  // empty: the front end is asked
-    FrontEnd* front = nullptr;  // null: one that shows nothing
-};
-
-// Its front end, or one that shows nothing.
-FrontEnd& FrontOf(Access const& access);
-// The application key: the built-in one, or the first line of a file.
-std::string ApplicationKey(Access const& access);
-// The directory of an environment's data, beside its file.
-std::string DataDirectoryOf(std::string const& env_file);
-// The first line of a file; throws Failure naming `what`.
-std::string FirstLineOf(std::string const& host_path, std::string_view what);
-
-// Keeps other processes from changing what lies in a folder, until it goes away. Throws Failure, naming
-// `what`, when it is taken for longer than a few seconds. The lock is free again whenever its process ends.
-class FolderLock {
-  public:
-    FolderLock(std::string const& folder, std::string const& what);
-    ~FolderLock();
-    FolderLock(FolderLock const&) = delete;
-    FolderLock& operator=(FolderLock const&) = delete;
-
-  private:
-    int descriptor_ = -1;
-};
-
+// An open environment.
 class Session {
   public:
     enum class For { reading, changing };

@@ -70,7 +70,7 @@ class Inspection {
         const std::size_t end = rest.substr(0, rest.find('\n')).find("%>");
         if (end == rest.npos) return;
         const CString word(rest.substr(0, end + 2));
-        if (MailWordInsert::GetIDFromInsertString(word, 0) >= 0) return;
+        if (MailWordInsert::GetIDFromInsertString(word, MailWordInsert::plain_text) >= 0) return;
         CArray<CString, CString> outdated;
         MailWordInsert::CheckOldMailWord(word, outdated);
         Add((outdated.IsEmpty() ? "知らない差し込み文字です: "

@@ -41,7 +41,7 @@ CString EmlOf(MailVersion const& version) {
     for (CString const& attachment : version.attachments) parts.AddMIMENormalAttach(attachment);
     FoldWords(parts);
     CString header, body;
-    parts.GetMimeString(header, body, 1, nullptr);
+    parts.GetMimeString(header, body, CMimeAnalyze::with_attachments, nullptr);
     CString subject = HeaderLine("Subject", Mailable(version.subject, true)) + "\r\n";
     return subject + header + "\r\n" + body;
 }

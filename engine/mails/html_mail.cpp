@@ -36,7 +36,7 @@ constexpr CString OneCustomer::*customer_texts[] = {
 
 CString ToJis(CString const& text) {
     KCodeC code;
-    return CString(code.sjtojis7(text, 0));
+    return CString(code.sjtojis7(text, KCodeC::keep_kana));
 }
 
 MimeFormatStruct TextPart(CString const& text) {
@@ -64,7 +64,7 @@ MimeFormatStruct PicturePart(HtmlPicture const& picture) {
 
 CString Stored(CMimeAnalyze& parts) {
     CString header, body;
-    if (parts.GetMimeString(header, body, 0, nullptr) < 0)
+    if (parts.GetMimeString(header, body, CMimeAnalyze::without_attachments, nullptr) < 0)
         throw Failure(Failure::incomplete_mail, "メールに本文がありません。");
     return header + "\r\n" + body;
 }
@@ -95,8 +95,9 @@ CString ComposeHtml(CString const& text, HtmlSource const& source) {
     HtmlMailEncoder encoder;
     encoder.SetPlainText(MailableBody(text.IsEmpty() ? Into(no_text, "本文") : text));
     encoder.SetHtmlText(source.html);
-    // Never as plain ASCII: what is merged in later is Japanese.
-    if (!encoder.Encode(0, 0, 0)) throw Failure(Failure::incomplete_mail, "HTMLに中身がありません。");
+    constexpr int as_ascii = 0;  // never: the merged values are Japanese
+    if (!encoder.Encode(as_ascii, as_ascii, as_ascii))
+        throw Failure(Failure::incomplete_mail, "HTMLに中身がありません。");
     CString type, subtype, parameters;
     encoder.GetContentTypeString(type, subtype, parameters);
     CMimeAnalyze parts = PartsOf("Content-Type: " + type + "/" + subtype + parameters + "\r\n\r\n" +
@@ -160,7 +161,7 @@ bool HasLongLine(std::string_view text) {
 MimeMail Written(CMimeAnalyze& parts, OneCustomer* customer) {
     MimeMail mail;
     CString header;
-    parts.GetMimeString(header, mail.body, 0, customer);
+    parts.GetMimeString(header, mail.body, CMimeAnalyze::without_attachments, customer);
     MimeFormatStruct head;
     MimeDecodeTool::MimeDecode(header + "\r\n", head);
     MimeDecodeTool::SplitContentType(head.m_strContentType, mail.type, mail.subtype, mail.parameters);

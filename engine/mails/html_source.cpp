@@ -88,8 +88,8 @@ std::string WithEscapedWords(std::string_view html) {
     std::size_t done = 0;
     for (std::size_t at = 0; (at = html.find("<%", at)) != html.npos;) {
         const std::size_t end = html.substr(0, at + longest_word).find("%>", at);
-        if (end == html.npos ||
-            MailWordInsert::GetIDFromInsertString(CString(html.substr(at, end + 2 - at)), 0) < 0) {
+        if (end == html.npos || MailWordInsert::GetIDFromInsertString(CString(html.substr(at, end + 2 - at)),
+                                                                      MailWordInsert::plain_text) < 0) {
             at += 2;
             continue;
         }

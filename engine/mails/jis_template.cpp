@@ -68,7 +68,7 @@ JisTemplate::JisTemplate(CString const& text, Use use) : use_(use) {
 void JisTemplate::SetJis(std::string_view text, Run& run) {
     KCodeC code;
     const CString source(text);
-    std::string_view jis = code.sjtojis7(source, 0);
+    std::string_view jis = code.sjtojis7(source, KCodeC::keep_kana);
     run.begins_in_kanji = jis.starts_with(to_kanji);
     if (run.begins_in_kanji) jis.remove_prefix(to_kanji.size());
     run.ends_in_kanji = jis.ends_with(to_ascii);

@@ -14,8 +14,8 @@ namespace fs = std::filesystem;
 namespace engine {
 namespace {
 
-const std::string mail_list_file = "MAIL/maillist.dat";
-constexpr int attachments_per_terminal = 5;  // format of the attachment lists: one for each terminal
+constexpr int keep_work_folder = 0;
+constexpr int attachments_per_terminal = AttachWriter::version_terminals;  // form of the attachment lists
 constexpr std::uintmax_t largest_attachment = 2 << 20;
 constexpr std::string_view not_for_names = "\\/:*?\"<>|";
 
@@ -76,7 +76,7 @@ class WorkFolder {
 void LoadTexts(Session& session, int id, MailWriter& texts) {
     texts.SetTermNum(OneMail::slot_count);
     texts.SetEnvManager(&session.Environment());
-    if (!texts.SetMailFromFile(id, 0, nullptr))
+    if (!texts.SetMailFromFile(id, EnvManager::use_own_key, nullptr))
         throw Failure(Failure::damaged_file,
                       "メールを読めません: " + std::to_string(id) + "\n" + TextOf(texts.GetErrMsg()));
     RequireWhole(texts, "メールの本文", session.DataDirectory() + "/" + MailFile(id, "mail"));
@@ -104,7 +104,7 @@ AttachWriter& Bind(AttachWriter& attachments, Session& session, int id) {
     attachments.SetEnvManager(&session.Environment());
     attachments.SetVersion(attachments_per_terminal);
     attachments.SetMailID(id);
-    attachments.SetFlagForDeleteFileInTemp(0);
+    attachments.SetFlagForDeleteFileInTemp(keep_work_folder);
     return attachments;
 }
 
@@ -200,13 +200,14 @@ OneMail ReadMail(Session& session, int id) {
     AttachWriter attachments;
     Bind(attachments, session, id);
     for (int slot = 0; slot < OneMail::slot_count; ++slot) {
-        mail.m_strSubject[slot] = texts.GetMailElement(0, static_cast<TermType>(slot));
-        mail.m_strBody[slot] = texts.GetMailElement(1, static_cast<TermType>(slot));
+        mail.m_strSubject[slot] =
+            texts.GetMailElement(MailWriter::element_subject, static_cast<TermType>(slot));
+        mail.m_strBody[slot] = texts.GetMailElement(MailWriter::element_body, static_cast<TermType>(slot));
         if (!attachments.SetTermType(static_cast<TermType>(slot))) continue;
         LoadAttachmentList(session, id, slot, attachments);
         for (int i = 0; i < attachments.GetFileNum(); ++i)
-            mail.m_aAttach[slot].Add(
-                {attachments.GetAttachListElement(i, 0), attachments.GetAttachListElement(i, 1)});
+            mail.m_aAttach[slot].Add({attachments.GetAttachListElement(i, AttachWriter::element_name),
+                                      attachments.GetAttachListElement(i, AttachWriter::element_info)});
     }
     return mail;
 }
@@ -249,9 +250,10 @@ int StoreMail(Session& session, std::optional<int> id, char kind, std::vector<Ne
     RequirePlaces(mail, kind);
     Warn(session.Front(), mail, kind);
     for (NewAttachment const& attachment : added) work.Take(attachment);
-    SafeChange whole(session.DataDirectory(),
-                     id ? std::vector{mail_list_file, MailFile(*id, "mail"), MailFolder(*id) + "/ATTACH"}
-                        : std::vector{mail_list_file, MailFolder(NextMailID(session))});
+    SafeChange whole(
+        session.DataDirectory(),
+        id ? std::vector<std::string>{mail_list_file, MailFile(*id, "mail"), MailFolder(*id) + "/ATTACH"}
+           : std::vector<std::string>{mail_list_file, MailFolder(NextMailID(session))});
     if (id) SetKind(session, *id, kind);
     if (maker.SetOneMailData(mail, kind, attachments_per_terminal) < 0) NotStored(maker);
     if (!id) MakeEmptyTarget(session, maker.GetMailID());

@@ -7,8 +7,8 @@
 #include <string_view>
 #include <vector>
 
+#include "engine/environment/data_paths.h"
 #include "engine/environment/listed_mail.h"
-#include "engine/environment/mail_paths.h"
 #include "engine/environment/session.h"
 #include "tessaly/delivery.h"
 #include "tessaly/mailstore.h"

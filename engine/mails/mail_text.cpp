@@ -141,7 +141,7 @@ CString Quoted(CString text) {
 
 std::string EncodedWord(std::string_view text) {
     KCodeC code;
-    const std::string jis = code.sjtojis7(CString(text), 0);
+    const std::string jis = code.sjtojis7(CString(text), KCodeC::keep_kana);
     std::string base64(mime::Base64BodyRoom(jis.size(), -1), '\0');
     base64encoding(reinterpret_cast<unsigned char*>(base64.data()),
                    reinterpret_cast<unsigned char const*>(jis.data()), static_cast<int>(jis.size()), -1);

@@ -9,7 +9,8 @@ namespace engine {
 namespace {
 
 CString PlainBody(MailVersion const& version, OneCustomer const& customer) {
-    return MailableBody(MailWordInsert::GetMailWordInsert(customer, version.body, 0));
+    return MailableBody(
+        MailWordInsert::GetMailWordInsert(customer, version.body, MailWordInsert::plain_text));
 }
 
 bool AreEqual(MailVersion const& a, MailVersion const& b) {
@@ -30,7 +31,8 @@ MergedMail Merge(MailVersion const& version, CString const& honorific, OneCustom
     MergedMail mail;
     mail.to_address = customer.Email;
     mail.to_name = RecipientName(honorific, customer);
-    mail.subject = Mailable(MailWordInsert::GetMailWordInsert(customer, version.subject, 0), true);
+    mail.subject = Mailable(
+        MailWordInsert::GetMailWordInsert(customer, version.subject, MailWordInsert::plain_text), true);
     if (version.html) {
         CMimeAnalyze parts = *version.html;
         MergeInto(parts, customer);

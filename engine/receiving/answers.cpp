@@ -90,7 +90,7 @@ void Answers::ReadOldHistories() {
         HistoryListViewer history;
         LoadHistory(session_, mail, history);
         CArray<HistorySet, HistorySet> rows;
-        history.GetHDataFromMemoryToStruct(rows, -1, -1);
+        history.GetHDataFromMemoryToStruct(rows, HistoryListViewer::all_rows, HistoryListViewer::all_rows);
         for (HistorySet const& row : rows)
             if (!row.MessageID.IsEmpty() && !NumbersIn(row.MessageID.View()))
                 old_ids_.try_emplace(std::string(row.MessageID.View()), Original{mail, row.CustomerID});
@@ -118,7 +118,7 @@ HistoryListViewer* Answers::HistoryOf(int mail) {
 bool Answers::IsCurrent(HistoryListViewer& history, Answer& answer) const {
     CString id;
     if (history.DBID2RowNumber(answer.customer) < 0 ||
-        history.TransferMessageID(answer.customer, id, 0) < 0) {
+        history.TransferMessageID(answer.customer, id, HistoryListViewer::transfer_read) < 0) {
         answer.effect = "送信履歴にない宛先です";
         answer.keep = true;
         return false;
@@ -146,8 +146,8 @@ void Answers::Bounce(Answer& answer) {
     if (!history || !IsCurrent(*history, answer)) return;
     CString state;
     int number = 0;
-    history->TransferState(answer.customer, state, 0);
-    history->TransferRetryNum(answer.customer, number, 0);
+    history->TransferState(answer.customer, state, HistoryListViewer::transfer_read);
+    history->TransferRetryNum(answer.customer, number, HistoryListViewer::transfer_read);
     if (RecipientStateOf(state.View()) != RecipientState::complete) {
         answer.effect = "もう記録されています";
         return;
@@ -155,7 +155,7 @@ void Answers::Bounce(Answer& answer) {
     bool const for_good = report.status.Left(1) == "5";
     RecipientState const after = for_good ? RecipientState::failed : retry_.AfterFailure(number);
     state = LetterOf(after);
-    if (apply_) history->TransferState(answer.customer, state, 1);
+    if (apply_) history->TransferState(answer.customer, state, HistoryListViewer::transfer_store);
     answer.effect = after == RecipientState::waiting ? "再送信を待つようにしました" : "エラーにしました";
     if (!report.diagnostic_code.IsEmpty())
         answer.effect += ": " + OnOneLine(GuessedText(report.diagnostic_code.View()));
@@ -177,28 +177,29 @@ void Answers::Receipt(Answer& answer) {
     if (!history) return;
     CString flag;
     if (history->DBID2RowNumber(answer.customer) < 0 ||
-        history->TransferOpenFlag(answer.customer, flag, 0) < 0) {
+        history->TransferOpenFlag(answer.customer, flag, HistoryListViewer::transfer_read) < 0) {
         answer.effect = "送信履歴にない宛先です";
         answer.keep = true;
         return;
     }
     answer.effect = flag == yes ? "もう記録されています" : "開封にしました";
     flag = yes;
-    if (apply_) history->TransferOpenFlag(answer.customer, flag, 1);
+    if (apply_) history->TransferOpenFlag(answer.customer, flag, HistoryListViewer::transfer_store);
 }
 
 int Answers::CustomerBehind(Answer const& answer) {
-    if (answer.customer >= 0 && session_.Customers().FindCustomerID(answer.customer, 1) == 1)
+    if (answer.customer >= 0 &&
+        session_.Customers().FindCustomerID(answer.customer, CDatabaseEdit::find_all) == 1)
         return answer.customer;
     if (answer.from.IsEmpty()) return -1;
-    int const id = session_.Customers().SearchCustomerOneElement(customers::element_address, answer.from, -1,
-                                                                 customers::direction_forward);
+    int const id = session_.Customers().SearchCustomerOneElement(
+        customers::element_address, answer.from, OneCustomer::no_id, customers::direction_forward);
     return id < 0 ? -1 : id;
 }
 
 void Answers::Store(OneCustomer& customer) {
     if (!apply_) return;
-    if (session_.Customers().SetOneCustomerInfo(customer, 0) < 0)
+    if (session_.Customers().SetOneCustomerInfo(customer, CDatabaseEdit::store_in_memory) < 0)
         throw Failure(Failure::operation_failed,
                       "顧客を書き込めません: " + TextOf(session_.Customers().GetErrMsg()));
     customers_changed_ = true;
@@ -233,8 +234,8 @@ void Answers::Registration(Answer& answer) {
         answer.keep = true;
         return;
     }
-    int const known = session_.Customers().SearchCustomerOneElement(customers::element_address, given.Email,
-                                                                    -1, customers::direction_forward);
+    int const known = session_.Customers().SearchCustomerOneElement(
+        customers::element_address, given.Email, OneCustomer::no_id, customers::direction_forward);
     OneCustomer customer = given;
     if (known >= 0) {
         session_.Customers().GetOneCustomerForEdit(customer, known);

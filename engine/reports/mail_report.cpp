@@ -65,7 +65,7 @@ MailOutcomes OutcomesOfMail(Session& session, int mail) {
     HistoryListViewer history;
     LoadHistory(session, mail, history);
     CArray<HistorySet, HistorySet> rows;
-    history.GetHDataFromMemoryToStruct(rows, -1, -1);
+    history.GetHDataFromMemoryToStruct(rows, HistoryListViewer::all_rows, HistoryListViewer::all_rows);
     CDatabaseEdit& customers = session.Customers();
     MailOutcomes outcomes;
     for (int i = 0; i < rows.GetSize(); ++i) {

@@ -83,7 +83,7 @@ struct Longest {
 Longest Measure(Session& session, CString const& text, std::vector<int> const& ids) {
     Longest longest;
     CMailSize size(&session.Customers());
-    size.SetTargetString(text, 0);
+    size.SetTargetString(text, MailWordInsert::plain_text);
     for (std::size_t from = 0; from < ids.size(); from += measured_at_once) {
         CArray<int, int> some;
         for (std::size_t i = from; i < std::min(from + measured_at_once, ids.size()); ++i) some.Add(ids[i]);

@@ -18,6 +18,7 @@ namespace engine {
 namespace {
 
 constexpr auto between_saves = std::chrono::seconds(4);
+constexpr int letters_only = 0;  // a status that is none is refused
 constexpr char const* history_name = "送信履歴";
 
 std::string JournalOf(Session& session, int mail) {
@@ -67,10 +68,10 @@ std::string LineOf(Entry const& entry) {
 
 void Apply(HistoryListViewer& history, Entry& entry) {
     COleDateTime date = Convert_DateData2COleDateTime(entry.date);
-    history.TransferState(entry.id, entry.state, 1);
-    history.TransferRetryNum(entry.id, entry.retry_number, 1);
-    history.TransferMessageID(entry.id, entry.message_id, 1);
-    history.TransferLastSendDate(entry.id, date, 1);
+    history.TransferState(entry.id, entry.state, HistoryListViewer::transfer_store);
+    history.TransferRetryNum(entry.id, entry.retry_number, HistoryListViewer::transfer_store);
+    history.TransferMessageID(entry.id, entry.message_id, HistoryListViewer::transfer_store);
+    history.TransferLastSendDate(entry.id, date, HistoryListViewer::transfer_store);
 }
 
 // A last line that was cut off when its process died tells nothing.
@@ -89,8 +90,9 @@ void LoadHistory(Session& session, int mail, HistoryListViewer& history) {
     history.SetSystemOption(&session.Options());
     history.SetDatabaseEdit(&session.CustomerTable());
     history.SetMailListViewer(&session.Mails());
-    if (history.SetMailID(mail, 0) < 0) throw Failure(Failure::operation_failed, TextOf(history.GetErrMsg()));
-    int const result = history.GetHDataFromFileToMemory(0, nullptr);
+    if (history.SetMailID(mail, HistoryListViewer::check_mail) < 0)
+        throw Failure(Failure::operation_failed, TextOf(history.GetErrMsg()));
+    int const result = history.GetHDataFromFileToMemory(EnvManager::use_own_key, nullptr);
     if (result < 0 && result != HistoryListViewer::file_missing && result != HistoryListViewer::file_empty)
         throw Failure(Failure::damaged_file, "送信履歴を読めません: " + NameOfMail(session, mail) + "\n" +
                                                  TextOf(history.GetErrMsg()));
@@ -129,7 +131,7 @@ void SendHistory::Record(Delivery const& delivery) {
     std::lock_guard guard(rows_lock_);
     if (!trouble_.empty()) throw Failure(Failure::not_written, trouble_);
     Entry entry{delivery.id, {}, 0, delivery.message_id, NowText()};
-    history_.TransferRetryNum(entry.id, entry.retry_number, 0);
+    history_.TransferRetryNum(entry.id, entry.retry_number, HistoryListViewer::transfer_read);
     ++entry.retry_number;
     entry.state = LetterOf(delivery.outcome == Outcome::sent ? RecipientState::complete
                                                              : retry_.AfterFailure(entry.retry_number));
@@ -194,7 +196,7 @@ void PutInList(Session& session, int mail, MailStatus status, HistoryListViewer&
         if (mails.GetMailData(mail, row) < 0) return;
         auto const present = MailStatusOf(row.GetStatus().View());
         bool const stays = present && std::find(staying.begin(), staying.end(), *present) != staying.end();
-        if (!stays) row.SetStatus(LetterOf(status), 0);
+        if (!stays) row.SetStatus(LetterOf(status), letters_only);
         row.SetSentNumber(sent);
         row.SetErrorNumber(errors);
         row.SetOpenNumber(opened);
@@ -204,7 +206,7 @@ void PutInList(Session& session, int mail, MailStatus status, HistoryListViewer&
 
 MailStatus StatusAfter(HistoryListViewer& history) {
     CArray<HistorySet, HistorySet> rows;
-    history.GetHDataFromMemoryToStruct(rows, -1, -1);
+    history.GetHDataFromMemoryToStruct(rows, HistoryListViewer::all_rows, HistoryListViewer::all_rows);
     MailStatus status = MailStatus::complete;
     for (HistorySet const& row : rows) {
         auto const state = RecipientStateOf(row.State.View());

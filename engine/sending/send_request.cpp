@@ -44,7 +44,7 @@ std::vector<int> RecipientsOfDraft(Session& session, std::string const& to) {
     } else {
         ids = IdsIn(to, "--to は all か、--to");
         for (int const id : ids)
-            if (customers.FindCustomerID(id, 0) != 1)
+            if (customers.FindCustomerID(id, CDatabaseEdit::find_live) != 1)
                 throw Failure(Failure::customer_not_found,
                               "その個人情報IDの顧客はいません: " + std::to_string(id));
     }
@@ -143,12 +143,17 @@ class Choice {
             history_.GetElementFromMemoryPinPoint(id, HistoryListViewer::element_state).View());
     }
     bool IsComplete(int id) { return Counted(StateOf(id) == RecipientState::complete, complete_); }
-    bool IsGone(int id) { return Counted(customers_.FindCustomerID(id, 0) != 1, gone_); }
+    bool IsGone(int id) {
+        return Counted(customers_.FindCustomerID(id, CDatabaseEdit::find_live) != 1, gone_);
+    }
     bool MayNotRetry(int id) {
         int number = -1;
-        bool const attempted =
-            history_.DBID2RowNumber(id) >= 0 && history_.TransferRetryNum(id, number, 0) == 0 && number >= 0;
-        return Counted(attempted && history_.CheckRetrySendOK(id, 0) < 0, given_up_);
+        bool const attempted = history_.DBID2RowNumber(id) >= 0 &&
+                               history_.TransferRetryNum(id, number, HistoryListViewer::transfer_read) ==
+                                   HistoryListViewer::ok &&
+                               number >= 0;
+        return Counted(attempted && history_.CheckRetrySendOK(id, HistoryListViewer::not_if_complete) < 0,
+                       given_up_);
     }
     static bool Counted(bool left_out, std::size_t& count) {
         if (left_out) ++count;

@@ -6,13 +6,13 @@
 #include "engine/base/date_text.h"
 #include "engine/base/failure.h"
 #include "engine/base/whole_number.h"
+#include "engine/environment/data_paths.h"
 #include "engine/environment/listed_mail.h"
 #include "engine/environment/safe_change.h"
 
 namespace engine {
 namespace {
 
-constexpr char const* index_file = "EXTRACT/extrlist.dat";
 constexpr int no_group = -1;
 
 Group GroupOf(int id, CString const& name) { return {id, Out(OnOneLine(name.View()))}; }
@@ -114,7 +114,7 @@ SavedGroup SaveGroup(Session& session, int mail_id, std::string const& text) {
         throw Failure(Failure::no_conditions,
                       "このメールの宛先はまだ選ばれていません。「tessaly target」で選べます。");
     const TargetOwner group{TargetOwner::group, AddToIndex(session.Groups(), name)};
-    SafeChange whole(session.DataDirectory(), {index_file, group.ConditionsFile(), group.RecipientsFile()});
+    SafeChange whole(session.DataDirectory(), {groups_file, group.ConditionsFile(), group.RecipientsFile()});
     session.SaveGroups();
     SaveConditions(session, group, set);
     SaveRecipients(session, group, list);

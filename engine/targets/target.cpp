@@ -7,7 +7,7 @@
 #include "engine/base/date_text.h"
 #include "engine/base/failure.h"
 #include "engine/base/whole_number.h"
-#include "engine/environment/mail_paths.h"
+#include "engine/environment/data_paths.h"
 #include "engine/environment/safe_change.h"
 #include "engine/targets/conditions.h"
 #include "tessaly/text.h"
@@ -16,9 +16,9 @@ namespace engine {
 namespace {
 
 constexpr int one_cell = 1;
-constexpr int check_ids = 0;  // those of the start list are known
+constexpr int without_check = 0;  // of IDs that come from the database
 constexpr int sorted = 1;
-constexpr int everywhere = -1;
+constexpr int all_rows = -1;
 
 [[noreturn]] void Damaged(Session& session, std::string const& path) {
     throw Failure(Failure::damaged_file,
@@ -118,13 +118,14 @@ void CopyConditions(Session& session, int from_mail, int to_mail) {
 void MakeEmptyConditions(Session& session, ExtractAction& set) {
     set.SetEnvManager(&session.Environment());
     set.SetTypeAndID(extract::ec_list, ExtractAction::id_new_list);
-    if (set.GetExtractConditionFromFileToMemory(0, nullptr) < 0) NotPossible("条件を作れません。", set);
+    if (set.GetExtractConditionFromFileToMemory(EnvManager::use_own_key, nullptr) < 0)
+        NotPossible("条件を作れません。", set);
 }
 
 void LoadConditions(Session& session, TargetOwner owner, ExtractAction& set) {
     set.SetEnvManager(&session.Environment());
     set.SetTypeAndID(owner.kind == TargetOwner::mail ? extract::ec_mail : extract::ec_list, owner.id);
-    int const result = set.GetExtractConditionFromFileToMemory(0, nullptr);
+    int const result = set.GetExtractConditionFromFileToMemory(EnvManager::use_own_key, nullptr);
     bool const nothing = result == ExtractAction::file_missing || result == ExtractAction::file_empty;
     if (set.StoppedBeforeEnd() || (result < 0 && !nothing)) Damaged(session, owner.ConditionsFile());
     if (nothing) MakeEmptyConditions(session, set);
@@ -139,7 +140,7 @@ void SaveConditions(Session& session, TargetOwner owner, ExtractAction& set) {
 void LoadRecipients(Session& session, TargetOwner owner, ExtractResultDetail& list) {
     Bind(session, owner, list);
     const std::string file = owner.RecipientsFile();
-    int const result = list.GetDBIDListFromFileToMemory(0, nullptr);
+    int const result = list.GetDBIDListFromFileToMemory(EnvManager::use_own_key, nullptr);
     bool const nothing =
         result == ExtractResultDetail::file_missing || result == ExtractResultDetail::file_empty;
     if (list.StoppedBeforeEnd() || (result < 0 && !nothing)) Damaged(session, file);
@@ -178,7 +179,8 @@ bool AddTab(ExtractAction& set, int tab, CList<int, int> const& everyone, Extrac
         if (set.PracticalExtractAction(*ids, tab_number, condition) < 0)
             NotPossible("条件を調べられません。", set);
     }
-    if (ids && list.SetDBIDFromCListInt(*ids, check_ids, sorted) < 0) NotPossible("宛先を選べません。", list);
+    if (ids && list.SetDBIDFromCListInt(*ids, without_check, sorted) < 0)
+        NotPossible("宛先を選べません。", list);
     return ids.has_value();
 }
 
@@ -194,14 +196,14 @@ void ChooseRecipients(Session& session, int mail, ExtractAction& set, ExtractRes
         NotPossible("顧客を調べられません。", list);
     bool any = false;
     for (int tab = 0; tab < extract::ec_tab_count; ++tab) any = AddTab(set, tab, everyone, list) || any;
-    if (!any && list.SetDBIDFromCListInt(everyone, check_ids, sorted) < 0)
+    if (!any && list.SetDBIDFromCListInt(everyone, without_check, sorted) < 0)
         NotPossible("宛先を選べません。", list);
 }
 
 void StoreTarget(Session& session, int mail, ExtractAction& set, ExtractResultDetail& list) {
     const TargetOwner owner{TargetOwner::mail, mail};
     SafeChange whole(session.DataDirectory(),
-                     {owner.ConditionsFile(), owner.RecipientsFile(), "MAIL/maillist.dat"});
+                     {owner.ConditionsFile(), owner.RecipientsFile(), mail_list_file});
     SaveConditions(session, owner, set);
     SaveRecipients(session, owner, list);
     if (session.Mails().SetMailDataPinPoint(mail, CMailListViewer::column_set_address_date, NowText()) < 0)
@@ -225,7 +227,7 @@ std::vector<ERDetailPlusDB> EntriesOf(Session& session, int mail, int limit, Ext
     Fill(list, ids);
     list.SetDatabaseEdit(&customers);
     CArray<ERDetailPlusDB, ERDetailPlusDB> entries;
-    int const from = limit > 0 ? 0 : everywhere, to = limit > 0 ? limit - 1 : everywhere;
+    int const from = limit > 0 ? 0 : all_rows, to = limit > 0 ? limit - 1 : all_rows;
     if (list.GetIDPlusDBDataFromDBFile(entries, from, to) < 0) NotPossible("宛先を表示できません。", list);
     return {entries.begin(), entries.end()};
 }

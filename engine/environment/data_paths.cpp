@@ -1,4 +1,4 @@
-#include "engine/environment/mail_paths.h"
+#include "engine/environment/data_paths.h"
 
 namespace engine {
 
