@@ -97,7 +97,6 @@ std::vector<std::string> ValuesIn(std::string_view text) {
 
 // The date with as many parts as the text has: "2004/5" gives "2004/05".
 std::optional<std::string> PartialDate(std::string_view text) {
-    constexpr std::size_t bytes_of_parts[] = {0, 4, 7, 10, 13, 16, 19};
     constexpr std::string_view dividers = "// ::";
     std::size_t parts = 1;
     bool digit = false;
@@ -109,7 +108,7 @@ std::optional<std::string> PartialDate(std::string_view text) {
     }
     char date[text::date_data_size];
     if (!digit || ReFormat_DateData(std::string(text).c_str(), date, 0) != static_cast<int>(parts)) return {};
-    return std::string(date, bytes_of_parts[parts]);
+    return std::string(date, text::bytes_of_date_parts[parts]);
 }
 
 // A value or bound as the library compares it.

@@ -7,6 +7,8 @@
 #include <string>
 #include <string_view>
 
+#include "platform/view_of.h"
+
 namespace {
 
 enum Part : int { year, month, day, hour, minute, second };
@@ -32,7 +34,9 @@ std::string_view TakePiece(std::string_view& rest, char end) {
 }
 
 constexpr std::string_view stored_form = "0000/00/00 00:00:00";
-constexpr std::size_t bytes_of_parts[] = {0, 4, 7, 10, 13, 16, 19};  // of a text in that form
+constexpr std::size_t BytesOf(int parts) noexcept {
+    return static_cast<std::size_t>(text::bytes_of_date_parts[parts]);
+}
 
 bool TakeDigits(std::string_view text, std::size_t from, std::size_t to, int& number) {
     number = 0;
@@ -48,23 +52,22 @@ bool TakeDigits(std::string_view text, std::size_t from, std::size_t to, int& nu
 int PartsAsStored(std::string_view text) {
     int values[text::date_data_parts] = {};
     int parts = 0;
-    while (parts < text::date_data_parts && bytes_of_parts[parts] < text.size()) {
-        const std::size_t from = parts == year ? 0 : bytes_of_parts[parts] + 1,
-                          to = bytes_of_parts[parts + 1];
+    while (parts < text::date_data_parts && BytesOf(parts) < text.size()) {
+        const std::size_t from = parts == year ? 0 : BytesOf(parts) + 1, to = BytesOf(parts + 1);
         if (text.size() < to || (parts != year && text[from - 1] != stored_form[from - 1])) return 0;
         if (!TakeDigits(text, from, to, values[parts])) return 0;
         int const limit = parts == day ? DaysIn(values[year], values[month]) : highest[parts];
         if (values[parts] < lowest[parts] || values[parts] > limit) return 0;
         ++parts;
     }
-    bool const whole = parts > day && text.size() == bytes_of_parts[parts];
+    bool const whole = parts > day && text.size() == BytesOf(parts);
     return whole ? parts : 0;
 }
 
 }  // namespace
 
 int ReFormat_DateData(char const* text, char* out, int upper) {
-    return text::ReFormatDate(text ? text : "", out, upper);
+    return text::ReFormatDate(platform::ViewOf(text), out, upper);
 }
 
 int text::ReFormatDate(std::string_view text, char* out, int upper) {
@@ -97,5 +100,5 @@ int text::ReFormatDate(std::string_view text, char* out, int upper) {
 
 std::string_view text::DateAsGiven(std::string_view text, char (&out)[text::date_data_size]) {
     int const parts = ReFormatDate(text, out, 0);
-    return {out, parts > day ? bytes_of_parts[parts] : 0};
+    return {out, parts > day ? BytesOf(parts) : 0};
 }

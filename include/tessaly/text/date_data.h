@@ -8,6 +8,8 @@ namespace text {
 
 inline constexpr int date_data_size = 20;  // bytes of a date text and its NUL
 inline constexpr int date_data_parts = 6;  // year, month, day, hour, minute, second
+// Bytes of a date text by the number of its parts: "2004/02/29" has 3.
+inline constexpr int bytes_of_date_parts[] = {0, 4, 7, 10, 13, 16, 19};
 }  // namespace text
 
 // Reads the parts of a date "Y/M/D h:m:s" up to the first that is missing or out of range, fills the rest
