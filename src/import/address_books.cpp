@@ -34,7 +34,8 @@ namespace {
 
 constexpr char const* fwa_head = "筆まめ住所録ファイルの解析に失敗しました。";
 constexpr int attribute_a_type = SystemOption::cell_extra_types, text_type = 0;
-constexpr std::size_t bytes_of_day = 10;
+constexpr int prefecture_element = 11, address_element = 12;
+constexpr std::size_t bytes_of_day = text::bytes_of_date_parts[3];
 // In the order of the titles; the first two feed no field.
 enum FwaTitle : std::size_t { fwa_number, fwa_address, fwa_first_field };
 
@@ -42,17 +43,12 @@ enum FwaTitle : std::size_t { fwa_number, fwa_address, fwa_first_field };
 
 FwaImport::FwaImport(CDatabaseEdit& table, EnvManager* env, SystemOption* option, ForeignCall const& call,
                      CString const& converter, int direct_mail)
-    : AddressBook(
-          table, env, option, call,
-          []() -> Program const& {
-              static constexpr Program program = {
-                  "筆まめの住所録を%s形式に変換中です", "○インポート対象筆まめ住所録ファイル\n%s\n\n",
-                  CDatabaseEdit::fwa_bad_argument,      CDatabaseEdit::fwa_not_opened,
-                  CDatabaseEdit::fwa_not_opened,        CDatabaseEdit::fwa_bad_titles};
-              return program;
-          }(),
-          direct_mail),
-      converter_(converter) {
+    : AddressBook(table, env, option, call, records_,
+                  {"筆まめの住所録を%s形式に変換中です", "○インポート対象筆まめ住所録ファイル\n%s\n\n",
+                   CDatabaseEdit::fwa_bad_argument, CDatabaseEdit::fwa_not_opened},
+                  direct_mail),
+      converter_(converter),
+      records_(call.options.whole_file) {
     std::fill(std::begin(columns_), std::end(columns_), none);
 }
 
@@ -66,7 +62,7 @@ std::span<ForeignImport::Field const> FwaImport::Fields() const {
         {"部署名１", 7, Rule::text},
         {"誕生日", element_birthday, Rule::own},
         {"〒", element_zip_code_1, Rule::own},
-        {"住所１", 11, Rule::own},
+        {"住所１", prefecture_element, Rule::own},
         {"TEL.", 15, Rule::own},
         {"TEL.2:FAX.", 17, Rule::own},
         {"TEL.3:携帯", 19, Rule::own},
@@ -80,12 +76,7 @@ int FwaImport::ColumnOf(std::size_t field) const { return field < fwa_first_fiel
 int FwaImport::AddressColumn() const { return columns_[fwa_address]; }
 char const* FwaImport::AddressTitle() const { return Fields()[fwa_address].title; }
 
-std::string_view FwaImport::FieldAt(int column) const {
-    char const* const text = reader_.GetData(column);
-    return text ? text : "";
-}
-
-// What an earlier run left must not be taken for what this converter makes.
+// The work file of an earlier run must not be taken for the result of this one.
 bool FwaImport::Convert() {
     platform::RemoveFile(work_file_);
     if (platform::Exists(work_file_)) return false;
@@ -103,10 +94,10 @@ int FwaImport::OpenBehindLog() {
     if (IsStopped()) return StopByUser();
     if (!converted_)
         return Stop(CDatabaseEdit::fwa_not_converted, CString(fwa_head) + "Fwaファイルの解析ができません。");
-    if (reader_.OpenFile(work_file_) != CsvRead::file_opened)
+    if (!records_.Open(work_file_))
         return Stop(CDatabaseEdit::fwa_not_opened, CString(fwa_head) + not_opened);
-    if (reader_.ReadLine() <= 0) return Stop(CDatabaseEdit::fwa_bad_titles, CString(fwa_head) + no_titles);
-    if (reader_.ReadLine() <= 0)
+    if (!records_.ReadTitles()) return Stop(CDatabaseEdit::fwa_bad_titles, CString(fwa_head) + no_titles);
+    if (!records_.ReadTitles())
         return Stop(CDatabaseEdit::fwa_bad_titles, CString(fwa_head) + "データがありません。");
     return FindTitles();
 }
@@ -114,7 +105,7 @@ int FwaImport::OpenBehindLog() {
 int FwaImport::FindTitles() {
     for (std::size_t i = 0; i < titles; ++i) {
         char const* const title = Fields()[i].title;
-        for (int column = 0; column < reader_.GetElementsNumber(); ++column)
+        for (int column = 0; column < records_.Count(); ++column)
             if (FieldAt(column) == title) columns_[i] = column;
         if (columns_[i] == none)
             return Stop(CDatabaseEdit::fwa_bad_titles, CString(fwa_head) + title + "が見つかりません。");
@@ -123,11 +114,9 @@ int FwaImport::FindTitles() {
 }
 
 void FwaImport::Close() {
-    reader_.CloseFile();
+    records_.Close();
     if (converted_) platform::RemoveFile(work_file_);
 }
-
-ForeignImport::Got FwaImport::NextLine() { return NextRecord(reader_); }
 
 void FwaImport::TakeOwn(std::size_t field, std::string_view value) {
     int const element = Fields()[field].element;
@@ -135,16 +124,16 @@ void FwaImport::TakeOwn(std::size_t field, std::string_view value) {
     if (element == element_birthday) {
         char date[text::date_data_size] = {};
         if (!text.IsEmpty()) ReFormat_DateData(text, date, 0);
-        return Put(element, ::CString(std::string_view(date).substr(0, bytes_of_day)));
+        return Put(element, CString(std::string_view(date).substr(0, bytes_of_day)));
     }
-    if (element == 11) {  // the prefecture, and the rest of the address
+    if (element == prefecture_element) {
         CString prefecture, rest;
         if (!text.IsEmpty()) {
-            TakeText(TitleOf(field), element + 1, value);
-            xc_divide_address(CString(Taken(element + 1)), prefecture, rest);
+            TakeText(TitleOf(field), address_element, value);
+            xc_divide_address(CString(Taken(address_element)), prefecture, rest);
         }
-        Put(element, prefecture);
-        return Put(element + 1, rest);
+        Put(prefecture_element, prefecture);
+        return Put(address_element, rest);
     }
     CString number;
     if (!text.IsEmpty()) xc_format_codenumber(text, number);
@@ -171,16 +160,9 @@ constexpr int becky_places[] = {3, 4, 1, 2, 10, 9, 8, 7, 5, 6};
 BeckyImport::BeckyImport(CDatabaseEdit& table, EnvManager* env, SystemOption* option, ForeignCall const& call,
                          int direct_mail)
     : AddressBook(
-          table, env, option, call,
-          []() -> Program const& {
-              static constexpr Program program = {"Becky!のデータファイルを%s形式に変換中です",
-                                                  "○インポート対象Becky! データファイル\n%s\n\n",
-                                                  CDatabaseEdit::becky_bad_argument,
-                                                  CDatabaseEdit::becky_no_log,
-                                                  CDatabaseEdit::becky_not_opened,
-                                                  CDatabaseEdit::becky_not_opened};
-              return program;
-          }(),
+          table, env, option, call, lines_,
+          {"Becky!のデータファイルを%s形式に変換中です", "○インポート対象Becky! データファイル\n%s\n\n",
+           CDatabaseEdit::becky_bad_argument, CDatabaseEdit::becky_no_log},
           direct_mail) {}
 
 std::span<ForeignImport::Field const> BeckyImport::Fields() const {
@@ -202,24 +184,12 @@ std::span<ForeignImport::Field const> BeckyImport::Fields() const {
 
 int BeckyImport::ColumnOf(std::size_t field) const { return becky_places[field]; }
 char const* BeckyImport::AddressTitle() const { return "メール アドレス"; }
-bool BeckyImport::HasAllFields() const { return fields_.Count() == becky_columns; }
-
-std::string_view BeckyImport::FieldAt(int column) const {
-    return column < fields_.Count() ? fields_.At(column) : std::string_view();
-}
+bool BeckyImport::HasAllFields() const { return lines_.Count() == becky_columns; }
 
 int BeckyImport::OpenBehindLog() {
-    if (pieces_.Open(call_.path)) return CDatabaseEdit::ok;
+    if (lines_.Open(call_.path)) return CDatabaseEdit::ok;
     return Stop(CDatabaseEdit::becky_not_opened,
                 CString("Becky! のデータファイルの解析に失敗しました。") + not_opened);
-}
-
-ForeignImport::Got BeckyImport::NextLine() {
-    if (pieces_.AtEnd()) return Got::end;
-    pieces_.ReadCrLfLine(line_);
-    if (line_.empty()) return Got::nothing;
-    fields_.Divide(line_);
-    return Got::line;
 }
 
 CString BeckyImport::RefusedLine() const {
@@ -241,17 +211,11 @@ constexpr std::size_t outlook_address = 0;
 OutLookImport::OutLookImport(CDatabaseEdit& table, EnvManager* env, SystemOption* option,
                              ForeignCall const& call, int direct_mail)
     : AddressBook(
-          table, env, option, call,
-          []() -> Program const& {
-              static constexpr Program program = {"OutLookのデータを%s形式に変換中です",
-                                                  "○インポート対象OutLook Express データファイル\n%s\n\n",
-                                                  CDatabaseEdit::outlook_bad_argument,
-                                                  CDatabaseEdit::outlook_not_opened,
-                                                  CDatabaseEdit::outlook_not_opened,
-                                                  CDatabaseEdit::outlook_bad_titles};
-              return program;
-          }(),
-          direct_mail) {
+          table, env, option, call, records_,
+          {"OutLookのデータを%s形式に変換中です", "○インポート対象OutLook Express データファイル\n%s\n\n",
+           CDatabaseEdit::outlook_bad_argument, CDatabaseEdit::outlook_not_opened},
+          direct_mail),
+      records_(call.options.whole_file) {
     std::fill(std::begin(columns_), std::end(columns_), none);
 }
 
@@ -281,20 +245,15 @@ int OutLookImport::ColumnOf(std::size_t field) const {
 int OutLookImport::AddressColumn() const { return columns_[outlook_address]; }
 char const* OutLookImport::AddressTitle() const { return Fields()[outlook_address].title; }
 
-std::string_view OutLookImport::FieldAt(int column) const {
-    auto const place = static_cast<std::size_t>(column);
-    return place < record_.size() ? std::string_view(record_[place]) : std::string_view();
-}
-
 int OutLookImport::OpenAheadOfLog() {
-    if (pieces_.Open(call_.path)) return CDatabaseEdit::ok;
+    if (records_.Open(call_.path)) return CDatabaseEdit::ok;
     return Stop(CDatabaseEdit::outlook_not_opened,
                 CString("OutLook のデータファイルの解析に失敗しました。") + not_opened);
 }
 
 int OutLookImport::ReadTitles() {
     std::string line;
-    pieces_.AddPhysicalLine(line);
+    records_.ReadTitles(line);
     auto const stop = [&](char const* why) {
         return Stop(CDatabaseEdit::outlook_bad_titles, CString(outlook_head) + why);
     };
@@ -307,12 +266,6 @@ int OutLookImport::ReadTitles() {
         for (std::size_t i = 0; i < titles; ++i)
             if (found[column] == Fields()[i].title) columns_[i] = column;
     return columns_[outlook_address] == none ? stop("メールアドレスが見つかりません。") : CDatabaseEdit::ok;
-}
-
-ForeignImport::Got OutLookImport::NextLine() {
-    if (pieces_.AtEnd()) return Got::end;
-    if (!records_.Next(record_) && call_.options.whole_file) return RefuseOpenQuote();
-    return record_.empty() ? Got::nothing : Got::line;
 }
 
 CString OutLookImport::RefusedLine() const {

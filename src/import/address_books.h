@@ -1,12 +1,7 @@
 #pragma once
 
-#include <string>
-#include <vector>
-
+#include "import/field_source.h"
 #include "import/foreign_import.h"
-#include "import/line_fields.h"
-#include "import/line_pieces.h"
-#include "import/outlook_records.h"
 
 namespace customers {
 
@@ -15,8 +10,8 @@ namespace customers {
 class AddressBook : public ForeignImport {
   protected:
     AddressBook(CDatabaseEdit& table, EnvManager* env, SystemOption* option, ForeignCall const& call,
-                Program const& program, int direct_mail)
-        : ForeignImport(table, env, option, call, program), direct_mail_(direct_mail) {}
+                FieldSource& source, Program const& program, int direct_mail)
+        : ForeignImport(table, env, option, call, source, program), direct_mail_(direct_mail) {}
     void SetDirectMail() override;
 
   private:
@@ -35,9 +30,7 @@ class FwaImport : public AddressBook {
     bool LacksArgument() const override { return converter_.IsEmpty(); }
     int OpenBehindLog() override;
     void Close() override;
-    Got NextLine() override;
     bool HasAllFields() const override { return true; }
-    std::string_view FieldAt(int column) const override;
     std::span<Field const> Fields() const override;
     int ColumnOf(std::size_t field) const override;
     int AddressColumn() const override;
@@ -50,7 +43,7 @@ class FwaImport : public AddressBook {
     CString const& converter_;
     CString work_file_;
     bool converted_ = false;
-    CsvRead reader_;
+    RecordSource records_;
     int columns_[titles];
 };
 
@@ -62,18 +55,14 @@ class BeckyImport : public AddressBook {
 
   private:
     int OpenBehindLog() override;
-    Got NextLine() override;
     bool HasAllFields() const override;
-    std::string_view FieldAt(int column) const override;
     std::span<Field const> Fields() const override;
     int ColumnOf(std::size_t field) const override;
     int AddressColumn() const override { return 0; }
     char const* AddressTitle() const override;
     CString RefusedLine() const override;
 
-    LinePieces pieces_;
-    std::string line_;
-    mutable LineFields fields_{",", '"'};
+    LineSource lines_;
 };
 
 // Titles in any order; records may run over several lines.
@@ -87,18 +76,14 @@ class OutLookImport : public AddressBook {
 
     int OpenAheadOfLog() override;
     int ReadTitles() override;
-    Got NextLine() override;
-    bool HasAllFields() const override { return static_cast<int>(record_.size()) == title_count_; }
-    std::string_view FieldAt(int column) const override;
+    bool HasAllFields() const override { return records_.Count() == title_count_; }
     std::span<Field const> Fields() const override;
     int ColumnOf(std::size_t field) const override;
     int AddressColumn() const override;
     char const* AddressTitle() const override;
     CString RefusedLine() const override;
 
-    LinePieces pieces_;
-    OutLookRecords records_{pieces_};
-    std::vector<std::string> record_;
+    OutLookSource records_;
     int title_count_ = 0;
     int columns_[titles];
 };

@@ -1,6 +1,5 @@
 #include "import/foreign_import.h"
 
-#include <algorithm>
 #include <atomic>
 #include <cstdlib>
 
@@ -20,7 +19,7 @@ constexpr unsigned pause_ms = 1000;
 constexpr int preparing = 1, working = 0;
 constexpr char const* code_characters = "1234567890-";
 
-// To whoever watches from another thread.
+// Another thread may read the number meanwhile.
 void Show(int* shared, int value) {
     if (shared) std::atomic_ref<int>(*shared).store(value, std::memory_order_relaxed);
 }
@@ -95,37 +94,22 @@ int ForeignImport::Work() {
 
 int ForeignImport::TakeLines() {
     for (;;) {
-        const Got got = NextLine();
-        if (got == Got::end) return CDatabaseEdit::ok;
+        const FieldSource::Got got = source_.Next();
+        if (got == FieldSource::Got::end) return CDatabaseEdit::ok;
         if (IsStopped()) return StopByUser();
         ++line_number_;
-        if (got == Got::nothing) continue;
+        if (got == FieldSource::Got::nothing) continue;
         if (int const problem = TakeLine()) return problem;
     }
-}
-
-ForeignImport::Got ForeignImport::NextRecord(CsvRead& reader) {
-    if (reader.ReadLine() >= 0) return Got::line;
-    std::string const& rest = reader.Rest();
-    bool const failed = reader.HasFailed();
-    if (!call_.options.whole_file || unreadable_ || (rest.empty() && !failed)) return Got::end;
-    bool const open = std::count(rest.begin(), rest.end(), '"') % 2 != 0;
-    reader.SetLine(rest.c_str());
-    if (failed) unreadable_ = "ファイルをここから先は読めない";
-    return open && !failed ? RefuseOpenQuote() : Got::line;
-}
-
-ForeignImport::Got ForeignImport::RefuseOpenQuote() {
-    unreadable_ = "引用符が閉じられておらず、ここからファイルの終わりまでを読めない";
-    return Got::line;
 }
 
 int ForeignImport::TakeLine() {
     run_.StartLine();
     reason_.Empty();
     known_ = false;
-    if (unreadable_ || !HasAllFields()) {
-        reason_ = unreadable_ ? unreadable_ : "項目数が異なる";
+    char const* const unreadable = source_.Unreadable();
+    if (unreadable || !HasAllFields()) {
+        reason_ = unreadable ? unreadable : "項目数が異なる";
         RefuseLine();
         return CDatabaseEdit::ok;
     }

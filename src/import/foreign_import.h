@@ -2,18 +2,17 @@
 
 #include <array>
 #include <span>
-#include <string>
 #include <string_view>
-#include <vector>
 
+#include "import/field_source.h"
 #include "import/import_log.h"
 #include "import/import_run.h"
 #include "tessaly/customers/database_edit.h"
-#include "tessaly/storage/csv_read.h"
 
 namespace customers {
 
-// What the caller of an import gives and watches.
+// The arguments of an import that all of them have; the caller may read the counts, state and message
+// meanwhile.
 struct ForeignCall {
     CString path, log_path;
     int *imported, *errors, *state;
@@ -21,12 +20,13 @@ struct ForeignCall {
     CDatabaseEdit::ForeignImportOptions const& options;
 };
 
-// The imports from other programs: what they have in common is here, and each derived class tells how its
-// file is opened, where its titles are, how a line is read and what its own fields mean. One object serves
-// one run, under DATABASE_EDIT_MUTEX.
+// An import from another program. What all of them have in common is here; a derived class defines how its
+// file is opened and its lines are read, where its titles are, and what the fields of its own mean. One
+// object serves one run, under DATABASE_EDIT_MUTEX.
 //
-// A line goes: its fields are read, its customer is found by the address, every field is taken by its rule,
-// and what was refused makes the line's reason, which the log shows; a line with a reason changes nothing.
+// For each line its fields are read, its customer is found by the address, and every field is taken by its
+// rule. What a rule refuses becomes part of the line's reason, which the log shows; a line with a reason
+// changes nothing.
 class ForeignImport {
   public:
     virtual ~ForeignImport() = default;
@@ -36,7 +36,7 @@ class ForeignImport {
     int Run();
 
   protected:
-    // How a field becomes the value of an element. `own`: the derived class knows.
+    // How a field becomes the value of an element. own: by TakeOwn of the derived class.
     enum class Rule { text, postal_code, number, own };
     struct Field {
         char const* title;
@@ -46,32 +46,30 @@ class ForeignImport {
     struct Program {
         char const* start_message;  // with "%s" for this program's name
         char const* input_line;     // of the log, with "%s" for the path
-        int bad_argument, no_log, no_input, bad_titles;
+        int bad_argument, no_log;   // results
     };
-    enum class Got { end, nothing, line };
 
     ForeignImport(CDatabaseEdit& table, EnvManager* env, SystemOption* option, ForeignCall const& call,
-                  Program const& program)
-        : table_(table), env_(env), option_(option), call_(call), program_(program), run_(table) {}
+                  FieldSource& source, Program const& program)
+        : table_(table),
+          env_(env),
+          option_(option),
+          call_(call),
+          source_(source),
+          program_(program),
+          run_(table) {}
 
-    // Whether an argument of its own is missing.
+    // Whether an argument that only this import has is missing.
     virtual bool LacksArgument() const { return false; }
-    // An input that is opened ahead of the log; one that is opened behind it. ok, or what Stop gave.
+    // Opens the input, ahead of the log or behind it. Result: ok, or that of Stop.
     virtual int OpenAheadOfLog() { return CDatabaseEdit::ok; }
     virtual int OpenBehindLog() { return CDatabaseEdit::ok; }
     virtual int ReadTitles() { return CDatabaseEdit::ok; }
     virtual void Close() {}
-    // The next line. nothing: passed over, though it counts.
-    virtual Got NextLine() = 0;
-    // The same out of a reader of records. With whole_file what it leaves out at the end of its file is a
-    // line too; where no record can be made of that, the line is refused.
-    Got NextRecord(CsvRead& reader);
-    // NextLine of a line from which a quote is open to the end of the file: it is refused.
-    Got RefuseOpenQuote();
     virtual bool HasAllFields() const = 0;
     // The field of a column of the present line, empty where the line lacks it.
-    virtual std::string_view FieldAt(int column) const = 0;
-    // The fields in the order in which they are looked at, without the address.
+    std::string_view FieldAt(int column) const { return source_.At(column); }
+    // The fields in the order in which they are taken, without the address.
     virtual std::span<Field const> Fields() const = 0;
     virtual int ColumnOf(std::size_t field) const = 0;  // negative: the file has none
     virtual char const* TitleOf(std::size_t field) const { return Fields()[field].title; }
@@ -82,32 +80,32 @@ class ForeignImport {
     }
     // Element 21 of the present customer, ahead of the fields.
     virtual void SetDirectMail() = 0;
-    // A known customer whom the import leaves alone, though the line is good; the log says so.
+    // Whether the import leaves a known customer as he is, though the line is good. The log says so.
     virtual bool LeavesAlone() { return false; }
-    // The log's line for one that is refused.
+    // The text in the log for the present line, which is refused.
     virtual CString RefusedLine() const = 0;
 
     static constexpr int no_number = 0;
-    // Ends the run: a failure with its number, and the reason for the log.
+    // Ends the run with `result`: sets the error number `code`, and the reason for the log.
     int Stop(int result, CString const& reason, int code = storage::customer_import_failed);
     bool IsStopped() const { return call_.options.stop && call_.options.stop(); }
     int StopByUser() { return Stop(CDatabaseEdit::import_stopped, "途中で中止されました。", no_number); }
 
     void Put(int element, CString const& value);
-    // The same with a text that stays to the end of the line, as a field does.
+    // The same for a text that is valid to the end of the line, as a field is.
     void PutField(int element, std::string_view value) { run_.Row().Assign(element, value); }
     std::string_view Taken(int element) { return run_.Row().Value(element); }
     bool IsKnown() const noexcept { return known_; }
     std::string_view StoredValue(int element) const { return run_.StoredValue(element); }
     std::string_view PresentTime() { return run_.Row().Value(element_renewal_date); }
     void TakeText(char const* title, int element, std::string_view value);
-    // "[TITLE]REST" is a reason.
+    // Adds "[TITLE]REST" to the reason of the line.
     void Refuse(char const* title, char const* rest);
     void RefuseValue(char const* title) { Refuse(title, "に不正な文字が設定されている、"); }
     CString const& Reason() const { return reason_; }
     int LineNumber() const noexcept { return line_number_; }
     ImportLog& Log() { return log_; }
-    // Whether a cell of the settings, read as a number, is this.
+    // Whether a cell of the settings, read as a number, has this value.
     bool CellIs(int cell, int value) const;
 
     CDatabaseEdit& table_;
@@ -117,7 +115,7 @@ class ForeignImport {
 
   private:
     int Work();
-    // The same for a failure whose reason the table holds.
+    // Ends the run with the last error of the table as the reason.
     int StopByTable(int result);
     int TakeLines();
     int TakeLine();
@@ -126,12 +124,12 @@ class ForeignImport {
     void RefuseLine();
     void WriteEnding();
 
-    Program const& program_;
+    FieldSource& source_;
+    Program const program_;
     ImportRun run_;
     ImportLog log_;
-    std::array<CString, element_count> values_;  // that the row's views lie in
+    std::array<CString, element_count> values_;  // the texts that the row has views of
     CString reason_, run_reason_;
-    char const* unreadable_ = nullptr;  // why the present line cannot be read, null where it can
     bool known_ = false, complete_ = false;
     int line_number_ = 0, imported_ = 0, errors_ = 0;
 };

@@ -82,16 +82,11 @@ enum CorvaneTitle : std::size_t {
 
 CorvaneImport::CorvaneImport(CDatabaseEdit& table, EnvManager* env, SystemOption* option,
                              ForeignCall const& call, CString const& duplicate)
-    : ShopExport(
-          table, env, option, call,
-          []() -> Program const& {
-              static constexpr Program program = {
-                  "Corvaneのデータを%s形式に変換中です", "○インポート対象Corvane データファイル\n%s\n\n",
-                  CDatabaseEdit::corvane_bad_argument,   CDatabaseEdit::corvane_not_opened,
-                  CDatabaseEdit::corvane_not_opened,     CDatabaseEdit::corvane_bad_titles};
-              return program;
-          }(),
-          duplicate) {
+    : ShopExport(table, env, option, call, records_,
+                 {"Corvaneのデータを%s形式に変換中です", "○インポート対象Corvane データファイル\n%s\n\n",
+                  CDatabaseEdit::corvane_bad_argument, CDatabaseEdit::corvane_not_opened},
+                 duplicate),
+      records_(call.options.whole_file) {
     std::fill(std::begin(columns_), std::end(columns_), none);
 }
 
@@ -124,13 +119,8 @@ char const* CorvaneImport::AddressTitle() const { return Fields()[corvane_addres
 char const* CorvaneImport::NamingTitle() const { return Fields()[corvane_id].title; }
 std::string_view CorvaneImport::NamingField() const { return FieldAt(columns_[corvane_id]); }
 
-std::string_view CorvaneImport::FieldAt(int column) const {
-    char const* const text = reader_.GetData(column);
-    return text ? text : "";
-}
-
 int CorvaneImport::OpenBehindLog() {
-    if (reader_.OpenFile(call_.path) == CsvRead::file_opened) return CDatabaseEdit::ok;
+    if (records_.Open(call_.path)) return CDatabaseEdit::ok;
     return Stop(CDatabaseEdit::corvane_not_opened,
                 CString("Corvane のデータファイルの解析に失敗しました。") + not_opened);
 }
@@ -139,8 +129,8 @@ int CorvaneImport::ReadTitles() {
     auto const stop = [&](CString const& why) {
         return Stop(CDatabaseEdit::corvane_bad_titles, corvane_head + why);
     };
-    if (reader_.ReadLine() <= 0) return stop(no_titles);
-    for (int column = 0; column < reader_.GetElementsNumber(); ++column)
+    if (!records_.ReadTitles()) return stop(no_titles);
+    for (int column = 0; column < records_.Count(); ++column)
         for (std::size_t i = 0; i < titles; ++i)
             if (FieldAt(column) == Fields()[i].title) columns_[i] = column;
     for (std::size_t i = 0; i < corvane_date; ++i)
@@ -158,8 +148,6 @@ int CorvaneImport::AskWithoutDates() {
     duplicate_ = replace_all;
     return CDatabaseEdit::ok;
 }
-
-ForeignImport::Got CorvaneImport::NextLine() { return NextRecord(reader_); }
 
 void CorvaneImport::TakeOwn(std::size_t field, std::string_view value) {
     char const* const title = Fields()[field].title;
@@ -216,16 +204,10 @@ char const* TypeOf(std::size_t attribute) {
 
 BelmoraImport::BelmoraImport(CDatabaseEdit& table, EnvManager* env, SystemOption* option,
                              ForeignCall const& call, CString const& duplicate, bool rewrite_attributes)
-    : ShopExport(
-          table, env, option, call,
-          []() -> Program const& {
-              static constexpr Program program = {
-                  "Belmoraのデータを%s形式に変換中です", "○インポート対象Belmora データファイル\n%s\n\n",
-                  CDatabaseEdit::belmora_bad_argument,   CDatabaseEdit::belmora_not_opened,
-                  CDatabaseEdit::belmora_not_opened,     CDatabaseEdit::belmora_bad_titles};
-              return program;
-          }(),
-          duplicate),
+    : ShopExport(table, env, option, call, lines_,
+                 {"Belmoraのデータを%s形式に変換中です", "○インポート対象Belmora データファイル\n%s\n\n",
+                  CDatabaseEdit::belmora_bad_argument, CDatabaseEdit::belmora_not_opened},
+                 duplicate),
       rewrite_attributes_(rewrite_attributes) {
     std::fill(std::begin(columns_), std::end(columns_), none);
 }
@@ -281,12 +263,8 @@ int BelmoraImport::ColumnOf(std::size_t field) const {
 int BelmoraImport::AddressColumn() const { return columns_[belmora_address]; }
 char const* BelmoraImport::AddressTitle() const { return Fields()[belmora_address].title; }
 
-std::string_view BelmoraImport::FieldAt(int column) const {
-    return column < fields_.Count() ? fields_.At(column) : std::string_view();
-}
-
 int BelmoraImport::OpenAheadOfLog() {
-    if (pieces_.Open(call_.path)) return CDatabaseEdit::ok;
+    if (lines_.Open(call_.path)) return CDatabaseEdit::ok;
     return Stop(CDatabaseEdit::belmora_not_opened,
                 CString("Belmoraのデータファイルの解析に失敗しました。") + not_opened);
 }
@@ -295,9 +273,7 @@ int BelmoraImport::ReadTitles() {
     auto const stop = [&](char const* why) {
         return Stop(CDatabaseEdit::belmora_bad_titles, CString(belmora_head) + why);
     };
-    pieces_.ReadCrLfLine(line_);
-    if (line_.empty()) return stop(no_titles);
-    fields_.Divide(line_);
+    if (lines_.Next() != FieldSource::Got::line) return stop(no_titles);
     if (!HasAllFields()) return stop("項目数が異なっています。");
     if (int const problem = FindTitles()) return problem;
     RewriteAttributes();
@@ -314,12 +290,12 @@ int BelmoraImport::ReadTitles() {
 int BelmoraImport::FindTitles() {
     for (std::size_t i = 0; i < titles; ++i) {
         bool const from_file = i >= first_attribute && i < behind_attributes;
-        titles_[i] = from_file ? CString(fields_.At(static_cast<int>(i))) : CString(Fields()[i].title);
+        titles_[i] = from_file ? CString(FieldAt(static_cast<int>(i))) : CString(Fields()[i].title);
     }
-    for (int column = 0; column < fields_.Count(); ++column) {
+    for (int column = 0; column < lines_.Count(); ++column) {
         auto const* const same =
             std::find_if(std::begin(titles_), std::end(titles_),
-                         [&](CString const& title) { return title.View() == fields_.At(column); });
+                         [&](CString const& title) { return title.View() == FieldAt(column); });
         if (same != std::end(titles_)) columns_[same - titles_] = column;
     }
     for (std::size_t i = 0; i < titles; ++i)
@@ -353,46 +329,61 @@ int BelmoraImport::TestAttributes() {
     return CDatabaseEdit::ok;
 }
 
-ForeignImport::Got BelmoraImport::NextLine() {
-    if (pieces_.AtEnd()) return Got::end;
-    pieces_.ReadCrLfLine(line_);
-    if (line_.empty()) return Got::nothing;
-    fields_.Divide(line_);
-    return Got::line;
-}
-
-void BelmoraImport::TakeDay(std::size_t field, std::string_view value, int element) {
-    CString date;
-    if (value.empty() || TakeDate(titles_[field], value, day_parts, date)) Put(element, date);
-}
-
+// The ways of the fields that are neither text nor number, in the order of the titles. Any other is stored as
+// it is.
 void BelmoraImport::TakeOwn(std::size_t field, std::string_view value) {
+    static constexpr struct {
+        std::size_t first, last;
+        void (BelmoraImport::*take)(std::size_t field, std::string_view value);
+    } ways[] = {
+        {belmora_birthday, belmora_birthday, &BelmoraImport::TakeDay},
+        {belmora_wish, belmora_wish, &BelmoraImport::TakeWish},
+        {first_number, last_number, &BelmoraImport::TakeNumber},
+        {first_free, last_free, &BelmoraImport::TakeFree},
+        {number_r, number_r, &BelmoraImport::TakeNumber},
+        {day_s, day_s, &BelmoraImport::TakeDay},
+        {belmora_entry, belmora_entry, &BelmoraImport::TakeEntryDate},
+        {belmora_renewal, belmora_renewal, &BelmoraImport::TakeRenewalDate},
+    };
+    for (auto const& way : ways)
+        if (field >= way.first && field <= way.last) return (this->*way.take)(field, value);
+    PutField(Fields()[field].element, value);
+}
+
+void BelmoraImport::TakeDay(std::size_t field, std::string_view value) {
+    CString date;
+    if (value.empty() || TakeDate(titles_[field], value, day_parts, date)) Put(Fields()[field].element, date);
+}
+
+void BelmoraImport::TakeWish(std::size_t field, std::string_view value) {
+    TakeChoice(titles_[field], value, "Y", "N");
+}
+
+void BelmoraImport::TakeNumber(std::size_t field, std::string_view value) {
+    if (value.find_first_not_of(digits) != value.npos) return RefuseValue(titles_[field]);
+    PutField(Fields()[field].element, value);
+}
+
+// An attribute whose type the settings tell.
+void BelmoraImport::TakeFree(std::size_t field, std::string_view value) {
+    int const type = free_types_[field - first_free];
     int const element = Fields()[field].element;
-    char const* const title = titles_[field];
+    if (type == 0 || value.empty()) return PutField(element, value);
     CString stored;
-    if (field == belmora_birthday || field == day_s) return TakeDay(field, value, element);
-    if (field == belmora_wish) return TakeChoice(title, value, "Y", "N");
-    if (field == belmora_entry) {
-        if (value.empty())
-            PutField(element, PresentTime());
-        else if (TakeDate(title, value, minute_parts, stored))
-            Put(element, stored);
-    } else if (field == belmora_renewal) {
-        if (value.empty())
-            Refuse(title, "が設定されていない、");
-        else if (TakeDate(title, value, minute_parts, stored))
-            SetComparisonDate(stored);
-    } else if ((field >= first_number && field <= last_number) || field == number_r) {
-        if (value.find_first_not_of(digits) != value.npos) return RefuseValue(title);
-        PutField(element, value);
-    } else if (int const type =
-                   field >= first_free && field <= last_free ? free_types_[field - first_free] : 0;
-               type != 0 && !value.empty()) {
-        if (!CheckAttribute(CString(value), type, stored)) return RefuseValue(title);
-        Put(element, stored);
-    } else {
-        PutField(element, value);
-    }
+    if (!CheckAttribute(CString(value), type, stored)) return RefuseValue(titles_[field]);
+    Put(element, stored);
+}
+
+void BelmoraImport::TakeEntryDate(std::size_t field, std::string_view value) {
+    CString date;
+    if (value.empty()) return PutField(Fields()[field].element, PresentTime());
+    if (TakeDate(titles_[field], value, minute_parts, date)) Put(Fields()[field].element, date);
+}
+
+void BelmoraImport::TakeRenewalDate(std::size_t field, std::string_view value) {
+    CString date;
+    if (value.empty()) return Refuse(titles_[field], "が設定されていない、");
+    if (TakeDate(titles_[field], value, minute_parts, date)) SetComparisonDate(date);
 }
 
 bool BelmoraImport::CheckAttribute(CString const& value, int type, CString& out) {

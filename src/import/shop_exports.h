@@ -1,24 +1,20 @@
 #pragma once
 
-#include <string>
-#include <vector>
-
+#include "import/field_source.h"
 #include "import/foreign_import.h"
-#include "import/line_fields.h"
-#include "import/line_pieces.h"
 #include "tessaly/platform/ole_date_time.h"
 
 namespace customers {
 
-// The customers of two shop programs. `duplicate` decides what becomes of a known customer: "2" leaves him,
-// "0" leaves him if he was changed here after the date that the line tells, any other replaces his values.
+// The customers of two shop programs. `duplicate` decides about a customer who is known: "2" keeps what is
+// stored, "0" keeps it if it was changed here after the date in the line, any other replaces it.
 //
 // A line without a date, under "0", counts as older than what is stored, and is logged as such.
 class ShopExport : public ForeignImport {
   protected:
     ShopExport(CDatabaseEdit& table, EnvManager* env, SystemOption* option, ForeignCall const& call,
-               Program const& program, CString const& duplicate)
-        : ForeignImport(table, env, option, call, program), duplicate_(duplicate) {}
+               FieldSource& source, Program const& program, CString const& duplicate)
+        : ForeignImport(table, env, option, call, source, program), duplicate_(duplicate) {}
     // A new customer starts without direct mail; the line's field decides.
     void SetDirectMail() override { date_.SetStatus(COleDateTime::null); }
     bool LeavesAlone() override;
@@ -51,10 +47,8 @@ class CorvaneImport : public ShopExport {
 
     int OpenBehindLog() override;
     int ReadTitles() override;
-    void Close() override { reader_.CloseFile(); }
-    Got NextLine() override;
-    bool HasAllFields() const override { return reader_.GetElementsNumber() == fields_wanted_; }
-    std::string_view FieldAt(int column) const override;
+    void Close() override { records_.Close(); }
+    bool HasAllFields() const override { return records_.Count() == fields_wanted_; }
     std::span<Field const> Fields() const override;
     int ColumnOf(std::size_t field) const override;
     int AddressColumn() const override;
@@ -64,7 +58,7 @@ class CorvaneImport : public ShopExport {
     std::string_view NamingField() const override;
     int AskWithoutDates();
 
-    CsvRead reader_;
+    RecordSource records_;
     int columns_[titles];
     int fields_wanted_ = titles;
 };
@@ -83,9 +77,7 @@ class BelmoraImport : public ShopExport {
 
     int OpenAheadOfLog() override;
     int ReadTitles() override;
-    Got NextLine() override;
-    bool HasAllFields() const override { return fields_.Count() == static_cast<int>(titles); }
-    std::string_view FieldAt(int column) const override;
+    bool HasAllFields() const override { return lines_.Count() == static_cast<int>(titles); }
     std::span<Field const> Fields() const override;
     int ColumnOf(std::size_t field) const override;
     char const* TitleOf(std::size_t field) const override { return titles_[field]; }
@@ -98,12 +90,15 @@ class BelmoraImport : public ShopExport {
     void RewriteAttributes();
     int TestAttributes();
     void SetCell(int cell, CString value);
-    void TakeDay(std::size_t field, std::string_view value, int element);
+    void TakeDay(std::size_t field, std::string_view value);
+    void TakeWish(std::size_t field, std::string_view value);
+    void TakeNumber(std::size_t field, std::string_view value);
+    void TakeFree(std::size_t field, std::string_view value);
+    void TakeEntryDate(std::size_t field, std::string_view value);
+    void TakeRenewalDate(std::size_t field, std::string_view value);
 
     bool const rewrite_attributes_;
-    LinePieces pieces_;
-    std::string line_;
-    mutable LineFields fields_{",", '"'};
+    LineSource lines_;
     CString titles_[titles];
     int columns_[titles];
     int free_types_[10] = {};  // of the attributes G to P
