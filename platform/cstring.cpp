@@ -10,6 +10,7 @@
 #include <string>
 
 #include "platform/cstring_pool.h"
+#include "platform/view_of.h"
 #include "tessaly/platform/mbcs.h"
 
 namespace {
@@ -23,9 +24,7 @@ struct Prefix {
 constexpr std::size_t longest_text = 0x7FFFFFF0;
 constexpr char const* blanks = " \t\r\n\v\f";
 
-std::string_view ViewOf(char const* text) noexcept {
-    return text ? std::string_view(text) : std::string_view();
-}
+using platform::ViewOf;
 
 std::string_view UpToNul(std::string_view text) noexcept {
     void const* nul = text.empty() ? nullptr : std::memchr(text.data(), 0, text.size());

@@ -4,6 +4,7 @@
 #include <system_error>
 
 #include "platform/file.h"
+#include "platform/view_of.h"
 #include "tessaly/platform/codepage932.h"
 #include "tessaly/platform/mbcs.h"
 #include "tessaly/platform/path.h"
@@ -83,7 +84,7 @@ std::vector<CString> MatchingNames(std::string_view directory, std::string_view 
 
 bool CFileFind::FindFile(char const* pattern) {
     Close();
-    const std::string_view whole(pattern ? pattern : "");
+    const std::string_view whole = platform::ViewOf(pattern);
     const std::size_t directory_length = DirectoryLength(whole);
     std::string_view wanted = whole.substr(directory_length);
     if (wanted.empty()) return false;

@@ -2,6 +2,8 @@
 
 #include <cstring>
 
+#include "platform/view_of.h"
+
 namespace platform {
 namespace {
 
@@ -16,10 +18,6 @@ struct LetterCase {
 constexpr unsigned char wide_letter_lead = 0x82;
 constexpr LetterCase upper_letters = {'A', 'Z', 0x60, 0x79, 0x20, 0x21};
 constexpr LetterCase lower_letters = {'a', 'z', 0x81, 0x9A, -0x20, -0x21};
-
-std::string_view ViewOf(char const* text) noexcept {
-    return text ? std::string_view(text) : std::string_view();
-}
 
 bool Between(unsigned char c, unsigned char first, unsigned char last) noexcept {
     return c >= first && c <= last;

@@ -8,6 +8,7 @@
 #include <string_view>
 
 #include "platform/clock.h"
+#include "platform/view_of.h"
 
 namespace {
 
@@ -254,7 +255,7 @@ int COleDateTime::SetTime(int hour, int minute, int second) {
 }
 
 bool COleDateTime::ParseDateTime(char const* text) {
-    const std::optional<Parts> parts = ReadDateTime(text ? text : "");
+    const std::optional<Parts> parts = ReadDateTime(platform::ViewOf(text));
     if (parts)
         SetDateTime(parts->year, parts->month, parts->day, parts->hour, parts->minute, parts->second);
     else

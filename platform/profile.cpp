@@ -7,6 +7,7 @@
 
 #include "platform/file.h"
 #include "platform/mutex.h"
+#include "platform/view_of.h"
 #include "tessaly/platform/mbcs.h"
 
 namespace platform {
@@ -61,8 +62,6 @@ Line TakeLine(std::string_view& rest) {
     rest.remove_prefix(line.whole.size());
     return line;
 }
-
-std::string_view ViewOf(char const* text) { return text ? text : ""; }
 
 // The value of a key, in the first section of that name; false when it is not there.
 bool FindValue(std::string_view content, std::string_view section, std::string_view key,

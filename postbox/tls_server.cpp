@@ -9,20 +9,15 @@
 
 #include <csignal>
 
+#include "platform/freed_by.h"
 #include "postbox/error.h"
 
 namespace postbox {
 namespace {
 
-template <auto free>
-struct Free {
-    template <class Type>
-    void operator()(Type* object) const {
-        free(object);
-    }
-};
-using Key = std::unique_ptr<EVP_PKEY, Free<EVP_PKEY_free>>;
-using CertificateOwner = std::unique_ptr<X509, Free<X509_free>>;
+using platform::FreedBy;
+using Key = std::unique_ptr<EVP_PKEY, FreedBy<EVP_PKEY_free>>;
+using CertificateOwner = std::unique_ptr<X509, FreedBy<X509_free>>;
 
 constexpr long days_valid = 30, seconds_of_day = 24 * 60 * 60;
 
@@ -34,7 +29,7 @@ void Extend(X509* certificate, int kind, char const* value) {
     X509V3_CTX context;
     X509V3_set_ctx_nodb(&context);
     X509V3_set_ctx(&context, certificate, certificate, nullptr, nullptr, 0);
-    const std::unique_ptr<X509_EXTENSION, Free<X509_EXTENSION_free>> extension(
+    const std::unique_ptr<X509_EXTENSION, FreedBy<X509_EXTENSION_free>> extension(
         X509V3_EXT_conf_nid(nullptr, &context, kind, value));
     Require(extension && X509_add_ext(certificate, extension.get(), -1));
 }
@@ -44,7 +39,7 @@ CertificateOwner CertificateOf(EVP_PKEY* key) {
     unsigned char serial[8];
     Require(certificate && RAND_bytes(serial, sizeof serial) == 1);
     serial[0] &= 0x7F;
-    const std::unique_ptr<BIGNUM, Free<BN_free>> number(BN_bin2bn(serial, sizeof serial, nullptr));
+    const std::unique_ptr<BIGNUM, FreedBy<BN_free>> number(BN_bin2bn(serial, sizeof serial, nullptr));
     X509_set_version(certificate.get(), X509_VERSION_3);
     BN_to_ASN1_INTEGER(number.get(), X509_get_serialNumber(certificate.get()));
     X509_gmtime_adj(X509_getm_notBefore(certificate.get()), -60);
@@ -61,7 +56,7 @@ CertificateOwner CertificateOf(EVP_PKEY* key) {
 }
 
 std::string Pem(X509* certificate) {
-    const std::unique_ptr<BIO, Free<BIO_free_all>> out(BIO_new(BIO_s_mem()));
+    const std::unique_ptr<BIO, FreedBy<BIO_free_all>> out(BIO_new(BIO_s_mem()));
     Require(out && PEM_write_bio_X509(out.get(), certificate) == 1);
     char* data = nullptr;
     long const size = BIO_get_mem_data(out.get(), &data);
@@ -71,11 +66,11 @@ std::string Pem(X509* certificate) {
 }  // namespace
 
 struct TlsServer::Identity {
-    std::unique_ptr<SSL_CTX, Free<SSL_CTX_free>> context{SSL_CTX_new(TLS_server_method())};
+    std::unique_ptr<SSL_CTX, FreedBy<SSL_CTX_free>> context{SSL_CTX_new(TLS_server_method())};
 };
 
 struct TlsStream::Session {
-    std::unique_ptr<SSL, Free<SSL_free>> ssl;
+    std::unique_ptr<SSL, FreedBy<SSL_free>> ssl;
 };
 
 TlsServer::TlsServer() : identity_(std::make_unique<Identity>()) {

@@ -7,6 +7,7 @@
 
 #include "platform/file.h"
 #include "platform/posix/descriptor.h"
+#include "platform/view_of.h"
 
 namespace {
 
@@ -105,7 +106,7 @@ bool CStdioFile::ReadString(CString& line) {
 }
 
 bool CStdioFile::WriteString(char const* text) {
-    const std::string_view content(text ? text : "");
+    const std::string_view content = platform::ViewOf(text);
     return TurnTo(LastUse::writing) &&
            std::fwrite(content.data(), 1, content.size(), stream_) == content.size();
 }

@@ -11,23 +11,17 @@
 #include <mutex>
 #include <string>
 
+#include "platform/freed_by.h"
 #include "tessaly/platform/path.h"
 #include "tessaly/platform/socket.h"
 
 namespace platform {
 namespace {
 
-template <auto free>
-struct Free {
-    template <class Type>
-    void operator()(Type* object) const {
-        free(object);
-    }
-};
-using Bio = std::unique_ptr<BIO, Free<BIO_free_all>>;
-using Context = std::unique_ptr<SSL_CTX, Free<SSL_CTX_free>>;
-using Session = std::unique_ptr<SSL_SESSION, Free<SSL_SESSION_free>>;
-using Certificate = std::unique_ptr<X509, Free<X509_free>>;
+using Bio = std::unique_ptr<BIO, FreedBy<BIO_free_all>>;
+using Context = std::unique_ptr<SSL_CTX, FreedBy<SSL_CTX_free>>;
+using Session = std::unique_ptr<SSL_SESSION, FreedBy<SSL_SESSION_free>>;
+using Certificate = std::unique_ptr<X509, FreedBy<X509_free>>;
 
 // --- A stream of bytes over a descriptor that raises no signal, for which OpenSSL's own would be enough ---
 
@@ -163,7 +157,7 @@ CString TimeText(ASN1_TIME const* time) {
 }
 
 CString HostNames(X509* certificate) {
-    const std::unique_ptr<GENERAL_NAMES, Free<GENERAL_NAMES_free>> names(
+    const std::unique_ptr<GENERAL_NAMES, FreedBy<GENERAL_NAMES_free>> names(
         static_cast<GENERAL_NAMES*>(X509_get_ext_d2i(certificate, NID_subject_alt_name, nullptr, nullptr)));
     CString text;
     for (int i = 0; i < sk_GENERAL_NAME_num(names.get()); ++i) {
@@ -179,7 +173,7 @@ CString HostNames(X509* certificate) {
 }  // namespace
 
 struct TlsLayer::Connection : Handshaken {
-    std::unique_ptr<SSL, Free<SSL_free>> ssl;
+    std::unique_ptr<SSL, FreedBy<SSL_free>> ssl;
 };
 
 TlsLayer::TlsLayer() = default;

@@ -9,6 +9,7 @@
 #include <type_traits>
 #include <utility>
 
+#include "platform/view_of.h"
 #include "tessaly/delivery/merge_pieces.h"
 #include "tessaly/text/dates.h"
 
@@ -76,7 +77,7 @@ namespace {
 
 constexpr std::size_t word_count = MailWordInsert::word_count;
 
-std::string_view View(char const* text) { return text ? text : ""; }
+using platform::ViewOf;
 
 // The marks around the name of a merge word.
 struct Marks {
@@ -304,7 +305,7 @@ CString MailWordInsert::GetMailWordInsert(OneCustomer customer, int html) {
 }
 
 CString MailWordInsert::GetMailWordInsert(OneCustomer customer, char const* origin, int html) {
-    const std::string_view text = View(origin);
+    const std::string_view text = ViewOf(origin);
     if (text.empty()) return {};
     CString merged = html ? Merge<html_marks>(customer, text, &HtmlAmpEcnode)
                           : Merge<plain_marks>(customer, text, nullptr);
@@ -312,7 +313,7 @@ CString MailWordInsert::GetMailWordInsert(OneCustomer customer, char const* orig
 }
 
 int MailWordInsert::GetIDFromMenuString(char const* text) {
-    const std::string_view menu = View(text);
+    const std::string_view menu = ViewOf(text);
     for (int id = 0; id < MailWordInsert::word_count; ++id) {
         const std::string_view label = itsMailInsertDefinition[id].menu_string;
         if (!label.empty() && menu.starts_with(label)) return id;
@@ -321,7 +322,7 @@ int MailWordInsert::GetIDFromMenuString(char const* text) {
 }
 
 int MailWordInsert::GetIDFromInsertString(char const* text, int html) {
-    return html ? FindWord<html_marks>(View(text)) : FindWord<plain_marks>(View(text));
+    return html ? FindWord<html_marks>(ViewOf(text)) : FindWord<plain_marks>(ViewOf(text));
 }
 
 void MailWordInsert::CheckOldMailWord(CString text, CArray<CString, CString>& found) {
@@ -338,7 +339,7 @@ void MailWordInsert::CheckOldMailWord(CString text, CArray<CString, CString>& fo
 
 CString MailWordInsert::HtmlAmpEcnode(char const* text) {
     CString encoded;
-    for (std::string_view rest = View(text); !rest.empty();) {
+    for (std::string_view rest = ViewOf(text); !rest.empty();) {
         const std::size_t plain = std::min(rest.find_first_of("<>\"& "), rest.size());
         encoded.Append(rest.substr(0, plain));
         rest.remove_prefix(plain);

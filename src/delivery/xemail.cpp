@@ -3,6 +3,7 @@
 #include <cstring>
 #include <string_view>
 
+#include "platform/view_of.h"
 #include "tessaly/platform/cstring.h"
 
 namespace {
@@ -67,7 +68,7 @@ constexpr TerminalRule rules[] = {
 };
 static_assert(std::size(rules) == 42);
 
-std::string_view View(char const* text) { return text ? text : ""; }
+using platform::ViewOf;
 
 }  // namespace
 
@@ -82,7 +83,7 @@ TermType CXEmail::GetTermTypeFromMailAddr(char const* address) {
 }
 
 int CXEmail::strrcmp(char const* text, char const* tail) {
-    const std::string_view whole = View(text), wanted = View(tail);
+    const std::string_view whole = ViewOf(text), wanted = ViewOf(tail);
     if (whole.size() < wanted.size()) return -1;
     int const order = whole.substr(whole.size() - wanted.size()).compare(wanted);
     return order < 0 ? -1 : order > 0 ? 1 : 0;

@@ -5,6 +5,7 @@
 #include <string_view>
 
 #include "delivery/socket_error_codes.h"
+#include "platform/view_of.h"
 #include "protocol/pop_conversation.h"
 #include "reception/pop_replies.h"
 #include "tessaly/platform/socket.h"
@@ -176,7 +177,7 @@ bool MailPop::Refused(int code, CString reply) {
 }
 
 int MailPop::GetResponseStatus(char const* reply, CStringArray* fields) {
-    const std::string_view text = reply ? reply : "";
+    const std::string_view text = platform::ViewOf(reply);
     if (fields) fields->RemoveAll();
     if (text.empty()) return 0;
     for (std::size_t at = 0; fields;) {

@@ -9,6 +9,7 @@
 
 #include "platform/cstring_pool.h"
 #include "platform/mutex.h"
+#include "platform/view_of.h"
 #include "tessaly/platform/mbcs.h"
 #include "tessaly/storage/xcsv_read.h"
 #include "tessaly/storage/xcsv_write.h"
@@ -145,7 +146,7 @@ int BaseRecordStructer::FullSort(CArray<int, int>& order) {
 template <class Matches>
 int BaseRecordStructer::Search(char const* text, int element, int start, int step, Matches matches) const {
     if (IsEmpty()) return search_none;
-    const std::string_view wanted(text ? text : "");
+    const std::string_view wanted = platform::ViewOf(text);
     if (wanted.empty() || element < 0 || element >= element_number_ || start < 0 || start >= GetSize() ||
         step == 0)
         return search_bad_argument;

@@ -3,6 +3,7 @@
 #include <string_view>
 
 #include "platform/file.h"
+#include "platform/view_of.h"
 #include "tessaly/platform/mbcs.h"
 #include "tessaly/text/check_directory.h"
 
@@ -14,9 +15,7 @@ namespace {
 
 constexpr std::string_view forbidden_in_names = ":*?<>|";
 
-std::string_view ViewOf(char const* text) noexcept {
-    return text ? std::string_view(text) : std::string_view();
-}
+using platform::ViewOf;
 
 constexpr bool IsDivider(char c) noexcept { return c == '\\' || c == '/'; }
 

@@ -2,6 +2,7 @@
 #include <string_view>
 
 #include "platform/clock.h"
+#include "platform/view_of.h"
 #include "tessaly/text/dates.h"
 
 // Dates of Internet mail and HTTP: RFC 5322 3.3, with the named zones of RFC 822 5.1.
@@ -91,7 +92,7 @@ std::string_view Word(std::string_view text) noexcept {
 }  // namespace
 
 int ConvertDateTimeFormat(char const* text, COleDateTime& out) {
-    std::string_view rest(text ? text : "");
+    std::string_view rest = platform::ViewOf(text);
     std::string_view piece;
     Take(rest, ',', piece);
     if (!Take(rest, ' ', piece)) return 0;

@@ -5,15 +5,14 @@
 #include <functional>
 #include <string_view>
 
+#include "platform/view_of.h"
 #include "tessaly/text/kanji_codes.h"
 #include "text/code_guess.h"
 #include "text/unicode_codes.h"
 
 namespace {
 
-std::string_view ViewOf(char const* text) noexcept {
-    return text ? std::string_view(text) : std::string_view();
-}
+using platform::ViewOf;
 
 // Blocks of the conversions with UTF-8 that waste more than this are cut to what they hold.
 constexpr std::size_t tolerated_waste = 4096;

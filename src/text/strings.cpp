@@ -2,6 +2,7 @@
 
 #include <cstring>
 
+#include "platform/view_of.h"
 #include "tessaly/platform/mbcs.h"
 #include "text/byte_runs.h"
 #include "text/scratch_text.h"
@@ -11,9 +12,7 @@ namespace {
 using text::Byte;
 using text::ByteRange;
 
-std::string_view ViewOf(char const* text) noexcept {
-    return text ? std::string_view(text) : std::string_view();
-}
+using platform::ViewOf;
 
 // Bytes of the character at the start of a text that is not empty, 0 when there is none.
 int WholeCharacter(ByteRange in) noexcept {

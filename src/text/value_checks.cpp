@@ -2,6 +2,7 @@
 
 #include <string_view>
 
+#include "platform/view_of.h"
 #include "tessaly/text/date_data.h"
 
 namespace {
@@ -9,9 +10,7 @@ namespace {
 constexpr std::size_t npos = std::string_view::npos;
 constexpr std::size_t most_digits = 9;  // so that every number fits 32 bits
 
-std::string_view ViewOf(char const* text) noexcept {
-    return text ? std::string_view(text) : std::string_view();
-}
+using platform::ViewOf;
 
 constexpr bool Between(char c, char first, char last) noexcept { return c >= first && c <= last; }
 constexpr bool IsDigit(char c) noexcept { return Between(c, '0', '9'); }

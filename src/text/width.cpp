@@ -3,6 +3,7 @@
 #include <array>
 #include <string_view>
 
+#include "platform/view_of.h"
 #include "tessaly/platform/mbcs.h"
 #include "tessaly/text/strings.h"
 #include "text/byte_runs.h"
@@ -109,9 +110,7 @@ HalfForms const& Halves() noexcept {
     return forms;
 }
 
-std::string_view ViewOf(char const* text) noexcept {
-    return text ? std::string_view(text) : std::string_view();
-}
+using platform::ViewOf;
 
 }  // namespace
 

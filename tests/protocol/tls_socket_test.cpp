@@ -11,6 +11,7 @@
 #include <thread>
 #include <vector>
 
+#include "platform/freed_by.h"
 #include "tests/platform/scratch_folder.h"
 #include "tests/support/scripted_server.h"
 
@@ -21,16 +22,10 @@ using platform::TlsFailure;
 constexpr unsigned limit_ms = 4000;
 constexpr char const* name = "mail.shop.example";
 
-template <auto free>
-struct Free {
-    template <class Type>
-    void operator()(Type* object) const {
-        free(object);
-    }
-};
-using Key = std::unique_ptr<EVP_PKEY, Free<EVP_PKEY_free>>;
-using Certificate = std::unique_ptr<X509, Free<X509_free>>;
-using Context = std::unique_ptr<SSL_CTX, Free<SSL_CTX_free>>;
+using platform::FreedBy;
+using Key = std::unique_ptr<EVP_PKEY, FreedBy<EVP_PKEY_free>>;
+using Certificate = std::unique_ptr<X509, FreedBy<X509_free>>;
+using Context = std::unique_ptr<SSL_CTX, FreedBy<SSL_CTX_free>>;
 
 // A certificate that is its own authority, with `subject` for its common name.
 Certificate CertificateOf(EVP_PKEY* key, char const* subject, std::string const& names) {
@@ -45,7 +40,7 @@ Certificate CertificateOf(EVP_PKEY* key, char const* subject, std::string const&
     X509_set_issuer_name(certificate.get(), own);
     X509_set_pubkey(certificate.get(), key);
     if (!names.empty()) {
-        const std::unique_ptr<X509_EXTENSION, Free<X509_EXTENSION_free>> extension(
+        const std::unique_ptr<X509_EXTENSION, FreedBy<X509_EXTENSION_free>> extension(
             X509V3_EXT_conf_nid(nullptr, nullptr, NID_subject_alt_name, names.c_str()));
         X509_add_ext(certificate.get(), extension.get(), -1);
     }
@@ -62,7 +57,7 @@ class TlsPeer {
         const Certificate certificate = CertificateOf(key_.get(), name, names);
         SSL_CTX_use_certificate(context_.get(), certificate.get());
         SSL_CTX_use_PrivateKey(context_.get(), key_.get());
-        const std::unique_ptr<BIO, Free<BIO_free_all>> out(BIO_new_file(file.c_str(), "w"));
+        const std::unique_ptr<BIO, FreedBy<BIO_free_all>> out(BIO_new_file(file.c_str(), "w"));
         PEM_write_bio_X509(out.get(), certificate.get());
         thread_ = std::thread([this, clients] {
             sigset_t pipe;  // a client that leaves in the handshake
@@ -82,7 +77,7 @@ class TlsPeer {
         int const client = ::accept4(listener_.Descriptor(), nullptr, nullptr, SOCK_CLOEXEC);
         constexpr timeval limit{test::deadline_ms / 1000, 0};
         ::setsockopt(client, SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
-        const std::unique_ptr<SSL, Free<SSL_free>> ssl(SSL_new(context_.get()));
+        const std::unique_ptr<SSL, FreedBy<SSL_free>> ssl(SSL_new(context_.get()));
         SSL_set_fd(ssl.get(), client);
         char byte;
         if (SSL_accept(ssl.get()) == 1)
