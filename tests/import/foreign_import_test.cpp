@@ -1,10 +1,12 @@
 #include <sys/stat.h>
 
+#include <iterator>
 #include <string>
 
 #include "tessaly/platform/dialog.h"
 #include "tessaly/platform/path.h"
 #include "tessaly/platform/process.h"
+#include "tessaly/text/dates.h"
 #include "tests/customers/customer_fixture.h"
 #include "tests/support/file_content.h"
 
@@ -458,6 +460,23 @@ TEST_F(ForeignImportTest, OutLookWithAQuoteThatStaysOpen) {
         EXPECT_EQ(1, errors);
         EXPECT_NE(std::string::npos, Lines().find("引用符が閉じられておらず、")) << open;
     }
+}
+
+TEST_F(ForeignImportTest, GivesEachLineThePresentTime) {
+    static constexpr int moments[] = {0, 0, 1, 2, 1};  // the text of a second is made once
+    char expected[std::size(moments)][text::date_data_size];
+    std::string lines;
+    for (std::size_t i = 0; i < std::size(moments); ++i)
+        lines += std::to_string(i) + "@example.jp,,,,,,,,,,\r\n";
+    std::size_t line = 0;
+    db.SetForeignImportOptions({.stop = [&] {
+        clock.Set({now_seconds + moments[line], 999});
+        GetNowDateTime(expected[line++]);
+        return false;
+    }});
+    EXPECT_EQ(std::ssize(moments), Becky(lines));
+    for (int id = 0; id < std::ssize(moments); ++id)
+        ExpectCells(id, {{54, expected[id]}, {55, expected[id]}});
 }
 
 TEST_F(ForeignImportTest, EndsWhenItIsStopped) {
