@@ -29,7 +29,8 @@ std::uint64_t LoadBigEndian(unsigned char const* in) {
     return word;
 }
 
-// Six bytes at a time while a load of eight stays inside the input. Result: bytes done.
+// Six bytes at a time, as long as a load of eight stays inside the input. Result: bytes of input that were
+// encoded.
 std::size_t EncodeStandardBlocks(unsigned char const* in, std::size_t size, char* out) {
     std::size_t done = 0;
     for (; size - done >= 8; done += 6, out += 8) {

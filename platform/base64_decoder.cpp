@@ -77,7 +77,7 @@ int DecodeBase64Strictly(std::string_view in, char* out, std::size_t most) noexc
         if (end - place < 4) return bad_text;
         const std::uint32_t bits = Base64Group(place);
         if (bits & base64_foreign || place[0] == '=' || place[1] == '=') return bad_text;
-        // A '=' in the third place does not end the text by itself: the fourth character does or does not.
+        // A '=' in the third place alone does not end the text: the fourth character decides.
         const std::size_t count = place[2] == '=' ? 1 : place[3] == '=' ? 2 : 3;
         if (count > most - written) {
             PutBase64Bytes(bits, most - written, out + written);

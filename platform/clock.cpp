@@ -11,7 +11,7 @@ namespace {
 using std::chrono::sys_days;
 using std::chrono::sys_seconds;
 
-// What the calendar of <chrono> reaches; times beyond it stand at its ends.
+// The range of the calendar of <chrono>; times beyond it are set to its ends.
 constexpr sys_seconds calendar_first = sys_days{std::chrono::year::min() / 1 / 1};
 constexpr sys_seconds calendar_last =
     sys_days{std::chrono::year::max() / 12 / 31} + std::chrono::seconds{86399};
@@ -21,7 +21,7 @@ std::int64_t InCalendar(std::int64_t seconds) noexcept {
                                     calendar_last.time_since_epoch().count());
 }
 
-// Where a FrozenClock holds the clock, in milliseconds since 1970.
+// The time to which a FrozenClock sets the clock, in milliseconds since 1970.
 constexpr std::int64_t running = std::numeric_limits<std::int64_t>::min();
 std::atomic<std::int64_t> frozen_at{running};
 

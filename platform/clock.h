@@ -3,7 +3,7 @@
 #include <cstdint>
 
 // Time of day and time zone. Units that are compiled with literals in code page 932 cannot include <chrono>,
-// so every clock of the library is here. A test can hold the clock still.
+// so every clock of the library is here. A test can stop the clock.
 namespace platform {
 
 struct Instant {
@@ -21,14 +21,15 @@ Instant Now() noexcept;
 CalendarTime LocalTime(std::int64_t seconds) noexcept;
 CalendarTime UtcTime(std::int64_t seconds) noexcept;
 inline CalendarTime LocalTimeNow() noexcept { return LocalTime(Now().seconds); }
-// Seconds that local time at `seconds` stands east of UTC, summer time included.
+// Offset of local time from UTC at `seconds`, in seconds, positive to the east, summer time included.
 long UtcOffset(std::int64_t seconds) noexcept;
-// Seconds west of UTC without summer time, read anew from TZ (the runtime's _timezone after _tzset).
+// Offset of standard time from UTC in seconds, positive to the west, read anew from TZ (the runtime's
+// _timezone after _tzset).
 long StandardTimezone() noexcept;
 // Steady clock for time limits and progress.
 std::int64_t MonotonicMilliseconds() noexcept;
 
-// The process's clock stands at `instant` while such an object lives; for tests, one at a time.
+// For tests: the process's clock stands at `instant` as long as the object lives. One at a time.
 class FrozenClock {
   public:
     explicit FrozenClock(Instant instant) noexcept;

@@ -9,11 +9,11 @@
 namespace platform {
 namespace {
 
-// Bytes of input that are converted before they join the result.
+// Bytes of input that are converted before they are appended to the result.
 constexpr std::size_t step_size = 1024;
 
-// Takes the character at `at` and moves behind it; 0 for one without a Unicode form. A lead byte without a
-// byte that can follow it is stepped over alone, so that a damaged text loses no more than the damaged byte.
+// Takes the character at `at` and moves `at` behind it; 0 for one without a Unicode form. A lead byte without
+// a valid second byte is skipped alone, so that a damaged text loses only the damaged byte.
 std::uint16_t TakeUnit(Codepage932Tables const& tables, std::string_view text, std::size_t& at) noexcept {
     auto const first = static_cast<unsigned char>(text[at++]);
     if (!IsLeadByte(first) || at == text.size() || !IsTrailByte(text[at])) return tables.unicode_of[first];

@@ -12,10 +12,10 @@ struct Codepage932Tables {
     std::array<std::uint16_t, 0x10000> code_of{};
 };
 
-// Made at the first call; from then on they only are read.
+// Made by the first call and only read after it.
 Codepage932Tables const& Codepage932() noexcept;
 
-// Fills both tables beyond ASCII by the system's conversion. Without one they stay as they are.
+// Fills both tables beyond ASCII by the system's conversion. Where the system has none they stay as they are.
 void FillCodepage932(Codepage932Tables& tables) noexcept;
 
 }  // namespace platform

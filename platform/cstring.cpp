@@ -15,7 +15,7 @@
 
 namespace {
 
-// In front of the header of a text that is not a pool's.
+// In front of the header of a text that does not belong to a pool.
 struct Prefix {
     std::uint32_t capacity;  // bytes without the NUL
     std::uint32_t unused;
@@ -80,8 +80,7 @@ char* CString::Allocate(std::size_t capacity) {
     return text;
 }
 
-// What may be written at `text` without asking for another block; 0 where the text must not be written at
-// all.
+// Bytes that may be written at `text` without a new block; 0 where the text must not be written to.
 std::size_t CString::CapacityOf(char const* text) noexcept {
     if (text == EmptyText() || HeaderOf(text)->references.load(std::memory_order_relaxed) & pool_mark)
         return 0;
@@ -196,7 +195,7 @@ CString& CString::Append(std::string_view text) {
     if (length <= CapacityOf(text_) && !IsShared(text_)) {
         std::memmove(text_ + old_length, text.data(), text.size());
     } else {
-        // `text` may lie inside the old block, which therefore goes last.
+        // `text` may lie inside the old block, which is therefore released last.
         char* block =
             Allocate(old_length == 0 ? length : std::max(length, std::min(2 * old_length, longest_text)));
         std::memcpy(block, text_, old_length);

@@ -5,9 +5,8 @@
 
 #include "tessaly/platform/large_blocks.h"
 
-// `live` counts the texts of the block that still have a reference. So that filling costs no atomic
-// operation, it starts high, texts that go count down, and the count is put right when the pool leaves the
-// block.
+// `live` counts the texts of the block that are still referenced. It starts high, so that filling the block
+// costs no atomic operation; releasing a text lowers it, and it is corrected when the pool leaves the block.
 struct CStringPool::Block {
     std::atomic<std::int32_t> live;
     char room[4];
@@ -23,7 +22,7 @@ namespace {
 constexpr std::int32_t while_filling = 1 << 30;
 constexpr std::size_t alignment = 4;
 constexpr std::size_t recent_slots = 4096;
-// A load of no more than these is not worth a block and the slots.
+// Loads of up to this number of texts do not repay a block and the slots.
 constexpr std::uint32_t few_texts = 256;
 // Longer texts seldom recur.
 constexpr std::size_t longest_shared = 40;
@@ -35,7 +34,7 @@ std::uint64_t WordAt(char const* at) noexcept {
     return word;
 }
 
-// The up to seven bytes of a short text, or the last eight of a longer one.
+// The bytes of a text of up to seven, or the last eight of a longer one.
 std::uint64_t LastWord(std::string_view text) noexcept {
     char const* const end = text.data() + text.size();
     if (text.size() >= 8) return WordAt<std::uint64_t>(end - 8);

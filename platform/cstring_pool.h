@@ -8,11 +8,11 @@
 #include "tessaly/platform/cstring.h"
 
 // Makes many small CStrings at once, for bulk loads. Texts of a pool lie side by side in blocks of 64 KiB on
-// large pages; a block is given back when the last text in it is gone, however long after the pool itself. A
-// short text that recurs is shared from its second making on, which costs a table with recurring values a
-// pointer a cell.
+// large pages; a block is released with the last text in it, however long after the pool itself. A short text
+// that recurs is shared from its second making on, so that recurring values of a table cost one pointer a
+// cell.
 //
-// A pool belongs to one thread; its texts are ordinary CStrings and may go anywhere.
+// A pool belongs to one thread; its texts are ordinary CStrings and may be used by any.
 class CStringPool {
   public:
     CStringPool();
@@ -26,8 +26,8 @@ class CStringPool {
   private:
     friend class CString;
     struct Block;
-    // A text that came twice, and the mark of one that came once: texts that never come again do not push out
-    // those that do.
+    // A text that came twice, and the mark of one that came once: texts that come only once do not displace
+    // those that recur.
     struct Slot {
         std::uint32_t mark = 0;
         std::uint32_t seen_once = 0;
@@ -35,7 +35,7 @@ class CStringPool {
     };
     static constexpr std::size_t block_size = 64 * 1024;
 
-    // The block that is being filled with texts of one kind.
+    // The block that is filled with texts of one kind.
     struct Filling {
         Block* block = nullptr;
         std::size_t used = 0;
@@ -48,6 +48,6 @@ class CStringPool {
 
     std::uint32_t few_ = 0;  // texts made before the first block
     Filling ordinary_;
-    Filling recurring_;         // side by side, since they are touched again and again
+    Filling recurring_;         // side by side, since they are read again and again
     std::vector<Slot> recent_;  // by hash of the text
 };

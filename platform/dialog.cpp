@@ -48,7 +48,7 @@ int DefaultButton(unsigned type) {
     return IDOK;
 }
 
-// A text may quote what a server or a file said; on a terminal it must not do more than be read.
+// A text may quote a server or a file: control characters must not reach the terminal.
 void Print(char const* title, char const* text) {
     std::string lines = platform::Utf8FromCp932(title ? title : "");
     if (!lines.empty()) lines += ": ";

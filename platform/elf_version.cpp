@@ -5,7 +5,7 @@
 #include "tessaly/platform/mbcs.h"
 
 // The library's own version block is a note of its ELF file (System V ABI, "Note Section"): the name
-// "Tessaly", the type 1, and as its content item and value by turns, each with a NUL. The values of this
+// "Tessaly", the type 1, and as its content item and value in turn, each with a NUL. The values of this
 // layout never change.
 namespace platform {
 namespace {
@@ -36,8 +36,8 @@ struct Note {
 };
 [[gnu::section(".note.tessaly"), gnu::used, gnu::aligned(4)]] constinit const Note note;
 
-// ELF of 64 bits, lowest byte first: identification, and the places of the fields in its header, in a program
-// header and in a note.
+// ELF of 64 bits, lowest byte first: identification, and the offsets of the fields in its header, in a
+// program header and in a note.
 constexpr std::string_view elf_start("\177ELF\2\1", 6);
 enum ElfPlace : std::size_t {
     table_offset_at = 32,

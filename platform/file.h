@@ -9,13 +9,12 @@
 
 #include "tessaly/platform/cstring.h"
 
-// Files and directories by library paths (platform/path.h).
+// Files and directories by library paths (tessaly/platform/path.h).
 namespace platform {
 
-// As fopen; "r", "w", "a", "+", "b" mean what they mean there. Every stream is binary: nothing is done to
-// line ends.
+// As fopen, with the modes "r", "w", "a", "+", "b". Every stream is binary: line ends are not converted.
 std::FILE* OpenStream(char const* path, char const* mode);
-// Closes; false when that or an earlier write of the stream failed (a full disk shows here).
+// Closes; false when that or an earlier write of the stream failed (a full disk is reported here).
 bool CloseStream(std::FILE* stream);
 
 struct StreamCloser {
@@ -48,7 +47,7 @@ bool CopyFile(char const* from, char const* to, bool fail_if_exists);
 // creation time, the earliest time that it does keep stands for it.
 bool FileTimes(char const* path, std::int64_t* created, std::int64_t* modified);
 
-// A file that is kept open to be added to, whole entries at a time (logs). Every entry is in the file when
+// A file that is kept open and appended to, whole entries at a time (logs). Every entry is in the file when
 // Append returns; the file may be deleted, replaced or cut by others in between.
 class AppendFile {
   public:
@@ -67,8 +66,8 @@ class AppendFile {
     std::int64_t Length() const noexcept;
     // The first `count` bytes, fewer if the file is shorter. false when the file cannot be read.
     bool Head(std::size_t count, std::string& head) const;
-    // Keeps out everyone else who locks the file, in other processes too, until Unlock or Close. Append and
-    // Truncate do not ask for it. false where there are no such locks.
+    // Excludes every other process and object that locks the file, until Unlock or Close. Append and Truncate
+    // do not check it. false where there are no such locks.
     bool Lock() noexcept;
     void Unlock() noexcept;
     bool Truncate();
@@ -85,9 +84,9 @@ class AppendFile {
 };
 
 // Test seam: after `writes` further successful writes through this layer, every write fails as on a full
-// disk. -1 ends it. A write is one flush of a stream, one Append, or one WriteWholeFile.
+// disk; -1 ends this. A write is one flush of a stream, one Append, or one WriteWholeFile.
 void FailWritesAfter(int writes) noexcept;
-// Test seam: the same for reads, which then fail as on a broken disk. A read is one block of a file.
+// Test seam: the same for reads, which fail as on a broken disk. A read is one block of a file.
 void FailReadsAfter(int reads) noexcept;
 
 }  // namespace platform
@@ -117,7 +116,7 @@ class CFile {
     // false when it cannot be opened. Share flags are accepted and have no effect.
     virtual bool Open(char const* path, unsigned flags);
     virtual void Close();
-    // The same; false when it was not open, or when a write of it failed or fails only now.
+    // As Close; false when the file was not open, or when an earlier write of it or the closing failed.
     bool CloseChecked();
     // Bytes read, 0 at the end and on failure.
     unsigned Read(void* buffer, unsigned count);
@@ -138,7 +137,7 @@ class CFile {
 
   protected:
     enum class LastUse { none, reading, writing };
-    // A stream must be told its place between reading and writing.
+    // A stream must be positioned between reading and writing.
     bool TurnTo(LastUse use);
 
     std::FILE* stream_ = nullptr;
@@ -147,7 +146,7 @@ class CFile {
     CString path_;
 };
 
-// The same with lines.
+// A CFile with operations for lines.
 class CStdioFile : public CFile {
   public:
     // One line without its LF (a CR stays); false at the end of the file.
@@ -159,16 +158,16 @@ class CStdioFile : public CFile {
 // ASCII case). The entries come in the order of their names' bytes.
 class CFileFind {
   public:
-    // true when an entry is there; it becomes current with the first FindNextFile.
+    // true when there is an entry; the first FindNextFile makes it the current one.
     bool FindFile(char const* pattern);
-    // Moves to the next entry; true when another one is behind it.
+    // Makes the next entry the current one; true when there is another one behind it.
     bool FindNextFile();
     CString GetFileName() const;
     CString GetFilePath() const;
     // The name without its extension.
     CString GetFileTitle() const;
     bool IsDirectory() const;
-    // "." or "..": never given by this layer.
+    // Whether the entry is "." or "..", which this layer never gives.
     bool IsDots() const { return false; }
     std::int64_t GetLength() const;
     void Close();

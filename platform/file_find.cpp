@@ -19,7 +19,7 @@ std::string_view CharacterAt(std::string_view text, std::size_t at) noexcept {
     return text.substr(at, platform::CharacterSize(text, at));
 }
 
-// "?" stands for one character, and a letter for itself in either case.
+// "?" matches any one character, and a letter matches itself in either case.
 bool MatchesCharacter(std::string_view wanted, std::string_view character) noexcept {
     if (wanted == "?") return true;
     return wanted == character ||

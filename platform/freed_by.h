@@ -2,8 +2,9 @@
 
 namespace platform {
 
-// Lets a std::unique_ptr free its object by a function of a C library: std::unique_ptr<BIO,
-// FreedBy<BIO_free_all>>.
+// Frees the object of a std::unique_ptr by a function of a C library:
+//
+//     std::unique_ptr<BIO, FreedBy<BIO_free_all>>
 template <auto free>
 struct FreedBy {
     template <class Type>

@@ -4,7 +4,7 @@
 
 namespace platform {
 
-// What any thread can raise to end the waiting of another: a descriptor that can be read from Raise to Clear.
+// Lets any thread end the waiting of another: a descriptor that is readable from Raise to Clear.
 class Interruption {
   public:
     Interruption();

@@ -9,7 +9,7 @@ namespace {
 
 constexpr std::size_t npos = std::string_view::npos;
 
-// The letters of one case, as the first and the last of them and the way to the other case.
+// The letters of one case: the first, the last, and the distance to the other case.
 struct LetterCase {
     unsigned char ascii_first, ascii_last;
     unsigned char wide_first, wide_last;  // second bytes; the first is 0x82
@@ -38,7 +38,7 @@ unsigned CodeAt(std::string_view text, std::size_t position) noexcept {
     return unsigned{first} << 8 | static_cast<unsigned char>(text[position + 1]);
 }
 
-// Characters that are equal have equal sizes, so one position serves both texts.
+// Equal characters have equal sizes, so one position serves both texts.
 template <unsigned (*Value)(unsigned) noexcept>
 int CompareCharacters(std::string_view a, std::string_view b) noexcept {
     std::size_t at = 0;
@@ -69,15 +69,17 @@ void ChangeCase(char* text, std::size_t length, LetterCase const& from) noexcept
     }
 }
 
-// The lead bytes that stand without a gap in front of `position`, as the place of the first of them, not
+// The lead bytes directly in front of `position` form a run; result: the place of its first one, but not
 // before `known`, at which a character starts. Behind a byte that is no lead byte a character always starts,
-// so the run starts with a character and goes on in pairs: `position` starts one if the run's length is even.
+// so the run starts with a character and goes on in pairs: a character starts at `position` if the length of
+// the run is even.
 std::size_t LeadRun(std::string_view text, std::size_t known, std::size_t position) noexcept {
     while (position > known && IsLeadByte(text[position - 1])) --position;
     return position;
 }
 
-// A cell is searched sooner than the table is made with which memmem stays fast in a long text.
+// A table cell is searched in less time than it takes to build the table by which memmem is fast in a long
+// text.
 std::size_t FindBytes(std::string_view text, std::string_view word, std::size_t start) noexcept {
     constexpr std::size_t short_text = 64;
     if (text.size() - start <= short_text) return text.find(word, start);
@@ -128,7 +130,7 @@ std::size_t Find(std::string_view text, char c, std::size_t start) noexcept {
 }
 
 std::size_t ReverseFind(std::string_view text, char c) noexcept {
-    std::size_t run = text.size();  // start of the run of lead bytes that was looked at last
+    std::size_t run = text.size();  // start of the last run of lead bytes that was looked at
     for (std::size_t end = text.size(); end > 0;) {
         void const* hit = memrchr(text.data(), c, end);
         if (!hit) break;
@@ -160,7 +162,7 @@ void splitpath(char const* path, CString* drive, CString* directory, CString* na
     const std::string_view file = rest.substr(name_start);
     const std::size_t dot = ReverseFind(file, '.');
 
-    // The path may be the text of one of the four, so that nothing is written before everything is read.
+    // The path may be the text of one of the four results, so everything is read before anything is written.
     CString parts[] = {CString(drive_part), CString(rest.substr(0, name_start)), CString(file.substr(0, dot)),
                        dot == npos ? CString() : CString(file.substr(dot))};
     CString* const places[] = {drive, directory, name, extension};

@@ -9,7 +9,7 @@
 namespace {
 
 constexpr int words_per_block = md5_block_bytes / 4;
-// Where the length of the message stands in the last block.
+// Offset of the message's length in the last block.
 constexpr std::size_t length_place = md5_block_bytes - 8;
 
 // RFC 1321 3.4: T[i] is the integer part of 4294967296 * abs(sin(i)).

@@ -3,13 +3,13 @@
 #include <memory>
 
 // A lock. With a name it is one lock for all processes of this user; its owner (a thread) can take it again
-// and gives it back as often; it is free again when its owner dies, however it dies. Without a name it is
-// this object's own. Taking a lock that is free costs no system call.
+// and must unlock it as often; it is released when its owner dies, however it dies. Without a name it belongs
+// to this object alone. Taking a free lock costs no system call.
 //
-// The names live in shared memory of the user until the machine starts anew; the first 1,536 have locks of
+// The names are kept in shared memory of the user until the machine restarts; the first 1,536 have locks of
 // their own, later ones share 64 locks. Where the system gives no shared memory, or another user has taken
-// its name there, a name is one lock for this process only, which standard error is told once. A lock whose
-// owner died is taken like a free one: what it guards may be half done.
+// its name there, a name is one lock for this process only, and a message about that goes to standard error
+// once. A lock whose owner died is taken like a free one: what it guards may be half done.
 class CMutex {
   public:
     explicit CMutex(bool initially_own = false, char const* name = nullptr);
@@ -19,7 +19,7 @@ class CMutex {
 
     // Waits without limit. Always true.
     bool Lock();
-    // Waits at most that long; false when the lock was not to be had.
+    // Waits for at most `milliseconds`; false when the lock was not free in that time.
     bool Lock(unsigned milliseconds);
     // false when the calling thread does not hold it.
     bool Unlock();

@@ -28,7 +28,7 @@ constexpr std::int64_t first_second = StartOf(std::chrono::year{first_year} / 1 
 constexpr std::int64_t last_second = StartOf(std::chrono::year{last_year} / 12 / 31) + day_seconds - 1;
 constexpr std::int64_t longest_span = last_second - first_second;
 
-// What a calendar date and a time of day say, if there is such a date and time.
+// The time of a calendar date and a time of day, if they exist.
 std::optional<std::int64_t> SecondsOf(int year, int month, int day, int hour, int minute,
                                       int second) noexcept {
     auto const in = [](int value, int first, int last) { return value >= first && value <= last; };
@@ -57,7 +57,7 @@ Status Joined(Status a, Status b) noexcept {
     return std::max(a, b);
 }
 
-// Reads a text piece by piece; a piece that is not there leaves everything as it is.
+// Reads a text piece by piece; a piece that is missing leaves the position and the value unchanged.
 class Reader {
   public:
     explicit Reader(std::string_view text) noexcept : rest_(text) {}
@@ -129,7 +129,7 @@ void AppendNumber(std::string& text, int digits, int value) {
                 static_cast<std::size_t>(std::snprintf(number, sizeof number, "%0*d", digits, value)));
 }
 
-// Appends what `letter` stands for; false for a letter that stands for nothing.
+// Appends the field of the format letter `letter`; false for an unknown letter.
 bool AppendField(std::string& text, char letter, COleDateTime const& time) {
     switch (letter) {
         case 'Y': AppendNumber(text, 4, time.GetYear()); return true;
@@ -155,7 +155,7 @@ bool AppendField(std::string& text, char letter, COleDateTime const& time) {
 }  // namespace
 
 COleDateTimeSpan::COleDateTimeSpan(long days, int hours, int minutes, int seconds) {
-    constexpr long too_many_days = 1L << 40;  // more than any count of hours makes up for
+    constexpr long too_many_days = 1L << 40;  // more than any number of hours can balance
     long const cut_days = std::clamp(days, -too_many_days, too_many_days);
     *this = FromSeconds(cut_days * day_seconds + hours * hour_seconds + minutes * minute_seconds + seconds);
 }

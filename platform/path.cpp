@@ -17,7 +17,7 @@ constexpr int drive_count = 26;
 constexpr int default_drive = 'C' - 'A';
 constexpr int no_drive = -1;
 
-// A drive's host folder without a divider at its end, so that "/" is empty.
+// A drive's host folder without a divider at its end, so that "/" becomes empty.
 struct Drive {
     bool mapped = false;
     std::string folder;
@@ -46,7 +46,7 @@ std::string FolderOf(int drive) {
 bool IsDivider(char c) noexcept { return c == '\\' || c == '/'; }
 
 // An absolute path without empty and "." parts. ".." stays, since the part in front of it may be a link. A
-// divider at the end stays too. Empty if there is no present directory.
+// divider at the end stays too. Empty if there is no current directory.
 std::string AbsoluteHostPath(std::string_view path) {
     std::string whole;
     if (path.front() != '/') {
@@ -76,8 +76,8 @@ struct DriveChoice {
     std::size_t folder_size = 0;
 };
 
-// The drive that reaches farthest into a host path; where none holds it, one that is not mapped, the default
-// drive first.
+// The drive whose folder is the longest start of a host path; where there is none, a drive that is not
+// mapped, the default drive first.
 DriveChoice DriveFor(std::string_view path) {
     Drives& all = TheDrives();
     const std::lock_guard guard(all.lock);
@@ -167,8 +167,8 @@ CString LibraryPath(std::string_view host_path, bool* exact) {
     if (absolute.size() == choice.folder_size) absolute += '/';  // a drive's root is never written without it
     std::string library = {static_cast<char>('A' + choice.drive), ':'};
     AppendLibraryNames(library, std::string_view(absolute).substr(choice.folder_size));
-    // Several characters may share one code, and bytes that are no UTF-8 may come to make one: only the way
-    // back tells.
+    // Several characters may share one code, and bytes that are no UTF-8 may become one by chance: only the
+    // way back shows whether the path is exact.
     if (exact) *exact = HostPath(library) == absolute;
     return CString(library);
 }

@@ -11,7 +11,7 @@
 namespace platform {
 namespace {
 
-// Places of the fields in the headers of the file.
+// Offsets of the fields in the headers of the file.
 enum HeaderPlace : std::size_t {
     new_header_at = 0x3C,  // in the DOS header
     dos_header_size = 0x40,
@@ -30,7 +30,7 @@ enum HeaderPlace : std::size_t {
 };
 constexpr std::uint16_t magic_32 = 0x10B, magic_64 = 0x20B;
 
-// Places in a resource directory and its entries.
+// Offsets in a resource directory and its entries.
 enum ResourcePlace : std::size_t {
     named_count_at = 12,
     number_count_at = 14,
@@ -42,11 +42,11 @@ enum ResourcePlace : std::size_t {
 constexpr std::uint32_t version_type = 16;
 constexpr std::uint32_t is_directory = 0x80000000;
 
-constexpr std::size_t most_sections = 96;  // as the loader has it
+constexpr std::size_t most_sections = 96;  // the loader's limit
 constexpr std::size_t most_entries = 4096;
 constexpr std::size_t largest_resource = 256 * 1024;
 
-// Reads a program by the addresses that it has when it is loaded.
+// Reads a program by the addresses at which it is loaded.
 class Image {
   public:
     explicit Image(CFile& file) : file_(file) {
@@ -61,7 +61,7 @@ class Image {
             std::min<std::size_t>(NumberAt<std::uint16_t>(header, section_count_at), most_sections);
         sections_ = ReadAt(file, start + optional_at + optional_size, count * section_size);
     }
-    // Where the resources begin; 0 in a file that has none or is no program.
+    // Address of the resources; 0 in a file that has none or is no program.
     std::uint32_t Resources() const { return resources_; }
     std::string Read(std::uint64_t address, std::size_t size) const {
         for (std::string_view section = sections_; section.size() >= section_size;
@@ -81,7 +81,7 @@ class Image {
         auto const magic = NumberAt<std::uint16_t>(optional, 0);
         if (magic != magic_32 && magic != magic_64) return 0;
         const std::size_t directories = magic == magic_32 ? directories_at_32 : directories_at_64;
-        // The number of directories stands in front of the first.
+        // The field in front of the first directory is their number.
         if (NumberAt<std::uint32_t>(optional, directories - 4) <= resource_directory) return 0;
         return NumberAt<std::uint32_t>(optional, directories + resource_directory * directory_size);
     }
@@ -91,8 +91,8 @@ class Image {
     std::string sections_;
 };
 
-// Where the entry of a resource directory leads that has the number, or the first one for no number; 0 for
-// none.
+// The target of the entry of a resource directory with the given number, or of its first entry without a
+// number; 0 for none.
 std::uint32_t EntryOf(Image const& image, std::uint32_t directory, std::optional<std::uint32_t> number) {
     const std::uint64_t address = std::uint64_t{image.Resources()} + directory;
     const std::string header = image.Read(address, resource_directory_size);
@@ -127,7 +127,7 @@ std::string TextOf(std::string_view units) {
     for (std::size_t at = 0; at + 2 <= units.size(); at += 2) {
         auto const unit = NumberAt<std::uint16_t>(units, at);
         if (unit == 0) break;
-        if ((unit & 0xFC00) == 0xDC00) continue;  // the half before gave the "?" of the character
+        if ((unit & 0xFC00) == 0xDC00) continue;  // the first half gave the "?" of the character
         const std::uint16_t code = Cp932Of(unit);
         if (code > 0xFF) text += static_cast<char>(code >> 8);
         text += code ? static_cast<char>(code) : '?';
@@ -151,7 +151,7 @@ struct Block {
 constexpr std::size_t block_header_size = 6;
 constexpr std::uint16_t text_type = 1;
 
-// Takes the block at the start of `rest`; nothing when there is none any more.
+// Takes the block at the start of `rest`; nothing when there is none.
 std::optional<Block> TakeBlock(std::string_view& rest) {
     const std::size_t length = NumberAt<std::uint16_t>(rest, 0);
     if (length < block_header_size) return {};

@@ -80,14 +80,14 @@ bool FindValue(std::string_view content, std::string_view section, std::string_v
     return false;
 }
 
-// The same out of a file; `content` keeps what `value` points into.
+// The same from a file; `value` is a view of `content`.
 bool ReadValue(char const* section, char const* key, char const* file, std::string& content,
                std::string_view& value) {
     return section && key && ReadWholeFile(file, content) &&
            FindValue(content, Trimmed(section), Trimmed(key), value);
 }
 
-// The digits' base by the prefix of the number; the prefix is taken off.
+// The base by the prefix of the number, which is removed from `digits`.
 int TakeBase(std::string_view& digits) {
     static constexpr struct {
         std::string_view prefix;
@@ -127,7 +127,7 @@ std::string_view WholeCharacters(std::string_view text, std::size_t most) {
     return text.substr(0, size);
 }
 
-// What would not come back as the name that it is, or would tear the file.
+// false for a name that could not be read back, or would break the lines of the file.
 bool IsSectionName(std::string_view name) {
     // With the bracket behind it: a lead byte at the end of the name would take it for its second byte.
     return !name.empty() && name.find_first_of(line_ends) == npos &&
@@ -144,14 +144,14 @@ std::string_view LineEndOf(std::string_view content) {
     return content.substr(end, content.substr(end).starts_with("\r\n") ? 2 : 1);
 }
 
-// What is to be done to a file: `value` null removes the key, `key` null the section.
+// The change to a file: `value` null removes the key, `key` null the section.
 struct Change {
     std::string_view section;
     std::string_view const* key;
     std::string_view const* value;
 };
 
-// The content with a change made. Everything else goes over byte for byte.
+// The content with a change made. Everything else is copied byte for byte.
 class Rewriter {
   public:
     explicit Rewriter(Change const& change) : change_(change) {}
@@ -178,8 +178,8 @@ class Rewriter {
             result_ += line.whole;
         if (inside_ && line.whole.find_first_not_of(" \t\v\f\r\n") != npos) place_ = result_.size();
     }
-    // Only the first section of a name counts; but what is to be removed goes from every one, or a second one
-    // would come to light.
+    // Only the first section of a name counts. A removal applies to every one, or a second one would become
+    // visible.
     bool Enters(std::string_view name) {
         if (!EqualNoCase(name, change_.section) || (Adds() && found_section_)) return false;
         return found_section_ = true;

@@ -2,9 +2,8 @@
 
 // Profile (.ini) files as Windows reads them: sections in brackets, key=value lines, names without regard to
 // case, blanks around names and values dropped, one pair of quotes (double or single) around a value dropped,
-// lines that begin with ";" passed over. Of sections and keys that stand there twice the first counts. Paths
-// are library paths; text stays in code page 932. Any thread may call; writers of all processes wait for each
-// other.
+// lines that begin with ";" skipped. Of equal sections and keys the first counts. Paths are library paths;
+// text stays in code page 932. Any thread may call; writers of all processes wait for each other.
 namespace platform {
 
 // The number at the start of the value (0 for a value that has none), or `default_value` when the key is
@@ -17,8 +16,8 @@ unsigned GetPrivateProfileString(char const* section, char const* key, char cons
                                  unsigned size, char const* file);
 // Sets one value, making file and section as needed; everything else in the file stays as it is. A null
 // `value` removes the key, a null `key` the section. Non-zero for success; 0 also for names and values that
-// would not come back from the file (line ends, a key with "=", a section with "]", no name). After a failure
-// the file is as it was.
+// could not be read back (line ends, a key with "=", a section with "]", no name). After a failure the file
+// is as it was.
 int WritePrivateProfileString(char const* section, char const* key, char const* value, char const* file);
 
 }  // namespace platform

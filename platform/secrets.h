@@ -5,7 +5,7 @@
 
 #include "tessaly/platform/cstring.h"
 
-// Passwords, and what is made of them for a server, do not stay in memory.
+// Passwords, and the texts made of them for a server, do not stay in memory.
 namespace platform {
 
 // Overwrites bytes by zeros; the compiler does not leave it out.

@@ -22,7 +22,7 @@ auto FindTimer(std::uint32_t id) {
     return std::find_if(timers.begin(), timers.end(), [id](Timer const& timer) { return timer.id == id; });
 }
 
-// Distinct in the whole process, so that no thread can kill its own timer by another's ID.
+// Unique in the process, so that a thread cannot end its own timer by another's ID.
 std::uint32_t NewId() {
     static std::atomic<std::uint32_t> last{0};
     for (;;) {

@@ -10,10 +10,10 @@ inline constexpr unsigned wm_timer = 275;
 
 struct Message {
     unsigned message;
-    std::uint32_t wParam;  // the timer's ID
+    std::uint32_t wParam;  // ID of the timer
 };
 
-// Repeats every `milliseconds` (at least 1) until killed. Result: its ID, never 0 but on failure.
+// Repeats every `milliseconds` (at least 1) until killed. Result: its ID; 0 on failure.
 std::uint32_t SetTimer(std::uint32_t milliseconds);
 // 1, or 0 when this thread has no such timer. Its waiting messages go too.
 int KillTimer(std::uint32_t id);

@@ -10,17 +10,17 @@
 namespace platform {
 
 struct TlsOptions {
-    // As a subject alternative name of the certificate must have it, whole or with "*" for its first label
-    // (RFC 9525 6); the subject is not looked at. A host name also goes to the server (SNI, RFC 6066 3).
+    // As in a subject alternative name of the certificate, whole or with "*" for its first label (RFC 9525
+    // 6); the subject is not looked at. A host name is also sent to the server (SNI, RFC 6066 3).
     CString host;
-    unsigned port;    // with the host, that to which an earlier session belongs
+    unsigned port;    // identifies, with the host, an earlier session
     CString ca_file;  // library path of the certificates to trust (PEM); empty for those of the system
     bool verify = true;
 };
 
-// What a server showed of itself, for people to read. Texts in UTF-8; times "YYYY/MM/DD hh:mm:ss", UTC.
+// A server's certificate, for people to read. Texts in UTF-8; times "YYYY/MM/DD hh:mm:ss", UTC.
 struct TlsCertificate {
-    CString subject, issuer, names;  // names: those of hosts, divided by ", "
+    CString subject, issuer, names;  // names: those of hosts, separated by ", "
     CString valid_from, valid_until;
 };
 
@@ -38,7 +38,7 @@ enum class TlsFailure {
 // The state of one secured connection. One thread uses an object.
 class TlsLayer {
   public:
-    // What a call has to wait for before it is made again.
+    // The condition under which a call can be repeated.
     enum class Wait { to_receive, to_send };
     // Waits until the socket is ready. Result: 0, or the socket's error.
     using Waiting = std::function<int(Wait)>;
@@ -50,21 +50,21 @@ class TlsLayer {
     // empty one or one too long for a name, ends it. An interrupted wait is timed_out. The waiting limits the
     // time.
     TlsFailure Start(TlsOptions const& options, int descriptor, Waiting const& wait);
-    // Tells the peer, and does not wait for its answer.
+    // Sends the end of the connection, and does not wait for the peer's answer.
     void End();
     bool IsOn() const { return connection_ != nullptr; }
-    // What the TLS library or the verification said to the last failure, in English.
+    // The text of the TLS library or of the verification about the last failure, in English.
     CString FailureText() const { return failure_text_; }
     // Such as "TLSv1.3, TLS_AES_256_GCM_SHA384".
     CString Parameters() const;
-    // Of the last handshake, failed or not; all empty where the server showed none.
+    // That of the last handshake, failed or not; all empty where the server showed none.
     TlsCertificate const& Certificate() const { return certificate_; }
 
-    // One try to move bytes while it is on. Result: their number, 0 when the peer closed, or -1 with errno;
-    // for EAGAIN `wait` becomes what to wait for.
+    // One try to move bytes. Result: their number, 0 when the peer closed, or -1 with errno; for EAGAIN
+    // `wait` becomes the condition for the next try.
     long TrySend(void const* data, int size, Wait& wait);
     long TryReceive(void* data, int size, Wait& wait);
-    // Whether there are bytes that came already.
+    // Whether there are received bytes that were not read.
     bool HasReceived() const;
 
   private:

@@ -8,8 +8,9 @@
 
 class CFile;
 
-// The two forms in which a program carries its version information. Both readers take any bytes: what is not
-// the form, is cut or points outside of the file gives nothing, at a cost that does not grow with the file.
+// The two forms in which a program carries its version information. Both readers take any bytes: one that has
+// another form, is cut or points outside of the file gives nothing, at a cost that does not grow with the
+// file.
 namespace platform {
 
 // The value of an item in code page 932; nothing when the file has no such block or the block no such item.
@@ -19,7 +20,7 @@ std::optional<std::string> ItemOfPortableExecutable(CFile& file, std::string_vie
 // `size` bytes at `offset` of a file; fewer where it ends.
 std::string ReadAt(CFile& file, std::uint64_t offset, std::size_t size);
 
-// The unsigned number of that type at a place, its lowest byte first; 0 where the bytes end before.
+// The unsigned number of that type at an offset, lowest byte first; 0 where the bytes end before.
 template <class Number>
 Number NumberAt(std::string_view bytes, std::size_t at) noexcept {
     if (at > bytes.size() || bytes.size() - at < sizeof(Number)) return 0;
@@ -29,7 +30,7 @@ Number NumberAt(std::string_view bytes, std::size_t at) noexcept {
     return static_cast<Number>(number);
 }
 
-// From a place to the end; empty behind the end.
+// The bytes from an offset to the end; empty behind the end.
 inline std::string_view From(std::string_view bytes, std::size_t at) noexcept {
     return bytes.substr(at < bytes.size() ? at : bytes.size());
 }

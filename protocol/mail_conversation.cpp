@@ -13,7 +13,7 @@ constexpr unsigned ms_of_second = 1000;
 
 unsigned Milliseconds(int seconds) { return seconds < 1 ? 0 : static_cast<unsigned>(seconds) * ms_of_second; }
 
-// The texts by which failures are told apart.
+// The texts that identify failures.
 constexpr char const* text_timeout = "Timeout.";
 constexpr char const* text_interrupted = "Interrupted.";
 constexpr char const* text_no_host = "The RemoteHost address is invalid (0.0.0.0).";
@@ -57,7 +57,7 @@ void MailConversation::ForgetError() {
     error_text_.Empty();
 }
 
-// The error event comes before the end of the connection, so that a watcher of the events sees which step
+// The error event comes before the end of the connection, so that an observer of the events sees which step
 // failed.
 ComponentFailure MailConversation::FailAndClose(ComponentFailure failure, CString const& text) {
     Fail(failure, text);
@@ -83,7 +83,7 @@ ComponentFailure MailConversation::FailBySocket() {
     return FailAndClose(ComponentFailure::OfSocket(error), text);
 }
 
-// A number that is none of MailSecurity stays, so that a caller who does not look at the result cannot end up
+// A value that is not one of MailSecurity is kept, so that a caller that ignores the result cannot end up
 // with a plain connection.
 ComponentFailure MailConversation::SetSecurity(ComponentValue const& value) {
     settings_.security = value.IsNumber() ? value.Number() : no_security_number;
@@ -167,7 +167,7 @@ ComponentFailure MailConversation::SendText(CString text) {
     return socket_.SendBlock(text, 0, 0) < 0 ? FailBySocket() : ComponentFailure();
 }
 
-// The protocols are those of TLS 1.2 and above, whatever else is asked for.
+// The protocols are TLS 1.2 and above, whatever the line requests.
 ComponentFailure MailConversation::Configure(CString const& line) {
     return line.Left(line.Find('=') + 1) == "SSLEnabledProtocols="
                ? ComponentFailure()

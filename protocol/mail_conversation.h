@@ -37,7 +37,7 @@ class MailConversation {
     ~MailConversation();
 
     ComponentFailure SetSecurity(ComponentValue const& value);
-    // Off by the number 0 alone.
+    // Off for the number 0 only.
     void SetVerify(ComponentValue const& value) {
         settings_.verify = !value.IsNumber() || value.Number() != 0;
     }
@@ -47,11 +47,11 @@ class MailConversation {
     // The handshake.
     ComponentFailure Secure();
     void Close();
-    // A line with its CR LF behind it; `shown` stands in the trail in its place.
+    // Sends a line with CR LF behind it; `shown` stands in the trail instead of it.
     ComponentFailure SendLine(CString line, char const* shown = nullptr);
-    // Any text, without a trail.
+    // Sends a text that the trail does not show.
     ComponentFailure SendText(CString text);
-    // Notes the failure and tells it; gives it back.
+    // Records the failure, fires its event and returns it.
     ComponentFailure Fail(ComponentFailure failure, CString const& text);
     ComponentFailure FailAndClose(ComponentFailure failure, CString const& text);
     ComponentFailure FailBySocket();
@@ -64,7 +64,7 @@ class MailConversation {
     // Takes a configuration line, "NAME=VALUE".
     ComponentFailure Configure(CString const& line);
     void ForgetError();
-    // Failures are not noted and not told while one lives.
+    // While an object lives, failures are neither recorded nor fired as events.
     class Quiet {
       public:
         explicit Quiet(MailConversation& conversation) : conversation_(conversation) {

@@ -15,7 +15,7 @@ namespace protocol {
 namespace {
 
 constexpr std::string_view positive = "+OK", negative = "-ERR ", line_end = "\r\n";
-// What is reserved for a message at most before any of it is there.
+// Largest memory that is reserved for a message before its bytes come.
 constexpr long largest_reservation = 16 * 1024 * 1024;
 
 CString Numbered(char const* command, long number) {
@@ -24,7 +24,7 @@ CString Numbered(char const* command, long number) {
 
 bool HoldsLineEnd(CString const& text) { return text.FindOneOf("\r\n") >= 0; }
 
-// The time stamp of a greeting, angle brackets and all (RFC 1939 7); empty for none.
+// The time stamp of a greeting with its angle brackets (RFC 1939 7); empty for none.
 std::string_view TimeStampIn(std::string_view greeting, bool one_at_sign) {
     const std::size_t open = greeting.find('<'), close = greeting.find('>', std::min(open, greeting.size()));
     if (close == greeting.npos) return {};
@@ -33,7 +33,7 @@ std::string_view TimeStampIn(std::string_view greeting, bool one_at_sign) {
     return signs == 1 || (signs > 1 && !one_at_sign) ? stamp : std::string_view();
 }
 
-// What stands in square brackets at the start of a refusal's text.
+// The text in square brackets at the start of a refusal.
 std::string_view ResponseCodeIn(std::string_view refusal) {
     if (!refusal.starts_with(negative) || refusal.substr(negative.size(), 1) != "[") return {};
     const std::string_view code = refusal.substr(negative.size() + 1);
@@ -127,7 +127,7 @@ PopResult PopConversation::LogIn() {
     if (options_.upgrade)
         if (PopResult const upgraded = Upgrade(); upgraded != PopResult::done) return upgraded;
     Begin(PopPhase::login);
-    // They would be commands of their own.
+    // A line end would begin another command.
     if (HoldsLineEnd(options_.user) || HoldsLineEnd(options_.password))
         return PopResult::line_end_in_credentials;
     switch (options_.login) {
@@ -138,7 +138,7 @@ PopResult PopConversation::LogIn() {
     return PopResult::unknown_login;
 }
 
-// What a server offers it tells since RFC 2449; one that refuses CAPA offers nothing.
+// Servers list their capabilities since RFC 2449; one that refuses CAPA offers none.
 PopResult PopConversation::Upgrade() {
     if (options_.upgrade_if_offered) {
         bool offered = false;

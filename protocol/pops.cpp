@@ -20,7 +20,7 @@ constexpr int default_port = 110;
 constexpr int no_auth_number = -1;
 constexpr int behind_status = 4;  // of a reply
 
-// What a failed step is for the component, but for what the channel knows and for a refusal.
+// The component's failure for a failed step, except for failures of the channel and refusals.
 constexpr struct {
     PopResult result;
     ComponentError error;
@@ -39,7 +39,7 @@ constexpr struct {
     {PopResult::message_too_long, component_protocol, "The server's text is too long."},
 };
 
-// "NUMBER REST", the blanks between them gone.
+// "NUMBER REST", without the blanks between them.
 struct NumberedText {
     explicit NumberedText(CString const& line) : number(std::atoi(line)) {
         int const blank = line.Find(' ');
@@ -81,12 +81,12 @@ class PopsComponent : public MailConversation, private PopConversation::Channel 
     ComponentFailure Quit();
     ComponentFailure Reset();
     PopOptions Options() const;
-    // The failure that a step ended with, and where the conversation stands.
+    // The failure of a step, by its result and the phase of the conversation.
     ComponentFailure FailureOf(PopResult result, PopConversation const& pop);
     ComponentFailure Told(PopResult result, CString const& reply);
 
     SocketSupport& Socket() override { return socket_; }
-    // A failed channel has noted and told its failure, and keeps it in lost_.
+    // A failed channel has recorded its failure, fired its event, and keeps it in lost_.
     bool SendLine(CString const& line, char const* shown) override {
         return !(lost_ = MailConversation::SendLine(line, shown));
     }
@@ -177,7 +177,7 @@ ComponentFailure PopsComponent::Speak(int method, ComponentValue const* argument
 }
 
 ComponentFailure PopsComponent::Reset() {
-    socket_.Close();  // the first state, of which nothing is told
+    socket_.Close();  // no event tells of the first state
     Wipe(settings_.password);
     settings_ = {};
     settings_.port = default_port;
@@ -278,7 +278,7 @@ ComponentFailure PopsComponent::ListSizes(PopConversation& pop) {
     return FailureOf(result, pop);
 }
 
-// The server deletes now, so a farewell that fails is a failure.
+// The server deletes at this point, so a failed QUIT is a failure.
 ComponentFailure PopsComponent::Quit() {
     step_ = {};
     if (!IsOpen()) return component_ok;

@@ -6,8 +6,8 @@
 #include <string>
 #include <string_view>
 
-// The three methods of SMTP authentication (RFC 4954): which one to use, and what to answer. Nothing here
-// talks to a server.
+// The three methods of SMTP authentication (RFC 4954): choice of the method, and the answers. This module
+// does not talk to a server.
 namespace protocol {
 
 enum class AuthMethod { cram_md5, login, plain };
@@ -16,7 +16,7 @@ struct AllowedMethods {
     bool cram_md5 = false, login = false, plain = false;
 };
 
-// The methods in the order in which they are preferred. A further one has its row here and its answer in
+// The methods in the order of preference. A further one has its row here and its answer in
 // SmtpConversation::Try.
 struct AuthMechanism {
     AuthMethod method;
@@ -29,8 +29,8 @@ inline constexpr std::array<AuthMechanism, 3> auth_mechanisms = {{
     {AuthMethod::plain, "PLAIN", &AllowedMethods::plain},
 }};
 
-// Texts and their base64 forms live in buffers of 512 bytes, the closing NUL included, on both sides of a
-// conversation. What does not fit is refused, never cut.
+// Texts and their Base64 forms are kept in buffers of 512 bytes, the closing NUL included, on both sides of a
+// conversation. A text that does not fit is refused, never cut.
 inline constexpr std::size_t auth_buffer_size = 512;
 inline constexpr std::size_t longest_challenge = auth_buffer_size - 1;
 // The longest text whose base64 form fits: 127 groups of three bytes.
@@ -39,7 +39,7 @@ inline constexpr std::size_t longest_answer = (auth_buffer_size - 1) / 4 * 3;
 // The name as it stands behind AUTH.
 char const* MethodName(AuthMethod method) noexcept;
 
-// Whether the reply to EHLO speaks of authentication at all, in either case.
+// Whether the reply to EHLO mentions authentication, in either case.
 bool OffersAuthentication(std::string_view ehlo_reply);
 // The first method in the order CRAM-MD5, LOGIN, PLAIN that is allowed and whose name stands in the reply, by
 // its exact case.
@@ -47,7 +47,7 @@ std::optional<AuthMethod> ChooseMethod(std::string_view ehlo_reply, AllowedMetho
 
 // Whether the answers of the method fit.
 bool CredentialsFit(AuthMethod method, std::string_view user, std::string_view password) noexcept;
-// false when there are allowed methods but the credentials fit none of them.
+// false when methods are allowed but the credentials fit none of them.
 bool CredentialsUsable(AllowedMethods allowed, std::string_view user, std::string_view password) noexcept;
 
 // Decodes a server's base64 text strictly. nullopt when it is damaged or empty.

@@ -73,8 +73,8 @@ bool SmtpConversation::Offers(std::string_view extension) const {
     return false;
 }
 
-// Where the upgrade is required it is asked for even if it is not offered, so that the server's own word is
-// on record.
+// Where the upgrade is required, STARTTLS is sent even if it is not offered, so that the server's own reply
+// is on record.
 SmtpResult SmtpConversation::Upgrade() {
     if (options_.upgrade_if_offered && !Offers("STARTTLS")) return SmtpResult::done;
     SmtpResult const result = Command(SmtpPhase::upgrade, "STARTTLS", ReplyKind::completion);

@@ -9,40 +9,40 @@
 #include "tessaly/platform/cstring.h"
 #include "tessaly/protocol/smtp_failure.h"
 
-// The client's side of SMTP (RFC 5321), written once: which command follows which reply. What carries the
-// lines, keeps their log and says in which words a step failed is the business of the class above it.
+// The client's side of SMTP (RFC 5321): which command follows which reply. Transport, log and the texts of
+// failures belong to the class above it.
 namespace protocol {
 
 enum class SmtpResult {
     done,
-    lost,        // the channel failed, and knows why
+    lost,        // the channel failed, and keeps the reason
     refused,     // by the reply
     no_upgrade,  // STARTTLS is refused
-    // Of authentication:
+    // Failures of authentication:
     not_offered,           // by the server, in any method
-    no_method,             // none that is both offered and allowed
-    credentials_too_long,  // for the method
+    no_method,             // no method is both offered and allowed
+    credentials_too_long,  // for the answers of the method
     method_refused,        // by the reply to AUTH
     bad_challenge,
     long_challenge,  // its size is in ChallengeSize
-    no_prompt,       // LOGIN: the server asks neither for user nor for password
+    no_prompt,       // LOGIN: the server prompts neither for user nor for password
     login_refused,   // by the last reply
 };
 
 struct SmtpOptions {
     bool extended = true;             // EHLO, else HELO
-    bool falls_back = false;          // HELO where EHLO is refused for good
+    bool falls_back = false;          // sends HELO where EHLO is refused for good
     bool upgrade = false;             // STARTTLS before anything else
-    bool upgrade_if_offered = false;  // with `upgrade`: go on plainly where it is not offered
+    bool upgrade_if_offered = false;  // with `upgrade`: go on without TLS where it is not offered
     bool plain_when_secured = false;  // PLAIN only over a secured channel
     bool authenticate = false;
-    // One method, the first whose name stands anywhere in the reply to EHLO, by its exact codes 334 and 235;
-    // LOGIN answers what the prompts ask for; credentials and challenges have the sizes of
-    // smtp_authentication.h, and PLAIN its "^". Otherwise each method that an AUTH line offers in turn until
-    // one is not refused, and any reply of its kind.
+    // One method only: the first whose name stands anywhere in the reply to EHLO, with its exact codes 334
+    // and 235; LOGIN answers the prompts; credentials and challenges have the sizes of smtp_authentication.h,
+    // and PLAIN its "^". Otherwise each method of an AUTH line in turn until one is not refused, and any
+    // reply of its kind counts.
     bool one_method = false;
     AllowedMethods allowed;
-    CString host_name;  // of this side
+    CString host_name;  // of this machine
     CString user, password;
 };
 
@@ -51,11 +51,11 @@ class SmtpConversation {
     class Channel {
       public:
         virtual ~Channel() = default;
-        // A step begins.
+        // Called when a step begins.
         virtual void Begins(SmtpPhase) {}
-        // The server takes up a method.
+        // Called when a method is tried.
         virtual void Begins(AuthMethod) {}
-        // False: the channel has failed, and keeps why.
+        // false: the channel has failed, and keeps the reason.
         virtual bool SendLine(CString const& line, bool secret) = 0;
         virtual bool SendText(CString& text) = 0;
         virtual bool Read(SmtpReply& reply) = 0;
@@ -71,15 +71,16 @@ class SmtpConversation {
     // From the hello to the login, as the options say.
     SmtpResult Introduce();
     SmtpResult Reset();
-    // One mail; `wire` is its text with dots and closing line, and is used up. The first refusal ends it.
+    // Sends one mail; `wire` is its text with dots and closing line, and is consumed. The first refusal ends
+    // it.
     SmtpResult Mail(CString const& sender, std::vector<CString> const& recipients, CString& wire);
-    // The reply is read and not looked at.
+    // The reply is read and ignored.
     SmtpResult Quit();
 
-    // The last reply, empty when none came.
+    // The last reply, empty when there was none.
     SmtpReply const& Reply() const { return reply_; }
     std::size_t ChallengeSize() const { return challenge_size_; }
-    // Where the last step stands, with that reply.
+    // The phase of the last step, and that reply.
     SmtpFailure Failure() const;
 
   private:

@@ -60,7 +60,7 @@ std::string_view SmtpReply::Enhanced() const noexcept {
 
 namespace {
 
-// What a line says by the strict reading: its code, 0 on a line that goes on, -1 on one that cannot be read.
+// The code of a line by the strict reading, 0 on a continuation line, -1 on one that cannot be read.
 int StrictCode(std::string_view line) noexcept {
     constexpr int goes_on = 0, unreadable = -1;
     constexpr std::size_t longest_number = 9;

@@ -7,19 +7,18 @@
 
 class SocketSupport;
 
-// Replies of an SMTP server (RFC 5321 4.2): reading one from the wire and taking it apart.
+// Replies of an SMTP server (RFC 5321 4.2): reading one from the connection and taking it apart.
 namespace protocol {
 
-// What the last line of `reply` says: its code, positive on the last line of a reply, negative on a
-// continuation line ("250-"), 0 on a line that cannot be read. The line end is no part of the line: "250"
-// alone is a last line.
+// The code of the last line of `reply`: positive on the last line of a reply, negative on a continuation line
+// ("250-"), 0 on a line that cannot be read. The line end is no part of the line: "250" alone is a last line.
 int ReplyCode(std::string_view reply) noexcept;
 
 // The kinds of replies that are no refusal, by the first digit of their code.
 enum class ReplyKind { completion = 2, intermediate = 3 };
 
 struct SmtpReply {
-    int code = 0;  // 0 where none came to its end
+    int code = 0;  // 0 where the reply was not complete
     CString text;  // all its lines, each with CR LF
 
     bool Is(ReplyKind kind) const { return code / 100 == static_cast<int>(kind); }
@@ -32,7 +31,7 @@ struct SmtpReply {
 enum class ReplyOutcome {
     complete,
     closed,
-    failed,  // the thread's last socket error says why
+    failed,  // see the thread's last socket error
     too_long,
     unreadable,  // strict reading: a line without a code, or too many lines
     odd_code,    // strict reading: a code below 200 or above 599 (RFC 5321 4.2.1)
@@ -40,14 +39,14 @@ enum class ReplyOutcome {
 
 struct ReplyReading {
     // A line that cannot be read ends the reply as a failure, and any sign but "-" behind the code makes a
-    // line the last; otherwise lines that cannot be read are part of the text.
+    // line the last one; otherwise lines that cannot be read are part of the text.
     bool strict = false;
-    // Each line as it comes, without its line end.
+    // Called with each line, without its line end.
     std::function<void(std::string_view)> on_line;
 };
 
-// Reads one reply. When it does not come to its end, `reply` holds the lines so far and the code 0. The time
-// for the whole reply is limited as well (SocketSupport::WholeReply).
+// Reads one reply. When it is not complete, `reply` holds the lines so far and the code 0. The time for the
+// whole reply is limited as well (SocketSupport::WholeReply).
 ReplyOutcome ReadReply(SocketSupport& socket, SmtpReply& reply, ReplyReading const& how = {});
 
 // The reply without the CR LF at its end.

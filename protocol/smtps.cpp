@@ -16,7 +16,7 @@ using namespace protocol;
 namespace {
 
 constexpr std::size_t longest_line = 998;
-constexpr int shown_of_reply = 200;  // bytes
+constexpr int shown_of_reply = 200;  // bytes of a reply in a failure's text
 constexpr int default_port = 25;
 constexpr char const* sender_and_recipients_needed = "Sender and recipients are needed.";
 
@@ -43,7 +43,7 @@ bool IsAddress(CString const& text) { return !text.IsEmpty() && FitsEnvelope(tex
 
 }  // namespace
 
-// Which methods a setting allows, and whether PLAIN needs a secured connection.
+// The methods that a setting allows, and whether PLAIN needs a secured connection.
 constexpr struct {
     int setting;
     AllowedMethods allowed;
@@ -77,16 +77,16 @@ class SmtpsComponent : public MailConversation, private SmtpConversation::Channe
     ComponentFailure ResetMail();
     ComponentFailure Reset();
     SmtpOptions Options() const;
-    // The failure that a step ended with, and where the conversation stands.
+    // The failure of a step, by its result and the phase of the conversation.
     ComponentFailure FailureOf(SmtpResult result, SmtpConversation const& smtp);
-    // The failure that a reply is that the conversation cannot go on with.
+    // The failure for a reply with which the conversation cannot go on.
     ComponentFailure Refused(SmtpReply const& reply);
     ComponentFailure Unreadable(ComponentError error, char const* why, std::string_view line);
-    // Begins a failure's account of its own, before a step of the conversation.
+    // Forgets the last step: the next failure is one of `phase` without a reply.
     void ForgetStep(SmtpPhase phase) { (step_ = {}).phase = phase; }
     CString Message() const;
 
-    // A failed channel has noted and told its failure, and keeps it in lost_.
+    // A failed channel has recorded its failure, fired its event, and keeps it in lost_.
     bool SendLine(CString const& line, bool secret) override;
     bool SendText(CString& text) override;
     bool Read(SmtpReply& reply) override;
@@ -144,7 +144,7 @@ ComponentFailure SmtpsComponent::Do(int method, int count, ComponentValue const*
 }
 
 ComponentFailure SmtpsComponent::Reset() {
-    socket_.Close();  // the first state, of which nothing is told
+    socket_.Close();  // no event tells of the first state
     Wipe(settings_.password);
     settings_ = {};
     settings_.port = default_port;
@@ -156,7 +156,7 @@ ComponentFailure SmtpsComponent::Reset() {
     return component_ok;
 }
 
-// --- What the conversation runs over ---
+// --- The channel of the conversation ---
 
 bool SmtpsComponent::SendLine(CString const& line, bool secret) {
     return Works(MailConversation::SendLine(line, secret ? hidden_secret : nullptr));
@@ -278,19 +278,19 @@ ComponentFailure SmtpsComponent::Send() {
     return failure;
 }
 
-// A connection that was kept may have been closed by the server meanwhile; then there is a new one.
+// The server may have closed a kept connection meanwhile; then a new one is opened.
 ComponentFailure SmtpsComponent::Begin() {
     if (IsOpen()) {
         const Quiet quiet(*this);
         SmtpConversation smtp(*this, {});
-        bool const silent = !socket_.Readable(0);  // else it is the end, or a farewell
+        bool const silent = !socket_.Readable(0);  // readable means closed, or a 421
         if (silent && smtp.Reset() == SmtpResult::done) return component_ok;
         Close();
     }
     return Connect();
 }
 
-// A failure behind the last mail changes nothing that was told.
+// A failure after the last mail does not change the outcomes already reported.
 ComponentFailure SmtpsComponent::Quit() {
     if (!IsOpen()) return component_ok;
     const Quiet quiet(*this);

@@ -61,7 +61,8 @@ int SocketSupport::OnMessagePending() {
     return 0;
 }
 
-// A limit that passed cancels the call; its caller is told of the limit, not of the cancelling.
+// A time limit that has passed cancels the call; the caller gets the error of the limit, not of the
+// cancelling.
 void SocketSupport::TranslateInterruption() const {
     if (timeout_ms_ != 0 && platform::GetLastSocketError() == platform::socket_interrupted)
         platform::SetLastSocketError(platform::socket_timed_out);

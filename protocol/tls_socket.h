@@ -4,17 +4,17 @@
 #include "platform/tls_layer.h"
 #include "tessaly/protocol/socket_support.h"
 
-// A SocketSupport whose bytes are secured from StartTls on; until then it is one. One thread uses an object,
-// but for Interrupt.
+// A SocketSupport whose bytes are secured from StartTls on, and plain before. One thread uses an object,
+// except for Interrupt.
 class TlsSocket : public SocketSupport {
   public:
     ~TlsSocket() override;
 
-    // Makes the handshake on the connected socket, within `ms` milliseconds in all (0: no limit). Bytes that
-    // came before it, unasked, end it (RFC 3207 6), and so does a host that cannot be checked: an empty one,
-    // or one that is too long for a name.
+    // Makes the handshake on the connected socket, within `ms` milliseconds in all (0: no limit). It fails if
+    // bytes came before it (RFC 3207 6), and for a host that cannot be checked: an empty one, or one that is
+    // too long for a name.
     platform::TlsFailure StartTls(platform::TlsOptions const& options, unsigned ms);
-    // As of the last handshake (platform/tls_layer.h).
+    // That of the last handshake (platform/tls_layer.h).
     CString FailureText() const { return failure_text_.IsEmpty() ? tls_.FailureText() : failure_text_; }
     platform::TlsCertificate const& Certificate() const { return certificate_; }
     bool IsSecure() const { return tls_.IsOn(); }
@@ -22,10 +22,10 @@ class TlsSocket : public SocketSupport {
     CString Parameters() const { return tls_.Parameters(); }
     void Close() override;
 
-    // From any thread: the call that waits now, and every later one, ends with socket_interrupted.
+    // From any thread: the waiting call, and every later one, ends with socket_interrupted.
     void Interrupt() noexcept { interruption_.Raise(); }
     bool Interrupted() const noexcept { return interruption_.IsRaised(); }
-    // The end of an interruption, before the socket is used again.
+    // Ends an interruption, so that the socket can be used again.
     void Resume() noexcept { interruption_.Clear(); }
 
   protected:

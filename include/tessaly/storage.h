@@ -1,8 +1,8 @@
 #pragma once
 
-// Errors and tables, copies, transfer log and profile files; and what an application needs of the platform
-// to talk to the library at all: its paths, its code page, its messages, the place of its logs, its way to
-// replace a file.
+// Errors and tables, copies, transfer log and profile files; and the parts of the platform that an
+// application needs to use the library: paths, code page, messages, the place of its logs, and replacing a
+// file.
 
 #include "tessaly/platform/codepage932.h"
 #include "tessaly/platform/dialog.h"

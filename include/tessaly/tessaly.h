@@ -1,6 +1,6 @@
 #pragma once
 
-// The whole face of the library.
+// All public headers of the library.
 
 #include "tessaly/customers.h"
 #include "tessaly/delivery.h"

@@ -13,8 +13,8 @@
 namespace platform {
 namespace {
 
-// Only what is wanted, and never the times: asking for them makes the next write note a new one on the disk,
-// which doubles its cost. An empty path is the descriptor's own file.
+// Requests only the needed fields, and never the times: after a request for them the next write stores a new
+// time on the disk, which doubles its cost. With an empty path: the file of the descriptor.
 bool Examine(int descriptor, char const* path, unsigned wanted, struct statx& status) noexcept {
     return statx(descriptor, path, *path ? 0 : AT_EMPTY_PATH, wanted, &status) == 0;
 }
@@ -39,8 +39,8 @@ bool AppendFile::Open(char const* path) {
     return true;
 }
 
-// While the file is open its number is not given to another, so one look at what the path leads to tells
-// everything: that the file was not deleted, not moved away and not replaced.
+// While the file is open its inode number is not used again, so one look at the file of the path is enough:
+// equal numbers mean that it was not deleted, moved away or replaced.
 bool AppendFile::StillThere() const noexcept {
     struct statx status {};
     return IsOpen() && Examine(AT_FDCWD, path_.c_str(), STATX_INO, status) && status.stx_ino == inode_ &&
@@ -84,7 +84,7 @@ bool AppendFile::Append(std::string_view text) {
     if (!IsOpen()) return false;
     const std::size_t written = posix::WriteAll(descriptor_, text);
     if (written == text.size()) return true;
-    // Takes a cut entry back, since the caller will write it again; unless somebody wrote behind it.
+    // Removes a cut entry, which the caller will write again, unless another process wrote behind it.
     const off_t end = written ? lseek(descriptor_, 0, SEEK_CUR) : -1;
     struct stat status {};
     if (end >= 0 && fstat(descriptor_, &status) == 0 && status.st_size == end)

@@ -29,8 +29,8 @@ struct OffsetCache {
     std::int64_t hour = no_hour;  // since 1970
     long offset = 0;
 
-    // Empties the cache and has the system read TZ anew if TZ is not what it was. A name too long to be kept
-    // counts as new each time.
+    // Empties the cache and has the system read TZ again if TZ has changed. A name too long to be kept counts
+    // as changed each time.
     void FollowZone() noexcept {
         char const* now = std::getenv("TZ");
         if (now ? zone == named && std::strcmp(name, now) == 0 : zone == unset) return;
@@ -49,7 +49,7 @@ struct OffsetCache {
         const std::int64_t wanted =
             (seconds - (seconds % hour_seconds + hour_seconds) % hour_seconds) / hour_seconds;
         if (wanted == hour) return offset;
-        // An hour in which the offset changes is asked for second by second.
+        // In an hour in which the offset changes, each second is converted by the system.
         long const first = OffsetBySystem(wanted * hour_seconds);
         if (first != OffsetBySystem((wanted + 1) * hour_seconds - 1)) return OffsetBySystem(seconds);
         hour = wanted;
@@ -62,15 +62,14 @@ thread_local constinit OffsetCache offsets;
 }  // namespace
 
 long UtcOffset(std::int64_t seconds) noexcept {
-    constexpr std::int64_t farthest = std::int64_t{1} << 55;  // more years than the system's calendar counts
+    constexpr std::int64_t farthest = std::int64_t{1} << 55;  // more years than the system's calendar has
     offsets.FollowZone();
     return offsets.OffsetAt(std::clamp(seconds, -farthest, farthest));
 }
 
 long StandardTimezone() noexcept {
     tzset();
-    // Summer time lies around January in the south and around July in the north, and always stands farther
-    // east.
+    // Summer time includes January in the south and July in the north, and always lies farther east.
     const std::chrono::year year{UtcTime(Now().seconds).year};
     auto const offset_on = [year](std::chrono::month month) {
         const std::chrono::sys_seconds day = std::chrono::sys_days{year / month / 1};

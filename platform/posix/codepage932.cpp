@@ -21,7 +21,7 @@ class Converter {
     Converter(Converter const&) = delete;
     Converter& operator=(Converter const&) = delete;
     bool IsOpen() const noexcept { return handle_ != reinterpret_cast<iconv_t>(-1); }
-    // Bytes that one character gives; 0 if it has no form on the other side.
+    // Bytes of one converted character; 0 if it has no form on the other side.
     std::size_t Convert(char* in, std::size_t in_size, char* out, std::size_t out_size) noexcept {
         const std::size_t room = out_size;
         bool const whole = iconv(handle_, &in, &in_size, &out, &out_size) != static_cast<std::size_t>(-1);
@@ -51,7 +51,7 @@ void FillUnicode(Converter& from_code_page, Codepage932Tables& tables) noexcept 
 
 void FillCodes(Converter& to_code_page, Codepage932Tables& tables) noexcept {
     for (unsigned unit = 0x80; unit <= 0xFFFF; ++unit) {
-        if (unit >= 0xD800 && unit <= 0xDFFF) continue;  // surrogates, of which none stands alone
+        if (unit >= 0xD800 && unit <= 0xDFFF) continue;  // surrogates are no characters alone
         auto value = static_cast<std::uint16_t>(unit);
         unsigned char bytes[2] = {};
         const std::size_t size = to_code_page.Convert(reinterpret_cast<char*>(&value), sizeof value,

@@ -17,7 +17,7 @@ namespace {
 std::atomic<int> writes_left{-1};
 std::atomic<int> reads_left{-1};
 
-// Counts one of the accesses that are left; false, with `reason` in errno, when there is none.
+// Takes one of the accesses that are left; false, with `reason` in errno, when there is none.
 bool Take(std::atomic<int>& accesses, int reason) noexcept {
     int left = accesses.load(std::memory_order_relaxed);
     while (left > 0 && !accesses.compare_exchange_weak(left, left - 1, std::memory_order_relaxed)) continue;

@@ -22,12 +22,13 @@ constexpr std::size_t largest_whole_file = 0x7FFFFFFF;  // no string of the libr
 
 using posix::Descriptor;
 
-// A path that leads nowhere for a null or empty one.
+// The host path; for a null or empty path one that does not exist.
 std::string HostPathOf(char const* path) { return path && *path ? HostPath(path) : std::string(); }
 
 bool Examine(char const* path, struct stat& status) { return stat(HostPathOf(path).c_str(), &status) == 0; }
 
-// A block at a time, so that what the string clears is still at hand when the file's bytes come over it.
+// A block at a time, so that the bytes that the string clears are still in the cache when the file's bytes
+// replace them.
 bool ReadToEnd(Descriptor const& file, std::string& content) {
     struct stat status {};
     if (fstat(file.Get(), &status) != 0) return false;
@@ -121,7 +122,7 @@ bool CopyFile(char const* from, char const* to, bool fail_if_exists) {
             source_status.st_dev == target_status.st_dev && source_status.st_ino == target_status.st_ino;
         if (fail_if_exists || same) return false;
     }
-    // As a copy made by the system's shell: no more readable than the source.
+    // As a copy by the system's shell: not readable for more users than the source.
     Replacement copy(HostPathOf(to), Replacement::keep_links, source_status.st_mode & 0777);
     if (copy.Get() < 0 || !CopyContent(source, copy.Get())) return false;
     CopyTimes(source_status, copy.Get());

@@ -15,9 +15,9 @@
 namespace platform::posix {
 namespace {
 
-// A name that nobody knows is for the clients a host address that is not valid, the text that sends the
-// sender to the settings; and so is one that no name server answers for, since a mistyped name looks the same
-// from here.
+// A host name without an address is an invalid host address for the clients, whose text sends the sender to
+// the settings. So is a name for which no name server answers, since a mistyped name cannot be told from it
+// here.
 int ErrorOf(int result) {
     switch (result) {
         case EAI_SYSTEM: return SocketErrorOf(errno);
@@ -62,7 +62,7 @@ HostLookup::HostLookup(Host const& host) : state_(std::make_shared<State>()) {
     try {
         std::thread([state = state_, host] { state->Run(host); }).detach();
     } catch (std::system_error const&) {
-        state_->Run(host);  // no thread to be had: the caller waits
+        state_->Run(host);  // no thread can be started: the caller waits
     }
 }
 

@@ -23,17 +23,17 @@ struct Found {
     int error = 0;  // a SocketError where there are none
 };
 
-// An address that is written as a number. Reads no file and asks nobody.
+// An address that is written as a number. Reads no file and no name server.
 Found FindNumeric(Host const& host);
-// May wait for name servers for long.
+// May wait long for name servers.
 Found FindByName(Host const& host);
 
-// FindByName on a thread of its own, for a caller who has something else to do meanwhile. An object that goes
+// FindByName on a thread of its own, for a caller that has other work meanwhile. An object that is destroyed
 // before the answer comes leaves the thread to end by itself.
 class HostLookup {
   public:
     explicit HostLookup(Host const& host);
-    // true when the answer is there; waits for it at most that long (-1: without limit).
+    // true when the answer has come; waits for it for at most `milliseconds` (-1: without limit).
     bool Wait(int milliseconds);
     // To be called once, after Wait has given true.
     Found Take();

@@ -16,7 +16,7 @@ namespace {
 constexpr long most_redirections = 5;
 constexpr long first_failing_status = 400;
 
-// Whoever reads a failure's text looks for a status in it, so that it holds no digit but those of the status.
+// Callers search the text of a failure for a status, so it must hold no digits but those of the status.
 CString WithoutDigits(std::string_view text) {
     std::string kept(text);
     std::erase_if(kept, [](char c) { return c >= '0' && c <= '9'; });
@@ -52,8 +52,8 @@ class HttpsComponent {
   private:
     int Get(CString const& address);
     void SetProxy();
-    // The status that the request failed with, the server's or, where a proxy refused the way to it, the
-    // proxy's; 0 for none.
+    // The status with which the request failed, that of the server or, where a proxy refused the connection,
+    // of the proxy; 0 for none.
     long FailingStatus() const;
     int FailByStatus(long status);
     int Fail(int code, CString const& text) {
@@ -133,7 +133,7 @@ int HttpsComponent::Get(CString const& address) {
     SetProxy();
     const CURLcode result = curl_easy_perform(curl);
     long const status = FailingStatus();
-    curl_easy_reset(curl);  // of the password too
+    curl_easy_reset(curl);  // clears the copy of the password as well
     if (result == CURLE_OPERATION_TIMEDOUT) return Fail(component_timeout, "Timeout.");
     if (status != 0) return FailByStatus(status);
     // The library's own sentence, which names neither host nor port.

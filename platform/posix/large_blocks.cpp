@@ -12,8 +12,8 @@ namespace {
 constexpr std::size_t large_page = std::size_t{2} << 20;
 constexpr std::size_t region_size = 2 * large_page;
 
-// Pieces of a block are multiples of a cache line. Under a sanitizer everything comes from the heap, which it
-// watches.
+// Pieces of a block are multiples of a cache line. Under a sanitizer all memory comes from the heap, which it
+// checks.
 constexpr std::size_t piece_step = 64;
 constexpr std::size_t largest_piece = 4096;
 #ifdef __SANITIZE_ADDRESS__
@@ -40,14 +40,14 @@ void* Map(std::size_t size) {
     return reinterpret_cast<void*>(aligned);
 }
 
-// What is free of the regions taken so far. Regions are not given back to the system: a table that is read
-// again needs them again.
+// The free pieces of the regions taken so far. Regions are not returned to the system: a table that is read
+// again uses them again.
 struct FreeMemory {
     std::mutex lock;
-    std::vector<void*> blocks;  // has room for all there are, so that giving one back cannot fail
+    std::vector<void*> blocks;  // has room for all blocks, so that releasing one cannot fail
     std::size_t all_blocks = 0;
     std::array<void*, largest_piece / piece_step + 1>
-        pieces{};  // by size; each free piece holds the next one's place
+        pieces{};  // lists by size; each free piece holds the address of the next
 };
 
 FreeMemory& Free() {
@@ -71,7 +71,7 @@ void* TakeBlock(FreeMemory& free_memory) {
     return block;
 }
 
-// Chains the pieces of a fresh block in the order of their places.
+// Links the pieces of a fresh block in the order of their addresses.
 void* CutBlock(FreeMemory& free_memory, std::size_t size) {
     char* const block = static_cast<char*>(TakeBlock(free_memory));
     void* next = nullptr;

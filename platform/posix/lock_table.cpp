@@ -16,7 +16,7 @@
 namespace platform::posix {
 namespace {
 
-// Part of the table's name: a process with another layout has a table of its own.
+// Part of the table's name: a process with another layout uses another table.
 constexpr int layout_version = 1;
 constexpr std::size_t longest_key = 260;
 constexpr std::size_t own_slots = 2048;
@@ -31,7 +31,7 @@ std::uint64_t HashOf(std::string_view text) noexcept {  // FNV-1a
     return hash;
 }
 
-// The name itself; of a very long one the start and a digest of the whole.
+// The name itself; for a very long one its start and a digest of all of it.
 std::string KeyOf(std::string_view name) {
     if (name.size() <= longest_key) return std::string(name);
     char digest[20];
@@ -39,8 +39,8 @@ std::string KeyOf(std::string_view name) {
     return std::string(name.substr(0, longest_key - 17)) + digest;
 }
 
-// Holds the table's file locked. It is opened anew each time, since a lock on a descriptor that a fork shares
-// is one lock for both processes.
+// Holds the table's file locked. It is opened each time, since a lock on a descriptor that a fork shares is
+// one lock for both processes.
 class TableFile {
   public:
     explicit TableFile(std::string const& name) : file_(shm_open(name.c_str(), O_RDWR | O_CREAT, 0600)) {
@@ -65,7 +65,7 @@ class TableFile {
     Descriptor file_;
 };
 
-// Memory is set aside at once: a page that were missing later would end the process.
+// The memory is reserved at once: a page that cannot be had later would end the process.
 bool SetSize(int file, std::size_t size) noexcept {
     struct stat status {};
     if (fstat(file, &status) != 0) return false;
@@ -76,7 +76,7 @@ bool SetSize(int file, std::size_t size) noexcept {
     return error == 0;
 }
 
-// The user's own table, unless the first call names another.
+// The user's own table, unless the first call names another one.
 LockTable& TableInUse(char const* first_name) {
     static auto& table = *new LockTable(first_name ? first_name
                                                    : "/tessaly-locks-" + std::to_string(geteuid()) + '-' +
@@ -93,7 +93,7 @@ struct LockTable::Slot {
     pthread_mutex_t lock;
 };
 
-// All zero is a table that nobody has begun.
+// A table of zeros has not been started by any process.
 struct LockTable::Table {
     std::atomic<std::uint32_t> made;
     std::atomic<std::uint32_t> used;
@@ -131,7 +131,7 @@ LockTable::LockTable(std::string const& table_name) : name_(table_name) {
     }
 }
 
-// The slot of the key or the one that it would get; null in a table without either.
+// The slot of the key, or the one for a new key; null if the table has neither.
 LockTable::Slot* LockTable::Probe(std::string_view key, std::uint32_t hash) const noexcept {
     for (std::size_t step = 0; step < own_slots; ++step) {
         Slot& slot = table_->own[(hash + step) % own_slots];
@@ -159,7 +159,7 @@ pthread_mutex_t* LockTable::Find(std::string_view name) const {
     return Make(key, hash);
 }
 
-// The caller holds the table's file.
+// The caller holds the lock on the table's file.
 pthread_mutex_t* LockTable::Make(std::string_view key, std::uint32_t hash) const noexcept {
     Slot* slot = Probe(key, hash);
     if (!slot || !MakeLock(slot->lock, true)) return nullptr;

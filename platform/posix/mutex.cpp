@@ -21,11 +21,11 @@ struct CMutex::State {
     }
     ~State() {
         if (lock != &own) return;
-        // A thread may not go on with a lock in its list whose memory is gone.
+        // A thread must not keep a lock in its list whose memory is freed.
         while (pthread_mutex_unlock(&own) == 0) continue;
         pthread_mutex_destroy(&own);
     }
-    // Whoever takes over from an owner that died takes over what it guards as it is: each file says itself
+    // The next owner after one that died takes what the lock guards as it is: each file shows by itself
     // whether it is whole.
     bool Taken(int result) const noexcept {
         if (result == EOWNERDEAD) result = pthread_mutex_consistent(lock);

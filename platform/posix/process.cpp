@@ -19,7 +19,7 @@
 namespace platform {
 namespace {
 
-// Host folder that stands for the library's own; empty for none.
+// The host folder set instead of the library's own; empty for none.
 std::string& DirectoryInPlace() {
     static std::string folder;
     return folder;
@@ -30,7 +30,7 @@ std::string RealPath(char const* path) {
     return realpath(path, result) ? result : std::string();
 }
 
-// The dynamic linker knows the program itself by an empty name.
+// The dynamic linker lists the program itself under an empty name.
 std::string FileOfModule(char const* linked_name) {
     return RealPath(linked_name && *linked_name ? linked_name : "/proc/self/exe");
 }
@@ -43,7 +43,7 @@ std::string OwnFile() {
     return FileOfModule(found && map ? map->l_name : nullptr);
 }
 
-// Asked once, since a relative name would lead elsewhere after a change of the current directory.
+// Determined once, since a relative name would lead elsewhere after a change of the current directory.
 std::string const& OwnPath() {
     static const std::string path = OwnFile();
     return path;
@@ -66,8 +66,7 @@ std::vector<std::string> LinkedNames() {
     return names;
 }
 
-// A library is known by the name that it was linked under (libx.so.5) as well as by its file's
-// (libx.so.5.2.0).
+// A library has the name under which it was linked (libx.so.5) and that of its file (libx.so.5.2.0).
 std::string FindModule(std::string_view module) {
     bool const by_path = IsPath(module);
     const std::string wanted = by_path ? RealPath(HostPath(module).c_str()) : Utf8FromCp932(module);

@@ -45,8 +45,8 @@ bool LeadsTo(std::string const& path, int file) {
            named.st_ino == open.st_ino;
 }
 
-// The writer of a file holds a lock on it until the file has lost its name, and the system takes the lock
-// back when the process dies: a file that can be locked, and still has its name then, was left behind.
+// The writer of a file holds a lock on it until the file has lost its temporary name, and the system releases
+// the lock when the process dies: a file that can be locked, and still has its name then, was left behind.
 void RemoveIfLeft(std::string const& path) {
     const Descriptor file(open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
     struct stat status {};
@@ -55,13 +55,13 @@ void RemoveIfLeft(std::string const& path) {
     if (flock(file.Get(), LOCK_EX | LOCK_NB) == 0 && LeadsTo(path, file.Get())) unlink(path.c_str());
 }
 
-// false when another process took a new file for one left behind. Where the system has no such locks, nothing
-// is ever taken for that.
+// false when another process took a new file for one left behind. Where the system has no such locks, no file
+// is taken for that.
 bool Claim(std::string const& path, int file) {
     return (flock(file, LOCK_EX | LOCK_NB) == 0 || errno != EWOULDBLOCK) && LeadsTo(path, file);
 }
 
-// What cannot be brought to a disk, like a pipe, has no disk.
+// A file without a disk, such as a pipe, cannot be flushed to one.
 bool Flush(int file) noexcept {
     int failed;
     do failed = fsync(file);
@@ -69,7 +69,7 @@ bool Flush(int file) noexcept {
     return !failed || errno == EINVAL || errno == EROFS || errno == ENOTSUP;
 }
 
-// Not all systems can, and the content is in its place by now.
+// Not all systems can do this, and the content is already in its place.
 void FlushFolderOf(std::string const& path) noexcept {
     const std::size_t divider = path.rfind('/');
     const std::string folder = divider == path.npos ? "." : path.substr(0, divider + 1);
@@ -94,7 +94,7 @@ bool IsNameOfReplacement(std::string_view name) {
 Replacement::Replacement(std::string const& host_path, Place place, int mode) : target_(Resolved(host_path)) {
     struct stat old {};
     bool const exists = lstat(target_.c_str(), &old) == 0;
-    // A rename would not ask. A symbolic link may lead to a file that is still to be made.
+    // A rename would not check this. A symbolic link may lead to a file that does not exist yet.
     if (exists && access(target_.c_str(), W_OK) != 0 && errno != ENOENT) return;
     bool const given = mode != mode_of_old_file;
     unsigned const final_mode = given ? static_cast<unsigned>(mode) : old.st_mode & 07777;

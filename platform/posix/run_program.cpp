@@ -14,7 +14,7 @@
 namespace platform {
 namespace {
 
-constexpr timespec glance{0, 20'000'000};  // between two looks at a program that may be stopped
+constexpr timespec glance{0, 20'000'000};  // between two checks of a program that may be stopped
 
 bool HasDrive(std::string_view text) {
     return text.size() > 2 && std::isalpha(static_cast<unsigned char>(text[0])) && text[1] == ':' &&
@@ -29,7 +29,7 @@ std::string WithHostPath(std::string_view text) {
     return std::string(text.substr(0, option_size)) + HostPath(text.substr(option_size));
 }
 
-// The status that waitpid gives; false without one.
+// The status of waitpid; false without one.
 bool WaitForEnd(pid_t child, int& status, std::function<bool()> const& stop) {
     bool ending = !stop;
     for (;;) {

@@ -22,10 +22,10 @@ namespace {
 
 constexpr int stream_type = 1;
 constexpr unsigned last_port = 65535;
-// How often a name look-up, which nothing can end, is left to see whether it is still wanted.
+// Interval at which the wait for a name look-up, which nothing can end, is checked for an interruption.
 constexpr int interrupt_step_ms = 20;
 
-// Says nothing about the host, only about this machine's way to one of its addresses.
+// The error is not about the host, only about this machine's route to one of its addresses.
 bool IsAboutTheWay(int error) {
     return error == platform::socket_network_unreachable || error == platform::socket_address_family ||
            error == platform::socket_address_not_available;
@@ -103,8 +103,8 @@ int CSocket::ConnectTo(addrinfo const& address) {
     return 0;
 }
 
-// Result: 0 when the descriptor is ready, else the error. What is ready counts more than a message that
-// waits.
+// Result: 0 when the descriptor is ready, else the error. A ready descriptor counts more than a waiting
+// message.
 int CSocket::WaitOn(int descriptor, Wait wait) {
     for (;;) {
         pollfd wanted[] = {{descriptor, wait == Wait::to_send ? short{POLLOUT} : short{POLLIN}, 0},
@@ -162,8 +162,8 @@ long CSocket::TryReceive(void* data, int size, int flags, Wait&) {
     return ::recv(descriptor_, data, static_cast<std::size_t>(size), flags);
 }
 
-// What is sent seldom has to wait and is tried first; what is received seldom is there already, and is waited
-// for first.
+// Sending rarely has to wait and is tried first; received bytes are rarely there already, so receiving waits
+// first.
 int CSocket::Send(void const* data, int size, int flags) {
     if (size < 0) size = 0;
     return Transfer(Wait::to_send, false, [&](Wait& wait) { return TrySend(data, size, flags, wait); });

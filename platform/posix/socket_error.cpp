@@ -36,8 +36,8 @@ constexpr struct {
     {EADDRNOTAVAIL, socket_address_not_available},
     {ENETDOWN, socket_network_down},
     {ENETUNREACH, socket_network_unreachable},
-    // The clients have a text ("cannot be reached") for an unreachable network only, and to the sender a host
-    // behind a closed way, or one that this machine's own filter forbids, is the same.
+    // The clients have a text ("cannot be reached") for an unreachable network only. For the sender a host
+    // behind a closed route, or one that this machine's own filter forbids, is the same.
     {EHOSTUNREACH, socket_network_unreachable},
     {EHOSTDOWN, socket_network_unreachable},
     {EPERM, socket_network_unreachable},

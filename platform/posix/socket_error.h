@@ -2,7 +2,7 @@
 
 namespace platform::posix {
 
-// The number that the mail clients know for an errno value. The only place where one becomes the other.
+// The error number of the mail clients for an errno value. The conversion is made only here.
 int SocketErrorOf(int error) noexcept;
 
 }  // namespace platform::posix

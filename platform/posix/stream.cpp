@@ -25,7 +25,7 @@ ssize_t Read(void* cookie, char* out, std::size_t size) {
     return ReadSome(static_cast<StreamState*>(cookie)->file.Get(), out, size);
 }
 
-// The C library wants 0, not -1, for a failure.
+// The C library expects 0, not -1, for a failure.
 ssize_t Write(void* cookie, char const* content, std::size_t size) {
     auto& state = *static_cast<StreamState*>(cookie);
     if (state.failed) return 0;
@@ -47,7 +47,7 @@ int Close(void* cookie) {
     return closed && !state->failed ? 0 : -1;
 }
 
-// -1 for a text that is no mode.
+// -1 for a text that is not a mode.
 int OpenFlags(char const* mode) {
     bool const both = std::strchr(mode, '+') != nullptr;
     switch (*mode) {

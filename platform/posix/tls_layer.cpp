@@ -23,7 +23,7 @@ using Context = std::unique_ptr<SSL_CTX, FreedBy<SSL_CTX_free>>;
 using Session = std::unique_ptr<SSL_SESSION, FreedBy<SSL_SESSION_free>>;
 using Certificate = std::unique_ptr<X509, FreedBy<X509_free>>;
 
-// --- A stream of bytes over a descriptor that raises no signal, for which OpenSSL's own would be enough ---
+// --- A stream of bytes over a descriptor that raises no signal; otherwise OpenSSL's own would do ---
 
 int DescriptorOf(BIO* bio) { return static_cast<int>(reinterpret_cast<std::intptr_t>(BIO_get_data(bio))); }
 
@@ -56,7 +56,7 @@ BIO_METHOD* Method() {
 
 // --- Contexts and sessions, for the whole process ---
 
-// Sessions by host, kept so long as their context.
+// Sessions by host, kept as long as their context.
 struct Shared {
     Context context;
     std::mutex lock;
@@ -70,7 +70,7 @@ std::string ErrorText() {
     return reason ? reason : "unknown reason";
 }
 
-// What a connection gives to the calls that OpenSSL makes.
+// The data of a connection for the callbacks of OpenSSL.
 struct Handshaken {
     Shared* shared = nullptr;
     std::string place;  // of its session
@@ -82,10 +82,10 @@ int KeepSession(SSL* ssl, SSL_SESSION* session) {
     if (!SSL_SESSION_is_resumable(session)) return 0;
     const std::lock_guard guard(connection->shared->lock);
     connection->shared->sessions[connection->place] = Session(session);
-    return 1;  // the session is ours
+    return 1;  // this side keeps the session
 }
 
-// Keeps the server's certificate, which a failed verification leaves no other way to see.
+// Keeps the server's certificate; after a failed verification there is no other way to read it.
 int SeeCertificate(int good, X509_STORE_CTX* store) {
     auto* const ssl =
         static_cast<SSL*>(X509_STORE_CTX_get_ex_data(store, SSL_get_ex_data_X509_STORE_CTX_idx()));
@@ -124,8 +124,8 @@ Shared* SharedFor(CString const& ca_file, bool verify, std::string& failure) {
     return &shared;
 }
 
-// Has the certificate checked against the host, and the server told its name. An empty name would switch the
-// check off; the second call refuses it.
+// Has the certificate checked against the host, and the host name sent to the server. An empty name would
+// switch the check off; the second call refuses it.
 bool SetHost(SSL* ssl, CString const& host) {
     SSL_set_hostflags(ssl, X509_CHECK_FLAG_NEVER_CHECK_SUBJECT | X509_CHECK_FLAG_NO_PARTIAL_WILDCARDS);
     if (X509_VERIFY_PARAM_set1_ip_asc(SSL_get0_param(ssl), host) == 1) return true;
@@ -257,7 +257,7 @@ TlsFailure TlsLayer::Shake(Waiting const& waiting) {
     return ended || failure_text_.Find("unexpected eof") >= 0 ? TlsFailure::closed : TlsFailure::handshake;
 }
 
-// What a TLS call's result means in terms of a socket call.
+// The result of a TLS call in the form of a socket call.
 long TlsLayer::Result(int result, Wait& wait) {
     int const saved = errno;
     switch (SSL_get_error(connection_->ssl.get(), result)) {

@@ -6,7 +6,7 @@
 class CDatabaseEdit;
 
 // Backs up the customer database: writes what is in memory to a file of the form of database.dat, under the
-// present key of the environment.
+// present key of the environment. A database that was not loaded gives an empty backup.
 //
 // The database is not owned and must outlive the object. One object belongs to one thread; the database locks
 // its own operations.
@@ -15,7 +15,7 @@ class TESSALY_API CDBBackup {
     enum Result : int {
         ok = 0,
         not_set = -1,      // no path, or no database
-        not_written = -2,  // the database's error object tells the cause if it was the file
+        not_written = -2,  // the file or the key: the database's error object has the cause of a file
     };
 
     CDBBackup() = default;
@@ -30,9 +30,9 @@ class TESSALY_API CDBBackup {
     int SelectBackupPathName();
 
     // Writes all customers in memory, saved or not, to the backup path, over a file that is there. In an
-    // environment of type 3 the file has no key. The database's own file and what it holds unsaved stay as
-    // they are. ok, not_set; not_written also when the database has no environment or that does not give its
-    // key.
+    // environment of type 3 the file has no key. The database's own file and its unsaved changes stay as they
+    // are. ok, not_set; not_written also when the database has no environment or the environment does not
+    // give its key.
     int ActionBackup();
 
   private:

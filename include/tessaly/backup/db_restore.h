@@ -6,9 +6,9 @@
 
 class CDatabaseEdit;
 
-// Brings customers back from a backup (CDBBackup): those whom the present database lacks are taken over, and
-// a report beside the backup file tells which, and which were left out because another customer has their
-// mail address.
+// Restores customers from a backup (CDBBackup): those that the present database lacks are added, and a report
+// beside the backup file lists them, and those that were left out because another customer has their mail
+// address.
 //
 // The report is Shift-JIS text with CR LF:
 //
@@ -23,11 +23,11 @@ class CDatabaseEdit;
 class TESSALY_API CDBRestore {
   public:
     enum Result : int {
-        nothing_to_do = 0,  // nobody taken over, nobody left out; no report
+        nothing_to_do = 0,  // no customer added, none left out; no report
         restored = 1,
         left_out = 2,
         restored_and_left_out = 3,
-        unreadable = -1,  // the backup cannot be read, or the database has no environment or not its key
+        unreadable = -1,  // the backup cannot be read, or the database has no environment or lacks its key
         not_set = -2,     // no backup path, no database, or no repair path
     };
 
@@ -37,8 +37,8 @@ class TESSALY_API CDBRestore {
     virtual ~CDBRestore();
 
     void SetDatabaseEditPtr(CDatabaseEdit* database) { database_ = database; }
-    // The backup file, and the name of the report without a directory. The repair path is made anew once both
-    // are there; while either is empty it stays as it was.
+    // The backup file, and the name of the report without a directory. The repair path is made again once
+    // both are set; while either is empty it stays as it was.
     void SetBackupPathName(CString path);
     void SetRepairFileName(CString name);
     CString GetBackupPathName() { return backup_path_; }
@@ -52,10 +52,10 @@ class TESSALY_API CDBRestore {
     CString GetBackupFileNameWithoutExt() { return backup_file_name_; }
     CString GetBackupFileNameExt() { return backup_extension_; }
 
-    // Takes over the customers that the database lacks by ID and by mail address, sorts it by ID if there
-    // were any, and writes the report over an older one. The database changes in memory only; the caller
-    // saves it. A report that cannot be written, or would lie over the backup, is left out. A negative Result
-    // leaves the database as it was.
+    // Adds the customers that the database lacks by ID and by mail address, sorts it by ID if there were any,
+    // and writes the report over an older one. The database changes in memory only; the caller saves it. A
+    // report that cannot be written, or would lie over the backup, is left out. A negative result leaves the
+    // database as it was.
     int ActionRestore();
 
   private:

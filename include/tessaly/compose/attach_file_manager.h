@@ -6,15 +6,15 @@
 
 class MimeFormatStruct;
 
-// One attachment as a file name in Shift-JIS and a content in Base64, and its way between a file on disk, the
-// text of a MIME part, and an entity. Any bytes survive it, zero bytes included. An object is used by one
+// One attachment as a file name in Shift-JIS and a content in Base64, converted between a file on disk, the
+// text of a MIME part, and an entity. Any bytes are kept, zero bytes included. An object is used by one
 // thread at a time.
 class TESSALY_API CAttachFileManager {
   public:
     enum SetResult : int {
         set = 0,
         no_file = -1,           // from a file: it does not exist
-        not_decoded = -1,       // from a text: MimeDecode does not take it
+        not_decoded = -1,       // from a text: MimeDecode refuses it
         not_opened = -2,        // from a file
         unknown_encoding = -2,  // from an entity: not base64, quoted-printable or 7bit; the content is empty
         no_name = 3,            // from an entity: the content is there, a name is not
@@ -26,7 +26,7 @@ class TESSALY_API CAttachFileManager {
     virtual ~CAttachFileManager() = default;
     void Init();
 
-    // As the mail has it, or in lines of 76 characters.
+    // In the lines of the mail, or in lines of 76 characters.
     CString GetFileBodyBase64() const { return m_strFileBodyBase64; }
     CString GetFileName() const { return m_strFileName; }
     // Name and content of a file: set, no_file or not_opened (also one too large to be read).

@@ -13,7 +13,7 @@ class TESSALY_API EmlFileDecoder : public MimeDecodeTool {
     EmlFileDecoder() = default;
     ~EmlFileDecoder() override = default;
 
-    // 1; 0, with everything empty, for a text that MimeDecode does not take as well-formed.
+    // 1; 0, with everything empty, for a text that MimeDecode refuses.
     int EmlDecode(CString text);
     CString GetSubject() const { return subject_; }
     CString GetPlainText() const { return plain_; }

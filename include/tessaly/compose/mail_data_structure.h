@@ -8,8 +8,8 @@
 struct OneCustomer;
 
 // A mail sorted into four parts: its text, its HTML, the attachments that belong to the HTML (inline
-// pictures) and the normal attachments. Made from the text of a mail, and written as one, with a customer's
-// data merged into text and HTML on the way.
+// pictures) and the normal attachments. It is made from the text of a mail, and written as one, after a
+// customer's data are merged into text and HTML.
 //
 // Written, it has at most three levels (RFC 2046 5.1.3, 5.1.4; RFC 2387): multipart/mixed around
 // multipart/related around multipart/alternative, as far as there is something for each.
@@ -19,7 +19,7 @@ class TESSALY_API CMailDataStructure {
   public:
     using Attachments = CArray<MimeFormatStruct, MimeFormatStruct&>;
 
-    // What is held, by the shape in which it is written.
+    // The present parts, by the shape in which they are written.
     enum DataType : int {
         type_nothing = 0,             // neither text nor HTML
         type_text = 1,                // a single part
@@ -29,7 +29,7 @@ class TESSALY_API CMailDataStructure {
         type_html_mixed = 5,          // around the alternative
         type_html_related_mixed = 6,  // around the related
     };
-    // What an entity is, by its content type (CheckContentType) and its file name (CheckHeader).
+    // The class of an entity, by its content type (CheckContentType) and its file name (CheckHeader).
     enum ContentClass : int {
         class_none = -1,  // no content type
         class_other = 0,
@@ -74,18 +74,18 @@ class TESSALY_API CMailDataStructure {
     int GetDataTypeFromNowSetData() const;
 
     enum AttachmentUse : int { without_attachments = 0, with_attachments = 1 };
-    // The mail as header lines, each with its CR LF, and body; whoever joins them puts the empty line
-    // between. `withAttach` 0 leaves the normal attachments out. With a `customer` her data are merged into
-    // text and HTML first, in the held parts themselves: who sends to many works on a copy for each. ok, or
-    // failed with both outputs empty when there is neither text nor HTML.
+    // The mail as header lines, each with its CR LF, and body; the caller joins them by an empty line.
+    // `withAttach` 0 leaves the normal attachments out. With a `customer` its data are merged into text and
+    // HTML first, in the parts of this object: for several customers the caller works on a copy for each. ok,
+    // or failed with both outputs empty when there is neither text nor HTML.
     //
     // The body of an alternative begins with its delimiter and ends with its closing one; those of related
     // and mixed begin and end with CR LF. A value of a header is folded behind each ";" by CR LF TAB.
     int GetMimeString(CString& header, CString& body, int withAttach, OneCustomer* customer);
-    // Sorts the text of a mail into the parts, added to what is held; of several texts, or several HTML
-    // texts, the last stays. A mail that is a single part which is neither text nor HTML nor a file becomes
-    // the text part without counting as one. ok; failed for an empty text; not_decoded, with nothing changed,
-    // for one that MimeDecode does not take as well-formed.
+    // Sorts the text of a mail into the parts, adding to those that are there; of several texts, or several
+    // HTML texts, the last stays. A mail that is a single part which is neither text nor HTML nor a file
+    // becomes the text part without counting as one. ok; failed for an empty text; not_decoded, with nothing
+    // changed, for one that MimeDecode refuses.
     int AnalyzeMime(CString mail);
 
     int CountMIMENormalAttach() const { return m_aNormalAttach.GetSize(); }
@@ -95,24 +95,24 @@ class TESSALY_API CMailDataStructure {
     // transfer encoding is not known.
     CString GetMIMENormalAttachName(int index);
     CString GetMIMENormalAttachBodyBase64(int index);
-    // 1 for a part that was appended; 0, with nothing appended, for a text that MimeDecode does not take.
+    // 1 for a part that was appended; 0, with nothing appended, for a text that MimeDecode refuses.
     int AddMIMENormalAttach(CString mimeText);
     void AddMIMENormalAttach(MimeFormatStruct part);
     int RemoveAtMIMENormalAttach(int index);  // ok or failed
     void RemoveAllMIMENormalAttach() { InitNormalAttach(); }
     // Writes the attachment as a file into `dir`, which is made if it is missing; with `raw` its Base64 text
     // as it stands. The name is the part's own, or `name` with `useName`. `size` becomes the bytes written.
-    // Results in the order of the tests: SaveResult.
+    // Results in the order of the checks: SaveResult.
     int SaveMIMENormalAttach(int index, CString dir, int& size, int raw, int useName, char const* name);
 
     // Quoted-printable (RFC 2045 6.7) of a text: lines are broken by "=\r\n" so that none holds more than 75
     // characters and the '=' of the break. CR and LF of the text stay line ends. A blank at the end of a line
     // is not protected.
     static CString QuotedPrintableEncorder(CString s);
-    // The way back: "=\r\n" is dropped, =XX becomes a byte, with digits in either case. A '=' with less than
-    // two characters behind it ends the text; one in front of two characters that are no digits is kept as
-    // text, so that a text that only claims to be encoded is not lost. Null gives the empty text. The result
-    // ends at a zero byte.
+    // Decodes quoted-printable: a "=" with CR LF behind it is dropped, =XX becomes a byte, with digits in
+    // either case. A '=' with less than two characters behind it ends the text; one in front of two
+    // characters that are no digits is kept as text, so that a text that only claims to be encoded is not
+    // lost. Null gives the empty text. The result ends at a zero byte.
     static CString QuotedPrintableDecoder(char const* s);
 
   protected:

@@ -2,8 +2,8 @@
 
 #include "tessaly/compose/mail_data_structure.h"
 
-// A mail that was sorted into its parts (AnalyzeMime), to be read: what is there, copies of the parts, and
-// the attachments in place.
+// A mail that was sorted into its parts (AnalyzeMime), to be read: the kinds of its parts, copies of the
+// parts, and references to the attachments.
 class TESSALY_API CMimeAnalyze : public CMailDataStructure {
   public:
     CMimeAnalyze() = default;

@@ -9,7 +9,7 @@
 // The 56 columns of the customer row. An element number is a column number; send histories, extraction
 // conditions and import assignments hold these numbers, and database.dat their columns, so they never change.
 
-// What CDatabaseEdit::Get_DBElementInfo tells of one element.
+// The description of one element by CDatabaseEdit::Get_DBElementInfo.
 struct DB_Element_Info {
     int ElementNumber = 0;
     CString Title;  // empty for the elements that are never shown
@@ -51,7 +51,7 @@ constexpr bool IsElement(int element) noexcept { return element >= 0 && element 
 constexpr bool IsAttribute(int element) noexcept {
     return element >= element_first_attribute && element <= element_last_attribute;
 }
-// `element` must be one.
+// `element` must be an element number.
 TESSALY_API ElementDefinition const& DefinitionOf(int element) noexcept;
 
 }  // namespace customers

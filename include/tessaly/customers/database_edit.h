@@ -49,21 +49,22 @@ enum Direction : int {
 }  // namespace customers
 using customers::Direction;
 
+// Saving before loading replaces the file by the customers stored since.
+//
 // The customer table of one environment: the file DB\database.dat, held in memory as rows of 56 texts
 // (customers/customer_elements.h). The application makes one, binds it to an environment, loads it with
 // ReadCustomerList and edits it in memory; nothing reaches the disk before WriteFromMemoryToFile, or
-// SetOneCustomerInfo when it is told to write. Environment and options are not owned and must outlive the
-// object.
+// SetOneCustomerInfo with `write`. Environment and options are not owned and must outlive the object.
 //
 // A customer ID is given once and stays with its row for good. Deleting sets the row's delete flag;
-// PhysicalDeletion wipes what the row holds but keeps the row and its ID. So a row is live (flag empty),
+// PhysicalDeletion wipes the contents of the row but keeps the row and its ID. So a row is live (flag empty),
 // deleted (flag "Y", with all its data), or wiped (flag "Y", no address).
 //
-// Look-ups by ID go through an index that MakeIndex makes. The operations on single customers and the imports
-// keep it right without rebuilding it; where something else has changed rows since (an operation of CMyDB, or
-// one of those here whose comment says that the caller calls MakeIndex), the next of them rebuilds it. Until
-// then look-ups give what the index last knew; an ID whose row is gone is unknown to them. Look-ups by mail
-// address go through an index of their own, which always tells what the rows hold now.
+// Look-ups by ID use an index that MakeIndex makes. The operations on single customers and the imports keep
+// it right without rebuilding it; where something else has changed rows since (an operation of CMyDB, or one
+// of those here whose comment says that the caller calls MakeIndex), the next of them rebuilds it. Until then
+// look-ups use the old index; an ID whose row is gone is unknown to them. Look-ups by mail address use an
+// index of their own, which always matches the rows.
 //
 // Threads: every public operation takes the named mutex DATABASE_EDIT_MUTEX for its whole duration and waits
 // for it without limit, also against other objects and other processes. Exceptions: SetStopImportFlag,
@@ -72,7 +73,7 @@ using customers::Direction;
 // Failures leave their number and text in GetErrMsg() where one is named; a success leaves it as it was.
 class TESSALY_API CDatabaseEdit : public CMyDB {
   public:
-    // Results of the operations, and the error number that each leaves behind.
+    // Results of the operations, and the error number of each.
     enum CustomerResult : int {
         ok = 0,
         no_match = -1,           // SearchCustomerOneElement, DBID2RowNumber: none; no number
@@ -82,7 +83,7 @@ class TESSALY_API CDatabaseEdit : public CMyDB {
         bad_element = -2,  // 10005: element number outside 0 to 55 (no number in GetCustomerDataPinPoint)
         bad_width = -3,    // ReadCustomerList: the table does not have 56 columns; no number
         no_such_customer = -3,       // 10006: GetOneCustomerForEdit, SetOneCustomerInfo
-        key_missing = -4,            // reads: the environment's key is not to be had; no number
+        key_missing = -4,            // reads: the environment does not give its key; no number
         no_such_id = -6,             // 10006: GetOneCustomerDataPinPoint, SearchCustomerOneElement
         bad_direction = -7,          // 10007
         no_new_id = -9,              // 10009
@@ -100,7 +101,7 @@ class TESSALY_API CDatabaseEdit : public CMyDB {
         // no_system_option and import_failed (10009, or 10602).
         fwa_bad_argument = -50,
         fwa_not_converted = -51,
-        fwa_not_opened = -52,  // the log, or what the converter made
+        fwa_not_opened = -52,  // the log, or the result of the converter
         fwa_bad_titles = -53,
         becky_bad_argument = -55,
         becky_no_log = -56,
@@ -121,7 +122,7 @@ class TESSALY_API CDatabaseEdit : public CMyDB {
 
     // An empty table of 56 columns, not bound.
     CDatabaseEdit();
-    // Bound by SetEnvManager, and by SetSystemOption. A refusal leaves 10002 or 10004, is shown in a message
+    // Binds by SetEnvManager, and by SetSystemOption. A refusal leaves 10002 or 10004, is shown in a message
     // box and raises CUserException.
     explicit CDatabaseEdit(EnvManager* env);
     CDatabaseEdit(EnvManager* env, SystemOption* option);
@@ -147,11 +148,11 @@ class TESSALY_API CDatabaseEdit : public CMyDB {
     int ReadCustomerList();
     // Replaces the rows by those of another file of this form, with `key` (null for none); needs no
     // environment. Result as ReadCustomerList; a failure to open or to recognise the file leaves the rows as
-    // they are. The path stays; the rows now count as changed, since they are not those of the own file. The
+    // they are. The path stays; the rows count as changed, since they are not those of the own file. The
     // caller calls MakeIndex.
     int ReadFromFileToMemoryAppointFileName(CString path, char const* key);
     // Writes the rows to the own file if they have changed since the last read or write. ok, no_environment,
-    // not_written. A keyed environment whose key is not to be had refuses, so that no file is made that its
+    // not_written. A keyed environment that does not give its key refuses, so that no file is made that its
     // own key does not open.
     [[nodiscard]] int WriteFromMemoryToFile();
     // Writes the rows to another file with `key` (null for none). Path and changed flag stay. ok,
@@ -165,20 +166,21 @@ class TESSALY_API CDatabaseEdit : public CMyDB {
     enum StoreMode : int { store_in_memory = 0, store_to_file = 1 };
     enum FindMode : int { find_live = 0, find_all = 1 };
 
-    // The defaults of a new customer into `c` if `reset` is non-zero. Always ok.
+    // The defaults of a new customer in `c` if `reset` is non-zero. Always ok.
     int GetOneCustomerForNew(OneCustomer& c, int reset);
-    // The customer's row into `c`; a birthday is cut to 19 bytes, the three flags to one byte. ok;
+    // The customer's row in `c`; a birthday is cut to 19 bytes, the three flags to one byte. ok;
     // no_such_customer with the defaults in `c`.
     int GetOneCustomerForEdit(OneCustomer& c, int id);
-    // Stores `c` as it stands, without checks, but for the hyphens of ZipCode1: as a new row with an ID from
-    // the environment's sequence, which goes into `c`, if its CustomerID is -1, else in place of its row. The
+    // Stores `c` without checks, except that ZipCode1 loses its hyphens: as a new row with an ID from the
+    // environment's sequence, which goes into `c`, if its CustomerID is -1, else in place of its row. The
     // row's update time is the present; its registration time is the present for a new customer, else
     // c.EntryDate. With `write` non-zero the file is written; a failure of that leaves 10204, and the result
-    // stays ok. ok, no_environment, no_new_id, no_such_customer, row_refused. Costs the same whatever the
+    // stays ok. ok, no_environment, no_new_id, no_such_customer, row_refused. The cost does not depend on the
     // size of the table.
     int SetOneCustomerInfo(OneCustomer& c, int write);
-    // Appends a row of exactly what `c` holds, ID and dates included; for rebuilding a table from salvaged
-    // data. Does not look for a double ID. ok, no_environment, row_refused. The caller calls MakeIndex.
+    // Appends a row with exactly the values of `c`, ID and dates included; for rebuilding a table from
+    // salvaged data. Does not look for a double ID. ok, no_environment, row_refused. The caller calls
+    // MakeIndex.
     int SetOneCustomerInfoForRepair(OneCustomer& c);
     // Set and clear the delete flag; wipe a row to ID, dates and flags. The update time becomes the present.
     // ok, or the failures of GetOneCustomerForEdit and SetOneCustomerInfo. None writes the file.
@@ -187,7 +189,7 @@ class TESSALY_API CDatabaseEdit : public CMyDB {
     int PhysicalDeletion(int id);
     // 1 if there is such a row that is not deleted, or, with `withDeleted` non-zero, any such row; else 0.
     int FindCustomerID(int id, int withDeleted);
-    // One element of one customer. ok, bad_element, unknown_id, `out` then staying as it was; no error
+    // One element of one customer. ok, bad_element, unknown_id, `out` being unchanged on failure; no error
     // number.
     int GetCustomerDataPinPoint(int id, int element, CString& out);
     // The same, empty on failure.
@@ -200,8 +202,8 @@ class TESSALY_API CDatabaseEdit : public CMyDB {
     // Stores `src` without any "-" in `dst`, which may be `src`. Always ok.
     int HyphenCut(CString* src, CString* dst);
 
-    // The work row: 56 texts in which SetOneCustomerInfo builds a row, open to the application. The imports
-    // leave it empty.
+    // The work row: 56 texts in which SetOneCustomerInfo builds a row, open to the application. After an
+    // import it is empty.
     void InitOneCustomerTemp();
     // ok, bad_element. A null text counts as empty.
     int SetElementOneCustomerTemp(char const* text, int element);
@@ -226,8 +228,8 @@ class TESSALY_API CDatabaseEdit : public CMyDB {
     // --- Lists and columns (database_edit_queries.cpp), all in row order ---
 
     // The customers that are not deleted and whose ID lies in `from` to `to`, both included; -1 in either
-    // means all. Result: their number. GetDBForList stores their IDs from index 0 on, as far as the size of
-    // `out` goes; its result is the number stored.
+    // means all. Result: their number. GetDBForList stores their IDs from index 0 on, up to the size of
+    // `out`; its result is the number stored.
     int GetDBForListSize(int from, int to);
     int GetDBForList(CArray<CDbCustomerID, CDbCustomerID>* out, int from, int to);
     // The IDs of customers who are not deleted, of those who are (wiped ones too), and of all. `out` is
@@ -240,10 +242,10 @@ class TESSALY_API CDatabaseEdit : public CMyDB {
     int GetDBCountWithoutDelete();
     int GetMaxDBIDOnlyExisting();
 
-    // Number, title and type of the elements that `vector` selects: exactly 56 characters, "1" for an element
-    // that is wanted and "0" for one that is not. Titles and types of the attributes come from the options.
-    // ok; in this order: no_environment, no_system_option, bad_vector_length, bad_vector_bits with `out` as
-    // it was; no_element_info with what was found so far in `out`.
+    // Number, title and type of the elements that `vector` selects: exactly 56 characters, "1" for each
+    // selected element and "0" for each other. Titles and types of the attributes come from the options. ok;
+    // in this order: no_environment, no_system_option, bad_vector_length, bad_vector_bits with `out` as it
+    // was; no_element_info with the elements before the failure in `out`.
     int Get_DBElementInfo(CArray<DB_Element_Info, DB_Element_Info>& out, CString vector);
     // The distinct values of an element in the order of their first appearance, compared exactly, the empty
     // one included; deleted customers only with `withDeleted` non-zero; at most `limit`, all for 0 or less.
@@ -263,28 +265,28 @@ class TESSALY_API CDatabaseEdit : public CMyDB {
 
     // --- Import of delimited text (database_edit_import.cpp) ---
 
-    // Takes customers from a text file. A line, divided by SplitString with `delimiter` and `quote` (0 for
-    // none), becomes a new customer, or updates the one with its mail address, deleted ones too, who are live
-    // again then. elements[i] is the column, from 0, that feeds element i; an element with a negative column,
-    // one at or past the end of the line, or none at all is not set from the line. A column that is assigned
-    // and empty clears its element. `add` 0 empties the table first; IDs go on all the same. `duplicate` "2"
-    // keeps a known customer as he is.
+    // Imports customers from a text file. A line, divided by SplitString with `delimiter` and `quote` (0 for
+    // none), becomes a new customer, or updates the one with its mail address; a deleted one becomes live
+    // again. elements[i] is the column, from 0, that feeds element i; an element with a negative column, one
+    // at or past the end of the line, or none at all is not set from the line. A column that is assigned and
+    // empty clears its element. `add` 0 empties the table first; IDs go on all the same. `duplicate` "2"
+    // keeps a known customer unchanged.
     //
     // `imported` counts the customers as they come in and may be read by another thread (null is allowed). A
     // refused line goes into `errorLines` by its number, from 1, and into `errorTexts` whole, at the same
-    // index. The three are reset when the run has everything that it needs.
+    // index. The three are reset once all conditions of the run are met.
     //
     // A line ends with its LF, its text at its first NUL; one of over 256 MiB cannot be read. The rules of
-    // the fields stand in customers/field_rules.h. Result: the number imported; in this order
-    // no_environment, no_system_option, no_element_info, import_no_file, import_failed with 10009 (no
-    // customer ID to be had) or 10602 (the table refused a row, or the file could not be read on). The rows
-    // imported up to a failure or a stop stay in memory; the file is not written. Costs one look-up a line.
+    // the fields stand in customers/field_rules.h. Result: the number imported; in this order no_environment,
+    // no_system_option, no_element_info, import_no_file, import_failed with 10009 (no new customer ID) or
+    // 10602 (the table refused a row, or the file could not be read on). The rows imported up to a failure or
+    // a stop stay in memory; the file is not written. Costs one look-up a line.
     enum ImportMode : int { import_replace = 0, import_add = 1 };
     int ImportDBfromFile(CString path, CString delimiter, char quote, CArray<int, int>& elements, int add,
                          int* imported, CArray<int, int>& errorLines, CArray<CString, CString>& errorTexts,
                          CString duplicate);
-    // Of the last ImportDBfromFile that took lines: every field for which it refused a line, by line, in a
-    // line the address first and the others by element. Good until the next import.
+    // Every field for which the last ImportDBfromFile that read lines refused a line, by line, in a line the
+    // address first and the others by element. Valid until the next import.
     CArray<customers::RefusedField> const& GetRefusedFields();
     // 1 stops a running import before its next line. Takes no lock. An import clears the flag when it is
     // called.
@@ -297,23 +299,23 @@ class TESSALY_API CDatabaseEdit : public CMyDB {
 
     // --- Import from other programs (database_edit_foreign.cpp) ---
 
-    // Takes customers from the files of other programs, whose layouts they know: address books of 筆まめ (by
-    // a program that converts them), Becky! and OutLook (below import/address_books), exports of
-    // the shop programs Corvane and Belmora (import/shop_exports). A customer is known by his mail
-    // address, deleted ones too, who are live again then. Rows stay in memory; the file is not written.
+    // Imports customers from the files of other programs: address books of 筆まめ (through a program that
+    // converts them), Becky! and OutLook (import/address_books), exports of the shop programs Corvane and
+    // Belmora (import/shop_exports). A known customer is found by the mail address; a deleted one becomes
+    // live again. Rows stay in memory; the file is not written.
     //
-    // `logPath` is made anew, a text in code page 932 with LF line ends: what was imported, each refused line
-    // with all its reasons, and how the run ended. A failure before it is open leaves none.
+    // `logPath` is made anew, a text in code page 932 with LF line ends: the input, each refused line with
+    // all its reasons, and how the run ended. A failure before it is open leaves none.
     //
     // `state` is 1 while the run prepares, which takes a second, and 0 while it works through the lines;
-    // `message` tells the same in words; `imported` and `errors` count customers and refused lines as they
-    // come. Another thread may read the three numbers meanwhile, but not the text. Null state or message:
-    // nobody wants to know.
+    // `message` gives the same in words; `imported` and `errors` count customers and refused lines as they
+    // come. Another thread may read the three numbers meanwhile, but not the text. `state` and `message` may
+    // be null.
     //
     // Result: the number imported, new and known together; or in this order no_environment, no_system_option,
     // ..._bad_argument, and the further failures of the program. A bad line is no failure.
     //
-    // `dmMode`: direct mail for 1 all ("Y"), 2 nobody ("N"), 3 new customers ("Y"), any other new customers
+    // `dmMode`: direct mail for 1 all ("Y"), 2 none ("N"), 3 new customers ("Y"), any other new customers
     // ("N").
     int ImportDBfromFWAFile(CString fwaPath, CString converter, CString logPath, int* imported, int* errors,
                             int* state, CString* message, int dmMode);
@@ -321,22 +323,22 @@ class TESSALY_API CDatabaseEdit : public CMyDB {
                               CString* message, int dmMode);
     int ImportDBfromOutLookFile(CString path, CString logPath, int* imported, int* errors, int* state,
                                 CString* message, int dmMode);
-    // `duplicate`: a known customer is "2" left alone, "0" left alone if he was changed here after the line's
-    // date, any other replaced. A Corvane file without dates asks under "0" (owner: of the question) whether
-    // to replace all; import_declined for anything but yes. Belmora with `rewriteAttributes` not 0 gives the
-    // attributes A to S the names and types of the file, and stores the settings in any case.
+    // `duplicate`: a known customer is "2" left alone, "0" left alone if changed here after the line's date,
+    // any other replaced. A Corvane file without dates under "0" shows a question (`owner`: its window)
+    // whether to replace all; import_declined for any answer but yes. Belmora with `rewriteAttributes` not 0
+    // gives the attributes A to S the names and types of the file, and stores the settings in any case.
     int ImportDBfromCorvaneFile(CString path, CString logPath, int* imported, int* errors, int* state,
                                 CString* message, CString duplicate, HWND owner);
     int ImportDBfromBelmoraFile(CString path, CString logPath, int* imported, int* errors, int* state,
                                 CString* message, CString duplicate, int rewriteAttributes);
 
-    // What an application asks of these imports beside what is told above; nothing at the start.
+    // Options of these imports beside their arguments; none at the start.
     struct ForeignImportOptions {
         // Called before each line, and several times a second while a converter runs. true ends the run with
         // import_stopped; the rows imported so far stay in memory.
         std::function<bool()> stop;
-        // Corvane and 筆まめ: a last line without LF is taken too. These and OutLook: what cannot be read
-        // since a quote stays open, or the file fails, is a refused line.
+        // Corvane and 筆まめ: a last line without LF is imported too. These and OutLook: a text that cannot
+        // be read because a quote stays open, or the file fails, is a refused line.
         bool whole_file = false;
     };
     void SetForeignImportOptions(ForeignImportOptions options);
@@ -344,14 +346,14 @@ class TESSALY_API CDatabaseEdit : public CMyDB {
     // --- Registration by mail (database_edit_registration.cpp) ---
 
     // A new customer from the text of a mail with tagged values (customers/registration_mail.h), to be stored
-    // by SetOneCustomerInfo; nothing is stored here. With `strict` 1 any bad field refuses the mail, else a
-    // missing or bad address alone. ok, no_environment, no_system_option, no_element_info,
+    // by SetOneCustomerInfo; nothing is stored here. With `strict` 1 any bad field refuses the mail, else
+    // only a missing or bad address. ok, no_environment, no_system_option, no_element_info,
     // registration_refused; after a failure `c` holds the defaults of a new customer.
     int ConvertEMailToOneCunstomer(char const* text, OneCustomer& c, int strict);
 
   private:
     friend class customers::ImportRun;
-    friend class ::ExtractAction;  // which looks up very many customers while it holds the mutex
+    friend class ::ExtractAction;  // looks up very many customers while it holds the mutex
     // A flag that another thread may set; a copy takes the value.
     class SharedFlag {
       public:
@@ -367,7 +369,7 @@ class TESSALY_API CDatabaseEdit : public CMyDB {
       private:
         std::atomic<int> value_{0};
     };
-    // Which indexes go along with a new row.
+    // The indexes that are updated with a new row.
     enum class Follow { index_and_addresses, addresses };
 
     void InitMember();

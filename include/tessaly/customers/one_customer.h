@@ -3,9 +3,8 @@
 #include "tessaly/platform/cstring.h"
 #include "tessaly/platform/ole_date_time.h"
 
-// One customer in memory: what the library passes around to edit, to merge into a mail and to send to. A
-// plain value with memberwise copy; nothing in it is checked. The spare columns of the customer row have no
-// member.
+// One customer in memory, to be edited, merged into a mail and sent to. A plain value with memberwise copy;
+// nothing in it is checked. The spare columns of the customer row have no member.
 //
 // A new object has every text empty and both dates zero; CDatabaseEdit::GetOneCustomerForNew gives the
 // defaults of a new customer ("Y" in DMOk and OtherOk, the present time in both dates).

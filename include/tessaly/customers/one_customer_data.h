@@ -6,13 +6,13 @@
 #include "tessaly/storage/my_db.h"
 #include "tessaly/storage/string_array_ex.h"
 
-// A customer as an object whose setters check what they are given, for dialogs and other places where a user
+// A customer as an object whose setters check their arguments, for dialogs and other places where a user
 // fills in one field after the other. Unless a setter says otherwise, 0 means that the value is stored and
-// anything else that the field is as it was. Texts are bytes in code page 932, dates are local time. Not
+// anything else that the field is unchanged. Texts are bytes in code page 932, dates are local time. Not
 // shared between threads.
 class TESSALY_API COneCustomerData {
   public:
-    // Dates, as SetDate names them.
+    // The dates of SetDate.
     enum DateField : int {
         date_birthday = 0,
         date_entry = 1,
@@ -33,13 +33,14 @@ class TESSALY_API COneCustomerData {
     static constexpr int extra_count = 20;
 
     COneCustomerData() { Init(); }
-    // Copy onto a new object: what a setter refuses is as Init leaves it, and the check flag is off.
+    // Copies onto a new object: a field whose setter refuses the value is as Init leaves it, and the check
+    // flag is off.
     COneCustomerData(COneCustomerData const& other) : COneCustomerData() { Copy(*this, other); }
     COneCustomerData& operator=(COneCustomerData const& other);
     virtual ~COneCustomerData() = default;
-    // Field by field through the setters of `to`, whose check flag stays and is obeyed. What a setter refuses
-    // (no ID yet, an empty address, an empty part of the zip code) leaves the old value of `to`; a prefecture
-    // that is not yet set becomes "<未選択>"; a birthday loses its time of day. Result: `to`.
+    // Field by field through the setters of `to`, whose check flag stays and applies. A refused value (no ID
+    // yet, an empty address, an empty part of the zip code) leaves the old value of `to`; a prefecture that
+    // is not yet set becomes "<未選択>"; a birthday loses its time of day. Result: `to`.
     static COneCustomerData& Copy(COneCustomerData& to, COneCustomerData const& from);
     // Check flag 0, ID no_id, "N" in DMOk, the present time in all three dates, 20 empty attributes, all
     // other texts empty.
@@ -49,14 +50,14 @@ class TESSALY_API COneCustomerData {
     // SetZipCode, whose digits need none.
     void SetCheckCharacterCodeFlag(int flag) { check_character_code_ = flag; }
     int IsCheckCharacterCode() const { return check_character_code_; }
-    // A text that is not clean one-line Shift-JIS ends before the first offence. `type` outside the three
-    // types leaves it alone.
+    // Cuts a text that is not clean one-line Shift-JIS in front of its first fault. A `type` outside the
+    // three types leaves it unchanged.
     static CString ConvertUnusualData(CString text, _MYDB_DATATYPE type);
 
     // bad_value for a negative number. A text counts as the number at its start, 0 without one.
     int SetCustomerID(int id);
     int SetCustomerID(CString id);
-    // bad_value for what MailAddressChecker refuses, an empty address too.
+    // bad_value for an address that MailAddressChecker refuses, and for an empty one.
     int SetEmail(CString address);
     void SetKanjiSei(CString text) { kanji_sei_ = Checked(text, storage::mydb_string); }
     void SetKanjiMei(CString text) { kanji_mei_ = Checked(text, storage::mydb_string); }
@@ -93,19 +94,19 @@ class TESSALY_API COneCustomerData {
     int SetDeleteFlag(CString flag);
     void SetDeleteFlag(int flag);
 
-    // `kind`: a DateField; of a birthday the time of day is dropped. With `limit` not 0 a date before `lower`
-    // or after `upper` (null for no limit) is replaced by `fallback`, or by the present for a null one.
-    // Results in the order of the tests: bad_value for a date that is not valid, bad_lower, bad_upper,
-    // bad_fallback, bad_value for an unknown kind.
+    // `kind`: a DateField; a birthday loses its time of day. With `limit` not 0 a date before `lower` or
+    // after `upper` (null for no limit) is replaced by `fallback`, or by the present for a null one. Results
+    // in the order of the checks: bad_value for a date that is not valid, bad_lower, bad_upper, bad_fallback,
+    // bad_value for an unknown kind.
     int SetDate(int kind, COleDateTime date, int limit, COleDateTime* fallback, COleDateTime* lower,
                 COleDateTime* upper);
-    // The same from a date text as the customer's row holds it: "YYYY/MM/DD" at its start for a birthday, all
-    // of "YYYY/MM/DD hh:mm:ss" for the others. A text with fewer parts than that counts as today or the
-    // present time, and is no failure.
+    // The same from a date text of the customer's row: "YYYY/MM/DD" at its start for a birthday, all of
+    // "YYYY/MM/DD hh:mm:ss" for the others. A text with fewer parts than that counts as today or the present
+    // time, and is no failure.
     int SetDate(int kind, CString text, int limit, COleDateTime* fallback, COleDateTime* lower,
                 COleDateTime* upper);
 
-    // All attributes as they stand. bad_value for any other number of them than 20.
+    // Replaces all attributes. bad_value for any other number of them than 20.
     int SetExtraAll(XCStringArrayEx attributes);
     // Attribute `index`, 0 for A to 19 for T; a number becomes decimal text, a date "YYYY/MM/DD hh:mm:ss".
     // bad_date before bad_value (no such index) before no_such_attribute.

@@ -16,29 +16,31 @@ class CMailListViewer;
 class EnvManager;
 class SystemOption;
 
-// One row of a send history: how far a mail has come for one customer.
+// One row of a send history: the state of a mail for one customer.
 struct HistorySet {
     int CustomerID = -1;
     CString State;        // "W" waiting, "C" complete, "E" given up
     int RetryNumber = 0;  // -1 before the first attempt
     CString OpenFlag;     // "Y" when the customer opened the mail
-    CString MessageID;    // under which the mail left, without angle brackets
+    CString MessageID;    // with which the mail was sent, without angle brackets
     COleDateTime LastSendDate;
 };
 
-// The send history of one mail: a row for each customer to whom it goes or went, in the file
-// MAIL\<id>\hist<id>.dat of the environment. The object holds one such table in memory and knows the rules of
-// retrying. It is bound to one environment for life and selects a mail by SetMailID; the rows are edited in
-// memory and saved by the application, which also decides about states and retry numbers. The environment and
-// the other objects are not owned.
+// Saving before loading replaces the file of the mail by the rows set since; without rows it fails with
+// not_written.
 //
-// Handing the environment on to an object that holds one already is no failure: an application shares one set
+// The send history of one mail: a row for each recipient, sent to or not, in the file MAIL\<id>\hist<id>.dat
+// of the environment. The object holds one such table in memory and applies the rules of retrying. It is
+// bound to one environment for life and selects a mail by SetMailID; the rows are edited in memory and saved
+// by the application, which also decides about states and retry numbers. The environment and the other
+// objects are not owned.
+//
+// Passing the environment on to an object that holds one already is no failure: an application shares one set
 // of options, one customer table and one list of mails among all.
 //
 // Look-ups by customer ID and by Message-ID take the same time however long the history is. Of two rows with
 // one customer ID the later one is found. A row is found by the customer ID with which it was loaded or
-// appended, and by the Message-ID that it holds now; the look-ups do not know of changes by the inherited
-// table.
+// appended, and by its present Message-ID; the look-ups ignore changes by the inherited table.
 //
 // Threads: a load, and a save to the mail's own file, take the named mutex HISTORY_LIST_VIEWER_MUTEX, one for
 // all histories and processes. Nothing else is locked: one object belongs to one thread at a time. The last
@@ -47,7 +49,7 @@ struct HistorySet {
 // Failures leave their number and text in GetErrMsg(); a success leaves it as it was.
 class TESSALY_API HistoryListViewer : public BaseRecordStructer {
   public:
-    // The elements of a row, as they lie on disk.
+    // The elements of a row, in their order on disk.
     enum Element : int {
         element_customer_id = 0,
         element_state = 1,
@@ -79,7 +81,7 @@ class TESSALY_API HistoryListViewer : public BaseRecordStructer {
         retry_refused = -44,         // 5404: complete already
         unexpected = -99,            // 5999
     };
-    // Of a recipient: still to get the mail, has it, was given up.
+    // The state of a recipient: still to get the mail, sent, given up.
     static constexpr char const* state_waiting = "W";
     static constexpr char const* state_complete = "C";
     static constexpr char const* state_error = "E";
@@ -89,15 +91,15 @@ class TESSALY_API HistoryListViewer : public BaseRecordStructer {
     static constexpr int all_rows = -1;  // either argument of GetHDataFromMemoryToStruct
 
     HistoryListViewer() = default;
-    // Bound in the order of the arguments. A refusal sets 5008, 5009, 5010 or 5012, is shown in a message box
-    // and raises CUserException; so does a failing SetMailID(mailID, 0), with the error that it set.
+    // Binds in the order of the arguments. A refusal sets 5008, 5009, 5010 or 5012, is shown in a message box
+    // and raises CUserException; so does a failing SetMailID(mailID, 0), with its own error.
     explicit HistoryListViewer(EnvManager* env);
     HistoryListViewer(EnvManager* env, SystemOption* option, CDatabaseEdit* database, CMailListViewer* mails);
     HistoryListViewer(EnvManager* env, SystemOption* option, CDatabaseEdit* database, CMailListViewer* mails,
                       int mailID);
 
-    // Each once only: 1; 0 for a null pointer, or when one is set already. The environment is handed on to
-    // the others as soon as both are there.
+    // Each once only: 1; 0 for a null pointer, or when one is set already. The environment is passed on to
+    // the others as soon as both are set.
     int SetEnvManager(EnvManager* env);
     int SetSystemOption(SystemOption* option);
     int SetDatabaseEdit(CDatabaseEdit* database);
@@ -114,18 +116,18 @@ class TESSALY_API HistoryListViewer : public BaseRecordStructer {
     // Loads the file of the mail, in a keyed environment with `key` if `useKey` is not 0 (null for the
     // default tables), else with the database key. After file_missing and file_empty, the normal start of a
     // new history, the table is empty and takes rows. ok, no_environment, no_mail_id, file_format (also when
-    // the database key is not to be had), unexpected.
+    // the environment does not give its database key), unexpected.
     int GetHDataFromFileToMemory(int useKey, char const* key);
     // Saves if rows were changed since the last load or save. ok, no_environment, no_mail_id, not_written.
     [[nodiscard]] int WriteHDataFromMemoryToFile();
     // The same, changed or not.
     [[nodiscard]] int WriteHDataFromMemoryToFileCompel();
-    // Saves to another file with `key` (null for none); needs no mail and takes no lock, and what is unsaved
-    // at home stays unsaved. ok, not_written.
+    // Saves to another file with `key` (null for none); needs no mail and takes no lock, and changes that are
+    // unsaved in the own file stay unsaved. ok, not_written.
     [[nodiscard]] int WriteFromMemoryToFileAppointFileName(CString path, char const* key);
 
-    // The rows `first` to `last`, both included, as far as there are such; all rows if either is negative.
-    // `rows` is emptied first. Result: their number.
+    // The rows `first` to `last`, both included, as far as they exist; all rows if either is negative. `rows`
+    // is emptied first. Result: their number.
     int GetHDataFromMemoryToStruct(CArray<HistorySet, HistorySet>& rows, int first, int last);
     // Appends a row. ok, customer_known, unexpected.
     int SetHDataFromStructToMemory(HistorySet& row);
@@ -134,28 +136,28 @@ class TESSALY_API HistoryListViewer : public BaseRecordStructer {
     CString GetElementFromMemoryPinPoint(int customerID, int element);
     int SetElementToMemoryPinPoint(int customerID, int element, CString value);
     enum TransferMode : int { transfer_read = 0, transfer_store = 1 };
-    // Read an element into the reference if `set` is 0, else store the reference. ok, no_such_customer,
+    // Reads an element into the reference if `set` is 0, else stores the reference. ok, no_such_customer,
     // unexpected.
     int TransferState(int customerID, CString& state, int set);
     int TransferRetryNum(int customerID, int& number, int set);
     int TransferOpenFlag(int customerID, CString& flag, int set);
     int TransferMessageID(int customerID, CString& id, int set);
     int TransferLastSendDate(int customerID, COleDateTime& date, int set);
-    // Raises the retry number by 1, not beyond the greatest int. ok, no_such_customer, unexpected.
+    // Raises the retry number by 1, up to the greatest int. ok, no_such_customer, unexpected.
     int RetryNumInc(int customerID);
 
     enum RetryCheck : int { not_if_complete = 0, even_if_complete = 1 };
-    // May this customer get the mail again? ok for yes; in this order: no_system_option, no_database,
-    // no_such_customer, customer_deleted (or not in the customer table), option_unreadable, retry_never (the
-    // settings forbid it), retry_refused (complete, unless `evenIfComplete` is not 0), option_unreadable,
-    // retry_count_exceeded, retry_never (never sent to, so this is no retry).
+    // Whether the mail may be sent to this customer again. ok for yes; in this order: no_system_option,
+    // no_database, no_such_customer, customer_deleted (or not in the customer table), option_unreadable,
+    // retry_never (the settings forbid it), retry_refused (complete, unless `evenIfComplete` is not 0),
+    // option_unreadable, retry_count_exceeded, retry_never (never sent to, so this is no retry).
     int CheckRetrySendOK(int customerID, int evenIfComplete);
-    // The customers who wait for another attempt and may have one; those who were given up. Deleted customers
+    // The customers who wait for another attempt that is allowed; those who were given up. Deleted customers
     // are left out; table order. ok, no_system_option, no_database.
     int GetRetryAddress(CArray<int, int>& ids);
     int GetErrorAddress(CArray<int, int>& ids);
-    // The customers whose mail left under `id`, compared byte by byte; table order, none for an unknown ID.
-    // Always ok.
+    // The customers whose mail was sent with the Message-ID `id`, compared byte by byte; table order, none
+    // for an unknown ID. Always ok.
     int GetCustomerIDFromMessageID(CString id, CArray<int, int>& ids);
     // The customers of the history in table order. With `checkDatabase` not 0 only those who are in the
     // customer table with an address and not deleted, with `completeOnly` not 0 only complete rows. ok,
@@ -186,8 +188,8 @@ class TESSALY_API HistoryListViewer : public BaseRecordStructer {
     bool IsDeletedCustomer(int row) const;
     bool IsLiveCustomer(int row) const;
 
-    // Rows by Message-ID, in table order; made when it is first asked for. Rows without one are not in it,
-    // since there may be very many.
+    // Makes the index of the rows by Message-ID, in table order, at the first use. It leaves out rows without
+    // one, since there may be very many.
     void UseMessageIndex();
     void AddToMessageIndex(int row, CString const& id);
     void MoveInMessageIndex(int row, CString const& old_id, CString const& new_id);

@@ -22,39 +22,38 @@ class SmtpConversation;
 enum class SmtpResult;
 }  // namespace protocol
 
-// The plain, unencrypted SMTP client (RFC 5321). One call of Send puts one mail to one recipient on the wire
-// in one SMTP conversation; a mailing is the application's loop around it. The object is configured once and
-// used for mail after mail: Send ends by emptying recipient, Message-ID and body, while header, content type,
+// The plain, unencrypted SMTP client (RFC 5321). One call of Send sends one mail to one recipient in one SMTP
+// conversation; a mailing is the application's loop around it. The object is configured once and used for
+// mail after mail: Send ends by emptying recipient, Message-ID and body, while header, content type,
 // attachments and boundary stay. All texts are Shift-JIS; a null text counts as empty.
 //
 // An object and its socket belong to the thread that calls them. SetXMailer is for the start of the program;
 // MakeMessageID may be called from any thread.
 //
-// What a server or a caller may not do:
+// The limits of servers and callers:
 //
 // A recipient or sender address with a CR or LF in it would be a second command, and one with another control
-// character, a blank or an angle bracket more than an address; neither reaches the wire
+// character, a blank or an angle bracket more than an address; neither is sent to a server
 // (protocol/mail_address.h). Send refuses it before it connects: the recipient as if the server had (0,
 // smtp_refused_by_server, an entry in the error list), the sender with -1 and smtp_missing_data, each with a
-// text of its own. A Message-ID with a CR or LF, which would be a second header line, is refused as such a
-// sender is.
+// text of its own. A Message-ID with a CR or LF, which would be a second header line, is refused like such a
+// sender.
 //
 // A user name or password whose answer exceeds the 512-byte buffers (protocol/smtp_authentication.h) is
 // refused with -4, smtp_auth_failed and a text of its own: before connecting when it fits none of the allowed
 // methods, before AUTH when it does not fit the one chosen. A challenge that does not fit ends the same way,
-// with only QUIT sent after it. A LOGIN server gets at most eight answers
-// (protocol/mail_limits.h).
+// with only QUIT sent after it. A LOGIN server gets at most eight answers (protocol/mail_limits.h).
 //
 // A reply over the limit of protocol/mail_limits.h is a socket failure (-2) with error_unknown_code. That
-// code comes with a text that says what happened, here and for a lost connection and for a socket error that
-// has no number of its own.
+// code comes with a text about the cause, here and for a lost connection and for a socket error without a
+// number of its own.
 //
-// Header lines are taken as they are; but AddHeader with a name turns a line end that does not fold the value
-// (CR LF with a blank or tab behind it) into a blank, so that no value can add a header line. The
-// body is dot-stuffed behind CR LF only; a caller that merges values into it makes its line ends CR LF first.
+// Header lines are not checked; but AddHeader with a name turns a line end that does not fold the value (CR
+// LF with a blank or tab behind it) into a blank, so that no value can add a header line. The body is
+// dot-stuffed behind CR LF only; a caller that merges values into it makes its line ends CR LF first.
 //
 // With a continue count maximum above 1 a connection is kept for several mails: the next Send or CheckSMTP on
-// it begins with RSET in place of greeting, HELO or EHLO and authentication (settings changed meanwhile hold
+// it begins with RSET in place of greeting, HELO or EHLO and authentication (settings changed meanwhile apply
 // from the next connection on), and QUIT is sent when the connection ends, also by the destructor, which does
 // not wait for the reply.
 class TESSALY_API MailSend {
@@ -67,9 +66,9 @@ class TESSALY_API MailSend {
     };
     // Results of Send.
     enum SendResult {
-        SendAccepted = 1,           // the server took the mail; the last error is unchanged
-        SendNotDelivered = 0,       // no connection (as Connect says), or the recipient was refused (2105,
-                                    // and an entry in the error list)
+        SendAccepted = 1,  // the server accepted the mail; the last error is unchanged
+        // no connection (see Connect), or the recipient was refused (2105, and an entry in the error list)
+        SendNotDelivered = 0,
         SendMissingField = -1,      // header, body, recipient, host, sender or port is missing (2005)
         SendSocketFailure = -2,     // during the conversation (GetWSAErrMsg)
         SendServerRefused = -3,     // the server refused a step (2104, 2105, 2107 or 2108)
@@ -106,7 +105,7 @@ class TESSALY_API MailSend {
     int SetHeader(char const* name, char const* value, char const* address);
     // Appends "name: text". The text is `value`, or with an `address` the quoted value and the address in
     // angle brackets, or the address alone when `value` is empty or null. A value with bytes above 127
-    // becomes encoded words (RFC 2047) in ISO-2022-JP; half-width kana, which that code does not have, become
+    // becomes encoded words (RFC 2047) in ISO-2022-JP; half-width kana, which that code lacks, become
     // full-width. 1, or 0 without a name.
     int AddHeader(char const* name, char const* value, char const* address);
     char const* GetHeader() const { return header_; }
@@ -123,7 +122,7 @@ class TESSALY_API MailSend {
     int AddAttachFile(char const* part);
     // Shares the part.
     int AddAttachFile(CString const& part);
-    // Makes the boundary of the mail's parts; Send does it by itself for a mail with attachments.
+    // Makes the boundary of the mail's parts; Send does so too for a mail with attachments.
     void MakeBoundary();
     // A file name as header text: ASCII unchanged, else encoded words.
     static CString EncodeFileName(char const* name);
@@ -146,19 +145,19 @@ class TESSALY_API MailSend {
     int SetTimeOutTimeBeforeConnect(unsigned int ms);
     int GetTimeOutTimeBeforeConnect() const { return static_cast<int>(connect_timeout_ms_); }
 
-    // One mail on the wire. Result: SendResult, the reason in GetErrMsg().
+    // Sends the mail. Result: SendResult, the reason in GetErrMsg().
     int Send();
     // The same conversation up to authentication, to test the settings; sends no mail and leaves the mail
-    // alone. Without authentication it ends after the greeting. Result: 0, CheckNotConnected, or -2 to -4 of
-    // SendResult.
+    // unchanged. Without authentication it ends after the greeting. Result: 0, CheckNotConnected, or -2 to -4
+    // of SendResult.
     int CheckSMTP();
-    // All that Send does before the mail: as CheckSMTP, but without authentication it goes on to HELO.
+    // The steps of Send before the mail: as CheckSMTP, but without authentication it goes on to HELO.
     int CheckConversation();
-    // The recipients refused by the last Send, in place of what `list` held. Returns 1.
+    // The recipients refused by the last Send, replacing the contents of `list`. Returns 1.
     int GetErrList(CArray<MailSendErr, MailSendErr&>& list) const;
     CErrMsg& GetErrMsg() { return last_error_; }
-    // Where the last Send or CheckSMTP ended without success, and by which reply: the same failure as data.
-    // The phase is none where no server was asked.
+    // The step in which the last Send or CheckSMTP failed, and the reply: the same failure as data. The phase
+    // is none where no server was contacted.
     protocol::SmtpFailure const& GetFailure() const { return failure_; }
 
     // The X-Mailer value of all objects; empty for no such line. A line end that does not fold it becomes a
@@ -174,13 +173,13 @@ class TESSALY_API MailSend {
     // The code of a reply by its last line, 0 if that cannot be read. `final`, unless null, receives the same
     // with a sign: below 0 on a continuation line.
     static int GetResponseStatus(char const* reply, int* final);
-    // The error number that tells the user about a socket error; 1 when there is none.
+    // The error number whose text explains a socket error to the user; 1 when there is none.
     static int GetWSAErrMsg(int socketError, FunctionType kind);
 
     // Returns 1.
     int InitLog();
     void WriteLogToFile();
-    // Environment, mail and customer, to stand above a conversation in the log.
+    // Environment, mail and customer, written above a conversation in the log.
     void WriteLogHeader(CString envName, int mailID, int customerID, CString address);
     // One log entry with its time. `kind`: "｜L｜" a note, "｜S｜" a command, "｜R｜" a reply or a socket
     // error; for "｜C｜", free text, kind and time are left out.
@@ -197,7 +196,7 @@ class TESSALY_API MailSend {
     int Disconnect();
     // Sends `command` and CR LF. 1; or 0 with the socket error in GetErrMsg() if `reportFailure`.
     int SendCommand(CString command, int reportFailure);
-    // What Send puts on the wire for the present mail, behind DATA: its text with dots and closing line.
+    // The bytes that Send sends after DATA for the present mail: its text with dots and closing line.
     CString MakeMail();
 
     int m_bSmtpAuth = 0;
@@ -205,14 +204,14 @@ class TESSALY_API MailSend {
     static CString m_strMailerName;
 
   private:
-    // How far the conversation on the open connection has come.
+    // The state of the open connection's conversation.
     enum class Stage { no_greeting, greeted, ready };
     enum class CheckOnly { no, yes };
 
-    // What the conversation runs over.
+    // The channel of the conversation.
     class Wire;
 
-    // Results of the steps are those of Send.
+    // The results of the steps are those of Send.
     int StartConnection(char const* host, int port);
     bool OpenSocket();
     int RunSend();

@@ -7,11 +7,11 @@
 
 class CDatabaseEdit;
 
-// How long a text gets when it is merged with the data of given customers, and for whom it gets longest.
+// The length of a text merged with the data of given customers, and the customer with the longest.
 //
 // The order of use is: SetTargetString, one of the setters of customers, Analyze, the getters. The database
-// is not owned and must outlive the object; without one, a look-up by ID fails. One object belongs
-// to one thread.
+// is not owned and must outlive the object; without one, a look-up by ID fails. One object belongs to one
+// thread.
 class TESSALY_API CMailSize {
   public:
     enum Result : int {
@@ -30,21 +30,21 @@ class TESSALY_API CMailSize {
     // The text with merge words; `html` not 0: it is HTML source.
     void SetTargetString(CString text, int html);
 
-    // Each replaces the customers that the analysis walks over. Those by ID: ok; no_target if there is none
-    // of them, unknown IDs being passed over; lookup_failed, and then there is none.
+    // Each replaces the customers of the analysis. Those by ID: ok; no_target if none of them exists, unknown
+    // IDs being skipped; lookup_failed, and then there is none.
     int SetTargetCustomerByCustomerID(int id);
     int SetTargetCustomerByCustomerIDArray(CArray<int, int>& ids);
     int SetTargetCustomerByCustomerIDList(CList<int, int>& ids);
-    // These copy what they are given.
+    // These copy their arguments.
     void SetTargetCustomerByOneCustomer(OneCustomer& customer);
     void SetTargetCustomerByOneCustomerArray(CArray<OneCustomer, OneCustomer>& customers);
 
     // Merges the text for every customer. The size of a text is its length in bytes; with `convertKana` not 0
     // that after half-width kana are widened; a text that ends inside a character cannot be widened and
-    // counts as it stands. Of equal sizes the first counts. ok, no_target.
+    // counts unchanged. Of equal sizes the first counts. ok, no_target.
     int Analyze(int const& convertKana);
 
-    // What the last analysis found: the largest size in bytes, no_size if there is none; whose it is; the
+    // The result of the last analysis: the largest size in bytes, no_size if there is none; its customer; the
     // merged text (ok, or no_target with `text` as it was; the other form empty).
     int GetMaxSize() const { return max_size_; }
     int GetMaxCustomerID() const { return max_size_ == no_size ? no_customer : max_customer_id_; }

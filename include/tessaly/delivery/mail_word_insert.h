@@ -16,7 +16,7 @@ struct WORD_INSERT_STRUCT {
 };
 
 // Merge words: names between "<%" and "%>" in a subject or body (in HTML source "&lt;%" and "%&gt;"), each of
-// which is replaced by that value of the customer who gets the mail. The ID of a merge word is its row in the
+// which is replaced by that value of the recipient. The ID of a merge word is its row in the
 // table and the element number of the customer row. A merge word that is no column of the customer has an ID
 // behind those.
 //
@@ -35,7 +35,7 @@ class TESSALY_API MailWordInsert {
     MailWordInsert(char const* origin) : origin_(origin) {}
     void SetOriginMail(char const* origin) { origin_ = origin; }
 
-    // The held text merged for `customer`; see below.
+    // The held text merged for `customer`, as by the static operation below.
     CString GetMailWordInsert(OneCustomer customer, int html);
 
     // `origin` merged for `customer`. Unknown words stay as they are; a value is not searched for merge
@@ -49,7 +49,7 @@ class TESSALY_API MailWordInsert {
     // ID of the merge word with which `text` begins, in its HTML form if `html` is not 0, or no_word.
     static int GetIDFromInsertString(char const* text, int html);
 
-    // Sets `found` to those merge words of earlier versions that stand in `text`, each once, in a fixed
+    // Sets `found` to those merge words of earlier versions that occur in `text`, each once, in a fixed
     // order. They are found in their plain form only, and are never merged.
     static void CheckOldMailWord(CString text, CArray<CString, CString>& found);
 

@@ -8,14 +8,13 @@ namespace delivery {
 class ConversationWatch;
 }
 
-// The SMTP client over TLS: the component holds the conversation, and is filled and called by its own
-// interface (protocol/smtps.h, Handle()); this class keeps the transfer log, notes how far the conversation
-// came, and says in Japanese why it failed. Not copied; one object serves one thread, which also runs the
-// events.
+// The SMTP client over TLS: the component holds the conversation, and is configured and called through its
+// own interface (protocol/smtps.h, Handle()); this class keeps the transfer log, records the step that the
+// conversation reached, and gives its failure in Japanese. Not copied; one object serves one thread, which
+// also runs the events.
 class TESSALY_API CMySMTPS : public SMTPS {
   public:
-    // The step that the conversation reached. From the first failure on it stands still, and so names the
-    // step that failed.
+    // The step that the conversation reached. It stays at the step of the first failure.
     enum Status : int {
         status_none = 0,
         status_connecting = -1,
@@ -36,13 +35,13 @@ class TESSALY_API CMySMTPS : public SMTPS {
     CMySMTPS();
     ~CMySMTPS() override;
 
-    // Readies the object and the component for one conversation; closes one that is open. A time limit of 60
-    // seconds, port 25, no security, everything else empty. Result: of the component's last setting.
+    // Prepares the object and the component for one conversation; closes one that is open. A time limit of 60
+    // seconds, port 25, no security, everything else empty. Result: that of the component's last setting.
     int Init();
     void SetLogTitle(CString title);
     void WriteLog();
     int GetNowStatus() const;
-    // What the component told with its last error event.
+    // The text of the component's last error event.
     CString GetErrorMessage() const;
     // The sentence for the component's last failure; its own text where there is none.
     CString GetLastErrorInJapanese();

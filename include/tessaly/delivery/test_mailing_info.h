@@ -10,10 +10,10 @@
 class EnvManager;
 class SystemOption;
 
-// The test customers of one environment, made-up persons whom test mailings go to: the file
-// DB\testmailinginfo.dat, with the columns of the customer row (customers/customer_elements.h). Each stands
-// under a key that the application chooses, at most one row to a key; element 0 is the key in decimal. A key
-// is looked for from the first row on.
+// The test customers of one environment, made-up persons to whom test mailings go: the file
+// DB\testmailinginfo.dat, with the columns of the customer row (customers/customer_elements.h). Each has a
+// key that the application chooses, at most one row to a key; element 0 is the key in decimal. A key is
+// searched from the first row on.
 //
 // Binding an environment reads the file, and makes an empty one where there is none. Nothing else reaches the
 // disk before WriteFromMemoryToFile. Environment and options are not owned and must outlive the object.
@@ -35,7 +35,7 @@ class TESSALY_API CTestMailingInfo : public CMyDB {
 
     // No rows, nothing bound.
     CTestMailingInfo();
-    // Bound by SetEnvManager, and by SetSystemOption. A refusal leaves 10002 or 10004, is shown in a message
+    // Binds by SetEnvManager, and by SetSystemOption. A refusal leaves 10002 or 10004, is shown in a message
     // box and raises CUserException.
     explicit CTestMailingInfo(EnvManager* env);
     CTestMailingInfo(EnvManager* env, SystemOption* options);
@@ -43,17 +43,17 @@ class TESSALY_API CTestMailingInfo : public CMyDB {
     CTestMailingInfo& operator=(CTestMailingInfo const&) = default;
     ~CTestMailingInfo() override = default;
 
-    // Back to what a new object is, but for the error.
+    // Resets the object to its initial state, except for the error.
     void InitMember();
-    // Binds and reads: 1; 0 for a null pointer, when one is set already, or when ReadFromFileToMemory fails,
-    // and none is set then. The options get the environment too once both are set.
+    // Binds and reads: 1; 0 for a null pointer, when one is set already, or when ReadFromFileToMemory fails;
+    // none is set then. The options get the environment too once both are set.
     int SetEnvManager(EnvManager* env);
     // 1; 0 for a null pointer, or when one is set already.
     int SetSystemOption(SystemOption* options);
     EnvManager* GetEnvManager() { return env_; }
     CErrMsg& GetErrMsg() { return error_; }
 
-    // Replaces the rows by those of the file, which is made, empty, if it is not there. A null `path` stands
+    // Replaces the rows by those of the file, which is made, empty, if it is missing. A null `path` stands
     // for the environment's own file; any other becomes the path of the table. With `key` if `useKey` is not
     // 0 (null for the default tables), else with the environment's; in an environment of type 3 always with
     // the default tables, and without an environment with them unless `useKey` is not 0. Result: the number
@@ -63,16 +63,16 @@ class TESSALY_API CTestMailingInfo : public CMyDB {
     // Writes the rows to the table's file if they were changed since the last write, with the environment's
     // key; without an environment with the default tables. ok, not_written.
     [[nodiscard]] int WriteFromMemoryToFile();
-    // Writes the rows to another file with `key` (null for the default tables). The rows stay unsaved at
-    // home. ok, not_written_to.
+    // Writes the rows to another file with `key` (null for the default tables). Changes that are unsaved in
+    // the own file stay so. ok, not_written_to.
     [[nodiscard]] int WriteFromMemoryToFileAppointFileName(CString path, char const* key);
 
     // 1 with the test customer of the key `id` in `c`; a birthday is cut to 19 bytes, the three flags to one
     // byte. 0 if there is none, with the defaults in `c`.
     int GetTestMailingInfo(OneCustomer& c, int id);
-    // Stores `c` under the key `id` (c.CustomerID is not looked at), as a new row or in place of that of the
-    // key. Hyphens of ZipCode1 and the delete flag are dropped. The registration time of a new row is the
-    // present, else c.EntryDate; the update time is the present. ok, row_refused.
+    // Stores `c` under the key `id` (c.CustomerID is ignored), as a new row or in place of that of the key.
+    // Hyphens of ZipCode1 and the delete flag are dropped. The registration time of a new row is the present,
+    // else c.EntryDate; the update time is the present. ok, row_refused.
     int SetTestMailingInfo(OneCustomer& c, int id);
     // A test customer with nothing but the key, "Y" in DMOk and OtherOk, and the present time in both dates.
     void InitOneCustomer(OneCustomer& c, int id);

@@ -3,7 +3,7 @@
 #include "tessaly/mailstore/term_type.h"
 #include "tessaly/platform/export.h"
 
-// Decides by the recipient's address which of a mail's texts a customer gets. Static operations only; free of
+// Chooses by the recipient's address which of a mail's texts a customer gets. Static operations only, without
 // state, for any number of threads.
 class TESSALY_API CXEmail {
   public:

@@ -7,17 +7,20 @@
 
 class CCompoundKeyManager;
 
+// Saving before loading empties the file: WriteFromMemoryToFile writes the row in memory, and none is an
+// empty file.
+//
 // The open environment: one environment file and the directory of data files beside it. The application makes
-// one, points it at the file with InitEnvFileInfo and hands the pointer to every other object, none of which
+// one, sets its file with InitEnvFileInfo and passes the pointer to every other object, none of which
 // outlives it.
 //
 // The environment file is a table file of one row, scrambled with the application key: compound key, entry
-// date, renewal date ("%Y/%m/%d %H:%M:%S", local time). Every request for one of them reads the file anew and
-// replaces the row in memory. For <dir>\<name>.<ext> the data directory is <dir>\<name>.
+// date, renewal date ("%Y/%m/%d %H:%M:%S", local time). Every request for one of them reads the file again
+// and replaces the row in memory. For <dir>\<name>.<ext> the data directory is <dir>\<name>.
 //
-// A wrong application key and a damaged compound key show when the values are asked for: the database key,
-// the flag and the password are then empty. Such a compound key is never written over by the setters of flag
-// and password.
+// A wrong application key and a damaged compound key show when the values are read: the database key, the
+// flag and the password are then empty. The setters of flag and password never write over such a compound
+// key.
 //
 // Failures leave their number and text in GetErrMsg() where one is named; a success leaves it as it was. No
 // lock: calls on one object do not overlap.
@@ -25,7 +28,7 @@ class TESSALY_API EnvManager : public CMyDB {
   public:
     enum EnvironmentType : int {
         type_not_initialised = 0,
-        type_plain = 3,  // no key in use; data files have the default tables
+        type_plain = 3,  // no key in use; data files use the default tables
         type_keyed = 5,  // data files are scrambled with the database key
     };
     enum Column : int {
@@ -76,7 +79,7 @@ class TESSALY_API EnvManager : public CMyDB {
         read_no_cell = -7,          // 9011
         read_bad_date = -8,  // 9023 entry date, 9024 renewal date: not a full date (in GetEntryDate and
                              // GetRenewalDate)
-        // GetCompoundKey tests both dates too, under numbers of its own:
+        // GetCompoundKey checks both dates too, with numbers of its own:
         compound_no_entry_date = -8,     // 9011
         compound_bad_entry_date = -9,    // 9023
         compound_no_renewal_date = -10,  // 9011
@@ -116,7 +119,7 @@ class TESSALY_API EnvManager : public CMyDB {
     // Each rewrites the environment file at once with one value of the compound key changed; the dates stay.
     // `flag` is "", "Y" or "N"; SetEnvPassword stores the MD5 of its text, SetEnvPasswordMD5 its text itself.
     // They need one row in memory. Results: ok or a SetterResult, always with 9011; the file stays as it is,
-    // unless it was the write that failed.
+    // except after a failed write.
     int SetUseEnvPasswordFlag(CString flag);
     int SetEnvPassword(CString password);
     int SetEnvPasswordMD5(CString md5);
@@ -143,7 +146,7 @@ class TESSALY_API EnvManager : public CMyDB {
     int ReadDate(DateCell const& date, CString& out);
     int SetCell(Column column, CString const& value, int code);
     int OpenCompoundKey(CCompoundKeyManager& keys);
-    // Puts a compound key with the given or the present flag and password in the file.
+    // Puts a compound key with the given or the present flag and password into the file.
     int SetCompoundKey(int set_flag, CString flag, int set_password, CString password, int password_is_md5);
     int EndOfSetter(int worker_result, int failure);
 

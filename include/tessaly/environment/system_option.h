@@ -10,7 +10,7 @@ class EnvManager;
 
 // The settings of one environment: one record of text cells in <data directory>\systemoption.dat, a table
 // file with the environment's key. A full record has 123 cells; records of 90 and of 120 cells stay at that
-// size. The library looks only at the cells named here, and holds no defaults.
+// size. The library reads only the cells named here, and holds no defaults.
 //
 // The environment is not owned. Failures leave their number and text in GetErrMsg(); a success leaves it as
 // it was. Loads and saves hold the file's lock (BaseRecordStructer); else no lock: calls on one object do not
@@ -25,7 +25,7 @@ class TESSALY_API SystemOption : public BaseRecordStructer {
         cell_extra_types = 34,          // to 53: their types, "0" text, "1" number, "2" date
         cell_retry_unconditional = 54,  // "N" refuses a retry without conditions
         cell_retry_limit = 65,          // highest number of retries
-        cell_import_flag = 111,         // "Y": read by the shop import
+        cell_import_flag = 111,         // "Y": the shop import renames attributes
     };
     enum Result : int {
         ok = 0,
@@ -50,9 +50,9 @@ class TESSALY_API SystemOption : public BaseRecordStructer {
     int SetEnvManager(EnvManager* env);
 
     // Drops the record and reads the file: ok, no_environment, no_database_key, a failure of the file, or
-    // no_valid_record. After the last, and after file_format, what was read up to there is in memory.
+    // no_valid_record. After the last, and after file_format, the records read so far are in memory.
     int GetSODataFromFileToMemory();
-    // Writes the record if it was changed since the last read or write, else ok and nothing happens: ok,
+    // Writes the record if it was changed since the last read or write, else does nothing and gives ok: ok,
     // no_environment, no_valid_record, no_database_key, file_not_written. After a failure it still counts as
     // changed.
     [[nodiscard]] int WriteSODataFromMemoryToFile();
@@ -61,11 +61,10 @@ class TESSALY_API SystemOption : public BaseRecordStructer {
 
     // All 123 cells in order, those that a shorter record lacks being empty. no_valid_record.
     int GetSODataFromMemoryToAllData(CArray<CString, CString>& data) const;
-    // Replaces the record, or makes it, from 123, 90 or 120 texts; the record gets as many cells as
-    // SetElementNumber said before, further ones being empty. bad_data_length, not_changed (no element number
-    // set).
+    // Replaces the record, or makes it, from 123, 90 or 120 texts; the record has the number of cells of
+    // SetElementNumber, further ones being empty. bad_data_length, not_changed (no element number set).
     int SetSODataFromAllDataToMemory(CArray<CString, CString>& data);
-    // One cell, `index` 0 to 122. A cell that a shorter record lacks reads as empty, and what is written to
+    // One cell, `index` 0 to 122. A cell that a shorter record lacks reads as empty, and a value written to
     // it is lost with result ok. no_valid_record, bad_index, not_changed.
     int GetSODataFromMemoryPinPoint(int index, CString& value) const;
     int SetSODataToMemoryPinPoint(int index, CString& value);

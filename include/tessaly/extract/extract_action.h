@@ -13,7 +13,7 @@ class EnvManager;
 
 namespace extract {
 
-// Whose conditions they are.
+// The owner of the conditions.
 enum ECTYPE : int {
     ec_not_set = -2,
     ec_mail = 0,  // MAIL\<id>\merd<id>.dat
@@ -30,11 +30,11 @@ using extract::EC_CON_NUM;
 using extract::EC_TAB_NUM;
 using extract::ECTYPE;
 
-// One slot. As it is made it is the empty slot.
+// One slot; a new object is the empty slot.
 struct OneExtractCondition {
     int ElementNumber = -1;           // of the customer row; -1: the slot is not used
     CString Mode = "E";               // "E" compares with the values, "R" tests the range
-    CArray<CString, CString> Values;  // each in double quotes, with quotes in it doubled, if it holds a comma
+    CArray<CString, CString> Values;  // one in double quotes, with its quotes doubled, if it holds a comma
     CString EqualFlag = "Y";          // "Y", or "N" for customers who match none of the values
     CString RangeLow;                 // empty: no bound
     CString RangeHigh;
@@ -42,14 +42,14 @@ struct OneExtractCondition {
 };
 
 // A set of conditions on customer columns, 3 tabs of 5 slots, and their use: a list of customer IDs is
-// narrowed by one slot at a time. Slots that are run on one list one after the other are joined by AND; which
-// slots are run on which list is the application's. The set of a mail or of a destination list is one file of
-// 15 rows.
+// narrowed by one slot at a time. Slots that are applied to one list one after the other are joined by AND;
+// which slots are applied to which list is up to the application. The set of a mail or of a destination list
+// is one file of 15 rows.
 //
 // The order of use is: bind, SetTypeAndID, GetExtractConditionFromFileToMemory, read and write slots, one of
 // the writers. A set for a list that is not yet saved has type ec_list and ID -1, and gets its ID from
-// WriteAllExtractConditionOnMemoryToFileNew. After a failed load the table is empty or not of its size, and
-// every operation on slots fails.
+// WriteAllExtractConditionOnMemoryToFileNew. Before a load and after a failed one the table has not its 15
+// rows, and every operation on slots and every save fails.
 //
 // Environment and database are not owned. Failures leave their number and text in GetErrMsg() where one is
 // named; a success leaves it as it was. No lock of its own: calls on one object do not overlap; while
@@ -59,7 +59,7 @@ class TESSALY_API ExtractAction : public BaseRecordStructer {
     static constexpr int id_not_set = -2;
     static constexpr int id_new_list = -1;
     static constexpr int unused = -1;  // element number of an empty slot
-    // The columns of a row, as they lie on disk.
+    // The columns of a row, in their order on disk.
     enum Column : int {
         column_element = 0,
         column_mode = 1,
@@ -74,11 +74,11 @@ class TESSALY_API ExtractAction : public BaseRecordStructer {
         ok = 0,
         no_environment = -1,     // 6001
         no_database = -4,        // 6004
-        no_element_info = -6,    // 6006: the database does not tell the element's type
+        no_element_info = -6,    // 6006: the database does not give the element's type
         bad_table = -7,          // 6007: not 15 rows of 7 (no number in ...FromMemoryToStruct)
         no_type = -8,            // 6008
         no_id = -10,             // 6010
-        bad_target = -12,        // 6012: an ID that does not go with the type or the operation
+        bad_target = -12,        // 6012: an ID that does not match the type or the operation
         bad_element = -13,       // 6013
         bad_tab = -14,           // 6014
         bad_condition = -15,     // 6015
@@ -91,16 +91,16 @@ class TESSALY_API ExtractAction : public BaseRecordStructer {
     };
 
     ExtractAction() { InitMember(); }
-    // Bound by the setters: a refusal leaves 6002 or 6005, is shown in a message box and raises
+    // Binds by the setters: a refusal leaves 6002 or 6005, is shown in a message box and raises
     // CUserException. So does a failing SetTypeAndID, with its number.
     ExtractAction(EnvManager* env, CDatabaseEdit* database);
     ExtractAction(EnvManager* env, CDatabaseEdit* database, ECTYPE type, int id);
 
-    // Each once only: 1; 0 for a null pointer, or when one is set already. Once both are there the database
+    // Each once only: 1; 0 for a null pointer, or when one is set already. Once both are set the database
     // gets the environment; one that holds it keeps it.
     int SetEnvManager(EnvManager* env);
     int SetDatabaseEdit(CDatabaseEdit* database);
-    // ok; bad_target for a mail with ID -1. Nothing else is looked at.
+    // ok; bad_target for a mail with ID -1. Nothing else is checked.
     int SetTypeAndID(ECTYPE type, int id);
     int GetTargetID() const { return id_; }
     CErrMsg& GetErrMsg() { return error_; }
@@ -119,10 +119,10 @@ class TESSALY_API ExtractAction : public BaseRecordStructer {
     // A SlotState; bad_table, bad_tab, bad_condition.
     int CheckExtractEffective(EC_TAB_NUM tab, EC_CON_NUM con);
 
-    // Narrows `ids` to the customers who pass the slot's test, in their order; an empty slot leaves them
-    // alone. Whatever the test, customers who are not in the database or refuse direct mail go. Deleted
-    // customers are not told apart. ok; no_database, bad_table, bad_tab, bad_condition, bad_element,
-    // bad_mode, no_element_info, and `ids` stays. Costs one look-up a customer.
+    // Narrows `ids` to the customers who pass the slot's test, in their order; an empty slot passes all.
+    // Whatever the test, customers who are not in the database or refuse direct mail are removed; deleted
+    // customers count like others. ok; no_database, bad_table, bad_tab, bad_condition, bad_element, bad_mode,
+    // no_element_info, and `ids` stays. Costs one look-up a customer.
     int PracticalExtractAction(CList<int, int>& ids, EC_TAB_NUM tab, EC_CON_NUM con);
 
     // The writers: ok; no_environment, no_type, no_id, bad_target, bad_table, file_not_written. A success of
@@ -132,13 +132,13 @@ class TESSALY_API ExtractAction : public BaseRecordStructer {
     // in any case.
     [[nodiscard]] int WriteAllExtractConditionOnMemoryToFile();
     [[nodiscard]] int WriteAllExtractConditionOnMemoryToFileCompel();
-    // A new list's set, ID -1 so far, to the file of `newID`, which becomes the ID.
+    // Writes a new list's set, ID -1 so far, to the file of `newID`, which becomes the ID.
     [[nodiscard]] int WriteAllExtractConditionOnMemoryToFileNew(int newID);
-    // To any file, with `key` (null for the default tables); changes nothing here.
+    // Writes to any file, with `key` (null for the default tables); the object does not change.
     [[nodiscard]] int WriteFromMemoryToFileAppointFileName(CString path, char const* key);
 
-    // The values of a row's text, without regard to commas in quotes. The quotes stay; nothing stands behind
-    // a last comma, and an empty text has no values.
+    // The values of a row's text, divided at its commas outside of quotes. The quotes stay; a comma at the
+    // end adds no value, and an empty text has no values.
     void DivideExtractCsv(CString text, CArray<CString, CString>& out);
 
   private:

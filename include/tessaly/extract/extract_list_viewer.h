@@ -20,6 +20,8 @@ struct ExtractViewData {
     CString Honorific;
 };
 
+// Saving before loading replaces the file by the lists inserted since; without any it fails with 11202.
+//
 // The index of the destination lists, target groups that were saved under a name: the file
 // EXTRACT\extrlist.dat, one row for each list. The ID ties a list's conditions (ExtractAction) and its
 // customers (ExtractResultDetail) to its row. A new list: GetNewExtractID, InsertExtractList,
@@ -30,7 +32,7 @@ struct ExtractViewData {
 // it was. No lock but that of the file: an object belongs to one thread.
 class TESSALY_API ExtractListViewer : public BaseRecordStructer {
   public:
-    // The columns of a row, as they lie on disk.
+    // The columns of a row, in their order on disk.
     enum Column : int {
         column_id = 0,
         column_name = 1,
@@ -55,8 +57,8 @@ class TESSALY_API ExtractListViewer : public BaseRecordStructer {
     explicit ExtractListViewer(EnvManager* env);
 
     enum ReadMode : int { read_later = 0, read_now = 1 };
-    // Once only: done; failed for a null pointer, or when one is set. With `read` not 0 the file is read,
-    // whatever comes of it.
+    // Once only: done; failed for a null pointer, or when one is set. With `read` not 0 the file is read; a
+    // failure of that does not change the result.
     int SetEnvManager(EnvManager* env, int read);
     // Drops the rows and reads the file, with `key` if `useKey` is not 0 (null for the default tables), else
     // with the environment's key. A file that is missing or empty is an empty list. Result: the number of
@@ -69,8 +71,8 @@ class TESSALY_API ExtractListViewer : public BaseRecordStructer {
     int GetNewExtractID();
     // The number of lists that are not deleted.
     int CountExtractList();
-    // Those lists, in file order. The entries belong to the viewer and stay until the next call of this, the
-    // next read or the viewer's end. Result: their number.
+    // The lists that are not deleted, in file order. The entries belong to the viewer and are valid until the
+    // next call of this, the next read or the viewer's end. Result: their number.
     int GetExtractList(CArray<ExtractViewData*, ExtractViewData*>& out);
     // One row; a row that does not exist is empty.
     void SetExtractViewData(ExtractViewData& d, int row);
@@ -80,7 +82,7 @@ class TESSALY_API ExtractListViewer : public BaseRecordStructer {
     // Replaces one cell; the time of registration stays. done; failed with 11004 for a column, 11003 for a
     // list that does not exist, 11999.
     int CorrectExtractListPinPoint(char const* text, int id, int column);
-    // Set and clear the delete flag, with those results.
+    // Set and clear the delete flag; results as CorrectExtractListPinPoint.
     int DeleteExtractList(int id);
     int UnDeleteExtractList(int id);
     // One cell. ok; no_such_list with `out` empty.
@@ -92,8 +94,8 @@ class TESSALY_API ExtractListViewer : public BaseRecordStructer {
     void GetAllExtractID(CArray<int, int>& out);
 
     // Writes the file if a row was changed since the last read or write; in any case; to another file with
-    // `key` (null for none), what is unsaved at home staying so. done; failed with 11001 (not the last),
-    // 11202.
+    // `key` (null for none), where changes that are unsaved in the own file stay so. done; failed with 11001
+    // (not the last), 11202.
     [[nodiscard]] int WriteAllExtractListToFile();
     [[nodiscard]] int WriteAllExtractListToFileCompel();
     [[nodiscard]] int WriteFromMemoryToFileAppointFileName(CString path, char const* key);

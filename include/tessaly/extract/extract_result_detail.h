@@ -19,7 +19,7 @@ class ExtractListViewer;
 
 namespace extract {
 
-// Whose send list it is.
+// The owner of the send list.
 enum ERTYPE : int {
     er_not_set = -2,
     er_mail = 0,  // MAIL\<id>\meli<id>.dat
@@ -39,16 +39,18 @@ struct ERDetailPlusDB {
     COleDateTime RenewalDate;
 };
 
-// The send list: the IDs of the customers that a mail goes to, or those kept under a destination list. A
-// table of one element, the ID in decimal, in the environment's key. The order of use is: bind, SetTypeAndID,
+// Saving before loading replaces the file by the customers added since.
+//
+// The send list: the IDs of the recipients of a mail, or of the customers of a destination list. A table of
+// one element, the ID in decimal, in the environment's key. The order of use is: bind, SetTypeAndID,
 // GetDBIDListFromFileToMemory, add and remove, one of the writers; the destructor saves nothing.
 //
-// No ID enters the list twice, whether it was added or loaded. A file that holds an ID twice keeps both rows.
-// A list that never had a row nor a file has no element number, and cannot be written.
+// An ID is not added when it is in the list, whether it was added or loaded. A file that holds an ID twice
+// keeps both rows. A list that never had a row nor a file has no element number, and cannot be written.
 //
 // Environment, mail list, list viewer and database are not owned and must outlive the object. Failures leave
 // their number and text in GetErrMsg(); a success leaves it as it was. No lock of its own: calls on one
-// object do not overlap. What walks over customers holds the lock of CDatabaseEdit throughout.
+// object do not overlap. Operations over several customers hold the lock of CDatabaseEdit throughout.
 class TESSALY_API ExtractResultDetail : public BaseRecordStructer {
   public:
     static constexpr int id_not_set = -2;
@@ -58,7 +60,7 @@ class TESSALY_API ExtractResultDetail : public BaseRecordStructer {
         new_mail_list = -1,      // 3001: er_mail with ID -1
         no_such_mail = -2,       // 3002
         no_such_list = -3,       // 3003
-        not_bound = -4,          // 3004: something that the operation needs is not set
+        not_bound = -4,          // 3004: an object that the operation needs is not set
         target_not_set = -5,     // 3005: type or ID not set, or no target that has a file
         unknown_type = -6,       // 3006
         not_a_new_list = -8,     // 3008: WriteAllOnMemoryDBIDToFileNew
@@ -79,17 +81,17 @@ class TESSALY_API ExtractResultDetail : public BaseRecordStructer {
     ExtractResultDetail& operator=(ExtractResultDetail const& other);
     ~ExtractResultDetail() override;
 
-    // Bound by the setters in the order of the arguments. A refusal leaves 3007, is shown in a message box
+    // Binds by the setters in the order of the arguments. A refusal leaves 3007, is shown in a message box
     // and raises CUserException.
     ExtractResultDetail(EnvManager* env, CMailListViewer* mails, ExtractListViewer* lists,
                         CDatabaseEdit* database);
-    // The same and SetTypeAndID, whose failure is shown and raised in the same way under its own number.
+    // The same and SetTypeAndID, whose failure is shown and raised in the same way with its own number.
     ExtractResultDetail(EnvManager* env, CMailListViewer* mails, ExtractListViewer* lists,
                         CDatabaseEdit* database, ERTYPE type, int id);
 
-    // 1; 0 for a null pointer, or when one is set already. The environment goes on to the mail list, the list
-    // viewer (which reads its lists) and the database, as far as they are set; one that has an environment
-    // keeps it.
+    // 1; 0 for a null pointer, or when one is set already. The environment is passed on to the mail list, the
+    // list viewer (which reads its lists) and the database, as far as they are set; one that has an
+    // environment keeps it.
     int SetEnvManager(EnvManager* env);
     // The same; each gets the environment if that is set.
     int SetMailListViewer(CMailListViewer* mails);
@@ -99,9 +101,9 @@ class TESSALY_API ExtractResultDetail : public BaseRecordStructer {
     CDatabaseEdit* GetDatabaseEdit() { return database_; }
     CErrMsg& GetErrMsg() { return error_; }
 
-    // Says whose list this is; the rows stay. A mail must be in the mail list; a destination list in the list
-    // viewer, or `id` is -1. ok; not_bound (environment, or what the type asks for), new_mail_list,
-    // no_such_mail, no_such_list, unknown_type, and nothing is changed.
+    // Sets the owner of the list; the rows stay. A mail must be in the mail list; a destination list in the
+    // list viewer, or `id` is -1. ok; not_bound (environment, or an object that the type needs),
+    // new_mail_list, no_such_mail, no_such_list, unknown_type, and nothing is changed.
     int SetTypeAndID(ERTYPE type, int id);
 
     // The row of a customer, a RowResult or a SearchResult. Looks at the rows one by one.
@@ -113,15 +115,15 @@ class TESSALY_API ExtractResultDetail : public BaseRecordStructer {
     // list; file_missing, file_empty, file_format, file_unexpected. The records before a bad one stay.
     int GetDBIDListFromFileToMemory(int useKey, char const* key);
 
-    // What the rows `from` to `to`, both included, tell of their customers, in row order; all rows when
-    // either is -1. A customer without an address is a wiped one: her row leaves the list, and the rows
-    // behind it move up. If there was one, the list is then saved by WriteAllOnMemoryDBIDToFile; a failure of
-    // that leaves its number and does not change the result, and the list stays to be saved. Result: the size
-    // of `out`; not_bound, target_not_set with `out` as it was; unknown_customer with what was
-    // found up to there. Linear, however many rows leave.
+    // The customers of the rows `from` to `to`, both included, in row order; all rows when either is -1. A
+    // customer without an address is a wiped one: the row leaves the list, and the rows behind it move up. If
+    // there was one, the list is then saved by WriteAllOnMemoryDBIDToFile; a failure of that leaves its
+    // number and does not change the result, and the list still counts as changed. Result: the size of `out`;
+    // not_bound, target_not_set with `out` as it was; unknown_customer with the customers before it in `out`.
+    // Linear, however many rows leave.
     int GetIDPlusDBDataFromDBFile(CArray<ERDetailPlusDB, ERDetailPlusDB>& out, int from, int to);
 
-    // Appends a customer, unless she refuses direct mail or is in the list. Result: the number of rows;
+    // Appends a customer, except one who refuses direct mail or is in the list. Result: the number of rows;
     // not_bound, target_not_set, unknown_customer, row_refused. Constant time.
     int AddDBID(int id);
     // Removes the first row of a customer. Result: the number of rows; not_bound, target_not_set,
@@ -137,15 +139,15 @@ class TESSALY_API ExtractResultDetail : public BaseRecordStructer {
     // up before the first is added. ok, not_bound, unknown_customer, or the first failure of AddDBID; the IDs
     // before it are then in the list, which is not sorted.
     int SetDBIDFromCListInt(CList<int, int>& ids, int check, int sort);
-    // The customers who are not deleted, in the order of the database: what a selection starts from. Result:
+    // The customers who are not deleted, in the order of the database: the start of a selection. Result:
     // their number, or not_bound.
     int GetAllDBIDWithoutDeleteFromDBToCListInt(CList<int, int>& out);
-    // Sorts by ID, ascending; rows of one ID keep their order. An ID that stands in another form than "%d" is
-    // written in that. The list counts as changed if it was not so already.
+    // Sorts by ID, ascending; rows of one ID keep their order. An ID in another form than "%d" is rewritten
+    // in that form. The list counts as changed if its order or a row changed.
     void SortByDBID();
 
     // The first three have the environment's key, and a success clears the changed flag. Each gives ok or
-    // file_not_written, after its own checks. A failure leaves the list to be saved.
+    // file_not_written, after its own checks. After a failure the list still counts as changed.
     //
     // To the file of the target, if the list was changed since the last read or write: not_bound,
     // target_not_set (type or ID negative), no_such_mail, no_such_list.
@@ -153,10 +155,11 @@ class TESSALY_API ExtractResultDetail : public BaseRecordStructer {
     // The same, changed or not.
     [[nodiscard]] int WriteAllOnMemoryDBIDToFileCompel();
     // To the file of the destination list `newID`; the target stays as it is: not_bound (environment or list
-    // viewer), not_a_new_list unless the target is er_list with ID -1. The file is left alone if the table is
-    // as it was last written.
+    // viewer), not_a_new_list unless the target is er_list with ID -1. Without a change since the last write
+    // the file is not written.
     [[nodiscard]] int WriteAllOnMemoryDBIDToFileNew(int newID);
-    // To any file, with `key` (null for the default tables). The list stays unsaved at home.
+    // To any file, with `key` (null for the default tables). Changes that are unsaved in the own file stay
+    // so.
     [[nodiscard]] int WriteFromMemoryToFileAppointFileName(CString path, char const* key);
 
   private:

@@ -7,9 +7,9 @@
 #include "tessaly/platform/export.h"
 
 // The tags of an HTML text as values: an element has its name and the names and values of its attributes in
-// lower case (as CString::MakeLower makes it, full-width Latin letters included), because tags are lowered
-// whole before they are divided. Operations give 1 for success or true, 0 for failure or false; an output
-// is then as it was. Nothing here is shared between threads.
+// lower case (by CString::MakeLower, full-width Latin letters included), because tags are lowered whole
+// before they are divided. Operations give 1 for success or true, 0 for failure or false; an output is then
+// unchanged. Nothing here is shared between threads.
 
 class TESSALY_API CHtmlAttribute {
   public:
@@ -30,7 +30,7 @@ class TESSALY_API CHtmlAttribute {
     int operator!=(CHtmlAttribute const& other) const { return !(*this == other); }
 };
 
-// In the order of the tag; a name may stand twice, and the first one counts.
+// In the order of the tag; of equal names the first one counts.
 class TESSALY_API CHtmlAttrs : public CArray<CHtmlAttribute> {
   public:
     CHtmlAttrs() = default;
@@ -64,11 +64,11 @@ class TESSALY_API CHtmlElement {
     // Equal in name, end flag and attributes, in their order.
     int operator==(CHtmlElement const& other) const;
     int operator!=(CHtmlElement const& other) const { return !(*this == other); }
-    // "</name>", or "<name attribute="value">" with every value in double quotes, whatever it holds. 0
+    // "</name>", or "<name attribute="value">" with every value in double quotes, whatever its bytes. 0
     // without a name, and for a start tag with an attribute that has none.
     int GetTagString(CString& out) const;
-    // Whether this element is of the name of `pattern` and has all its attributes. An end tag agrees with an
-    // end tag alone; a start tag does not look at the end flag of the pattern.
+    // Whether this element has the name of `pattern` and all its attributes. An end tag matches an end tag
+    // only; for a start tag the end flag of the pattern does not count.
     int IsParticalAgreement(CHtmlElement const& pattern) const;
 };
 

@@ -4,9 +4,9 @@
 #include "tessaly/platform/export.h"
 #include "tessaly/platform/ole_date_time.h"
 
-// The date of the information page on the web, and the settings of the proxy through which it may have to be
-// asked for. They lie in a profile file of the application, section "PROXY", key "DATA", as a row that is
-// scrambled under one fixed key: server, port, user, password and whether to authenticate.
+// The date of the information page on the web, and the settings of the proxy for its request. They are kept
+// in a profile file of the application, section "PROXY", key "DATA", as a row that is scrambled under one
+// fixed key: server, port, user, password and whether to authenticate.
 //
 // A request blocks its thread for 5 seconds at most. An object belongs to one thread at a time; a copy has
 // the same settings.
@@ -27,20 +27,20 @@ class TESSALY_API CInformationManager {
     CInformationManager& operator=(CInformationManager const&) = default;
     virtual ~CInformationManager() = default;
 
-    // What the last request failed by, in English; empty after one that did not.
+    // The failure of the last request, in English; empty after a success.
     CString GetLastError() const { return last_error_; }
-    // Asks for the page: through the proxy that the object learnt by one of the two operations below, if
-    // there are both its server and its port, else the system's own way (http_proxy of the environment, or
-    // directly). `date` becomes the local time of the page's last change; it stays where the server does not
-    // tell one, and after a failure. Result: RequestResult.
+    // Requests the page: through the proxy of one of the two operations below, if both its server and its
+    // port are set, else the system's own way (http_proxy of the environment, or directly). `date` becomes
+    // the local time of the page's last change; it stays unchanged where the server gives none, and after a
+    // failure. Result: RequestResult.
     int GetRenewalDateOfNewestInformationPage(COleDateTime& date);
 
-    // `file`: full path. Writes the row; without `useAuth` user and password stay out of it. Non-zero and the
-    // object has all four texts; 0 and the object has none, if the file cannot be written.
+    // `file`: full path. Writes the row; without `useAuth` user and password are left out of it. Non-zero and
+    // the object has all four texts; 0 and the object has none, if the file cannot be written.
     int SetProxyAuthSetting(CString file, CString server, CString port, CString user, CString password,
                             int useAuth);
-    // Reads the row. 1; 0 without a row, with everything as it was; 0 for a row that is none, with the texts
-    // here and in the object emptied.
+    // Reads the row. 1; 0 without a row, with everything as it was; 0 for a damaged row, with the texts here
+    // and in the object emptied.
     int GetProxyAuthSetting(CString file, CString& server, CString& port, CString& user, CString& password,
                             int& useAuth);
 

@@ -8,11 +8,11 @@
 
 class EnvManager;
 
-// The attachments of a mail at rest. A file that the user attaches is copied by the application into a work
-// folder; stored, it lies in Base64 in the mail's folder, and its name stands in an attachment list. Opening
-// a mail brings the files back into the work folder. A store has one of three formats: 3 and 4 have one list
-// for a mail, 5 has one for each terminal; the lists of format 3 are plain, the others scrambled with the
-// environment's key.
+// The stored attachments of a mail. The application copies a file that the user attaches into a work folder;
+// stored, it is Base64 in the mail's folder, and its name stands in an attachment list. Opening a mail copies
+// the files back into the work folder. A store has one of three formats: 3 and 4 have one list for a mail, 5
+// has one for each terminal; the lists of format 3 are plain, the others scrambled with the environment's
+// key.
 //
 //                  formats 3, 4             format 5 (<t>: pc, nd, at, sb, wl)
 //     list         MAIL\<id>\attc<id>.dat   MAIL\<id>\ATTACH\at_<t><id>.dat
@@ -29,11 +29,11 @@ class EnvManager;
 // or a control character counts as a file that cannot be opened, so that no list can lead out of its folder.
 //
 // The environment is not owned. Results are 1 for success and 0 for failure where nothing else is said;
-// failures leave their number and text in GetErrMsg() where one is named. Both ways hold a file and its text
-// in memory whole. No lock but that of the list's file: an object belongs to one thread.
+// failures leave their number and text in GetErrMsg() where one is named. Encoding and decoding hold a file
+// and its text in memory whole. No lock but that of the list's file: an object belongs to one thread.
 class TESSALY_API AttachWriter : public BaseRecordStructer {
   public:
-    // The elements of a record, as they lie on disk.
+    // The elements of a record, in their order on disk.
     enum Element : int { element_name = 0, element_info = 1, element_count = 2 };
     enum Result : int { failed = 0, done = 1 };
     enum SetResult : int { set_ok = 0, not_set = -2 };
@@ -56,11 +56,12 @@ class TESSALY_API AttachWriter : public BaseRecordStructer {
     int SetTermType(TermType term);
     // Whether the destructor empties the work folder; 1 at first.
     void SetFlagForDeleteFileInTemp(int flag) { empties_work_folder_ = flag; }
-    // Empty while it is not known.
+    // Empty while it is unknown.
     CString GetFolderPathForAttachFileTemporary() const;
 
-    // Reads the list, with `key` unless it is null; a mail without one has none. failed while something is
-    // not set up; with 15102 for a file that is no attachment list, or whose key is not to be had.
+    // Reads the list, with `key` unless it is null; a mail without a list has an empty one. failed while
+    // something is not set up; with 15102 for a file that is no attachment list, or if the environment does
+    // not give its key.
     int LoadAttachList(char const* key);
     int GetFileNum() const { return GetRecordNumber(); }
     // Empty on failure: 15101 for a record, 15005 for a field that does not exist.
@@ -71,7 +72,7 @@ class TESSALY_API AttachWriter : public BaseRecordStructer {
     int InitAttachListAndData();
     // The stored text of a file: Base64 in lines of 76 characters.
     int GetAttachDataString(CString name, CString& out);
-    // A stored file back into the work folder. failed without a number when there is no stored text, with
+    // Decodes a stored file into the work folder. failed without a number when there is no stored text, with
     // 15105 (no Base64; no file is made), 15107.
     int DecodeAttachDataToWorkDir(CString name);
     // Stores a file of the work folder, or of the one that formats 3 and 4 use if `fromRoot` is not 0. failed
@@ -81,8 +82,8 @@ class TESSALY_API AttachWriter : public BaseRecordStructer {
     int CheckAllFile();
     // Writes the list if it was changed. failed with 15004 for a new mail, 15103.
     [[nodiscard]] int SaveAttachList();
-    // Writes the list to another file with the environment's key; what is unsaved at home stays so. failed
-    // with 15103.
+    // Writes the list to another file with the environment's key; changes that are unsaved in the own file
+    // stay so. failed with 15103.
     [[nodiscard]] int WriteFromMemoryToFileAppointFileName(CString path);
     // A file's content in Base64 for a mail that goes out: lines of 76 characters, CR LF at the end of each,
     // one CR LF for an empty file. Empty for a file that cannot be read.

@@ -11,11 +11,13 @@
 
 class EnvManager;
 
+// Saving a list that could not be read replaces its file by the rows in memory, and none is an empty file.
+//
 // The index of all mails of an environment: the file MAIL\maillist.dat, held in memory as rows of 13 texts.
-// The bodies, recipients and histories lie in a folder for each mail; the row is what the application shows.
+// The bodies, recipients and histories are in a folder for each mail; the application shows the row.
 //
 // A viewer is usable once SetEnvManager has read the list. Rows change in memory; only WriteMailList writes
-// the file, and what other viewers see is decided by that. The environment is not owned and cannot be
+// the file, and other viewers see changes only after that. The environment is not owned and cannot be
 // changed.
 //
 // Every read repairs the list: a mail folder with its three files (texts, recipients, conditions) whose mail
@@ -23,15 +25,15 @@ class EnvManager;
 // through the message box handler (see SetMessageBoxHandler; without a handler it is printed, so nothing
 // blocks).
 //
-// The life of a mail: "D" when it is made, edited or restored; "S" when it is deleted, its row and folder
+// The statuses of a mail: "D" when it is made, edited or restored; "S" when it is deleted, its row and folder
 // staying; any other letter as the application sets it.
 //
 // Threads: every public operation takes the named mutex MAIL_LIST_VIEWER_MUTEX for its whole duration and
-// waits for it without limit, also against other viewers and other processes. Not so what is inherited from
-// CMyDB.
+// waits for it without limit, also against other viewers and other processes. The operations inherited from
+// CMyDB do not.
 class TESSALY_API CMailListViewer : public CMyDB {
   public:
-    // The columns lie on disk so and never change.
+    // The columns, in their order on disk, which never changes.
     enum Column : int {
         column_id = 0,
         column_title = 1,
@@ -88,34 +90,34 @@ class TESSALY_API CMailListViewer : public CMyDB {
         copy_not_stored = -3,    // GetMailDataForReprint
         update_not_written = -4  // Update4AddHtmlMailAbility
     };
-    // ReadMailList, beside the negative results of CMyDB::ReadDBFile.
+    // Results of ReadMailList, beside the negative ones of CMyDB::ReadDBFile.
     enum ReadResult : int { read_no_environment = -2, read_wrong_width = -3 };
 
     CMailListViewer() { Init(); }
-    // The same with SetEnvManager; a failure is shown in a message box and raises CUserException.
+    // As Init and SetEnvManager; a failure is shown in a message box and raises CUserException.
     explicit CMailListViewer(EnvManager* env);
     CMailListViewer(CMailListViewer const&) = default;
     CMailListViewer& operator=(CMailListViewer const&) = default;
     ~CMailListViewer() override = default;
 
-    // 13 columns, 12 taken too, no rows, no environment. Always 1.
+    // 13 columns, 12 accepted too, no rows, no environment. Always 1.
     int Init();
     // Once only: binds and reads. 1; 0 for a null pointer, when one is bound already, or when the list could
-    // not be read - the environment is then bound all the same.
+    // not be read; the environment is then bound all the same.
     int SetEnvManager(EnvManager* env);
     EnvManager* GetEnvManager() const { return env_; }
 
     // Replaces the rows by those of the file and repairs the list. An empty file gives an empty list. Result:
-    // the number of rows; read_no_environment, read_wrong_width (the rows stay as read), or the failure of
-    // CMyDB::ReadDBFile; db_bad_format too when the environment's key is not to be had.
+    // the number of rows; read_no_environment, read_wrong_width (the rows read stay), or the failure of
+    // CMyDB::ReadDBFile; db_bad_format also when the environment does not give its key.
     int ReadMailList();
     enum WriteMode : int { write_if_changed = 0, write_always = 1 };
     // Writes the list if it has changed or `compel` is not 0; an environment without a key writes changed
     // lists only. ok, write_failed.
     [[nodiscard]] int WriteMailList(int compel);
     [[nodiscard]] int WriteMailListCompel() { return WriteMailList(1); }
-    // Writes the list to another file with `key` (null for none). The own path, and what is unsaved there,
-    // stay. ok, write_failed.
+    // Writes the list to another file with `key` (null for none). The own path, and changes that are unsaved
+    // there, stay. ok, write_failed.
     [[nodiscard]] int WriteFromMemoryToFileAppointFileName(CString path, char const* key);
 
     // A number of the environment's sequence that no mail has; no_new_id when 200 of them are in use or the
@@ -131,7 +133,7 @@ class TESSALY_API CMailListViewer : public CMyDB {
     int CountMailByMailStatus(unsigned long statusMask, CArray<int, int>* ids, int invert);
 
     // Fills `out`, its check flag set. An entry, renewal or set-address date in the future reads as the
-    // present. What a setter refuses keeps the value that `out` had. ok, no_such_mail.
+    // present. A field whose value a setter refuses keeps the value that `out` had. ok, no_such_mail.
     int GetMailData(int id, COneMailData& out);
     // One cell; `out` is empty on failure. ok, no_such_mail, bad_column.
     int GetMailDataPinPoint(int id, int column, CString& out);
@@ -143,15 +145,15 @@ class TESSALY_API CMailListViewer : public CMyDB {
     int SetMailData(COneMailData& data);
     // ok, bad_column, no_such_mail, cell_not_stored.
     int SetMailDataPinPoint(int id, int column, CString value);
-    // Status S, and back to D whatever it was. ok, no_such_mail, store_failed.
+    // Sets status S, and back to D whatever it was. ok, no_such_mail, store_failed.
     int DeleteMailData(int id);
     int UnDeleteMailData(int id);
     enum FindResult : int { mail_found = 0, mail_not_found = 1 };
     int FindMailData(int id);
     // Removes the row; the folder stays. ok, no_such_mail, store_failed.
     int RemoveMailData(int id);
-    // Brings special flags of the time before HTML mail to two characters and writes the list. ok, a failure
-    // of SetMailDataPinPoint, update_not_written.
+    // Brings special flags from before HTML mail to two characters and writes the list. ok, a failure of
+    // SetMailDataPinPoint, update_not_written.
     int Update4AddHtmlMailAbility();
 
   private:
@@ -163,7 +165,7 @@ class TESSALY_API CMailListViewer : public CMyDB {
     int CountRows(CArray<int, int>* ids, Wanted const& wanted);
     int SetStatusOf(int id, char const* status);
     void UseIndex();
-    // The index still tells the rows after a change that it knows of.
+    // For a change that does not affect the index.
     void KeepIndex() { index_revision_ = Revision(); }
 
     // mail_list_repair.cpp

@@ -4,10 +4,10 @@
 #include "tessaly/platform/cstring.h"
 #include "tessaly/platform/ole_date_time.h"
 
-// One attachment of a mail, as its attachment list holds it.
+// One attachment of a mail, as in its attachment list.
 struct AttachData {
     CString m_strFileName;  // without a path
-    CString m_strFileInfo;  // the application's; stored and given back unchanged
+    CString m_strFileInfo;  // the application's own text, stored and returned unchanged
 };
 
 // A whole mail in memory. Texts are per terminal slot: 0 to 4 are the terminals of TermType, 5 and 6 have no

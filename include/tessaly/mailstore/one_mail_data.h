@@ -5,12 +5,12 @@
 #include "tessaly/platform/ole_date_time.h"
 #include "tessaly/storage/my_db.h"
 
-// One mail of the mail list as an object: its ID, what the list shows of it, its status, dates and counters.
-// Setters check what they are given; 0 is success, and after a failure the field is as it was. Not shared
-// between threads.
+// One mail of the mail list as an object: its ID, the texts of its row, its status, dates and counters.
+// Setters check their arguments; 0 is success, and after a failure the field is unchanged. Not shared between
+// threads.
 class TESSALY_API COneMailData {
   public:
-    // Dates, as SetDate names them.
+    // The dates of SetDate.
     enum DateField : int {
         date_entry = 0,
         date_renewal = 1,
@@ -20,8 +20,9 @@ class TESSALY_API COneMailData {
     // Failures of the setters.
     enum SetResult : int {
         set_ok = 0,
-        bad_value = -1,  // a negative number, an unknown status, a flag of 3 characters, position 2 and up,
-                         // a date that is not valid, no such date field
+        // a negative number, an unknown status, a flag of 3 characters, position 2 and up, a date that is not
+        // valid, no such date field
+        bad_value = -1,
         bad_character = -2,  // SetSpecialFlag: not exactly one character
         bad_earliest = -2,   // SetDate: a limit or a fallback that is not valid
         bad_latest = -3,
@@ -35,12 +36,12 @@ class TESSALY_API COneMailData {
     COneMailData& operator=(COneMailData const& other);
     virtual ~COneMailData() = default;
     // Field by field through the setters, the check flag first. An ID and a status that are not set yet are
-    // copied too, though the setters take no such values.
+    // copied too, though the setters refuse such values.
     static void Copy(COneMailData& to, COneMailData const& from);
     // ID no_id, empty texts, zero numbers, all dates the present, check flag 0.
     void Init();
 
-    // With the flag set, all texts are cleaned by ConvertUnusualData before anything else is done with them.
+    // With the flag set, every text first goes through ConvertUnusualData.
     void SetCheckCharacterCodeFlag(int flag) { m_bCheckCharacterCode = flag; }
     int IsCheckCharacterCode() const { return m_bCheckCharacterCode; }
 
@@ -58,7 +59,7 @@ class TESSALY_API COneMailData {
     int SetErrorNumber(CString number) { return SetNumber(m_nErrorNumber, number); }
     int SetOpenNumber(CString number) { return SetNumber(m_nOpenNumber, number); }
     // `which`: a DateField. With `check` not 0 a date before `earliest` or after `latest` (null for no limit)
-    // is replaced by `fallback`, or by the present for a null one. Results in the order of the tests:
+    // is replaced by `fallback`, or by the present for a null one. Results in the order of the checks:
     // bad_value for a date that is not valid, bad_earliest, bad_latest, bad_fallback, bad_value for an
     // unknown field.
     int SetDate(int which, COleDateTime date, int check, COleDateTime* fallback, COleDateTime* earliest,
@@ -76,8 +77,8 @@ class TESSALY_API COneMailData {
     char GetSpecialAddressFlag() const { return FlagAt(0); }
     char GetTextOrHtmlMailFlag() const { return FlagAt(1); }
 
-    // A text that is not clean one-line Shift-JIS ends before the first offence. `type` outside the three
-    // types leaves it alone.
+    // Cuts a text that is not clean one-line Shift-JIS in front of its first fault. A `type` outside the
+    // three types leaves it unchanged.
     static CString ConvertUnusualData(CString text, _MYDB_DATATYPE type);
 
     int GetMailID() const { return m_nMailID; }

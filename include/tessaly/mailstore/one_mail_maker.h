@@ -16,17 +16,17 @@ class EnvManager;
 // Reads and stores a mail whole: its row in the list of mails, its texts and its attachments. Made for one
 // mail ID; storing a new mail gives it its ID, and later stores by the same object change that mail.
 //
-// Every store and read is told the kind of the mail and the format of its attachments. The kind is the second
-// character of the mail's special flag: 'N' text for all terminals, 'Y' the PC mail is HTML, 'M' the mobile
-// terminals have HTML mail. Format 5 keeps attachments per terminal - of pc, nd, at, sb and wl for kind N, of
-// pc for Y, of nd, at and sb for M; any other number is format 4, one list for all, in the first slot.
-// Nothing turns one format into another; one object serves mails of both, in any order. Attachments go and
-// come through the work folder of AttachWriter.
+// The kind of the mail and the format of its attachments are arguments of every store and read. The kind is
+// the second character of the mail's special flag: 'N' text for all terminals, 'Y' the PC mail is HTML, 'M'
+// the mobile terminals have HTML mail. Format 5 keeps attachments per terminal - of pc, nd, at, sb and wl for
+// kind N, of pc for Y, of nd, at and sb for M; any other number is format 4, one list for all, in the first
+// slot. No operation converts one format into another; one object serves mails of both, in any order.
+// Attachments are exchanged through the work folder of AttachWriter.
 //
 // A store writes the row first, then the texts, then the attachments, each file in its place: after a failure
 // the row and the files may differ, and the object's mail ID stays set.
 //
-// Environment and list are not owned. A list that already holds this same environment is taken; the
+// Environment and list are not owned. A list that already holds this same environment is accepted; the
 // application shares one among all. Failures leave their number and text in GetErrMsg() where one is named.
 // No lock of its own: an object belongs to one thread, and one mail at a time uses the work folder.
 class TESSALY_API OneMailMaker {
@@ -41,33 +41,33 @@ class TESSALY_API OneMailMaker {
         no_environment = -11,           // 8002
         no_mail_list = -12,             // 8004
         attach_list_not_written = -16,  // 8206
-        attachment_not_read = -17,      // 8203: at least one attachment could not be brought back
+        attachment_not_read = -17,      // 8203: at least one attachment could not be decoded
         attachment_not_written = -18,   // 8204
         failed = -99,                   // 8007 no new ID, 8008 no such mail, 8205 attachment list, 8999
     };
     enum MailID : int { new_mail = -1, new_mail_too = -2, no_mail_id = -3 };
 
     OneMailMaker();
-    // Bound in the order of the arguments. A refusal sets 8001, 8003 or 8006 (the error of SetMailID), is
+    // Binds in the order of the arguments. A refusal sets 8001, 8003 or 8006 (the error of SetMailID), is
     // shown in a message box and raises CUserException.
     OneMailMaker(EnvManager* env, CMailListViewer* mails, int mailID);
 
-    // Each once only: 1; 0 for a null pointer, when one is set already, or when the list holds another
-    // environment, which all bind nothing, and when the list cannot be read.
+    // Each once only: 1; 0 for a null pointer, when one is set already, when the list holds another
+    // environment, and when the list cannot be read; with 0 nothing is bound.
     int SetEnvManager(EnvManager* env);
     int SetMailListViewer(CMailListViewer* mails);
     // ok; unknown_mail for an ID, other than those of MailID, that has no row.
     int SetMailID(int id);
     int GetMailID() const { return mail_id_; }
 
-    // The mail into `out`, its attachments into the work folder. For new_mail empty texts, no attachments,
-    // and the present time rounded up to the next ten minutes as reserve date; new_mail_too is for storing
-    // only. A reserve date of the list that is none comes as an invalid one. ok, no_environment,
-    // no_mail_list, no_mail, failed (8999; 8205), attachment_not_read - `out` then holds what could be read.
+    // Reads the mail into `out`, its attachments into the work folder. For new_mail empty texts, no
+    // attachments, and the present time rounded up to the next ten minutes as reserve date; new_mail_too is
+    // for storing only. A bad reserve date of the list becomes an invalid date. ok, no_environment,
+    // no_mail_list, no_mail, failed (8999; 8205), attachment_not_read with the rest of the mail in `out`.
     int GetOneMailData(OneMail& out, char const& kind, int const& format);
     // Stores the mail, its attachments from the work folder. The title in the list is the subject of slot 0,
     // or of slot 1 for kind M. A stored mail keeps a special flag of two characters or none; a longer one of
-    // a damaged list is emptied. A reserve date that is none is not stored. ok, or any other result but
+    // a damaged list is emptied. An invalid reserve date is not stored. ok, or any other result but
     // unknown_mail and attachment_not_read.
     int SetOneMailData(OneMail& mail, char kind, int format);
     // Stores texts of kind N without attachments; both arrays have 7 elements, else failed with 8999. The

@@ -9,8 +9,8 @@
 // take text that the kanji converters of text/ have already turned into JIS; the decoders give Shift-JIS
 // (code page 932).
 //
-// All operations are free of state and linear in time; any number of threads may use them at once. What an
-// operation allocates, the caller frees with delete[]. A null `in` counts as an empty text unless it is said
+// All operations are free of state and linear in time; any number of threads may use them at once. The caller
+// frees what an operation allocates with delete[]. A null `in` counts as an empty text unless it is said
 // otherwise.
 
 namespace mime {
@@ -18,7 +18,7 @@ namespace mime {
 // Most characters of a header line that MIMEBase64EncodeForJIS makes, the TAB in front counted.
 constexpr std::size_t header_line_limit = 70;
 
-// Room in bytes, NUL included, for base64encoding of a JIS text of `length` bytes, whatever stands in it.
+// Room in bytes, NUL included, for base64encoding of any JIS text of `length` bytes.
 constexpr std::size_t JisWordsRoom(std::size_t length) noexcept { return 6 * length + 8; }
 
 // Room in bytes, NUL included, for MIMEbase64decoding of `length` characters.
@@ -69,7 +69,7 @@ TESSALY_API void MIMEBase64DecodeForJIS(char** out, char const* in);
 TESSALY_API void MIMEDecodeVersion2(char** out, char const* in, int mode);
 
 // Decodes a header parameter of any known charset into Shift-JIS: by the first of "iso-2022-jp", "shift_jis"
-// and "utf-8" that is named in it, or, with none of them, as plain JIS, EUC-JP or Shift-JIS by what its bytes
-// look like. Shift-JIS is known under both spellings that mailers write, "shift_jis" and "shift-jis"; words
-// of either are decoded. Result: always 1.
+// and "utf-8" that is named in it, or, with none of them, as plain JIS, EUC-JP or Shift-JIS, whichever its
+// bytes look like. Shift-JIS is recognised in both spellings that mailers write, "shift_jis" and "shift-jis";
+// words of either are decoded. Result: always 1.
 TESSALY_API int DecodeMimeHeaderParam(CString const& in, CString& out);

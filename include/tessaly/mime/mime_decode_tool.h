@@ -7,12 +7,12 @@
 
 // Turns the text of a message, or of a part of one, into a tree of entities (RFC 2045, RFC 2046). Structure
 // only: bodies stay in their transfer encoding, charsets are not touched. A text ends at its first zero byte,
-// and its line ends become CR LF first, whatever they are.
+// and all its line ends first become CR LF.
 //
-// Broken mail is decoded as far as it goes, and the result says that something was missing: 1 for a text that
-// is well-formed, else 0 with everything in the tree that could be read. Time is linear in the size of the
-// text, however many parts and lines like boundaries it has and however deep they nest; nesting does not use
-// the stack.
+// Broken mail is decoded as far as it goes, and the result shows that something was missing: 1 for a text
+// that is well-formed, else 0 with everything in the tree that could be read. Time is linear in the size of
+// the text, however many parts and lines like boundaries it has and however deep they nest; nesting does not
+// use the stack.
 //
 // The class has no data. Static operations only; any number of threads may use them.
 class TESSALY_API MimeDecodeTool {
@@ -27,7 +27,7 @@ class TESSALY_API MimeDecodeTool {
     static int MimeDecode(CString text, MimeFormatStruct& out);
     // Copies of the headers of that name, without regard to case, in text order. `found` is emptied first.
     static void GetHeaderInfo(CString name, Headers& found, MimeFormatStruct& entity);
-    // "type/subtype; params": what stands before the "/", from there to the first ";", and from that on. A
+    // Divides "type/subtype; params": the text before the "/", from there to the first ";", and the rest. A
     // value without "/" is all type. Nothing is trimmed.
     static void SplitContentType(CString value, CString& type, CString& subtype, CString& params);
     // The first place of `what` in `text` without regard to case: a pointer into `text`, or null. ASCII is
@@ -39,17 +39,17 @@ class TESSALY_API MimeDecodeTool {
 
   protected:
     // Divides at the first empty line. The header ends with the CR LF of its last line; a text without an
-    // empty line is all body, and so is one that begins with a line end: without that if an empty line
-    // (CR LF CR LF) is anywhere in the text, with it if not.
+    // empty line is all body, and so is one that begins with a line end: without that line end if an empty
+    // line (CR LF CR LF) is anywhere in the text, with it if not.
     static void SplitHeaderBody(CString text, CString& header, CString& body);
-    // Every CR LF, LF CR, lone CR and lone LF as CR LF.
+    // Turns every CR LF, LF CR, lone CR and lone LF into CR LF.
     static CString CrLfConv(CString text);
-    // Unfolds (a line end and the one blank behind it go) and divides at the colons. What stands behind the
+    // Unfolds (a line end and one blank behind it are removed) and divides at the colons. The text behind the
     // last line end is no header. 0 for a line without a colon, which becomes a name without a value, and for
     // a CR or LF alone.
     static int SplitMailHeader(CString header, Headers& headers);
-    // The parts between the delimiter lines of a multipart body (RFC 2046 5.1.1), without what stands before
-    // the first and behind the last. 0, with the parts found so far, when the first or the closing delimiter
-    // is missing.
+    // The parts between the delimiter lines of a multipart body (RFC 2046 5.1.1), without the text before the
+    // first and behind the last. 0, with the parts found so far, when the first or the closing delimiter is
+    // missing.
     static int SplitMailBody(CString body, CArray<CString, CString>& parts, CString boundary);
 };

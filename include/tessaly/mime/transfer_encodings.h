@@ -12,9 +12,9 @@
 // Whole texts in quoted-printable: mime/quoted_printable.h.
 //
 // All operations are free of state and run in one pass; any number of threads may use them at once. Buffers
-// are the caller's. The room that each needs for any input whatever, hostile bytes included, is told by a
-// function of namespace mime beside it, and nothing is written past that. `out` may not overlap `in` unless
-// it is said. A null `in` counts as an empty text.
+// are the caller's. A function of namespace mime beside each gives the room that it needs for any input,
+// hostile bytes included; nothing is written past that. `out` may not overlap `in` unless it is said. A null
+// `in` counts as an empty text.
 
 namespace mime {
 
@@ -37,7 +37,7 @@ bool FitsBase64Body(std::size_t size) noexcept;
 
 // Bytes that AppendQuotedPrintable needs behind `out` at most, so that they can be reserved.
 TESSALY_API std::size_t QuotedPrintableRoom(std::string_view text) noexcept;
-// Appends `text` as CMailDataStructure::QuotedPrintableEncorder gives it.
+// Appends `text` in the form of CMailDataStructure::QuotedPrintableEncorder.
 TESSALY_API void AppendQuotedPrintable(CString& out, std::string_view text);
 
 // Room in bytes for DecodeMailBody of `length` characters.
@@ -48,16 +48,15 @@ enum MailBodyEncoding { MAIL_BODY_BASE64 = 1, MAIL_BODY_QUOTED_PRINTABLE = 2 };
 
 }  // namespace mime
 
-// Decodes Base64, forgiving everything: a missing end counts as '=', a character outside the alphabet as
+// Decodes Base64 and accepts any input: a missing end counts as '=', a character outside the alphabet as
 // value 0, and a '=' ends the text (in the third or fourth place of a group after one or two bytes). Reads
-// what normal_base64encoding writes. `out` needs mime::Base64DecodedRoom(strlen(in)) bytes, ends with a NUL
+// the output of normal_base64encoding. `out` needs mime::Base64DecodedRoom(strlen(in)) bytes, ends with a NUL
 // and may be `in` itself. Result: bytes written, without the NUL.
 TESSALY_API long normal_base64decoding(char* out, char const* in);
 
 // Encodes `len` bytes (a negative number counts as 0) as Base64 with '=' padding and a NUL at the end. With
-// `lineLen` above 0, CR LF follows every `lineLen` characters, a last full line included, and wherever in a
-// group that falls; otherwise (-1) there are no line breaks. `out` needs mime::Base64BodyRoom(len, lineLen)
-// bytes.
+// `lineLen` above 0, CR LF follows every `lineLen` characters, a last full line included, at any place in a
+// group; otherwise (-1) there are no line breaks. `out` needs mime::Base64BodyRoom(len, lineLen) bytes.
 TESSALY_API void base64encoding(unsigned char* out, unsigned char const* in, int len, int lineLen);
 
 // Decodes Base64 strictly, for bodies and for the challenges of servers. "+ " in front is skipped. Decoding
@@ -71,7 +70,7 @@ TESSALY_API int base64decoding(char* out, char const* in, int limit);
 // or 0 with `size` untouched if `len` is not a multiple of 4 or `in` is null with a `len` above 0.
 TESSALY_API int GetSizeAfterBase64Decoding(unsigned long& size, char const* in, unsigned long const& len);
 
-// Removes a transfer encoding from a body, forgiving everything. `mode` MAIL_BODY_BASE64: characters outside
+// Removes a transfer encoding from a body and accepts any input. `mode` MAIL_BODY_BASE64: characters outside
 // the alphabet are left out, the rest is read as by normal_base64decoding. MAIL_BODY_QUOTED_PRINTABLE: soft
 // line breaks are left out, =XX becomes a byte (a bad digit counts as 0), a '=' with less than two characters
 // behind it ends the text. Any other mode: a copy with its NUL. `out` is written in spite of its type; it
@@ -81,10 +80,10 @@ TESSALY_API void DecodeMailBody(char const* in, int mode, char const* out, int& 
 
 namespace mime {
 
-// The MailBodyEncoding that a Content-Transfer-Encoding names, wherever in it and in whatever case; 0 for any
-// other, which DecodeMailBody copies.
+// The MailBodyEncoding that a Content-Transfer-Encoding contains anywhere, in any case; 0 for any other,
+// which DecodeMailBody copies.
 TESSALY_API int BodyEncodingIn(std::string_view value) noexcept;
-// What DecodeMailBody makes of a body, zero bytes and all.
+// A body decoded by DecodeMailBody, zero bytes included.
 TESSALY_API std::string DecodedBody(char const* body, int mode);
 
 }  // namespace mime
@@ -93,8 +92,8 @@ TESSALY_API std::string DecodedBody(char const* body, int mode);
 // of the last two characters is '='.
 TESSALY_API int GetSizeAfterQuotedPrintableDecoding(char const* in, unsigned long& size);
 
-// Turns each =XX into its byte and copies the rest. There are no soft line breaks here: whatever two
-// characters stand behind '=', CR LF included, are read as digits, and a bad digit counts as 0. `out`
-// receives the bytes of GetSizeAfterQuotedPrintableDecoding and no NUL; it may be `in` itself. Result: 1, or
-// 0 at a '=' with less than two characters behind it, with everything in front of it written.
+// Turns each =XX into its byte and copies the rest. There are no soft line breaks here: any two characters
+// behind '=', CR LF included, are read as digits, and a bad digit counts as 0. `out` receives the bytes of
+// GetSizeAfterQuotedPrintableDecoding and no NUL; it may be `in` itself. Result: 1, or 0 at a '=' with less
+// than two characters behind it, with everything in front of it written.
 TESSALY_API int QuotedPrintableDecoding(char const* in, char* out);

@@ -6,11 +6,11 @@
 
 #include "tessaly/platform/export.h"
 
-// The one Base64 encoder of the house (RFC 4648). Everything that writes Base64, whatever its alphabet, line
-// form or tail, is built on it. Free of state; any number of threads may use it at once.
+// The only Base64 encoder of the system (RFC 4648). All output in Base64, with any alphabet, line form or
+// ending, is built on it. Free of state; any number of threads may use it at once.
 namespace platform {
 
-// Characters that `size` bytes give, padding included.
+// Characters for `size` bytes, padding included.
 constexpr std::size_t Base64EncodedSize(std::size_t size) noexcept { return (size + 2) / 3 * 4; }
 
 // Writes the Base64 text of `size` bytes to `out`, padded with '=' to whole groups, with no line breaks and
@@ -18,7 +18,7 @@ constexpr std::size_t Base64EncodedSize(std::size_t size) noexcept { return (siz
 // symbols; null is the standard alphabet. Result: characters written.
 std::size_t Base64Encode(unsigned char const* in, std::size_t size, char* out,
                          char const* alphabet = nullptr) noexcept;
-// The same as a text, in the standard alphabet.
+// The Base64 text of `bytes`, in the standard alphabet.
 TESSALY_API std::string Base64Of(std::string_view bytes);
 
 }  // namespace platform

@@ -15,8 +15,9 @@ TESSALY_API std::uint16_t UnicodeOf(std::uint16_t code) noexcept;
 // The code (one or two bytes, lead byte high) of a UTF-16 unit; 0 for a unit without one (and for 0).
 TESSALY_API std::uint16_t Cp932Of(std::uint16_t unit) noexcept;
 
-// Whole texts, for file names and messages. A byte that makes no character, and a character without a form on
-// the other side, becomes "?"; `exact`, unless null, then turns false (it is set true at the start).
+// Convert whole texts, for file names and messages. A byte that makes no character, and a character without a
+// form on the other side, becomes "?"; `exact`, unless null, then becomes false (it is set true at the
+// start).
 TESSALY_API std::string Utf8FromCp932(std::string_view text, bool* exact = nullptr);
 TESSALY_API std::string Cp932FromUtf8(std::string_view text, bool* exact = nullptr);
 

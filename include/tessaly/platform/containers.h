@@ -11,7 +11,7 @@
 
 // The growable containers: value semantics, copies are deep, growth is amortised. Indexes are int. Reading
 // behind the end gives a default value instead of touching memory; writing behind the end of a CArray does
-// nothing unless the operation's name says that it grows.
+// nothing unless the operation's name contains "Grow".
 template <class Type, class Argument = Type const&>
 class CArray {
   public:
@@ -19,7 +19,7 @@ class CArray {
     int GetCount() const noexcept { return GetSize(); }
     int GetUpperBound() const noexcept { return GetSize() - 1; }
     bool IsEmpty() const noexcept { return items_.empty(); }
-    // New items are default-made. A negative size counts as 0. `grow_by` is taken as a hint and not needed.
+    // New items are default-made. A negative size counts as 0. `grow_by` is ignored.
     void SetSize(int size, int grow_by = -1) {
         static_cast<void>(grow_by);
         items_.resize(size > 0 ? static_cast<std::size_t>(size) : 0);

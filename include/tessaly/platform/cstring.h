@@ -10,8 +10,8 @@
 #include "tessaly/platform/export.h"
 
 // A byte string in code page 932 with value semantics. It is one pointer wide, shares its text with its
-// copies until one of them writes, and costs no allocation while empty. It never holds a NUL: whatever it is
-// made from or given ends at the first NUL, so GetLength() is always strlen of the text.
+// copies until one of them writes, and costs no allocation while empty. It never holds a NUL: any text given
+// to it ends at its first NUL, so GetLength() is always strlen of the text.
 //
 // Positions and lengths are bytes. Searches, trims and case changes step over whole double-byte characters
 // (lead bytes 0x81-0x9F and 0xE0-0xFC), so an ASCII byte is never found inside one. A lead byte at the end of
@@ -45,7 +45,7 @@ class TESSALY_API CString {
     int GetLength() const noexcept { return static_cast<int>(HeaderOf(text_)->length); }
     bool IsEmpty() const noexcept { return HeaderOf(text_)->length == 0; }
     void Empty() noexcept;
-    // The byte at `index`, 0 at or behind the end and for a negative index.
+    // The byte at `index`; 0 at or behind the end and for a negative index.
     char GetAt(int index) const noexcept;
     char operator[](int index) const noexcept { return GetAt(index); }
     // Replaces one byte; an index out of range does nothing, a NUL ends the text there.
@@ -63,10 +63,10 @@ class TESSALY_API CString {
     void AppendFormat(char const* format, ...) __attribute__((format(printf, 2, 3)));
     void FormatV(char const* format, va_list arguments) __attribute__((format(printf, 2, 0)));
 
-    // Room for at least `length` bytes and a NUL, to be written directly. The text up to then stands in it.
+    // Room for at least `length` bytes and a NUL, to be written directly. It begins with the present text.
     // ReleaseBuffer must follow before any other operation.
     char* GetBuffer(int length);
-    // Room for `length` bytes to come, so that appending them allocates once. The text stays.
+    // Room for `length` bytes in all, so that appending up to that allocates once. The text stays.
     void Reserve(int length) { GetBuffer(length); }
     // As GetBuffer; the length becomes `length`.
     char* GetBufferSetLength(int length);
@@ -136,8 +136,8 @@ class TESSALY_API CString {
   private:
     friend class CStringPool;
 
-    // Stands directly in front of the text. A text of its own has its capacity in front of the header; a text
-    // of a pool has not, and belongs to the pool's block that it lies in.
+    // Directly in front of the text. A text of its own has its capacity in front of the header; a text of a
+    // pool has none, and belongs to the pool's block.
     struct Header {
         std::atomic<std::uint32_t> references;
         std::uint32_t length;
@@ -160,7 +160,7 @@ class TESSALY_API CString {
     static char* Allocate(std::size_t capacity);
     static std::size_t CapacityOf(char const* text) noexcept;
     static bool IsShared(char const* text) noexcept;
-    // Makes the text this object's own with room for `capacity` bytes, keeping what it holds.
+    // Makes the text this object's own with room for `capacity` bytes, keeping its contents.
     void Own(std::size_t capacity);
     void SetLength(std::size_t length) noexcept;
     void Assign(std::string_view text);

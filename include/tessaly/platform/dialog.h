@@ -3,8 +3,8 @@
 #include "tessaly/platform/cstring.h"
 #include "tessaly/platform/export.h"
 
-// What the library says to or asks of the person at the machine. The application installs a handler; without
-// one the text goes to standard error as UTF-8 and the default button is the answer, so nothing ever blocks.
+// Messages and questions of the library to the user. The application installs a handler; without one the text
+// goes to standard error as UTF-8 and the default button is the answer, so nothing ever blocks.
 
 // The window that a question belongs to; there are none here.
 using HWND = void*;
@@ -31,7 +31,7 @@ struct FileQuestion {
     bool open;
     char const* default_name;
     char const* filter;
-    unsigned flags;  // what the handler sees to
+    unsigned flags;  // for the handler
 };
 inline constexpr unsigned OFN_OVERWRITEPROMPT = 0x0002;
 inline constexpr unsigned OFN_HIDEREADONLY = 0x0004;
@@ -47,8 +47,8 @@ TESSALY_API int ShowMessageBox(char const* text, char const* title, unsigned typ
 
 class TESSALY_API CFileDialog {
   public:
-    // `default_extension` (without its dot; may be null) is added to a name without one that is to be saved
-    // under. `flags` go to the handler.
+    // `default_extension` (without its dot; may be null) is added to a name without one when a file is saved.
+    // `flags` go to the handler.
     CFileDialog(bool open, char const* default_extension, char const* default_name, unsigned flags,
                 char const* filter);
     // IDOK when a file was chosen; without a handler IDCANCEL.
@@ -64,6 +64,6 @@ class TESSALY_API CFileDialog {
     CString path_;
 };
 
-// Raised by constructors that cannot bind or read what they are given, after the user was told.
+// Raised by constructors that cannot bind or read their arguments, after a message to the user.
 class TESSALY_API CUserException {};
 [[noreturn]] TESSALY_API void AfxThrowUserException();

@@ -1,4 +1,4 @@
 #pragma once
 
-// What the shared library shows to its users; everything without the mark stays inside.
+// Marks what the shared library exports; everything else stays inside.
 #define TESSALY_API __attribute__((visibility("default")))

@@ -2,8 +2,8 @@
 
 namespace platform {
 
-// A member whose type the class's header only declares: a value on the free store, copied with its owner and
-// never null. Constructors, assignment and destructor of the owner stand in its source.
+// A member whose type is only declared in the class's header: a value on the free store, copied with its
+// owner and never null. Constructors, assignment and destructor of the owner stand in its source.
 template <class Value>
 class Hidden {
   public:

@@ -2,7 +2,7 @@
 
 #include "tessaly/platform/component.h"
 
-// The component that asks for a page of the web (RFC 9110), directly or through a proxy.
+// The component that requests a page of the web (RFC 9110), directly or through a proxy.
 
 enum HTTPSProperty : int {
     https_proxy_password = 27,
@@ -21,7 +21,7 @@ enum HTTPSMethod : int {
 enum HTTPSEvent : int {
     https_event_header = 6,  // a header line of an answer, as it came
     https_event_transfer = 13,
-};  // the others are kept for later
+};  // the other numbers are reserved
 
 struct HTTPSHeaderEventParams {
     char const* field;
@@ -42,8 +42,8 @@ TESSALY_API int HTTPS_Set(HTTPSHandle handle, int property, int index, platform:
                           int length);
 TESSALY_API int HTTPS_Do(HTTPSHandle handle, int method, int count, platform::ComponentValue const* arguments,
                          int const* lengths);
-// Of the last failure: "HTTP status", the status and its reason for a status of 400 or above, else why there
-// was no answer. Digits stand in it for the status only.
+// The text of the last failure: "HTTP status", the status and its reason for a status of 400 or above, else
+// why there was no answer. Only the status has digits.
 TESSALY_API char const* HTTPS_GetLastError(HTTPSHandle handle);
 
 // The component as a class, whose events are operations for a derived class.
@@ -70,7 +70,7 @@ class TESSALY_API HTTPS {
 
   protected:
     HTTPS() = default;
-    // The event of that number, 1 to 13, as an operation of `object`, an HTTPS; 0 for any other.
+    // Calls the event of that number, 1 to 13, as an operation of `object`, an HTTPS; 0 for any other.
     static int Dispatch(void* object, int event, void* parameters);
 
     HTTPSHandle m_hHandle = nullptr;

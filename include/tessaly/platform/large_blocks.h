@@ -8,16 +8,16 @@
 
 // Memory for tables, on large pages where the system has them: a table of a million rows then costs hundreds
 // of page faults instead of hundreds of thousands, and looking one cell up misses fewer address translations.
-// All of it may be called from any thread and throws std::bad_alloc.
+// All functions may be called from any thread and throw std::bad_alloc.
 namespace platform {
 
-// Blocks of 64 KiB, aligned to their size, not cleared. A block that is given back is kept for the next one.
+// Blocks of 64 KiB, aligned to their size, not cleared. A block that is returned is kept for the next one.
 inline constexpr std::size_t large_block_size = 64 * 1024;
 TESSALY_API void* TakeLargeBlock();
 TESSALY_API void GiveLargeBlock(void* block) noexcept;
 
-// Memory of any size: what a row's cells take comes from large blocks, what a whole table takes straight from
-// the system, the rest from the heap. `size` must be the same at both ends.
+// Memory of any size: that for the cells of a row comes from large blocks, that for a whole table directly
+// from the system, the rest from the heap. `size` must be the same when it is returned.
 TESSALY_API void* TakeTableMemory(std::size_t size);
 TESSALY_API void GiveTableMemory(void* memory, std::size_t size) noexcept;
 

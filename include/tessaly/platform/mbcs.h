@@ -34,7 +34,7 @@ constexpr std::size_t WholeCharacterSize(std::string_view text, std::size_t posi
 TESSALY_API int mbscmp(char const* a, char const* b) noexcept;
 // The same without regard to the case of ASCII and full-width Latin letters.
 TESSALY_API int mbsicmp(char const* a, char const* b) noexcept;
-// Equal under mbsicmp; for lengths that are known.
+// Equal under mbsicmp; for texts of known length.
 TESSALY_API bool EqualNoCase(std::string_view a, std::string_view b) noexcept;
 
 // First place of `word` in `text` that begins at a character of `text`; an empty word is found at the start.
@@ -50,8 +50,8 @@ TESSALY_API char* mbslwr(char* text) noexcept;
 TESSALY_API void Lower(char* text, std::size_t length) noexcept;
 TESSALY_API void Upper(char* text, std::size_t length) noexcept;
 
-// A path in its four parts, as it stands in the library (C:\dir\name.ext): drive with its colon, directory
-// with its leading and closing divider, name, extension with its dot. Backslash and slash both divide.
+// A library path (C:\dir\name.ext) in its four parts: drive with its colon, directory with its leading and
+// closing divider, name, extension with its dot. Backslash and slash both divide.
 TESSALY_API void splitpath(char const* path, CString* drive, CString* directory, CString* name,
                            CString* extension);
 

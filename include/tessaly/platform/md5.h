@@ -7,7 +7,7 @@
 
 #include "tessaly/platform/export.h"
 
-// MD5 (RFC 1321) and HMAC-MD5 (RFC 2104), the only ones of the system.
+// MD5 (RFC 1321) and HMAC-MD5 (RFC 2104), the only implementations of the system.
 
 inline constexpr int md5_digest_bytes = 16;
 inline constexpr int md5_block_bytes = 64;
@@ -24,7 +24,7 @@ TESSALY_API void MD5Init(MD5Context* context);
 TESSALY_API void MD5Update(MD5Context* context, unsigned char const* data, unsigned int size);
 // Writes the 16 bytes of the digest and wipes the context.
 TESSALY_API void MD5Final(unsigned char* digest, MD5Context* context);
-// Works one block of 16 words into the state of 4 words. 32 bits count of each word.
+// Adds one block of 16 words to the state of 4 words. 32 bits count of each word.
 TESSALY_API void MD5Transform(unsigned long* state, unsigned long const* block);
 // Words to bytes and back, the low byte first; `size` is the number of bytes, a multiple of 4.
 TESSALY_API void DWord2Byte(unsigned char* bytes, unsigned long const* words, unsigned int size);
@@ -40,7 +40,7 @@ TESSALY_API int XCMD5Encoder(char const* text, char* out);
 
 namespace platform {
 
-// In small hexadecimal digits.
+// The MD5 in lower-case hexadecimal digits.
 TESSALY_API std::string Md5Hex(std::string_view text);
 TESSALY_API std::string HmacMd5Hex(std::string_view key, std::string_view text);
 

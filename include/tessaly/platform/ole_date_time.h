@@ -6,7 +6,7 @@
 #include "tessaly/platform/export.h"
 
 // A span of time in whole seconds, positive or negative. One longer than the calendar of COleDateTime is
-// invalid, and so is what is made from an invalid span.
+// invalid, and so is the result of any operation with an invalid span.
 class TESSALY_API COleDateTimeSpan {
   public:
     enum DateTimeSpanStatus { valid = 0, invalid = 1, null = 2 };
@@ -40,9 +40,9 @@ class TESSALY_API COleDateTimeSpan {
     DateTimeSpanStatus status_ = valid;
 };
 
-// A date and time of the Gregorian calendar in whole seconds, years 100 to 9999, with a status. The zero date
-// is 1899-12-30 00:00:00, and valid; it is what a new object holds. What leads out of the calendar or its
-// range is invalid. The parts of an invalid date are -1.
+// A date and time of the Gregorian calendar in whole seconds, years 100 to 9999, with a status. A new object
+// holds the zero date, 1899-12-30 00:00:00, which is valid. A result outside of the calendar or its range is
+// invalid. The parts of an invalid date are -1.
 class TESSALY_API COleDateTime {
   public:
     enum DateTimeStatus { valid = 0, invalid = 1, null = 2 };
@@ -50,7 +50,7 @@ class TESSALY_API COleDateTime {
     COleDateTime(int year, int month, int day, int hour, int minute, int second);
     // The present local time, by the process's time zone (platform/clock.h).
     static COleDateTime GetCurrentTime();
-    // Seconds since 1970-01-01 00:00:00, taken as they stand (no time zone).
+    // From seconds since 1970-01-01 00:00:00, without regard to the time zone.
     static COleDateTime FromUnixSeconds(std::int64_t seconds);
 
     DateTimeStatus GetStatus() const noexcept { return status_; }
@@ -72,10 +72,10 @@ class TESSALY_API COleDateTime {
     // The zero date at that time.
     int SetTime(int hour, int minute, int second);
     // Reads "Y/M/D", "Y-M-D", with or without " H:M" or " H:M:S", or a time alone (of the zero date). Blanks
-    // around it do not matter. false with the status invalid for anything else.
+    // around it are ignored. false with the status invalid for anything else.
     bool ParseDateTime(char const* text);
     // As strftime, for %Y %m %d %H %M %S %y %j %a %A %b %B %w %p %I and %%; empty when not valid. %Y always
-    // has four digits, names are English, and any other "%" stays as it stands.
+    // has four digits, names are English, and any other "%" is copied.
     CString Format(char const* format) const;
 
     COleDateTime operator+(COleDateTimeSpan const& span) const;

@@ -4,7 +4,7 @@
 
 struct addrinfo;
 
-// Error numbers that socket calls leave behind for the thread, as the mail clients translate them.
+// Error numbers that socket calls leave for the thread, in the form that the mail clients translate.
 namespace platform {
 
 enum SocketError : int {
@@ -33,7 +33,7 @@ enum SocketError : int {
     socket_timed_out = 10060,
     socket_refused = 10061,
     socket_not_initialised = 10093,
-    socket_system_failure = 10107,  // a failure that has no number here
+    socket_system_failure = 10107,  // any other failure
 };
 
 TESSALY_API int GetLastSocketError() noexcept;
@@ -43,10 +43,10 @@ TESSALY_API int GetHostName(char* name, int size);
 
 }  // namespace platform
 
-// A blocking stream socket. While a call waits it goes on calling OnMessagePending whenever a message of the
-// thread waits (platform/timer.h), and ends with socket_interrupted when CancelBlockingCall was called from
-// there. A failed call leaves its number in GetLastSocketError(), any other call 0. No call raises a signal.
-// A socket belongs to one thread.
+// A blocking stream socket. While a call waits it calls OnMessagePending whenever a message of the thread
+// waits (platform/timer.h), and ends with socket_interrupted when CancelBlockingCall was called from there. A
+// failed call leaves its number in GetLastSocketError(), any other call 0. No call raises a signal. A socket
+// belongs to one thread.
 class TESSALY_API CSocket {
   public:
     CSocket() = default;
@@ -54,41 +54,42 @@ class TESSALY_API CSocket {
     CSocket(CSocket const&) = delete;
     CSocket& operator=(CSocket const&) = delete;
 
-    // Makes the object ready. A stream socket on any port is all that is offered, so that the arguments have
-    // no other values than these, but for `events`, which are not looked at. Non-zero for success. The socket
-    // of the right address family follows in Connect.
+    // Makes the object ready. Only a stream socket on any port is supported, so the arguments have no other
+    // values than these, except `events`, which is ignored. Non-zero for success. The socket of the right
+    // address family follows in Connect.
     int Create(unsigned port = 0, int type = 1, long events = 63, char const* address = nullptr);
     // `host`: a name or an IPv4 or IPv6 address; all its addresses are tried in turn. Non-zero for success.
-    // After a failure it can be called again. A host name that does not lead to an address gives
-    // socket_invalid (the clients' "host address is not valid"), a port outside 1 to 65535
-    // socket_address_not_available, and a host that this machine has no way to socket_network_unreachable.
+    // After a failure it can be called again. A host name without an address gives socket_invalid (the
+    // clients' "host address is not valid"), a port outside 1 to 65535 socket_address_not_available, and a
+    // host to which this machine has no route socket_network_unreachable.
     int Connect(char const* host, unsigned port);
-    // Bytes sent (at least 1 of more than none), or -1. Small packets are not held back.
+    // Bytes sent (at least 1 unless `size` is 0), or -1. Small packets are not held back.
     int Send(void const* data, int size, int flags = 0);
     // Bytes received, 0 when the peer closed, or -1.
     int Receive(void* data, int size, int flags = 0);
-    // Whether there is something to receive, the end included, within so many milliseconds. No message is
+    // Whether there is something to receive, the end included, within so many milliseconds. Messages are not
     // looked at.
     bool Readable(int milliseconds) const;
     virtual void Close();
-    // Ends the call that is waiting now, from OnMessagePending.
+    // Ends the waiting call, from OnMessagePending.
     void CancelBlockingCall() noexcept { cancelled_ = true; }
     bool IsOpen() const noexcept { return descriptor_ >= 0; }
 
   protected:
-    // Called while a call waits and a message is there. The base takes and drops one message and returns 1 if
-    // there was one.
+    // Called while a call waits and a message is there. The base removes one message and returns 1 if there
+    // was one.
     virtual int OnMessagePending();
 
-    // What a try has to wait for before it is made again.
+    // The condition under which a call can be repeated.
     enum class Wait { to_receive, to_send };
-    // One try to move bytes, that does not wait, for a derived class whose bytes take another way. Result:
-    // their number, 0 when the peer closed, or -1 with errno; for EAGAIN `wait` becomes what to wait for.
+    // One try to move bytes, without waiting, for a derived class that encodes the bytes. Result: their
+    // number, 0 when the peer closed, or -1 with errno; for EAGAIN `wait` becomes the condition for the next
+    // try.
     virtual long TrySend(void const* data, int size, int flags, Wait& wait);
     virtual long TryReceive(void* data, int size, int flags, Wait& wait);
-    // Whether there are bytes that came already.
+    // Whether there are received bytes that were not read.
     virtual bool HasReceived() const { return false; }
-    // A descriptor that ends every wait while it can be read; -1 for none.
+    // A descriptor that ends every wait as long as it is readable; -1 for none.
     virtual int InterruptDescriptor() const { return -1; }
     // 0 when the socket is ready, else the error.
     int WaitFor(Wait wait);

@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <string_view>
 
-// UTF-8 a character at a time (RFC 3629), for the conversions of this layer.
+// Reads and writes UTF-8 one character at a time (RFC 3629), for the conversions of this layer.
 namespace platform {
 
 constexpr char32_t not_a_character = 0xFFFFFFFF;
@@ -26,7 +26,7 @@ inline char* PutUtf8(std::uint16_t unit, char* out) noexcept {
 }
 
 // Reads the character at `at`, which must lie inside the text, and moves `at` behind it. A byte that starts
-// no well-formed character is stepped over alone and gives not_a_character.
+// no well-formed character is skipped alone and gives not_a_character.
 inline char32_t TakeUtf8(std::string_view text, std::size_t& at) noexcept {
     auto const first = static_cast<unsigned char>(text[at++]);
     if (first < 0x80) return first;

@@ -2,7 +2,7 @@
 
 #include "tessaly/platform/component.h"
 
-// What the mail components have in common: how the bytes go, and their events.
+// What the mail components have in common: the security of the connection, and their events.
 namespace protocol {
 
 using platform::ComponentDispatcher;
@@ -10,12 +10,12 @@ using platform::ComponentFailure;
 using platform::ComponentValue;
 using enum platform::ComponentError;
 
-// How the bytes go. Anything else, a text too, is an error (component_unknown) of the setting and of every
-// connecting behind it.
+// The security of the connection. Anything else, a text too, is an error (component_unknown) of the setting
+// and of every connecting after it.
 enum MailSecurity : int {
     security_none = 0,
     security_tls = 1,                 // TLS from the first byte
-    security_upgrade = 2,             // STARTTLS (RFC 3207), STLS (RFC 2595), or nothing at all
+    security_upgrade = 2,             // STARTTLS (RFC 3207), STLS (RFC 2595), or failure
     security_upgrade_if_offered = 3,  // plain where the server does not offer it
 };
 
@@ -27,9 +27,9 @@ struct ErrorEvent {
     char const* description;
 };
 enum TrailDirection : int { trail_sent = 0, trail_received = 1, trail_information = 2 };
-// What stands in a line in place of a secret.
+// Stands in a line in place of a secret.
 inline constexpr char const* hidden_secret = "********";
-// A line of the conversation. A message's text is not among the lines.
+// A line of the conversation. The text of a message is not among the lines.
 struct PITrailEvent {
     int direction;
     char const* message;
@@ -37,7 +37,7 @@ struct PITrailEvent {
 struct SSLStatusEvent {
     char const* message;
 };
-// What the server showed in the handshake, whether it was accepted or not; times in UTC.
+// The server's certificate in the handshake, accepted or not; times in UTC.
 struct CertificateEvent {
     char const *subject, *issuer, *host_names, *valid_from, *valid_until;
 };

@@ -4,9 +4,9 @@
 
 namespace protocol {
 
-// How far a POP3 conversation has come (RFC 1939), in the order of its steps.
+// The steps of a POP3 conversation (RFC 1939), in their order.
 enum class PopPhase {
-    none,  // no server was asked
+    none,  // no server was contacted
     connect,
     greeting,
     capabilities,  // CAPA
@@ -22,10 +22,10 @@ enum class PopPhase {
     quit,
 };
 
-// Why a conversation did not go on: the step, and the reply that refused it.
+// Why a conversation failed: the step, and the reply that refused it.
 struct PopFailure {
     PopPhase phase = PopPhase::none;
-    bool refused = false;  // false: no reply came, or it was positive and something else failed
+    bool refused = false;  // false: there was no reply, or it was positive and something else failed
     CString code;          // response code of that reply (RFC 2449 8), such as "IN-USE"; empty for none
     CString text;          // of that reply, without its line end
 

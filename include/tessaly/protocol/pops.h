@@ -9,11 +9,11 @@ enum POPSProperty : int {
     pops_auth = 1,        // number: POPSAuth
     pops_port = 13,       // number
     pops_server = 14,     // name or address
-    pops_count = 17,      // read: messages on the server, as STAT told it
+    pops_count = 17,      // read: messages on the server, by STAT
     pops_size = 18,       // read: bytes of message `index`, by pops_list_sizes; 0 for an unknown one
-    pops_message = 21,    // number, from 1: chooses the current message and asks for its unique ID
-    pops_text = 25,       // read: the message that was fetched, line ends CR LF
-    pops_unique_id = 27,  // read: of the current message, as its line has it behind the number
+    pops_message = 21,    // number, from 1: chooses the current message and requests its unique ID
+    pops_text = 25,       // read: the fetched message, line ends CR LF
+    pops_unique_id = 27,  // read: of the current message, the text behind the number in its line
     pops_password = 28,
     pops_security = 37,  // number: protocol::MailSecurity
     // Number: seconds for connecting, for the handshake, and for each wait; 0: none. A whole reply has a
@@ -35,8 +35,8 @@ enum POPSMethod : int {
     pops_delete = 6,       // DELE; one argument. The server deletes at the end.
     pops_noop = 7,         // NOOP
     pops_disconnect = 8,   // QUIT
-    pops_reset = 9,        // closes the connection and puts every property back to its first value
-    pops_interrupt = 10,   // from any thread: ends the method that runs, or else the next one
+    pops_reset = 9,        // closes the connection and resets every property to its first value
+    pops_interrupt = 10,   // from any thread: ends the running method, or else the next one
     pops_list_sizes = 11,  // LIST
 };
 
@@ -47,7 +47,7 @@ enum POPSEvent : int {
     pops_event_trail = 6,
     pops_event_certificate = 7,
     pops_event_ssl_status = 8,
-};  // 2, 4, 9 and 10 are kept for later
+};  // 2, 4, 9 and 10 are reserved
 
 using POPSConnectionStatusEventParams = protocol::ConnectionStatusEvent;
 using POPSErrorEventParams = protocol::ErrorEvent;
@@ -78,17 +78,17 @@ class POPSValue {
 // Results: the number of a platform::ComponentFailure.
 TESSALY_API POPSHandle POPS_Create(platform::ComponentDispatcher dispatcher, void* object);
 TESSALY_API void POPS_Destroy(POPSHandle handle);
-// `index` and `length` are not used by it.
+// `index` and `length` are not used.
 TESSALY_API int POPS_Set(POPSHandle handle, int property, int index, platform::ComponentValue const& value,
                          int length);
 TESSALY_API POPSValue POPS_Get(POPSHandle handle, int property, int index, int* length);
 TESSALY_API int POPS_Do(POPSHandle handle, int method, int count, platform::ComponentValue const* arguments,
                         int const* lengths);
-// Of the last failure. The text lasts until the next call.
+// The text of the last failure, valid until the next call.
 TESSALY_API char const* POPS_GetLastError(POPSHandle handle);
 TESSALY_API int POPS_GetLastErrorCode(POPSHandle handle);
-// Where the last method that speaks to the server, or the choosing of a message, failed, and by which reply.
-// It lasts until the next call.
+// The step in which the last method that speaks to the server, or the choosing of a message, failed, and the
+// reply. Valid until the next call.
 TESSALY_API protocol::PopFailure const& POPS_GetPopFailure(POPSHandle handle);
 
 // The component as a class, whose events are operations for a derived class.
@@ -112,7 +112,7 @@ class TESSALY_API POPS {
 
   protected:
     POPS() = default;
-    // The event of that number, 1 to 10, as an operation of `object`, a POPS; 0 for any other.
+    // Calls the event of that number, 1 to 10, as an operation of `object`, a POPS; 0 for any other.
     static int Dispatch(void* object, int event, void* parameters);
 
     POPSHandle m_hHandle = nullptr;

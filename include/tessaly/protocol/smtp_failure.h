@@ -4,9 +4,9 @@
 
 namespace protocol {
 
-// How far an SMTP conversation has come, in its order.
+// The steps of an SMTP conversation, in their order.
 enum class SmtpPhase {
-    none,  // no server was asked
+    none,  // no server was contacted
     connect,
     greeting,
     hello,
@@ -20,14 +20,14 @@ enum class SmtpPhase {
     quit,
 };
 
-// Why a conversation did not go on: the step, and the whole reply that refused it.
+// Why a conversation failed: the step, and the whole reply that refused it.
 struct SmtpFailure {
     SmtpPhase phase = SmtpPhase::none;
-    int code = 0;      // of the reply; 0 where none came, or none that can be read
+    int code = 0;      // of the reply; 0 where there was none, or none that can be read
     CString enhanced;  // status code of the reply (RFC 3463), such as "5.1.1"; empty for none
     CString text;      // of the reply, all its lines
 
-    // 421: the server leaves, whatever the command was (RFC 5321 3.8).
+    // 421: the server closes the connection, whatever the command was (RFC 5321 3.8).
     static constexpr int service_closing = 421;
     bool IsFarewell() const { return code == service_closing; }
     // Whether the step belongs to one mail, not to the connection.

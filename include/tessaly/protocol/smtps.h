@@ -5,7 +5,7 @@
 
 // The component that sends mail over SMTP (RFC 5321), plain or secured by TLS (RFC 3207, RFC 8314).
 
-// Texts, unless it is said that a property is a number.
+// Texts, unless a property is marked as a number.
 enum SMTPSProperty : int {
     smtps_auth = 3,         // number: SMTPSAuth
     smtps_from = 14,        // envelope sender, an address
@@ -13,7 +13,7 @@ enum SMTPSProperty : int {
     smtps_server = 20,      // name or address
     smtps_text = 21,        // of the message, behind the headers; line ends CR LF
     smtps_headers = 23,     // header lines, each with its CR LF
-    smtps_message = 24,     // a whole MIME message, which stands in place of headers and text
+    smtps_message = 24,     // a whole MIME message, in place of headers and text
     smtps_hello_name = 25,  // behind EHLO and HELO; empty: this host's name
     smtps_password = 26,
     smtps_recipients = 30,       // addresses, divided by commas
@@ -40,11 +40,11 @@ enum SMTPSAuth : int {
 enum SMTPSMethod : int {
     smtps_configure = 1,   // one argument, "NAME=VALUE": SSLEnabledProtocols (TLS 1.2 at least in any case)
     smtps_connect = 2,     // up to and including authentication
-    smtps_send = 3,        // the message; connects if need be. A recipient that is refused ends it for all.
+    smtps_send = 3,        // the message; connects if need be. A refused recipient ends it for all.
     smtps_disconnect = 4,  // QUIT
     smtps_reset_mail = 5,  // RSET
-    smtps_reset = 9,       // closes the connection and puts every property back to its first value
-    smtps_interrupt = 10,  // from any thread: ends the method that runs, or else the next one
+    smtps_reset = 9,       // closes the connection and resets every property to its first value
+    smtps_interrupt = 10,  // from any thread: ends the running method, or else the next one
 };
 
 enum SMTPSEvent : int {
@@ -53,7 +53,7 @@ enum SMTPSEvent : int {
     smtps_event_trail = 5,
     smtps_event_certificate = 6,
     smtps_event_ssl_status = 7,
-};  // 2, 4, 8 and 9 are kept for later
+};  // 2, 4, 8 and 9 are reserved
 
 using SMTPSConnectionStatusEventParams = protocol::ConnectionStatusEvent;
 using SMTPSErrorEventParams = protocol::ErrorEvent;
@@ -67,18 +67,18 @@ using SMTPSHandle = SmtpsComponent*;
 // Results: the number of a platform::ComponentFailure.
 TESSALY_API SMTPSHandle SMTPS_Create(platform::ComponentDispatcher dispatcher, void* object);
 TESSALY_API void SMTPS_Destroy(SMTPSHandle handle);
-// `index` and `length` have no use with these properties.
+// `index` and `length` are not used.
 TESSALY_API int SMTPS_Set(SMTPSHandle handle, int property, int index, platform::ComponentValue const& value,
                           int length);
 TESSALY_API int SMTPS_Do(SMTPSHandle handle, int method, int count, platform::ComponentValue const* arguments,
                          int const* lengths);
-// Of the last failure. The text lasts until the next call.
+// The text of the last failure, valid until the next call.
 TESSALY_API char const* SMTPS_GetLastError(SMTPSHandle handle);
 TESSALY_API int SMTPS_GetLastErrorCode(SMTPSHandle handle);
-// The same failure with the kind of its number.
+// The same failure with the source of its number.
 TESSALY_API platform::ComponentFailure SMTPS_GetLastFailure(SMTPSHandle handle);
-// Where the last smtps_connect, smtps_send or smtps_reset_mail failed, and by which reply. The step is that
-// of this call alone, whatever was refused before and then went another way. It lasts until the next call.
+// The step in which the last smtps_connect, smtps_send or smtps_reset_mail failed, and the reply. The step is
+// that of this call alone, even if an earlier refusal was followed by another way. Valid until the next call.
 TESSALY_API protocol::SmtpFailure const& SMTPS_GetSmtpFailure(SMTPSHandle handle);
 
 // The component as a class, whose events are operations for a derived class.
@@ -101,7 +101,7 @@ class TESSALY_API SMTPS {
 
   protected:
     SMTPS() = default;
-    // The event of that number, 1 to 9, as an operation of `object`, an SMTPS; 0 for any other.
+    // Calls the event of that number, 1 to 9, as an operation of `object`, an SMTPS; 0 for any other.
     static int Dispatch(void* object, int event, void* parameters);
 
     SMTPSHandle m_hHandle = nullptr;

@@ -11,28 +11,27 @@
 // buffer that outlives the call, and sending out of a string that shrinks as it is sent. Made when a client
 // connects and deleted when it disconnects, so that the line buffer lives as long as one connection.
 //
-// Failures are told by the result (-1) and by platform::GetLastSocketError(). A passed time limit is -1 with
-// platform::socket_timed_out; the interruption behind it (socket_interrupted) is never seen by the caller.
+// A failure is a result of -1 and a number in platform::GetLastSocketError(). A passed time limit is -1 with
+// platform::socket_timed_out; the caller never sees the interruption behind it (socket_interrupted).
 //
 // The timer belongs to the thread that makes the call: one object serves one thread. Nothing is locked.
 //
 // In every operation with `ms`, 0 means the stored time-out time, and any other value becomes the stored one;
-// with both 0 there is no limit and a call can wait for ever. The limit holds for each platform call, that is
-// on progress; that a peer which sends a byte now and then does not hold the caller for ever is what
-// WholeReply is for.
+// with both 0 there is no limit and a call can wait for ever. The limit applies to each platform call, that
+// is to progress; WholeReply limits a peer that sends a byte now and then.
 class TESSALY_API SocketSupport : public CSocket {
   public:
     static constexpr int receive_block = 102399;       // most bytes taken by one Receive
     static constexpr unsigned forced_timeout_ms = 10;  // the limit that ForceTimeout sets
     // A longer line ends GetLine with -1 and line_too_long_error, so that a peer that never ends its line
-    // cannot use up the memory. What was received stays in the line buffer.
+    // cannot use up the memory. The received bytes stay in the line buffer.
     static constexpr int default_line_limit = 64 * 1024 * 1024;
     static constexpr int line_too_long_error = 10040;
 
-    // While such an object lives, all that the socket receives is one reply, for which there is a limit as
-    // well: a receive ends with -1 and socket_timed_out if it begins when ReplyLimit has passed since the
-    // object was made, or since the last `part` bytes were complete, so that a long text may take its time.
-    // One object at a time for a socket.
+    // As long as an object lives, everything that the socket receives counts as one reply, for which there is
+    // a limit as well: a receive ends with -1 and socket_timed_out if it begins when ReplyLimit has passed
+    // since the object was made, or since the last `part` bytes were complete, so that a long text may take
+    // its time. One object at a time for a socket.
     class TESSALY_API WholeReply {
       public:
         static constexpr int part = 64 * 1024;
@@ -47,7 +46,7 @@ class TESSALY_API SocketSupport : public CSocket {
     // Milliseconds for a whole reply where each wait of it may take `wait_ms`: ten times as many, but a
     // minute at least; 0, for none, where the waits have no limit.
     static std::int64_t ReplyLimit(unsigned int wait_ms) noexcept;
-    // Test seam: so many milliseconds in place of that; 0 ends it.
+    // Test seam: so many milliseconds instead; 0 ends this.
     static void SetReplyLimit(unsigned int ms) noexcept;
 
     SocketSupport() = default;
@@ -62,8 +61,7 @@ class TESSALY_API SocketSupport : public CSocket {
     // 1 with no timer running, else the result of platform::KillTimer.
     int KillTimeOut();
     // A blocking call of this thread, running or about to run, ends within about 10 ms. To be called on that
-    // thread, such as from OnMessagePending. The stored time-out time stays 10 ms until somebody sets
-    // another.
+    // thread, such as from OnMessagePending. The stored time-out time stays 10 ms until another one is set.
     void ForceTimeout();
 
     // CSocket::Connect with a time limit. Non-zero for success.
@@ -84,7 +82,7 @@ class TESSALY_API SocketSupport : public CSocket {
 
     // Longest line, in bytes with its ending, that GetLine reads.
     void SetLineLimit(int bytes) { line_limit_ = bytes; }
-    // The line buffer itself: bytes received and not yet handed out as a line.
+    // The line buffer itself: bytes received and not yet returned as a line.
     CString& GetLineBuffer();
     void ClearLineBuffer();
 
@@ -97,7 +95,7 @@ class TESSALY_API SocketSupport : public CSocket {
     static int FindCRorLF(char const* text);
 
   protected:
-    // Ends the waiting call when this object's timer is due; every other message goes on to CSocket.
+    // Ends the waiting call when this object's timer is due; every other message is passed on to CSocket.
     int OnMessagePending() override;
 
   private:
@@ -114,10 +112,10 @@ class TESSALY_API SocketSupport : public CSocket {
     int line_limit_ = default_line_limit;
     std::int64_t reply_limit_ms_ = 0;  // 0: none
     std::int64_t reply_end_ = 0;       // by the steady clock, with a limit
-    int reply_bytes_ = 0;              // of the part that comes now
-    // Lines handed out are only marked as consumed and removed in one go, and bytes once searched for an LF
-    // are not searched again, so that reading stays linear. A caller that has a reference to the buffer sees
-    // it exact after every call.
+    int reply_bytes_ = 0;              // of the current part
+    // Returned lines are only marked as consumed and removed together, and bytes once searched for an LF are
+    // not searched again, so that reading stays linear. A caller that has a reference to the buffer sees it
+    // exact after every call.
     int consumed_ = 0;
     int searched_ = 0;
     bool buffer_shared_ = false;

@@ -9,22 +9,21 @@
 #include "tessaly/platform/ole_date_time.h"
 #include "tessaly/reception/mail_reports.h"
 
-// Looks through one received mail: what kind it is of, who sent it and when, its subject and text in
-// Shift-JIS, its attachments, and the Message-ID of the mail of ours that it answers. No file or network
-// work.
+// Analyses one received mail: its kind, sender and date, its subject and text in Shift-JIS, its attachments,
+// and the Message-ID of the sent mail that it answers. No file or network work.
 //
 // One object for one mail, or one that InitMember has reset in between: an analysis resets nothing, so that
-// the text of a second mail would become an attachment. The options stand behind InitMember. An object serves
-// one thread.
+// the text of a second mail would become an attachment. The options are set after InitMember. An object
+// serves one thread.
 class TESSALY_API MailAnalyzer : public MimeDecodeTool {
   public:
     enum MailType : int {
         not_analysed = -2,
         ordinary = -1,
-        error_mail = 1,                // a bounce (RFC 3464, and what came before it)
+        error_mail = 1,                // a bounce (RFC 3464, and its older forms)
         disposition_notification = 2,  // a read receipt (RFC 8098)
-        refuse = 3,                    // the customer wants no more mail
-        regist = 4,                    // somebody wants to be a customer
+        refuse = 3,                    // the customer refuses further mail
+        regist = 4,                    // a registration as a customer
     };
     static constexpr int analysed = 0;
     static constexpr int not_decoded = -1;
@@ -33,9 +32,10 @@ class TESSALY_API MailAnalyzer : public MimeDecodeTool {
     explicit MailAnalyzer(CString mail);
     explicit MailAnalyzer(MimeFormatStruct& mail);
 
-    // Everything back to the start, options and keyword too; the send date becomes the present.
+    // Resets everything, options and keyword too; the send date becomes the present.
     void InitMember();
-    // Whether a mail without a text asks for registration, and whether a first line with `keyword` refuses.
+    // Whether a mail without a text counts as a registration, and whether a first line with `keyword` counts
+    // as a refusal.
     void SetResistWithEmpty(int on) { regist_when_empty_ = on; }
     void SetRefuseWithKeyword(int on, CString keyword);
     // The mail to be analysed. The first gives MimeDecode's result, the second 1.
@@ -43,7 +43,7 @@ class TESSALY_API MailAnalyzer : public MimeDecodeTool {
     int SetMailData(MimeFormatStruct& mail);
     void GetMailData(MimeFormatStruct& mail) const { mail = mail_; }
 
-    // analysed. What cannot be read stays as it was.
+    // analysed. A value that cannot be read stays as it was.
     int MailAnalysis();
     // The same for a mail; not_decoded, with nothing analysed, when SetMailData gave 0.
     int MailAnalysis(CString mail);
@@ -57,7 +57,7 @@ class TESSALY_API MailAnalyzer : public MimeDecodeTool {
     CString GetDecodeMailSubject() const { return subject_; }
     COleDateTime GetMailSendDate() const { return send_date_; }  // local time
     int GetAttachFileNum() const { return static_cast<int>(attachments_.size()); }
-    // What the report in the mail says, whatever type the mail is taken for; all empty without one.
+    // The delivery report in the mail, whatever type the mail has; all empty without one.
     DeliveryReport const& GetDeliveryReport() const { return delivery_report_; }
     DispositionReport const& GetDispositionReport() const { return disposition_report_; }
     // A copy of an attachment. 0 for an index outside the list.

@@ -17,23 +17,23 @@ enum class PopResult;
 // One message of the mailbox.
 struct PopMailInfo {
     long Number = 0;  // the server's message number
-    long Size = 0;    // bytes, as LIST told it
+    long Size = 0;    // bytes, by LIST
     CString Uidl;     // unique ID, empty if the server gave none
 };
 
 // The plain, unencrypted POP3 client (RFC 1939): logs in by USER/PASS or by APOP, lists the mailbox, fetches
-// one message at a time, marks messages for deletion, logs out. Which messages were seen before the
-// application tells by their unique IDs. The order of use is SetPopHost, SetUserAccount, PopLogin,
-// PopListUidl, PopRetr and PopDelete for rows of the list, PopLogout; after that the object can log in again.
+// one message at a time, marks messages for deletion, logs out. The application recognises messages that it
+// has seen by their unique IDs. The order of use is SetPopHost, SetUserAccount, PopLogin, PopListUidl,
+// PopRetr and PopDelete for rows of the list, PopLogout; after that the object can log in again.
 //
 // An object and its socket belong to the thread that calls them. There is no log.
 //
-// What a server may not do: a line longer than 64 MiB, a message above 1 GiB, a list of more than
-// 1,000,000 lines or 64 MiB, a unique ID of more than 70 characters and a reply line above 64 KiB end
-// the operation and the connection like a lost one, with a text of their own. A reply that takes too long as
-// a whole is a passed time limit (SocketSupport::WholeReply). The number that STAT tells is not trusted: the
-// rows are those that LIST sends. Numbers and sizes that are none count as 0. A user name or password with a
-// CR or LF in it would be a command of its own and is refused by SetUserAccount.
+// The limits of a server: a line longer than 64 MiB, a message above 1 GiB, a list of more than 1,000,000
+// lines or 64 MiB, a unique ID of more than 70 characters and a reply line above 64 KiB end the operation and
+// the connection like a lost one, with a text of their own. A reply that takes too long as a whole is a
+// passed time limit (SocketSupport::WholeReply). The number of messages from STAT is not trusted: the rows
+// are those of LIST. Numbers and sizes that cannot be read count as 0. A user name or password with a CR or
+// LF in it would be a command of its own and is refused by SetUserAccount.
 //
 // Operations give 1 for success and 0 for failure, which leaves its number and text in GetErrMsg() unless it
 // is said otherwise; a success leaves it as it was.
@@ -42,8 +42,8 @@ class TESSALY_API MailPop {
     enum Type : int { type_user_pass = 0, type_apop = 1 };
     static constexpr int default_port = 110;
 
-    // The message that PopRetr fetched: line ends CR LF, the closing line "." at its end, doubled dots as
-    // they came. And the mailbox as PopListUidl found it.
+    // The message of the last PopRetr: line ends CR LF, the closing line "." at its end, doubled dots
+    // unchanged. And the mailbox of the last PopListUidl.
     CString m_strMailText;
     CArray<PopMailInfo, PopMailInfo> m_aMailList;
 
@@ -65,14 +65,14 @@ class TESSALY_API MailPop {
     // Fills m_aMailList. 16008, or a socket error; no number when not logged in. A server that refuses UIDL,
     // or is lost while it answers, leaves its error and the result is 1 (see IsUidlComplete).
     int PopListUidl();
-    // Whether every row could get its unique ID from the last PopListUidl.
+    // Whether the last PopListUidl got a unique ID for every row.
     int IsUidlComplete() const { return uidl_complete_; }
     // `index` is a row of m_aMailList. No number when not logged in or for a row that does not exist; 16009,
-    // 16010, or a socket error. After that m_strMailText holds what came. A deleted row stays in the list;
-    // the server deletes at the logout.
+    // 16010, or a socket error. After that m_strMailText holds the received text. A deleted row stays in the
+    // list; the server deletes at the logout.
     int PopRetr(unsigned long index);
     int PopDelete(unsigned long index);
-    // Takes the deletions back. 16011.
+    // Undoes the deletions. 16011.
     int PopReset();
 
     char const* GetPopHost() const { return host_; }
@@ -82,9 +82,9 @@ class TESSALY_API MailPop {
     char const* GetPassword() const { return password_; }
     int GetMailNumber() const { return m_aMailList.GetSize(); }
     CErrMsg& GetErrMsg() { return error_; }
-    // Where the last operation that speaks to the server failed, and by which reply: the same failure as
-    // data. Its step is PopPhase::none where no server was asked, and where the operation succeeded; a list
-    // without its unique IDs is a success whose failure stands here.
+    // The step in which the last operation that speaks to the server failed, and the reply: the same failure
+    // as data. Its step is PopPhase::none where no server was contacted, and where the operation succeeded; a
+    // list without its unique IDs is a success that sets it.
     protocol::PopFailure const& GetFailure() const { return failure_; }
 
     // Time limits in milliseconds, 0 for none: of each wait on the connected socket, and of connecting. The
@@ -108,7 +108,7 @@ class TESSALY_API MailPop {
     int Disconnect();
 
   private:
-    class Wire;  // what the conversation runs over
+    class Wire;  // the channel of the conversation
 
     bool Fail(int code);
     bool SocketFailure(int socket_error);

@@ -9,14 +9,13 @@ namespace delivery {
 class ConversationWatch;
 }
 
-// The POP3 client over TLS: the component holds the conversation, and is filled and called by its own
-// interface (protocol/pops.h, Handle()); this class keeps the transfer log and the list of unique IDs, notes
-// how far the conversation came, and says in Japanese why it failed. Not copied; one object serves one
-// thread, which also runs the events.
+// The POP3 client over TLS: the component holds the conversation, and is configured and called through its
+// own interface (protocol/pops.h, Handle()); this class keeps the transfer log and the list of unique IDs,
+// records the step that the conversation reached, and gives its failure in Japanese. Not copied; one object
+// serves one thread, which also runs the events.
 class TESSALY_API CMyPOPS : public POPS {
   public:
-    // The step that the conversation reached. From the first failure on it stands still, and so names the
-    // step that failed.
+    // The step that the conversation reached. It stays at the step of the first failure.
     enum Status : int {
         status_none = 0,
         status_connecting = -1,
@@ -33,18 +32,18 @@ class TESSALY_API CMyPOPS : public POPS {
     CMyPOPS();
     ~CMyPOPS() override;
 
-    // Readies the object for one conversation: a time limit of 60 seconds, port 110, no security, everything
-    // else empty. The component's connection is left as it is. Result: of the component's last setting.
+    // Prepares the object for one conversation: a time limit of 60 seconds, port 110, no security, everything
+    // else empty. The component's connection stays as it is. Result: that of the component's last setting.
     int Init();
     void SetLogTitle(CString title);
     void WriteLog();
-    // Asks for the unique ID of each message in turn and appends it to the list. 0, or the component's error
-    // at the first message that has none any more; what came before it is in the list. The component's own
-    // listing (pops_list) fills the same list in one round trip.
+    // Requests the unique ID of each message in turn and appends it to the list. 0, or the component's error
+    // at the first message without one; the IDs before it are in the list. The component's own listing
+    // (pops_list) fills the same list in one round trip.
     int ListMessageUIDs();
     CStringArray const& GetUIDs() const { return unique_ids_; }
     int GetNowStatus() const;
-    // What the component told with its last error event.
+    // The text of the component's last error event.
     CString GetErrorMessage() const;
     // The sentence for the component's last failure; its own text where there is none.
     CString GetLastErrorInJapanese();

@@ -11,7 +11,7 @@ struct ERRCODE_ERRMSG_STRUCT {
 };
 
 // The last failure of an object, as code and finished text for the user. A class that reports to the user
-// holds one by value and hands it out by its GetErrMsg(). It is never empty: a new or cleared one holds
+// holds one by value and returns it by its GetErrMsg(). It is never empty: a new or cleared one holds
 // error_none and "正常".
 //
 // Threads: the object belongs to the thread that uses its owner; the message table may be read from any
@@ -30,8 +30,8 @@ class TESSALY_API CErrMsg {
     // Back to error_none. Result: 1.
     int Clear();
     // Keeps `code` and the table's text for it, its placeholders filled from the further arguments: exactly
-    // as many char const* as the text has "%s". Result: 1; 0 for a code that the table does not hold, which
-    // is kept all the same, with the text of error_unknown_code.
+    // as many char const* as the text has "%s". Result: 1; 0 for a code that the table lacks, which is kept
+    // all the same, with the text of error_unknown_code.
     int SetErr(int code, ...);
     // Keeps `code` with a text of the caller's own, whatever the table holds. A null format gives an empty
     // text. Result: 1.

@@ -2,7 +2,7 @@
 
 namespace storage {
 
-// The numbers of every failure that the user reads about. The texts stand in the table of CErrMsg
+// The numbers of all failures whose texts the user reads. The texts stand in the table of CErrMsg
 // (storage/err_msg_table.cpp). One block of a thousand belongs to one class; inside it x001 and on are
 // failures of use, x2xx and x4xx those of the class's file, x999 the unexpected failure. Applications compare
 // these numbers, so they never change.

@@ -10,7 +10,7 @@
 // The number has three digits: of a history number above 999, 999 copies are kept.
 class TESSALY_API CFileHistory {
   public:
-    // Longest path that is taken, in bytes.
+    // Longest path that is accepted, in bytes.
     static constexpr int longest_path = 260;
     static constexpr int most_copies = 999;
     enum Result : int {
@@ -30,17 +30,17 @@ class TESSALY_API CFileHistory {
     int SetHistoryNum(int number);
     // The file to copy. too_long, or not_found when there is no such file.
     int SetTargetFileName(CString path);
-    // Where the copies lie. too_long; with `create` 0, not_found when the directory does not exist; else it
-    // is made with its parents, and cannot_make when that fails. A path that is a file gives ok and is not
-    // taken.
+    // The directory of the copies. too_long; with `create` 0, not_found when the directory does not exist;
+    // else it is made with its parents, and cannot_make when that fails. A path that is a file gives ok and
+    // is ignored.
     int SetSaveDirPath(CString path, int create);
     int GetHistoryNum() const { return number_; }
     CString& GetTargetFileName() { return target_; }
     CString& GetSaveDirPath() { return directory_; }
 
     // Shifts the copies up by one, deletes the one beyond the history number and copies the target to 001.
-    // Nothing is reported: a step that fails is passed over, so that a failed copy leaves the older ones
-    // shifted. Does nothing without target or directory.
+    // Nothing is reported: a step that fails is skipped, so that a failed copy leaves the older ones shifted.
+    // Does nothing without target or directory.
     void ExecuteCopy();
 
   private:

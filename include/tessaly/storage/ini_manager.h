@@ -3,9 +3,9 @@
 #include "tessaly/platform/cstring.h"
 #include "tessaly/platform/export.h"
 
-// Profile (.ini) files: the static forms name file, section and key; the member forms use the file and
-// section that the object keeps. File names are full paths. Any name may be null and then counts as empty,
-// but for the value to be written. No lock.
+// Profile (.ini) files: the static operations have file, section and key as arguments; the others use the
+// file and section of the object. File names are full paths. Any name may be null and then counts as empty,
+// except the value to be written. No lock.
 class TESSALY_API CIniManager {
   public:
     // Longest value that is read, in bytes; a longer one is cut there, at a whole character.
@@ -20,7 +20,7 @@ class TESSALY_API CIniManager {
     void KeepSectionPosition(char const* file, char const* section);
     void ClearSectionPosition();
 
-    // The number at the start of the value, 0 for a value that has none, `default_value` when the key is
+    // The number at the start of the value, 0 for a value without one, `default_value` when the key is
     // missing.
     static unsigned int GetProfileIntA(char const* file, char const* section, char const* key,
                                        int default_value);

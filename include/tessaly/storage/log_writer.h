@@ -16,9 +16,9 @@ struct CalendarTime;
 // of the month, each holding one day. The first line of a file is its date; a file of an earlier day is
 // emptied by the first write of the new one. Entries are the caller's text in code page 932.
 //
-// After every call the file is there and complete, date line included, whatever others did to it: the file is
-// kept open, and each call makes sure that it has not been deleted, replaced or cut. Only a file that was
-// renamed away may be noticed up to a millisecond late; the entries up to then stand in the renamed file.
+// After every call the file is there and complete, date line included, whatever other processes did to it:
+// the file is kept open, and each call checks that it has not been deleted, replaced or cut. Only a file that
+// was renamed may be noticed up to a millisecond late; the entries up to then stand in the renamed file.
 //
 // A text that could not be written is kept and written by the next call. Nothing is reported.
 //
@@ -32,31 +32,31 @@ class TESSALY_API LogWriter {
     LogWriter& operator=(LogWriter const& other);
     ~LogWriter();
 
-    // Back to the state of a new object; unwritten text is dropped.
+    // Resets the object to its initial state; unwritten text is dropped.
     void Init();
     // The file to write to for the rest of the day; a write on another day (and the first of an object) goes
     // to the day's own file.
     void SetLogFilePath(CString path);
-    // A title block of rule, title and rule goes ahead of the next entry.
+    // A title block of rule, title and rule is written before the next entry.
     void SetLogTitle(CString title);
     // Drops text that is not yet written.
     void ClearLogBuffer();
     // Writes an entry: the local time "%02d:%02d:%02d" first if `with_time` is not 0, with nothing between it
     // and `text`; CR LF behind it unless it ends so; then a rule of 79 "-" if `with_rule` is not 0.
     void SetLogData(CString text, int with_time, int with_rule);
-    // Writes what is in the buffer; SetLogData does this by itself.
+    // Writes the buffer; SetLogData does so too.
     void WriteToFile();
 
   private:
     static constexpr int no_cycle = -1;
     static constexpr int no_day = 0;
 
-    // 0 unless `day` lies in 0 to 9, else 1 with that file's path taken.
+    // 0 unless `day` lies in 0 to 9, else 1 with that file's path set.
     int CreateCyclicLogFilePath(int day);
     void Write(platform::CalendarTime const& now);
     bool Ready(platform::CalendarTime const& now);
     bool StillOpen();
-    // Makes sure of the date line. false when the file cannot be read or written.
+    // Makes the file begin with the date line. false when the file cannot be read or written.
     bool BeginsWith(platform::CalendarTime const& now);
     bool BeginAnew(std::string const& date);
 
@@ -66,8 +66,8 @@ class TESSALY_API LogWriter {
     CString title_;
 
     platform::Hidden<platform::AppendFile> file_;
-    CString file_path_;              // of the open file; Init leaves it open for the next conversation
-    int file_day_ = no_day;          // the day, as a number, that the open file is known to begin with
+    CString file_path_;              // of the open file; Init keeps it open for the next conversation
+    int file_day_ = no_day;          // the day, as a number, of the date line of the open file
     std::int64_t length_ = 0;        // of the open file behind this object's last write
     std::int64_t path_checked_ = 0;  // steady clock, in milliseconds
 };

@@ -24,6 +24,8 @@ struct _SORT_SET {
     int line;
 };
 
+// Saving before loading replaces the file: WriteDBFile writes the rows in memory, and none is an empty file.
+//
 // A table in memory: rows of strings with a fixed number of columns, read from and written to one table file
 // as a whole. The order of use is SetElementNumber (and SetElementNumber_Y2), SetDBFilePath, ReadDBFile,
 // changes in memory, WriteDBFile. Nothing reaches the disk before WriteDBFile; the destructor does not write.
@@ -58,8 +60,8 @@ class TESSALY_API CMyDB {
 
     // An empty object, element number not set.
     CMyDB() = default;
-    // The same with SetElementNumber(elements). Below 1 the user is told in a message box, and CUserException
-    // is raised.
+    // The same with SetElementNumber(elements). A number below 1 is shown in a message box and raises
+    // CUserException.
     explicit CMyDB(int elements);
     virtual ~CMyDB() = default;
     CMyDB(CMyDB const&) = default;
@@ -71,7 +73,7 @@ class TESSALY_API CMyDB {
     int SetElementNumber(int n);
     // The number of columns, or db_no_element_number.
     int GetElementNumber() const;
-    // A second number of fields that ReadDBFile takes, 0 for none. Always db_success.
+    // A second number of fields that ReadDBFile accepts, 0 for none. Always db_success.
     int SetElementNumber_Y2(int n);
     // That number, or db_no_element_number while it is not set.
     int GetElementNumber_Y2() const;
@@ -86,18 +88,18 @@ class TESSALY_API CMyDB {
     // element number of fields, or Y2: missing cells are empty, further fields are dropped. Records behind a
     // blank or malformed record are not read; a last line without LF is not one. In this order:
     // db_no_element_number, db_no_path, db_no_directory, db_file_not_found, db_open_failed, db_bad_format,
-    // db_file_empty - up to here the rows in memory stay - and db_bad_cell_count, the rows in front of the
-    // wrong one then being in memory. So they are after a failure to read on behind the first record, which
-    // is db_open_failed too. A wrong key shows as db_bad_cell_count, db_bad_format or garbage.
+    // db_file_empty, all of which leave the rows in memory; and db_bad_cell_count, with the rows before the
+    // wrong one in memory. A failure to read on behind the first record is db_open_failed too, with the rows
+    // before it in memory. A wrong key shows as db_bad_cell_count, db_bad_format or garbage.
     int ReadDBFile(char const* key);
     // Whether the last read from a file, whatever its result, stopped before the end of the file: at a
     // failure, a malformed record, a record with the wrong number of fields, a blank record with anything
-    // behind it, open quotes or a last line without LF; or met a NUL. To write such a table loses what was
+    // behind it, open quotes or a last line without LF; or met a NUL. Writing such a table loses what was
     // left out.
     bool StoppedBeforeEnd() const noexcept { return stopped_before_end_; }
-    // Writes all rows; unless `compel` is non-zero only if they were changed. The file is emptied and written
-    // anew, without a temporary file. db_no_element_number, db_no_path, db_open_failed; db_write_failed
-    // leaves the file with what was written so far and the changed flag set. A failure that shows only when
+    // Writes all rows; unless `compel` is non-zero only if they were changed. The file is emptied and
+    // rewritten, without a temporary file. db_no_element_number, db_no_path, db_open_failed; db_write_failed
+    // leaves the file with the bytes written so far and the changed flag set. A failure that shows only when
     // the file is closed counts.
     [[nodiscard]] int WriteDBFile(int compel, char const* key);
 
@@ -106,10 +108,10 @@ class TESSALY_API CMyDB {
     // Replaces. db_no_element_number, db_bad_cell_count, db_bad_line.
     int SetAtLine(int line, XCStringArrayEx row);
     // Replaces; behind the end the table first grows to line + 1 rows, the new ones empty in every cell.
-    // db_no_element_number, db_bad_cell_count; db_bad_line for a negative line and for one that there is no
-    // memory for.
+    // db_no_element_number, db_bad_cell_count; db_bad_line for a negative line and for one too large for the
+    // memory.
     int SetAtLineGrow(int line, XCStringArrayEx row);
-    // Inserts before `line`; the number of rows appends. db_no_element_number, db_bad_cell_count,
+    // Inserts before `line`; with the number of rows it appends. db_no_element_number, db_bad_cell_count,
     // db_bad_line.
     int InsertAtLine(int line, XCStringArrayEx row);
     // db_no_element_number, db_bad_line.
@@ -141,7 +143,7 @@ class TESSALY_API CMyDB {
     // as 0. The two other types leave the rows in their order. Not stable. Sets the changed flag unless there
     // are no rows. db_no_element_number, db_bad_column, db_bad_type.
     int Sort(int column, _MYDB_DATATYPE type, int ascending);
-    // Sorts set[left] to set[right] by key, by exchanging what the pointers lead to.
+    // Sorts set[left] to set[right] by key, by exchanging the values behind the pointers.
     void QuickSortReflexive(_SORT_SET** set, int left, int right, int ascending);
     void Exchange(_SORT_SET* a, _SORT_SET* b);
 
@@ -155,12 +157,11 @@ class TESSALY_API CMyDB {
     int TotalAgreementReferenceSameUpLow(CString text, int column, int start, int step) const;
     // The cell begins with the text.
     int FrontAgreementReference(CString text, int column, int start, int step) const;
-    // The text stands somewhere in the cell, at the start of a character.
+    // The cell contains the text, at the start of a character.
     int PartialAgreementReference(CString text, int column, int start, int step) const;
 
   protected:
-    // As ReadDBFile and WriteDBFile with `compel`, for another file: neither the path nor the changed flag is
-    // touched.
+    // As ReadDBFile and WriteDBFile with `compel`, for another file: path and changed flag stay.
     int ReadFrom(CString const& path, char const* key);
     int WriteTo(CString const& path, char const* key) const;
 

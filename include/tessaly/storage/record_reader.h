@@ -16,11 +16,11 @@ namespace storage {
 
 struct Field;
 
-// Reads records of quoted fields from a file, with or without a substitution of its bytes: what XCsvRead and
-// CsvRead have in common. The object owns its stream.
+// Reads records of quoted fields from a file, with or without a substitution of its bytes: the common part of
+// XCsvRead and CsvRead. The object owns its stream.
 //
-// The file is read in large blocks, so the position of the stream runs ahead of the records; GetFp puts it
-// right.
+// The file is read in large blocks, so the position of the stream runs ahead of the records; GetFp corrects
+// it.
 //
 // Threads: no lock; calls on one object must not overlap.
 class TESSALY_API RecordReader {
@@ -43,33 +43,32 @@ class TESSALY_API RecordReader {
     void CloseFile();
     // Back to the start of the file: moved_first, or read_failed.
     int MoveFirst();
-    // Non-zero once a read has come upon the end of the file or has failed, and while no file is open.
+    // Non-zero once a read has met the end of the file or has failed, and while no file is open.
     int IsEof() const;
-    // Whether the system failed to read the file, since it was opened or MoveFirst. What stood in front of
-    // the failure has been delivered; read_end follows.
+    // Whether the system failed to read the file, since it was opened or MoveFirst. The records before the
+    // failure have been returned; read_end follows.
     bool HasFailed() const { return failed_; }
-    // Whether a caller who stops reading here leaves bytes out that no record holds: a read has failed; the
+    // Whether a caller that stops reading here leaves out bytes that no record holds: a read has failed; the
     // file ends with open quotes or without LF; a NUL has hidden bytes; the last record was malformed, or
     // blank with more behind it.
     bool StoppedBeforeEnd() const { return failed_ || left_out_ || stopped_; }
-    // Closes the present stream and takes `fp`, to be read from where it stands; null takes none. Result:
+    // Closes the present stream and takes `fp`, to be read from its position on; null takes none. Result:
     // `fp`.
     std::FILE* SetFp(std::FILE* fp);
-    // The stream, standing behind the last record that was read. It may be read and moved until the next read
-    // here.
+    // The stream, positioned behind the last record that was read. It may be read and moved until the next
+    // read here.
     std::FILE* GetFp();
 
     // Reads one record and divides it. A record whose quotes are open at a line end goes on with the next
     // line. A NUL hides the bytes behind it, up to the end of the line or of the 1023 bytes that are read
     // together; a record of more than max_record_bytes is malformed. Result: the number of fields;
-    // read_blank; read_end when no whole record is left - a last line without LF is not delivered - with no
-    // record and no fields; StoppedBeforeEnd tells whether that is the end of the file.
+    // read_blank; read_end when no whole record is left, with no record and no fields (a last line without LF
+    // is not returned); StoppedBeforeEnd tells whether that is the end of the file.
     int ReadLine();
-    // What that read left out at the end of the file: a last line without LF, or the text from the line on
-    // whose quotes stay open. Empty after any other read.
+    // The text that the last read left out at the end of the file: a last line without LF, or the text from
+    // the line on whose quotes stay open. Empty after any other read.
     std::string const& Rest() const { return rest_; }
-    // Divides a text as a record, with the same results; -1 for a null text, the record then staying as it
-    // was.
+    // Divides a text as a record, with the same results; -1 for a null text, with the record unchanged.
     int SetLine(char const* text);
     // The record as it was read, decoded, its line end included; or the text given to SetLine. Empty without
     // one.
@@ -79,10 +78,10 @@ class TESSALY_API RecordReader {
     char const* GetData(int i) const;
 
     // The bulk form of ReadLine: `row` gets exactly `columns` cells made by `pool`, missing ones empty and
-    // further ones dropped. Result as ReadLine; `row` is only changed by a positive one. GetLine and GetData
-    // are not served.
+    // further ones dropped. Result as ReadLine; `row` changes only with a positive one. GetLine and GetData
+    // do not apply to it.
     int ReadRow(CStringPool& pool, int columns, XCStringArrayEx& row);
-    // Bytes from where reading began to behind the last record.
+    // Bytes from the start of the reading to the end of the last record.
     std::int64_t BytesRead() const { return consumed_; }
 
   protected:
@@ -102,9 +101,9 @@ class TESSALY_API RecordReader {
     bool ReadRecordText();
     // The result for a record without fields.
     int Blank(bool has_text);
-    // The record at the start of the unread bytes, if it has the form that a table has when it is written:
-    // every field in quotes and with none inside, CR LF at the end. Anything else is left to ReadRecordText
-    // and DivideRecord, which give the same for such a record.
+    // The record at the start of the unread bytes, if it has the form in which a table is written: every
+    // field in quotes and with none inside, CR LF at the end. Any other record is left to ReadRecordText and
+    // DivideRecord, which give the same for this form.
     OrdinaryRecord ScanOrdinaryRecord(std::size_t max_kept);
     void DropBuffer() noexcept;
     void DropRecord() noexcept;
@@ -118,7 +117,7 @@ class TESSALY_API RecordReader {
     std::size_t end_ = 0;
     std::size_t first_nul_ = 0;  // the first NUL behind the start of the block, end_ if there is none
     bool exhausted_ = false;     // the stream gives no more bytes
-    bool at_end_ = false;        // and a read has come upon that
+    bool at_end_ = false;        // a read has met that end
     bool failed_ = false;        // because of an error
     bool left_out_ = false;      // a NUL has hidden bytes, or the last bytes make no record
     bool stopped_ = false;       // the last record was malformed, or blank with more behind it

@@ -10,8 +10,8 @@
 
 namespace storage {
 
-// Writes records of quoted fields to a file, with or without a substitution of its bytes: what XCsvWrite and
-// CsvWrite have in common. The object owns its stream, and closes it at its end.
+// Writes records of quoted fields to a file, with or without a substitution of its bytes: the common part of
+// XCsvWrite and CsvWrite. The object owns its stream and closes it in its destructor.
 //
 // A record is built in the current line: BufferEmpty, SetData for each field, WriteLine.
 //
@@ -19,7 +19,7 @@ namespace storage {
 class TESSALY_API RecordWriter {
   public:
     static constexpr int file_opened = 1;
-    static constexpr int write_failed = -1;  // no open file, or the file did not take the bytes
+    static constexpr int write_failed = -1;  // no open file, or a failed write
 
     RecordWriter(RecordWriter const&) = delete;
     RecordWriter& operator=(RecordWriter const&) = delete;
@@ -29,22 +29,22 @@ class TESSALY_API RecordWriter {
     // for a null path.
     int OpenFile(char const* path);
     void CloseFile() { static_cast<void>(CloseChecked()); }
-    // The same; false when closing or any write since OpenFile failed. A full disk may show only here.
+    // Closes; false when closing or any write since OpenFile failed. A full disk may show only here.
     [[nodiscard]] bool CloseChecked();
     // Closes the present stream and takes `fp`, null for none. Result: `fp`.
     std::FILE* SetFp(std::FILE* fp);
     std::FILE* GetFd();
 
-    // The current line; after WriteLine in the form in which it stands in the file.
+    // The current line; after WriteLine in its form in the file.
     char const* GetLine() const { return line_.c_str(); }
     void BufferEmpty() { line_.clear(); }
-    // Adds a quoted text field, in front of it a comma unless the line is empty. Null adds nothing.
+    // Adds a quoted text field, after a comma unless the line is empty. Null adds nothing.
     void SetData(char const* text);
     // Adds a number without quotes in the same way.
     void SetData(long value);
-    // Makes the current line from a printf-style format, which writes its own quotes and commas. The values
-    // of "%s" have their quotes doubled; width and precision have no effect on them. Everything else is as
-    // printf does it. Result: the line.
+    // Makes the current line from a printf-style format, which has its own quotes and commas. The values of
+    // "%s" have their quotes doubled; width and precision have no effect on them. Everything else is as in
+    // printf. Result: the line.
     CString SetLine(char const* format, ...) __attribute__((format(printf, 2, 3)));
     // Writes the current line, with CR LF behind it unless it ends in CR or LF. The line then holds the
     // file's form and must be emptied before the next record. Result: the number of bytes; 0 for an empty
@@ -54,8 +54,8 @@ class TESSALY_API RecordWriter {
     int WriteLine(char const* format, ...) __attribute__((format(printf, 2, 3)));
 
     // The bulk form, for whole tables: the first `columns` cells of `row` as text fields of one record; a
-    // missing cell is empty. The current line is not touched. The file takes the records in large blocks:
-    // only CloseChecked tells that all of them are in it. false with no open file or when a write failed.
+    // missing cell is empty. The current line stays. The file gets the records in large blocks: only
+    // CloseChecked shows that all of them are in it. false with no open file or when a write failed.
     bool WriteRow(XCStringArrayEx const& row, int columns);
 
   protected:

@@ -17,13 +17,13 @@ TESSALY_API void SplitString(CString text, CArray<CString, CString>& out, CStrin
 
 namespace storage {
 
-// A field as it stands in the text, its enclosing quotes taken away.
+// A field of the text without its enclosing quotes.
 struct SplitField {
     std::string_view text;
-    bool quoted;  // was in quotes, so doubled quotes in it stand for one
+    bool quoted;  // was in quotes, so that doubled quotes in it stand for one
 };
 
-// The same without making a string of each field. The views lead into `text`.
+// As SplitString, without making a string of each field. The views are parts of `text`.
 TESSALY_API void SplitFields(std::string_view text, std::string_view delimiters, char quote,
                              std::vector<SplitField>& out);
 // The field with its doubled quotes made single.

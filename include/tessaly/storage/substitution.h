@@ -10,7 +10,7 @@
 // `src` and `dst` end in a NUL, and `dst` holds at least strlen(src) + 1 bytes; they may be the same. A null
 // `src` counts as empty. All operations may be called from any thread.
 
-// With a null key the default table, else the row of the key (GetKeyNumber).
+// With a null key by the default table, else by the table of the key's row (GetKeyNumber).
 TESSALY_API void StringEncode(unsigned char* src, unsigned char* dst, char* key);
 TESSALY_API void StringDecode(unsigned char* src, unsigned char* dst, char* key);
 // With a table of 256 bytes; null means the default one of the direction.
@@ -19,7 +19,7 @@ TESSALY_API void StringDecodeAppointTable(unsigned char* src, unsigned char* dst
 TESSALY_API unsigned char CharEncode(unsigned char c, unsigned char const* table);
 TESSALY_API unsigned char CharDecode(unsigned char c, unsigned char const* table);
 
-// Which of the 256 rows of tables belongs to a key. A null key counts as the empty one.
+// The number of the key's row, one of 256. A null key counts as the empty one.
 TESSALY_API int GetKeyNumber(char const* key);
 
 namespace storage {
@@ -28,8 +28,8 @@ inline constexpr std::size_t random_string_length = 64;
 
 }  // namespace storage
 
-// 64 random base64 symbols into `out`, which the caller supplies zeroed and with room for 65 bytes. Sets the
-// runtime's random generator anew, from the time and the process ID.
+// Writes 64 random Base64 symbols to `out`, 65 bytes that the caller has zeroed. Seeds the runtime's random
+// generator from the time and the process ID.
 TESSALY_API void MakeRandomString(unsigned char* out);
 
 namespace storage {

@@ -8,6 +8,6 @@
 class TESSALY_API XCsvRead : public storage::RecordReader {
   public:
     XCsvRead();
-    // Reads from here on with the tables of `key`; null goes back to the default table.
+    // From here on reads with the tables of `key`; null sets the default table again.
     void SetUseKey(char const* key);
 };

@@ -8,6 +8,6 @@
 class TESSALY_API XCsvWrite : public storage::RecordWriter {
   public:
     XCsvWrite();
-    // Writes from here on with the tables of `key`; null goes back to the default table.
+    // From here on writes with the tables of `key`; null sets the default table again.
     void SetUseKey(char const* key);
 };

@@ -4,8 +4,8 @@
 
 namespace text {
 
-// Results of CheckDirectory. The two others of its interface, -2 and -3 for a current directory that cannot
-// be read or set back, cannot come up: the current directory is not touched.
+// Results of CheckDirectory. The values -2 and -3 of its interface, for a current directory that cannot be
+// read or set back, do not occur: the current directory does not change.
 enum CheckDirectoryResult : int { directory_exists = 0, directory_missing = -1 };
 
 }  // namespace text

@@ -12,7 +12,7 @@
 // The present local time.
 TESSALY_API void GetNowDateTime(char* out);
 
-// Reads six numbers as scanf does with "%4d/%2d/%2d %2d:%2d:%2d". The zero date, valid, for a text with
+// Reads six numbers by the scanf format "%4d/%2d/%2d %2d:%2d:%2d". The zero date, valid, for a text with
 // fewer; an invalid date for six numbers that make none.
 TESSALY_API COleDateTime Convert_DateData2COleDateTime(char const* text);
 // Fills all `text::date_data_size` bytes of `out`, with NULs behind the text. The parts of an invalid date
@@ -24,10 +24,10 @@ TESSALY_API void Convert_COleDateTime2DateData(COleDateTime value, char* out);
 TESSALY_API COleDateTime& AdjustTime(COleDateTime& value);
 
 // Reads a date of Internet mail or HTTP, such as "Tue, 05 Oct 2004 09:30:15 +0900" (RFC 5322 3.3), and
-// converts it to the computer's standard local time, in which summer time plays no part. The parts stand
-// apart by exactly one blank; the zone is the next word, and what follows it is ignored. A zone that is
-// neither a known name nor a number counts as UTC. Results: 1, or 0 with `out` unchanged (a part is
-// missing, or the date leads out of the calendar).
+// converts it to the computer's standard local time, without summer time. Exactly one blank separates the
+// parts; the zone is the next word, and anything behind it is ignored. A zone that is neither a known name
+// nor a number counts as UTC. Results: 1, or 0 with `out` unchanged (a part is missing, or the date leaves
+// the calendar).
 TESSALY_API int ConvertDateTimeFormat(char const* text, COleDateTime& out);
 
 // The time when the file was made or last changed, as a date text. Fills all `text::date_data_size` bytes of

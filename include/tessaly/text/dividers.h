@@ -3,16 +3,16 @@
 #include "tessaly/platform/cstring.h"
 #include "tessaly/platform/export.h"
 
-// Cutting of Japanese addresses, zip codes and telephone numbers into the parts that the customer row
-// keeps. The outputs are always set, at worst to empty texts. All functions use their arguments only and
-// may be called from any thread.
+// Division of Japanese addresses, zip codes and telephone numbers into the parts of the customer row. The
+// outputs are always set, if need be to empty texts. All functions use their arguments only and may be called
+// from any thread.
 
 // `prefecture` is the name of one of the 47 prefectures, with its suffix, that the address begins with, or
 // empty; `rest` is all behind it.
 TESSALY_API void xc_divide_address(CString address, CString& prefecture, CString& rest);
 
 // Without its hyphens, a zip code of at least 4 characters is divided behind the third one. A shorter one
-// goes into `first` as it came.
+// goes into `first` unchanged.
 TESSALY_API void xc_divide_zipcode(CString zip, CString& first, CString& second);
 
 // Divides at the first hyphen, which goes into neither part. A number without one goes into `second`.

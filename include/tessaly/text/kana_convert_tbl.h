@@ -13,8 +13,8 @@ class TESSALY_API CKanaConvertTbl {
     virtual ~CKanaConvertTbl();
 
     // The two bytes and a NUL of the full-width character: of the voiced form with non-zero `dakuten`, else
-    // of the semi-voiced form with non-zero `handakuten`, else of the plain form. Null when there is none,
-    // as for every byte that is no half-width kana. The pointer is good for ever.
+    // of the semi-voiced form with non-zero `handakuten`, else of the plain form. Null when there is none, as
+    // for every byte that is no half-width kana. The pointer stays valid.
     char const* ConvHalfKanaToJisX208Kana(char const& kana, int const& dakuten, int const& handakuten) const;
     char const* Conv1byteKanaTo2byteKana(char const& kana, int const& dakuten, int const& handakuten) const;
 
@@ -26,5 +26,5 @@ class TESSALY_API CKanaConvertTbl {
     int GetLenOfJisX208OneKana() const;
 };
 
-// The object that serves the whole library.
+// The object that the whole library uses.
 TESSALY_API extern const CKanaConvertTbl itsKanaConvertTbl;

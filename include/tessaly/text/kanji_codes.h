@@ -7,21 +7,20 @@
 // Conversions among the three kanji codes that are arithmetic on row and cell of JIS X 0208: Shift-JIS
 // ("sj"), EUC-JP ("uj") and seven-bit JIS, which is ISO-2022-JP with half-width kana ("jis7").
 //
-// Every operation reads `text` up to its NUL (null counts as empty), writes to `out`, ends it with a NUL
-// and returns `out`. A null `out` gives null. `out` and `text` must not overlap. `out` must hold as many
-// bytes as the function SizeOf... of the conversion tells for strlen(text); no input of that length,
-// however broken, makes more.
+// Every operation reads `text` up to its NUL (null counts as empty), writes to `out`, ends it with a NUL and
+// returns `out`. A null `out` gives null. `out` and `text` must not overlap. `out` must hold as many bytes as
+// the conversion's function SizeOf... gives for strlen(text); no input of that length, however broken, makes
+// more.
 //
-// No operation tests that a character exists: a byte that opens a double-byte character goes through the
-// arithmetic with whatever byte follows it. A broken pair can so become any two bytes, control bytes
-// included; text from outside goes through CheckMailBodyCharacterCode (text/mail_text_check.h) before it is
-// put into a mail. A character that is cut at the end of the text is dropped, and the text gets its proper
-// end.
+// No operation tests that a character exists: a byte that opens a double-byte character is converted with any
+// byte that follows it. A broken pair can so become any two bytes, control bytes included; text from outside
+// goes through CheckMailBodyCharacterCode (text/mail_text_check.h) before it is put into a mail. A character
+// that is cut at the end of the text is dropped, and the text ends in the right state.
 //
 // The operations use their arguments only and may be called from any thread.
 
 // Bytes needed in `out`, NUL included, for a text of `n` bytes: the largest result of any text, one formula
-// for all lengths. What makes it largest:
+// for all lengths. The texts with the largest results:
 
 // Half-width kana made full-width (5 bytes with its escape) and ASCII (4 bytes) in turn, and ESC ( B.
 constexpr std::size_t SizeOfSjToJis7(std::size_t n) noexcept { return (9 * n + 9) / 2; }

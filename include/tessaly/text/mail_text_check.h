@@ -6,9 +6,9 @@
 #include "tessaly/platform/cstring.h"
 #include "tessaly/platform/export.h"
 
-// Tests that report half-width kana, machine-dependent characters and broken characters in a Shift-JIS
-// text, and the normalising of texts that are to go into mails. A null text counts as empty. All functions
-// use their arguments only and may be called from any thread.
+// Tests that report half-width kana, machine-dependent characters and broken characters in a Shift-JIS text,
+// and the normalising of texts for mails. A null text counts as empty. All functions use their arguments only
+// and may be called from any thread.
 
 // One row of a replacement table; the table ends with a row whose `from` is null.
 struct CodeConvertStruct {
@@ -21,8 +21,8 @@ struct CodeConvertStruct {
 TESSALY_API void xc_format_string4mail(CString text, CString& out, CodeConvertStruct* table);
 
 // 1 when the text is clean one-line Shift-JIS, half-width kana and user-defined characters allowed, else 0.
-// `out`, unless null, holds strlen(text) + 1 bytes and becomes a copy of the text in which the first byte
-// of each offending character is NUL: read as a string, it ends before the first offence.
+// `out`, unless null, holds strlen(text) + 1 bytes and becomes a copy of the text in which the first byte of
+// each forbidden character is NUL: read as a string, it ends before the first one.
 TESSALY_API int CheckCharacterCodeForWinSJIS(char const* text, char* out);
 
 // 1 when the text may stand in a mail, else 0. The flags are set to 1, and to 0 when the text holds
@@ -30,16 +30,16 @@ TESSALY_API int CheckCharacterCodeForWinSJIS(char const* text, char* out);
 // that make no character. Control bytes pass.
 TESSALY_API int CheckMailBodyCharacterCode(char const* text, int& noHalfKana, int& noMachineChar,
                                            int& noBrokenChar);
-// The same, and `found` is the list of the offending characters in the order of the text, one entry for
-// each occurrence. A broken double-byte character is listed with both its bytes.
+// The same, and `found` is the list of the forbidden characters in the order of the text, one entry for each
+// occurrence. A broken double-byte character is listed with both its bytes.
 TESSALY_API int CheckMailBodyCharacterCode(char const* text, int& noHalfKana, int& noMachineChar,
                                            int& noBrokenChar, CStringArray& found);
 
 namespace text {
 
-// Whether a text holds nothing but printable ASCII and double-byte characters outside the row of special
-// characters. Such a one passes the check above, and holds no half-width kana and no line end. A quick test,
-// for most texts.
+// Whether a text holds only printable ASCII and double-byte characters outside the row of special characters.
+// Such a text passes the check above, and holds no half-width kana and no line end. A quick test, true for
+// most texts.
 bool IsPlainMailText(std::string_view text) noexcept;
 
 }  // namespace text

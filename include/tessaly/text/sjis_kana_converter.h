@@ -13,8 +13,8 @@ class TESSALY_API CSjisKanaConverter {
     virtual ~CSjisKanaConverter();
 
     // A kana and the voiced or semi-voiced mark behind it become one character where there is one. The byte
-    // 0xA0, which is no kana, is copied. `out` holds what GetSizeAfterConvertKana tells and a NUL, at most
-    // 2 * strlen(text) + 1 bytes. With cut_character, `out` holds what was converted before the cut
+    // 0xA0, which is no kana, is copied. `out` holds the bytes that GetSizeAfterConvertKana gives and a NUL,
+    // at most 2 * strlen(text) + 1 bytes. With cut_character, `out` holds the converted text before the cut
     // character, without a NUL.
     static int ConvertKana(char const* text, char* out);
     // The number of bytes, without the NUL, that ConvertKana gives. `size` is set with the result

@@ -6,7 +6,7 @@
 // Searching, copying and cleaning of multi-byte text. A null text counts as empty. All functions use their
 // arguments only and may be called from any thread.
 
-// 1 when the byte `c` is in `set`, looked at byte by byte. The NUL is in no set.
+// 1 when the byte `c` is in `set`, compared byte by byte. The NUL is in no set.
 TESSALY_API int CheckCharInString(char c, char const* set);
 
 // First place of `word` in `text` without regard to the case of ASCII and full-width Latin letters,
@@ -19,16 +19,16 @@ TESSALY_API void* xcmemmem(void const* data, unsigned int size, void const* patt
                            unsigned int patternSize);
 
 // Copies whole characters, `limit` bytes at most, and a NUL; `out` holds `limit` + 1 bytes. The copy stops
-// before a character that no longer fits, and before a byte that is no part of one (lead bytes here are
+// before a character that does not fit, and before a byte that is no part of one (lead bytes here are
 // 0x81-0x9F and 0xE0-0xEF). Returns `out`.
 TESSALY_API char* strncpy_mb(char* out, char const* text, unsigned int limit);
 
-// Every CR LF, LF CR, lone CR and lone LF as CR LF.
+// Turns every CR LF, LF CR, lone CR and lone LF into CR LF.
 TESSALY_API CString CrLfConverter(CString text);
 
 namespace text {
 
-// A blank for each line end: what goes into a header field, where a line end would begin another.
+// Turns each line end into a blank: for header fields, where a line end would begin another field.
 CString OnOneLine(CString const& text);
 
 }  // namespace text
@@ -36,10 +36,9 @@ CString OnOneLine(CString const& text);
 // 1 when all bytes are below 0x80.
 TESSALY_API int IsStrAscii(char const* text);
 
-// Copies without blanks, tabs and each CR that LF follows, together with that LF. `out` holds strlen(text)
-// + 1 bytes and may be `text`.
+// Copies without blanks, tabs and CR LF pairs. `out` holds strlen(text) + 1 bytes and may be `text`.
 TESSALY_API void DeleteBlankAndBreakLine(char const* text, char* out);
 
-// Only the ASCII letters and digits. Double-byte characters go as a whole (lead bytes here are 0x80-0x9F
-// and 0xE0-0xFC).
+// The ASCII letters and digits of the text. Double-byte characters are removed whole (lead bytes here are
+// 0x80-0x9F and 0xE0-0xFC).
 TESSALY_API CString ViolationRemoveForDomain(CString text);
