@@ -16,8 +16,8 @@ namespace {
 
 CString Base64(std::string_view content) { return CString(std::string_view(mime::Base64Body(content))); }
 
-// Quoted, a quote behind a backslash counted in, or up to the next ";". The second byte of a character is no
-// backslash.
+// A quoted text, where a backslash protects a quote, or the text up to the next ";". The second byte of a
+// character is no backslash.
 std::string ParameterText(std::string_view text) {
     if (!text.starts_with('"')) return std::string(text.substr(0, text.find(';')));
     std::string value;
@@ -30,7 +30,7 @@ std::string ParameterText(std::string_view text) {
     return value;
 }
 
-// What stands behind the "=" of a parameter; false where there is no such one.
+// The text behind the "=" of a parameter; false where the parameter is missing.
 bool FindParameter(CString const& header, std::string_view name, std::string& value) {
     const CString text = MailAnalyzer::ReformatHeaderBodyString(header);
     const std::size_t at = mime::FindParameter(text.View(), name);

@@ -23,7 +23,7 @@ std::size_t FindLastNoCase(std::string_view text, std::string_view word) {
     return npos;
 }
 
-// A blank line at the end of the page, where an editor puts its cursor.
+// An empty line at the end of the page, where an editor puts its cursor.
 CString WithBlankLine(CString const& html) {
     const std::string_view text = html.View();
     const std::size_t at = FindLastNoCase(text, body_end);
@@ -57,7 +57,7 @@ void EmlFileDecoder::DecodeMailSubject() {
     subject_ = CString(decoded.c_str() + (decoded[0] == ' ' ? 1 : 0));
 }
 
-// Parts in their order; those still to be looked at wait in a list, since they may nest without limit.
+// Parts in their order; parts not yet looked at wait in a list, since they may nest without limit.
 void EmlFileDecoder::CutDownMailBody() {
     std::vector<MimeFormatStruct*> waiting = {&message_};
     while (!waiting.empty()) {

@@ -45,7 +45,7 @@ int HtmlMailEncoder::Encode(int asciiText, int asciiHtml, int asciiMail) {
             ? Part("html", "us-ascii", "7bit", compose::WithMetaCharset(html, "US-ASCII"))
             : Part("html", jis, "quoted-printable",
                    HtmlMailBodyQEncode(ToJis(compose::WithMetaCharset(html, jis))));
-    // Drawn anew for one in either part: readers would divide there.
+    // Drawn again if it occurs in either part, where readers would divide.
     CString boundary = MakeBoundary();
     while (text_part.View().find(boundary.View()) != npos || html_part.View().find(boundary.View()) != npos)
         boundary = MakeBoundary();

@@ -4,8 +4,8 @@
 
 namespace compose {
 
-// The first <meta> tag that holds "http-equiv=content-type", without regard to case, becomes one that names
-// `charset`. Its value in quotes makes it no such tag.
+// The first <meta> tag that holds "http-equiv=content-type", without regard to case, gets the charset
+// `charset`. A tag with this value in quotes does not count.
 CString WithMetaCharset(CString const& html, char const* charset);
 
 }  // namespace compose

@@ -32,7 +32,7 @@ namespace {
 
 constexpr auto npos = std::string_view::npos;
 
-// Whether a file name holds one of the characters that file names do not have. A broken character hides none.
+// Whether a file name holds a character that file names must not have. A broken character hides none.
 bool HoldsForbidden(std::string_view name) {
     constexpr std::string_view forbidden = "\\/:*<>|";
     for (std::size_t at = 0; at < name.size(); at += platform::WholeCharacterSize(name, at))
@@ -44,7 +44,7 @@ bool Holds(CMailDataStructure::Attachments const& list, int index) {
     return index >= 0 && index < list.GetSize();
 }
 
-// How the text of an entity is written: in which markup, charset and transfer encoding.
+// The markup, charset and transfer encoding of the text of an entity.
 struct TextForm {
     bool is_text = false, html = false, ascii = false;
     int encoding = 0;  // MailBodyEncoding, or 0
@@ -179,7 +179,7 @@ int CMailDataStructure::AnalyzeMime(CString mail) {
     return ok;
 }
 
-// What a level does not hold by its nature, one within its own kind included, is dropped.
+// A part whose kind a level cannot hold is dropped, also one of the level's own kind.
 void CMailDataStructure::TakeFromMixed(MimeFormatStruct& part) {
     int const content_class = CheckHeader(part);
     if (content_class == class_other || content_class == class_file) {

@@ -88,7 +88,7 @@ void MimeText::MoveInto(Pieces& pieces) {
     body_.clear();
 }
 
-// Line ends stand around every piece that could hold a boundary, so none lies across two.
+// Every piece that could hold a boundary has line ends around it, so none lies across two.
 std::string MimeText::UnusedBoundary(Pieces const& pieces) const {
     for (;;) {
         const CString boundary = draw_boundary_();

@@ -11,18 +11,18 @@
 
 namespace compose {
 
-// The text of a mail under construction, from its innermost level outwards. It holds pieces; what is large is
-// copied once, when the body is asked for. The parts must stay until then.
+// The text of a mail under construction, from its innermost level outwards. It holds pieces; large ones are
+// copied once, when the body is made. The parts must stay until then.
 class MimeText {
   public:
-    // `draw_boundary` gives a new one at every call.
+    // `draw_boundary` gives a new boundary at every call.
     explicit MimeText(std::function<CString()> draw_boundary) : draw_boundary_(std::move(draw_boundary)) {}
 
     // A mail of one part.
     void Single(MimeFormatStruct const& part);
-    // The text part of a larger mail, which tells the MIME version itself.
+    // The text part of a larger mail, which has the MIME version itself.
     void Text(MimeFormatStruct const& part);
-    // The levels, each around what there is so far.
+    // The levels, each around the parts so far.
     void Alternative(MimeFormatStruct const& html);
     void Related(MimeFormatStruct::Children const& parts) { Enclose("related", parts); }
     void Mixed(MimeFormatStruct::Children const& parts) { Enclose("mixed", parts); }
@@ -37,7 +37,7 @@ class MimeText {
     void AddPart(Pieces& pieces, MimeFormatStruct const& part);
     std::string_view Keep(std::string text) { return owned_.emplace_back(std::move(text)); }
     std::string UnusedBoundary(Pieces const& pieces) const;
-    // Header and body so far become an entity inside `pieces`.
+    // Makes header and body so far an entity inside `pieces`.
     void MoveInto(Pieces& pieces);
     void SetMultipart(char const* subtype, std::string const& boundary);
 

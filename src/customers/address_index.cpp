@@ -83,7 +83,7 @@ void AddressIndex::Replace(AddressSource const& source, int row, std::string_vie
     if (!address.empty()) Insert(source, row, HashAddress(address));
 }
 
-// Where the address stands, or the free slot where it would. A chain's first row speaks for it.
+// The slot of the address, or the free slot for it. The first row of a chain stands for its address.
 std::size_t AddressIndex::PlaceOf(AddressSource const& source, std::string_view address,
                                   std::uint32_t hash) const {
     const std::size_t mask = slots_.size() - 1;
@@ -128,7 +128,7 @@ void AddressIndex::LinkInOrder(Slot& slot, int row) {
     (behind == no_row ? slot.last : links_[static_cast<std::size_t>(behind)].previous) = row;
 }
 
-// The row itself holds another address by now, so a chain that it leads is known by the row's number.
+// The row already holds another address, so a chain that begins with it is found by the row's number.
 void AddressIndex::Unlink(AddressSource const& source, int row, std::string_view address) {
     const std::uint32_t hash = HashAddress(address);
     const Link link = links_[static_cast<std::size_t>(row)];
@@ -172,7 +172,7 @@ int AddressIndex::Last(AddressSource const& source, std::string_view address) co
     return slot ? slot->last : no_row;
 }
 
-// Going on from a match is a step along its chain.
+// From a match, the next one is one step along its chain.
 int AddressIndex::Next(AddressSource const& source, std::string_view address, int row) const {
     if (platform::EqualNoCase(source.AddressOf(row), address))
         return links_[static_cast<std::size_t>(row)].next;

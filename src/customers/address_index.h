@@ -9,7 +9,7 @@
 
 namespace customers {
 
-// Where an address index reads the address of a row.
+// Gives an address index the address of a row.
 class AddressSource {
   public:
     virtual std::string_view AddressOf(int row) const noexcept = 0;
@@ -23,7 +23,7 @@ class AddressSource {
 // whatever the addresses. Rows of one address are chained in row order. Empty addresses are left out: wiped
 // rows all have one.
 //
-// The index does not watch its table. Whoever changes an address tells it, before the next look-up.
+// The index does not watch its table: every change of an address must be reported before the next look-up.
 class AddressIndex {
   public:
     static constexpr int no_row = -1;
@@ -32,12 +32,12 @@ class AddressIndex {
     void Rebuild(AddressSource const& source, int rows);
     int RowCount() const noexcept { return static_cast<int>(links_.size()); }
 
-    // A row behind all others; the source holds it already.
+    // Adds a row behind all others; the source holds it already.
     void Append(AddressSource const& source);
-    // The row has another address now; the source holds the new one already.
+    // The address of a row has changed; the source holds the new one already.
     void Replace(AddressSource const& source, int row, std::string_view old_address);
 
-    // Brings in what a look-up of the address will read first, so that it need not wait for it later.
+    // Prefetches the memory that a look-up of the address reads first.
     void FetchAhead(std::string_view address) const;
     // First and last row of an address, no_row if there is none. `address` must not be empty.
     int First(AddressSource const& source, std::string_view address) const;
@@ -49,7 +49,7 @@ class AddressIndex {
   private:
     struct Slot {
         std::uint32_t hash;
-        int first;  // no_row: never used; emptied: its last row went away
+        int first;  // no_row: never used; emptied: its last row was removed
         int last;
     };
     struct Link {
@@ -63,7 +63,7 @@ class AddressIndex {
     void Insert(AddressSource const& source, int row, std::uint32_t hash);
     void Unlink(AddressSource const& source, int row, std::string_view address);
     void LinkInOrder(Slot& slot, int row);
-    // Room for twice the addresses that stand in it, without the emptied slots.
+    // Makes room for twice the present addresses, without the emptied slots.
     void Grow();
     void Resize(std::size_t slots);
 

@@ -29,7 +29,7 @@ void CustomerIndex::Reserve(std::size_t count) {
     if (wanted > slots_.size()) Resize(wanted);
 }
 
-// Where the ID stands, or the free slot where it would.
+// The slot of the ID, or the free slot for it.
 std::size_t CustomerIndex::PlaceOf(int id) const noexcept {
     auto const key = static_cast<std::uint32_t>(id);
     const std::size_t mask = slots_.size() - 1;

@@ -7,8 +7,8 @@
 
 namespace customers {
 
-// Customer ID to row number. IDs that lie side by side share cache lines: sixteen of them form a group, and
-// the hash scatters the groups. Any int may be an ID.
+// Customer ID to row number. Adjacent IDs share cache lines: sixteen of them form a group, and the hash
+// scatters the groups. Any int may be an ID.
 class CustomerIndex {
   public:
     static constexpr int no_row = -1;
@@ -16,7 +16,7 @@ class CustomerIndex {
     void Clear();
     // Room for `count` IDs without growing.
     void Reserve(std::size_t count);
-    // Replaces the row of an ID that is known.
+    // Replaces the row of a known ID.
     void Set(int id, int row);
     // no_row for an unknown ID.
     int RowOf(int id) const noexcept;

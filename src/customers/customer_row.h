@@ -8,8 +8,8 @@
 
 struct OneCustomer;
 
-// How a customer stands in a row of 56 texts (customers/customer_elements.h): in the customer table, and in
-// other tables of the same columns.
+// The row form of a customer, 56 texts (customers/customer_elements.h): in the customer table, and in other
+// tables of the same columns.
 namespace customers {
 
 // The present local time as a date text.
@@ -22,7 +22,7 @@ CString WithoutHyphens(CString const& text);
 void SetDefaults(OneCustomer& c);
 // Everything but the ID. A birthday is cut to 19 bytes, the three flags to one byte.
 void SetFromRow(OneCustomer& c, XCStringArrayEx const& row);
-// A row of exactly what `c` holds, the elements without a member empty.
+// A row with exactly the values of `c`; elements without a member are empty.
 void FillRow(XCStringArrayEx& row, OneCustomer const& c);
 
 }  // namespace customers

@@ -19,7 +19,7 @@ int CDatabaseEdit::DBID2RowNumber(int id) {
     return KnownRow(id);
 }
 
-// An index that is out of date may name rows that are gone.
+// An index that is out of date may name rows that do not exist.
 int CDatabaseEdit::KnownRow(int id) const {
     int const row = index_->RowOf(id);
     return row < GetLineNumber() ? row : static_cast<int>(no_match);
@@ -52,7 +52,7 @@ void CDatabaseEdit::SortByCustomerID() {
     Sort(element_id, mydb_number, 1);
 }
 
-// Result, here and below: that of CMyDB.
+// Here and below the result is that of CMyDB.
 int CDatabaseEdit::AppendRow(XCStringArrayEx row, Follow follow) {
     const std::uint64_t before = Revision();
     int const result = AddLine(std::move(row));
@@ -72,7 +72,7 @@ int CDatabaseEdit::AppendRow(XCStringArrayEx row, Follow follow) {
     return db_success;
 }
 
-// The row stays that of the same customer.
+// The row keeps its customer.
 int CDatabaseEdit::ReplaceRow(int line, XCStringArrayEx const& row) {
     const std::uint64_t before = Revision();
     const CString old_address = GetAtElement(line, element_address);
@@ -89,7 +89,7 @@ int CDatabaseEdit::ReplaceRow(int line, XCStringArrayEx const& row) {
     return db_success;
 }
 
-// Whether the address index described the table when it had that revision and so many rows.
+// Whether the address index matched the table at that revision and number of rows.
 bool CDatabaseEdit::HasAddressIndex(std::uint64_t revision, int rows) const noexcept {
     return addresses_revision_ == revision && addresses_->RowCount() == rows;
 }
@@ -117,8 +117,8 @@ int CDatabaseEdit::SearchCustomerOneElement(int element, CString text, int start
     return row == no_match ? no_match : IDOf(*this, row);
 }
 
-// Result, here and below: the row or no_match; `start` is the row behind or before which to look, or
-// no_match.
+// Here and below the result is the row or no_match; `start` is the row behind or before which the search
+// begins, or no_match.
 int CDatabaseEdit::SearchAddress(std::string_view address, int start, Direction direction) {
     UseAddressIndex();
     const TableAddresses source(*this);

@@ -20,7 +20,7 @@ enum class Rows { live, deleted, all };
 
 constexpr int no_limit = -1;  // of an ID range
 
-// Calls `take`, which reads an element, with each such row in order, and ends when it says false.
+// Calls `take`, which reads an element, with each such row in order, and ends when it gives false.
 template <class Take>
 void Walk(CMyDB const& table, Rows rows, int element, Take const& take) {
     int const count = table.GetLineNumber();
@@ -47,7 +47,7 @@ void WalkRange(CMyDB const& table, int from, int to, Take const& take) {
     });
 }
 
-// `part_of` gives the end of a cell that counts.
+// `part_of` gives the part of a cell that counts, up to its end.
 template <class PartOf>
 int Group(CMyDB const& table, int element, CStringList& out, int with_deleted, int limit,
           PartOf const& part_of) {

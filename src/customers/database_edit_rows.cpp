@@ -37,7 +37,7 @@ void CDatabaseEdit::SetOneCustomer(OneCustomer& c, int row) {
     SetFromRow(c, Row(row));
 }
 
-// Everything as `c` says.
+// All cells get the values of `c`.
 void CDatabaseEdit::FillWorkRow(OneCustomer const& c) { FillRow(OneCustomerTemp, c); }
 
 int CDatabaseEdit::SetOneCustomerInfo(OneCustomer& c, int write) {

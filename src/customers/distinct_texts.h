@@ -7,12 +7,12 @@
 
 namespace customers {
 
-// A set of texts that only grows. It keeps views of texts that end with a NUL and outlive it; a shorter part
-// of such a text is welcome as long as it reaches to the NUL.
+// A set of texts that only grows. It keeps views of texts that end with a NUL and outlive it; the end of such
+// a text, up to its NUL, may be inserted too.
 class DistinctTexts {
   public:
     DistinctTexts();
-    // true when the text was not there yet.
+    // true when the text was not in the set.
     bool Insert(std::string_view text);
 
   private:

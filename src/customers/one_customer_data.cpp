@@ -21,7 +21,7 @@ constexpr char const* date_format = "%Y/%m/%d %H:%M:%S";
 constexpr int parts_of_day = 3;
 constexpr int all_date_parts = 6;
 
-// What users write between the parts of a zip code; a long vowel mark is what a kana keyboard gives.
+// Dividers that users write in a zip code; a kana keyboard gives a long vowel mark.
 constexpr char const* zip_code_hyphens[] = {"-", "－", "ー"};
 constexpr int zip_code_1_digits = 3;
 constexpr int zip_code_2_digits = 4;
@@ -29,7 +29,7 @@ constexpr int highest_zip_code_1 = 999;
 constexpr int highest_zip_code_2 = 9999;
 constexpr int highest_zip_code = 9999999;
 
-// As atoi; a number too large for it stays at the largest one.
+// As atoi; a number too large for it becomes the largest one.
 int NumberAtStart(char const* text) {
     using Limits = std::numeric_limits<int>;
     return static_cast<int>(std::clamp<long>(std::strtol(text, nullptr, 10), Limits::min(), Limits::max()));
@@ -48,7 +48,7 @@ bool IsPrefecture(CString const& name) {
 }
 
 bool IsValid(COleDateTime const& date) { return date.GetStatus() == COleDateTime::valid; }
-// A limit or fallback that is given but no date.
+// Whether a limit or fallback is given but no valid date.
 bool IsBad(COleDateTime const* date) { return date && !IsValid(*date); }
 
 COleDateTime StartOfDay(COleDateTime const& date) {

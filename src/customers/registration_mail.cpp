@@ -59,8 +59,8 @@ constexpr Tag whole_value_tags[] = {
     {"PORTABLE_3", 19, Check::digits_and_hyphen},
 };
 constexpr int building = 14, street = 13, prefecture = 11;
-constexpr int first_numbers[] = {15, 17, 19};  // telephone, fax, mobile; the rest stands behind each
-// A closing tag that forms in use have.
+constexpr int first_numbers[] = {15, 17, 19};  // telephone, fax, mobile; the second part is the next element
+// Some forms in use have this closing tag.
 constexpr std::string_view misspelt_prefecture = "</PREFCTURE>";
 
 std::string WithoutLineEnds(std::string_view text) {
@@ -114,7 +114,7 @@ bool Take(Check check, int type, CString const& text, CString& value) {
     }
 }
 
-// `found` says whether the tag holds a good value; false for a mail that is refused.
+// `found`: whether the tag holds a good value. false for a mail that is refused.
 bool Read(std::string_view text, Tag const& tag, int type, bool strict, CString& value, bool& found) {
     std::string_view field;
     Field const state = Find(text, tag, field);

@@ -9,13 +9,13 @@
 
 namespace customers {
 
-// A cell as it stands, empty where the row has none. The text ends with a NUL.
+// A cell, empty where the row lacks it. The text ends with a NUL.
 inline std::string_view CellOf(CMyDB const& table, int line, int element) noexcept {
     XCStringArrayEx const& row = table.Row(line);
     return element < row.GetSize() ? row[element].View() : std::string_view("");
 }
 
-// The customer ID of a row, as atoi reads it.
+// The customer ID of a row, read by atoi.
 inline int IDOf(CMyDB const& table, int line) noexcept {
     constexpr std::size_t always_fits = 9;  // digits
     const std::string_view text = CellOf(table, line, element_id);
@@ -27,7 +27,8 @@ inline int IDOf(CMyDB const& table, int line) noexcept {
     return id;
 }
 
-// Brings in what a walk from row to row will read of one column: rows and texts lie scattered in memory.
+// Prefetches the memory that a walk over the rows reads of one column: rows and texts are scattered in
+// memory.
 inline void FetchAhead(CMyDB const& table, int line, int lines, int element) noexcept {
     constexpr int cells_ahead = 16;
     constexpr int texts_ahead = 8;

@@ -11,11 +11,10 @@ class LogWriter;
 
 namespace delivery {
 
-// The lines of an SMTP conversation on their way to the transfer log. A conversation has about 25 of them,
-// and writing each for itself would cost a tenth of the sending rate; so they are collected, each with its
-// own time, and written together at the end of the call, and before a wait for the server that is more than a
-// moment. What a slow server was asked, and all it said before, is thus in the file while its answer is
-// awaited.
+// The lines of an SMTP conversation before they reach the transfer log. A conversation has about 25 of them,
+// and writing each by itself would cost a tenth of the sending rate; so they are collected, each with its own
+// time, and written together at the end of the call, and before a wait for the server that is more than a
+// moment. While the client waits for a slow server, the file thus has the command and all lines before it.
 class ConversationLog {
   public:
     // `log` must outlive the object.

@@ -6,16 +6,16 @@
 #include "tessaly/platform/cstring.h"
 #include "tessaly/storage/log_writer.h"
 
-// What the secure mail clients have in common: they watch a conversation that a component holds, keep its
-// log, note how far it came, and have a sentence for the user for each way in which it can fail.
+// The common part of the secure mail clients: they watch the conversation of a component, keep its log,
+// record the step that it reached, and have a sentence for the user for each kind of failure.
 namespace delivery {
 
-// The status that a line sets by its beginning, in capitals.
+// A status, and the beginning of the line that sets it, in capitals.
 struct ConversationStep {
     std::string_view beginning;
     int status;
 };
-// The first that holds gives the sentence. `holds`: what else is in the text, empty for nothing.
+// The first match gives the sentence. `holds`: another text that must occur, empty for none.
 struct TextSentence {
     std::string_view beginning, holds;
     char const* sentence;
@@ -32,27 +32,27 @@ struct ConversationTables {
     std::span<TextSentence const> texts;
     std::span<NumberSentence const> codes;
     std::span<NumberSentence const> statuses;
-    // A sent line that begins so stands in the log as `shown`.
+    // A sent line with this beginning stands in the log as `shown`.
     std::string_view secret;
     char const* shown;
 };
 
 class ConversationWatch {
   public:
-    // The tables must stay.
+    // The tables must outlive the object.
     explicit ConversationWatch(ConversationTables const& tables) : tables_(tables) { Init(); }
-    // Log, status and failure as at the start; the message of the last error stays.
+    // Resets log, status and failure; the message of the last error stays.
     void Init();
     LogWriter& Log() { return log_; }
     int Status() const { return status_; }
     CString const& Message() const { return message_; }
 
-    // The events. An error, and a line that fails, freeze the status.
+    // The events. After an error, and after a line that fails, the status does not change.
     void TakeError(char const* description);
     void TakeLine(int direction, char const* line);
     // `mark`: four bytes in brackets.
     void Write(char const* mark, CString const& text);
-    // The sentence for a text and a code, else for the status, else the text itself. The log gets both.
+    // The sentence for a text and a code, else for the status, else the text itself. Both are logged.
     CString SentenceFor(CString const& text, int code);
 
   private:

@@ -12,7 +12,7 @@ using enum storage::ErrorCode;
 
 namespace {
 
-// Counts of a damaged file may be beyond all measure.
+// The counts of a damaged file may be too large for an int.
 int Clamped(std::int64_t count) {
     return static_cast<int>(
         std::clamp<std::int64_t>(count, std::numeric_limits<int>::min(), std::numeric_limits<int>::max()));

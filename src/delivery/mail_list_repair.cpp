@@ -20,7 +20,7 @@ using mailstore::MailListLock;
 
 namespace {
 
-// What a mail's folder holds when it was stored whole.
+// The files of a mail that was stored whole.
 constexpr char const* parts_of_a_mail[] = {"mail", "meli", "merd"};
 constexpr char const* html_mark = "Content-Type: multipart/alternative";
 

@@ -16,7 +16,7 @@
 
 using enum storage::ErrorCode;
 
-// What the mail, the settings and the log are made of; the conversation is in mail_send_conversation.cpp.
+// Mail, settings and log; the conversation is in mail_send_conversation.cpp.
 
 namespace {
 
@@ -26,7 +26,7 @@ constexpr char const* free_text_mark = "｜C｜";
 constexpr unsigned long version_buffer_size = 1000;
 
 // The text on one header line: a line end stays only where it folds the value (RFC 5322 2.2.3). Byte by byte,
-// since a CR or LF behind half of a double-byte character still ends the line for whoever reads the header.
+// since a CR or LF behind half of a double-byte character still ends the line for readers of the header.
 CString OnOneHeaderLine(char const* text) {
     std::string line(text ? text : "");
     for (std::size_t at = line.find_first_of("\r\n"); at != std::string::npos;

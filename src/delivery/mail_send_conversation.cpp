@@ -16,7 +16,7 @@
 
 using enum storage::ErrorCode;
 
-// The conversation of MailSend: connecting, the log, and what each failure means. The commands and their
+// The conversation of MailSend: connecting, the log, and the result of each failure. The commands and their
 // order are in protocol/smtp_conversation.
 
 namespace {
@@ -24,12 +24,12 @@ namespace {
 constexpr int report = 1, silently = 0;
 constexpr int no_socket_error = 0;
 
-// The log's lines of a conversation go to the file together, at its end; but what stands before a wait that
-// is longer than this goes there at once, so that the file tells what is waited for.
+// The log lines of a conversation are written together at its end; but before a longer wait than this they
+// are written at once, so that the file shows the command that the client waits for.
 constexpr int quick_reply_ms = 10;
 
 constexpr int host_name_size = 255;
-// What the log shows of a reply that was given up as too long.
+// Bytes of a reply in the log that was refused as too long.
 constexpr std::size_t logged_part_of_long_reply = 512;
 
 constexpr char const* reply_too_long_text =
@@ -165,7 +165,7 @@ bool MailSend::ReadAnswer(protocol::SmtpReply& reply, int report_failure) {
     return false;
 }
 
-// The notes of the log stand where the steps begin.
+// Writes the notes of the log at the start of each step.
 class MailSend::Wire : public protocol::SmtpConversation::Channel {
   public:
     Wire(MailSend& client, char const* caller, int report_failure = report)
@@ -251,7 +251,7 @@ int MailSend::MissingField() {
     return SendMissingField;
 }
 
-// What the caller set and no server must get to see.
+// Checks the caller's values that must not reach a server.
 int MailSend::CheckValues() {
     char const* fault = FaultOf(sender_, sender_line_end_text, sender_bad_byte_text);
     if (!fault && HasLineEnd(message_id_)) fault = message_id_line_end_text;
@@ -351,7 +351,7 @@ protocol::SmtpResult MailSend::OpenConversation(protocol::SmtpConversation& smtp
     return introduced;
 }
 
-// What a failed step means to the user.
+// The result of a failed step, with its error for the user.
 int MailSend::ResultOf(protocol::SmtpResult result, protocol::SmtpConversation const& smtp) {
     using protocol::SmtpResult;
     CString const& reply = smtp.Reply().text;

@@ -87,7 +87,7 @@ constexpr Marks plain_marks{"<%", "%>"};
 constexpr Marks html_marks{"&lt;%", "%&gt;"};
 
 // Name of the merge word of a row; empty where it has none. No name holds the byte '%', which is never half
-// of a character either.
+// of a character.
 constexpr std::string_view NameOf(std::size_t id) {
     std::string_view word = MailWordInsert::itsMailInsertDefinition[id].insert_string;
     if (word.empty()) return word;
@@ -97,7 +97,7 @@ constexpr std::string_view NameOf(std::size_t id) {
 }
 constexpr std::size_t shortest_name = 6, longest_name = 14;
 
-// The names by a hash that gives each a slot of its own.
+// The names by a hash without collisions.
 struct NameSlot {
     std::array<char, longest_name> name{};
     unsigned char size = 0;
@@ -145,7 +145,7 @@ NameSlot const* FindName(std::string_view text) {
 
 enum WordID { id_customer = 0, id_birthday = 8, id_entry_date = 54, id_renewal_date = 55 };
 
-// Where the values that are texts of the customer stand.
+// The members of the customer that are values of merge words.
 constexpr auto members = [] {
     std::array<CString OneCustomer::*, word_count> table{};
     table[1] = &OneCustomer::Email;
@@ -209,7 +209,7 @@ CString const& ValueOf(OneCustomer const& customer, int id, CString& made) {
     }
 }
 
-// The merged text as it grows, written straight into the string that is handed out.
+// The merged text as it grows, written directly into the string of the result.
 class MergedText {
   public:
     explicit MergedText(std::size_t expected) { Reserve(expected); }
@@ -273,7 +273,7 @@ std::vector<delivery::MergePiece> PiecesOf(std::string_view rest) {
     }
 }
 
-// Merges `origin`; `encode` makes of a value what goes into the text, null leaves it as it is.
+// Merges `origin`; `encode` turns a value into its form in the text, null leaves it unchanged.
 template <Marks const& marks, class Encode>
 CString Merge(OneCustomer const& customer, std::string_view origin, Encode encode) {
     MergedText merged(origin.size() + origin.size() / 4 + 64);

@@ -26,7 +26,7 @@ constexpr ConversationStep information[] = {
     {"DISCONNECTED.", CMySMTPS::status_disconnected},
 };
 
-// The last line of a reply that refuses. A refused CRAM-MD5 leaves the way free for LOGIN.
+// The last line of a reply that refuses. After a refused CRAM-MD5, LOGIN may follow.
 bool Fails(std::string_view line, int status) {
     if (line.size() < 4 || line[3] != ' ' || status == CMySMTPS::status_cram_md5) return false;
     int const code = std::atoi(std::string(line.substr(0, 3)).c_str());

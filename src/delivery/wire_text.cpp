@@ -10,7 +10,7 @@ namespace {
 
 constexpr std::string_view transfer_encoding = "Content-Transfer-Encoding: 7bit\r\n";
 constexpr std::string_view default_content_type = "text/plain; charset=ISO-2022-JP";
-// What the fixed lines of a mail take at most, to reserve the text once.
+// Largest size of the fixed lines of a mail, to reserve the text once.
 constexpr std::size_t room_for_fixed_lines = 512;
 
 CString ContentTypeLine(CString const& content_type) {

@@ -8,7 +8,7 @@
 
 namespace {
 
-// An address belongs to `type` if it ends in `tail` and, where there is a `part`, holds that too.
+// An address belongs to `type` if it ends in `tail` and contains `part`, if there is one.
 struct TerminalRule {
     TermType type;
     char const* tail;

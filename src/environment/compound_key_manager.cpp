@@ -35,7 +35,7 @@ void AppendQuoted(std::string& out, std::string_view value) {
     out += quote;
 }
 
-// hash[0] plain[0] hash[1] plain[1] ..., then what is left of the longer one.
+// hash[0] plain[0] hash[1] plain[1] ..., then the rest of the longer one.
 std::string Mix(std::string_view hash, std::string_view plain) {
     const std::size_t pairs = std::min(hash.size(), plain.size());
     std::string mixed;

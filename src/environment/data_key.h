@@ -7,12 +7,12 @@ class EnvManager;
 namespace environment {
 
 // The key of an environment's data files: the default tables in an environment of type_plain, else the
-// database key. It is asked for at each load and save, since the environment file may change in between.
+// database key. It is read at each load and save, since the environment file may change in between.
 class DataKey {
   public:
     explicit DataKey(EnvManager& env);
-    // For loads whose caller may name the key: `key` if `use_key` is not 0 (null for the default tables),
-    // else the environment's own. An environment of type_plain has no key whatever the caller names.
+    // For loads whose caller may give the key: `key` if `use_key` is not 0 (null for the default tables),
+    // else the environment's own. An environment of type_plain has no key, whatever the arguments.
     DataKey(EnvManager& env, int use_key, char const* key);
 
     // false when a keyed environment does not give its key. Nothing is then read or written, so that no file

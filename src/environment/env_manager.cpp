@@ -18,7 +18,7 @@ namespace {
 constexpr char date_format[] = "%Y/%m/%d %H:%M:%S";
 constexpr int latest_defaults = 1;  // how ReFormat_DateData fills what a date lacks
 
-// Results of the worker of the three setters; its callers turn them into theirs.
+// Results of the common part of the three setters; they turn them into their own.
 enum SetKeyResult : int {
     set_key_bad_data = -1,            // not one row in memory, or an unknown flag
     set_key_flag_not_read = -2,       // the present flag cannot be read

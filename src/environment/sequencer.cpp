@@ -20,7 +20,7 @@ constexpr int step_value = 1;
 
 struct Sequence {
     char const* file;  // below the data directory
-    int limit;         // the first value that is not handed out
+    int limit;         // the first value that is not given out
 };
 constexpr Sequence sequences[] = {
     {"DB\\dbseq.dat", 9'999'999},
@@ -33,7 +33,7 @@ constexpr Sequence sequences[] = {
     AfxThrowUserException();
 }
 
-// The file of a sequence, made if it is not there and opened for one step.
+// The file of a sequence, made if it is missing and opened for one step.
 class CounterFile {
   public:
     // false when it cannot be opened or read.
@@ -52,10 +52,11 @@ class CounterFile {
         return true;
     }
     bool IsEmpty() const { return size_ == 0; }
-    // The number at the start of the first line, 0 if there is none; beyond an int the nearest one.
+    // The number at the start of the first line, 0 if there is none; one beyond an int becomes the nearest
+    // int.
     int Value() const { return value_; }
     // Writes over the start before it cuts the rest, so that a failure in between never leaves an empty file,
-    // with which the sequence would begin anew.
+    // with which the sequence would start again.
     bool Write(int value) {
         const std::string text = std::to_string(value);
         file_.SeekToBegin();
@@ -65,7 +66,7 @@ class CounterFile {
     }
 
   private:
-    static constexpr std::size_t longest_line = 64;  // nothing behind it is looked at
+    static constexpr std::size_t longest_line = 64;  // bytes behind it are ignored
 
     CFile file_;
     std::size_t size_ = 0;  // of the file, up to longest_line

@@ -10,7 +10,7 @@ using enum storage::ErrorCode;
 
 namespace {
 
-// The sizes that a record has had.
+// The sizes of records in all versions.
 bool IsRecordSize(int cells) {
     constexpr int oldest_size = 90;
     constexpr int older_size = 120;
@@ -105,7 +105,7 @@ int SystemOption::SetSODataToMemoryPinPoint(int index, CString& value) {
     if (index < 0 || index >= cell_count) return Fail(option_bad_element_count, bad_index);
     XCStringArrayEx row;
     GetString(0, row);
-    row.SetAt(index, value);  // behind the end of a shorter record nothing is kept
+    row.SetAt(index, value);  // cells behind the end of a shorter record are not kept
     if (!CorrectString(0, row)) return Fail(option_unexpected, not_changed);
     changed_ = 1;
     return ok;

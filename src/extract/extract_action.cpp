@@ -34,7 +34,7 @@ constexpr char const* range = "R";
 
 }  // namespace
 
-// A slot made ready for testing many customers.
+// A slot prepared for testing many customers.
 struct ExtractAction::Slot {
     int element = unused;
     _MYDB_DATATYPE type = mydb_string;
@@ -42,7 +42,7 @@ struct ExtractAction::Slot {
     bool in_range = false;
     std::vector<CString> values;
     CString low, high, flag;
-    std::string lowered;  // the value at hand
+    std::string lowered;  // the value that is tested
 };
 
 ExtractAction::ExtractAction(EnvManager* env, CDatabaseEdit* database) {
@@ -121,7 +121,7 @@ void ExtractAction::SetOneExtractConditionFromEATemp(OneExtractCondition& c) {
     c.RangeFlag = work_row_[column_range_flag];
 }
 
-// The commas of quoted values are text. Bytes can be looked at one by one: neither a comma nor a quote is the
+// Commas in quoted values are text. Bytes can be looked at one by one: neither a comma nor a quote is the
 // second byte of a character.
 void ExtractAction::DivideExtractCsv(CString text, CArray<CString, CString>& out) {
     out.RemoveAll();

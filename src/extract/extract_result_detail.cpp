@@ -33,7 +33,7 @@ constexpr int every_row = -1;
 constexpr int with_check = 1;
 constexpr int if_changed = 0;  // of a save
 constexpr int in_any_case = 1;
-// What the view tells, beside the elements that have a name for everybody.
+// Elements of the view without a constant in customer_elements.h.
 constexpr int element_family_name = 2;
 constexpr int element_given_name = 3;
 constexpr int element_company = 6;
@@ -58,8 +58,8 @@ ERDetailPlusDB EntryOf(CDatabaseEdit const& database, int line, int id) {
             customers::DateOf(CellOf(database, line, customers::element_renewal_date))};
 }
 
-// Brings in what a walk over customers will read of their consent: rows, cells and texts lie scattered in
-// memory.
+// Prefetches the memory that a walk over customers reads of their consent: rows, cells and texts are
+// scattered in memory.
 template <class Customers>
 void FetchAhead(CDatabaseEdit const& database, Customers const& found, std::size_t at) {
     constexpr std::size_t rows_ahead = 24;
@@ -76,7 +76,7 @@ void FetchAhead(CDatabaseEdit const& database, Customers const& found, std::size
 
 }  // namespace
 
-// The IDs that the rows hold.
+// The IDs of the rows.
 class ExtractResultDetail::IDSet {
   public:
     void Clear() { known_.Clear(); }
@@ -114,7 +114,7 @@ int ExtractResultDetail::Fail(int code, Result result) {
     return result;
 }
 
-// The others may hold this environment already; whether they take it does not matter here.
+// The others may hold this environment already; their results do not matter here.
 int ExtractResultDetail::SetEnvManager(EnvManager* env) {
     if (!env || env_) return 0;
     constexpr int read_lists = 1;
@@ -171,7 +171,8 @@ int ExtractResultDetail::SetTypeAndID(ERTYPE type, int id) {
     return ok;
 }
 
-// For what reads or writes the target's file. What a type needs was bound before SetTypeAndID took it.
+// For operations that read or write the target's file. The objects that a type needs were bound before
+// SetTypeAndID accepted it.
 int ExtractResultDetail::CheckTarget() {
     if (!env_) return Fail(send_list_environment_not_set, not_bound);
     if (type_ == er_not_set || id_ < 0) return Fail(send_list_mode_and_id_not_set, target_not_set);
@@ -235,8 +236,8 @@ int ExtractResultDetail::GetIDPlusDBDataFromDBFile(CArray<ERDetailPlusDB, ERDeta
     return all_known ? out.GetSize() : Fail(send_list_id_not_in_database, unknown_customer);
 }
 
-// Up to `count` entries from the row `first` on, and the rows of wiped customers between them, which are not
-// counted. false when it meets a customer who is not in the database.
+// Up to `count` entries from the row `first` on; the rows of wiped customers between them are not counted.
+// false at a customer who is not in the database.
 bool ExtractResultDetail::Collect(CArray<ERDetailPlusDB, ERDetailPlusDB>& out, int first, std::int64_t count,
                                   CArray<int, int>& wiped) const {
     const DatabaseLock lock;
@@ -359,7 +360,7 @@ int ExtractResultDetail::SetDBIDFromCListInt(CList<int, int>& ids, int check, in
     return ok;
 }
 
-// Room for so many IDs more, growing in such steps that many short lists cost what one long list does.
+// Room for `more` further IDs, growing in such steps that many short lists cost as much as one long list.
 void ExtractResultDetail::ReserveFor(std::size_t more) {
     const std::size_t rows = Items().size() + more;
     if (rows > Items().capacity()) Items().reserve(std::max(rows, 2 * Items().capacity()));

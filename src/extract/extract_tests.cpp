@@ -21,7 +21,7 @@ int CheckEqual(std::string_view data, std::string_view value, std::string_view f
     return flag == (holds() ? positive : negated) ? passes : fails;
 }
 
-// `compare` tells how the data stand to a bound: below, equal to or above 0.
+// `compare` gives the order of the data and a bound: below, equal to or above 0.
 template <class Compare>
 int CheckRange(std::string_view data, std::string_view low, std::string_view high, std::string_view flag,
                Compare const& compare) {
@@ -30,7 +30,7 @@ int CheckRange(std::string_view data, std::string_view low, std::string_view hig
     return flag == (outside ? negated : positive) ? passes : fails;
 }
 
-// A date as its full text; texts of dates, all of one length, compare as the dates do.
+// A date as its full text; texts of dates, all of one length, have the order of the dates.
 class FullDate {
   public:
     explicit FullDate(std::string_view data, int way = to_start) { text::ReFormatDate(data, text_, way); }

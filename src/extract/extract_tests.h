@@ -11,15 +11,15 @@ namespace customers {
 inline constexpr int passes = 1;
 inline constexpr int fails = 0;
 
-// With one of the two texts empty the other sense than "Y" passes; with both empty, "Y". Else: `value` occurs
-// in `data` (beginning at a whole character); both are the same number; `value` occurs in the full date text
-// of `data`, so that part of a date stands for all dates that hold it.
+// With one of the two texts empty any sense but "Y" passes; with both empty, "Y". Else: `value` occurs in
+// `data` (beginning at a whole character); both are the same number; `value` occurs in the full date text of
+// `data`, so that part of a date matches all dates that contain it.
 int Check_Equal_String(std::string_view data, std::string_view value, std::string_view flag);
 int Check_Equal_Number(std::string_view data, std::string_view value, std::string_view flag);
 int Check_Equal_Date(std::string_view data, std::string_view value, std::string_view flag);
 
-// Whether `data` lies between two bounds, both included, an empty one being none; empty data never pass.
-// Texts compare character by character. The bounds of a date are as LowerDate and UpperDate give them.
+// Whether `data` lies between two bounds, both included, an empty one being no bound; empty data never pass.
+// Texts compare character by character. The bounds of a date are those of LowerDate and UpperDate.
 int Check_Renge_String(std::string_view data, std::string_view low, std::string_view high,
                        std::string_view flag);
 int Check_Renge_Number(std::string_view data, std::string_view low, std::string_view high,
@@ -27,7 +27,7 @@ int Check_Renge_Number(std::string_view data, std::string_view low, std::string_
 int Check_Renge_Date(std::string_view data, std::string_view low, std::string_view high,
                      std::string_view flag);
 
-// The bound as a full date text: part of a date stands for the first second of that time, and for the last.
+// The bound as a full date text: part of a date stands for the first second of that time, or for the last.
 // Empty stays empty.
 CString LowerDate(CString const& bound);
 CString UpperDate(CString const& bound);

@@ -5,7 +5,7 @@
 
 namespace {
 
-// Adds texts that were not added before.
+// Adds each text once.
 class Once {
   public:
     explicit Once(CArrayOfString& out) : out_(out) { out_.RemoveAll(); }

@@ -152,7 +152,7 @@ CString FwaImport::RefusedLine() const {
 namespace {
 
 constexpr int becky_columns = 11;
-// In the order in which the fields are looked at, beside the field's place in the line.
+// In the order in which the fields are taken: the field's place in the line.
 constexpr int becky_places[] = {3, 4, 1, 2, 10, 9, 8, 7, 5, 6};
 
 }  // namespace
@@ -219,7 +219,7 @@ OutLookImport::OutLookImport(CDatabaseEdit& table, EnvManager* env, SystemOption
     std::fill(std::begin(columns_), std::end(columns_), none);
 }
 
-// The other titles that the program writes feed nothing.
+// The other titles that OutLook writes feed nothing.
 std::span<ForeignImport::Field const> OutLookImport::Fields() const {
     static constexpr Field fields[] = {
         {"電子メール アドレス", element_address, Rule::own},

@@ -18,7 +18,7 @@ class AddressBook : public ForeignImport {
     int const direct_mail_;
 };
 
-// An address book that a program from outside first makes into a table of quoted fields.
+// An address book that an external program first converts into a table of quoted fields.
 class FwaImport : public AddressBook {
   public:
     FwaImport(CDatabaseEdit& table, EnvManager* env, SystemOption* option, ForeignCall const& call,

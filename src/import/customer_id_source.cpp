@@ -38,7 +38,7 @@ bool CustomerIDSource::Next(int& id) {
 }
 
 // The first value of a block is drawn as usual; its last one is drawn too, which shows that the sequence
-// reaches so far.
+// reaches that far.
 bool CustomerIDSource::Reserve() {
     int first;
     if (!sequence_.NextValue(&first)) return false;

@@ -7,11 +7,11 @@ class EnvManager;
 namespace customers {
 
 // Draws many customer IDs from the sequence of an environment. The sequence file is moved ahead a block at a
-// time and set back to the first unused value when the object goes, so that it then holds what drawing one by
-// one would have left. If the process dies, or that last write fails, the rest of the block is left out:
-// an ID is never given twice.
+// time and set back to the first unused value by the destructor, so that it then holds the value that drawing
+// one by one would have left. If the process dies, or that last write fails, the rest of the block is left
+// out: an ID is never given twice.
 //
-// The caller holds DATABASE_EDIT_MUTEX from the first call until the object is gone.
+// The caller holds DATABASE_EDIT_MUTEX from the first call until the object is destroyed.
 class CustomerIDSource {
   public:
     // `env` must not be null.
@@ -31,7 +31,7 @@ class CustomerIDSource {
 
     Sequencer sequence_;
     int next_ = 0;
-    int reserved_end_ = 0;  // next_ up to here is ours
+    int reserved_end_ = 0;  // next_ up to here are reserved
     int block_ = 1;
 };
 

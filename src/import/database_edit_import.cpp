@@ -36,7 +36,7 @@ class SharedCount {
     int count_ = 0;
 };
 
-// What an import gives back of its lines.
+// The outputs of an import about its lines.
 struct Report {
     Report(int* imported, CArray<int, int>& error_lines, CArray<CString, CString>& error_texts,
            CArray<RefusedField>& refused_fields)
@@ -57,7 +57,7 @@ struct Report {
 
 enum class Ending { complete, failed, unreadable };
 
-// Until the file ends, `stopped` says so, or the table refuses a row.
+// Until the file ends, `stopped` gives true, or the table refuses a row.
 template <class Stopped>
 Ending TakeLines(LineReader& reader, LineFields& fields, LineImport& import, Report& report,
                  Stopped const& stopped) {

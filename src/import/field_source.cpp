@@ -11,7 +11,7 @@ FieldSource::Got FieldSource::RefuseOpenQuote() {
     return Got::line;
 }
 
-// Where no record can be made of what the reader leaves out at the end of its file, the line is refused.
+// If the rest of the file, which the reader leaves out, makes no record, the line is refused.
 FieldSource::Got RecordSource::Next() {
     if (reader_.ReadLine() >= 0) return Got::line;
     std::string const& rest = reader_.Rest();

@@ -19,7 +19,7 @@ class FieldSource {
     virtual ~FieldSource() = default;
     // false when the file cannot be opened.
     virtual bool Open(CString const& path) = 0;
-    // The next line. nothing: a line without fields, which counts all the same.
+    // Reads the next line. nothing: a line without fields, which counts all the same.
     virtual Got Next() = 0;
     // The fields of the present line.
     virtual int Count() const = 0;
@@ -29,7 +29,7 @@ class FieldSource {
     char const* Unreadable() const noexcept { return unreadable_; }
 
   protected:
-    // With `whole_file`, what stands behind the last whole line at the end of the file is a line too.
+    // With `whole_file`, the text behind the last whole line at the end of the file is a line too.
     explicit FieldSource(bool whole_file) : whole_file_(whole_file) {}
     // For a line from which a quote is open to the end of the file.
     Got RefuseOpenQuote();

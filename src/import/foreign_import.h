@@ -80,7 +80,7 @@ class ForeignImport {
     }
     // Element 21 of the present customer, ahead of the fields.
     virtual void SetDirectMail() = 0;
-    // Whether the import leaves a known customer as he is, though the line is good. The log says so.
+    // Whether the import leaves a known customer unchanged, though the line is good. The log says so.
     virtual bool LeavesAlone() { return false; }
     // The text in the log for the present line, which is refused.
     virtual CString RefusedLine() const = 0;

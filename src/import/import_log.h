@@ -9,7 +9,7 @@ namespace customers {
 class ImportLog {
   public:
     ~ImportLog() { Close(); }
-    // Made anew. false when it cannot be.
+    // Makes the file anew. false when that fails.
     bool Open(CString const& path);
     bool IsOpen() const noexcept { return file_.IsOpen(); }
     void Close();
@@ -17,7 +17,7 @@ class ImportLog {
     // "○TITLE", the present time, an empty line.
     void WriteMoment(char const* title);
     void Write(CString const& text);
-    // The same behind "○データエラーお客様" if it is the first of its kind.
+    // The same, after "○データエラーお客様" for the first such line.
     void WriteRefused(CString const& line);
     bool HasRefused() const noexcept { return has_refused_; }
 

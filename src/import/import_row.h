@@ -11,8 +11,8 @@
 
 namespace customers {
 
-// What one line of an import file says about a customer: values for some of the 56 elements. It holds views
-// only; strings are made once the line is accepted, and only of what differs from the row that it goes to.
+// The values of one line of an import file for some of the 56 elements. It holds views only; strings are made
+// once the line is accepted, and only for cells that differ from the row to be changed.
 class ImportRow {
   public:
     ImportRow() = default;
@@ -20,7 +20,7 @@ class ImportRow {
     ImportRow& operator=(ImportRow const&) = delete;
 
     void Clear() noexcept { assigned_.reset(); }
-    // Assigns the value that the rule makes of a field; an empty one and false when the rule refuses it.
+    // Assigns the value of a field by the rule; an empty one and false when the rule refuses it.
     bool Take(int element, FieldRule rule, std::string_view field);
     void Assign(int element, std::string_view value);
     void Withdraw(int element) noexcept { assigned_.reset(static_cast<std::size_t>(element)); }
@@ -30,7 +30,7 @@ class ImportRow {
 
     // A new row: the assigned values, all other cells empty.
     XCStringArrayEx MakeRow(CStringPool& pool) const;
-    // Puts the assigned values in a row of 56 cells.
+    // Puts the assigned values into a row of 56 cells.
     void ApplyTo(XCStringArrayEx& row, CStringPool& pool) const;
 
   private:

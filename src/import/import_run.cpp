@@ -73,8 +73,8 @@ int ImportRun::StoreNew() {
     return table_.Fail(customer_import_failed, CDatabaseEdit::import_failed);
 }
 
-// The row is changed in place, so that only the cells that differ cost anything. It stays at its ID and its
-// address, so that both indexes stay right.
+// The row is changed in place, so that only the cells that differ cost anything. Its ID and its address stay,
+// and so both indexes stay right.
 int ImportRun::StoreKnown() {
     if (table_.GetElementNumber() != element_count)
         return table_.Fail(customer_import_failed, CDatabaseEdit::import_failed);

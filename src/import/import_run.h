@@ -12,9 +12,9 @@
 
 namespace customers {
 
-// What every import does alike: it finds the customer of a line by the mail address, prepares a new or a
-// known one, draws IDs, and stores rows. A line goes StartLine, TakeAddress, the other fields into Row(),
-// FindCustomer, Store; a line that is refused just isn't stored. The caller holds DATABASE_EDIT_MUTEX for the
+// The common part of all imports: it finds the customer of a line by the mail address, prepares a new or a
+// known one, draws IDs, and stores rows. The order for a line is StartLine, TakeAddress, the other fields
+// into Row(), FindCustomer, Store; a refused line is not stored. The caller holds DATABASE_EDIT_MUTEX for the
 // life of the object.
 class ImportRun {
   public:
@@ -22,26 +22,26 @@ class ImportRun {
 
     // Makes the index and moves the ID sequence past the table. ok; import_failed with 10009.
     int Prepare();
-    // Makes the map of the addresses, after which the lines may begin. The present rows go first unless
-    // `keep`.
+    // Makes the index of the addresses, after which the lines may begin. The present rows are removed first
+    // unless `keep`.
     void Begin(bool keep);
 
-    // Nothing is assigned yet.
+    // Clears the assignments.
     void StartLine() noexcept;
     ImportRow& Row() noexcept { return row_; }
-    // Drops what was assigned so far. The line's customer gets the address in this form, is live (again) and
-    // changed now. `address` must not be empty, and last to the end of the line.
+    // Drops the assignments so far. The customer of the line gets the address in this form, is live (again)
+    // and changed now. `address` must not be empty, and must be valid to the end of the line.
     void TakeAddress(std::string_view address);
-    // Looks the customer up by the address taken. A known one keeps his stored values wherever none is
-    // assigned. A new one is registered now and accepts other mail unless something else is assigned.
+    // Looks the customer up by the address. A known one keeps the stored values wherever none is assigned. A
+    // new one is registered now and accepts other mail unless something else is assigned.
     void FindCustomer();
-    // What is stored of the known customer.
+    // The stored value of an element of the known customer.
     std::string_view StoredValue(int element) const;
     bool IsKnown() const noexcept { return known_ != AddressIndex::no_row; }
-    // Stores the customer: a known one in his row, a new one at the end under the next ID. CDatabaseEdit::ok;
-    // import_failed with 10009 or 10602.
+    // Stores the customer: a known one in the present row, a new one at the end with the next ID.
+    // CDatabaseEdit::ok; import_failed with 10009 or 10602.
     int Store();
-    // Puts the index right at the end.
+    // Brings the index up to date at the end.
     void End();
 
   private:

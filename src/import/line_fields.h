@@ -8,7 +8,7 @@
 
 namespace customers {
 
-// The fields of one line after another, as SplitString gives them, without a string for each.
+// Divides one line after another as SplitString does, without a string for each field.
 class LineFields {
   public:
     // Every character of `delimiters` ends a field; `quote` 0: no quoting.

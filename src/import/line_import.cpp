@@ -38,7 +38,7 @@ bool LineImport::TakeFields(LineFields& fields) {
     return true;
 }
 
-// Asks every rule again, so that lines that are imported do not pay for the reasons of the others.
+// Checks every rule again, so that good lines do not pay for the reasons of the refused ones.
 void LineImport::FindRefused(LineFields& fields, int line, CArray<RefusedField>& refused) {
     char converted[text::date_data_size];
     std::string_view value;

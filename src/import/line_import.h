@@ -9,13 +9,13 @@
 
 namespace customers {
 
-// The lines of a plain import, one after another: which column feeds which element, and what becomes of the
+// The lines of a plain import, one after another: which column feeds which element, and the result for the
 // customer.
 class LineImport {
   public:
     enum class Outcome {
         imported,
-        kept,     // a known customer, whom the import leaves alone
+        kept,     // a known customer, left unchanged
         refused,  // nothing was stored
         failed,   // the customer could not be stored; the table holds the error
     };
@@ -24,7 +24,7 @@ class LineImport {
     LineImport(ImportRun& run, CArray<int, int> const& columns,
                CArray<DB_Element_Info, DB_Element_Info> const& info, bool keep_known);
     Outcome Take(LineFields& fields);
-    // Of a line that Take has just refused: appends every field that its element's rule refuses, the address
+    // For a line that Take has just refused: appends every field that its element's rule refuses, the address
     // first, the others by element. A bad direct mail field counts unless the customer is known.
     void FindRefused(LineFields& fields, int line, CArray<RefusedField>& refused);
 
@@ -41,7 +41,7 @@ class LineImport {
 
     ImportRun& run_;
     bool keep_known_;
-    std::vector<Assignment> assignments_;  // by element, ascending: what comes later overrides
+    std::vector<Assignment> assignments_;  // by element, ascending: a later one overrides
 };
 
 }  // namespace customers

@@ -54,7 +54,7 @@ LineReader::Status LineReader::Next(std::string_view& text) {
     return Status::line;
 }
 
-// Moves what is left of the line to the front and reads on behind it.
+// Moves the unfinished line to the front of the buffer and reads on behind it.
 bool LineReader::Fill() {
     if (!stream_ || ended_) return false;
     if (begin_ > 0) {

@@ -18,10 +18,10 @@ class LineReader {
 
     explicit LineReader(std::size_t longest_line = default_longest_line) : longest_line_(longest_line) {}
 
-    // false for a file that cannot be opened; a directory is none.
+    // false for a file that cannot be opened, and for a directory.
     bool Open(char const* path);
-    // The next line without the CRs and LFs at its end. A text ends at its first NUL, the line does not: what
-    // stands between the NUL and the LF is passed over. `text` stays valid until the next call.
+    // The next line without the CRs and LFs at its end. A text ends at its first NUL, the line does not: the
+    // bytes between the NUL and the LF are skipped. `text` stays valid until the next call.
     Status Next(std::string_view& text);
 
   private:

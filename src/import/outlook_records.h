@@ -9,16 +9,16 @@
 namespace customers {
 
 // The records of an address book that OutLook exports. A quoted field may run over several lines, whose ends
-// vanish; a doubled quote in it stays doubled.
+// are dropped; a doubled quote in it stays doubled.
 class OutLookRecords {
   public:
     explicit OutLookRecords(LinePieces& pieces) : pieces_(pieces) {}
-    // The next record; no fields at the end of the file. Empty lines in front of it are none. A field that is
-    // open at the end of the file is dropped: false.
+    // The next record; no fields at the end of the file. Empty lines in front of it are skipped. A field that
+    // is open at the end of the file is dropped: false.
     bool Next(std::vector<std::string>& fields);
 
   private:
-    // Takes the fields that are complete off the buffer; false while one is open.
+    // Removes the complete fields from the buffer; false while one is open.
     bool TakeFields(std::vector<std::string>& fields);
 
     LinePieces& pieces_;

@@ -181,7 +181,7 @@ enum BelmoraTitle : std::size_t {
     belmora_renewal = 36,
 };
 
-// Attributes whose meaning is fixed: their type, and what is said of another one.
+// Attributes with a fixed meaning: their type, and the reason that refuses another one.
 constexpr struct {
     int attribute, type;
     char const* refusal;
@@ -329,8 +329,8 @@ int BelmoraImport::TestAttributes() {
     return CDatabaseEdit::ok;
 }
 
-// The ways of the fields that are neither text nor number, in the order of the titles. Any other is stored as
-// it is.
+// The conversions of the fields that are neither text nor number, in the order of the titles. Any other is
+// stored unchanged.
 void BelmoraImport::TakeOwn(std::size_t field, std::string_view value) {
     static constexpr struct {
         std::size_t first, last;
@@ -364,7 +364,7 @@ void BelmoraImport::TakeNumber(std::size_t field, std::string_view value) {
     PutField(Fields()[field].element, value);
 }
 
-// An attribute whose type the settings tell.
+// An attribute whose type is in the settings.
 void BelmoraImport::TakeFree(std::size_t field, std::string_view value) {
     int const type = free_types_[field - first_free];
     int const element = Fields()[field].element;

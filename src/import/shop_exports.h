@@ -6,10 +6,10 @@
 
 namespace customers {
 
-// The customers of two shop programs. `duplicate` decides about a customer who is known: "2" keeps what is
-// stored, "0" keeps it if it was changed here after the date in the line, any other replaces it.
+// The customers of two shop programs. `duplicate` decides about a known customer: "2" keeps the stored
+// values, "0" keeps them if they were changed here after the date in the line, any other replaces them.
 //
-// A line without a date, under "0", counts as older than what is stored, and is logged as such.
+// Under "0" a line without a date counts as older than the stored values, and is logged as such.
 class ShopExport : public ForeignImport {
   protected:
     ShopExport(CDatabaseEdit& table, EnvManager* env, SystemOption* option, ForeignCall const& call,
@@ -22,13 +22,13 @@ class ShopExport : public ForeignImport {
 
     // "LINE行目のお客様(TITLE:FIELD)は、REST".
     CString LogLine(CString const& rest) const;
-    // Which field names the customer in the log.
+    // The field that identifies the customer in the log.
     virtual char const* NamingTitle() const = 0;
     virtual std::string_view NamingField() const = 0;
-    // A date of at least `parts` parts in its stored form; a refused one is a reason.
+    // Converts a date of at least `parts` parts into its stored form; false adds a reason to the line.
     bool TakeDate(char const* title, std::string_view value, int parts, CString& date);
     void SetComparisonDate(CString const& date);
-    // "Y" or "N" by two texts of the file, an empty field being "Y".
+    // Assigns "Y" or "N" by two texts of the file, an empty field being "Y".
     void TakeChoice(char const* title, std::string_view value, char const* yes, char const* no);
 
     CString duplicate_;
@@ -69,7 +69,7 @@ class BelmoraImport : public ShopExport {
     BelmoraImport(CDatabaseEdit& table, EnvManager* env, SystemOption* option, ForeignCall const& call,
                   CString const& duplicate, bool rewrite_attributes);
 
-    // A value by the type of an attribute: whether it may be stored, and how.
+    // Checks a value by the type of an attribute, and gives its stored form.
     static bool CheckAttribute(CString const& value, int type, CString& out);
 
   private:

@@ -15,7 +15,7 @@ namespace {
 
 constexpr int time_limit_seconds = 5;
 constexpr char const *section = "PROXY", *key = "DATA";
-// The row of the alphabets follows from this text, for ever: rows that were written must be read.
+// The row of the alphabets depends on this text, which never changes: stored rows must stay readable.
 constexpr char const* key_text = "TessalyProxySetting";
 enum Field : int { field_server, field_port, field_user, field_password, field_use_auth, field_count };
 constexpr std::size_t symbols_of_group = 4, most_padding = 2;

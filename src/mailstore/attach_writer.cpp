@@ -73,7 +73,7 @@ int AttachWriter::SetTermType(TermType term) {
     return done;
 }
 
-// What the work folder hangs on; it is the same for every mail.
+// The conditions of the work folder, which is the same for every mail.
 bool AttachWriter::KnowsFolders() const {
     return env_ && version_ != not_set_yet && (version_ != version_terminals || term_ != not_set_yet);
 }
@@ -173,8 +173,8 @@ int AttachWriter::DecodeAttachDataToWorkDir(CString name) {
     const CString path = BodyPath(name);
     if (path.IsEmpty() || !platform::ReadWholeFile(path, text)) return failed;
     RemoveLineEnds(text);
-    // Decoding would end at a NUL as if the text were whole; a file that a crash left half written holds
-    // them.
+    // A NUL would end the decoding as if the text were whole; a file that a crash left half written holds
+    // NULs.
     if (text.find('\0') != std::string::npos) return Fail(attach_file_format);
     std::string content(text.size() + 1, '\0');
     int const size =

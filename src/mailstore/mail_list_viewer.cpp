@@ -142,7 +142,7 @@ int CMailListViewer::GetNewMailID() {
     return no_new_id;
 }
 
-// The first row of an ID counts, as a search from the top would find it.
+// The first row of an ID counts, as in a search from the top.
 void CMailListViewer::UseIndex() {
     if (index_revision_ == Revision()) return;
     rows_by_id_.clear();

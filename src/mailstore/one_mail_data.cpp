@@ -20,7 +20,7 @@ bool IsKnownStatus(CString const& status) {
 }
 
 bool IsValid(COleDateTime const& date) { return date.GetStatus() == COleDateTime::valid; }
-// A limit or fallback that is given but no date.
+// Whether a limit or fallback is given but no valid date.
 bool IsBad(COleDateTime const* date) { return date && !IsValid(*date); }
 
 }  // namespace
@@ -32,11 +32,11 @@ COneMailData& COneMailData::operator=(COneMailData const& other) {
 
 void COneMailData::Copy(COneMailData& to, COneMailData const& from) {
     to.SetCheckCharacterCodeFlag(from.m_bCheckCharacterCode);
-    to.m_nMailID = from.m_nMailID;  // no_id is no value that the setter takes
+    to.m_nMailID = from.m_nMailID;  // the setter refuses no_id
     to.SetMailTitle(from.m_strMailTitle);
     to.SetAddressName(from.m_strAddressName);
     to.SetHonorific(from.m_strHonorific);
-    to.m_strStatus = from.m_strStatus;  // empty, as Init leaves it, is none either
+    to.m_strStatus = from.m_strStatus;  // the setter refuses an empty one too
     to.SetSentNumber(from.m_nSentNumber);
     to.SetErrorNumber(from.m_nErrorNumber);
     to.SetOpenNumber(from.m_nOpenNumber);

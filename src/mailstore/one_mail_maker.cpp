@@ -38,7 +38,7 @@ std::string_view TerminalsOf(char kind) {
     return {};
 }
 
-// Six numbers that make no date are an invalid one: a mail stays readable whatever its reserve date.
+// Six numbers that make no date are an invalid date: a mail stays readable whatever its reserve date.
 bool ReadDate(CString const& text, COleDateTime& date) {
     int year = 0, month = 0, day = 0, hour = 0, minute = 0, second = 0;
     if (std::sscanf(text, "%4d/%2d/%2d %2d:%2d:%2d", &year, &month, &day, &hour, &minute, &second) !=
@@ -161,7 +161,7 @@ int OneMailMaker::SetOneMailData(CString addressName, COleDateTime reserve, CArr
     return SetOneMailData(mail, text_kind, any_other_format);
 }
 
-// The row that the mail gets; a new mail gets its ID here.
+// The row of the mail; a new mail gets its ID here.
 int OneMailMaker::FillRow(OneMail const& mail, char kind, COneMailData& row) {
     const COleDateTime now = COleDateTime::GetCurrentTime();
     auto const set_date = [&](COneMailData::DateField field, COleDateTime const& date) {
@@ -211,7 +211,7 @@ void OneMailMaker::UseFormat4() {
     attachments_.SetMailID(mail_id_);
 }
 
-// All terminals go through one object, so it must not empty the work folder of the last one when it ends.
+// All terminals use one object, so that it does not empty the work folder of the previous one.
 void OneMailMaker::UseFormat5() {
     attachments_.SetVersion(AttachWriter::version_terminals);
     attachments_.SetMailID(mail_id_);
@@ -249,7 +249,7 @@ int OneMailMaker::_WriteAttachFileAndList_Ver4(Attachments const* attach) {
     return WriteAttachments(attach[0]);
 }
 
-// The list is loaded first so that the files of the mail's earlier attachments go.
+// The list is loaded first so that the files of the mail's earlier attachments are deleted.
 int OneMailMaker::_WriteAttachFileAndList_Ver5(char kind, Attachments const* attach) {
     UseFormat5();
     for (char const terminal : TerminalsOf(kind)) {

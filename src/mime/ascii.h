@@ -4,15 +4,15 @@
 #include <string>
 #include <string_view>
 
-// The syntax of header fields is ASCII in texts of any code: words that are searched for and compared with
-// are ASCII, and so is the case that is left out of account. Blanks are spaces and tabs.
+// The syntax of header fields is ASCII in texts of any code: the words of searches and comparisons are ASCII,
+// and only the case of ASCII letters is ignored. Blanks are spaces and tabs.
 namespace mime {
 
 constexpr char LowerCase(char c) noexcept { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c; }
-// Whole characters of code page 932, as CString::MakeLower.
+// By whole characters of code page 932, as CString::MakeLower.
 std::string Lowered(std::string_view text);
 bool EqualNoCase(std::string_view a, std::string_view b) noexcept;
-// The place of `word`, or npos; linear in `text` for the short words of headers. An empty word stands at 0.
+// The place of `word`, or npos; linear in `text` for the short words of headers. An empty word is found at 0.
 std::size_t FindNoCase(std::string_view text, std::string_view word) noexcept;
 inline bool ContainsNoCase(std::string_view text, std::string_view word) noexcept {
     return FindNoCase(text, word) != std::string_view::npos;
@@ -22,11 +22,11 @@ inline bool ContainsNoCase(std::string_view text, std::string_view word) noexcep
 // character: the first letter of a name may be the second byte of one.
 std::size_t FindParameter(std::string_view params, std::string_view name) noexcept;
 
-// How the value of a parameter ends. Mails of all times are read, and what each reader makes of a bad one is
-// part of its results.
+// The end of the value of a parameter. Old and broken mails are read too, and each reader's treatment of a
+// bad value is part of its results.
 struct ParameterForm {
     std::string_view ends = ";";       // of a value that is not quoted: before the first of these
-    bool needs_closing_quote = false;  // otherwise a value that lacks it goes on to the end
+    bool needs_closing_quote = false;  // otherwise a value without one goes on to the end
     bool drops_blanks = false;         // behind the value
 };
 // The value of the first parameter `name` ("charset="), without its quotes; none without one.

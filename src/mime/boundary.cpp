@@ -8,7 +8,7 @@
 namespace mime {
 namespace {
 
-// Begins anew with every millisecond, and goes on within one.
+// Starts again with every millisecond, and goes on within one.
 struct Random {
     platform::Instant seeded{-1, -1};
     std::minstd_rand numbers;

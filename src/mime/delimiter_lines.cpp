@@ -21,7 +21,7 @@ DelimiterLines::DelimiterLines(std::string_view text) : text_(text) {
     std::sort(lines_.begin(), lines_.end());
 }
 
-// The first of the sorted lines that is not below `prefix`: those that begin with it stand from there on.
+// The first of the sorted lines that is not below `prefix`: the lines that begin with it follow from there.
 std::size_t DelimiterLines::FirstFrom(std::string_view prefix) const {
     return static_cast<std::size_t>(std::lower_bound(lines_.begin(), lines_.end(), prefix) - lines_.begin());
 }
@@ -43,8 +43,8 @@ DelimiterLines::Delimiters const& DelimiterLines::Of(std::string_view boundary) 
     return found;
 }
 
-// The line end in front of a delimiter belongs to it, so a delimiter right behind another one is none: its
-// line end is taken.
+// The line end in front of a delimiter belongs to it, so a line directly behind a delimiter is none: its line
+// end is used.
 bool DivideParts(DelimiterLines::Delimiters const& delimiters, std::string_view text, std::string_view body,
                  std::size_t boundary_size, std::vector<std::string_view>& parts) {
     const std::size_t begin = static_cast<std::size_t>(body.data() - text.data()), end = begin + body.size();

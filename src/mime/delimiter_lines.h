@@ -8,12 +8,12 @@
 
 namespace mime {
 
-// The lines of a text that may delimit parts: those that begin with "--". For any boundary it tells where its
-// delimiters stand, in time that does not depend on how often it is asked: each line is looked at once for
-// each boundary that it could delimit, which is at most as often as it has characters.
+// The lines of a text that may delimit parts: those that begin with "--". It finds the delimiters of any
+// boundary in a time that does not depend on the number of boundaries: each line is looked at once for each
+// boundary that it could delimit, which is at most as often as it has characters.
 class DelimiterLines {
   public:
-    // `text` has line ends CR LF and must stay.
+    // `text` has line ends CR LF and must outlive the object.
     explicit DelimiterLines(std::string_view text);
 
     struct Delimiters {
@@ -31,8 +31,8 @@ class DelimiterLines {
     std::unordered_map<std::string, Delimiters> known_;
 };
 
-// The parts that a boundary makes of `body`, a piece of the text of `lines`. false when the first or the
-// closing delimiter is missing; `parts` then holds what was found.
+// Divides `body`, a piece of the text of `lines`, at a boundary. false when the first or the closing
+// delimiter is missing, with the parts found in `parts`.
 bool DivideParts(DelimiterLines::Delimiters const& delimiters, std::string_view text, std::string_view body,
                  std::size_t boundary_size, std::vector<std::string_view>& parts);
 

@@ -29,7 +29,7 @@ std::string_view View(char const* text) { return text ? text : ""; }
 
 char* Put(std::string_view text, char* out) { return std::copy(text.begin(), text.end(), out); }
 
-// A charset as it is named in a header: in small letters, with a divider that some mailers write as '-'.
+// A charset by its name in a header: in small letters, with a divider that some mailers write as '-'.
 struct Name {
     std::string_view text;
     bool either_divider = false;
@@ -52,9 +52,9 @@ constexpr Name jis_tag{"=?iso-2022-jp?"};
 constexpr Name shift_jis_tag{"=?shift_jis?"};
 constexpr Name either_shift_jis_tag{"=?shift_jis?", true};
 constexpr Name utf8_tag{"=?utf-8?"};
-constexpr Name unknown_tag{"unknown_start_tag"};  // no mailer writes it
+constexpr Name unknown_tag{"unknown_start_tag"};  // a tag that no mailer writes
 
-// An encoded word: where it stands, and the text between its markers.
+// An encoded word: its place, and the text between its markers.
 struct Word {
     std::size_t start, end;
     char encoding;  // 'b', 'q', or 0: none, or broken and kept as text with all that follows

@@ -11,8 +11,8 @@ struct EntityText {
     CString text;
     bool was_jis = false;  // ISO-2022-JP
 };
-// Without its transfer encoding, up to the first zero byte. `charset` is what its Content-Type tells; a text
-// that looks like ISO-2022-JP is taken for that, whatever it tells. Other codes stay as they are.
+// The body without its transfer encoding, up to the first zero byte. `charset` is that of its Content-Type; a
+// text that looks like ISO-2022-JP is taken for that, whatever the charset. Other codes stay unchanged.
 EntityText TextOfEntity(MimeFormatStruct const& leaf, std::string_view charset);
 
 }  // namespace mime

@@ -15,19 +15,19 @@ constexpr std::string_view word_end = "?=";
 constexpr std::string_view to_ascii = "\x1B(B";
 constexpr std::size_t escape_size = 3;
 
-// What a new word must find free on the current line.
+// Room that a new word needs on the current line.
 constexpr std::size_t word_room = 30;
 // The Base64 of up to three bytes and of ESC ( B behind them, and the end of the word.
 constexpr std::size_t tail_size = 8 + word_end.size();
 
-// Nothing makes more of the value than words of few characters: an escape of three bytes and one byte behind
-// it give an empty word behind a fold, and a run that just fills a short word one more.
+// The largest result comes from words of few characters: an escape of three bytes and one byte behind it give
+// an empty word behind a fold, and a run that just fills a short word gives one more.
 constexpr std::size_t FoldedWordsRoom(std::size_t length) { return 8 * length + 64; }
 
-// A piece of a run: one character, or an escape that stands inside the run. Size 0: the run ends.
+// A piece of a run: one character, or an escape inside the run. Size 0: the run ends.
 struct Piece {
     std::size_t size;
-    std::string_view character_set;  // in force behind the piece, as its escape
+    std::string_view character_set;  // at the end of the piece, as its escape
 };
 
 std::string_view CharacterSetOf(char const* escape) {
@@ -54,10 +54,10 @@ Piece NextPiece(char const* place, std::string_view character_set) {
     return cut ? end : Piece{2, character_set};
 }
 
-// What one word takes of a run.
+// The part of a run in one word.
 struct Chunk {
     std::size_t size;
-    std::string_view character_set;  // in force behind the chunk
+    std::string_view character_set;  // at the end of the chunk
     bool ends_run;
 };
 
@@ -84,7 +84,7 @@ class HeaderLines {
 
     void AddPlain(std::string_view text) { Append(text); }
 
-    // Puts the pending ASCII run to the current line or, if it does not fit and has something in front, to
+    // Appends the pending ASCII run to the current line or, if it does not fit and has something in front, to
     // the next.
     void EndPlain() {
         const std::string_view plain(out_ + plain_, used_ - plain_);
@@ -135,7 +135,7 @@ class HeaderLines {
         line_ = used_ - 1;
     }
 
-    // An ASCII run may bring folds of its own.
+    // An ASCII run may contain folds.
     void FindLineStart() {
         const std::string_view last(out_ + line_, used_ - line_);
         const std::size_t own_fold = last.rfind("\n\t");
@@ -174,7 +174,7 @@ int MIMEBase64EncodeForJIS(char** out, char const* in) {
         } else if (IsAsciiEscape(place)) {
             place += escape_size;
         } else {
-            // An escape of no meaning here counts as text.
+            // An escape that has no meaning here counts as text.
             void const* const next =
                 std::memchr(place + 1, escape_byte, static_cast<std::size_t>(end - place - 1));
             char const* const stop = next ? static_cast<char const*>(next) : end;

@@ -28,7 +28,7 @@ std::size_t LineEndFrom(std::string_view text, std::size_t at) {
         std::find_if(text.begin() + static_cast<std::ptrdiff_t>(at), text.end(), IsLineEnd) - text.begin());
 }
 
-// Whether every CR and LF of a text stands in a CR LF.
+// Whether every CR and LF of a text is part of a CR LF.
 bool HasOnlyCrLf(std::string_view text) {
     std::size_t at = 0;
     for (std::size_t end; (end = text.find('\n', at)) != npos; at = end + 1)
@@ -49,7 +49,7 @@ Message Divide(std::string_view text) {
     return {text.substr(0, empty + line_end.size()), text.substr(empty + empty_line.size())};
 }
 
-// Folded lines joined; false when a CR or LF stands alone, which is dropped like a line end where it folds.
+// Joins folded lines; false when a CR or LF stands alone, which is dropped like a line end that folds.
 bool Unfold(std::string_view header, std::string& unfolded) {
     bool whole = true;
     unfolded.reserve(header.size());
@@ -125,7 +125,7 @@ ContentType Divided(std::string_view value) {
     return {value.substr(0, slash), rest.substr(0, end), rest.substr(end)};
 }
 
-// Decodes a text with all its parts. What is still to be decoded waits in a list, not on the stack.
+// Decodes a text with all its parts. Parts not yet decoded wait in a list, not on the stack.
 class Decoding {
   public:
     explicit Decoding(std::string_view text) : text_(text), delimiters_(text) {}

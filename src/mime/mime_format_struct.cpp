@@ -28,7 +28,7 @@ constexpr auto npos = std::string_view::npos;
 
 CString Text(std::string_view text) { return CString(text); }
 
-// The body of a Base64 entity decoded; false when it is none.
+// The body of a Base64 entity decoded; false for a body that is not Base64.
 bool DecodeBase64(CString const& body, std::string& out) {
     std::string text(static_cast<std::size_t>(body.GetLength()) + 1, '\0');
     DeleteBlankAndBreakLine(body, text.data());
@@ -80,7 +80,8 @@ MimeFormatStruct& MimeFormatStruct::operator=(MimeFormatStruct const& other) {
 }
 
 MimeFormatStruct& MimeFormatStruct::operator=(MimeFormatStruct&& other) noexcept {
-    MimeFormatStruct taken(std::move(other));  // `other` may be a part of this one, which goes with `taken`
+    // `other` may be a child of this one, which is destroyed with `taken`
+    MimeFormatStruct taken(std::move(other));
     m_aHeader.Items().swap(taken.m_aHeader.Items());
     std::swap(m_strContentTypeName, taken.m_strContentTypeName);
     std::swap(m_strContentType, taken.m_strContentType);
@@ -98,7 +99,7 @@ MimeFormatStruct& MimeFormatStruct::operator=(MimeFormatStruct&& other) noexcept
 
 MimeFormatStruct::~MimeFormatStruct() { DropChildren(); }
 
-// Each entity is taken apart before it goes, so that none goes with children in it.
+// Takes each entity apart before it is destroyed, so that none is destroyed with children in it.
 void MimeFormatStruct::DropChildren() noexcept {
     if (m_aChild.IsEmpty()) return;
     std::vector<Children::Storage> waiting;
@@ -114,7 +115,7 @@ void MimeFormatStruct::DropChildren() noexcept {
 
 void MimeFormatStruct::Init() { *this = MimeFormatStruct(); }
 
-// All but the children.
+// Copies all fields but the children.
 void MimeFormatStruct::TakeFields(MimeFormatStruct const& other) {
     m_aHeader = other.m_aHeader;
     m_strContentTypeName = other.m_strContentTypeName;
@@ -129,7 +130,7 @@ void MimeFormatStruct::TakeFields(MimeFormatStruct const& other) {
     m_bHasChild = other.m_bHasChild;
 }
 
-// `src` may be a part of `dst`: the copy is made before anything of `dst` goes.
+// `src` may be a part of `dst`: the copy is made before anything of `dst` is destroyed.
 MimeFormatStruct& MimeFormatStruct::Copy(MimeFormatStruct& dst, MimeFormatStruct const& src) {
     if (&dst == &src) return dst;
     MimeFormatStruct copy;

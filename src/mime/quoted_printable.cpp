@@ -11,8 +11,7 @@
 namespace mime {
 namespace {
 
-// How a byte is written: the characters, the last one filling up to a whole store, and how many of them
-// count.
+// The encoded form of a byte: the characters, the last one filling up to a whole store, and their number.
 struct QuotedForm {
     std::array<char, 4> characters;
     std::uint32_t length;
@@ -48,7 +47,7 @@ constexpr DigitPlaces digit_places = [] {
 
 }  // namespace
 
-// Its characters, a soft line break behind each 73 or more of them, and slack for whole stores.
+// Room for its characters, a soft line break behind each 73 or more of them, and slack for whole stores.
 std::size_t QuotedPrintableRoom(std::string_view in) noexcept {
     std::size_t characters = in.size();
     for (char const byte : in) characters += IsPlain(static_cast<unsigned char>(byte)) ? 0 : 2;

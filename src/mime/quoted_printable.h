@@ -7,7 +7,7 @@
 
 #include "tessaly/platform/cstring.h"
 
-// Quoted-printable (RFC 2045 6.7) under the operations that offer it.
+// The common part of all operations in quoted-printable (RFC 2045 6.7).
 namespace mime {
 
 // Most characters of an encoded line in front of the '=' of a soft line break.
@@ -17,8 +17,8 @@ inline constexpr std::size_t quoted_line_limit = 75;
 // written.
 std::size_t EncodeQuotedPrintable(std::string_view in, char* out) noexcept;
 
-// A whole text in quoted-printable, and the way back with all its bytes; see CMailDataStructure, which offers
-// them. Decoding needs room for `in` and gives the number of bytes written.
+// Encodes and decodes a whole text with all its bytes; see CMailDataStructure, which offers both. Decoding
+// needs room for `in` and gives the number of bytes written.
 CString QuotedPrintable(std::string_view text);
 std::size_t DecodeQuotedText(std::string_view in, char* out) noexcept;
 std::string FromQuotedPrintable(std::string_view in);
@@ -42,15 +42,15 @@ constexpr char HexByte(char high, char low) noexcept {
     return static_cast<char>((h > 0 ? h << 4 : 0) | (l > 0 ? l : 0));
 }
 
-// A place in a text under decoding. What is written never passes what is read.
+// A place in a text that is decoded in place. Writing never passes reading.
 struct QuotedText {
     char const* in;
     char const* end;
     char* out;
 };
 
-// Copies text and decodes =XX up to the end or to the first '=' without two digits behind it; the place stays
-// there.
+// Copies text and decodes =XX up to the end or to the first '=' without two digits behind it; the place then
+// stays there.
 void DecodeQuotedRun(QuotedText& text) noexcept;
 
 // Decodes the whole text with any two characters behind '=' as digits. false: stopped at a '=' with less than

@@ -21,7 +21,7 @@ char const* SkipSoftBreaks(char const* place, char const* end) {
     return place;
 }
 
-// As if the soft line breaks were taken out first: one may even stand between '=' and its digits.
+// As if the soft line breaks were removed first: one may even stand between '=' and its digits.
 std::size_t DecodeQuotedBody(std::string_view in, char* out) {
     mime::QuotedText text{in.data(), in.data() + in.size(), out};
     for (;;) {

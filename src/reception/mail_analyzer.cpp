@@ -19,17 +19,17 @@ constexpr std::string_view line_ends = "\r\n";
 constexpr std::string_view refuse_tag = "<REFUSE>";
 constexpr std::string_view register_tag = "<REGISTER>";
 
-// Who sends bounces.
+// The senders of bounces.
 constexpr std::string_view daemons[] = {"MAILER-DAEMON", "Postmaster",   "Mail.Delivery.Subsystem",
                                         "SysAdmin",      "root@",        "admin@",
                                         "admins2@",      "ccadmin@",     "supervisor",
                                         "smtp-admin",    "post-master@", "Mailer-Agent@",
                                         "smtp-master",   "sysop@",       "uxgw@"};
-// The words of their subjects; all of a group must be there.
+// The words of their subjects; all of a group must occur.
 const std::vector<std::string_view> subjects_of_bounces[] = {
     {"User", "unknown"},   {"Host", "unknown"},  {"Service", "unavailable"},
     {"failure", "notice"}, {"Returned", "mail"}, {"Mail", "could", "not", "be", "delivered"}};
-// Behind which text of a bounce without parts the returned mail stands.
+// The texts behind which the returned mail follows in a bounce without parts.
 constexpr std::string_view copy_marks[] = {
     "--- Below this line is a copy of the message.",
     "Each of the following recipients was rejected by a remote mail server.\r\n"
@@ -54,10 +54,10 @@ bool Is(Type const& type, std::string_view main, std::string_view sub) {
     return ContainsNoCase(type.type.View(), main) && ContainsNoCase(type.subtype.View(), sub);
 }
 
-// A value that lacks its closing quote is none.
+// A value without its closing quote does not count.
 constexpr mime::ParameterForm parameter_form{.needs_closing_quote = true, .drops_blanks = true};
 
-// Skips what an empty mail may hold: line ends, blanks, full-width blanks.
+// Whether a mail holds only line ends, blanks and full-width blanks.
 bool IsBlank(std::string_view text) {
     constexpr std::string_view full_width_blank = "　";
     for (std::size_t at = 0; at < text.size();) {
@@ -114,8 +114,8 @@ int MailAnalyzer::MailAnalysis(MimeFormatStruct& mail) {
     return MailAnalysis();
 }
 
-// The order of the tests matters: a refusal from a mailer daemon is a refusal, and a receipt is one whoever
-// sent it.
+// The order of the tests matters: a refusal from a mailer daemon is a refusal, and a receipt counts from any
+// sender.
 int MailAnalyzer::MailAnalysis() {
     if (CString id; reception::FirstMessageID(mail_.m_aHeader, "message-id", id)) message_id_ = id;
     reception::TakeFromAddress(mail_, from_address_);

@@ -19,8 +19,8 @@ std::string WithoutBlanks(std::string_view text) {
     return kept;
 }
 
-// Quoted strings and encoded words may hold what looks like an address or an ID. What is opened and not
-// closed is kept; an end that is missing once is missing for all that follow, and is not looked for again.
+// Quoted strings and encoded words may contain a text like an address or an ID. One that is opened and not
+// closed is kept; an end that is missing once is missing for all that follow, and is not searched again.
 std::string WithoutQuotedText(std::string_view text) {
     std::string kept;
     bool words_end = true;
@@ -40,7 +40,7 @@ std::string WithoutQuotedText(std::string_view text) {
     return kept;
 }
 
-// What stands outside of the comments; one that is not closed ends the text.
+// The text outside of the comments; a comment that is not closed ends the text.
 std::string DateText(std::string_view value) {
     std::string kept;
     for (std::size_t at = 0; at < value.size(); ++at) {
@@ -54,7 +54,7 @@ std::string DateText(std::string_view value) {
     return kept;
 }
 
-// Walks a date part by part.
+// Reads a date part by part.
 class DateParts {
   public:
     explicit DateParts(std::string_view text) : text_(text) {}
@@ -116,7 +116,7 @@ constexpr Zone zones[] = {{"JST", 540},  {"UT", 0},     {"GMT", 0},    {"EDT", -
                           {"EST", -300}, {"CDT", -300}, {"CST", -360}, {"MDT", -360},
                           {"MST", -420}, {"PDT", -420}, {"PST", -480}, {"Z", 0}};
 
-// The military zones but J and Z (RFC 5322 4.3): A to I and K to M lead east, N to Y west.
+// The military zones but J and Z (RFC 5322 4.3): A to I and K to M lie east, N to Y west.
 bool TakeMilitary(std::string_view zone, int& minutes) {
     if (zone.size() != 1 || zone[0] < 'A' || zone[0] > 'Y' || zone[0] == 'J') return false;
     char const letter = zone[0];

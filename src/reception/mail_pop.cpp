@@ -47,14 +47,14 @@ bool MailPop::Fail(int code) {
     return false;
 }
 
-// A failed send counts as a failed receive too: the user reads the same.
+// A failed send counts as a failed receive too: the text for the user is the same.
 bool MailPop::SocketFailure(int socket_error) {
     delivery::SetSocketError(error_, socket_error, delivery::SocketCall::receive);
     return false;
 }
 
 bool MailPop::TooLong(char const* what) {
-    // What is left of it would be taken for the reply to the next command.
+    // The rest of the text would be taken for the reply to the next command.
     socket_->Close();
     error_.SetErrS(error_unknown_code, "サーバーの応答が長すぎます: %s", what);
     return false;
@@ -153,7 +153,7 @@ class MailPop::Wire : public PopConversation::Channel {
     bool const reports_;
 };
 
-// Whether the step was done; else its number and text are kept, `refusal` for a reply that refuses.
+// Whether the step succeeded; else its number and text are kept, `refusal` for a reply that refuses.
 bool MailPop::Done(PopResult result, PopConversation const& pop, int refusal) {
     if (result == PopResult::done) return true;
     failure_ = pop.Failure();

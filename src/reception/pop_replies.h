@@ -7,17 +7,17 @@
 #include "tessaly/platform/cstring.h"
 #include "tessaly/reception/mail_pop.h"
 
-// What the lines of a list of a POP3 server say (RFC 1939). They have no line end; a blank one says nothing.
+// The lines of the lists of a POP3 server (RFC 1939). They have no line end; a blank one is ignored.
 namespace reception {
 
 using PopList = CArray<PopMailInfo, PopMailInfo>;
 
-// A line of the answer to LIST: a further row. A number that is none counts as 0. How many lines come is for
-// the caller to count.
+// A line of the answer to LIST: a further row. A number that cannot be read counts as 0. The caller counts
+// the lines.
 void TakeSizeLine(std::string_view line, PopList& list);
 
-// The lines of the answer to UIDL. A line usually tells of the row at its own place; else of the first row of
-// its number, and without one it is dropped. A unique ID of more than 70 characters is bad (RFC 1939 7).
+// The lines of the answer to UIDL. A line usually belongs to the row at its own place; else to the first row
+// of its number, and without one it is dropped. A unique ID of more than 70 characters is bad (RFC 1939 7).
 class UniqueIdReader {
   public:
     explicit UniqueIdReader(PopList& list) : list_(list) {}

@@ -22,7 +22,7 @@ void abnbase64encoding(char* out, char const* in) { out[Encode(out, in, storage:
 long abnbase64decoding(char* out, char const* in) {
     int const* values = storage::InverseBoundaryAlphabet();
     std::uint32_t bits = 0;
-    int held = 0;  // bits of `bits` that no byte was made of
+    int held = 0;  // bits of `bits` that were not written yet
     long written = 0;
     for (; in && *in; ++in) {
         auto const byte = static_cast<unsigned char>(*in);

@@ -16,7 +16,7 @@
 
 namespace {
 
-// The lock of a file, whatever directory it lies in.
+// The lock of a file name, whatever its directory.
 class FileLock {
   public:
     explicit FileLock(char const* path) : mutex_(false, NameOf(path)), lock_(&mutex_) {}

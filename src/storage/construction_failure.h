@@ -4,9 +4,9 @@ class CErrMsg;
 
 namespace storage {
 
-// How a constructor ends that cannot bind or read what it is given: the text of `error` is shown in a message
-// box - with a stop icon where there is a `title` - and CUserException is raised. The last form sets the
-// error number first.
+// Ends a constructor that cannot bind or read its arguments: the text of `error` is shown in a message box
+// (with a stop icon where there is a `title`), and CUserException is raised. The last form sets the error
+// number first.
 [[noreturn]] void FailConstruction(CErrMsg const& error);
 [[noreturn]] void FailConstruction(CErrMsg const& error, char const* title);
 [[noreturn]] void FailConstruction(CErrMsg& error, int code);

@@ -7,7 +7,7 @@
 
 namespace storage {
 
-// A number as the cells of all tables hold it.
+// A number in the form of the cells of all tables.
 inline CString Decimal(int number) {
     char digits[12];  // "-2147483648"
     auto const end = std::to_chars(digits, digits + sizeof digits, number).ptr;

@@ -74,7 +74,7 @@ void CFileHistory::ExecuteCopy() {
 void CFileHistory::DeleteTransitFiles() const {
     const CString folder = EndsInDivider(directory_) ? directory_ : directory_ + "\\";
     const CString start = transit_prefix + TitleOf(target_) + ".";
-    // The title may hold what a pattern takes for a wildcard, so it is compared here.
+    // The title may hold characters that are wildcards in a pattern, so it is compared here.
     CFileFind found;
     for (bool more = found.FindFile(folder + transit_prefix + "*"); more;) {
         more = found.FindNextFile();

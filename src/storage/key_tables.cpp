@@ -11,10 +11,10 @@
 namespace storage {
 namespace {
 
-// What every byte of the key material comes from.
+// The source of all bytes of the key material.
 constexpr std::string_view seed = "Tessaly key material, first edition";
 
-// Part of the input of the generator: what the bytes are for.
+// The use of the bytes, part of the input of the generator.
 enum Purpose : unsigned char {
     default_tables = 1,
     bank_tables = 2,
@@ -108,7 +108,7 @@ struct Bytes {
     }
 };
 
-// Made by the first thread that asks.
+// Made by the first thread that needs it.
 template <class Type>
 class Kept {
   public:

@@ -46,7 +46,7 @@ void AppendTime(std::string& out, platform::CalendarTime const& time) {
     AppendNumber(out, 2, time.second);
 }
 
-// Where there are no locks on files, writers go on without.
+// Where files cannot be locked, writers go on without.
 class FileLock {
   public:
     explicit FileLock(platform::AppendFile& file) : file_(file) { file_.Lock(); }
@@ -99,14 +99,14 @@ void LogWriter::Write(platform::CalendarTime const& now) {
         std::string block(title_rule);
         block.append(title_.View()).append(line_end).append(title_rule);
         buffer_.insert(0, block);
-        title_.Empty();  // it now waits in the buffer if the write fails
+        title_.Empty();  // waits in the buffer if the write fails
     }
     if (!file_->Append(buffer_)) return;
     length_ += static_cast<std::int64_t>(buffer_.size());
     buffer_.clear();
 }
 
-// Opens the file of the day, unless it is open and still what it was, and makes sure of its date line.
+// Opens the file of the day, unless it is open and unchanged, and makes it begin with its date line.
 bool LogWriter::Ready(platform::CalendarTime const& now) {
     int const cycle = now.day % cycle_days;
     if (path_.IsEmpty() || cycle_ != cycle) CreateCyclicLogFilePath(cycle);
@@ -122,9 +122,9 @@ bool LogWriter::Ready(platform::CalendarTime const& now) {
     return true;
 }
 
-// The length shows at little cost whether the file was deleted or cut or others wrote to it, so it is asked
-// for at each call. A look at the path, which alone shows that the file was renamed, costs as much as the
-// write itself.
+// The length shows at little cost whether the file was deleted or cut or others wrote to it, so it is read at
+// each call. A look at the path, which alone shows that the file was renamed, costs as much as the write
+// itself.
 bool LogWriter::StillOpen() {
     if (!file_->IsOpen() || !(file_path_ == path_)) return false;
     const std::int64_t now = platform::MonotonicMilliseconds();
@@ -136,7 +136,7 @@ bool LogWriter::StillOpen() {
     return length >= 0;
 }
 
-// The first look needs no lock: a file of today stays one.
+// The first check needs no lock: a file of today stays one.
 bool LogWriter::BeginsWith(platform::CalendarTime const& now) {
     const std::string date = DateText(now);
     std::string head;
@@ -144,8 +144,8 @@ bool LogWriter::BeginsWith(platform::CalendarTime const& now) {
     return head == date || BeginAnew(date);
 }
 
-// Empties a file of another day and gives it its date line, unless another writer has done so by now; that
-// one may have come to the next day already.
+// Empties a file of another day and writes its date line, unless another writer has done so meanwhile; that
+// writer may already be in the next day.
 bool LogWriter::BeginAnew(std::string const& date) {
     const FileLock lock(*file_);
     std::string head;

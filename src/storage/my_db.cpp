@@ -23,7 +23,7 @@ constexpr char bad_column_count_text[] = "列数は1以上の値にしてくだ�
 
 using Rows = CArray<XCStringArrayEx, XCStringArrayEx>::Storage;
 
-// Reserves the rows of a file as soon as enough of them have been read to know their size.
+// Reserves the rows of a file as soon as enough of them have been read to estimate their size.
 class RowEstimate {
   public:
     explicit RowEstimate(std::int64_t file_size) : file_size_(file_size) {}
@@ -34,12 +34,13 @@ class RowEstimate {
         // Rows differ; a little more room is cheaper than growing.
         Reserve(rows, estimate + estimate / 16);
     }
-    // Gives back what was reserved in vain.
+    // Releases room that was not needed.
     static void Finish(Rows& rows) {
         if (rows.capacity() > rows.size() + rows.size() / 8) rows.shrink_to_fit();
     }
 
-    // A wish: the length of a file with holes says nothing of its rows, which grow as they come.
+    // Reserving is optional: the length of a file with holes says nothing about its rows, which are added as
+    // they are read.
     static void Reserve(Rows& rows, std::int64_t lines) {
         if (lines <= 0) return;
         try {

@@ -42,8 +42,8 @@ Range Part(_SORT_SET** set, Range range, bool ascending) {
     }
 }
 
-// Keys that all differ have one order only, whatever sorts them, and this way takes no quadratic time.
-// Result: false, with `keys` as they were, when two are equal.
+// Keys that all differ have only one order, whatever the sorting, and this one is never quadratic. Result:
+// false, with `keys` unchanged, when two are equal.
 bool SortDistinct(std::vector<_SORT_SET>& keys, bool ascending) {
     std::vector<_SORT_SET> sorted = keys;
     std::sort(sorted.begin(), sorted.end(), [ascending](const _SORT_SET& a, const _SORT_SET& b) {
@@ -55,11 +55,11 @@ bool SortDistinct(std::vector<_SORT_SET>& keys, bool ascending) {
     return true;
 }
 
-// A table of a million rows is three cache misses a row: the row, its cells, the text. Each is asked for this
-// many rows before it is needed.
+// A row costs three cache misses in a table of a million rows: the row, its cells, the text. Each is
+// prefetched this many rows before it is needed.
 constexpr int cells_ahead = 24;
 constexpr int text_ahead = 12;
-constexpr int length_in_front = 8;  // of a CString's text stands its length, which is looked at first
+constexpr int length_in_front = 8;  // the length stands in front of a CString's text, and is read first
 
 }  // namespace
 
@@ -90,7 +90,7 @@ int CMyDB::Sort(int column, _MYDB_DATATYPE type, int ascending) {
 }
 
 void CMyDB::QuickSortReflexive(_SORT_SET** set, int left, int right, int ascending) {
-    // A list of ranges in place of recursion, which some orders of keys would take as deep as there are rows.
+    // A list of ranges instead of recursion, which some orders of keys would take as deep as there are rows.
     std::vector<Range> waiting{{left, right}};
     while (!waiting.empty()) {
         const Range range = waiting.back();
@@ -146,8 +146,7 @@ int CMyDB::FrontAgreementReference(CString text, int column, int start, int step
 
 int CMyDB::PartialAgreementReference(CString text, int column, int start, int step) const {
     const std::string_view wanted = text.View();
-    // Bytes that do not occur at all cannot occur at the start of a character, and are far quicker to look
-    // for.
+    // Bytes that do not occur at all cannot occur at the start of a character, and are searched much faster.
     return Search(column, start, step, [wanted](std::string_view cell) {
         return cell.find(wanted) != std::string_view::npos &&
                platform::Find(cell, wanted) != std::string_view::npos;

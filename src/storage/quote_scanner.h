@@ -12,7 +12,7 @@
 namespace storage {
 
 // Gives the places of the double quotes of [start, limit) one after the other. It looks at 64 bytes together:
-// that many behind the limit must be readable, whatever they hold.
+// that many behind the limit must be readable, with any content.
 class QuoteScanner {
   public:
     static constexpr std::size_t step = 64;
@@ -50,7 +50,7 @@ class QuoteScanner {
 
     char const* at_;
     char const* limit_;
-    std::uint64_t quotes_ = 0;  // those of the 64 bytes at at_ that were not given yet
+    std::uint64_t quotes_ = 0;  // quotes of the 64 bytes at at_ that were not returned yet
 };
 
 }  // namespace storage

@@ -76,7 +76,7 @@ class QuotedFormatter {
         return conversion;
     }
 
-    // A negative width is a flag and a width; a negative precision is none.
+    // A negative width is a flag and a width; a negative precision counts as none.
     void AddStar(std::string& text) {
         int const value = va_arg(arguments_, int);
         if (value < 0 && text.back() == '.')

@@ -5,7 +5,7 @@ namespace {
 
 constexpr bool EndsLine(char c) noexcept { return c == '\r' || c == '\n'; }
 
-// What a quote inside a field means, by the byte behind it.
+// The role of a quote inside a field, by the byte behind it.
 enum class QuoteRole { doubled, closes_field, ends_record, malformed };
 
 QuoteRole RoleOf(char const* quote) noexcept {
@@ -27,7 +27,7 @@ int DivideRecord(char* text, std::size_t size, FieldList& fields, std::size_t ma
     if (size == 0) return 0;
 
     int count = 0;
-    std::size_t out = 0;  // plain fields stand at or before what they are made from
+    std::size_t out = 0;  // plain fields never lie behind their source
     std::size_t start = 0;
     auto const end_field = [&] {
         if (fields.size() < max_kept)

@@ -15,9 +15,9 @@ namespace {
 
 constexpr std::size_t first_block = std::size_t{16} << 10;
 constexpr std::size_t large_block = std::size_t{512} << 10;
-// Behind the block, for the scanner.
+// Readable bytes behind the block, for the scanner.
 constexpr std::size_t padding = QuoteScanner::step;
-// A physical line is taken in pieces of this size. A piece ends at a NUL, and so does the line if the NUL
+// A physical line is read in pieces of this size. A piece ends at a NUL, and so does the line if the NUL
 // comes first.
 constexpr std::size_t line_piece = 1023;
 
@@ -85,7 +85,7 @@ void RecordReader::DropRecord() noexcept {
 
 void RecordReader::SetTable(unsigned char const* decode_table) {
     if (decode_table == table_) return;
-    // What was read ahead is decoded already: it goes back through the old table first.
+    // Bytes read ahead are decoded already: they are encoded with the old table first.
     unsigned char again[256];
     for (int plain = 0; plain < 256; ++plain) again[plain] = static_cast<unsigned char>(plain);
     if (table_)
@@ -152,7 +152,7 @@ bool RecordReader::ReadRecordText() {
             if (!line_.empty()) left_out_ = true;
             return false;
         }
-        // A doubled quote changes nothing, so every quote counts.
+        // A doubled quote does not change the result, so every quote counts.
         auto const quotes = std::count(line_.begin() + static_cast<std::ptrdiff_t>(tested), line_.end(), '"');
         quotes_open ^= quotes % 2 != 0;
         tested = line_.size();
@@ -217,7 +217,7 @@ RecordReader::OrdinaryRecord RecordReader::ScanOrdinaryRecord(std::size_t max_ke
 int RecordReader::ReadRow(CStringPool& pool, int columns, XCStringArrayEx& row) {
     auto const cells = static_cast<std::size_t>(std::max(columns, 0));
     OrdinaryRecord record = ScanOrdinaryRecord(cells);
-    // It may only be cut by the end of the block.
+    // The record may only be cut by the end of the block.
     if (record.fields == 0 && end_ - position_ < large_block / 2 && Fill())
         record = ScanOrdinaryRecord(cells);
     char const* text = nullptr;

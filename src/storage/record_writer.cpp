@@ -15,7 +15,7 @@ namespace {
 
 constexpr std::size_t block_bytes = std::size_t{256} << 10;
 
-// Copies `text` with its quotes doubled. Result: behind the last byte written.
+// Copies `text` with its quotes doubled. Result: the place behind the last byte written.
 char* CopyDoubled(char* out, std::string_view text) noexcept {
     for (char const c : text) {
         if (c == '"') *out++ = c;
@@ -38,7 +38,7 @@ char* CopyField(char* out, std::string_view text) noexcept {
     return out;
 }
 
-// The most bytes that a cell becomes: each byte a quote, two quotes around it and what follows.
+// Largest size of a cell in the file: each byte a quote, two quotes around it, and the bytes that follow it.
 constexpr std::size_t FieldRoom(std::size_t size) noexcept { return 2 * size + 4; }
 
 }  // namespace

@@ -75,7 +75,7 @@ namespace storage {
 void Substitute(char* bytes, std::size_t size, unsigned char const* table) noexcept {
     auto* at = reinterpret_cast<unsigned char*>(bytes);
     std::size_t i = 0;
-    // Eight bytes make one store.
+    // Eight bytes are written by one store.
     for (; i + 8 <= size; i += 8) {
         std::uint64_t in;
         std::uint64_t out = 0;

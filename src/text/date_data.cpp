@@ -14,7 +14,7 @@ namespace {
 enum Part : int { year, month, day, hour, minute, second };
 
 constexpr int february = 2;
-// What ends a part; the last one is ended by the end of the text alone.
+// The character behind a part; the last part ends with the text.
 constexpr char part_ends[text::date_data_parts] = {'/', '/', ' ', ':', ':', 0};
 constexpr int lowest[text::date_data_parts] = {1900, 1, 1, 0, 0, 0};
 constexpr int highest[text::date_data_parts] = {9999, 12, 31, 23, 59, 59};
@@ -25,7 +25,7 @@ int DaysIn(int of_year, int of_month) {
     return days[of_month - 1] + (leap && of_month == february ? 1 : 0);
 }
 
-// Takes the text up to `end` away from `rest`, and `end` with it.
+// Removes the text up to `end`, and `end`, from `rest`.
 std::string_view TakePiece(std::string_view& rest, char end) {
     const std::size_t size = end ? std::min(rest.find(end), rest.size()) : rest.size();
     const std::string_view piece = rest.substr(0, size);
@@ -47,8 +47,8 @@ bool TakeDigits(std::string_view text, std::size_t from, std::size_t to, int& nu
     return true;
 }
 
-// The number of parts of a date that already stands in its stored form, with its day at least; 0 for any
-// other. Nearly all dates do, and they need not be taken apart and written anew.
+// The number of parts of a date that is already in its stored form, with its day at least; 0 for any other.
+// Nearly all dates are, and need not be divided and written again.
 int PartsAsStored(std::string_view text) {
     int values[text::date_data_parts] = {};
     int parts = 0;

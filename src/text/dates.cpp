@@ -8,7 +8,7 @@
 
 namespace {
 
-// The parts of a date in the order of its text, read as scanf reads "%4d/%2d/%2d %2d:%2d:%2d".
+// The parts of a date in the order of its text, read by the scanf format "%4d/%2d/%2d %2d:%2d:%2d".
 class DateTextReader {
   public:
     explicit DateTextReader(char const* text) noexcept : at_(text) {}

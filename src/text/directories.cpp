@@ -39,7 +39,7 @@ bool IsSoundName(std::string_view name) noexcept {
     return true;
 }
 
-// A lead byte with nothing behind it would swallow the divider that is to follow.
+// A lead byte at the end would take the divider that is appended as its second byte.
 bool EndsInCutCharacter(std::string_view path) noexcept {
     std::size_t last = 0;
     for (std::size_t at = 0; at < path.size(); at += platform::CharacterSize(path, at)) last = at;
@@ -78,7 +78,7 @@ int MakeDirectoryCompel(char const* path) {
     // Behind the drive's own root, one level after the other.
     for (std::size_t end = NextDivider(text, DriveSize(path) + 1);; end = NextDivider(text, end + 1)) {
         const CString level(text.substr(0, end));
-        // The other maker of the same directory may have been faster.
+        // Another process may have made the same directory meanwhile.
         if (!IsThere(level) && !platform::MakeDirectory(level) && !IsThere(level))
             return make_directory_failed;
         if (end >= text.size()) break;
@@ -108,7 +108,7 @@ void PathFix(CString& path) {
     const std::string_view from = before.View();
     char* const start = path.GetBuffer(before.GetLength());
     char* out = start;
-    char last_divider = 0;  // the one just written, if nothing follows it yet
+    char last_divider = 0;  // the last character written, if it is a divider
     for (std::size_t at = 0; at < from.size();) {
         const std::size_t size = platform::CharacterSize(from, at);
         char const c = from[at];

@@ -34,7 +34,7 @@ std::optional<int> MilitaryZone(char letter) noexcept {
     return std::nullopt;
 }
 
-// As atoi; a number too large for it stays at the largest one.
+// As atoi; a number too large for it becomes the largest one.
 int NumberAtStart(std::string_view text) noexcept {
     constexpr int largest = 2'000'000'000;
     std::size_t at = text.find_first_not_of(" \t\n\v\f\r");
@@ -65,7 +65,7 @@ int MonthNumber(std::string_view name) noexcept {
     return 0;
 }
 
-// Takes the text up to `divider` off `rest`, and the divider; false when there is none.
+// Removes the text up to `divider`, and the divider, from `rest`; false when there is none.
 bool Take(std::string_view& rest, char divider, std::string_view& piece) noexcept {
     const std::size_t end = rest.find(divider);
     if (end == npos) return false;

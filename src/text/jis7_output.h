@@ -5,8 +5,8 @@
 
 namespace text {
 
-// Writes ISO-2022-JP: keeps the character set that the text stands in, and puts the escape sequence in front
-// of a character of another set. The room that it writes to must be large enough.
+// Writes ISO-2022-JP: keeps the present character set of the text, and writes the escape sequence in front of
+// a character of another set. The buffer must be large enough.
 class Jis7Output {
   public:
     enum Set { ascii, roman, kana, kanji, supplementary };

@@ -2,7 +2,7 @@
 
 #include "text/kanji_arithmetic.h"
 
-// The full-width characters that stand for the half-width kana of JIS X 0201.
+// The full-width characters for the half-width kana of JIS X 0201.
 namespace text {
 
 constexpr Byte first_kana = 0xA0;  // index 0; itself no kana
@@ -19,7 +19,7 @@ extern const KanaForms sj_kana_forms;
 extern const KanaForms jis_kana_forms;
 
 // The form in `forms` of the kana `c` with the byte `next` behind it (0 at the end of the text), an empty
-// text when `c` has none. `used` becomes the number of bytes that the form stands for: 2 with a mark, else 1.
+// text when `c` has none. `used` becomes the number of bytes of that kana: 2 with a mark, else 1.
 inline char const* KanaForm(KanaForms const& forms, Byte c, Byte next, int& used) noexcept {
     int const index = c - first_kana;
     used = 2;

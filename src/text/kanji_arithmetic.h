@@ -3,8 +3,8 @@
 #include <array>
 #include <cstdint>
 
-// Row and cell of JIS X 0208 in its seven-bit and Shift-JIS forms, as tables that hold the arithmetic for
-// every byte, also for those that are part of no character.
+// Row and cell of JIS X 0208 in its seven-bit and Shift-JIS forms, as tables of the arithmetic for every
+// byte, also for those that are part of no character.
 namespace text {
 
 using Byte = unsigned char;

@@ -14,8 +14,8 @@ constexpr bool IsControl(Byte c) noexcept {
     return c == text::escape || c == text::shift_out || c == text::shift_in;
 }
 
-// The two ways to read and write: what becomes of each kind of character, and whether ESC ( I and ESC ) D
-// shift at once and the other designations end a shift.
+// The two ways to read and write: the result of each kind of character, and whether ESC ( I and ESC ) D shift
+// at once and the other designations end a shift.
 struct ToSj {
     static constexpr bool designation_shifts = true;
     static char* Kana(Byte c, char* out) noexcept {
@@ -40,7 +40,7 @@ struct ToEuc {
     }
 };
 
-// What the bytes up to the next control function are.
+// The kind of the bytes up to the next control function.
 enum class Run { single, kanji, kana, supplementary, dropped };
 
 template <class To>
@@ -95,7 +95,8 @@ class Jis7Reader {
         if (!shifted_) run_ = set;
     }
 
-    // The bytes up to the next control function, or the end of the text. The byte at hand is none.
+    // The bytes up to the next control function, or the end of the text. The present byte is no control
+    // function.
     char* TakeRun(char* out) noexcept {
         switch (run_) {
             case Run::single: return CopySingles(out);

@@ -29,8 +29,8 @@ void WriteSjKana(Byte c, bool full_width, Jis7Output& jis) noexcept {
         jis.Single(c & 0x7F);
 }
 
-// Half-width kana of EUC-JP between SO and SI, on top of what Jis7Output keeps. The single-byte set that they
-// stand in is ASCII or JIS-Roman.
+// Half-width kana of EUC-JP between SO and SI, in addition to the state of Jis7Output. Their single-byte set
+// is ASCII or JIS-Roman.
 class EucToJis7 {
   public:
     EucToJis7(char* out, bool kana_to_full_width) noexcept : jis_(out), full_width_(kana_to_full_width) {}
@@ -111,7 +111,7 @@ class EucToJis7 {
     bool shifted_ = false;
 };
 
-// Header text: Shift-JIS to JIS with a count of the columns since the text last stood in ASCII.
+// Header text: Shift-JIS to JIS with a count of the columns since the text was last in ASCII.
 class HeaderToJis7 {
   public:
     HeaderToJis7(char* out, bool kana_to_full_width, int limit) noexcept

@@ -14,12 +14,12 @@ namespace {
 
 using platform::ViewOf;
 
-// Blocks of the conversions with UTF-8 that waste more than this are cut to what they hold.
+// A block of a conversion with UTF-8 that wastes more than this is shrunk.
 constexpr std::size_t tolerated_waste = 4096;
 
 using UnicodeConversion = char* (*)(std::string_view, char*) noexcept;
 
-// The result as a block of its own; `size` is the most that it can need. Null without memory.
+// The result as a block of its own; `size` is its upper limit. Null without memory.
 char* ConvertToBlock(UnicodeConversion convert, std::string_view text, std::size_t size) noexcept {
     auto* const block = static_cast<char*>(std::malloc(size));
     if (!block) return nullptr;
@@ -94,7 +94,7 @@ char const* KCodeC::ToJIS(char const* text, int hanToZen) {
     }
 }
 
-// The old result goes only when the new one is there, since it may be the source.
+// The old result is freed only when the new one exists, since it may be the source.
 template <class Convert>
 char const* KCodeC::Keep(std::size_t size, Convert convert) {
     auto result = std::make_unique_for_overwrite<char[]>(size);

@@ -17,8 +17,8 @@ constexpr bool IsUserDefinedLead(Byte c) noexcept { return c >= 0xF0 && c <= 0xF
 // Row 13 of the NEC special characters.
 constexpr bool IsNecSpecial(Byte lead, Byte trail) noexcept { return lead == 0x87 && trail <= 0x9C; }
 
-// What stands at the start of a text, and how many bytes it takes. From `cut_user_defined` on, it has no
-// place in a line of Shift-JIS text.
+// The character at the start of a text, and its bytes. Kinds from `cut_user_defined` on must not occur in a
+// line of Shift-JIS text.
 struct Character {
     enum Kind { plain, half_kana, nec_special, user_defined, cut_user_defined, control, broken } kind;
     int size;
@@ -37,7 +37,7 @@ Character ClassOf(ByteRange in) noexcept {
     return {IsNecSpecial(c, in.at[1]) ? Character::nec_special : Character::plain, 2};
 }
 
-// Calls `offends` with each character that may not stand in a mail.
+// Calls `offends` with each character that must not occur in a mail.
 template <class Offends>
 int CheckMailBody(char const* text, int& noHalfKana, int& noMachineChar, int& noBrokenChar, Offends offends) {
     noHalfKana = noMachineChar = noBrokenChar = 1;

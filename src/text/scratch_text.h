@@ -5,7 +5,7 @@
 
 namespace text {
 
-// Room for a text that lives for one call: a value's worth of bytes on the stack, more of them on the heap.
+// Room for a text during one call: on the stack for the size of a value, on the heap for more.
 class ScratchText {
   public:
     explicit ScratchText(std::size_t size) {

@@ -8,10 +8,10 @@ namespace {
 using text::Byte;
 using text::ByteRange;
 
-// Bytes that stand with the byte behind them. 0x80 and the bytes behind 0xFC do so here too.
+// Bytes that form a pair with the byte behind them; here also 0x80 and the bytes behind 0xFC.
 constexpr bool OpensPair(Byte c) noexcept { return (c >= 0x80 && c < text::first_kana) || c >= 0xE0; }
 
-// Hands `put` the two-byte pieces and the single bytes of the converted text. false at a cut character.
+// Calls `put` with the two-byte pieces and the single bytes of the converted text. false at a cut character.
 template <class PutPair, class PutSingle>
 bool Walk(ByteRange in, PutPair put_pair, PutSingle put_single) {
     while (!in.Empty()) {

@@ -11,8 +11,8 @@ namespace {
 
 constexpr std::uint16_t blank = 0x20;
 
-// What a byte and the one behind it become in UTF-8: the bytes in their order from the lowest on, then their
-// number, then the number of source bytes that they stand for.
+// The UTF-8 form of a byte and the one behind it: the bytes in their order from the lowest on, then their
+// number, then the number of source bytes used.
 struct Utf8Form {
     std::uint32_t bits = 0;
 
@@ -68,8 +68,8 @@ char* TakeThreeByteRun(UnicodeTables const& tables, ByteRange& in, char* out) no
     return out;
 }
 
-// The usual run: double-byte characters, each giving three bytes. A fourth byte is written along; what
-// follows goes over it.
+// The usual run: double-byte characters, each giving three bytes. A fourth byte is written too, and
+// overwritten by the next character.
 char* TakePairRun(UnicodeTables const& tables, ByteRange& in, char* out) noexcept {
     while (in.Holds(2)) {
         const Utf8Form form = tables.utf8_of_pair[unsigned{in.at[0]} << 8 | in.at[1]];

@@ -5,13 +5,12 @@
 
 #include "text/byte_runs.h"
 
-// Shift-JIS and UTF-8 in one pass each, by code page 932, and the single steps that they are made of.
+// Shift-JIS and UTF-8 in one pass each, by code page 932, and their single steps.
 namespace text {
 
-// Takes one sequence of UTF-8 as one 16-bit unit, which is the system's own reading: a byte below 0x80 one
-// byte; top bits 110 two bytes; any other byte three bytes, with 4 bits from the first and 6 from each
-// further byte, whatever its top bits. `in` must hold a byte. false, with `in` as it was, when the sequence
-// is cut.
+// Takes one sequence of UTF-8 as one 16-bit unit, by the system's own reading: a byte below 0x80 one byte;
+// top bits 110 two bytes; any other byte three bytes, with 4 bits from the first and 6 from each further
+// byte, whatever its top bits. `in` must hold a byte. false, with `in` unchanged, when the sequence is cut.
 inline bool TakeUnit(ByteRange& in, std::uint16_t& unit) noexcept {
     const Byte first = *in.at;
     int const size = first < 0x80 ? 1 : (first & 0xE0) == 0xC0 ? 2 : 3;
@@ -39,11 +38,11 @@ inline char* PutCode(std::uint16_t code, char* out) noexcept {
 }
 
 // Takes one Shift-JIS character as one unit. A double-byte code without a character becomes a blank; so does
-// a lead byte before a byte that cannot be a second byte, which then stands for itself. `in` must hold a
-// byte. false, with `in` as it was, for a lead byte at the end.
+// a lead byte before a byte that cannot be a second byte, which then is a character of its own. `in` must
+// hold a byte. false, with `in` unchanged, for a lead byte at the end.
 bool TakeSjUnit(ByteRange& in, std::uint16_t& unit) noexcept;
 
-// Both write no NUL, return the end of what they wrote, and never write behind the byte that follows it. A
+// Both write no NUL, return the end of the written text, and never write further than one byte behind it. A
 // leading byte order mark of UTF-8 is skipped; a unit 0 and a cut sequence or character end the text.
 char* SjFromUtf8(std::string_view utf8, char* out) noexcept;
 char* Utf8FromSj(std::string_view sj, char* out) noexcept;

@@ -88,7 +88,7 @@ class HalfForms {
     HalfForm const& Of(Byte first, Byte second) const noexcept { return forms_[first - first_row][second]; }
 
   private:
-    // Stands where a second byte 0x7F would: it goes to nothing.
+    // In place of a second byte 0x7F: it has no half-width form.
     static constexpr char no_character[] = "\x83\x7F";
 
     HalfForm& At(char const* pair) noexcept {
