@@ -113,7 +113,7 @@ TEST(HtmlMailEncoder, BoundaryOccursInNeitherPart) {
     for (bool const in_text : {true, false}) {
         clock.Set({1083827290, 0});
         Encoded("a", "b", 1, 1, 1);
-        clock.Set({1083827289, 42});  // the draw begins anew
+        clock.Set({1083827289, 42});  // restarts the random numbers
         EXPECT_NE(first,
                   Encoded(in_text ? first.c_str() : "a", in_text ? "b" : first.c_str(), 1, 1, 1).boundary);
     }
@@ -170,7 +170,7 @@ std::string Multipart(char const* type, std::string const& parts) {
            parts + "--=_b--\r\n";
 }
 
-// As other programs write them.
+// The forms of other programs.
 TEST(EmlFile, ForeignForms) {
     const std::string
         text = "--=_b\r\nContent-Type: text/plain; charset=\"ISO-2022-JP\"; format=flowed\r\n\r\n" +

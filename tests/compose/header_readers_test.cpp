@@ -10,7 +10,7 @@
 
 namespace {
 
-// Everything that reads a header field of a mail from outside.
+// All readers of the header fields of a mail from outside.
 void ReadHeaders(CString const& mail) {
     MailAnalyzer analyzer;
     analyzer.MailAnalysis(mail);
@@ -27,7 +27,7 @@ void ReadHeaders(CString const& mail) {
     CAttachFileManager().SetFileInfoFromMimeFormatStruct(entity);
 }
 
-// What is opened and never closed, in each field: a step that looks for the end once per opening would take
+// Openings that are never closed, in each field: a step that searches the end once per opening would take
 // hours.
 TEST(HeaderReaders, HostileFieldsTakeLinearTime) {
     constexpr int bytes = 50000;

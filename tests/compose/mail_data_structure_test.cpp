@@ -34,7 +34,7 @@ std::string Jis(char const* text) {
 constexpr std::string_view boundary_start = "_TESSALY_MULTIPART_";
 constexpr std::size_t boundary_size = boundary_start.size() + 17 + 6;  // time, "_", four characters, "_"
 
-// Boundaries become @1, @2, ... in the order in which they first stand there.
+// Boundaries become @1, @2, ... in the order of their first occurrence.
 std::string Numbered(std::string text) {
     std::size_t first;
     for (int number = 1; (first = text.find(boundary_start)) != text.npos; ++number) {
@@ -149,7 +149,7 @@ TEST(GetMimeString, BoundaryIsOfItsMomentAndOccursInNoPart) {
                                  : place == std::string("html")    ? mail.m_mimeHtml
                                  : place == std::string("picture") ? mail.m_aHtmlAttach[1]
                                                                    : mail.m_aNormalAttach[0];
-        // The clock goes on and back, so the draw begins anew with the same one.
+        // The clock goes on and back, so the same random numbers are drawn again.
         clock.Set({1083827290, 0});
         mime::NewBoundary("", "");
         clock.Set({1083827289, 42});
@@ -164,7 +164,7 @@ TEST(GetMimeString, BoundaryIsOfItsMomentAndOccursInNoPart) {
     }
 }
 
-// A body as it was, in each of the ways in which a text can be written; and what becomes of it.
+// A body in each of the forms in which a text can be written, and the merged result.
 TEST(GetMimeString, MergesIntoTextAndHtmlInTheirEncoding) {
     OneCustomer customer;
     customer.KanjiSei = "表<&";

@@ -41,7 +41,7 @@ class CustomerTest : public testing::Test {
         EXPECT_EQ(1, db.SetSystemOption(&option));
     }
 
-    // Stores a new customer; his ID.
+    // Stores a new customer; result: the ID.
     int Add(char const* address, char const* family = "") {
         OneCustomer customer;
         db.GetOneCustomerForNew(customer, 1);
@@ -67,7 +67,7 @@ class CustomerTest : public testing::Test {
         return content;
     }
     std::string Sequence() const { return ReadFile(env.DataPath("DB\\dbseq.dat")); }
-    // Every look-up by ID gives what an index made anew gives.
+    // Every look-up by ID gives the result of a new index.
     void ExpectIndexIsRight(int highest_id) {
         CDatabaseEdit anew(db);
         anew.MakeIndex();

@@ -55,7 +55,7 @@ TEST_F(DatabaseEditTest, StoresAndGivesBackACustomer) {
     }
     EXPECT_EQ(COleDateTime(2004, 5, 6, 7, 8, 9), read.EntryDate);
 
-    // An edit keeps the registration time that it is given and never the update time.
+    // An edit keeps the given registration time and sets the update time.
     Advance();
     read.KanjiMei = "新";
     read.RenewalDate = COleDateTime(1980, 1, 1, 0, 0, 0);
@@ -63,7 +63,7 @@ TEST_F(DatabaseEditTest, StoresAndGivesBackACustomer) {
     ExpectCells(0, {{3, "新"}, {54, now_text}, {55, later_text}});
     EXPECT_EQ(1, db.GetLineNumber());
 
-    // Too much and garbage in the row.
+    // Too long a date and garbage in the row.
     db.SetAtElement(0, 8, "1970/01/02 03:04:05 and more");
     for (int flag : {21, 22, 53}) db.SetAtElement(0, flag, "YES");
     db.SetAtElement(0, 54, "2001/02/03 04:05:06.789");
@@ -121,7 +121,7 @@ TEST_F(DatabaseEditTest, GivesEveryIDOnce) {
     EXPECT_EQ(3, db.GetNewDBID());
     EXPECT_EQ(5, db.GetNewDBID());
 
-    // 200 values in use in a row are given up.
+    // After 200 used values in a row the search ends.
     for (int id = 6; id < 206; ++id) {
         salvaged.CustomerID = id;
         db.SetOneCustomerInfoForRepair(salvaged);
@@ -143,7 +143,7 @@ TEST_F(DatabaseEditTest, GivesEveryIDOnce) {
     ExpectCells(-7, {{0, "-7"}, {9, "1-2"}, {54, "2001/01/02 03:04:05"}, {55, "1899/12/30 00:00:00"}});
 }
 
-// Edits, new customers and imports between changes that the index does not follow by itself.
+// Edits, new customers and imports between changes that the index does not follow.
 TEST_F(DatabaseEditTest, KeepsTheIndexRight) {
     for (int i = 0; i < 40; ++i) Add("a@example.jp");
     ExpectIndexIsRight(45);
@@ -152,8 +152,8 @@ TEST_F(DatabaseEditTest, KeepsTheIndexRight) {
     ExpectIndexIsRight(45);
 
     db.RemoveLine(3);
-    db.SetAtElement(0, 0, 30);  // now two rows have the ID 30, of which the later one counts
-    Add("b@example.jp");        // makes the index anew, as one of the indexes is out of date
+    db.SetAtElement(0, 0, 30);  // two rows have the ID 30, of which the later one counts
+    Add("b@example.jp");        // rebuilds the index, as one of the indexes is out of date
     ExpectIndexIsRight(45);
     EXPECT_EQ(CDatabaseEdit::no_match, db.DBID2RowNumber(0));
     EXPECT_EQ(29, db.DBID2RowNumber(30));
@@ -173,10 +173,10 @@ TEST_F(DatabaseEditTest, KeepsTheIndexRight) {
     db.RemoveAll(1);
     db.MakeIndex();
     EXPECT_EQ(CDatabaseEdit::no_match, db.DBID2RowNumber(100));
-    EXPECT_EQ(100, db.GetMaxDBID());  // never goes down
+    EXPECT_EQ(100, db.GetMaxDBID());  // never decreases
 }
 
-// An index out of date names rows that are gone; nothing may be read there.
+// An index out of date names rows that do not exist; nothing may be read there.
 TEST_F(DatabaseEditTest, LooksUpNothingBehindTheTable) {
     for (int i = 0; i < 10; ++i) Add("a@example.jp");
     EXPECT_EQ(0, db.SearchCustomerOneElement(1, "A@example.jp", -1, direction_forward));
@@ -387,7 +387,7 @@ TEST_F(DatabaseEditTest, BindsOnceAndRefusesNull) {
     EXPECT_EQ(0, table.SetEnvManager(nullptr));
     EXPECT_EQ(1, table.SetEnvManager(&env));
     EXPECT_EQ(0, table.SetEnvManager(&env));
-    EXPECT_EQ(0, late.SetEnvManager(&env));  // it has got one with the table
+    EXPECT_EQ(0, late.SetEnvManager(&env));  // it got one with the table
     EXPECT_EQ(&env, table.GetEnvManager());
 
     static std::vector<std::string> shown;
@@ -407,7 +407,7 @@ TEST_F(DatabaseEditTest, BindsOnceAndRefusesNull) {
               shown);
 }
 
-// Whoever holds the mutex may call every operation; others wait, also in another process.
+// The owner of the mutex may call every operation; others wait, also in another process.
 TEST_F(DatabaseEditTest, ExcludesOtherThreadsAndProcesses) {
     Add("a@example.jp");
     std::atomic<bool> done = false;

@@ -95,8 +95,8 @@ TEST(AddressIndex, AgreesWithALinearSearchWhateverChanges) {
     EXPECT_EQ(static_cast<int>(table.rows.size()), index.RowCount());
 }
 
-// The hash works on eight bytes at a time; letters stand in every place of a word and next to those that only
-// look so.
+// The hash works on eight bytes at a time; letters stand in every place of a word and next to bytes that
+// differ from letters in one bit.
 TEST(AddressIndex, HashDoesNotDependOnTheCaseOfLetters) {
     for (int c = 1; c < 256; ++c) {
         for (std::size_t size = 1; size <= 9; ++size) {

@@ -6,7 +6,7 @@ namespace {
 
 class RegistrationTest : public CustomerTest {
   protected:
-    // The elements of the customer that are not at their defaults, or the failure.
+    // The elements of the customer that differ from their defaults, or the failure.
     std::string Read(std::string const& text, int strict = 0) {
         OneCustomer customer;
         customer.KanjiSei = "old";
@@ -23,7 +23,7 @@ class RegistrationTest : public CustomerTest {
 
 TEST_F(RegistrationTest, FieldsByTheirRules) {
     const struct {
-        char const *field, *loose, *strict;  // what is read without and with strictness, null for a refusal
+        char const *field, *loose, *strict;  // the result without and with strictness, null for a refusal
     } rows[] = {
         {"", "", ""},
         {"<NAME_SEI>表\r\nソ</NAME_SEI>", "2=表ソ ", "2=表ソ "},

@@ -79,7 +79,7 @@ TEST_F(HistoryTest, WhatIsNotBoundYetIsNamed) {
     ExpectFails(-3, 5003, history.GetCustomerIDList(list, 0, 0));
     EXPECT_EQ(1, history.SetDatabaseEdit(&fresh_db));
     EXPECT_EQ(0, history.SetDatabaseEdit(&db) + history.SetMailListViewer(&mails));
-    EXPECT_EQ(&env, fresh_mails.GetEnvManager());  // handed on, whichever came first
+    EXPECT_EQ(&env, fresh_mails.GetEnvManager());  // passed on, whichever was set first
     EXPECT_EQ(&env, fresh_db.GetEnvManager());
     ExpectFails(-14, 5014, history.SetMailID(13, 0));
     EXPECT_EQ(13, history.SetMailID(13, 1) + history.GetMailID());
@@ -109,7 +109,7 @@ TEST_F(HistoryTest, LoadsWhatIsAHistory) {
         if (content != no_file) WriteTable(path, content, key);
         ExpectFails(result, code, history.GetHDataFromFileToMemory(0, nullptr));
         EXPECT_EQ(-1, history.DBID2RowNumber(8));
-        EXPECT_EQ(0, history.WriteHDataFromMemoryToFile());  // leaves what it could not read alone
+        EXPECT_EQ(0, history.WriteHDataFromMemoryToFile());  // leaves the file that it could not read
         EXPECT_EQ(content, OnDisk());
         if (code > 5202) continue;
         Append(7, "W", -1);
@@ -317,7 +317,7 @@ TEST_F(HistoryTest, Counts) {
         sum = {sum[0] + sent, sum[1] + errors, sum[2] + opened, sum[3] + 1};
         EXPECT_EQ(sum, counted(history, 1)) << state << retry;
     }
-    Append(100, "E", INT_MAX);  // a file can say so
+    Append(100, "E", INT_MAX);  // as from a damaged file
     EXPECT_EQ((Ids{INT_MAX, INT_MAX, sum[2], sum[3] + 1}), counted(history, 1));
 }
 

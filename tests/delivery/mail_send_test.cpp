@@ -163,7 +163,7 @@ TEST_F(MailSendTest, EveryEndOfAConversation) {
         EXPECT_EQ(failure.phase, c.result == 1 ? protocol::SmtpPhase::none : phases[c.said]);
         EXPECT_EQ(failure.code != 0, c.result == 0 || c.result == -3);
         Lines received = server.Received();
-        // Whether QUIT still reaches a server that has given up is chance.
+        // Whether QUIT still reaches a server that has closed is chance.
         if (!c.quit && !received.empty() && received.back() == quit) received.pop_back();
         EXPECT_EQ(received, Said(c.said, c.quit));
 
@@ -395,8 +395,7 @@ TEST_F(MailSendTest, CheckWithoutAuthenticationEndsAfterTheGreeting) {
     EXPECT_EQ(server.Received(), Lines{quit});
 }
 
-// As carriers issued them, against RFC 5321 4.1.2; and double-byte characters whose second bytes are no
-// blanks.
+// As issued by carriers, against RFC 5321 4.1.2; and double-byte characters whose second bytes are no blanks.
 TEST_F(MailSendTest, OddAddressesGoOut) {
     for (char const* address :
          {"a..b@example.jp", "a.@example.jp", ".a@example.jp", "\"a,b\"@example.jp", "表@x"}) {

@@ -72,7 +72,7 @@ TEST(MailWordInsert, ValuesOfEveryWord) {
         const string word = MailWordInsert::itsMailInsertDefinition[row.id].insert_string;
         EXPECT_EQ(Merge("[" + word + "]"), "[" + string(row.value) + "]") << row.id;
     }
-    // The twenty attributes in a row: each word reads the member of its letter.
+    // The twenty attributes in order: each word reads the member of its letter.
     OneCustomer customer;
     CString* member = &customer.ExtraA;
     string origin, expected;
@@ -134,7 +134,7 @@ TEST(MailWordInsert, WhatIsAndIsNotMerged) {
     EXPECT_EQ(Merge(many), many);
 }
 
-// Row by row as the table is told to be searched, against the way it is searched.
+// A search row by row, to compare with the look-up.
 int PlainLookUp(string const& text, int html) {
     for (int id = 0; id < MailWordInsert::word_count; ++id) {
         const string word = MailWordInsert::itsMailInsertDefinition[id].insert_string;

@@ -40,7 +40,7 @@ struct Client : CMySMTPS {
     }
     int Do(int method) { return SMTPS_Do(Handle(), method, 0, nullptr, nullptr); }
     std::string Reason() { return std::string(GetLastErrorInJapanese().View()); }
-    // A line of the trail as the component would give it.
+    // A line of the trail, as from the component.
     void Line(int direction, char const* text) {
         SMTPSPITrailEventParams line{direction, text};
         FirePITrail(&line);
@@ -81,7 +81,7 @@ TEST_F(SecureSmtp, AWholeConversationAndItsLog) {
         EXPECT_EQ(text.find(secret), text.npos);
 }
 
-// What the server answers, how it ends, and what the user reads.
+// The server's replies, the end, and the text for the user.
 TEST_F(SecureSmtp, WhereItBreaks) {
     const std::string offers = "220 hi|250-hi\r\n250 AUTH CRAM-MD5 LOGIN PLAIN|";
     constexpr char const *stopped = "送信サーバに接続しました。しかし、送信サーバの応答が停止しました。",
@@ -339,7 +339,8 @@ TEST_F(SecureSmtp, UpgradesThatDoNotCome) {
     }
 }
 
-// A security that is none must not be taken for the plain way, whether its setting was looked at or not.
+// An unknown security must not count as a plain connection, whether the result of its setting was checked or
+// not.
 TEST_F(SecureSmtp, AnUnknownSecurityConnectsNowhere) {
     ScriptedServer server(std::string(hello) + taken);
     Client client(server.Port());

@@ -97,7 +97,7 @@ TEST(SmtpAuthentication, AnswersAreExact) {
     EXPECT_EQ(protocol::PlainAnswer("a^b", "^"), platform::Base64Of(std::string("a\0b\0a\0b\0\0", 9)));
     // The second byte of "／" is that of "^".
     EXPECT_EQ(protocol::PlainAnswer("u", "／"), platform::Base64Of(std::string("u\0u\0", 4) + "／"));
-    // A user name that breaks off inside a character does not swallow the NUL behind it.
+    // A user name that ends inside a character does not hide the NUL behind it.
     EXPECT_EQ(protocol::PlainAnswer("\x81", "p"), platform::Base64Of(std::string("\x81\0\x81\0p", 5)));
     EXPECT_EQ(protocol::PromptKind("UserName:"), protocol::LoginPrompt::user);
     EXPECT_EQ(protocol::PromptKind("Password for username"), protocol::LoginPrompt::user);
@@ -118,7 +118,7 @@ TEST(SmtpAuthentication, LimitsOfTheBuffersAreExact) {
     EXPECT_FALSE(protocol::CredentialsFit(AuthMethod::cram_md5, text(349), ""));
     EXPECT_TRUE(protocol::CredentialsFit(AuthMethod::plain, text(100), text(179)));
     EXPECT_FALSE(protocol::CredentialsFit(AuthMethod::plain, text(100), text(180)));
-    // The answers that just fit need no more than the buffer with its NUL.
+    // The longest answers that fit need no more than the buffer with its NUL.
     EXPECT_LT(platform::Base64Of(text(381)).size(), protocol::auth_buffer_size);
     EXPECT_LT(protocol::PlainAnswer(text(100), text(179)).size(), protocol::auth_buffer_size);
     EXPECT_LT(protocol::CramMd5Answer(text(348), "p", "c").size(), protocol::auth_buffer_size);
@@ -201,7 +201,7 @@ TEST(MailSendHeader, LinesAreExact) {
         {nullptr, "v", "a", ""},
         // Half-width kana become full-width.
         {"X", "ｱ", nullptr, "X: =?iso-2022-jp?B?GyRCJSIbKEI=?=\r\n"},
-        // A fold stays, everything else that would add a line goes.
+        // A fold stays, everything else that would add a line is removed.
         {"X", "a\r\n b\r\n\tc", nullptr, "X: a\r\n b\r\n\tc\r\n"},
         {"X", "a\r\nBcc: b\r\n", nullptr, "X: a  Bcc: b  \r\n"},
         {"X", "a\nb\rc", "d\r\ne", "X: \"a b c\" <d  e>\r\n"},
@@ -301,7 +301,7 @@ TEST_F(MailStamps, BoundaryHasItsForm) {
     ASSERT_EQ(boundary.size(), start.size() + 4 + end.size());
     EXPECT_EQ(boundary.substr(0, start.size()), start);
     EXPECT_EQ(boundary.substr(boundary.size() - end.size()), end);
-    // What may stand in a boundary without a blank (RFC 2046 5.1.1).
+    // The characters of a boundary without a blank (RFC 2046 5.1.1).
     EXPECT_EQ(boundary.find_first_not_of(
                   "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789'()+_,-./:=?"),
               std::string::npos);

@@ -39,7 +39,7 @@ TEST_F(TestMailingInfoTest, BindingReadsTheFileOrMakesIt) {
     EXPECT_EQ("", ContentOf(path));
     EXPECT_EQ(CMyDB::db_no_directory, testers.ReadFromFileToMemory(folder.Path("none\\t.dat"), 0, nullptr));
     const CString other = folder.Path("other.dat");
-    // The environment's key is drawn anew each time, and a table under another one can by chance look sound.
+    // The environment's key is random, and a table under another one can by chance look sound.
     int refused = 0;
     for (char const* other_key : {"a", "b", "c", "d", "e", "f", "g", static_cast<char const*>(nullptr)}) {
         WriteTable(other, Record(56, "5"), other_key);

@@ -65,7 +65,7 @@ TEST(CompoundKey, AnyDamageGivesEmptyValues) {
         };
         for (std::size_t place = 0; place < sound.size(); ++place) {
             EXPECT_EQ("||", values_of(sound.substr(0, place))) << place;
-            // Of the last symbol some bits stand for nothing, so that each other symbol is tried there.
+            // Some bits of the last symbol are unused, so each other symbol is tried there.
             const std::string others = place + 1 < sound.size() ? "AQgw/" : symbols;
             for (char const c : others + "=\x80\xff\"") {
                 if (sound[place] == c) continue;
@@ -79,7 +79,7 @@ TEST(CompoundKey, AnyDamageGivesEmptyValues) {
     }
 }
 
-// Environments made by an earlier build stay open for ever.
+// Environments of earlier builds stay readable for ever.
 TEST(CompoundKey, TheStoredFormNeverChanges) {
     EXPECT_EQ(
         "Votai8Z7g4S9IDjITjvoTyj4hlCdBEC744WW2//Yk2b1yQuxpqNU9FdEiHUCnwUOTt+GSwVup+J0YN8ioYwdi2ClCuL+we7g"

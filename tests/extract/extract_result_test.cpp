@@ -219,7 +219,7 @@ TEST_F(ExtractResultTest, LoadTellsWhatIsWrongWithTheFile) {
 
 TEST_F(ExtractResultTest, ViewDropsTheWiped) {
     for (int const id : {2, 3, 5}) ASSERT_EQ(0, db.PhysicalDeletion(id));
-    db.DeleteCustomer(1);  // who still has her data
+    db.DeleteCustomer(1);  // whose data are still stored
     CArray<ERDetailPlusDB, ERDetailPlusDB> entries;
     const std::tuple<int, int, std::vector<int>, std::vector<int>> views[] = {
         {-1, 3, {0, 1, 4}, {0, 1, 4}},   {0, 1, {0, 1}, {0, 1, 5, 4}},   {0, 0, {0}, {0, 3, 1, 5, 4}},
@@ -258,7 +258,7 @@ TEST_F(ExtractResultTest, ViewKeepsWhatItCouldNotFinish) {
     EXPECT_EQ(3205, Code());
     EXPECT_EQ(0, list.WriteAllOnMemoryDBIDToFile());
     EXPECT_EQ(Lines({0}), OnDisk());
-    SetConsent(2, "Y");  // her ID can come back with her data
+    SetConsent(2, "Y");  // the ID can come back with its data
     EXPECT_EQ(2, list.AddDBID(2));
 }
 

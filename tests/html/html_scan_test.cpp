@@ -168,7 +168,7 @@ TEST(HtmlScan, AgreementLooksAtTheAttributesOfThePattern) {
 }
 
 // Texts are shared among the tags of a page: every name must keep its value, whatever the two are, in a tag
-// by itself, in a page of all of them, and written anew.
+// by itself, in a page of all of them, and rewritten.
 TEST(HtmlScan, AnyNameKeepsAnyValue) {
     constexpr int names = 60, values = 300;
     std::string page, listed, rewritten;

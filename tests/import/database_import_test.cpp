@@ -89,7 +89,7 @@ TEST_F(DatabaseImportTest, UpdatesKnownCustomers) {
     EXPECT_EQ(4, db.GetLineNumber());
     ExpectIndexIsRight(6);
 
-    // Assigned and empty clears; too short a line doesn't assign.
+    // Assigned and empty clears; a line that is too short does not assign.
     EXPECT_EQ(2, Import("known@example.jp,\ntwice@example.jp\n", {2}));
     EXPECT_EQ("", Value(0, 2));
     EXPECT_EQ("新", Value(3, 2));
@@ -112,7 +112,7 @@ TEST_F(DatabaseImportTest, KeepsKnownCustomersOnRequest) {
     EXPECT_EQ("ONCE@example.jp", Value(3, 1));
 }
 
-// Values behind element 1 override what the address has set, the one before it is never taken.
+// Values behind element 1 override those that the address has set; the one before it is never used.
 TEST_F(DatabaseImportTest, TakesFieldsInTheOrderOfTheElements) {
     std::string const line = ",77,N,,Y,2001/2/3,2002/3/4 5\n";
     EXPECT_EQ(1, Import("a@example.jp" + line, {0, 21, 22, 53, 54, 55}));
@@ -141,7 +141,7 @@ TEST_F(DatabaseImportTest, RefusesLinesWhole) {
         {"b@example.jp,x,,1,1,,5,,N", "53=N "},
         {"known@example.jp,x,,1,zero,,5,,", "15=zero "},
         {"known@example.jp,y,,1,1,YY,5,,", ""},
-        // A field that is accepted is no reason; nor is bad direct mail of a known customer.
+        // An accepted field is no reason; nor is bad direct mail of a known customer.
         {"known@example.jp,y,soon,\"1\"\"\",zero,YY,5,2004/1/2", "8=soon 9=1\" 15=zero "},
         {"b@example.jp,x,soon,1,1,YY,five", "8=soon 21=YY 29=five "},
         {"no address,x,,1x,1,YY", "1=no address 9=1x 21=YY "},
@@ -212,7 +212,7 @@ TEST_F(DatabaseImportTest, EndsEarlyInOrder) {
     }
     EXPECT_EQ(7, imported);
     EXPECT_EQ(1, lines.GetSize());
-    EXPECT_EQ(1, db.GetLineNumber());  // the replaced table goes only when the run begins
+    EXPECT_EQ(1, db.GetLineNumber());  // the replaced table is dropped only when the run begins
     // No columns at all, and more of them than elements: every line is refused, nothing is touched beyond the
     // row.
     EXPECT_EQ(0, db.ImportDBfromFile(path, ",", 0, columns, 1, nullptr, lines, texts, ""));
@@ -263,7 +263,7 @@ TEST_F(DatabaseImportTest, TakesHostileFiles) {
     EXPECT_EQ("x", Value(0, 2));
     EXPECT_EQ("\x81", Value(1, 2));
     CString const closed = WriteFile("closed.csv", "c@example.jp\n");
-    if (geteuid() == 0) return;  // may read everything
+    if (geteuid() == 0) return;  // root may read everything
     chmod(folder.Host("closed.csv").c_str(), 0);
     CArray<int, int> columns;
     EXPECT_EQ(-41, db.ImportDBfromFile(closed, ",", 0, columns, 1, &imported, lines, texts, ""));

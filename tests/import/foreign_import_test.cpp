@@ -420,8 +420,8 @@ TEST_F(ForeignImportTest, FudemameThroughItsConverter) {
     EXPECT_EQ(Broken("拡張属性の項目Aが文字列型ではありません。"), Lines());
 }
 
-// What the reader of records leaves out at the end of a file is lost in silence unless the whole file is
-// asked for.
+// The text that the reader of records leaves out at the end of a file is lost without a message unless the
+// option whole_file is set.
 TEST_F(ForeignImportTest, TheEndOfTheFile) {
     const std::string titles = std::string(corvane_titles) + "\r\n",
                       last = CorvaneLine("1", "a@example.jp", "", nullptr),

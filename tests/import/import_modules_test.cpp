@@ -137,7 +137,7 @@ TEST(FieldRules, CheckAndConvert) {
     }
 }
 
-// Dates that stand in their stored form are recognised without a full reading, which must not show.
+// Dates in their stored form are recognised without a full reading; the results must be the same.
 TEST(FieldRules, StoreDatesAsReformattingDoes) {
     std::mt19937 random(3);
     for (int round = 0; round < 50000; ++round) {
@@ -214,7 +214,7 @@ TEST_F(CustomerIDSourceTest, MovesPastTheTableAndNeverBack) {
         EXPECT_EQ(c.moved, CustomerIDSource(&env).MovePast(c.largest)) << c.largest;
         EXPECT_EQ(c.file, Sequence()) << c.largest;
     }
-    // Values that another has drawn meanwhile are not given back.
+    // Values that another object has drawn meanwhile are not returned.
     SetSequence(0);
     {
         CustomerIDSource ids(&env);

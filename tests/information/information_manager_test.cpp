@@ -63,7 +63,7 @@ TEST(ProxySetting, WrittenAndRead) {
     EXPECT_EQ(0, manager.SetProxyAuthSetting(scratch.Path("no\\such"), "s", "1", "", "", 0));
 }
 
-// A proxy that answers by itself, so that nobody has to ask the real page.
+// A proxy that answers by itself, so that no test requests the real page.
 class Page : public testing::Test {
   protected:
     // Result, and the date.

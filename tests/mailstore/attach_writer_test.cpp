@@ -29,7 +29,7 @@ class AttachWriterTest : public testing::Test {
     MailEnvironment place;
 };
 
-// Every byte value, in an order that no period of the encoding meets.
+// Every byte value, in an order that no period of the encoding matches.
 std::string Bytes(std::size_t size) {
     std::string bytes(size, '\0');
     unsigned value = 0;
@@ -144,7 +144,7 @@ TEST_F(AttachWriterTest, FailuresLeaveTheirNumber) {
     EXPECT_EQ(1, writer.EncodeTempDataToDataDir("a", 0) + writer.SetAttachListRecordToMemory("a", "1"));
     ExpectFails(writer, attach_list_missing, writer.GetAttachListElement(1, 7).GetLength());
     ExpectFails(writer, attach_bad_element_number, writer.GetAttachListElement(0, 2).GetLength());
-    // A list written elsewhere stays unsaved at home.
+    // A list written to another file still counts as unsaved.
     EXPECT_EQ(1, writer.WriteFromMemoryToFileAppointFileName(place.Path("copy.dat")));
     EXPECT_EQ(1, writer.SaveAttachList());
     EXPECT_EQ(place.Content("copy.dat"), place.Content("MAIL\\12\\attc12.dat"));

@@ -19,7 +19,7 @@ struct MailEnvironment : TestEnvironment {
     }
     bool Has(CString const& below) const { return platform::IsFile(Path(below)); }
     std::string Content(CString const& below) const { return ContentOf(Path(below)); }
-    // Puts an empty folder where a file stands or would come.
+    // Puts an empty folder in the place of a file.
     bool Block(CString const& below) const {
         platform::RemoveFile(Path(below));
         return platform::MakeDirectory(Path(below));

@@ -41,7 +41,7 @@ TEST(MailWriterTest, TextsComeBackFromTheSlotsTheyWereGivenTo) {
     ExpectFails(writer, 0, mail_body_bad_mail_id_set, writer.WriteMailAllTypeToFile());
     ExpectFails(writer, 0, mail_body_bad_mail_id_given, writer.SetNewMailID(-1));
     EXPECT_EQ(1, writer.SetNewMailID(3));
-    ExpectFails(writer, 0, mail_body_bad_mail_id_set, writer.SetNewMailID(3));  // no new mail any more
+    ExpectFails(writer, 0, mail_body_bad_mail_id_set, writer.SetNewMailID(3));  // no new mail after that
     ExpectFails(writer, 0, 0, writer.SetMailRecordToMemory(subject_128.c_str(), body_10240.c_str(), pc));
     ExpectFails(writer, 0, mail_body_bad_data,
                 writer.SetMailRecordToMemory(nullptr, (body_10240 + "b").c_str(), wl));
@@ -50,7 +50,7 @@ TEST(MailWriterTest, TextsComeBackFromTheSlotsTheyWereGivenTo) {
     ExpectFails(writer, -2, 0, writer.SetMailRecordToMemory("", "", slot_7));
     EXPECT_EQ(1, writer.WriteMailAllTypeToFile());
 
-    MailWriter reader(&place.env, 5);  // the file has more slots than asked for
+    MailWriter reader(&place.env, 5);  // the file has more slots than the reader
     EXPECT_EQ(1, reader.SetMailFromFile(3, 0, nullptr));
     EXPECT_EQ(body, reader.GetMailElement(MailWriter::element_body, slot_6));
     EXPECT_EQ(129, reader.GetMailElementLength(MailWriter::element_subject, slot_6));
@@ -85,7 +85,7 @@ class OneMailMakerTest : public testing::Test {
         }
         return mail;
     }
-    // All of a mail as one text.
+    // All fields of a mail as one text.
     static CString Told(OneMail const& mail) {
         CString told =
             mail.m_strAddressName + mail.m_strHonorific + mail.m_dtReserve.Format("%Y/%m/%d %H:%M:%S");
@@ -95,7 +95,7 @@ class OneMailMakerTest : public testing::Test {
         }
         return told;
     }
-    // A file in the work folder of a terminal ("" for format 4), told in the mail.
+    // A file in the work folder of a terminal ("" for format 4), listed in the mail.
     void Attach(OneMail& mail, char const* folder, int slot, CString const& name,
                 std::string const& content) const {
         const CString work = CString("MAIL\\ATEMP\\") + folder + "\\";
@@ -238,7 +238,7 @@ TEST_F(OneMailMakerTest, BindsOnceAndSharesTheListOfItsEnvironment) {
     EXPECT_THROW(OneMailMaker(&place.env, nullptr, -1), CUserException);
     ExpectFails(bare, -5, mail_make_bad_mail_id, bare.SetMailID(999));
     EXPECT_THROW(OneMailMaker(&place.env, &mails, 999), CUserException);
-    // A list that cannot be read: the environment goes no further, and no slot takes a text.
+    // With a list that cannot be read the environment is not passed on, and no slot accepts a text.
     platform::RemoveFile(elsewhere.Path("MAIL\\maillist.dat"));
     EXPECT_EQ(1, unread.SetMailListViewer(&missing));
     EXPECT_EQ(0, unread.SetEnvManager(&elsewhere.env));
@@ -246,12 +246,13 @@ TEST_F(OneMailMakerTest, BindsOnceAndSharesTheListOfItsEnvironment) {
     ExpectFails(unread, -10, 0, unread.SetOneMailData(mail, 'N', format_4));
 }
 
-// Each failure of a store, how far it had come, and that the same object stores once the fault is mended.
+// Each failure of a store, the parts stored before it, and that the same object stores once the fault is
+// mended.
 TEST_F(OneMailMakerTest, EveryFaultOfAStoreHasItsCode) {
     struct {
         int result, code;
-        char const* in_the_way;  // a folder there
-        bool row, texts;         // what is stored before the fault
+        char const* in_the_way;  // a folder in place of a file
+        bool row, texts;         // parts stored before the fault
     } const faults[] = {{-99, mail_make_new_id_failed, "MAIL\\mailseq.dat", false, false},
                         {-9, mail_make_list_write_failed, "MAIL\\maillist.dat", true, false},
                         {-10, mail_make_body_write_failed, "MAIL\\%d\\mail%d.dat", true, false},

@@ -53,7 +53,7 @@ string DecodeParam(string const& in) {
     return static_cast<char const*>(out);
 }
 
-// A converter of the system. A text that is not well-formed is noted as a failure and becomes empty.
+// A converter of the system. A text that is not well-formed is recorded as a failure and becomes empty.
 class Converter {
   public:
     Converter(char const* from, char const* to) : from_(from), handle_(iconv_open(to, from)) {}
@@ -99,7 +99,7 @@ string Without(string text, std::string_view part) {
 }
 
 // A mail reader written for this test: every word is decoded alone by the system's converter, then the folds
-// go. `longest` becomes the longest line that holds a word.
+// are removed. `longest` becomes the longest line that holds a word.
 string ReadHeader(string const& header, Converter const& convert, std::size_t& longest) {
     const string start = "=?iso-2022-jp?B?";
     string out;
@@ -190,7 +190,8 @@ TEST(HeaderEncoder, RefusesWrongCalls) {
     EXPECT_EQ(MIMEBase64EncodeForJIS(nullptr, "a"), 0);
 }
 
-// Any mixture: no line with a word is too long, every word stands by itself, and the text is the same again.
+// Any mixture: no line with a word is too long, every word can be decoded alone, and the decoded text is the
+// same.
 TEST(HeaderEncoder, EveryMixtureComesBack) {
     const Converter jis("ISO-2022-JP", "UTF-8"), jis_with_kana("ISO-2022-JP-3", "UTF-8"),
         shift_jis("CP932", "UTF-8");
@@ -212,15 +213,15 @@ TEST(HeaderEncoder, EveryMixtureComesBack) {
     }
 }
 
-// Folds that the value brings along begin lines of their own; a TAB inside the text does not.
+// Folds in the value begin lines of their own; a TAB inside the text does not.
 TEST(HeaderEncoder, MeasuresTheRealLine) {
     const string a30(30, 'a'), word = "=?iso-2022-jp?B?GyRCJCIbKEI=?=";
     EXPECT_EQ(Encode(a30 + "\t" + a30 + ToJis("あ")), a30 + "\t" + a30 + "\r\n\t" + word);
     EXPECT_EQ(Encode(a30 + "\r\n\t" + a30 + ToJis("あ")), a30 + "\r\n\t" + a30 + word);
 }
 
-// Escapes, halves of characters and hostile bytes in any order: the room that is allocated is never passed
-// (the address sanitizer looks on), and the time is linear.
+// Escapes, halves of characters and hostile bytes in any order: nothing is written past the allocated room
+// (the address sanitizer checks), and the time is linear.
 TEST(HeaderEncoder, HostileText) {
     char const* const parts[] = {"\x1B$B", "\x1B$@", "\x1B(B",  "\x1B(J", "\x1B(I", "\x1B", "\x1B$",
                                  "\x1B(",  "\x1B(@", "\x1B$(D", "$\"",    "$",      "\xFF", "a",

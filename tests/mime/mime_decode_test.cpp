@@ -23,7 +23,7 @@ class Tool : public MimeDecodeTool {
 
 CString Text(std::string const& text) { return CString(std::string_view(text)); }
 
-// The tree in short: "{children}" of an entity with children, else "[body]".
+// The tree in a short form: "{children}" of an entity with children, else "[body]".
 std::string Shape(MimeFormatStruct const& entity) {
     if (!entity.m_bHasChild) return "[" + std::string(entity.m_strBody.View()) + "]";
     std::string shape = "{";
@@ -116,7 +116,7 @@ TEST(MimeDecode, LineEndsAndTypes) {
     EXPECT_STREQ("Z", MimeDecodeTool::stristr("\x81Z", "z"));  // in any code
 }
 
-// Trees as deep as the text, and lines that could delimit anything, by size; none may take the stack.
+// Trees as deep as the text, and lines that could delimit anything, by size; none may use the stack.
 struct HostileMail {
     std::string text;
     int result, depth;

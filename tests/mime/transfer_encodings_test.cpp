@@ -17,7 +17,7 @@ namespace {
 
 using std::string;
 
-// A buffer of exactly the room that a header promises, so that the address sanitizer sees a byte too many.
+// A buffer of exactly the room that a header promises, so that the address sanitizer detects a byte too many.
 class Buffer {
   public:
     explicit Buffer(std::size_t size) : bytes_(new char[size]), size_(size) {
@@ -166,7 +166,7 @@ TEST(Base64, SizeBeforeDecoding) {
     }
 }
 
-// Whatever is strewn in, a body gives what its filtered text gives.
+// With any foreign characters in it, a body gives the result of its filtered text.
 TEST(MailBody, Base64WithForeignCharacters) {
     std::mt19937 random(2);
     for (int round = 0; round < 3000; ++round) {

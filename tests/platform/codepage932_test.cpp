@@ -97,7 +97,7 @@ TEST(Codepage932, Utf8ThatHasNoFormOrIsNone) {
         char const* cp932;
         bool exact;
     } const rows[] = {
-        {Utf8(u8"〜−—‖¢£¬"), "～－―∥￠￡￢", true},  // what other systems write for the same signs
+        {Utf8(u8"〜−—‖¢£¬"), "～－―∥￠￡￢", true},  // the same signs by other systems
         {Utf8(u8"𠮷野家"), "?野家", false},
         {Utf8(u8"é한😀"), "???", false},
         {"\xC0\xAF", "??", false},            // overlong

@@ -330,7 +330,7 @@ TEST(CStringPool, TextsOutliveTheirPoolAndBlocks) {
 // Each text ends where its memory does, so that the sanitizers see a step behind it.
 TEST(CStringPool, ReadsATextNoFurtherThanItGoes) {
     CStringPool pool;
-    for (int i = 0; i < 300; ++i) pool.Make("early");  // only then it looks for texts that recur
+    for (int i = 0; i < 300; ++i) pool.Make("early");  // it looks for recurring texts only after that
     for (std::size_t size = 1; size <= 40; ++size) {
         std::vector<char> exact(size, 'x');
         const std::string_view text(exact.data(), size);

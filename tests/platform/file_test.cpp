@@ -117,7 +117,7 @@ TEST_F(File, FullDiskShowsWhenAStreamIsClosed) {
             EXPECT_EQ(i < writes, std::fflush(stream) == 0);
         }
         FailWritesAfter(-1);
-        // Space that comes back does not make the file whole.
+        // Space that becomes free does not make the file whole.
         EXPECT_EQ(writes < 3, std::fputs("end", stream) < 0 || std::fflush(stream) != 0);
         EXPECT_EQ(writes >= 3, CloseStream(stream));
         EXPECT_EQ(std::string("line\nline\nline\nend").substr(0, writes < 3 ? writes * 5 : 18),
@@ -131,7 +131,7 @@ TEST_F(File, WholeFiles) {
         ASSERT_TRUE(WriteWholeFile(scratch.Path("whole"), content));
         EXPECT_TRUE(content == Content(scratch.Path("whole"))) << size;
     }
-    EXPECT_NE(std::string::npos, Content("C:\\proc\\self\\status").find("Pid:"));  // its length is told as 0
+    EXPECT_NE(std::string::npos, Content("C:\\proc\\self\\status").find("Pid:"));  // its length reads as 0
 
     std::string content = "kept";
     EXPECT_FALSE(ReadWholeFile(scratch.Path(), content));
@@ -207,7 +207,7 @@ TEST_F(File, NewContentIsNeverOpenToMoreUsersThanTheFile) {
     umask(umask_before);
     EXPECT_EQ(2, Entries());
 
-    // A second name keeps the old content only when the file is to be replaced at any price.
+    // A second name keeps the old content only where the file is replaced in any case.
     ASSERT_EQ(0, link(secret.c_str(), scratch.Host("link").c_str()));
     Replacement file(secret, Replacement::always_beside);
     ASSERT_EQ(3, write(file.Get(), "new", 3));
@@ -231,7 +231,7 @@ TEST_F(File, WhatAKilledProcessLeftIsRemovedAndNothingElse) {
     for (char const* others : {"file.tessaly-newer", "file.tessaly-new.txt", ".tessaly-new"})
         ASSERT_TRUE(WriteWholeFile(scratch.Path(others), "kept"));
     {
-        Replacement first(target), second(target);  // the one that was left gives way, one in use does not
+        Replacement first(target), second(target);  // the one left behind is replaced, one in use is not
         EXPECT_EQ(target + ".tessaly-new", first.NewFile());
         EXPECT_EQ(target + ".tessaly-new2", second.NewFile());
         RemoveLeftReplacements(scratch.Host());
@@ -464,7 +464,7 @@ TEST_F(File, FindFile) {
          {"mail1.dat", "MAIL10.DAT", "mail.txt", "表.dat", "ソ.d", "no", "_x.001", "_x.002"})
         ASSERT_TRUE(WriteWholeFile(scratch.Path(name), "123"));
     ASSERT_TRUE(MakeDirectory(scratch.Path("sub.dat")));
-    // Names of other systems: no form in the code page, a lone byte, a divider of ours.
+    // Names of other systems: no form in the code page, a lone byte, a divider of library paths.
     for (char const* name : {"\xF0\x9F\x93\xA7.dat", "\xC3\xA9.dat", "back\\slash.dat", "\xFD.d"})
         std::fclose(std::fopen(scratch.Host(name).c_str(), "w"));
 

@@ -6,7 +6,7 @@
 #include <vector>
 
 // It is called where nothing may fail, so it must not need memory. Sanitizers have an allocator of their own,
-// of which mallinfo2 knows nothing.
+// which mallinfo2 does not count.
 TEST(LargeBlocks, GivingBackAllocatesNothing) {
     std::vector<void*> blocks(1000);
     for (void*& block : blocks) block = platform::TakeLargeBlock();

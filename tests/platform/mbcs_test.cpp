@@ -25,7 +25,7 @@ char16_t UpperUnit(char16_t unit) {
     return IsBetween(unit, u'a', u'z') || IsBetween(unit, u'ａ', u'ｚ') ? unit - 0x20 : unit;
 }
 
-// What `character` becomes when only its Unicode value changes.
+// `character` with another Unicode value only.
 std::string Recased(Codepage932Character const& character, char16_t unit, IconvPeer& from_utf16) {
     if (unit == character.unit) return character.bytes;
     std::string bytes;
@@ -175,7 +175,7 @@ TEST(Mbcs, SearchAgreesWithAWalkOverTheText) {
     EXPECT_EQ(platform::mbsstr(nullptr, "a"), nullptr);
 }
 
-// A search that walked back over the same lead bytes for every hit would take a minute.
+// A search that went back over the same lead bytes for every hit would take a minute.
 TEST(Mbcs, SearchStaysLinearInRunsOfLeadBytes) {
     std::string text;
     for (int i = 0; i < 150'000; ++i) text += "\x81\x82";

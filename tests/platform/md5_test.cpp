@@ -44,7 +44,7 @@ TEST(Md5, GivesTheDigestsOfRfc1321) {
     EXPECT_STREQ(untouched, "untouched");
 }
 
-// The bytes of a message may come in any pieces; the ends of blocks are where that goes wrong.
+// The bytes of a message may come in any pieces; the ends of blocks are the critical places.
 TEST(Md5, TakesAMessageInPieces) {
     for (const std::size_t size : {1, 55, 56, 57, 63, 64, 65, 119, 120, 128, 200}) {
         std::string text;
@@ -73,7 +73,7 @@ TEST(Md5, WorksOnWordsOf32Bits) {
     DWord2Byte(back, words, sizeof back);
     EXPECT_TRUE(std::equal(bytes, bytes + 8, back));
 
-    // What stands above the 32 bits of a word has no influence and does not stay.
+    // Bits above the 32 of a word have no influence and are cleared.
     unsigned long clean[4] = {1, 2, 3, 4};
     unsigned long soiled[4] = {1 | 7UL << 32, 2, 3 | 1UL << 63, 4};
     unsigned long block[16] = {};

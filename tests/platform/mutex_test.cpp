@@ -59,7 +59,7 @@ void InThreads(int count, std::function<void()> const& work) {
     for (auto& thread : threads) pthread_join(thread, nullptr);
 }
 
-// Numbers that the children of a fork see too.
+// Numbers that the children of a fork share.
 struct Shared {
     volatile long count;
     volatile int ready;
@@ -203,7 +203,7 @@ TEST_F(Table, MadeByManyAtOnce) {
             children.push_back(InChild([&] {
                 while (!shared_->ready) continue;
                 LockTable const table(name_);
-                // Each round of the loop is another lock, unless two processes made one of a name each.
+                // Each round of the loop uses another lock, unless two processes made one of a name each.
                 for (int lock = 0; lock < 50; ++lock) {
                     pthread_mutex_t* const found = table.Find("lock" + std::to_string(lock % 10));
                     ASSERT_TRUE(found && pthread_mutex_lock(found) == 0);
@@ -244,7 +244,7 @@ TEST_F(Table, MoreNamesThanSlots) {
     LockTable const table(name_);
     std::vector<pthread_mutex_t*> locks;
     for (int i = 0; i < 5000; ++i) locks.push_back(table.Find("name" + std::to_string(i)));
-    // Those held while a file's lock is taken share none with a file, however late they are asked for.
+    // Locks held while a file's lock is taken share none with a file, however late they are made.
     for (char const* global :
          {"DATABASE_EDIT_MUTEX", "MAIL_LIST_VIEWER_MUTEX", "HISTORY_LIST_VIEWER_MUTEX"}) {
         pthread_mutex_t* const lock = table.Find(global);
@@ -266,7 +266,7 @@ TEST_F(Table, MoreNamesThanSlots) {
 
 TEST_F(Table, WithoutSharedMemoryOneLockForTheProcess) {
     int const file = shm_open(name_.c_str(), O_RDWR | O_CREAT, 0600);
-    fchmod(file, 0666);  // anybody could have made it
+    fchmod(file, 0666);  // any user could have made it
     close(file);
     EXPECT_FALSE(LockTable(name_).IsOpen());
     EXPECT_FALSE(LockTable("/no/such").IsOpen());
@@ -281,7 +281,7 @@ TEST_F(Table, WithoutSharedMemoryOneLockForTheProcess) {
                   const std::string told = testing::internal::GetCapturedStderr();
                   EXPECT_EQ(1, std::count(told.begin(), told.end(), '\n')) << told;
               })));
-    // A file of ours under a second name: somebody laid it there.
+    // A file of this user under a second name, as if another user had linked it.
     std::string const shared = "/dev/shm" + name_, second = shared + "-link";
     chmod(shared.c_str(), 0600);
     EXPECT_TRUE(LockTable(name_).IsOpen());

@@ -59,7 +59,7 @@ TEST(OleDateTime, TakesOnlyWhatTheCalendarHas) {
     EXPECT_EQ(Text(time), "2004/02/28 00:00:00");
 }
 
-// Walks the whole calendar day by day with a count of its own.
+// Walks the whole calendar day by day with a separate count.
 TEST(OleDateTime, EveryDayOfTheCalendar) {
     int const lengths[] = {31, 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
     COleDateTime time = first;

@@ -22,7 +22,7 @@ std::vector<std::string> NamesOf(std::string const& host) {
     return names;
 }
 
-// A drive's host folder while such an object lives.
+// Maps a drive to a host folder as long as the object lives.
 class Mapped {
   public:
     Mapped(char letter, std::string const& folder) : letter_(letter) { platform::MapDrive(letter, folder); }

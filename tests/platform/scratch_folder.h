@@ -8,7 +8,7 @@
 
 #include "tessaly/platform/path.h"
 
-// A folder of a test's own, gone with the object.
+// A folder for one test, removed with the object.
 class ScratchFolder {
   public:
     ScratchFolder() { host_ = mkdtemp(pattern_); }

@@ -20,7 +20,7 @@ namespace {
 
 using namespace platform;
 
-// The other end: one listening socket of IPv4 or IPv6 on loopback and one connection.
+// The peer: one listening socket of IPv4 or IPv6 on loopback and one connection.
 class Peer {
   public:
     explicit Peer(bool six = false, int backlog = 5)
@@ -72,7 +72,7 @@ class Peer {
     unsigned port_ = 0;
 };
 
-// Does `on_message` while it waits, for each message of the thread.
+// Runs `on_message` while it waits, for each message of the thread.
 class Client : public CSocket {
   public:
     Client() { Create(); }
@@ -226,7 +226,7 @@ TEST_F(Socket, PeerThatGoesAway) {
         sent = client.Send("x", 1);
         SleepMilliseconds(1);
     }
-    EXPECT_EQ(-1, sent);  // and the process is still there
+    EXPECT_EQ(-1, sent);  // the process must not be ended by a signal
     EXPECT_TRUE(GetLastSocketError() == socket_aborted || GetLastSocketError() == socket_reset);
 
     client.Close();
@@ -253,7 +253,7 @@ TEST_F(Socket, MessagesWhileItWaitsAndCancel) {
         EXPECT_EQ(3, client.messages);
         EXPECT_GE(MonotonicMilliseconds() - start, 14);
 
-        // What is there counts more than a message that waits.
+        // A ready socket counts more than a waiting message.
         peer.Say("in time");
         SleepMilliseconds(6);
         EXPECT_EQ("in time", client.Hear());

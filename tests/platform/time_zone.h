@@ -4,7 +4,7 @@
 #include <ctime>
 #include <string>
 
-// The process's time zone while such an object lives.
+// The process's time zone as long as the object lives.
 class TimeZone {
   public:
     explicit TimeZone(char const* zone) {

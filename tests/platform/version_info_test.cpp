@@ -68,7 +68,7 @@ std::string Directory(std::uint32_t number, std::uint32_t offset) {
 
 constexpr std::uint32_t resource_address = 0x3000, resource_place = 0x200;
 
-// A program with nothing but its headers and one section, the resources.
+// A program of its headers and one section, the resources.
 std::string Program(std::string const& version, bool wide = false) {
     std::uint32_t const directory_size = 24;
     std::string resources = Directory(16, 0x80000000 + directory_size) +
@@ -94,7 +94,7 @@ std::string Program(std::string const& version, bool wide = false) {
 class VersionInfo : public testing::Test {
   protected:
     ~VersionInfo() override { close(memory_); }
-    // In memory, since damaged programs come by the thousand.
+    // In memory, since damaged programs are made by the thousand.
     std::string Item(std::string const& program, char const* item) {
         EXPECT_EQ(0, ftruncate(memory_, static_cast<off_t>(program.size())));
         EXPECT_EQ(static_cast<ssize_t>(program.size()), pwrite(memory_, program.data(), program.size(), 0));
@@ -103,7 +103,8 @@ class VersionInfo : public testing::Test {
         EXPECT_EQ(found, value != "-");
         return std::string(value.View());
     }
-    // Damages one byte after the other. The answer is then the right one, another text of the file, or none.
+    // Damages one byte after the other. The result must be the right value, another text of the file, or
+    // none.
     void ExpectSomeHarm(std::string const& program, char const* right) {
         std::size_t unharmed = 0;
         for (std::size_t at = 0; at < program.size(); ++at)

@@ -187,7 +187,7 @@ TEST(SocketSupportTimeLimit, ADrippingPeerEndsWithTheReplyAndNotBefore) {
     peer.socket.Close();
 }
 
-// Four parts of a text, which come within the limit each, but not together.
+// Four parts of a text, each within the limit, but not all together.
 TEST(SocketSupportTimeLimit, ALongTextMayTakeItsTime) {
     const ReplyLimit limit(600);
     test::Step part{std::string(SocketSupport::WholeReply::part - 1, 'x') + "\n"};

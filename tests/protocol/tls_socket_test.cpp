@@ -60,7 +60,7 @@ class TlsPeer {
         const std::unique_ptr<BIO, FreedBy<BIO_free_all>> out(BIO_new_file(file.c_str(), "w"));
         PEM_write_bio_X509(out.get(), certificate.get());
         thread_ = std::thread([this, clients] {
-            sigset_t pipe;  // a client that leaves in the handshake
+            sigset_t pipe;  // a client that closes during the handshake
             sigemptyset(&pipe);
             sigaddset(&pipe, SIGPIPE);
             pthread_sigmask(SIG_BLOCK, &pipe, nullptr);
@@ -98,7 +98,7 @@ TlsFailure Shake(TlsSocket& socket, int port, CString const& host, CString const
     return socket.StartTls({host, static_cast<unsigned>(port), authorities, true}, limit_ms);
 }
 
-// RFC 9525: the subject alternative names alone count, and "*" stands for a whole label.
+// RFC 9525: only the subject alternative names count, and "*" stands for a whole label.
 TEST(TlsSocket, TheNameThatACertificateMustBear) {
     const std::string too_long(300, 'x');
     const struct {

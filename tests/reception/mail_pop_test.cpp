@@ -31,7 +31,7 @@ struct Client : MailPop {
     }
 };
 
-// What the server got behind the login, a "|" in place of each line end.
+// The commands that the server received after the login, a "|" in place of each line end.
 std::string Commands(ScriptedServer& server) {
     std::string text;
     for (std::string const& line : server.Received())
@@ -40,7 +40,7 @@ std::string Commands(ScriptedServer& server) {
     return text;
 }
 
-// A server that drips, one byte at a time, is to be given up.
+// A server that sends one byte at a time must reach the limit.
 unsigned LimitFor(std::string const& script) { return script.find('%') == script.npos ? 0 : 300; }
 
 TEST(MailPop, AWholeVisit) {
@@ -161,7 +161,7 @@ TEST(MailPop, MailboxesThatLie) {
     }
 }
 
-// RFC 1939 7 for the unique ID; what is longer, and a list that is, ends the connection.
+// RFC 1939 7 for the unique ID; a longer one, and a longer list, end the connection.
 TEST(MailPop, ListsAndIdsAtTheirLimits) {
     constexpr int most_lines = 1000000, most_bytes = 64 * 1024 * 1024;
     const std::string filler(65000 - 2, 'x'), one_list = "+OK 1|+OK\r\n1 1\r\n.|", id(70, 'a');

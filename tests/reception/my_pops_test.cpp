@@ -145,7 +145,7 @@ TEST_F(SecurePop, UniqueIdsOneByOne) {
     EXPECT_EQ("", other.Ids());
 }
 
-// A server that never ends, and one that says what it likes.
+// A server that never ends, and one that sends wrong answers.
 TEST_F(SecurePop, ServersThatLie) {
     ScriptedServer endless("+OK|+OK|+OK|+OK 99999999999 1|+OK\r\n" + std::string("1 a\r\n") + "|");
     Client client(endless.Port());
@@ -162,7 +162,7 @@ TEST_F(SecurePop, ServersThatLie) {
     EXPECT_EQ(172, bad.Do(pops_connect));
 }
 
-// What outgrows RFC 1939 and the limits of a list, and a server that drips.
+// Lists beyond RFC 1939 and the limits, and a server that sends one byte at a time.
 TEST_F(SecurePop, ListsThatDoNotEnd) {
     const std::string in = "+OK|+OK|+OK|+OK 1 1|", id(70, 'a');
     std::string most = "+OK\r\n";
@@ -190,7 +190,7 @@ TEST_F(SecurePop, ListsThatDoNotEnd) {
         const std::string name = row.script.substr(0, 90);
         const ReplyLimit limit(name.starts_with('%') ? 400 : 0);
         ScriptedServer server(in + row.script);
-        // Without the log, which has a line for each line that comes.
+        // Without the log, which gets every received line.
         POPSHandle const handle = POPS_Create([](void*, int, void*) { return 0; }, nullptr);
         POPS_Set(handle, pops_server, 0, "127.0.0.1", 0);
         POPS_Set(handle, pops_port, 0, server.Port(), 0);
@@ -206,8 +206,8 @@ TEST_F(SecurePop, ListsThatDoNotEnd) {
     }
 }
 
-// Lines of the conversation ("> ", "< "), what is told of the connection ("- "), errors ("! ") and messages
-// ("# "), in their order.
+// Lines of the conversation ("> ", "< "), texts about the connection ("- "), errors ("! ") and messages ("#
+// "), in their order.
 class Recorder {
   public:
     explicit Recorder(int port) : handle_(POPS_Create(Note, this)) {
@@ -250,7 +250,7 @@ class Recorder {
     POPSHandle const handle_;
 };
 
-// Line by line, and what is told between them.
+// The lines, and the events between them.
 TEST(PopComponent, EventsInTheirOrder) {
     constexpr int none = 0;
     const std::string open = "- Connecting to mail server.|- Connected.|", in = "+OK|+OK|+OK|+OK 9|",
@@ -319,7 +319,7 @@ TEST(PopComponent, EventsInTheirOrder) {
     }
 }
 
-// What is unknown is not taken for the plain way, nor for the password in clear.
+// An unknown security does not count as a plain connection, nor an unknown login as the password in clear.
 TEST_F(SecurePop, UnknownNumbers) {
     ScriptedServer server({test::Play("+OK|+OK"), test::Play("+OK|+OK")});
     Client client(server.Port());

@@ -4,7 +4,7 @@
 #include "tessaly/reception/mail_pop.h"
 #include "tests/support/scripted_server.h"
 
-// Both clients tell of a failure by the same data.
+// Both clients give the same data for a failure.
 
 namespace {
 
@@ -67,7 +67,7 @@ TEST(PopFailure, StepReplyAndCode) {
     };
     for (auto const& row : rows)
         for (auto const& ask : {OfPlainClient, OfComponent}) {
-            ScriptedServer server(row.script + "|!");  // closes where a farewell comes
+            ScriptedServer server(row.script + "|!");  // closes instead of answering QUIT
             const PopFailure failure = ask(server.Port());
             EXPECT_EQ(row.phase, failure.phase) << row.script;
             EXPECT_EQ(row.refused, failure.refused) << row.script;

@@ -41,7 +41,7 @@ std::string DigestOf(void const* bytes, std::size_t size) {
     return digest.Hex();
 }
 
-// Files that were written once must open for ever: these digests never change.
+// Files must stay readable for ever: these digests never change.
 TEST(KeyTables, NeverChange) {
     Digest banks;
     Digest alphabets;
@@ -111,7 +111,7 @@ TEST(KeyTables, ManyThreadsMayAskFirst) {
     }
 }
 
-// The choice of the row is part of every file, too.
+// The choice of the row is part of every file too.
 TEST(Substitution, ChoosesTheRowOfAKey) {
     std::set<int> rows;
     for (int i = 0; i < 2000; ++i) rows.insert(GetKeyNumber(std::to_string(i).c_str()));
@@ -144,7 +144,7 @@ TEST(Substitution, GoesThereAndBack) {
         StringDecode(coded, coded, used);  // in place
         EXPECT_EQ(std::memcmp(coded, plain, sizeof plain), 0);
     }
-    // A text ends at its NUL, which is written, and nothing behind it is.
+    // A text ends at its NUL, which is written; no byte behind it is.
     unsigned char text[] = "ab\0cd";
     unsigned char out[] = "......";
     StringEncodeAppointTable(text, out, storage::EncodeTable(7));
@@ -206,7 +206,7 @@ TEST(Base64Text, OwnAlphabetGoesThereAndBack) {
         EXPECT_EQ(back.c_str(), text);
         text += static_cast<char>(255 - size * 3);
     }
-    // What is no symbol ends the text.
+    // A byte that is no symbol ends the text.
     char coded[16];
     char back[16];
     abnbase64encoding(coded, "abcdef");

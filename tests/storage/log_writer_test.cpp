@@ -69,8 +69,8 @@ TEST_F(LogWriterTest, ADayHasItsFileAndTenDaysLaterItStartsAfresh) {
     }
     EXPECT_EQ("2004/01/04\r\na\r\nb\r\n", ContentOf(File(4)));
 
-    // Another path holds for the rest of the day; the first write of an object or a day goes to the day's own
-    // file.
+    // Another path applies for the rest of the day; the first write of an object or a day goes to the day's
+    // own file.
     const CString mine = folder_.Path("mine.log");
     clock_.Set(At(0));
     LogWriter other;

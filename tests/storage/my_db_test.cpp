@@ -17,7 +17,7 @@ using enum storage::_MYDB_DATATYPE;
 
 namespace {
 
-// Shows what derived classes see.
+// Makes protected members public.
 class Table : public CMyDB {
   public:
     using CMyDB::ChangeRow;
@@ -326,7 +326,7 @@ TEST_F(MyDb, WritesOnlyWhatIsChanged) {
     EXPECT_EQ(table.WriteDBFile(1, nullptr), 0);
     EXPECT_EQ(TableContentOf(Path()), "\"a\"\r\n");
 
-    // Another file is written, and what was not saved at home stays unsaved.
+    // Another file is written, and unsaved changes of the own file stay unsaved.
     table.SetAtElement(0, 0, "b");
     EXPECT_EQ(table.WriteTo(Path("other.dat"), "k"), 0);
     EXPECT_TRUE(table.IsChanged());
@@ -375,7 +375,7 @@ TEST_F(MyDb, HoldsAMillionRows) {
     EXPECT_EQ(read.TotalAgreementReference("999999", 0, 0, 1), 999999);
 }
 
-// The sort as it is told, with recursion.
+// The sort as specified, with recursion.
 void ModelSort(std::vector<_SORT_SET>& set, int left, int right, bool ascending) {
     auto const key = [&](int i) {
         return std::int64_t{set[static_cast<std::size_t>(i)].key} * (ascending ? 1 : -1);

@@ -8,8 +8,8 @@
 
 #include "tessaly/storage/substitution.h"
 
-// The reading of records as plain stdio does it, byte by byte and without a thought of speed: what
-// RecordReader must equal for any bytes.
+// Reads records by plain stdio, byte by byte and without regard to speed: RecordReader must give the same for
+// any bytes.
 namespace test {
 
 struct Record {
@@ -18,7 +18,7 @@ struct Record {
     friend bool operator==(Record const&, Record const&) = default;
 };
 
-// A stream over bytes in memory, which stay where they are.
+// A stream over bytes in memory, which must stay.
 inline std::FILE* OpenBytes(std::string const& bytes) {
     return fmemopen(const_cast<char*>(bytes.data()), bytes.size(), "rb");
 }

@@ -43,7 +43,7 @@ testing::AssertionResult ReadsLikeTheModel(std::string const& bytes, unsigned ch
     rows.SetFp(test::OpenBytes(bytes));
     CStringPool pool;
     constexpr int columns = 3;
-    // A NUL at the end of the bytes may give blank records for ever to come only as often as there are bytes.
+    // A NUL at the end of the bytes may give at most as many blank records as there are bytes.
     for (std::size_t number = 0; number <= bytes.size() + 1; ++number) {
         Record expected = model.Read();
         if (ReadLineOf(lines) != expected)
@@ -214,7 +214,7 @@ TEST(RecordReader, OpensMovesAndEnds) {
     EXPECT_EQ(reader.IsEof(), 0);
     EXPECT_EQ(reader.ReadLine(), 1);
     EXPECT_STREQ(reader.GetLine(), "a\r\n");
-    // The stream itself stands behind the record, and whoever reads from it takes what comes next.
+    // The stream itself is positioned behind the record: reading from it gives the next bytes.
     char next[4] = {};
     ASSERT_NE(reader.GetFp(), nullptr);
     EXPECT_EQ(std::fread(next, 1, 3, reader.GetFp()), 3U);

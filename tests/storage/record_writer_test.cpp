@@ -16,7 +16,7 @@
 
 namespace {
 
-// Fails the writes of the platform layer while it lives.
+// Fails the writes of the platform layer as long as the object lives.
 struct FailingWrites {
     explicit FailingWrites(int good) { platform::FailWritesAfter(good); }
     ~FailingWrites() { platform::FailWritesAfter(-1); }
@@ -133,7 +133,7 @@ TEST(RecordWriter, TellsOfEveryFailedWrite) {
         for (int i = 0; i < rows; ++i) good = writer.WriteRow(row, 1) && good;
         EXPECT_EQ(good, rows == 1);
         EXPECT_FALSE(writer.CloseChecked());
-        EXPECT_TRUE(writer.CloseChecked());  // nothing is open any more
+        EXPECT_TRUE(writer.CloseChecked());  // no file is open after that
     }
     CsvWrite writer;
     ASSERT_EQ(writer.OpenFile(folder.Path("t")), 1);

@@ -114,7 +114,7 @@ TEST(ReFormatDateData, ReadsPartsUntilOneIsWrong) {
     }
 }
 
-// Texts in the stored form go a way of their own.
+// Texts in the stored form are handled separately; the result must be the same.
 TEST(ReFormatDate, WrittenAsStoredOrNotItIsTheSameDate) {
     for (int year : {1899, 1900, 2003, 2004, 9999})
         for (int month = 0; month <= 13; ++month)

@@ -5,7 +5,7 @@
 
 #include "tessaly/platform/dialog.h"
 
-// Takes the library's message boxes while it lives, and answers each with OK.
+// Handles the library's message boxes as long as the object lives, and answers each with OK.
 class MessageBoxes {
   public:
     MessageBoxes() { SetMessageBoxHandler(Take, this); }

@@ -15,8 +15,8 @@ double ProcessorSeconds(Work const& work) {
 
 // Whether work on an input of twice the size takes about twice the time. `make(size)` gives an input, which
 // is not timed; `work(input)` is. Quadratic work takes four times as long; the bound is three times and 20
-// milliseconds, so `size` has to be one for which a quadratic step would take 20 milliseconds and more. What
-// else runs on the machine only adds to a measurement: the least of several counts.
+// milliseconds, so `size` has to be one for which a quadratic step would take 20 milliseconds and more. Other
+// load on the machine only adds to a measurement, so the least of several counts.
 template <class Make, class Work>
 testing::AssertionResult TakesLinearTime(int size, Make const& make, Work const& work) {
     constexpr int most_rounds = 5;

@@ -2,7 +2,7 @@
 
 #include "tessaly/protocol/socket_support.h"
 
-// The time limit of all whole replies while it lives, in milliseconds.
+// Sets the time limit of all whole replies as long as the object lives, in milliseconds.
 class ReplyLimit {
   public:
     explicit ReplyLimit(unsigned ms) { SocketSupport::SetReplyLimit(ms); }

@@ -27,15 +27,15 @@ struct Step {
     std::string reply;
     bool in_bytes = false;         // one byte a packet
     int times = 1;                 // how often the reply is written
-    Ending ending = Ending::stay;  // stall: say nothing more until the client closes
+    Ending ending = Ending::stay;  // stall: send nothing more until the client closes
     int pause_ms = 0;              // behind each packet
 };
 using Script = std::vector<Step>;
 
-// A script from replies divided by "|". Each gets its CR LF here. A "#" in front: in one-byte pieces; a
+// A script from replies separated by "|". Each gets its CR LF here. A "#" in front: in one-byte pieces; a
 // "%": with a pause behind each of them as well. Marks at the end, all without a CR LF: "!" closes, "!!"
-// resets, "~" falls silent, "*" repeats the reply till the client has had enough, or with "%" a hundred times
-// and closes.
+// resets, "~" falls silent, "*" repeats the reply until the client closes, or with "%" a hundred times and
+// closes.
 inline Script Play(std::string_view replies) {
     constexpr int more_than_enough = 200000, drip_ms = 10, long_drip = 100;
     Script script;
@@ -88,13 +88,13 @@ class ListeningSocket {
     int port_ = 0;
 };
 
-// A port on which nobody listens, kept from others while the object lives.
+// A port without a listener, reserved while the object lives.
 class RefusingPort : public ListeningSocket {
   public:
     RefusingPort() : ListeningSocket(-1) {}
 };
 
-// A port that answers no connecting at all: its queue is full and nobody takes from it.
+// A port that answers no connection request: its queue is full and never emptied.
 class BlackHole : public ListeningSocket {
   public:
     BlackHole() : ListeningSocket(0) {
@@ -130,13 +130,13 @@ class ScriptedServer {
     ScriptedServer& operator=(ScriptedServer const&) = delete;
 
     int Port() const { return listener_.Port(); }
-    // Everything that clients sent, unit by unit with its line ends, connection after connection. To be asked
-    // when they are done: waits for what they left behind, and no more of them are served.
+    // Everything that clients sent, unit by unit with its line ends, connection after connection. To be
+    // called when they are done: waits for the end of their connections, and accepts no more.
     std::vector<std::string> const& Received() {
         Join();
         return received_;
     }
-    // How many clients came.
+    // The number of connections so far.
     int Connections() {
         Join();
         return served_;
@@ -195,7 +195,7 @@ class ScriptedServer {
 
     void Run() {
         for (Script const& script : connections_) {
-            // Whoever has connected is served, also after the end was asked for.
+            // A client that is connected is served, also after the end was requested.
             pollfd waiting[] = {{listener_.Descriptor(), POLLIN, 0}, {end_asked_, POLLIN, 0}};
             ::poll(waiting, 2, deadline_ms);
             if (!(waiting[0].revents & POLLIN)) return;
@@ -208,7 +208,7 @@ class ScriptedServer {
     }
 
     void Converse(Connection& connection, Script const& script) {
-        std::string_view unit_end;  // empty while nothing is awaited
+        std::string_view unit_end;  // empty while the server waits for no unit
         for (Step const& step : script) {
             if (!unit_end.empty()) {
                 std::string unit = connection.ReadTo(unit_end);

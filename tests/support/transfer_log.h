@@ -9,7 +9,7 @@
 
 #include "tessaly/platform/process.h"
 
-// Lets the transfer logs of the process go into a folder of a test's own while it lives.
+// Directs the transfer logs of the process to a folder of one test as long as the object lives.
 class TransferLog {
   public:
     TransferLog() : folder_(mkdtemp(pattern_)) { platform::SetModuleDirectory(folder_.string()); }
@@ -20,7 +20,7 @@ class TransferLog {
     TransferLog(TransferLog const&) = delete;
     TransferLog& operator=(TransferLog const&) = delete;
 
-    // Everything in it, whatever the day's file is called.
+    // The text of all its files, whatever the name of the day's file.
     std::string Text() const {
         std::string text;
         for (auto const& entry : std::filesystem::directory_iterator(folder_)) {

@@ -10,7 +10,7 @@
 #include "tessaly/text/kanji_codes.h"
 #include "tessaly/text/kcodec.h"
 
-// Every conversion of kanji codes with the size that it tells, in one form, so that a test can run them all.
+// Every conversion of kanji codes with its size function, in one form, so that a test can run them all.
 struct Conversion {
     std::string_view name;
     char const* (*convert)(char* out, char const* text);
@@ -42,7 +42,7 @@ inline constexpr Conversion conversions[] = {
     {"sjtoutf8", [](char* o, char const* t) { return KCodeC().sjtoutf8(o, t); }, SizeOfSjToUtf8, 3},
 };
 
-// The result in a heap block of exactly the size that is told, so that the address sanitizer sees a byte too
+// The result in a heap block of exactly the promised size, so that the address sanitizer detects a byte too
 // many.
 inline std::string Converted(Conversion const& conversion, std::string const& text) {
     auto const in = std::make_unique<char[]>(text.size() + 1);
@@ -57,7 +57,7 @@ inline std::string Converted(std::string_view name, std::string const& text) {
     throw std::invalid_argument("no such conversion");
 }
 
-// Texts put together at random from what the codes are made of, whole, cut and out of place.
+// Random texts of the elements of the codes, whole, cut and out of place.
 class BrokenTexts {
   public:
     explicit BrokenTexts(unsigned seed) : random_(seed) {}

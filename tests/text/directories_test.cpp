@@ -69,7 +69,7 @@ TEST(Directories, RemovesNothingElse) {
     EXPECT_EQ(RemoveDirectoryCompel(folder.Path("top"), 1), remove_directory_ok);
     EXPECT_TRUE(platform::Exists(folder.Path("outside\\kept")));
 
-    // A lead byte at the end would make another path of what is put behind it.
+    // A lead byte at the end would take the appended divider as its second byte.
     ASSERT_TRUE(platform::WriteWholeFile(folder.Path("表x"), "x"));
     ASSERT_EQ(mkdir(folder.Host("\x95").c_str(), 0700), 0);
     ASSERT_TRUE(platform::IsDirectory(folder.Path("\x95")));

@@ -11,7 +11,7 @@ struct Case {
     std::string text, wanted;
 };
 
-// The text with its control bytes, which are written by name.
+// The text with its control bytes as names.
 std::string Text(std::string text) {
     static const std::pair<std::string_view, char> names[] = {
         {"{ESC}", 0x1B}, {"{SO}", 0x0E}, {"{SI}", 0x0F}};

@@ -9,7 +9,7 @@
 namespace {
 
 // Runs every text of `length` bytes through one conversion, in blocks of exactly the sizes, and gives the
-// most bytes, NUL included, that any of them made.
+// largest number of bytes, NUL included, of any of them.
 std::size_t LargestResult(Conversion const& conversion, std::size_t length) {
     auto const in = std::make_unique<char[]>(length + 1);
     auto const out = std::make_unique<char[]>(conversion.size(length));
@@ -48,7 +48,7 @@ TEST_P(KanjiDamage, BrokenTextsFitTheSize) {
     }
 }
 
-// In place of the bytes of the object, which change from run to run.
+// Instead of the bytes of the object, which change from run to run.
 void PrintTo(Conversion const& conversion, std::ostream* out) { *out << conversion.name; }
 
 INSTANTIATE_TEST_SUITE_P(All, KanjiDamage, testing::ValuesIn(conversions));

@@ -5,14 +5,15 @@
 #include "tests/platform/iconv_peer.h"
 #include "tests/text/conversions.h"
 
-// The conversions against the system's own, over all texts of one and two bytes that the system knows.
+// The conversions compared with the system's own, over all texts of one and two bytes that the system
+// accepts.
 namespace {
 
 enum Way { sj_to_uj, uj_to_sj, sj_to_jis, uj_to_jis };
 enum Where { whole_text, one_byte };
 
-// Texts for which the two differ, and why: the number of the whole text, its first byte higher, or one of its
-// bytes, lies in the range.
+// Texts for which the two differ, and the reason: the number of the whole text, its first byte higher, or one
+// of its bytes, lies in the range.
 struct ExpectedDifference {
     Way way;
     Where where;
@@ -46,8 +47,8 @@ bool IsIn(ExpectedDifference const& row, unsigned text) {
     return row.where == whole_text ? inside(text) : inside(text & 0xFF) || inside(text >> 8);
 }
 
-// Goes through all texts of one and two bytes that are valid in `code`. `same` tells whether ours is what the
-// system gives. A row of the table that no difference falls into fails as well.
+// Goes through all texts of one and two bytes that are valid in `code`. `same` compares the result with the
+// system's. A row of the table without a difference fails as well.
 void CompareAll(Way way, char const* code, std::function<bool(std::string const&)> same) {
     IconvPeer valid("UTF-16LE", code);
     std::string result;

@@ -181,7 +181,7 @@ TEST(KCodeC, BrokenUtf8AndShiftJis) {
     EXPECT_EQ(KCodeCSteps::Utf8ToSj("ab", 0), "愀戀");  // 0x6100 and 0x6200
 }
 
-// The object's own buffers hold every result, and what is copied out of them is the same.
+// The object's own buffers hold every result, and the copies of them are the same.
 TEST(KCodeC, MembersGiveWhatTheWorkersGive) {
     using Member = char const* (KCodeC::*)(char const*);
     using CopyingMember = char const* (KCodeC::*)(char*, char const*);
@@ -211,8 +211,7 @@ TEST(KCodeC, MembersGiveWhatTheWorkersGive) {
     }
 }
 
-// One pass gives what the steps give, and the block what the copy gives, also where it is cut to what it
-// holds.
+// One pass gives the result of the steps, and the block that of the copy, also where the block is shrunk.
 TEST(KCodeC, OnePassGivesWhatTheStepsGive) {
     BrokenTexts texts(5);
     KCodeC codec;

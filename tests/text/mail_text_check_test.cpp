@@ -31,7 +31,7 @@ TEST(MailTextCheck, OneLineOfShiftJis) {
         EXPECT_EQ(std::string(out.data()), c.out) << c.text;
         EXPECT_EQ(CheckCharacterCodeForWinSJIS(c.text.c_str(), nullptr), c.clean);
     }
-    // Both bytes of a broken pair are stepped over; every offence is marked.
+    // Both bytes of a broken pair are skipped; every forbidden character is marked.
     char out[8];
     EXPECT_EQ(CheckCharacterCodeForWinSJIS("\x8A\nb\nc", out), 0);
     EXPECT_EQ(std::string(out, 5), std::string("\0\nb\0c", 5));

@@ -63,7 +63,7 @@ TEST(Dates, TextAndBack) {
     EXPECT_EQ(DateText(none), "-001/-1/-1 -1:-1:-1");
 }
 
-// The reader takes what scanf takes, whatever the text.
+// The reader accepts the texts that scanf accepts.
 TEST(Dates, ReadsAsScanf) {
     std::mt19937 random(11);
     constexpr std::string_view bytes = "0123456789/: \t+-x";
@@ -159,7 +159,7 @@ TEST(Dates, InternetDatesInLocalTime) {
             ASSERT_EQ(ConvertDateTimeFormat(text, zoned), 1);
             EXPECT_EQ((zoned - eastern).WholeSeconds(), (hours + standard) * 3600) << text.View();
         }
-    // Summer time plays no part, though it holds on that day.
+    // Summer time has no influence, though it applies on that day.
     const TimeZone new_york("EST5EDT,M3.2.0,M11.1.0");
     COleDateTime out;
     ASSERT_EQ(ConvertDateTimeFormat("Thu, 01 Jul 2004 12:00:00 GMT", out), 1);

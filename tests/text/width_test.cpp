@@ -74,7 +74,7 @@ TEST(Width, ThereAndBackGivesTheText) {
     EXPECT_EQ(Han(ZenKana(kana)), kana);
 }
 
-// No text writes behind what is told (the address sanitizer watches), and both forms of the kana conversion
+// No text writes past the promised size (the address sanitizer checks), and both forms of the kana conversion
 // agree.
 TEST(Width, BrokenTextsFit) {
     BrokenTexts texts(3);
@@ -120,8 +120,8 @@ TEST(SjisKanaConverter, ConvertsKanaAndTellsTheSize) {
     }
 }
 
-// The order of JIS X 0208 tells what the forms are: from ア to ン they ascend, a small kana stands in front
-// of its large one, a voiced form behind its plain one, a semi-voiced form behind that.
+// The order of JIS X 0208 gives the forms: from ア to ン they ascend, a small kana stands in front of its
+// large one, a voiced form behind its plain one, a semi-voiced form behind that.
 TEST(KanaConvertTbl, FormsOfAllKana) {
     CKanaConvertTbl const& table = itsKanaConvertTbl;
     auto const cell = [&table](char kana, int voiced = 0, int semi_voiced = 0) {
