@@ -10,6 +10,7 @@
 #include "mime/boundary.h"
 #include "mime/quoted_printable.h"
 #include "platform/file.h"
+#include "platform/view_of.h"
 #include "tessaly/compose/attach_file_manager.h"
 #include "tessaly/customers/one_customer.h"
 #include "tessaly/delivery/mail_word_insert.h"
@@ -277,7 +278,7 @@ int CMailDataStructure::SaveMIMENormalAttach(int index, CString dir, int& size, 
 CString CMailDataStructure::QuotedPrintableEncorder(CString s) { return mime::QuotedPrintable(s.View()); }
 
 CString CMailDataStructure::QuotedPrintableDecoder(char const* s) {
-    const std::string_view text = s ? s : "";
+    const std::string_view text = platform::ViewOf(s);
     auto const decoded = std::make_unique_for_overwrite<char[]>(text.size() + 1);
     decoded[mime::DecodeQuotedText(text, decoded.get())] = '\0';
     return CString(decoded.get());

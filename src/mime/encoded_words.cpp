@@ -8,6 +8,7 @@
 #include "mime/ascii.h"
 #include "mime/quoted_printable.h"
 #include "platform/base64_decoder.h"
+#include "platform/view_of.h"
 #include "tessaly/platform/base64_codec.h"
 #include "tessaly/text/kanji_codes.h"
 #include "tessaly/text/kcodec.h"
@@ -25,7 +26,7 @@ constexpr std::string_view word_end = "?=";
 
 using Text = std::unique_ptr<char[]>;
 
-std::string_view View(char const* text) { return text ? text : ""; }
+using platform::ViewOf;
 
 char* Put(std::string_view text, char* out) { return std::copy(text.begin(), text.end(), out); }
 
@@ -122,7 +123,7 @@ CString ConvertByLook(CString const& in) {
 }  // namespace
 
 void base64encoding(char* out, char const* in) {
-    std::string_view rest = View(in);
+    std::string_view rest = ViewOf(in);
     while (!rest.empty()) {
         bool const escape =
             rest.size() >= escape_size && rest[0] == escape_byte && (rest[1] == '$' || rest[1] == '(');
@@ -149,7 +150,7 @@ void base64encoding(char* out, char const* in) {
 
 CString EncodeFileName(char const* name) {
     constexpr int keep_half_width_kana = 0, columns_per_word = 30;
-    const std::string_view text = View(name);
+    const std::string_view text = ViewOf(name);
     bool const ascii =
         std::none_of(text.begin(), text.end(), [](char c) { return static_cast<unsigned char>(c) > 127; });
     if (ascii) return CString(text);
@@ -161,14 +162,14 @@ CString EncodeFileName(char const* name) {
 }
 
 void MIMEbase64decoding(char* out, char const* in) {
-    if (out) jis7tosj_core(out, DecodeWords(View(in), jis_tag).get());
+    if (out) jis7tosj_core(out, DecodeWords(ViewOf(in), jis_tag).get());
 }
 
 void MIMEBase64DecodeForJIS(char** out, char const* in) { MIMEDecodeVersion2(out, in, ENCODED_WORD_JIS); }
 
 void MIMEDecodeVersion2(char** out, char const* in, int mode) {
     if (!out) return;
-    const std::string_view text = View(in);
+    const std::string_view text = ViewOf(in);
     switch (mode) {
         case ENCODED_WORD_JIS: *out = ConvertJis(DecodeWords(text, jis_tag).get()).release(); break;
         case ENCODED_WORD_SHIFT_JIS: *out = DecodeWords(text, shift_jis_tag).release(); break;

@@ -7,6 +7,7 @@
 
 #include "mime/ascii.h"
 #include "mime/quoted_printable.h"
+#include "platform/view_of.h"
 #include "tessaly/mime/encoded_words.h"
 #include "tessaly/mime/transfer_encodings.h"
 #include "tessaly/text/kcodec.h"
@@ -277,7 +278,7 @@ int MimeFormatStruct::ContentIdIs(char const* s) const {
     std::string_view id = Trimmed(value.View());
     while (id.starts_with('<')) id.remove_prefix(1);
     while (id.ends_with('>')) id.remove_suffix(1);
-    return id == std::string_view(s ? s : "");
+    return id == platform::ViewOf(s);
 }
 
 int MimeFormatStruct::SetContentId(char const* s) {

@@ -8,12 +8,13 @@
 #include "mime/ascii.h"
 #include "mime/quoted_printable.h"
 #include "platform/base64_decoder.h"
+#include "platform/view_of.h"
 
 using enum mime::MailBodyEncoding;
 
 namespace {
 
-std::string_view View(char const* text) { return text ? text : ""; }
+using platform::ViewOf;
 
 // Steps over the soft line breaks at `place`.
 char const* SkipSoftBreaks(char const* place, char const* end) {
@@ -61,7 +62,7 @@ bool FitsBase64Body(std::size_t size) noexcept {
 }  // namespace mime
 
 long normal_base64decoding(char* out, char const* in) {
-    const std::size_t written = platform::DecodeBase64(View(in), out);
+    const std::size_t written = platform::DecodeBase64(ViewOf(in), out);
     out[written] = '\0';
     return static_cast<long>(written);
 }
@@ -100,7 +101,8 @@ void base64encoding(unsigned char* out, unsigned char const* in, int len, int li
 }
 
 int base64decoding(char* out, char const* in, int limit) {
-    return platform::DecodeBase64Strictly(View(in), out, limit > 0 ? static_cast<std::size_t>(limit) - 1 : 0);
+    return platform::DecodeBase64Strictly(ViewOf(in), out,
+                                          limit > 0 ? static_cast<std::size_t>(limit) - 1 : 0);
 }
 
 int GetSizeAfterBase64Decoding(unsigned long& size, char const* in, unsigned long const& len) {
@@ -116,7 +118,7 @@ int GetSizeAfterBase64Decoding(unsigned long& size, char const* in, unsigned lon
 
 void DecodeMailBody(char const* in, int mode, char const* out, int& outLen) {
     char* const target = const_cast<char*>(out);
-    const std::string_view text = View(in);
+    const std::string_view text = ViewOf(in);
     std::size_t length = text.size();
     if (mode == MAIL_BODY_BASE64) {
         length = platform::DecodeBase64Body(text, target);
@@ -137,7 +139,7 @@ int BodyEncodingIn(std::string_view value) noexcept {
 }
 
 std::string DecodedBody(char const* body, int mode) {
-    std::string decoded(MailBodyRoom(View(body).size()), '\0');
+    std::string decoded(MailBodyRoom(ViewOf(body).size()), '\0');
     int size = 0;
     DecodeMailBody(body, mode, decoded.data(), size);
     decoded.resize(static_cast<std::size_t>(size));
@@ -147,7 +149,7 @@ std::string DecodedBody(char const* body, int mode) {
 }  // namespace mime
 
 int GetSizeAfterQuotedPrintableDecoding(char const* in, unsigned long& size) {
-    const std::string_view text = View(in);
+    const std::string_view text = ViewOf(in);
     const std::string_view tail = text.substr(text.size() - std::min<std::size_t>(text.size(), 2));
     if (tail.find('=') != tail.npos) return 0;
     unsigned long count = 0;
@@ -157,7 +159,7 @@ int GetSizeAfterQuotedPrintableDecoding(char const* in, unsigned long& size) {
 }
 
 int QuotedPrintableDecoding(char const* in, char* out) {
-    const std::string_view view = View(in);
+    const std::string_view view = ViewOf(in);
     mime::QuotedText text{view.data(), view.data() + view.size(), out};
     return mime::DecodeQuotedPairs(text) ? 1 : 0;
 }
