@@ -48,7 +48,7 @@ void WriteDefaultSettings(EnvManager& environment, fs::path const& data) {
 
 std::string NewPassword(Access const& access) {
     if (access.password_file.empty()) return {};
-    const std::string password = FirstLineOf(access.password_file, "パスワードファイル");
+    std::string password = FirstLineOf(access.password_file, "パスワードファイル");
     if (password.empty())
         throw Failure(Failure::unsuitable_file, "パスワードファイルの1行目が空です: " + access.password_file);
     return password;

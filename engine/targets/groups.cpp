@@ -41,7 +41,7 @@ CString NewName(ExtractListViewer& groups, std::string const& text, int own_id) 
         throw Failure(Failure::invalid_value, "名前は空にできず、改行なども入れられません。");
     if (WholeNumber(text))
         throw Failure(Failure::invalid_value, "数だけの名前は、番号と見分けがつきません: " + text);
-    const CString name = Into(text, "名前");
+    CString name = Into(text, "名前");
     RefuseTaken(groups, name, own_id);
     return name;
 }
