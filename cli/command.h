@@ -10,8 +10,8 @@
 #include "engine/base/whole_number.h"
 #include "engine/environment/session.h"
 
-// Each family of commands adds itself to the program; what a command does runs when the arguments were found
-// good, and throws Failure where it cannot go on.
+// Each family of commands adds itself to the program; a command runs when its arguments are valid, and throws
+// Failure where it cannot go on.
 namespace cli {
 
 using namespace engine;
@@ -21,9 +21,9 @@ using namespace engine;
 void AddAccess(CLI::App& command, Access& access);
 // The positional ENV.
 void AddEnvFile(CLI::App& command, std::string& env_file);
-// Numbers from `low` on; "[low - high]" does not stand in the help.
+// Numbers from `low` to `high`, a range that the help does not show.
 CLI::Validator NumberFrom(int low, int high = std::numeric_limits<int>::max());
-// The positional MAIL, the number of a stored mail; the second for a command that can do without.
+// The positional MAIL, the number of a stored mail; optional in the second form.
 CLI::Option* AddMail(CLI::App& command, int& mail);
 CLI::Option* AddMail(CLI::App& command, std::optional<int>& mail);
 CLI::Option* AddFormat(CLI::App& command, std::string& format);

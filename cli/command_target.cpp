@@ -60,7 +60,7 @@ void Show(Session& session, Arguments const& arguments) {
 }
 
 void Change(Session& session, Arguments const& arguments) {
-    // A listing for programs stands alone.
+    // In CSV and JSON no other line stands on standard output.
     bool const listing = arguments.show && ListFormatOf(arguments.format) != ListFormat::table;
     std::ostream& out = listing ? std::cerr : std::cout;
     if (arguments.clear) {
@@ -84,7 +84,7 @@ void Run(Arguments const& arguments) {
     if (arguments.show || !arguments.Changes()) Show(session, arguments);
 }
 
-// An --or starts what the --where behind it join.
+// An --or starts a tab, to which the --where behind it add conditions.
 std::vector<StatedCondition> InOrder(CLI::App const& command, CLI::Option const* where,
                                      CLI::Option const* other) {
     std::vector<StatedCondition> conditions;

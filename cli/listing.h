@@ -10,10 +10,10 @@
 namespace cli {
 
 enum class ListFormat { table, csv, json };
-// Throws Failure for a name that is none.
+// Throws Failure for an unknown name.
 ListFormat ListFormatOf(std::string const& name);
 
-// Titles are UTF-8. The columns of a table are as wide as its first rows need; those wait, later ones do not.
+// The columns of a table are as wide as its first rows need, which are held back until then.
 class Listing {
   public:
     Listing(std::ostream& out, ListFormat format, std::vector<std::string> titles);
@@ -24,7 +24,7 @@ class Listing {
 
   private:
     void AddToTable(std::vector<std::string> cells);
-    // The titles and the rows that wait.
+    // Writes the titles and the rows held back.
     void BeginTable();
     void TableRow(std::vector<std::string> const& cells) const;
 

@@ -66,7 +66,7 @@ std::optional<std::string> Reworded(std::string_view text, std::string_view engl
     return japanese;
 }
 
-// What is wrong with the arguments, in the sender's language.
+// What is wrong with the arguments, in Japanese.
 std::string Explain(CLI::ParseError const& error, std::vector<std::string> const& unknown) {
     static std::pair<char const*, char const*> const phrases[] = {
         {"* is required*", "$1 が必要です"},

@@ -9,8 +9,8 @@
 namespace cli {
 
 // Shows how far long work has come, on standard error: on a terminal a bar with rate and time left, elsewhere
-// a plain line every few seconds. It looks at the work's own counter from a thread of its own and disturbs
-// nothing; work that ends within half a second shows nothing.
+// a plain line every few seconds. A thread of its own reads the counter of the work. Work that ends within
+// half a second shows nothing.
 class Progress {
   public:
     // `unit` ("件") stands behind the counts. A total of 0 means that it is not known.
@@ -33,7 +33,7 @@ class Progress {
     std::thread thread_;
 };
 
-// Keeps what is shown of long work still while it lives: for a question on the terminal.
+// Suspends the display of progress during its lifetime, for a question on the terminal.
 class ProgressPause {
   public:
     ProgressPause();

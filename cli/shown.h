@@ -7,7 +7,7 @@
 // What several commands show.
 namespace cli {
 
-// How many of the customers were chosen, and a warning when nobody was.
+// How many of the customers were chosen, and a warning for none.
 void TellChoice(engine::Choice const& choice, std::ostream& out);
 
 }  // namespace cli

@@ -5,7 +5,7 @@
 
 namespace cli {
 
-// Whether a person sees standard error and answers at standard input.
+// Whether standard error, or standard input, is a terminal.
 bool ErrorIsTerminal();
 bool InputIsTerminal();
 
@@ -16,8 +16,7 @@ std::string AskPassword(std::string const& prompt, std::string const& option);
 // Asks at the terminal for a line. Nothing when Ctrl-C, or the end of the input, comes instead.
 std::optional<std::string> AskLine(std::string const& prompt);
 
-// Ctrl-C and an end asked for from outside: the first asks the running command to stop cleanly, the second
-// ends it.
+// SIGINT (Ctrl-C) and SIGTERM: the first makes the running command stop cleanly, the second ends the process.
 void CatchInterrupts();
 bool Interrupted();
 

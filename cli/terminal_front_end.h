@@ -4,8 +4,8 @@
 
 namespace cli {
 
-// The terminal: notices and progress on standard error, results on standard output, questions where a person
-// can answer, and Ctrl-C to stop.
+// The terminal: notices and progress on standard error, results on standard output, questions where standard
+// input is a terminal, and Ctrl-C to stop.
 engine::FrontEnd& Terminal();
 
 }  // namespace cli

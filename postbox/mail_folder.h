@@ -10,7 +10,7 @@ namespace postbox {
 // whole.
 class MailFolder {
   public:
-    // Makes the folder if need be and goes on behind the highest number in it. Throws Error.
+    // Makes the folder if it is missing. Numbers continue after the highest one in it. Throws Error.
     explicit MailFolder(std::string path);
     // false when the mail could not be stored; nothing of it is left then.
     bool Store(std::string_view mail);

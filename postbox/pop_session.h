@@ -8,9 +8,8 @@
 
 namespace postbox {
 
-// The server's side of one POP3 conversation (RFC 1939), without the socket: it serves the mails of a folder,
-// all of them to anyone who may log in, and removes those marked for deletion at QUIT. It belongs to one
-// thread.
+// The server's side of one POP3 conversation (RFC 1939), without the socket: it serves all mails of a folder
+// after the login, and removes those marked for deletion at QUIT. It belongs to one thread.
 class PopSession {
   public:
     static constexpr std::size_t longest_line = 512;

@@ -7,9 +7,9 @@
 
 namespace postbox {
 
-// What the built-in post box is asked to be.
+// The behaviour of the built-in post box.
 struct PostboxRules {
-    std::string user;  // who must authenticate; empty: nobody must, and any user and password are let in
+    std::string user;  // required login; empty: none is required, and any is accepted
     std::string password;
     std::vector<std::string>
         refuse;  // recipients that match ("*" and "?", ASCII case does not count) are refused
@@ -19,15 +19,14 @@ struct PostboxRules {
 bool Matches(std::string_view pattern, std::string_view text);
 
 // The server's side of one SMTP conversation (RFC 5321, with AUTH of RFC 4954 and SIZE of RFC 1870), without
-// the socket: it is given the client's lines and says what to answer. It belongs to one thread.
+// the socket: it takes the client's lines and gives the replies. It belongs to one thread.
 class SmtpSession {
   public:
     static constexpr std::size_t longest_line = 2048;  // a command; text lines may be longer
     static constexpr std::size_t largest_mail = 50 << 20;
     static constexpr std::size_t most_recipients = 100;
 
-    // `store` keeps a whole mail and says whether it could; `challenge` is the CRAM-MD5 challenge of this
-    // connection.
+    // `store` keeps a whole mail, false on failure; `challenge` is the CRAM-MD5 challenge of this connection.
     SmtpSession(PostboxRules const& rules, std::function<bool(std::string_view mail)> store,
                 std::string challenge);
 

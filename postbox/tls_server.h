@@ -25,8 +25,8 @@ class TlsStream {
     std::unique_ptr<Session> session_;
 };
 
-// Makes a key and a certificate for this machine's loopback names, good for 30 days, which is its own
-// authority. The key never leaves the process.
+// Makes a key and a self-signed certificate for this machine's loopback names, valid for 30 days. The key
+// never leaves the process.
 class TlsServer {
   public:
     // Throws Error.

@@ -37,9 +37,9 @@ CString Into(std::string_view utf8, std::string_view what);
 // overline 7E, as a Japanese keyboard gives them (JIS X 0201).
 CString IntoSecret(std::string_view utf8, std::string_view what);
 
-// The same for text of strangers, which is taken as it comes: a character without a form becomes 〓, and so
-// does a run of bytes that is no UTF-8; control characters other than TAB, CR and LF become blanks. What has
-// no looks of its own (variation selectors, joiners and marks of direction) is left out.
+// The same for text from outside, which is never refused: a character without a form becomes 〓, and so does
+// a run of bytes that is no UTF-8; control characters other than TAB, CR and LF become blanks. Invisible
+// characters (variation selectors, joiners and marks of direction) are left out.
 CString IntoWithGeta(std::string_view utf8);
 
 bool IsUtf8(std::string_view text);
@@ -52,7 +52,8 @@ inline std::string Out(CString const& text) { return Out(text.View()); }
 // other control characters become blanks.
 std::string OnOneLine(std::string_view text);
 
-// Host paths, as the person types them, for the library.
+// A host path, as it was typed, as a path of the library. Throws Failure for a name without a form in code
+// page 932.
 CString IntoPath(std::string const& host_path);
 
 // "2行3文字目の「💌」"

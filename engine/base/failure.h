@@ -17,13 +17,13 @@ struct FailurePlace {
 };
 
 // The sentence is for the sender: Japanese, UTF-8, what happened and what can be done. It may hold several
-// lines, and is empty when everything was told on the way.
+// lines, and is empty where notices have already told the reason.
 class Failure : public std::runtime_error {
   public:
     // What a front end may tell apart. The name of each (NameOf) is the enumerator itself and never changes.
     enum Kind {
         // The request
-        invalid_request,  // parts that do not go together, are missing, or name nothing that there is to
+        invalid_request,  // parts that do not go together or are missing, or a name that is no choice
                           // choose
         invalid_value,    // a value that its place does not take
         not_a_number,     // or one that is out of range

@@ -5,17 +5,18 @@
 
 #include "engine/customers/elements.h"
 
-// Values that a person gives by command. They pass the setters of the library's checked customer, which are
-// stricter than the import: a file is taken as it comes, a person can be asked again.
+// Values that a user enters. The setters of COneCustomerData check them, which are stricter than the import:
+// a user can correct a value at once, a file cannot.
 namespace engine {
 
-// These rules, for many values after one another.
+// The rules for entered values. One object checks many.
 class StrictRules {
   public:
-    // Why a person's value is refused; empty when it is good.
+    // Why a value is refused; empty for a valid one.
     std::string RefusalOf(Element const& element, CString const& value);
 
-    // Whether there is more to refuse than unusual characters and what the element's rule refuses.
+    // Whether values of the element are checked by more than its import rule and the search for unusual
+    // characters.
     static bool HasOwnRule(Element const& element);
 
   private:

@@ -18,7 +18,7 @@ class CsvColumns {
 
     void AssignByTitles(CsvTitles const& titles);
     // "ELEMENT=COLUMN,...": an element by title or number, a column by title or by number from 1. Throws
-    // Failure for one that there is not.
+    // Failure for an unknown one.
     void AssignByOption(std::string_view option);
     void Assign(int element, std::size_t column) { assignment_.SetAt(element, static_cast<int>(column)); }
     bool Has(int element) const { return assignment_[element] >= 0; }
@@ -32,7 +32,8 @@ class CsvColumns {
     };
     std::vector<Use> Uses() const;  // by column
 
-    // For the sender: what is used for what, what is not used (empty: nothing), and what there is.
+    // Lists for the sender: the columns with the elements that they fill, the columns that are not used
+    // (empty: none), and all columns.
     std::string Used() const;
     std::string Unused() const;
     std::string Listed() const;

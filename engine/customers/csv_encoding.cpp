@@ -189,19 +189,19 @@ Encoding EncodingOf(std::string const& name) {
     throw Failure(Failure::invalid_request, "--encoding は auto、cp932、utf-8、utf-16 のどれかです: " + name);
 }
 
-FileText TextOfFile(std::string content, Encoding asked, std::string const& file) {
+FileText TextOfFile(std::string content, Encoding wanted, std::string const& file) {
     RefuseKnownKinds(content, file);
-    Order order = asked == Encoding::automatic || asked == Encoding::utf16 ? OrderOf(content) : Order::none;
-    if (asked == Encoding::utf16 && order == Order::none) order = Order::little;
+    Order order = wanted == Encoding::automatic || wanted == Encoding::utf16 ? OrderOf(content) : Order::none;
+    if (wanted == Encoding::utf16 && order == Order::none) order = Order::little;
     if (order != Order::none) content = FromUtf16(content, order);
     if (IsBinary(content))
         throw Failure(Failure::unsuitable_file, "CSVファイルではありません (文字のファイルではありません): " +
                                                     file + "\n" + from_document);
     if (order != Order::none) return {std::move(content), Encoding::utf8, "UTF-16"};
     bool const marked = content.starts_with(byte_order_mark);
-    if (asked == Encoding::automatic)
-        asked = marked || IsRatherUtf8(content) ? Encoding::utf8 : Encoding::cp932;
-    if (asked == Encoding::cp932) return {std::move(content), Encoding::cp932, "Shift_JIS"};
+    if (wanted == Encoding::automatic)
+        wanted = marked || IsRatherUtf8(content) ? Encoding::utf8 : Encoding::cp932;
+    if (wanted == Encoding::cp932) return {std::move(content), Encoding::cp932, "Shift_JIS"};
     if (marked) content.erase(0, byte_order_mark.size());
     return {std::move(content), Encoding::utf8, "UTF-8"};
 }

@@ -4,11 +4,11 @@
 #include <string>
 #include <string_view>
 
-// What the bytes of a file are that should be delimited text.
+// The encoding of a file that should hold delimited text.
 namespace engine {
 
 enum class Encoding { automatic, cp932, utf8, utf16 };
-// Throws Failure for a name that is none ("auto", "cp932", "utf-8", "utf-16").
+// Throws Failure for an unknown name ("auto", "cp932", "utf-8", "utf-16").
 Encoding EncodingOf(std::string const& name);
 
 struct FileText {
@@ -16,11 +16,11 @@ struct FileText {
     Encoding encoding;  // of `text`: utf8 or cp932
     char const* name;   // of the file's own encoding, for the sender
 };
-// The text of a file with these bytes. `asked` automatic: UTF-16 by its mark or its zero bytes; else UTF-8 or
-// code page 932, whichever the bytes fit better, so that single broken bytes do not decide. What is broken
-// stays in the text, in UTF-16 as U+FFFD. Throws Failure for a spreadsheet, an archive, a picture and the
-// like, with the way from there to a CSV file.
-FileText TextOfFile(std::string content, Encoding asked, std::string const& file);
+// The text of a file with these bytes. `wanted` automatic: UTF-16 by its mark or its zero bytes; else UTF-8
+// or code page 932, whichever the bytes fit better, so that single invalid bytes do not decide. Invalid bytes
+// stay in the text; those of UTF-16 become U+FFFD. Throws Failure for a spreadsheet, an archive, a picture
+// and the like, and the sentence tells how to make a CSV file of it.
+FileText TextOfFile(std::string content, Encoding wanted, std::string const& file);
 
 // Bytes of the character of code page 932 at `at`, which must lie inside; 0 for bytes that make none.
 std::size_t CharacterAt(std::string_view cp932, std::size_t at);

@@ -14,12 +14,12 @@ struct CsvImport {
     std::string delimiter = "auto";
     std::string quote = "\"";
     bool keep = false;       // known customers stay as they are
-    bool replace = false;    // all present customers go
+    bool replace = false;    // all present customers are removed
     bool no_header = false;  // the first record is a customer
-    bool strict = false;     // as `customers add` judges
+    bool strict = false;     // values are checked as `customers add` checks them
 
-    // Imports and saves. Tells the front end which columns go where before and after, every record that is
-    // refused with all reasons, what else is odd, and the counts; the records refused go into
+    // Imports and saves. Tells the front end the assignment of the columns before and after, every refused
+    // record with all reasons, what looks irregular, and the counts. Refused records are written to
     // FILE.refused.csv. Throws Failure.
     void Run(Session& session) const;
 };

@@ -66,8 +66,8 @@ void CsvRows::Take(CsvSource::Record const& record, CsvRow& row) {
     row.refusals.insert(row.refusals.end(), row.doubts.begin(), row.doubts.end());
 }
 
-// A value that the rule refuses is left to the library, unless everything that is to be said about the record
-// has to be said here.
+// A value that the rule refuses is left to the library, except with `strict`, where all remarks on the record
+// are made here.
 void CsvRows::TakeField(Column const& column, storage::SplitField const& field, bool is_plain, CsvRow& row) {
     if (field.text.empty() && !strict_) return;
     Element const& element = *column.element;
@@ -81,7 +81,8 @@ void CsvRows::TakeField(Column const& column, storage::SplitField const& field, 
     if (value.IsEmpty() && element.number != customers::element_address) return;
     const std::string refusal = rules_.RefusalOf(element, value);
     if (refusal.empty()) return;
-    // The library takes a bad flag for a known customer, whose own it leaves.
+    // The library takes a record with a bad flag for a known customer, and leaves the customer's flag as it
+    // is.
     row.doubts.push_back(WithValue(element, refusal, value) +
                          (is_flag && !strict_ ? " (前の値のままにしました)" : ""));
 }

@@ -9,14 +9,14 @@
 #include "engine/customers/csv_columns.h"
 #include "engine/customers/csv_source.h"
 
-// The records of a delimited file on their way to the library's import.
+// Makes the lines that the library imports from the records of a delimited file.
 namespace engine {
 
-// A record as the library gets it, and what there is to say about it.
+// The line for the library, and the remarks on its record.
 struct CsvRow {
     std::string line;                   // code page 932, one line
-    std::vector<std::string> refusals;  // not empty: the library does not get it
-    std::vector<std::string> oddities;  // of its cells: not as many as columns, or a customer inside one
+    std::vector<std::string> refusals;  // not empty: the line is not imported
+    std::vector<std::string> oddities;  // of its cells: their number, or a customer inside one
     std::vector<std::string> doubts;    // values that `customers add` would refuse
     std::size_t tidied = 0;             // values that were brought into a form that is accepted
     std::string first_tidied;
@@ -35,7 +35,7 @@ class CsvRows {
     struct Column {
         std::size_t column;
         Element const* element;
-        bool is_judged;  // by a rule of its own in `customers add`
+        bool is_judged;  // by a rule that only `customers add` has
     };
     struct Edit {
         std::size_t at, size;  // of the field in the line

@@ -7,8 +7,8 @@
 #include "engine/base/crossing.h"
 #include "engine/customers/csv_encoding.h"
 
-// A delimited text as it came from another program, record by record: its records found where fields in
-// quotes hold line ends, each ready for the library.
+// Divides a delimited text of another program into records, each in the form that the library reads. A field
+// in quotes may hold line ends.
 namespace engine {
 
 class CsvSource {

@@ -14,10 +14,10 @@ class CsvTitles {
   public:
     explicit CsvTitles(Elements const& elements);
     // For each title its element, or -1: by the element's own title first; then by the title in other width
-    // or case, with blanks; then by the names that are used for the same thing. Of two columns for one
+    // or case, with blanks; then by the names that are common for the same thing. Of two columns for one
     // element the better match gets it, else the first one. The customer ID is never taken from a file.
     std::vector<int> Match(std::vector<std::string> const& titles) const;
-    // What titles are alike in that are the same but for width, case, blanks and postal marks.
+    // The key of a title: the same for titles that differ only in width, case, blanks and postal marks.
     static std::string KeyOf(std::string_view title);
 
   private:

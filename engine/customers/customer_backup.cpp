@@ -16,7 +16,7 @@ namespace fs = std::filesystem;
 namespace engine {
 namespace {
 
-// --force must not cost the environment a file of its own.
+// A backup must not overwrite a file of the environment.
 void RequireOutside(Session& session, fs::path const& file) {
     if (session.Owns(file))
         throw Failure(Failure::protected_file,
@@ -36,7 +36,7 @@ bool HoldsCustomers(CDatabaseEdit const& table) {
     return false;
 }
 
-// A table under another key is refused by its form, or now and then reads as rows without sense.
+// A table under another key is refused by its form, or reads as rows without meaning.
 void RequireCustomers(Session& session, std::string const& file) {
     CDatabaseEdit backup;
     const CString key = session.Environment().GetDBKey();
@@ -49,14 +49,14 @@ void RequireCustomers(Session& session, std::string const& file) {
                           "\n控えは、同じ環境で「tessaly backup」で作ったものだけが使えます。");
 }
 
-// The file beside the backup that tells who was restored and who was left out.
+// The file beside the backup with the restored and the omitted IDs.
 class RestoreReport {
   public:
     explicit RestoreReport(fs::path path) : path_(std::move(path)), earlier_time_(Time()) {
         if (fs::is_regular_file(path_)) earlier_ = ReadWholeFile(path_.string(), "復旧の記録");
     }
     std::string Name() const { return path_.filename().string(); }
-    // As it was before, when nothing was restored after all.
+    // Restores its earlier content, where saving the customers failed.
     void TakeBack() const {
         std::error_code ignored;
         if (!IsNew()) return;
@@ -78,7 +78,7 @@ class RestoreReport {
         return fs::last_write_time(path_, missing);
     }
     bool IsNew() const { return Time() != earlier_time_; }
-    // Those whom it names last, with a comma before each but the first.
+    // The number of omitted IDs, which stand in the last line, divided by commas.
     std::size_t LeftOut() const {
         const std::string text = ReadWholeFile(path_.string(), "復旧の記録");
         const std::string ids = text.substr(text.rfind('\n') + 1);

@@ -7,13 +7,13 @@
 
 #include "engine/customers/elements.h"
 
-// What a person sees and changes of the customers of an environment. All texts UTF-8; every operation throws
-// Failure, and what changes then leaves all customers as they were.
+// Showing and changing the customers of an environment. All texts UTF-8; every operation throws Failure, and
+// what changes then leaves all customers as they were.
 namespace engine {
 
 enum class CustomerView { live, deleted, all };
 
-// Chosen columns of customers, each row made when it is wanted. The session must outlive it.
+// Chosen columns of customers. Each row is made by its call. The session must outlive it.
 class CustomerList {
   public:
     // `columns` as Elements::NamedList has it. Loads the customers.
@@ -29,7 +29,7 @@ class CustomerList {
     std::vector<int> ids_;
 };
 
-// One customer, a deleted one too: all columns for people that are not empty.
+// The columns of one customer, a deleted one too, that have a title and a value.
 struct CustomerField {
     std::string title, value;
 };
@@ -40,8 +40,8 @@ std::vector<CustomerField> FieldsOf(Session& session, int customer);
 int AddCustomer(Session& session, std::vector<std::string> const& values);
 void ChangeCustomer(Session& session, int customer, std::vector<std::string> const& values);
 
-// All of them or none. Deleted customers can be restored; of erased ones the numbers alone remain. The
-// session is one for changing.
+// All of them or none. Deleted customers can be restored; of an erased one only the ID remains. The session
+// is one for changing.
 void DeleteCustomers(Session& session, std::vector<int> const& customers);
 void RestoreCustomers(Session& session, std::vector<int> const& customers);
 void EraseCustomers(Session& session, std::vector<int> const& customers);

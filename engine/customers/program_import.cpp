@@ -20,7 +20,7 @@ namespace fs = std::filesystem;
 namespace engine {
 namespace {
 
-// Their places are the numbers that the library knows.
+// In the order of the library's numbers.
 constexpr std::array<std::string_view, 4> direct_mail_names = {"new-no", "yes", "no", "new-yes"};
 constexpr std::array<std::string_view, 3> existing_names = {"newer", "overwrite", "keep"};
 constexpr std::array<std::string_view, 5> programs = {"becky", "outlook", "fudemame", "corvane", "belmora"};
@@ -35,7 +35,7 @@ int PlaceOf(std::array<std::string_view, count> const& names, std::string const&
     throw Failure(Failure::invalid_request, std::string(option) + " は " + all + " のどれかです: " + name);
 }
 
-// What the library asks goes to the front end.
+// Passes the library's questions to the front end.
 class Question {
   public:
     Question(FrontEnd& front, bool yes) : front_(front), yes_(yes) { SetMessageBoxHandler(Ask, this); }
@@ -138,7 +138,7 @@ void ProgramImport::Run(Session& session) const {
     if (take_attributes) settings.emplace(session.DataDirectory(), std::vector<std::string>{settings_file});
     Counts counts;
     int const result = Import(session, log_file.LibraryFile(), counts);
-    // Ahead of the log, which must not cost a customer.
+    // Saved before the log is written, whose failure must not lose customers.
     bool const changed = result >= 0 || counts.imported > 0;
     if (settings && changed) session.SaveSettings();
     if (counts.imported > 0) session.SaveCustomers();

@@ -15,9 +15,9 @@ struct ProgramImport {
     std::string existing;          // overwrite, newer or keep; of shop exports
     bool take_attributes = false;  // of belmora
     std::string log;               // empty: beside the file
-    bool yes = false;              // to what the import asks
+    bool yes = false;              // every question of the import is answered with yes
 
-    // Throws Failure (usage) for options that do not go together.
+    // Throws Failure (invalid_request) for options that do not go together.
     void Check() const;
     // Imports and saves; tells the front end progress, the counts and where the log is. Throws Failure.
     void Run(Session& session) const;

@@ -6,8 +6,8 @@
 
 #include "engine/environment/session.h"
 
-// The test customers of an environment, to whom a mail is sent to see how it looks. All operations throw
-// Failure, and then nothing is changed. A file that is not there is made.
+// The test customers of an environment, who get a mail for checking before it is sent to the customers. All
+// operations throw Failure, and then nothing is changed. A file that is not there is made.
 namespace engine {
 
 // In the order of their keys; CustomerID is the key.

@@ -10,7 +10,7 @@ namespace engine {
 // How an environment is opened.
 struct Access {
     std::string key_file;       // empty: the built-in application key
-    std::string password_file;  // empty: the front end is asked
+    std::string password_file;  // empty: the front end asks for the password
     FrontEnd* front = nullptr;  // null: one that shows nothing
 };
 

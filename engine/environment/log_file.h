@@ -12,8 +12,8 @@ namespace engine {
 // into memory, so that no other file is left behind however the process ends.
 class LogFile {
   public:
-    // Makes the file if it is not there. Throws Failure when it cannot be opened, or is one of `needed`, by
-    // whatever name.
+    // Makes the file if it is not there. Throws Failure when it cannot be opened, or when it is one of the
+    // files `needed`, links resolved.
     LogFile(std::string name, std::vector<std::string> const& needed);
     // Removes a file that was made and got no content.
     ~LogFile();
@@ -25,7 +25,7 @@ class LogFile {
     std::string LibraryFile() const;
     // Whether the library has written anything.
     bool HasContent() const;
-    // Puts that in the place of the file's former content. false when it does not reach the file.
+    // Replaces the content of the file by that. false when it does not reach the file.
     bool Write();
 
   private:

@@ -18,7 +18,7 @@ namespace fs = std::filesystem;
 namespace engine {
 namespace {
 
-// Takes away what was made so far, unless it is told that all went well.
+// Removes what was made so far, unless Keep is called.
 class Undo {
   public:
     void Add(fs::path path) { made_.push_back(std::move(path)); }

@@ -11,8 +11,7 @@ namespace fs = std::filesystem;
 namespace engine {
 namespace {
 
-// The copies are complete exactly when their folder has its final name, and of no more use when it has lost
-// it.
+// The copies are complete while their folder has its final name.
 constexpr char const* in_the_making = ".undo.new";
 constexpr char const* complete = ".undo";
 constexpr char const* done_with = ".undo.old";

@@ -5,8 +5,8 @@
 
 namespace engine {
 
-// A change of several files of an environment that happens as a whole or not at all: while it goes on, copies
-// of the files as they were lie aside. What a process that was killed left half done is put back when the
+// A change of several files of an environment that happens as a whole or not at all: copies of the old files
+// are kept until it is complete. A change that a killed process left incomplete is undone when the
 // environment is next opened. The caller holds the environment's lock.
 class SafeChange {
   public:
@@ -17,13 +17,13 @@ class SafeChange {
     ~SafeChange();
     SafeChange(SafeChange const&) = delete;
     SafeChange& operator=(SafeChange const&) = delete;
-    // The change counts from here on: what it made is brought to the disk. Throws Failure, and it is not
-    // kept.
+    // Brings the change to the disk, from where on it is complete. Throws Failure, and the change is then
+    // undone.
     void Keep();
 
-    // Whether a change is going on, or was cut off.
+    // Whether a change is in progress, or was interrupted.
     static bool Open(std::string const& data_directory);
-    // Puts back what was cut off. Throws Failure, and can be tried again, when that is not possible.
+    // Undoes an interrupted change. Throws Failure, and can be tried again, when that is not possible.
     static void Recover(std::string const& data_directory);
 
   private:

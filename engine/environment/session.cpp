@@ -124,7 +124,7 @@ CDatabaseEdit& Session::Customers() {
 }
 
 // A sequence file that was lost, damaged or brought back from a copy would hand out IDs that customers have.
-// Where it cannot be moved, the command that draws an ID tells so.
+// Where it cannot be moved, drawing an ID fails and reports it.
 void Session::MoveSequence() {
     Sequencer sequence(environment_.get(), environment::seq_customer);
     int const largest = customers_->GetMaxDBID();
@@ -144,8 +144,8 @@ CMailListViewer& Session::Mails() {
     return *mails_;
 }
 
-// A list that is not there is made, so that the mails in the folders come back into it. The library writes a
-// repaired list in place.
+// A missing list is made, so that the mails of the folders are added to it. The library writes a repaired
+// list in place.
 void Session::ReadMails() {
     const fs::path path = MailListFile();
     std::error_code ignored;

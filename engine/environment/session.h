@@ -23,31 +23,31 @@ class Session {
     Session(Access const& access, std::string const& env_file, For use);
     ~Session();
 
-    // What the engine tells and asks while it works with this environment.
+    // Gets the notices, results, progress and questions of the work with this environment.
     FrontEnd& Front() const { return front_; }
     EnvManager& Environment() { return *environment_; }
     SystemOption& Options() { return *options_; }
-    // Each loaded at the first call. Mails that have lost their row in the list get one again when it is
-    // loaded, and the library's message says so.
+    // Each loaded at the first call. Loading the list of mails adds a row for each mail folder without one,
+    // and the library shows a message.
     CDatabaseEdit& Customers();
     CMailListViewer& Mails();
     ExtractListViewer& Groups();
-    // The table that Customers loads, for objects that are bound to it before it is needed.
+    // The table that Customers loads, for objects that are bound to it before it is loaded.
     CDatabaseEdit& CustomerTable() { return *customers_; }
 
-    // Of a session for reading: what `change` does to the files happens while no other process changes the
-    // environment. One for changing keeps others out all the time.
+    // Calls `change` while no other process changes the environment. A session for changing holds that lock
+    // all the time; one for reading takes it for the call.
     void WhileOthersWait(std::function<void()> const& change);
 
     // Host paths.
     std::string const& EnvFile() const { return env_file_; }
     std::string const& DataDirectory() const { return data_directory_; }
-    // Whether a path leads into the data directory, or to the environment's file, key or password, by
-    // whatever name.
+    // Whether a path leads into the data directory, or to the environment's file, key or password, links
+    // resolved.
     bool Owns(std::string const& file) const;
-    // For a command's own use.
+    // A temporary file for one operation.
     std::string WorkFile() const { return data_directory_ + "/DB/import.work"; }
-    // Removes it and what a converter of address books made. What is left of a command that was killed goes
+    // Removes it and the output of an address book converter. Files that a killed process left are removed
     // when the environment is next opened for changing.
     void RemoveWorkFiles() const;
 
@@ -62,8 +62,8 @@ class Session {
     void SaveCustomers();
     void SaveMails();
     void SaveGroups();
-    // Reads the list of mails again, changes it and saves it, with others kept out meanwhile: a session for
-    // reading does not know what they did since.
+    // Reads the list of mails again, changes it and saves it under the lock: other processes may have changed
+    // the list since a session for reading loaded it.
     void ChangeMails(std::function<void(CMailListViewer&)> const& change);
     // As SaveSettings for any data file, by its path below the data directory. `write` gets the path (of the
     // library) and the key to write with. Throws Failure, naming `what`.
@@ -93,7 +93,7 @@ class Session {
     std::unique_ptr<ExtractListViewer> groups_;
 };
 
-// What the library says of its last failure.
+// The library's text for its last failure.
 std::string TextOf(CErrMsg& error);
 
 // Throws Failure for a file that cannot be read, naming `what` ("顧客データ" and the like) and the file.

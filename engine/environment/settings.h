@@ -10,7 +10,7 @@
 // The settings of an environment, as a front end shows and changes them.
 namespace engine {
 
-// Throws Failure for a name that is none.
+// Throws Failure for an unknown name.
 Setting const& SettingNamed(std::string_view name);
 
 struct SettingValue {
@@ -23,7 +23,7 @@ SettingValue ValueOf(Session& session, Setting const& setting);
 struct SettingChange {
     std::string name, value;
 };
-// Throws Failure for a name that is none and for a value that the setting refuses.
+// Throws Failure for an unknown name and for a value that the setting refuses.
 void CheckSettings(std::vector<SettingChange> const& changes);
 // Checks, sets and saves them all, or changes nothing and throws Failure. The session is one for changing.
 void ChangeSettings(Session& session, std::vector<SettingChange> const& changes);

@@ -4,8 +4,8 @@
 #include <string_view>
 #include <vector>
 
-// The settings that the application gives names to: each is one cell of the settings record. The cells are
-// where the values lie on disk and never change.
+// The settings with names: each is one cell of the settings record. The cells are positions on disk and never
+// change.
 namespace engine {
 
 enum class SettingKind { text, number, choice, secret };
@@ -20,7 +20,7 @@ struct Setting {
 };
 
 std::vector<Setting> const& SettingsCatalogue();
-// Null for a name that is none.
+// Null for an unknown name.
 Setting const* FindSetting(std::string_view name);
 // Empty when `value` may be stored, else why not.
 std::string RefusalOf(Setting const& setting, std::string_view value);

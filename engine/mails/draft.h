@@ -7,8 +7,8 @@
 #include "engine/base/front_end.h"
 #include "tessaly/storage.h"
 
-// A mail as its writer has it: a UTF-8 text file with header lines (Subject, optional From and Reply-To), an
-// empty line, and the body.
+// A mail as its author writes it: a UTF-8 text file with header lines (Subject, optional From and Reply-To),
+// an empty line, and the body.
 namespace engine {
 
 // An address with or without a name, as From and Reply-To hold it.
@@ -25,7 +25,7 @@ struct Draft {
     Mailbox from, reply_to;  // empty: not given
 };
 
-// Something in a draft that a recipient would not see as it was meant.
+// A place in a draft that a recipient would not see as intended.
 struct Finding {
     std::size_t line, column;  // of the file, from 1; column in characters
     std::string text;
@@ -35,14 +35,14 @@ struct Finding {
 // begins with the first line of its file.
 void InspectText(CString const& text, std::vector<Finding>& findings);
 
-// Whether a draft without a body, or with one of blanks and line ends only, is one; its body is then empty.
+// Whether a draft may lack a body, or have one of blanks and line ends only; its body is then empty.
 enum class DraftBody { required, optional };
-// Throws Failure, with line and column, for a file that is no draft or holds a character that the library
-// cannot keep. `findings` gets what InspectText finds in the subject and in the body.
+// Throws Failure, with line and column, for a file that is no draft, or that holds a character that the
+// library cannot keep. `findings` gets what InspectText finds in the subject and in the body.
 Draft ReadDraft(std::string const& file, std::vector<Finding>& findings,
                 DraftBody body = DraftBody::required);
 
-// Tells what was found in a draft, or in what else it is named; throws Failure when something was, unless
+// Tells the findings in a draft, or in the text that `where` names. Throws Failure if there are any, unless
 // `anyway`.
 void TellFindings(FrontEnd& front, std::vector<Finding> const& findings, bool anyway,
                   std::string const& where = "下書き");

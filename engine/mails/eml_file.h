@@ -11,8 +11,8 @@ namespace engine {
 // A mail whole, with its merge words, pictures and attachments, but for sender, recipient and date.
 CString EmlOf(MailVersion const& version);
 
-// An .eml file taken apart into the files of which a mail is made, in a folder of its own that goes with the
-// object. Throws Failure for one that cannot be read.
+// An .eml file divided into the files that a mail is made from, in a folder that the destructor removes.
+// Throws Failure for one that cannot be read.
 class UnpackedEml {
   public:
     explicit UnpackedEml(std::string const& file);

@@ -16,10 +16,10 @@ namespace {
 constexpr auto npos = std::string_view::npos;
 constexpr char const* text_head =
     "Content-Type: text/plain; charset=iso-2022-jp\r\nContent-Transfer-Encoding: 7bit\r\n\r\n";
-// For a page of pictures only: a mail program without HTML must show something.
+// For a page of pictures only, so that a mail program without HTML shows a text.
 constexpr char const* no_text = "このメールはHTML形式です。";
 
-// What a merge can put into a mail.
+// The members that a merge can insert.
 constexpr CString OneCustomer::*customer_texts[] = {
     &OneCustomer::Email,    &OneCustomer::KanjiSei, &OneCustomer::KanjiMei,    &OneCustomer::KanaSei,
     &OneCustomer::KanaMei,  &OneCustomer::Company,  &OneCustomer::CompanyPost, &OneCustomer::Birthday,

@@ -18,7 +18,7 @@ CString ComposeText(CString const& text);
 // The same mail with another text beside its HTML.
 CString WithText(CMimeAnalyze parts, CString const& text);
 
-// What such a mail is made of. Throws Failure for a text that is none.
+// What such a mail is made of. Throws Failure for a text that is no such mail.
 CMimeAnalyze PartsOf(CString const& stored);
 // Folds header lines of encoded words, which the library unfolds when it reads a part (RFC 2047 2).
 void FoldWords(CMimeAnalyze& parts);

@@ -102,7 +102,7 @@ std::string WithEscapedWords(std::string_view html) {
     return result.append(html.substr(done));
 }
 
-// The escaped words as drafts write them, so that they are looked at as those are.
+// The escaped words in the form of drafts, so that the same inspection finds them.
 CString WithPlainWords(std::string const& html) {
     CString text{std::string_view(html)};
     text.Replace("&lt;%", "<%");
@@ -182,8 +182,8 @@ class Pictures {
         if (is_new) known->second = IdOf(FileOf(address), address, place);
         if (!known->second.empty()) Replace(place, "cid:" + known->second);
     }
-    // Where an address leads: below the page's folder, or to an extra picture of that name. Elsewhere it does
-    // not, so that a page from somebody else takes no file of this machine along.
+    // The file of an address: one below the page's folder, or the extra picture of that name. Other files are
+    // never taken, so that a foreign page cannot attach files of this machine.
     std::string FileOf(std::string address) {
         address = PercentDecoded(address.substr(0, address.find_first_of("?#")));
         std::replace(address.begin(), address.end(), '\\', '/');
@@ -197,7 +197,7 @@ class Pictures {
         extra_.erase(extra);
         return found;
     }
-    // Empty for a picture that cannot come along.
+    // Empty for a picture that cannot be attached.
     std::string IdOf(std::string const& file, std::string const& address, HtmlPlace place) {
         std::error_code error;
         if (file.empty() || !fs::is_regular_file(file, error)) {

@@ -25,7 +25,7 @@ struct HtmlSource {
 // programs do not know, become numeric references; known merge words get their escaped form; a meta tag that
 // tells a charset goes, since the mail's header tells it. Pictures that lie where the HTML names them, in its
 // folder or below, are named by "cid:" (RFC 2392) from then on; everything else of the tag stays as its
-// author wrote it, for which the library's replacement of attributes would write the tag anew.
+// author wrote it. (The library's replacement of attributes would rewrite the whole tag.)
 //
 // `extra` are pictures that lie elsewhere, known by their file names. `findings` gets pictures that are
 // missing, too large or no pictures, and what ReadDraft finds in texts. Throws Failure for a file that cannot
@@ -33,8 +33,9 @@ struct HtmlSource {
 HtmlSource ReadHtml(std::string const& file, std::vector<std::string> const& extra,
                     std::vector<Finding>& findings);
 
-// What a reader without HTML sees: tags, scripts and comments away, blocks and <br> as line ends, never more
-// than one empty line in a row, addresses of links behind their text, references as characters.
+// The text that stands for a page in a mail program without HTML: tags, scripts and comments away, blocks and
+// <br> as line ends, never more than one empty line in a row, addresses of links behind their text,
+// references as characters.
 CString TextOfHtml(CString const& html);
 
 }  // namespace engine

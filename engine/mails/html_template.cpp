@@ -9,7 +9,7 @@ namespace engine {
 namespace {
 
 constexpr auto npos = std::string_view::npos;
-// Stand in the frame where a text goes; they are no text of a mail.
+// Mark the places of the two texts in the frame. No mail holds such a text.
 constexpr char const *text_place = "\x01text\x01", *html_place = "\x01html\x01";
 // Of every boundary.
 constexpr std::string_view boundary_start = "_TESSALY_MULTIPART_";

@@ -12,7 +12,7 @@ namespace engine {
 class HtmlTemplate {
   public:
     explicit HtmlTemplate(CMimeAnalyze const& parts);
-    // What MergeInto gives, the boundaries aside. Nothing where text and HTML have to go that way.
+    // What MergeInto gives, the boundaries aside. No result where the mail has to be made by MergeInto.
     std::optional<MimeMail> Merged(OneCustomer const& customer) const;
 
   private:

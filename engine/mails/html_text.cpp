@@ -68,7 +68,7 @@ std::string Decoded(std::string_view text) {
     return result;
 }
 
-// A text under construction, in which runs of blanks are one and line ends come as they are asked for.
+// A text under construction, in which a run of blanks is one blank and line ends are added explicitly.
 class Lines {
   public:
     void Add(std::string_view text) {

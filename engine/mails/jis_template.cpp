@@ -10,7 +10,7 @@ namespace engine {
 namespace {
 
 constexpr std::string_view to_kanji = "\x1B$B", to_ascii = "\x1B(B";
-constexpr int word_birthday = 8;  // whose value is cut behind it was made mailable
+constexpr int word_birthday = 8;  // whose value is cut after it was made mailable
 constexpr std::size_t expected_value = 32;
 
 bool IsPrintable(std::string_view text) {
@@ -134,7 +134,7 @@ std::optional<JisTemplate::Run> JisTemplate::ValueRun(OneCustomer const& custome
     return run;
 }
 
-// The runs one behind the other.
+// Appends runs to a text.
 class JisTemplate::Output {
   public:
     Output(CString& text, bool limits_lines) : text_(text), limits_lines_(limits_lines) {}

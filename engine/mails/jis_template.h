@@ -9,7 +9,7 @@
 
 namespace engine {
 
-// A text with merge words as a mailing needs it: divided once, and what stands between the words already in
+// A text with merge words, prepared for a mailing: divided once, with the text between the words already in
 // ISO-2022-JP. For a customer only the values are converted, each once. Measured: composing a mail of 2 KB
 // takes about a third of the time that merging, cleaning and converting its whole text takes
 // (bench/README.md).
@@ -29,7 +29,7 @@ class JisTemplate {
     // Appends the merged text, beginning and ending in ASCII. False: it has to go the plain way; `out` then
     // holds a part of it.
     [[nodiscard]] bool AppendMerged(OneCustomer const& customer, CString& out) const;
-    // Bytes that a merged text takes, about.
+    // The approximate size of a merged text in bytes.
     std::size_t ExpectedSize() const { return expected_size_; }
 
   private:

@@ -9,7 +9,7 @@
 
 namespace engine {
 
-// What a person gives for the texts and attachments of a stored mail.
+// The texts and attachments that are given for a stored mail.
 struct MailArguments {
     std::string draft;
     std::string html;
@@ -29,7 +29,8 @@ struct MailArguments {
     }
 };
 
-// The same, read from its files and found good. Making one throws Failure, and tells what was found in them.
+// The same, read from its files and checked. The constructor tells the front end the findings, and throws
+// Failure.
 class MailChanges {
   public:
     MailChanges(FrontEnd& front, MailArguments const& arguments);

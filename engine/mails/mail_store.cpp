@@ -154,7 +154,7 @@ void Warn(FrontEnd& front, OneMail const& mail, char kind) {
 
 }  // namespace
 
-// Texts go as bytes too: nobody knows in which code the file is.
+// Text files have no entry, since their encoding is unknown.
 char const* MediaTypeOf(std::string const& file) {
     std::string extension = fs::path(file).extension().string();
     std::transform(extension.begin(), extension.end(), extension.begin(),

@@ -13,13 +13,14 @@
 #include "tessaly/delivery.h"
 #include "tessaly/mailstore.h"
 
-// The mails that lie in an environment: reading one, storing one whole, and what lies beside its texts.
+// The mails that are stored in an environment: reading one, storing one as a whole, its kind and its
+// attachments.
 namespace engine {
 
 inline constexpr int terminal_count = 5;  // those with texts and attachments of their own, by TermType
 inline constexpr std::array<char const*, terminal_count> terminal_names = {"pc", "nd", "at", "sb", "wl"};
 
-// By its short name; throws Failure for a name that is none.
+// By its short name; throws Failure for an unknown name.
 TermType TerminalNamed(std::string_view name);
 
 // The kinds of mails: text for all terminals, HTML for the PC, HTML for mobile terminals.
@@ -41,9 +42,9 @@ struct NewAttachment {
     AttachData entry;  // name as the recipient sees it, and media type
     std::string file;  // host path
 };
-// By the extension of a file's name; bytes where that says nothing.
+// By the extension of a file's name; application/octet-stream for an unknown one.
 char const* MediaTypeOf(std::string const& file);
-// Judges a file's name and size; throws Failure.
+// Checks a file's name and size; throws Failure.
 NewAttachment AttachmentOf(TermType terminal, std::string const& file);
 
 // Makes a mail (`id` none), or changes one: `change` gets its texts and attachment lists (empty for a new

@@ -16,7 +16,7 @@ struct MergedMail {
     CString subject;
     CString body;  // the text, in code page 932
 };
-// Merges the version of the mail that `customer` gets, and makes what came out fit for mail: no line end or
+// Merges the version of the mail that `customer` gets, and makes the result fit for mail: no line end or
 // control character in the subject or a name, line ends CR LF in the body and no line too long for a mail
 // server, and only characters that mail programs know (Mailable).
 MergedMail Merge(MailVersion const& version, CString const& honorific, OneCustomer const& customer);
@@ -27,7 +27,7 @@ CString RecipientName(CString const& honorific, OneCustomer const& customer);
 // A version of a mail made ready for many customers.
 class VersionTemplate {
   public:
-    // `version` must stay.
+    // `version` must outlive the template.
     explicit VersionTemplate(MailVersion const& version);
     MailVersion const& Version() const { return version_; }
     CString Subject(OneCustomer const& customer) const;
@@ -42,7 +42,7 @@ class VersionTemplate {
     std::optional<HtmlTemplate> html_;
 };
 
-// The versions of a mail. The content must stay.
+// The versions of a mail. The content must outlive the templates.
 class ContentTemplate {
   public:
     explicit ContentTemplate(MailContent const& content);

@@ -95,8 +95,7 @@ std::string Unquoted(std::string_view text) {
     return unquoted;
 }
 
-// The library finds one parameter by its name, in code page 932 and by the rules of each class; here all of
-// them are walked, for the forms of RFC 2231.
+// The library finds a single parameter by its name; the forms of RFC 2231 need all of them.
 // Calls `take(key, value)` for each parameter of a header's value, in UTF-8, the value without its quotes.
 template <class Take>
 void ForEachParameter(CString const& value, Take take) {
@@ -152,7 +151,7 @@ std::string PlainParameter(CString const& header, std::string_view name) {
     return found;
 }
 
-// The first part that is a text, or that tells no type; null for none.
+// The first part that is a text or has no type; null for none.
 MimeFormatStruct* TextPart(MimeFormatStruct& mail) {
     std::vector<MimeFormatStruct*> waiting = {&mail};
     while (!waiting.empty()) {

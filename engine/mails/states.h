@@ -7,8 +7,8 @@
 
 #include "tessaly/storage.h"
 
-// The states that the engine tells of: of a mail, of a recipient, of an attempt, of an answer. Code compares
-// these and no words; the words for people stand in one table.
+// The states of a mail, of a recipient, of an attempt and of an answer. Code compares these values, never
+// words; the words for display stand in one table.
 namespace engine {
 
 // Of a mail.
@@ -31,7 +31,7 @@ enum class Outcome {
     failed
 };
 
-// What a received mail is taken for.
+// The kind of a received mail.
 enum class AnswerKind { bounce, delay, receipt, refusal, registration, other };
 inline constexpr std::size_t answer_kinds = static_cast<std::size_t>(AnswerKind::other) + 1;
 
@@ -41,7 +41,7 @@ char const* LetterOf(RecipientState state);
 std::optional<MailStatus> MailStatusOf(std::string_view letter);
 std::optional<RecipientState> RecipientStateOf(std::string_view letter);
 
-// A state as it was read. What no version knows, from a damaged file, keeps its text.
+// A state as it was read. An unknown letter, from a damaged or newer file, keeps its text.
 template <class State>
 struct StoredState {
     std::optional<State> state;
@@ -52,7 +52,7 @@ struct StoredState {
 StoredState<MailStatus> StoredMailStatus(CString const& letter);
 StoredState<RecipientState> StoredRecipientState(CString const& letter);
 
-// For people, in Japanese.
+// For display, in Japanese.
 char const* WordOf(MailStatus status);
 char const* WordOf(RecipientState state);
 char const* WordOf(Outcome outcome);

@@ -8,8 +8,8 @@
 #include "engine/mails/mail_changes.h"
 #include "engine/mails/states.h"
 
-// What a person does with the stored mails of an environment. All texts UTF-8; every operation throws
-// Failure, and then nothing is changed.
+// Showing and changing the stored mails of an environment. All texts UTF-8; every operation throws Failure,
+// and then nothing is changed.
 namespace engine {
 
 // A mail in the list of mails.
@@ -46,8 +46,8 @@ struct StoredMail {
 // A deleted one too.
 StoredMail DescribeMail(Session& session, int mail);
 
-// What is given for the mail is read and judged before the environment is opened, so that nobody is asked for
-// a password in vain. Result: the number of the mail.
+// The arguments are read and checked before the environment is opened, so that a bad request fails before the
+// password is asked for. Result: the number of the mail.
 int CreateMail(Access const& access, std::string const& env_file, MailArguments const& arguments);
 // Result: the mail as NameOfMail tells it.
 std::string ChangeMail(Access const& access, std::string const& env_file, int mail,

@@ -19,8 +19,8 @@ constexpr char const* yes = "Y";
 constexpr char const* no = "N";
 constexpr int forgiving = 0;  // a bad field is left out
 
-// Whether a registration's consent to mail is only what a new customer starts with. A refusal that is on
-// record stands until a registration says otherwise.
+// Whether the consent to mail in a registration is only the default of a new customer. A recorded refusal
+// stands unless the registration states the consent.
 bool IsAssumed(int element, CString text) {
     text.Remove('\r');
     text.Remove('\n');
@@ -79,7 +79,7 @@ std::optional<Answers::Original> Answers::OriginalOf(CString const& message_id) 
     return found == old_ids_.end() ? std::nullopt : std::optional(found->second);
 }
 
-// Message-IDs that do not tell their numbers: of mails that were sent by an earlier version.
+// Message-IDs without numbers, of mails that an earlier version sent.
 void Answers::ReadOldHistories() {
     if (old_ids_read_) return;
     old_ids_read_ = true;
@@ -109,7 +109,7 @@ HistoryListViewer* Answers::HistoryOf(int mail) {
     auto const [place, is_new] = histories_.try_emplace(mail);
     if (is_new) try {
             place->second = std::make_unique<SendHistory>(session_, mail);
-        } catch (Failure const&) {  // a run has it
+        } catch (Failure const&) {  // a run is sending the mail
         }
     return place->second ? &place->second->Rows() : nullptr;
 }

@@ -23,16 +23,16 @@ struct Answer {
     CString from;
     std::string effect;      // what was done, or why nothing was
     bool keep = false;       // for the sender to read
-    bool postponed = false;  // its mail is being sent just now; the next time will do
+    bool postponed = false;  // its mail is being sent; the answer is to be taken again later
 };
 
-// Brings received mail back to the mail and the customer that it answers, and does what follows from it: a
-// bounce makes the history's row wait or fail, a receipt marks it opened, a refusal ends direct mail to the
-// customer, a registration makes or updates one. The same mail twice changes nothing. What was done is in
-// memory until Save.
+// Assigns received mail to the mail and the customer that it answers, and applies its effect: a bounce makes
+// the history's row wait or fail, a receipt marks it opened, a refusal ends direct mail to the customer, a
+// registration makes or updates one. Taking the same mail again changes nothing. The effects are in memory
+// until Save.
 class Answers {
   public:
-    // `apply` false: only tells what would be done. The session is one for changing unless so.
+    // With `apply` false the effects are told and not applied; else the session is one for changing.
     Answers(Session& session, bool apply);
 
     Answer Take(std::string const& text);

@@ -10,8 +10,8 @@
 #include "engine/environment/session.h"
 #include "engine/receiving/answer_kind.h"
 
-// What an environment keeps of received mail, in its folder INBOX: the mails that are for the sender to read,
-// one .eml file each, as they came; which mails were seen; and what was done because of them.
+// What an environment keeps of received mail, in its folder INBOX: the mails that the sender is to read, one
+// .eml file each, as received; the IDs of all mails that were seen; and a record of their effects.
 namespace engine {
 
 struct KeptMail {
@@ -27,7 +27,7 @@ class Inbox {
     // Each goes to the disk with Save.
     void Remember(std::string const& id);
     void Record(std::string const& line) { actions_ += line + "\n"; }
-    // At once; a mail that is kept already is not kept twice. Result: its number. Throws Failure.
+    // Writes the mail at once, unless it is kept already. Result: its number. Throws Failure.
     int Keep(std::string const& text);
     void Save();
 
@@ -43,7 +43,7 @@ class Inbox {
     int next_ = 1;
 };
 
-// How many answers of a kind came to each mail, by the record of what was done.
+// How many answers of a kind came to each mail, by the record of effects.
 using AnswerCounts = std::map<int, std::map<AnswerKind, int>>;
 AnswerCounts CountAnswers(std::string const& data_directory);
 

@@ -5,7 +5,7 @@
 
 #include "engine/environment/session.h"
 
-// The received mails that an environment keeps for a person to read. Texts UTF-8; the operations throw
+// The received mails that an environment keeps for the sender to read. Texts UTF-8; the operations throw
 // Failure.
 namespace engine {
 
@@ -19,7 +19,7 @@ struct KeptMailRow {
 std::vector<KeptMailRow> ListKeptMails(Session const& session);
 
 struct KeptMailText {
-    std::string file;  // host path of the mail as it came
+    std::string file;  // host path of the mail as received
     std::string date, from, subject;
     int attachments = 0;
     std::string body;  // line ends LF

@@ -82,7 +82,7 @@ bool MboxSource::Next(ReceivedMail& mail, std::function<bool(std::string const&)
 
 namespace {
 
-// What the step that failed means to the user.
+// The sentence for the step that failed.
 char const* SentenceOf(protocol::PopPhase phase) {
     switch (phase) {
         case protocol::PopPhase::message: return "メールを受信できませんでした。\n";
@@ -143,7 +143,7 @@ class PlainPopSource : public PopSource {
         client_.SetTimeOutTimeBeforeConnect(mailbox.timeout_milliseconds);
         Require(client_.PopLogin(mailbox.user, mailbox.password, mailbox.host, mailbox.port,
                                  mailbox.apop ? MailPop::type_apop : MailPop::type_user_pass));
-        // A list that broke off is no list without unique IDs.
+        // An interrupted list differs from a list without unique IDs.
         Require(client_.PopListUidl() && client_.GetFailure().phase == protocol::PopPhase::none);
     }
     void End() override { client_.PopLogout(); }

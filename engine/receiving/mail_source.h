@@ -14,20 +14,20 @@
 namespace engine {
 
 struct ReceivedMail {
-    std::string id;    // by which the mail is known again; empty when only its text can tell
-    std::string text;  // as it came, without what the transport added
+    std::string id;    // identifies the mail; empty where only its text does
+    std::string text;  // as received, without the escapes of the transport
 };
 
 class MailSource {
   public:
     virtual ~MailSource() = default;
-    // 0 when it is not known.
+    // The number of mails; 0: unknown.
     virtual std::uint64_t Total() const = 0;
     // The next mail that `seen` does not know by its ID; false at the end. Throws Failure.
     virtual bool Next(ReceivedMail& mail, std::function<bool(std::string const& id)> const& seen) = 0;
-    // Those given so far, and those passed over, need not be kept there any more. Throws Failure.
+    // Removes the mails that were given or passed over so far from the source. Throws Failure.
     virtual void Remove() {}
-    // The last mail given stays there.
+    // Exempts the last mail from Remove.
     virtual void KeepLast() {}
     virtual void End() {}
 };
@@ -57,8 +57,8 @@ class MboxSource : public MailSource {
     std::unique_ptr<File> file_;
 };
 
-// A mailbox on a server, plain or secured. `shown`, unless null, becomes what the server showed of itself.
-// Throws Failure when it cannot be opened.
+// A mailbox on a server, plain or secured. `shown`, unless null, gets the data of the TLS handshake. Throws
+// Failure when it cannot be opened.
 std::unique_ptr<MailSource> MakePopSource(MailboxSettings const& mailbox, Handshake* shown = nullptr);
 
 }  // namespace engine

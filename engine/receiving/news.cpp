@@ -9,7 +9,7 @@
 namespace engine {
 namespace {
 
-// The library keeps the proxy in a profile file of its own form; the settings are where people change it.
+// The library keeps the proxy in a profile file, which follows the settings here.
 void TakeProxy(Session& session, CInformationManager& information) {
     const std::string proxy = session.Setting("news.proxy");
     if (proxy.empty()) return;

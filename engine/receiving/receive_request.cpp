@@ -20,7 +20,7 @@
 namespace engine {
 namespace {
 
-// Tables are saved as a whole: so seldom that it stays a small part of the work, however large they are.
+// Tables are saved as a whole, so seldom that saving stays a small part of the work whatever their size.
 constexpr int mails_between_saves = 500;
 constexpr int work_to_one_of_saving = 10;
 
@@ -31,7 +31,7 @@ std::unique_ptr<MailSource> SourceOf(Session& session, ReceiveRequest const& req
     return MakePopSource(MailboxOf(session, request.pop));
 }
 
-// A text that has no ID of its transport is known by its Message-ID, or by all of it.
+// A mail without an ID of its transport is identified by its Message-ID, else by its whole text.
 std::string IdOf(std::string const& text) {
     MimeFormatStruct header;
     const std::size_t end = text.find("\r\n\r\n");
@@ -92,7 +92,7 @@ class Receiving {
         }
         const std::string line = Line(answer);
         if (answer.kind != AnswerKind::other) front_.Notice(line + kept);
-        // A dry run does this too, in memory alone: it counts a mail that comes twice as the real run does.
+        // Also in a dry run, in memory only, so that it counts a repeated mail once.
         inbox_.Remember(id);
         inbox_.Record(Out(NowText()) + "\t" + KeyOf(answer.kind) + "\t" + std::to_string(answer.mail) + "\t" +
                       std::to_string(answer.customer) + "\t" + Out(OnOneLine(answer.from.View())) + "\t" +
@@ -106,8 +106,8 @@ class Receiving {
         return line + " <" + Out(OnOneLine(answer.from.View())) + ">: " + answer.effect;
     }
 
-    // The effects reach the disk first, then that the mails were seen, and only then does the server lose
-    // them.
+    // First the effects are saved, then the IDs of the mails, and only then are mails removed from the
+    // server.
     void Save() {
         if (request_.dry_run) return;
         auto const begun = Clock::now();

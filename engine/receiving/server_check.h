@@ -7,7 +7,7 @@
 #include "engine/sending/secure_clients.h"
 #include "engine/sending/server_settings.h"
 
-// Whether the servers of an environment can be reached, by the way that sending and receiving take.
+// Whether the servers of an environment can be used, checked with the clients of sending and receiving.
 namespace engine {
 
 struct CheckedServer {
@@ -25,11 +25,11 @@ struct ServerCheck {
     bool certificate_ends_soon = false;
     std::uint64_t mails = 0;  // in a mailbox
 };
-// Before its end a certificate ends soon.
+// A certificate with fewer days left ends soon.
 inline constexpr int days_of_warning = 14;
 
 struct CheckRequest {
-    // What shows the checks while they go on; a connection may take as long as the settings allow.
+    // Shows each check before and after it; a connection may take as long as the settings allow.
     class View {
       public:
         virtual ~View() = default;

@@ -10,7 +10,7 @@ namespace {
 
 constexpr int family_name = 2, given_name = 3;  // elements of a customer
 
-// A mail that nobody was sent yet waits for everyone in its list.
+// A mail without a history waits for all its recipients.
 MailCounts CountsOf(Session& session, int mail, HistoryListViewer& history) {
     MailCounts counts;
     history.GetNumOneMail(counts.sent, counts.errors, counts.opened, counts.recipients);

@@ -8,7 +8,7 @@
 #include "engine/mails/states.h"
 #include "engine/receiving/inbox.h"
 
-// What became of the mails of an environment, by their send histories and by what came back. Texts UTF-8.
+// The results of the mails of an environment, by their send histories and the answers to them. Texts UTF-8.
 namespace engine {
 
 struct MailCounts {
@@ -23,7 +23,7 @@ struct MailSummary {
     MailCounts counts;
     int bounces = 0, refusals = 0;
 };
-// Every mail in the order of the list, the deleted ones only if they are asked for. Throws Failure.
+// Every mail in the order of the list, the deleted ones only with `deleted`. Throws Failure.
 std::vector<MailSummary> SummariesOfMails(Session& session, bool deleted);
 
 struct RecipientOutcome {

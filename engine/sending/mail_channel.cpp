@@ -7,7 +7,7 @@
 namespace engine {
 namespace {
 
-// What the step at which a mail failed tells, whichever client sent it. A farewell (421) is never about one
+// What the step at which a mail failed means, for either client. A farewell (421) is never about one
 // recipient.
 Verdict VerdictOf(protocol::SmtpFailure const& failure) {
     bool const refused = failure.phase == protocol::SmtpPhase::recipient &&
@@ -87,7 +87,7 @@ class SecureChannel : public MailChannel {
             client_.Disconnect();
         }
         if (last || !sent) sent_ = 0;
-        // A server that has had enough of this connection has not taken the mail.
+        // A server that ends a kept connection has not taken the mail.
         return !sent && kept && client_.GetFailure().IsFarewell() ? Send(mail) : verdict;
     }
 

@@ -9,19 +9,19 @@
 #include "engine/sending/server_settings.h"
 #include "tessaly/delivery.h"
 
-// One connection to the server for outgoing mail, plain or secured: what a thread of a mailing sends through.
+// One connection to the server for outgoing mail, plain or secured: each thread of a mailing has one.
 namespace engine {
 
 struct Verdict {
     Outcome kind = Outcome::failed;
     std::string reply;      // what the server or the library said, on one line
-    bool connected = true;  // false: no server answered; worth another try
-    bool attempted = true;  // false: the failure came before the recipient's turn
-    bool for_all = false;   // it would meet every other recipient too
-    bool hopeless = false;  // and so would trying again
+    bool connected = true;  // false: no server answered; another try may succeed
+    bool attempted = true;  // false: the failure came before the mail: connection, greeting or login
+    bool for_all = false;   // every other recipient would fail too
+    bool hopeless = false;  // another try would fail too
 };
 
-// Whether a mail could be handed over, without one.
+// Whether a server would take mail, found without sending any.
 struct ChannelCheck {
     bool works = false;
     std::string reason;  // where it does not
@@ -32,7 +32,7 @@ class MailChannel {
   public:
     virtual ~MailChannel() = default;
     virtual Verdict Send(OutgoingMail const& mail) = 0;
-    // The same way as far as the login, and QUIT.
+    // Connects as Send does, up to the login, and quits.
     virtual ChannelCheck Check() = 0;
 };
 

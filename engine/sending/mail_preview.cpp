@@ -74,7 +74,7 @@ MailPreview OfStored(Session& session, int mail, PreviewRequest const& request) 
     return preview;
 }
 
-// Size and customer of the longest text; no customer where nobody is there.
+// Size and customer of the longest text; no customer without recipients.
 struct Longest {
     int bytes = -1;
     int customer = -1;

@@ -8,14 +8,14 @@
 #include "engine/environment/session.h"
 #include "engine/mails/mail_store.h"
 
-// What of a mail a customer gets, without sending it. Texts UTF-8; the operations throw Failure.
+// The mail that a customer would get. Texts UTF-8; the operations throw Failure.
 namespace engine {
 
 struct PreviewRequest {
     std::optional<int> mail;  // a stored mail, a deleted one too; none: a draft
     std::string draft;        // its file
     int customer = -1;
-    std::optional<TermType> terminal;  // in place of the one that the customer's address tells
+    std::optional<TermType> terminal;  // in place of the one by the customer's address
     bool page = false;                 // the HTML as a page of its own
 };
 

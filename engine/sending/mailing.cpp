@@ -20,7 +20,7 @@ namespace {
 constexpr char const* mail_mark = "m";
 constexpr char const* own_mark = "tessaly-";
 
-// A server that fails this often in a row, whoever the recipient was, takes no more now.
+// After this many failures in a row that hold for every recipient, the mailing stops.
 constexpr int most_failures_in_a_row = 5;
 
 // What sets the Message-IDs of one mailing apart from those of another that goes on at the same time.
@@ -50,7 +50,7 @@ std::optional<MailNumbers> NumbersIn(std::string_view message_id) {
     return numbers.mail >= 0 && numbers.customer >= 0 ? std::optional(numbers) : std::nullopt;
 }
 
-// One thread's way to the server.
+// One thread's connection to the server.
 class Mailing::Client {
   public:
     explicit Client(Mailing const& mailing)
@@ -137,7 +137,7 @@ void Mailing::SendEach(std::vector<int> const& ids) {
     }
 }
 
-// Whether it makes sense to go on. A server that nobody could connect to yet is most likely a wrong setting.
+// Whether it makes sense to go on. A server that no thread has reached yet is most likely a wrong setting.
 bool Mailing::Judge(Verdict const& verdict, int& failures_in_a_row) {
     if (verdict.hopeless) return false;
     if (!verdict.for_all) {

@@ -21,24 +21,23 @@ struct Delivery {
     Outcome outcome;
     std::string reply;  // what the server or the library said, on one line
     CString message_id;
-    bool attempted =
-        true;  // false when the failure came before her turn: no connection, no greeting, no login
+    bool attempted = true;  // false: the failure came before the mail: connection, greeting or login
 };
 
 class Mailing {
   public:
     // Gives a recipient's data, from any thread; false when there is no such recipient.
     using Fetch = std::function<bool(int id, OneCustomer&)>;
-    // `on_delivery` is called for each recipient when her mail's outcome is known, by one thread at a time.
+    // `on_delivery` is called for each recipient when the outcome is known, by one thread at a time.
     Mailing(FrontEnd const& front, MailContent const& content, Mailbox const& from,
             ServerSettings const& server, Fetch fetch, std::function<void(Delivery const&)> on_delivery);
-    // Returns when every mail is out, when the front end has it stopped, or when the server takes no more;
-    // `Stopped` then says why.
+    // Returns when every mail has its outcome, when the front end stops the mailing, or when the server takes
+    // no more; `Stopped` then gives the reason.
     void Run(std::vector<int> const& ids, int threads);
 
     std::uint64_t Done() const { return done_; }
     std::uint64_t Sent() const { return sent_; }
-    // Why the mailing ended before its end; empty when it did not.
+    // Why the mailing stopped before all mails had an outcome; empty when it did not.
     std::string const& Stopped() const { return stopped_; }
     Failure::Kind StopKind() const { return stop_kind_; }
 

@@ -14,11 +14,11 @@ namespace engine {
 class OutcomeFile {
   public:
     // Begins a new file; with `resume` goes on with one that an earlier run of the same mailing left. Throws
-    // Failure when the file cannot be written, when it is there already without `resume`, or when it is no
-    // report.
+    // Failure when the file cannot be written, when it is there already without `resume`, or when the file
+    // there is no report.
     OutcomeFile(std::string const& file, bool resume);
 
-    // Recipients whose mail went out, or was refused for good, in the earlier run.
+    // Recipients whose mail was sent, or refused for good, in the earlier run.
     std::set<int> const& Settled() const { return settled_; }
     void Add(Delivery const& delivery);
 

@@ -5,7 +5,7 @@
 #include "engine/mails/merged_mail.h"
 #include "tessaly/delivery.h"
 
-// One recipient's mail, from the content of a mailing to what a client for outgoing mail is given.
+// One recipient's mail, as a client for outgoing mail takes it.
 namespace engine {
 
 struct OutgoingMail {
@@ -15,15 +15,15 @@ struct OutgoingMail {
     CString recipient, message_id;
 };
 
-// The header of a mailing, its lines in their order on the wire. Who does not want more mail can say so with
-// the List-Unsubscribe of every mail (RFC 2369 3.2); a receipt (RFC 8098 2.1) is asked for by `content`.
+// The header of a mailing, its lines in their order on the wire. Every mail has a List-Unsubscribe (RFC 2369
+// 3.2), and a request for a receipt (RFC 8098 2.1) where `content` has it.
 class HeaderTemplate {
   public:
     HeaderTemplate(Mailbox const& from, MailContent const& content);
     CString For(Mailbox const& to, CString const& subject) const;
 
   private:
-    CString front_, back_;  // of the lines that are each recipient's own
+    CString front_, back_;  // before and behind the lines that differ by recipient
 };
 
 // A mailing's mail, made ready once.

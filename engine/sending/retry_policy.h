@@ -25,7 +25,7 @@ class RetryPolicy {
     int limit_;
 };
 
-// Within one attempt: how often, and after which pause, a server that did not answer is asked again.
+// Within one attempt: how often, and after which pause, a server that did not answer is tried again.
 inline constexpr int connect_tries = 3;
 inline constexpr auto pause_between_tries = std::chrono::seconds(1);
 

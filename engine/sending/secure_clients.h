@@ -7,7 +7,7 @@
 #include "tessaly/delivery.h"
 
 // The library's secure clients as the application uses them: filled from the settings, their failures as one
-// line for the user, and what the server showed of itself.
+// line for the user, and the data of the handshake.
 namespace engine {
 
 // Of the last handshake, in UTF-8; times in UTC.
@@ -25,7 +25,7 @@ class SecureSender : public CMySMTPS {
     }
     int Do(int method) { return SMTPS_Do(Handle(), method, 0, nullptr, nullptr); }
     void Disconnect() { Do(smtps_disconnect); }
-    // The library's sentence, and what was said in English.
+    // The library's sentence, and the server's reply or the English reason in brackets.
     std::string Reason();
     engine::Handshake const& LastHandshake() const { return handshake_; }
 

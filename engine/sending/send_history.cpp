@@ -74,7 +74,7 @@ void Apply(HistoryListViewer& history, Entry& entry) {
     history.TransferLastSendDate(entry.id, date, HistoryListViewer::transfer_store);
 }
 
-// A last line that was cut off when its process died tells nothing.
+// A last line that is incomplete, since its process was killed, is ignored.
 void ApplyJournal(std::string const& path, HistoryListViewer& history) {
     std::ifstream journal(path, std::ios::binary);
     std::string line;

@@ -30,8 +30,8 @@ void PutInList(Session& session, int mail, MailStatus status, HistoryListViewer&
                std::initializer_list<MailStatus> staying = {MailStatus::deleted});
 
 // The history of a mail during a run. Each outcome is in the journal beside the history file when Record
-// returns, so that nobody gets the mail twice even if the process is killed; the file itself follows every
-// few seconds, and at the end. One run at a time has a mail's history.
+// returns, so that no customer gets the mail twice even if the process is killed; the file itself is saved
+// every few seconds, and at the end. One run at a time has a mail's history.
 //
 // A row waits with retry number -1 before the first attempt. Every attempt raises the number by 1 and makes
 // the row complete when the server took the mail, else what RetryPolicy says.

@@ -32,7 +32,7 @@ void TellFailure(FrontEnd& front, Delivery const& delivery) {
                  Out(delivery.address) + ">: " + delivery.reply);
 }
 
-// --- A draft, without a trace in the environment ---
+// --- A draft, of which the environment keeps nothing ---
 
 std::vector<int> RecipientsOfDraft(Session& session, std::string const& to) {
     CDatabaseEdit& customers = session.Customers();

@@ -8,7 +8,7 @@
 
 namespace engine {
 
-// What a person wants sent: a stored mail to its recipients or to the test customers, or a draft.
+// What is to be sent: a stored mail to its recipients or to the test customers, or a draft.
 struct SendRequest {
     std::optional<int> mail;  // none: a draft
     std::string draft;        // its file
@@ -23,9 +23,9 @@ struct SendRequest {
     bool dry_run = false;  // only tells who would get it
     bool force = false;    // whatever was found in the draft
 
-    // Sends, and tells the front end who is left out, every mail that did not go out, and the totals. Throws
-    // Failure when what is wanted does not go together, nobody is left to send to, the mailing stopped before
-    // its end, or a mail did not go out.
+    // Sends, and tells the front end how many recipients are left out, every mail that was not sent, and the
+    // totals. Throws Failure for options that do not go together, when there are no recipients, and when the
+    // mailing stopped or a mail was not sent.
     void Send(Access const& access, std::string const& env_file) const;
 };
 

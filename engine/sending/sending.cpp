@@ -25,7 +25,7 @@ std::string Totals(Mailing const& mailing, std::size_t asked, double seconds) {
     return text.str();
 }
 
-// A word that the setting does not have, from a damaged or a newer file, is taken for none that it has.
+// A value that is none of the setting's choices, from a damaged or newer file, is refused.
 std::string ChoiceOf(Session& session, std::string_view name) {
     std::string value = session.Setting(name), refusal = RefusalOf(*FindSetting(name), value);
     if (!refusal.empty())
@@ -153,7 +153,7 @@ Mailing::Fetch FetchFrom(CDatabaseEdit& customers) {
     };
 }
 
-// It belongs there, not beside the library, where a sender can seldom write.
+// Beside the library, where it would be otherwise, a user can seldom write.
 void KeepTransferLog(Session& session) {
     const std::string folder = session.DataDirectory() + "/LOG";
     std::error_code ignored;

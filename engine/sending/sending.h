@@ -7,12 +7,12 @@
 #include "engine/mails/draft.h"
 #include "engine/sending/mailing.h"
 
-// What every way of sending needs: who sends, through which server, and the run itself.
+// What all ways of sending share: the sender, the servers, and the run itself.
 namespace engine {
 
 // `given`, or the sender of the settings when it is empty. Throws Failure when there is none.
 Mailbox SenderOf(Session& session, Mailbox const& given = {});
-// The server of the settings; `given` as "HOST:PORT" goes before it. Throws Failure when there is none.
+// The server of the settings; `given` as "HOST:PORT" takes precedence. Throws Failure when there is none.
 ServerSettings ServerOf(Session& session, std::string const& given);
 
 // The mailbox of the settings, likewise.
@@ -21,14 +21,14 @@ MailboxSettings MailboxOf(Session& session, std::string const& given);
 // "HOST:PORT", "[v6 address]:PORT", or a host alone, which leaves `port`. Throws Failure, naming `option`.
 void ReadServer(std::string const& text, std::string const& option, CString& host, int& port);
 
-// Lets the transfer log of what follows go into the environment's folder.
+// From now on the transfer log is written in the environment's folder.
 void KeepTransferLog(Session& session);
 
-// "1,2,3"; throws Failure (usage), naming `option`, for anything else.
+// "1,2,3"; throws Failure (invalid_request), naming `option`, for anything else.
 std::vector<int> IdsIn(std::string_view text, std::string_view option);
 
 bool AcceptsDirectMail(CDatabaseEdit& customers, int id);
-// Drops those who accept no direct mail, and says how many they were.
+// Removes the customers who accept no direct mail, and tells their number.
 void DropRefusers(Session& session, std::vector<int>& ids);
 Mailing::Fetch FetchFrom(CDatabaseEdit& customers);
 

@@ -4,7 +4,7 @@
 
 #include "tessaly/storage.h"
 
-// What the settings say of the mail servers.
+// The mail servers by the settings.
 namespace engine {
 
 enum class Security { none, tls, starttls };

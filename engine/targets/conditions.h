@@ -7,10 +7,10 @@
 #include "engine/customers/elements.h"
 #include "engine/environment/session.h"
 
-// Conditions on customers, as the sender writes and reads them.
+// Conditions on customers, as written and shown.
 namespace engine {
 
-// What can be written, for the help.
+// The syntax, for the help.
 extern char const* const condition_help;
 
 // "TITLE=V1,V2", "TITLE!=V", "TITLE:LOW..HIGH" or "TITLE!:LOW..HIGH". A value that holds a comma or begins
@@ -18,7 +18,7 @@ extern char const* const condition_help;
 // empty bound leaves that end open. Dates may lack their last parts. Throws Failure.
 OneExtractCondition ReadCondition(Elements const& elements, std::string_view text);
 
-// A condition as it was given, and whether it starts another tab.
+// A condition as given, and whether it starts another tab.
 struct StatedCondition {
     std::string text;
     bool starts_tab;

@@ -90,7 +90,7 @@ Group ChangeOne(Session& session, std::string const& text, GroupState state, Cha
     return GroupOf(group.ExtractID, name);
 }
 
-// What a damaged file holds cannot be told, which keeps nobody from seeing the others.
+// No result for a damaged file, so that the other groups are still listed.
 template <class Read>
 auto UnlessDamaged(Read read) -> std::optional<decltype(read())> {
     try {

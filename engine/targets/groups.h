@@ -28,8 +28,8 @@ Group RenameGroup(Session& session, std::string const& group, std::string const&
 Group DeleteGroup(Session& session, std::string const& group);
 Group RestoreGroup(Session& session, std::string const& group);
 
-// Copies the conditions of a group to a mail, with its recipients, or with those whom the conditions choose
-// among the present customers.
+// Copies the conditions of a group to a mail, with the stored recipients, or with those that the conditions
+// choose from the present customers.
 enum class Apply { stored, anew };
 Choice ApplyGroup(Session& session, std::string const& group, int mail, Apply apply);
 

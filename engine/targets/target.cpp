@@ -64,7 +64,7 @@ bool IsErased(CDatabaseEdit& customers, int id) {
            address.IsEmpty();
 }
 
-// Others may have chosen anew since the list was read.
+// Another process may have chosen anew since the list was read.
 void DropErased(Session& session, int mail) {
     const TargetOwner owner{TargetOwner::mail, mail};
     session.WhileOthersWait([&] {

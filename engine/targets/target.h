@@ -6,7 +6,7 @@
 
 #include "engine/environment/session.h"
 
-// Who gets a mail, or belongs to a saved group: the conditions and the customer IDs that lie beside it.
+// The target of a mail or of a saved group: its conditions, and the IDs of its recipients.
 namespace engine {
 
 // Whose conditions and recipients.
@@ -19,8 +19,8 @@ struct TargetOwner {
     std::string RecipientsFile() const;
 };
 
-// The recipients of a mail in the order of its list. A list that is missing or empty holds nobody. All throw
-// Failure for a damaged file.
+// The recipients of a mail in the order of its list. A list that is missing or empty has no recipients. All
+// throw Failure for a damaged file.
 std::vector<int> RecipientsOf(Session& session, int mail);
 int RecipientCount(Session& session, int mail);
 
@@ -39,9 +39,9 @@ void MakeEmptyRecipients(ExtractResultDetail& list);
 void SaveRecipients(Session& session, TargetOwner owner, ExtractResultDetail& list);
 std::vector<int> IdsOf(ExtractResultDetail const& list);
 
-// The customers who meet all conditions of one tab or another, or all customers when there is no condition,
-// without those who accept no direct mail, by ID. Loads the customers. `list` is a new object, and then that
-// of the mail.
+// The customers who meet all conditions of at least one tab, or all customers without conditions, without
+// those who accept no direct mail, by ID. Loads the customers. `list` is a new object, and then that of the
+// mail.
 void ChooseRecipients(Session& session, int mail, ExtractAction& set, ExtractResultDetail& list);
 
 // Both of a mail at once, with the present as the time of the choice. The session is one for changing.
@@ -53,8 +53,8 @@ struct Choice {
 };
 Choice ChoiceOf(Session& session, ExtractResultDetail const& list);
 
-// What a list holds of each recipient, of the first `limit` (0: all). Customers whose data were erased leave
-// the list for good; those who are not in the customer table are passed over, and counted in `unknown`.
+// What a list holds of each recipient, of the first `limit` (0: all). Erased customers are removed from the
+// stored list; those who are not in the customer table are passed over and counted in `unknown`.
 std::vector<ERDetailPlusDB> EntriesOf(Session& session, int mail, int limit, ExtractResultDetail& list,
                                       int& unknown);
 

@@ -34,7 +34,7 @@ Choice SelectTargetsAgain(Session& session, int mail) {
     RequireMail(session, mail);
     ExtractAction set;
     LoadConditions(session, {TargetOwner::mail, mail}, set);
-    // Without conditions everyone is chosen, which the list shows to have been meant.
+    // Without conditions everyone is chosen; a list that is not empty shows that this was intended.
     if (!HasConditions(set) && RecipientCount(session, mail) == 0)
         throw Failure(Failure::no_conditions,
                       "まだ条件がありません。--where で条件を書くか、--all で全員を選んでください。");

@@ -8,9 +8,9 @@
 #include "engine/targets/conditions.h"
 #include "engine/targets/target.h"
 
-// Whom a mail goes to, as a person chooses and sees it. All texts UTF-8; every operation throws Failure, and
-// what changes then leaves conditions and recipients as they were. Those of a deleted mail can be seen and
-// not changed.
+// Choosing and showing the recipients of a mail. All texts UTF-8; every operation throws Failure, and what
+// changes then leaves conditions and recipients as they were. Those of a deleted mail can be seen and not
+// changed.
 namespace engine {
 
 // Choose among the present customers. The session is one for changing.
