@@ -22,7 +22,7 @@ constexpr char const* application_key = "the key of this application";
 // The library's texts are bytes in code page 932. This program is UTF-8, and every text crosses here.
 CString In(std::string_view utf8) {
     bool exact = true;
-    const std::string text = platform::Cp932FromUtf8(utf8, &exact);
+    std::string const text = platform::Cp932FromUtf8(utf8, &exact);
     if (!exact) throw std::runtime_error("No form in code page 932: " + std::string(utf8));
     return CString(std::string_view(text));
 }
@@ -38,7 +38,7 @@ std::runtime_error Failure(char const* what, CErrMsg& error) {
 CString Path(fs::path const& path) { return platform::LibraryPath(path.string()); }
 
 void OpenEnvironment(EnvManager& environment, fs::path const& folder) {
-    const fs::path file = folder / "shop.tsl";
+    fs::path const file = folder / "shop.tsl";
     if (!fs::exists(file)) {
         fs::create_directories(folder / "shop" / "DB");
         if (EnvManager::MakeDefaultEnvFile(Path(file), application_key) != EnvManager::ok)
@@ -50,7 +50,7 @@ void OpenEnvironment(EnvManager& environment, fs::path const& folder) {
 
 // Loads the customers. A new environment gets an empty table first.
 void LoadCustomers(CDatabaseEdit& database, EnvManager& environment) {
-    const CString file = environment.DataPath("DB\\database.dat");
+    CString const file = environment.DataPath("DB\\database.dat");
     if (!fs::exists(platform::HostPath(file.View())) &&
         database.WriteFromMemoryToFileAppointFileName(file, environment.GetDBKey()) != CDatabaseEdit::ok)
         throw Failure("Cannot make the table of customers", database.GetErrMsg());
@@ -77,8 +77,8 @@ OneCustomer Store(CDatabaseEdit& database, char const* address, char const* fami
 }
 
 void Show(OneCustomer const& customer) {
-    const CString subject = In("<%名前(姓)%>様へ 秋のご案内");
-    const CString body =
+    CString const subject = In("<%名前(姓)%>様へ 秋のご案内");
+    CString const body =
         In("<%名前(姓)%> <%名前(名)%> 様\n<%都道府県%>のみなさまに、秋の新作をお届けします。\n");
     std::printf("%d %s\n%s\n%s\n", customer.CustomerID, Out(customer.Email).c_str(),
                 Out(MailWordInsert::GetMailWordInsert(customer, subject, 0)).c_str(),

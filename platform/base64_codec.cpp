@@ -34,7 +34,7 @@ std::uint64_t LoadBigEndian(unsigned char const* in) {
 std::size_t EncodeStandardBlocks(unsigned char const* in, std::size_t size, char* out) {
     std::size_t done = 0;
     for (; size - done >= 8; done += 6, out += 8) {
-        const std::uint64_t word = LoadBigEndian(in + done);
+        std::uint64_t const word = LoadBigEndian(in + done);
         PutPair(word >> 52, out);
         PutPair(word >> 40, out + 2);
         PutPair(word >> 28, out + 4);
@@ -57,7 +57,7 @@ std::size_t Base64Encode(unsigned char const* in, std::size_t size, char* out,
         place[2] = symbols[group >> 6 & 0x3F];
         place[3] = symbols[group & 0x3F];
     }
-    const std::size_t left = size - done;
+    std::size_t const left = size - done;
     if (left > 0) {
         unsigned const group = static_cast<unsigned>(in[done] << 16 | (left > 1 ? in[done + 1] << 8 : 0));
         place[0] = symbols[group >> 18];

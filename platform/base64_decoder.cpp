@@ -13,8 +13,8 @@ unsigned char const* Bytes(char const* text) { return reinterpret_cast<unsigned 
 std::size_t DecodeLastGroup(unsigned char const* characters, std::size_t count, char* out) {
     unsigned char group[4] = {'=', '=', '=', '='};
     std::memcpy(group, characters, count);
-    const std::size_t pad = static_cast<std::size_t>(std::find(group, group + 4, '=') - group);
-    const std::size_t bytes = pad > 1 ? pad - 1 : 0;
+    std::size_t const pad = static_cast<std::size_t>(std::find(group, group + 4, '=') - group);
+    std::size_t const bytes = pad > 1 ? pad - 1 : 0;
     PutBase64Bytes(Base64Group(group), bytes, out);
     return bytes;
 }
@@ -26,7 +26,7 @@ std::size_t DecodeBase64(std::string_view in, char* out) noexcept {
     char* const start = out;
     std::size_t left = in.size();
     for (; left >= 4; left -= 4, place += 4, out += 3) {
-        const std::uint32_t bits = Base64Group(place);
+        std::uint32_t const bits = Base64Group(place);
         if (bits & base64_pad) break;
         PutBase64Bytes(bits, 3, out);
     }
@@ -43,7 +43,7 @@ std::size_t DecodeBase64Body(std::string_view in, char* out) noexcept {
     while (place < end) {
         if (held == 0) {
             for (; end - place >= 4; place += 4, out += 3) {
-                const std::uint32_t bits = Base64Group(place);
+                std::uint32_t const bits = Base64Group(place);
                 if (bits >= base64_pad) break;
                 PutBase64Bytes(bits, 3, out);
             }
@@ -53,7 +53,7 @@ std::size_t DecodeBase64Body(std::string_view in, char* out) noexcept {
         if (base64_places[0][c] == base64_foreign) continue;
         group[held++] = c;
         if (held < 4) continue;
-        const std::size_t bytes = DecodeLastGroup(group, 4, out);
+        std::size_t const bytes = DecodeLastGroup(group, 4, out);
         out += bytes;
         held = 0;
         if (bytes < 3) break;
@@ -69,16 +69,16 @@ int DecodeBase64Strictly(std::string_view in, char* out, std::size_t most) noexc
     unsigned char const* const end = place + in.size();
     std::size_t written = 0;
     for (; end - place >= 4 && most - written >= 3; place += 4, written += 3) {
-        const std::uint32_t bits = Base64Group(place);
+        std::uint32_t const bits = Base64Group(place);
         if (bits >= base64_pad) break;
         PutBase64Bytes(bits, 3, out + written);
     }
     while (place < end && *place != '\r') {
         if (end - place < 4) return bad_text;
-        const std::uint32_t bits = Base64Group(place);
+        std::uint32_t const bits = Base64Group(place);
         if (bits & base64_foreign || place[0] == '=' || place[1] == '=') return bad_text;
         // A '=' in the third place alone does not end the text: the fourth character decides.
-        const std::size_t count = place[2] == '=' ? 1 : place[3] == '=' ? 2 : 3;
+        std::size_t const count = place[2] == '=' ? 1 : place[3] == '=' ? 2 : 3;
         if (count > most - written) {
             PutBase64Bytes(bits, most - written, out + written);
             return bad_text;

@@ -31,7 +31,7 @@ inline constexpr std::array<std::array<std::uint32_t, 256>, 4> base64_places = [
     std::array<std::array<std::uint32_t, 256>, 4> places{};
     for (std::size_t place = 0; place < 4; ++place)
         for (std::size_t c = 0; c < 256; ++c) {
-            const int value = c < 128 ? base64_values[c] : -1;
+            int const value = c < 128 ? base64_values[c] : -1;
             places[place][c] = c == '='    ? base64_pad
                                : value < 0 ? base64_foreign
                                            : static_cast<std::uint32_t>(value) << (18 - 6 * place);

@@ -38,10 +38,10 @@ Instant Now() noexcept {
 }
 
 CalendarTime UtcTime(std::int64_t seconds) noexcept {
-    const sys_seconds time{std::chrono::seconds{InCalendar(seconds)}};
-    const sys_days day = std::chrono::floor<std::chrono::days>(time);
-    const std::chrono::year_month_day date{day};
-    const std::chrono::hh_mm_ss clock{time - day};
+    sys_seconds const time{std::chrono::seconds{InCalendar(seconds)}};
+    sys_days const day = std::chrono::floor<std::chrono::days>(time);
+    std::chrono::year_month_day const date{day};
+    std::chrono::hh_mm_ss const clock{time - day};
     return {int{date.year()},
             static_cast<int>(unsigned{date.month()}),
             static_cast<int>(unsigned{date.day()}),
@@ -52,7 +52,7 @@ CalendarTime UtcTime(std::int64_t seconds) noexcept {
 }
 
 CalendarTime LocalTime(std::int64_t seconds) noexcept {
-    const std::int64_t time = InCalendar(seconds);
+    std::int64_t const time = InCalendar(seconds);
     return UtcTime(time + UtcOffset(time));
 }
 

@@ -29,7 +29,7 @@ Codepage932Tables::Codepage932Tables() noexcept {
 }
 
 Codepage932Tables const& Codepage932() noexcept {
-    static const Codepage932Tables tables;
+    static Codepage932Tables const tables;
     return tables;
 }
 
@@ -45,12 +45,12 @@ std::string Utf8FromCp932(std::string_view text, bool* exact) {
     char step[3 * (step_size + 1)];
     for (std::size_t at = 0; at < text.size();) {
         char* out = step;
-        for (const std::size_t end = std::min(text.size(), at + step_size); at < end;) {
+        for (std::size_t const end = std::min(text.size(), at + step_size); at < end;) {
             if (static_cast<unsigned char>(text[at]) < 0x80) {
                 *out++ = text[at++];
                 continue;
             }
-            const std::uint16_t unit = TakeUnit(tables, text, at);
+            std::uint16_t const unit = TakeUnit(tables, text, at);
             lossless &= unit != 0;
             out = PutUtf8(unit ? unit : u'?', out);
         }
@@ -68,7 +68,7 @@ std::string Cp932FromUtf8(std::string_view text, bool* exact) {
     char step[step_size + 2];
     for (std::size_t at = 0; at < text.size();) {
         char* out = step;
-        for (const std::size_t end = std::min(text.size(), at + step_size); at < end;) {
+        for (std::size_t const end = std::min(text.size(), at + step_size); at < end;) {
             if (static_cast<unsigned char>(text[at]) < 0x80) {
                 *out++ = text[at++];
                 continue;

@@ -70,7 +70,7 @@ void CString::ReleaseText(char* text) noexcept {
 
 char* CString::Allocate(std::size_t capacity) {
     if (capacity > longest_text) throw std::bad_alloc();
-    const std::size_t size = (sizeof(Prefix) + sizeof(Header) + capacity + 1 + 15) & ~std::size_t{15};
+    std::size_t const size = (sizeof(Prefix) + sizeof(Header) + capacity + 1 + 15) & ~std::size_t{15};
     char* block = static_cast<char*>(std::malloc(size));
     if (!block) throw std::bad_alloc();
     new (block) Prefix{static_cast<std::uint32_t>(size - sizeof(Prefix) - sizeof(Header) - 1), 0};
@@ -92,9 +92,9 @@ bool CString::IsShared(char const* text) noexcept {
 }
 
 void CString::Own(std::size_t capacity) {
-    const std::size_t present = CapacityOf(text_);
+    std::size_t const present = CapacityOf(text_);
     if (present > 0 && capacity <= present && !IsShared(text_)) return;
-    const std::string_view text = View();
+    std::string_view const text = View();
     char* block = Allocate(std::max(capacity, text.size()));
     std::memcpy(block, text.data(), text.size() + 1);
     HeaderOf(block)->length = static_cast<std::uint32_t>(text.size());
@@ -190,8 +190,8 @@ CString& CString::operator+=(char const* text) { return Append(ViewOf(text)); }
 CString& CString::Append(std::string_view text) {
     text = UpToNul(text);
     if (text.empty()) return *this;
-    const std::size_t old_length = View().size();
-    const std::size_t length = old_length + text.size();
+    std::size_t const old_length = View().size();
+    std::size_t const length = old_length + text.size();
     if (length <= CapacityOf(text_) && !IsShared(text_)) {
         std::memmove(text_ + old_length, text.data(), text.size());
     } else {
@@ -248,8 +248,8 @@ char* CString::GetBuffer(int length) {
 }
 
 char* CString::GetBufferSetLength(int length) {
-    const std::size_t wanted = length > 0 ? static_cast<std::size_t>(length) : 0;
-    const std::size_t present = View().size();
+    std::size_t const wanted = length > 0 ? static_cast<std::size_t>(length) : 0;
+    std::size_t const present = View().size();
     Own(std::max(wanted, present));
     if (wanted > present) std::memset(text_ + present, 0, wanted - present);
     SetLength(wanted);
@@ -257,32 +257,32 @@ char* CString::GetBufferSetLength(int length) {
 }
 
 void CString::ReleaseBuffer(int length) {
-    const std::size_t capacity = CapacityOf(text_);
+    std::size_t const capacity = CapacityOf(text_);
     if (capacity == 0) return;
-    const std::size_t limit = length < 0 ? capacity : std::min(capacity, static_cast<std::size_t>(length));
+    std::size_t const limit = length < 0 ? capacity : std::min(capacity, static_cast<std::size_t>(length));
     SetLength(strnlen(text_, limit));
     if (IsEmpty()) Empty();
 }
 
 int CString::Find(char c, int start) const noexcept {
     if (start < 0 || start > GetLength() || c == 0) return -1;
-    const std::size_t place = platform::Find(View(), c, static_cast<std::size_t>(start));
+    std::size_t const place = platform::Find(View(), c, static_cast<std::size_t>(start));
     return place == std::string_view::npos ? -1 : static_cast<int>(place);
 }
 
 int CString::Find(char const* text, int start) const noexcept {
     if (start < 0 || start > GetLength()) return -1;
-    const std::size_t place = platform::Find(View(), ViewOf(text), static_cast<std::size_t>(start));
+    std::size_t const place = platform::Find(View(), ViewOf(text), static_cast<std::size_t>(start));
     return place == std::string_view::npos ? -1 : static_cast<int>(place);
 }
 
 int CString::ReverseFind(char c) const noexcept {
-    const std::size_t place = c == 0 ? std::string_view::npos : platform::ReverseFind(View(), c);
+    std::size_t const place = c == 0 ? std::string_view::npos : platform::ReverseFind(View(), c);
     return place == std::string_view::npos ? -1 : static_cast<int>(place);
 }
 
 int CString::FindOneOf(char const* set) const noexcept {
-    const std::string_view text = View();
+    std::string_view const text = View();
     for (std::size_t at = 0; at < text.size(); at += platform::CharacterSize(text, at))
         if (HasCharacter(ViewOf(set), text.substr(at, platform::CharacterSize(text, at))))
             return static_cast<int>(at);
@@ -321,10 +321,10 @@ CString& CString::TrimRight(char c) {
 }
 
 CString& CString::TrimLeft(char const* set) {
-    const std::string_view text = View();
+    std::string_view const text = View();
     std::size_t at = 0;
     while (at < text.size()) {
-        const std::size_t size = platform::CharacterSize(text, at);
+        std::size_t const size = platform::CharacterSize(text, at);
         if (!HasCharacter(ViewOf(set), text.substr(at, size))) break;
         at += size;
     }
@@ -333,10 +333,10 @@ CString& CString::TrimLeft(char const* set) {
 }
 
 CString& CString::TrimRight(char const* set) {
-    const std::string_view text = View();
+    std::string_view const text = View();
     std::size_t end = 0;
     for (std::size_t at = 0; at < text.size();) {
-        const std::size_t size = platform::CharacterSize(text, at);
+        std::size_t const size = platform::CharacterSize(text, at);
         if (!HasCharacter(ViewOf(set), text.substr(at, size))) end = at + size;
         at += size;
     }
@@ -346,7 +346,7 @@ CString& CString::TrimRight(char const* set) {
 
 CString& CString::MakeLower() {
     if (IsEmpty()) return *this;
-    const std::size_t length = View().size();
+    std::size_t const length = View().size();
     Own(length);
     platform::Lower(text_, length);
     return *this;
@@ -354,16 +354,16 @@ CString& CString::MakeLower() {
 
 CString& CString::MakeUpper() {
     if (IsEmpty()) return *this;
-    const std::size_t length = View().size();
+    std::size_t const length = View().size();
     Own(length);
     platform::Upper(text_, length);
     return *this;
 }
 
 int CString::Replace(char const* from, char const* to) {
-    const std::string_view text = View();
-    const std::string_view word = ViewOf(from);
-    const std::string_view other = ViewOf(to);
+    std::string_view const text = View();
+    std::string_view const word = ViewOf(from);
+    std::string_view const other = ViewOf(to);
     if (word.empty()) return 0;
     std::size_t place = platform::Find(text, word);
     if (place == std::string_view::npos) return 0;
@@ -389,7 +389,7 @@ int CString::Replace(char from, char to) {
 int CString::Remove(char c) { return Replace(c, '\0'); }
 
 int CString::Insert(int index, char const* text) {
-    const std::string_view word = ViewOf(text);
+    std::string_view const word = ViewOf(text);
     if (word.empty()) return GetLength();
     auto const at = static_cast<std::size_t>(std::clamp(index, 0, GetLength()));
     std::string result(View());

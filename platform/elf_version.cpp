@@ -34,7 +34,7 @@ struct Note {
         std::copy(std::begin(items), std::end(items), content);
     }
 };
-[[gnu::section(".note.tessaly"), gnu::used, gnu::aligned(4)]] constinit const Note note;
+[[gnu::section(".note.tessaly"), gnu::used, gnu::aligned(4)]] constinit Note const note;
 
 // ELF of 64 bits, lowest byte first: identification, and the offsets of the fields in its header, in a
 // program header and in a note.
@@ -61,10 +61,10 @@ constexpr std::size_t largest_segment = 64 * 1024;
 // The content of the note in a segment of notes; empty without it.
 std::string_view ContentOfNote(std::string_view segment, std::size_t alignment) {
     while (segment.size() >= note_header_size) {
-        const std::size_t name_size = NumberAt<std::uint32_t>(segment, name_size_at);
-        const std::size_t content_size = NumberAt<std::uint32_t>(segment, content_size_at);
-        const std::size_t content_at = RoundedUp(note_header_size + name_size, alignment);
-        const std::string_view content = From(segment, content_at);
+        std::size_t const name_size = NumberAt<std::uint32_t>(segment, name_size_at);
+        std::size_t const content_size = NumberAt<std::uint32_t>(segment, content_size_at);
+        std::size_t const content_at = RoundedUp(note_header_size + name_size, alignment);
+        std::string_view const content = From(segment, content_at);
         if (content.size() < content_size) break;
         if (segment.substr(note_header_size, name_size) == note_name &&
             NumberAt<std::uint32_t>(segment, type_at) == note_type)
@@ -77,10 +77,10 @@ std::string_view ContentOfNote(std::string_view segment, std::size_t alignment) 
 // The literal's own NUL ends the items as an empty name.
 std::optional<std::string> ItemOf(std::string_view content, std::string_view item) {
     for (;;) {
-        const std::string_view name = content.substr(0, content.find('\0'));
+        std::string_view const name = content.substr(0, content.find('\0'));
         if (name.empty()) return {};
         content = From(content, name.size() + 1);
-        const std::string_view value = content.substr(0, content.find('\0'));
+        std::string_view const value = content.substr(0, content.find('\0'));
         content = From(content, value.size() + 1);
         if (EqualNoCase(name, item)) return std::string(value);
     }
@@ -89,23 +89,23 @@ std::optional<std::string> ItemOf(std::string_view content, std::string_view ite
 }  // namespace
 
 std::optional<std::string> ItemOfElf(CFile& file, std::string_view item) {
-    const std::string header = ReadAt(file, 0, header_size);
+    std::string const header = ReadAt(file, 0, header_size);
     if (header.size() < header_size || !header.starts_with(elf_start) ||
         NumberAt<std::uint16_t>(header, entry_size_at) != program_header_size)
         return {};
-    const std::size_t count =
+    std::size_t const count =
         std::min<std::size_t>(NumberAt<std::uint16_t>(header, entry_count_at), most_segments);
-    const std::string table =
+    std::string const table =
         ReadAt(file, NumberAt<std::uint64_t>(header, table_offset_at), count * program_header_size);
     for (std::string_view entry = table; entry.size() >= program_header_size;
          entry.remove_prefix(program_header_size)) {
         if (NumberAt<std::uint32_t>(entry, segment_type_at) != note_segment) continue;
         auto const size =
             std::min<std::uint64_t>(NumberAt<std::uint64_t>(entry, segment_size_at), largest_segment);
-        const std::string segment =
+        std::string const segment =
             ReadAt(file, NumberAt<std::uint64_t>(entry, segment_offset_at), static_cast<std::size_t>(size));
-        const std::size_t alignment = NumberAt<std::uint64_t>(entry, segment_alignment_at) == 8 ? 8 : 4;
-        const std::string_view content = ContentOfNote(segment, alignment);
+        std::size_t const alignment = NumberAt<std::uint64_t>(entry, segment_alignment_at) == 8 ? 8 : 4;
+        std::string_view const content = ContentOfNote(segment, alignment);
         if (!content.empty()) return ItemOf(content, item);
     }
     return {};

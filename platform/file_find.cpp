@@ -61,7 +61,7 @@ std::string LibraryName(std::string const& entry) {
 std::size_t DirectoryLength(std::string_view pattern) noexcept {
     std::size_t length = pattern.size() > 1 && pattern[1] == ':' ? 2 : 0;
     for (char const divider : {'\\', '/'}) {
-        const std::size_t at = platform::ReverseFind(pattern, divider);
+        std::size_t const at = platform::ReverseFind(pattern, divider);
         if (at != std::string_view::npos) length = std::max(length, at + 1);
     }
     return length;
@@ -72,7 +72,7 @@ std::vector<CString> MatchingNames(std::string_view directory, std::string_view 
     std::error_code failure;
     std::filesystem::directory_iterator entry(platform::HostPath(directory), failure);
     for (; !failure && entry != std::filesystem::directory_iterator(); entry.increment(failure)) {
-        const std::string name = LibraryName(entry->path().filename().string());
+        std::string const name = LibraryName(entry->path().filename().string());
         if (!name.empty() && Matches(name, pattern)) names.emplace_back(std::string_view(name));
     }
     std::sort(names.begin(), names.end(),
@@ -84,8 +84,8 @@ std::vector<CString> MatchingNames(std::string_view directory, std::string_view 
 
 bool CFileFind::FindFile(char const* pattern) {
     Close();
-    const std::string_view whole = platform::ViewOf(pattern);
-    const std::size_t directory_length = DirectoryLength(whole);
+    std::string_view const whole = platform::ViewOf(pattern);
+    std::size_t const directory_length = DirectoryLength(whole);
     std::string_view wanted = whole.substr(directory_length);
     if (wanted.empty()) return false;
     if (wanted == "*.*") wanted = "*";  // also names without a dot
@@ -104,7 +104,7 @@ CString CFileFind::GetFileName() const { return next_ ? names_[next_ - 1] : CStr
 CString CFileFind::GetFilePath() const { return next_ ? directory_ + names_[next_ - 1] : CString(); }
 
 CString CFileFind::GetFileTitle() const {
-    const CString name = GetFileName();
+    CString const name = GetFileName();
     int const dot = name.ReverseFind('.');
     return dot < 0 ? name : name.Left(dot);
 }

@@ -100,7 +100,7 @@ bool EqualNoCase(std::string_view a, std::string_view b) noexcept {
 }
 
 char const* mbsstr(char const* text, char const* word) noexcept {
-    const std::size_t place = Find(ViewOf(text), ViewOf(word));
+    std::size_t const place = Find(ViewOf(text), ViewOf(word));
     if (place == npos) return nullptr;
     return text ? text + place : "";
 }
@@ -152,15 +152,15 @@ void Upper(char* text, std::size_t length) noexcept { ChangeCase(text, length, l
 
 void splitpath(char const* path, CString* drive, CString* directory, CString* name, CString* extension) {
     std::string_view rest = ViewOf(path);
-    const std::size_t drive_size = rest.size() >= 2 && rest[1] == ':' && !IsLeadByte(rest[0]) ? 2 : 0;
-    const std::string_view drive_part = rest.substr(0, drive_size);
+    std::size_t const drive_size = rest.size() >= 2 && rest[1] == ':' && !IsLeadByte(rest[0]) ? 2 : 0;
+    std::string_view const drive_part = rest.substr(0, drive_size);
     rest.remove_prefix(drive_size);
 
     std::size_t name_start = 0;
     for (std::size_t at = 0; at < rest.size(); at += CharacterSize(rest, at))
         if (rest[at] == '\\' || rest[at] == '/') name_start = at + 1;
-    const std::string_view file = rest.substr(name_start);
-    const std::size_t dot = ReverseFind(file, '.');
+    std::string_view const file = rest.substr(name_start);
+    std::size_t const dot = ReverseFind(file, '.');
 
     // The path may be the text of one of the four results, so everything is read before anything is written.
     CString parts[] = {CString(drive_part), CString(rest.substr(0, name_start)), CString(file.substr(0, dot)),

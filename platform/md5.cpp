@@ -115,14 +115,14 @@ void MD5Transform(unsigned long* state, unsigned long const* block) {
     for (int i = 0; i < 64; ++i) {
         int const round = i / words_per_block;
         int const step = i % words_per_block;
-        const std::uint32_t sum =
+        std::uint32_t const sum =
             a + Mix(round, b, c, d) + static_cast<std::uint32_t>(block[WordOf(round, step)]) + sine_table[i];
         a = d;
         d = c;
         c = b;
         b += std::rotl(sum, rotations[round][step % 4]);
     }
-    const std::uint32_t worked[4] = {a, b, c, d};
+    std::uint32_t const worked[4] = {a, b, c, d};
     for (int i = 0; i < 4; ++i) state[i] = static_cast<std::uint32_t>(state[i] + worked[i]);
 }
 
@@ -150,7 +150,7 @@ void MD5Update(MD5Context* context, unsigned char const* data, unsigned int size
 }
 
 void MD5Final(unsigned char* digest, MD5Context* context) {
-    const std::uint64_t bits = context->length * 8;
+    std::uint64_t const bits = context->length * 8;
     unsigned char const end_mark = 0x80;
     unsigned char const zero = 0;
     MD5Update(context, &end_mark, 1);
@@ -170,9 +170,9 @@ void hmac_md5(unsigned char* text, int textLength, unsigned char* key, int keyLe
 
 int XCMD5Encoder(char const* text, char* out) {
     if (!text) return 0;
-    const std::size_t size = std::strlen(text);
+    std::size_t const size = std::strlen(text);
     if (size > md5_longest_text) return 0;
-    const std::string digits = platform::Md5Hex({text, size});
+    std::string const digits = platform::Md5Hex({text, size});
     std::copy(digits.begin(), digits.end(), out);
     out[md5_hex_digits] = 0;
     return 1;

@@ -34,7 +34,7 @@ std::optional<std::int64_t> SecondsOf(int year, int month, int day, int hour, in
     auto const in = [](int value, int first, int last) { return value >= first && value <= last; };
     if (!in(year, first_year, last_year) || !in(month, 1, 12) || !in(day, 1, 31)) return std::nullopt;
     if (!in(hour, 0, 23) || !in(minute, 0, 59) || !in(second, 0, 59)) return std::nullopt;
-    const std::chrono::year_month_day date{std::chrono::year{year},
+    std::chrono::year_month_day const date{std::chrono::year{year},
                                            std::chrono::month(static_cast<unsigned>(month)),
                                            std::chrono::day(static_cast<unsigned>(day))};
     if (!date.ok()) return std::nullopt;
@@ -63,7 +63,7 @@ class Reader {
     explicit Reader(std::string_view text) noexcept : rest_(text) {}
     bool Ended() const noexcept { return rest_.empty(); }
     bool TakeBlanks() noexcept {
-        const std::size_t size = std::min(rest_.find_first_not_of(" \t"), rest_.size());
+        std::size_t const size = std::min(rest_.find_first_not_of(" \t"), rest_.size());
         rest_.remove_prefix(size);
         return size > 0;
     }
@@ -73,7 +73,7 @@ class Reader {
         return true;
     }
     bool TakeNumber(std::size_t digits, int& value) noexcept {
-        const std::size_t size = std::min(rest_.find_first_not_of("0123456789"), rest_.size());
+        std::size_t const size = std::min(rest_.find_first_not_of("0123456789"), rest_.size());
         if (size == 0 || size > digits) return false;
         value = 0;
         for (char const digit : rest_.substr(0, size)) value = value * 10 + (digit - '0');
@@ -202,7 +202,7 @@ COleDateTime::COleDateTime(int year, int month, int day, int hour, int minute, i
 }
 
 COleDateTime COleDateTime::GetCurrentTime() {
-    const platform::CalendarTime now = platform::LocalTimeNow();
+    platform::CalendarTime const now = platform::LocalTimeNow();
     return {now.year, now.month, now.day, now.hour, now.minute, now.second};
 }
 
@@ -236,12 +236,12 @@ int COleDateTime::GetDayOfWeek() const noexcept {
 
 int COleDateTime::GetDayOfYear() const noexcept {
     if (status_ != valid) return -1;
-    const sys_days new_year = DateOf(seconds_).year() / 1 / 1;
+    sys_days const new_year = DateOf(seconds_).year() / 1 / 1;
     return static_cast<int>((DayOf(seconds_) - new_year).count()) + 1;
 }
 
 int COleDateTime::SetDateTime(int year, int month, int day, int hour, int minute, int second) {
-    const std::optional<std::int64_t> seconds = SecondsOf(year, month, day, hour, minute, second);
+    std::optional<std::int64_t> const seconds = SecondsOf(year, month, day, hour, minute, second);
     seconds_ = seconds.value_or(0);
     status_ = seconds ? valid : invalid;
     return status_;
@@ -250,12 +250,12 @@ int COleDateTime::SetDateTime(int year, int month, int day, int hour, int minute
 int COleDateTime::SetDate(int year, int month, int day) { return SetDateTime(year, month, day, 0, 0, 0); }
 
 int COleDateTime::SetTime(int hour, int minute, int second) {
-    const Parts zero;
+    Parts const zero;
     return SetDateTime(zero.year, zero.month, zero.day, hour, minute, second);
 }
 
 bool COleDateTime::ParseDateTime(char const* text) {
-    const std::optional<Parts> parts = ReadDateTime(platform::ViewOf(text));
+    std::optional<Parts> const parts = ReadDateTime(platform::ViewOf(text));
     if (parts)
         SetDateTime(parts->year, parts->month, parts->day, parts->hour, parts->minute, parts->second);
     else
@@ -277,7 +277,7 @@ CString COleDateTime::Format(char const* format) const {
 
 COleDateTime COleDateTime::operator+(COleDateTimeSpan const& span) const {
     COleDateTime sum;
-    const std::int64_t seconds = seconds_ + span.WholeSeconds();
+    std::int64_t const seconds = seconds_ + span.WholeSeconds();
     auto const span_status = static_cast<DateTimeStatus>(span.GetStatus());
     sum.status_ = Joined(status_, span_status);
     if (sum.status_ == valid && (seconds < first_second || seconds > last_second)) sum.status_ = invalid;

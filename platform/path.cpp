@@ -39,7 +39,7 @@ int DriveOf(char letter) noexcept {
 
 std::string FolderOf(int drive) {
     Drives& all = TheDrives();
-    const std::lock_guard guard(all.lock);
+    std::lock_guard const guard(all.lock);
     return all.drives[static_cast<std::size_t>(drive)].folder;
 }
 
@@ -58,8 +58,8 @@ std::string AbsoluteHostPath(std::string_view path) {
     whole += path;
     std::string result;
     for (std::size_t at = 0; at < whole.size();) {
-        const std::size_t end = std::min(whole.find('/', at), whole.size());
-        const std::string_view part = std::string_view(whole).substr(at, end - at);
+        std::size_t const end = std::min(whole.find('/', at), whole.size());
+        std::string_view const part = std::string_view(whole).substr(at, end - at);
         if (!part.empty() && part != ".") result.append("/").append(part);
         at = end + 1;
     }
@@ -80,7 +80,7 @@ struct DriveChoice {
 // mapped, the default drive first.
 DriveChoice DriveFor(std::string_view path) {
     Drives& all = TheDrives();
-    const std::lock_guard guard(all.lock);
+    std::lock_guard const guard(all.lock);
     DriveChoice choice;
     for (int drive = 0; drive < drive_count; ++drive) {
         Drive const& candidate = all.drives[static_cast<std::size_t>(drive)];
@@ -97,11 +97,11 @@ DriveChoice DriveFor(std::string_view path) {
 
 void AppendHostNames(std::string& host, std::string_view path) {
     for (std::size_t at = 0; at < path.size();) {
-        const std::size_t size = CharacterSize(path, at);
+        std::size_t const size = CharacterSize(path, at);
         auto const first = static_cast<unsigned char>(path[at]);
         unsigned const code =
             size == 1 ? first : unsigned{first} << 8 | static_cast<unsigned char>(path[at + 1]);
-        const std::uint16_t unit = UnicodeOf(static_cast<std::uint16_t>(code));
+        std::uint16_t const unit = UnicodeOf(static_cast<std::uint16_t>(code));
         if (IsDivider(path[at])) {
             host += '/';
         } else if (unit) {
@@ -118,7 +118,7 @@ void AppendLibraryNames(std::string& library, std::string_view path) {
     for (std::size_t at = 0; at < path.size();) {
         char const byte = path[at];
         char32_t const character = TakeUtf8(path, at);
-        const std::uint16_t code = character <= 0xFFFF ? Cp932Of(static_cast<std::uint16_t>(character)) : 0;
+        std::uint16_t const code = character <= 0xFFFF ? Cp932Of(static_cast<std::uint16_t>(character)) : 0;
         if (byte == '/')
             library += '\\';
         else if (character == not_a_character)
@@ -140,7 +140,7 @@ void MapDrive(char letter, std::string_view host_folder) {
     made.mapped = !made.folder.empty();
     if (made.folder.ends_with('/')) made.folder.pop_back();
     Drives& all = TheDrives();
-    const std::lock_guard guard(all.lock);
+    std::lock_guard const guard(all.lock);
     all.drives[static_cast<std::size_t>(drive)] = std::move(made);
 }
 
@@ -162,7 +162,7 @@ CString LibraryPath(std::string_view host_path, bool* exact) {
     if (exact) *exact = host_path.empty();
     if (host_path.empty()) return {};
     std::string absolute = AbsoluteHostPath(host_path);
-    const DriveChoice choice = DriveFor(absolute);
+    DriveChoice const choice = DriveFor(absolute);
     if (absolute.empty() || choice.drive == no_drive) return {};
     if (absolute.size() == choice.folder_size) absolute += '/';  // a drive's root is never written without it
     std::string library = {static_cast<char>('A' + choice.drive), ':'};

@@ -50,14 +50,14 @@ constexpr std::size_t largest_resource = 256 * 1024;
 class Image {
   public:
     explicit Image(CFile& file) : file_(file) {
-        const std::string dos = ReadAt(file, 0, dos_header_size);
+        std::string const dos = ReadAt(file, 0, dos_header_size);
         if (!dos.starts_with("MZ")) return;
-        const std::uint64_t start = NumberAt<std::uint32_t>(dos, new_header_at);
-        const std::string header = ReadAt(file, start, optional_at + 0xFFFF);
+        std::uint64_t const start = NumberAt<std::uint32_t>(dos, new_header_at);
+        std::string const header = ReadAt(file, start, optional_at + 0xFFFF);
         if (!header.starts_with(std::string_view("PE\0\0", 4))) return;
-        const std::size_t optional_size = NumberAt<std::uint16_t>(header, optional_size_at);
+        std::size_t const optional_size = NumberAt<std::uint16_t>(header, optional_size_at);
         resources_ = ResourceAddress(From(header, optional_at).substr(0, optional_size));
-        const std::size_t count =
+        std::size_t const count =
             std::min<std::size_t>(NumberAt<std::uint16_t>(header, section_count_at), most_sections);
         sections_ = ReadAt(file, start + optional_at + optional_size, count * section_size);
     }
@@ -66,10 +66,10 @@ class Image {
     std::string Read(std::uint64_t address, std::size_t size) const {
         for (std::string_view section = sections_; section.size() >= section_size;
              section.remove_prefix(section_size)) {
-            const std::uint64_t first = NumberAt<std::uint32_t>(section, address_at);
-            const std::uint64_t raw_size = NumberAt<std::uint32_t>(section, raw_size_at);
+            std::uint64_t const first = NumberAt<std::uint32_t>(section, address_at);
+            std::uint64_t const raw_size = NumberAt<std::uint32_t>(section, raw_size_at);
             if (address < first || address - first >= raw_size) continue;
-            const std::uint64_t within = address - first;
+            std::uint64_t const within = address - first;
             return ReadAt(file_, NumberAt<std::uint32_t>(section, raw_offset_at) + within,
                           static_cast<std::size_t>(std::min<std::uint64_t>(size, raw_size - within)));
         }
@@ -80,7 +80,7 @@ class Image {
     static std::uint32_t ResourceAddress(std::string_view optional) {
         auto const magic = NumberAt<std::uint16_t>(optional, 0);
         if (magic != magic_32 && magic != magic_64) return 0;
-        const std::size_t directories = magic == magic_32 ? directories_at_32 : directories_at_64;
+        std::size_t const directories = magic == magic_32 ? directories_at_32 : directories_at_64;
         // The field in front of the first directory is their number.
         if (NumberAt<std::uint32_t>(optional, directories - 4) <= resource_directory) return 0;
         return NumberAt<std::uint32_t>(optional, directories + resource_directory * directory_size);
@@ -94,13 +94,13 @@ class Image {
 // The target of the entry of a resource directory with the given number, or of its first entry without a
 // number; 0 for none.
 std::uint32_t EntryOf(Image const& image, std::uint32_t directory, std::optional<std::uint32_t> number) {
-    const std::uint64_t address = std::uint64_t{image.Resources()} + directory;
-    const std::string header = image.Read(address, resource_directory_size);
-    const std::size_t count =
+    std::uint64_t const address = std::uint64_t{image.Resources()} + directory;
+    std::string const header = image.Read(address, resource_directory_size);
+    std::size_t const count =
         std::min<std::size_t>(NumberAt<std::uint16_t>(header, named_count_at) +
                                   std::size_t{NumberAt<std::uint16_t>(header, number_count_at)},
                               most_entries);
-    const std::string entries = image.Read(address + resource_directory_size, count * entry_size);
+    std::string const entries = image.Read(address + resource_directory_size, count * entry_size);
     for (std::string_view entry = entries; entry.size() >= entry_size; entry.remove_prefix(entry_size))
         if (!number || NumberAt<std::uint32_t>(entry, 0) == *number)
             return NumberAt<std::uint32_t>(entry, entry_offset_at);
@@ -116,8 +116,8 @@ std::string VersionResource(Image const& image) {
         entry = EntryOf(image, entry & ~is_directory, std::nullopt);
     }
     if (entry == 0 || entry & is_directory) return {};
-    const std::string leaf = image.Read(std::uint64_t{image.Resources()} + entry, leaf_size);
-    const std::size_t size = std::min<std::size_t>(NumberAt<std::uint32_t>(leaf, 4), largest_resource);
+    std::string const leaf = image.Read(std::uint64_t{image.Resources()} + entry, leaf_size);
+    std::size_t const size = std::min<std::size_t>(NumberAt<std::uint32_t>(leaf, 4), largest_resource);
     return image.Read(NumberAt<std::uint32_t>(leaf, 0), size);
 }
 
@@ -128,7 +128,7 @@ std::string TextOf(std::string_view units) {
         auto const unit = NumberAt<std::uint16_t>(units, at);
         if (unit == 0) break;
         if ((unit & 0xFC00) == 0xDC00) continue;  // the first half gave the "?" of the character
-        const std::uint16_t code = Cp932Of(unit);
+        std::uint16_t const code = Cp932Of(unit);
         if (code > 0xFF) text += static_cast<char>(code >> 8);
         text += code ? static_cast<char>(code) : '?';
     }
@@ -153,14 +153,14 @@ constexpr std::uint16_t text_type = 1;
 
 // Takes the block at the start of `rest`; nothing when there is none.
 std::optional<Block> TakeBlock(std::string_view& rest) {
-    const std::size_t length = NumberAt<std::uint16_t>(rest, 0);
+    std::size_t const length = NumberAt<std::uint16_t>(rest, 0);
     if (length < block_header_size) return {};
-    const std::string_view whole = rest.substr(0, length);
+    std::string_view const whole = rest.substr(0, length);
     rest = From(rest, RoundedUp(length, 4));
-    const std::string_view key = From(whole, block_header_size);
-    const std::string_view value = From(whole, RoundedUp(block_header_size + TextSize(key) + 2, 4));
+    std::string_view const key = From(whole, block_header_size);
+    std::string_view const value = From(whole, RoundedUp(block_header_size + TextSize(key) + 2, 4));
     bool const is_text = NumberAt<std::uint16_t>(whole, 4) == text_type;
-    const std::size_t value_size = std::size_t{NumberAt<std::uint16_t>(whole, 2)} * (is_text ? 2 : 1);
+    std::size_t const value_size = std::size_t{NumberAt<std::uint16_t>(whole, 2)} * (is_text ? 2 : 1);
     return Block{TextOf(key), value, From(value, RoundedUp(value_size, 4))};
 }
 
@@ -174,7 +174,7 @@ std::optional<Block> FindBlock(std::string_view blocks, std::string_view key) {
 }  // namespace
 
 std::optional<std::string> ItemOfPortableExecutable(CFile& file, std::string_view item) {
-    const std::string resource = VersionResource(Image(file));
+    std::string const resource = VersionResource(Image(file));
     bool const whole = resource.size() >= NumberAt<std::uint16_t>(resource, 0);
     auto const root = whole ? FindBlock(resource, "VS_VERSION_INFO") : std::nullopt;
     if (!root) return {};

@@ -19,7 +19,7 @@ constexpr auto npos = std::string_view::npos;
 
 // Blanks and line ends are below 0x40, where no second byte of a character lies.
 std::string_view Trimmed(std::string_view text) {
-    const std::size_t first = text.find_first_not_of(blanks);
+    std::size_t const first = text.find_first_not_of(blanks);
     return first == npos ? text.substr(0, 0) : text.substr(first, text.find_last_not_of(blanks) - first + 1);
 }
 
@@ -40,12 +40,12 @@ struct Line {
 
 Line::Kind Classify(std::string_view text, Line& line) {
     if (text.starts_with('[')) {
-        const std::size_t close = Find(text, ']');
+        std::size_t const close = Find(text, ']');
         if (close == npos) return Line::other;
         line.name = Trimmed(text.substr(1, close - 1));
         return Line::section;
     }
-    const std::size_t equals = text.find('=');
+    std::size_t const equals = text.find('=');
     if (text.starts_with(';') || equals == npos) return Line::other;
     line.name = Trimmed(text.substr(0, equals));
     line.value = Trimmed(text.substr(equals + 1));
@@ -55,8 +55,8 @@ Line::Kind Classify(std::string_view text, Line& line) {
 // Takes the line that `rest` begins with. CR LF, LF and CR end one.
 Line TakeLine(std::string_view& rest) {
     Line line;
-    const std::size_t length = std::min(rest.find_first_of(line_ends), rest.size());
-    const std::size_t end_length = rest.substr(length).starts_with("\r\n") ? 2 : length < rest.size() ? 1 : 0;
+    std::size_t const length = std::min(rest.find_first_of(line_ends), rest.size());
+    std::size_t const end_length = rest.substr(length).starts_with("\r\n") ? 2 : length < rest.size() ? 1 : 0;
     line.whole = rest.substr(0, length + end_length);
     line.kind = Classify(Trimmed(rest.substr(0, length)), line);
     rest.remove_prefix(line.whole.size());
@@ -68,7 +68,7 @@ bool FindValue(std::string_view content, std::string_view section, std::string_v
                std::string_view& value) {
     bool inside = false;
     while (!content.empty()) {
-        const Line line = TakeLine(content);
+        Line const line = TakeLine(content);
         if (line.kind == Line::section) {
             if (inside) return false;
             inside = EqualNoCase(line.name, section);
@@ -139,7 +139,7 @@ bool IsKeyName(std::string_view name) {
 }
 
 std::string_view LineEndOf(std::string_view content) {
-    const std::size_t end = content.find_first_of(line_ends);
+    std::size_t const end = content.find_first_of(line_ends);
     if (end == npos) return "\r\n";
     return content.substr(end, content.substr(end).starts_with("\r\n") ? 2 : 1);
 }
@@ -239,9 +239,9 @@ unsigned GetPrivateProfileString(char const* section, char const* key, char cons
 }
 
 int WritePrivateProfileString(char const* section, char const* key, char const* value, char const* file) {
-    const std::string_view section_name = Trimmed(ViewOf(section));
-    const std::string_view key_name = Trimmed(ViewOf(key));
-    const std::string_view new_value = ViewOf(value);
+    std::string_view const section_name = Trimmed(ViewOf(section));
+    std::string_view const key_name = Trimmed(ViewOf(key));
+    std::string_view const new_value = ViewOf(value);
     if (!IsSectionName(section_name) || (key && !IsKeyName(key_name))) return 0;
     if (new_value.find_first_of(line_ends) != npos) return 0;
 
@@ -249,8 +249,8 @@ int WritePrivateProfileString(char const* section, char const* key, char const* 
     CSingleLock lock(&mutex);
     std::string content;
     if (!ReadWholeFile(file, content) && Exists(file)) return 0;
-    const Change change{section_name, key ? &key_name : nullptr, value ? &new_value : nullptr};
-    const std::string changed = Rewriter(change).Rewrite(content);
+    Change const change{section_name, key ? &key_name : nullptr, value ? &new_value : nullptr};
+    std::string const changed = Rewriter(change).Rewrite(content);
     return changed == content || WriteWholeFile(file, changed);
 }
 

@@ -26,7 +26,7 @@ auto FindTimer(std::uint32_t id) {
 std::uint32_t NewId() {
     static std::atomic<std::uint32_t> last{0};
     for (;;) {
-        const std::uint32_t id = ++last;
+        std::uint32_t const id = ++last;
         if (id != 0 && FindTimer(id) == timers.end()) return id;
     }
 }
@@ -53,7 +53,7 @@ void TakeMessage(Timer& timer, std::int64_t now) {
 }  // namespace
 
 std::uint32_t SetTimer(std::uint32_t milliseconds) {
-    const std::int64_t period = std::max(milliseconds, 1U);
+    std::int64_t const period = std::max(milliseconds, 1U);
     timers.push_back({NewId(), period, MonotonicMilliseconds() + period});
     return timers.back().id;
 }
@@ -67,7 +67,7 @@ int KillTimer(std::uint32_t id) {
 
 bool PeekMessage(Message* message, unsigned first, unsigned last, bool remove) {
     if (timers.empty() || wm_timer < first || wm_timer > last) return false;
-    const std::int64_t now = MonotonicMilliseconds();
+    std::int64_t const now = MonotonicMilliseconds();
     Timer* timer = LongestWaiting(now);
     if (!timer) return false;
     *message = {wm_timer, timer->id};

@@ -98,7 +98,7 @@ ComponentFailure MailConversation::CheckSecurity() {
 
 ComponentFailure MailConversation::Open() {
     Close();
-    if (const ComponentFailure failure = CheckSecurity()) return failure;
+    if (ComponentFailure const failure = CheckSecurity()) return failure;
     CString place;
     place.Format("%s:%d", static_cast<char const*>(settings_.server), settings_.port);
     Inform("Connecting to mail server.");
@@ -117,10 +117,10 @@ ComponentFailure MailConversation::Open() {
 }
 
 ComponentFailure MailConversation::Secure() {
-    const TlsOptions options{settings_.server, static_cast<unsigned>(settings_.port), settings_.ca_file,
+    TlsOptions const options{settings_.server, static_cast<unsigned>(settings_.port), settings_.ca_file,
                              settings_.verify};
     Fire(numbers_.ssl_status, SSLStatusEvent{"Starting the handshake."});
-    const TlsFailure failure = socket_.StartTls(options, Milliseconds(settings_.seconds));
+    TlsFailure const failure = socket_.StartTls(options, Milliseconds(settings_.seconds));
     TlsCertificate const& shown = socket_.Certificate();
     if (!shown.valid_until.IsEmpty())
         Fire(numbers_.certificate,
@@ -131,7 +131,7 @@ ComponentFailure MailConversation::Secure() {
 }
 
 ComponentFailure MailConversation::FailByHandshake(TlsFailure failure) {
-    const CString why = socket_.FailureText();
+    CString const why = socket_.FailureText();
     Fire(numbers_.ssl_status, SSLStatusEvent{"The handshake failed: " + why});
     switch (failure) {
         case TlsFailure::certificate: return FailAndClose(component_certificate, text_certificate + why);
@@ -158,7 +158,7 @@ void MailConversation::Close() {
 ComponentFailure MailConversation::SendLine(CString line, char const* shown) {
     Trail(trail_sent, shown ? shown : static_cast<char const*>(line));
     line += "\r\n";
-    const ComponentFailure failure = SendText(line);
+    ComponentFailure const failure = SendText(line);
     if (shown) Wipe(line);
     return failure;
 }

@@ -90,8 +90,8 @@ class MailConversation {
     ComponentFailure CheckSecurity();
     ComponentFailure FailByHandshake(platform::TlsFailure failure);
 
-    const EventNumbers numbers_;
-    const ComponentDispatcher dispatcher_;
+    EventNumbers const numbers_;
+    ComponentDispatcher const dispatcher_;
     void* const object_;
     bool quiet_ = false;
     ComponentFailure failure_;

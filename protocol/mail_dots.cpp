@@ -28,8 +28,8 @@ CString DotUnstuffed(std::string_view wire) {
     CString text;
     text.Reserve(static_cast<int>(wire.size()));
     for (std::size_t at = 0; at < wire.size();) {
-        const std::size_t end = std::min(wire.find('\n', at), wire.size() - 1) + 1;
-        const std::size_t begin = wire.substr(at, 2) == ".." ? at + 1 : at;
+        std::size_t const end = std::min(wire.find('\n', at), wire.size() - 1) + 1;
+        std::size_t const begin = wire.substr(at, 2) == ".." ? at + 1 : at;
         text += wire.substr(begin, end - begin);
         at = end;
     }
@@ -37,7 +37,7 @@ CString DotUnstuffed(std::string_view wire) {
 }
 
 DotText ReadDotText(SocketSupport& socket, int limit, CString& text) {
-    const SocketSupport::WholeReply whole(socket);
+    SocketSupport::WholeReply const whole(socket);
     CString line;
     for (;;) {
         line.Empty();

@@ -26,9 +26,9 @@ bool HoldsLineEnd(CString const& text) { return text.FindOneOf("\r\n") >= 0; }
 
 // The time stamp of a greeting with its angle brackets (RFC 1939 7); empty for none.
 std::string_view TimeStampIn(std::string_view greeting, bool one_at_sign) {
-    const std::size_t open = greeting.find('<'), close = greeting.find('>', std::min(open, greeting.size()));
+    std::size_t const open = greeting.find('<'), close = greeting.find('>', std::min(open, greeting.size()));
     if (close == greeting.npos) return {};
-    const std::string_view stamp = greeting.substr(open, close - open + 1);
+    std::string_view const stamp = greeting.substr(open, close - open + 1);
     auto const signs = std::count(stamp.begin(), stamp.end(), '@');
     return signs == 1 || (signs > 1 && !one_at_sign) ? stamp : std::string_view();
 }
@@ -36,8 +36,8 @@ std::string_view TimeStampIn(std::string_view greeting, bool one_at_sign) {
 // The text in square brackets at the start of a refusal.
 std::string_view ResponseCodeIn(std::string_view refusal) {
     if (!refusal.starts_with(negative) || refusal.substr(negative.size(), 1) != "[") return {};
-    const std::string_view code = refusal.substr(negative.size() + 1);
-    const std::size_t close = code.find(']');
+    std::string_view const code = refusal.substr(negative.size() + 1);
+    std::size_t const close = code.find(']');
     return close == code.npos ? std::string_view() : code.substr(0, close);
 }
 
@@ -69,7 +69,7 @@ bool PopConversation::ReadLine() {
 }
 
 PopResult PopConversation::Receive() {
-    const SocketSupport::WholeReply whole(channel_.Socket());
+    SocketSupport::WholeReply const whole(channel_.Socket());
     if (!ReadLine()) return PopResult::lost;
     reply_ = CString(Line());
     refused_ = !reply_.View().starts_with(positive);
@@ -92,10 +92,10 @@ PopFailure PopConversation::Failure() const {
 }
 
 PopResult PopConversation::ReadList(TakeLine const& take) {
-    const SocketSupport::WholeReply whole(channel_.Socket());
+    SocketSupport::WholeReply const whole(channel_.Socket());
     PopListing listing;
     while (ReadLine()) {
-        const std::string_view line = Line();
+        std::string_view const line = Line();
         if (line == ".") return PopResult::done;
         if (!listing.Takes(line.size() + line_end.size())) return PopResult::list_too_long;
         if (PopResult const taken = take(line); taken != PopResult::done) return taken;
@@ -166,15 +166,15 @@ PopResult PopConversation::ByPassword() {
 }
 
 PopResult PopConversation::ByApop() {
-    const std::string_view stamp = TimeStampIn(greeting_.View(), options_.one_at_sign);
+    std::string_view const stamp = TimeStampIn(greeting_.View(), options_.one_at_sign);
     if (stamp.empty()) return PopResult::no_time_stamp;
     std::string secret(stamp);
     secret += options_.password.View();
     bool const fits = secret.size() <= md5_longest_text;
-    const std::string digest = fits ? platform::Md5Hex(secret) : std::string();
+    std::string const digest = fits ? platform::Md5Hex(secret) : std::string();
     platform::Wipe(secret);
     if (!fits) return PopResult::secret_too_long;
-    const CString head = "APOP " + options_.user + " ";
+    CString const head = "APOP " + options_.user + " ";
     return Command(PopPhase::login, head + digest.c_str(), head + hidden_secret);
 }
 
@@ -205,7 +205,7 @@ PopResult PopConversation::Retrieve(long number, CString& text, long size) {
 }
 
 PopResult PopConversation::Top(long number, int lines, CString& text) {
-    const CString command = Numbered("TOP ", number) + " ";
+    CString const command = Numbered("TOP ", number) + " ";
     PopResult const result = Command(PopPhase::message, Numbered(command, lines));
     if (result != PopResult::done) return result;
     text.Empty();

@@ -99,7 +99,7 @@ class PopConversation {
     std::string_view Line() const;
 
     Channel& channel_;
-    const PopOptions options_;
+    PopOptions const options_;
     PopPhase phase_ = PopPhase::none;
     bool refused_ = false;  // by reply_
     CString greeting_, reply_;

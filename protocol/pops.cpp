@@ -94,7 +94,7 @@ class PopsComponent : public MailConversation, private PopConversation::Channel 
     void Lost() override { lost_ = FailBySocket(); }
     bool Secure() override { return !(lost_ = MailConversation::Secure()); }
 
-    const ComponentDispatcher dispatcher_;
+    ComponentDispatcher const dispatcher_;
     void* const object_;
     int auth_ = pops_auth_user;
     int count_ = 0;
@@ -228,16 +228,16 @@ ComponentFailure PopsComponent::Connect() {
     count_ = 0;
     sizes_.clear();
     (step_ = {}).phase = PopPhase::connect;
-    if (const ComponentFailure failure = Open()) return failure;
+    if (ComponentFailure const failure = Open()) return failure;
     PopConversation pop(*this, Options());
     PopResult result = pop.Greet();
     if (result == PopResult::done) result = pop.LogIn();
     if (result == PopResult::done) result = pop.Stat();
-    const ComponentFailure failure = FailureOf(result, pop);
+    ComponentFailure const failure = FailureOf(result, pop);
     if (!failure) {
         count_ = std::clamp(std::atoi(pop.Reply().Mid(behind_status)), 0, PopListing::longest);
     } else if (IsOpen()) {
-        const Quiet quiet(*this);
+        Quiet const quiet(*this);
         pop.Quit();
         Close();
     }
@@ -250,7 +250,7 @@ ComponentFailure PopsComponent::Choose(int number) {
     unique_id_.Empty();
     PopConversation pop(*this);
     PopResult result = pop.UniqueId(number);
-    const NumberedText told(pop.Reply().Mid(behind_status));
+    NumberedText const told(pop.Reply().Mid(behind_status));
     if (result == PopResult::done) result = CheckUniqueId(told.rest);
     if (result == PopResult::done) unique_id_ = told.rest;
     return FailureOf(result, pop);
@@ -258,7 +258,7 @@ ComponentFailure PopsComponent::Choose(int number) {
 
 ComponentFailure PopsComponent::List(PopConversation& pop) {
     PopResult const result = pop.UniqueIds([this](std::string_view line) {
-        const NumberedText told{CString(line)};
+        NumberedText const told{CString(line)};
         PopResult const checked = CheckUniqueId(told.rest);
         if (checked != PopResult::done) return checked;
         POPSMessageListEventParams listed{told.number, told.rest};
@@ -271,7 +271,7 @@ ComponentFailure PopsComponent::List(PopConversation& pop) {
 ComponentFailure PopsComponent::ListSizes(PopConversation& pop) {
     sizes_.clear();
     PopResult const result = pop.List([this](std::string_view line) {
-        const NumberedText told{CString(line)};
+        NumberedText const told{CString(line)};
         sizes_[told.number] = std::atoi(told.rest);
         return PopResult::done;
     });
@@ -283,7 +283,7 @@ ComponentFailure PopsComponent::Quit() {
     step_ = {};
     if (!IsOpen()) return component_ok;
     PopConversation pop(*this);
-    const ComponentFailure failure = FailureOf(pop.Quit(), pop);
+    ComponentFailure const failure = FailureOf(pop.Quit(), pop);
     Close();
     return failure;
 }

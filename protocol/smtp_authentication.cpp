@@ -77,12 +77,12 @@ std::string CramMd5Answer(std::string_view user, std::string_view password, std:
 }
 
 std::string PlainAnswer(std::string_view user, std::string_view password) {
-    const std::string user_text = WithNuls(user);
+    std::string const user_text = WithNuls(user);
     return platform::Base64Of(user_text + '\0' + user_text + '\0' + WithNuls(password));
 }
 
 LoginPrompt PromptKind(std::string_view prompt) {
-    const std::string lower = AsciiLower(prompt);
+    std::string const lower = AsciiLower(prompt);
     if (lower.find("username") != std::string::npos) return LoginPrompt::user;
     if (lower.find("password") != std::string::npos) return LoginPrompt::password;
     return LoginPrompt::unknown;

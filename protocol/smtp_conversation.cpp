@@ -161,7 +161,7 @@ SmtpResult SmtpConversation::Answer(std::string base64) {
 }
 
 SmtpResult SmtpConversation::AnswerCramMd5() {
-    const std::string_view user = options_.user.View(), password = options_.password.View();
+    std::string_view const user = options_.user.View(), password = options_.password.View();
     if (options_.one_method) {
         auto const challenge = DecodeChallenge(BehindFirstBlank(reply_.text.View()));
         if (!challenge) return SmtpResult::bad_challenge;
@@ -169,7 +169,7 @@ SmtpResult SmtpConversation::AnswerCramMd5() {
         if (challenge_size_ > longest_challenge) return SmtpResult::long_challenge;
         return Answer(CramMd5Answer(user, password, *challenge));
     }
-    const std::string_view last = reply_.LastLine();
+    std::string_view const last = reply_.LastLine();
     std::string challenge;
     // "*" ends the attempt (RFC 4954 4).
     if (!platform::FromBase64(last.substr(std::min<std::size_t>(4, last.size())), challenge)) return Ask("*");

@@ -101,7 +101,7 @@ class SmtpConversation {
     void Begin(SmtpPhase phase);
 
     Channel& channel_;
-    const SmtpOptions options_;
+    SmtpOptions const options_;
     SmtpPhase phase_ = SmtpPhase::none;
     SmtpReply reply_;
     CString hello_reply_;

@@ -20,7 +20,7 @@ std::string_view LastLine(std::string_view reply) noexcept {
         reply.remove_suffix(1);
         while (reply.ends_with('\r')) reply.remove_suffix(1);
     }
-    const std::size_t line_feed = reply.rfind('\n');
+    std::size_t const line_feed = reply.rfind('\n');
     return line_feed == std::string_view::npos ? reply : reply.substr(line_feed + 1);
 }
 
@@ -36,7 +36,7 @@ int LeadingNumber(std::string_view text) noexcept {
 }  // namespace
 
 int ReplyCode(std::string_view reply) noexcept {
-    const std::string_view start = LastLine(reply).substr(0, code_digits + 1);
+    std::string_view const start = LastLine(reply).substr(0, code_digits + 1);
     if (start.size() < code_digits) return 0;
     char const mark = start.size() == code_digits ? ' ' : start[code_digits];
     if (mark != ' ' && mark != '-') return 0;
@@ -81,7 +81,7 @@ ReplyOutcome WhyNone(int length) {
 ReplyOutcome ReadReply(SocketSupport& socket, SmtpReply& reply, ReplyReading const& how) {
     reply = {};
     socket.SetLineLimit(reply_limit);
-    const SocketSupport::WholeReply whole(socket);
+    SocketSupport::WholeReply const whole(socket);
     for (;;) {
         if (!how.strict && reply.text.GetLength() > reply_limit) return ReplyOutcome::too_long;
         int const length = socket.GetLine(reply.text, 0, 0);
@@ -105,7 +105,7 @@ ReplyOutcome ReadReply(SocketSupport& socket, SmtpReply& reply, ReplyReading con
 CString WithoutLineEnd(CString const& reply) { return reply.Left(reply.GetLength() - 2); }
 
 std::string_view BehindFirstBlank(std::string_view reply) noexcept {
-    const std::size_t blank = reply.find(' ');
+    std::size_t const blank = reply.find(' ');
     return blank == std::string_view::npos ? std::string_view() : reply.substr(blank + 1);
 }
 

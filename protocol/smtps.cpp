@@ -167,7 +167,7 @@ bool SmtpsComponent::SendText(CString& text) { return Works(MailConversation::Se
 bool SmtpsComponent::Secure() { return Works(MailConversation::Secure()); }
 
 bool SmtpsComponent::Read(SmtpReply& reply) {
-    const ReplyReading strictly{true, [this](std::string_view line) { ShowReceived(CString(line)); }};
+    ReplyReading const strictly{true, [this](std::string_view line) { ShowReceived(CString(line)); }};
     switch (ReadReply(socket_, reply, strictly)) {
         case ReplyOutcome::complete: return Works(component_ok);
         case ReplyOutcome::unreadable:
@@ -235,8 +235,8 @@ ComponentFailure SmtpsComponent::Connect() {
     if (hello_name_.FindOneOf("\r\n") >= 0)
         return Fail(component_unknown, "A line end in the name for EHLO.");
     ForgetStep(SmtpPhase::connect);
-    if (const ComponentFailure failure = Open()) return failure;
-    const ComponentFailure failure = Introduce();
+    if (ComponentFailure const failure = Open()) return failure;
+    ComponentFailure const failure = Introduce();
     if (failure && IsOpen()) Quit();
     return failure;
 }
@@ -259,8 +259,8 @@ CString SmtpsComponent::Message() const { return message_.IsEmpty() ? headers_ +
 
 ComponentFailure SmtpsComponent::Send() {
     ForgetStep(SmtpPhase::none);
-    const CString message = Message();
-    const std::vector<CString> to = AddressesIn(recipients_);
+    CString const message = Message();
+    std::vector<CString> const to = AddressesIn(recipients_);
     if (!IsAddress(from_) || to.empty() || !std::all_of(to.begin(), to.end(), IsAddress))
         return Fail(component_missing, sender_and_recipients_needed);
     if (HasTooLongLine(message.View()))
@@ -281,7 +281,7 @@ ComponentFailure SmtpsComponent::Send() {
 // The server may have closed a kept connection meanwhile; then a new one is opened.
 ComponentFailure SmtpsComponent::Begin() {
     if (IsOpen()) {
-        const Quiet quiet(*this);
+        Quiet const quiet(*this);
         SmtpConversation smtp(*this, {});
         bool const silent = !socket_.Readable(0);  // readable means closed, or a 421
         if (silent && smtp.Reset() == SmtpResult::done) return component_ok;
@@ -293,7 +293,7 @@ ComponentFailure SmtpsComponent::Begin() {
 // A failure after the last mail does not change the outcomes already reported.
 ComponentFailure SmtpsComponent::Quit() {
     if (!IsOpen()) return component_ok;
-    const Quiet quiet(*this);
+    Quiet const quiet(*this);
     SmtpConversation(*this, {}).Quit();
     Close();
     return component_ok;

@@ -13,12 +13,12 @@ constexpr std::int64_t least_reply_ms = 60 * 1000;
 std::atomic<unsigned> reply_ms_of_tests = 0;
 
 std::size_t FirstLineSize(std::string_view text, std::size_t from = 0) noexcept {
-    const std::size_t line_feed = text.find('\n', from);
+    std::size_t const line_feed = text.find('\n', from);
     return line_feed == std::string_view::npos ? 0 : line_feed + 1;
 }
 
 std::string_view WithoutLineEnds(std::string_view line) noexcept {
-    const std::size_t last = line.find_last_not_of("\r\n");
+    std::size_t const last = line.find_last_not_of("\r\n");
     return line.substr(0, last == std::string_view::npos ? 0 : last + 1);
 }
 
@@ -150,9 +150,9 @@ int SocketSupport::Receive(CString& data, unsigned int ms, int flags) {
 int SocketSupport::GetLine(CString& line, unsigned int ms, int flags) {
     if (buffer_shared_) searched_ = 0;
     for (;;) {
-        const std::string_view buffered = line_buffer_.View().substr(static_cast<std::size_t>(consumed_));
-        const std::size_t size = FirstLineSize(buffered, static_cast<std::size_t>(searched_));
-        const std::size_t needed = size > 0 ? size : buffered.size() + 1;
+        std::string_view const buffered = line_buffer_.View().substr(static_cast<std::size_t>(consumed_));
+        std::size_t const size = FirstLineSize(buffered, static_cast<std::size_t>(searched_));
+        std::size_t const needed = size > 0 ? size : buffered.size() + 1;
         if (needed > static_cast<std::size_t>(std::max(line_limit_, 0))) {
             DropConsumed();
             platform::SetLastSocketError(line_too_long_error);
@@ -167,7 +167,7 @@ int SocketSupport::GetLine(CString& line, unsigned int ms, int flags) {
 }
 
 int SocketSupport::TakeLine(CString& line, std::string_view taken) {
-    const std::string_view content = WithoutLineEnds(taken);
+    std::string_view const content = WithoutLineEnds(taken);
     line.Append(content);
     line.Append("\r\n");
     auto const length = static_cast<int>(content.size()) + 2;
@@ -204,7 +204,7 @@ int SocketSupport::CutOffOneLine(CString& buffer, CString& line, int takeRest) {
         return -1;
     }
     if (size == 0) size = buffer.View().size();
-    const CString first(WithoutLineEnds(buffer.View().substr(0, size)));
+    CString const first(WithoutLineEnds(buffer.View().substr(0, size)));
     buffer.Delete(0, static_cast<int>(size));
     line = first;
     return line.GetLength();

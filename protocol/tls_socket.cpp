@@ -18,7 +18,7 @@ TlsFailure TlsSocket::StartTls(platform::TlsOptions const& options, unsigned ms)
         return TlsFailure::handshake;
     }
     SetTimeOut(ms);
-    const TlsFailure failure = tls_.Start(options, Handle(), [&](TlsLayer::Wait wait) {
+    TlsFailure const failure = tls_.Start(options, Handle(), [&](TlsLayer::Wait wait) {
         return WaitFor(wait == TlsLayer::Wait::to_receive ? Wait::to_receive : Wait::to_send);
     });
     KillTimeOut();

@@ -82,10 +82,10 @@ bool AppendFile::Truncate() { return IsOpen() && ftruncate(descriptor_, 0) == 0;
 
 bool AppendFile::Append(std::string_view text) {
     if (!IsOpen()) return false;
-    const std::size_t written = posix::WriteAll(descriptor_, text);
+    std::size_t const written = posix::WriteAll(descriptor_, text);
     if (written == text.size()) return true;
     // Removes a cut entry, which the caller will write again, unless another process wrote behind it.
-    const off_t end = written ? lseek(descriptor_, 0, SEEK_CUR) : -1;
+    off_t const end = written ? lseek(descriptor_, 0, SEEK_CUR) : -1;
     struct stat status {};
     if (end >= 0 && fstat(descriptor_, &status) == 0 && status.st_size == end)
         static_cast<void>(ftruncate(descriptor_, end - static_cast<off_t>(written)) == 0);

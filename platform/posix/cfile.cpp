@@ -37,7 +37,7 @@ CFile::~CFile() { CFile::Close(); }
 
 bool CFile::Open(char const* path, unsigned flags) {
     CFile::Close();
-    const Access access = AccessOf(flags);
+    Access const access = AccessOf(flags);
     platform::posix::Descriptor file = platform::posix::OpenPath(path, access.flags | CreationOf(flags));
     int const descriptor = file.Get();
     stream_ = platform::posix::MakeStream(std::move(file), access.mode);
@@ -82,9 +82,9 @@ std::int64_t CFile::Seek(std::int64_t offset, SeekPosition from) {
 }
 
 std::int64_t CFile::GetLength() {
-    const std::int64_t place = Seek(0, current);
+    std::int64_t const place = Seek(0, current);
     if (place < 0) return -1;
-    const std::int64_t length = Seek(0, end);
+    std::int64_t const length = Seek(0, end);
     Seek(place, begin);
     return length;
 }
@@ -97,16 +97,16 @@ bool CStdioFile::ReadString(CString& line) {
     if (!TurnTo(LastUse::reading)) return false;
     char* text = nullptr;
     std::size_t room = 0;
-    const ssize_t size = getline(&text, &room, stream_);
-    const std::unique_ptr<char, Free> owner(text);
+    ssize_t const size = getline(&text, &room, stream_);
+    std::unique_ptr<char, Free> const owner(text);
     if (size <= 0) return false;
-    const std::string_view read(text, static_cast<std::size_t>(size));
+    std::string_view const read(text, static_cast<std::size_t>(size));
     line = read.ends_with('\n') ? read.substr(0, read.size() - 1) : read;
     return true;
 }
 
 bool CStdioFile::WriteString(char const* text) {
-    const std::string_view content = platform::ViewOf(text);
+    std::string_view const content = platform::ViewOf(text);
     return TurnTo(LastUse::writing) &&
            std::fwrite(content.data(), 1, content.size(), stream_) == content.size();
 }

@@ -12,7 +12,7 @@ namespace {
 constexpr std::int64_t hour_seconds = 3600;
 
 long OffsetBySystem(std::int64_t seconds) noexcept {
-    const std::time_t time = seconds;
+    std::time_t const time = seconds;
     std::tm parts = {};
     return localtime_r(&time, &parts) ? parts.tm_gmtoff : 0;
 }
@@ -38,7 +38,7 @@ struct OffsetCache {
         hour = no_hour;
         zone = now ? named : unset;
         if (!now) return;
-        const std::size_t length = std::strlen(now);
+        std::size_t const length = std::strlen(now);
         if (length < sizeof name)
             std::memcpy(name, now, length + 1);
         else
@@ -46,7 +46,7 @@ struct OffsetCache {
     }
 
     long OffsetAt(std::int64_t seconds) noexcept {
-        const std::int64_t wanted =
+        std::int64_t const wanted =
             (seconds - (seconds % hour_seconds + hour_seconds) % hour_seconds) / hour_seconds;
         if (wanted == hour) return offset;
         // In an hour in which the offset changes, each second is converted by the system.
@@ -70,9 +70,9 @@ long UtcOffset(std::int64_t seconds) noexcept {
 long StandardTimezone() noexcept {
     tzset();
     // Summer time includes January in the south and July in the north, and always lies farther east.
-    const std::chrono::year year{UtcTime(Now().seconds).year};
+    std::chrono::year const year{UtcTime(Now().seconds).year};
     auto const offset_on = [year](std::chrono::month month) {
-        const std::chrono::sys_seconds day = std::chrono::sys_days{year / month / 1};
+        std::chrono::sys_seconds const day = std::chrono::sys_days{year / month / 1};
         return OffsetBySystem(day.time_since_epoch().count());
     };
     return -std::min(offset_on(std::chrono::January), offset_on(std::chrono::July));

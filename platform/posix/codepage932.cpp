@@ -23,7 +23,7 @@ class Converter {
     bool IsOpen() const noexcept { return handle_ != reinterpret_cast<iconv_t>(-1); }
     // Bytes of one converted character; 0 if it has no form on the other side.
     std::size_t Convert(char* in, std::size_t in_size, char* out, std::size_t out_size) noexcept {
-        const std::size_t room = out_size;
+        std::size_t const room = out_size;
         bool const whole = iconv(handle_, &in, &in_size, &out, &out_size) != static_cast<std::size_t>(-1);
         return whole && in_size == 0 ? room - out_size : 0;
     }
@@ -35,7 +35,7 @@ class Converter {
 void FillUnicode(Converter& from_code_page, Codepage932Tables& tables) noexcept {
     auto const fill = [&](unsigned code) {
         char bytes[] = {static_cast<char>(code >> 8), static_cast<char>(code)};
-        const std::size_t size = code > 0xFF ? 2 : 1;
+        std::size_t const size = code > 0xFF ? 2 : 1;
         std::uint16_t unit = 0;
         if (from_code_page.Convert(bytes + 2 - size, size, reinterpret_cast<char*>(&unit), sizeof unit) == 2)
             tables.unicode_of[code] = unit;
@@ -54,7 +54,7 @@ void FillCodes(Converter& to_code_page, Codepage932Tables& tables) noexcept {
         if (unit >= 0xD800 && unit <= 0xDFFF) continue;  // surrogates are no characters alone
         auto value = static_cast<std::uint16_t>(unit);
         unsigned char bytes[2] = {};
-        const std::size_t size = to_code_page.Convert(reinterpret_cast<char*>(&value), sizeof value,
+        std::size_t const size = to_code_page.Convert(reinterpret_cast<char*>(&value), sizeof value,
                                                       reinterpret_cast<char*>(bytes), sizeof bytes);
         if (size == 1) tables.code_of[unit] = bytes[0];
         if (size == 2) tables.code_of[unit] = static_cast<std::uint16_t>(bytes[0] << 8 | bytes[1]);

@@ -75,7 +75,7 @@ std::size_t WriteAll(int descriptor, std::string_view content) noexcept {
     if (!content.empty() && !Take(writes_left, ENOSPC)) return 0;
     std::size_t written = 0;
     while (written < content.size()) {
-        const ssize_t count = ::write(descriptor, content.data() + written, content.size() - written);
+        ssize_t const count = ::write(descriptor, content.data() + written, content.size() - written);
         if (count > 0)
             written += static_cast<std::size_t>(count);
         else if (count == 0 || errno != EINTR)

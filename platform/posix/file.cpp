@@ -35,7 +35,7 @@ bool ReadToEnd(Descriptor const& file, std::string& content) {
     if (status.st_size > static_cast<off_t>(largest_whole_file)) return false;
     if (status.st_size > 0) content.reserve(static_cast<std::size_t>(status.st_size) + 1);
     for (;;) {
-        const std::size_t size = content.size();
+        std::size_t const size = content.size();
         content.resize(std::max(size + 1, std::min(content.capacity(), size + block_size)));
         long const count = posix::ReadSome(file.Get(), content.data() + size, content.size() - size);
         content.resize(size + static_cast<std::size_t>(std::max(count, 0L)));
@@ -49,20 +49,20 @@ bool CopyContent(Descriptor const& from, int to) {
     for (;;) {
         long const count = posix::ReadSome(from.Get(), block.get(), block_size);
         if (count <= 0) return count == 0;
-        const std::string_view content(block.get(), static_cast<std::size_t>(count));
+        std::string_view const content(block.get(), static_cast<std::size_t>(count));
         if (posix::WriteAll(to, content) != content.size()) return false;
     }
 }
 
-void CopyTimes(const struct stat& from, int to) {
-    const timespec times[] = {from.st_atim, from.st_mtim};
+void CopyTimes(struct stat const& from, int to) {
+    timespec const times[] = {from.st_atim, from.st_mtim};
     static_cast<void>(futimens(to, times) == 0);
 }
 
 }  // namespace
 
 bool ReadWholeFile(char const* path, std::string& content) {
-    const Descriptor file = posix::OpenPath(path, O_RDONLY);
+    Descriptor const file = posix::OpenPath(path, O_RDONLY);
     if (!file) return false;
     try {
         std::string read;
@@ -114,7 +114,7 @@ bool RenameFile(char const* from, char const* to) {
 }
 
 bool CopyFile(char const* from, char const* to, bool fail_if_exists) {
-    const Descriptor source = posix::OpenPath(from, O_RDONLY);
+    Descriptor const source = posix::OpenPath(from, O_RDONLY);
     struct stat source_status, target_status;
     if (!source || fstat(source.Get(), &source_status) != 0) return false;
     if (Examine(to, target_status)) {

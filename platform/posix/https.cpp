@@ -24,7 +24,7 @@ CString WithoutDigits(std::string_view text) {
 }
 
 std::string_view Trimmed(std::string_view text) {
-    const std::size_t begin = std::min(text.find_first_not_of(" \t\r\n"), text.size());
+    std::size_t const begin = std::min(text.find_first_not_of(" \t\r\n"), text.size());
     return text.substr(begin, text.find_last_not_of(" \t\r\n") + 1 - begin);
 }
 
@@ -64,7 +64,7 @@ class HttpsComponent {
     static std::size_t OnHeader(char* data, std::size_t size, std::size_t count, void* self);
     static std::size_t OnBody(char* data, std::size_t size, std::size_t count, void* self);
 
-    const ComponentDispatcher dispatcher_;
+    ComponentDispatcher const dispatcher_;
     void* const object_;
     std::unique_ptr<CURL, CloseHandle> curl_;
     CString proxy_server_, proxy_user_, proxy_password_;
@@ -90,7 +90,7 @@ int HttpsComponent::Set(int property, ComponentValue const& value) {
 }
 
 int HttpsComponent::Do(int method, int count, ComponentValue const* arguments) {
-    const CString argument = count == 1 ? arguments[0].Text() : CString();
+    CString const argument = count == 1 ? arguments[0].Text() : CString();
     if (method == https_get && count == 1) return Get(argument);
     if (method != https_configure || argument.Left(11) != "UseWinInet=")
         return Fail(component_unknown, "Unknown method or configuration.");
@@ -131,7 +131,7 @@ int HttpsComponent::Get(CString const& address) {
     curl_easy_setopt(curl, CURLOPT_WRITEFUNCTION, OnBody);
     curl_easy_setopt(curl, CURLOPT_WRITEDATA, this);
     SetProxy();
-    const CURLcode result = curl_easy_perform(curl);
+    CURLcode const result = curl_easy_perform(curl);
     long const status = FailingStatus();
     curl_easy_reset(curl);  // clears the copy of the password as well
     if (result == CURLE_OPERATION_TIMEDOUT) return Fail(component_timeout, "Timeout.");
@@ -170,13 +170,13 @@ std::size_t HttpsComponent::OnBody(char* data, std::size_t size, std::size_t cou
 
 void HttpsComponent::TakeHeader(std::string_view line) {
     if (line.starts_with("HTTP/")) {
-        const std::string_view status = Trimmed(line.substr(std::min(line.find(' '), line.size())));
+        std::string_view const status = Trimmed(line.substr(std::min(line.find(' '), line.size())));
         reason_ = Trimmed(status.substr(std::min(status.find(' '), status.size())));
         return;
     }
-    const std::size_t colon = line.find(':');
+    std::size_t const colon = line.find(':');
     if (colon == line.npos) return;
-    const std::string field(line.substr(0, colon)), value(Trimmed(line.substr(colon + 1)));
+    std::string const field(line.substr(0, colon)), value(Trimmed(line.substr(colon + 1)));
     HTTPSHeaderEventParams header{field.c_str(), value.c_str()};
     dispatcher_(object_, https_event_header, &header);
 }

@@ -113,7 +113,7 @@ bool MakeLock(pthread_mutex_t& lock, bool for_all_processes) noexcept {
 }
 
 LockTable::LockTable(std::string const& table_name) : name_(table_name) {
-    const TableFile file(name_);
+    TableFile const file(name_);
     if (!file || !SetSize(file.Get(), sizeof(Table))) return;
     void* place = mmap(nullptr, sizeof(Table), PROT_READ | PROT_WRITE, MAP_SHARED, file.Get(), 0);
     if (place == MAP_FAILED) return;
@@ -150,10 +150,10 @@ pthread_mutex_t* LockTable::Known(std::string_view key, std::uint32_t hash) cons
 
 pthread_mutex_t* LockTable::Find(std::string_view name) const {
     if (!IsOpen()) return nullptr;
-    const std::string key = KeyOf(name);
+    std::string const key = KeyOf(name);
     auto const hash = static_cast<std::uint32_t>(HashOf(key));
     if (pthread_mutex_t* known = Known(key, hash)) return known;
-    const TableFile guard(name_);
+    TableFile const guard(name_);
     if (!guard) return nullptr;
     if (pthread_mutex_t* known = Known(key, hash)) return known;
     return Make(key, hash);

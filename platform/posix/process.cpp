@@ -45,7 +45,7 @@ std::string OwnFile() {
 
 // Determined once, since a relative name would lead elsewhere after a change of the current directory.
 std::string const& OwnPath() {
-    static const std::string path = OwnFile();
+    static std::string const path = OwnFile();
     return path;
 }
 
@@ -69,7 +69,7 @@ std::vector<std::string> LinkedNames() {
 // A library has the name under which it was linked (libx.so.5) and that of its file (libx.so.5.2.0).
 std::string FindModule(std::string_view module) {
     bool const by_path = IsPath(module);
-    const std::string wanted = by_path ? RealPath(HostPath(module).c_str()) : Utf8FromCp932(module);
+    std::string const wanted = by_path ? RealPath(HostPath(module).c_str()) : Utf8FromCp932(module);
     if (wanted.empty()) return {};
     for (std::string const& linked_name : LinkedNames()) {
         std::string file = FileOfModule(linked_name.c_str());
@@ -99,7 +99,7 @@ void SleepMilliseconds(unsigned milliseconds) {
 }
 
 CString ModulePath(char const* module) {
-    const std::string file = module ? FindModule(module) : OwnPath();
+    std::string const file = module ? FindModule(module) : OwnPath();
     return file.empty() ? CString() : LibraryPath(file);
 }
 

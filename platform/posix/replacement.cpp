@@ -33,7 +33,7 @@ std::string Resolved(std::string const& host_path) {
     return is_link && realpath(host_path.c_str(), result) ? result : host_path;
 }
 
-bool MayBeReplaced(const struct stat& old, Replacement::Place place) {
+bool MayBeReplaced(struct stat const& old, Replacement::Place place) {
     return S_ISREG(old.st_mode) &&
            (place == Replacement::always_beside || (old.st_nlink == 1 && old.st_uid == geteuid()));
 }
@@ -48,7 +48,7 @@ bool LeadsTo(std::string const& path, int file) {
 // The writer of a file holds a lock on it until the file has lost its temporary name, and the system releases
 // the lock when the process dies: a file that can be locked, and still has its name then, was left behind.
 void RemoveIfLeft(std::string const& path) {
-    const Descriptor file(open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+    Descriptor const file(open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
     struct stat status {};
     if (!file || fstat(file.Get(), &status) != 0 || !S_ISREG(status.st_mode) || status.st_uid != geteuid())
         return;
@@ -71,9 +71,9 @@ bool Flush(int file) noexcept {
 
 // Not all systems can do this, and the content is already in its place.
 void FlushFolderOf(std::string const& path) noexcept {
-    const std::size_t divider = path.rfind('/');
-    const std::string folder = divider == path.npos ? "." : path.substr(0, divider + 1);
-    const Descriptor file(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    std::size_t const divider = path.rfind('/');
+    std::string const folder = divider == path.npos ? "." : path.substr(0, divider + 1);
+    Descriptor const file(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (file) static_cast<void>(Flush(file.Get()));
 }
 
@@ -85,7 +85,7 @@ void GiveStatus(int file, struct stat const* old, unsigned mode) {
 }
 
 bool IsNameOfReplacement(std::string_view name) {
-    const std::size_t at = name.rfind(suffix);
+    std::size_t const at = name.rfind(suffix);
     return at != name.npos && at > 0 && name.find_first_not_of("0123456789", at + suffix.size()) == name.npos;
 }
 
@@ -149,7 +149,7 @@ void RemoveLeftReplacements(std::string const& host_folder) {
     struct CloseFolder {
         void operator()(DIR* folder) const { closedir(folder); }
     };
-    const std::unique_ptr<DIR, CloseFolder> folder(opendir(host_folder.c_str()));
+    std::unique_ptr<DIR, CloseFolder> const folder(opendir(host_folder.c_str()));
     while (dirent const* entry = folder ? readdir(folder.get()) : nullptr)
         if (IsNameOfReplacement(entry->d_name)) RemoveIfLeft(host_folder + '/' + entry->d_name);
 }

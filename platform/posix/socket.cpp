@@ -62,7 +62,7 @@ int CSocket::Connect(char const* host, unsigned port) {
 }
 
 int CSocket::ConnectToHost(char const* name, unsigned port) {
-    const platform::posix::Host host{name, std::to_string(port)};
+    platform::posix::Host const host{name, std::to_string(port)};
     platform::posix::Found found = platform::posix::FindNumeric(host);
     if (!found.addresses && *name) {
         // Without a timer nothing can end the wait.

@@ -71,7 +71,7 @@ int GetHostName(char* name, int size) {
     bool const asked = name && size > 0 && gethostname(whole, sizeof whole - 1) == 0;
     SetLastSocketError(asked ? 0 : name && size > 0 ? posix::SocketErrorOf(errno) : socket_fault);
     if (!asked) return -1;
-    const std::string_view fitting = std::string_view(whole).substr(0, static_cast<std::size_t>(size) - 1);
+    std::string_view const fitting = std::string_view(whole).substr(0, static_cast<std::size_t>(size) - 1);
     name[fitting.copy(name, fitting.size())] = 0;
     return 0;
 }

@@ -29,20 +29,20 @@ ssize_t Read(void* cookie, char* out, std::size_t size) {
 ssize_t Write(void* cookie, char const* content, std::size_t size) {
     auto& state = *static_cast<StreamState*>(cookie);
     if (state.failed) return 0;
-    const std::size_t written = WriteAll(state.file.Get(), {content, size});
+    std::size_t const written = WriteAll(state.file.Get(), {content, size});
     state.failed = written < size;
     return static_cast<ssize_t>(written);
 }
 
 int Seek(void* cookie, off64_t* offset, int from) {
-    const off64_t place = lseek64(static_cast<StreamState*>(cookie)->file.Get(), *offset, from);
+    off64_t const place = lseek64(static_cast<StreamState*>(cookie)->file.Get(), *offset, from);
     if (place < 0) return -1;
     *offset = place;
     return 0;
 }
 
 int Close(void* cookie) {
-    const std::unique_ptr<StreamState> state(static_cast<StreamState*>(cookie));
+    std::unique_ptr<StreamState> const state(static_cast<StreamState*>(cookie));
     bool const closed = state->file.Close();
     return closed && !state->failed ? 0 : -1;
 }

@@ -29,14 +29,14 @@ int DescriptorOf(BIO* bio) { return static_cast<int>(reinterpret_cast<std::intpt
 
 int Write(BIO* bio, char const* data, int size) {
     BIO_clear_retry_flags(bio);
-    const ssize_t count = send(DescriptorOf(bio), data, static_cast<std::size_t>(size), MSG_NOSIGNAL);
+    ssize_t const count = send(DescriptorOf(bio), data, static_cast<std::size_t>(size), MSG_NOSIGNAL);
     if (count < 0 && (errno == EAGAIN || errno == EINTR)) BIO_set_retry_write(bio);
     return static_cast<int>(count);
 }
 
 int Read(BIO* bio, char* data, int size) {
     BIO_clear_retry_flags(bio);
-    const ssize_t count = recv(DescriptorOf(bio), data, static_cast<std::size_t>(size), 0);
+    ssize_t const count = recv(DescriptorOf(bio), data, static_cast<std::size_t>(size), 0);
     if (count < 0 && (errno == EAGAIN || errno == EINTR)) BIO_set_retry_read(bio);
     return static_cast<int>(count);
 }
@@ -80,7 +80,7 @@ struct Handshaken {
 int KeepSession(SSL* ssl, SSL_SESSION* session) {
     auto const* const connection = static_cast<Handshaken*>(SSL_get_app_data(ssl));
     if (!SSL_SESSION_is_resumable(session)) return 0;
-    const std::lock_guard guard(connection->shared->lock);
+    std::lock_guard const guard(connection->shared->lock);
     connection->shared->sessions[connection->place] = Session(session);
     return 1;  // this side keeps the session
 }
@@ -115,7 +115,7 @@ Context NewContext(CString const& ca_file, bool verify, std::string& failure) {
 Shared* SharedFor(CString const& ca_file, bool verify, std::string& failure) {
     static std::mutex lock;
     static auto& all = *new std::map<std::pair<std::string, bool>, Shared>;
-    const std::lock_guard guard(lock);
+    std::lock_guard const guard(lock);
     Shared& shared = all[{std::string(ca_file.View()), verify}];
     if (!shared.context) {
         shared.context = NewContext(ca_file, verify, failure);
@@ -142,7 +142,7 @@ CString Contents(BIO* bio) {
 }
 
 CString NameText(X509_NAME const* name) {
-    const Bio out(BIO_new(BIO_s_mem()));
+    Bio const out(BIO_new(BIO_s_mem()));
     X509_NAME_print_ex(out.get(), name, 0, XN_FLAG_ONELINE & ~ASN1_STRFLGS_ESC_MSB);
     return Contents(out.get());
 }
@@ -157,7 +157,7 @@ CString TimeText(ASN1_TIME const* time) {
 }
 
 CString HostNames(X509* certificate) {
-    const std::unique_ptr<GENERAL_NAMES, FreedBy<GENERAL_NAMES_free>> names(
+    std::unique_ptr<GENERAL_NAMES, FreedBy<GENERAL_NAMES_free>> const names(
         static_cast<GENERAL_NAMES*>(X509_get_ext_d2i(certificate, NID_subject_alt_name, nullptr, nullptr)));
     CString text;
     for (int i = 0; i < sk_GENERAL_NAME_num(names.get()); ++i) {
@@ -212,13 +212,13 @@ TlsFailure TlsLayer::Start(TlsOptions const& options, int descriptor, Waiting co
         return TlsFailure::handshake;
     }
     {
-        const std::lock_guard guard(made->shared->lock);
+        std::lock_guard const guard(made->shared->lock);
         auto const known = made->shared->sessions.find(made->place);
         if (known != made->shared->sessions.end()) SSL_set_session(ssl, known->second.get());
     }
     ERR_clear_error();
     connection_ = std::move(made);
-    const TlsFailure result = Shake(wait);
+    TlsFailure const result = Shake(wait);
     X509* shown = SSL_get0_peer_certificate(ssl);
     if (!shown) shown = connection_->shown.get();
     if (shown)

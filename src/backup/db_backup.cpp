@@ -18,7 +18,7 @@ int CDBBackup::ActionBackup() {
     if (backup_path_.IsEmpty() || !database_) return not_set;
     EnvManager* const env = database_->GetEnvManager();
     if (!env) return not_written;
-    const environment::DataKey key(*env);
+    environment::DataKey const key(*env);
     if (!key.IsKnown()) return not_written;
     bool const written =
         database_->WriteFromMemoryToFileAppointFileName(backup_path_, key.Get()) == CDatabaseEdit::ok;

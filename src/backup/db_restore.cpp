@@ -56,7 +56,7 @@ int CDBRestore::ActionRestore() {
     if (backup_path_.IsEmpty() || !database_ || repair_path_.IsEmpty()) return not_set;
     EnvManager* const env = database_->GetEnvManager();
     if (!env) return unreadable;
-    const environment::DataKey key(*env);
+    environment::DataKey const key(*env);
     CDatabaseEdit backup(env);
     if (!key.IsKnown() || backup.ReadFromFileToMemoryAppointFileName(backup_path_, key.Get()) < 0)
         return unreadable;

@@ -32,8 +32,8 @@ std::string ParameterText(std::string_view text) {
 
 // The text behind the "=" of a parameter; false where the parameter is missing.
 bool FindParameter(CString const& header, std::string_view name, std::string& value) {
-    const CString text = MailAnalyzer::ReformatHeaderBodyString(header);
-    const std::size_t at = mime::FindParameter(text.View(), name);
+    CString const text = MailAnalyzer::ReformatHeaderBodyString(header);
+    std::size_t const at = mime::FindParameter(text.View(), name);
     if (at == std::string_view::npos) return false;
     value = ParameterText(text.View().substr(at));
     return true;
@@ -69,7 +69,7 @@ int CAttachFileManager::SetFileInfoFromMimeString(CString text) {
 }
 
 int CAttachFileManager::SetFileInfoFromMimeFormatStruct(MimeFormatStruct entity) {
-    const std::string_view encoding = entity.m_strContentTransferEncoding.View();
+    std::string_view const encoding = entity.m_strContentTransferEncoding.View();
     if (mime::ContainsNoCase(encoding, "base64")) {
         m_strFileBodyBase64 = entity.m_strBody;
     } else if (mime::ContainsNoCase(encoding, "quoted-printable")) {
@@ -86,7 +86,7 @@ int CAttachFileManager::SetFileInfoFromMimeFormatStruct(MimeFormatStruct entity)
 
 CString CAttachFileManager::GetFileMimeString() const {
     if (m_strFileName.IsEmpty() && m_strFileBodyBase64.IsEmpty()) return {};
-    const CString name = EncodeFileName(text::OnOneLine(m_strFileName));
+    CString const name = EncodeFileName(text::OnOneLine(m_strFileName));
     return "Content-type: application/octet-stream;\r\n\tname=\"" + name +
            "\"\r\nContent-Disposition: attachment\r\n\tfilename=\"" + name +
            "\"\r\nContent-Transfer-Encoding: base64;\r\n\r\n" + m_strFileBodyBase64;

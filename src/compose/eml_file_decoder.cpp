@@ -25,8 +25,8 @@ std::size_t FindLastNoCase(std::string_view text, std::string_view word) {
 
 // An empty line at the end of the page, where an editor puts its cursor.
 CString WithBlankLine(CString const& html) {
-    const std::string_view text = html.View();
-    const std::size_t at = FindLastNoCase(text, body_end);
+    std::string_view const text = html.View();
+    std::size_t const at = FindLastNoCase(text, body_end);
     if (at == npos || at <= blank_line.size() ||
         mime::EqualNoCase(text.substr(at - blank_line.size(), blank_line.size()), blank_line))
         return html;
@@ -51,7 +51,7 @@ void EmlFileDecoder::DecodeMailSubject() {
     Headers found;
     GetHeaderInfo("subject", found, message_);
     if (found.IsEmpty()) return;
-    const std::string_view value = found[0].m_strValue.View();
+    std::string_view const value = found[0].m_strValue.View();
     std::string decoded(mime::DecodedWordsRoom(value.size()), '\0');
     MIMEbase64decoding(decoded.data(), found[0].m_strValue);
     subject_ = CString(decoded.c_str() + (decoded[0] == ' ' ? 1 : 0));

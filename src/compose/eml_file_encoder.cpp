@@ -14,7 +14,7 @@ void EmlFileEncoder::EmlInit() {
 int EmlFileEncoder::EmlEncode(CString& out) {
     constexpr int ascii_allowed = 1;
     KCodeC code;
-    const CString jis(code.sjtojis7(text::OnOneLine(subject_), 0));
+    CString const jis(code.sjtojis7(text::OnOneLine(subject_), 0));
     std::string subject(mime::JisWordsRoom(static_cast<std::size_t>(jis.GetLength())), '\0');
     base64encoding(subject.data(), jis);
     if (!Encode(ascii_allowed, ascii_allowed, ascii_allowed)) return 0;

@@ -37,10 +37,10 @@ void HtmlMailEncoder::InitTexts() {
 int HtmlMailEncoder::Encode(int asciiText, int asciiHtml, int asciiMail) {
     if (plain_.IsEmpty() || html_.IsEmpty()) return 0;
     bool const ascii_allowed = asciiText && asciiHtml && asciiMail;
-    const CString text = CrLfConverter(plain_), html = CrLfConverter(html_);
-    const CString text_part = ascii_allowed && IsStrAscii(text) ? Part("plain", "us-ascii", "7bit", text)
+    CString const text = CrLfConverter(plain_), html = CrLfConverter(html_);
+    CString const text_part = ascii_allowed && IsStrAscii(text) ? Part("plain", "us-ascii", "7bit", text)
                                                                 : Part("plain", jis, "7bit", ToJis(text));
-    const CString html_part =
+    CString const html_part =
         ascii_allowed && IsStrAscii(html)
             ? Part("html", "us-ascii", "7bit", compose::WithMetaCharset(html, "US-ASCII"))
             : Part("html", jis, "quoted-printable",
@@ -49,7 +49,7 @@ int HtmlMailEncoder::Encode(int asciiText, int asciiHtml, int asciiMail) {
     CString boundary = MakeBoundary();
     while (text_part.View().find(boundary.View()) != npos || html_part.View().find(boundary.View()) != npos)
         boundary = MakeBoundary();
-    const CString delimiter = "--" + boundary;
+    CString const delimiter = "--" + boundary;
     body_ = "\r\n" + delimiter + "\r\n" + text_part + delimiter + "\r\n" + html_part + delimiter + "--\r\n";
     type_ = "multipart";
     subtype_ = "alternative";
@@ -68,11 +68,11 @@ CString HtmlMailEncoder::HtmlCrLfInsert(CString html) {
 }
 
 CString HtmlMailEncoder::StrAfterCrLfInsert(CString text, char const* tag) {
-    const std::string_view view = text.View(), wanted = tag;
+    std::string_view const view = text.View(), wanted = tag;
     std::string result;
     std::size_t done = 0;
     for (std::size_t at; (at = mime::FindNoCase(view.substr(done), wanted)) != npos;) {
-        const std::size_t end = done + at + wanted.size();
+        std::size_t const end = done + at + wanted.size();
         result += view.substr(done, end - done);
         bool const at_line_end = end + 1 < view.size() && IsLineEnd(view[end + 1]);
         if (!at_line_end) result += "\r\n";

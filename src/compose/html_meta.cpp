@@ -14,14 +14,14 @@ constexpr std::string_view tag_open = "<meta", mark = "http-equiv=content-type";
 }  // namespace
 
 CString WithMetaCharset(CString const& html, char const* charset) {
-    const std::string_view text = html.View();
+    std::string_view const text = html.View();
     for (std::size_t from = 0;;) {
-        const std::size_t found = mime::FindNoCase(text.substr(from), tag_open);
+        std::size_t const found = mime::FindNoCase(text.substr(from), tag_open);
         if (found == npos) return html;
-        const std::size_t begin = from + found;
+        std::size_t const begin = from + found;
         from = begin + tag_open.size();
         if (from == text.size() || !std::isspace(static_cast<unsigned char>(text[from]))) continue;
-        const std::size_t end = text.find('>', from);
+        std::size_t const end = text.find('>', from);
         if (end == npos) return html;
         from = end + 1;
         if (!mime::ContainsNoCase(text.substr(begin, end - begin), mark)) continue;

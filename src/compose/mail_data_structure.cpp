@@ -64,7 +64,7 @@ TextForm FormOf(MimeFormatStruct const& entity) {
         form.ascii = ContainsNoCase(params.View(), "us-ascii");
     }
     if (EqualNoCase(entity.m_strContentTransferEncodingName.View(), "content-transfer-encoding")) {
-        const std::string_view encoding = entity.m_strContentTransferEncoding.View();
+        std::string_view const encoding = entity.m_strContentTransferEncoding.View();
         form.encoding = ContainsNoCase(encoding, "base64")             ? MAIL_BODY_BASE64
                         : ContainsNoCase(encoding, "quoted-printable") ? MAIL_BODY_QUOTED_PRINTABLE
                                                                        : 0;
@@ -257,7 +257,7 @@ int CMailDataStructure::SaveMIMENormalAttach(int index, CString dir, int& size, 
     if (CheckDirectory(dir) != directory_exists && MakeDirectoryCompel(dir) != make_directory_ok)
         return no_directory;
     if (useName && !name) return no_given_name;
-    const CString file = useName ? CString(name) : GetMIMENormalAttachName(index);
+    CString const file = useName ? CString(name) : GetMIMENormalAttachName(index);
     if (file.IsEmpty()) return empty_name;
     if (HoldsForbidden(file.View())) return bad_name;
     CString content = GetMIMENormalAttachBodyBase64(index);
@@ -278,7 +278,7 @@ int CMailDataStructure::SaveMIMENormalAttach(int index, CString dir, int& size, 
 CString CMailDataStructure::QuotedPrintableEncorder(CString s) { return mime::QuotedPrintable(s.View()); }
 
 CString CMailDataStructure::QuotedPrintableDecoder(char const* s) {
-    const std::string_view text = platform::ViewOf(s);
+    std::string_view const text = platform::ViewOf(s);
     auto const decoded = std::make_unique_for_overwrite<char[]>(text.size() + 1);
     decoded[mime::DecodeQuotedText(text, decoded.get())] = '\0';
     return CString(decoded.get());
@@ -318,9 +318,9 @@ int CMailDataStructure::CheckContentType(CString value) {
 }
 
 void CMailDataStructure::InsertCustomerInfo(MimeFormatStruct& entity, OneCustomer& customer) {
-    const TextForm form = FormOf(entity);
+    TextForm const form = FormOf(entity);
     if (!form.is_text) return;
-    const std::string_view body = entity.m_strBody.View();
+    std::string_view const body = entity.m_strBody.View();
     auto const decoded = std::make_unique_for_overwrite<char[]>(mime::MailBodyRoom(body.size()) + 1);
     int length = 0;
     DecodeMailBody(entity.m_strBody, form.encoding, decoded.get(), length);

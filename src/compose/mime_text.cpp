@@ -45,9 +45,9 @@ void MimeText::Text(MimeFormatStruct const& part) {
 void MimeText::Alternative(MimeFormatStruct const& html) {
     Pieces inner;
     MoveInto(inner);
-    const std::size_t text_pieces = inner.size();
+    std::size_t const text_pieces = inner.size();
     AddPart(inner, html);
-    const std::string boundary = UnusedBoundary(inner);
+    std::string const boundary = UnusedBoundary(inner);
     auto const markup = inner.begin() + static_cast<std::ptrdiff_t>(text_pieces);
     SetMultipart("alternative", boundary);
     body_.push_back(Keep("--" + boundary + "\r\n"));
@@ -60,10 +60,10 @@ void MimeText::Alternative(MimeFormatStruct const& html) {
 void MimeText::Enclose(char const* subtype, MimeFormatStruct::Children const& parts) {
     Pieces inner;
     MoveInto(inner);
-    const std::size_t inner_pieces = inner.size();
+    std::size_t const inner_pieces = inner.size();
     for (MimeFormatStruct const& part : parts) AddPart(inner, part);
-    const std::string boundary = UnusedBoundary(inner);
-    const std::string_view delimiter = Keep("\r\n--" + boundary + "\r\n");
+    std::string const boundary = UnusedBoundary(inner);
+    std::string_view const delimiter = Keep("\r\n--" + boundary + "\r\n");
     SetMultipart(subtype, boundary);
     body_.push_back(delimiter);
     for (std::size_t i = 0; i < inner_pieces; ++i) body_.push_back(inner[i]);
@@ -91,7 +91,7 @@ void MimeText::MoveInto(Pieces& pieces) {
 // Every piece that could hold a boundary has line ends around it, so none lies across two.
 std::string MimeText::UnusedBoundary(Pieces const& pieces) const {
     for (;;) {
-        const CString boundary = draw_boundary_();
+        CString const boundary = draw_boundary_();
         auto const holds_it = [&](std::string_view piece) {
             return piece.find(boundary.View()) != std::string_view::npos;
         };

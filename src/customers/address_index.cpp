@@ -17,8 +17,8 @@ constexpr std::uint64_t high_bits = 0x80 * every_byte;
 
 // Eight ASCII bytes in lower case.
 std::uint64_t LowerWord(std::uint64_t word) noexcept {
-    const std::uint64_t from_a = word + (0x80 - 'A') * every_byte;
-    const std::uint64_t behind_z = word + (0x7F - 'Z') * every_byte;
+    std::uint64_t const from_a = word + (0x80 - 'A') * every_byte;
+    std::uint64_t const behind_z = word + (0x7F - 'Z') * every_byte;
     return word | ((from_a & ~behind_z & high_bits) >> 2);
 }
 
@@ -44,7 +44,7 @@ std::uint32_t HashLowered(std::string_view text) noexcept {
 std::uint32_t HashAddress(std::string_view address) {
     std::uint64_t hash = address.size();
     for (std::size_t at = 0; at < address.size(); at += 8) {
-        const std::uint64_t word = WordAt(address, at);
+        std::uint64_t const word = WordAt(address, at);
         if (word & high_bits) {
             std::string lowered(address);
             platform::Lower(lowered.data(), lowered.size());
@@ -72,12 +72,12 @@ void AddressIndex::Rebuild(AddressSource const& source, int rows) {
 void AddressIndex::Append(AddressSource const& source) {
     int const row = RowCount();
     links_.push_back({no_row, no_row});
-    const std::string_view address = source.AddressOf(row);
+    std::string_view const address = source.AddressOf(row);
     if (!address.empty()) Insert(source, row, HashAddress(address));
 }
 
 void AddressIndex::Replace(AddressSource const& source, int row, std::string_view old_address) {
-    const std::string_view address = source.AddressOf(row);
+    std::string_view const address = source.AddressOf(row);
     if (platform::EqualNoCase(address, old_address)) return;
     if (!old_address.empty()) Unlink(source, row, old_address);
     if (!address.empty()) Insert(source, row, HashAddress(address));
@@ -86,7 +86,7 @@ void AddressIndex::Replace(AddressSource const& source, int row, std::string_vie
 // The slot of the address, or the free slot for it. The first row of a chain stands for its address.
 std::size_t AddressIndex::PlaceOf(AddressSource const& source, std::string_view address,
                                   std::uint32_t hash) const {
-    const std::size_t mask = slots_.size() - 1;
+    std::size_t const mask = slots_.size() - 1;
     std::size_t place = hash & mask;
     for (; slots_[place].first != no_row; place = (place + 1) & mask) {
         Slot const& slot = slots_[place];
@@ -130,9 +130,9 @@ void AddressIndex::LinkInOrder(Slot& slot, int row) {
 
 // The row already holds another address, so a chain that begins with it is found by the row's number.
 void AddressIndex::Unlink(AddressSource const& source, int row, std::string_view address) {
-    const std::uint32_t hash = HashAddress(address);
-    const Link link = links_[static_cast<std::size_t>(row)];
-    const std::size_t mask = slots_.size() - 1;
+    std::uint32_t const hash = HashAddress(address);
+    Link const link = links_[static_cast<std::size_t>(row)];
+    std::size_t const mask = slots_.size() - 1;
     std::size_t place = hash & mask;
     if (link.previous == no_row)
         while (slots_[place].first != row) place = (place + 1) & mask;
@@ -150,7 +150,7 @@ void AddressIndex::Grow() { Resize(std::bit_ceil(4 * (used_ - emptied_slots_ + 1
 
 void AddressIndex::Resize(std::size_t slots) {
     slots = std::max(slots, smallest_size);
-    const Slots old = std::exchange(slots_, Slots(slots, Slot{0, no_row, no_row}));
+    Slots const old = std::exchange(slots_, Slots(slots, Slot{0, no_row, no_row}));
     used_ = 0;
     emptied_slots_ = 0;
     for (Slot const& slot : old) {

@@ -25,15 +25,15 @@ void CustomerIndex::Clear() {
 }
 
 void CustomerIndex::Reserve(std::size_t count) {
-    const std::size_t wanted = std::bit_ceil(2 * count);
+    std::size_t const wanted = std::bit_ceil(2 * count);
     if (wanted > slots_.size()) Resize(wanted);
 }
 
 // The slot of the ID, or the free slot for it.
 std::size_t CustomerIndex::PlaceOf(int id) const noexcept {
     auto const key = static_cast<std::uint32_t>(id);
-    const std::size_t mask = slots_.size() - 1;
-    const std::size_t in_group = key & ((1U << group_bits) - 1);
+    std::size_t const mask = slots_.size() - 1;
+    std::size_t const in_group = key & ((1U << group_bits) - 1);
     std::size_t place = (Scatter(key >> group_bits) << group_bits | in_group) & mask;
     while (slots_[place].row != no_row && slots_[place].id != id) place = (place + 1) & mask;
     return place;
@@ -50,7 +50,7 @@ int CustomerIndex::RowOf(int id) const noexcept { return slots_.empty() ? no_row
 
 void CustomerIndex::Resize(std::size_t slots) {
     if (slots < smallest_size) slots = smallest_size;
-    const Slots old = std::exchange(slots_, Slots(slots, Slot{0, no_row}));
+    Slots const old = std::exchange(slots_, Slots(slots, Slot{0, no_row}));
     for (Slot const& slot : old)
         if (slot.row != no_row) slots_[PlaceOf(slot.id)] = slot;
 }

@@ -57,7 +57,7 @@ int CDatabaseEdit::Fail(int code, CustomerResult result) {
 }
 
 int CDatabaseEdit::SetEnvManager(EnvManager* env) {
-    const DatabaseLock lock;
+    DatabaseLock const lock;
     if (!env || env_) return 0;
     env_ = env;
     if (option_) option_->SetEnvManager(env_);
@@ -65,7 +65,7 @@ int CDatabaseEdit::SetEnvManager(EnvManager* env) {
 }
 
 int CDatabaseEdit::SetSystemOption(SystemOption* option) {
-    const DatabaseLock lock;
+    DatabaseLock const lock;
     if (!option || option_) return 0;
     option_ = option;
     if (env_) option_->SetEnvManager(env_);
@@ -73,22 +73,22 @@ int CDatabaseEdit::SetSystemOption(SystemOption* option) {
 }
 
 EnvManager* CDatabaseEdit::GetEnvManager() {
-    const DatabaseLock lock;
+    DatabaseLock const lock;
     return env_;
 }
 
 CErrMsg& CDatabaseEdit::GetErrMsg() {
-    const DatabaseLock lock;
+    DatabaseLock const lock;
     return error_;
 }
 
 int CDatabaseEdit::GetMaxDBID() {
-    const DatabaseLock lock;
+    DatabaseLock const lock;
     return max_id_;
 }
 
 int CDatabaseEdit::ReadCustomerList() {
-    const DatabaseLock lock;
+    DatabaseLock const lock;
     if (!env_) return not_bound;
     RemoveAll(0);
     SetDBFilePath(env_->DataPath("DB\\database.dat"));
@@ -100,18 +100,18 @@ int CDatabaseEdit::ReadCustomerList() {
 }
 
 int CDatabaseEdit::ReadWithEnvironmentKey() {
-    const environment::DataKey key(*env_);
+    environment::DataKey const key(*env_);
     return key.IsKnown() ? ReadDBFile(key.Get()) : key_missing;
 }
 
 int CDatabaseEdit::WriteWithEnvironmentKey() {
     if (!IsChanged()) return WriteDBFile(0, nullptr);
-    const environment::DataKey key(*env_);
+    environment::DataKey const key(*env_);
     return key.IsKnown() ? WriteDBFile(0, key.Get()) : db_write_failed;
 }
 
 int CDatabaseEdit::ReadFromFileToMemoryAppointFileName(CString path, char const* key) {
-    const DatabaseLock lock;
+    DatabaseLock const lock;
     int const result = ReadFrom(path, key);
     if (result == db_file_empty) {
         RemoveAll(1);
@@ -124,13 +124,13 @@ int CDatabaseEdit::ReadFromFileToMemoryAppointFileName(CString path, char const*
 }
 
 int CDatabaseEdit::WriteFromMemoryToFile() {
-    const DatabaseLock lock;
+    DatabaseLock const lock;
     if (!env_) return Fail(customer_environment_not_set, no_environment);
     if (WriteWithEnvironmentKey() == db_success) return ok;
     return Fail(customer_file_write_failed, not_written);
 }
 
 int CDatabaseEdit::WriteFromMemoryToFileAppointFileName(CString path, char const* key) {
-    const DatabaseLock lock;
+    DatabaseLock const lock;
     return WriteTo(path, key) == db_success ? ok : Fail(customer_file_write_failed, not_written);
 }

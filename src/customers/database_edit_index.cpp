@@ -15,7 +15,7 @@ using enum storage::_MYDB_DATATYPE;
 using namespace customers;
 
 int CDatabaseEdit::DBID2RowNumber(int id) {
-    const DatabaseLock lock;
+    DatabaseLock const lock;
     return KnownRow(id);
 }
 
@@ -26,7 +26,7 @@ int CDatabaseEdit::KnownRow(int id) const {
 }
 
 void CDatabaseEdit::MakeIndex() {
-    const DatabaseLock lock;
+    DatabaseLock const lock;
     int const rows = GetLineNumber();
     index_->Clear();
     index_->Reserve(rows > 0 ? static_cast<std::size_t>(rows) : 0);
@@ -48,13 +48,13 @@ void CDatabaseEdit::EnterID(int line) {
 }
 
 void CDatabaseEdit::SortByCustomerID() {
-    const DatabaseLock lock;
+    DatabaseLock const lock;
     Sort(element_id, mydb_number, 1);
 }
 
 // Here and below the result is that of CMyDB.
 int CDatabaseEdit::AppendRow(XCStringArrayEx row, Follow follow) {
-    const std::uint64_t before = Revision();
+    std::uint64_t const before = Revision();
     int const result = AddLine(std::move(row));
     if (result != db_success) return result;
     if (follow == Follow::index_and_addresses) {
@@ -74,8 +74,8 @@ int CDatabaseEdit::AppendRow(XCStringArrayEx row, Follow follow) {
 
 // The row keeps its customer.
 int CDatabaseEdit::ReplaceRow(int line, XCStringArrayEx const& row) {
-    const std::uint64_t before = Revision();
-    const CString old_address = GetAtElement(line, element_address);
+    std::uint64_t const before = Revision();
+    CString const old_address = GetAtElement(line, element_address);
     int const result = SetAtLine(line, row);
     if (result != db_success) return result;
     if (index_revision_ == before)
@@ -101,7 +101,7 @@ void CDatabaseEdit::UseAddressIndex() {
 }
 
 int CDatabaseEdit::SearchCustomerOneElement(int element, CString text, int startID, Direction direction) {
-    const DatabaseLock lock;
+    DatabaseLock const lock;
     if (!IsElement(element)) return Fail(customer_bad_element_number, bad_element);
     int start = no_match;
     if (startID != OneCustomer::no_id) {
@@ -121,7 +121,7 @@ int CDatabaseEdit::SearchCustomerOneElement(int element, CString text, int start
 // begins, or no_match.
 int CDatabaseEdit::SearchAddress(std::string_view address, int start, Direction direction) {
     UseAddressIndex();
-    const TableAddresses source(*this);
+    TableAddresses const source(*this);
     if (start == no_match)
         return direction == direction_forward ? addresses_->First(source, address)
                                               : addresses_->Last(source, address);

@@ -42,7 +42,7 @@ template <class Take>
 void WalkRange(CMyDB const& table, int from, int to, Take const& take) {
     bool const any = from == no_limit || to == no_limit;
     Walk(table, Rows::live, element_id, [&](int row) {
-        const int id = IDOf(table, row);
+        int const id = IDOf(table, row);
         return (any || (id >= from && id <= to)) ? take(id) : true;
     });
 }
@@ -54,8 +54,8 @@ int Group(CMyDB const& table, int element, CStringList& out, int with_deleted, i
     out.RemoveAll();
     DistinctTexts known;
     Walk(table, with_deleted ? Rows::all : Rows::live, element, [&](int row) {
-        const std::string_view cell = CellOf(table, row, element);
-        const std::string_view part = part_of(cell);
+        std::string_view const cell = CellOf(table, row, element);
+        std::string_view const part = part_of(cell);
         if (!known.Insert(part)) return true;
         out.AddTail(part.size() == cell.size() ? table.GetAtElement(row, element) : CString(part));
         return limit <= 0 || out.GetCount() < limit;
@@ -66,14 +66,14 @@ int Group(CMyDB const& table, int element, CStringList& out, int with_deleted, i
 }  // namespace
 
 int CDatabaseEdit::GetDBForListSize(int from, int to) {
-    const DatabaseLock lock;
+    DatabaseLock const lock;
     int count = 0;
     WalkRange(*this, from, to, [&](int) { return ++count > 0; });
     return count;
 }
 
 int CDatabaseEdit::GetDBForList(CArray<CDbCustomerID, CDbCustomerID>* out, int from, int to) {
-    const DatabaseLock lock;
+    DatabaseLock const lock;
     int stored = 0;
     int const room = out ? out->GetSize() : 0;
     WalkRange(*this, from, to, [&](int id) {
@@ -84,36 +84,36 @@ int CDatabaseEdit::GetDBForList(CArray<CDbCustomerID, CDbCustomerID>* out, int f
 }
 
 int CDatabaseEdit::GetDBIDWithoutDelete(CList<int, int>& out) {
-    const DatabaseLock lock;
+    DatabaseLock const lock;
     out.RemoveAll();
     Walk(*this, Rows::live, element_id, [&](int row) { return out.AddTail(IDOf(*this, row)) != nullptr; });
     return out.GetCount();
 }
 
 int CDatabaseEdit::GetDBIDWithoutDelete(CArray<int, int>& out) {
-    const DatabaseLock lock;
+    DatabaseLock const lock;
     return CollectIDs(*this, Rows::live, out);
 }
 
 int CDatabaseEdit::GetDeleteCustomerList(CArray<int, int>& out) {
-    const DatabaseLock lock;
+    DatabaseLock const lock;
     return CollectIDs(*this, Rows::deleted, out);
 }
 
 int CDatabaseEdit::GetDBIDALL(CArray<int, int>& out) {
-    const DatabaseLock lock;
+    DatabaseLock const lock;
     return CollectIDs(*this, Rows::all, out);
 }
 
 int CDatabaseEdit::GetDBCountWithoutDelete() {
-    const DatabaseLock lock;
+    DatabaseLock const lock;
     int count = 0;
     Walk(*this, Rows::live, element_id, [&](int) { return ++count > 0; });
     return count;
 }
 
 int CDatabaseEdit::GetMaxDBIDOnlyExisting() {
-    const DatabaseLock lock;
+    DatabaseLock const lock;
     int largest = 0;
     Walk(*this, Rows::live, element_id, [&](int row) {
         largest = std::max(largest, IDOf(*this, row));
@@ -123,7 +123,7 @@ int CDatabaseEdit::GetMaxDBIDOnlyExisting() {
 }
 
 int CDatabaseEdit::Get_DBElementInfo(CArray<DB_Element_Info, DB_Element_Info>& out, CString vector) {
-    const DatabaseLock lock;
+    DatabaseLock const lock;
     if (!env_) return Fail(customer_environment_not_set, no_environment);
     if (!option_) return Fail(customer_system_option_not_set, no_system_option);
     if (vector.GetLength() != element_count) return Fail(customer_bit_vector_length, bad_vector_length);
@@ -148,22 +148,22 @@ int CDatabaseEdit::Get_DBElementInfo(CArray<DB_Element_Info, DB_Element_Info>& o
 }
 
 int CDatabaseEdit::GetDBElementGroupBy(int element, CStringList& out, int withDeleted, int limit) {
-    const DatabaseLock lock;
+    DatabaseLock const lock;
     out.RemoveAll();
     if (!IsElement(element)) return Fail(customer_bad_element_number, bad_element);
     return Group(*this, element, out, withDeleted, limit, [](std::string_view cell) { return cell; });
 }
 
 int CDatabaseEdit::GetDBElementGroupByForMailAddress(CStringList& out, int withDeleted, int limit) {
-    const DatabaseLock lock;
+    DatabaseLock const lock;
     return Group(*this, element_address, out, withDeleted, limit, [](std::string_view address) {
-        const std::size_t at = platform::Find(address, '@');
+        std::size_t const at = platform::Find(address, '@');
         return at == std::string_view::npos ? address : address.substr(at);
     });
 }
 
 int CDatabaseEdit::GetDBID2Item(int element, CArray<t_SORT_ITEM, t_SORT_ITEM>& out) {
-    const DatabaseLock lock;
+    DatabaseLock const lock;
     out.RemoveAll();
     Walk(*this, Rows::live, element_id, [&](int row) {
         return out.Add({IDOf(*this, row), GetAtElement(row, element)}) >= 0;
@@ -181,12 +181,12 @@ void CDatabaseEdit::RestoreFromOtherDBE(CDatabaseEdit& other, CArray<int, int>& 
     CustomerIndex there;
     Walk(other, Rows::all, element_id, [&](int row) { return there.Set(IDOf(other, row), row), true; });
 
-    const TableAddresses addresses(*this);
+    TableAddresses const addresses(*this);
     Walk(other, Rows::all, element_address, [&](int row) {
-        const std::string_view address = CellOf(other, row, element_address);
+        std::string_view const address = CellOf(other, row, element_address);
         if (address.empty()) return true;
-        const int id = IDOf(other, row);
-        const int known = addresses_->Last(addresses, address);
+        int const id = IDOf(other, row);
+        int const known = addresses_->Last(addresses, address);
         if (known == AddressIndex::no_row) {
             if (here.RowOf(id) == CustomerIndex::no_row) restored.Add(id);
         } else if (IDOf(*this, known) != id) {

@@ -9,7 +9,7 @@ using enum storage::ErrorCode;
 using namespace customers;
 
 int CDatabaseEdit::ConvertEMailToOneCunstomer(char const* text, OneCustomer& c, int strict) {
-    const DatabaseLock lock;
+    DatabaseLock const lock;
     InitOneCustomer(c);
     if (!env_) return Fail(customer_environment_not_set, no_environment);
     if (!option_) return Fail(customer_system_option_not_set, no_system_option);

@@ -16,7 +16,7 @@ constexpr int id_attempts = 200;
 }  // namespace
 
 int CDatabaseEdit::GetOneCustomerForNew(OneCustomer& c, int reset) {
-    const DatabaseLock lock;
+    DatabaseLock const lock;
     if (reset) InitOneCustomer(c);
     return ok;
 }
@@ -24,7 +24,7 @@ int CDatabaseEdit::GetOneCustomerForNew(OneCustomer& c, int reset) {
 void CDatabaseEdit::InitOneCustomer(OneCustomer& c) { SetDefaults(c); }
 
 int CDatabaseEdit::GetOneCustomerForEdit(OneCustomer& c, int id) {
-    const DatabaseLock lock;
+    DatabaseLock const lock;
     InitOneCustomer(c);
     int const row = DBID2RowNumber(id);
     if (row == no_match) return Fail(customer_no_such_id, no_such_customer);
@@ -41,7 +41,7 @@ void CDatabaseEdit::SetOneCustomer(OneCustomer& c, int row) {
 void CDatabaseEdit::FillWorkRow(OneCustomer const& c) { FillRow(OneCustomerTemp, c); }
 
 int CDatabaseEdit::SetOneCustomerInfo(OneCustomer& c, int write) {
-    const DatabaseLock lock;
+    DatabaseLock const lock;
     if (!env_) return Fail(customer_environment_not_set, no_environment);
     bool const is_new = c.CustomerID == OneCustomer::no_id;
     int row = no_match;
@@ -53,7 +53,7 @@ int CDatabaseEdit::SetOneCustomerInfo(OneCustomer& c, int write) {
         row = DBID2RowNumber(c.CustomerID);
         if (row == no_match) return Fail(customer_no_such_id, no_such_customer);
     }
-    const CString now = PresentTime();
+    CString const now = PresentTime();
     FillWorkRow(c);
     OneCustomerTemp[element_zip_code_1] = WithoutHyphens(c.ZipCode1);
     if (is_new) OneCustomerTemp[element_entry_date] = now;
@@ -66,7 +66,7 @@ int CDatabaseEdit::SetOneCustomerInfo(OneCustomer& c, int write) {
 }
 
 int CDatabaseEdit::SetOneCustomerInfoForRepair(OneCustomer& c) {
-    const DatabaseLock lock;
+    DatabaseLock const lock;
     if (!env_) return Fail(customer_environment_not_set, no_environment);
     FillWorkRow(c);
     if (GetLineNumber() <= 0) SetElementNumber(element_count);
@@ -84,17 +84,17 @@ int CDatabaseEdit::StoreDeleteFlag(int id, char const* flag) {
 }
 
 int CDatabaseEdit::DeleteCustomer(int id) {
-    const DatabaseLock lock;
+    DatabaseLock const lock;
     return StoreDeleteFlag(id, yes_text);
 }
 
 int CDatabaseEdit::UnDeleteCustomer(int id) {
-    const DatabaseLock lock;
+    DatabaseLock const lock;
     return StoreDeleteFlag(id, "");
 }
 
 int CDatabaseEdit::PhysicalDeletion(int id) {
-    const DatabaseLock lock;
+    DatabaseLock const lock;
     OneCustomer customer;
     int const found = GetOneCustomerForEdit(customer, id);
     if (found != ok) return found;
@@ -110,13 +110,13 @@ int CDatabaseEdit::PhysicalDeletion(int id) {
 }
 
 int CDatabaseEdit::FindCustomerID(int id, int withDeleted) {
-    const DatabaseLock lock;
+    DatabaseLock const lock;
     int const row = DBID2RowNumber(id);
     return row != no_match && (withDeleted || !IsDeleted(*this, row)) ? 1 : 0;
 }
 
 int CDatabaseEdit::GetCustomerDataPinPoint(int id, int element, CString& out) {
-    const DatabaseLock lock;
+    DatabaseLock const lock;
     if (!IsElement(element)) return bad_element;
     int const row = KnownRow(id);
     if (row == no_match) return unknown_id;
@@ -131,7 +131,7 @@ CString CDatabaseEdit::GetCustomerDataPinPoint(int id, int element) {
 }
 
 int CDatabaseEdit::GetOneCustomerDataPinPoint(CString& out, int element, int id) {
-    const DatabaseLock lock;
+    DatabaseLock const lock;
     out.Empty();
     int const result = GetCustomerDataPinPoint(id, element, out);
     if (result == bad_element) return Fail(customer_bad_element_number, bad_element);
@@ -139,7 +139,7 @@ int CDatabaseEdit::GetOneCustomerDataPinPoint(CString& out, int element, int id)
 }
 
 int CDatabaseEdit::GetNewDBID() {
-    const DatabaseLock lock;
+    DatabaseLock const lock;
     Sequencer sequence;
     if (sequence.SetEnvManager(env_) && sequence.SetSeqType(seq_customer)) {
         int id;
@@ -150,13 +150,13 @@ int CDatabaseEdit::GetNewDBID() {
 }
 
 int CDatabaseEdit::HyphenCut(CString* src, CString* dst) {
-    const DatabaseLock lock;
+    DatabaseLock const lock;
     if (src && dst) *dst = WithoutHyphens(*src);
     return ok;
 }
 
 void CDatabaseEdit::InitOneCustomerTemp() {
-    const DatabaseLock lock;
+    DatabaseLock const lock;
     OneCustomerTemp.RemoveAll();
     OneCustomerTemp.SetSize(element_count);
 }
@@ -166,13 +166,13 @@ int CDatabaseEdit::SetElementOneCustomerTemp(char const* text, int element) {
 }
 
 int CDatabaseEdit::SetOneCustomerTemp(int element, char const* text) {
-    const DatabaseLock lock;
+    DatabaseLock const lock;
     if (!IsElement(element)) return Fail(customer_bad_element_number, bad_element);
     OneCustomerTemp[element] = text;
     return ok;
 }
 
 CString CDatabaseEdit::GetOneCustomerTemp(int element) {
-    const DatabaseLock lock;
+    DatabaseLock const lock;
     return OneCustomerTemp.GetAt(element);
 }

@@ -23,7 +23,7 @@ bool DistinctTexts::Insert(std::string_view text) {
     place = text.data();
 
     auto const hash = static_cast<std::uint32_t>(std::hash<std::string_view>{}(text));
-    const std::size_t mask = slots_.size() - 1;
+    std::size_t const mask = slots_.size() - 1;
     std::size_t at = hash & mask;
     for (; slots_[at].text; at = (at + 1) & mask)
         if (slots_[at].hash == hash && std::string_view(slots_[at].text, slots_[at].size) == text)
@@ -34,8 +34,8 @@ bool DistinctTexts::Insert(std::string_view text) {
 }
 
 void DistinctTexts::Grow() {
-    const std::vector<Slot> old = std::exchange(slots_, std::vector<Slot>(2 * slots_.size()));
-    const std::size_t mask = slots_.size() - 1;
+    std::vector<Slot> const old = std::exchange(slots_, std::vector<Slot>(2 * slots_.size()));
+    std::size_t const mask = slots_.size() - 1;
     for (Slot const& slot : old) {
         if (!slot.text) continue;
         std::size_t at = slot.hash & mask;

@@ -43,7 +43,7 @@ bool TakeDate(std::string_view field, char (&converted)[text::date_data_size], s
 }
 
 bool TakeNumber(std::string_view field, char (&converted)[text::date_data_size], std::string_view& value) {
-    const std::string text(field);
+    std::string const text(field);
     if (!CheckNumberData(text.c_str())) return false;
     char const* end = std::to_chars(converted, converted + sizeof converted, std::atoi(text.c_str())).ptr;
     value = {converted, static_cast<std::size_t>(end - converted)};

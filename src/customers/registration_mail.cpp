@@ -72,11 +72,11 @@ std::string WithoutLineEnds(std::string_view text) {
 enum class Field { absent, bad, closed };
 
 Field Find(std::string_view text, Tag const& tag, std::string_view& value) {
-    const std::string opening = std::string("<") + tag.name + ">",
+    std::string const opening = std::string("<") + tag.name + ">",
                       closing = std::string("</") + tag.name + ">";
-    const std::size_t at = text.find(opening);
+    std::size_t const at = text.find(opening);
     if (at == npos) return Field::absent;
-    const std::size_t begin = at + opening.size();
+    std::size_t const begin = at + opening.size();
     std::size_t end = text.find(closing, begin);
     if (end == npos && tag.element == prefecture) end = text.find(misspelt_prefecture, begin);
     if (end == npos || end - begin > longest_value) return Field::bad;
@@ -152,11 +152,11 @@ void JoinParts(ElementValues& values) {
 
 bool ReadRegistration(std::string_view text, ElementTypes const& types, bool strict, ElementValues& values) {
     values = {};
-    const std::string joined = WithoutLineEnds(text);
+    std::string const joined = WithoutLineEnds(text);
     for (Tag const& tag : tags)
         if (!ReadOne(joined, tag, types, strict, values)) return false;
     for (int element = element_first_attribute; element <= element_last_attribute; ++element) {
-        const std::string name =
+        std::string const name =
             std::string("EXTRA_") + static_cast<char>('A' + (element - element_first_attribute));
         if (!ReadOne(joined, {name.c_str(), element}, types, strict, values)) return false;
     }

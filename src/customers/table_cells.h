@@ -18,7 +18,7 @@ inline std::string_view CellOf(CMyDB const& table, int line, int element) noexce
 // The customer ID of a row, read by atoi.
 inline int IDOf(CMyDB const& table, int line) noexcept {
     constexpr std::size_t always_fits = 9;  // digits
-    const std::string_view text = CellOf(table, line, element_id);
+    std::string_view const text = CellOf(table, line, element_id);
     int id = 0;
     for (char const c : text) {
         if (c < '0' || c > '9' || text.size() > always_fits) return std::atoi(text.data());

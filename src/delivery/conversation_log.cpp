@@ -17,9 +17,9 @@ void ConversationLog::Add(std::string_view mark, std::string_view text) {
 }
 
 std::string_view ConversationLog::TimeStamp() {
-    const std::int64_t now = platform::Now().seconds;
+    std::int64_t const now = platform::Now().seconds;
     if (now != stamp_second_) {
-        const platform::CalendarTime local = platform::LocalTime(now);
+        platform::CalendarTime const local = platform::LocalTime(now);
         stamp_.Format("%02d:%02d:%02d", local.hour, local.minute, local.second);
         stamp_second_ = now;
     }

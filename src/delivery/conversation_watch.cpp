@@ -51,7 +51,7 @@ void ConversationWatch::Advance(std::span<ConversationStep const> steps, std::st
 }
 
 void ConversationWatch::TakeLine(int direction, char const* line) {
-    const CString upper = Upper(line);
+    CString const upper = Upper(line);
     if (!failed_) {
         if (direction == protocol::trail_sent) Advance(tables_.sent, upper.View());
         if (direction == protocol::trail_received) failed_ = tables_.fails(upper.View(), status_);

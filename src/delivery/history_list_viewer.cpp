@@ -105,17 +105,17 @@ int HistoryListViewer::CheckFile() {
 }
 
 CString HistoryListViewer::FilePath() const {
-    const CString id = Decimal(mail_id_);
+    CString const id = Decimal(mail_id_);
     return env_->DataPath("MAIL\\" + id + "\\hist" + id + ".dat");
 }
 
 int HistoryListViewer::GetHDataFromFileToMemory(int useKey, char const* key) {
-    const CSingleLock lock(&HistoryMutex());
+    CSingleLock const lock(&HistoryMutex());
     if (int const result = CheckFile(); result != ok) return result;
     DeleteAllString();
     modified_ = 0;
     MakeIndex();
-    const environment::DataKey used(*env_, useKey, key);
+    environment::DataKey const used(*env_, useKey, key);
     if (!used.IsKnown()) return Fail(history_file_format, file_format);
     switch (LoadCSVFile(FilePath(), used.Get())) {
         case load_ok: break;
@@ -134,7 +134,7 @@ int HistoryListViewer::GetHDataFromFileToMemory(int useKey, char const* key) {
 }
 
 int HistoryListViewer::Save() {
-    const environment::DataKey key(*env_);
+    environment::DataKey const key(*env_);
     if (!key.IsKnown() || !SaveCSVFileCompel(FilePath(), key.Get()))
         return Fail(history_file_write_failed, not_written);
     modified_ = 0;
@@ -142,13 +142,13 @@ int HistoryListViewer::Save() {
 }
 
 int HistoryListViewer::WriteHDataFromMemoryToFile() {
-    const CSingleLock lock(&HistoryMutex());
+    CSingleLock const lock(&HistoryMutex());
     if (int const result = CheckFile(); result != ok) return result;
     return modified_ ? Save() : ok;
 }
 
 int HistoryListViewer::WriteHDataFromMemoryToFileCompel() {
-    const CSingleLock lock(&HistoryMutex());
+    CSingleLock const lock(&HistoryMutex());
     if (int const result = CheckFile(); result != ok) return result;
     return Save();
 }
@@ -180,7 +180,7 @@ int HistoryListViewer::KnownRow(int customerID) {
 
 // Empty for a cell that a row of another width lacks.
 CString const& HistoryListViewer::Cell(int row, int element) const {
-    static const CString none;
+    static CString const none;
     XCStringArrayEx const& cells = (*this)[row];
     return element < cells.GetSize() ? cells[element] : none;
 }
@@ -238,7 +238,7 @@ CString HistoryListViewer::GetElementFromMemoryPinPoint(int customerID, int elem
 
 int HistoryListViewer::StoreCell(int row, int element, CString const& value) {
     SetHLVTmp(row);
-    const CString old = work_row_[element];
+    CString const old = work_row_[element];
     work_row_[element] = value;
     if (!CorrectString(row, work_row_)) return Fail(history_unexpected, unexpected);
     modified_ = 1;

@@ -154,7 +154,7 @@ int HistoryListViewer::GetNumOneMail(int& sent, int& errors, int& opened, int& t
         ++total;
         if (Cell(row, element_open_flag) == customers::yes_text) ++opened;
         CString const& state = Cell(row, element_state);
-        const std::int64_t number = NumberAt(row, element_retry_number);
+        std::int64_t const number = NumberAt(row, element_retry_number);
         bool const complete = state == state_complete;
         if (!complete && state != state_waiting && state != state_error) continue;
         all_sent += number + 1;

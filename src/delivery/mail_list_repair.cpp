@@ -59,7 +59,7 @@ int CMailListViewer::GetMailFolderNameInThisEnv(CArray<CString, CString>& names)
     bool more = folders.FindFile(env_->DataPath("MAIL\\*"));
     while (more) {
         more = folders.FindNextFile();
-        const CString name = folders.GetFileName();
+        CString const name = folders.GetFileName();
         if (IsMailFolderName(name.View()) && folders.IsDirectory()) names.Add(name);
     }
     return names.GetSize();
@@ -90,7 +90,7 @@ void CMailListViewer::BringBack(int id) {
     int sent = 0, errors = 0, opened = 0, total = 0;
     history.GetNumOneMail(sent, errors, opened, total);
 
-    const COleDateTime now = COleDateTime::GetCurrentTime();
+    COleDateTime const now = COleDateTime::GetCurrentTime();
     COleDateTime reserve = now;
     COneMailData mail;
     mail.SetCheckCharacterCodeFlag(1);
@@ -111,13 +111,13 @@ void CMailListViewer::BringBack(int id) {
 }
 
 void CMailListViewer::RepairMailList() {
-    const MailListLock lock;
+    MailListLock const lock;
     CArray<CString, CString> names, complete;
     if (GetMailFolderNameInThisEnv(names) == 0) return;
     CheckMailFolderInThisEnv(names, complete);
     CArray<int, int> listed;
     CountMailByMailStatus(0, &listed, 1);
-    const std::unordered_set<int> known(listed.begin(), listed.end());
+    std::unordered_set<int> const known(listed.begin(), listed.end());
     CString note;
     for (CString const& name : complete) {
         int const id = std::atoi(name);

@@ -124,10 +124,10 @@ int MailSend::SetHeader(char const* name, char const* value, char const* address
 
 int MailSend::AddHeader(char const* name, char const* value, char const* address) {
     if (!name) return 0;
-    const CString encoded = EncodedHeaderValue(OnOneHeaderLine(value));
+    CString const encoded = EncodedHeaderValue(OnOneHeaderLine(value));
     CString text = encoded;
     if (address) {
-        const CString one_line_address = OnOneHeaderLine(address);
+        CString const one_line_address = OnOneHeaderLine(address);
         text = encoded.IsEmpty() ? one_line_address : "\"" + encoded + "\" <" + one_line_address + ">";
     }
     header_ += OnOneHeaderLine(name);

@@ -80,7 +80,7 @@ int MailSend::StartConnection(char const* host, int port) {
     Disconnect();
     conversation_log_->Note("[Connect] CheckParam Start");
     if (host || port < 0) {
-        const CString wanted_host = host ? CString(host) : host_;
+        CString const wanted_host = host ? CString(host) : host_;
         int const wanted_port = port < 0 ? port_ : port;
         if (!SetSmtpHost(wanted_host, wanted_port)) {
             note.Format("[Connect] SetSmtpHost Error tmphostname:%s port:%d",
@@ -145,7 +145,7 @@ int MailSend::SendCommand(CString command, int reportFailure) {
 
 bool MailSend::ReadAnswer(protocol::SmtpReply& reply, int report_failure) {
     if (socket_->GetLineBuffer().IsEmpty() && !socket_->Readable(quick_reply_ms)) conversation_log_->Write();
-    const protocol::ReplyOutcome outcome = protocol::ReadReply(*socket_, reply);
+    protocol::ReplyOutcome const outcome = protocol::ReadReply(*socket_, reply);
     if (outcome == protocol::ReplyOutcome::complete) {
         conversation_log_->Reply(reply.text.View());
         return true;
@@ -379,7 +379,7 @@ int MailSend::ResultOf(protocol::SmtpResult result, protocol::SmtpConversation c
 
 int MailSend::RefusedBy(protocol::SmtpReply const& reply) {
     if (!failure_.IsInMail()) return Refused(smtp_server_not_ready, reply.text);
-    const CString line = protocol::WithoutLineEnd(reply.text);
+    CString const line = protocol::WithoutLineEnd(reply.text);
     return failure_.phase == protocol::SmtpPhase::recipient ? RefuseRecipient(line)
                                                             : Refused(smtp_refused_by_server, line);
 }

@@ -67,7 +67,7 @@ int CMailSize::Analyze(int const& convertKana) {
     if (customers_.IsEmpty()) return no_target;
     MailWordInsert merge(text_);
     for (OneCustomer const& customer : customers_) {
-        const CString merged = merge.GetMailWordInsert(customer, html_);
+        CString const merged = merge.GetMailWordInsert(customer, html_);
         int const size = convertKana ? SizeAfterWidening(merged) : merged.GetLength();
         if (size <= max_size_) continue;
         max_size_ = size;

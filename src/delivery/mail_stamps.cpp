@@ -25,20 +25,20 @@ MessageIdState message_ids;
 
 // Hours and minutes east of UTC as a number HHMM.
 long SystemZone(std::int64_t now) {
-    const std::ldiv_t offset = std::ldiv(platform::UtcOffset(now) / 60, 60);
+    std::ldiv_t const offset = std::ldiv(platform::UtcOffset(now) / 60, 60);
     return offset.quot * 100 + offset.rem;
 }
 
 }  // namespace
 
 CString NextMessageId(char const* text, int number) {
-    const std::lock_guard held(message_ids.lock);
-    const platform::Instant now = platform::Now();
+    std::lock_guard const held(message_ids.lock);
+    platform::Instant const now = platform::Now();
     bool const same =
         now.seconds == message_ids.last.seconds && now.milliseconds == message_ids.last.milliseconds;
     message_ids.counter = same ? (message_ids.counter + 1) % counter_end : 0;
     message_ids.last = now;
-    const platform::CalendarTime utc = platform::UtcTime(now.seconds);
+    platform::CalendarTime const utc = platform::UtcTime(now.seconds);
     CString id;
     id.Format("%04d%02d%02d%02d%02d%02d%03d.%05d.%d.%s", utc.year, utc.month, utc.day, utc.hour, utc.minute,
               utc.second, now.milliseconds, message_ids.counter, number, text ? text : "");
@@ -46,8 +46,8 @@ CString NextMessageId(char const* text, int number) {
 }
 
 CString SmtpDateNow(char const* zone) {
-    const std::int64_t now = platform::Now().seconds;
-    const platform::CalendarTime local = platform::LocalTime(now);
+    std::int64_t const now = platform::Now().seconds;
+    platform::CalendarTime const local = platform::LocalTime(now);
     long const number =
         std::clamp(zone && *zone ? std::strtol(zone, nullptr, 10) : SystemZone(now), -9999L, 9999L);
     CString date;

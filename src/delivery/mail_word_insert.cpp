@@ -110,13 +110,13 @@ constexpr std::size_t SlotOf(std::string_view name) {
     auto const byte = [name](std::size_t place) -> std::size_t {
         return static_cast<unsigned char>(name[place]);
     };
-    const std::size_t size = name.size();
+    std::size_t const size = name.size();
     return (byte(1) + byte(size - 1) + 2 * byte(size - 2) + 3 * byte(size - 4)) % slot_count;
 }
 constexpr std::array<NameSlot, slot_count> slots = [] {
     std::array<NameSlot, slot_count> table{};
     for (std::size_t id = 0; id < word_count; ++id) {
-        const std::string_view name = NameOf(id);
+        std::string_view const name = NameOf(id);
         if (name.empty()) continue;
         NameSlot& slot = table[SlotOf(name)];
         std::copy(name.begin(), name.end(), slot.name.begin());
@@ -127,7 +127,7 @@ constexpr std::array<NameSlot, slot_count> slots = [] {
 }();
 static_assert([] {
     for (std::size_t id = 0; id < word_count; ++id) {
-        const std::string_view name = NameOf(id);
+        std::string_view const name = NameOf(id);
         if (!name.empty() && (name.size() < shortest_name || slots[SlotOf(name)].id != static_cast<int>(id)))
             return false;
     }
@@ -137,7 +137,7 @@ static_assert([] {
 // The merge word whose name begins `text`, right behind an opening mark; null: there is none.
 template <Marks const& marks>
 NameSlot const* FindName(std::string_view text) {
-    const std::string_view name = text.substr(0, text.substr(0, longest_name + 1).find('%'));
+    std::string_view const name = text.substr(0, text.substr(0, longest_name + 1).find('%'));
     if (name.size() < shortest_name || name.size() > longest_name) return nullptr;
     NameSlot const& slot = slots[SlotOf(name)];
     return slot.Name() == name && text.substr(name.size()).starts_with(marks.closing) ? &slot : nullptr;
@@ -255,7 +255,7 @@ NameSlot const* TakePiece(std::string_view& rest, std::string_view& piece) {
         mark = rest.find(marks.opening, mark);
         piece = rest.substr(0, mark);
         if (mark == rest.npos) return nullptr;
-        const std::size_t name = mark + marks.opening.size();
+        std::size_t const name = mark + marks.opening.size();
         if (NameSlot const* const word = FindName<marks>(rest.substr(name))) {
             rest.remove_prefix(name + word->size + marks.closing.size());
             return word;
@@ -305,7 +305,7 @@ CString MailWordInsert::GetMailWordInsert(OneCustomer customer, int html) {
 }
 
 CString MailWordInsert::GetMailWordInsert(OneCustomer customer, char const* origin, int html) {
-    const std::string_view text = ViewOf(origin);
+    std::string_view const text = ViewOf(origin);
     if (text.empty()) return {};
     CString merged = html ? Merge<html_marks>(customer, text, &HtmlAmpEcnode)
                           : Merge<plain_marks>(customer, text, nullptr);
@@ -313,9 +313,9 @@ CString MailWordInsert::GetMailWordInsert(OneCustomer customer, char const* orig
 }
 
 int MailWordInsert::GetIDFromMenuString(char const* text) {
-    const std::string_view menu = ViewOf(text);
+    std::string_view const menu = ViewOf(text);
     for (int id = 0; id < MailWordInsert::word_count; ++id) {
-        const std::string_view label = itsMailInsertDefinition[id].menu_string;
+        std::string_view const label = itsMailInsertDefinition[id].menu_string;
         if (!label.empty() && menu.starts_with(label)) return id;
     }
     return no_word;
@@ -333,14 +333,14 @@ void MailWordInsert::CheckOldMailWord(CString text, CArray<CString, CString>& fo
         "<%携帯番号(それ以外)%>",
     };
     found.RemoveAll();
-    for (const std::string_view word : old_words)
+    for (std::string_view const word : old_words)
         if (text.View().find(word) != std::string_view::npos) found.Add(CString(word));
 }
 
 CString MailWordInsert::HtmlAmpEcnode(char const* text) {
     CString encoded;
     for (std::string_view rest = ViewOf(text); !rest.empty();) {
-        const std::size_t plain = std::min(rest.find_first_of("<>\"& "), rest.size());
+        std::size_t const plain = std::min(rest.find_first_of("<>\"& "), rest.size());
         encoded.Append(rest.substr(0, plain));
         rest.remove_prefix(plain);
         if (rest.empty()) break;

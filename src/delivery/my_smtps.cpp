@@ -132,7 +132,7 @@ int CMySMTPS::Init() {
     set(smtps_user, empty);
     set(smtps_password, empty);
     set(smtps_security, protocol::security_none);
-    const platform::ComponentValue protocols[] = {"SSLEnabledProtocols=255"};
+    platform::ComponentValue const protocols[] = {"SSLEnabledProtocols=255"};
     SMTPS_Do(m_hHandle, smtps_configure, 1, protocols, nullptr);
     set(smtps_server, empty);
     set(smtps_port, smtp_port);

@@ -86,7 +86,7 @@ int CTestMailingInfo::ReadFromFileToMemory(char const* path, int useKey, char co
 
 int CTestMailingInfo::ReadFile(int use_key, char const* key) {
     if (!env_) return ReadDBFile(use_key ? key : nullptr);
-    const environment::DataKey file_key(*env_, use_key, key);
+    environment::DataKey const file_key(*env_, use_key, key);
     return file_key.IsKnown() ? ReadDBFile(file_key.Get()) : db_bad_format;
 }
 
@@ -97,7 +97,7 @@ int CTestMailingInfo::WriteFromMemoryToFile() {
 
 int CTestMailingInfo::WriteHome() {
     if (!env_ || !IsChanged()) return WriteDBFile(0, nullptr);
-    const environment::DataKey key(*env_);
+    environment::DataKey const key(*env_);
     return key.IsKnown() ? WriteDBFile(0, key.Get()) : db_write_failed;
 }
 
@@ -123,7 +123,7 @@ int CTestMailingInfo::GetTestMailingInfo(OneCustomer& c, int id) {
 int CTestMailingInfo::SetTestMailingInfo(OneCustomer& c, int id) {
     int const row = RowOf(id);
     bool const is_new = row == no_row;
-    const CString now = customers::PresentTime();
+    CString const now = customers::PresentTime();
     customers::FillRow(work_row_, c);
     work_row_[customers::element_id].Format("%d", id);
     work_row_[customers::element_zip_code_1] = customers::WithoutHyphens(c.ZipCode1);

@@ -44,7 +44,7 @@ void AppendBody(CString& out, std::string_view jis_body, Dots dots) {
 }
 
 void AppendMultipart(CString& out, WireParts const& parts, std::string_view jis_body, Dots dots) {
-    const CString multipart = "Content-Type: multipart/mixed; boundary=\"" + parts.boundary + "\"\r\n";
+    CString const multipart = "Content-Type: multipart/mixed; boundary=\"" + parts.boundary + "\"\r\n";
     AppendHeaderBlock(out, parts, multipart.View());
     out += "\r\n";
     AppendBoundary(out, parts.boundary, "\r\n");
@@ -69,7 +69,7 @@ void AppendPlain(CString& out, WireParts const& parts, std::string_view jis_body
 CString Make(WireParts const& parts, Dots dots) {
     KCodeC codec;
     // Seven-bit text is the same in both codes, ISO-2022-JP included.
-    const std::string_view jis_body =
+    std::string_view const jis_body =
         text::IsAscii(parts.body.View()) ? parts.body.View() : codec.sjtojis7(parts.body, 0);
     bool const with_attachments = parts.attachments && !parts.attachments->IsEmpty();
 

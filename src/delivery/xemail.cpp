@@ -83,7 +83,7 @@ TermType CXEmail::GetTermTypeFromMailAddr(char const* address) {
 }
 
 int CXEmail::strrcmp(char const* text, char const* tail) {
-    const std::string_view whole = ViewOf(text), wanted = ViewOf(tail);
+    std::string_view const whole = ViewOf(text), wanted = ViewOf(tail);
     if (whole.size() < wanted.size()) return -1;
     int const order = whole.substr(whole.size() - wanted.size()).compare(wanted);
     return order < 0 ? -1 : order > 0 ? 1 : 0;

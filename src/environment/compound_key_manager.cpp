@@ -37,7 +37,7 @@ void AppendQuoted(std::string& out, std::string_view value) {
 
 // hash[0] plain[0] hash[1] plain[1] ..., then the rest of the longer one.
 std::string Mix(std::string_view hash, std::string_view plain) {
-    const std::size_t pairs = std::min(hash.size(), plain.size());
+    std::size_t const pairs = std::min(hash.size(), plain.size());
     std::string mixed;
     mixed.reserve(hash.size() + plain.size());
     for (std::size_t i = 0; i < pairs; ++i) {
@@ -52,7 +52,7 @@ std::string Mix(std::string_view hash, std::string_view plain) {
 // The plain text, if its hash is the one that was mixed in.
 std::optional<std::string> Unmix(std::string_view mixed) {
     if (mixed.size() < hash_size) return std::nullopt;
-    const std::size_t pairs = std::min(hash_size, mixed.size() - hash_size);
+    std::size_t const pairs = std::min(hash_size, mixed.size() - hash_size);
     std::string hash;
     std::string plain;
     for (std::size_t i = 0; i < pairs; ++i) {
@@ -67,7 +67,7 @@ std::optional<std::string> Unmix(std::string_view mixed) {
 void ApplyPad(std::string& bytes, int row) {
     unsigned char const* pad = storage::CompoundKeyPad();
     for (std::size_t i = 0; i < bytes.size(); ++i) {
-        const std::size_t place = (i + static_cast<std::size_t>(row)) % storage::pad_bytes;
+        std::size_t const place = (i + static_cast<std::size_t>(row)) % storage::pad_bytes;
         bytes[i] = static_cast<char>(static_cast<unsigned char>(bytes[i]) ^ pad[place]);
     }
 }
@@ -94,7 +94,7 @@ CString CCompoundKeyManager::Value(int field) const {
     std::optional<std::string> mixed = storage::DecodeSymbols(compound_key_.View(), row);
     if (!mixed) return {};
     ApplyPad(*mixed, row);
-    const std::optional<std::string> plain = Unmix(*mixed);
+    std::optional<std::string> const plain = Unmix(*mixed);
     if (!plain) return {};
     CArray<CString, CString> values;
     SplitString(CString(std::string_view(*plain)), values, ",", quote);

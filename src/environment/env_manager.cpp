@@ -72,8 +72,8 @@ int EnvManager::MakeDefaultEnvFile(CString path, char const* key) {
     MakeRandomString(database_key);
     CCompoundKeyManager keys;
     keys.SetKeyForSelectTable(key);
-    const CString compound = keys.MakeCompoundKey("", "", database_key);
-    const CString now = COleDateTime::GetCurrentTime().Format(date_format);
+    CString const compound = keys.MakeCompoundKey("", "", database_key);
+    CString const now = COleDateTime::GetCurrentTime().Format(date_format);
 
     XCsvWrite writer;
     if (key) writer.SetUseKey(key);
@@ -272,7 +272,7 @@ int EnvManager::SetEnvPasswordMD5(CString md5) {
 }
 
 int EnvManager::IsEnvPasswordOK(CString password) {
-    const CString digits = DigitsOf(password);
+    CString const digits = DigitsOf(password);
     if (digits.IsEmpty()) return Fail(env_password_check_failed, password_no_md5);
     CString stored;
     if (GetEnvPasswordMD5(stored) != ok) return Fail(env_file_read_failed, password_not_read);

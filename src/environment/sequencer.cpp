@@ -58,7 +58,7 @@ class CounterFile {
     // Writes over the start before it cuts the rest, so that a failure in between never leaves an empty file,
     // with which the sequence would start again.
     bool Write(int value) {
-        const std::string text = std::to_string(value);
+        std::string const text = std::to_string(value);
         file_.SeekToBegin();
         return file_.Write(text.data(), static_cast<unsigned>(text.size())) &&
                (size_ <= text.size() || file_.SetLength(static_cast<std::int64_t>(text.size()))) &&

@@ -46,7 +46,7 @@ int SystemOption::GetSODataFromFileToMemory() {
     if (!env_) return Fail(option_environment_not_set, no_environment);
     DeleteAllString();
     changed_ = 0;
-    const environment::DataKey key(*env_);
+    environment::DataKey const key(*env_);
     if (!key.IsKnown()) return Fail(option_bad_installation, no_database_key);
     switch (LoadCSVFile(FilePath(), key.Get())) {
         case load_ok: return CheckRecord();
@@ -59,7 +59,7 @@ int SystemOption::GetSODataFromFileToMemory() {
 
 int SystemOption::Write() {
     if (int const result = CheckRecord(); result != ok) return result;
-    const environment::DataKey key(*env_);
+    environment::DataKey const key(*env_);
     if (!key.IsKnown()) return Fail(option_bad_installation, no_database_key);
     if (!SaveCSVFileCompel(FilePath(), key.Get())) return Fail(option_file_write_failed, file_not_written);
     changed_ = 0;

@@ -125,7 +125,7 @@ void ExtractAction::SetOneExtractConditionFromEATemp(OneExtractCondition& c) {
 // second byte of a character.
 void ExtractAction::DivideExtractCsv(CString text, CArray<CString, CString>& out) {
     out.RemoveAll();
-    const std::string_view all = text.View();
+    std::string_view const all = text.View();
     std::size_t begin = 0;
     bool quoted = false;
     for (std::size_t at = 0; at < all.size(); ++at) {
@@ -163,7 +163,7 @@ int ExtractAction::GetExtractConditionFromFileToMemory(int useKey, char const* k
         for (int row = 0; row < slot_count; ++row) InsertString(work_row_);
         return ok;
     }
-    const environment::DataKey used(*env_, useKey, key);
+    environment::DataKey const used(*env_, useKey, key);
     if (!used.IsKnown()) return Fail(condition_file_format, file_format);
     switch (LoadCSVFile(FilePath(id_), used.Get())) {
         case load_ok: return IsWhole() ? ok : Fail(condition_bad_data_in_memory, bad_table);
@@ -289,7 +289,7 @@ int ExtractAction::PracticalExtractAction(CList<int, int>& ids, EC_TAB_NUM tab, 
     Slot slot;
     if (int const result = TakeSlot(SlotRow(tab, con), slot); result != ok || slot.element == unused)
         return result;
-    const customers::DatabaseLock lock;
+    customers::DatabaseLock const lock;
     CMyDB const& table = *database_;
     int const lines = table.GetLineNumber();
     for (POSITION place = ids.GetHeadPosition(); place;) {
@@ -299,7 +299,7 @@ int ExtractAction::PracticalExtractAction(CList<int, int>& ids, EC_TAB_NUM tab, 
         if (stays) {
             customers::FetchAhead(table, line, lines, slot.element);
             customers::FetchAhead(table, line, lines, customers::element_direct_mail);
-            const std::string_view value = CellOf(table, line, slot.element);
+            std::string_view const value = CellOf(table, line, slot.element);
             stays = CellOf(table, line, customers::element_direct_mail) != customers::no_text &&
                     Passes(slot, value.data(), value.size());
         }
@@ -311,7 +311,7 @@ int ExtractAction::PracticalExtractAction(CList<int, int>& ids, EC_TAB_NUM tab, 
 // --- Writing ---
 
 CString ExtractAction::FilePath(int id) const {
-    const CString text = Decimal(id);
+    CString const text = Decimal(id);
     return env_->DataPath(type_ == ec_mail ? "MAIL\\" + text + "\\merd" + text + ".dat"
                                            : "EXTRACT\\exrd" + text + ".dat");
 }
@@ -326,7 +326,7 @@ int ExtractAction::CheckToWrite() {
 int ExtractAction::Write(int id, int compel) {
     if (!IsWhole()) return Fail(condition_bad_data_in_memory, bad_table);
     if (!compel && !changed_) return ok;
-    const environment::DataKey key(*env_);
+    environment::DataKey const key(*env_);
     if (!key.IsKnown() || !SaveCSVFile(FilePath(id), compel, key.Get()))
         return Fail(condition_file_write_failed, file_not_written);
     changed_ = 0;

@@ -52,7 +52,7 @@ int ExtractListViewer::SetExtractListFromFile(int useKey, char const* key) {
     row_count_ = 0;
     changed_ = 0;
     view_.clear();
-    const environment::DataKey used(*env_, useKey, key);
+    environment::DataKey const used(*env_, useKey, key);
     int const result = used.IsKnown() ? LoadCSVFile(FilePath(), used.Get()) : load_wrong_width;
     if (result == load_missing || result == load_empty) SetElementNumber(column_count);
     if (result == load_wrong_width) return Fail(extract_list_file_format, wrong_format);
@@ -163,7 +163,7 @@ void ExtractListViewer::GetAllExtractID(CArray<int, int>& out) {
 }
 
 int ExtractListViewer::Write(int compel) {
-    const environment::DataKey key(*env_);
+    environment::DataKey const key(*env_);
     if (!key.IsKnown() || !SaveCSVFile(FilePath(), compel, key.Get()))
         return Fail(extract_list_file_write_failed, failed);
     changed_ = 0;

@@ -206,7 +206,7 @@ int ExtractResultDetail::GetDBIDListFromFileToMemory(int useKey, char const* key
     ids_->Clear();
     changed_ = 0;
     if (int const result = CheckTarget(); result != ok) return result;
-    const environment::DataKey file_key(*env_, useKey, key);
+    environment::DataKey const file_key(*env_, useKey, key);
     if (!file_key.IsKnown()) return Fail(send_list_file_format, file_format);
     int const loaded = LoadCSVFile(FilePath(id_), file_key.Get());
     EnterIDs();
@@ -226,7 +226,7 @@ int ExtractResultDetail::GetIDPlusDBDataFromDBFile(CArray<ERDetailPlusDB, ERDeta
     out.RemoveAll();
     bool const all = from == every_row || to == every_row;
     int const first = all ? 0 : std::max(from, 0);
-    const std::int64_t count = all ? GetSize() : std::int64_t{to} - first + 1;
+    std::int64_t const count = all ? GetSize() : std::int64_t{to} - first + 1;
     CArray<int, int> wiped;
     bool const all_known = Collect(out, first, count, wiped);
     if (!wiped.IsEmpty()) {
@@ -240,7 +240,7 @@ int ExtractResultDetail::GetIDPlusDBDataFromDBFile(CArray<ERDetailPlusDB, ERDeta
 // false at a customer who is not in the database.
 bool ExtractResultDetail::Collect(CArray<ERDetailPlusDB, ERDetailPlusDB>& out, int first, std::int64_t count,
                                   CArray<int, int>& wiped) const {
-    const DatabaseLock lock;
+    DatabaseLock const lock;
     out.Reserve(static_cast<int>(std::clamp<std::int64_t>(count, 0, std::max(GetSize() - first, 0))));
     for (int row = first; row < GetSize() && out.GetSize() < count; ++row) {
         int const id = IDAt(row);
@@ -280,17 +280,17 @@ void ExtractResultDetail::EnterIDs() {
 int ExtractResultDetail::AddDBID(int id) {
     if (!IsBound()) return Fail(send_list_environment_not_set, not_bound);
     if (!HasTarget()) return Fail(send_list_mode_and_id_not_set, target_not_set);
-    const DatabaseLock lock;
+    DatabaseLock const lock;
     int const line = database_->DBID2RowNumber(id);
     if (line == CDatabaseEdit::no_match) return Fail(send_list_id_not_in_database, unknown_customer);
     return Add({id, line});
 }
 
 int ExtractResultDetail::Add(Customer customer) {
-    const std::string_view mail_wanted = CellOf(*database_, customer.line, customers::element_direct_mail);
+    std::string_view const mail_wanted = CellOf(*database_, customer.line, customers::element_direct_mail);
     if (mail_wanted == customers::no_text || ids_->Holds(customer.id)) return GetSize();
     if (IsEmpty()) SetElementNumber(list_width);
-    const IDText text(customer.id);
+    IDText const text(customer.id);
     std::vector<char const*> cells(static_cast<std::size_t>(GetElementNumber()), "");
     cells[cell_customer_id] = text;
     if (!InsertString(cells.data())) return Fail(send_list_unexpected, row_refused);
@@ -331,7 +331,7 @@ int ExtractResultDetail::GetDBIDToCListInt(CList<int, int>& out, int check) {
 
 // The customers up to the first who is not in the database.
 std::vector<ExtractResultDetail::Customer> ExtractResultDetail::LookUp(CList<int, int> const& ids) const {
-    const DatabaseLock lock;
+    DatabaseLock const lock;
     std::vector<Customer> found;
     found.reserve(static_cast<std::size_t>(ids.GetCount()));
     for (POSITION place = ids.GetHeadPosition(); place;) {
@@ -345,8 +345,8 @@ std::vector<ExtractResultDetail::Customer> ExtractResultDetail::LookUp(CList<int
 
 int ExtractResultDetail::SetDBIDFromCListInt(CList<int, int>& ids, int check, int sort) {
     if (!IsBound()) return Fail(send_list_environment_not_set, not_bound);
-    const DatabaseLock lock;
-    const std::vector<Customer> found = LookUp(ids);
+    DatabaseLock const lock;
+    std::vector<Customer> const found = LookUp(ids);
     bool const all_known = found.size() == static_cast<std::size_t>(ids.GetCount());
     if (check == with_check && !all_known) return Fail(send_list_id_not_in_database, unknown_customer);
     if (!ids.IsEmpty() && !HasTarget()) return Fail(send_list_mode_and_id_not_set, target_not_set);
@@ -362,7 +362,7 @@ int ExtractResultDetail::SetDBIDFromCListInt(CList<int, int>& ids, int check, in
 
 // Room for `more` further IDs, growing in such steps that many short lists cost as much as one long list.
 void ExtractResultDetail::ReserveFor(std::size_t more) {
-    const std::size_t rows = Items().size() + more;
+    std::size_t const rows = Items().size() + more;
     if (rows > Items().capacity()) Items().reserve(std::max(rows, 2 * Items().capacity()));
     ids_->Reserve(rows);
 }
@@ -394,7 +394,7 @@ void ExtractResultDetail::SortByDBID() {
 }
 
 void ExtractResultDetail::WriteInDecimal(int id, int row) {
-    const IDText text(id);
+    IDText const text(id);
     if (GetStringElement(cell_customer_id, row) == text) return;
     XCStringArrayEx cells;
     GetString(row, cells);
@@ -403,7 +403,7 @@ void ExtractResultDetail::WriteInDecimal(int id, int row) {
 }
 
 int ExtractResultDetail::Save(int id, int compel) {
-    const environment::DataKey key(*env_);
+    environment::DataKey const key(*env_);
     if (!key.IsKnown() || !SaveCSVFile(FilePath(id), compel, key.Get()))
         return Fail(send_list_file_write_failed, file_not_written);
     changed_ = 0;

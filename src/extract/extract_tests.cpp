@@ -76,7 +76,7 @@ int Check_Renge_Number(std::string_view data, std::string_view low, std::string_
 int Check_Renge_Date(std::string_view data, std::string_view low, std::string_view high,
                      std::string_view flag) {
     if (data.empty()) return fails;
-    const FullDate date(data);
+    FullDate const date(data);
     return CheckRange(data, low, high, flag,
                       [&](std::string_view bound) { return date.View().compare(bound); });
 }

@@ -62,19 +62,19 @@ class Texts {
 
 // Takes one attribute from the start of `rest`. false for a text that is no attribute.
 bool TakeAttribute(std::string_view& rest, std::size_t equals, Texts& texts, CHtmlAttrs& attributes) {
-    const std::string_view name = TrimmedRight(rest.substr(0, equals));
+    std::string_view const name = TrimmedRight(rest.substr(0, equals));
     if (equals == 0 || !IsAttributeName(name) || equals + 1 == rest.size()) return false;
-    const std::string_view text = TrimmedLeft(rest.substr(equals + 1));
+    std::string_view const text = TrimmedLeft(rest.substr(equals + 1));
     std::size_t end = npos;
     if (text.starts_with('"') || text.starts_with('\'')) {
-        const std::size_t close = text.find(text[0], 1);
+        std::size_t const close = text.find(text[0], 1);
         if (close == npos) return false;
         end = close + 1;
         if (end < text.size() && !SeparatorAt(text, end)) return false;
     } else {
         end = std::min(FindSeparator(text), text.size());
     }
-    const std::string_view value = Without(Without(text.substr(0, end), '"'), '\'');
+    std::string_view const value = Without(Without(text.substr(0, end), '"'), '\'');
     attributes.Add(CHtmlAttribute(texts.Of(name), texts.Of(value)));
     rest = TrimmedLeft(text.substr(end));
     return true;
@@ -89,8 +89,8 @@ bool Expand(std::string_view text, Texts& texts, CHtmlElement& out) {
         text = TrimmedLeft(text.substr(1));
         if (text.empty()) return false;
     }
-    const std::size_t end = FindSeparator(text);
-    const std::string_view name = text.substr(0, end);
+    std::size_t const end = FindSeparator(text);
+    std::string_view const name = text.substr(0, end);
     if (!IsAttributeName(name)) return false;
     element.m_strName = texts.Of(name);
     if (end != npos) {
@@ -142,11 +142,11 @@ void Scan(std::string_view html, Take take) {
     Tags tags;
     for (std::size_t at = 0; (at = html.find('<', at)) != npos;) {
         std::size_t begin = at + 1;
-        const std::size_t end = html.find('>', begin);
+        std::size_t const end = html.find('>', begin);
         if (end == npos) return;
         at = end + 1;
         if (end == begin) continue;
-        if (const std::size_t inner = html.substr(begin, end - begin).rfind('<'); inner != npos)
+        if (std::size_t const inner = html.substr(begin, end - begin).rfind('<'); inner != npos)
             begin += inner + 1;
         if (begin == end) continue;
         if (CHtmlElement const* const element = tags.Find(html.substr(begin, end - begin)))
@@ -207,14 +207,14 @@ class Elements {
 }  // namespace
 
 int IsAllowdAsHtmlElemName(CString const& name) {
-    const std::string_view text = name.View();
+    std::string_view const text = name.View();
     return std::all_of(text.begin(), text.end(), IsNameByte);
 }
 
 int IsAllowdAsHtmlAttrName(CString const& name) { return IsAttributeName(name.View()); }
 
 int ExpandHtmlElement(CString const& tagText, CHtmlElement& out) {
-    const CString text = Lowered(tagText.View());
+    CString const text = Lowered(tagText.View());
     Texts texts;
     return Expand(TrimmedLeft(TrimmedRight(text.View())), texts, out);
 }

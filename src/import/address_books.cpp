@@ -120,7 +120,7 @@ void FwaImport::Close() {
 
 void FwaImport::TakeOwn(std::size_t field, std::string_view value) {
     int const element = Fields()[field].element;
-    const CString text(value);
+    CString const text(value);
     if (element == element_birthday) {
         char date[text::date_data_size] = {};
         if (!text.IsEmpty()) ReFormat_DateData(text, date, 0);

@@ -9,42 +9,42 @@
 using namespace customers;
 
 void CDatabaseEdit::SetForeignImportOptions(ForeignImportOptions options) {
-    const DatabaseLock lock;
+    DatabaseLock const lock;
     foreign_options_ = std::move(options);
 }
 
 int CDatabaseEdit::ImportDBfromFWAFile(CString fwaPath, CString converter, CString logPath, int* imported,
                                        int* errors, int* state, CString* message, int dmMode) {
-    const DatabaseLock lock;
-    const ForeignCall call{fwaPath, logPath, imported, errors, state, message, foreign_options_};
+    DatabaseLock const lock;
+    ForeignCall const call{fwaPath, logPath, imported, errors, state, message, foreign_options_};
     return FwaImport(*this, env_, option_, call, converter, dmMode).Run();
 }
 
 int CDatabaseEdit::ImportDBfromBeckyFile(CString path, CString logPath, int* imported, int* errors,
                                          int* state, CString* message, int dmMode) {
-    const DatabaseLock lock;
-    const ForeignCall call{path, logPath, imported, errors, state, message, foreign_options_};
+    DatabaseLock const lock;
+    ForeignCall const call{path, logPath, imported, errors, state, message, foreign_options_};
     return BeckyImport(*this, env_, option_, call, dmMode).Run();
 }
 
 int CDatabaseEdit::ImportDBfromOutLookFile(CString path, CString logPath, int* imported, int* errors,
                                            int* state, CString* message, int dmMode) {
-    const DatabaseLock lock;
-    const ForeignCall call{path, logPath, imported, errors, state, message, foreign_options_};
+    DatabaseLock const lock;
+    ForeignCall const call{path, logPath, imported, errors, state, message, foreign_options_};
     return OutLookImport(*this, env_, option_, call, dmMode).Run();
 }
 
 int CDatabaseEdit::ImportDBfromCorvaneFile(CString path, CString logPath, int* imported, int* errors,
                                            int* state, CString* message, CString duplicate, HWND) {
-    const DatabaseLock lock;
-    const ForeignCall call{path, logPath, imported, errors, state, message, foreign_options_};
+    DatabaseLock const lock;
+    ForeignCall const call{path, logPath, imported, errors, state, message, foreign_options_};
     return CorvaneImport(*this, env_, option_, call, duplicate).Run();
 }
 
 int CDatabaseEdit::ImportDBfromBelmoraFile(CString path, CString logPath, int* imported, int* errors,
                                            int* state, CString* message, CString duplicate,
                                            int rewriteAttributes) {
-    const DatabaseLock lock;
-    const ForeignCall call{path, logPath, imported, errors, state, message, foreign_options_};
+    DatabaseLock const lock;
+    ForeignCall const call{path, logPath, imported, errors, state, message, foreign_options_};
     return BelmoraImport(*this, env_, option_, call, duplicate, rewriteAttributes != 0).Run();
 }

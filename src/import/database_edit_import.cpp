@@ -63,11 +63,11 @@ Ending TakeLines(LineReader& reader, LineFields& fields, LineImport& import, Rep
                  Stopped const& stopped) {
     std::string_view line;
     for (int number = 1; !stopped(); ++number) {
-        const LineReader::Status status = reader.Next(line);
+        LineReader::Status const status = reader.Next(line);
         if (status == LineReader::Status::failed) return Ending::unreadable;
         if (status == LineReader::Status::end) break;
         fields.Divide(line);
-        const LineImport::Outcome outcome = import.Take(fields);
+        LineImport::Outcome const outcome = import.Take(fields);
         if (outcome == LineImport::Outcome::failed) return Ending::failed;
         if (outcome == LineImport::Outcome::imported) report.count.Raise();
         if (outcome == LineImport::Outcome::refused) {
@@ -84,7 +84,7 @@ int CDatabaseEdit::ImportDBfromFile(CString path, CString delimiter, char quote,
                                     int add, int* imported, CArray<int, int>& errorLines,
                                     CArray<CString, CString>& errorTexts, CString duplicate) {
     stop_import_.Set(0);
-    const DatabaseLock lock;
+    DatabaseLock const lock;
     if (!env_) return Fail(customer_environment_not_set, no_environment);
     if (!option_) return Fail(customer_system_option_not_set, no_system_option);
     CArray<DB_Element_Info, DB_Element_Info> info;
@@ -99,7 +99,7 @@ int CDatabaseEdit::ImportDBfromFile(CString path, CString delimiter, char quote,
     Report report(imported, errorLines, errorTexts, refused_fields_);
     LineFields fields(delimiter, quote);
     LineImport lines(run, elements, info, duplicate == keep_known_customers);
-    const Ending ending =
+    Ending const ending =
         TakeLines(reader, fields, lines, report, [this] { return stop_import_.Get() == stop_requested; });
     run.End();
     if (ending == Ending::unreadable) return Fail(customer_import_failed, import_failed);
@@ -107,18 +107,18 @@ int CDatabaseEdit::ImportDBfromFile(CString path, CString delimiter, char quote,
 }
 
 CArray<customers::RefusedField> const& CDatabaseEdit::GetRefusedFields() {
-    const DatabaseLock lock;
+    DatabaseLock const lock;
     return refused_fields_;
 }
 
 int CDatabaseEdit::LoadSampleLine(CString path, CArray<CString, CString>& lines, int maxLines) {
-    const DatabaseLock lock;
+    DatabaseLock const lock;
     lines.RemoveAll();
     LineReader reader;
     if (!reader.Open(path)) return Fail(customer_import_open_failed, import_no_file);
     std::string_view line;
     for (int read = 0; maxLines == all_lines || read < maxLines; ++read) {
-        const LineReader::Status status = reader.Next(line);
+        LineReader::Status const status = reader.Next(line);
         if (status == LineReader::Status::failed) return sample_unreadable;
         if (status == LineReader::Status::end) break;
         if (!line.empty()) lines.Add(CString(line));
@@ -127,7 +127,7 @@ int CDatabaseEdit::LoadSampleLine(CString path, CArray<CString, CString>& lines,
 }
 
 int CDatabaseEdit::GetRecordNumFromImportFile(CString path) {
-    const DatabaseLock lock;
+    DatabaseLock const lock;
     int count = 0;
     return CountLineFeeds(path, count) ? count : Fail(customer_import_open_failed, import_no_file);
 }

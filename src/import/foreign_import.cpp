@@ -94,7 +94,7 @@ int ForeignImport::Work() {
 
 int ForeignImport::TakeLines() {
     for (;;) {
-        const FieldSource::Got got = source_.Next();
+        FieldSource::Got const got = source_.Next();
         if (got == FieldSource::Got::end) return CDatabaseEdit::ok;
         if (IsStopped()) return StopByUser();
         ++line_number_;
@@ -115,7 +115,7 @@ int ForeignImport::TakeLine() {
     }
     TakeAddress();
     SetDirectMail();
-    const std::size_t fields = Fields().size();
+    std::size_t const fields = Fields().size();
     for (std::size_t i = 0; i < fields; ++i)
         if (int const column = ColumnOf(i); column >= 0) TakeField(i, FieldAt(column));
     if (!reason_.IsEmpty()) {
@@ -129,7 +129,7 @@ int ForeignImport::TakeLine() {
 }
 
 void ForeignImport::TakeAddress() {
-    const std::string_view address = FieldAt(AddressColumn());
+    std::string_view const address = FieldAt(AddressColumn());
     if (address.empty())
         Refuse(AddressTitle(), "にメールアドレスが設定されていない、");
     else if (MailAddressChecker(CString(address)) != 1)
@@ -141,7 +141,7 @@ void ForeignImport::TakeAddress() {
 }
 
 void ForeignImport::TakeField(std::size_t field, std::string_view value) {
-    const Field known = Fields()[field];
+    Field const known = Fields()[field];
     char const* const title = TitleOf(field);
     switch (known.rule) {
         case Rule::text: return TakeText(title, known.element, value);

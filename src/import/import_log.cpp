@@ -18,7 +18,7 @@ void ImportLog::Write(CString const& text) {
 }
 
 void ImportLog::WriteMoment(char const* title) {
-    const platform::CalendarTime now = platform::LocalTime(platform::Now().seconds);
+    platform::CalendarTime const now = platform::LocalTime(platform::Now().seconds);
     CString text;
     text.Format("○%s\n%04d/%02d/%02d %02d:%02d:%02d\n\n", title, now.year, now.month, now.day, now.hour,
                 now.minute, now.second);

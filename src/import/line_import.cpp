@@ -31,7 +31,7 @@ LineImport::Outcome LineImport::Take(LineFields& fields) {
 bool LineImport::TakeFields(LineFields& fields) {
     for (Assignment const& assignment : assignments_) {
         if (assignment.column >= fields.Count()) continue;
-        const std::string_view field = fields.At(assignment.column);
+        std::string_view const field = fields.At(assignment.column);
         if (!run_.Row().Take(assignment.element, assignment.rule, field)) return false;
         if (assignment.rule == FieldRule::address) run_.TakeAddress(field);
     }
@@ -42,12 +42,12 @@ bool LineImport::TakeFields(LineFields& fields) {
 void LineImport::FindRefused(LineFields& fields, int line, CArray<RefusedField>& refused) {
     char converted[text::date_data_size];
     std::string_view value;
-    const std::string_view address = Address(fields);
+    std::string_view const address = Address(fields);
     bool const has_address = TakeField(FieldRule::address, address, converted, value);
     if (!has_address) refused.Add({line, element_address, FieldRule::address, CString(address)});
     for (auto const [element, column, rule] : assignments_) {
         if (rule == FieldRule::address || column >= fields.Count()) continue;
-        const std::string_view field = fields.At(column);
+        std::string_view const field = fields.At(column);
         bool accepted = TakeField(rule, field, converted, value);
         if (rule == FieldRule::direct_mail && value == bad_direct_mail)
             accepted = has_address && IsKnown(address);
@@ -69,7 +69,7 @@ bool LineImport::IsKnown(std::string_view address) {
 }
 
 bool LineImport::HasDirectMail() const {
-    const std::string_view value = run_.Row().Value(element_direct_mail);
+    std::string_view const value = run_.Row().Value(element_direct_mail);
     return value == yes_text || value == no_text;
 }
 

@@ -24,15 +24,15 @@ void LinePieces::Take(std::string content) {
 }
 
 std::string_view LinePieces::Piece() {
-    const std::string_view rest = std::string_view(content_).substr(at_, piece_size);
-    const std::string_view piece = rest.substr(0, std::min(rest.find('\n'), rest.size() - 1) + 1);
+    std::string_view const rest = std::string_view(content_).substr(at_, piece_size);
+    std::string_view const piece = rest.substr(0, std::min(rest.find('\n'), rest.size() - 1) + 1);
     at_ += piece.size();
     return piece.substr(0, piece.find('\0'));
 }
 
 void LinePieces::AddPhysicalLine(std::string& line) {
     while (!AtEnd()) {
-        const std::string_view piece = Piece();
+        std::string_view const piece = Piece();
         line += piece;
         if (piece.ends_with('\n')) break;
     }
@@ -42,7 +42,7 @@ void LinePieces::AddPhysicalLine(std::string& line) {
 void LinePieces::ReadCrLfLine(std::string& line) {
     line.clear();
     while (!AtEnd()) {
-        const std::string_view piece = Piece();
+        std::string_view const piece = Piece();
         line += piece;
         if (piece.ends_with(line_end)) break;
     }

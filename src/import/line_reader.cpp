@@ -36,7 +36,7 @@ LineReader::Status LineReader::Next(std::string_view& text) {
     text = {};
     std::size_t end = filled_;
     for (;;) {
-        const std::size_t unseen = filled_ - scanned_;
+        std::size_t const unseen = filled_ - scanned_;
         void const* feed = unseen == 0 ? nullptr : std::memchr(buffer_.data() + scanned_, '\n', unseen);
         if (feed) {
             end = static_cast<std::size_t>(static_cast<char const*>(feed) - buffer_.data()) + 1;
@@ -66,7 +66,7 @@ bool LineReader::Fill() {
     failed_ = filled_ > longest_line_;
     if (failed_) return false;
     if (filled_ == buffer_.size()) buffer_.resize(2 * buffer_.size());
-    const std::size_t got = std::fread(buffer_.data() + filled_, 1, buffer_.size() - filled_, stream_.get());
+    std::size_t const got = std::fread(buffer_.data() + filled_, 1, buffer_.size() - filled_, stream_.get());
     filled_ += got;
     ended_ = got == 0;
     failed_ = std::ferror(stream_.get()) != 0;
@@ -74,12 +74,12 @@ bool LineReader::Fill() {
 }
 
 bool CountLineFeeds(char const* path, int& count) {
-    const platform::Stream stream = OpenForReading(path);
+    platform::Stream const stream = OpenForReading(path);
     if (!stream) return false;
     std::vector<char> block(block_size);
     std::int64_t feeds = 0;
     for (bool stopped = false; !stopped;) {
-        const std::size_t got = std::fread(block.data(), 1, block.size(), stream.get());
+        std::size_t const got = std::fread(block.data(), 1, block.size(), stream.get());
         void const* stop = got == 0 ? nullptr : std::memchr(block.data(), stop_byte, got);
         stopped = got == 0 || stop;
         auto const size =

@@ -34,7 +34,7 @@ bool ShopExport::LeavesAlone() {
         return true;
     }
     if (duplicate_ != leave_newer) return false;
-    const COleDateTime stored = Convert_DateData2COleDateTime(CString(StoredValue(element_renewal_date)));
+    COleDateTime const stored = Convert_DateData2COleDateTime(CString(StoredValue(element_renewal_date)));
     bool const dated = date_.GetStatus() == COleDateTime::valid;
     if (dated && !(date_ < stored)) return false;
     Log().WriteRefused(LogLine("既存データの方が新しいためインポートしませんでした。\n"));

@@ -35,7 +35,7 @@ std::optional<CString> DecodedRow(CString const& row) {
     std::string_view symbols = row.View();
     if (symbols.size() % symbols_of_group != 0) return std::nullopt;
     for (std::size_t i = 0; i < most_padding && symbols.ends_with('='); ++i) symbols.remove_suffix(1);
-    const std::optional<std::string> plain = storage::DecodeSymbols(symbols, GetKeyNumber(key_text));
+    std::optional<std::string> const plain = storage::DecodeSymbols(symbols, GetKeyNumber(key_text));
     return plain ? std::optional(CString(std::string_view(*plain))) : std::nullopt;
 }
 
@@ -61,11 +61,11 @@ int CInformationManager::Request(CString& last_modified) {
         set(https_proxy_user, proxy_user_);
         set(https_proxy_password, proxy_password_);
     } else {
-        const platform::ComponentValue own_way[] = {"UseWinInet=True"};
+        platform::ComponentValue const own_way[] = {"UseWinInet=True"};
         HTTPS_Do(request.Handle(), https_configure, 1, own_way, nullptr);
         set(https_proxy_server, "*");
     }
-    const platform::ComponentValue address[] = {page_address};
+    platform::ComponentValue const address[] = {page_address};
     bool const answered =
         HTTPS_Do(request.Handle(), https_get, 1, address, nullptr) == platform::component_ok;
     last_modified = request.GetLastModified();

@@ -5,7 +5,7 @@ CMyHTTPS::CMyHTTPS() { m_hHandle = HTTPS_Create(Dispatch, static_cast<HTTPS*>(th
 CMyHTTPS::~CMyHTTPS() { HTTPS_Destroy(m_hHandle); }
 
 int CMyHTTPS::FireHeader(HTTPSHeaderEventParams* parameters) {
-    const CString field = parameters->field;
+    CString const field = parameters->field;
     if (field == "Last-Modified") last_modified_ = parameters->value;
     return 0;
 }

@@ -22,7 +22,7 @@ constexpr char const* terminal_names[] = {"pc", "nd", "at", "sb", "wl"};
 bool IsPlainName(std::string_view name) {
     if (name.empty() || name == "." || name == "..") return false;
     for (std::size_t at = 0; at < name.size();) {
-        const std::size_t size = platform::CharacterSize(name, at);
+        std::size_t const size = platform::CharacterSize(name, at);
         auto const last = static_cast<unsigned char>(name[at + size - 1]);
         // No double-byte character ends below 0x40; the host would take a '/' there for a divider.
         if (size == 1 ? last < 0x20 || last == '\\' || last == '/' || last == ':' : last < 0x40) return false;
@@ -39,7 +39,7 @@ void RemoveLineEnds(std::string& text) {
 
 AttachWriter::~AttachWriter() {
     if (!empties_work_folder_) return;
-    if (const CString folder = GetFolderPathForAttachFileTemporary(); !folder.IsEmpty())
+    if (CString const folder = GetFolderPathForAttachFileTemporary(); !folder.IsEmpty())
         ClearDirectoryCompel(folder);
 }
 
@@ -95,7 +95,7 @@ CString AttachWriter::GetDirPathForAttachFileList() const {
 }
 
 CString AttachWriter::GetFilePathForAttachFileList() const {
-    const CString file = storage::Decimal(mail_id_) + ".dat";
+    CString const file = storage::Decimal(mail_id_) + ".dat";
     return UnderMailFolder(version_ == version_terminals
                                ? "\\ATTACH\\at_" + (KnowsFolders() ? TermName() : "") + file
                                : "\\attc" + file);
@@ -116,7 +116,7 @@ CString AttachWriter::GetFolderPathForAttachFileTemporary() const {
 
 // Empty for a name that could lead elsewhere.
 CString AttachWriter::BodyPath(CString const& name) const {
-    const CString folder = GetFolderPathForAttachFileBody();
+    CString const folder = GetFolderPathForAttachFileBody();
     return folder.IsEmpty() || !IsPlainName(name.View()) ? CString() : folder + name + ".base64";
 }
 
@@ -124,7 +124,7 @@ int AttachWriter::LoadAttachList(char const* key) {
     if (!CheckNecessaryInfo()) return failed;
     SetElementNumber(element_count);
     if (mail_id_ == new_mail) return done;
-    const environment::DataKey used(*env_, version_ == version_plain || key,
+    environment::DataKey const used(*env_, version_ == version_plain || key,
                                     version_ == version_plain ? nullptr : key);
     int const result =
         used.IsKnown() ? LoadCSVFile(GetFilePathForAttachFileList(), used.Get()) : load_wrong_width;
@@ -154,7 +154,7 @@ int AttachWriter::SetAttachListRecordToMemory(CString name, CString info) {
 int AttachWriter::InitAttachListAndData() {
     if (!CheckNecessaryInfo()) return failed;
     for (int record = 0; record < GetRecordNumber(); ++record)
-        if (const CString path = BodyPath(GetStringElement(element_name, record)); !path.IsEmpty())
+        if (CString const path = BodyPath(GetStringElement(element_name, record)); !path.IsEmpty())
             platform::RemoveFile(path);
     DeleteAllString();
     return done;
@@ -162,7 +162,7 @@ int AttachWriter::InitAttachListAndData() {
 
 int AttachWriter::GetAttachDataString(CString name, CString& out) {
     std::string text;
-    const CString path = BodyPath(name);
+    CString const path = BodyPath(name);
     if (path.IsEmpty() || !platform::ReadWholeFile(path, text)) return failed;
     out = CString(text.c_str());
     return done;
@@ -170,7 +170,7 @@ int AttachWriter::GetAttachDataString(CString name, CString& out) {
 
 int AttachWriter::DecodeAttachDataToWorkDir(CString name) {
     std::string text;
-    const CString path = BodyPath(name);
+    CString const path = BodyPath(name);
     if (path.IsEmpty() || !platform::ReadWholeFile(path, text)) return failed;
     RemoveLineEnds(text);
     // A NUL would end the decoding as if the text were whole; a file that a crash left half written holds
@@ -181,15 +181,15 @@ int AttachWriter::DecodeAttachDataToWorkDir(CString name) {
         text.empty() ? 0 : base64decoding(content.data(), text.c_str(), static_cast<int>(content.size()));
     if (size < 0) return Fail(attach_file_format);
     content.resize(static_cast<std::size_t>(size));
-    const CString folder = GetFolderPathForAttachFileTemporary();
+    CString const folder = GetFolderPathForAttachFileTemporary();
     MakeDirectoryCompel(folder);
     return platform::WriteWholeFile(folder + name, content) ? done : Fail(attach_file_write_failed);
 }
 
 int AttachWriter::EncodeTempDataToDataDir(CString name, int fromRoot) {
-    const CString target = BodyPath(name);
+    CString const target = BodyPath(name);
     std::string content;
-    const CString folder =
+    CString const folder =
         fromRoot && env_ ? env_->DataPath("MAIL\\ATEMP\\") : GetFolderPathForAttachFileTemporary();
     if (!IsPlainName(name.View()) || !platform::ReadWholeFile(folder + name, content) ||
         !mime::FitsBase64Body(content.size()))
@@ -202,7 +202,7 @@ int AttachWriter::EncodeTempDataToDataDir(CString name, int fromRoot) {
 
 int AttachWriter::CheckAllFile() {
     for (int record = 0; record < GetRecordNumber(); ++record) {
-        const CString path = BodyPath(GetStringElement(element_name, record));
+        CString const path = BodyPath(GetStringElement(element_name, record));
         if (path.IsEmpty() || !platform::Stream(platform::OpenStream(path, "rb")))
             return Fail(attach_file_missing);
     }
@@ -210,7 +210,7 @@ int AttachWriter::CheckAllFile() {
 }
 
 int AttachWriter::SaveList(CString const& path, bool at_home) {
-    const environment::DataKey key =
+    environment::DataKey const key =
         version_ == version_plain ? environment::DataKey(*env_, 1, nullptr) : environment::DataKey(*env_);
     bool const saved =
         key.IsKnown() && (at_home ? SaveCSVFile(path, 0, key.Get()) : SaveCSVFileCopy(path, key.Get()));

@@ -89,7 +89,7 @@ CMailListViewer::CMailListViewer(EnvManager* env) {
 }
 
 int CMailListViewer::Init() {
-    const MailListLock lock;
+    MailListLock const lock;
     CMyDB::Init();
     SetElementNumber(column_count);
     SetElementNumber_Y2(column_count_without_honorific);
@@ -98,18 +98,18 @@ int CMailListViewer::Init() {
 }
 
 int CMailListViewer::SetEnvManager(EnvManager* env) {
-    const MailListLock lock;
+    MailListLock const lock;
     if (!env || env_) return 0;
     env_ = env;
     return ReadMailList() >= 0 ? 1 : 0;
 }
 
 int CMailListViewer::ReadMailList() {
-    const MailListLock lock;
+    MailListLock const lock;
     if (!env_) return read_no_environment;
     RemoveAll(0);
     SetDBFilePath(env_->DataPath("MAIL\\maillist.dat"));
-    const environment::DataKey key(*env_);
+    environment::DataKey const key(*env_);
     int const result = key.IsKnown() ? ReadDBFile(key.Get()) : db_bad_format;
     if (result < 0 && result != db_file_empty) return result;
     if (result != db_file_empty && GetElementNumber() != column_count) return read_wrong_width;
@@ -118,20 +118,20 @@ int CMailListViewer::ReadMailList() {
 }
 
 int CMailListViewer::WriteMailList(int compel) {
-    const MailListLock lock;
+    MailListLock const lock;
     if (!env_) return write_failed;
-    const environment::DataKey key(*env_);
+    environment::DataKey const key(*env_);
     if (!key.IsKnown()) return write_failed;
     return WriteDBFile(key.Get() ? compel : 0, key.Get()) == db_success ? ok : write_failed;
 }
 
 int CMailListViewer::WriteFromMemoryToFileAppointFileName(CString path, char const* key) {
-    const MailListLock lock;
+    MailListLock const lock;
     return WriteTo(path, key) == db_success ? ok : write_failed;
 }
 
 int CMailListViewer::GetNewMailID() {
-    const MailListLock lock;
+    MailListLock const lock;
     Sequencer sequence;
     if (!sequence.SetEnvManager(env_) || !sequence.SetSeqType(seq_mail)) return no_new_id;
     for (int tried = 0; tried < most_ids_tried; ++tried) {
@@ -164,7 +164,7 @@ unsigned long CMailListViewer::ConvertStatusStrToDword(CString const& status) {
 }
 
 int CMailListViewer::CountMail() {
-    const MailListLock lock;
+    MailListLock const lock;
     return env_ ? GetLineNumber() : no_environment;
 }
 
@@ -181,7 +181,7 @@ int CMailListViewer::CountRows(CArray<int, int>* ids, Wanted const& wanted) {
 }
 
 int CMailListViewer::CountMailByViewType(unsigned long viewMask, CArray<int, int>* ids) {
-    const MailListLock lock;
+    MailListLock const lock;
     return CountRows(ids, [&](CString const& status) {
         StatusBits const* bits = BitsOf(status);
         return bits && (bits->views & viewMask) != 0;
@@ -189,14 +189,14 @@ int CMailListViewer::CountMailByViewType(unsigned long viewMask, CArray<int, int
 }
 
 int CMailListViewer::CountMailByMailStatus(unsigned long statusMask, CArray<int, int>* ids, int invert) {
-    const MailListLock lock;
+    MailListLock const lock;
     unsigned long const wanted = invert ? ~statusMask : statusMask;
     return CountRows(ids,
                      [&](CString const& status) { return (ConvertStatusStrToDword(status) & wanted) != 0; });
 }
 
 int CMailListViewer::GetMailData(int id, COneMailData& out) {
-    const MailListLock lock;
+    MailListLock const lock;
     int const row = MailID2RowNumber(id);
     if (row == no_row) return no_such_mail;
     COleDateTime now = COleDateTime::GetCurrentTime();
@@ -222,7 +222,7 @@ int CMailListViewer::GetMailData(int id, COneMailData& out) {
 }
 
 int CMailListViewer::GetMailDataPinPoint(int id, int column, CString& out) {
-    const MailListLock lock;
+    MailListLock const lock;
     out.Empty();
     int const row = MailID2RowNumber(id);
     if (row == no_row) return no_such_mail;
@@ -232,7 +232,7 @@ int CMailListViewer::GetMailDataPinPoint(int id, int column, CString& out) {
 }
 
 int CMailListViewer::GetMailDataForReprint(int id, COneMailData& out) {
-    const MailListLock lock;
+    MailListLock const lock;
     COneMailData old;
     if (GetMailData(id, old) != ok) return no_such_mail;
     out.Init();
@@ -240,7 +240,7 @@ int CMailListViewer::GetMailDataForReprint(int id, COneMailData& out) {
     COneMailData::Copy(out, old);
     int const new_id = GetNewMailID();
     if (new_id < 0) return no_id_for_copy;
-    const COleDateTime now = COleDateTime::GetCurrentTime();
+    COleDateTime const now = COleDateTime::GetCurrentTime();
     out.SetMailID(new_id);
     out.SetStatus(letter_draft, 0);
     out.SetDate(COneMailData::date_entry, now, 0, nullptr, nullptr, nullptr);
@@ -253,7 +253,7 @@ int CMailListViewer::GetMailDataForReprint(int id, COneMailData& out) {
 }
 
 int CMailListViewer::SetMailData(COneMailData& data) {
-    const MailListLock lock;
+    MailListLock const lock;
     int const row = MailID2RowNumber(data.GetMailID());
     if (row != no_row) {
         if (SetAtLine(row, RowOf(data)) != db_success) return replace_failed;
@@ -266,7 +266,7 @@ int CMailListViewer::SetMailData(COneMailData& data) {
 }
 
 int CMailListViewer::SetMailDataPinPoint(int id, int column, CString value) {
-    const MailListLock lock;
+    MailListLock const lock;
     if (column < 0 || column >= GetElementNumber()) return bad_column;
     int const row = MailID2RowNumber(id);
     if (row == no_row) return no_such_mail;
@@ -281,29 +281,29 @@ int CMailListViewer::SetStatusOf(int id, char const* status) {
 }
 
 int CMailListViewer::DeleteMailData(int id) {
-    const MailListLock lock;
+    MailListLock const lock;
     return SetStatusOf(id, letter_deleted);
 }
 
 int CMailListViewer::UnDeleteMailData(int id) {
-    const MailListLock lock;
+    MailListLock const lock;
     return SetStatusOf(id, letter_draft);
 }
 
 int CMailListViewer::FindMailData(int id) {
-    const MailListLock lock;
+    MailListLock const lock;
     return MailID2RowNumber(id) == no_row ? mail_not_found : mail_found;
 }
 
 int CMailListViewer::RemoveMailData(int id) {
-    const MailListLock lock;
+    MailListLock const lock;
     int const row = MailID2RowNumber(id);
     if (row == no_row) return no_such_mail;
     return RemoveLine(row) == db_success ? ok : store_failed;
 }
 
 int CMailListViewer::Update4AddHtmlMailAbility() {
-    const MailListLock lock;
+    MailListLock const lock;
     for (int row = 0; row < GetLineNumber(); ++row) {
         CString flag = GetAtElement(row, column_special_flag);
         int const id = std::atoi(Row(row)[column_id]);

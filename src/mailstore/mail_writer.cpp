@@ -30,7 +30,7 @@ int MailWriter::SetEnvManager(EnvManager* env) {
 }
 
 CString MailWriter::MakeFileName(int id) const {
-    const CString text = storage::Decimal(id);
+    CString const text = storage::Decimal(id);
     return env_->DataPath("MAIL\\" + text + "\\mail" + text + ".dat");
 }
 
@@ -52,7 +52,7 @@ int MailWriter::SetMailFromFile(int id, int useKey, char const* key) {
     if (is_new_) return FillUp();
 
     path_ = MakeFileName(id);
-    const environment::DataKey used(*env_, useKey, key);
+    environment::DataKey const used(*env_, useKey, key);
     int const result = used.IsKnown() ? LoadCSVFile(path_, used.Get()) : load_wrong_width;
     bool const nothing = result == load_missing || result == load_empty;
     if (!nothing && (result != load_ok || GetElementNumber() != element_count)) {
@@ -102,7 +102,7 @@ int MailWriter::SetNewMailID(int id) {
 int MailWriter::WriteMailAllTypeToFile() {
     if (mail_id_ == new_mail) return Fail(mail_body_bad_mail_id_set);
     if (!env_) return Fail(mail_body_file_write_failed);
-    const environment::DataKey key(*env_);
+    environment::DataKey const key(*env_);
     if (!key.IsKnown() || !SaveCSVFile(path_, 0, key.Get())) return Fail(mail_body_file_write_failed);
     return done;
 }

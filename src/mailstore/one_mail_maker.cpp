@@ -138,7 +138,7 @@ int OneMailMaker::SetOneMailData(OneMail& mail, char kind, int format) {
     if (int const result = CheckBinding(); result != ok) return result;
     COneMailData row;
     if (int const result = FillRow(mail, kind, row); result != ok) return result;
-    const CString folder = env_->DataPath("MAIL\\" + storage::Decimal(mail_id_));
+    CString const folder = env_->DataPath("MAIL\\" + storage::Decimal(mail_id_));
     if (CheckDirectory(folder) != directory_exists && !platform::MakeDirectory(folder))
         return Fail(mail_make_directory_failed, directory_failed);
     if (int const result = StoreRow(row); result != ok) return result;
@@ -163,7 +163,7 @@ int OneMailMaker::SetOneMailData(CString addressName, COleDateTime reserve, CArr
 
 // The row of the mail; a new mail gets its ID here.
 int OneMailMaker::FillRow(OneMail const& mail, char kind, COneMailData& row) {
-    const COleDateTime now = COleDateTime::GetCurrentTime();
+    COleDateTime const now = COleDateTime::GetCurrentTime();
     auto const set_date = [&](COneMailData::DateField field, COleDateTime const& date) {
         row.SetDate(field, date, 0, nullptr, nullptr, nullptr);
     };
@@ -235,7 +235,7 @@ int OneMailMaker::WriteAttachments(Attachments const& list) {
 int OneMailMaker::ReadAttachments(Attachments& list) {
     if (!attachments_.LoadAttachList(nullptr)) return Fail(mail_make_attachment_list_read_failed, failed);
     for (int record = 0; record < attachments_.GetFileNum(); ++record) {
-        const CString name = attachments_.GetAttachListElement(record, AttachWriter::element_name);
+        CString const name = attachments_.GetAttachListElement(record, AttachWriter::element_name);
         if (attachments_.DecodeAttachDataToWorkDir(name))
             list.Add({name, attachments_.GetAttachListElement(record, AttachWriter::element_info)});
     }

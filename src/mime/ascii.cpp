@@ -38,12 +38,12 @@ std::size_t FindParameter(std::string_view params, std::string_view name) noexce
 
 std::optional<std::string_view> ParameterIn(std::string_view params, std::string_view name,
                                             ParameterForm const& form) noexcept {
-    const std::size_t at = FindParameter(params, name);
+    std::size_t const at = FindParameter(params, name);
     if (at == std::string_view::npos) return {};
     std::string_view value = params.substr(at);
     if (value.starts_with('"')) {
         value.remove_prefix(1);
-        const std::size_t close = value.find('"');
+        std::size_t const close = value.find('"');
         if (close == value.npos && form.needs_closing_quote) return {};
         value = value.substr(0, close);
     } else {

@@ -18,7 +18,7 @@ thread_local Random random_state;
 }  // namespace
 
 CString NewBoundary(char const* front, char const* back) {
-    const platform::Instant now = platform::Now();
+    platform::Instant const now = platform::Now();
     Random& random = random_state;
     if (random.seeded.seconds != now.seconds || random.seeded.milliseconds != now.milliseconds) {
         random.seeded = now;
@@ -29,7 +29,7 @@ CString NewBoundary(char const* front, char const* back) {
                           static_cast<char>(random.numbers() | 1U), '\0'};
     char marks[2 * sizeof drawn + 1] = {};
     abnbase64encoding(marks, drawn);
-    const platform::CalendarTime local = platform::LocalTime(now.seconds);
+    platform::CalendarTime const local = platform::LocalTime(now.seconds);
     CString boundary;
     boundary.Format("%s%04d%02d%02d%02d%02d%02d%03d_%s%s", front, local.year, local.month, local.day,
                     local.hour, local.minute, local.second, now.milliseconds, marks, back);

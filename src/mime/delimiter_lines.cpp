@@ -13,8 +13,8 @@ constexpr std::string_view dashes = "--";
 
 DelimiterLines::DelimiterLines(std::string_view text) : text_(text) {
     for (std::size_t at = 0; at < text.size();) {
-        const std::size_t end = std::min(text.find(line_end, at), text.size());
-        const std::string_view line = text.substr(at, end - at);
+        std::size_t const end = std::min(text.find(line_end, at), text.size());
+        std::string_view const line = text.substr(at, end - at);
         if (line.starts_with(dashes)) lines_.push_back(line);
         at = end + line_end.size();
     }
@@ -27,7 +27,7 @@ std::size_t DelimiterLines::FirstFrom(std::string_view prefix) const {
 }
 
 DelimiterLines::Delimiters const& DelimiterLines::Of(std::string_view boundary) {
-    const std::string open = std::string(dashes) + std::string(boundary), close = open + std::string(dashes);
+    std::string const open = std::string(dashes) + std::string(boundary), close = open + std::string(dashes);
     auto const [place, is_new] = known_.try_emplace(open);
     Delimiters& found = place->second;
     if (!is_new) return found;
@@ -47,8 +47,8 @@ DelimiterLines::Delimiters const& DelimiterLines::Of(std::string_view boundary) 
 // end is used.
 bool DivideParts(DelimiterLines::Delimiters const& delimiters, std::string_view text, std::string_view body,
                  std::size_t boundary_size, std::vector<std::string_view>& parts) {
-    const std::size_t begin = static_cast<std::size_t>(body.data() - text.data()), end = begin + body.size();
-    const std::size_t open_size = dashes.size() + boundary_size, close_size = open_size + dashes.size();
+    std::size_t const begin = static_cast<std::size_t>(body.data() - text.data()), end = begin + body.size();
+    std::size_t const open_size = dashes.size() + boundary_size, close_size = open_size + dashes.size();
     auto const next = [&](std::vector<std::size_t> const& lines, std::size_t from, std::size_t size) {
         auto const found = std::lower_bound(lines.begin(), lines.end(), from);
         return found != lines.end() && *found + size <= end ? *found : std::string_view::npos;
@@ -58,14 +58,14 @@ bool DivideParts(DelimiterLines::Delimiters const& delimiters, std::string_view 
     };
     auto const close_from = [&](std::size_t from) { return next(delimiters.close, from, close_size); };
 
-    const std::size_t first_close = close_from(begin);
+    std::size_t const first_close = close_from(begin);
     std::size_t open = open_from(begin);
     if (first_close == std::string_view::npos || open == std::string_view::npos) return false;
     for (;;) {
-        const std::size_t start = open + open_size + line_end.size();
-        const std::size_t another = open_from(start + line_end.size());
+        std::size_t const start = open + open_size + line_end.size();
+        std::size_t const another = open_from(start + line_end.size());
         bool const more = another != std::string_view::npos && another <= first_close;
-        const std::size_t stop = more ? another : close_from(start + line_end.size());
+        std::size_t const stop = more ? another : close_from(start + line_end.size());
         if (stop == std::string_view::npos) return false;
         parts.push_back(text.substr(start, stop - line_end.size() - start));
         if (!more) return true;

@@ -66,12 +66,12 @@ struct Word {
 Word FindWord(std::string_view in, Name const& tag, std::size_t from) {
     constexpr Word none{};
     constexpr std::size_t encoding_size = 2;
-    const std::size_t start = tag.FindIn(in, from);
+    std::size_t const start = tag.FindIn(in, from);
     if (start == in.npos || in.size() - start < tag.text.size() + encoding_size) return none;
-    const std::size_t behind_tag = start + tag.text.size(), text_start = behind_tag + encoding_size;
+    std::size_t const behind_tag = start + tag.text.size(), text_start = behind_tag + encoding_size;
     char const encoding = mime::LowerCase(in[behind_tag]);
     if ((encoding != 'b' && encoding != 'q') || in[behind_tag + 1] != '?') return none;
-    const std::size_t text_end = in.find(word_end, text_start);
+    std::size_t const text_end = in.find(word_end, text_start);
     if (text_end == in.npos) return none;
     return {start, text_end + word_end.size(), encoding, in.substr(text_start, text_end - text_start)};
 }
@@ -89,7 +89,7 @@ Text DecodeWords(std::string_view in, Name const& tag) {
     char* out = decoded.get();
     std::size_t done = 0;
     for (;;) {
-        const Word word = FindWord(in, tag, done);
+        Word const word = FindWord(in, tag, done);
         if (word.encoding == 0) break;
         out = Put(in.substr(done, word.start - done), out);
         out = DecodeWord(word, out);
@@ -136,8 +136,8 @@ void base64encoding(char* out, char const* in) {
             rest.remove_prefix(to_ascii.size());
             continue;
         }
-        const std::size_t closing = rest.find(to_ascii);
-        const std::string_view run =
+        std::size_t const closing = rest.find(to_ascii);
+        std::string_view const run =
             rest.substr(0, closing == rest.npos ? closing : closing + to_ascii.size());
         out = Put(word_start, out);
         out += platform::Base64Encode(reinterpret_cast<unsigned char const*>(run.data()), run.size(), out);
@@ -150,13 +150,13 @@ void base64encoding(char* out, char const* in) {
 
 CString EncodeFileName(char const* name) {
     constexpr int keep_half_width_kana = 0, columns_per_word = 30;
-    const std::string_view text = ViewOf(name);
+    std::string_view const text = ViewOf(name);
     bool const ascii =
         std::none_of(text.begin(), text.end(), [](char c) { return static_cast<unsigned char>(c) > 127; });
     if (ascii) return CString(text);
-    const Text in_jis = std::make_unique_for_overwrite<char[]>(SizeOfSjToJis7ForHeader(text.size()));
+    Text const in_jis = std::make_unique_for_overwrite<char[]>(SizeOfSjToJis7ForHeader(text.size()));
     sjtojis7_for_header(in_jis.get(), name, keep_half_width_kana, columns_per_word);
-    const Text words = std::make_unique_for_overwrite<char[]>(mime::JisWordsRoom(std::strlen(in_jis.get())));
+    Text const words = std::make_unique_for_overwrite<char[]>(mime::JisWordsRoom(std::strlen(in_jis.get())));
     base64encoding(words.get(), in_jis.get());
     return CString(words.get());
 }
@@ -169,7 +169,7 @@ void MIMEBase64DecodeForJIS(char** out, char const* in) { MIMEDecodeVersion2(out
 
 void MIMEDecodeVersion2(char** out, char const* in, int mode) {
     if (!out) return;
-    const std::string_view text = ViewOf(in);
+    std::string_view const text = ViewOf(in);
     switch (mode) {
         case ENCODED_WORD_JIS: *out = ConvertJis(DecodeWords(text, jis_tag).get()).release(); break;
         case ENCODED_WORD_SHIFT_JIS: *out = DecodeWords(text, shift_jis_tag).release(); break;
@@ -180,7 +180,7 @@ void MIMEDecodeVersion2(char** out, char const* in, int mode) {
 
 int DecodeMimeHeaderParam(CString const& in, CString& out) {
     constexpr Name jis{"iso-2022-jp"}, shift_jis{"shift_jis", true}, utf8{"utf-8"};
-    const std::string_view text = in.View();
+    std::string_view const text = in.View();
     if (jis.FindIn(text) != text.npos)
         out = ConvertJis(DecodeWords(text, jis_tag).get()).get();
     else if (shift_jis.FindIn(text) != text.npos)

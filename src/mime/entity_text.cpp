@@ -9,7 +9,7 @@
 namespace mime {
 
 EntityText TextOfEntity(MimeFormatStruct const& leaf, std::string_view charset) {
-    const std::string bytes =
+    std::string const bytes =
         DecodedBody(leaf.m_strBody, BodyEncodingIn(leaf.m_strContentTransferEncoding.View()));
     EntityText result{CString(bytes.c_str())};
     KCodeC code;

@@ -46,7 +46,7 @@ Piece NextPiece(char const* place, std::string_view character_set) {
     constexpr Piece end{0, {}};
     if (*place == '\0') return end;
     if (*place == escape_byte) {
-        const std::string_view other = CharacterSetOf(place);
+        std::string_view const other = CharacterSetOf(place);
         return other.empty() ? end : Piece{escape_size, other};
     }
     if (character_set[1] != '$') return {1, character_set};
@@ -65,10 +65,10 @@ struct Chunk {
 // bytes behind the groups ends with this word; one that just fills the tail is followed by a word with no
 // characters.
 Chunk TakeChunk(char const* run, std::string_view character_set, std::size_t groups) {
-    const std::size_t limit = 3 * groups + 3;
+    std::size_t const limit = 3 * groups + 3;
     for (std::size_t size = 0;;) {
         if (size == limit) return {size, character_set, false};
-        const Piece piece = NextPiece(run + size, character_set);
+        Piece const piece = NextPiece(run + size, character_set);
         if (piece.size == 0) return {size, character_set, true};
         if (size + piece.size > limit) return {size, character_set, false};
         size += piece.size;
@@ -87,7 +87,7 @@ class HeaderLines {
     // Appends the pending ASCII run to the current line or, if it does not fit and has something in front, to
     // the next.
     void EndPlain() {
-        const std::string_view plain(out_ + plain_, used_ - plain_);
+        std::string_view const plain(out_ + plain_, used_ - plain_);
         bool const too_long = plain_ - line_ + plain.size() > mime::header_line_limit;
         if (plain_ > 0 && too_long) {
             std::memmove(out_ + plain_ + fold.size(), plain.data(), plain.size());
@@ -106,9 +106,9 @@ class HeaderLines {
         FindLineStart();
         for (bool ended = false; !ended;) {
             if (used_ - line_ + word_room > mime::header_line_limit) Fold();
-            const std::size_t room = mime::header_line_limit - (used_ - line_) - word_start.size();
-            const std::size_t groups = (room - tail_size) / 4 - 1;  // without that of the escape
-            const Chunk chunk = TakeChunk(run, character_set, groups);
+            std::size_t const room = mime::header_line_limit - (used_ - line_) - word_start.size();
+            std::size_t const groups = (room - tail_size) / 4 - 1;  // without that of the escape
+            Chunk const chunk = TakeChunk(run, character_set, groups);
             AddWord(escape, {run, chunk.size});
             run += chunk.size;
             escape = character_set = chunk.character_set;
@@ -137,8 +137,8 @@ class HeaderLines {
 
     // An ASCII run may contain folds.
     void FindLineStart() {
-        const std::string_view last(out_ + line_, used_ - line_);
-        const std::size_t own_fold = last.rfind("\n\t");
+        std::string_view const last(out_ + line_, used_ - line_);
+        std::size_t const own_fold = last.rfind("\n\t");
         if (own_fold != last.npos) line_ += own_fold + 1;
     }
 

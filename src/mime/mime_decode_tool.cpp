@@ -42,8 +42,8 @@ struct Message {
 
 // `text` has line ends CR LF.
 Message Divide(std::string_view text) {
-    const std::size_t first = text.find(line_end);
-    const std::size_t empty = text.find(empty_line);
+    std::size_t const first = text.find(line_end);
+    std::size_t const empty = text.find(empty_line);
     if (first == npos || empty == npos) return {{}, text};
     if (first == 0) return {{}, text.substr(line_end.size())};
     return {text.substr(0, empty + line_end.size()), text.substr(empty + empty_line.size())};
@@ -54,7 +54,7 @@ bool Unfold(std::string_view header, std::string& unfolded) {
     bool whole = true;
     unfolded.reserve(header.size());
     for (std::size_t at = 0; at < header.size();) {
-        const std::size_t end = LineEndFrom(header, at);
+        std::size_t const end = LineEndFrom(header, at);
         unfolded.append(header.substr(at, end - at));
         if (end == header.size()) break;
         bool const pair = header.substr(end, line_end.size()) == line_end;
@@ -72,11 +72,11 @@ bool TakeHeaders(std::string_view header, MimeDecodeTool::Headers& headers) {
     headers.RemoveAll();
     std::string unfolded;
     bool whole = Unfold(header, unfolded);
-    const std::string_view text = unfolded;
+    std::string_view const text = unfolded;
     std::size_t end;
     for (std::size_t at = 0; (end = text.find(line_end, at)) != npos; at = end + line_end.size()) {
-        const std::string_view line = text.substr(at, end - at);
-        const std::size_t colon = line.find(':');
+        std::string_view const line = text.substr(at, end - at);
+        std::size_t const colon = line.find(':');
         whole = whole && colon != npos;
         headers.Add(
             {CString(line.substr(0, colon)), colon == npos ? CString() : CString(line.substr(colon + 1))});
@@ -99,11 +99,11 @@ void TakeFirst(MimeFormatStruct const& entity, char const* header_name, CString&
 }
 
 bool TakeBoundary(std::string_view params, std::string_view& boundary) {
-    const std::size_t at = mime::FindParameter(params, boundary_parameter);
+    std::size_t const at = mime::FindParameter(params, boundary_parameter);
     if (at == npos) return false;
     boundary = params.substr(at);
     if (boundary.starts_with('"')) {
-        const std::size_t close = boundary.find('"', 1);
+        std::size_t const close = boundary.find('"', 1);
         if (close == npos) return false;
         boundary = boundary.substr(1, close - 1);
     } else {
@@ -118,10 +118,10 @@ struct ContentType {
 };
 
 ContentType Divided(std::string_view value) {
-    const std::size_t slash = value.find('/');
+    std::size_t const slash = value.find('/');
     if (slash == npos) return {value, {}, {}};
-    const std::string_view rest = value.substr(slash + 1);
-    const std::size_t end = std::min(rest.find(';'), rest.size());
+    std::string_view const rest = value.substr(slash + 1);
+    std::size_t const end = std::min(rest.find(';'), rest.size());
     return {value.substr(0, slash), rest.substr(0, end), rest.substr(end)};
 }
 
@@ -133,7 +133,7 @@ class Decoding {
     bool Run(MimeFormatStruct& out) {
         waiting_.push_back({text_, &out});
         while (!waiting_.empty()) {
-            const Waiting next = waiting_.back();
+            Waiting const next = waiting_.back();
             waiting_.pop_back();
             Decode(next.text, *next.entity);
         }
@@ -147,7 +147,7 @@ class Decoding {
     };
 
     void Decode(std::string_view text, MimeFormatStruct& entity) {
-        const Message message = Divide(text);
+        Message const message = Divide(text);
         Require(TakeHeaders(message.header, entity.m_aHeader));
         TakeFirst(entity, "content-disposition", entity.m_strContentDispositionName,
                   entity.m_strContentDisposition);
@@ -156,7 +156,7 @@ class Decoding {
         TakeFirst(entity, "content-type", entity.m_strContentTypeName, entity.m_strContentType);
         if (MimeHeaderStruct const* version = FirstNamed(entity, "mime-version"))
             entity.m_dMimeVersion = static_cast<double>(std::atol(version->m_strValue));
-        const ContentType type = Divided(entity.m_strContentType.View());
+        ContentType const type = Divided(entity.m_strContentType.View());
         if (ContainsNoCase(type.type, "multipart"))
             DecodeParts(message.body, type.params, entity);
         else if (ContainsNoCase(type.type, "message") && ContainsNoCase(type.subtype, "rfc822"))
@@ -198,7 +198,7 @@ class Decoding {
 int MimeDecodeTool::MimeDecode(CString text, MimeFormatStruct& out) {
     out.Init();
     if (HasOnlyCrLf(text.View())) return Decoding(text.View()).Run(out) ? 1 : 0;
-    const CString normal = CrLfConverter(text);
+    CString const normal = CrLfConverter(text);
     return Decoding(normal.View()).Run(out) ? 1 : 0;
 }
 
@@ -210,7 +210,7 @@ void MimeDecodeTool::GetHeaderInfo(CString name, Headers& found, MimeFormatStruc
 }
 
 void MimeDecodeTool::SplitContentType(CString value, CString& type, CString& subtype, CString& params) {
-    const ContentType divided = Divided(value.View());
+    ContentType const divided = Divided(value.View());
     type = CString(divided.type);
     subtype = CString(divided.subtype);
     params = CString(divided.params);
@@ -218,8 +218,8 @@ void MimeDecodeTool::SplitContentType(CString value, CString& type, CString& sub
 
 char* MimeDecodeTool::stristr(char const* text, char const* what) {
     if (!IsStrAscii(what)) return xcstristr(text, what);
-    const std::string_view searched = text ? text : "", wanted = what ? what : "";
-    const std::size_t at = FindNoCase(searched, wanted);
+    std::string_view const searched = text ? text : "", wanted = what ? what : "";
+    std::size_t const at = FindNoCase(searched, wanted);
     return at == npos || !text ? nullptr : const_cast<char*>(text) + at;
 }
 
@@ -228,8 +228,8 @@ void MimeDecodeTool::CopyMimeFormatStruct(MimeFormatStruct& dst, MimeFormatStruc
 }
 
 void MimeDecodeTool::SplitHeaderBody(CString text, CString& header, CString& body) {
-    const CString normal = CrLfConverter(text);
-    const Message message = Divide(normal.View());
+    CString const normal = CrLfConverter(text);
+    Message const message = Divide(normal.View());
     header = CString(message.header);
     body = CString(message.body);
 }
@@ -241,7 +241,7 @@ int MimeDecodeTool::SplitMailHeader(CString header, Headers& headers) {
 }
 
 int MimeDecodeTool::SplitMailBody(CString body, CArray<CString, CString>& parts, CString boundary) {
-    const std::string_view text = body.View();
+    std::string_view const text = body.View();
     mime::DelimiterLines lines(text);
     std::vector<std::string_view> found;
     bool const whole = DivideParts(lines.Of(boundary.View()), text, text, boundary.View().size(), found);

@@ -33,7 +33,7 @@ CString Text(std::string_view text) { return CString(text); }
 bool DecodeBase64(CString const& body, std::string& out) {
     std::string text(static_cast<std::size_t>(body.GetLength()) + 1, '\0');
     DeleteBlankAndBreakLine(body, text.data());
-    const std::size_t length = std::strlen(text.data());
+    std::size_t const length = std::strlen(text.data());
     unsigned long whole_size = 0;
     if (!GetSizeAfterBase64Decoding(whole_size, text.data(), length)) return false;
     out.resize(length + 1);
@@ -44,7 +44,7 @@ bool DecodeBase64(CString const& body, std::string& out) {
 }
 
 bool DecodeQuoted(CString const& body, std::string& out) {
-    const CString text = Text(Trimmed(body.View()));
+    CString const text = Text(Trimmed(body.View()));
     unsigned long size = 0;
     if (!GetSizeAfterQuotedPrintableDecoding(text, size)) return false;
     out.resize(static_cast<std::size_t>(text.GetLength()) + 1);
@@ -58,10 +58,10 @@ bool ParameterValue(std::string_view rest, std::string_view& value) {
     value = rest;
     if (rest.size() < 2) return true;
     if (rest[0] == '"') {
-        const std::size_t close = rest.find('"', 1);
+        std::size_t const close = rest.find('"', 1);
         if (close == npos) return false;
         value = rest.substr(1, close - 1);
-    } else if (const std::size_t end = rest.find(';'); end != npos && end > 0) {
+    } else if (std::size_t const end = rest.find(';'); end != npos && end > 0) {
         value = mime::TrimmedRight(rest.substr(0, end));
     }
     return true;
@@ -213,16 +213,16 @@ int MimeFormatStruct::GetSizeAfterDecode(unsigned long& size) const {
 }
 
 int MimeFormatStruct::GetContentType(CString& out) const {
-    const std::string value = Lowered(m_strContentType.View());
-    const std::size_t end = value.find(';');
+    std::string const value = Lowered(m_strContentType.View());
+    std::size_t const end = value.find(';');
     if (end == npos) return 0;
     out = Text(Trimmed(std::string_view(value).substr(0, end)));
     return 1;
 }
 
 int MimeFormatStruct::GetCharset(CString& out) const {
-    const std::string value = Lowered(m_strContentType.View());
-    const std::size_t at = FindParameter(value, charset_parameter);
+    std::string const value = Lowered(m_strContentType.View());
+    std::size_t const at = FindParameter(value, charset_parameter);
     if (at == npos) return 0;
     std::string_view rest = mime::TrimmedLeft(std::string_view(value).substr(at));
     while (rest.starts_with('"')) rest.remove_prefix(1);
@@ -289,24 +289,24 @@ int MimeFormatStruct::SetContentId(char const* s) {
 }
 
 int MimeFormatStruct::GetNameParamFromContentType(CString& out) const {
-    const std::string_view value = m_strContentType.View();
-    const std::size_t at = FindParameter(value, name_parameter);
+    std::string_view const value = m_strContentType.View();
+    std::size_t const at = FindParameter(value, name_parameter);
     if (at == npos) return 0;
-    const std::string_view rest = Trimmed(value.substr(at));
+    std::string_view const rest = Trimmed(value.substr(at));
     std::string_view name;
     if (rest.empty() || !ParameterValue(rest, name)) return 0;
     return DecodeMimeHeaderParam(Text(name), out);
 }
 
 int MimeFormatStruct::SetNameParamToContentType(CString const& name) {
-    const std::string_view value = m_strContentType.View();
+    std::string_view const value = m_strContentType.View();
     std::string head, tail = "\"";
-    if (const std::size_t at = FindParameter(value, name_parameter); at != npos) {
+    if (std::size_t const at = FindParameter(value, name_parameter); at != npos) {
         head = std::string(value.substr(0, at)) + "\"";
-        const std::string_view rest = value.substr(at);
+        std::string_view const rest = value.substr(at);
         if (rest.size() >= 2 && rest[0] == '"') {
-            if (const std::size_t close = rest.find('"', 1); close != npos) tail = rest.substr(close);
-        } else if (const std::size_t end = rest.find(';'); rest.size() >= 2 && end != npos && end > 0) {
+            if (std::size_t const close = rest.find('"', 1); close != npos) tail = rest.substr(close);
+        } else if (std::size_t const end = rest.find(';'); rest.size() >= 2 && end != npos && end > 0) {
             tail = "\" " + std::string(rest.substr(end));
         }
     } else {
@@ -322,13 +322,13 @@ int MimeFormatStruct::SetNameParamToContentType(CString const& name) {
 }
 
 CString MimeFormatStruct::GetStringInDblQuote(CString& s) {
-    const std::string_view text = s.View();
-    const std::size_t first = text.find('"'), last = text.rfind('"');
+    std::string_view const text = s.View();
+    std::size_t const first = text.find('"'), last = text.rfind('"');
     return first == npos || first == last ? CString() : Text(text.substr(first + 1, last - first - 1));
 }
 
 CString MimeFormatStruct::GetMIMENormalAttachName() {
-    const CString quoted = GetStringInDblQuote(m_strContentDisposition);
+    CString const quoted = GetStringInDblQuote(m_strContentDisposition);
     CString name;
     if (!quoted.IsEmpty()) DecodeMimeHeaderParam(quoted, name);
     return name;

@@ -51,7 +51,7 @@ constexpr DigitPlaces digit_places = [] {
 std::size_t QuotedPrintableRoom(std::string_view in) noexcept {
     std::size_t characters = in.size();
     for (char const byte : in) characters += IsPlain(static_cast<unsigned char>(byte)) ? 0 : 2;
-    const std::size_t most_breaks = characters / (quoted_line_limit - 2);
+    std::size_t const most_breaks = characters / (quoted_line_limit - 2);
     return characters + most_breaks * soft_break.size() + sizeof(QuotedForm::characters);
 }
 
@@ -106,7 +106,7 @@ bool DecodeQuotedPairs(QuotedText& text) noexcept {
 }
 
 void AppendQuotedPrintable(CString& out, std::string_view text) {
-    const std::size_t before = out.View().size(), room = before + QuotedPrintableRoom(text);
+    std::size_t const before = out.View().size(), room = before + QuotedPrintableRoom(text);
     if (room > INT_MAX) throw std::bad_alloc();
     char* const place = out.GetBuffer(static_cast<int>(room)) + before;
     out.ReleaseBuffer(static_cast<int>(before + EncodeQuotedPrintable(text, place)));

@@ -62,7 +62,7 @@ bool FitsBase64Body(std::size_t size) noexcept {
 }  // namespace mime
 
 long normal_base64decoding(char* out, char const* in) {
-    const std::size_t written = platform::DecodeBase64(ViewOf(in), out);
+    std::size_t const written = platform::DecodeBase64(ViewOf(in), out);
     out[written] = '\0';
     return static_cast<long>(written);
 }
@@ -78,13 +78,13 @@ void base64encoding(unsigned char* out, unsigned char const* in, int len, int li
     // Whole groups go through a small buffer, since a line may end inside a group.
     constexpr std::size_t block = 3 * 1024;
     char characters[platform::Base64EncodedSize(block)];
-    const std::size_t line = static_cast<std::size_t>(lineLen);
+    std::size_t const line = static_cast<std::size_t>(lineLen);
     std::size_t column = 0;
     while (left > 0) {
-        const std::size_t taken = std::min(left, block);
-        const std::size_t count = platform::Base64Encode(in, taken, characters);
+        std::size_t const taken = std::min(left, block);
+        std::size_t const count = platform::Base64Encode(in, taken, characters);
         for (std::size_t done = 0; done < count;) {
-            const std::size_t piece = std::min(count - done, line - column);
+            std::size_t const piece = std::min(count - done, line - column);
             std::memcpy(place, characters + done, piece);
             place += piece;
             done += piece;
@@ -111,14 +111,14 @@ int GetSizeAfterBase64Decoding(unsigned long& size, char const* in, unsigned lon
         return 1;
     }
     if (len % 4 != 0 || !in) return 0;
-    const std::size_t pads = in[len - 1] != '=' ? 0 : in[len - 2] != '=' ? 1 : 2;
+    std::size_t const pads = in[len - 1] != '=' ? 0 : in[len - 2] != '=' ? 1 : 2;
     size = len / 4 * 3 - pads;
     return 1;
 }
 
 void DecodeMailBody(char const* in, int mode, char const* out, int& outLen) {
     char* const target = const_cast<char*>(out);
-    const std::string_view text = ViewOf(in);
+    std::string_view const text = ViewOf(in);
     std::size_t length = text.size();
     if (mode == MAIL_BODY_BASE64) {
         length = platform::DecodeBase64Body(text, target);
@@ -149,8 +149,8 @@ std::string DecodedBody(char const* body, int mode) {
 }  // namespace mime
 
 int GetSizeAfterQuotedPrintableDecoding(char const* in, unsigned long& size) {
-    const std::string_view text = ViewOf(in);
-    const std::string_view tail = text.substr(text.size() - std::min<std::size_t>(text.size(), 2));
+    std::string_view const text = ViewOf(in);
+    std::string_view const tail = text.substr(text.size() - std::min<std::size_t>(text.size(), 2));
     if (tail.find('=') != tail.npos) return 0;
     unsigned long count = 0;
     for (std::size_t place = 0; place < text.size(); ++count) place += text[place] == '=' ? 3 : 1;
@@ -159,7 +159,7 @@ int GetSizeAfterQuotedPrintableDecoding(char const* in, unsigned long& size) {
 }
 
 int QuotedPrintableDecoding(char const* in, char* out) {
-    const std::string_view view = ViewOf(in);
+    std::string_view const view = ViewOf(in);
     mime::QuotedText text{view.data(), view.data() + view.size(), out};
     return mime::DecodeQuotedPairs(text) ? 1 : 0;
 }

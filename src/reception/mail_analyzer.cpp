@@ -26,7 +26,7 @@ constexpr std::string_view daemons[] = {"MAILER-DAEMON", "Postmaster",   "Mail.D
                                         "smtp-admin",    "post-master@", "Mailer-Agent@",
                                         "smtp-master",   "sysop@",       "uxgw@"};
 // The words of their subjects; all of a group must occur.
-const std::vector<std::string_view> subjects_of_bounces[] = {
+std::vector<std::string_view> const subjects_of_bounces[] = {
     {"User", "unknown"},   {"Host", "unknown"},  {"Service", "unavailable"},
     {"failure", "notice"}, {"Returned", "mail"}, {"Mail", "could", "not", "be", "delivered"}};
 // The texts behind which the returned mail follows in a bounce without parts.
@@ -153,7 +153,7 @@ int MailAnalyzer::CheckMDNsMail() const {
 }
 
 int MailAnalyzer::CheckRefuseMail() const {
-    const CString line(FirstLine(body_));
+    CString const line(FirstLine(body_));
     return ContainsNoCase(line.View(), refuse_tag) || (refuse_by_keyword_ && xcstristr(line, keyword_));
 }
 
@@ -166,7 +166,7 @@ int MailAnalyzer::CheckRegisterMail() {
 }
 
 int MailAnalyzer::CheckErrorMail() const {
-    const std::string_view from = from_address_.View(), subject = subject_.View();
+    std::string_view const from = from_address_.View(), subject = subject_.View();
     return std::any_of(
                std::begin(daemons), std::end(daemons),
                [&](std::string_view name) { return mime::EqualNoCase(from.substr(0, name.size()), name); }) ||
@@ -204,7 +204,7 @@ CString MailAnalyzer::OriginalOfBounce() {
     CString id;
     Headers lines;
     for (MimeFormatStruct const& child : mail_.m_aChild) {
-        const Type type = TypeOf(child);
+        Type const type = TypeOf(child);
         if (Is(type, "message", "rfc822") && !child.m_aChild.IsEmpty())
             if (CString const* value = HeaderOf(child.m_aChild[0], "message-id"))
                 reception::TakeMessageID(value->View(), id);
@@ -215,13 +215,13 @@ CString MailAnalyzer::OriginalOfBounce() {
         if (!id.IsEmpty()) return id;
     }
     if (!mail_.m_aChild.IsEmpty()) return id;
-    const std::string_view body = body_.View();
+    std::string_view const body = body_.View();
     for (std::string_view const mark : copy_marks) {
-        const std::size_t at = body.find(mark);
+        std::size_t const at = body.find(mark);
         if (at == npos) continue;
         std::string_view copy = body.substr(at + mark.size());
         copy.remove_prefix(std::min(copy.find_first_not_of(line_ends), copy.size()));
-        const std::size_t end = copy.find("\r\n\r\n");
+        std::size_t const end = copy.find("\r\n\r\n");
         SplitMailHeader(end == npos ? CString(copy) + "\r\n" : CString(copy.substr(0, end + 2)), lines);
         reception::FirstMessageID(lines, "message-id", id);
         break;
@@ -241,7 +241,7 @@ void MailAnalyzer::SetMailBodyAndAttachFileArray(MimeFormatStruct const& mail) {
 }
 
 void MailAnalyzer::TakeLeaf(MimeFormatStruct const& leaf) {
-    const Type type = TypeOf(leaf);
+    Type const type = TypeOf(leaf);
     bool const typed = HeaderOf(leaf, "content-type") != nullptr;
     if (body_found_ || (typed && !ContainsNoCase(type.type.View(), "text"))) {
         attachments_.push_back(leaf);

@@ -63,7 +63,7 @@ class DateParts {
     bool Take(std::string_view& word, std::string_view ends, std::string_view skipped) {
         at_ = std::min(text_.find_first_not_of(skipped, at_), text_.size());
         if (at_ == text_.size()) return false;
-        const std::size_t end = std::min(text_.find_first_of(ends, at_), text_.size());
+        std::size_t const end = std::min(text_.find_first_of(ends, at_), text_.size());
         word = text_.substr(at_, end - at_);
         at_ = end;
         return true;
@@ -75,7 +75,7 @@ class DateParts {
         return true;
     }
     bool ColonFollows() const {
-        const std::size_t next = text_.find_first_not_of(' ', at_);
+        std::size_t const next = text_.find_first_not_of(' ', at_);
         return next != npos && text_[next] == ':';
     }
     std::string_view Rest() const { return text_.substr(at_); }
@@ -147,7 +147,7 @@ CString const* HeaderOf(MimeFormatStruct const& mail, std::string_view name) {
 std::string WithoutComments(std::string_view value) {
     std::string kept;
     for (std::size_t at = 0; at < value.size();) {
-        const std::size_t start = at;
+        std::size_t const start = at;
         char const c = value[at];
         if (c == '(') {
             at = value.find(')', at);
@@ -167,7 +167,7 @@ std::string WithoutComments(std::string_view value) {
 bool TakeMessageID(std::string_view value, CString& id) {
     id.Empty();
     if (value.find(' ') == npos) return false;
-    const std::size_t open = value.find('<'), close = value.rfind('>');
+    std::size_t const open = value.find('<'), close = value.rfind('>');
     if (open == npos && close == npos) {
         id = CString(std::string_view(WithoutBlanks(value)));
         return true;
@@ -198,9 +198,9 @@ bool TakeReferencedID(MimeFormatStruct const& mail, CString& id) {
     CString const* value = HeaderOf(mail, "references");
     if (!value) value = HeaderOf(mail, "in-reply-to");
     if (!value) return false;
-    const std::string text = WithoutQuotedText(WithoutComments(value->View()));
-    const std::size_t close = text.rfind('>');
-    const std::size_t open = close == npos ? npos : text.rfind('<', close);
+    std::string const text = WithoutQuotedText(WithoutComments(value->View()));
+    std::size_t const close = text.rfind('>');
+    std::size_t const open = close == npos ? npos : text.rfind('<', close);
     if (open == npos) return false;
     id = CString(std::string_view(text).substr(open + 1, close - open - 1));
     return true;
@@ -211,9 +211,9 @@ bool TakeFromAddress(MimeFormatStruct const& mail, CString& address) {
     for (char const* name : {"from", "sender", "return-path"})
         if (!value) value = HeaderOf(mail, name);
     if (!value) return false;
-    const std::string text = WithoutQuotedText(WithoutComments(value->View()));
+    std::string const text = WithoutQuotedText(WithoutComments(value->View()));
     std::string_view found = text;
-    if (const std::size_t open = found.find('<'); open != npos)
+    if (std::size_t const open = found.find('<'); open != npos)
         found = found.substr(open + 1, found.substr(open + 1).find('>'));
     else
         found = found.substr(0, found.find(','));
@@ -226,14 +226,14 @@ CString SubjectOf(MimeFormatStruct const& mail) {
     if (!value) return {};
     std::string decoded(mime::DecodedWordsRoom(value->View().size()), '\0');
     MIMEbase64decoding(decoded.data(), *value);
-    const std::string_view text = decoded.c_str();
+    std::string_view const text = decoded.c_str();
     return CString(text.substr(text.starts_with(' ') ? 1 : 0));
 }
 
 CString ReportField(MimeFormatStruct const& mail, std::string_view type, std::string_view field) {
     for (MimeFormatStruct const& child : mail.m_aChild) {
         if (!mime::ContainsNoCase(child.m_strContentType.View(), type)) continue;
-        const std::string_view found = FieldIn(child.m_strBody.View(), field);
+        std::string_view const found = FieldIn(child.m_strBody.View(), field);
         if (found.data() == nullptr) continue;
         CString value(found);
         value.Replace("\r\n", "");
@@ -245,8 +245,8 @@ CString ReportField(MimeFormatStruct const& mail, std::string_view type, std::st
 bool TakeSendDate(MimeFormatStruct const& mail, COleDateTime& date) {
     CString const* value = HeaderOf(mail, "date");
     if (!value) return false;
-    const std::string text = DateText(value->View());
-    const std::size_t comma = text.find(',');
+    std::string const text = DateText(value->View());
+    std::size_t const comma = text.find(',');
     DateParts parts(std::string_view(text).substr(comma == npos ? 0 : comma + 1));
     int day = 0, year = 0, hour = 0, minute = 0, second = 0;
     std::string_view name;
@@ -257,14 +257,14 @@ bool TakeSendDate(MimeFormatStruct const& mail, COleDateTime& date) {
         !parts.TakeNumber(minute, blank_or_colon, blank_or_colon))
         return false;
     if (parts.ColonFollows() && !parts.TakeNumber(second, blank, blank_or_colon)) return false;
-    const std::string zone = WithoutBlanks(parts.Rest());
+    std::string const zone = WithoutBlanks(parts.Rest());
     COleDateTime there;
     if (zone.empty() || there.SetDateTime(year, static_cast<int>(month - std::begin(months)) + 1, day, hour,
                                           minute, second) != 0)
         return false;
     int const minutes =
         static_cast<int>(-platform::StandardTimezone() / seconds_per_minute) - ZoneMinutes(zone);
-    const COleDateTime here = there + COleDateTimeSpan(0, 0, minutes, 0);
+    COleDateTime const here = there + COleDateTimeSpan(0, 0, minutes, 0);
     if (here.GetStatus() != COleDateTime::valid) return false;
     date = here;
     return true;

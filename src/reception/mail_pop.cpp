@@ -107,7 +107,7 @@ int MailPop::Connect(char const* host, int port, int type) {
     if (connected_) return Fail(pop_already_connected);
     socket_.reset();
     if (host || port < 0 || type < 0) {
-        const CString wanted = host ? CString(host) : host_;
+        CString const wanted = host ? CString(host) : host_;
         if (!SetPopHost(wanted, port < 0 ? port_ : port, type < 0 ? type_ : type)) return 0;
     }
     if (!OpenSocket()) return 0;
@@ -177,11 +177,11 @@ bool MailPop::Refused(int code, CString reply) {
 }
 
 int MailPop::GetResponseStatus(char const* reply, CStringArray* fields) {
-    const std::string_view text = platform::ViewOf(reply);
+    std::string_view const text = platform::ViewOf(reply);
     if (fields) fields->RemoveAll();
     if (text.empty()) return 0;
     for (std::size_t at = 0; fields;) {
-        const std::size_t blank = text.find(' ', at);
+        std::size_t const blank = text.find(' ', at);
         fields->Add(CString(text.substr(at, blank - at)));
         if (blank == text.npos) break;
         at = blank + 1;
@@ -201,8 +201,8 @@ int MailPop::PopLogin(char const* user, char const* password, char const* host, 
     failure_ = {};
     if (logged_in_) return Fail(pop_already_logged_in);
     if (user || password) {
-        const CString wanted_user = user ? CString(user) : user_;
-        const CString wanted_password = password ? CString(password) : password_;
+        CString const wanted_user = user ? CString(user) : user_;
+        CString const wanted_password = password ? CString(password) : password_;
         if (!SetUserAccount(wanted_user, wanted_password)) return 0;
     }
     if (!connected_ && !Connect(host, port, type)) {

@@ -89,7 +89,7 @@ int CMyPOPS::Init() {
     set(pops_user, empty);
     set(pops_password, empty);
     set(pops_security, protocol::security_none);
-    const platform::ComponentValue protocols[] = {"SSLEnabledProtocols=255"};
+    platform::ComponentValue const protocols[] = {"SSLEnabledProtocols=255"};
     POPS_Do(m_hHandle, pops_configure, 1, protocols, nullptr);
     set(pops_server, empty);
     return set(pops_port, pop_port);
@@ -124,7 +124,7 @@ int CMyPOPS::FireError(POPSErrorEventParams* parameters) {
 }
 
 int CMyPOPS::FireMessageList(POPSMessageListEventParams* parameters) {
-    const CString unique_id = parameters->unique_id;
+    CString const unique_id = parameters->unique_id;
     CString number;
     number.Format(" (%d)", parameters->number);
     watch_->Write("受信", unique_id + number);

@@ -22,13 +22,13 @@ CStringArray FieldsOf(std::string_view line) {
 
 void TakeSizeLine(std::string_view line, PopList& list) {
     if (line.empty()) return;
-    const CStringArray fields = FieldsOf(line);
+    CStringArray const fields = FieldsOf(line);
     list.Add({std::atoi(fields.GetAt(0)), std::atoi(fields.GetAt(1)), CString()});
 }
 
 bool UniqueIdReader::Take(std::string_view line) {
     if (line.empty()) return true;
-    const CStringArray fields = FieldsOf(line);
+    CStringArray const fields = FieldsOf(line);
     if (fields.GetAt(1).View().size() > protocol::PopListing::longest_unique_id) return false;
     if (int const row = RowOf(std::atol(fields.GetAt(0)), lines_++); row != no_row)
         list_[row].Uidl = fields.GetAt(1);

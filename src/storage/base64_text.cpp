@@ -11,7 +11,7 @@ namespace {
 constexpr char word_end[] = "?=";
 
 std::size_t Encode(char* out, char const* in, char const* alphabet) {
-    const std::size_t size = in ? std::strlen(in) : 0;
+    std::size_t const size = in ? std::strlen(in) : 0;
     return platform::Base64Encode(reinterpret_cast<unsigned char const*>(in), size, out, alphabet);
 }
 
@@ -39,6 +39,6 @@ long abnbase64decoding(char* out, char const* in) {
 }
 
 void normal_base64encoding(char* out, char const* in) {
-    const std::size_t length = Encode(out, in, nullptr);
+    std::size_t const length = Encode(out, in, nullptr);
     std::memcpy(out + length, word_end, sizeof word_end);
 }

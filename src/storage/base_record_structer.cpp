@@ -37,7 +37,7 @@ class FileLock {
 CArray<int, int> NumbersOf(std::string_view list) {
     CArray<int, int> numbers;
     while (!list.empty()) {
-        const std::size_t comma = list.find(',');
+        std::size_t const comma = list.find(',');
         std::string_view piece = list.substr(0, comma);
         piece.remove_prefix(std::min(piece.find_first_not_of(" \t"), piece.size()));
         int number = -1;
@@ -146,13 +146,13 @@ int BaseRecordStructer::FullSort(CArray<int, int>& order) {
 template <class Matches>
 int BaseRecordStructer::Search(char const* text, int element, int start, int step, Matches matches) const {
     if (IsEmpty()) return search_none;
-    const std::string_view wanted = platform::ViewOf(text);
+    std::string_view const wanted = platform::ViewOf(text);
     if (wanted.empty() || element < 0 || element >= element_number_ || start < 0 || start >= GetSize() ||
         step == 0)
         return search_bad_argument;
     for (std::int64_t record = start; record >= 0 && record < GetSize(); record += step) {
         XCStringArrayEx const& row = (*this)[static_cast<int>(record)];
-        const std::string_view cell = element < row.GetSize() ? row[element].View() : std::string_view();
+        std::string_view const cell = element < row.GetSize() ? row[element].View() : std::string_view();
         if (matches(cell, wanted)) return static_cast<int>(record);
     }
     return search_none;
@@ -202,7 +202,7 @@ int BaseRecordStructer::ReadRecords(XCsvRead& reader) {
 }
 
 int BaseRecordStructer::LoadCSVFile(char const* path, char const* key) {
-    const FileLock lock(path);
+    FileLock const lock(path);
     XCsvRead reader;
     if (key) reader.SetUseKey(key);
     SetElementNumber(0);
@@ -225,7 +225,7 @@ bool BaseRecordStructer::WriteRecords(char const* path, char const* key) const {
 }
 
 int BaseRecordStructer::SaveCSVFile(char const* path, int compel, char const* key) {
-    const FileLock lock(path);
+    FileLock const lock(path);
     if (element_number_ < 1) return 0;
     if (!changed_ && !compel) return 1;
     if (!WriteRecords(path, key)) return 0;
@@ -238,6 +238,6 @@ int BaseRecordStructer::SaveCSVFileCompel(char const* path, char const* key) {
 }
 
 int BaseRecordStructer::SaveCSVFileCopy(char const* path, char const* key) const {
-    const FileLock lock(path);
+    FileLock const lock(path);
     return element_number_ >= 1 && WriteRecords(path, key);
 }

@@ -50,7 +50,7 @@ int CErrMsg::SetErrS(int code, char const* format, ...) {
 
 int CErrMsg::GetErrMsgFromDefined(int code, CString& text) {
     auto const look_up = [&text](int wanted) {
-        for (const ERRCODE_ERRMSG_STRUCT& row : itsErrCodeMsgArray) {
+        for (ERRCODE_ERRMSG_STRUCT const& row : itsErrCodeMsgArray) {
             if (row.code != wanted) continue;
             text = row.message;
             return 1;

@@ -4,7 +4,7 @@
 using enum storage::ErrorCode;
 
 // clang-format off
-const ERRCODE_ERRMSG_STRUCT CErrMsg::itsErrCodeMsgArray[slots] = {
+ERRCODE_ERRMSG_STRUCT const CErrMsg::itsErrCodeMsgArray[slots] = {
     // General
     {error_none, "正常"},
     {error_unknown_code, "エラーコードに対応付けられたメッセージが見つかりません"},

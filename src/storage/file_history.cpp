@@ -15,7 +15,7 @@ constexpr char const* no_prefix = "";
 constexpr char const* transit_prefix = "_";
 
 bool EndsInDivider(CString const& path) {
-    const std::string_view text = path.View();
+    std::string_view const text = path.View();
     return !text.empty() && text.back() == '\\' && platform::ReverseFind(text, '\\') == text.size() - 1;
 }
 
@@ -72,8 +72,8 @@ void CFileHistory::ExecuteCopy() {
 }
 
 void CFileHistory::DeleteTransitFiles() const {
-    const CString folder = EndsInDivider(directory_) ? directory_ : directory_ + "\\";
-    const CString start = transit_prefix + TitleOf(target_) + ".";
+    CString const folder = EndsInDivider(directory_) ? directory_ : directory_ + "\\";
+    CString const start = transit_prefix + TitleOf(target_) + ".";
     // The title may hold characters that are wildcards in a pattern, so it is compared here.
     CFileFind found;
     for (bool more = found.FindFile(folder + transit_prefix + "*"); more;) {

@@ -20,7 +20,7 @@ int CopyItem(char const* path, char const* item, char* out, unsigned long size) 
 }
 
 int CopyModuleItem(char const* module, char const* item, char* out, unsigned long size) {
-    const CString path = platform::ModulePath(module);
+    CString const path = platform::ModulePath(module);
     return path.IsEmpty() ? 0 : CopyItem(path, item, out, size);
 }
 

@@ -82,7 +82,7 @@ void LogWriter::SetLogTitle(CString title) { title_ = title; }
 void LogWriter::ClearLogBuffer() { buffer_.clear(); }
 
 void LogWriter::SetLogData(CString text, int with_time, int with_rule) {
-    const platform::CalendarTime now = platform::LocalTimeNow();
+    platform::CalendarTime const now = platform::LocalTimeNow();
     if (with_time) AppendTime(buffer_, now);
     buffer_ += text.View();
     if (!buffer_.ends_with(line_end)) buffer_ += line_end;
@@ -127,10 +127,10 @@ bool LogWriter::Ready(platform::CalendarTime const& now) {
 // itself.
 bool LogWriter::StillOpen() {
     if (!file_->IsOpen() || !(file_path_ == path_)) return false;
-    const std::int64_t now = platform::MonotonicMilliseconds();
+    std::int64_t const now = platform::MonotonicMilliseconds();
     if (now != path_checked_ && !file_->StillThere()) return false;
     path_checked_ = now;
-    const std::int64_t length = file_->Length();
+    std::int64_t const length = file_->Length();
     if (length != length_) file_day_ = no_day;
     length_ = length;
     return length >= 0;
@@ -138,7 +138,7 @@ bool LogWriter::StillOpen() {
 
 // The first check needs no lock: a file of today stays one.
 bool LogWriter::BeginsWith(platform::CalendarTime const& now) {
-    const std::string date = DateText(now);
+    std::string const date = DateText(now);
     std::string head;
     if (!file_->Head(date_size, head)) return false;
     return head == date || BeginAnew(date);
@@ -147,7 +147,7 @@ bool LogWriter::BeginsWith(platform::CalendarTime const& now) {
 // Empties a file of another day and writes its date line, unless another writer has done so meanwhile; that
 // writer may already be in the next day.
 bool LogWriter::BeginAnew(std::string const& date) {
-    const FileLock lock(*file_);
+    FileLock const lock(*file_);
     std::string head;
     if (!file_->Head(date_size, head)) return false;
     if (head == date || head == DateText(platform::LocalTimeNow())) return true;

@@ -30,7 +30,7 @@ class RowEstimate {
 
     void Note(Rows& rows, std::int64_t bytes_read) {
         if (rows.size() != sample || bytes_read <= 0) return;
-        const std::int64_t estimate = file_size_ / (bytes_read / static_cast<std::int64_t>(sample) + 1);
+        std::int64_t const estimate = file_size_ / (bytes_read / static_cast<std::int64_t>(sample) + 1);
         // Rows differ; a little more room is cheaper than growing.
         Reserve(rows, estimate + estimate / 16);
     }
@@ -110,7 +110,7 @@ int CMyDB::CheckPath(CString const& path) const {
 
 int CMyDB::OpenToRead(CString const& path, XCsvRead& reader) const {
     if (int const problem = CheckPath(path)) return problem;
-    const std::size_t divider = platform::ReverseFind(path.View(), '\\');
+    std::size_t const divider = platform::ReverseFind(path.View(), '\\');
     if (divider == std::string_view::npos) return db_no_directory;
     if (CheckDirectory(CString(path.View().substr(0, divider))) != directory_exists) return db_no_directory;
     if (!platform::Exists(path)) return db_file_not_found;

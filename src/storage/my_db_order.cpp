@@ -46,10 +46,10 @@ Range Part(_SORT_SET** set, Range range, bool ascending) {
 // false, with `keys` unchanged, when two are equal.
 bool SortDistinct(std::vector<_SORT_SET>& keys, bool ascending) {
     std::vector<_SORT_SET> sorted = keys;
-    std::sort(sorted.begin(), sorted.end(), [ascending](const _SORT_SET& a, const _SORT_SET& b) {
+    std::sort(sorted.begin(), sorted.end(), [ascending](_SORT_SET const& a, _SORT_SET const& b) {
         return ascending ? a.key < b.key : a.key > b.key;
     });
-    auto const equal = [](const _SORT_SET& a, const _SORT_SET& b) { return a.key == b.key; };
+    auto const equal = [](_SORT_SET const& a, _SORT_SET const& b) { return a.key == b.key; };
     if (std::adjacent_find(sorted.begin(), sorted.end(), equal) != sorted.end()) return false;
     keys = std::move(sorted);
     return true;
@@ -84,7 +84,7 @@ int CMyDB::Sort(int column, _MYDB_DATATYPE type, int ascending) {
 
     CArray<XCStringArrayEx, XCStringArrayEx>::Storage sorted;
     sorted.reserve(keys.size());
-    for (const _SORT_SET& entry : keys) sorted.push_back(std::move(rows_[entry.line]));
+    for (_SORT_SET const& entry : keys) sorted.push_back(std::move(rows_[entry.line]));
     rows_.Items() = std::move(sorted);
     return db_success;
 }
@@ -93,10 +93,10 @@ void CMyDB::QuickSortReflexive(_SORT_SET** set, int left, int right, int ascendi
     // A list of ranges instead of recursion, which some orders of keys would take as deep as there are rows.
     std::vector<Range> waiting{{left, right}};
     while (!waiting.empty()) {
-        const Range range = waiting.back();
+        Range const range = waiting.back();
         waiting.pop_back();
         if (range.left >= range.right) continue;
-        const Range middle = Part(set, range, ascending != 0);
+        Range const middle = Part(set, range, ascending != 0);
         waiting.push_back({range.left, middle.left});
         waiting.push_back({middle.right, range.right});
     }
@@ -115,10 +115,10 @@ template <class Matches>
 int CMyDB::Search(int column, int start, int step, Matches const& matches) const {
     if (int const problem = CheckSearch(column, start, step)) return problem;
     XCStringArrayEx const* const rows = rows_.GetData();
-    const std::int64_t count = rows_.GetSize();
+    std::int64_t const count = rows_.GetSize();
     for (std::int64_t line = start; line < count; line += step) {
-        const std::int64_t far = line + std::int64_t{step} * cells_ahead;
-        const std::int64_t near = line + std::int64_t{step} * text_ahead;
+        std::int64_t const far = line + std::int64_t{step} * cells_ahead;
+        std::int64_t const near = line + std::int64_t{step} * text_ahead;
         if (far < count) __builtin_prefetch(rows[far].GetData() + column);
         if (near < count)
             __builtin_prefetch(static_cast<char const*>(rows[near].GetData()[column]) - length_in_front);
@@ -128,24 +128,24 @@ int CMyDB::Search(int column, int start, int step, Matches const& matches) const
 }
 
 int CMyDB::TotalAgreementReference(CString text, int column, int start, int step) const {
-    const std::string_view wanted = text.View();
+    std::string_view const wanted = text.View();
     return Search(column, start, step, [wanted](std::string_view cell) { return cell == wanted; });
 }
 
 int CMyDB::TotalAgreementReferenceSameUpLow(CString text, int column, int start, int step) const {
-    const std::string_view wanted = text.View();
+    std::string_view const wanted = text.View();
     return Search(column, start, step, [wanted](std::string_view cell) {
         return cell.size() == wanted.size() && platform::EqualNoCase(cell, wanted);
     });
 }
 
 int CMyDB::FrontAgreementReference(CString text, int column, int start, int step) const {
-    const std::string_view wanted = text.View();
+    std::string_view const wanted = text.View();
     return Search(column, start, step, [wanted](std::string_view cell) { return cell.starts_with(wanted); });
 }
 
 int CMyDB::PartialAgreementReference(CString text, int column, int start, int step) const {
-    const std::string_view wanted = text.View();
+    std::string_view const wanted = text.View();
     // Bytes that do not occur at all cannot occur at the start of a character, and are searched much faster.
     return Search(column, start, step, [wanted](std::string_view cell) {
         return cell.find(wanted) != std::string_view::npos &&

@@ -36,9 +36,9 @@ class QuoteScanner {
     static std::uint64_t QuotesAt(char const* at) noexcept {
         std::uint64_t bits = 0;
 #ifdef __SSE2__
-        const __m128i quote = _mm_set1_epi8('"');
+        __m128i const quote = _mm_set1_epi8('"');
         for (int part = 0; part < 4; ++part) {
-            const __m128i bytes = _mm_loadu_si128(reinterpret_cast<__m128i const*>(at) + part);
+            __m128i const bytes = _mm_loadu_si128(reinterpret_cast<__m128i const*>(at) + part);
             auto const found = static_cast<std::uint32_t>(_mm_movemask_epi8(_mm_cmpeq_epi8(bytes, quote)));
             bits |= std::uint64_t{found} << (16 * part);
         }

@@ -29,7 +29,7 @@ class QuotedFormatter {
 
     std::string Fill(char const* at) {
         while (*at) {
-            const std::size_t plain = std::strcspn(at, "%");
+            std::size_t const plain = std::strcspn(at, "%");
             result_.append(at, plain);
             at += plain;
             if (!*at) break;

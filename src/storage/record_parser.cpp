@@ -49,7 +49,7 @@ int DivideRecord(char* text, std::size_t size, FieldList& fields, std::size_t ma
         } else if (!in_field) {
             in_field = in_quotes = true;
         } else {
-            const QuoteRole role = RoleOf(text + in);
+            QuoteRole const role = RoleOf(text + in);
             if (role == QuoteRole::malformed) {
                 fields.clear();
                 return 0;

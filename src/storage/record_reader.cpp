@@ -98,8 +98,8 @@ void RecordReader::SetTable(unsigned char const* decode_table) {
 
 bool RecordReader::Fill() {
     if (!stream_ || exhausted_) return false;
-    const std::size_t unread = end_ - position_;
-    const std::size_t wanted = capacity_ == 0 ? first_block : large_block;
+    std::size_t const unread = end_ - position_;
+    std::size_t const wanted = capacity_ == 0 ? first_block : large_block;
     if (capacity_ < wanted) {
         auto larger = std::make_unique<char[]>(wanted + padding);
         if (unread > 0) std::memcpy(larger.get(), block_.get() + position_, unread);
@@ -110,11 +110,11 @@ bool RecordReader::Fill() {
     }
     position_ = 0;
     end_ = unread;
-    const std::size_t room = capacity_ - end_;
+    std::size_t const room = capacity_ - end_;
     if (room == 0) return false;
 
     char* const added = block_.get() + end_;
-    const std::size_t size = std::fread(added, 1, room, stream_);
+    std::size_t const size = std::fread(added, 1, room, stream_);
     exhausted_ = size < room;
     if (exhausted_ && !std::feof(stream_)) failed_ = true;
     if (table_) Substitute(added, size, table_);
@@ -127,16 +127,16 @@ bool RecordReader::Fill() {
 bool RecordReader::AppendPhysicalLine() {
     for (;;) {
         while (end_ - position_ < line_piece && Fill()) continue;
-        const std::size_t available = std::min(line_piece, end_ - position_);
+        std::size_t const available = std::min(line_piece, end_ - position_);
         char const* const piece = block_.get() + position_;
         void const* lf = available > 0 ? std::memchr(piece, '\n', available) : nullptr;
-        const std::size_t size =
+        std::size_t const size =
             lf ? static_cast<std::size_t>(static_cast<char const*>(lf) - piece) + 1 : available;
         if (!lf && available < line_piece) at_end_ = true;
         if (size == 0) return false;
         position_ += size;
         consumed_ += static_cast<std::int64_t>(size);
-        const std::size_t length = ::strnlen(piece, size);
+        std::size_t const length = ::strnlen(piece, size);
         line_.append(piece, length);
         if (length < size) left_out_ = true;
         if (length == 0 || piece[length - 1] == '\n' || line_.size() > max_record_bytes) return true;
@@ -238,7 +238,7 @@ int RecordReader::ReadRow(CStringPool& pool, int columns, XCStringArrayEx& row) 
     auto& made = row.Items();
     made.clear();
     made.reserve(cells);
-    for (const Field field : row_fields_) {
+    for (Field const field : row_fields_) {
         if (field.length == 0)
             made.emplace_back();
         else

@@ -75,8 +75,8 @@ std::FILE* RecordWriter::GetFd() {
 void RecordWriter::SetData(char const* text) {
     if (!text) return;
     if (!line_.empty()) line_ += ',';
-    const std::string_view field(text);
-    const std::size_t start = line_.size();
+    std::string_view const field(text);
+    std::size_t const start = line_.size();
     line_.resize(start + FieldRoom(field.size()));
     line_.resize(static_cast<std::size_t>(CopyField(line_.data() + start, field) - line_.data()));
 }
@@ -114,7 +114,7 @@ int RecordWriter::WriteLine() {
 bool RecordWriter::WriteRow(XCStringArrayEx const& row, int columns) {
     if (!stream_ || columns < 1) return false;
     auto const& cells = row.Items();
-    const std::size_t present = std::min(cells.size(), static_cast<std::size_t>(columns));
+    std::size_t const present = std::min(cells.size(), static_cast<std::size_t>(columns));
     std::size_t room = FieldRoom(0) * static_cast<std::size_t>(columns) + 2;
     for (std::size_t i = 0; i < present; ++i) room += 2 * cells[i].View().size();
     if (block_.size() < used_ + room) block_.resize(std::max(used_ + room, block_bytes));
@@ -133,7 +133,7 @@ bool RecordWriter::WriteRow(XCStringArrayEx const& row, int columns) {
 bool RecordWriter::Flush() {
     if (used_ == 0) return true;
     if (table_) Substitute(block_.data(), used_, table_);
-    const std::size_t size = std::exchange(used_, 0);
+    std::size_t const size = std::exchange(used_, 0);
     return WriteBytes(block_.data(), size);
 }
 

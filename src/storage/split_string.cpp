@@ -38,13 +38,13 @@ class Splitter {
 
     // Each takes the field at `at_`, and the delimiter behind it. Result: whether another field follows.
     bool TakePlain() {
-        const std::size_t start = at_;
+        std::size_t const start = at_;
         while (at_ < text_.size() && !IsDelimiter(at_)) at_ += StepAt(text_, at_);
         return End(start, false);
     }
 
     bool TakeQuoted() {
-        const std::size_t start = ++at_;
+        std::size_t const start = ++at_;
         while (at_ < text_.size()) {
             if (text_[at_] != quote_) {
                 at_ += StepAt(text_, at_);
@@ -81,7 +81,7 @@ void SplitFields(std::string_view text, std::string_view delimiters, char quote,
 }
 
 CString FieldText(SplitField const& field, char quote) {
-    const std::string_view text = field.text;
+    std::string_view const text = field.text;
     if (!field.quoted || text.find(quote) == std::string_view::npos) return CString(text);
     CString plain;
     char* out = plain.GetBuffer(static_cast<int>(text.size()));

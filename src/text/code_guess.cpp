@@ -33,7 +33,7 @@ int EucCharacter(ByteRange in) noexcept {
 ControlSigns FindControlSigns(std::string_view text) noexcept {
     ControlSigns signs = ControlSigns::none;
     for (ByteRange in(text); !in.Empty(); ++in.at) {
-        const Byte c = *in.at;
+        Byte const c = *in.at;
         if (c == shift_out || c == shift_in) return ControlSigns::jis;
         if (c == escape && in.Holds(3) && IsJisDesignation(in.at[1], in.at[2])) return ControlSigns::jis;
         if (c < 0x07 || c == 0x7F || c == 0xFF) return ControlSigns::binary;

@@ -27,8 +27,8 @@ int DaysIn(int of_year, int of_month) {
 
 // Removes the text up to `end`, and `end`, from `rest`.
 std::string_view TakePiece(std::string_view& rest, char end) {
-    const std::size_t size = end ? std::min(rest.find(end), rest.size()) : rest.size();
-    const std::string_view piece = rest.substr(0, size);
+    std::size_t const size = end ? std::min(rest.find(end), rest.size()) : rest.size();
+    std::string_view const piece = rest.substr(0, size);
     rest.remove_prefix(std::min(size + 1, rest.size()));
     return piece;
 }
@@ -53,7 +53,7 @@ int PartsAsStored(std::string_view text) {
     int values[text::date_data_parts] = {};
     int parts = 0;
     while (parts < text::date_data_parts && BytesOf(parts) < text.size()) {
-        const std::size_t from = parts == year ? 0 : BytesOf(parts) + 1, to = BytesOf(parts + 1);
+        std::size_t const from = parts == year ? 0 : BytesOf(parts) + 1, to = BytesOf(parts + 1);
         if (text.size() < to || (parts != year && text[from - 1] != stored_form[from - 1])) return 0;
         if (!TakeDigits(text, from, to, values[parts])) return 0;
         int const limit = parts == day ? DaysIn(values[year], values[month]) : highest[parts];
@@ -75,7 +75,7 @@ int text::ReFormatDate(std::string_view text, char* out, int upper) {
     bool const to_upper = upper == 1;
     if (int const stored = PartsAsStored(text)) {
         if (out) {
-            const std::string_view rest = (to_upper ? end_of_day : start_of_day).substr(text.size());
+            std::string_view const rest = (to_upper ? end_of_day : start_of_day).substr(text.size());
             out[text.copy(out, text.size()) + rest.copy(out + text.size(), rest.size())] = '\0';
         }
         return stored;
@@ -85,7 +85,7 @@ int text::ReFormatDate(std::string_view text, char* out, int upper) {
     std::string_view rest = text;
     int parts = 0;
     for (; parts < text::date_data_parts; ++parts) {
-        const std::string_view piece = TakePiece(rest, part_ends[parts]);
+        std::string_view const piece = TakePiece(rest, part_ends[parts]);
         long const value = std::strtol(std::string(piece).c_str(), nullptr, 10);
         int const limit = parts == day ? DaysIn(values[year], values[month]) : highest[parts];
         if (piece.empty() || value < lowest[parts] || value > limit) break;

@@ -52,7 +52,7 @@ void Write(char* out, int year, int month, int day, int hour, int minute, int se
 }
 
 void WriteLocalTime(char* out, std::int64_t seconds) {
-    const platform::CalendarTime time = platform::LocalTime(seconds);
+    platform::CalendarTime const time = platform::LocalTime(seconds);
     Write(out, time.year, time.month, time.day, time.hour, time.minute, time.second);
 }
 

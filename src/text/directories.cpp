@@ -60,12 +60,12 @@ int RemoveEntry(CFileFind const& entry) {
 }  // namespace
 
 int CheckDirectoryName(char const* path) {
-    const std::string_view text = ViewOf(path);
+    std::string_view const text = ViewOf(path);
     if (text.empty() || text.back() == ' ' || text.find("//") != std::string_view::npos) return 0;
-    const std::size_t drive_size = DriveSize(path);
+    std::size_t const drive_size = DriveSize(path);
     if (drive_size == 0) return 0;
     for (std::size_t at = drive_size; at < text.size();) {
-        const std::size_t end = NextDivider(text, at);
+        std::size_t const end = NextDivider(text, at);
         if (!IsSoundName(text.substr(at, end - at))) return 0;
         at = end + 1;
     }
@@ -74,10 +74,10 @@ int CheckDirectoryName(char const* path) {
 
 int MakeDirectoryCompel(char const* path) {
     if (!CheckDirectoryName(path)) return make_directory_bad_name;
-    const std::string_view text = ViewOf(path);
+    std::string_view const text = ViewOf(path);
     // Behind the drive's own root, one level after the other.
     for (std::size_t end = NextDivider(text, DriveSize(path) + 1);; end = NextDivider(text, end + 1)) {
-        const CString level(text.substr(0, end));
+        CString const level(text.substr(0, end));
         // Another process may have made the same directory meanwhile.
         if (!IsThere(level) && !platform::MakeDirectory(level) && !IsThere(level))
             return make_directory_failed;
@@ -104,13 +104,13 @@ int RemoveDirectoryCompel(char const* path, int removeSelf) {
 int ClearDirectoryCompel(char const* path) { return RemoveDirectoryCompel(path, 0); }
 
 void PathFix(CString& path) {
-    const CString before = path;
-    const std::string_view from = before.View();
+    CString const before = path;
+    std::string_view const from = before.View();
     char* const start = path.GetBuffer(before.GetLength());
     char* out = start;
     char last_divider = 0;  // the last character written, if it is a divider
     for (std::size_t at = 0; at < from.size();) {
-        const std::size_t size = platform::CharacterSize(from, at);
+        std::size_t const size = platform::CharacterSize(from, at);
         char const c = from[at];
         if (!IsDivider(c) || c != last_divider) out += from.copy(out, size, at);
         last_divider = IsDivider(c) ? c : '\0';

@@ -23,11 +23,11 @@ static_assert(std::size(ken) == 43);
 
 struct Suffix {
     std::string_view text;
-    std::span<const std::string_view> names;
+    std::span<std::string_view const> names;
 };
 constexpr Suffix suffixes[] = {{"道", hokkaido}, {"府", fu}, {"都", to}, {"県", ken}};
 
-bool IsOneOf(std::string_view name, std::span<const std::string_view> names) noexcept {
+bool IsOneOf(std::string_view name, std::span<std::string_view const> names) noexcept {
     for (std::string_view candidate : names)
         if (name == candidate) return true;
     return false;
@@ -36,9 +36,9 @@ bool IsOneOf(std::string_view name, std::span<const std::string_view> names) noe
 // Bytes of the prefecture's name at the start of the address, 0 when there is none.
 std::size_t PrefectureSize(std::string_view address) noexcept {
     for (Suffix const& suffix : suffixes) {
-        const std::size_t place = platform::Find(address, suffix.text);
+        std::size_t const place = platform::Find(address, suffix.text);
         if (place == npos) continue;
-        const std::size_t size = place + suffix.text.size();
+        std::size_t const size = place + suffix.text.size();
         if (IsOneOf(address.substr(0, size), suffix.names)) return size;
     }
     return 0;
@@ -57,7 +57,7 @@ std::size_t SizeOfCharacters(std::string_view text, int count) noexcept {
 }  // namespace
 
 void xc_divide_address(CString address, CString& prefecture, CString& rest) {
-    const std::size_t size = PrefectureSize(address.View());
+    std::size_t const size = PrefectureSize(address.View());
     prefecture = address.View().substr(0, size);
     rest = address.View().substr(size);
 }
@@ -70,13 +70,13 @@ void xc_divide_zipcode(CString zip, CString& first, CString& second) {
         second.Empty();
         return;
     }
-    const std::size_t size = SizeOfCharacters(digits.View(), 3);
+    std::size_t const size = SizeOfCharacters(digits.View(), 3);
     first = digits.View().substr(0, size);
     second = digits.View().substr(size);
 }
 
 void xc_divide_telephone(CString phone, CString& first, CString& second) {
-    const std::size_t hyphen = phone.View().find('-');
+    std::size_t const hyphen = phone.View().find('-');
     if (hyphen == npos) {
         first.Empty();
         second = phone;

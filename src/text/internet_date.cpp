@@ -27,9 +27,9 @@ std::optional<int> MilitaryZone(char letter) noexcept {
     constexpr std::string_view east = "ABCDEFGHIKLM";
     constexpr std::string_view west = "NOPQRSTUVWXY";
     if (letter == 'Z') return 0;
-    if (const std::size_t place = east.find(letter); place != npos)
+    if (std::size_t const place = east.find(letter); place != npos)
         return static_cast<int>(place + 1) * minutes_per_hour;
-    if (const std::size_t place = west.find(letter); place != npos)
+    if (std::size_t const place = west.find(letter); place != npos)
         return -static_cast<int>(place + 1) * minutes_per_hour;
     return std::nullopt;
 }
@@ -67,7 +67,7 @@ int MonthNumber(std::string_view name) noexcept {
 
 // Removes the text up to `divider`, and the divider, from `rest`; false when there is none.
 bool Take(std::string_view& rest, char divider, std::string_view& piece) noexcept {
-    const std::size_t end = rest.find(divider);
+    std::size_t const end = rest.find(divider);
     if (end == npos) return false;
     piece = rest.substr(0, end);
     rest.remove_prefix(end + 1);
@@ -83,7 +83,7 @@ bool TakeNumber(std::string_view& rest, char divider, int& number) noexcept {
 
 // The first word, empty if there is none.
 std::string_view Word(std::string_view text) noexcept {
-    const std::size_t start = text.find_first_not_of(white_space);
+    std::size_t const start = text.find_first_not_of(white_space);
     if (start == npos) return {};
     text.remove_prefix(start);
     return text.substr(0, text.find_first_of(white_space));
@@ -104,13 +104,13 @@ int ConvertDateTimeFormat(char const* text, COleDateTime& out) {
     if (!TakeNumber(rest, ':', hour) || !TakeNumber(rest, ':', minute)) return 0;
     // Without a blank behind the seconds there is no zone.
     if (!TakeNumber(rest, ' ', second)) return 0;
-    const std::string_view zone = Word(rest);
+    std::string_view const zone = Word(rest);
     if (zone.empty()) return 0;
 
-    const COleDateTime stated(year, month, day, hour, minute, second);
+    COleDateTime const stated(year, month, day, hour, minute, second);
     if (stated.GetStatus() != COleDateTime::valid) return 0;
     long const shift = -(platform::StandardTimezone() / seconds_per_minute) - ZoneMinutes(zone);
-    const COleDateTime local = stated + COleDateTimeSpan::FromSeconds(shift * seconds_per_minute);
+    COleDateTime const local = stated + COleDateTimeSpan::FromSeconds(shift * seconds_per_minute);
     if (local.GetStatus() != COleDateTime::valid) return 0;
     out = local;
     return 1;

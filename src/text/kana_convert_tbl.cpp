@@ -13,7 +13,7 @@ char const* FormOf(text::KanaForms const& forms, char kana, bool voiced, bool se
 
 }  // namespace
 
-const CKanaConvertTbl itsKanaConvertTbl;
+CKanaConvertTbl const itsKanaConvertTbl;
 
 CKanaConvertTbl::~CKanaConvertTbl() = default;
 

@@ -15,8 +15,8 @@ struct KanaForms {
     char voiced[64][3];
     char semi_voiced[64][3];
 };
-extern const KanaForms sj_kana_forms;
-extern const KanaForms jis_kana_forms;
+extern KanaForms const sj_kana_forms;
+extern KanaForms const jis_kana_forms;
 
 // The form in `forms` of the kana `c` with the byte `next` behind it (0 at the end of the text), an empty
 // text when `c` has none. `used` becomes the number of bytes of that kana: 2 with a mark, else 1.

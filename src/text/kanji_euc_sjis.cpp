@@ -44,7 +44,7 @@ char* sjtouj_core(char* out, char const* text) {
     ByteRange in(text);
     char* at = out;
     while (!in.Empty()) {
-        const Byte c = *in.at;
+        Byte const c = *in.at;
         if (c < first_lead) {
             *at++ = static_cast<char>(c);
             ++in.at;

@@ -62,7 +62,7 @@ class Jis7Reader {
   private:
     // false at a cut escape sequence.
     bool TakeControl() noexcept {
-        const Byte control = *in_.at;
+        Byte const control = *in_.at;
         if (control != text::escape) {
             run_ = control == text::shift_in ? set_ : designated_;
             shifted_ = control == text::shift_out;

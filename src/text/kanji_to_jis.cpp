@@ -45,7 +45,7 @@ class EucToJis7 {
   private:
     // One character, or a run of them; false when it is cut.
     bool Character(ByteRange& in) noexcept {
-        const Byte c = *in.at;
+        Byte const c = *in.at;
         if (c < 0x80) {
             Ascii(in);
             return true;
@@ -134,7 +134,7 @@ class HeaderToJis7 {
 
     // false when the character is cut.
     bool Character(ByteRange& in) noexcept {
-        const Byte c = *in.at;
+        Byte const c = *in.at;
         if (c < 0x80 || text::IsHalfKana(c)) {
             SingleByte(c);
             ++in.at;
@@ -177,7 +177,7 @@ char* sjtojis7_core(char* out, char const* text, int hanToZen) {
     ByteRange in(text);
     Jis7Output jis(out);
     while (!in.Empty()) {
-        const Byte c = *in.at;
+        Byte const c = *in.at;
         if (c < 0x80) {
             jis.Enter(Jis7Output::ascii);
             jis.MoveTo(text::CopyAscii(in, jis.At()));

@@ -34,7 +34,7 @@ char* ConvertToBlock(UnicodeConversion convert, std::string_view text, std::size
 char const* ConvertTo(char* out, UnicodeConversion convert, std::string_view text,
                       std::size_t size) noexcept {
     if (!out) return nullptr;
-    const std::less<char const*> before;
+    std::less<char const*> const before;
     bool const apart = before(text.data() + text.size(), out) || before(out + size - 1, text.data());
     if (apart) {
         *convert(text, out) = '\0';
@@ -57,15 +57,15 @@ KCodeC& KCodeC::operator=(KCodeC const&) { return *this; }
 KCodeC::~KCodeC() = default;
 
 int KCodeC::CheckCode(unsigned char const* text) {
-    const std::string_view bytes = ViewOf(reinterpret_cast<char const*>(text));
+    std::string_view const bytes = ViewOf(reinterpret_cast<char const*>(text));
     switch (text::FindControlSigns(bytes)) {
         case text::ControlSigns::none: return code_ascii;
         case text::ControlSigns::jis: return code_jis;
         case text::ControlSigns::binary: return code_binary;
         case text::ControlSigns::eight_bit_or_escape: break;
     }
-    const std::size_t sjis = text::CountSjisBytes(bytes);
-    const std::size_t euc = text::CountEucBytes(bytes);
+    std::size_t const sjis = text::CountSjisBytes(bytes);
+    std::size_t const euc = text::CountEucBytes(bytes);
     if (sjis == euc) return code_ascii;
     return sjis > euc ? code_sjis : code_euc;
 }
@@ -104,7 +104,7 @@ char const* KCodeC::Keep(std::size_t size, Convert convert) {
 }
 
 char const* KCodeC::KeepCopy(char const* text) {
-    const std::string_view bytes = ViewOf(text);
+    std::string_view const bytes = ViewOf(text);
     return Keep(bytes.size() + 1, [bytes](char* out) { out[bytes.copy(out, bytes.size())] = '\0'; });
 }
 

@@ -25,7 +25,7 @@ struct Character {
 };
 
 Character ClassOf(ByteRange in) noexcept {
-    const Byte c = *in.at;
+    Byte const c = *in.at;
     bool const last = !in.Holds(2);
     if (c < 0x20 && c != '\t') return {Character::control, 1};
     if (c < 0x7F) return {Character::plain, 1};
@@ -42,7 +42,7 @@ template <class Offends>
 int CheckMailBody(char const* text, int& noHalfKana, int& noMachineChar, int& noBrokenChar, Offends offends) {
     noHalfKana = noMachineChar = noBrokenChar = 1;
     for (ByteRange in(text); !in.Empty();) {
-        const Character character = ClassOf(in);
+        Character const character = ClassOf(in);
         bool passes = false;
         switch (character.kind) {
             case Character::plain:
@@ -73,7 +73,7 @@ int CheckCharacterCodeForWinSJIS(char const* text, char* out) {
     if (out) std::memmove(out, text, std::strlen(text) + 1);
     int clean = 1;
     for (ByteRange in(text); !in.Empty();) {
-        const Character character = ClassOf(in);
+        Character const character = ClassOf(in);
         if (character.kind >= Character::cut_user_defined) {
             clean = 0;
             if (out) out[reinterpret_cast<char const*>(in.at) - text] = '\0';

@@ -15,7 +15,7 @@ constexpr bool OpensPair(Byte c) noexcept { return (c >= 0x80 && c < text::first
 template <class PutPair, class PutSingle>
 bool Walk(ByteRange in, PutPair put_pair, PutSingle put_single) {
     while (!in.Empty()) {
-        const Byte c = *in.at;
+        Byte const c = *in.at;
         bool const last = !in.Holds(2);
         if (OpensPair(c)) {
             if (last) return false;

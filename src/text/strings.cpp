@@ -16,7 +16,7 @@ using platform::ViewOf;
 
 // Bytes of the character at the start of a text that is not empty, 0 when there is none.
 int WholeCharacter(ByteRange in) noexcept {
-    const Byte c = *in.at;
+    Byte const c = *in.at;
     if (c < 0x80 || text::IsHalfKana(c)) return 1;
     bool const lead = (c >= 0x81 && c <= 0x9F) || (c >= 0xE0 && c <= 0xEF);
     return lead && in.Holds(2) && platform::IsTrailByte(in.at[1]) ? 2 : 0;
@@ -41,8 +41,8 @@ int CheckCharInString(char c, char const* set) {
 }
 
 char* xcstristr(char const* text, char const* word) {
-    const std::string_view text_bytes = ViewOf(text);
-    const std::string_view word_bytes = ViewOf(word);
+    std::string_view const text_bytes = ViewOf(text);
+    std::string_view const word_bytes = ViewOf(word);
     if (word_bytes.size() > text_bytes.size()) return nullptr;
     text::ScratchText lower_text(text_bytes.size() + 1);
     text::ScratchText lower_word(word_bytes.size() + 1);
@@ -50,7 +50,7 @@ char* xcstristr(char const* text, char const* word) {
     word_bytes.copy(lower_word.Data(), word_bytes.size());
     platform::Lower(lower_text.Data(), text_bytes.size());
     platform::Lower(lower_word.Data(), word_bytes.size());
-    const std::size_t place =
+    std::size_t const place =
         platform::Find({lower_text.Data(), text_bytes.size()}, {lower_word.Data(), word_bytes.size()});
     return place == std::string_view::npos ? nullptr : const_cast<char*>(text) + place;
 }
@@ -59,8 +59,8 @@ void* xcmemmem(void const* data, unsigned int size, void const* pattern, unsigne
     auto* const bytes = static_cast<char*>(const_cast<void*>(data));
     if (patternSize == 0) return bytes;
     if (patternSize > size) return nullptr;
-    const std::string_view wanted(static_cast<char const*>(pattern), patternSize);
-    const std::size_t place = std::string_view(bytes, size).find(wanted);
+    std::string_view const wanted(static_cast<char const*>(pattern), patternSize);
+    std::size_t const place = std::string_view(bytes, size).find(wanted);
     return place == std::string_view::npos ? nullptr : bytes + place;
 }
 
@@ -77,12 +77,12 @@ char* strncpy_mb(char* out, char const* text, unsigned int limit) {
 }
 
 CString CrLfConverter(CString text) {
-    const std::string_view from = text.View();
+    std::string_view const from = text.View();
     std::size_t line_ends = 0;
     std::size_t line_end_bytes = 0;
     for (std::size_t at = 0; at < from.size(); ++at) {
         if (!IsLineEnd(from[at])) continue;
-        const std::size_t size = LineEndSize(from, at);
+        std::size_t const size = LineEndSize(from, at);
         ++line_ends;
         line_end_bytes += size;
         at += size - 1;
@@ -115,7 +115,7 @@ int IsStrAscii(char const* text) { return text::IsAscii(ViewOf(text)) ? 1 : 0; }
 
 void DeleteBlankAndBreakLine(char const* text, char* out) {
     for (ByteRange in(text); !in.Empty(); ++in.at) {
-        const Byte c = *in.at;
+        Byte const c = *in.at;
         if (c == ' ' || c == '\t') continue;
         if (c == '\r' && in.Holds(2) && in.at[1] == '\n')
             ++in.at;
@@ -130,7 +130,7 @@ CString ViolationRemoveForDomain(CString text) {
     char* const start = result.GetBuffer(text.GetLength());
     char* out = start;
     for (ByteRange in(text.View()); !in.Empty(); ++in.at) {
-        const Byte c = *in.at;
+        Byte const c = *in.at;
         if ((c == 0x80 || platform::IsLeadByte(c)) && in.Holds(2))
             ++in.at;
         else if (IsAsciiAlphanumeric(c))

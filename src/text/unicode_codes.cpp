@@ -36,7 +36,7 @@ struct UnicodeTables {
 
     UnicodeTables() noexcept {
         for (unsigned unit = 0; unit < 0x10000; ++unit) {
-            const std::uint16_t code = platform::Cp932Of(static_cast<std::uint16_t>(unit));
+            std::uint16_t const code = platform::Cp932Of(static_cast<std::uint16_t>(unit));
             code_of_unit[unit] = code || unit == 0 ? code : blank;
         }
         for (unsigned pair = 0; pair < 0x10000; ++pair) {
@@ -50,7 +50,7 @@ struct UnicodeTables {
 };
 
 UnicodeTables const& Tables() noexcept {
-    static const UnicodeTables tables;
+    static UnicodeTables const tables;
     return tables;
 }
 
@@ -58,7 +58,7 @@ UnicodeTables const& Tables() noexcept {
 char* TakeThreeByteRun(UnicodeTables const& tables, ByteRange& in, char* out) noexcept {
     while (in.Holds(3) && *in.at >= 0xE0) {
         unsigned const unit = (in.at[0] & 0xFu) << 12 | (in.at[1] & 0x3Fu) << 6 | (in.at[2] & 0x3Fu);
-        const std::uint16_t code = tables.code_of_unit[unit];
+        std::uint16_t const code = tables.code_of_unit[unit];
         if (code <= 0xFF) break;
         out[0] = static_cast<char>(code >> 8);
         out[1] = static_cast<char>(code & 0xFF);
@@ -72,7 +72,7 @@ char* TakeThreeByteRun(UnicodeTables const& tables, ByteRange& in, char* out) no
 // overwritten by the next character.
 char* TakePairRun(UnicodeTables const& tables, ByteRange& in, char* out) noexcept {
     while (in.Holds(2)) {
-        const Utf8Form form = tables.utf8_of_pair[unsigned{in.at[0]} << 8 | in.at[1]];
+        Utf8Form const form = tables.utf8_of_pair[unsigned{in.at[0]} << 8 | in.at[1]];
         if (!form.IsThreeForTwo()) break;
         for (unsigned i = 0; i < 4; ++i) out[i] = form.At(i);
         out += 3;
@@ -86,7 +86,7 @@ char* TakePairRun(UnicodeTables const& tables, ByteRange& in, char* out) noexcep
 std::uint16_t SjCodeOfUnit(std::uint16_t unit) noexcept { return Tables().code_of_unit[unit]; }
 
 bool TakeSjUnit(ByteRange& in, std::uint16_t& unit) noexcept {
-    const Byte first = *in.at;
+    Byte const first = *in.at;
     bool const lead = platform::IsLeadByte(first);
     if (lead && !in.Holds(2)) return false;
     bool const pair = lead && platform::IsTrailByte(in.at[1]);
@@ -99,7 +99,7 @@ bool TakeSjUnit(ByteRange& in, std::uint16_t& unit) noexcept {
 char* SjFromUtf8(std::string_view utf8, char* out) noexcept {
     UnicodeTables const& tables = Tables();
     ByteRange in(utf8);
-    const ByteRange start = in;
+    ByteRange const start = in;
     std::uint16_t unit = 0;
     if (!in.Empty() && TakeUnit(in, unit) && !IsByteOrderMark(unit)) in = start;
     while (!in.Empty()) {
@@ -119,7 +119,7 @@ char* Utf8FromSj(std::string_view sj, char* out) noexcept {
         out = TakePairRun(tables, in, out);
         if (in.Empty() || (!in.Holds(2) && platform::IsLeadByte(*in.at))) break;
         unsigned const second = in.Holds(2) ? in.at[1] : 0;
-        const Utf8Form form = tables.utf8_of_pair[unsigned{in.at[0]} << 8 | second];
+        Utf8Form const form = tables.utf8_of_pair[unsigned{in.at[0]} << 8 | second];
         for (unsigned i = 0; i < form.Size(); ++i) *out++ = form.At(i);
         in.at += form.SourceBytes();
     }

@@ -12,7 +12,7 @@ namespace text {
 // top bits 110 two bytes; any other byte three bytes, with 4 bits from the first and 6 from each further
 // byte, whatever its top bits. `in` must hold a byte. false, with `in` unchanged, when the sequence is cut.
 inline bool TakeUnit(ByteRange& in, std::uint16_t& unit) noexcept {
-    const Byte first = *in.at;
+    Byte const first = *in.at;
     int const size = first < 0x80 ? 1 : (first & 0xE0) == 0xC0 ? 2 : 3;
     if (!in.Holds(size)) return false;
     if (size == 1)

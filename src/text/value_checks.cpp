@@ -39,8 +39,8 @@ bool IsDomain(std::string_view domain) noexcept {
 }  // namespace
 
 int MailAddressChecker(char const* address) {
-    const std::string_view text = ViewOf(address);
-    const std::size_t at_sign = text.find('@');
+    std::string_view const text = ViewOf(address);
+    std::size_t const at_sign = text.find('@');
     if (at_sign == npos || at_sign == 0) return 0;
     return IsDomain(text.substr(at_sign + 1)) && EveryByte(text, IsAddressByte) ? 1 : 0;
 }
@@ -56,6 +56,6 @@ int CheckDateTypeData(char const* text, int parts) {
 }
 
 int CheckSpecialStringData(char const* text, char const* allowed) {
-    const std::string_view set = ViewOf(allowed);
+    std::string_view const set = ViewOf(allowed);
     return EveryByte(ViewOf(text), [set](char c) { return set.find(c) != npos; }) ? 1 : 0;
 }

@@ -36,8 +36,8 @@ template <bool with_ascii>
 void ToFullWidth(char* out, char const* text) noexcept {
     ByteRange in(text);
     while (!in.Empty()) {
-        const Byte c = *in.at;
-        const Byte next = in.Holds(2) ? in.at[1] : Byte{0};
+        Byte const c = *in.at;
+        Byte const next = in.Holds(2) ? in.at[1] : Byte{0};
         if (text::IsHalfKana(c)) {
             int used;
             out = PutPair(text::KanaForm(text::sj_kana_forms, c, next, used), out);
@@ -106,7 +106,7 @@ class HalfForms {
 
 // Made at the first use, which may be in another object's initialisation.
 HalfForms const& Halves() noexcept {
-    static const HalfForms forms;
+    static HalfForms const forms;
     return forms;
 }
 
@@ -122,7 +122,7 @@ void xc_zen2han_sjis_all(char* out, char const* text) {
     HalfForms const& forms = Halves();
     ByteRange in(text);
     while (!in.Empty()) {
-        const Byte c = *in.at;
+        Byte const c = *in.at;
         if (!IsLead(c) || !in.Holds(2)) {
             *out++ = static_cast<char>(c);
             ++in.at;

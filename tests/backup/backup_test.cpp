@@ -22,8 +22,8 @@ class BackupTest : public CustomerTest {
         customer.Email = address;
         table.SetOneCustomerInfoForRepair(customer);
     }
-    const CString path = folder.Path("控え.dat");
-    const CString report = folder.Path("表.txt");
+    CString const path = folder.Path("控え.dat");
+    CString const report = folder.Path("表.txt");
     CDBBackup backup;
     CDBRestore restore;
 };
@@ -47,7 +47,7 @@ TEST_F(BackupTest, WritesTheRowsInMemoryAndLeavesTheOwnFileUnsaved) {
     unset.SetDatabaseEditPtr(&unbound);
     EXPECT_EQ(-2, unset.ActionBackup());
 
-    const std::string before = ContentOf(path);
+    std::string const before = ContentOf(path);
     WriteTable(env_path, "\"broken\",\"2004/01/03 00:00:00\",\"2004/01/03 00:00:00\"\r\n", "application");
     EXPECT_EQ(-2, backup.ActionBackup());
     EXPECT_EQ(-1, restore.ActionRestore());
@@ -69,9 +69,9 @@ TEST_F(BackupTest, PlainEnvironmentHasNoKey) {
 TEST_F(BackupTest, RestoreTakesOverWhomTheDatabaseLostAndReports) {
     for (char const* address : {"a@x", "b@x", "c@x", "d@x"}) Add(address);
     ASSERT_EQ(0, backup.ActionBackup());
-    const std::string names[] = {std::string(path.View()) + "\r\n【復旧した個人情報ID】\r\n",
+    std::string const names[] = {std::string(path.View()) + "\r\n【復旧した個人情報ID】\r\n",
                                  "\r\n【同じメールアドレスが存在したため復旧しなかった個人情報ID】\r\n"};
-    const std::tuple<std::vector<std::pair<int, char const*>>, int, std::string, std::vector<int>> rows[] = {
+    std::tuple<std::vector<std::pair<int, char const*>>, int, std::string, std::vector<int>> const rows[] = {
         {{{3, "d@x"}, {2, "C@X"}, {1, "b@x"}, {0, "a@x"}}, 0, "(no file)", {3, 2, 1, 0}},
         {{{3, "d@x"}, {1, "b@x"}, {0, "a@x"}}, 1, names[0] + "2" + names[1], {0, 1, 2, 3}},
         {{{9, "A@x"}, {3, "d@x"}, {2, "c@x"}, {1, "b@x"}}, 2, names[0] + names[1] + "0", {9, 3, 2, 1}},
@@ -95,7 +95,7 @@ TEST_F(BackupTest, RestoreTakesOverWhomTheDatabaseLostAndReports) {
 TEST_F(BackupTest, RestoreWithoutReportOrBackup) {
     Add("a@x");
     ASSERT_EQ(0, backup.ActionBackup());
-    const std::string content = ContentOf(path);
+    std::string const content = ContentOf(path);
     db.RemoveAll(1);
     restore.SetRepairFileName("控え.DAT");  // never over the backup
     EXPECT_EQ(1, restore.ActionRestore());

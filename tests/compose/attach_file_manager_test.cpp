@@ -23,12 +23,12 @@ std::string Decoded(CString const& base64) {
 }
 
 TEST(AttachFile, AnyBytesFromAFileIntoAPartAndBack) {
-    const ScratchFolder scratch;
+    ScratchFolder const scratch;
     std::string all;
     for (int i = 0; i < 100000; ++i) all += static_cast<char>(i % 251 * 7 + i / 1000);
     for (std::size_t const size : {0, 1, 2, 3, 56, 57, 58, 1000, 100000}) {
-        const std::string content = all.substr(0, size);
-        const CString path = scratch.Path("表 a.bin");
+        std::string const content = all.substr(0, size);
+        CString const path = scratch.Path("表 a.bin");
         platform::WriteWholeFile(path, content);
         CAttachFileManager file, again;
         EXPECT_EQ(0, file.SetFileInfoFromFile(path));
@@ -49,7 +49,7 @@ TEST(AttachFile, ThePartByteForByte) {
     EXPECT_EQ("", file.GetFileMimeString());
     file.SetFileInfoFromMimeString(
         "Content-Type: a/b; name=\"名\"\r\nContent-Transfer-Encoding: base64\r\n\r\nYWI=");
-    const std::string name(CAttachFileManager::EncodeFileName("名").View());
+    std::string const name(CAttachFileManager::EncodeFileName("名").View());
     EXPECT_EQ("Content-type: application/octet-stream;\r\n\tname=\"" + name +
                   "\"\r\nContent-Disposition: attachment\r\n\tfilename=\"" + name +
                   "\"\r\nContent-Transfer-Encoding: base64;\r\n\r\nYWI=",

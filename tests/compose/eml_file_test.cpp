@@ -33,12 +33,12 @@ Body Encoded(char const* text, char const* html, int a, int b, int c) {
     EXPECT_EQ(1, encoder.Encode(a, b, c));
     CString type, subtype, params;
     encoder.GetContentTypeString(type, subtype, params);
-    const std::string form = Plain(type + "/" + subtype + params), body = Plain(encoder.GetMailBodyString());
-    const std::string head = "multipart/alternative; boundary=\"";
+    std::string const form = Plain(type + "/" + subtype + params), body = Plain(encoder.GetMailBodyString());
+    std::string const head = "multipart/alternative; boundary=\"";
     EXPECT_TRUE(form.starts_with(head + "_MULTIPART_") && form.ends_with("_ALTERNATIVE_\"")) << form;
-    const std::string boundary = form.substr(head.size(), form.size() - head.size() - 1),
+    std::string const boundary = form.substr(head.size(), form.size() - head.size() - 1),
                       delimiter = "--" + boundary;
-    const std::size_t second = body.find(delimiter, 2 + delimiter.size()), end = body.rfind(delimiter);
+    std::size_t const second = body.find(delimiter, 2 + delimiter.size()), end = body.rfind(delimiter);
     EXPECT_EQ("\r\n" + delimiter + "\r\n", body.substr(0, delimiter.size() + 4));
     EXPECT_EQ(delimiter + "--\r\n", body.substr(end));
     return {boundary, body.substr(delimiter.size() + 4, second - delimiter.size() - 4),
@@ -56,7 +56,7 @@ TEST(HtmlMailEncoder, CharsetsEncodingsAndMetaTags) {
     auto const jis_page = [](std::string const& html) {
         return Part("html", "iso-2022-jp", "quoted-printable", Plain(mime::QuotedPrintable(html)) + "\r\n");
     };
-    const std::string jis_meta = "<META content=\"text/html; charset=iso-2022-jp\" http-equiv=Content-Type>";
+    std::string const jis_meta = "<META content=\"text/html; charset=iso-2022-jp\" http-equiv=Content-Type>";
     const struct {
         std::string text, html;
         int a, b, c;
@@ -83,7 +83,7 @@ TEST(HtmlMailEncoder, CharsetsEncodingsAndMetaTags) {
          Part("html", "us-ascii", "7bit", std::string(quoted) + "\r\n")},
     };
     for (auto const& row : rows) {
-        const Body body = Encoded(row.text.c_str(), row.html.c_str(), row.a, row.b, row.c);
+        Body const body = Encoded(row.text.c_str(), row.html.c_str(), row.a, row.b, row.c);
         EXPECT_EQ(row.text_part, body.text);
         EXPECT_EQ(row.html_part, body.html);
     }
@@ -109,7 +109,7 @@ TEST(HtmlMailEncoder, LongLinesOfHtmlAreBroken) {
 
 TEST(HtmlMailEncoder, BoundaryOccursInNeitherPart) {
     platform::FrozenClock clock{{1083827289, 42}};
-    const std::string first = Encoded("a", "b", 1, 1, 1).boundary;
+    std::string const first = Encoded("a", "b", 1, 1, 1).boundary;
     for (bool const in_text : {true, false}) {
         clock.Set({1083827290, 0});
         Encoded("a", "b", 1, 1, 1);
@@ -172,7 +172,7 @@ std::string Multipart(char const* type, std::string const& parts) {
 
 // The forms of other programs.
 TEST(EmlFile, ForeignForms) {
-    const std::string
+    std::string const
         text = "--=_b\r\nContent-Type: text/plain; charset=\"ISO-2022-JP\"; format=flowed\r\n\r\n" +
                Jis("表") + "\r\n",
         html =
@@ -181,7 +181,7 @@ TEST(EmlFile, ForeignForms) {
         inner =
             "--=_b\r\nContent-Type: multipart/alternative; boundary=in\r\n\r\n--in\r\n\r\nx\r\n--in\r\n"
             "Content-Type: TEXT/PLAIN\r\n\r\ninner\r\n--in--\r\n";
-    const std::string unmarked_html =
+    std::string const unmarked_html =
         "--=_b\r\nContent-Type: text/html\r\n\r\n<meta http-equiv=content-type x>" + Jis("表") + "\r\n";
     const struct {
         std::string mail;

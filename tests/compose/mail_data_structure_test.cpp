@@ -38,7 +38,7 @@ constexpr std::size_t boundary_size = boundary_start.size() + 17 + 6;  // time, 
 std::string Numbered(std::string text) {
     std::size_t first;
     for (int number = 1; (first = text.find(boundary_start)) != text.npos; ++number) {
-        const std::string drawn = text.substr(first, boundary_size);
+        std::string const drawn = text.substr(first, boundary_size);
         for (std::size_t at; (at = text.find(drawn)) != text.npos;)
             text.replace(at, drawn.size(), "@" + std::to_string(number));
     }
@@ -77,19 +77,19 @@ std::string Multipart(char const* subtype, int number) {
 }
 // One level around the entity `inner`, behind it the parts.
 std::string Around(int number, std::string const& inner, std::vector<std::string> const& parts) {
-    const std::string delimiter = "\r\n--@" + std::to_string(number);
+    std::string const delimiter = "\r\n--@" + std::to_string(number);
     std::string body = delimiter + "\r\n" + inner + "\r\n";
     for (std::string const& part : parts) body += delimiter + "\r\n" + part;
     return body + delimiter + "--\r\n";
 }
 std::string Alternative(int number, std::string const& text) {
-    const std::string delimiter = "--@" + std::to_string(number);
+    std::string const delimiter = "--@" + std::to_string(number);
     return delimiter + "\r\n" + text + "\r\n" + delimiter +
            "\r\nContent-Type: text/html\r\nmime-version: 1.0\r\n\r\n<p>\r\n" + delimiter + "--";
 }
 
 TEST(GetMimeString, EveryShapeByteForByte) {
-    const std::string type = "Content-Type: text/plain;\r\n\t charset=x;\r\n\t format=y\r\n",
+    std::string const type = "Content-Type: text/plain;\r\n\t charset=x;\r\n\t format=y\r\n",
                       text = type + "\r\ntext", gif = "Content-ID: <1>\r\n\r\nGIF",
                       data = "Content-Type: a/b;\r\n\t name=c\r\n\r\nDATA";
     auto const alternative = [&](int n) {
@@ -128,7 +128,7 @@ TEST(GetMimeString, EveryShapeByteForByte) {
          "0|" + Multipart("related", 1) + "|" + Around(1, alternative(2), {gif, gif})},
     };
     for (auto const& row : rows) {
-        const CMimeAnalyze mail = Mail(row.held);
+        CMimeAnalyze const mail = Mail(row.held);
         EXPECT_EQ(row.type, mail.GetDataTypeFromNowSetData());
         EXPECT_EQ(row.with_attachments, Written(mail)) << row.type;
         EXPECT_EQ(row.without.empty() ? row.with_attachments : row.without, Written(mail, 0)) << row.type;
@@ -136,9 +136,9 @@ TEST(GetMimeString, EveryShapeByteForByte) {
 }
 
 TEST(GetMimeString, BoundaryIsOfItsMomentAndOccursInNoPart) {
-    const TimeZone zone{"UTC"};
+    TimeZone const zone{"UTC"};
     platform::FrozenClock clock{{1083827289, 42}};
-    const CString first = mime::NewBoundary("_TESSALY_MULTIPART_", "_");
+    CString const first = mime::NewBoundary("_TESSALY_MULTIPART_", "_");
     EXPECT_EQ(boundary_size, first.View().size());
     EXPECT_TRUE(first.View().starts_with("_TESSALY_MULTIPART_20040506070809042_") &&
                 first.View().ends_with("_"))
@@ -154,7 +154,7 @@ TEST(GetMimeString, BoundaryIsOfItsMomentAndOccursInNoPart) {
         mime::NewBoundary("", "");
         clock.Set({1083827289, 42});
         part.m_strBody = first;
-        const std::string written = Written(mail);
+        std::string const written = Written(mail);
         std::size_t count = 0;
         for (std::size_t at = 0; (at = written.find("--@", at)) != written.npos; ++at) ++count;
         EXPECT_EQ(3U + 4U + 3U, count) << place;
@@ -168,10 +168,10 @@ TEST(GetMimeString, BoundaryIsOfItsMomentAndOccursInNoPart) {
 TEST(GetMimeString, MergesIntoTextAndHtmlInTheirEncoding) {
     OneCustomer customer;
     customer.KanjiSei = "表<&";
-    const std::string word = "<%名前(姓)%>", escaped = "&lt;%名前(姓)%&gt;";
-    const std::string plain = "Content-Type: text/plain; charset=iso-2022-jp",
+    std::string const word = "<%名前(姓)%>", escaped = "&lt;%名前(姓)%&gt;";
+    std::string const plain = "Content-Type: text/plain; charset=iso-2022-jp",
                       html = "Content-Type: text/html; charset=iso-2022-jp";
-    const std::string none, quoted = "Content-Transfer-Encoding: quoted-printable",
+    std::string const none, quoted = "Content-Transfer-Encoding: quoted-printable",
                             base64 = "content-transfer-encoding: BASE64";
     const struct {
         std::string type, encoding, body, merged;
@@ -229,18 +229,18 @@ std::string Part(std::string const& type, std::string const& body) {
 }
 std::string Group(std::string const& kind, std::vector<std::string> const& parts) {
     static int number = 0;
-    const std::string boundary = "b" + std::to_string(number++);
+    std::string const boundary = "b" + std::to_string(number++);
     std::string text = "Content-Type: Multipart/" + kind + "; boundary=" + boundary + "\r\n\r\n";
     for (std::string const& part : parts) text += "\r\n--" + boundary + "\r\n" + part;
     return text + "\r\n--" + boundary + "--";
 }
 
 TEST(AnalyzeMime, EveryClassAtEveryLevel) {
-    const std::string text = Part("TEXT/Plain", "t"), html = Part("text/html; charset=x", "h"),
+    std::string const text = Part("TEXT/Plain", "t"), html = Part("text/html; charset=x", "h"),
                       pdf = Part("application/pdf", "p"), bare = "X: y\r\n\r\nn",
                       named = Part("text/plain; NAME=a", "f"),
                       disposed = "Content-Disposition: x; FileName=a\r\n" + html;
-    const std::vector<std::string> all = {text, html, pdf, bare, named, disposed};
+    std::vector<std::string> const all = {text, html, pdf, bare, named, disposed};
     auto const within = [&](char const* outer, char const* inner) {
         return Group(outer, {Group(inner, all)});
     };
@@ -300,8 +300,8 @@ TEST(AnalyzeMime, WhatWasWrittenComesBack) {
 }
 
 TEST(NormalAttachments, AddedNamedSavedRemoved) {
-    const ScratchFolder scratch;
-    const CString folder = scratch.Path("new\\deeper");
+    ScratchFolder const scratch;
+    CString const folder = scratch.Path("new\\deeper");
     CMailDataStructure mail;
     EXPECT_EQ(0, mail.AddMIMENormalAttach("no colon\r\n\r\n"));
     EXPECT_EQ(1, mail.AddMIMENormalAttach(
@@ -318,7 +318,7 @@ TEST(NormalAttachments, AddedNamedSavedRemoved) {
         EXPECT_EQ("", mail.GetMIMENormalAttachBodyBase64(bad)) << bad;
     }
     int size = -7;
-    const CString file = scratch.Path("file");
+    CString const file = scratch.Path("file");
     platform::WriteWholeFile(file, "x");
     EXPECT_EQ(-1, mail.SaveMIMENormalAttach(0, file + "\\below", size, 0, 1, nullptr));
     EXPECT_EQ(-2, mail.SaveMIMENormalAttach(0, folder, size, 0, 1, nullptr));

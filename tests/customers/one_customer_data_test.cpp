@@ -135,7 +135,7 @@ TEST_F(OneCustomerDataTest, DateTexts) {
     for (auto const& row : rows) {
         for (int kind = 0; kind < 3; ++kind) ASSERT_EQ(0, SetDate(kind, "2001/01/01 00:00:00"));
         EXPECT_EQ(row.result, SetDate(row.kind, row.text)) << row.text;
-        const COleDateTime dates[] = {customer.GetBirthday(), customer.GetEntryDate(),
+        COleDateTime const dates[] = {customer.GetBirthday(), customer.GetEntryDate(),
                                       customer.GetRenewalDate()};
         for (int kind = 0; kind < 3; ++kind)
             EXPECT_EQ(kind == row.kind ? row.stored : "2001/01/01 00:00:00", Text(dates[kind])) << row.text;

@@ -14,7 +14,7 @@ using History = HistoryListViewer;
 using Ids = std::vector<int>;
 
 char const* const no_file = "(no file)";
-const std::string row_7 = "\"7\",\"W\",\"-1\",\"\",\"\",\"2004/05/06 07:08:09\"\r\n";
+std::string const row_7 = "\"7\",\"W\",\"-1\",\"\",\"\",\"2004/05/06 07:08:09\"\r\n";
 
 // Mail 12 is in the list of mails, and `history` is bound to all its partners and to that mail.
 class HistoryTest : public CustomerTest {
@@ -51,7 +51,7 @@ class HistoryTest : public CustomerTest {
         return Items(ids);
     }
 
-    const CString key = env.GetDBKey(), path = env.DataPath("MAIL\\12\\hist12.dat");
+    CString const key = env.GetDBKey(), path = env.DataPath("MAIL\\12\\hist12.dat");
     CMailListViewer mails;
     History history;
 };
@@ -83,7 +83,7 @@ TEST_F(HistoryTest, WhatIsNotBoundYetIsNamed) {
     EXPECT_EQ(&env, fresh_db.GetEnvManager());
     ExpectFails(-14, 5014, history.SetMailID(13, 0));
     EXPECT_EQ(13, history.SetMailID(13, 1) + history.GetMailID());
-    const MessageBoxes boxes;
+    MessageBoxes const boxes;
     EXPECT_THROW(History(nullptr), CUserException);
     EXPECT_THROW(History(&env, nullptr, nullptr, nullptr), CUserException);
     EXPECT_THROW(History(&env, &option, nullptr, nullptr), CUserException);
@@ -97,8 +97,8 @@ TEST_F(HistoryTest, WhatIsNotBoundYetIsNamed) {
 }
 
 TEST_F(HistoryTest, LoadsWhatIsAHistory) {
-    const std::string five = "\"7\",\"W\",\"0\",\"\",\"\"\r\n";
-    const std::tuple<std::string, int, int> cases[] = {
+    std::string const five = "\"7\",\"W\",\"0\",\"\",\"\"\r\n";
+    std::tuple<std::string, int, int> const cases[] = {
         {no_file, -21, 5201},          {"", -22, 5202},           {five, -23, 5203},
         {"\"7\"," + row_7, -23, 5203}, {row_7 + five, -23, 5203}, {"\r\n" + row_7, -99, 5999}};
     for (auto const& [content, result, code] : cases) {
@@ -137,7 +137,7 @@ TEST_F(HistoryTest, WhatIsNotSavedStaysUnsaved) {
     ExpectFails(-24, 5204, history.WriteHDataFromMemoryToFile());
     platform::FailWritesAfter(-1);
     platform::RemoveFile(path);
-    const CString copy = folder.Path("copy.dat"), nowhere = folder.Path("no\\copy.dat");
+    CString const copy = folder.Path("copy.dat"), nowhere = folder.Path("no\\copy.dat");
     for (char const* used : {"other", static_cast<char const*>(nullptr)}) {
         EXPECT_EQ(0, history.WriteFromMemoryToFileAppointFileName(copy, used));
         EXPECT_EQ(row_7, TableContentOf(copy, used));
@@ -204,7 +204,7 @@ TEST_F(HistoryTest, RowsAndTheirElements) {
     history.SetMailID(12, 0);
     for (HistorySet& row : rows) EXPECT_EQ(0, history.SetHDataFromStructToMemory(row));
     EXPECT_EQ(0, history.WriteHDataFromMemoryToFile());
-    const std::string same =
+    std::string const same =
         ",\"E\",\"2147483647\",\"Y\",\"宛先,\"\"引用\"\"@x\",\"2005/01/02 03:04:05\"\r\n";
     EXPECT_EQ("\"7\",\"W\",\"2147483647\",\"\",\"\",\"2004/05/06 07:08:09\"\r\n\"-2147483648\"" + same +
                   "\"9\"" + same,
@@ -217,7 +217,7 @@ TEST_F(HistoryTest, RetryRulesInTheirOrder) {
         char const *state, *retry, *deleted, *allowed, *limit;
         int even_if_complete, result, code;
     };
-    static const Case cases[] = {
+    static Case const cases[] = {
         {"C", "9", "Y", "N", "3", 0, -42, 5402}, {"C", "9", "", "N", "3", 0, -43, 5403},
         {"C", "9", "", "", "3", 0, -44, 5404},   {"C", "9", "", "", "3", 1, -41, 5401},
         {"C", "2", "", "Y", "3", 1, 0, 0},       {"C", "-1", "", "", "3", 1, -43, 5403},
@@ -246,11 +246,11 @@ TEST_F(HistoryTest, WhoIsAskedFor) {
     int const deleted = Add("d@x.jp"), wiped = Add("w@x.jp"), nameless = Add(""), live = Add("l@x.jp");
     EXPECT_EQ(0, db.DeleteCustomer(deleted) + db.PhysicalDeletion(wiped));
     // From 100 on they are not in the customer table.
-    const std::tuple<int, char const*, int> rows[] = {
+    std::tuple<int, char const*, int> const rows[] = {
         {live, "W", 2}, {deleted, "W", 0}, {wiped, "E", 1}, {nameless, "C", 0}, {100, "W", 1},
         {101, "W", -1}, {102, "W", 3},     {103, "E", 1},   {104, "w", 1},      {105, "W", -2}};
     for (auto const& [id, state, retry] : rows) Append(id, state, retry);
-    const std::tuple<char const*, char const*, Ids> settings[] = {
+    std::tuple<char const*, char const*, Ids> const settings[] = {
         {"Y", "3", {live, 100, 105}}, {"", "2", {100, 105}}, {"N", "3", {}}, {"Y", "", {105}}};
     for (auto const& [allowed, limit, ids] : settings) {
         Allow(allowed, limit);
@@ -263,7 +263,7 @@ TEST_F(HistoryTest, WhoIsAskedFor) {
         for (POSITION place = list.GetHeadPosition(); place;) ids.push_back(list.GetNext(place));
         return ids;
     };
-    const std::tuple<int, int, Ids> lists[] = {
+    std::tuple<int, int, Ids> const lists[] = {
         {0, 0, {live, deleted, wiped, nameless, 100, 101, 102, 103, 104, 105}},
         {0, 1, {nameless}},
         {1, 0, {live}},
@@ -300,7 +300,7 @@ TEST_F(HistoryTest, MessageIdsLeadToTheirCustomers) {
 }
 
 TEST_F(HistoryTest, Counts) {
-    const std::tuple<char const*, int, char const*, int, int, int> cases[] = {
+    std::tuple<char const*, int, char const*, int, int, int> const cases[] = {
         {"W", -1, "", 0, 0, 0}, {"W", 1, "Y", 2, 2, 1}, {"E", 2, "N", 3, 3, 0}, {"C", 2, "Y", 3, 2, 1},
         {"C", 0, "y", 1, 0, 0}, {"c", 4, "Y", 0, 0, 1}, {"", 4, "", 0, 0, 0},   {"C", -1, "", 0, -1, 0}};
     auto const counted = [](History& h, int result) {

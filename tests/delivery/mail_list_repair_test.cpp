@@ -44,7 +44,7 @@ class MailListRepairTest : public testing::Test {
 };
 
 TEST_F(MailListRepairTest, WholeFoldersWithoutARowComeBackOnce) {
-    const std::string html = "Content-Type: multipart/alternative";
+    std::string const html = "Content-Type: multipart/alternative";
     PutMail(
         "0", {"本文"},
         "1,\"C\",2,\"Y\",\"id\",\"2004/05/05 00:00:00\"\r\n2,\"W\",-1,\"N\",\"\",\"2004/05/05 00:00:00\"\r\n"
@@ -57,7 +57,7 @@ TEST_F(MailListRepairTest, WholeFoldersWithoutARowComeBackOnce) {
     PutMail("99999999999", {"no"});
     PutMail("1000000000", {"far"});
     place.Put("MAIL\\4", "a file");
-    const timespec changed[] = {{0, 0}, {now_seconds - 86400, 0}};
+    timespec const changed[] = {{0, 0}, {now_seconds - 86400, 0}};
     ASSERT_EQ(0, utimensat(AT_FDCWD, platform::HostPath(place.Path("MAIL\\0\\meli0.dat").View()).c_str(),
                            changed, 0));
     EXPECT_EQ(1, mails.SetEnvManager(&place.env));
@@ -91,7 +91,7 @@ TEST_F(MailListRepairTest, WholeFoldersWithoutARowComeBackOnce) {
 TEST_F(MailListRepairTest, AMailOfUnknownStatusIsLostAndOthersStay) {
     PutMail("1", {"本文"});
     PutMail("2", {"本文"});
-    const std::string rest = "\",\"\",\"\",\"\",\"0\",\"0\",\"0\",\"\",\"NN\",\"\"\r\n";
+    std::string const rest = "\",\"\",\"\",\"\",\"0\",\"0\",\"0\",\"\",\"NN\",\"\"\r\n";
     ASSERT_TRUE(WriteTable(place.Path("MAIL\\maillist.dat"),
                            "\"1\",\"old\",\"\",\"?" + rest + "\"2\",\"kept\",\"\",\"S" + rest +
                                "\"3\",\"no folder\",\"\",\"C" + rest,
@@ -109,7 +109,7 @@ TEST_F(MailListRepairTest, NothingToDoWritesNothing) {
         PutMail("5", {"half"});
         platform::RemoveFile(place.Path("MAIL\\5\\" + CString(part) + "5.dat"));
         // A list of the earlier form: one that is written again has a column more.
-        const CString list = place.Path("MAIL\\maillist.dat");
+        CString const list = place.Path("MAIL\\maillist.dat");
         ASSERT_TRUE(WriteTable(list,
                                R"("1","","","D","","","","0","0","0","","NN")"
                                "\r\n",

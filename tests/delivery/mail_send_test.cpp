@@ -44,7 +44,7 @@ class Client : public MailSend {
 std::string LocalName() {
     char name[255] = {};
     platform::GetHostName(name, sizeof name);
-    const CString clean = ViolationRemoveForDomain(name);
+    CString const clean = ViolationRemoveForDomain(name);
     return clean.IsEmpty() ? "LocalHost" : std::string(clean.View());
 }
 
@@ -72,13 +72,13 @@ class MailSendTest : public testing::Test {
         client.SetBody("body\r\n.");
     }
 
-    const TransferLog log_;
+    TransferLog const log_;
 };
 
-const std::string mail_text =
+std::string const mail_text =
     "Subject: s\r\nMessage-Id: <id@example.jp>\r\nContent-Type: text/plain; charset=ISO-2022-JP\r\n"
     "Mime-Version: 1.0\r\nContent-Transfer-Encoding: 7bit\r\n\r\nbody\r\n..\r\n.\r\n";
-const std::string ehlo = "EHLO " + LocalName() + "\r\n", quit = "QUIT\r\n";
+std::string const ehlo = "EHLO " + LocalName() + "\r\n", quit = "QUIT\r\n";
 
 // The first `count` units of a plain conversation, and QUIT.
 Lines Said(std::size_t count, bool and_quit) {
@@ -147,7 +147,7 @@ TEST_F(MailSendTest, EveryEndOfAConversation) {
                                     SmtpPhase::recipient, SmtpPhase::data,  SmtpPhase::message};
     for (Case const& c : cases) {
         SCOPED_TRACE(c.name);
-        const ReplyLimit limit(std::string_view(c.script).find('%') == std::string_view::npos ? 0
+        ReplyLimit const limit(std::string_view(c.script).find('%') == std::string_view::npos ? 0
                                                                                               : reply_limit);
         ScriptedServer server(c.script);
         Client client;
@@ -197,8 +197,8 @@ TEST_F(MailSendTest, LostWhileTheMailGoesOut) {
 }
 
 TEST_F(MailSendTest, FailureToConnect) {
-    const test::RefusingPort refusing;
-    const test::BlackHole hole;
+    test::RefusingPort const refusing;
+    test::BlackHole const hole;
     struct {
         char const* host;
         int port, code;
@@ -271,7 +271,7 @@ TEST_F(MailSendTest, RefusesBeforeConnecting) {
         MailSend client;
         Prepare(client, server.Port());
         c.spoil(client);
-        const CString recipient = client.GetRecipient();
+        CString const recipient = client.GetRecipient();
         EXPECT_EQ(client.Send(), c.result);
         EXPECT_EQ(client.GetErrMsg().GetLastCode(), c.code);
         if (c.text) {
@@ -305,12 +305,12 @@ struct AuthCase {
 
 TEST_F(MailSendTest, Authentication) {
     using platform::Base64Of;
-    const std::string all = "220|250-host\r\n250-auth=PLAIN LOGIN CRAM-MD5\r\n250 SIZE|";
-    const std::string only_login = "220|250 AUTH LOGIN|", only_plain = "220|250 AUTH PLAIN|";
-    const std::string ask_user = "334 VXNlcm5hbWU6|", ask_pass = "334 UGFzc3dvcmQ6|";
-    const std::string cram = "AUTH CRAM-MD5", login = "AUTH LOGIN", plain = "AUTH PLAIN";
-    const std::string user64 = Base64Of("user"), pass64 = Base64Of("pa^ss");
-    const std::string plain64 = protocol::PlainAnswer("user", "pa^ss"), longest(511, 'c'), too_long(512, 'c');
+    std::string const all = "220|250-host\r\n250-auth=PLAIN LOGIN CRAM-MD5\r\n250 SIZE|";
+    std::string const only_login = "220|250 AUTH LOGIN|", only_plain = "220|250 AUTH PLAIN|";
+    std::string const ask_user = "334 VXNlcm5hbWU6|", ask_pass = "334 UGFzc3dvcmQ6|";
+    std::string const cram = "AUTH CRAM-MD5", login = "AUTH LOGIN", plain = "AUTH PLAIN";
+    std::string const user64 = Base64Of("user"), pass64 = Base64Of("pa^ss");
+    std::string const plain64 = protocol::PlainAnswer("user", "pa^ss"), longest(511, 'c'), too_long(512, 'c');
     auto const cram64 = [](std::string_view text) { return protocol::CramMd5Answer("user", "pa^ss", text); };
     Lines endless_said = {login};
     std::string endless = only_login + ask_user;
@@ -320,7 +320,7 @@ TEST_F(MailSendTest, Authentication) {
     }
     constexpr char const* no_login =
         "SMTP認証に失敗しました.\r\nサーバがLOGINに対応していない可能性があります。";
-    const AuthCase cases[] = {
+    AuthCase const cases[] = {
         {"CRAM-MD5", all + "334 " + Base64Of(longest) + "|235|221", 0, 0, {cram, cram64(longest)}, "正常"},
         {"CRAM-MD5 refused", all + "334 PDE+|535|221", -3, 2108, {cram, cram64("<1>")}, nullptr},
         {"challenge too long",
@@ -421,7 +421,7 @@ TEST_F(MailSendTest, EachMailHasItsConnectionByDefault) {
         EXPECT_STREQ(client.GetErrMsg().GetLastMsg(), "正常");
     }
     ASSERT_EQ(server.Connections(), 2);
-    const std::string second = server.Received().at(10);
+    std::string const second = server.Received().at(10);
     EXPECT_NE(second.find("\r\nX-Mailer: Tessaly  Bcc: b@example.jp\r\n 5\r\nContent-Type: multipart/mixed; "
                           "boundary=\"_MULTIPART_"),
               std::string::npos);
@@ -446,13 +446,13 @@ TEST_F(MailSendTest, KeptConnectionGoesOnWithReset) {
     EXPECT_EQ(client.bIsConnected, 1);
     EXPECT_EQ(client.CheckSMTP(), MailSend::CheckPassed) << "the third conversation ends the connection";
     EXPECT_EQ(client.bIsConnected, 0);
-    const Lines mail = Said(5, false);
+    Lines const mail = Said(5, false);
     EXPECT_EQ(server.Received(), (Lines{ehlo, "AUTH PLAIN\r\n", "dQB1AHA=\r\n", mail[1], mail[2], "RSET\r\n",
                                         mail[1], mail[2], mail[3], mail[4], "RSET\r\n", quit}));
 }
 
 TEST_F(MailSendTest, KeptConnectionEndsWithQuit) {
-    const std::string first = "220|250|250|250|354|250";
+    std::string const first = "220|250|250|250|354|250";
     struct {
         std::string script;
         int second_result;  // 1: no second mail, the object ends
@@ -519,7 +519,7 @@ TEST_F(MailSendTest, InitForgetsHowToAuthenticate) {
 }
 
 TEST_F(MailSendTest, LogHoldsTheConversationLineByLine) {
-    const platform::FrozenClock clock({1767193199, 0});
+    platform::FrozenClock const clock({1767193199, 0});
     ScriptedServer server("220 ready|250-a\r\n250 b|250 ok|550 no|221!");
     MailSend client;
     Prepare(client, server.Port());
@@ -532,7 +532,7 @@ TEST_F(MailSendTest, LogHoldsTheConversationLineByLine) {
     platform::GetHostName(host, sizeof host);
     std::string expected = "2025/12/31\r\nEnvName:env\r\nMailID:3\r\nCustID:-1 to@example.com\r\n" +
                            std::string(79, '-') + "\r\nfree text\r\n";
-    const Lines lines = {
+    Lines const lines = {
         "｜L｜[Send] ProcStart T",
         "｜L｜[Send] Connect",
         "｜L｜[Connect] ProcStart paramhost:(null) paramport:-1 bIsConnected is Not TRUE",
@@ -559,7 +559,7 @@ TEST_F(MailSendTest, LogHoldsTheConversationLineByLine) {
 }
 
 TEST_F(MailSendTest, LogOfACheckAndOfAFailureToConnect) {
-    const test::RefusingPort refusing;
+    test::RefusingPort const refusing;
     MailSend client;
     Prepare(client, refusing.Port());
     client.Send();
@@ -568,7 +568,7 @@ TEST_F(MailSendTest, LogOfACheckAndOfAFailureToConnect) {
     client.SetSmtpAuth(1, 1, 0, 0);
     client.SetSmtpUserPass("user", "secret");
     EXPECT_EQ(client.CheckSMTP(), MailSend::CheckPassed);
-    const std::string log = Log();
+    std::string const log = Log();
     std::size_t at = 0;
     for (char const* line : {"｜L｜[Connect] Connect Error\r\n", "｜L｜[CheckSMTP] ProcStart\r\n",
                              "｜L｜[CheckSMTP] localHostTemp:", "｜L｜[CheckSMTP] greeting wait\r\n",

@@ -9,7 +9,7 @@ TEST_F(CustomerTest, SizeOfTheLongestMergedTextAndWhoseItIs) {
     constexpr char plain[] = "<%名前(姓)%>様";
     constexpr char html[] = "&lt;%名前(姓)%&gt;様";
     constexpr char open_end[] = "<%名前(姓)%>";
-    const std::tuple<char const*, int, int, std::vector<int>, int, int, char const*> rows[] = {
+    std::tuple<char const*, int, int, std::vector<int>, int, int, char const*> const rows[] = {
         {plain, 0, 0, {99, 1, 0}, 4, 1, "林様"}, {plain, 0, 0, {0, 1, 2}, 5, 2, "ｶﾞﾓ様"},
         {plain, 0, 1, {0, 2}, 6, 2, "ｶﾞﾓ様"},    {html, 1, 0, {2, 3, 0}, 11, 3, "&lt;b&gt;様"},
         {plain, 1, 0, {0}, 14, 0, plain},        {open_end, 0, 1, {0, 4}, 4, 4, "abc\x88"}};

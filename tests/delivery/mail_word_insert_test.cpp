@@ -35,7 +35,7 @@ OneCustomer Sample() {
 }
 
 string Merge(string const& origin, int html = 0) {
-    const CString merged = MailWordInsert::GetMailWordInsert(Sample(), origin.c_str(), html);
+    CString const merged = MailWordInsert::GetMailWordInsert(Sample(), origin.c_str(), html);
     MailWordInsert held(origin.c_str());
     EXPECT_EQ(held.GetMailWordInsert(Sample(), html), merged);
     return static_cast<char const*>(merged);
@@ -69,7 +69,7 @@ TEST(MailWordInsert, ValuesOfEveryWord) {
                 {54, "2004/02/29 09:05:00"},
                 {55, "2005/12/31 23:59:59"}};
     for (auto const& row : rows) {
-        const string word = MailWordInsert::itsMailInsertDefinition[row.id].insert_string;
+        string const word = MailWordInsert::itsMailInsertDefinition[row.id].insert_string;
         EXPECT_EQ(Merge("[" + word + "]"), "[" + string(row.value) + "]") << row.id;
     }
     // The twenty attributes in order: each word reads the member of its letter.
@@ -130,14 +130,14 @@ TEST(MailWordInsert, WhatIsAndIsNotMerged) {
     }
     EXPECT_TRUE(MailWordInsert().GetMailWordInsert(Sample(), 0).IsEmpty());
     EXPECT_TRUE(MailWordInsert::GetMailWordInsert(Sample(), nullptr, 1).IsEmpty());
-    const string many(200000, '<');
+    string const many(200000, '<');
     EXPECT_EQ(Merge(many), many);
 }
 
 // A search row by row, to compare with the look-up.
 int PlainLookUp(string const& text, int html) {
     for (int id = 0; id < MailWordInsert::word_count; ++id) {
-        const string word = MailWordInsert::itsMailInsertDefinition[id].insert_string;
+        string const word = MailWordInsert::itsMailInsertDefinition[id].insert_string;
         if (!word.empty() && text.starts_with(html ? InHtml(word) : word)) return id;
     }
     return -1;

@@ -49,7 +49,7 @@ struct Client : CMySMTPS {
 
 class SecureSmtp : public testing::Test {
   protected:
-    const TransferLog log;
+    TransferLog const log;
 };
 
 TEST_F(SecureSmtp, AWholeConversationAndItsLog) {
@@ -66,12 +66,12 @@ TEST_F(SecureSmtp, AWholeConversationAndItsLog) {
         EXPECT_EQ(CMySMTPS::status_disconnected, client.GetNowStatus());
         EXPECT_EQ("", client.GetErrorMessage());
     }
-    const std::string digest = "u " + platform::HmacMd5Hex("秘密", "<1>");
+    std::string const digest = "u " + platform::HmacMd5Hex("秘密", "<1>");
     EXPECT_EQ((Lines{"EHLO me\r\n", "AUTH CRAM-MD5\r\n", platform::Base64Of(digest) + "\r\n",
                      "MAIL FROM:<a@b.jp>\r\n", "RCPT TO:<c@d.jp>\r\n", "DATA\r\n",
                      "Subject: x\r\n\r\n..\r\nhi\r\n.\r\n", "QUIT\r\n"}),
               server.Received());
-    const std::string text = log.Text();
+    std::string const text = log.Text();
     for (char const* line :
          {"題\r\n", "[情報]Connecting to mail server.\r\n", "[情報]Connected.\r\n", "[受信]220-hi\r\n",
           "[送信]AUTH CRAM-MD5\r\n", "[送信]********\r\n", "[受信]235 in\r\n", "[送信]DATA\r\n",
@@ -83,7 +83,7 @@ TEST_F(SecureSmtp, AWholeConversationAndItsLog) {
 
 // The server's replies, the end, and the text for the user.
 TEST_F(SecureSmtp, WhereItBreaks) {
-    const std::string offers = "220 hi|250-hi\r\n250 AUTH CRAM-MD5 LOGIN PLAIN|";
+    std::string const offers = "220 hi|250-hi\r\n250 AUTH CRAM-MD5 LOGIN PLAIN|";
     constexpr char const *stopped = "送信サーバに接続しました。しかし、送信サーバの応答が停止しました。",
                          *sender =
                              "MAIL FROMコマンドが受け付けられませんでした。"
@@ -165,7 +165,7 @@ TEST_F(SecureSmtp, WhereItBreaks) {
 }
 
 TEST_F(SecureSmtp, NoServerAndNoAnswer) {
-    const test::RefusingPort refusing;
+    test::RefusingPort const refusing;
     Client client(refusing.Port());
     EXPECT_EQ(10061, client.Do(smtps_connect));
     EXPECT_EQ("接続が拒否されました。ファイアウォールの設定や接続回線の確認をしてください。",
@@ -186,7 +186,7 @@ TEST_F(SecureSmtp, NoServerAndNoAnswer) {
     EXPECT_EQ("サーバとの接続がタイムアウトしました。回線の状況を確認してください。", client.Reason());
     EXPECT_EQ(CMySMTPS::status_ehlo, client.GetNowStatus());
     // One byte at a time, far within the limit of each wait.
-    const ReplyLimit limit(300);
+    ReplyLimit const limit(300);
     for (char const* dripping : {"%220 x*", "220 hi|%250-x\r\n*", "220 hi|250 hi|250 ok|%550 x*"}) {
         ScriptedServer server(dripping);
         client.Prepare(server.Port());
@@ -212,7 +212,7 @@ TEST_F(SecureSmtp, AnotherThreadEndsTheConversation) {
 }
 
 TEST_F(SecureSmtp, AConnectionServesSeveralMails) {
-    const std::string mail = "250 ok|250 ok|354 go|250 queued|", again = "250 reset|" + mail;
+    std::string const mail = "250 ok|250 ok|354 go|250 queued|", again = "250 reset|" + mail;
     ScriptedServer server({test::Play(std::string(hello) + mail + again +
                                       "250 reset|250 ok|550 no|250 reset|" + mail + "421 bye\r\n!"),
                            test::Play(hello + mail + "221 bye")});
@@ -239,9 +239,9 @@ TEST_F(SecureSmtp, AConnectionServesSeveralMails) {
 // The step is that of the mail, whatever was refused and recovered before it.
 TEST_F(SecureSmtp, TheFailureIsThatOfThisMail) {
     using protocol::SmtpPhase;
-    const std::string mail = "250 ok|250 ok|354 go|250 queued|",
+    std::string const mail = "250 ok|250 ok|354 go|250 queued|",
                       no_such = "250 ok|550-5.1.1 no\r\n550 5.1.1 such";
-    const std::string offers = "220 hi|250-hi\r\n250 AUTH CRAM-MD5 LOGIN|";
+    std::string const offers = "220 hi|250-hi\r\n250 AUTH CRAM-MD5 LOGIN|";
     const struct {
         std::vector<std::string> connections;
         int mails;

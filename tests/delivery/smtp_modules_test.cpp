@@ -132,8 +132,8 @@ TEST(WireText, IsExactByteForByte) {
     delivery::WireParts plain;
     plain.header = "From: a@example.jp\r\n";
     plain.body = "あ\r\nb";
-    const std::string fixed = "Mime-Version: 1.0\r\nContent-Transfer-Encoding: 7bit\r\n";
-    const std::string default_type = "Content-Type: text/plain; charset=ISO-2022-JP\r\n";
+    std::string const fixed = "Mime-Version: 1.0\r\nContent-Transfer-Encoding: 7bit\r\n";
+    std::string const default_type = "Content-Type: text/plain; charset=ISO-2022-JP\r\n";
     EXPECT_EQ(
         delivery::MakeWireText(plain),
         ("From: a@example.jp\r\n" + default_type + fixed + "\r\n\x1b$B$\"\x1b(B\r\nb\r\n.\r\n").c_str());
@@ -235,9 +235,9 @@ TEST(WireText, NoBodyHoldsTheEndOfTheMail) {
         delivery::WireParts parts;
         parts.header = "A: b\r\n";
         parts.body = body;
-        const CString wire = delivery::MakeWireText(parts);
+        CString const wire = delivery::MakeWireText(parts);
         ASSERT_TRUE(wire.View().ends_with("\r\n.\r\n"));
-        const std::string_view inside = wire.View().substr(0, wire.View().size() - 5);
+        std::string_view const inside = wire.View().substr(0, wire.View().size() - 5);
         EXPECT_EQ(inside.find("\r\n.\r\n"), std::string_view::npos) << body;
     }
 }
@@ -278,7 +278,7 @@ TEST_F(MailStamps, MessageIdsOfManyThreadsDiffer) {
 }
 
 TEST_F(MailStamps, DateFollowsTheZone) {
-    const platform::FrozenClock clock({1767225599, 0});  // 2025-12-31 23:59:59 UTC
+    platform::FrozenClock const clock({1767225599, 0});  // 2025-12-31 23:59:59 UTC
     EXPECT_EQ(MailSend::MakeSmtpDateNow(""), "Thu, 01 Jan 2026 08:59:59 +0900");
     EXPECT_EQ(MailSend::MakeSmtpDateNow(nullptr), "Thu, 01 Jan 2026 08:59:59 +0900");
     EXPECT_EQ(MailSend::MakeSmtpDateNow("-500"), "Thu, 01 Jan 2026 08:59:59 -0500");
@@ -295,9 +295,9 @@ TEST_F(MailStamps, SummerTimeIsPartOfTheZone) {
 }
 
 TEST_F(MailStamps, BoundaryHasItsForm) {
-    const platform::FrozenClock clock({1767193199, 7});
-    const std::string boundary(delivery::NewBoundary().View());
-    const std::string start = "_MULTIPART_20251231235959007_", end = "_MIXED_";
+    platform::FrozenClock const clock({1767193199, 7});
+    std::string const boundary(delivery::NewBoundary().View());
+    std::string const start = "_MULTIPART_20251231235959007_", end = "_MIXED_";
     ASSERT_EQ(boundary.size(), start.size() + 4 + end.size());
     EXPECT_EQ(boundary.substr(0, start.size()), start);
     EXPECT_EQ(boundary.substr(boundary.size() - end.size()), end);

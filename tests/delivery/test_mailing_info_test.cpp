@@ -16,15 +16,15 @@ class TestMailingInfoTest : public CustomerTest {
         return record + "\r\n";
     }
 
-    const CString key = env.GetDBKey();
-    const CString path = env.DataPath("DB\\testmailinginfo.dat");
+    CString const key = env.GetDBKey();
+    CString const path = env.DataPath("DB\\testmailinginfo.dat");
     CTestMailingInfo testers;
 };
 
 TEST_F(TestMailingInfoTest, BindingReadsTheFileOrMakesIt) {
     EXPECT_EQ(-101, testers.ReadFromFileToMemory(nullptr, 0, nullptr));
     EXPECT_EQ(0, testers.SetEnvManager(nullptr));
-    const std::tuple<std::string, int, int> rows[] = {
+    std::tuple<std::string, int, int> const rows[] = {
         {Record(56, "3") + Record(56, "-1"), 1, 2}, {Record(55, "3"), 0, 0}, {"\r\n", 0, 0}, {"", 1, 0}};
     for (auto const& [plain, bound, count] : rows) {
         Put(plain);
@@ -38,7 +38,7 @@ TEST_F(TestMailingInfoTest, BindingReadsTheFileOrMakesIt) {
     EXPECT_EQ(0, testers.SetEnvManager(&env));
     EXPECT_EQ("", ContentOf(path));
     EXPECT_EQ(CMyDB::db_no_directory, testers.ReadFromFileToMemory(folder.Path("none\\t.dat"), 0, nullptr));
-    const CString other = folder.Path("other.dat");
+    CString const other = folder.Path("other.dat");
     // The environment's key is random, and a table under another one can by chance look sound.
     int refused = 0;
     for (char const* other_key : {"a", "b", "c", "d", "e", "f", "g", static_cast<char const*>(nullptr)}) {
@@ -47,7 +47,7 @@ TEST_F(TestMailingInfoTest, BindingReadsTheFileOrMakesIt) {
         refused += testers.ReadFromFileToMemory(other, 0, other_key) < 0;
     }
     EXPECT_GE(refused, 5);
-    const MessageBoxes boxes;
+    MessageBoxes const boxes;
     EXPECT_THROW(CTestMailingInfo(nullptr, &option), CUserException);
     EXPECT_THROW(CTestMailingInfo(&env, nullptr), CUserException);
     for (std::size_t const box : {0, 1}) {
@@ -95,7 +95,7 @@ TEST_F(TestMailingInfoTest, AKeyHasOneRowAndTimesMoveOn) {
     EXPECT_EQ(0, testers.SetTestMailingInfo(tester, 8));
     EXPECT_EQ(0, testers.SetTestMailingInfo(tester, -5));
     EXPECT_EQ(2, testers.GetLineNumber());
-    const std::pair<int, char const*> cells[] = {
+    std::pair<int, char const*> const cells[] = {
         {0, "-5"}, {1, "t@example.jp"},         {9, "1000001"},   {47, "属性"},
         {53, ""},  {54, "1999/01/02 03:04:05"}, {55, later_text},
     };

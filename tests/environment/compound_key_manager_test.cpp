@@ -7,7 +7,7 @@
 namespace {
 
 char const symbols[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
-const std::string database_key(symbols, 64);
+std::string const database_key(symbols, 64);
 
 CCompoundKeyManager Keys(char const* table_key) {
     CCompoundKeyManager keys;
@@ -34,8 +34,8 @@ TEST(CompoundKey, ValuesComeBackWhateverTheyHold) {
     for (auto const& row : rows) {
         for (char const* table_key : {"a", "別の鍵"}) {
             CCompoundKeyManager keys = Keys(table_key);
-            const CString compound = keys.MakeCompoundKey(row.flag, row.md5, row.key);
-            const std::string expected = std::string(row.flag) + '|' + row.md5 + '|' + row.key;
+            CString const compound = keys.MakeCompoundKey(row.flag, row.md5, row.key);
+            std::string const expected = std::string(row.flag) + '|' + row.md5 + '|' + row.key;
             EXPECT_EQ(expected, Values(keys));
             EXPECT_EQ(std::string::npos, compound.View().find_first_not_of(symbols));
             CCompoundKeyManager reader = Keys(table_key);
@@ -58,7 +58,7 @@ TEST(CompoundKey, AnyDamageGivesEmptyValues) {
     CCompoundKeyManager keys = Keys("a");
     // All three remainders of the base64 text.
     for (char const* flag : {"", "Y", "YY"}) {
-        const std::string sound(keys.MakeCompoundKey(flag, "", database_key.c_str()).View());
+        std::string const sound(keys.MakeCompoundKey(flag, "", database_key.c_str()).View());
         auto const values_of = [&](std::string const& text) {
             keys.SetCompoundKey(text.c_str());
             return Values(keys);
@@ -66,7 +66,7 @@ TEST(CompoundKey, AnyDamageGivesEmptyValues) {
         for (std::size_t place = 0; place < sound.size(); ++place) {
             EXPECT_EQ("||", values_of(sound.substr(0, place))) << place;
             // Some bits of the last symbol are unused, so each other symbol is tried there.
-            const std::string others = place + 1 < sound.size() ? "AQgw/" : symbols;
+            std::string const others = place + 1 < sound.size() ? "AQgw/" : symbols;
             for (char const c : others + "=\x80\xff\"") {
                 if (sound[place] == c) continue;
                 std::string damaged = sound;

@@ -19,9 +19,9 @@ std::string CompoundOf(char const* flag, char const* md5, char const* key) {
 }
 
 TEST(EnvManager, ANewEnvironmentOpensWithoutPassword) {
-    const TimeZone zone("JST-9");
-    const platform::FrozenClock clock({1073055600 + 86399, 0});
-    const TestEnvironment test;
+    TimeZone const zone("JST-9");
+    platform::FrozenClock const clock({1073055600 + 86399, 0});
+    TestEnvironment const test;
     EnvManager env;
     EXPECT_EQ(0, env.GetEnvType());
     ASSERT_EQ(0, env.InitEnvFileInfo(test.file, app_key, 0));
@@ -51,7 +51,7 @@ TEST(EnvManager, ANewEnvironmentOpensWithoutPassword) {
 }
 
 TEST(EnvManager, InitTellsWhatIsMissing) {
-    const TestEnvironment test;
+    TestEnvironment const test;
     auto const& folder = test.folder;
     platform::WriteWholeFile(folder.Path("empty.tsl"), "");
     platform::MakeDirectory(folder.Path("empty"));
@@ -90,8 +90,8 @@ TEST(EnvManager, InitTellsWhatIsMissing) {
 }
 
 TEST(EnvManager, GettersReadTheFileAnewAndTellItsFaults) {
-    const TestEnvironment test;
-    const std::string row =
+    TestEnvironment const test;
+    std::string const row =
         '"' + CompoundOf("Y", "m", "k") + "\",\"" + some_date + "\",\"" + some_date + "\"\r\n";
     using Failure = std::pair<int, int>;  // result and code
     const struct {
@@ -144,11 +144,11 @@ TEST(EnvManager, GettersReadTheFileAnewAndTellItsFaults) {
 }
 
 TEST(EnvManager, FlagAndPasswordChangeAloneAndAtOnce) {
-    const TestEnvironment test;
+    TestEnvironment const test;
     EnvManager env, reader;
     ASSERT_EQ(0, env.InitEnvFileInfo(test.file, app_key, 0));
     ASSERT_EQ(0, reader.InitEnvFileInfo(test.file, app_key, 0));
-    const CString key = env.GetDBKey();
+    CString const key = env.GetDBKey();
     CString flag, entry_before, entry_after;
     env.GetEntryDate(entry_before);
     EXPECT_EQ(1, env.IsEnvPasswordOK(""));  // none is set
@@ -168,11 +168,11 @@ TEST(EnvManager, FlagAndPasswordChangeAloneAndAtOnce) {
 }
 
 TEST(EnvManager, SettersThatFailLeaveTheFile) {
-    const TestEnvironment test;
+    TestEnvironment const test;
     EnvManager env;
     ASSERT_EQ(0, env.InitEnvFileInfo(test.file, app_key, 0));
     auto const expect_failure = [&](int flag_result, int password_result) {
-        const std::string content = ContentOf(test.file);
+        std::string const content = ContentOf(test.file);
         EXPECT_EQ(flag_result, env.SetUseEnvPasswordFlag("Y"));
         EXPECT_EQ(9011, CodeOf(env));
         EXPECT_EQ(password_result, env.SetEnvPassword("p"));
@@ -180,12 +180,12 @@ TEST(EnvManager, SettersThatFailLeaveTheFile) {
         EXPECT_EQ(9011, CodeOf(env));
         EXPECT_EQ(content, ContentOf(test.file));
     };
-    const std::string before = ContentOf(test.file);
+    std::string const before = ContentOf(test.file);
     for (char const* flag : {"y", "YES", " ", "表"}) EXPECT_EQ(-1, env.SetUseEnvPasswordFlag(flag));
     EXPECT_EQ(9011, CodeOf(env));
     EXPECT_EQ(before, ContentOf(test.file));
 
-    const std::string sound = CompoundOf("N", "m", "k"), keyless = CompoundOf("N", "m", "");
+    std::string const sound = CompoundOf("N", "m", "k"), keyless = CompoundOf("N", "m", "");
     std::string damaged = sound;
     damaged[10] = damaged[10] == 'A' ? 'B' : 'A';
     for (std::string const& compound : {damaged, keyless, std::string()}) {
@@ -220,8 +220,8 @@ TEST(EnvManager, SettersThatFailLeaveTheFile) {
 }
 
 TEST(EnvManager, CellsChangeInMemoryUntilTheyAreWritten) {
-    const TestEnvironment test;
-    const CString file = test.folder.Path("new.tsl");
+    TestEnvironment const test;
+    CString const file = test.folder.Path("new.tsl");
     EnvManager env;
     EXPECT_EQ(-1, env.WriteFromMemoryToFile());
     EXPECT_EQ(9009, CodeOf(env));

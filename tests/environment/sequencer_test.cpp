@@ -20,9 +20,9 @@ class SequencerTest : public testing::Test {
         for (char const* name : {"shop", "shop\\DB", "shop\\MAIL", "shop\\EXTRACT"})
             platform::MakeDirectory(folder_.Path(name));
     }
-    const ScratchFolder folder_;
+    ScratchFolder const folder_;
     EnvManager env_;
-    const CString mail_ = folder_.Path("shop\\MAIL\\mailseq.dat");
+    CString const mail_ = folder_.Path("shop\\MAIL\\mailseq.dat");
 };
 
 TEST_F(SequencerTest, EachSequenceCountsFromZeroInItsOwnFile) {
@@ -34,7 +34,7 @@ TEST_F(SequencerTest, EachSequenceCountsFromZeroInItsOwnFile) {
                 {seq_mail, "shop\\MAIL\\mailseq.dat", 10000},
                 {seq_extract, "shop\\EXTRACT\\extrseq.dat", 10000}};
     for (auto const& row : rows) {
-        const CString path = folder_.Path(row.file);
+        CString const path = folder_.Path(row.file);
         Sequencer sequence(&env_, row.type);
         int value = -1;
         EXPECT_NE(0, sequence.CurrentValue(&value));
@@ -104,7 +104,7 @@ TEST_F(SequencerTest, FailuresLeaveTheFile) {
     platform::RemoveDirectory(folder_.Path("shop\\MAIL"));
     EXPECT_EQ(0, sequence.NextValue(&value) + sequence.CurrentValue(&value) + sequence.SetValue(1));
 
-    const MessageBoxes boxes;
+    MessageBoxes const boxes;
     EXPECT_THROW(Sequencer(nullptr, seq_mail), CUserException);
     EXPECT_THROW(Sequencer(&env_, static_cast<SeqIDType>(3)), CUserException);
     EXPECT_EQ((std::vector<std::string>{"Invalid EnvManager Pointer.", "Invalid Sequence Type."}),

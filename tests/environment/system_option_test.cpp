@@ -25,8 +25,8 @@ class SystemOptionTest : public testing::Test {
     std::string OnDisk() const { return TableContentOf(path_, key_); }
     int Code() { return option_.GetErrMsg().GetLastCode(); }
 
-    const TestEnvironment test_;
-    const CString path_ = test_.folder.Path("店\\systemoption.dat");
+    TestEnvironment const test_;
+    CString const path_ = test_.folder.Path("店\\systemoption.dat");
     EnvManager env_;
     CString key_;
     SystemOption option_;
@@ -88,7 +88,7 @@ TEST_F(SystemOptionTest, KeyRuleAndEnvironmentAreCheckedFirst) {
     EXPECT_EQ(0, homeless.SetEnvManager(nullptr));
     EXPECT_EQ(1, homeless.SetEnvManager(&env_));
     EXPECT_EQ(0, homeless.SetEnvManager(&env_));
-    const MessageBoxes boxes;
+    MessageBoxes const boxes;
     EXPECT_THROW(SystemOption(nullptr), CUserException);
     EXPECT_EQ(std::vector<std::string>{"環境の設定に失敗しました"}, boxes.Texts());
 }

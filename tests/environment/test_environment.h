@@ -20,6 +20,6 @@ struct TestEnvironment {
         WriteTable(file, '"' + compound + "\",\"" + entry + "\",\"" + renewal + "\"\r\n", app_key);
     }
 
-    const ScratchFolder folder;
-    const CString file = folder.Path("店.tsl");
+    ScratchFolder const folder;
+    CString const file = folder.Path("店.tsl");
 };

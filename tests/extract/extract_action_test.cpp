@@ -161,7 +161,7 @@ TEST_F(ExtractActionTest, RefusersGoAndAnEmptySlotLeavesTheListAlone) {
     int const accepts = With(company, "表"), refuses = With(company, "表", "N"),
               deleted = With(company, "表"), other = With(company, "林");
     db.DeleteCustomer(deleted);
-    const std::vector<int> all = {other, 99, deleted, refuses, accepts, accepts};
+    std::vector<int> const all = {other, 99, deleted, refuses, accepts, accepts};
     EXPECT_EQ(all, Narrowed(all));
     Put(Equal(company, {"表"}, "Y"));
     EXPECT_EQ((std::vector{deleted, accepts, accepts}), Narrowed(all));
@@ -179,7 +179,7 @@ TEST_F(ExtractActionTest, RefusersGoAndAnEmptySlotLeavesTheListAlone) {
 }
 
 TEST_F(ExtractActionTest, WhatIsRefusedLeavesTheListAlone) {
-    const std::vector<int> ids = {With(company, "x", "N")};
+    std::vector<int> const ids = {With(company, "x", "N")};
     auto const refused = [&](int result, int code, int tab, int con) {
         CList<int, int> list;
         list.AddTail(ids[0]);
@@ -239,7 +239,7 @@ TEST_F(ExtractActionTest, SlotsComeBackAsTheyWere) {
 }
 
 TEST_F(ExtractActionTest, ValuesAreCutAtCommasOutsideQuotes) {
-    const std::pair<char const*, std::vector<std::string>> rows[] = {
+    std::pair<char const*, std::vector<std::string>> const rows[] = {
         {"", {}},
         {",", {""}},
         {"a,b,", {"a", "b"}},
@@ -262,8 +262,8 @@ TEST_F(ExtractActionTest, ValuesAreCutAtCommasOutsideQuotes) {
 }
 
 TEST_F(ExtractActionTest, FilesOfASet) {
-    const CString path = env.DataPath("MAIL\\7\\merd7.dat");
-    const CString key = env.GetDBKey();
+    CString const path = env.DataPath("MAIL\\7\\merd7.dat");
+    CString const key = env.GetDBKey();
     std::string slots;
     for (int i = 0; i < 15; ++i) slots += "\"-1\",\"E\",\"\",\"Y\",\"\",\"\",\"Y\"\r\n";
     EXPECT_EQ(-12, action.SetTypeAndID(ec_mail, -1));
@@ -272,7 +272,7 @@ TEST_F(ExtractActionTest, FilesOfASet) {
     EXPECT_EQ(-12, action.WriteAllExtractConditionOnMemoryToFileNew(1));
     EXPECT_EQ(0, action.WriteAllExtractConditionOnMemoryToFile());  // nothing changed
     EXPECT_FALSE(platform::Exists(path));
-    const std::pair<std::string, std::pair<int, int>> loads[] = {
+    std::pair<std::string, std::pair<int, int>> const loads[] = {
         {"", {-42, 6402}},
         {"1,2\r\n1\r\n", {-43, 6403}},
         {"1,2\r\n", {-7, 6007}},
@@ -307,7 +307,7 @@ TEST_F(ExtractActionTest, FilesOfASet) {
 
 TEST_F(ExtractActionTest, BindingAndItsOrder) {
     ExtractAction unbound;
-    const std::pair<int, int> order[] = {{-1, 6001}, {-8, 6008}, {-10, 6010}};
+    std::pair<int, int> const order[] = {{-1, 6001}, {-8, 6008}, {-10, 6010}};
     for (int step = 0; step < 3; ++step) {
         if (step == 1) unbound.SetEnvManager(&env);
         if (step == 2) unbound.SetTypeAndID(ec_list, -2);
@@ -318,7 +318,7 @@ TEST_F(ExtractActionTest, BindingAndItsOrder) {
     }
     EXPECT_EQ(0, unbound.SetEnvManager(&env));
     EXPECT_EQ(0, unbound.SetDatabaseEdit(nullptr));
-    const MessageBoxes boxes;
+    MessageBoxes const boxes;
     EXPECT_THROW(ExtractAction(nullptr, &db), CUserException);
     EXPECT_THROW(ExtractAction(&env, nullptr), CUserException);
     EXPECT_THROW(ExtractAction(&env, &db, ec_mail, -1), CUserException);

@@ -98,7 +98,7 @@ TEST_F(ExtractListTest, WhatIsWrittenAndWhen) {
 }
 
 TEST_F(ExtractListTest, DamagedFiles) {
-    const CString key = env.GetDBKey();
+    CString const key = env.GetDBKey();
     const struct {
         char const* content;
         int result, code;
@@ -115,7 +115,7 @@ TEST_F(ExtractListTest, DamagedFiles) {
     EXPECT_EQ(11001, unbound.GetErrMsg().GetLastCode());
     EXPECT_EQ(0, unbound.WriteAllExtractListToFile());
     EXPECT_EQ(-1, unbound.GetNewExtractID());
-    const MessageBoxes boxes;
+    MessageBoxes const boxes;
     EXPECT_THROW(ExtractListViewer{nullptr}, CUserException);
     EXPECT_EQ(1U, boxes.Texts().size());
 }

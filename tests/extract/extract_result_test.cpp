@@ -78,8 +78,8 @@ class ExtractResultTest : public CustomerTest {
     CMailListViewer mails;
     ExtractListViewer lists;
     ExtractResultDetail list;
-    const CString path = env.DataPath("MAIL\\7\\meli7.dat");
-    const CString env_key = env.GetDBKey();
+    CString const path = env.DataPath("MAIL\\7\\meli7.dat");
+    CString const env_key = env.GetDBKey();
 };
 
 TEST_F(ExtractResultTest, EverythingIsBoundAndAimedFirst) {
@@ -118,7 +118,7 @@ TEST_F(ExtractResultTest, EverythingIsBoundAndAimedFirst) {
         EXPECT_EQ(0, again);
     for (auto const& row : calls) EXPECT_EQ(row.unaimed, row.call()) << &row - calls;
 
-    const std::tuple<ERTYPE, int, int, int> targets[] = {
+    std::tuple<ERTYPE, int, int, int> const targets[] = {
         {er_mail, -1, -1, 3001}, {er_mail, 8, -2, 3002}, {er_list, 8, -3, 3003}, {er_not_set, 1, -6, 3006}};
     for (auto const& [type, id, result, code] : targets) {
         EXPECT_EQ(result, bare.SetTypeAndID(type, id));
@@ -131,7 +131,7 @@ TEST_F(ExtractResultTest, EverythingIsBoundAndAimedFirst) {
 }
 
 TEST_F(ExtractResultTest, RefusedConstructionIsShownAndRaised) {
-    const MessageBoxes boxes;
+    MessageBoxes const boxes;
     EXPECT_THROW(ExtractResultDetail(&env, nullptr, &lists, &db), CUserException);
     EXPECT_THROW(ExtractResultDetail(&env, &mails, &lists, &db, er_mail, 8), CUserException);
     EXPECT_THROW(ExtractResultDetail(&env, &mails, nullptr, &db, er_list, list_id), CUserException);
@@ -192,7 +192,7 @@ TEST_F(ExtractResultTest, ListsMakeAUnionAndAreCheckedAsAWhole) {
 }
 
 TEST_F(ExtractResultTest, LoadTellsWhatIsWrongWithTheFile) {
-    const std::tuple<std::string, int, int, std::vector<int>> files[] = {
+    std::tuple<std::string, int, int, std::vector<int>> const files[] = {
         {"(no file)", -31, 3201, {}},
         {"", -32, 3202, {}},
         {Lines({1}) + "\"2\",\"3\"\r\n", -33, 3203, {1}},
@@ -221,7 +221,7 @@ TEST_F(ExtractResultTest, ViewDropsTheWiped) {
     for (int const id : {2, 3, 5}) ASSERT_EQ(0, db.PhysicalDeletion(id));
     db.DeleteCustomer(1);  // whose data are still stored
     CArray<ERDetailPlusDB, ERDetailPlusDB> entries;
-    const std::tuple<int, int, std::vector<int>, std::vector<int>> views[] = {
+    std::tuple<int, int, std::vector<int>, std::vector<int>> const views[] = {
         {-1, 3, {0, 1, 4}, {0, 1, 4}},   {0, 1, {0, 1}, {0, 1, 5, 4}},   {0, 0, {0}, {0, 3, 1, 5, 4}},
         {3, 5, {1, 4}, {2, 0, 3, 1, 4}}, {4, 100, {4}, {2, 0, 3, 1, 4}}, {2, 1, {}, {2, 0, 3, 1, 5, 4}},
         {6, 9, {}, {2, 0, 3, 1, 5, 4}},  {-7, 0, {0}, {0, 3, 1, 5, 4}},  {-7, -2, {}, {2, 0, 3, 1, 5, 4}}};
@@ -266,7 +266,7 @@ TEST_F(ExtractResultTest, WritersKeepWhatTheyCouldNotSave) {
     EXPECT_EQ(0, list.WriteAllOnMemoryDBIDToFile());
     EXPECT_FALSE(platform::Exists(path));
     ASSERT_EQ(0, Set({3, 1}, 1, 0));
-    const CString copy = folder.Path("copy.dat");
+    CString const copy = folder.Path("copy.dat");
     EXPECT_EQ(0, list.WriteFromMemoryToFileAppointFileName(copy, "copy"));
     EXPECT_EQ(Lines({3, 1}), TableContentOf(copy, "copy"));
     EXPECT_EQ(-35, list.WriteFromMemoryToFileAppointFileName(folder.Path("none\\copy.dat"), nullptr));

@@ -174,8 +174,8 @@ TEST(HtmlScan, AnyNameKeepsAnyValue) {
     std::string page, listed, rewritten;
     for (int name = 0; name < names; ++name) {
         for (int value = 0; value < values; ++value) {
-            const std::string attribute = "n" + std::to_string(name), text = "v" + std::to_string(value);
-            const std::string shown = "td " + attribute + "=" + text;
+            std::string const attribute = "n" + std::to_string(name), text = "v" + std::to_string(value);
+            std::string const shown = "td " + attribute + "=" + text;
             page += "<TD " + attribute + "=\"" + text + "\">";
             listed += "[" + shown + "]";
             ASSERT_EQ(Shown(Element(shown.c_str())), shown);

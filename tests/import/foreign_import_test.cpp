@@ -36,7 +36,7 @@ class ForeignImportTest : public CustomerTest {
     // The log without its head, which names the input, and its moments.
     std::string Lines() {
         std::string text = ContentOf(log);
-        const std::string moment = "\n2004/05/06 07:08:09\n\n";
+        std::string const moment = "\n2004/05/06 07:08:09\n\n";
         EXPECT_TRUE(text.starts_with("○インポート開始日時" + moment + "○インポート対象")) << text;
         EXPECT_TRUE(text.ends_with("○インポート終了日時" + moment)) << text;
         text.erase(0, text.find("\n\n", text.find("○インポート対象")) + 2);
@@ -52,7 +52,7 @@ class ForeignImportTest : public CustomerTest {
     }
     static std::string Section(std::string const& lines) { return "○データエラーお客様\n" + lines + "\n"; }
 
-    const CString log = folder.Path("log.txt");
+    CString const log = folder.Path("log.txt");
     int imported = -1, errors = -1, state = -1;
     CString message;
 };
@@ -62,7 +62,7 @@ TEST_F(ForeignImportTest, BeckyGoodAndBadLines) {
     db.DeleteCustomer(gone);
     Advance();
     clock.Set({now_seconds, 0});
-    const std::string rest = ",,,,,,,,,";
+    std::string const rest = ",,,,,,,,,";
     EXPECT_EQ(4, Becky("new@example.jp,(株)｢ﾃｽﾄ｣,営業㈱,山①,\"太,\"\"郎\"\"\",03-1234-5678,,1-2,千代田区,"
                        "東京都,100-0001\r\n"
                        "k@example.jp,,,新,,,,,,,\r\n\r\n"
@@ -123,7 +123,7 @@ TEST_F(ForeignImportTest, BeckyRulesModesAndSeams) {
     EXPECT_EQ(1, Becky("k@example.jp,,,,,,,,,,\r\n", 1));
     ExpectCells(known, {{21, "Y"}});
     // A pair of line ends across two pieces of 1023 bytes ends no line.
-    const std::string head = "s@example.jp,", tail = ",,,,,,,,,";
+    std::string const head = "s@example.jp,", tail = ",,,,,,,,,";
     auto const line = [&](std::size_t size) {
         return head + std::string(size - head.size() - tail.size(), 'x') + tail;
     };
@@ -184,20 +184,20 @@ std::string CorvaneLine(char const* id, char const* address, char const* wish, c
 TEST_F(ForeignImportTest, CorvaneAndWhoIsNewer) {
     int const known = Add("k@example.jp", "旧"), gone = Add("g@example.jp");
     db.DeleteCustomer(gone);
-    const std::string titles = std::string(corvane_titles) + ",更新日時\r\n";
-    const std::string file = titles + CorvaneLine("1", "k@example.jp", "希望しない", "2004/5/6 07:08:08") +
+    std::string const titles = std::string(corvane_titles) + ",更新日時\r\n";
+    std::string const file = titles + CorvaneLine("1", "k@example.jp", "希望しない", "2004/5/6 07:08:08") +
                              CorvaneLine("2", "n@example.jp", "", "") +
                              CorvaneLine("3", "x@example.jp", "たぶん", "2004/5/6") +
                              CorvaneLine("4", "y@example.jp", "希望する", nullptr) + "\r\n" +
                              CorvaneLine("5", "g@example.jp", "", "");
     EXPECT_EQ(1, Corvane(file, "0"));
-    const std::string refused =
+    std::string const refused =
         "3行目のお客様(顧客ID:3)は、[配信希望]に不正な文字が設定されている、[更新日時]"
         "に不正な文字が設定されている、"
         "ためインポート出来ませんでした。\n"
         "4行目のお客様(顧客ID:4)は、項目数が異なるためインポート出来ませんでした。\n"
         "5行目のお客様(顧客ID:)は、項目数が異なるためインポート出来ませんでした。\n";
-    const std::string newer = "は、既存データの方が新しいためインポートしませんでした。\n",
+    std::string const newer = "は、既存データの方が新しいためインポートしませんでした。\n",
                       exists = "は、既に存在するためインポートしませんでした。\n";
     EXPECT_EQ(Section("1行目のお客様(顧客ID:1)" + newer + refused + "6行目のお客様(顧客ID:5)" + newer) +
                   Complete(1, 3),
@@ -231,7 +231,7 @@ TEST_F(ForeignImportTest, CorvaneAsksWithoutDates) {
         },
         nullptr);
     int const known = Add("k@example.jp", "旧");
-    const std::string file =
+    std::string const file =
         std::string(corvane_titles) + "\r\n" + CorvaneLine("1", "k@example.jp", "", nullptr);
     answer = IDNO;
     EXPECT_EQ(CDatabaseEdit::import_declined, Corvane(file, "0"));
@@ -280,7 +280,7 @@ std::string BelmoraLine(std::vector<std::pair<int, std::string>> const& fields, 
 }
 
 TEST_F(ForeignImportTest, BelmoraAttributesAndRules) {
-    const std::string titles = BelmoraLine({}, true);
+    std::string const titles = BelmoraLine({}, true);
     EXPECT_EQ(CDatabaseEdit::import_failed, Belmora(titles, "1", 0));
     EXPECT_EQ(Broken("拡張属性の項目Cが数値型ではありません。"), Lines());
     EXPECT_EQ(2, Belmora(titles +
@@ -327,7 +327,7 @@ TEST_F(ForeignImportTest, BelmoraAttributesAndRules) {
     option.GetSODataFromMemoryPinPoint(SystemOption::cell_extra_names + 19, name);
     EXPECT_EQ("属性T", name);
 
-    const CString settings = env.DataPath("systemoption.dat");
+    CString const settings = env.DataPath("systemoption.dat");
     platform::RemoveFile(settings);
     platform::MakeDirectory(settings);
     EXPECT_EQ(CDatabaseEdit::import_failed, Belmora(titles + BelmoraLine({{0, "z@example.jp"}}), "0"));
@@ -357,7 +357,7 @@ TEST_F(ForeignImportTest, BelmoraAttributesAndRules) {
 
 // The converter is a shell script that copies the address book.
 TEST_F(ForeignImportTest, FudemameThroughItsConverter) {
-    const CString converter = folder.Path("convert.sh"), work = env.DataPath("fwaimport.tmp");
+    CString const converter = folder.Path("convert.sh"), work = env.DataPath("fwaimport.tmp");
     auto const run = [&](char const* script, std::string_view content) {
         WriteFile("convert.sh", std::string("#!/bin/sh\n") + script);
         chmod(folder.Host("convert.sh").c_str(), 0755);
@@ -365,7 +365,7 @@ TEST_F(ForeignImportTest, FudemameThroughItsConverter) {
     };
     constexpr char const* works =
         "[ \"$3\" = /Import ] && [ \"$4\" = /r:100000000 ] && cp \"$1\" \"${2#/d:}\"\n";
-    const std::string titles =
+    std::string const titles =
         "x\r\nNo.,e-mail,氏名,ﾌﾘｶﾞﾅ,会社名,部署名１,誕生日,〒,住所１,TEL.,TEL.2:FAX.,TEL.3:携帯,性別,他\r\n";
     EXPECT_EQ(1, run(works,
                      titles + "7,a@example.jp,山田 太郎,ﾔﾏﾀﾞ,社,部,1990/4/1,〒100-0001,東京都千代田区1-2,TEL "
@@ -388,10 +388,10 @@ TEST_F(ForeignImportTest, FudemameThroughItsConverter) {
                     {21, "Y"},
                     {28, "男"}});
     EXPECT_EQ("(no file)", ContentOf(work));
-    const CString odd = WriteFile("a \" b\".fwa", titles + "9,odd@example.jp\r\n");
+    CString const odd = WriteFile("a \" b\".fwa", titles + "9,odd@example.jp\r\n");
     EXPECT_EQ(1, db.ImportDBfromFWAFile(odd, converter, log, &imported, &errors, &state, &message, 1));
     ExpectCells(1, {{1, "odd@example.jp"}});
-    const std::string head = "筆まめ住所録ファイルの解析に失敗しました。";
+    std::string const head = "筆まめ住所録ファイルの解析に失敗しました。";
     const struct {
         char const* script;
         std::string content;
@@ -423,11 +423,11 @@ TEST_F(ForeignImportTest, FudemameThroughItsConverter) {
 // The text that the reader of records leaves out at the end of a file is lost without a message unless the
 // option whole_file is set.
 TEST_F(ForeignImportTest, TheEndOfTheFile) {
-    const std::string titles = std::string(corvane_titles) + "\r\n",
+    std::string const titles = std::string(corvane_titles) + "\r\n",
                       last = CorvaneLine("1", "a@example.jp", "", nullptr),
                       unended = last.substr(0, last.size() - 2),
                       open = "2,\"u,c\r\n" + CorvaneLine("3", "c@example.jp", "", nullptr);
-    const std::string never_closed =
+    std::string const never_closed =
         "引用符が閉じられておらず、ここからファイルの終わりまでを読めないためインポート出来ませんでした。\n";
     const struct {
         std::string lines;
@@ -496,7 +496,7 @@ TEST_F(ForeignImportTest, EndsWhenItIsStopped) {
 }
 
 TEST_F(ForeignImportTest, WhatIsMissing) {
-    const CString file = Put("x"), none = folder.Path("none"), nowhere = folder.Path("no\\log.txt");
+    CString const file = Put("x"), none = folder.Path("none"), nowhere = folder.Path("no\\log.txt");
     EXPECT_EQ(-66, db.ImportDBfromBeckyFile(none, log, &imported, &errors, &state, &message, 1));
     EXPECT_EQ(Broken("Becky! のデータファイルの解析に失敗しました。CSVファイルが開けません。"), Lines());
     EXPECT_EQ("Becky!のデータファイルをTessaly５ /R.2形式に変換中です", message);

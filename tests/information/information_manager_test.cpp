@@ -29,8 +29,8 @@ struct Row {
 };
 
 TEST(ProxySetting, WrittenAndRead) {
-    const ScratchFolder scratch;
-    const CString file = scratch.Path("a.ini");
+    ScratchFolder const scratch;
+    CString const file = scratch.Path("a.ini");
     CInformationManager manager;
     Row none;
     EXPECT_EQ(0, none.Read(manager, file));
@@ -68,16 +68,16 @@ class Page : public testing::Test {
   protected:
     // Result, and the date.
     std::string Ask(std::string const& answer, bool explicitly) {
-        const test::Step hello{""}, reply{answer, false, 1, test::Step::Ending::close};
-        const test::Step refusal{"HTTP/1.0 407 no\r\n\r\n", false, 1, test::Step::Ending::close};
+        test::Step const hello{""}, reply{answer, false, 1, test::Step::Ending::close};
+        test::Step const refusal{"HTTP/1.0 407 no\r\n\r\n", false, 1, test::Step::Ending::close};
         ScriptedServer proxy({{hello, reply}, {hello, refusal}});
-        const std::string told = Ask("127.0.0.1", proxy.Port(), explicitly);
+        std::string const told = Ask("127.0.0.1", proxy.Port(), explicitly);
         request = proxy.Received().empty() ? "" : proxy.Received()[0];
         return told;
     }
     std::string Ask(std::string const& host, int port, bool explicitly) {
         CInformationManager manager;
-        const std::string number = std::to_string(port), place = host + ":" + number;
+        std::string const number = std::to_string(port), place = host + ":" + number;
         for (char const* name : {"http_proxy", "https_proxy"}) setenv(name, place.c_str(), 1);
         unsetenv("no_proxy");
         if (explicitly) {
@@ -92,13 +92,13 @@ class Page : public testing::Test {
         return std::to_string(result) + " " + std::string(date.Format("%Y/%m/%d %H:%M:%S").View());
     }
 
-    const TimeZone zone{"Asia/Tokyo"};
-    const ScratchFolder scratch;
+    TimeZone const zone{"Asia/Tokyo"};
+    ScratchFolder const scratch;
     std::string request, error;
 };
 
 TEST_F(Page, BothWays) {
-    const std::string date = "Last-Modified: Tue, 05 Oct 2004 00:30:15 GMT\r\n";
+    std::string const date = "Last-Modified: Tue, 05 Oct 2004 00:30:15 GMT\r\n";
     const struct {
         std::string answer;
         char const *system, *explicitly;
@@ -129,7 +129,7 @@ TEST_F(Page, BothWays) {
 
 // The number of a port and the name of a host are no status of a server.
 TEST_F(Page, AProxyThatDoesNotAnswer) {
-    const test::RefusingPort refusing;
+    test::RefusingPort const refusing;
     const struct {
         char const* host;
         int port;
@@ -151,11 +151,11 @@ TEST_F(Page, AServerThatStopsEndsWithinTheTime) {
     ScriptedServer silent("~");
     CMyHTTPS client;
     HTTPS_Set(client.Handle(), https_time_limit, 0, 1, 0);
-    const CString address = ("http://127.0.0.1:" + std::to_string(silent.Port()) + "/").c_str();
-    const platform::ComponentValue arguments[] = {address};
+    CString const address = ("http://127.0.0.1:" + std::to_string(silent.Port()) + "/").c_str();
+    platform::ComponentValue const arguments[] = {address};
     EXPECT_EQ(301, HTTPS_Do(client.Handle(), https_get, 1, arguments, nullptr));
     EXPECT_STREQ("Timeout.", HTTPS_GetLastError(client.Handle()));
-    const platform::ComponentValue file[] = {"file:///etc/hostname"};
+    platform::ComponentValue const file[] = {"file:///etc/hostname"};
     EXPECT_NE(0, HTTPS_Do(client.Handle(), https_get, 1, file, nullptr));
     EXPECT_EQ(101, HTTPS_Do(client.Handle(), 99, 0, nullptr, nullptr));
 }

@@ -48,7 +48,7 @@ TEST_F(AttachWriterTest, FilesComeBackByteForByteInEveryFormat) {
         {5, pc, "MAIL\\ATEMP\\pc\\", "MAIL\\12\\ATTACH\\at_pc12.dat", "MAIL\\12\\ATTACH\\pc\\"},
         {5, sb, "MAIL\\ATEMP\\sb\\", "MAIL\\12\\ATTACH\\at_sb12.dat", "MAIL\\12\\ATTACH\\sb\\"}};
     constexpr std::size_t sizes[] = {0, 1, 56, 57, 58, 114, 3072, 3073, 100000};
-    const CString key = place.env.GetDBKey();
+    CString const key = place.env.GetDBKey();
     for (auto const& [version, term, work, list, body] : formats) {
         SCOPED_TRACE(testing::Message() << version << ' ' << term);
         MakeDirectoryCompel(place.Path(work));
@@ -83,13 +83,13 @@ TEST_F(AttachWriterTest, FilesComeBackByteForByteInEveryFormat) {
         EXPECT_EQ(1, reader.CheckAllFile());
         ASSERT_EQ(static_cast<int>(std::size(sizes)), reader.GetFileNum());
         for (int record = 0; record < reader.GetFileNum(); ++record) {
-            const CString name = reader.GetAttachListElement(record, AttachWriter::element_name);
+            CString const name = reader.GetAttachListElement(record, AttachWriter::element_name);
             EXPECT_EQ(1, reader.DecodeAttachDataToWorkDir(name));
             EXPECT_EQ(Bytes(sizes[record]), place.Content(work + name));
         }
         RemoveDirectoryCompel(place.Path("MAIL\\12"), 1);
     }
-    const std::string large = Bytes(50 << 20);
+    std::string const large = Bytes(50 << 20);
     AttachWriter writer;
     Bind(writer, 5);
     EXPECT_TRUE(place.Put("MAIL\\ATEMP\\大.bin", large));
@@ -166,7 +166,7 @@ TEST_F(AttachWriterTest, FailuresLeaveTheirNumber) {
         EXPECT_EQ(0, writer.SetAttachListRecordToMemory("a", ""));  // the list can be made anew
     }
     // Without the environment's own row there is no key, and nothing may be read or written.
-    const std::string before = place.Content("MAIL\\12\\attc12.dat");
+    std::string const before = place.Content("MAIL\\12\\attc12.dat");
     platform::RemoveFile(place.file);
     ExpectFails(writer, attach_list_write_failed, writer.SaveAttachList());
     ExpectFails(writer, attach_list_format, writer.LoadAttachList(nullptr));

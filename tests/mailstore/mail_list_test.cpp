@@ -17,7 +17,7 @@ constexpr char const* before = "2004/05/05 00:00:00";
 constexpr char const* later = "2005/01/01 00:00:00";
 
 std::string RowText(char const* id, char const* status, char const* date = before, char const* flag = "NN") {
-    const std::string q = "\",\"";
+    std::string const q = "\",\"";
     return "\"" + std::string(id) + q + "件" + q + "名" + q + status + q + date + q + date + q + date + q +
            "1" + q + "2" + q + "3" + q + date + q + flag + q + "様\"\r\n";
 }
@@ -53,7 +53,7 @@ TEST_F(MailListTest, ReadsItsFormsAndNamesWhatItCannotRead) {
     EXPECT_EQ(1, mails.SetEnvManager(&place.env));
     EXPECT_EQ(0, mails.SetEnvManager(&place.env));
     EXPECT_EQ(0, mails.CountMail());
-    const std::string old = RowText("7", "D").replace(RowText("7", "D").find(",\"様\""), 5, "");
+    std::string const old = RowText("7", "D").replace(RowText("7", "D").find(",\"様\""), 5, "");
     Load(old);
     CString text;
     EXPECT_EQ(0, mails.GetMailDataPinPoint(7, 12, text));
@@ -77,7 +77,7 @@ TEST_F(MailListTest, ReadsItsFormsAndNamesWhatItCannotRead) {
     platform::RemoveFile(place.Path("MAIL\\maillist.dat"));
     CMailListViewer unread;
     EXPECT_EQ(0, unread.SetEnvManager(&place.env));
-    const MessageBoxes boxes;
+    MessageBoxes const boxes;
     EXPECT_THROW(CMailListViewer{nullptr}, CUserException);
     EXPECT_EQ(std::vector<std::string>{"メール一覧情報へ環境を設定できませんでした"}, boxes.Texts());
 }

@@ -27,9 +27,9 @@ void ExpectFails(Reporter& reporter, int result, int code, int got) {
 TEST(MailWriterTest, TextsComeBackFromTheSlotsTheyWereGivenTo) {
     char const* const body = "<%NAME_SEI%>様\r\n\"表\",\r\nソ\\\t, 能";
     auto const slot_6 = static_cast<TermType>(6), slot_7 = static_cast<TermType>(7);
-    const std::string subject_128(128, 's'), body_10240(10240, 'b');
+    std::string const subject_128(128, 's'), body_10240(10240, 'b');
     MailEnvironment place;
-    const CString file = place.Path("MAIL\\3\\mail3.dat");
+    CString const file = place.Path("MAIL\\3\\mail3.dat");
     platform::MakeDirectory(place.Path("MAIL\\3"));
     MailWriter writer;
     ExpectFails(writer, 0, mail_body_bad_mail_id_given, writer.SetMailFromFile(-2, 0, nullptr));
@@ -98,7 +98,7 @@ class OneMailMakerTest : public testing::Test {
     // A file in the work folder of a terminal ("" for format 4), listed in the mail.
     void Attach(OneMail& mail, char const* folder, int slot, CString const& name,
                 std::string const& content) const {
-        const CString work = CString("MAIL\\ATEMP\\") + folder + "\\";
+        CString const work = CString("MAIL\\ATEMP\\") + folder + "\\";
         MakeDirectoryCompel(place.Path(work));
         EXPECT_TRUE(place.Put(work + name, content));
         mail.m_aAttach[slot].Add({name, "情報" + name});
@@ -132,7 +132,7 @@ class OneMailMakerTest : public testing::Test {
 TEST_F(OneMailMakerTest, MailsOfBothFormatsComeBackThroughOneObjectInAnyOrder) {
     OneMailMaker maker(&place.env, &mails, OneMailMaker::new_mail_too);
     OneMail five = Sample(), four = Sample();
-    const std::string bytes("\0\xFF\r\n", 4);
+    std::string const bytes("\0\xFF\r\n", 4);
     Attach(five, "pc", pc, "表.bin", bytes);
     Attach(five, "wl", wl, "ソ.gif", "");
     EXPECT_EQ(OneMailMaker::ok, maker.SetOneMailData(five, 'N', format_5));
@@ -204,7 +204,7 @@ TEST_F(OneMailMakerTest, ANewMailIsEmptyAndReservedForTheNextTenMinutes) {
     CArray<CString, CString> texts, one_less;
     texts.SetSize(OneMail::slot_count);
     one_less.SetSize(OneMail::slot_count - 1);
-    const COleDateTime reserve = Sample().m_dtReserve;
+    COleDateTime const reserve = Sample().m_dtReserve;
     ExpectFails(maker, -99, mail_make_unexpected, maker.SetOneMailData("", reserve, texts, one_less, 'M', 5));
     ExpectFails(maker, -99, mail_make_unexpected, maker.SetOneMailData("", reserve, one_less, texts, 'M', 5));
     EXPECT_EQ(OneMailMaker::ok, maker.SetOneMailData("宛", reserve, texts, texts, 'M', 5));
@@ -260,8 +260,8 @@ TEST_F(OneMailMakerTest, EveryFaultOfAStoreHasItsCode) {
                         {-18, mail_make_attachment_write_failed, "MAIL\\%d\\ATTACH\\a.base64", true, true}};
     int next = Stored(format_4) + 1;
     for (auto const& [result, code, in_the_way, row, texts] : faults) {
-        const CString path = In(next, in_the_way);
-        const std::string before = place.Content(path);
+        CString const path = In(next, in_the_way);
+        std::string const before = place.Content(path);
         MakeDirectoryCompel(place.Path(In(next, "MAIL\\%d\\ATTACH")));
         EXPECT_TRUE(place.Block(path));
         OneMailMaker maker(&place.env, &mails, OneMailMaker::new_mail);
@@ -292,7 +292,7 @@ TEST_F(OneMailMakerTest, EveryFaultOfAReadHasItsCode) {
         char const *b, *list;
     } const formats[] = {{format_4, "MAIL\\%d\\ATTACH\\b.base64", "MAIL\\%d\\attc%d.dat"},
                          {format_5, "MAIL\\%d\\ATTACH\\pc\\b.base64", "MAIL\\%d\\ATTACH\\at_pc%d.dat"}};
-    const CString key = place.env.GetDBKey();
+    CString const key = place.env.GetDBKey();
     OneMailMaker maker(&place.env, &mails, OneMailMaker::new_mail_too);
     OneMail out;
     ExpectFails(maker, -99, mail_make_unexpected, maker.GetOneMailData(out, 'N', format_4));

@@ -27,13 +27,13 @@ string Encode(string const& jis) {
 }
 
 string EncodeRuns(string const& jis) {
-    const Allocated out(new char[mime::JisWordsRoom(jis.size())]);
+    Allocated const out(new char[mime::JisWordsRoom(jis.size())]);
     base64encoding(out.get(), jis.c_str());
     return out.get();
 }
 
 string Decode(string const& in) {
-    const Allocated out(new char[mime::DecodedWordsRoom(in.size())]);
+    Allocated const out(new char[mime::DecodedWordsRoom(in.size())]);
     MIMEbase64decoding(out.get(), in.c_str());
     char* allocated = nullptr;
     MIMEBase64DecodeForJIS(&allocated, in.c_str());
@@ -66,18 +66,18 @@ class Converter {
         string out(in.size() * 4 + 16, '\0');
         char *source = const_cast<char*>(in.data()), *target = out.data();
         std::size_t source_left = in.size(), target_left = out.size();
-        const std::size_t bad = iconv(handle_, &source, &source_left, &target, &target_left);
+        std::size_t const bad = iconv(handle_, &source, &source_left, &target, &target_left);
         EXPECT_NE(bad, static_cast<std::size_t>(-1)) << from_ << ": " << in;
         return source_left == 0 ? out.substr(0, out.size() - target_left) : string();
     }
 
   private:
     char const* const from_;
-    const iconv_t handle_;
+    iconv_t const handle_;
 };
 
 string PlainBase64Decode(string const& in) {
-    static const string alphabet = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+    static string const alphabet = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
     EXPECT_EQ(in.size() % 4, 0U) << in;
     string out;
     unsigned bits = 0;
@@ -101,7 +101,7 @@ string Without(string text, std::string_view part) {
 // A mail reader written for this test: every word is decoded alone by the system's converter, then the folds
 // are removed. `longest` becomes the longest line that holds a word.
 string ReadHeader(string const& header, Converter const& convert, std::size_t& longest) {
-    const string start = "=?iso-2022-jp?B?";
+    string const start = "=?iso-2022-jp?B?";
     string out;
     longest = 0;
     for (std::size_t line = 0, end; line < header.size(); line = end + 2) {
@@ -110,11 +110,11 @@ string ReadHeader(string const& header, Converter const& convert, std::size_t& l
             longest = std::max(longest, end - line);
     }
     for (std::size_t place = 0;;) {
-        const std::size_t word = header.find(start, place);
+        std::size_t const word = header.find(start, place);
         out += Without(header.substr(place, word - place), "\r\n\t");
         if (word == string::npos) return out;
-        const std::size_t text = word + start.size(), end = header.find("?=", text);
-        const string jis = PlainBase64Decode(header.substr(text, end - text));
+        std::size_t const text = word + start.size(), end = header.find("?=", text);
+        string const jis = PlainBase64Decode(header.substr(text, end - text));
         EXPECT_TRUE(jis.starts_with("\x1B$B") || jis.starts_with("\x1B(I")) << header;
         EXPECT_TRUE(jis.ends_with("\x1B(B")) << header;
         out += convert(jis);
@@ -153,7 +153,7 @@ class RandomText {
 };
 
 TEST(HeaderEncoder, KnownValues) {
-    const string long_ascii(300, 'x'), a41(41, 'a'), a40(40, 'a');
+    string const long_ascii(300, 'x'), a41(41, 'a'), a40(40, 'a');
     const struct {
         string in, out;
     } rows[] = {
@@ -193,7 +193,7 @@ TEST(HeaderEncoder, RefusesWrongCalls) {
 // Any mixture: no line with a word is too long, every word can be decoded alone, and the decoded text is the
 // same.
 TEST(HeaderEncoder, EveryMixtureComesBack) {
-    const Converter jis("ISO-2022-JP", "UTF-8"), jis_with_kana("ISO-2022-JP-3", "UTF-8"),
+    Converter const jis("ISO-2022-JP", "UTF-8"), jis_with_kana("ISO-2022-JP-3", "UTF-8"),
         shift_jis("CP932", "UTF-8");
     RandomText random(5);
     for (int round = 0; round < 12000; ++round) {
@@ -204,7 +204,7 @@ TEST(HeaderEncoder, EveryMixtureComesBack) {
             unsigned const kind = random.Below(with_kana ? 3 : 2);
             text += kind == 0 ? random.Ascii(size) : kind == 1 ? random.Kanji(size) : random.Kana(size);
         }
-        const string header = Encode(ToJis(text));
+        string const header = Encode(ToJis(text));
         std::size_t longest = 0;
         EXPECT_EQ(ReadHeader(header, with_kana ? jis_with_kana : jis, longest), shift_jis(text));
         EXPECT_LE(longest, mime::header_line_limit) << header;
@@ -215,7 +215,7 @@ TEST(HeaderEncoder, EveryMixtureComesBack) {
 
 // Folds in the value begin lines of their own; a TAB inside the text does not.
 TEST(HeaderEncoder, MeasuresTheRealLine) {
-    const string a30(30, 'a'), word = "=?iso-2022-jp?B?GyRCJCIbKEI=?=";
+    string const a30(30, 'a'), word = "=?iso-2022-jp?B?GyRCJCIbKEI=?=";
     EXPECT_EQ(Encode(a30 + "\t" + a30 + ToJis("あ")), a30 + "\t" + a30 + "\r\n\t" + word);
     EXPECT_EQ(Encode(a30 + "\r\n\t" + a30 + ToJis("あ")), a30 + "\r\n\t" + a30 + word);
 }
@@ -230,7 +230,7 @@ TEST(HeaderEncoder, HostileText) {
     for (int round = 0; round < 30000; ++round) {
         string in;
         for (unsigned left = random.Below(30); left > 0; --left) in += parts[random.Below(std::size(parts))];
-        const string header = Encode(in);
+        string const header = Encode(in);
         EncodeRuns(in);
         EXPECT_LE(Decode(in).size(), in.size());
         Decode(header);
@@ -269,8 +269,8 @@ TEST(FileNames, WordsForEverythingButAscii) {
     EXPECT_TRUE(EncodeFileName("").IsEmpty());
     EXPECT_STREQ(EncodeFileName("a.txt"), "a.txt");
     EXPECT_STREQ(EncodeFileName(string(500, 'n').c_str()), string(500, 'n').c_str());
-    const string name = "平成十六年度第三四半期営業成績一覧表（関東甲信越地区・改訂第二版）ｶﾅ final.xls";
-    const string encoded = static_cast<char const*>(EncodeFileName(name.c_str()));
+    string const name = "平成十六年度第三四半期営業成績一覧表（関東甲信越地区・改訂第二版）ｶﾅ final.xls";
+    string const encoded = static_cast<char const*>(EncodeFileName(name.c_str()));
     EXPECT_NE(encoded.find("?=\r\n\t=?ISO-2022-JP?B?"), string::npos) << encoded;
     for (char const c : encoded) EXPECT_LT(static_cast<unsigned char>(c), 0x80);
     EXPECT_EQ(Without(Decode(encoded), "\r\n\t"), name);
@@ -278,7 +278,7 @@ TEST(FileNames, WordsForEverythingButAscii) {
 }
 
 TEST(Decoders, WordsAndWhatIsNone) {
-    const string a = "=?iso-2022-jp?B?GyRCJCIbKEI=?=";
+    string const a = "=?iso-2022-jp?B?GyRCJCIbKEI=?=";
     const struct {
         string in, out;
     } rows[] = {{"", ""},
@@ -309,7 +309,7 @@ TEST(Decoders, WordsAndWhatIsNone) {
 }
 
 TEST(Decoders, ModesAndParameters) {
-    const string jis = "=?iso-2022-jp?B?GyRCJCIbKEI=?=", sjis = "=?shift_jis?B?gqA=?=",
+    string const jis = "=?iso-2022-jp?B?GyRCJCIbKEI=?=", sjis = "=?shift_jis?B?gqA=?=",
                  hyphen = "=?Shift-JIS?Q?=82=A0?=", utf8 = "=?UTF-8?B?44GC?=", strange = "unknown_start_tagx";
     EXPECT_EQ(DecodeMode(jis + sjis + utf8, ENCODED_WORD_SHIFT_JIS), jis + "あ" + utf8);
     EXPECT_EQ(DecodeMode(hyphen, ENCODED_WORD_SHIFT_JIS), hyphen);

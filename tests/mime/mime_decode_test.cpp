@@ -155,7 +155,7 @@ TEST(MimeDecode, DeepAndHostileMailsTakeLinearTime) {
             MimeFormatStruct entity;
             EXPECT_EQ(mail.result, MimeDecodeTool::MimeDecode(Text(mail.text), entity))
                 << mail.text.substr(0, 80);
-            const MimeFormatStruct copy(entity);
+            MimeFormatStruct const copy(entity);
             int depth = 0;
             for (MimeFormatStruct const* at = &copy; at->m_aChild.GetSize() == 1; at = &at->m_aChild[0])
                 ++depth;
@@ -250,7 +250,7 @@ TEST(MimeFormatStruct, ParametersAndNames) {
     entity.m_strContentType = " Text/Plain ;charset= \"ISO-2022-JP\" ; x";
     EXPECT_EQ(1, entity.ContentTypeIs("text/plain"));
     EXPECT_EQ(1, entity.CharsetIs("iso-2022-jp"));
-    const std::pair<char const*, char const*> names[] = {
+    std::pair<char const*, char const*> const names[] = {
         {"a; NAME=\"x;y\"; z", "x;y"},
         {"a; name=old.pdf ; x=y", "old.pdf"},
         {"a; name=x", "x"},
@@ -265,7 +265,7 @@ TEST(MimeFormatStruct, ParametersAndNames) {
         entity.m_strContentType = type;
         EXPECT_EQ(0, entity.GetNameParamFromContentType(text)) << type;
     }
-    const std::pair<char const*, char const*> set[] = {
+    std::pair<char const*, char const*> const set[] = {
         {"application/pdf;", "application/pdf ; name=\"n\""},
         {"application/pdf\t;\t ;", "application/pdf ; name=\"n\""},
         {"a; name=old.pdf; x=y", "a; name=\"n\" ; x=y"},
@@ -294,7 +294,7 @@ TEST(MimeFormatStruct, ParametersAndNames) {
 }
 
 TEST(Parameters, EndAsTheirReaderSays) {
-    const mime::ParameterForm strict{.needs_closing_quote = true, .drops_blanks = true}, word{.ends = "; "};
+    mime::ParameterForm const strict{.needs_closing_quote = true, .drops_blanks = true}, word{.ends = "; "};
     const struct {
         char const* params;
         mime::ParameterForm form;
@@ -334,7 +334,7 @@ TEST(EntityTexts, LoseTheirEncodingAndBecomeShiftJis) {
     for (auto const& row : rows) {
         MimeFormatStruct leaf;
         MimeDecodeTool::MimeDecode(CString(row.header) + "Content-Type: text/plain\r\n\r\n" + row.body, leaf);
-        const mime::EntityText read = mime::TextOfEntity(leaf, row.charset);
+        mime::EntityText const read = mime::TextOfEntity(leaf, row.charset);
         EXPECT_EQ(row.text, read.text) << row.body;
         EXPECT_EQ(row.was_jis, read.was_jis) << row.body;
     }

@@ -53,7 +53,7 @@ string PlainBase64(string const& bytes, string const& alphabet) {
     return out;
 }
 
-const string standard = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+string const standard = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
 
 string EncodeLines(string const& bytes, int line) {
     Buffer out(mime::Base64BodyRoom(bytes.size(), line));
@@ -79,11 +79,11 @@ string DecodeBody(string const& in, int mode) {
 
 TEST(Base64, EveryLengthAlphabetAndLine) {
     std::mt19937 random(1);
-    const string reversed(standard.rbegin(), standard.rend());
+    string const reversed(standard.rbegin(), standard.rend());
     std::vector<std::size_t> sizes{3071, 3072, 3073, 6145};
     for (std::size_t size = 0; size < 60; ++size) sizes.push_back(size);
-    for (const std::size_t size : sizes) {
-        const string bytes = RandomBytes(random, size), expected = PlainBase64(bytes, standard);
+    for (std::size_t const size : sizes) {
+        string const bytes = RandomBytes(random, size), expected = PlainBase64(bytes, standard);
         auto const* in = reinterpret_cast<unsigned char const*>(bytes.data());
         Buffer out(platform::Base64EncodedSize(size));
         EXPECT_EQ(platform::Base64Encode(in, size, out.data()), expected.size());
@@ -189,7 +189,7 @@ string QuotedInTwoSteps(string const& body) {
             i += 2;
         else
             joined += body[i];
-    const string digits = "0123456789ABCDEF0123456789abcdef";
+    string const digits = "0123456789ABCDEF0123456789abcdef";
     auto const digit = [&digits](char c) { return digits.find(c) == string::npos ? 0 : digits.find(c) % 16; };
     for (std::size_t i = 0; i < joined.size(); ++i) {
         if (joined[i] != '=') {
@@ -253,7 +253,7 @@ TEST(QuotedPrintable, PairsWithoutSoftLineBreaks) {
 string Quote(string const& text) { return string(mime::QuotedPrintable(text).View()); }
 
 TEST(QuotedPrintable, LinesBreakAtColumn75) {
-    const string a75(75, 'a'), a74(74, 'a'), a73(73, 'a'), a72(72, 'a');
+    string const a75(75, 'a'), a74(74, 'a'), a73(73, 'a'), a72(72, 'a');
     const struct {
         string in, out;
     } rows[] = {{"", ""},
@@ -277,7 +277,7 @@ TEST(QuotedPrintable, RoundTripAndDamage) {
             text += random() % 8 == 0   ? '\n'
                     : random() % 3 == 0 ? static_cast<char>(1 + random() % 255)
                                         : 'a';
-        const string quoted = Quote(text);
+        string const quoted = Quote(text);
         for (std::size_t start = 0, end; start < quoted.size(); start = end + 1) {
             end = std::min(quoted.find('\n', start), quoted.size());
             EXPECT_LE(end - start, 77U) << "75 characters and =CR";

@@ -333,7 +333,7 @@ TEST(CStringPool, ReadsATextNoFurtherThanItGoes) {
     for (int i = 0; i < 300; ++i) pool.Make("early");  // it looks for recurring texts only after that
     for (std::size_t size = 1; size <= 40; ++size) {
         std::vector<char> exact(size, 'x');
-        const std::string_view text(exact.data(), size);
+        std::string_view const text(exact.data(), size);
         EXPECT_EQ(pool.Make(text), text);
         EXPECT_EQ(TextOf(pool.Make(text)), TextOf(pool.Make(text))) << size;
     }

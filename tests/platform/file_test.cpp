@@ -198,7 +198,7 @@ TEST_F(File, NewContentIsNeverOpenToMoreUsersThanTheFile) {
                 {scratch.Host("copy"), 0640, 0640},
                 {scratch.Host("new"), Replacement::mode_of_old_file, 0666}};
     for (auto const& row : rows) {
-        const Replacement file(row.path, Replacement::keep_links, row.mode);
+        Replacement const file(row.path, Replacement::keep_links, row.mode);
         ASSERT_GE(file.Get(), 0);
         EXPECT_EQ(row.expected, mode_of(file.NewFile())) << row.path;
     }
@@ -221,7 +221,7 @@ TEST_F(File, WhatAKilledProcessLeftIsRemovedAndNothingElse) {
     std::string const target = scratch.Host("file");
     pid_t const child = fork();
     if (child == 0) {
-        const Replacement first(target), second(target);
+        Replacement const first(target), second(target);
         _exit(first.NewFile() != second.NewFile() ? 0 : 1);
     }
     int status = -1;

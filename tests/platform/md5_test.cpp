@@ -46,10 +46,10 @@ TEST(Md5, GivesTheDigestsOfRfc1321) {
 
 // The bytes of a message may come in any pieces; the ends of blocks are the critical places.
 TEST(Md5, TakesAMessageInPieces) {
-    for (const std::size_t size : {1, 55, 56, 57, 63, 64, 65, 119, 120, 128, 200}) {
+    for (std::size_t const size : {1, 55, 56, 57, 63, 64, 65, 119, 120, 128, 200}) {
         std::string text;
         for (std::size_t i = 0; i < size; ++i) text += static_cast<char>('!' + i % 90);
-        const std::string whole = Encoded(text);
+        std::string const whole = Encoded(text);
         auto const* bytes = reinterpret_cast<unsigned char const*>(text.data());
         for (std::size_t cut = 0; cut <= size; ++cut) {
             MD5Context context;
@@ -84,7 +84,7 @@ TEST(Md5, WorksOnWordsOf32Bits) {
 }
 
 TEST(Md5, GivesTheAuthenticationCodesOfRfc2202) {
-    const std::string aa80(80, '\xAA');
+    std::string const aa80(80, '\xAA');
     const struct {
         std::string key;
         std::string text;

@@ -278,7 +278,7 @@ TEST_F(Table, WithoutSharedMemoryOneLockForTheProcess) {
                   EXPECT_TRUE(OthersMayHave(other));
                   EXPECT_TRUE(same.Unlock());
                   EXPECT_TRUE(OthersMayHave(one));
-                  const std::string told = testing::internal::GetCapturedStderr();
+                  std::string const told = testing::internal::GetCapturedStderr();
                   EXPECT_EQ(1, std::count(told.begin(), told.end(), '\n')) << told;
               })));
     // A file of this user under a second name, as if another user had linked it.

@@ -58,7 +58,7 @@ TEST(SocketSupportLines, CutOffLeavesTheRest) {
 }
 
 TEST(SocketSupportLines, ComeWholeHoweverTheyArrive) {
-    const std::string bytes("first\r\nse\0cond\n\r\nfourth\r\r\nrest!", 31);
+    std::string const bytes("first\r\nse\0cond\n\r\nfourth\r\r\nrest!", 31);
     for (std::string const& script : {bytes, "#" + bytes}) {
         Peer peer(script);
         CString line("kept ");
@@ -114,9 +114,9 @@ TEST(SocketSupportLines, TooLongLineFailsAndUsesNoMoreMemory) {
 TEST(SocketSupportTimeLimit, EndsAWaitWithTimedOut) {
     Peer peer("part~");
     CString line;
-    const std::int64_t start = platform::MonotonicMilliseconds();
+    std::int64_t const start = platform::MonotonicMilliseconds();
     EXPECT_EQ(peer.socket.GetLine(line, short_limit, 0), -1);
-    const std::int64_t waited = platform::MonotonicMilliseconds() - start;
+    std::int64_t const waited = platform::MonotonicMilliseconds() - start;
     EXPECT_EQ(platform::GetLastSocketError(), platform::socket_timed_out);
     EXPECT_GE(waited, short_limit - 5);
     EXPECT_LT(waited, long_limit);
@@ -131,7 +131,7 @@ TEST(SocketSupportTimeLimit, EndsAWaitWithTimedOut) {
 }
 
 TEST(SocketSupportTimeLimit, IsArmedWhileConnecting) {
-    const test::BlackHole hole;
+    test::BlackHole const hole;
     SocketSupport socket;
     ASSERT_TRUE(socket.Create());
     EXPECT_FALSE(socket.ConnectWithin("127.0.0.1", static_cast<unsigned>(hole.Port()), short_limit));
@@ -156,7 +156,7 @@ TEST(SocketSupportTimeLimit, TimerFieldsFollowTheCalls) {
 }
 
 TEST(SocketSupportTimeLimit, AWholeReplyTakesTenWaitsAndAMinuteAtLeast) {
-    const std::pair<unsigned, std::int64_t> rows[] = {{0, 0},
+    std::pair<unsigned, std::int64_t> const rows[] = {{0, 0},
                                                       {1, 60000},
                                                       {5999, 60000},
                                                       {6000, 60000},
@@ -167,18 +167,18 @@ TEST(SocketSupportTimeLimit, AWholeReplyTakesTenWaitsAndAMinuteAtLeast) {
 }
 
 TEST(SocketSupportTimeLimit, ADrippingPeerEndsWithTheReplyAndNotBefore) {
-    const ReplyLimit limit(200);
+    ReplyLimit const limit(200);
     Peer peer("%x*");
     CString line;
-    const std::int64_t start = platform::MonotonicMilliseconds();
+    std::int64_t const start = platform::MonotonicMilliseconds();
     {
-        const SocketSupport::WholeReply whole(peer.socket);
+        SocketSupport::WholeReply const whole(peer.socket);
         for (int turn = 0; turn < 2; ++turn) {
             EXPECT_EQ(peer.socket.GetLine(line, 0, 0), -1);
             EXPECT_EQ(platform::GetLastSocketError(), platform::socket_timed_out);
         }
     }
-    const std::int64_t waited = platform::MonotonicMilliseconds() - start;
+    std::int64_t const waited = platform::MonotonicMilliseconds() - start;
     EXPECT_GE(waited, 195);
     EXPECT_LT(waited, long_limit);
     EXPECT_EQ(peer.socket.GetTimeOut(), static_cast<int>(long_limit));
@@ -189,7 +189,7 @@ TEST(SocketSupportTimeLimit, ADrippingPeerEndsWithTheReplyAndNotBefore) {
 
 // Four parts of a text, each within the limit, but not all together.
 TEST(SocketSupportTimeLimit, ALongTextMayTakeItsTime) {
-    const ReplyLimit limit(600);
+    ReplyLimit const limit(600);
     test::Step part{std::string(SocketSupport::WholeReply::part - 1, 'x') + "\n"};
     part.times = 4;
     part.pause_ms = 250;
@@ -197,7 +197,7 @@ TEST(SocketSupportTimeLimit, ALongTextMayTakeItsTime) {
     SocketSupport socket;
     ASSERT_TRUE(socket.Create());
     ASSERT_TRUE(socket.ConnectWithin("127.0.0.1", static_cast<unsigned>(server.Port()), long_limit));
-    const SocketSupport::WholeReply whole(socket);
+    SocketSupport::WholeReply const whole(socket);
     CString line;
     for (int i = 0; i < part.times; ++i) EXPECT_GT(socket.GetLine(line, 0, 0), 0) << i;
     socket.Close();
@@ -225,7 +225,7 @@ TEST(SocketSupportTimeLimit, OtherTimersDoNotCancelAndForceTimeoutDoes) {
     WatchedSocket socket;
     ASSERT_TRUE(socket.Create());
     ASSERT_TRUE(socket.ConnectWithin("127.0.0.1", static_cast<unsigned>(server.Port()), long_limit));
-    const std::uint32_t other = platform::SetTimer(5);
+    std::uint32_t const other = platform::SetTimer(5);
     CString data;
     std::int64_t start = platform::MonotonicMilliseconds();
     EXPECT_EQ(socket.Receive(data, short_limit, 0), -1);

@@ -40,7 +40,7 @@ Certificate CertificateOf(EVP_PKEY* key, char const* subject, std::string const&
     X509_set_issuer_name(certificate.get(), own);
     X509_set_pubkey(certificate.get(), key);
     if (!names.empty()) {
-        const std::unique_ptr<X509_EXTENSION, FreedBy<X509_EXTENSION_free>> extension(
+        std::unique_ptr<X509_EXTENSION, FreedBy<X509_EXTENSION_free>> const extension(
             X509V3_EXT_conf_nid(nullptr, nullptr, NID_subject_alt_name, names.c_str()));
         X509_add_ext(certificate.get(), extension.get(), -1);
     }
@@ -54,10 +54,10 @@ class TlsPeer {
     // Writes the certificate to `file` (PEM).
     TlsPeer(std::string const& names, std::string const& file, int clients = 1)
         : key_(EVP_EC_gen("P-256")), context_(SSL_CTX_new(TLS_server_method())) {
-        const Certificate certificate = CertificateOf(key_.get(), name, names);
+        Certificate const certificate = CertificateOf(key_.get(), name, names);
         SSL_CTX_use_certificate(context_.get(), certificate.get());
         SSL_CTX_use_PrivateKey(context_.get(), key_.get());
-        const std::unique_ptr<BIO, FreedBy<BIO_free_all>> out(BIO_new_file(file.c_str(), "w"));
+        std::unique_ptr<BIO, FreedBy<BIO_free_all>> const out(BIO_new_file(file.c_str(), "w"));
         PEM_write_bio_X509(out.get(), certificate.get());
         thread_ = std::thread([this, clients] {
             sigset_t pipe;  // a client that closes during the handshake
@@ -77,7 +77,7 @@ class TlsPeer {
         int const client = ::accept4(listener_.Descriptor(), nullptr, nullptr, SOCK_CLOEXEC);
         constexpr timeval limit{test::deadline_ms / 1000, 0};
         ::setsockopt(client, SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
-        const std::unique_ptr<SSL, FreedBy<SSL_free>> ssl(SSL_new(context_.get()));
+        std::unique_ptr<SSL, FreedBy<SSL_free>> const ssl(SSL_new(context_.get()));
         SSL_set_fd(ssl.get(), client);
         char byte;
         if (SSL_accept(ssl.get()) == 1)
@@ -100,7 +100,7 @@ TlsFailure Shake(TlsSocket& socket, int port, CString const& host, CString const
 
 // RFC 9525: only the subject alternative names count, and "*" stands for a whole label.
 TEST(TlsSocket, TheNameThatACertificateMustBear) {
-    const std::string too_long(300, 'x');
+    std::string const too_long(300, 'x');
     const struct {
         char const *names, *host;
         TlsFailure failure;
@@ -120,10 +120,10 @@ TEST(TlsSocket, TheNameThatACertificateMustBear) {
         {"DNS:mail.shop.example", "", TlsFailure::handshake},
         {"DNS:mail.shop.example", too_long.c_str(), TlsFailure::handshake},
     };
-    const ScratchFolder scratch;
+    ScratchFolder const scratch;
     for (auto const& row : rows) {
-        const std::string file = std::to_string(&row - rows) + ".pem";
-        const TlsPeer peer(row.names, scratch.Host(file));
+        std::string const file = std::to_string(&row - rows) + ".pem";
+        TlsPeer const peer(row.names, scratch.Host(file));
         TlsSocket socket;
         EXPECT_EQ(Shake(socket, peer.Port(), row.host, scratch.Path(file.c_str())), row.failure)
             << row.names << " " << row.host << ": " << socket.FailureText();
@@ -134,8 +134,8 @@ TEST(TlsSocket, TheNameThatACertificateMustBear) {
 }
 
 TEST(TlsSocket, ShowsTheCertificateAndIsClosedAsTheSocketThatItIs) {
-    const ScratchFolder scratch;
-    const TlsPeer peer("DNS:a.example,DNS:mail.shop.example", scratch.Host("ca.pem"), 2);
+    ScratchFolder const scratch;
+    TlsPeer const peer("DNS:a.example,DNS:mail.shop.example", scratch.Host("ca.pem"), 2);
     TlsSocket socket;
     CSocket& base = socket;
     for (int turn = 0; turn < 2; ++turn) {

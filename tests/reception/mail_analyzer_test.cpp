@@ -73,13 +73,13 @@ TEST_F(MailAnalyzerTest, KindsInTheirOrder) {
 }
 
 TEST_F(MailAnalyzerTest, MessageIds) {
-    const std::pair<char const*, char const*> rows[] = {
+    std::pair<char const*, char const*> const rows[] = {
         {" <a@b>", "a@b"}, {"<a@b>", ""}, {" a @ b ", "a@b"}, {" a@b>", "a@b"},        {" <a@b", "a@b"},
         {" >a<", ""},      {" <>", ""},   {" <", ""},         {" x <a> <b>", "a> <b"}, {"", ""}};
     for (auto const& [value, id] : rows)
         EXPECT_EQ(id, Analysed("Message-ID:" + std::string(value) + "\r\n\r\n").GetMessageID()) << value;
     EXPECT_EQ("c", Analysed("message-id:<a>\r\nMESSAGE-ID: <c>\r\n\r\n").GetMessageID());
-    const std::pair<char const*, char const*> originals[] = {
+    std::pair<char const*, char const*> const originals[] = {
         {"References: <a@b> <c@d>", "c@d"},
         {"In-Reply-To: <e@f>\r\nReferences: (x <n>) <a@b> \"<q>\"", "a@b"},
         {"In-Reply-To: =?x?Q?<q>?= <e@f", ""},
@@ -90,26 +90,26 @@ TEST_F(MailAnalyzerTest, MessageIds) {
 }
 
 TEST_F(MailAnalyzerTest, OriginalsOfReceiptsAndBounces) {
-    const std::string receipt =
+    std::string const receipt =
         "--b\r\nContent-Type: message/disposition-notification\r\n\r\nFinal-Recipient: x\r\n"
         "ORIGINAL-message-id: <o@p>\r\nDisposition: displayed\r\n";
     EXPECT_EQ("o@p", Analysed(Report("disposition-notification", receipt)).GetOriginalMessageID());
-    const std::string from = "From: mailer-daemon@x\r\nReferences: <r@s>\r\n";
-    const std::string head =
+    std::string const from = "From: mailer-daemon@x\r\nReferences: <r@s>\r\n";
+    std::string const head =
         from + "Content-Type: multipart/report; boundary=b\r\n\r\n--b\r\n\r\ntext\r\n--b\r\n";
-    const std::string copy = "Content-Type: message/rfc822\r\n\r\nMessage-ID: <i@j>\r\n\r\nx\r\n--b--";
-    const std::string headers =
+    std::string const copy = "Content-Type: message/rfc822\r\n\r\nMessage-ID: <i@j>\r\n\r\nx\r\n--b--";
+    std::string const headers =
         "Content-Type: text/rfc822-headers\r\n\r\nSubject: x\r\nMessage-Id: <k@l>\r\n\r\n--b--";
     EXPECT_EQ("i@j", Analysed(head + copy).GetOriginalMessageID());
     EXPECT_EQ("k@l", Analysed(head + headers).GetOriginalMessageID());
     EXPECT_EQ(
         "r@s",
         Analysed(head + "Content-Type: text/x\r\n\r\nMessage-Id: <k@l>\r\n--b--").GetOriginalMessageID());
-    const std::string qmail = from +
+    std::string const qmail = from +
                               "\r\nHi.\r\n--- Below this line is a copy of the message.\r\n\r\nA: b\r\n"
                               "Message-ID: <m@n>\r\n\r\nMessage-ID: <no@no>\r\n";
     EXPECT_EQ("m@n", Analysed(qmail).GetOriginalMessageID());
-    const std::string rejected =
+    std::string const rejected =
         from + "\r\nEach of the following recipients was rejected by a remote mail server.\r\n" +
         std::string(51, '-') + "\r\nMessage-ID: <m@n>";
     EXPECT_EQ("m@n", Analysed(rejected).GetOriginalMessageID());
@@ -150,7 +150,7 @@ TEST_F(MailAnalyzerTest, Reports) {
 }
 
 TEST_F(MailAnalyzerTest, AddressesSubjectsAndDates) {
-    const std::pair<char const*, char const*> addresses[] = {{"From: \"a <x@y>\" <b@c>", "b@c"},
+    std::pair<char const*, char const*> const addresses[] = {{"From: \"a <x@y>\" <b@c>", "b@c"},
                                                              {"From: b@c (name <x@y>)", "b@c"},
                                                              {"From: b@c, d@e", "b@c"},
                                                              {"From: =?ISO-2022-JP?B?PHg+?= <b@c", "b@c"},
@@ -161,7 +161,7 @@ TEST_F(MailAnalyzerTest, AddressesSubjectsAndDates) {
         EXPECT_EQ(address, Analysed(std::string(header) + "\r\n\r\nx").GetFromAddress()) << header;
     EXPECT_EQ("ソ x", Analysed("Subject: =?ISO-2022-JP?B?GyRCJT0bKEI=?= x\r\n\r\n").GetDecodeMailSubject());
     zone.Set("JST-9");
-    const std::pair<char const*, char const*> dates[] = {
+    std::pair<char const*, char const*> const dates[] = {
         {"Tue, 05 Oct 2004 00:00:00 +0900", "2004/10/05 00:00:00"},
         {"5 Oct 2004 0:0 GMT (x, y)", "2004/10/05 09:00:00"},
         {"Tue, 5 Oct 2004 23 : 59 : 59 -0100", "2004/10/06 09:59:59"},

@@ -96,7 +96,7 @@ TEST(MailPop, LoginsAndWhatRefusesThem) {
         {"+OK|%+OK x*", 0, 0, 2320, "USER mrose\r\n"},
     };
     for (auto const& row : rows) {
-        const ReplyLimit limit(LimitFor(row.script));
+        ReplyLimit const limit(LimitFor(row.script));
         ScriptedServer server(row.script);
         Client client(server.Port(), row.type);
         client.SetTimeOutTime(300);
@@ -104,11 +104,11 @@ TEST(MailPop, LoginsAndWhatRefusesThem) {
         EXPECT_EQ(row.code, client.Code()) << row.script;
         EXPECT_EQ(1, client.PopLogout());
         auto const& received = server.Received();
-        const std::size_t quit = row.result ? 1 : 0;
-        const std::string last = received.size() > quit ? received[received.size() - 1 - quit] : "";
+        std::size_t const quit = row.result ? 1 : 0;
+        std::string const last = received.size() > quit ? received[received.size() - 1 - quit] : "";
         EXPECT_EQ(row.last, last) << row.script;
     }
-    const test::RefusingPort refusing;
+    test::RefusingPort const refusing;
     Client client(refusing.Port());
     EXPECT_EQ(0, client.Login());
     EXPECT_EQ(2307, client.Code());
@@ -141,11 +141,11 @@ TEST(MailPop, MailboxesThatLie) {
         {"+OK 1|+OK\r\n1 1\r\n.|%+OK\r\n1 a\r\n*", 1, 2320, 0, "1:1:a ", "STAT|LIST|UIDL|"},
     };
     for (auto const& row : rows) {
-        const ReplyLimit limit(LimitFor(row.script));
+        ReplyLimit const limit(LimitFor(row.script));
         std::string script = login;
         script += row.script;
         // A reply that is cut off: the connection ends behind its last line.
-        if (const std::size_t cut = script.find("|!"); cut != std::string::npos && script[cut - 1] != '.')
+        if (std::size_t const cut = script.find("|!"); cut != std::string::npos && script[cut - 1] != '.')
             script.replace(cut, 2, "\r\n!");
         ScriptedServer server(script);
         auto client = std::make_unique<Client>(server.Port());
@@ -164,7 +164,7 @@ TEST(MailPop, MailboxesThatLie) {
 // RFC 1939 7 for the unique ID; a longer one, and a longer list, end the connection.
 TEST(MailPop, ListsAndIdsAtTheirLimits) {
     constexpr int most_lines = 1000000, most_bytes = 64 * 1024 * 1024;
-    const std::string filler(65000 - 2, 'x'), one_list = "+OK 1|+OK\r\n1 1\r\n.|", id(70, 'a');
+    std::string const filler(65000 - 2, 'x'), one_list = "+OK 1|+OK\r\n1 1\r\n.|", id(70, 'a');
     auto const lines = [](int count, char const* line = "1 1\r\n") {
         std::string text = "+OK\r\n";
         for (int i = 0; i < count; ++i) text += line;
@@ -208,7 +208,7 @@ TEST(MailPop, ListsAndIdsAtTheirLimits) {
 }
 
 TEST(MailPop, MessagesThatEndEarlyOrNever) {
-    const std::string one = std::string(login) + "+OK 1|+OK\r\n1 2147483647\r\n.|+OK\r\n.|";
+    std::string const one = std::string(login) + "+OK 1|+OK\r\n1 2147483647\r\n.|+OK\r\n.|";
     const struct {
         char const* script;
         int result, code;
@@ -222,7 +222,7 @@ TEST(MailPop, MessagesThatEndEarlyOrNever) {
         {"%+OK\r\n*", 0, 2320, nullptr},
     };
     for (auto const& row : rows) {
-        const ReplyLimit limit(LimitFor(row.script));
+        ReplyLimit const limit(LimitFor(row.script));
         ScriptedServer server(one + row.script);
         Client client(server.Port());
         ASSERT_EQ(1, client.Login() & client.PopListUidl());

@@ -41,7 +41,7 @@ struct Client : CMyPOPS {
 
 class SecurePop : public testing::Test {
   protected:
-    const TransferLog log;
+    TransferLog const log;
 };
 
 TEST_F(SecurePop, AWholeVisit) {
@@ -73,7 +73,7 @@ TEST_F(SecurePop, AWholeVisit) {
     EXPECT_EQ((Lines{"USER mrose\r\n", "PASS tanstaaf\r\n", "STAT\r\n", "UIDL\r\n", "LIST\r\n", "RETR 2\r\n",
                      "TOP 4 0\r\n", "DELE 4\r\n", "NOOP\r\n", "UIDL 1\r\n", "QUIT\r\n"}),
               server.Received());
-    const std::string text = log.Text();
+    std::string const text = log.Text();
     EXPECT_NE(text.find("[送信]PASS ********\r\n"), text.npos);
     EXPECT_NE(text.find("[受信]b c (2)\r\n"), text.npos);
     EXPECT_EQ(text.find("tanstaaf"), text.npos);
@@ -105,7 +105,7 @@ TEST_F(SecurePop, WhereItBreaks) {
         {"+OK|-ERR what|+OK|+OK|+OK 0 0", 3, 0, 0, -2, ""},
     };
     for (auto const& row : rows) {
-        const std::string script = row.security == 3 && row.script.starts_with("+OK|+OK|")
+        std::string const script = row.security == 3 && row.script.starts_with("+OK|+OK|")
                                        ? "+OK|" + row.script.substr(8)
                                        : row.script;
         ScriptedServer server(script);
@@ -164,7 +164,7 @@ TEST_F(SecurePop, ServersThatLie) {
 
 // Lists beyond RFC 1939 and the limits, and a server that sends one byte at a time.
 TEST_F(SecurePop, ListsThatDoNotEnd) {
-    const std::string in = "+OK|+OK|+OK|+OK 1 1|", id(70, 'a');
+    std::string const in = "+OK|+OK|+OK|+OK 1 1|", id(70, 'a');
     std::string most = "+OK\r\n";
     for (int i = 0; i < 1000000; ++i) most += "1 1\r\n";
     const struct {
@@ -187,8 +187,8 @@ TEST_F(SecurePop, ListsThatDoNotEnd) {
         {"%+OK\r\n*", pops_retrieve, 301, "Timeout."},
     };
     for (auto const& row : rows) {
-        const std::string name = row.script.substr(0, 90);
-        const ReplyLimit limit(name.starts_with('%') ? 400 : 0);
+        std::string const name = row.script.substr(0, 90);
+        ReplyLimit const limit(name.starts_with('%') ? 400 : 0);
         ScriptedServer server(in + row.script);
         // Without the log, which gets every received line.
         POPSHandle const handle = POPS_Create([](void*, int, void*) { return 0; }, nullptr);
@@ -196,7 +196,7 @@ TEST_F(SecurePop, ListsThatDoNotEnd) {
         POPS_Set(handle, pops_port, 0, server.Port(), 0);
         POPS_Set(handle, pops_time_limit, 0, 5, 0);
         EXPECT_EQ(0, POPS_Do(handle, pops_connect, 0, nullptr, nullptr)) << name;
-        const platform::ComponentValue number[] = {1};
+        platform::ComponentValue const number[] = {1};
         int const result = row.method == 0
                                ? POPS_Set(handle, pops_message, 0, 1, 0)
                                : POPS_Do(handle, row.method, row.method == pops_retrieve, number, nullptr);
@@ -224,7 +224,7 @@ class Recorder {
         return POPS_Set(handle_, property, 0, value, 0);
     }
     int Do(int method, int count) {
-        const platform::ComponentValue numbers[] = {2, 3};
+        platform::ComponentValue const numbers[] = {2, 3};
         return POPS_Do(handle_, method, count, numbers, nullptr);
     }
     POPSHandle Handle() const { return handle_; }
@@ -253,7 +253,7 @@ class Recorder {
 // The lines, and the events between them.
 TEST(PopComponent, EventsInTheirOrder) {
     constexpr int none = 0;
-    const std::string open = "- Connecting to mail server.|- Connected.|", in = "+OK|+OK|+OK|+OK 9|",
+    std::string const open = "- Connecting to mail server.|- Connected.|", in = "+OK|+OK|+OK|+OK 9|",
                       told = "< +OK|> USER mrose|< +OK|> PASS ********|< +OK|> STAT|< +OK 9|",
                       left = "> QUIT|< +OK bye|- Disconnected.|";
     const struct {

@@ -31,13 +31,13 @@ PopFailure OfComponent(int port) {
     POPS_Set(handle, pops_user, 0, "mrose", 0);
     POPS_Set(handle, pops_password, 0, "tanstaaf", 0);
     POPS_Set(handle, pops_time_limit, 0, seconds, 0);
-    const platform::ComponentValue first[] = {1};
+    platform::ComponentValue const first[] = {1};
     bool const failed = POPS_Do(handle, pops_connect, 0, nullptr, nullptr) ||
                         POPS_Do(handle, pops_list_sizes, 0, nullptr, nullptr) ||
                         POPS_Do(handle, pops_list, 0, nullptr, nullptr) ||
                         POPS_Do(handle, pops_retrieve, 1, first, nullptr) ||
                         POPS_Do(handle, pops_delete, 1, first, nullptr);
-    const PopFailure failure = POPS_GetPopFailure(handle);
+    PopFailure const failure = POPS_GetPopFailure(handle);
     EXPECT_EQ(failed, failure.phase != PopPhase::none);
     POPS_Destroy(handle);
     return failure;
@@ -68,13 +68,13 @@ TEST(PopFailure, StepReplyAndCode) {
     for (auto const& row : rows)
         for (auto const& ask : {OfPlainClient, OfComponent}) {
             ScriptedServer server(row.script + "|!");  // closes instead of answering QUIT
-            const PopFailure failure = ask(server.Port());
+            PopFailure const failure = ask(server.Port());
             EXPECT_EQ(row.phase, failure.phase) << row.script;
             EXPECT_EQ(row.refused, failure.refused) << row.script;
             EXPECT_EQ(row.code, failure.code) << row.script;
             EXPECT_EQ(row.text, failure.text) << row.script;
         }
-    const test::RefusingPort nobody;
+    test::RefusingPort const nobody;
     EXPECT_EQ(PopPhase::connect, OfPlainClient(nobody.Port()).phase);
     EXPECT_EQ(PopPhase::connect, OfComponent(nobody.Port()).phase);
 }

@@ -33,8 +33,8 @@ class Table : public BaseRecordStructer {
 };
 
 TEST(BaseRecordStructer, LoadGivesWidthRecordsAndFailureOfTheFile) {
-    const ScratchFolder folder;
-    const CString path = folder.Path("rec.dat");
+    ScratchFolder const folder;
+    CString const path = folder.Path("rec.dat");
     const struct {
         std::string plain;
         int result, elements;
@@ -74,8 +74,8 @@ TEST(BaseRecordStructer, LoadGivesWidthRecordsAndFailureOfTheFile) {
 }
 
 TEST(BaseRecordStructer, TellsAFailedReadFromTheEndOfTheFile) {
-    const ScratchFolder folder;
-    const CString path = folder.Path("rec.dat");
+    ScratchFolder const folder;
+    CString const path = folder.Path("rec.dat");
     std::string plain;
     for (int line = 0; line < 50'000; ++line) plain += "\"some text\",\"2\"\r\n";
     ASSERT_TRUE(WriteTable(path, plain));
@@ -93,9 +93,9 @@ TEST(BaseRecordStructer, TellsAFailedReadFromTheEndOfTheFile) {
 }
 
 TEST(BaseRecordStructer, SaveFollowsTheChangedFlag) {
-    const ScratchFolder folder;
-    const CString path = folder.Path("rec.dat");
-    const std::string plain = "\"1\",\"2\"\r\n\"\",\"\"\"\"\r\n";
+    ScratchFolder const folder;
+    CString const path = folder.Path("rec.dat");
+    std::string const plain = "\"1\",\"2\"\r\n\"\",\"\"\"\"\r\n";
     ASSERT_TRUE(WriteTable(path, plain, "k"));
     Table table;
     ASSERT_EQ(0, table.LoadCSVFile(path, "k"));
@@ -103,7 +103,7 @@ TEST(BaseRecordStructer, SaveFollowsTheChangedFlag) {
     CArray<int, int> order;
     order.Add(1);
     char const* values[] = {"n", nullptr};
-    const std::function<int()> changes[] = {
+    std::function<int()> const changes[] = {
         [&] { return 1; },  // loading alone counts as a change
         [&] { return table.InsertString(row); },
         [&] { return table.InsertString(values); },
@@ -133,8 +133,8 @@ TEST(BaseRecordStructer, SaveFollowsTheChangedFlag) {
 }
 
 TEST(BaseRecordStructer, AFailedOrForeignSaveLeavesTheTableUnsaved) {
-    const ScratchFolder folder;
-    const CString home = folder.Path("home.dat"), other = folder.Path("copy.dat");
+    ScratchFolder const folder;
+    CString const home = folder.Path("home.dat"), other = folder.Path("copy.dat");
     Table table(2, {{"1", "2"}});
     EXPECT_EQ(0, table.SaveCSVFile(folder.Path("no\\rec.dat"), 0, nullptr));
     EXPECT_EQ(0, table.SaveCSVFileCopy(folder.Path("no\\rec.dat"), nullptr));
@@ -192,13 +192,13 @@ TEST(BaseRecordStructer, FullSortTakesTheNamedRecordsFirst) {
 }
 
 TEST(BaseRecordStructer, SearchesWalkInStepsAndCompareWholeCharacters) {
-    const Table table(
+    Table const table(
         2, {{"abc", "1"}, {"ABC", "2"}, {"ソ表abc", "3"}, {"ＡＢＣ", "4"}, {"abc", "5"}, {"", "6"}});
     using Search = int (BaseRecordStructer::*)(char const*, int, int, int) const;
-    const Search total = &BaseRecordStructer::TotalAgreementReference;
-    const Search same = &BaseRecordStructer::TotalAgreementReferenceSameUpLow;
-    const Search front = &BaseRecordStructer::FrontAgreementReference;
-    const Search partial = &BaseRecordStructer::PartialAgreementReference;
+    Search const total = &BaseRecordStructer::TotalAgreementReference;
+    Search const same = &BaseRecordStructer::TotalAgreementReferenceSameUpLow;
+    Search const front = &BaseRecordStructer::FrontAgreementReference;
+    Search const partial = &BaseRecordStructer::PartialAgreementReference;
     const struct {
         Search search;
         char const* text;
@@ -220,8 +220,8 @@ TEST(BaseRecordStructer, SearchesWalkInStepsAndCompareWholeCharacters) {
 }
 
 TEST(BaseRecordStructer, LoadAndSaveWaitForTheLockOfTheFileName) {
-    const ScratchFolder folder;
-    const CString path = folder.Path("locked.dat");
+    ScratchFolder const folder;
+    CString const path = folder.Path("locked.dat");
     for (bool const save : {false, true}) {
         CMutex lock(false, "locked_.dat");
         lock.Lock();

@@ -49,7 +49,7 @@ TEST(ErrMsg, FillsInValues) {
     EXPECT_STREQ(error.GetLastMsg(),
                  "ログインに失敗しました\r\n送信サーバーの準備が出来ていません.\r\n[421 表示 %s closing]");
 
-    const std::string long_reply(5000, 'x');
+    std::string const long_reply(5000, 'x');
     error.SetErr(pop_list_failed, long_reply.c_str());
     EXPECT_EQ(error.GetLastMsg(), "メールの一覧取得に失敗しました\r\n" + long_reply);
 
@@ -71,7 +71,7 @@ TEST(ErrMsg, CopiesTheFinishedText) {
     from.SetErr(general_file_not_found, "C:\\表\\a.dat");
     CErrMsg to;
     EXPECT_EQ(&CErrMsg::Copy(to, from), &to);
-    const CErrMsg made(from);
+    CErrMsg const made(from);
     from.Clear();
     for (CErrMsg const* copy : {static_cast<CErrMsg const*>(&to), &made}) {
         EXPECT_EQ(copy->GetLastCode(), 2);

@@ -38,9 +38,9 @@ TEST(FileHistory, CopiesShiftAndTheOldestGoes) {
         {2000000000, true, "表.1000=x 表.998=998 表.999=999", "表.001=new 表.1000=x 表.999=998"},
     };
     for (auto const& row : rows) {
-        const ScratchFolder folder;
-        const CString target = folder.Path("表.dat");
-        const CString copies = folder.Path("ソ");  // its last byte is that of a divider
+        ScratchFolder const folder;
+        CString const target = folder.Path("表.dat");
+        CString const copies = folder.Path("ソ");  // its last byte is that of a divider
         platform::WriteWholeFile(target, "new");
         platform::MakeDirectory(copies);
         CArray<CString, CString> before;
@@ -58,9 +58,9 @@ TEST(FileHistory, CopiesShiftAndTheOldestGoes) {
 }
 
 TEST(FileHistory, SettersKeepTheOldValueWhenTheyFail) {
-    const ScratchFolder folder;
-    const CString file = folder.Path("f.dat"), deep = folder.Path("a\\b\\c");
-    const CString overlong = CString("C:\\") + CString('x', CFileHistory::longest_path - 2);
+    ScratchFolder const folder;
+    CString const file = folder.Path("f.dat"), deep = folder.Path("a\\b\\c");
+    CString const overlong = CString("C:\\") + CString('x', CFileHistory::longest_path - 2);
     platform::WriteWholeFile(file, "x");
     CFileHistory history;
     history.ExecuteCopy();  // without names: nothing

@@ -100,7 +100,7 @@ TEST(KeyTables, ManyThreadsMayAskFirst) {
     for (auto& mine : seen)
         threads.emplace_back([&mine] {
             for (int row = 0; row < storage::key_rows; ++row) {
-                const unsigned char* table = storage::EncodeTable(row);
+                unsigned char const* table = storage::EncodeTable(row);
                 mine.push_back(table[storage::DecodeTable(row)['x']] == 'x' ? table : nullptr);
             }
         });
@@ -170,7 +170,7 @@ TEST(Substitution, MakesRandomKeys) {
         unsigned char out[66] = {};
         out[65] = 0xEE;
         MakeRandomString(out);
-        const std::string key(reinterpret_cast<char*>(out));
+        std::string const key(reinterpret_cast<char*>(out));
         EXPECT_EQ(key.size(), storage::random_string_length);
         EXPECT_EQ(key.find_first_not_of("ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/"),
                   std::string::npos);
@@ -187,7 +187,7 @@ TEST(Base64Text, EndsAsAnEncodedWord) {
     } rows[] = {{"ABC", "QUJD?="},        {"A", "QQ==?="}, {"AB", "QUI=?="},          {"", "?="},
                 {"ABCDEF", "QUJDREVG?="}, {nullptr, "?="}, {"\xFF\xFE\xFD", "//79?="}};
     for (auto const& row : rows) {
-        const std::size_t size = row.in ? std::strlen(row.in) : 0;
+        std::size_t const size = row.in ? std::strlen(row.in) : 0;
         std::string out(size / 3 * 4 + 13, '#');
         normal_base64encoding(out.data(), row.in);
         EXPECT_STREQ(out.c_str(), row.out);

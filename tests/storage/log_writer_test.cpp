@@ -15,8 +15,8 @@
 
 namespace {
 
-const std::string rule = std::string(79, '-') + "\r\n";
-const std::string title_rule = std::string(79, '=') + "\r\n";
+std::string const rule = std::string(79, '-') + "\r\n";
+std::string const title_rule = std::string(79, '=') + "\r\n";
 
 class LogWriterTest : public testing::Test {
   protected:
@@ -33,8 +33,8 @@ class LogWriterTest : public testing::Test {
         return {start + day * 86400LL + second, 0};
     }
 
-    const TimeZone zone_{"JST-9"};
-    const ScratchFolder folder_;
+    TimeZone const zone_{"JST-9"};
+    ScratchFolder const folder_;
     platform::FrozenClock clock_{At(0)};
 };
 
@@ -71,7 +71,7 @@ TEST_F(LogWriterTest, ADayHasItsFileAndTenDaysLaterItStartsAfresh) {
 
     // Another path applies for the rest of the day; the first write of an object or a day goes to the day's
     // own file.
-    const CString mine = folder_.Path("mine.log");
+    CString const mine = folder_.Path("mine.log");
     clock_.Set(At(0));
     LogWriter other;
     for (char const* text : {"1", "2", "3"}) {
@@ -85,14 +85,14 @@ TEST_F(LogWriterTest, ADayHasItsFileAndTenDaysLaterItStartsAfresh) {
 }
 
 TEST_F(LogWriterTest, WhatOthersDidToTheFileIsSetRight) {
-    const CString path = File(3);
-    const std::string date = "2004/01/03\r\n";
+    CString const path = File(3);
+    std::string const date = "2004/01/03\r\n";
     auto const remove = [&] { platform::RemoveFile(path); };
     auto const open = [&](char const* mode, char const* text) {
-        const platform::Stream stream(platform::OpenStream(path, mode));
+        platform::Stream const stream(platform::OpenStream(path, mode));
         std::fputs(text, stream.get());
     };
-    const std::pair<std::function<void()>, std::string> rows[] = {
+    std::pair<std::function<void()>, std::string> const rows[] = {
         {[] {}, date + "old\r\nnew\r\n"},
         {remove, date + "new\r\n"},
         {[&] { remove(), open("wb", "2004/01/03\r\nother\r\n"); }, date + "other\r\nnew\r\n"},
@@ -110,7 +110,7 @@ TEST_F(LogWriterTest, WhatOthersDidToTheFileIsSetRight) {
         log.SetLogData("new", 0, 0);
         EXPECT_EQ(after, ContentOf(path));
     }
-    for (const std::string old : {"", "2003/12/13\r\nx\r\n", "2004/01/0", "\r\n2004/01/03\r\n"}) {
+    for (std::string const old : {"", "2003/12/13\r\nx\r\n", "2004/01/0", "\r\n2004/01/03\r\n"}) {
         platform::WriteWholeFile(path, old);
         LogWriter().SetLogData("new", 0, 0);
         EXPECT_EQ(date + "new\r\n", ContentOf(path)) << old;
@@ -165,7 +165,7 @@ TEST_F(LogWriterTest, WritersThatMeetANewDayLeaveEachOthersEntries) {
     for (int round = 0; round < 200; ++round) {
         platform::RemoveFile(File(3));
         {
-            const platform::Stream old(platform::OpenStream(File(3), "wb"));
+            platform::Stream const old(platform::OpenStream(File(3), "wb"));
             std::fputs("2003/12/23\r\nold\r\n", old.get());
         }
         std::latch start(writers);
@@ -197,7 +197,7 @@ TEST_F(LogWriterTest, ManyWritersShareAFileWithoutTearingEntries) {
         });
     for (std::thread& thread : threads) thread.join();
 
-    const std::string content = ContentOf(File(3));
+    std::string const content = ContentOf(File(3));
     std::set<std::string_view> lines;
     for (std::size_t at = 0, end; (end = content.find("\r\n", at)) != std::string::npos; at = end + 2)
         lines.insert(std::string_view(content).substr(at, end - at));

@@ -59,7 +59,7 @@ TEST_F(MyDb, ReadsWhatItWrote) {
     table.AddLine(RowOf({"a,b", "say \"x\"", ""}));
     table.AddLine(RowOf({"two\r\nlines", "\"", "表\\"}));
     table.AddLine(RowOf({"", "", "\r\n"}));
-    const std::string rows = RowsOf(table);
+    std::string const rows = RowsOf(table);
     for (char const* key : {static_cast<char const*>(nullptr), "key"}) {
         ASSERT_EQ(table.WriteDBFile(1, key), 0);
         EXPECT_EQ(
@@ -381,8 +381,8 @@ void ModelSort(std::vector<_SORT_SET>& set, int left, int right, bool ascending)
         return std::int64_t{set[static_cast<std::size_t>(i)].key} * (ascending ? 1 : -1);
     };
     while (left < right) {
-        const std::int64_t sum = key(left) + key(right);
-        const std::int64_t pivot = sum / 2;
+        std::int64_t const sum = key(left) + key(right);
+        std::int64_t const pivot = sum / 2;
         int i = left;
         int j = right;
         for (;;) {
@@ -459,10 +459,10 @@ TEST_F(MyDb, Searches) {
          {"Alpha", "表A", "alpha", "ソ5表", "ＡＬＰＨＡ", "", "表a", "x\x83\x5C", "alphabet"})
         table.AddLine(RowOf({"", cell}));
     using Search = int (CMyDB::*)(CString, int, int, int) const;
-    const Search total = &CMyDB::TotalAgreementReference;
-    const Search no_case = &CMyDB::TotalAgreementReferenceSameUpLow;
-    const Search front = &CMyDB::FrontAgreementReference;
-    const Search partial = &CMyDB::PartialAgreementReference;
+    Search const total = &CMyDB::TotalAgreementReference;
+    Search const no_case = &CMyDB::TotalAgreementReferenceSameUpLow;
+    Search const front = &CMyDB::FrontAgreementReference;
+    Search const partial = &CMyDB::PartialAgreementReference;
     const struct {
         Search search;
         char const* text;

@@ -10,8 +10,8 @@
 namespace {
 
 TEST(IniManager, StaticAndMemberFormsReadAndWriteTheSameValues) {
-    const ScratchFolder folder;
-    const CString file = folder.Path("設定.ini");
+    ScratchFolder const folder;
+    CString const file = folder.Path("設定.ini");
     EXPECT_EQ(1, CIniManager::WriteProfileStringA(file, "PROXY", "host", "表示"));
     CIniManager ini(file, "proxy");
     EXPECT_EQ(1, ini.WriteProfileInt("port", -8080));
@@ -53,7 +53,7 @@ TEST(FileVersion, GivesTheLibrarysOwnItemsAndNothingElse) {
     EXPECT_EQ(1, GetModuleFileInternalName(nullptr, out, sizeof out));
     EXPECT_STREQ("tessaly", out);
 
-    const ScratchFolder folder;
+    ScratchFolder const folder;
     platform::WriteWholeFile(folder.Path("plain.txt"), "MZ no version here");
     for (char const* name : {"plain.txt", "none.dll", ""})
         EXPECT_EQ(0, GetFileVersion(folder.Path(name), out, sizeof out) +

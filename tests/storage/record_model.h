@@ -94,7 +94,7 @@ class RecordModel {
         for (;;) {
             if (!std::fgets(buffer, sizeof buffer, stream_)) return false;
             line += buffer;
-            const std::size_t size = std::strlen(buffer);
+            std::size_t const size = std::strlen(buffer);
             if (size == 0 || buffer[size - 1] == '\n') return true;
         }
     }

@@ -114,7 +114,7 @@ TEST(RecordReader, DividesByTheRules) {
 
 // One damaged byte at each place, and each length that a cut can leave.
 TEST(RecordReader, ReadsDamagedBytesLikePlainStdio) {
-    const std::string plain =
+    std::string const plain =
         "\"a\",\"b\",\"\"\r\n\"1,2\",\"x\r\ny\",\"q\"\"q\"\r\n7,,\"表\"\r\n\r\n\"e\",\"f\",\"g\"\r\n";
     for (std::string const& good : {plain, Scrambled(plain)}) {
         for (std::size_t size = 0; size <= good.size(); ++size)
@@ -146,7 +146,7 @@ TEST(RecordReader, ReadsRandomBytesLikePlainStdio) {
     auto const below = [&](unsigned n) { return static_cast<unsigned>(random() % n); };
     for (int round = 0; round < 16; ++round) {
         std::string bytes;
-        const std::size_t wanted = round % 8 == 0 ? 700000 : 40000;
+        std::size_t const wanted = round % 8 == 0 ? 700000 : 40000;
         while (bytes.size() < wanted) {
             std::string field;
             bool const odd = below(40) == 0;
@@ -164,8 +164,8 @@ TEST(RecordReader, ReadsRandomBytesLikePlainStdio) {
 
 TEST(RecordReader, TakesLinesOfAnyLength) {
     for (int const size : {1020, 1021, 1022, 1023, 1024, 16383, 524288, 1200000}) {
-        const std::string field(static_cast<std::size_t>(size), 'x');
-        const std::string bytes = "\"1\",\"" + field + "\"\r\n\"2\",\"" + field + "\r\n" + field + "\"\r\n";
+        std::string const field(static_cast<std::size_t>(size), 'x');
+        std::string const bytes = "\"1\",\"" + field + "\"\r\n\"2\",\"" + field + "\r\n" + field + "\"\r\n";
         ASSERT_TRUE(ReadsLikeTheModel(Scrambled(bytes))) << size;
         CsvRead reader;
         reader.SetFp(test::OpenBytes(bytes));
@@ -178,14 +178,14 @@ TEST(RecordReader, TakesLinesOfAnyLength) {
 }
 
 TEST(RecordReader, GivesOnlyAsManyCellsAsAsked) {
-    const std::string bytes = "\"a\",\"b\"\r\n\"a\",\"b\",\"c\",\"d\"\r\n\"a\",\"b\"\"\"\r\n\"broken\r\n";
+    std::string const bytes = "\"a\",\"b\"\r\n\"a\",\"b\",\"c\",\"d\"\r\n\"a\",\"b\"\"\"\r\n\"broken\r\n";
     CsvRead reader;
     reader.SetFp(test::OpenBytes(bytes));
     CStringPool pool;
-    const std::vector<std::string> padded[] = {{"a", "b", ""}, {"a", "b", "c"}, {"a", "b\"", ""}};
+    std::vector<std::string> const padded[] = {{"a", "b", ""}, {"a", "b", "c"}, {"a", "b\"", ""}};
     int const counts[] = {2, 4, 2};
     for (int i = 0; i < 3; ++i) {
-        const Record record = ReadRowOf(reader, pool, 3);
+        Record const record = ReadRowOf(reader, pool, 3);
         EXPECT_EQ(record.result, counts[i]);
         EXPECT_EQ(record.fields, padded[i]);
         EXPECT_EQ(reader.GetElementsNumber(), 0);
@@ -199,7 +199,7 @@ TEST(RecordReader, GivesOnlyAsManyCellsAsAsked) {
 
 TEST(RecordReader, OpensMovesAndEnds) {
     ScratchFolder folder;
-    const CString path = folder.Path("表.csv");
+    CString const path = folder.Path("表.csv");
     ASSERT_TRUE(platform::WriteWholeFile(path, "a\r\nb\r\nc\r\nlost"));
     CsvRead reader;
     EXPECT_EQ(reader.OpenFile(nullptr), -1);
@@ -246,7 +246,7 @@ TEST(RecordReader, OpensMovesAndEnds) {
 }
 
 TEST(XCsvRead, ChangesItsTableBetweenRecords) {
-    const std::string bytes = Scrambled("\"default\"\r\n") + Scrambled("\"first\"\r\n", "k1") +
+    std::string const bytes = Scrambled("\"default\"\r\n") + Scrambled("\"first\"\r\n", "k1") +
                               Scrambled("\"second\"\r\n", "k2") + Scrambled("\"again\"\r\n");
     XCsvRead reader;
     reader.SetFp(test::OpenBytes(bytes));

@@ -24,7 +24,7 @@ struct FailingWrites {
 
 TEST(RecordWriter, BuildsAndWritesRecords) {
     ScratchFolder folder;
-    const CString path = folder.Path("t.dat");
+    CString const path = folder.Path("t.dat");
     CsvWrite writer;
     EXPECT_EQ(writer.WriteLine(), storage::RecordWriter::write_failed);
     EXPECT_EQ(writer.OpenFile(nullptr), -1);
@@ -50,7 +50,7 @@ TEST(RecordWriter, BuildsAndWritesRecords) {
 
 TEST(RecordWriter, ScramblesTheWholeLine) {
     ScratchFolder folder;
-    const CString path = folder.Path("t.dat");
+    CString const path = folder.Path("t.dat");
     for (char const* key : {static_cast<char const*>(nullptr), "a key"}) {
         XCsvWrite writer;
         if (key) writer.SetUseKey(key);
@@ -67,8 +67,8 @@ TEST(RecordWriter, ScramblesTheWholeLine) {
 // Rows in bulk and fields one by one give the same file, and a reader gives the cells back.
 TEST(RecordWriter, WritesRowsInBulk) {
     ScratchFolder folder;
-    const CString bulk_path = folder.Path("bulk.dat");
-    const CString single_path = folder.Path("single.dat");
+    CString const bulk_path = folder.Path("bulk.dat");
+    CString const single_path = folder.Path("single.dat");
     CsvWrite bulk;
     CsvWrite single;
     ASSERT_EQ(bulk.OpenFile(bulk_path), 1);

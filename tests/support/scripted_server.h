@@ -161,7 +161,7 @@ class ScriptedServer {
             std::size_t found;
             while ((found = buffer_.find(end)) == std::string::npos) {
                 char block[65536];
-                const ssize_t size = ::recv(descriptor_, block, sizeof block, 0);
+                ssize_t const size = ::recv(descriptor_, block, sizeof block, 0);
                 if (size <= 0) return std::exchange(buffer_, {});
                 buffer_.append(block, static_cast<std::size_t>(size));
             }
@@ -171,7 +171,7 @@ class ScriptedServer {
         }
         bool Write(std::string_view text) {
             while (!text.empty()) {
-                const ssize_t sent = ::send(descriptor_, text.data(), text.size(), MSG_NOSIGNAL);
+                ssize_t const sent = ::send(descriptor_, text.data(), text.size(), MSG_NOSIGNAL);
                 if (sent <= 0) return false;
                 text.remove_prefix(static_cast<std::size_t>(sent));
             }
@@ -227,7 +227,7 @@ class ScriptedServer {
 
     static bool Write(Connection& connection, Step const& step) {
         for (int turn = 0; turn < step.times; ++turn) {
-            const std::size_t piece = step.in_bytes ? 1 : step.reply.size();
+            std::size_t const piece = step.in_bytes ? 1 : step.reply.size();
             for (std::size_t at = 0; at < step.reply.size(); at += piece) {
                 if (!connection.Write(std::string_view(step.reply).substr(at, piece))) return false;
                 if (step.pause_ms > 0) ::usleep(static_cast<useconds_t>(step.pause_ms) * 1000);

@@ -63,7 +63,7 @@ class BrokenTexts {
     explicit BrokenTexts(unsigned seed) : random_(seed) {}
 
     std::string Next() {
-        static const std::vector<std::string> pieces = {
+        static std::vector<std::string> const pieces = {
             "\x1B$B",   "\x1B$@",       "\x1B(B",       "\x1B(J", "\x1B(I",   "\x1B)D",
             "\x1B$(D",  "\x1B",         "\x1B(",        "\x0E",   "\x0F",     "a",
             "Z9",       "\r\n",         "0!",           "漢",     "カ",       "ｶ",

@@ -23,8 +23,8 @@ TEST(Directories, Names) {
 }
 
 TEST(Directories, MakesAllLevels) {
-    const ScratchFolder folder;
-    const CString deep = folder.Path("a\\表\\c");
+    ScratchFolder const folder;
+    CString const deep = folder.Path("a\\表\\c");
     EXPECT_EQ(MakeDirectoryCompel(deep), make_directory_ok);
     EXPECT_TRUE(platform::IsDirectory(deep));
     EXPECT_EQ(MakeDirectoryCompel(deep + "\\"), make_directory_ok);
@@ -36,7 +36,7 @@ TEST(Directories, MakesAllLevels) {
 }
 
 TEST(Directories, RemovesEverythingBelow) {
-    const ScratchFolder folder;
+    ScratchFolder const folder;
     auto const fill = [&folder] {
         EXPECT_EQ(MakeDirectoryCompel(folder.Path("top\\sub\\表")), make_directory_ok);
         for (char const* name : {"top\\a", "top\\.hidden", "top\\sub\\b", "top\\sub\\表\\c"})
@@ -61,7 +61,7 @@ TEST(Directories, RemovesEverythingBelow) {
 }
 
 TEST(Directories, RemovesNothingElse) {
-    const ScratchFolder folder;
+    ScratchFolder const folder;
     EXPECT_EQ(MakeDirectoryCompel(folder.Path("outside")), make_directory_ok);
     EXPECT_EQ(MakeDirectoryCompel(folder.Path("top")), make_directory_ok);
     ASSERT_TRUE(platform::WriteWholeFile(folder.Path("outside\\kept"), "x"));

@@ -13,7 +13,7 @@ struct Case {
 
 // The text with its control bytes as names.
 std::string Text(std::string text) {
-    static const std::pair<std::string_view, char> names[] = {
+    static std::pair<std::string_view, char> const names[] = {
         {"{ESC}", 0x1B}, {"{SO}", 0x0E}, {"{SI}", 0x0F}};
     for (auto const& [name, byte] : names)
         for (std::size_t at; (at = text.find(name)) != text.npos;) text.replace(at, name.size(), 1, byte);
@@ -24,7 +24,7 @@ std::string Text(std::string text) {
 
 // Rules that no other converter has.
 TEST(KanjiCodes, StatesShiftsAndBrokenTexts) {
-    const Case cases[] = {
+    Case const cases[] = {
         // To JIS: an escape sequence at each change of set, none in plain ASCII, a proper end.
         {"sjtojis7", "", ""},
         {"sjtojis7", "plain \t~\x7F", "plain \t~\x7F"},
@@ -74,12 +74,12 @@ TEST(KanjiCodes, StatesShiftsAndBrokenTexts) {
 
 TEST(KanjiCodes, WholeTextsSurviveTheWayThereAndBack) {
     std::mt19937 random(7);
-    static const std::string pieces[] = {
+    static std::string const pieces[] = {
         "漢", "字", "カ", "ー", "ｶ", "ﾞ", "表", "a", " ", "\r\n", "long ascii run ", "～", "熙"};
     for (int i = 0; i < 5000; ++i) {
         std::string text;
         for (auto left = random() % 40; left > 0; --left) text += pieces[random() % std::size(pieces)];
-        const std::string jis = Converted("sjtojis7", text);
+        std::string const jis = Converted("sjtojis7", text);
         EXPECT_EQ(Converted("jis7tosj", jis), text);
         EXPECT_EQ(Converted("ujtosj", Converted("sjtouj", text)), text);
         EXPECT_EQ(Converted("utf8tosj", Converted("sjtoutf8", text)), text);

@@ -32,7 +32,7 @@ class KanjiDamage : public testing::TestWithParam<Conversion> {};
 
 TEST_P(KanjiDamage, EveryShortTextFitsTheSizeAndSomeNeedsAllOfIt) {
     for (std::size_t length = 1; length <= 3; ++length) {
-        const std::size_t largest = LargestResult(GetParam(), length);
+        std::size_t const largest = LargestResult(GetParam(), length);
         EXPECT_LE(largest, GetParam().size(length));
         if (length == GetParam().full_length) {
             EXPECT_EQ(largest, GetParam().size(length));
@@ -43,7 +43,7 @@ TEST_P(KanjiDamage, EveryShortTextFitsTheSizeAndSomeNeedsAllOfIt) {
 TEST_P(KanjiDamage, BrokenTextsFitTheSize) {
     BrokenTexts texts(20251122);
     for (int i = 0; i < 20000; ++i) {
-        const std::string text = texts.Next();
+        std::string const text = texts.Next();
         EXPECT_LT(Converted(GetParam(), text).size(), GetParam().size(text.size()));
     }
 }

@@ -111,8 +111,8 @@ TEST(KanjiPeer, JisToTheOthers) {
     int cells = 0;
     for (unsigned row = 0x21; row <= 0x7E; ++row)
         for (unsigned column = 0x21; column <= 0x7E; ++column) {
-            const std::string cell = BytesOf(row << 8 | column), euc = BytesOf((row << 8 | column) | 0x8080);
-            const std::string jis = "\x1B$B" + cell + "\x1B(B";
+            std::string const cell = BytesOf(row << 8 | column), euc = BytesOf((row << 8 | column) | 0x8080);
+            std::string const jis = "\x1B$B" + cell + "\x1B(B";
             EXPECT_EQ(Converted("jis7touj", jis), euc);
             EXPECT_EQ(Converted("ujtojis7", euc), jis);
             std::string result;

@@ -88,7 +88,7 @@ TEST(KCodeC, CheckCodeTellsTheCode) {
 
 TEST(KCodeC, GuessedTextsAreConvertedAndAllOthersCopied) {
     KCodeC codec;
-    const std::string sj = "漢字", uj = "\xB4\xC1\xBB\xFA", jis = "\x1B$B4A;z\x1B(B", binary = "漢\x01";
+    std::string const sj = "漢字", uj = "\xB4\xC1\xBB\xFA", jis = "\x1B$B4A;z\x1B(B", binary = "漢\x01";
     for (std::string const& text : {sj, uj, jis}) {
         EXPECT_EQ(codec.ToSJIS(text.c_str()), sj);
         EXPECT_EQ(codec.ToEUC(text.c_str()), uj);
@@ -185,7 +185,7 @@ TEST(KCodeC, BrokenUtf8AndShiftJis) {
 TEST(KCodeC, MembersGiveWhatTheWorkersGive) {
     using Member = char const* (KCodeC::*)(char const*);
     using CopyingMember = char const* (KCodeC::*)(char*, char const*);
-    const std::tuple<std::string_view, Member, CopyingMember> members[] = {
+    std::tuple<std::string_view, Member, CopyingMember> const members[] = {
         {"jis7touj", &KCodeC::jis7touj, &KCodeC::jis7touj},
         {"ujtosj", &KCodeC::ujtosj, &KCodeC::ujtosj},
         {"sjtouj", &KCodeC::sjtouj, &KCodeC::sjtouj},
@@ -194,15 +194,15 @@ TEST(KCodeC, MembersGiveWhatTheWorkersGive) {
     BrokenTexts texts(9);
     KCodeC codec;
     for (int i = 0; i < 10000; ++i) {
-        const std::string text = i ? texts.Next() : "ｱaｱ";
+        std::string const text = i ? texts.Next() : "ｱaｱ";
         std::vector<char> out(SizeOfSjToJis7(text.size()));
         for (auto const& [name, member, copying] : members) {
             EXPECT_EQ((codec.*member)(text.c_str()), Converted(name, text));
             EXPECT_EQ((codec.*copying)(out.data(), text.c_str()), Converted(name, text));
         }
         for (int full : {0, 1}) {
-            const std::string sj = Converted(full ? "sjtojis7 full" : "sjtojis7", text);
-            const std::string uj = Converted(full ? "ujtojis7 full" : "ujtojis7", text);
+            std::string const sj = Converted(full ? "sjtojis7 full" : "sjtojis7", text);
+            std::string const uj = Converted(full ? "ujtojis7 full" : "ujtojis7", text);
             EXPECT_EQ(codec.sjtojis7(text.c_str(), full), sj);
             EXPECT_EQ(codec.ujtojis7(text.c_str(), full), uj);
             EXPECT_EQ(codec.sjtojis7(out.data(), text.c_str(), full), sj);
@@ -216,7 +216,7 @@ TEST(KCodeC, OnePassGivesWhatTheStepsGive) {
     BrokenTexts texts(5);
     KCodeC codec;
     for (int i = 0; i < 20000; ++i) {
-        const std::string text = texts.Next();
+        std::string const text = texts.Next();
         EXPECT_EQ(Converted("utf8tosj", text), KCodeCSteps::Utf8ToSj(text.c_str()));
         EXPECT_EQ(Converted("sjtoutf8", text), KCodeCSteps::SjToUtf8(text.c_str()));
     }

@@ -52,13 +52,13 @@ TEST(ValueChecks, NumbersAndSets) {
 }
 
 TEST(Dates, TextAndBack) {
-    const COleDateTime date(2004, 2, 29, 9, 5, 0);
+    COleDateTime const date(2004, 2, 29, 9, 5, 0);
     EXPECT_EQ(DateText(date), "2004/02/29 09:05:00");
     EXPECT_EQ(Convert_DateData2COleDateTime("2004/02/29 09:05:00"), date);
     EXPECT_EQ(Convert_DateData2COleDateTime("2004/02/29 09:05"), COleDateTime());
     EXPECT_EQ(Convert_DateData2COleDateTime(""), COleDateTime());
     EXPECT_EQ(Convert_DateData2COleDateTime(nullptr).GetStatus(), COleDateTime::valid);
-    const COleDateTime none = Convert_DateData2COleDateTime("2003/02/29 09:05:00");
+    COleDateTime const none = Convert_DateData2COleDateTime("2003/02/29 09:05:00");
     EXPECT_EQ(none.GetStatus(), COleDateTime::invalid);
     EXPECT_EQ(DateText(none), "-001/-1/-1 -1:-1:-1");
 }
@@ -71,7 +71,7 @@ TEST(Dates, ReadsAsScanf) {
     for (int i = 0; i < 200000; ++i) {
         std::string text = "2004/10/05 09:30:15";
         for (auto changes = random() % 4; changes > 0; --changes) {
-            const std::size_t at = random() % text.size();
+            std::size_t const at = random() % text.size();
             char const byte = bytes[random() % bytes.size()];
             switch (random() % 3) {
                 case 0: text[at] = byte; break;
@@ -111,7 +111,7 @@ TEST(Dates, AdjustTimeRoundsUpToTenMinutes) {
 }
 
 TEST(Dates, InternetDatesInLocalTime) {
-    const TimeZone japan("JST-9");
+    TimeZone const japan("JST-9");
     struct {
         char const* text;
         char const* local;  // null for a text that is refused
@@ -160,22 +160,22 @@ TEST(Dates, InternetDatesInLocalTime) {
             EXPECT_EQ((zoned - eastern).WholeSeconds(), (hours + standard) * 3600) << text.View();
         }
     // Summer time has no influence, though it applies on that day.
-    const TimeZone new_york("EST5EDT,M3.2.0,M11.1.0");
+    TimeZone const new_york("EST5EDT,M3.2.0,M11.1.0");
     COleDateTime out;
     ASSERT_EQ(ConvertDateTimeFormat("Thu, 01 Jul 2004 12:00:00 GMT", out), 1);
     EXPECT_EQ(DateText(out), "2004/07/01 07:00:00");
 }
 
 TEST(Dates, NowAndTheTimesOfAFile) {
-    const TimeZone japan("JST-9");
+    TimeZone const japan("JST-9");
     char out[text::date_data_size];
     {
-        const platform::FrozenClock clock({1096936215, 0});
+        platform::FrozenClock const clock({1096936215, 0});
         GetNowDateTime(out);
         EXPECT_STREQ(out, "2004/10/05 09:30:15");
     }
-    const ScratchFolder folder;
-    const CString path = folder.Path("date.txt");
+    ScratchFolder const folder;
+    CString const path = folder.Path("date.txt");
     EXPECT_EQ(GetFileStat_LastRenewalDate(path, out), 0);
     EXPECT_STREQ(out, "");
     EXPECT_EQ(GetFileStat_CreateDate(nullptr, out), 0);

@@ -79,7 +79,7 @@ TEST(Width, ThereAndBackGivesTheText) {
 TEST(Width, BrokenTextsFit) {
     BrokenTexts texts(3);
     for (int i = 0; i < 20000; ++i) {
-        const std::string text = texts.Next();
+        std::string const text = texts.Next();
         EXPECT_LE(Zen(text).size(), 2 * text.size());
         EXPECT_LE(Han(text).size(), text.size());
         unsigned long size = 0;
@@ -154,7 +154,7 @@ TEST(KanaConvertTbl, FormsOfAllKana) {
     EXPECT_EQ(last, 0x2573);
     EXPECT_EQ(voiced, 21);
     EXPECT_EQ(semi_voiced, 5);
-    const std::string small = "ｧｨｩｪｫｬｭｮｯ", large = "ｱｲｳｴｵﾔﾕﾖﾂ";
+    std::string const small = "ｧｨｩｪｫｬｭｮｯ", large = "ｱｲｳｴｵﾔﾕﾖﾂ";
     for (std::size_t i = 0; i < small.size(); ++i) EXPECT_EQ(cell(small[i]), cell(large[i]) - 1);
     EXPECT_EQ(table.GetLenOfJisX208OneKana(), 2);
 }

@@ -27,7 +27,7 @@ class TESSALY_API MailWordInsert {
     static constexpr int word_count = 56;
     static constexpr int no_word = -1;
     // The rows by ID, and the terminating row of two nulls.
-    static const WORD_INSERT_STRUCT itsMailInsertDefinition[word_count + 1];
+    static WORD_INSERT_STRUCT const itsMailInsertDefinition[word_count + 1];
 
     enum TextForm : int { plain_text = 0, html_source = 1 };  // the argument `html`
 

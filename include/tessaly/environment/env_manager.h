@@ -136,8 +136,8 @@ class TESSALY_API EnvManager : public CMyDB {
 
   private:
     struct DateCell;
-    static const DateCell entry_date;
-    static const DateCell renewal_date;
+    static DateCell const entry_date;
+    static DateCell const renewal_date;
 
     int Fail(int code, int result);
     bool IsInitEnvFileInfo() const { return type_ != type_not_initialised; }

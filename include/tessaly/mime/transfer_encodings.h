@@ -26,7 +26,7 @@ constexpr std::size_t Base64DecodedRoom(std::size_t length) noexcept {
 // Room in bytes, NUL included, for base64encoding of `size` bytes with CR LF after every `line_length`
 // characters; 0 or less means no line breaks.
 constexpr std::size_t Base64BodyRoom(std::size_t size, int line_length) noexcept {
-    const std::size_t characters = platform::Base64EncodedSize(size);
+    std::size_t const characters = platform::Base64EncodedSize(size);
     return characters + (line_length > 0 ? characters / static_cast<std::size_t>(line_length) * 2 : 0) + 1;
 }
 

@@ -30,7 +30,7 @@ inline char* PutUtf8(std::uint16_t unit, char* out) noexcept {
 inline char32_t TakeUtf8(std::string_view text, std::size_t& at) noexcept {
     auto const first = static_cast<unsigned char>(text[at++]);
     if (first < 0x80) return first;
-    const std::size_t more = first >= 0xF0 ? 3 : first >= 0xE0 ? 2 : 1;
+    std::size_t const more = first >= 0xF0 ? 3 : first >= 0xE0 ? 2 : 1;
     if (first < 0xC2 || first > 0xF4 || text.size() - at < more) return not_a_character;
     char32_t character = first & (0x3F >> more);
     for (std::size_t i = 0; i < more; ++i) {

@@ -46,7 +46,7 @@ class TESSALY_API CErrMsg {
   private:
     static constexpr int slots = 400;
     static constexpr int end_of_messages = -1;
-    static const ERRCODE_ERRMSG_STRUCT itsErrCodeMsgArray[slots];
+    static ERRCODE_ERRMSG_STRUCT const itsErrCodeMsgArray[slots];
 
     void init();
 

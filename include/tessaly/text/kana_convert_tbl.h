@@ -27,4 +27,4 @@ class TESSALY_API CKanaConvertTbl {
 };
 
 // The object that the whole library uses.
-TESSALY_API extern const CKanaConvertTbl itsKanaConvertTbl;
+TESSALY_API extern CKanaConvertTbl const itsKanaConvertTbl;
