@@ -37,9 +37,9 @@ void List(Arguments const& arguments) {
         ListGroups(session, arguments.deleted ? GroupState::deleted : GroupState::live);
     Listing listing(std::cout, format, {"番号", "名前", "登録日時", "宛先", "条件"});
     for (GroupSummary const& one : groups)
-        listing.Add(std::vector<std::string>{std::to_string(one.group.id), one.group.name, one.saved,
-                                             one.recipients ? std::to_string(*one.recipients) : damaged,
-                                             one.conditions.value_or(damaged)});
+        listing.Add({std::to_string(one.group.id), one.group.name, one.saved,
+                     one.recipients ? std::to_string(*one.recipients) : damaged,
+                     one.conditions.value_or(damaged)});
     listing.End();
     if (format == ListFormat::table) std::cout << Grouped(groups.size()) << "件\n";
 }

@@ -24,8 +24,7 @@ void List(Arguments const& arguments) {
     const std::vector<KeptMailRow> mails = ListKeptMails(session);
     Listing listing(std::cout, format, {"番号", "日時", "差出人", "件名"});
     for (KeptMailRow const& mail : mails)
-        listing.Add(
-            std::vector<std::string>{std::to_string(mail.number), mail.date, mail.from, mail.subject});
+        listing.Add({std::to_string(mail.number), mail.date, mail.from, mail.subject});
     listing.End();
     if (format == ListFormat::table) std::cout << Grouped(mails.size()) << "件\n";
 }

@@ -56,9 +56,8 @@ void List(Arguments const& arguments) {
     Listing listing(std::cout, format,
                     {"番号", "件名", "宛先名称", "状態", "送信", "エラー", "開封", "更新日時"});
     for (MailRow const& row : rows)
-        listing.Add(std::vector<std::string>{std::to_string(row.mail), row.title, row.address_name,
-                                             WordOf(row.status), row.sent, row.errors, row.opened,
-                                             row.changed});
+        listing.Add({std::to_string(row.mail), row.title, row.address_name, WordOf(row.status), row.sent,
+                     row.errors, row.opened, row.changed});
     listing.End();
     if (format == ListFormat::table) std::cout << Grouped(rows.size()) << "件\n";
 }

@@ -31,10 +31,9 @@ void ReportAll(Arguments const& arguments) {
         {"番号", "件名", "状態", "宛先", "送信", "エラー", "開封", "待ち", "戻り", "配信停止", "更新日時"});
     for (MailSummary const& mail : mails) {
         MailCounts const& counts = mail.counts;
-        listing.Add(std::vector<std::string>{
-            Number(mail.mail), mail.subject, WordOf(mail.status), Number(counts.recipients),
-            Number(counts.sent), Number(counts.errors), Number(counts.opened), Number(counts.waiting),
-            Number(mail.bounces), Number(mail.refusals), mail.changed});
+        listing.Add({Number(mail.mail), mail.subject, WordOf(mail.status), Number(counts.recipients),
+                     Number(counts.sent), Number(counts.errors), Number(counts.opened),
+                     Number(counts.waiting), Number(mail.bounces), Number(mail.refusals), mail.changed});
     }
     listing.End();
     if (format == ListFormat::table) std::cout << Grouped(mails.size()) << "件\n";
@@ -48,9 +47,8 @@ void ReportOne(Arguments const& arguments) {
                     {"個人情報ID", "メールアドレス", "名前", "状態", "送信回数", "エラー", "開封",
                      "Message-ID", "最終送信日時"});
     for (RecipientOutcome const& one : outcomes.recipients)
-        listing.Add(std::vector<std::string>{Number(one.customer), one.address, one.name, WordOf(one.state),
-                                             Number(one.attempts), Number(one.failures), one.opened,
-                                             one.message_id, one.last_sent});
+        listing.Add({Number(one.customer), one.address, one.name, WordOf(one.state), Number(one.attempts),
+                     Number(one.failures), one.opened, one.message_id, one.last_sent});
     listing.End();
     if (format != ListFormat::table) return;
     MailCounts const& counts = outcomes.counts;

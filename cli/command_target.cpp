@@ -37,8 +37,7 @@ void PrintConditions(std::vector<std::string> const& lines) {
 void PrintRecipients(RecipientList const& list, ListFormat format) {
     Listing listing(std::cout, format, {"個人情報ID", "メールアドレス", "名前", "会社名"});
     for (Recipient const& one : list.recipients)
-        listing.Add(
-            std::vector<std::string>{std::to_string(one.customer), one.address, one.name, one.company});
+        listing.Add({std::to_string(one.customer), one.address, one.name, one.company});
     listing.End();
     std::size_t const shown = list.recipients.size();
     if (format == ListFormat::table)

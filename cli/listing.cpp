@@ -86,13 +86,6 @@ Listing::Listing(std::ostream& out, ListFormat format, std::vector<std::string> 
     out_ << "\n";
 }
 
-void Listing::Add(std::vector<CString> const& cells) {
-    std::vector<std::string> texts;
-    texts.reserve(cells.size());
-    for (CString const& cell : cells) texts.push_back(Out(cell));
-    Add(std::move(texts));
-}
-
 void Listing::Add(std::vector<std::string> cells) {
     if (format_ == ListFormat::table) return AddToTable(std::move(cells));
     if (format_ == ListFormat::csv) {

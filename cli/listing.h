@@ -4,8 +4,6 @@
 #include <string>
 #include <vector>
 
-#include "tessaly/storage.h"
-
 // Rows of texts as a table for reading, as CSV or as JSON, all in UTF-8.
 namespace cli {
 
@@ -17,9 +15,7 @@ ListFormat ListFormatOf(std::string const& name);
 class Listing {
   public:
     Listing(std::ostream& out, ListFormat format, std::vector<std::string> titles);
-    // A row in UTF-8, or in code page 932.
     void Add(std::vector<std::string> cells);
-    void Add(std::vector<CString> const& cells);
     void End();
 
   private:

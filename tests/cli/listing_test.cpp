@@ -14,14 +14,7 @@ std::string Listed(cli::ListFormat format, std::vector<std::string> const& title
                    std::vector<std::vector<std::string>> const& rows) {
     std::ostringstream out;
     cli::Listing listing(out, format, titles);
-    for (std::size_t i = 0; i < rows.size(); ++i) {
-        std::vector<CString> cells;
-        for (std::string const& cell : rows[i]) cells.push_back(engine::Into(cell, "cell"));
-        if (i % 2 == 0)
-            listing.Add(rows[i]);
-        else
-            listing.Add(cells);
-    }
+    for (std::vector<std::string> const& row : rows) listing.Add(row);
     listing.End();
     return out.str();
 }
