@@ -241,7 +241,7 @@ std::string SmtpSession::Finish() {
     state_ = State::commands;
     std::string reply = "552 5.3.4 Message size exceeds fixed limit\r\n";
     if (!too_large_) {
-        // What final delivery adds (RFC 5321 4.4), and for whom it was.
+        // The lines that final delivery adds (RFC 5321 4.4), and the recipients.
         std::string mail = "Return-Path: <" + sender_ + ">\r\n";
         for (std::string const& recipient : recipients_) mail += "Delivered-To: " + recipient + "\r\n";
         mail += text_;

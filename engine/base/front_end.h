@@ -21,7 +21,7 @@ class FrontEnd {
     virtual bool Stopped() const { return false; }
     // A question that is answered by yes (true) or no.
     virtual bool Confirm(std::string const&) { return false; }
-    // The start-up password of an environment. Throws Failure where nobody can be asked.
+    // The start-up password of an environment. Throws Failure where no user can enter it.
     virtual std::string StartPassword();
     // Shows how far work has come as long as the result lives. `unit` ("件") stands behind the counts; a
     // total of 0 is not known; `done` is called by any thread. Null: nothing is shown.

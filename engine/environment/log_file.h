@@ -7,7 +7,7 @@
 
 namespace engine {
 
-// The record of an import, which the library writes in code page 932 and a person reads in UTF-8. Its file is
+// The record of an import, which the library writes in code page 932 and the user reads in UTF-8. Its file is
 // opened before the import changes anything and gets its content at the end; until then the library writes
 // into memory, so that no other file is left behind however the process ends.
 class LogFile {

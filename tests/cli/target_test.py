@@ -1,4 +1,4 @@
-"""target: conditions, whom they choose, and what is stored of them."""
+"""target: conditions, the customers that they choose, and what is stored of them."""
 
 import unittest
 import unittest.mock

@@ -209,7 +209,7 @@ class OverTls(CommandTest):
 
 
 class Proxy(http.server.BaseHTTPRequestHandler):
-    """Answers for any host, to whoever has the password."""
+    """Accepts any host and every client with the password."""
 
     def do_GET(self):
         if self.headers["Proxy-Authorization"] != "Basic dTpwIncx":  # u:p"w1

@@ -32,7 +32,7 @@ TEST_F(FrontEndTest, GivesThePassword) {
     EXPECT_NO_THROW(Session(access_, Path("shop.tsl"), Session::For::reading));
     front_.password = "違う";
     EXPECT_THROW(Session(access_, Path("shop.tsl"), Session::For::reading), engine::Failure);
-    access_.front = nullptr;  // nobody to ask
+    access_.front = nullptr;  // no front end
     EXPECT_THROW(Session(access_, Path("shop.tsl"), Session::For::reading), engine::Failure);
 }
 

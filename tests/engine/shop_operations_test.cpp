@@ -12,7 +12,7 @@ namespace {
 using engine::Session;
 using Texts = std::vector<std::string>;
 
-// A shop of three customers, of whom one wants no mail, with two mails.
+// A shop with two mails and three customers, one of whom refuses mail.
 class ShopOperations : public engine_tests::ScratchShop {
   protected:
     ShopOperations() {

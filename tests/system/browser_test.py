@@ -1,4 +1,4 @@
-"""An HTML mail as headless Chromium draws it: a customer's page looks, dot for dot, as one written by hand with her name
+"""An HTML mail as headless Chromium draws it: a customer's page has the same pixels as one written by hand with the name
 and the picture beside it."""
 
 import os

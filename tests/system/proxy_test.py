@@ -42,7 +42,7 @@ class Page(http.server.BaseHTTPRequestHandler):
                 self.send_header(name, value)
             self.end_headers()
         except OSError:
-            pass  # nobody waits any more
+            pass  # the client has closed the connection
 
     def log_message(self, *_):
         pass
