@@ -51,7 +51,7 @@ class TerminalView : public CheckRequest::View {
 void Run(Arguments const& arguments) {
     Session session(arguments.access, arguments.env_file, Session::For::reading);
     TerminalView view;
-    arguments.request.Check(session, view);
+    arguments.request.Run(session, view);
 }
 
 }  // namespace

@@ -63,7 +63,7 @@ void List(Arguments const& arguments) {
 }
 
 void ShowText(MailText const& mail) {
-    std::cout << "\n--- " << terminal_names[static_cast<std::size_t>(mail.terminal)] << " ---\n";
+    std::cout << "\n--- " << NameOf(mail.terminal) << " ---\n";
     if (mail.has_body) std::cout << "件名: " << OnOneLine(mail.subject) << "\n";
     for (MailText::Attachment const& attachment : mail.attachments)
         std::cout << "添付: " << attachment.name << " (" << attachment.media_type << ")\n";

@@ -44,10 +44,9 @@ void WritePage(std::string const& page, std::string const& file) {
 void ShowSizes(Arguments const& arguments, std::optional<TermType> only) {
     Session session(arguments.access, arguments.env_file, Session::For::reading);
     for (LongestText const& text : LongestTexts(session, *arguments.mail, only))
-        std::cout << terminal_names[static_cast<std::size_t>(text.terminal)] << " "
-                  << (text.part == LongestText::subject ? "件名" : "本文") << ": 最長 "
-                  << Grouped(static_cast<std::uint64_t>(text.bytes)) << "バイト (個人情報ID " << text.customer
-                  << " <" << text.address << ">、" << Grouped(text.recipients) << "人中)\n";
+        std::cout << NameOf(text.terminal) << " " << (text.part == LongestText::subject ? "件名" : "本文")
+                  << ": 最長 " << Grouped(static_cast<std::uint64_t>(text.bytes)) << "バイト (個人情報ID "
+                  << text.customer << " <" << text.address << ">、" << Grouped(text.recipients) << "人中)\n";
 }
 
 void RefuseArguments(Arguments const& arguments) {

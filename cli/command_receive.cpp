@@ -12,7 +12,7 @@ struct Arguments {
     ReceiveRequest request;
 };
 
-void Receive(Arguments const& arguments) { arguments.request.Receive(arguments.access, arguments.env_file); }
+void Receive(Arguments const& arguments) { arguments.request.Run(arguments.access, arguments.env_file); }
 
 }  // namespace
 

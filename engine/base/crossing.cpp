@@ -162,6 +162,16 @@ bool IsUtf8(std::string_view text) {
     return true;
 }
 
+void AppendUtf8(char32_t point, std::string& text) {
+    char bytes[4];
+    if (point < 0x10000) {
+        text.append(bytes, platform::PutUtf8(static_cast<std::uint16_t>(point), bytes));
+        return;
+    }
+    text += static_cast<char>(0xF0 | point >> 18);
+    for (int const shift : {12, 6, 0}) text += static_cast<char>(0x80 | (point >> shift & 0x3F));
+}
+
 std::string Describe(NoForm const& place) {
     const std::string sign = place.character == std::string(1, '\0') ? "NUL" : place.character;
     return std::to_string(place.line) + "行" + std::to_string(place.column) + "文字目の「" + sign + "」";

@@ -43,6 +43,8 @@ CString IntoSecret(std::string_view utf8, std::string_view what);
 CString IntoWithGeta(std::string_view utf8);
 
 bool IsUtf8(std::string_view text);
+// A character of Unicode (up to 10FFFF) as UTF-8.
+void AppendUtf8(char32_t point, std::string& text);
 
 // Text out of the library. Bytes that make no character become U+FFFD.
 std::string Out(std::string_view cp932);

@@ -106,16 +106,6 @@ Order OrderOf(std::string_view content) {
     return Order::none;
 }
 
-void AppendUtf8(char32_t point, std::string& text) {
-    char bytes[4];
-    if (point < 0x10000) {
-        text.append(bytes, platform::PutUtf8(static_cast<std::uint16_t>(point), bytes));
-        return;
-    }
-    text += static_cast<char>(0xF0 | point >> 18);
-    for (int const shift : {12, 6, 0}) text += static_cast<char>(0x80 | (point >> shift & 0x3F));
-}
-
 std::string FromUtf16(std::string_view content, Order order) {
     constexpr char32_t mark = 0xFEFF;
     std::string text;

@@ -17,16 +17,6 @@ std::vector<int> IdsOf(CDatabaseEdit& customers, CustomerView view) {
     return {ids.begin(), ids.end()};
 }
 
-[[noreturn]] void Unknown(int id) {
-    throw Failure(Failure::customer_not_found, "その個人情報IDの顧客はいません: " + std::to_string(id));
-}
-
-OneCustomer Fetch(Session& session, int id) {
-    OneCustomer customer;
-    if (session.Customers().GetOneCustomerForEdit(customer, id) < 0) Unknown(id);
-    return customer;
-}
-
 void RefuseKnownAddress(CDatabaseEdit& customers, OneCustomer const& customer) {
     int const id = customers.SearchCustomerOneElement(customers::element_address, customer.Email,
                                                       OneCustomer::no_id, customers::direction_forward);
@@ -58,10 +48,20 @@ void ChangeEach(Session& session, std::vector<int> const& ids, int (CDatabaseEdi
 
 void RequireEach(Session& session, std::vector<int> const& ids) {
     for (int const id : ids)
-        if (session.Customers().FindCustomerID(id, CDatabaseEdit::find_all) != 1) Unknown(id);
+        if (session.Customers().FindCustomerID(id, CDatabaseEdit::find_all) != 1) ThrowUnknownCustomer(id);
 }
 
 }  // namespace
+
+void ThrowUnknownCustomer(int customer) {
+    throw Failure(Failure::customer_not_found, "その個人情報IDの顧客はいません: " + std::to_string(customer));
+}
+
+OneCustomer CustomerWith(Session& session, int customer) {
+    OneCustomer data;
+    if (session.Customers().GetOneCustomerForEdit(data, customer) < 0) ThrowUnknownCustomer(customer);
+    return data;
+}
 
 CustomerList::CustomerList(Session& session, CustomerView view, std::string_view columns) {
     const Elements elements(session);
@@ -80,7 +80,8 @@ std::vector<std::string> CustomerList::Row(std::size_t row) const {
 
 std::vector<CustomerField> FieldsOf(Session& session, int customer) {
     const Elements elements(session);
-    Fetch(session, customer);
+    if (session.Customers().FindCustomerID(customer, CDatabaseEdit::find_all) != 1)
+        ThrowUnknownCustomer(customer);
     std::vector<CustomerField> fields;
     for (int number = 0; number < customers::element_count; ++number) {
         const CString value = session.Customers().GetCustomerDataPinPoint(customer, number);
@@ -100,7 +101,7 @@ int AddCustomer(Session& session, std::vector<std::string> const& values) {
 
 void ChangeCustomer(Session& session, int customer, std::vector<std::string> const& values) {
     const Elements elements(session);
-    OneCustomer changed = Fetch(session, customer);
+    OneCustomer changed = CustomerWith(session, customer);
     Store(session, elements, changed, values);
 }
 

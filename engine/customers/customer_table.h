@@ -35,6 +35,10 @@ struct CustomerField {
 };
 std::vector<CustomerField> FieldsOf(Session& session, int customer);
 
+// The data of a customer, a deleted one too.
+OneCustomer CustomerWith(Session& session, int customer);
+[[noreturn]] void ThrowUnknownCustomer(int customer);
+
 // From "TITLE=VALUE" texts (TakeValues), with an address that no other customer has. The session is one for
 // changing. Result: the new customer's ID.
 int AddCustomer(Session& session, std::vector<std::string> const& values);

@@ -9,6 +9,7 @@
 #include "engine/base/failure.h"
 #include "engine/base/whole_file.h"
 #include "engine/mails/html_mail.h"
+#include "engine/mails/mail_store.h"
 #include "engine/mails/mail_text.h"
 #include "engine/mails/received_text.h"
 #include "tessaly/delivery.h"
@@ -18,8 +19,6 @@ namespace fs = std::filesystem;
 
 namespace engine {
 namespace {
-
-constexpr std::string_view not_for_names = "\\/:*?\"<>|";
 
 // A part's name as that of a file; `number` makes one up, with the type's extension for a picture.
 std::string SafeName(MimeFormatStruct const& part, std::size_t number) {

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdint>
 #include <filesystem>
 #include <iterator>
 #include <map>
@@ -47,20 +48,14 @@ std::string ReadUtf8(std::string const& path) {
     return from_sjis;
 }
 
-unsigned CodeOf(std::string_view utf8) {
-    auto const lead = static_cast<unsigned char>(utf8[0]);
-    unsigned code = utf8.size() == 4 ? lead & 0x07 : utf8.size() == 3 ? lead & 0x0F : lead & 0x1F;
-    for (char const c : utf8.substr(1)) code = code << 6 | (static_cast<unsigned char>(c) & 0x3F);
-    return code;
-}
-
 // One character in code page 932, or as a reference where a mail could not show it.
 std::string CrossedCharacter(std::string_view utf8) {
     const Crossed crossed = IntoLibrary(utf8);
     bool const known =
         !crossed.no_form && (crossed.text == geta_mark ||
                              Mailable(CString(std::string_view(crossed.text)), false).View() != geta_mark);
-    return known ? crossed.text : "&#" + std::to_string(CodeOf(utf8)) + ";";
+    std::size_t at = 0;
+    return known ? crossed.text : "&#" + std::to_string(std::uint32_t{platform::TakeUtf8(utf8, at)}) + ";";
 }
 
 std::string Crossed932(std::string_view utf8) {

@@ -30,13 +30,8 @@ bool IsOneOf(std::array<std::string_view, count> const& names, std::string_view 
 }
 
 std::string Utf8(unsigned code) {
-    if (code == 0 || code > 0x10FFFF) return {};
-    if (code < 0x80) return std::string(1, static_cast<char>(code));
     std::string bytes;
-    int const rest = code < 0x800 ? 1 : code < 0x10000 ? 2 : 3;
-    constexpr unsigned heads[] = {0, 0xC0, 0xE0, 0xF0};
-    bytes += static_cast<char>(heads[rest] | code >> 6 * rest);
-    for (int i = rest; i-- > 0;) bytes += static_cast<char>(0x80 | (code >> 6 * i & 0x3F));
+    if (code > 0 && code <= 0x10FFFF) AppendUtf8(code, bytes);
     return bytes;
 }
 

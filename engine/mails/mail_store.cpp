@@ -17,7 +17,6 @@ namespace {
 constexpr int keep_work_folder = 0;
 constexpr int attachments_per_terminal = AttachWriter::version_terminals;  // form of the attachment lists
 constexpr std::uintmax_t largest_attachment = 2 << 20;
-constexpr std::string_view not_for_names = "\\/:*?\"<>|";
 
 struct MediaType {
     std::string_view extension;
@@ -49,7 +48,7 @@ class WorkFolder {
     WorkFolder(WorkFolder const&) = delete;
     WorkFolder& operator=(WorkFolder const&) = delete;
     void Take(NewAttachment const& added) const {
-        const fs::path folder = path_ / terminal_names[static_cast<std::size_t>(added.terminal)];
+        const fs::path folder = path_ / NameOf(added.terminal);
         std::error_code error;
         fs::create_directories(folder, error);
         fs::copy_file(added.file, folder / Out(added.entry.m_strFileName),
@@ -88,7 +87,7 @@ void LoadAttachmentList(Session& session, int id, int terminal, AttachWriter& at
                                                  TextOf(attachments.GetErrMsg()));
     RequireWhole(attachments, "添付ファイルの一覧",
                  session.DataDirectory() + "/" + MailFolder(id) + "/ATTACH/at_" +
-                     terminal_names[static_cast<std::size_t>(terminal)] + std::to_string(id) + ".dat");
+                     NameOf(static_cast<TermType>(terminal)) + std::to_string(id) + ".dat");
 }
 
 // What is stored is read by ReadMail first, since the maker does not tell a table that is not whole.
@@ -115,7 +114,7 @@ void RequirePlaces(OneMail const& mail, char kind) {
                 Failure::unsuitable_mail,
                 std::string(kind == kind_html ? "PCのHTMLメールに添付できるのは pc だけです"
                                               : "携帯のHTMLメールに添付できるのは nd、at、sb だけです") +
-                    "。--detach で外してください: " + terminal_names[static_cast<std::size_t>(slot)]);
+                    "。--detach で外してください: " + NameOf(static_cast<TermType>(slot)));
 }
 
 // The ID that the library gives to the next new mail.
@@ -142,7 +141,7 @@ void SetKind(Session& session, int id, char kind) {
 
 void Warn(FrontEnd& front, OneMail const& mail, char kind) {
     for (int slot = 0; slot < terminal_count; ++slot) {
-        const std::string terminal = terminal_names[static_cast<std::size_t>(slot)];
+        const std::string terminal = NameOf(static_cast<TermType>(slot));
         if (mail.m_strSubject[slot].GetLength() > MailWriter::subject_limit)
             front.Notice("件名が長めです (" + terminal +
                          ")。相手のメールソフトで途中までしか見えないかもしれません。");

@@ -20,6 +20,7 @@ namespace engine {
 inline constexpr int terminal_count = 5;  // those with texts and attachments of their own, by TermType
 inline constexpr std::array<char const*, terminal_count> terminal_names = {"pc", "nd", "at", "sb", "wl"};
 
+inline char const* NameOf(TermType terminal) { return terminal_names[static_cast<std::size_t>(terminal)]; }
 // By its short name; throws Failure for an unknown name.
 TermType TerminalNamed(std::string_view name);
 
@@ -36,6 +37,8 @@ OneMail ReadMail(Session& session, int id);
 // An attachment's content in Base64, lines of 76 characters. Throws Failure.
 CString AttachmentText(Session& session, int id, TermType terminal, CString const& name);
 
+// Signs that no attachment has in its name, since they are special in file names of some system.
+inline constexpr std::string_view not_for_names = "\\/:*?\"<>|";
 // Files that are attached: what a mail's lists hold of one, and the file that it comes from.
 struct NewAttachment {
     TermType terminal;

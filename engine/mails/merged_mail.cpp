@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "engine/base/full_name.h"
 #include "engine/mails/mail_text.h"
 #include "tessaly/delivery.h"
 
@@ -20,9 +21,7 @@ bool AreEqual(MailVersion const& a, MailVersion const& b) {
 }  // namespace
 
 CString RecipientName(CString const& honorific, OneCustomer const& customer) {
-    CString name = customer.KanjiSei;
-    if (!name.IsEmpty() && !customer.KanjiMei.IsEmpty()) name += " ";
-    name += customer.KanjiMei;
+    CString name = FullName(customer.KanjiSei, customer.KanjiMei);
     if (!name.IsEmpty()) name += honorific;
     return Mailable(name, true).Trim();
 }

@@ -140,7 +140,7 @@ class Receiving {
 
 }  // namespace
 
-void ReceiveRequest::Receive(Access const& access, std::string const& env_file) const {
+void ReceiveRequest::Run(Access const& access, std::string const& env_file) const {
     Session session(access, env_file, dry_run ? Session::For::reading : Session::For::changing);
     const std::unique_ptr<MailSource> source = SourceOf(session, *this);
     Receiving(session, *this, *source).Run();

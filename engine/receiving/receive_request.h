@@ -17,7 +17,7 @@ struct ReceiveRequest {
     // Takes every mail once and applies its effect. The effects are saved first, then the IDs of the mails,
     // and only then are mails removed from the server. Tells the front end each effect and the totals. Throws
     // Failure; the same request can then be made again.
-    void Receive(Access const& access, std::string const& env_file) const;
+    void Run(Access const& access, std::string const& env_file) const;
 };
 
 }  // namespace engine

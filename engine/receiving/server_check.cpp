@@ -37,7 +37,7 @@ ServerCheck CheckPop(MailboxSettings const& mailbox) {
 
 }  // namespace
 
-void CheckRequest::Check(Session& session, View& view) const {
+void CheckRequest::Run(Session& session, View& view) const {
     KeepTransferLog(session);
     bool const has_pop = !pop.empty() || !session.Setting("pop.host").empty();
     bool const has_smtp = !smtp.empty() || !session.Setting("smtp.host").empty() || !has_pop;

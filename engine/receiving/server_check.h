@@ -41,7 +41,7 @@ struct CheckRequest {
 
     // Connects as far as the login, and leaves: the server for outgoing mail, and the mailbox where one is
     // set or given. Throws Failure when one of them cannot be used.
-    void Check(Session& session, View& view) const;
+    void Run(Session& session, View& view) const;
 };
 
 }  // namespace engine

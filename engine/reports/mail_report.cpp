@@ -1,6 +1,7 @@
 #include "engine/reports/mail_report.h"
 
 #include "engine/base/crossing.h"
+#include "engine/base/full_name.h"
 #include "engine/mails/mail_store.h"
 #include "engine/sending/send_history.h"
 #include "engine/targets/target.h"
@@ -26,9 +27,8 @@ MailCounts CountsOf(Session& session, int mail, HistoryListViewer& history) {
 }
 
 CString NameOfCustomer(CDatabaseEdit& customers, int id) {
-    const CString family = customers.GetCustomerDataPinPoint(id, family_name);
-    const CString given = customers.GetCustomerDataPinPoint(id, given_name);
-    return family.IsEmpty() || given.IsEmpty() ? family + given : family + " " + given;
+    return FullName(customers.GetCustomerDataPinPoint(id, family_name),
+                    customers.GetCustomerDataPinPoint(id, given_name));
 }
 
 }  // namespace

@@ -5,6 +5,7 @@
 
 #include "engine/base/crossing.h"
 #include "engine/base/failure.h"
+#include "engine/customers/customer_table.h"
 #include "engine/mails/html_mail.h"
 #include "engine/mails/merged_mail.h"
 #include "engine/sending/sending.h"
@@ -34,19 +35,12 @@ MailPreview Previewed(Session& session, MailContent const& content, MailVersion 
     return preview;
 }
 
-OneCustomer Fetched(Session& session, int id) {
-    OneCustomer customer;
-    if (session.Customers().GetOneCustomerForEdit(customer, id) < 0)
-        throw Failure(Failure::customer_not_found, "その個人情報IDの顧客はいません: " + std::to_string(id));
-    return customer;
-}
-
 MailPreview OfDraft(Access const& access, std::string const& env_file, PreviewRequest const& request) {
     std::vector<Finding> findings;
     const Draft draft = ReadDraft(request.draft, findings);
     TellFindings(FrontOf(access), findings, true);
     Session session(access, env_file, Session::For::reading);
-    const OneCustomer customer = Fetched(session, request.customer);
+    const OneCustomer customer = CustomerWith(session, request.customer);
     const MailContent content = ContentOf(draft);
     return Previewed(session, content, content.For(customer.Email), draft.from, customer);
 }
@@ -60,7 +54,7 @@ std::string PageFor(MailVersion const& version, OneCustomer const& customer) {
 MailPreview OfStored(Session& session, int mail, PreviewRequest const& request) {
     RequireMail(session, mail, Deleted::allow);
     const MailContent content = ContentOf(session, mail);
-    const OneCustomer customer = Fetched(session, request.customer);
+    const OneCustomer customer = CustomerWith(session, request.customer);
     TermType const terminal = request.terminal.value_or(CXEmail::GetTermTypeFromMailAddr(customer.Email));
     MailVersion const& version = content.versions[static_cast<std::size_t>(terminal)];
     if (request.page && !version.html)

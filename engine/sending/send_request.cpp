@@ -8,6 +8,7 @@
 #include "engine/base/crossing.h"
 #include "engine/base/failure.h"
 #include "engine/base/whole_number.h"
+#include "engine/customers/customer_table.h"
 #include "engine/customers/testers.h"
 #include "engine/mails/states.h"
 #include "engine/sending/outcome_file.h"
@@ -32,6 +33,15 @@ void TellFailure(FrontEnd& front, Delivery const& delivery) {
                  Out(delivery.address) + ">: " + delivery.reply);
 }
 
+// Throws Failure for a mailing that stopped, or in which a mail was not sent. The last two say what can be
+// done then.
+void RequireAllSent(Mailing const& mailing, std::size_t recipients, std::string const& after_stop = {},
+                    std::string const& after_refusal = {}) {
+    if (!mailing.Stopped().empty()) throw Failure(mailing.StopKind(), mailing.Stopped() + after_stop);
+    if (mailing.Sent() < recipients)
+        throw Failure(Failure::not_all_sent, "送れなかった宛先があります。" + after_refusal);
+}
+
 // --- A draft, of which the environment keeps nothing ---
 
 std::vector<int> RecipientsOfDraft(Session& session, std::string const& to) {
@@ -44,9 +54,7 @@ std::vector<int> RecipientsOfDraft(Session& session, std::string const& to) {
     } else {
         ids = IdsIn(to, "--to は all か、--to");
         for (int const id : ids)
-            if (customers.FindCustomerID(id, CDatabaseEdit::find_live) != 1)
-                throw Failure(Failure::customer_not_found,
-                              "その個人情報IDの顧客はいません: " + std::to_string(id));
+            if (customers.FindCustomerID(id, CDatabaseEdit::find_live) != 1) ThrowUnknownCustomer(id);
     }
     std::sort(ids.begin(), ids.end());
     ids.erase(std::unique(ids.begin(), ids.end()), ids.end());
@@ -73,13 +81,9 @@ void SendDraft(Session& session, SendRequest const& request, Draft const& draft)
         TellFailure(session.Front(), delivery);
     });
     RunMailing(session, mailing, ids, request.threads);
-    if (!mailing.Stopped().empty()) {
-        throw Failure(
-            mailing.StopKind(),
-            mailing.Stopped() + (report ? "\n同じコマンドに --resume をつけると、続きを送れます。"
-                                        : "\n--report をつけて送ると、次からは --resume で続きを送れます。"));
-    }
-    if (mailing.Sent() < ids.size()) throw Failure(Failure::not_all_sent, "送れなかった宛先があります。");
+    RequireAllSent(mailing, ids.size(),
+                   (report ? "\n同じコマンドに --resume をつけると、続きを送れます。"
+                           : "\n--report をつけて送ると、次からは --resume で続きを送れます。"));
 }
 
 // --- A stored mail to the test customers ---
@@ -107,16 +111,15 @@ void SendTest(Session& session, SendRequest const& request, int mail) {
     Mailing mailing(session.Front(), content, from, server, fetch,
                     [&](Delivery const& delivery) { TellFailure(session.Front(), delivery); });
     RunMailing(session, mailing, ids, request.threads);
-    if (!mailing.Stopped().empty()) throw Failure(mailing.StopKind(), mailing.Stopped());
-    if (mailing.Sent() < ids.size()) throw Failure(Failure::not_all_sent, "送れなかった宛先があります。");
+    RequireAllSent(mailing, ids.size());
 }
 
 // --- A stored mail to its recipients ---
 
 // The recipients who are still to get the mail. Tells the front end how many are left out, and why.
-class Choice {
+class Remaining {
   public:
-    Choice(Session& session, HistoryListViewer& history)
+    Remaining(Session& session, HistoryListViewer& history)
         : session_(session), customers_(session.Customers()), history_(history) {}
 
     std::vector<int> ToRetry() {
@@ -194,15 +197,10 @@ void RunStored(Session& session, SendRequest const& request, int mail, SendHisto
     history.End();
     PutInList(session, mail, StatusAfter(history.Rows()), history.Rows());
     const std::string name = std::to_string(mail);
-    if (!mailing.Stopped().empty())
-        throw Failure(
-            mailing.StopKind(),
-            mailing.Stopped() + "\n同じコマンドをもう一度実行すると、まだ届いていない人に続きを送ります。");
-    if (mailing.Sent() < ids.size())
-        throw Failure(Failure::not_all_sent, "送れなかった宛先があります。「tessaly report " +
-                                                 session.EnvFile() + " " + name +
-                                                 "」で見られ、「tessaly send " + session.EnvFile() + " " +
-                                                 name + " --retry」で再送信できます。");
+    RequireAllSent(mailing, ids.size(),
+                   "\n同じコマンドをもう一度実行すると、まだ届いていない人に続きを送ります。",
+                   "「tessaly report " + session.EnvFile() + " " + name + "」で見られ、「tessaly send " +
+                       session.EnvFile() + " " + name + " --retry」で再送信できます。");
 }
 
 void SendStored(Session& session, SendRequest const& request, int mail) {
@@ -214,8 +212,8 @@ void SendStored(Session& session, SendRequest const& request, int mail) {
                                                   " " + std::to_string(mail) +
                                                   " --where ...」で選んでください。");
     auto const choose = [&](HistoryListViewer& history) {
-        Choice choice(session, history);
-        return request.retry ? choice.ToRetry() : choice.ToSend(recipients);
+        Remaining remaining(session, history);
+        return request.retry ? remaining.ToRetry() : remaining.ToSend(recipients);
     };
     if (request.dry_run) {
         HistoryListViewer history;
@@ -233,7 +231,7 @@ void SendStored(Session& session, SendRequest const& request, int mail) {
 
 }  // namespace
 
-void SendRequest::Send(Access const& access, std::string const& env_file) const {
+void SendRequest::Run(Access const& access, std::string const& env_file) const {
     bool const stored = mail.has_value();
     if (stored == !draft.empty())
         throw Failure(Failure::invalid_request,

@@ -26,7 +26,7 @@ struct SendRequest {
     // Sends, and tells the front end how many recipients are left out, every mail that was not sent, and the
     // totals. Throws Failure for options that do not go together, when there are no recipients, and when the
     // mailing stopped or a mail was not sent.
-    void Send(Access const& access, std::string const& env_file) const;
+    void Run(Access const& access, std::string const& env_file) const;
 };
 
 }  // namespace engine

@@ -2,6 +2,7 @@
 
 #include "engine/base/crossing.h"
 #include "engine/base/failure.h"
+#include "engine/base/full_name.h"
 #include "engine/environment/listed_mail.h"
 
 namespace engine {
@@ -12,11 +13,6 @@ Choice ChooseAndStore(Session& session, int mail, ExtractAction& set) {
     ChooseRecipients(session, mail, set, list);
     StoreTarget(session, mail, set, list);
     return ChoiceOf(session, list);
-}
-
-std::string FullName(ERDetailPlusDB const& entry) {
-    return Out(entry.KanjiSei + (entry.KanjiSei.IsEmpty() || entry.KanjiMei.IsEmpty() ? "" : " ") +
-               entry.KanjiMei);
 }
 
 }  // namespace
@@ -67,8 +63,8 @@ RecipientList ListRecipients(Session& session, int mail, int limit) {
         {}, static_cast<std::size_t>(list.GetRecordNumber()), static_cast<std::size_t>(unknown)};
     result.recipients.reserve(entries.size());
     for (ERDetailPlusDB const& entry : entries)
-        result.recipients.push_back(
-            {entry.CustomerID, Out(entry.Email), FullName(entry), Out(entry.Company)});
+        result.recipients.push_back({entry.CustomerID, Out(entry.Email),
+                                     Out(FullName(entry.KanjiSei, entry.KanjiMei)), Out(entry.Company)});
     return result;
 }
 

@@ -99,7 +99,7 @@ TEST_F(AnswersTest, WhatIsReceivedIsCountedAndKept) {
     for (char const* totals : {"エラー 1通、遅延 0通、開封 0通、配信停止 0通、登録 0通、その他 1通\n",
                                "エラー 0通、遅延 0通、開封 0通、配信停止 0通、登録 0通、その他 0通\n"}) {
         front_.results.clear();
-        request.Receive(access_, env_);
+        request.Run(access_, env_);
         EXPECT_EQ(totals, front_.results);
     }
     EXPECT_NE(std::string::npos, front_.notices.find("エラーにしました: smtp; 550 no\n")) << front_.notices;
@@ -143,9 +143,9 @@ TEST_F(AnswersTest, ACheckTellsEachServer) {
     Set("pop.user", "shop");
     Session session = Open(Session::For::reading);
     engine::CheckRequest request;
-    EXPECT_EQ("missing_setting", FailureOf([&] { request.Check(session, seen); }));
+    EXPECT_EQ("missing_setting", FailureOf([&] { request.Run(session, seen); }));
     request.smtp = request.pop = "127.0.0.1:1";  // where no server listens
-    EXPECT_EQ("server_failed", FailureOf([&] { request.Check(session, seen); }));
+    EXPECT_EQ("server_failed", FailureOf([&] { request.Run(session, seen); }));
     EXPECT_EQ("127.0.0.1 fails 127.0.0.1 fails ", seen.text);
 }
 
