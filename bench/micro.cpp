@@ -10,7 +10,7 @@
 
 namespace {
 
-const CString japanese =
+CString const japanese =
     "いつもお世話になっております。ご注文は、お電話またはホームページから承っております。TEL "
     "03-0000-0000\r\n";
 
@@ -36,7 +36,7 @@ void SubjectToEncodedWords(benchmark::State& state) {
     for (auto _ : state) {
         char* out = nullptr;
         MIMEBase64EncodeForJIS(&out, code.sjtojis7("新商品のご案内と、夏の特別キャンペーンのお知らせ", 0));
-        const std::unique_ptr<char[]> owned(out);
+        std::unique_ptr<char[]> const owned(out);
         benchmark::DoNotOptimize(out);
     }
 }

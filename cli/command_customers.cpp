@@ -30,9 +30,9 @@ struct Arguments {
 };
 
 void List(Arguments const& arguments) {
-    const ListFormat format = ListFormatOf(arguments.format);
+    ListFormat const format = ListFormatOf(arguments.format);
     Session session(arguments.access, arguments.env_file, Session::For::reading);
-    const CustomerList customers(session,
+    CustomerList const customers(session,
                                  arguments.deleted ? CustomerView::deleted
                                  : arguments.all   ? CustomerView::all
                                                    : CustomerView::live,

@@ -44,7 +44,7 @@ struct Arguments {
 };
 
 void New(Arguments const& arguments) {
-    const std::string password = NewPassword(arguments.access);
+    std::string const password = NewPassword(arguments.access);
     CreateEnvironment(arguments.access, arguments.env_file, password);
     std::cout << "環境を作りました: " << arguments.env_file
               << (password.empty() ? "" : " (起動用パスワードつき)") << "\n"
@@ -55,8 +55,8 @@ void New(Arguments const& arguments) {
 void Info(Arguments const& arguments) {
     constexpr char const* not_set = "(未設定)";
     Session session(arguments.access, arguments.env_file, Session::For::reading);
-    const EnvironmentSummary summary = SummaryOf(session);
-    const std::string address = summary.sender_address, name = summary.sender_name,
+    EnvironmentSummary const summary = SummaryOf(session);
+    std::string const address = summary.sender_address, name = summary.sender_name,
                       sender = name.empty() ? address : name + " <" + address + ">";
     std::cout << "環境        " << arguments.env_file << "\n"
               << "データ      " << summary.data_directory << "\n"

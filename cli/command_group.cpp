@@ -25,15 +25,15 @@ std::string Label(Group const& group) { return std::to_string(group.id) + ": " +
 
 void Save(Arguments const& arguments) {
     Session session(arguments.access, arguments.env_file, Session::For::changing);
-    const SavedGroup saved = SaveGroup(session, arguments.mail, arguments.name);
+    SavedGroup const saved = SaveGroup(session, arguments.mail, arguments.name);
     std::cout << "保存しました。 " << Label(saved.group) << " (宛先 " << Grouped(saved.recipients) << "件)\n";
 }
 
 void List(Arguments const& arguments) {
     constexpr char const* damaged = "読めません";
-    const ListFormat format = ListFormatOf(arguments.format);
+    ListFormat const format = ListFormatOf(arguments.format);
     Session session(arguments.access, arguments.env_file, Session::For::reading);
-    const std::vector<GroupSummary> groups =
+    std::vector<GroupSummary> const groups =
         ListGroups(session, arguments.deleted ? GroupState::deleted : GroupState::live);
     Listing listing(std::cout, format, {"番号", "名前", "登録日時", "宛先", "条件"});
     for (GroupSummary const& one : groups)
@@ -53,19 +53,19 @@ void Use(Arguments const& arguments) {
 
 void Rename(Arguments const& arguments) {
     Session session(arguments.access, arguments.env_file, Session::For::changing);
-    const Group group = RenameGroup(session, arguments.group, arguments.name);
+    Group const group = RenameGroup(session, arguments.group, arguments.name);
     std::cout << "名前を変えました。 " << Label(group) << "\n";
 }
 
 void Delete(Arguments const& arguments) {
     Session session(arguments.access, arguments.env_file, Session::For::changing);
-    const Group group = DeleteGroup(session, arguments.group);
+    Group const group = DeleteGroup(session, arguments.group);
     std::cout << "削除しました (group restore で戻せます)。 " << Label(group) << "\n";
 }
 
 void Restore(Arguments const& arguments) {
     Session session(arguments.access, arguments.env_file, Session::For::changing);
-    const Group group = RestoreGroup(session, arguments.group);
+    Group const group = RestoreGroup(session, arguments.group);
     std::cout << "戻しました。 " << Label(group) << "\n";
 }
 

@@ -19,9 +19,9 @@ struct Arguments {
 };
 
 void List(Arguments const& arguments) {
-    const ListFormat format = ListFormatOf(arguments.format);
-    const Session session(arguments.access, arguments.env_file, Session::For::reading);
-    const std::vector<KeptMailRow> mails = ListKeptMails(session);
+    ListFormat const format = ListFormatOf(arguments.format);
+    Session const session(arguments.access, arguments.env_file, Session::For::reading);
+    std::vector<KeptMailRow> const mails = ListKeptMails(session);
     Listing listing(std::cout, format, {"番号", "日時", "差出人", "件名"});
     for (KeptMailRow const& mail : mails)
         listing.Add({std::to_string(mail.number), mail.date, mail.from, mail.subject});
@@ -30,8 +30,8 @@ void List(Arguments const& arguments) {
 }
 
 void Show(Arguments const& arguments) {
-    const Session session(arguments.access, arguments.env_file, Session::For::reading);
-    const KeptMailText mail = ReadKeptMail(session, arguments.number);
+    Session const session(arguments.access, arguments.env_file, Session::For::reading);
+    KeptMailText const mail = ReadKeptMail(session, arguments.number);
     std::cout << "差出人: " << OnOneLine(mail.from) << "\n日時: " << mail.date
               << "\n件名: " << OnOneLine(mail.subject) << "\nファイル: " << mail.file
               << "\n添付: " << mail.attachments << "件\n\n"

@@ -23,9 +23,9 @@ struct Arguments {
 std::string Number(std::int64_t number) { return std::to_string(number); }
 
 void ReportAll(Arguments const& arguments) {
-    const ListFormat format = ListFormatOf(arguments.format);
+    ListFormat const format = ListFormatOf(arguments.format);
     Session session(arguments.access, arguments.env_file, Session::For::reading);
-    const std::vector<MailSummary> mails = SummariesOfMails(session, arguments.deleted);
+    std::vector<MailSummary> const mails = SummariesOfMails(session, arguments.deleted);
     Listing listing(
         std::cout, format,
         {"番号", "件名", "状態", "宛先", "送信", "エラー", "開封", "待ち", "戻り", "配信停止", "更新日時"});
@@ -40,9 +40,9 @@ void ReportAll(Arguments const& arguments) {
 }
 
 void ReportOne(Arguments const& arguments) {
-    const ListFormat format = ListFormatOf(arguments.format);
+    ListFormat const format = ListFormatOf(arguments.format);
     Session session(arguments.access, arguments.env_file, Session::For::reading);
-    const MailOutcomes outcomes = OutcomesOfMail(session, *arguments.mail);
+    MailOutcomes const outcomes = OutcomesOfMail(session, *arguments.mail);
     Listing listing(std::cout, format,
                     {"個人情報ID", "メールアドレス", "名前", "状態", "送信回数", "エラー", "開封",
                      "Message-ID", "最終送信日時"});

@@ -15,7 +15,7 @@ struct Arguments {
 };
 
 void Show(Session& session, Setting const& setting) {
-    const SettingValue value = ValueOf(session, setting);
+    SettingValue const value = ValueOf(session, setting);
     char const* const secret = value.empty ? "(未設定)" : "(設定済み)";
     std::cout << value.name << "=" << (value.secret ? secret : value.value) << "\n";
 }
@@ -24,8 +24,8 @@ void Run(Arguments const& arguments) {
     std::vector<Setting const*> shown;
     std::vector<SettingChange> changes;
     for (std::string const& item : arguments.items) {
-        const std::size_t equals = item.find('=');
-        const std::string name = item.substr(0, equals);
+        std::size_t const equals = item.find('=');
+        std::string const name = item.substr(0, equals);
         shown.push_back(&SettingNamed(name));
         if (equals == item.npos) continue;
         changes.push_back({name, item.substr(equals + 1)});

@@ -49,9 +49,9 @@ void PrintRecipients(RecipientList const& list, ListFormat format) {
 }
 
 void Show(Session& session, Arguments const& arguments) {
-    const ListFormat format = ListFormatOf(arguments.format);
+    ListFormat const format = ListFormatOf(arguments.format);
     if (format == ListFormat::table) {
-        const std::vector<std::string> conditions = ConditionsOf(session, arguments.mail);
+        std::vector<std::string> const conditions = ConditionsOf(session, arguments.mail);
         std::cout << "メール " << NameOfMail(session, arguments.mail) << "\n";
         PrintConditions(conditions);
     }

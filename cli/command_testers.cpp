@@ -22,14 +22,14 @@ struct Arguments {
 
 void Add(Arguments const& arguments) {
     Session session(arguments.access, arguments.env_file, Session::For::changing);
-    const NewTester added = AddTester(session, arguments.values);
+    NewTester const added = AddTester(session, arguments.values);
     std::cout << "テスト送信の相手を登録しました。番号は " << added.key << " です: " << added.address << "\n";
 }
 
 void List(Arguments const& arguments) {
-    const ListFormat format = ListFormatOf(arguments.format);
+    ListFormat const format = ListFormatOf(arguments.format);
     Session session(arguments.access, arguments.env_file, Session::For::reading);
-    const TesterTable testers = ListTesters(session, arguments.columns);
+    TesterTable const testers = ListTesters(session, arguments.columns);
     Listing listing(std::cout, format, testers.titles);
     for (std::vector<std::string> const& row : testers.rows) listing.Add(row);
     listing.End();

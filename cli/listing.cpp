@@ -21,7 +21,7 @@ struct Shape {
     std::size_t bytes, columns;
 };
 Shape ShapeAt(std::string_view utf8, std::size_t at) {
-    const std::size_t begin = at;
+    std::size_t const begin = at;
     char32_t const character = platform::TakeUtf8(utf8, at);
     bool const narrow = character < 0x80 || (character >= 0xFF61 && character <= 0xFF9F);
     return {at - begin, narrow ? 1U : 2U};
@@ -30,7 +30,7 @@ Shape ShapeAt(std::string_view utf8, std::size_t at) {
 std::size_t Width(std::string_view utf8) {
     std::size_t width = 0;
     for (std::size_t at = 0; at < utf8.size();) {
-        const Shape shape = ShapeAt(utf8, at);
+        Shape const shape = ShapeAt(utf8, at);
         width += shape.columns;
         at += shape.bytes;
     }
@@ -40,7 +40,7 @@ std::size_t Width(std::string_view utf8) {
 // One line of at most `widest_cell` columns, with its width.
 std::pair<std::string, std::size_t> Shown(std::string const& cell) {
     std::string text = OnOneLine(cell);
-    const std::size_t width = Width(text);
+    std::size_t const width = Width(text);
     if (width <= widest_cell) return {std::move(text), width};
     constexpr std::string_view cut = "..";
     std::size_t end = 0, columns = 0;

@@ -52,11 +52,11 @@ void NameGroups(CLI::App& app) {
 // Japanese stands for the first of those.
 std::optional<std::string> Reworded(std::string_view text, std::string_view english, std::string japanese) {
     for (int number = 0;; ++number) {
-        const std::size_t star = english.find('*');
-        const std::string_view literal = english.substr(0, star);
-        const std::size_t place = number > 0 && literal.empty() ? text.size() : text.find(literal);
+        std::size_t const star = english.find('*');
+        std::string_view const literal = english.substr(0, star);
+        std::size_t const place = number > 0 && literal.empty() ? text.size() : text.find(literal);
         if (place == text.npos || (number == 0 && place > 0)) return {};
-        if (const std::size_t at = japanese.find("$" + std::to_string(number)); at != japanese.npos)
+        if (std::size_t const at = japanese.find("$" + std::to_string(number)); at != japanese.npos)
             japanese.replace(at, 2, text.substr(0, place));
         text.remove_prefix(place + literal.size());
         if (star == english.npos) break;
@@ -77,7 +77,7 @@ std::string Explain(CLI::ParseError const& error, std::vector<std::string> const
         {"* excludes *", "$1 と $2 は一緒に使えません"},
         {"*: 1 required * missing", "$1 の値が足りません"},
     };
-    const std::string_view text = error.what();
+    std::string_view const text = error.what();
     if (text == "A subcommand is required")
         return unknown.empty() ? "コマンドが必要です" : "知らないコマンドです: " + unknown[0];
     for (auto const& [english, japanese] : phrases)
@@ -115,7 +115,7 @@ int Run(int argc, char** argv) {
     NameGroups(program);
     try {
         program.parse(argc, argv);
-    } catch (const CLI::ParseError& error) {
+    } catch (CLI::ParseError const& error) {
         if (error.get_exit_code() == 0) return program.exit(error);  // help and version
         std::cerr << Explain(error, program.remaining(true)) << "\n説明は --help で見られます。\n";
         return exit_usage;

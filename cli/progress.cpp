@@ -72,7 +72,7 @@ void Progress::Run() {
 }
 
 void Progress::Draw(double seconds) {
-    const std::string line = Line(done_(), seconds);
+    std::string const line = Line(done_(), seconds);
     std::lock_guard guard(standard_error);
     if (paused) return;
     if (terminal_)

@@ -63,7 +63,7 @@ std::string AskPassword(std::string const& prompt, std::string const& option) {
                       prompt + "が必要です。端末がないときは " + option + " でファイルから渡してください。");
     std::optional<std::string> password;
     {
-        const QuietTerminal quiet;
+        QuietTerminal const quiet;
         password = AskLine(prompt);
     }
     std::cerr << "\n";

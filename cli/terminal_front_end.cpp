@@ -14,13 +14,13 @@ class TerminalFrontEnd : public engine::FrontEnd {
     void Result(std::string const& line) override { std::cout << line << "\n"; }
     bool Stopped() const override { return Interrupted(); }
     bool Confirm(std::string const& question) override {
-        const ProgressPause pause;
+        ProgressPause const pause;
         Say(question);
         if (!InputIsTerminal()) {
             Say("答える端末がないので「いいえ」とします。よければ --yes をつけてください。");
             return false;
         }
-        const std::string answer = AskLine("はい (y) / いいえ (n)").value_or("");
+        std::string const answer = AskLine("はい (y) / いいえ (n)").value_or("");
         return answer == "y" || answer == "Y" || answer == "yes" || answer == "はい";
     }
     std::string StartPassword() override { return AskPassword("起動用パスワード", "--password-file"); }

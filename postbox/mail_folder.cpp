@@ -18,7 +18,7 @@ MailFolder::MailFolder(std::string path) : path_(std::move(path)) {
     fs::create_directories(path_, error);
     if (error || !fs::is_directory(path_)) throw Error("ポストボックスのディレクトリを作れません: " + path_);
     for (auto const& entry : fs::directory_iterator(path_)) {
-        const std::string name = entry.path().stem().string();
+        std::string const name = entry.path().stem().string();
         unsigned long number = 0;
         if (std::from_chars(name.data(), name.data() + name.size(), number).ec == std::errc())
             next_ = std::max(next_, number + 1);
@@ -33,8 +33,8 @@ bool MailFolder::Store(std::string_view mail) {
     }
     char name[32];
     std::snprintf(name, sizeof name, "/%06lu.eml", number);
-    const std::string target = path_ + name;
-    const std::string part = target + ".part";
+    std::string const target = path_ + name;
+    std::string const part = target + ".part";
     std::error_code error;
     {
         std::ofstream file(part, std::ios::binary | std::ios::trunc);

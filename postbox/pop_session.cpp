@@ -27,7 +27,7 @@ std::string Upper(std::string_view text) {
 std::string OnTheWire(std::string const& mail) {
     std::string wire;
     for (std::size_t at = 0; at < mail.size();) {
-        const std::size_t end = std::min(mail.find('\n', at), mail.size());
+        std::size_t const end = std::min(mail.find('\n', at), mail.size());
         std::string_view line = std::string_view(mail).substr(at, end - at);
         if (line.ends_with('\r')) line.remove_suffix(1);
         wire.append(line.starts_with('.') ? "." : "").append(line).append("\r\n");
@@ -42,9 +42,9 @@ PopSession::PopSession(PostboxRules const& rules, std::string folder, std::strin
     : rules_(rules), folder_(std::move(folder)), challenge_(std::move(challenge)) {}
 
 std::string PopSession::Line(std::string_view line) {
-    const std::size_t blank = std::min(line.find(' '), line.size());
-    const std::string command = Upper(line.substr(0, blank));
-    const std::string_view argument = line.substr(std::min(blank + 1, line.size()));
+    std::size_t const blank = std::min(line.find(' '), line.size());
+    std::string const command = Upper(line.substr(0, blank));
+    std::string_view const argument = line.substr(std::min(blank + 1, line.size()));
     if (command == "QUIT") return Quit();
     if (command == "NOOP" && logged_in_) return accepted;
     return logged_in_ ? Transaction(command, argument) : LogIn(command, argument);
@@ -58,8 +58,8 @@ std::string PopSession::LogIn(std::string_view command, std::string_view argumen
     if (command == "PASS" && !user_.empty())
         return Admit(rules_.user.empty() || (user_ == rules_.user && argument == rules_.password));
     if (command != "APOP") return "-ERR log in first\r\n";
-    const std::size_t blank = std::min(argument.find(' '), argument.size());
-    const std::string digest = platform::Md5Hex(challenge_ + rules_.password);
+    std::size_t const blank = std::min(argument.find(' '), argument.size());
+    std::string const digest = platform::Md5Hex(challenge_ + rules_.password);
     return Admit(rules_.user.empty() || (argument.substr(0, blank) == rules_.user &&
                                          argument.substr(std::min(blank + 1, argument.size())) == digest));
 }
@@ -138,7 +138,7 @@ std::string PopSession::Listing(std::string_view argument, bool unique_ids) cons
 std::string PopSession::Retrieve(Entry const& entry) const {
     std::ifstream file(fs::path(folder_) / entry.name, std::ios::binary);
     if (!file) return no_such_message;
-    const std::string mail{std::istreambuf_iterator<char>(file), {}};
+    std::string const mail{std::istreambuf_iterator<char>(file), {}};
     return accepted + OnTheWire(mail);
 }
 

@@ -53,7 +53,7 @@ class Connection {
         line.clear();
         bool dropped = false;
         for (;;) {
-            const std::size_t end = buffer_.find("\r\n", at_);
+            std::size_t const end = buffer_.find("\r\n", at_);
             if (end != std::string::npos) {
                 line.assign(buffer_, at_, end - at_);
                 at_ = end + 2;
@@ -127,7 +127,7 @@ PostboxServer::PostboxServer(MailFolder& folder, PostboxRules const& rules, int 
     if (listener_ < 0 || bind(listener_, reinterpret_cast<sockaddr*>(&address), size) != 0 ||
         listen(listener_, backlog) != 0 ||
         getsockname(listener_, reinterpret_cast<sockaddr*>(&address), &size) != 0) {
-        const std::string why = std::strerror(errno);
+        std::string const why = std::strerror(errno);
         if (listener_ >= 0) close(listener_);
         throw Error("ポート " + std::to_string(port) + " で待てません: " + why);
     }
@@ -178,7 +178,7 @@ void PostboxServer::ConverseSmtp(int descriptor) {
     SmtpSession session(
         rules_,
         [this](std::string_view mail) {
-            const bool done = folder_.Store(mail);
+            bool const done = folder_.Store(mail);
             stored_ += done;
             return done;
         },
@@ -189,7 +189,7 @@ void PostboxServer::ConverseSmtp(int descriptor) {
         bool const text = session.TakesText();
         auto const got = connection.ReadLine(line, text ? longest_text_line : SmtpSession::longest_line);
         if (got == Connection::Got::nothing || (text && got == Connection::Got::too_long)) return;
-        const std::string reply =
+        std::string const reply =
             got == Connection::Got::too_long ? session.LineTooLong() : session.Line(line);
         if (!reply.empty() && !connection.Write(reply)) return;
     }

@@ -35,7 +35,7 @@ std::string_view Trimmed(std::string_view text) {
 // "<a@b>" at the start; `rest` gets what stands behind it.
 std::optional<std::string> PathOf(std::string_view text, std::string_view& rest) {
     text = Trimmed(text);
-    const std::size_t close = text.find('>');
+    std::size_t const close = text.find('>');
     if (!text.starts_with('<') || close == text.npos) return {};
     rest = text.substr(close + 1);
     return std::string(text.substr(1, close - 1));
@@ -46,7 +46,7 @@ std::uint64_t AnnouncedSize(std::string_view parameters) {
     constexpr std::string_view name = "SIZE=";
     std::uint64_t size = 0;
     while (!(parameters = Trimmed(parameters)).empty()) {
-        const std::string_view one = parameters.substr(0, parameters.find(' '));
+        std::string_view const one = parameters.substr(0, parameters.find(' '));
         if (StartsWith(one, name)) {
             auto const digits = one.substr(name.size());
             auto const read = std::from_chars(digits.data(), digits.data() + digits.size(), size);
@@ -95,10 +95,10 @@ std::string SmtpSession::Line(std::string_view line) {
 }
 
 std::string SmtpSession::Command(std::string_view line) {
-    const std::string_view text = Trimmed(line);
-    const std::size_t blank = std::min(text.find(' '), text.size());
-    const std::string_view verb = text.substr(0, blank);
-    const std::string_view arguments = Trimmed(text.substr(blank));
+    std::string_view const text = Trimmed(line);
+    std::size_t const blank = std::min(text.find(' '), text.size());
+    std::string_view const verb = text.substr(0, blank);
+    std::string_view const arguments = Trimmed(text.substr(blank));
     auto const is = [&](std::string_view name) {
         return verb.size() == name.size() && StartsWith(verb, name);
     };
@@ -151,9 +151,9 @@ std::string SmtpSession::Admit(bool right) {
 
 std::string SmtpSession::Auth(std::string_view arguments) {
     if (!greeted_ || authenticated_ || sender_given_) return bad_order;
-    const std::size_t blank = std::min(arguments.find(' '), arguments.size());
-    const std::string_view method = arguments.substr(0, blank);
-    const std::string_view initial = Trimmed(arguments.substr(blank));
+    std::size_t const blank = std::min(arguments.find(' '), arguments.size());
+    std::string_view const method = arguments.substr(0, blank);
+    std::string_view const initial = Trimmed(arguments.substr(blank));
     auto const is = [&](std::string_view name) {
         return method.size() == name.size() && StartsWith(method, name);
     };
@@ -175,8 +175,8 @@ std::string SmtpSession::Auth(std::string_view arguments) {
 std::string SmtpSession::Plain(std::string_view encoded) {
     std::string answer;
     if (!platform::FromBase64(encoded, answer)) return Admit(false);
-    const std::size_t first = answer.find('\0');
-    const std::size_t second = first == answer.npos ? first : answer.find('\0', first + 1);
+    std::size_t const first = answer.find('\0');
+    std::size_t const second = first == answer.npos ? first : answer.find('\0', first + 1);
     if (second == answer.npos) return Admit(false);
     return Admit(Right(answer.substr(first + 1, second - first - 1), answer.substr(second + 1)));
 }
@@ -196,9 +196,9 @@ std::string SmtpSession::AuthAnswer(std::string_view line) {
     }
     if (state_ == State::login_password) return Admit(Right(login_user_, answer));
 
-    const std::size_t blank = answer.rfind(' ');
+    std::size_t const blank = answer.rfind(' ');
     if (blank == answer.npos) return Admit(false);
-    const std::string user = answer.substr(0, blank), digits = answer.substr(blank + 1);
+    std::string const user = answer.substr(0, blank), digits = answer.substr(blank + 1);
     if (rules_.user.empty()) return Admit(!user.empty() && digits.size() == md5_hex_digits);
     return Admit(user == rules_.user && digits == platform::HmacMd5Hex(rules_.password, challenge_));
 }

@@ -29,7 +29,7 @@ void Extend(X509* certificate, int kind, char const* value) {
     X509V3_CTX context;
     X509V3_set_ctx_nodb(&context);
     X509V3_set_ctx(&context, certificate, certificate, nullptr, nullptr, 0);
-    const std::unique_ptr<X509_EXTENSION, FreedBy<X509_EXTENSION_free>> extension(
+    std::unique_ptr<X509_EXTENSION, FreedBy<X509_EXTENSION_free>> const extension(
         X509V3_EXT_conf_nid(nullptr, &context, kind, value));
     Require(extension && X509_add_ext(certificate, extension.get(), -1));
 }
@@ -39,7 +39,7 @@ CertificateOwner CertificateOf(EVP_PKEY* key) {
     unsigned char serial[8];
     Require(certificate && RAND_bytes(serial, sizeof serial) == 1);
     serial[0] &= 0x7F;
-    const std::unique_ptr<BIGNUM, FreedBy<BN_free>> number(BN_bin2bn(serial, sizeof serial, nullptr));
+    std::unique_ptr<BIGNUM, FreedBy<BN_free>> const number(BN_bin2bn(serial, sizeof serial, nullptr));
     X509_set_version(certificate.get(), X509_VERSION_3);
     BN_to_ASN1_INTEGER(number.get(), X509_get_serialNumber(certificate.get()));
     X509_gmtime_adj(X509_getm_notBefore(certificate.get()), -60);
@@ -56,7 +56,7 @@ CertificateOwner CertificateOf(EVP_PKEY* key) {
 }
 
 std::string Pem(X509* certificate) {
-    const std::unique_ptr<BIO, FreedBy<BIO_free_all>> out(BIO_new(BIO_s_mem()));
+    std::unique_ptr<BIO, FreedBy<BIO_free_all>> const out(BIO_new(BIO_s_mem()));
     Require(out && PEM_write_bio_X509(out.get(), certificate) == 1);
     char* data = nullptr;
     long const size = BIO_get_mem_data(out.get(), &data);
@@ -75,9 +75,9 @@ struct TlsStream::Session {
 
 TlsServer::TlsServer() : identity_(std::make_unique<Identity>()) {
     std::signal(SIGPIPE, SIG_IGN);  // a peer that leaves ends its own connection only
-    const Key key(EVP_EC_gen("P-256"));
+    Key const key(EVP_EC_gen("P-256"));
     Require(identity_->context && key);
-    const CertificateOwner certificate = CertificateOf(key.get());
+    CertificateOwner const certificate = CertificateOf(key.get());
     SSL_CTX* const context = identity_->context.get();
     SSL_CTX_set_min_proto_version(context, TLS1_2_VERSION);
     Require(SSL_CTX_use_certificate(context, certificate.get()) == 1 &&

@@ -16,11 +16,11 @@ namespace {
 constexpr int first_part = 10;  // one of so many comes in the first run
 
 std::vector<std::string> MessageIds() {
-    const std::string file = ScratchFolder() + "/report.csv";
+    std::string const file = ScratchFolder() + "/report.csv";
     RunApplication({"report", ShopFile(), "0", "--format", "csv"}, file.c_str());
     std::vector<std::string> ids;
     for (std::string const& line : Lines(file)) {
-        const std::size_t at = line.find(".tessaly-"), begin = line.rfind(',', at) + 1;
+        std::size_t const at = line.find(".tessaly-"), begin = line.rfind(',', at) + 1;
         if (at != line.npos) ids.push_back(line.substr(begin, line.find(',', at) - begin));
     }
     return ids;
@@ -37,7 +37,7 @@ std::string Report(std::string const& kind, std::string const& type, std::string
 }
 
 std::string Answer(int number, std::string const& id) {
-    const std::string head = "From: n" + std::to_string(number) + "@example.com\r\nTo: shop@example.jp\r\n" +
+    std::string const head = "From: n" + std::to_string(number) + "@example.com\r\nTo: shop@example.jp\r\n" +
                              "Date: Mon, 23 Nov 2026 10:00:00 +0900\r\nMessage-ID: <a" +
                              std::to_string(number) + "@example.com>\r\n";
     switch (number % 10) {
@@ -71,17 +71,17 @@ Taken Take(std::string const& folder, std::size_t mails) {
 }  // namespace
 
 void TakeAnswers(int recipients, double loaded) {
-    const std::vector<std::string> ids = MessageIds();
+    std::vector<std::string> const ids = MessageIds();
     if (ids.size() != static_cast<std::size_t>(recipients)) throw std::runtime_error("no Message-IDs");
-    const std::string few = ScratchFolder() + "/few", many = ScratchFolder() + "/many";
+    std::string const few = ScratchFolder() + "/few", many = ScratchFolder() + "/many";
     fs::create_directory(few);
     fs::create_directory(many);
-    const std::size_t first = ids.size() / first_part;
+    std::size_t const first = ids.size() / first_part;
     for (std::size_t i = 0; i < ids.size(); ++i) {
         std::ofstream file((i < first ? few : many) + "/" + std::to_string(i) + ".eml", std::ios::binary);
         file << Answer(static_cast<int>(i), ids[i]);
     }
-    const Taken small = Take(few, first), large = Take(many, ids.size() - first);
+    Taken const small = Take(few, first), large = Take(many, ids.size() - first);
     Row("receive, " + std::to_string(first) + " mails of a folder", small.rate, "mails/s");
     Row("receive, " + std::to_string(ids.size() - first) + " mails of a folder", large.rate, "mails/s");
     Row("receive, memory over the loaded customers", large.memory - loaded, "MiB");

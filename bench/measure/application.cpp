@@ -23,11 +23,11 @@ std::string Application() {
 std::string ShopFile() { return ScratchFolder() + "/sending.tsl"; }
 
 pid_t StartApplication(std::vector<std::string> const& arguments, char const* output) {
-    const pid_t child = fork();
+    pid_t const child = fork();
     if (child != 0) return child;
     if (!std::freopen(output, "w", stdout) || !std::freopen("/dev/null", "w", stderr)) _exit(1);
     std::vector<char*> argv;
-    const std::string program = Application();
+    std::string const program = Application();
     argv.push_back(const_cast<char*>(program.c_str()));
     for (std::string const& argument : arguments) argv.push_back(const_cast<char*>(argument.c_str()));
     argv.push_back(nullptr);

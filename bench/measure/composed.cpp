@@ -31,7 +31,7 @@ CMimeAnalyze Parts() {
     encoder.Encode(0, 0, 0);
     encoder.GetContentTypeString(type, subtype, params);
     CMimeAnalyze parts;
-    const std::string base64 =
+    std::string const base64 =
         "Content-Type: image/png; name=\"a.png\"\r\nContent-Transfer-Encoding: base64\r\n\r\n" +
         std::string(attachment_size / 3 * 4, 'A');
     if (parts.AnalyzeMime("Content-Type: " + type + "/" + subtype + params + "\r\n\r\n" +
@@ -44,7 +44,7 @@ CMimeAnalyze Parts() {
 }  // namespace
 
 void Composed() {
-    const CMimeAnalyze parts = Parts();
+    CMimeAnalyze const parts = Parts();
     OneCustomer customer;
     customer.KanjiSei = "高橋";
     CString header, body;
@@ -57,8 +57,8 @@ void Composed() {
     Row("compose 2 KB HTML + text, 20 KB attachment", mails / composing, "mails/s");
     Note(std::to_string(body.GetLength()) + " bytes a mail");
 
-    const std::string page = Page(scanned_size);
-    const CString html(page.c_str());
+    std::string const page = Page(scanned_size);
+    CString const html(page.c_str());
     CString out;
     int count = 0;
     double const listing = Best([&] {

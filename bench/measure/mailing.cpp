@@ -22,7 +22,7 @@ constexpr int body_lines = 40;         // about 2 KB
 constexpr auto between_looks = 10000;  // microseconds
 
 void Prepare(int port) {
-    const std::string list = ScratchFolder() + "/list.csv", draft = ScratchFolder() + "/draft.txt";
+    std::string const list = ScratchFolder() + "/list.csv", draft = ScratchFolder() + "/draft.txt";
     std::ofstream customers(list);
     customers << "メールアドレス,名前(姓),名前(名),会社名\n";
     for (int i = 0; i < recipients; ++i)
@@ -61,15 +61,15 @@ double TimeAt(std::vector<Look> const& looks, double part) {
 void Mailing(int port) {
     Prepare(port);
     double const loaded = RunApplication({"customers", "list", ShopFile(), "--limit", "1"});
-    const std::string journal = ScratchFolder() + "/sending/MAIL/0/hist0.journal";
+    std::string const journal = ScratchFolder() + "/sending/MAIL/0/hist0.journal";
     std::vector<Look> looks;
     double const start = Now();
-    const pid_t sending = StartApplication({"send", ShopFile(), "0", "--threads", "4"});
+    pid_t const sending = StartApplication({"send", ShopFile(), "0", "--threads", "4"});
     siginfo_t ended{};
     while (waitid(P_PID, static_cast<id_t>(sending), &ended, WEXITED | WNOHANG | WNOWAIT) == 0 &&
            ended.si_pid == 0) {
         std::error_code none;
-        if (const std::uintmax_t bytes = fs::file_size(journal, none); !none && bytes > 0)
+        if (std::uintmax_t const bytes = fs::file_size(journal, none); !none && bytes > 0)
             looks.push_back({Now(), bytes});
         usleep(between_looks);
     }

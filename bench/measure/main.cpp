@@ -23,7 +23,7 @@ std::string Slurp(std::string const& path) {
     std::fseek(file, 0, SEEK_END);
     std::string content(static_cast<std::size_t>(std::ftell(file)), '\0');
     std::rewind(file);
-    const std::size_t got = std::fread(content.data(), 1, content.size(), file);
+    std::size_t const got = std::fread(content.data(), 1, content.size(), file);
     std::fclose(file);
     if (got != content.size()) throw std::runtime_error("cannot read " + path);
     return content;
@@ -31,9 +31,9 @@ std::string Slurp(std::string const& path) {
 
 std::vector<std::string> Lines(std::string const& path) {
     std::vector<std::string> lines;
-    const std::string content = Slurp(path);
+    std::string const content = Slurp(path);
     for (std::size_t at = 0; at < content.size();) {
-        const std::size_t end = std::min(content.find('\n', at), content.size());
+        std::size_t const end = std::min(content.find('\n', at), content.size());
         lines.emplace_back(content, at, end - at);
         at = end + 1;
     }

@@ -38,7 +38,7 @@ CString StoredHtml() {
     source.html = In(page + "</body></html>\r\n");
     CMimeAnalyze parts;
     MimeFormatStruct picture;
-    const std::string part =
+    std::string const part =
         "Content-Type: image/png; name=\"p.png\"\r\nContent-Transfer-Encoding: base64\r\nContent-ID: "
         "<p1>\r\n\r\n" +
         std::string(picture_size, 'A');
@@ -77,15 +77,15 @@ void Compose(char const* kind, engine::MailVersion const& version) {
     engine::MailContent content;
     content.versions.fill(version);
     content.honorific = In("様");
-    const engine::Mailbox from{In("みどり商店"), "shop@example.jp"};
-    const engine::MailTemplate mail(content, from);
+    engine::Mailbox const from{In("みどり商店"), "shop@example.jp"};
+    engine::MailTemplate const mail(content, from);
     std::vector<OneCustomer> people;
     for (int i = 0; i < customers; ++i) people.push_back(Customer(i));
     WireText client;
     CString wire;
     double const seconds = Best([&] {
         for (int i = 0; i < mails; ++i) {
-            const CString id = MailSend::MakeMessageID("tessaly-measure@example.jp", i);
+            CString const id = MailSend::MakeMessageID("tessaly-measure@example.jp", i);
             wire = client.Of(mail.For(people[static_cast<std::size_t>(i % customers)], id));
         }
     });
@@ -97,7 +97,7 @@ void Compose(char const* kind, engine::MailVersion const& version) {
 
 void Outgoing() {
     MailSend::SetXMailer("tessaly");
-    const CString subject = In("<%名前(姓)%>様へ、春のセールのご案内");
+    CString const subject = In("<%名前(姓)%>様へ、春のセールのご案内");
     Compose("plain", {subject, In(Text()), {}, nullptr});
     Compose("HTML", engine::HtmlVersion(subject, StoredHtml()));
 }

@@ -23,7 +23,7 @@ constexpr char const* key = "measure";
 // An empty table of an environment of its own.
 struct Shop {
     Shop() {
-        const CString root = platform::LibraryPath(ScratchFolder() + "/programs"), file = root + "\\shop.tsl";
+        CString const root = platform::LibraryPath(ScratchFolder() + "/programs"), file = root + "\\shop.tsl";
         for (char const* folder : {"\\shop\\DB", "\\shop\\MAIL", "\\shop\\EXTRACT"})
             MakeDirectoryCompel(root + folder);
         EnvManager::MakeDefaultEnvFile(file, key);
@@ -42,7 +42,7 @@ struct Shop {
 };
 
 std::string File(std::string const& head, std::function<std::string(std::string const&)> const& line) {
-    const std::string path = ScratchFolder() + "/customers";
+    std::string const path = ScratchFolder() + "/customers";
     std::ofstream file(path, std::ios::binary);
     file << head;
     for (int i = 0; i < lines; ++i) file << line("n" + std::to_string(i) + "@example.jp") << "\r\n";
@@ -53,7 +53,7 @@ using Import =
     std::function<int(CDatabaseEdit&, CString const& path, CString const& log, int* imported, int* errors)>;
 
 double Seconds(std::string const& host_path, Import const& import) {
-    const CString path = platform::LibraryPath(host_path),
+    CString const path = platform::LibraryPath(host_path),
                   log = platform::LibraryPath(ScratchFolder() + "/log");
     return Best([&] {
         Shop shop;
@@ -94,7 +94,7 @@ void Programs() {
     auto const becky_line = [](std::string const& address) {
         return address + ",会社,部署,姓,名,03-1234-5678,03-1234-5679,1-1,千代田区,東京都,1000001";
     };
-    const std::string becky = File("", becky_line);
+    std::string const becky = File("", becky_line);
     double const plain_becky = Plain(becky, {1, 6, 7, 2, 3, 15, 17, 13, 12, 11, 9});
     Compare("Becky!",
             Seconds(becky,
@@ -102,7 +102,7 @@ void Programs() {
                         return c.ImportDBfromBeckyFile(path, log, imported, errors, nullptr, nullptr, 1);
                     }),
             plain_becky);
-    const std::string outlook = File(
+    std::string const outlook = File(
         "電子メール アドレス,会社名,部署名,姓,名,自宅電話番号 "
         ":,自宅ファックス,自宅の番地,自宅の市区町村,自宅の都道府県,自宅の郵便番号\r\n",
         becky_line);
@@ -112,7 +112,7 @@ void Programs() {
                         return c.ImportDBfromOutLookFile(path, log, imported, errors, nullptr, nullptr, 1);
                     }),
             plain_becky);
-    const CString converter = platform::LibraryPath(ScratchFolder() + "/convert");
+    CString const converter = platform::LibraryPath(ScratchFolder() + "/convert");
     std::ofstream(ScratchFolder() + "/convert") << "#!/bin/sh\nexec ln \"$1\" \"${2#/d:}\"\n";
     chmod((ScratchFolder() + "/convert").c_str(), 0755);
     auto const fwa_line = [](std::string const& address) {
@@ -120,7 +120,7 @@ void Programs() {
                ",姓 名,ｾｲ,会社,部署,1990/4/1,1000001,東京都千代田区1-1,03-1234-5678,03-1234-5679,090-1,男";
     };
     double const plain_fwa = Plain(File("", fwa_line), {-1, 1, 2, 4, 6, 7, 8, 9, 12, 15, 17, 19, 28});
-    const std::string fwa = File(
+    std::string const fwa = File(
         "x\r\nNo.,e-mail,氏名,ﾌﾘｶﾞﾅ,会社名,部署名１,誕生日,〒,住所１,TEL.,TEL.2:FAX.,TEL.3:携帯,性別\r\n",
         fwa_line);
     Compare("fudemame",
@@ -135,7 +135,7 @@ void Programs() {
     };
     double const plain_corvane =
         Plain(File("", corvane_line), {-1, -1, -1, 2, 3, 4, 5, 9, 11, 12, 15, 1, -1, -1});
-    const std::string corvane = File(
+    std::string const corvane = File(
         "顧客ID,ユーザーID,アクセスコード,顧客名(姓),顧客名(名),顧客名よみ(姓),顧客名よみ(名),郵便番号,"
         "都道府県,住所,電話番号,メールアドレス,配信希望,更新日時\r\n",
         corvane_line);

@@ -41,7 +41,7 @@ std::size_t DecodeLeaves(MimeFormatStruct const& entity, std::vector<char>& out)
 }  // namespace
 
 void Received(std::string const& data) {
-    const std::vector<CString> mails = Mails(data + "/mime");
+    std::vector<CString> const mails = Mails(data + "/mime");
     double bytes = 0;
     for (CString const& mail : mails) bytes += mail.GetLength();
     std::vector<char> out;

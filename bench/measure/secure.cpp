@@ -30,7 +30,7 @@ class Sink {
   public:
     Sink() {
         std::signal(SIGPIPE, SIG_IGN);
-        const std::string make =
+        std::string const make =
             "cd '" + ScratchFolder() +
             "' && openssl req -x509 -newkey ec -pkeyopt ec_paramgen_curve:P-256 -nodes -days 2 "
             "-keyout key.pem -out cert.pem -subj /CN=sink -addext "
@@ -78,8 +78,8 @@ class Sink {
         bool in_mail = false;
         if (!say("220 sink\r\n")) return;
         for (;;) {
-            const std::string_view end = in_mail ? "\r\n.\r\n" : "\r\n";
-            const std::size_t found = buffer.find(end);
+            std::string_view const end = in_mail ? "\r\n.\r\n" : "\r\n";
+            std::size_t const found = buffer.find(end);
             if (found == buffer.npos) {
                 int const count = SSL_read(ssl, block, sizeof block);
                 if (count <= 0) return;
@@ -119,7 +119,7 @@ void ByLibrary(int port, bool keeps, std::atomic<int>& left, std::atomic<int>& f
     auto const set = [&](int property, platform::ComponentValue const& value) {
         SMTPS_Set(client.Handle(), property, 0, value, 0);
     };
-    const CString message(Message().c_str());
+    CString const message(Message().c_str());
     set(smtps_server, "127.0.0.1");
     set(smtps_port, port);
     set(smtps_security, protocol::security_tls);
@@ -141,7 +141,7 @@ struct Source {
 
 std::size_t Give(char* out, std::size_t size, std::size_t count, void* self) {
     auto* const source = static_cast<Source*>(self);
-    const std::size_t given = source->text.copy(out, size * count, source->at);
+    std::size_t const given = source->text.copy(out, size * count, source->at);
     source->at += given;
     return given;
 }
@@ -150,7 +150,7 @@ void ByCurl(int port, bool keeps, std::atomic<int>& left, std::atomic<int>& fail
     CURL* const curl = curl_easy_init();
     curl_slist* const to = curl_slist_append(nullptr, "<b@example.com>");
     Source source{Message()};
-    const std::string address = "smtps://127.0.0.1:" + std::to_string(port) + "/client",
+    std::string const address = "smtps://127.0.0.1:" + std::to_string(port) + "/client",
                       file = Sink::CertificateFile();
     curl_easy_setopt(curl, CURLOPT_URL, address.c_str());
     curl_easy_setopt(curl, CURLOPT_CAINFO, file.c_str());
@@ -173,12 +173,12 @@ void ByCurl(int port, bool keeps, std::atomic<int>& left, std::atomic<int>& fail
 }  // namespace
 
 void Secure() {
-    const Sink sink;
+    Sink const sink;
     curl_global_init(CURL_GLOBAL_DEFAULT);
     platform::SetModuleDirectory(ScratchFolder());  // for the transfer log
     for (int round = 0; round < 2; ++round) {
         for (bool const keeps : {false, true}) {
-            const std::string how = keeps ? "SMTP over TLS, connections kept, 4 threads"
+            std::string const how = keeps ? "SMTP over TLS, connections kept, 4 threads"
                                           : "SMTP over TLS, new connection each, 4 threads";
             int const count = keeps ? kept_mails : mails;
             Row(how,

@@ -25,12 +25,12 @@ struct Mail {
 // The header lines that are not the client's own, and the body as the library keeps text.
 Mail Load(std::string const& path) {
     std::string text = Slurp(path);
-    const std::size_t end = text.find("\r\n\r\n");
+    std::size_t const end = text.find("\r\n\r\n");
     if (end == text.npos) throw std::runtime_error("no body in " + path);
     Mail mail;
     for (std::size_t at = 0; at < end + 2;) {
-        const std::size_t next = text.find("\r\n", at) + 2;
-        const std::string line = text.substr(at, next - at);
+        std::size_t const next = text.find("\r\n", at) + 2;
+        std::string const line = text.substr(at, next - at);
         for (char const* kept : {"From:", "To:", "Subject:", "Date:", " ", "\t"})
             if (line.starts_with(kept)) mail.header += line.c_str();
         at = next;
@@ -71,7 +71,7 @@ void LogLine() {
 
 void Smtp(std::string const& data, int port, int sessions) {
     platform::SetModuleDirectory(ScratchFolder());
-    const Mail mail = Load(data + "/plain.eml");
+    Mail const mail = Load(data + "/plain.eml");
     std::atomic<int> refused = 0;
     double const seconds = Best(
         [&] {

@@ -39,8 +39,8 @@ constexpr int assignment[columns] = {
 class Shop {
   public:
     explicit Shop(bool create) {
-        const CString root = platform::LibraryPath(ScratchFolder());
-        const CString file = root + "\\shop.tsl";
+        CString const root = platform::LibraryPath(ScratchFolder());
+        CString const file = root + "\\shop.tsl";
         if (create) {
             for (char const* folder : {"\\shop\\DB", "\\shop\\MAIL", "\\shop\\EXTRACT"})
                 MakeDirectoryCompel(root + folder);
@@ -70,7 +70,7 @@ std::string OneRecordALine(std::string const& path) {
         if (c == '"') quoted = !quoted;
         if (quoted && (c == '\r' || c == '\n')) c = ' ';
     }
-    const std::string copy = ScratchFolder() + "/customers.csv";
+    std::string const copy = ScratchFolder() + "/customers.csv";
     std::ofstream(copy, std::ios::binary) << text;
     sync();  // so that writing the copy to the disk is over before anything is measured
     return copy;
@@ -92,7 +92,7 @@ double Import(CDatabaseEdit& customers, CString const& path) {
 
 void ImportAndWrite(std::string const& task, std::string const& csv) {
     Shop shop(true);
-    const CString path = platform::LibraryPath(OneRecordALine(csv));
+    CString const path = platform::LibraryPath(OneRecordALine(csv));
     Row(task + "CSV import, new addresses", Import(shop.customers, path), "s");
     Row(task + "CSV import, all addresses known", Import(shop.customers, path), "s");
     OneCustomer customer;
@@ -111,8 +111,8 @@ void ImportAndWrite(std::string const& task, std::string const& csv) {
                 1) /
             more,
         "us");
-    const CString root = platform::LibraryPath(ScratchFolder());
-    const CString db_key = shop.environment.GetDBKey();
+    CString const root = platform::LibraryPath(ScratchFolder());
+    CString const db_key = shop.environment.GetDBKey();
     Row(task + "write whole table, new file", Best([&] {
             if (shop.customers.WriteFromMemoryToFileAppointFileName(root + "\\shop\\DB\\database.dat",
                                                                     db_key) != 0)
@@ -161,20 +161,20 @@ void LookUps(std::string const& task, CDatabaseEdit& customers) {
     Row(task + "look-up by id, one element",
         look_ups / Best([&] {
             CString value;
-            for (const int id : ids)
+            for (int const id : ids)
                 found += static_cast<std::size_t>(customers.GetCustomerDataPinPoint(id, 1, value) == 0);
         }),
         "/s");
     Row(task + "look-up by id, whole row",
         look_ups / Best([&] {
             OneCustomer customer;
-            for (const int id : ids)
+            for (int const id : ids)
                 found += static_cast<std::size_t>(customers.GetOneCustomerForEdit(customer, id) == 0);
         }),
         "/s");
     Row(task + "look-up by address",
         look_ups / Best([&] {
-            for (const CString& address : addresses)
+            for (CString const& address : addresses)
                 found += static_cast<std::size_t>(
                     customers.SearchCustomerOneElement(1, address, -1, static_cast<Direction>(0)) >= 0);
         }),
@@ -200,7 +200,7 @@ void Load(std::string const& task) {
 template <class Work>
 void Apart(Work work) {
     std::fflush(stdout);
-    const pid_t child = fork();
+    pid_t const child = fork();
     if (child == 0) {
         int result = 0;
         try {
@@ -222,9 +222,9 @@ void Apart(Work work) {
 void Table(std::string const& data) {
     ScratchFolder();
     for (char const* label : {"100k", "1M"}) {
-        const std::string csv = data + "/customers." + label + ".cp932.csv";
+        std::string const csv = data + "/customers." + label + ".cp932.csv";
         if (!std::ifstream(csv)) continue;
-        const std::string task = std::string("table ") + label + ": ";
+        std::string const task = std::string("table ") + label + ": ";
         Apart([&] { ImportAndWrite(task, csv); });
         Apart([&] { Load(task); });
         RemoveDirectoryCompel(platform::LibraryPath(ScratchFolder()), 0);

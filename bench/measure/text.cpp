@@ -28,10 +28,10 @@ std::string InCp932(std::string const& utf8) {
 void Conversions(std::string const& data) {
     KCodeC code;
     auto const measure_one = [&](char const* from, char const* to, char const* labels, auto convert) {
-        const std::string text = Slurp(data + "/text." + from);
-        const std::string want = Slurp(data + "/text." + to);
+        std::string const text = Slurp(data + "/text." + from);
+        std::string const want = Slurp(data + "/text." + to);
         std::string out(text.size() * 2 + 64, '\0');
-        const std::string task = std::string("convert ") + labels;
+        std::string const task = std::string("convert ") + labels;
         convert(out.data(), text.c_str());
         if (want != out.c_str()) Note("differs: " + task);
         Row(task, Megabytes(text) / Best([&] {
@@ -55,7 +55,7 @@ void Conversions(std::string const& data) {
     std::string out(4096, '\0');
     Row("convert subjects one by one, UTF-8 -> CP932",
         static_cast<double>(subjects.size()) / Best([&] {
-            for (const auto& subject : subjects)
+            for (auto const& subject : subjects)
                 sink += static_cast<unsigned char>(*code.utf8tosj(out.data(), subject.c_str()));
         }),
         "/s");
@@ -117,12 +117,12 @@ void Subjects(std::string const& data) {
 
 void Mime(std::string const& data) {
     Subjects(data);
-    const std::string binary = Slurp(data + "/binary.bin");
-    const std::string text = Slurp(data + "/qp.utf8");
+    std::string const binary = Slurp(data + "/binary.bin");
+    std::string const text = Slurp(data + "/qp.utf8");
     std::string encoded(binary.size() * 3 / 2, '\0'), decoded(binary.size() + 16, '\0');
     Row("base64 encode", Megabytes(binary) / Best([&] {
                              base64encoding(reinterpret_cast<unsigned char*>(encoded.data()),
-                                            reinterpret_cast<const unsigned char*>(binary.data()),
+                                            reinterpret_cast<unsigned char const*>(binary.data()),
                                             static_cast<int>(binary.size()), -1);
                          }),
         "MB/s in");
@@ -136,7 +136,7 @@ void Mime(std::string const& data) {
     if (length != static_cast<int>(binary.size()) || decoded.compare(0, binary.size(), binary) != 0)
         Note("base64 differs");
 
-    const CString plain{std::string_view(text)};
+    CString const plain{std::string_view(text)};
     CString quoted, back;
     Row("quoted-printable encode",
         Megabytes(text) / Best([&] { quoted = CMailDataStructure::QuotedPrintableEncorder(plain); }),
@@ -149,7 +149,7 @@ void Mime(std::string const& data) {
 
 void Merge(std::string const& data) {
     // The words of the data in the members that the library merges.
-    const std::pair<char const*, CString OneCustomer::*> fields[] = {
+    std::pair<char const*, CString OneCustomer::*> const fields[] = {
         {"会社名", &OneCustomer::Company},    {"名前(姓)", &OneCustomer::KanjiSei},
         {"名前(名)", &OneCustomer::KanjiMei}, {"拡張属性A", &OneCustomer::ExtraA},
         {"郵便番号", &OneCustomer::ZipCode1}, {"都道府県", &OneCustomer::Prefecture},
@@ -158,8 +158,8 @@ void Merge(std::string const& data) {
     std::string body = InCp932(Slurp(data + "/body.txt"));
     auto const words = Lines(data + "/words.txt");
     for (std::size_t i = 0; i < words.size(); ++i) {
-        const std::string mark = "<%" + InCp932(words[i]) + "%>";
-        const std::string ours = std::string("<%") + fields[i].first + "%>";
+        std::string const mark = "<%" + InCp932(words[i]) + "%>";
+        std::string const ours = std::string("<%") + fields[i].first + "%>";
         for (std::size_t at = 0; (at = body.find(mark, at)) != body.npos; at += ours.size())
             body.replace(at, mark.size(), ours);
     }
@@ -168,7 +168,7 @@ void Merge(std::string const& data) {
         OneCustomer& person = people.emplace_back();
         std::size_t from = 0;
         for (auto const& [word, member] : fields) {
-            const std::size_t end = std::min(line.find('\t', from), line.size());
+            std::size_t const end = std::min(line.find('\t', from), line.size());
             person.*member = std::string_view(InCp932(line.substr(from, end - from)));
             from = end + 1;
         }
@@ -177,7 +177,7 @@ void Merge(std::string const& data) {
     Row("merge, 2 KB body, 10 words",
         static_cast<double>(people.size()) / Best([&] {
             bytes = 0;
-            for (const OneCustomer& person : people)
+            for (OneCustomer const& person : people)
                 bytes += static_cast<std::size_t>(
                     MailWordInsert::GetMailWordInsert(person, body.c_str(), 0).GetLength());
         }),

@@ -46,7 +46,7 @@ bool Sync(std::string const& path) {
 
 bool SyncAll(std::string const& path) {
     std::error_code error;
-    const fs::file_status status = fs::symlink_status(path, error);
+    fs::file_status const status = fs::symlink_status(path, error);
     if (!fs::exists(status)) return !error || error == std::errc::no_such_file_or_directory;
     if (fs::is_regular_file(status)) return Sync(path);
     if (!fs::is_directory(status)) return true;

@@ -55,9 +55,9 @@ void TakeValues(Elements const& elements, std::vector<std::string> const& texts,
     StrictRules rules;
     std::string refusals;
     for (std::string const& text : texts) {
-        const Assignment given = ReadAssignment(elements, text);
+        Assignment const given = ReadAssignment(elements, text);
         Element const& element = elements.At(given.element);
-        const std::string refusal = rules.RefusalOf(element, given.value);
+        std::string const refusal = rules.RefusalOf(element, given.value);
         if (refusal.empty())
             changed.*MemberOf(element.number) = AsImported(element, given.value);
         else

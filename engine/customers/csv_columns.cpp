@@ -25,7 +25,7 @@ CsvColumns::CsvColumns(Elements const& elements, std::vector<std::string> cells,
 }
 
 void CsvColumns::AssignByTitles(CsvTitles const& titles) {
-    const std::vector<int> matches = titles.Match(cells_);
+    std::vector<int> const matches = titles.Match(cells_);
     for (std::size_t column = 0; column < matches.size(); ++column)
         if (matches[column] >= 0) Assign(matches[column], column);
 }
@@ -34,7 +34,7 @@ std::size_t CsvColumns::Named(std::string_view name) const {
     if (titled_) {
         for (std::size_t column = 0; column < cells_.size(); ++column)
             if (cells_[column] == name) return column;
-        const std::string key = CsvTitles::KeyOf(name);
+        std::string const key = CsvTitles::KeyOf(name);
         for (std::size_t column = 0; column < cells_.size(); ++column)
             if (!key.empty() && CsvTitles::KeyOf(cells_[column]) == key) return column;
     }
@@ -46,9 +46,9 @@ std::size_t CsvColumns::Named(std::string_view name) const {
 
 void CsvColumns::AssignByOption(std::string_view option) {
     while (!option.empty()) {
-        const std::size_t comma = std::min(option.find(','), option.size());
-        const std::string_view item = option.substr(0, comma);
-        const std::size_t equals = item.find('=');
+        std::size_t const comma = std::min(option.find(','), option.size());
+        std::string_view const item = option.substr(0, comma);
+        std::size_t const equals = item.find('=');
         if (equals == item.npos)
             throw Failure(Failure::invalid_request,
                           "--columns は「顧客の列=ファイルの列」の形です: " + std::string(item));
@@ -74,7 +74,7 @@ std::string CsvColumns::Used() const {
     std::string list;
     for (auto const [column, element] : Uses()) {
         std::string const& title = elements_.At(element).title;
-        const std::string name = NameOf(column);
+        std::string const name = NameOf(column);
         AddTo(list, name == title ? name : name + " → " + title);
     }
     return list;
@@ -99,7 +99,7 @@ std::string CsvColumns::Unused() const {
 
 std::string CsvColumns::Listed() const {
     std::string list;
-    const std::size_t shown = std::min(cells_.size(), columns_shown);
+    std::size_t const shown = std::min(cells_.size(), columns_shown);
     for (std::size_t column = 0; column < shown; ++column)
         AddTo(list, std::to_string(column + 1) + " " + OnOneLine(cells_[column]));
     return list + AndMore(cells_.size() - shown);

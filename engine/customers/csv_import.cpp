@@ -140,8 +140,8 @@ class Import {
     CsvImport const& options_;
     Session& session_;
     FrontEnd& front_;
-    const Elements elements_;
-    const CsvTitles titles_;
+    Elements const elements_;
+    CsvTitles const titles_;
     char quote_, delimiter_;
     FileText file_;
     std::optional<CsvSource> source_;
@@ -167,12 +167,12 @@ char Import::FoundDelimiter() const {
         CsvSource start(file_.text.substr(0, start_of_file), file_.encoding, delimiter.character, quote_);
         CsvSource::Record record;
         if (!start.Next(record)) continue;
-        const std::vector<std::string> cells =
+        std::vector<std::string> const cells =
             Cells(start.ForLibrary(record).text, delimiter.character, quote_);
         std::size_t known = 0;
         for (int const element : titles_.Match(cells)) known += element >= 0;
         for (std::string const& cell : cells) known += IsAddress(cell);
-        const std::pair score{known, cells.size()};
+        std::pair const score{known, cells.size()};
         if (score > best_score) best = delimiter.character;
         best_score = std::max(score, best_score);
     }
@@ -183,8 +183,8 @@ CsvColumns Import::ReadColumns() {
     CsvSource::Record first;
     if (!source_->Next(first))
         throw Failure(Failure::unsuitable_file, "見出しの行がありません: " + options_.file);
-    const Crossed crossed = source_->ForLibrary(first);
-    const std::vector<std::string> cells = Cells(crossed.text, delimiter_, quote_);
+    Crossed const crossed = source_->ForLibrary(first);
+    std::vector<std::string> const cells = Cells(crossed.text, delimiter_, quote_);
     // No title is a mail address.
     titled_ = !options_.no_header && std::none_of(cells.begin(), cells.end(), IsAddress);
     if (titled_ && (crossed.no_form || first.unclosed))
@@ -232,7 +232,7 @@ void Import::Announce(CsvColumns const& columns) const {
     front_.Notice(options_.file + ": " + file_.name + "、" + delimiter + "区切り、" +
                   (titled_ ? "1行目は見出し" : "見出しなし") + "、" + std::to_string(columns.Count()) + "列");
     front_.Notice("使う列: " + columns.Used());
-    if (const std::string unused = columns.Unused(); !unused.empty()) front_.Notice("使わない列: " + unused);
+    if (std::string const unused = columns.Unused(); !unused.empty()) front_.Notice("使わない列: " + unused);
 }
 
 // Writes what the library is to read: one record a line, in code page 932.
@@ -270,7 +270,7 @@ int Import::Call(CsvColumns& columns) {
     CArray<CString, CString> error_texts;
     int imported = 0;
     CDatabaseEdit& customers = session_.Customers();
-    const std::jthread watch([&](std::stop_token const& ended) {
+    std::jthread const watch([&](std::stop_token const& ended) {
         while (!ended.stop_requested()) {
             if (front_.Stopped()) customers.SetStopImportFlag(1);
             std::this_thread::sleep_for(std::chrono::milliseconds(20));
@@ -310,7 +310,7 @@ void Import::TakeRefused(CsvRows& rows) {
 }
 
 void Import::WriteRefused() const {
-    const std::string name = options_.file + ".refused.csv";
+    std::string const name = options_.file + ".refused.csv";
     std::error_code ignored;
     if (refused_.empty()) {
         std::filesystem::remove(name, ignored);
@@ -361,7 +361,7 @@ void Import::Report(CsvRows& rows, CsvColumns const& columns, int imported) {
     if (joined_.Count() > 0)
         front_.Notice("引用符の中の改行を空白にして、1行として読みました: " + joined_.Text());
     front_.Notice("使った列: " + columns.Used());
-    if (const std::string unused = columns.Unused(); !unused.empty())
+    if (std::string const unused = columns.Unused(); !unused.empty())
         front_.Notice("使わなかった列: " + unused);
     if (stopped_) front_.Notice("途中で止めました。同じコマンドで続きを取り込めます。");
     front_.Result("新規 " + Grouped(static_cast<std::uint64_t>(added_)) + "件、更新 " +

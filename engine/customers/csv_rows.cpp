@@ -16,10 +16,10 @@ std::string NoFormText(NoForm const& place) {
 
 // Of several cells, one a mail address.
 bool LooksLikeCustomer(std::string_view line, char delimiter, char quote) {
-    const std::string around{quote, '\r', ' '};
+    std::string const around{quote, '\r', ' '};
     bool const has_cells = line.find(delimiter) != line.npos;
     while (has_cells && !line.empty()) {
-        const std::string_view cell = line.substr(0, line.find(delimiter));
+        std::string_view const cell = line.substr(0, line.find(delimiter));
         line.remove_prefix(std::min(cell.size() + 1, line.size()));
         if (MailAddressChecker(std::string(Trimmed(cell, around)).c_str()) == 1) return true;
     }
@@ -30,7 +30,7 @@ bool LooksLikeCustomer(std::string_view line, char delimiter, char quote) {
 // its start; 0 for none.
 std::size_t SwallowedLine(std::string_view record, char delimiter, char quote) {
     for (std::size_t line = 0;; ++line) {
-        const std::string_view text = record.substr(0, record.find('\n'));
+        std::string_view const text = record.substr(0, record.find('\n'));
         if (line > 0 && LooksLikeCustomer(text, delimiter, quote)) return line;
         if (text.size() == record.size()) return 0;
         record.remove_prefix(text.size() + 1);
@@ -79,7 +79,7 @@ void CsvRows::TakeField(Column const& column, storage::SplitField const& field, 
     bool const is_flag = element.rule == customers::FieldRule::direct_mail;
     if (!taken && !Tidy(element, field, value, row) && !strict_ && !is_flag) return;
     if (value.IsEmpty() && element.number != customers::element_address) return;
-    const std::string refusal = rules_.RefusalOf(element, value);
+    std::string const refusal = rules_.RefusalOf(element, value);
     if (refusal.empty()) return;
     // The library takes a record with a bad flag for a known customer, and leaves the customer's flag as it
     // is.
@@ -88,7 +88,7 @@ void CsvRows::TakeField(Column const& column, storage::SplitField const& field, 
 }
 
 bool CsvRows::Tidy(Element const& element, storage::SplitField const& field, CString& value, CsvRow& row) {
-    const std::optional<CString> tidied = Tidied(element, value.View());
+    std::optional<CString> const tidied = Tidied(element, value.View());
     if (!tidied || tidied->View().find_first_of(std::string{delimiter_, quote_}) != std::string_view::npos)
         return false;
     if (row.tidied++ == 0) row.first_tidied = WithValue(element, Out(value), {}) + " → " + Out(*tidied);
@@ -110,7 +110,7 @@ void CsvRows::FindOddities(CsvSource::Record const& record, CsvRow& row) const {
                                "つ" + (count > width_ ? "多い" : "足りない") + "行です (" +
                                std::to_string(width_) + "列のはずが" + std::to_string(count) + "列)");
     if (record.more_lines == 0) return;
-    if (const std::size_t line = SwallowedLine(record.raw, delimiter_, quote_))
+    if (std::size_t const line = SwallowedLine(record.raw, delimiter_, quote_))
         row.oddities.push_back("引用符の閉じ忘れかもしれません。引用符の中の" +
                                std::to_string(record.line + line) + "行も、顧客のように見えます");
 }

@@ -38,7 +38,7 @@ NoForm PlaceOfByte(std::string_view before, std::string_view at, std::size_t siz
 Crossed Checked(std::string_view text) {
     Crossed result{std::string(text), {}};
     for (std::size_t at = 0; at < text.size();) {
-        const std::size_t size = text[at] == 0 ? 0 : CharacterAt(text, at);
+        std::size_t const size = text[at] == 0 ? 0 : CharacterAt(text, at);
         if (size == 0) {
             result.no_form =
                 PlaceOfByte(text.substr(0, at), text.substr(at), platform::CharacterSize(text, at));
@@ -64,10 +64,10 @@ CsvSource::CsvSource(std::string text, Encoding encoding, char delimiter, char q
 CsvSource::End CsvSource::EndOfRecord(std::size_t from) {
     bool field_start = true, quoted = false;
     std::size_t first_line_end = text_.npos;
-    const std::string_view text = text_;
+    std::string_view const text = text_;
     for (std::size_t at = from; at < text.size();) {
         char const c = text[at];
-        const std::size_t size =
+        std::size_t const size =
             encoding_ == Encoding::cp932 ? std::max<std::size_t>(CharacterAt(text, at), 1) : 1;
         if (c == '\n') {
             if (!quoted) return {at, false};

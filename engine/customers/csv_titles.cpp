@@ -42,15 +42,15 @@ constexpr OtherNames other_names[] = {
 }  // namespace
 
 std::string CsvTitles::KeyOf(std::string_view title) {
-    const Crossed crossed = IntoLibrary(title);
+    Crossed const crossed = IntoLibrary(title);
     std::string half(crossed.text.size() + 1, '\0');
     xc_zen2han_sjis_all(half.data(), crossed.text.c_str());
     half.resize(half.find('\0'));
-    static const std::string postal_mark = IntoLibrary("〒").text;
+    static std::string const postal_mark = IntoLibrary("〒").text;
     std::string key;
     for (std::size_t at = 0; at < half.size();) {
-        const std::size_t size = platform::CharacterSize(half, at);
-        const std::string_view character = std::string_view(half).substr(at, size);
+        std::size_t const size = platform::CharacterSize(half, at);
+        std::string_view const character = std::string_view(half).substr(at, size);
         at += size;
         if (character == " " || character == "\t" || (character == postal_mark && half.size() > size))
             continue;
@@ -68,7 +68,7 @@ CsvTitles::CsvTitles(Elements const& elements) : elements_(elements) {
         int const element = elements.FindTitle(entry.title);
         std::string_view rest = entry.names;
         while (!rest.empty()) {
-            const std::size_t end = std::min(rest.find(' '), rest.size());
+            std::size_t const end = std::min(rest.find(' '), rest.size());
             other_.emplace(KeyOf(rest.substr(0, end)), element);
             rest.remove_prefix(std::min(end + 1, rest.size()));
         }

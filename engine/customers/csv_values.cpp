@@ -17,7 +17,7 @@ std::string HalfWidth(std::string_view field) {
     std::string half(field.size() + 1, '\0');
     xc_zen2han_sjis_all(half.data(), std::string(field).c_str());
     half.resize(half.find('\0'));
-    const std::string text = Out(half);
+    std::string const text = Out(half);
     return std::string(Trimmed(text, " \t"));
 }
 
@@ -29,7 +29,7 @@ void ReplaceAll(std::string& text, std::string_view from, std::string_view to) {
 std::string TidyDate(std::string const& text) {
     if (text.size() == 8 && text.find_first_not_of(digits) == text.npos)
         return text.substr(0, 4) + "/" + text.substr(4, 2) + "/" + text.substr(6);
-    const std::size_t time = std::min(text.find_first_of(" T"), text.size());
+    std::size_t const time = std::min(text.find_first_of(" T"), text.size());
     std::string date = text.substr(0, time);
     for (char const* mark : {"年", "月", "-", "."}) ReplaceAll(date, mark, "/");
     if (date.ends_with("日")) date.resize(date.size() - std::string_view("日").size());
@@ -52,7 +52,7 @@ std::string TidyNumber(std::string const& text) {
             number += text[at];
             continue;
         }
-        const std::size_t end = std::min(text.find(',', at + 1), text.size());
+        std::size_t const end = std::min(text.find(',', at + 1), text.size());
         if (at == 0 || end - at != 4) return text;
     }
     return number;
@@ -77,7 +77,7 @@ std::string Tidy(customers::FieldRule rule, std::string const& text) {
 }  // namespace
 
 std::optional<CString> Tidied(Element const& element, std::string_view field) {
-    const std::string text = Tidy(element.rule, HalfWidth(field));
+    std::string const text = Tidy(element.rule, HalfWidth(field));
     char converted[text::date_data_size];
     std::string_view value;
     if (!TakeValue(element, text, converted, value)) return {};

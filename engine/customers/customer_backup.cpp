@@ -24,8 +24,8 @@ void RequireOutside(Session& session, fs::path const& file) {
 }
 
 bool HoldsCustomer(CDatabaseEdit const& table, int row) {
-    const CString id = table.GetAtElement(row, customers::element_id);
-    const CString address = table.GetAtElement(row, customers::element_address);
+    CString const id = table.GetAtElement(row, customers::element_id);
+    CString const address = table.GetAtElement(row, customers::element_address);
     return !id.IsEmpty() && id.View().find_first_not_of("0123456789") == std::string_view::npos &&
            address.View().find('@') != std::string_view::npos;
 }
@@ -39,7 +39,7 @@ bool HoldsCustomers(CDatabaseEdit const& table) {
 // A table under another key is refused by its form, or reads as rows without meaning.
 void RequireCustomers(Session& session, std::string const& file) {
     CDatabaseEdit backup;
-    const CString key = session.Environment().GetDBKey();
+    CString const key = session.Environment().GetDBKey();
     bool const keyed = session.Environment().GetEnvType() == EnvManager::type_keyed;
     int const rows = backup.ReadFromFileToMemoryAppointFileName(
         IntoPath(file), keyed ? static_cast<char const*>(key) : nullptr);
@@ -66,7 +66,7 @@ class RestoreReport {
     void Tell(FrontEnd& front) const {
         if (!IsNew())
             return front.Result("戻した顧客と戻さなかった顧客の番号は、書けませんでした: " + path_.string());
-        if (const std::size_t left_out = LeftOut())
+        if (std::size_t const left_out = LeftOut())
             front.Result("メールアドレスが今のほかの顧客と同じ " + Grouped(left_out) +
                          "人は戻していません。");
         front.Result("戻した顧客と戻さなかった顧客の番号: " + path_.string());
@@ -80,8 +80,8 @@ class RestoreReport {
     bool IsNew() const { return Time() != earlier_time_; }
     // The number of omitted IDs, which stand in the last line, divided by commas.
     std::size_t LeftOut() const {
-        const std::string text = ReadWholeFile(path_.string(), "復旧の記録");
-        const std::string ids = text.substr(text.rfind('\n') + 1);
+        std::string const text = ReadWholeFile(path_.string(), "復旧の記録");
+        std::string const ids = text.substr(text.rfind('\n') + 1);
         return ids.empty() ? 0 : static_cast<std::size_t>(std::count(ids.begin(), ids.end(), ',')) + 1;
     }
 
@@ -105,7 +105,7 @@ bool ReadPresentCustomers(Session& session) {
 }
 
 void KeepUnreadable(Session const& session) {
-    const std::string file = session.DataDirectory() + "/" + customers_file;
+    std::string const file = session.DataDirectory() + "/" + customers_file;
     if (!fs::exists(file)) return;
     int number = 0;
     auto const name = [&] { return file + ".damaged" + std::to_string(number); };
@@ -129,7 +129,7 @@ void SaveRestored(Session& session, bool readable, RestoreReport const& report) 
 }  // namespace
 
 void BackUpCustomers(Session& session, std::string const& file, bool overwrite) {
-    const std::string target = fs::absolute(file).string();
+    std::string const target = fs::absolute(file).string();
     if (fs::exists(target) && !overwrite)
         throw Failure(Failure::file_exists, "控えのファイルがもうあります: " + file +
                                                 "\n上書きするなら --force をつけてください。");
@@ -147,11 +147,11 @@ void BackUpCustomers(Session& session, std::string const& file, bool overwrite) 
 }
 
 void RestoreCustomers(Session& session, std::string const& given) {
-    const fs::path file = fs::absolute(given);
+    fs::path const file = fs::absolute(given);
     if (!fs::is_regular_file(file))
         throw Failure(Failure::file_not_found, "控えのファイルがありません: " + given);
     RequireCustomers(session, file.string());
-    const RestoreReport report(file.parent_path() / (file.stem().string() + "_復旧.txt"));
+    RestoreReport const report(file.parent_path() / (file.stem().string() + "_復旧.txt"));
     bool const readable = ReadPresentCustomers(session);
     CDatabaseEdit& customers = session.CustomerTable();
     int const before = customers.GetLineNumber();

@@ -61,7 +61,7 @@ int Elements::Named(std::string_view name) const {
 std::vector<int> Elements::NamedList(std::string_view names) const {
     std::vector<int> numbers;
     for (;;) {
-        const std::size_t comma = names.find(',');
+        std::size_t const comma = names.find(',');
         numbers.push_back(Named(names.substr(0, comma)));
         if (comma == names.npos) return numbers;
         names.remove_prefix(comma + 1);
@@ -85,7 +85,7 @@ std::string RefusalText(customers::FieldRule rule, bool is_empty) {
 
 bool TakeValue(Element const& element, std::string_view field, char (&converted)[text::date_data_size],
                std::string_view& value) {
-    const customers::FieldRule rule = element.rule;
+    customers::FieldRule const rule = element.rule;
     bool const taken = customers::TakeField(rule, field, converted, value);
     return taken && !(rule == customers::FieldRule::direct_mail && value == customers::bad_direct_mail);
 }
@@ -114,7 +114,7 @@ CString OneCustomer::*MemberOf(int element) {
 }
 
 Assignment ReadAssignment(Elements const& elements, std::string_view text) {
-    const std::size_t equals = text.find('=');
+    std::size_t const equals = text.find('=');
     if (equals == text.npos)
         throw Failure(Failure::invalid_value, "「列=値」の形で書いてください: " + std::string(text));
     Element const& element = elements.At(elements.Named(text.substr(0, equals)));

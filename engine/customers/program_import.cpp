@@ -47,7 +47,7 @@ class Question {
     static int Ask(void* self, char const* text, char const*, unsigned type) {
         FrontEnd& front = static_cast<Question*>(self)->front_;
         bool const yes = static_cast<Question*>(self)->yes_;
-        const std::string question = OnOneLine(Out(CString(text).Trim().View()));
+        std::string const question = OnOneLine(Out(CString(text).Trim().View()));
         bool const asks = (type & MB_YESNO) != 0;
         if (asks && !yes) return front.Confirm(question) ? IDYES : IDNO;
         front.Notice(question);
@@ -91,10 +91,10 @@ int ProgramImport::Import(Session& session, std::string const& log_file, Counts&
     CDatabaseEdit& customers = session.Customers();
     FrontEnd& front = session.Front();
     auto const path = [](std::string const& host) { return IntoPath(fs::absolute(host).string()); };
-    const CString input = path(file), log_path = path(log_file);
+    CString const input = path(file), log_path = path(log_file);
     int const mode =
         PlaceOf(direct_mail_names, direct_mail.empty() ? default_direct_mail : direct_mail, "--dm");
-    const CString duplicate =
+    CString const duplicate =
         std::to_string(PlaceOf(existing_names, existing.empty() ? default_existing : existing, "--existing"))
             .c_str();
     int *const imported = &counts.imported, *const errors = &counts.errors;
@@ -104,7 +104,7 @@ int ProgramImport::Import(Session& session, std::string const& log_file, Counts&
     };
     auto const progress = front.ShowProgress("取り込み", "件", 0,
                                              [&] { return count(counts.imported) + count(counts.errors); });
-    const Question question(front, yes);
+    Question const question(front, yes);
     customers.SetForeignImportOptions({.stop = [&front] { return front.Stopped(); }, .whole_file = true});
     if (from == "becky")
         return customers.ImportDBfromBeckyFile(input, log_path, imported, errors, &state, nullptr, mode);
@@ -124,12 +124,12 @@ void ProgramImport::Run(Session& session) const {
     if (!fs::is_regular_file(file)) throw Failure(Failure::file_not_found, "ファイルを開けません: " + file);
     if (from == "fudemame" && !fs::is_regular_file(converter))
         throw Failure(Failure::file_not_found, "変換するプログラムがありません: " + converter);
-    const std::string log_name = log.empty() ? file + ".log" : log;
+    std::string const log_name = log.empty() ? file + ".log" : log;
     if (session.Owns(log_name))
         throw Failure(Failure::protected_file,
                       "記録は、環境のファイルとディレクトリの外に作ってください: " + log_name);
     LogFile log_file(log_name, {file, converter});
-    const WorkFiles work_files(session);
+    WorkFiles const work_files(session);
     CDatabaseEdit& customers = session.Customers();
     CArray<int, int> before, after;
     int const known = customers.GetDBIDALL(before);

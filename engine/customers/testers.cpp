@@ -17,7 +17,7 @@ constexpr char const* testers_name = "テスト送信の相手";
 
 // Binds `testers` and reads them.
 void Load(Session& session, CTestMailingInfo& testers) {
-    const std::string path = session.DataDirectory() + "/" + testers_file;
+    std::string const path = session.DataDirectory() + "/" + testers_file;
     if (!testers.SetEnvManager(&session.Environment())) Damaged(testers_name, path);
     RequireWhole(testers, testers_name, path);
 }
@@ -52,8 +52,8 @@ std::vector<OneCustomer> Testers(Session& session) {
 }
 
 TesterTable ListTesters(Session& session, std::string_view columns) {
-    const Elements elements(session);
-    const std::vector<int> numbers = elements.NamedList(columns);
+    Elements const elements(session);
+    std::vector<int> const numbers = elements.NamedList(columns);
     TesterTable table;
     for (int const column : numbers) table.titles.push_back(elements.At(column).title);
     CTestMailingInfo testers;
@@ -66,7 +66,7 @@ TesterTable ListTesters(Session& session, std::string_view columns) {
 }
 
 NewTester AddTester(Session& session, std::vector<std::string> const& values) {
-    const Elements elements(session);
+    Elements const elements(session);
     CTestMailingInfo testers;
     Load(session, testers);
     int key = 0;

@@ -26,7 +26,7 @@ std::string FirstLineOf(std::string const& host_path, std::string_view what) {
 }
 
 std::string DataDirectoryOf(std::string const& env_file) {
-    const fs::path file = fs::absolute(env_file);
+    fs::path const file = fs::absolute(env_file);
     return (file.parent_path() / file.stem()).string();
 }
 

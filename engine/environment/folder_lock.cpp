@@ -17,7 +17,7 @@ constexpr auto lock_patience = std::chrono::seconds(5);
 }  // namespace
 
 FolderLock::FolderLock(std::string const& folder, std::string const& what) {
-    const std::string path = folder + "/.lock";
+    std::string const path = folder + "/.lock";
     descriptor_ = open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
     if (descriptor_ < 0) throw Failure(Failure::not_written, what + "に書き込めません: " + folder);
     auto const limit = std::chrono::steady_clock::now() + lock_patience;

@@ -53,7 +53,7 @@ std::string LogFile::LibraryFile() const { return "/proc/self/fd/" + std::to_str
 bool LogFile::HasContent() const { return fs::file_size(LibraryFile()) > 0; }
 
 bool LogFile::Write() {
-    const std::string text = Out(ReadWholeFile(LibraryFile(), "記録"));
+    std::string const text = Out(ReadWholeFile(LibraryFile(), "記録"));
     std::error_code unknown;
     if (fs::is_regular_file(name_, unknown) && ftruncate(fileno(file_.get()), 0) != 0) return false;
     to_remove_ = false;

@@ -55,8 +55,8 @@ std::string NewPassword(Access const& access) {
 }
 
 void CreateEnvironment(Access const& access, std::string const& env_file, std::string const& new_password) {
-    const fs::path file = fs::absolute(env_file);
-    const fs::path data = DataDirectoryOf(env_file);
+    fs::path const file = fs::absolute(env_file);
+    fs::path const data = DataDirectoryOf(env_file);
     if (!file.has_extension())
         throw Failure(Failure::invalid_value,
                       "環境ファイルの名前には拡張子が必要です (例: shop.tsl): " + env_file);
@@ -65,9 +65,9 @@ void CreateEnvironment(Access const& access, std::string const& env_file, std::s
     for (fs::path const& path : {file, data})
         if (fs::exists(path))
             throw Failure(Failure::file_exists, "もうあります。上書きはしません: " + path.string());
-    const CString password = IntoSecret(new_password, "パスワード");
-    const CString library_path = IntoPath(file.string());
-    const std::string key = ApplicationKey(access);
+    CString const password = IntoSecret(new_password, "パスワード");
+    CString const library_path = IntoPath(file.string());
+    std::string const key = ApplicationKey(access);
 
     Undo undo;
     undo.Add(data);

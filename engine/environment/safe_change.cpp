@@ -32,7 +32,7 @@ void Forget(fs::path const& data) {
 
 SafeChange::SafeChange(std::string data_directory, std::vector<std::string> const& paths)
     : data_directory_(std::move(data_directory)), paths_(paths) {
-    const fs::path data = data_directory_, copies = data / in_the_making;
+    fs::path const data = data_directory_, copies = data / in_the_making;
     try {
         fs::remove_all(copies);
         fs::create_directory(copies);
@@ -61,7 +61,7 @@ SafeChange::~SafeChange() {
 }
 
 void SafeChange::Keep() {
-    const fs::path data = data_directory_;
+    fs::path const data = data_directory_;
     for (std::string const& path : paths_) Require(SyncAll((data / path).string()), data);
     kept_ = true;
     Forget(data);
@@ -72,7 +72,7 @@ bool SafeChange::Open(std::string const& data_directory) {
 }
 
 void SafeChange::Recover(std::string const& data_directory) {
-    const fs::path data = data_directory, copies = data / complete;
+    fs::path const data = data_directory, copies = data / complete;
     try {
         fs::remove_all(data / in_the_making);
         if (!fs::exists(copies)) return;

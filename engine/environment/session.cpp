@@ -46,13 +46,13 @@ Session::Session(Access const& access, std::string const& env_file, For use)
         RemoveWorkFiles();
         SafeChange::Recover(data_directory_);
     } else if (SafeChange::Open(data_directory_)) {
-        const FolderLock lock(data_directory_, environment_name);
+        FolderLock const lock(data_directory_, environment_name);
         SafeChange::Recover(data_directory_);
     }
     Open(access);
     CheckPassword(access);
     options_->SetEnvManager(environment_.get());
-    const std::string settings = data_directory_ + "/" + settings_file;
+    std::string const settings = data_directory_ + "/" + settings_file;
     if (options_->GetSODataFromFileToMemory() < 0)
         throw Failure(Failure::damaged_file,
                       "設定を読めません: " + settings + "\n" + TextOf(options_->GetErrMsg()));
@@ -65,8 +65,8 @@ Session::~Session() = default;
 
 bool Session::Owns(std::string const& file) const {
     std::error_code not_there;  // nor is a path that leads to no file, but to a pipe or the like
-    const fs::path target = fs::weakly_canonical(fs::absolute(file), not_there);
-    const fs::path data = fs::weakly_canonical(data_directory_);
+    fs::path const target = fs::weakly_canonical(fs::absolute(file), not_there);
+    fs::path const data = fs::weakly_canonical(data_directory_);
     return std::mismatch(data.begin(), data.end(), target.begin(), target.end()).first == data.end() ||
            std::any_of(access_files_.begin(), access_files_.end(),
                        [&](std::string const& own) { return fs::equivalent(file, own, not_there); });
@@ -81,7 +81,7 @@ void Session::RemoveWorkFiles() const {
 }
 
 void Session::Open(Access const& access) {
-    const std::string key = ApplicationKey(access);
+    std::string const key = ApplicationKey(access);
     int const result = environment_->InitEnvFileInfo(IntoPath(fs::absolute(env_file_).string()), key.c_str(),
                                                      EnvManager::existing_environment);
     if (result <= -10 || environment_->StoppedBeforeEnd())
@@ -99,7 +99,7 @@ void Session::CheckPassword(Access const& access) {
     if (environment_->GetEnvType() == EnvManager::type_plain ||
         environment_->GetUseEnvPasswordFlag(flag) < 0 || flag != "Y")
         return;
-    const std::string password = access.password_file.empty()
+    std::string const password = access.password_file.empty()
                                      ? front_.StartPassword()
                                      : FirstLineOf(access.password_file, "パスワードファイル");
     if (environment_->IsEnvPasswordOK(IntoSecret(password, "パスワード")) != 0)
@@ -115,7 +115,7 @@ void Damaged(std::string const& what, std::string const& path) {
 
 CDatabaseEdit& Session::Customers() {
     if (customers_loaded_) return *customers_;
-    const std::string path = data_directory_ + "/" + customers_file;
+    std::string const path = data_directory_ + "/" + customers_file;
     if (customers_->ReadCustomerList() < 0) Damaged("顧客データ", path);
     RequireWhole(*customers_, "顧客データ", path);
     if (lock_) MoveSequence();
@@ -135,7 +135,7 @@ void Session::MoveSequence() {
 
 void Session::WhileOthersWait(std::function<void()> const& change) {
     if (lock_) return change();
-    const FolderLock lock(data_directory_, environment_name);
+    FolderLock const lock(data_directory_, environment_name);
     change();
 }
 
@@ -147,7 +147,7 @@ CMailListViewer& Session::Mails() {
 // A missing list is made, so that the mails of the folders are added to it. The library writes a repaired
 // list in place.
 void Session::ReadMails() {
-    const fs::path path = MailListFile();
+    fs::path const path = MailListFile();
     std::error_code ignored;
     fs::create_directory(path.parent_path(), ignored);
     if (!fs::exists(path)) std::ofstream(path).close();
@@ -166,7 +166,7 @@ void Session::ReadMails() {
 
 bool Session::HasMailWithoutRow() const {
     bool const plain = environment_->GetEnvType() == EnvManager::type_plain;
-    const CString key = environment_->GetDBKey();
+    CString const key = environment_->GetDBKey();
     CMailListViewer list;
     list.SetDBFilePath(IntoPath(MailListFile()));
     list.ReadDBFile(plain ? nullptr : static_cast<char const*>(key));
@@ -178,7 +178,7 @@ bool Session::HasMailWithoutRow() const {
     for (int const id : ids) listed.insert(std::to_string(id));
     return std::any_of(fs::directory_iterator(data_directory_ + "/MAIL"), fs::directory_iterator(),
                        [&](fs::directory_entry const& folder) {
-                           const std::string name = folder.path().filename().string();
+                           std::string const name = folder.path().filename().string();
                            bool const number = name.find_first_not_of("0123456789") == name.npos;
                            return number && !listed.contains(name);
                        });
@@ -199,7 +199,7 @@ ExtractListViewer& Session::Groups() {
     if (groups_) return *groups_;
     auto groups = std::make_unique<ExtractListViewer>();
     groups->SetEnvManager(environment_.get(), ExtractListViewer::read_later);
-    const std::string path = data_directory_ + "/" + groups_file;
+    std::string const path = data_directory_ + "/" + groups_file;
     if (groups->SetExtractListFromFile(EnvManager::use_own_key, nullptr) < 0)
         Damaged("保存した宛先の一覧", path);
     RequireWhole(*groups, "保存した宛先の一覧", path);
@@ -211,13 +211,13 @@ std::string Session::Setting(std::string_view name) {
     engine::Setting const* setting = FindSetting(name);
     CString value;
     if (!setting || options_->GetSODataFromMemoryPinPoint(setting->cell, value) < 0) return {};
-    const std::string text = FromCell(*setting, Out(value));
+    std::string const text = FromCell(*setting, Out(value));
     // An environment of an earlier version has nothing in the cells of newer settings.
     return text.empty() && setting->kind == SettingKind::choice ? setting->default_value : text;
 }
 
 int Session::NumberSetting(std::string_view name) {
-    const std::string text = Setting(name);
+    std::string const text = Setting(name);
     engine::Setting const* setting = FindSetting(name);
     return WholeNumber(RefusalOf(*setting, text).empty() ? text : setting->default_value).value_or(0);
 }
@@ -234,8 +234,8 @@ void Session::Set(std::string_view name, std::string_view value) {
 void Session::SaveTable(std::string const& path, std::string const& what,
                         std::function<bool(CString const& path, char const* key)> const& write) {
     bool const plain = environment_->GetEnvType() == EnvManager::type_plain;
-    const CString key = plain ? CString() : environment_->GetDBKey();
-    const std::string target = data_directory_ + "/" + path;
+    CString const key = plain ? CString() : environment_->GetDBKey();
+    std::string const target = data_directory_ + "/" + path;
     bool const saved = (plain || !key.IsEmpty()) && ReplaceFile(target, [&](std::string const& file) {
                            return write(IntoPath(file), plain ? nullptr : static_cast<char const*>(key));
                        });

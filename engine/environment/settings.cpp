@@ -20,7 +20,7 @@ SettingValue ValueOf(Session& session, Setting const& setting) {
 void CheckSettings(std::vector<SettingChange> const& changes) {
     for (SettingChange const& change : changes) {
         Setting const& setting = SettingNamed(change.name);
-        const std::string refusal = RefusalOf(setting, change.value);
+        std::string const refusal = RefusalOf(setting, change.value);
         if (!refusal.empty()) throw Failure(Failure::invalid_value, setting.name + ": " + refusal);
     }
 }

@@ -52,7 +52,7 @@ std::vector<Setting> Make() {
         {"import.flag", SystemOption::cell_import_flag, choice, "N", "Y|N", "店舗データの取り込みの切り替え"},
     };
     for (int i = 0; i < attributes; ++i) {
-        const std::string letter(1, static_cast<char>('A' + i));
+        std::string const letter(1, static_cast<char>('A' + i));
         all.push_back({"attribute." + letter + ".name", SystemOption::cell_extra_names + i, text,
                        "拡張属性" + letter, "", "拡張属性" + letter + "の名前"});
         all.push_back({"attribute." + letter + ".type", SystemOption::cell_extra_types + i, choice, "text",
@@ -69,7 +69,7 @@ bool IsAttributeType(Setting const& setting) {
 std::vector<std::string_view> Choices(std::string_view allowed) {
     std::vector<std::string_view> result;
     for (;;) {
-        const std::size_t bar = allowed.find('|');
+        std::size_t const bar = allowed.find('|');
         result.push_back(allowed.substr(0, bar));
         if (bar == allowed.npos) return result;
         allowed.remove_prefix(bar + 1);
@@ -79,7 +79,7 @@ std::vector<std::string_view> Choices(std::string_view allowed) {
 }  // namespace
 
 std::vector<Setting> const& SettingsCatalogue() {
-    static const std::vector<Setting> catalogue = Make();
+    static std::vector<Setting> const catalogue = Make();
     return catalogue;
 }
 
@@ -97,8 +97,8 @@ std::string RefusalOf(Setting const& setting, std::string_view value) {
             return "値は " + setting.allowed + " のどれかです";
     }
     if (setting.kind == SettingKind::number) {
-        const std::size_t dots = setting.allowed.find("..");
-        const std::string_view allowed = setting.allowed;
+        std::size_t const dots = setting.allowed.find("..");
+        std::string_view const allowed = setting.allowed;
         int const low = WholeNumber(allowed.substr(0, dots)).value_or(0),
                   high = WholeNumber(allowed.substr(dots + 2)).value_or(0);
         auto const number = WholeNumber(value);

@@ -33,7 +33,7 @@ std::string ReadFile(std::string const& name) {
 std::vector<Line> LinesOf(std::string_view content) {
     std::vector<Line> lines;
     for (std::size_t at = 0; at < content.size();) {
-        const std::size_t end = std::min(content.find('\n', at), content.size());
+        std::size_t const end = std::min(content.find('\n', at), content.size());
         std::string_view text = content.substr(at, end - at);
         if (text.ends_with('\r')) text.remove_suffix(1);
         lines.push_back({lines.size() + 1, text});
@@ -49,10 +49,10 @@ class Inspection {
         : line_(line), column_(column), findings_(findings) {}
 
     void Look(CString const& text) {
-        const std::string_view view = text.View();
+        std::string_view const view = text.View();
         for (std::size_t at = 0; at < view.size();) {
             if (view.substr(at, 2) == "<%") LookAtWord(view.substr(at));
-            const std::size_t size = platform::CharacterSize(view, at);
+            std::size_t const size = platform::CharacterSize(view, at);
             LookAtCharacter(view.substr(at, size));
             ++column_;
             if (view[at] == '\n') {
@@ -67,9 +67,9 @@ class Inspection {
     void Add(std::string text) { findings_.push_back({line_, column_, std::move(text)}); }
 
     void LookAtWord(std::string_view rest) {
-        const std::size_t end = rest.substr(0, rest.find('\n')).find("%>");
+        std::size_t const end = rest.substr(0, rest.find('\n')).find("%>");
         if (end == rest.npos) return;
-        const CString word(rest.substr(0, end + 2));
+        CString const word(rest.substr(0, end + 2));
         if (MailWordInsert::GetIDFromInsertString(word, MailWordInsert::plain_text) >= 0) return;
         CArray<CString, CString> outdated;
         MailWordInsert::CheckOldMailWord(word, outdated);
@@ -81,7 +81,7 @@ class Inspection {
     void LookAtCharacter(std::string_view character) {
         int no_kana = 1, no_machine = 1, no_broken = 1;
         if (CheckMailBodyCharacterCode(CString(character), no_kana, no_machine, no_broken) == 1) return;
-        const std::string shown = "「" + Out(character) + "」";
+        std::string const shown = "「" + Out(character) + "」";
         if (!no_kana) Add("半角カナです" + shown);
         if (!no_machine) Add("機種依存文字です" + shown);
         if (!no_broken) Add("メールに使えない文字です" + shown);
@@ -93,7 +93,7 @@ class Inspection {
 
 // All of the file at once, so that the place is one of the file.
 void RefuseUnknownCharacters(std::string_view content) {
-    const Crossed crossed = IntoLibrary(content);
+    Crossed const crossed = IntoLibrary(content);
     if (!crossed.no_form) return;
     bool const is_utf8 = !crossed.no_form->character.starts_with('\\');
     throw Failure(Failure::text_without_form,
@@ -119,11 +119,11 @@ bool SameName(std::string_view a, std::string_view b) {
 bool IsControl(char c) { return (static_cast<unsigned char>(c) < 0x20 && c != '\t') || c == 0x7F; }
 
 void ReadHeaderLine(Line const& line, Draft& draft, std::vector<Finding>& findings) {
-    const std::string place = std::to_string(line.number) + "行: ";
+    std::string const place = std::to_string(line.number) + "行: ";
     if (std::any_of(line.text.begin(), line.text.end(), IsControl))
         throw Failure(Failure::unsuitable_file,
                       "下書きの" + place + "見出しに使えない制御文字 (改行など) があります。");
-    const std::size_t colon = line.text.find(':');
+    std::size_t const colon = line.text.find(':');
     if (colon == line.text.npos || colon == 0) {
         throw Failure(
             Failure::unsuitable_file,
@@ -132,9 +132,9 @@ void ReadHeaderLine(Line const& line, Draft& draft, std::vector<Finding>& findin
     }
     if (line.text.size() > longest_header_line)
         throw Failure(Failure::unsuitable_file, "下書きの" + place + "見出しが長すぎます。");
-    const std::string_view name = line.text.substr(0, colon);
-    const std::string_view value = Trimmed(line.text.substr(colon + 1));
-    const std::size_t column =
+    std::string_view const name = line.text.substr(0, colon);
+    std::string_view const value = Trimmed(line.text.substr(colon + 1));
+    std::size_t const column =
         Characters(line.text.substr(0, static_cast<std::size_t>(value.data() - line.text.data()))) + 1;
     if (SameName(name, "Subject")) {
         if (!draft.subject.IsEmpty())
@@ -156,7 +156,7 @@ void ReadHeaderLine(Line const& line, Draft& draft, std::vector<Finding>& findin
 
 Mailbox ReadMailbox(std::string const& utf8, std::string const& what) {
     std::string_view name, address = Trimmed(utf8);
-    if (const std::size_t open = address.rfind('<'); open != address.npos && address.ends_with('>')) {
+    if (std::size_t const open = address.rfind('<'); open != address.npos && address.ends_with('>')) {
         name = Trimmed(address.substr(0, open));
         address = address.substr(open + 1, address.size() - open - 2);
         if (name.size() >= 2 && name.starts_with('"') && name.ends_with('"'))
@@ -174,9 +174,9 @@ void InspectText(CString const& text, std::vector<Finding>& findings) {
 }
 
 Draft ReadDraft(std::string const& file, std::vector<Finding>& findings, DraftBody body) {
-    const std::string content = ReadFile(file);
+    std::string const content = ReadFile(file);
     RefuseUnknownCharacters(content);
-    const std::vector<Line> lines = LinesOf(content);
+    std::vector<Line> const lines = LinesOf(content);
     Draft draft;
     std::size_t i = 0;
     for (; i < lines.size() && !lines[i].text.empty(); ++i) ReadHeaderLine(lines[i], draft, findings);
@@ -186,7 +186,7 @@ Draft ReadDraft(std::string const& file, std::vector<Finding>& findings, DraftBo
         if (body == DraftBody::optional) return draft;
         throw Failure(Failure::incomplete_mail, "下書きに本文がありません: " + file);
     }
-    const std::string_view rest =
+    std::string_view const rest =
         std::string_view(content).substr(static_cast<std::size_t>(lines[i + 1].text.data() - content.data()));
     draft.body = CrLfConverter(Cross(rest));
     if (CString(draft.body).Trim().IsEmpty()) {

@@ -51,7 +51,7 @@ MimeFormatStruct PicturePart(HtmlPicture const& picture) {
     CAttachFileManager file;
     if (file.SetFileInfoFromFile(IntoPath(picture.file)) != CAttachFileManager::set)
         throw Failure(Failure::unreadable_file, "画像を読めません: " + picture.file);
-    const CString name = Mailable(Into(picture.name, "画像の名前"), true);
+    CString const name = Mailable(Into(picture.name, "画像の名前"), true);
     MimeFormatStruct part;
     MimeDecodeTool::MimeDecode(CString("Content-Type: ") + MediaTypeOf(picture.name) + "; " +
                                    NameParameter("name", name) +
@@ -182,7 +182,7 @@ MimeMail MergeInto(CMimeAnalyze& parts, OneCustomer const& customer) {
 void SetPictureAddress(std::string& page, MimeFormatStruct const& picture, std::string const& address) {
     CString id;
     if (!picture.GetContentId(id) || id.Trim().Trim("<>").IsEmpty()) return;
-    const std::string own_address = "cid:" + Out(id);
+    std::string const own_address = "cid:" + Out(id);
     std::string result;
     std::size_t done = 0;
     for (std::size_t at; (at = page.find(own_address, done)) != npos; done = at + own_address.size())

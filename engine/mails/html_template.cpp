@@ -31,7 +31,7 @@ CString Decoded(MimeFormatStruct const& part, int encoding) {
 
 // Where `place` stands once in `text`; npos where it does not, or more than once.
 std::size_t OnlyPlaceOf(std::string_view place, std::string_view text) {
-    const std::size_t at = text.find(place);
+    std::size_t const at = text.find(place);
     return at != npos && text.find(place, at + 1) == npos ? at : npos;
 }
 
@@ -54,15 +54,15 @@ bool HtmlTemplate::ReadFrame(CMimeAnalyze frame) {
     frame.m_mimeText.m_strBody = text_place;
     if (frame.HtmlPartExist()) frame.m_mimeHtml.m_strBody = html_place;
     frame_ = Written(frame);
-    const CString body = frame_.body;
+    CString const body = frame_.body;
     frame_.body.Empty();
-    const std::string_view view = body.View();
-    const std::size_t text = OnlyPlaceOf(text_place, view);
+    std::string_view const view = body.View();
+    std::size_t const text = OnlyPlaceOf(text_place, view);
     if (text == npos) return false;
     front_ = CString(view.substr(0, text));
     std::size_t done = text + std::string_view(text_place).size();
     if (frame.HtmlPartExist()) {
-        const std::size_t html = OnlyPlaceOf(html_place, view);
+        std::size_t const html = OnlyPlaceOf(html_place, view);
         if (html == npos || html < done) return false;
         middle_ = CString(view.substr(done, html - done));
         done = html + std::string_view(html_place).size();
@@ -84,10 +84,10 @@ std::optional<MimeMail> HtmlTemplate::Merged(OneCustomer const& customer) const 
                                   mime::QuotedPrintableRoom(html.View()) + back_.View().size()));
     body += front_;
     if (!text_->AppendMerged(customer, body)) return std::nullopt;
-    const std::string_view text = body.View().substr(front_.View().size());
+    std::string_view const text = body.View().substr(front_.View().size());
     if (HasLongLine(text) || text.find(boundary_start) != npos) return std::nullopt;
     body += middle_;
-    const std::size_t html_begin = body.View().size();
+    std::size_t const html_begin = body.View().size();
     mime::AppendQuotedPrintable(body, html.View());
     if (body.View().substr(html_begin).find(boundary_start) != npos) return std::nullopt;
     body += back_;

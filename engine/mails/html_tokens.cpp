@@ -35,7 +35,7 @@ HtmlAttribute const* HtmlTag::Find(std::string_view attribute) const {
 
 bool HtmlTokens::Next(HtmlTag& tag) {
     while ((at_ = std::min(page_.find('<', at_), page_.size())) < page_.size()) {
-        const std::size_t begin = at_++;
+        std::size_t const begin = at_++;
         if (Here() == '!' || Here() == '?') {
             if (!SkipComment()) return false;
             continue;
@@ -53,13 +53,13 @@ bool HtmlTokens::Next(HtmlTag& tag) {
 
 bool HtmlTokens::SkipComment() {
     bool const is_comment = page_.substr(at_, 3) == "!--";
-    const std::size_t end = page_.find(is_comment ? "-->" : ">", at_);
+    std::size_t const end = page_.find(is_comment ? "-->" : ">", at_);
     at_ = std::min(end, page_.size());
     return end != npos;
 }
 
 bool HtmlTokens::ReadTag(HtmlTag& tag) {
-    const std::size_t name = at_;
+    std::size_t const name = at_;
     at_ = std::min(page_.find_first_of(" \t\r\n\f/>", at_), page_.size());
     tag.name = Lowered(page_.substr(name, at_ - name));
     for (;;) {
@@ -76,7 +76,7 @@ bool HtmlTokens::ReadTag(HtmlTag& tag) {
 }
 
 bool HtmlTokens::ReadAttribute(HtmlTag& tag) {
-    const std::size_t name = at_;
+    std::size_t const name = at_;
     at_ = std::min(page_.find_first_of("= \t\r\n\f/>", at_ + 1), page_.size());
     HtmlAttribute attribute{Lowered(page_.substr(name, at_ - name)), at_, at_};
     SkipBlanks();
@@ -110,7 +110,7 @@ void HtmlTokens::SkipBlanks() { at_ = std::min(page_.find_first_not_of(blanks, a
 std::vector<HtmlPlace> UrlsIn(std::string_view page, HtmlPlace style) {
     constexpr std::string_view open = "url(";
     std::vector<HtmlPlace> places;
-    const std::string_view text = page.substr(0, style.end);
+    std::string_view const text = page.substr(0, style.end);
     for (std::size_t at = style.begin; (at = FindLowered(text, open, at)) != npos;) {
         at += open.size();
         std::size_t begin = std::min(text.find_first_not_of(blanks, at), text.size());

@@ -67,7 +67,7 @@ JisTemplate::JisTemplate(CString const& text, Use use) : use_(use) {
 
 void JisTemplate::SetJis(std::string_view text, Run& run) {
     KCodeC code;
-    const CString source(text);
+    CString const source(text);
     std::string_view jis = code.sjtojis7(source, KCodeC::keep_kana);
     run.begins_in_kanji = jis.starts_with(to_kanji);
     if (run.begins_in_kanji) jis.remove_prefix(to_kanji.size());
@@ -81,7 +81,7 @@ bool JisTemplate::MeasureLines(std::string_view mailable, Run& run) {
     std::size_t size = 0;
     bool in_kanji = false;
     for (std::size_t at = 0; at < mailable.size();) {
-        const std::size_t bytes = platform::CharacterSize(mailable, at);
+        std::size_t const bytes = platform::CharacterSize(mailable, at);
         if (mailable[at] == '\r') {
             if (!run.has_line_end) run.first_line = size;
             run.has_line_end = true;
@@ -110,14 +110,14 @@ std::optional<JisTemplate::Run> JisTemplate::TextRun(std::string_view text) cons
     }
     run.joins_left = BeginsWithMark(text);
     run.joins_right = EndsInLeadByte(text) || EndsInHalfLineEnd(text);
-    const CString mailable = CrLfConverter(Mailable(CString(text), false));
+    CString const mailable = CrLfConverter(Mailable(CString(text), false));
     if (!MeasureLines(mailable.View(), run)) return std::nullopt;
     SetJis(mailable.View(), run);
     return run;
 }
 
 std::optional<JisTemplate::Run> JisTemplate::ValueRun(OneCustomer const& customer, int word) const {
-    const CString value = delivery::MergeValue(customer, word);
+    CString const value = delivery::MergeValue(customer, word);
     if (use_ == Use::body && !IsPrintable(value.View())) return TextRun(value.View());
     CString text = value;
     if (!IsPrintable(value.View())) {

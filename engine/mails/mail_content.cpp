@@ -60,7 +60,7 @@ MailContent ContentOf(Draft const& draft) {
 }
 
 MailContent ContentOf(Session& session, int mail) {
-    const OneMail stored = ReadMail(session, mail);
+    OneMail const stored = ReadMail(session, mail);
     if (stored.m_strBody[pc].IsEmpty() || stored.m_strSubject[pc].IsEmpty())
         throw Failure(Failure::incomplete_mail,
                       "メールに件名か本文がありません: " + NameOfMail(session, mail));
@@ -86,8 +86,8 @@ MailContent ContentOf(Session& session, int mail) {
 // The name stands twice: as the encoded word that Japanese mail programs have always read, and in the form of
 // the standard.
 CString AttachmentPart(AttachData const& attachment, CString const& text) {
-    const CString name = Mailable(attachment.m_strFileName, true);
-    const std::string extended = ExtendedValue(Out(attachment.m_strFileName));
+    CString const name = Mailable(attachment.m_strFileName, true);
+    std::string const extended = ExtendedValue(Out(attachment.m_strFileName));
     return "Content-Type: " + attachment.m_strFileInfo + ";\r\n " + NameParameter("name", name) +
            "\r\nContent-Transfer-Encoding: base64\r\nContent-Disposition: attachment;\r\n filename*=" +
            CString(std::string_view(extended)) + "\r\n\r\n" + text;

@@ -48,8 +48,8 @@ IbmTable MakeIbmTable() {
 }
 
 std::uint16_t Inside(unsigned code) {
-    static const IbmTable table = MakeIbmTable();
-    const std::uint16_t moved = code >= first_ibm << 8 ? table[code - (first_ibm << 8)] : 0;
+    static IbmTable const table = MakeIbmTable();
+    std::uint16_t const moved = code >= first_ibm << 8 ? table[code - (first_ibm << 8)] : 0;
     return moved ? moved : geta_mark;
 }
 
@@ -113,7 +113,7 @@ class JisSize {
 std::size_t Fitting(std::string_view text, std::size_t limit) {
     JisSize size;
     for (std::size_t at = 0; at < text.size();) {
-        const std::size_t bytes = platform::CharacterSize(text, at);
+        std::size_t const bytes = platform::CharacterSize(text, at);
         if (at > 0 && size.With(bytes) > limit) return at;
         size.Add(bytes);
         at += bytes;
@@ -141,7 +141,7 @@ CString Quoted(CString text) {
 
 std::string EncodedWord(std::string_view text) {
     KCodeC code;
-    const std::string jis = code.sjtojis7(CString(text), KCodeC::keep_kana);
+    std::string const jis = code.sjtojis7(CString(text), KCodeC::keep_kana);
     std::string base64(mime::Base64BodyRoom(jis.size(), -1), '\0');
     base64encoding(reinterpret_cast<unsigned char*>(base64.data()),
                    reinterpret_cast<unsigned char const*>(jis.data()), static_cast<int>(jis.size()), -1);
@@ -152,9 +152,9 @@ std::string EncodedWord(std::string_view text) {
 CString WithShortLines(CString const& body) {
     std::string result;
     for (std::string_view rest = body.View(); !rest.empty();) {
-        const std::size_t end = std::min(rest.find("\r\n"), rest.size());
+        std::size_t const end = std::min(rest.find("\r\n"), rest.size());
         for (std::string_view line = rest.substr(0, end); !line.empty();) {
-            const std::size_t fitting = Fitting(line, longest_mailable_line);
+            std::size_t const fitting = Fitting(line, longest_mailable_line);
             result.append(line.substr(0, fitting)).append(fitting < line.size() ? "\r\n" : "");
             line.remove_prefix(fitting);
         }
@@ -185,7 +185,7 @@ CString Mailable(CString const& text, bool one_line) {
 CString MailableBody(CString const& text) { return WithShortLines(CrLfConverter(Mailable(text, false))); }
 
 CString HeaderText(CString const& text, std::size_t used) {
-    const std::string_view view = text.View();
+    std::string_view const view = text.View();
     if (IsPlainHeader(view)) return text;
     std::string words;
     for (std::string_view rest = view; !rest.empty();) {
@@ -193,7 +193,7 @@ CString HeaderText(CString const& text, std::size_t used) {
             words.append(fold);
             used = 1;
         }
-        const std::size_t size = Fitting(rest, WordText(longest_line_of_words - used));
+        std::size_t const size = Fitting(rest, WordText(longest_line_of_words - used));
         words.append(EncodedWord(rest.substr(0, size)));
         rest.remove_prefix(size);
     }
@@ -201,7 +201,7 @@ CString HeaderText(CString const& text, std::size_t used) {
 }
 
 CString HeaderLine(char const* name, CString const& text) {
-    const CString start = CString(name) + ": ";
+    CString const start = CString(name) + ": ";
     return start + HeaderText(text, start.View().size());
 }
 
@@ -210,15 +210,15 @@ CString HeaderLine(char const* name, Mailbox const& mailbox) {
     if (mailbox.name.IsEmpty()) return line + mailbox.address;
     line += IsPlainHeader(mailbox.name.View()) ? Quoted(mailbox.name)
                                                : HeaderText(mailbox.name, line.View().size());
-    const std::size_t last_line = line.View().size() - (line.View().rfind('\n') + 1);
-    const CString address = " <" + mailbox.address + ">";
+    std::size_t const last_line = line.View().size() - (line.View().rfind('\n') + 1);
+    CString const address = " <" + mailbox.address + ">";
     bool const fits = last_line + address.View().size() <= longest_line_of_words;
     return line + (fits ? "" : "\r\n") + address;
 }
 
 CString NameParameter(char const* parameter, CString const& name) {
     constexpr std::string_view line_start = "\t ";
-    const CString start = CString(parameter) + "=";
+    CString const start = CString(parameter) + "=";
     if (IsPlainHeader(name.View())) return start + Quoted(name);
     return start + "\"" + HeaderText(name, line_start.size() + start.View().size() + opening_quote) + "\"";
 }

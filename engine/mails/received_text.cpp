@@ -47,7 +47,7 @@ Charset CharsetOf(MimeFormatStruct const& part) {
 }
 
 std::string FromCharset(Charset charset, std::string const& bytes) {
-    const CString text{std::string_view(bytes)};
+    CString const text{std::string_view(bytes)};
     KCodeC code;
     switch (charset) {
         case Charset::utf8: return bytes;
@@ -70,13 +70,13 @@ struct Word {
 // The one at the start of `text`; none for one of an unknown charset, and for one that is none.
 std::optional<Word> WordAt(std::string_view text) {
     constexpr std::size_t charset_start = 2;  // behind "=?"
-    const std::size_t charset_end = text.find('?', charset_start);
+    std::size_t const charset_end = text.find('?', charset_start);
     if (charset_end == npos || text.size() < charset_end + 3 || text[charset_end + 2] != '?') return {};
-    const std::string_view name = text.substr(charset_start, charset_end - charset_start);
-    const Charset charset = CharsetNamed(name.substr(0, name.find('*')));  // RFC 2231 5: charset*language
+    std::string_view const name = text.substr(charset_start, charset_end - charset_start);
+    Charset const charset = CharsetNamed(name.substr(0, name.find('*')));  // RFC 2231 5: charset*language
     char const encoding = static_cast<char>(text[charset_end + 1] | 0x20);
     if (charset == Charset::unknown || (encoding != 'b' && encoding != 'q')) return {};
-    const std::size_t begin = charset_end + 3, end = text.find("?=", begin);
+    std::size_t const begin = charset_end + 3, end = text.find("?=", begin);
     if (end == npos) return {};
     std::string content(text.substr(begin, end - begin));
     if (encoding == 'q') std::replace(content.begin(), content.end(), '_', ' ');
@@ -99,7 +99,7 @@ std::string Unquoted(std::string_view text) {
 // Calls `take(key, value)` for each parameter of a header's value, in UTF-8, the value without its quotes.
 template <class Take>
 void ForEachParameter(CString const& value, Take take) {
-    const std::string text = GuessedText(MailAnalyzer::ReformatHeaderBodyString(value).View());
+    std::string const text = GuessedText(MailAnalyzer::ReformatHeaderBodyString(value).View());
     for (std::string_view header = text; !header.empty();) {
         bool quoted = false;
         std::size_t end = 0;
@@ -109,11 +109,11 @@ void ForEachParameter(CString const& value, Take take) {
             else
                 quoted ^= header[end] == '"';
         }
-        const std::string_view parameter = header.substr(0, end);
+        std::string_view const parameter = header.substr(0, end);
         header.remove_prefix(std::min(end + 1, header.size()));
-        const std::size_t equals = parameter.find('=');
+        std::size_t const equals = parameter.find('=');
         if (equals == npos) continue;
-        const std::string content = Unquoted(Trimmed(parameter.substr(equals + 1)));
+        std::string const content = Unquoted(Trimmed(parameter.substr(equals + 1)));
         CString key(Trimmed(parameter.substr(0, equals)));
         key.MakeLower();
         take(key.View(), std::string_view(content));
@@ -130,7 +130,7 @@ std::string ExtendedParameter(CString const& header, std::string const& name) {
         int const number = LeadingNumber(key).value_or(0);
         bool const extended = key.empty() || key.ends_with('*');
         if (extended && number == 0) {
-            const std::size_t first = value.find('\''),
+            std::size_t const first = value.find('\''),
                               second = value.find('\'', std::min(first, value.size() - 1) + 1);
             if (first == npos || second == npos) return;
             charset = value.substr(0, first);
@@ -192,7 +192,7 @@ std::string ContentOf(MimeFormatStruct const& part) {
 }
 
 std::string TextOf(MimeFormatStruct const& part) {
-    const Charset charset = CharsetOf(part);
+    Charset const charset = CharsetOf(part);
     CString name;
     part.GetCharset(name);
     if (charset == Charset::unknown)
@@ -203,7 +203,7 @@ std::string TextOf(MimeFormatStruct const& part) {
 // Blanks between two words are none; the words of one charset may divide a character among them, though they
 // should not.
 std::string DecodedHeader(std::string_view value) {
-    const std::size_t last_end = value.rfind("?=");
+    std::size_t const last_end = value.rfind("?=");
     std::string result, bytes;
     Charset charset = Charset::untold;
     std::size_t done = 0;
@@ -212,12 +212,12 @@ std::string DecodedHeader(std::string_view value) {
         bytes.clear();
     };
     for (std::size_t at = 0; (at = value.find("=?", at)) != npos && last_end != npos && at < last_end;) {
-        const std::optional<Word> word = WordAt(value.substr(at));
+        std::optional<Word> const word = WordAt(value.substr(at));
         if (!word) {
             at += 2;
             continue;
         }
-        const std::string_view between = value.substr(done, at - done);
+        std::string_view const between = value.substr(done, at - done);
         bool const joined = done > 0 && Trimmed(between).empty();
         if (!joined || charset != word->charset) end_words();
         if (!joined) result += GuessedText(between);
@@ -237,7 +237,7 @@ std::string SubjectOf(MimeFormatStruct const& mail) {
 }
 
 std::string NameOfPart(MimeFormatStruct const& part) {
-    const std::pair<CString const*, std::string> places[] = {{&part.m_strContentDisposition, "filename"},
+    std::pair<CString const*, std::string> const places[] = {{&part.m_strContentDisposition, "filename"},
                                                              {&part.m_strContentType, "name"}};
     for (auto const& [header, name] : places)
         if (std::string plain = PlainParameter(*header, name); !plain.empty()) return plain;
@@ -252,7 +252,7 @@ void MakeReadable(MimeFormatStruct& mail) {
             header.m_strValue = IntoWithGeta(DecodedHeader(header.m_strValue.View()));
     MimeFormatStruct* const part = TextPart(mail);
     if (!part) return;
-    const Charset charset = CharsetOf(*part);
+    Charset const charset = CharsetOf(*part);
     if (charset != Charset::utf8 && charset != Charset::euc && charset != Charset::untold) return;
     part->m_strBody = IntoWithGeta(FromCharset(charset, ContentOf(*part)));
     part->m_strContentTransferEncoding = as_it_is;

@@ -88,7 +88,7 @@ std::vector<MailRow> ListMails(Session& session, MailView view) {
 
 StoredMail DescribeMail(Session& session, int mail) {
     RequireMail(session, mail, Deleted::allow);
-    const OneMail stored = ReadMail(session, mail);
+    OneMail const stored = ReadMail(session, mail);
     COneMailData row;
     CString title;
     session.Mails().GetMailData(mail, row);
@@ -102,14 +102,14 @@ StoredMail DescribeMail(Session& session, int mail) {
                          {}};
     char const kind = KindOf(session, mail);
     for (int terminal = 0; terminal < terminal_count; ++terminal) {
-        const MailText text = TextFor(stored, terminal, kind);
+        MailText const text = TextFor(stored, terminal, kind);
         if (text.has_body || !text.attachments.empty()) described.texts.push_back(text);
     }
     return described;
 }
 
 int CreateMail(Access const& access, std::string const& env_file, MailArguments const& arguments) {
-    const MailChanges changes(FrontOf(access), arguments);
+    MailChanges const changes(FrontOf(access), arguments);
     Session session(access, env_file, Session::For::changing);
     return Store(session, {}, changes);
 }
@@ -122,7 +122,7 @@ std::string ChangeMail(Access const& access, std::string const& env_file, int ma
         (!arguments.draft.empty() || !arguments.html.empty() || TerminalNamed(arguments.terminal) == pc))
         throw Failure(Failure::invalid_request,
                       "--clear-text は、pc のほかの --terminal の文面を消すためのものです。");
-    const MailChanges changes(FrontOf(access), arguments);
+    MailChanges const changes(FrontOf(access), arguments);
     Session session(access, env_file, Session::For::changing);
     RequireMail(session, mail);
     Store(session, mail, changes);
@@ -130,7 +130,7 @@ std::string ChangeMail(Access const& access, std::string const& env_file, int ma
 }
 
 int ImportMail(Access const& access, std::string const& env_file, std::string const& eml_file, bool anyway) {
-    const UnpackedEml unpacked(eml_file);
+    UnpackedEml const unpacked(eml_file);
     MailArguments arguments = unpacked.Texts();
     arguments.force = anyway;
     return CreateMail(access, env_file, arguments);
@@ -143,7 +143,7 @@ void ExportMail(Access const& access, std::string const& env_file, int mail, std
                       "ファイルがもうあります: " + eml_file + "\n上書きするなら --force をつけてください。");
     Session session(access, env_file, Session::For::reading);
     RequireMail(session, mail, Deleted::allow);
-    const CString eml = EmlOf(ContentOf(session, mail).versions[pc]);
+    CString const eml = EmlOf(ContentOf(session, mail).versions[pc]);
     bool const written = ReplaceFile(eml_file, eml.View());
     if (!written) throw Failure(Failure::not_written, "書けませんでした: " + eml_file);
 }

@@ -71,7 +71,7 @@ Answer Answers::Take(std::string const& text) {
 
 std::optional<Answers::Original> Answers::OriginalOf(CString const& message_id) {
     if (message_id.IsEmpty()) return {};
-    const std::string id(message_id.View());
+    std::string const id(message_id.View());
     if (auto const numbers = NumbersIn(id); numbers && session_.Mails().FindMailData(numbers->mail) == 0)
         return Original{numbers->mail, numbers->customer};
     ReadOldHistories();

@@ -19,7 +19,7 @@ constexpr char const* actions_name = "actions.tsv";
 
 // "000012-<digest>.eml"; 0 for a file that is none.
 int NumberOf(fs::path const& file) {
-    const std::string name = file.filename().string();
+    std::string const name = file.filename().string();
     return file.extension() == ".eml" ? LeadingNumber(name).value_or(0) : 0;
 }
 
@@ -59,7 +59,7 @@ void Inbox::Remember(std::string const& id) {
 }
 
 int Inbox::Keep(std::string const& text) {
-    const std::string digest = DigestOf(text), mark = "kept " + digest;
+    std::string const digest = DigestOf(text), mark = "kept " + digest;
     if (Seen(mark))
         for (KeptMail const& mail : Kept())
             if (mail.file.stem().string().ends_with(digest)) return mail.number;

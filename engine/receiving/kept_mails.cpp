@@ -17,7 +17,7 @@ namespace {
 // Result: the mail.
 MimeFormatStruct Analyse(KeptMail const& kept, MailAnalyzer& analyzer) {
     std::ifstream file(kept.file, std::ios::binary);
-    const std::string text{std::istreambuf_iterator<char>(file), {}};
+    std::string const text{std::istreambuf_iterator<char>(file), {}};
     if (!file) throw Failure(Failure::unreadable_file, "受信したメールを読めません: " + kept.file.string());
     MimeFormatStruct mail;
     MimeDecodeTool::MimeDecode(CString(std::string_view(text)), mail);
@@ -34,7 +34,7 @@ std::vector<KeptMailRow> ListKeptMails(Session const& session) {
     std::vector<KeptMailRow> rows;
     MailAnalyzer analyzer;
     for (KeptMail const& kept : Inbox(session.DataDirectory()).Kept()) {
-        const std::string subject = SubjectOf(Analyse(kept, analyzer));
+        std::string const subject = SubjectOf(Analyse(kept, analyzer));
         rows.push_back(
             {kept.number, DateOf(analyzer), Out(analyzer.GetFromAddress()), Out(IntoWithGeta(subject))});
     }
@@ -45,7 +45,7 @@ KeptMailText ReadKeptMail(Session const& session, int number) {
     for (KeptMail const& kept : Inbox(session.DataDirectory()).Kept()) {
         if (kept.number != number) continue;
         MailAnalyzer analyzer;
-        const std::string subject = SubjectOf(Analyse(kept, analyzer));
+        std::string const subject = SubjectOf(Analyse(kept, analyzer));
         CString body = analyzer.GetDecodeMailBody();
         body.Replace("\r\n", "\n");
         return {kept.file.string(),          DateOf(analyzer),        Out(analyzer.GetFromAddress()), subject,

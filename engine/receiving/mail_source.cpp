@@ -68,7 +68,7 @@ bool MboxSource::Next(ReceivedMail& mail, std::function<bool(std::string const&)
             file_->at_mail = true;
             break;
         }
-        const std::size_t quotes = line.find_first_not_of('>');
+        std::size_t const quotes = line.find_first_not_of('>');
         if (quotes != line.npos && quotes > 0 && line.substr(quotes).starts_with("From "))
             line.remove_prefix(1);
         if (line.ends_with('\r')) line.remove_suffix(1);
@@ -98,7 +98,7 @@ class PopSource : public MailSource {
     std::uint64_t Total() const override { return static_cast<std::uint64_t>(Count()); }
     bool Next(ReceivedMail& mail, std::function<bool(std::string const&)> const& seen) override {
         for (; next_ < Count(); ++next_) {
-            const CString unique_id = UniqueId(next_);
+            CString const unique_id = UniqueId(next_);
             mail.id = unique_id.IsEmpty() ? "" : "uidl " + std::string(unique_id.View());
             removable_.push_back(next_);
             if (!mail.id.empty() && seen(mail.id)) continue;

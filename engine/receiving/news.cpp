@@ -11,7 +11,7 @@ namespace {
 
 // The library keeps the proxy in a profile file, which follows the settings here.
 void TakeProxy(Session& session, CInformationManager& information) {
-    const std::string proxy = session.Setting("news.proxy");
+    std::string const proxy = session.Setting("news.proxy");
     if (proxy.empty()) return;
     CString server, port, user, password;
     int number = 0, authenticates = 0;
@@ -19,10 +19,10 @@ void TakeProxy(Session& session, CInformationManager& information) {
     if (number == 0)
         throw Failure(Failure::invalid_value,
                       "news.proxy は「サーバー:ポート」の形で書いてください: " + proxy);
-    const CString wanted_port = std::to_string(number).c_str(),
+    CString const wanted_port = std::to_string(number).c_str(),
                   wanted_user = Into(session.Setting("news.proxy-user"), "news.proxy-user"),
                   wanted_password = Into(session.Setting("news.proxy-password"), "news.proxy-password");
-    const CString file = IntoPath(session.DataDirectory() + "/proxy.ini"), wanted_server = server;
+    CString const file = IntoPath(session.DataDirectory() + "/proxy.ini"), wanted_server = server;
     bool const known =
         information.GetProxyAuthSetting(file, server, port, user, password, authenticates) == 1 &&
         server == wanted_server && port == wanted_port && user == wanted_user && password == wanted_password;
@@ -40,7 +40,7 @@ std::optional<std::string> DateOfNews(Session& session) {
     COleDateTime date;
     date.SetStatus(COleDateTime::null);
     int const result = information.GetRenewalDateOfNewestInformationPage(date);
-    const std::string said = "\n" + OnOneLine(information.GetLastError().View());
+    std::string const said = "\n" + OnOneLine(information.GetLastError().View());
     switch (result < 0 ? -result : result) {
         case CInformationManager::request_ok: break;
         case CInformationManager::request_proxy_refused:

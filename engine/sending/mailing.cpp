@@ -37,12 +37,12 @@ CString MessageIdText(std::optional<int> mail, CString const& sender) {
 std::optional<MailNumbers> NumbersIn(std::string_view message_id) {
     std::vector<std::string_view> parts;
     for (std::string_view rest = message_id.substr(0, message_id.find('@'));;) {
-        const std::size_t dot = rest.find('.');
+        std::size_t const dot = rest.find('.');
         parts.push_back(rest.substr(0, dot));
         if (dot == rest.npos) break;
         rest.remove_prefix(dot + 1);
     }
-    const std::size_t count = parts.size();
+    std::size_t const count = parts.size();
     if (count < 3 || !parts[count - 1].starts_with(own_mark) || !parts[count - 2].starts_with(mail_mark))
         return {};
     MailNumbers const numbers{WholeNumber(parts[count - 2].substr(1)).value_or(-1),
@@ -71,7 +71,7 @@ class Mailing::Client {
             return delivery;
         }
         delivery.message_id = MailSend::MakeMessageID(mailing_.message_id_text_, id);
-        const OutgoingMail mail = mailing_.template_.For(customer, delivery.message_id);
+        OutgoingMail const mail = mailing_.template_.For(customer, delivery.message_id);
         for (int attempt = 1;; ++attempt) {
             verdict_ = channel_->Send(mail);
             if (verdict_.connected || attempt == connect_tries || mailing_.front_.Stopped()) break;
@@ -127,9 +127,9 @@ void Mailing::SendEach(std::vector<int> const& ids) {
     Client client(*this);
     int in_a_row = 0;
     while (!stop_ && !front_.Stopped()) {
-        const std::size_t mine = next_++;
+        std::size_t const mine = next_++;
         if (mine >= ids.size()) return;
-        const Delivery delivery = client.Send(ids[mine]);
+        Delivery const delivery = client.Send(ids[mine]);
         Finish(delivery);
         if (Judge(client.LastVerdict(), in_a_row)) continue;
         std::lock_guard guard(lock_);

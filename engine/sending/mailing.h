@@ -50,12 +50,12 @@ class Mailing {
     void Stop(Failure::Kind kind, std::string const& why);  // lock_ held
 
     FrontEnd const& front_;
-    const MailTemplate template_;
+    MailTemplate const template_;
     Mailbox const& from_;
     ServerSettings const& server_;
     Fetch fetch_;
     std::function<void(Delivery const&)> on_delivery_;
-    const CString message_id_text_;
+    CString const message_id_text_;
     std::mutex lock_;
     std::atomic<std::size_t> next_ = 0;
     std::atomic<std::uint64_t> done_ = 0, sent_ = 0;

@@ -41,18 +41,18 @@ OutcomeFile::OutcomeFile(std::string const& file, bool resume) : name_(file) {
 
 bool OutcomeFile::ReadEarlier(std::string const& file) {
     std::ifstream earlier(file, std::ios::binary);
-    const std::string content{std::istreambuf_iterator<char>(earlier), {}};
+    std::string const content{std::istreambuf_iterator<char>(earlier), {}};
     if (content.size() < title_line.size() && title_line.starts_with(content)) {
         std::filesystem::resize_file(file, 0);
         return false;
     }
     if (!content.starts_with(title_line))
         throw Failure(Failure::unsuitable_file, "tessaly のレポートではありません: " + file);
-    const std::size_t whole = content.rfind('\n') + 1;  // a row that was cut off does not count
+    std::size_t const whole = content.rfind('\n') + 1;  // a row that was cut off does not count
     for (std::size_t at = title_line.size(); at < whole;) {
-        const std::size_t end = content.find('\n', at);
-        const std::string_view row(content.data() + at, end - at);
-        const std::string_view outcome = OutcomeOf(row);
+        std::size_t const end = content.find('\n', at);
+        std::string_view const row(content.data() + at, end - at);
+        std::string_view const outcome = OutcomeOf(row);
         auto const id = LeadingNumber(row);
         if (id && (outcome == InFile(Outcome::sent) || outcome == InFile(Outcome::refused)))
             settled_.insert(*id);

@@ -12,7 +12,7 @@ namespace {
 // no URI may hold, is percent-encoded.
 CString MailtoAddress(CString const& address) {
     constexpr std::string_view as_they_are = "-._~!$'()*+:";
-    const std::string_view text = address.View();
+    std::string_view const text = address.View();
     CString encoded;
     for (std::size_t at = 0; at < text.size(); ++at) {
         auto const byte = static_cast<unsigned char>(text[at]);

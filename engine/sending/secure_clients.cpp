@@ -32,7 +32,7 @@ int Seconds(unsigned milliseconds) {
 }
 
 std::string ReasonOf(CString const& sentence, char const* said) {
-    const std::string text = Out(sentence), reply = OnOneLine(said);
+    std::string const text = Out(sentence), reply = OnOneLine(said);
     return OnOneLine(reply.empty() || text == reply ? text : text + " [" + reply + "]");
 }
 
@@ -90,7 +90,7 @@ void SecureReceiver::Prepare(MailboxSettings const& mailbox) {
 }
 
 int SecureReceiver::Do(int method, int number) {
-    const platform::ComponentValue arguments[] = {number};
+    platform::ComponentValue const arguments[] = {number};
     return POPS_Do(Handle(), method, 1, arguments, nullptr);
 }
 

@@ -35,7 +35,7 @@ struct Entry {
 };
 
 bool TakePart(std::string_view& line, std::string_view& part) {
-    const std::size_t tab = line.find('\t');
+    std::size_t const tab = line.find('\t');
     part = line.substr(0, tab);
     line.remove_prefix(tab == line.npos ? line.size() : tab + 1);
     return !part.empty();

@@ -58,7 +58,7 @@ class SendHistory {
 
     Session& session_;
     int const mail_;
-    const FolderLock lock_;
+    FolderLock const lock_;
     HistoryListViewer history_;
     RetryPolicy const retry_;
     std::ofstream journal_;

@@ -15,7 +15,7 @@ namespace engine {
 namespace {
 
 std::string Totals(Mailing const& mailing, std::size_t asked, double seconds) {
-    const std::uint64_t done = mailing.Done(), sent = mailing.Sent();
+    std::uint64_t const done = mailing.Done(), sent = mailing.Sent();
     std::ostringstream text;
     text << "送信 " << Grouped(sent) << "通、送れず " << Grouped(done - sent) << "通";
     if (done < asked) text << "、残り " << Grouped(asked - done) << "通";
@@ -34,12 +34,12 @@ std::string ChoiceOf(Session& session, std::string_view name) {
 }
 
 Security SecurityOf(Session& session, std::string_view name) {
-    const std::string value = ChoiceOf(session, name);
+    std::string const value = ChoiceOf(session, name);
     return value == "tls" ? Security::tls : value == "starttls" ? Security::starttls : Security::none;
 }
 
 CString CaFileOf(Session& session, std::string_view name) {
-    const std::string file = session.Setting(name);
+    std::string const file = session.Setting(name);
     if (file.empty()) return {};
     if (!std::filesystem::is_regular_file(file))
         throw Failure(Failure::file_not_found, std::string(name) + " のファイルがありません: " + file);
@@ -53,9 +53,9 @@ unsigned PatienceOf(Session& session) {
 }  // namespace
 
 void ReadServer(std::string const& text, std::string const& option, CString& host, int& port) {
-    const std::size_t colon = text.rfind(':');
+    std::size_t const colon = text.rfind(':');
     bool const bracketed = text.starts_with('[');
-    const std::size_t close = text.find(']');
+    std::size_t const close = text.find(']');
     bool const with_port =
         colon != text.npos && (!bracketed || close == colon - 1) && (bracketed || text.find(':') == colon);
     std::string name = with_port ? text.substr(0, colon) : text;
@@ -69,7 +69,7 @@ void ReadServer(std::string const& text, std::string const& option, CString& hos
 
 Mailbox SenderOf(Session& session, Mailbox const& given) {
     if (!given.address.IsEmpty()) return given;
-    const std::string address = session.Setting("from.address");
+    std::string const address = session.Setting("from.address");
     if (address.empty())
         throw Failure(Failure::missing_setting,
                       "差出人がありません。「settings ENV from.address=...」で決めてください。");
@@ -124,7 +124,7 @@ MailboxSettings MailboxOf(Session& session, std::string const& given) {
 std::vector<int> IdsIn(std::string_view text, std::string_view option) {
     std::vector<int> ids;
     for (std::string_view rest = text; !rest.empty();) {
-        const std::size_t comma = std::min(rest.find(','), rest.size());
+        std::size_t const comma = std::min(rest.find(','), rest.size());
         auto const id = WholeNumber(rest.substr(0, comma));
         if (!id)
             throw Failure(
@@ -155,7 +155,7 @@ Mailing::Fetch FetchFrom(CDatabaseEdit& customers) {
 
 // Beside the library, where it would be otherwise, a user can seldom write.
 void KeepTransferLog(Session& session) {
-    const std::string folder = session.DataDirectory() + "/LOG";
+    std::string const folder = session.DataDirectory() + "/LOG";
     std::error_code ignored;
     std::filesystem::create_directory(folder, ignored);
     platform::SetModuleDirectory(folder);

@@ -48,9 +48,9 @@ Written Divide(Elements const& elements, std::string_view text) {
     for (std::size_t at = text.find_first_of(signs); at != text.npos;
          at = text.find_first_of(signs, at + 1)) {
         bool const negated = text[at] == '!';
-        const std::size_t sign = negated ? at + 1 : at;
+        std::size_t const sign = negated ? at + 1 : at;
         if (sign == text.size() || (text[sign] != '=' && text[sign] != ':')) continue;
-        const Written written{text.substr(0, at), negated, text[sign] == ':', text.substr(sign + 1)};
+        Written const written{text.substr(0, at), negated, text[sign] == ':', text.substr(sign + 1)};
         if (elements.Find(written.title) >= 0) return written;
         if (!unknown) unknown = written;
     }
@@ -60,7 +60,7 @@ Written Divide(Elements const& elements, std::string_view text) {
 
 // Each takes a value, and the comma behind it, away from `text`. Result: whether another value follows.
 bool TakePlain(std::string_view& text, std::string& value) {
-    const std::size_t comma = text.find(',');
+    std::size_t const comma = text.find(',');
     value = text.substr(0, comma);
     if (comma == text.npos) return false;
     text.remove_prefix(comma + 1);
@@ -68,10 +68,10 @@ bool TakePlain(std::string_view& text, std::string& value) {
 }
 
 bool TakeQuoted(std::string_view& text, std::string& value) {
-    const std::string_view whole = text;
+    std::string_view const whole = text;
     do {
         text.remove_prefix(1);
-        const std::size_t quote = text.find('"');
+        std::size_t const quote = text.find('"');
         if (quote == text.npos)
             throw Failure(Failure::invalid_condition, "引用符 (\") が閉じていません: " + std::string(whole));
         value += text.substr(0, quote);
@@ -114,7 +114,7 @@ std::optional<std::string> PartialDate(std::string_view text) {
 // A value or bound as the library compares it.
 CString Comparable(Elements const& elements, Element const& element, std::string const& value) {
     if (value.empty()) return {};
-    const std::string name = NameOf(elements, element.number);
+    std::string const name = NameOf(elements, element.number);
     if (value.find_first_of("\r\n") != value.npos)
         throw Failure(Failure::invalid_condition, name + ": 値に改行は入れられません。");
     if (IsDate(element)) {
@@ -141,7 +141,7 @@ CString Quoted(CString const& value, bool alone) {
 
 void ReadRange(Elements const& elements, Element const& element, Written const& written,
                OneExtractCondition& condition) {
-    const std::size_t dots = written.rest.find(between_bounds);
+    std::size_t const dots = written.rest.find(between_bounds);
     if (dots == written.rest.npos)
         throw Failure(
             Failure::invalid_condition,
@@ -157,7 +157,7 @@ void ReadRange(Elements const& elements, Element const& element, Written const& 
 
 void ReadValues(Elements const& elements, Element const& element, Written const& written,
                 OneExtractCondition& condition) {
-    const std::vector<std::string> values = ValuesIn(written.rest);
+    std::vector<std::string> const values = ValuesIn(written.rest);
     condition.Mode = "E";
     condition.EqualFlag = written.negated ? "N" : "Y";
     for (std::string const& value : values)
@@ -193,7 +193,7 @@ std::string Describe(Elements const& elements, ExtractAction& set, int tab, int 
     OneExtractCondition condition;
     set.GetExtractConditionFromMemoryToStruct(condition, TabAt(tab), ConditionAt(number));
     int const element = condition.ElementNumber;
-    const std::string subject = NameOf(elements, element) + "が";
+    std::string const subject = NameOf(elements, element) + "が";
     if (condition.Mode == "R") return subject + DescribeRange(condition);
     // As they are compared; the structure's values keep their quotes.
     CArray<CString, CString> values;
@@ -216,7 +216,7 @@ char const* const condition_help =
     "  --where はすべてが成り立つ人を選びます。--or は別の条件を始め、後ろの --where はそこに加わります。\n";
 
 OneExtractCondition ReadCondition(Elements const& elements, std::string_view text) {
-    const Written written = Divide(elements, text);
+    Written const written = Divide(elements, text);
     int const number = elements.Named(written.title);
     if (!IsForPeople(number))
         throw Failure(Failure::invalid_condition, "この列は条件に使えません: " + std::string(written.title));
@@ -270,7 +270,7 @@ std::vector<std::string> DescribeConditions(Elements const& elements, ExtractAct
 }
 
 std::string DescribeInOneLine(Elements const& elements, ExtractAction& set) {
-    const std::vector<std::string> lines = DescribeConditions(elements, set);
+    std::vector<std::string> const lines = DescribeConditions(elements, set);
     std::string whole;
     for (std::string const& line : lines)
         whole += (whole.empty() ? "" : " または ") + (lines.size() > 1 ? "(" + line + ")" : line);

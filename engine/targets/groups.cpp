@@ -47,9 +47,9 @@ CString NewName(ExtractListViewer& groups, std::string const& text, int own_id) 
 }
 
 ExtractViewData GroupNamed(ExtractListViewer& groups, std::string const& text, GroupState state) {
-    const CString name = Into(text, "名前");
+    CString const name = Into(text, "名前");
     auto const find = [&](GroupState where) {
-        const std::vector<ExtractViewData> all = AllOf(groups, where);
+        std::vector<ExtractViewData> const all = AllOf(groups, where);
         auto const number = WholeNumber(text);
         auto const found = std::find_if(all.begin(), all.end(), [&](ExtractViewData const& group) {
             return number ? group.ExtractID == *number : group.Name == name;
@@ -82,7 +82,7 @@ int AddToIndex(ExtractListViewer& groups, CString const& name) {
 template <class Change>
 Group ChangeOne(Session& session, std::string const& text, GroupState state, Change change) {
     ExtractListViewer& groups = session.Groups();
-    const ExtractViewData group = GroupNamed(groups, text, state);
+    ExtractViewData const group = GroupNamed(groups, text, state);
     if (change(groups, group) != ExtractListViewer::done) NotChanged(groups);
     session.SaveGroups();
     CString name;
@@ -104,8 +104,8 @@ auto UnlessDamaged(Read read) -> std::optional<decltype(read())> {
 
 SavedGroup SaveGroup(Session& session, int mail_id, std::string const& text) {
     RequireMail(session, mail_id);
-    const TargetOwner mail{TargetOwner::mail, mail_id};
-    const CString name = NewName(session.Groups(), text, no_group);
+    TargetOwner const mail{TargetOwner::mail, mail_id};
+    CString const name = NewName(session.Groups(), text, no_group);
     ExtractAction set;
     LoadConditions(session, mail, set);
     ExtractResultDetail list;
@@ -113,7 +113,7 @@ SavedGroup SaveGroup(Session& session, int mail_id, std::string const& text) {
     if (!HasConditions(set) && list.GetRecordNumber() == 0)
         throw Failure(Failure::no_conditions,
                       "このメールの宛先はまだ選ばれていません。「tessaly target」で選べます。");
-    const TargetOwner group{TargetOwner::group, AddToIndex(session.Groups(), name)};
+    TargetOwner const group{TargetOwner::group, AddToIndex(session.Groups(), name)};
     SafeChange whole(session.DataDirectory(), {groups_file, group.ConditionsFile(), group.RecipientsFile()});
     session.SaveGroups();
     SaveConditions(session, group, set);
@@ -125,7 +125,7 @@ SavedGroup SaveGroup(Session& session, int mail_id, std::string const& text) {
 Group RenameGroup(Session& session, std::string const& text, std::string const& new_name) {
     return ChangeOne(
         session, text, GroupState::live, [&](ExtractListViewer& groups, ExtractViewData const& group) {
-            const CString name = NewName(groups, new_name, group.ExtractID);
+            CString const name = NewName(groups, new_name, group.ExtractID);
             return groups.CorrectExtractListPinPoint(name, group.ExtractID, ExtractListViewer::column_name);
         });
 }
@@ -148,7 +148,7 @@ Group RestoreGroup(Session& session, std::string const& text) {
 
 Choice ApplyGroup(Session& session, std::string const& text, int mail, Apply apply) {
     RequireMail(session, mail);
-    const TargetOwner group{TargetOwner::group,
+    TargetOwner const group{TargetOwner::group,
                             GroupNamed(session.Groups(), text, GroupState::live).ExtractID};
     ExtractAction set;
     LoadConditions(session, group, set);
@@ -161,10 +161,10 @@ Choice ApplyGroup(Session& session, std::string const& text, int mail, Apply app
 }
 
 std::vector<GroupSummary> ListGroups(Session& session, GroupState state) {
-    const Elements elements(session);
+    Elements const elements(session);
     std::vector<GroupSummary> groups;
     for (ExtractViewData const& group : AllOf(session.Groups(), state)) {
-        const TargetOwner owner{TargetOwner::group, group.ExtractID};
+        TargetOwner const owner{TargetOwner::group, group.ExtractID};
         auto const recipients = UnlessDamaged([&] {
             ExtractResultDetail list;
             LoadRecipients(session, owner, list);

@@ -33,7 +33,7 @@ template <class Library>
 }
 
 std::optional<int> IdIn(CString const& cell) {
-    const std::optional<int> id = WholeNumber(cell.View());
+    std::optional<int> const id = WholeNumber(cell.View());
     return id && *id >= 0 ? id : std::nullopt;
 }
 
@@ -51,7 +51,7 @@ void Bind(Session& session, TargetOwner owner, ExtractResultDetail& list) {
 void Fill(ExtractResultDetail& list, std::vector<int> const& ids) {
     MakeEmptyRecipients(list);
     for (int const id : ids) {
-        const std::string text = std::to_string(id);
+        std::string const text = std::to_string(id);
         char const* cells[] = {text.c_str()};
         list.InsertString(cells);
     }
@@ -66,7 +66,7 @@ bool IsErased(CDatabaseEdit& customers, int id) {
 
 // Another process may have chosen anew since the list was read.
 void DropErased(Session& session, int mail) {
-    const TargetOwner owner{TargetOwner::mail, mail};
+    TargetOwner const owner{TargetOwner::mail, mail};
     session.WhileOthersWait([&] {
         ExtractResultDetail list;
         LoadRecipients(session, owner, list);
@@ -100,7 +100,7 @@ int RecipientCount(Session& session, int mail) {
 }
 
 void MakeEmptyTarget(Session& session, int mail) {
-    const TargetOwner owner{TargetOwner::mail, mail};
+    TargetOwner const owner{TargetOwner::mail, mail};
     ExtractAction set;
     MakeEmptyConditions(session, set);
     SaveConditions(session, owner, set);
@@ -139,7 +139,7 @@ void SaveConditions(Session& session, TargetOwner owner, ExtractAction& set) {
 
 void LoadRecipients(Session& session, TargetOwner owner, ExtractResultDetail& list) {
     Bind(session, owner, list);
-    const std::string file = owner.RecipientsFile();
+    std::string const file = owner.RecipientsFile();
     int const result = list.GetDBIDListFromFileToMemory(EnvManager::use_own_key, nullptr);
     bool const nothing =
         result == ExtractResultDetail::file_missing || result == ExtractResultDetail::file_empty;
@@ -201,7 +201,7 @@ void ChooseRecipients(Session& session, int mail, ExtractAction& set, ExtractRes
 }
 
 void StoreTarget(Session& session, int mail, ExtractAction& set, ExtractResultDetail& list) {
-    const TargetOwner owner{TargetOwner::mail, mail};
+    TargetOwner const owner{TargetOwner::mail, mail};
     SafeChange whole(session.DataDirectory(),
                      {owner.ConditionsFile(), owner.RecipientsFile(), mail_list_file});
     SaveConditions(session, owner, set);

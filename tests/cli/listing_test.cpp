@@ -20,8 +20,8 @@ std::string Listed(cli::ListFormat format, std::vector<std::string> const& title
 }
 
 TEST(Listing, TheSameRowsAsTableCsvAndJson) {
-    const std::vector<std::string> titles = {"ID", "名前(姓)", "備考"};
-    const std::vector<std::vector<std::string>> rows = {
+    std::vector<std::string> const titles = {"ID", "名前(姓)", "備考"};
+    std::vector<std::vector<std::string>> const rows = {
         {"1", "表", "a,b"}, {"20", "ｱ\"\\\x1B[1m", "改行\r\nあり\t"}, {"", "", ""}};
     EXPECT_EQ(Listed(cli::ListFormat::table, titles, rows),
               "ID  名前(姓)  備考\n"
@@ -47,7 +47,7 @@ TEST(Listing, TheSameRowsAsTableCsvAndJson) {
 TEST(Listing, ATableCutsLongCellsBetweenCharacters) {
     std::string kanji;
     for (int i = 0; i < 25; ++i) kanji += "表";
-    const std::string cut = kanji.substr(0, 19 * 3) + "..";
+    std::string const cut = kanji.substr(0, 19 * 3) + "..";
     EXPECT_EQ(Listed(cli::ListFormat::table, {"a", "b"}, {{kanji, "x"}, {"a" + kanji, "y"}}),
               "a" + std::string(41, ' ') + "b\n" + cut + "  x\na" + kanji.substr(0, 18 * 3) + "..   y\n");
 }
@@ -55,7 +55,7 @@ TEST(Listing, ATableCutsLongCellsBetweenCharacters) {
 TEST(Listing, TheFirstRowsSetTheWidths) {
     std::vector<std::vector<std::string>> rows(200, {"1", "a"});
     rows.push_back({"長い", "b"});
-    const std::string table = Listed(cli::ListFormat::table, {"n", "x"}, rows);
+    std::string const table = Listed(cli::ListFormat::table, {"n", "x"}, rows);
     EXPECT_TRUE(table.starts_with("n  x\n1  a\n")) << table.substr(0, 40);
     EXPECT_TRUE(table.ends_with("1  a\n長い  b\n")) << table.substr(table.size() - 40);
 }

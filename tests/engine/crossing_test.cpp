@@ -18,7 +18,7 @@ std::string Utf8(unsigned point) {
 }
 
 // Signs that come back as their equal, never as a backslash or a tilde.
-const std::map<unsigned, std::string> same_signs = {
+std::map<unsigned, std::string> const same_signs = {
     {0xA0, " "},    {0xA2, "￠"},  {0xA3, "￡"},     {0xA5, "￥"},  {0xA6, "￤"},  {0xAC, "￢"},
     {0xAF, "￣"},   {0xB5, "μ"},   {0xC5, "\u212B"}, {0x2011, "-"}, {0x2014, "―"}, {0x2016, "∥"},
     {0x203E, "￣"}, {0x2126, "Ω"}, {0x2212, "－"},   {0x301C, "～"}};
@@ -27,7 +27,7 @@ TEST(Crossing, WhatTheLibraryCanKeepComesBackUnchanged) {
     int kept = 0;
     for (unsigned point = 1; point <= 0xFFFF; ++point) {
         if (point >= 0xD800 && point <= 0xDFFF) continue;
-        const engine::Crossed crossed = engine::IntoLibrary(Utf8(point));
+        engine::Crossed const crossed = engine::IntoLibrary(Utf8(point));
         if (crossed.no_form) {
             EXPECT_EQ(crossed.no_form->character, Utf8(point));
             continue;

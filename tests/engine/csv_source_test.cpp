@@ -68,7 +68,7 @@ TEST(CsvSource, DividesRecordsWhereTheyEnd) {
     EXPECT_EQ(LinesOf("'x\ny',1\nz", ',', '\''), (Lines{{"'x\ny',1", 1}, {"z", 3}}));
     EXPECT_EQ(LinesOf("\"x\ny", ',', 0), (Lines{{"\"x", 1}, {"y", 2}}));
     // The second byte of ポ is a bar: no delimiter, so no quoted field begins behind it.
-    const std::string bar = Cp932("ポ\"\n表|\"1\n2\"\n");
+    std::string const bar = Cp932("ポ\"\n表|\"1\n2\"\n");
     EXPECT_EQ(LinesOf(bar, '|'), (Lines{{Cp932("ポ\""), 1}, {Cp932("表|\"1\n2\""), 2}}));
 }
 
@@ -82,7 +82,7 @@ std::string Utf16(std::u16string_view text, bool big) {
 }
 
 TEST(CsvSource, TellsTheEncodingByTheBytes) {
-    const std::string mark = "\xEF\xBB\xBF", kana = "つとてなにぬね,つて";
+    std::string const mark = "\xEF\xBB\xBF", kana = "つとてなにぬね,つて";
     constexpr std::u16string_view wide = u"表,𠮷\r\n";
     struct Row {
         std::string content;
@@ -90,7 +90,7 @@ TEST(CsvSource, TellsTheEncodingByTheBytes) {
         char const* name;
         std::string text;
     };
-    const Row rows[] = {
+    Row const rows[] = {
         {"表,a", "auto", "UTF-8", "表,a"},
         {"plain", "auto", "UTF-8", "plain"},
         {Cp932("表,a"), "auto", "Shift_JIS", Cp932("表,a")},
@@ -113,7 +113,7 @@ TEST(CsvSource, TellsTheEncodingByTheBytes) {
         {"a\0"s, "auto", "UTF-8", "a\0"s},
     };
     for (Row const& row : rows) {
-        const engine::FileText file =
+        engine::FileText const file =
             engine::TextOfFile(row.content, engine::EncodingOf(row.asked), "list.csv");
         EXPECT_STREQ(file.name, row.name) << testing::PrintToString(row.content);
         EXPECT_EQ(file.text, row.text) << testing::PrintToString(row.content);
@@ -127,7 +127,7 @@ TEST(CsvSource, NamesFilesThatAreNoText) {
         std::string content;
         char const* says;
     };
-    const Row rows[] = {
+    Row const rows[] = {
         {"PK\3\4 [Content_Types].xml xl/workbook.xml", "(.xlsx)です: a.csv\nExcelなどで開き"},
         {"PK\3\4 mimetypeapplication/vnd.oasis.opendocument.spreadsheet", "(.ods)です"},
         {"PK\3\4 x.csv", "ZIPの書庫です: a.csv\n中のファイルを取り出し"},
@@ -154,7 +154,7 @@ TEST(CsvSource, NamesThePlaceInTheFileOfWhatCannotBeKept) {
         std::size_t line, column;
         std::string character;
     };
-    const Row rows[] = {
+    Row const rows[] = {
         {"a\n\"b\nく💌\",c\n", 3, 2, "💌"},
         {"a\nb\nc\0d"s, 3, 2, "\0"s},
         {Cp932("表\n表\"表") + "\xFF", 2, 4, "\\xFF"},

@@ -16,7 +16,7 @@ TEST(CsvValues, AreBroughtIntoTheFormThatTheRuleAccepts) {
         char const* field;
         char const* tidied;
     };
-    const Row rows[] = {
+    Row const rows[] = {
         {FieldRule::birth_date, "1988-07-26", "1988/07/26"},
         {FieldRule::birth_date, "1988.7.26", "1988/7/26"},
         {FieldRule::birth_date, "19880726", "1988/07/26"},
@@ -53,7 +53,7 @@ TEST(CsvValues, AreBroughtIntoTheFormThatTheRuleAccepts) {
         {FieldRule::address, "　", refused},
     };
     for (Row const& row : rows) {
-        const std::optional<CString> tidied =
+        std::optional<CString> const tidied =
             engine::Tidied({0, "", 0, row.rule}, engine::IntoLibrary(row.field).text);
         EXPECT_EQ(tidied.value_or("(refused)"), row.tidied ? row.tidied : "(refused)") << row.field;
     }
@@ -66,7 +66,7 @@ TEST(WholeNumber, IsTheWholeText) {
         std::string_view text;
         std::optional<int> number;
     };
-    const Row rows[] = {{digits, -1234},
+    Row const rows[] = {{digits, -1234},
                         {digits.substr(1, 2), 12},
                         {digits.substr(2, 1), 2},
                         {"", {}},

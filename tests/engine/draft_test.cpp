@@ -33,7 +33,7 @@ class DraftTest : public testing::Test {
 };
 
 TEST_F(DraftTest, HeadersEndAtTheEmptyLine) {
-    const engine::Draft draft = Read(
+    engine::Draft const draft = Read(
         "\xEF\xBB\xBFsubject:  秋のご案内 \r\nFROM: \"表 花子\" <hanako@example.jp>\r\n"
         "Reply-To: shop@example.jp\r\n\r\n本文\nSubject: 本文のうち\n\n終わり");
     EXPECT_EQ(engine::Out(draft.subject), "秋のご案内");
@@ -51,7 +51,7 @@ TEST_F(DraftTest, SaysWhereAFileIsNoDraft) {
     struct Row {
         std::string content, text;
     };
-    const Row rows[] = {
+    Row const rows[] = {
         {"", "件名 (Subject: ...) がありません"},
         {"\n本文\n", "件名 (Subject: ...) がありません"},
         {"Subject:   \n\n本文\n", "件名 (Subject: ...) がありません"},
@@ -94,7 +94,7 @@ TEST_F(DraftTest, FindsWhatRecipientsWouldNotSeeAsItWasMeant) {
         std::size_t line, column;
         std::string text;
     };
-    const Row rows[] = {
+    Row const rows[] = {
         {"Subject: 件名<%名前%>\n\n本文", 1, 12, "知らない差し込み文字です: <%名前%>"},
         {"Subject: 件名\n\n本文\r\nあ<%なまえ(姓)%>い", 4, 2, "知らない差し込み文字です: <%なまえ(姓)%>"},
         {"Subject:① 件名\n\n本文", 1, 9, "機種依存文字です「①」"},

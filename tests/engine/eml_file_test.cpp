@@ -12,13 +12,13 @@ namespace {
 
 // The text of an .eml file of one text part; what is said of one that cannot be read.
 std::string TextOf(std::string const& charset, std::string const& body) {
-    const ScratchFolder folder;
+    ScratchFolder const folder;
     std::ofstream(folder.Host("a.eml"), std::ios::binary)
         << "Subject: s\r\nContent-Type: text/plain" << charset
         << "\r\nContent-Transfer-Encoding: 8bit\r\n\r\n"
         << body;
     try {
-        const engine::UnpackedEml eml(folder.Host("a.eml"));
+        engine::UnpackedEml const eml(folder.Host("a.eml"));
         std::ostringstream text;
         text << std::ifstream(eml.Texts().draft).rdbuf();
         return text.str();
@@ -28,7 +28,7 @@ std::string TextOf(std::string const& charset, std::string const& body) {
 }
 
 TEST(EmlFile, TextsOfEveryKnownCharset) {
-    const std::string head = "Subject: s\n\n", sjis = "\x95\x5C";
+    std::string const head = "Subject: s\n\n", sjis = "\x95\x5C";
     EXPECT_EQ(TextOf("", sjis), head + "表");
     for (char const* charset : {"us-ascii", "Shift_JIS", "shift-jis", "windows-31j", "CP932"})
         EXPECT_EQ(TextOf(std::string("; charset=") + charset, sjis), head + "表") << charset;

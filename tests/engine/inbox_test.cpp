@@ -12,7 +12,7 @@ namespace {
 TEST(Inbox, CountsAnswersOfEveryVersion) {
     using engine::AnswerKind;
     char name[] = "/tmp/tessaly-XXXXXX";
-    const std::filesystem::path folder = mkdtemp(name);
+    std::filesystem::path const folder = mkdtemp(name);
     std::filesystem::create_directory(folder / "INBOX");
     std::ofstream(folder / "INBOX/actions.tsv") << "2026/11/22 10:00:00\tエラー\t3\t7\ta@b.jp\t\n"
                                                    "2026/11/23 10:00:00\tbounce\t3\t8\ta@b.jp\t\n"
@@ -20,8 +20,8 @@ TEST(Inbox, CountsAnswersOfEveryVersion) {
                                                    "2026/11/23 10:00:02\tdelay\t-1\t-1\ta@b.jp\t\n"
                                                    "2026/11/23 10:00:03\tnews\t4\t8\ta@b.jp\t\n"
                                                    "2026/11/23 10:00:04\tbounce\t3";
-    const engine::AnswerCounts counts = engine::CountAnswers(folder.string());
-    const engine::AnswerCounts wanted = {{3, {{AnswerKind::bounce, 2}, {AnswerKind::refusal, 1}}}};
+    engine::AnswerCounts const counts = engine::CountAnswers(folder.string());
+    engine::AnswerCounts const wanted = {{3, {{AnswerKind::bounce, 2}, {AnswerKind::refusal, 1}}}};
     EXPECT_EQ(wanted, counts);
     std::filesystem::remove_all(folder);
 }

@@ -23,7 +23,7 @@ CString In(std::string_view utf8) { return engine::Into(utf8, "test"); }
 std::vector<std::string> LinesOf(CString const& header) {
     std::vector<std::string> lines;
     for (std::string_view rest = header.View(); !rest.empty();) {
-        const std::size_t end = std::min(rest.find("\r\n"), rest.size());
+        std::size_t const end = std::min(rest.find("\r\n"), rest.size());
         lines.emplace_back(rest.substr(0, end));
         EXPECT_TRUE(lines.back().size() <= 76 || lines.back().find("=?") == std::string::npos)
             << lines.back();
@@ -38,7 +38,7 @@ std::string Decoded(CString const& header, std::string_view name) {
     std::vector<std::string> lines = LinesOf(header);
     EXPECT_TRUE(lines[0].starts_with(name)) << lines[0];
     for (std::size_t i = 0; i < lines.size(); ++i) {
-        const std::string word = lines[i].substr(i == 0 ? name.size() : 1);
+        std::string const word = lines[i].substr(i == 0 ? name.size() : 1);
         if (word.empty() && i == 0) continue;
         EXPECT_LE(word.size(), 75U) << word;
         EXPECT_TRUE(word.starts_with("=?ISO-2022-JP?B?") && word.ends_with("?=")) << word;
@@ -64,7 +64,7 @@ TEST(MailText, HeadersHoldAnyTextInWordsThatDecodeByThemselves) {
     for (int round = 0; round < 500; ++round) {
         std::string text = "件";
         for (auto left = random() % 120; left > 0; --left) text += pieces[random() % 14];
-        const std::string name(1 + round % 80, 'N');
+        std::string const name(1 + round % 80, 'N');
         ASSERT_EQ(Decoded(engine::HeaderLine(name.c_str(), In(text)), name + ": "), text);
     }
 }
@@ -77,14 +77,14 @@ TEST(MailText, NamesInHeadersAreQuotedOrEncoded) {
         std::string address;
         bool own_line;
     };
-    const std::string at = "@example.jp", word = "To: =?ISO-2022-JP?B?GyRCST0bKEI=?=";
+    std::string const at = "@example.jp", word = "To: =?ISO-2022-JP?B?GyRCST0bKEI=?=";
     Row const rows[] = {{"表", std::string(28, 'a') + at, false},
                         {"表", std::string(29, 'a') + at, true},
                         {"表", std::string(80, 'a') + at, true},
                         {full_lines, "a" + at, true}};
     for (Row const& row : rows) {
-        const CString line = engine::HeaderLine("To", engine::Mailbox{In(row.name), row.address.c_str()});
-        const std::vector<std::string> lines = LinesOf(line);
+        CString const line = engine::HeaderLine("To", engine::Mailbox{In(row.name), row.address.c_str()});
+        std::vector<std::string> const lines = LinesOf(line);
         EXPECT_EQ(lines.back() == " <" + row.address + ">", row.own_line) << line;
         EXPECT_EQ(lines[0].starts_with(word), row.name == "表") << line;
     }
@@ -92,7 +92,7 @@ TEST(MailText, NamesInHeadersAreQuotedOrEncoded) {
     EXPECT_EQ(engine::HeaderLine("To", engine::Mailbox{"A. \"B\" \\, <x@y>", "a@example.jp"}),
               R"(To: "A. \"B\" \\, <x@y>" <a@example.jp>)");
     EXPECT_EQ(engine::NameParameter("name", "a\"b.txt"), R"(name="a\"b.txt")");
-    const std::vector<std::string> lines =
+    std::vector<std::string> const lines =
         LinesOf("\t " + engine::NameParameter("filename", In("みどり野の店の春のご案内の表の名前.txt")));
     EXPECT_EQ(lines.size(), 2U);
     EXPECT_EQ(lines[1].back(), '"');
@@ -116,8 +116,8 @@ TEST(MailText, ACustomersValuesStayValues) {
     customer.KanjiSei = In("表\r\nBcc: b@example.jp");
     customer.KanjiMei = In("ﾊﾅｺ\r\n\r\n.");
     customer.Address1 = In("一\n.\r\nQUIT\r二");
-    const engine::MailVersion version{In("<%名前(姓)%>様"), In("<%市区町村%>\r\n終わり\r\n"), {}, nullptr};
-    const engine::MergedMail text = engine::Merge(version, In("様\r\n"), customer);
+    engine::MailVersion const version{In("<%名前(姓)%>様"), In("<%市区町村%>\r\n終わり\r\n"), {}, nullptr};
+    engine::MergedMail const text = engine::Merge(version, In("様\r\n"), customer);
     EXPECT_EQ(engine::Out(text.to_name), "表  Bcc: b@example.jp ハナコ    .様");
     EXPECT_EQ(engine::Out(text.subject), "表  Bcc: b@example.jp様");
     EXPECT_EQ(engine::Out(text.body), "一\r\n.\r\nQUIT\r\n二\r\n終わり\r\n");
@@ -127,14 +127,14 @@ TEST(MailText, ACustomersValuesStayValues) {
 TEST(MailText, NoLineOfABodyIsTooLongForAServer) {
     std::string mixed;
     for (int i = 0; i < 1500; ++i) mixed += "aあ";
-    const std::string rows[] = {std::string(5000, 'a'), mixed, mixed + "\r\n\r\n" + mixed + "\r\n",
+    std::string const rows[] = {std::string(5000, 'a'), mixed, mixed + "\r\n\r\n" + mixed + "\r\n",
                                 "短い\r\n"};
     for (std::string const& row : rows) {
-        const CString body = engine::Merge({"s", In(row), {}, nullptr}, "", OneCustomer()).body;
+        CString const body = engine::Merge({"s", In(row), {}, nullptr}, "", OneCustomer()).body;
         std::string joined, wanted = engine::Out(In(row));
         KCodeC code;
         for (std::string_view rest = body.View(); !rest.empty();) {
-            const std::size_t end = std::min(rest.find("\r\n"), rest.size());
+            std::size_t const end = std::min(rest.find("\r\n"), rest.size());
             EXPECT_LE(std::string_view(code.sjtojis7(CString(rest.substr(0, end)), 0)).size(), 998U);
             joined += engine::Out(rest.substr(0, end));
             rest.remove_prefix(std::min(end + 2, rest.size()));
@@ -151,7 +151,7 @@ TEST(MailText, NoLineOfABodyIsTooLongForAServer) {
 
 // RFC 6068 2; what a mail program reads behind "mailto:" is the address again, and nothing more.
 TEST(MailText, AnAddressInAnUnsubscribeLinkStaysAnAddress) {
-    const std::pair<char const*, char const*> rows[] = {
+    std::pair<char const*, char const*> const rows[] = {
         {"shop@example.jp", "shop@example.jp"},
         {"a..b.-_~!$'*+Z9@example.jp", "a..b.-_~!$'*+Z9@example.jp"},
         {"a%b&c=d;e?f#g/h@x.jp", "a%25b%26c%3Dd%3Be%3Ff%23g%2Fh@x.jp"},
@@ -159,8 +159,8 @@ TEST(MailText, AnAddressInAnUnsubscribeLinkStaysAnAddress) {
         {"\"a@b, <c>\"@x.jp", "%22a%40b%2C%20%3Cc%3E%22@x.jp"},
     };
     for (auto const& [address, encoded] : rows) {
-        const CString header = engine::HeaderTemplate({"", address}, {}).For({"", "to@example.jp"}, "s");
-        const std::string wanted = "\r\nList-Unsubscribe: <mailto:" + std::string(encoded) +
+        CString const header = engine::HeaderTemplate({"", address}, {}).For({"", "to@example.jp"}, "s");
+        std::string const wanted = "\r\nList-Unsubscribe: <mailto:" + std::string(encoded) +
                                    "?subject=unsubscribe&body=%3CREFUSE%3E>";
         EXPECT_TRUE(header.View().ends_with(wanted)) << wanted;
     }

@@ -9,7 +9,7 @@
 
 namespace {
 
-const std::string title = "\xEF\xBB\xBF個人情報ID,メールアドレス,結果,応答,Message-ID\r\n";
+std::string const title = "\xEF\xBB\xBF個人情報ID,メールアドレス,結果,応答,Message-ID\r\n";
 
 class OutcomeFileTest : public testing::Test {
   protected:
@@ -24,7 +24,7 @@ class OutcomeFileTest : public testing::Test {
     }
 
     ScratchFolder folder_;
-    const std::string name_ = folder_.Host("report.csv");
+    std::string const name_ = folder_.Host("report.csv");
 };
 
 TEST_F(OutcomeFileTest, EveryRowIsThereAtOnce) {
@@ -45,17 +45,17 @@ TEST_F(OutcomeFileTest, EveryRowIsThereAtOnce) {
 
 // The process may die at any byte: what is cut off counts as not done, and the next row begins a line.
 TEST_F(OutcomeFileTest, AFileThatWasCutAnywhereCanBeGoneOnWith) {
-    const std::string whole = title + "7,a@example.jp,送信,,x\r\n8,b@example.jp,拒否,550,y\r\n";
-    const std::size_t first = whole.find("8,b"), none = title.size();
+    std::string const whole = title + "7,a@example.jp,送信,,x\r\n8,b@example.jp,拒否,550,y\r\n";
+    std::size_t const first = whole.find("8,b"), none = title.size();
     for (std::size_t size = 0; size <= whole.size(); ++size) {
         Put(whole.substr(0, size));
         engine::OutcomeFile report(name_, true);
-        const std::set<int> wanted = size == whole.size() ? std::set<int>{7, 8}
+        std::set<int> const wanted = size == whole.size() ? std::set<int>{7, 8}
                                      : size >= first      ? std::set<int>{7}
                                                           : std::set<int>{};
         EXPECT_EQ(report.Settled(), wanted) << size;
         report.Add({9, "c@example.jp", engine::Outcome::sent, "", "z"});
-        const std::size_t kept = size == whole.size() ? size : size >= first ? first : none;
+        std::size_t const kept = size == whole.size() ? size : size >= first ? first : none;
         EXPECT_EQ(Content(), whole.substr(0, kept) + "9,c@example.jp,送信,,z\r\n") << size;
     }
 }

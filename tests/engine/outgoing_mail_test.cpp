@@ -40,8 +40,8 @@ enum class Way { pieces, plain, any };
 // Whether the pieces were joined, after holding them against the plain way.
 bool CheckBody(CString const& text, CString const& company, Way way) {
     OneCustomer const customer = Customer(company);
-    const engine::MailVersion version{"s", text, {}, nullptr};
-    const CString wanted = ToJis(engine::Merge(version, "", customer).body);
+    engine::MailVersion const version{"s", text, {}, nullptr};
+    CString const wanted = ToJis(engine::Merge(version, "", customer).body);
     CString made;
     bool const joined = JisTemplate(text, JisTemplate::Use::body).AppendMerged(customer, made);
     if (way != Way::any) {
@@ -94,7 +94,7 @@ TEST(OutgoingMail, ABodyOfPiecesIsTheWholeBody) {
 }
 
 TEST(OutgoingMail, AnyMixtureMakesTheSameBody) {
-    const CString parts[] = {
+    CString const parts[] = {
         In("<%会社名%>"),
         In("<%名前(姓)%>"),
         In("様"),
@@ -144,14 +144,14 @@ TEST(OutgoingMail, AnHtmlMailOfPiecesIsTheWholeMail) {
     engine::HtmlSource source;
     source.html =
         In("<html><body>ｱ&lt;%会社名%&gt;様<br><p title=\"&lt;%名前(姓)%&gt;\">=能</p></body></html>\r\n");
-    const CString html = engine::ComposeHtml(In("<%会社名%>様\r\n.\r\n"), source);
+    CString const html = engine::ComposeHtml(In("<%会社名%>様\r\n.\r\n"), source);
     source.html.Replace(In("ｱ"), "");
-    const CString page = engine::ComposeHtml(In("<%会社名%>様\r\n.\r\n"), source);
+    CString const page = engine::ComposeHtml(In("<%会社名%>様\r\n.\r\n"), source);
     CString ascii = page, marked = page;
     ascii.Replace("charset=iso-2022-jp\r\nContent-Transfer-Encoding: 7bit",
                   "charset=us-ascii\r\nContent-Transfer-Encoding: 7bit");
     marked.Replace("<p", "_TESSALY_MULTIPART_<p");
-    const std::string long_value(1000, 'x');
+    std::string const long_value(1000, 'x');
     const struct {
         CString stored, company;
         bool pieces;
@@ -172,7 +172,7 @@ TEST(OutgoingMail, AnHtmlMailOfPiecesIsTheWholeMail) {
         OneCustomer const customer = Customer(row.company);
         CMimeAnalyze const parts = engine::PartsOf(row.stored);
         CMimeAnalyze own = parts;
-        const engine::MimeMail wanted = engine::MergeInto(own, customer);
+        engine::MimeMail const wanted = engine::MergeInto(own, customer);
         auto const made = engine::HtmlTemplate(parts).Merged(customer);
         EXPECT_EQ(made.has_value(), row.pieces) << engine::Out(row.company) << engine::Out(row.stored);
         if (!made) continue;
@@ -197,13 +197,13 @@ TEST(OutgoingMail, TheWireHasHeaderBodyAndAttachmentsInTheirPlaces) {
     content.reply_to = {"", "r@example.jp"};
     content.honorific = In("様");
     content.asks_receipt = true;
-    const engine::MailTemplate mail(content, {"Shop", "s@example.jp"});
+    engine::MailTemplate const mail(content, {"Shop", "s@example.jp"});
     MailSend::SetXMailer("");
     WireText client;
     CString wire = client.Of(mail.For(Customer(""), "id"));
     CString date = wire.Mid(wire.Find("Date: "));
     wire.Replace(date.Left(date.Find("\r\n")), "Date: now");
-    const CString boundary = wire.Mid(wire.Find("\r\n--") + 4);
+    CString const boundary = wire.Mid(wire.Find("\r\n--") + 4);
     wire.Replace(boundary.Left(boundary.Find("\r\n")), "b");
     EXPECT_EQ(
         engine::Out(wire),

@@ -29,7 +29,7 @@ class ShopOperations : public engine_tests::ScratchShop {
         });
     }
     std::string Addresses(Session& session, engine::CustomerView view) {
-        const engine::CustomerList list(session, view, "個人情報ID,メールアドレス");
+        engine::CustomerList const list(session, view, "個人情報ID,メールアドレス");
         std::string all;
         for (std::size_t row = 0; row < list.Size(); ++row) all += list.Row(row)[0] + list.Row(row)[1] + " ";
         return all;
@@ -108,7 +108,7 @@ TEST_F(ShopOperations, FailuresGoByTheirNamesAndChangeNothing) {
         {"mail_not_found", [](Session& s) { ApplyGroup(s, "全員", 9, Apply::stored); }},
     };
     static_cast<void>(FailureIn([](Session& session) { Testers(session); }));  // makes their file
-    const std::string before = Everything();
+    std::string const before = Everything();
     for (Row const& row : rows) {
         EXPECT_EQ(row.name, FailureIn(row.work)) << &row - rows;
         EXPECT_EQ(before, Everything()) << &row - rows;
@@ -140,7 +140,7 @@ TEST_F(ShopOperations, CustomersAndTestersComeAndGo) {
         "個人情報ID=3 メールアドレス=g@h.jp 名前(姓)=山﨑= 生年月日=1990/04/01 00:00:00 郵便番号=1500001 "
         "DM送付可否=Y DM以外送付可否=Y ",
         fields);
-    const engine::TesterTable testers = engine::ListTesters(session, "個人情報ID,名前(姓)");
+    engine::TesterTable const testers = engine::ListTesters(session, "個人情報ID,名前(姓)");
     EXPECT_EQ((Texts{"個人情報ID", "名前(姓)"}), testers.titles);
     EXPECT_EQ((std::vector<Texts>{{"0", "一"}, {"2", "三"}}), testers.rows);
     EXPECT_EQ(3, engine::AddTester(session, {"メールアドレス=u@b.jp"}).key);
@@ -155,11 +155,11 @@ TEST_F(ShopOperations, SettingsAndSummary) {
         DeleteCustomers(session, {0});
     }
     Session session = Open(Session::For::reading);
-    const SettingValue secret = ValueOf(session, SettingNamed("smtp.password"));
+    SettingValue const secret = ValueOf(session, SettingNamed("smtp.password"));
     EXPECT_TRUE(secret.secret && secret.value.empty() && !secret.empty);
     EXPECT_EQ(" 表,\"店\" ", ValueOf(session, SettingNamed("from.name")).value);
     EXPECT_TRUE(ValueOf(session, SettingNamed("from.address")).empty);
-    const EnvironmentSummary summary = SummaryOf(session);
+    EnvironmentSummary const summary = SummaryOf(session);
     EXPECT_TRUE(summary.has_password);
     EXPECT_EQ(2U, summary.customers);
     EXPECT_EQ(1U, summary.deleted_customers);
@@ -172,7 +172,7 @@ TEST_F(ShopOperations, GroupsKeepConditionsAndRecipientsForOtherMails) {
     Session session = Open(Session::For::changing);
     SelectTargets(session, 0, {{"名前(姓)=表", false}, {"名前(名)=一", true}});
     EXPECT_EQ((Texts{"名前(姓)が「表」を含む", "名前(名)が「一」を含む"}), ConditionsOf(session, 0));
-    const SavedGroup saved = SaveGroup(session, 0, "表さん");
+    SavedGroup const saved = SaveGroup(session, 0, "表さん");
     EXPECT_EQ(1U, saved.recipients);
     SelectTargets(session, 0, {});
     SaveGroup(session, 0, "全員");
@@ -188,7 +188,7 @@ TEST_F(ShopOperations, GroupsKeepConditionsAndRecipientsForOtherMails) {
                         {"0", Apply::anew, 2, {"a@b.jp", "g@h.jp"}},
                         {"全員", Apply::stored, 2, {"a@b.jp", "c@d.jp"}}};
     for (Row const& row : rows) {
-        const Choice choice = ApplyGroup(session, row.group, 1, row.apply);
+        Choice const choice = ApplyGroup(session, row.group, 1, row.apply);
         EXPECT_EQ(row.chosen, choice.recipients) << row.group;
         EXPECT_EQ(4U, choice.customers) << row.group;
         Texts addresses;
@@ -196,7 +196,7 @@ TEST_F(ShopOperations, GroupsKeepConditionsAndRecipientsForOtherMails) {
             addresses.push_back(one.address);
         EXPECT_EQ(row.addresses, addresses) << row.group;
     }
-    const RecipientList limited = ListRecipients(session, 1, 1);
+    RecipientList const limited = ListRecipients(session, 1, 1);
     EXPECT_EQ(1U, limited.recipients.size());
     EXPECT_EQ(2U, limited.total);
     EXPECT_EQ("表 花子", limited.recipients.at(0).name);
@@ -210,7 +210,7 @@ TEST_F(ShopOperations, GroupsKeepConditionsAndRecipientsForOtherMails) {
     RenameGroup(session, "みんな", "別の人");
     EXPECT_EQ(1, RestoreGroup(session, "みんな").id);
     Put("shop/EXTRACT/exsl0.dat", std::string(9, '\xFF') + "\n");
-    const std::vector<GroupSummary> groups = ListGroups(session, GroupState::live);
+    std::vector<GroupSummary> const groups = ListGroups(session, GroupState::live);
     ASSERT_EQ(3U, groups.size());
     EXPECT_FALSE(groups[0].recipients);  // damaged
     EXPECT_EQ("(名前(姓)が「表」を含む) または (名前(名)が「一」を含む)", groups[0].conditions);

@@ -61,7 +61,7 @@ TEST_F(StoredMails, TextsAndAttachmentsByTerminal) {
     arguments.terminal = "nd";
     Change(mail, arguments);
 
-    const engine::StoredMail stored = Described(mail);
+    engine::StoredMail const stored = Described(mail);
     EXPECT_EQ("<%名前(姓)%>様へ", stored.title);
     EXPECT_EQ("様", stored.honorific);
     EXPECT_TRUE(stored.status == MailStatus::draft);
@@ -74,7 +74,7 @@ TEST_F(StoredMails, TextsAndAttachmentsByTerminal) {
 
     Set("from.address", "shop@example.jp");
     auto const preview = [&](int customer, std::optional<TermType> terminal) {
-        const engine::MailPreview shown =
+        engine::MailPreview const shown =
             engine::PreviewOf(access_, env_, {mail, {}, customer, terminal, false});
         return shown.to.name + "|" + shown.subject + "|" + shown.body + "|" +
                std::to_string(shown.attachments.size());
@@ -101,7 +101,7 @@ TEST_F(StoredMails, WhatIsRefusedChangesNothing) {
     Put("from.txt", "From: x@example.jp\nSubject: x\n\ny\n");
     Put("word.txt", "Subject: 件\n\n<%なまえ%>\n");
     Put("none.eml", "X: y\r\nContent-Type: text/plain\r\n\r\nx");
-    const std::string before = Everything();
+    std::string const before = Everything();
     auto const changed = [&](auto const& fill) {
         return [&, fill] {
             MailArguments arguments;
@@ -158,7 +158,7 @@ TEST_F(StoredMails, CopiedDeletedRestoredAndCarriedByAFile) {
     engine::ExportMail(access_, env_, mail, Path("out.eml"), false);  // of a deleted mail too
     int const again = engine::ImportMail(access_, env_, Path("out.eml"), false);
     for (int const other : {copy, again}) {
-        const engine::StoredMail one = Described(mail), same = Described(other);
+        engine::StoredMail const one = Described(mail), same = Described(other);
         EXPECT_EQ(one.title, same.title);
         ASSERT_EQ(1U, same.texts.size());
         EXPECT_TRUE(same.texts[0].text.starts_with(one.texts[0].text)) << same.texts[0].text;

@@ -68,7 +68,7 @@ void LinesLoseNothing(std::string const& text) {
 }  // namespace
 
 void FuzzOne(std::string_view bytes) {
-    const std::string text = fuzz::TextOf(bytes);
+    std::string const text = fuzz::TextOf(bytes);
     if (text.size() > 20000) return;  // the plain reader is quadratic
     RecordsAreAsPlainOnes(text);
     if (text.find("\r\r") == text.npos) LinesLoseNothing(text);

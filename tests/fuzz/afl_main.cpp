@@ -35,7 +35,7 @@ std::uintptr_t previous_place = 0;
 void __sanitizer_cov_trace_pc() {
     auto const address = reinterpret_cast<std::uintptr_t>(__builtin_return_address(0)) -
                          reinterpret_cast<std::uintptr_t>(&__executable_start);
-    const std::uintptr_t place = address * 0x9E3779B97F4A7C15U >> (64 - map_bits);
+    std::uintptr_t const place = address * 0x9E3779B97F4A7C15U >> (64 - map_bits);
     unsigned char& count = __afl_area_ptr[place ^ previous_place];
     // A count that wraps round must not read as an edge never taken.
     count = static_cast<unsigned char>(count + (count == 0xFF ? 2 : 1));
@@ -47,7 +47,7 @@ int main() {
     while (__afl_persistent_loop(turns_of_a_process)) {
         previous_place = 0;
         // A copy of exact size: behind the end of the shared block the sanitizer sees nothing.
-        const std::unique_ptr<char[]> bytes(new char[*__afl_fuzz_len]);
+        std::unique_ptr<char[]> const bytes(new char[*__afl_fuzz_len]);
         std::memcpy(bytes.get(), __afl_fuzz_ptr, *__afl_fuzz_len);
         FuzzOne({bytes.get(), *__afl_fuzz_len});
     }

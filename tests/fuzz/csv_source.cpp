@@ -18,7 +18,7 @@ std::size_t BytesOfText(std::string_view text) {
 
 void CheckRecord(engine::CsvSource const& source, engine::CsvSource::Record const& record) {
     fuzz::Check(!record.raw.empty(), "blank lines are passed over");
-    const engine::Crossed crossed = source.ForLibrary(record);
+    engine::Crossed const crossed = source.ForLibrary(record);
     if (crossed.no_form) {
         auto const inner = static_cast<std::size_t>(std::count(record.raw.begin(), record.raw.end(), '\n'));
         fuzz::Check(crossed.no_form->line >= record.line && crossed.no_form->line <= record.line + inner,
@@ -46,7 +46,7 @@ void FuzzOne(std::string_view bytes) {
     }
     fuzz::Check(file.encoding == engine::Encoding::utf8 || file.encoding == engine::Encoding::cp932,
                 "the encoding is settled");
-    const std::string text_of_file = file.text;
+    std::string const text_of_file = file.text;
     engine::CsvSource source(std::move(file.text), file.encoding, choice & 4 ? '\t' : ',',
                              choice & 8 ? '\0' : '"');
 

@@ -29,7 +29,7 @@ std::size_t LinesOf(std::string_view content) {
 }
 
 engine::Draft Read(std::string_view content, std::vector<engine::Finding>& findings) {
-    const fuzz::MemoryFile file(content);
+    fuzz::MemoryFile const file(content);
     return engine::ReadDraft(file.HostPath(), findings);
 }
 
@@ -50,14 +50,14 @@ void FuzzOne(std::string_view bytes) {
     for (engine::Mailbox const* mailbox : {&draft.from, &draft.reply_to})
         fuzz::Check(mailbox->address.IsEmpty() || MailAddressChecker(mailbox->address) == 1,
                     "an address is one");
-    const std::size_t lines = LinesOf(bytes);
+    std::size_t const lines = LinesOf(bytes);
     for (engine::Finding const& finding : findings)
         fuzz::Check(
             finding.line >= 1 && finding.line <= lines && finding.column >= 1 && !finding.text.empty(),
             "a finding has a place in the file");
 
-    const std::string again = "Subject: " + engine::Out(draft.subject) + "\n\n" + engine::Out(draft.body);
+    std::string const again = "Subject: " + engine::Out(draft.subject) + "\n\n" + engine::Out(draft.body);
     std::vector<engine::Finding> found_again;
-    const engine::Draft copy = Read(again, found_again);
+    engine::Draft const copy = Read(again, found_again);
     fuzz::Check(copy.subject == draft.subject && copy.body == draft.body, "what was read is read again");
 }

@@ -16,7 +16,7 @@ namespace {
 // back, and none of its broken characters becomes a line end on the way.
 bool CanBeHeld(std::string const& text) {
     KCodeC to, from;
-    const std::string jis = to.sjtojis7(text.c_str(), 0);
+    std::string const jis = to.sjtojis7(text.c_str(), 0);
     return text.find('\x1B') == text.npos && jis.find('\r') == jis.npos &&
            std::count(jis.begin(), jis.end(), '\n') == std::count(text.begin(), text.end(), '\n') &&
            from.jis7tosj(jis.c_str()) == text;
@@ -24,7 +24,7 @@ bool CanBeHeld(std::string const& text) {
 
 // The last line ends belong to the delimiter behind the text.
 std::string Core(CString const& text) {
-    const std::string core(text.View());
+    std::string const core(text.View());
     return core.substr(0, core.find_last_not_of("\r\n") + 1);
 }
 
@@ -38,7 +38,7 @@ void ComesBack(std::string const& subject, std::string const& text, std::string 
     EmlFileDecoder decoder;
     fuzz::Check(decoder.EmlDecode(eml) == 1, "what was written is well-formed");
     if (CanBeHeld(text)) fuzz::Check(decoder.GetPlainText().View() == text, "the text comes back");
-    const CString read = decoder.GetHtmlText();
+    CString const read = decoder.GetHtmlText();
     if (read.IsEmpty()) return;
     encoder.SetEmlHtmlTextBody(read);
     fuzz::Check(encoder.EmlEncode(eml) == 1 && decoder.EmlDecode(eml) == 1, "again");
@@ -54,6 +54,6 @@ void FuzzOne(std::string_view bytes) {
     EmlFileDecoder decoder;
     decoder.EmlDecode(CString(fuzz::TextOf(bytes).c_str()));
     std::string_view rest = bytes;
-    const std::string subject = fuzz::TextOf(fuzz::TakeLine(rest)), text = fuzz::TextOf(fuzz::TakeLine(rest));
+    std::string const subject = fuzz::TextOf(fuzz::TakeLine(rest)), text = fuzz::TextOf(fuzz::TakeLine(rest));
     ComesBack(subject, text, fuzz::TextOf(rest));
 }

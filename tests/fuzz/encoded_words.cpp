@@ -20,7 +20,7 @@ std::string Encoded(std::string const& jis) {
 }
 
 std::string Decoded(std::string const& in) {
-    const fuzz::Allocated out(new char[mime::DecodedWordsRoom(in.size())]);
+    fuzz::Allocated const out(new char[mime::DecodedWordsRoom(in.size())]);
     MIMEbase64decoding(out.get(), fuzz::ExactText(in));
     return out.get();
 }
@@ -34,33 +34,33 @@ std::string DecodedByMode(std::string const& in, int mode) {
 void LinesAreShort(std::string const& header) {
     std::string_view rest = header;
     while (!rest.empty()) {
-        const std::string_view line = fuzz::TakeLine(rest);
-        const std::size_t size = line.size() - line.ends_with('\r');
+        std::string_view const line = fuzz::TakeLine(rest);
+        std::size_t const size = line.size() - line.ends_with('\r');
         fuzz::Check(size <= mime::header_line_limit || line.find("=?iso-2022-jp?B?") == line.npos,
                     "no line with a word is too long");
     }
 }
 
 void AnyJisIsEncoded(std::string const& jis) {
-    const std::string header = Encoded(jis);
+    std::string const header = Encoded(jis);
     if (jis.find("=?") == jis.npos) LinesAreShort(header);
     fuzz::Check(jis.find('\x1B') != jis.npos || header == jis, "ASCII stays as it is");
-    const fuzz::Allocated out(new char[mime::JisWordsRoom(jis.size())]);
+    fuzz::Allocated const out(new char[mime::JisWordsRoom(jis.size())]);
     base64encoding(out.get(), fuzz::ExactText(jis));
 }
 
 void WholeCharactersComeBack(std::string const& text) {
     if (text.find("=?") != text.npos) return;  // would be read as a word
-    const std::string header = Encoded(KCodeC().sjtojis7(text.c_str(), 0));
+    std::string const header = Encoded(KCodeC().sjtojis7(text.c_str(), 0));
     LinesAreShort(header);
     fuzz::Check(fuzz::Without(Decoded(header), fold) == text, "the header value comes back");
-    const std::string name = static_cast<char const*>(EncodeFileName(text.c_str()));
+    std::string const name = static_cast<char const*>(EncodeFileName(text.c_str()));
     fuzz::Check(fuzz::Without(Decoded(name), fold) == text, "the file name comes back");
     for (char const c : header + name) fuzz::Check((c & 0x80) == 0, "a header is ASCII");
 }
 
 void AnyBytesAreDecoded(std::string const& in) {
-    const std::string jis = Decoded(in);
+    std::string const jis = Decoded(in);
     fuzz::Check(jis.size() <= in.size(), "decoding makes nothing longer");
     fuzz::Check(DecodedByMode(in, ENCODED_WORD_JIS) == jis, "both decoders give the same");
     fuzz::Check(DecodedByMode(in, 0) == in, "an unknown mode copies");
@@ -75,7 +75,7 @@ void AnyBytesAreDecoded(std::string const& in) {
 }  // namespace
 
 void FuzzOne(std::string_view bytes) {
-    const std::string text = fuzz::TextOf(bytes);
+    std::string const text = fuzz::TextOf(bytes);
     AnyBytesAreDecoded(text);
     AnyJisIsEncoded(text);
     WholeCharactersComeBack(fuzz::WholeCharacters(bytes));

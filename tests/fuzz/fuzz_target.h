@@ -45,8 +45,8 @@ inline std::string Without(std::string text, std::string_view part) {
 
 // Takes the next line off `rest`, without its LF.
 inline std::string_view TakeLine(std::string_view& rest) {
-    const std::size_t end = std::min(rest.find('\n'), rest.size());
-    const std::string_view line = rest.substr(0, end);
+    std::size_t const end = std::min(rest.find('\n'), rest.size());
+    std::string_view const line = rest.substr(0, end);
     rest.remove_prefix(std::min(end + 1, rest.size()));
     return line;
 }

@@ -5,7 +5,7 @@
 #include "fuzz_target.h"
 
 void FuzzOne(std::string_view bytes) {
-    const std::string page = fuzz::TextOf(bytes);
+    std::string const page = fuzz::TextOf(bytes);
     engine::HtmlTokens tokens(page);
     engine::HtmlTag tag;
     std::size_t done = 0;
@@ -26,6 +26,6 @@ void FuzzOne(std::string_view bytes) {
             }
         }
     }
-    const CString text = engine::TextOfHtml(CString(page.c_str()));
+    CString const text = engine::TextOfHtml(CString(page.c_str()));
     fuzz::Check(text.Find("\r\n\r\n\r\n") < 0 || page.find('&') != page.npos, "one empty line in a row");
 }

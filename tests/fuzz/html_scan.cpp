@@ -11,9 +11,9 @@ namespace {
 template <class Take>
 void PlainScan(std::string const& html, Take take) {
     for (std::size_t at = 0; (at = html.find('<', at)) != html.npos;) {
-        const std::size_t begin = at + 1, end = html.find('>', begin);
+        std::size_t const begin = at + 1, end = html.find('>', begin);
         if (begin >= html.size() || end == html.npos) return;
-        const std::size_t inner = html.find('<', begin);
+        std::size_t const inner = html.find('<', begin);
         if (end != begin && inner < end) {
             at = begin;
             continue;
@@ -34,8 +34,8 @@ int PlainReplace(std::string const& html, std::string& out, Change change) {
         if (!ExpandHtmlElement(CString(html.substr(begin, end - begin).c_str()), element) ||
             !change(element) || !element.GetTagString(tag))
             return;
-        const std::string inside(tag.View().substr(1, tag.View().size() - 2));
-        const std::size_t place = static_cast<std::size_t>(static_cast<std::ptrdiff_t>(begin) + offset);
+        std::string const inside(tag.View().substr(1, tag.View().size() - 2));
+        std::size_t const place = static_cast<std::size_t>(static_cast<std::ptrdiff_t>(begin) + offset);
         out.erase(place, end - begin);
         out.insert(place, inside);
         offset += static_cast<std::ptrdiff_t>(inside.size()) - static_cast<std::ptrdiff_t>(end - begin);
@@ -48,7 +48,7 @@ int PlainReplace(std::string const& html, std::string& out, Change change) {
 
 void FuzzOne(std::string_view bytes) {
     std::string_view rest = bytes;
-    const std::string wanted = fuzz::TextOf(fuzz::TakeLine(rest)), html = fuzz::TextOf(rest);
+    std::string const wanted = fuzz::TextOf(fuzz::TakeLine(rest)), html = fuzz::TextOf(rest);
     CHtmlElement source, destination;
     destination.m_strName = "x";
     if (html.empty() || html.size() > 4096 || !ExpandHtmlElement(CString(wanted.c_str()), source)) return;

@@ -8,14 +8,14 @@ namespace {
 
 void EveryResultFits(std::string const& text) {
     for (Conversion const& conversion : conversions) {
-        const std::string result = Converted(conversion, text);
+        std::string const result = Converted(conversion, text);
         fuzz::Check(result.size() < conversion.size(text.size()), "the result fits the size that is told");
         fuzz::Check(Converted(conversion, text) == result, "a conversion keeps no state");
     }
 }
 
 void ClassGivesTheSame(std::string const& text) {
-    const fuzz::ExactText in(text);
+    fuzz::ExactText const in(text);
     KCodeC codec;
     fuzz::Check(codec.sjtojis7(in, 1) == Converted("sjtojis7 full", text), "sjtojis7");
     fuzz::Check(codec.ujtojis7(in, 0) == Converted("ujtojis7", text), "ujtojis7");
@@ -26,7 +26,7 @@ void ClassGivesTheSame(std::string const& text) {
 }
 
 void GuessDecides(std::string const& text) {
-    const fuzz::ExactText in(text);
+    fuzz::ExactText const in(text);
     KCodeC codec;
     int const code = codec.CheckCode(reinterpret_cast<unsigned char const*>(static_cast<char const*>(in)));
     fuzz::Check(code >= KCodeC::code_ascii && code <= KCodeC::code_euc, "the guess is a known code");
@@ -46,11 +46,11 @@ void WholeCharactersComeBack(std::string const& text) {
 }
 
 void Utf8IsStable(std::string const& text) {
-    const std::string utf8 = Converted("sjtoutf8", text);
+    std::string const utf8 = Converted("sjtoutf8", text);
     fuzz::Check(Converted("sjtoutf8", Converted("utf8tosj", utf8)) == utf8,
                 "what has a form in UTF-8 keeps it");
     KCodeC codec;
-    const std::unique_ptr<char, void (*)(void*)> block(
+    std::unique_ptr<char, void (*)(void*)> const block(
         const_cast<char*>(codec.sjtoutf8(fuzz::ExactText(text))), std::free);
     fuzz::Check(utf8 == block.get(), "both forms of sjtoutf8 give the same");
 }
@@ -58,7 +58,7 @@ void Utf8IsStable(std::string const& text) {
 }  // namespace
 
 void FuzzOne(std::string_view bytes) {
-    const std::string text = fuzz::TextOf(bytes);
+    std::string const text = fuzz::TextOf(bytes);
     EveryResultFits(text);
     ClassGivesTheSame(text);
     GuessDecides(text);

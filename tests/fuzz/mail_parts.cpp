@@ -11,8 +11,8 @@ namespace {
 
 // What a line end in front of a delimiter cannot change.
 std::string Core(CString const& body) {
-    const std::string text(body.View());
-    const std::size_t begin = text.find_first_not_of("\r\n");
+    std::string const text(body.View());
+    std::size_t const begin = text.find_first_not_of("\r\n");
     return begin == text.npos ? "" : text.substr(begin, text.find_last_not_of("\r\n") + 1 - begin);
 }
 
@@ -33,7 +33,7 @@ bool IsWhole(MimeFormatStruct const& part) {
 }  // namespace
 
 void FuzzOne(std::string_view bytes) {
-    const std::string text = fuzz::TextOf(bytes);
+    std::string const text = fuzz::TextOf(bytes);
     CMimeAnalyze mail;
     int const result = mail.AnalyzeMime(CString(text.c_str()));
     fuzz::Check(result == 0 || mail.GetDataTypeFromNowSetData() == 0, "a refused mail changes nothing");

@@ -56,8 +56,8 @@ long PlainNumber(std::string_view field, bool narrow) {
 // The first two fields of a line.
 std::pair<std::string, std::string> PlainFields(std::string line) {
     std::erase(line, '\r');
-    const std::size_t end = std::min(line.find(' '), line.size());
-    const std::string second = line.substr(std::min(end + 1, line.size()));
+    std::size_t const end = std::min(line.find(' '), line.size());
+    std::string const second = line.substr(std::min(end + 1, line.size()));
     return {line.substr(0, end), second.substr(0, second.find(' '))};
 }
 
@@ -129,7 +129,7 @@ void AnswersInFields(std::string const& reply) {
 }
 
 void Login(PopConversation& pop, Server const& server, std::string const& greeting, std::string_view& rest) {
-    const std::string stamp = PlainTimeStamp(greeting);
+    std::string const stamp = PlainTimeStamp(greeting);
     PopResult const result = pop.LogIn();
     if (stamp.empty()) return fuzz::Check(result == PopResult::no_time_stamp, "no time stamp");
     fuzz::Check(server.Received() == "APOP u " + platform::Md5Hex(stamp + "p"), "the digest");
@@ -139,7 +139,7 @@ void Login(PopConversation& pop, Server const& server, std::string const& greeti
 }  // namespace
 
 void FuzzOne(std::string_view bytes) {
-    const std::string received = fuzz::TextOf(bytes);
+    std::string const received = fuzz::TextOf(bytes);
     if (received.size() >= static_cast<std::size_t>(protocol::reply_limit)) return;
     std::string_view rest = received;
     Server server(received);

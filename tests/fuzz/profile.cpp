@@ -19,7 +19,7 @@ std::string ScratchFile() {
 // A value as it reads from its line: without the blanks around it, then without one pair of quotes.
 std::string Expected(std::string_view value) {
     constexpr char blanks[] = " \t\v\f";
-    const std::size_t first = value.find_first_not_of(blanks);
+    std::size_t const first = value.find_first_not_of(blanks);
     if (first == value.npos) return {};
     value = value.substr(first, value.find_last_not_of(blanks) - first + 1);
     bool const quoted = value.size() >= 2 && value.front() == value.back() && strchr("\"'", value.front());
@@ -37,7 +37,7 @@ class Profile {
     Profile& operator=(Profile const&) = delete;
 
     std::string Value(std::string const& section, std::string const& key) const {
-        const std::unique_ptr<char[]> out(new char[room_]);
+        std::unique_ptr<char[]> const out(new char[room_]);
         unsigned const size = platform::GetPrivateProfileString(section.c_str(), key.c_str(), "(none)",
                                                                 out.get(), room_, path_);
         fuzz::Check(size < room_ && std::strlen(out.get()) == size, "the size is that of the value");
@@ -61,10 +61,10 @@ class Profile {
 
 void FuzzOne(std::string_view bytes) {
     if (bytes.size() > (1 << 12)) return;
-    const std::string section = fuzz::TextOf(fuzz::TakeLine(bytes)),
+    std::string const section = fuzz::TextOf(fuzz::TakeLine(bytes)),
                       key = fuzz::TextOf(fuzz::TakeLine(bytes)), value = fuzz::TextOf(fuzz::TakeLine(bytes));
     Profile profile(bytes);
-    const std::string before = profile.Content(), other = profile.Value("PROXY", "Server");
+    std::string const before = profile.Content(), other = profile.Value("PROXY", "Server");
     profile.Value(section, key);
 
     if (!profile.Write(section, key, value.c_str())) {

@@ -19,9 +19,9 @@ class Tool : public MimeDecodeTool {
 
 // The same division by searching the text for each delimiter in turn.
 bool PlainSplit(std::string const& body, std::string const& boundary, std::vector<std::string>& parts) {
-    const std::string open = "\r\n--" + boundary + "\r\n", close = "\r\n--" + boundary + "--",
+    std::string const open = "\r\n--" + boundary + "\r\n", close = "\r\n--" + boundary + "--",
                       text = "\r\n" + body;
-    const std::size_t end = text.find(close);
+    std::size_t const end = text.find(close);
     std::size_t at = text.find(open);
     if (end == text.npos || at == text.npos) return false;
     std::size_t begin = at + open.size();
@@ -36,7 +36,7 @@ bool PlainSplit(std::string const& body, std::string const& boundary, std::vecto
 }
 
 void BothDivideAlike(std::string const& boundary, std::string const& text) {
-    const std::string body(Tool::CrLfConv(CString(text.c_str())).View());
+    std::string const body(Tool::CrLfConv(CString(text.c_str())).View());
     std::vector<std::string> plain;
     CArray<CString, CString> parts;
     bool const whole = PlainSplit(body, boundary, plain);
@@ -68,7 +68,7 @@ void Use(MimeFormatStruct& entity) {
 
 void FuzzOne(std::string_view bytes) {
     std::string_view rest = bytes;
-    const std::string boundary = fuzz::TextOf(fuzz::TakeLine(rest)), text = fuzz::TextOf(rest);
+    std::string const boundary = fuzz::TextOf(fuzz::TakeLine(rest)), text = fuzz::TextOf(rest);
     if (boundary.find_first_of("\r\n") == boundary.npos) BothDivideAlike(boundary, text);
     constexpr std::size_t shallow = 20000;  // Use goes down by itself
     MimeFormatStruct mail;

@@ -15,13 +15,13 @@ namespace {
 auto Lines(std::string_view text) { return std::count(text.begin(), text.end(), '\n'); }
 
 void IsMailable(CString const& text) {
-    const CString mailable = engine::Mailable(text, false);
+    CString const mailable = engine::Mailable(text, false);
     fuzz::Check(Lines(mailable.View()) == Lines(text.View()), "every line end stays");
     fuzz::Check(engine::Out(mailable).find("\uFFFD") == std::string::npos, "no damage is left");
     engine::MailableBody(text);
-    const CString header = engine::HeaderLine("Subject", engine::Mailable(text, true));
+    CString const header = engine::HeaderLine("Subject", engine::Mailable(text, true));
     for (std::string_view rest = header.View(); !rest.empty();) {
-        const std::string_view line = rest.substr(0, rest.find("\r\n"));
+        std::string_view const line = rest.substr(0, rest.find("\r\n"));
         fuzz::Check(line.find("=?ISO-2022-JP?B?") == line.npos || line.size() <= 76,
                     "a line of words is short");
         rest.remove_prefix(std::min(line.size() + 2, rest.size()));
@@ -31,7 +31,7 @@ void IsMailable(CString const& text) {
 }  // namespace
 
 void FuzzOne(std::string_view bytes) {
-    const std::string text = fuzz::TextOf(bytes);
+    std::string const text = fuzz::TextOf(bytes);
     MimeFormatStruct mail;
     MimeDecodeTool::MimeDecode(CString(text.c_str()), mail);
     engine::SubjectOf(mail);
@@ -39,7 +39,7 @@ void FuzzOne(std::string_view bytes) {
     engine::MakeReadable(mail);
     MailAnalyzer analyzer;
     analyzer.MailAnalysis(mail);
-    const CString crossed = engine::IntoWithGeta(text);
+    CString const crossed = engine::IntoWithGeta(text);
     fuzz::Check(Lines(crossed.View()) == Lines(text), "text keeps its lines");
     fuzz::Check(crossed.View().find('\x1B') == std::string_view::npos, "no escape is left");
     IsMailable(CString(text.c_str()));

@@ -39,9 +39,9 @@ bool IsAttribute(std::size_t element) {
 
 // What stands between the first opening tag and the first closing one behind it.
 std::optional<std::string> Between(std::string const& text, std::string const& name) {
-    const std::size_t at = text.find("<" + name + ">");
+    std::size_t const at = text.find("<" + name + ">");
     if (at == text.npos) return {};
-    const std::size_t begin = at + name.size() + 2, end = text.find("</" + name + ">", begin);
+    std::size_t const begin = at + name.size() + 2, end = text.find("</" + name + ">", begin);
     return end == text.npos ? std::nullopt : std::optional(text.substr(begin, end - begin));
 }
 
@@ -55,7 +55,7 @@ void AreGood(ElementValues const& values, std::string const& text) {
     for (Tag const& tag : plain_tags)
         fuzz::Check(values[tag.element].View() == Between(text, tag.name).value_or(""),
                     "a plain value as it stands");
-    const std::string in_parts =
+    std::string const in_parts =
         Between(text, "ADDRESS_2").value_or("") + Between(text, "BUILDING").value_or("");
     fuzz::Check(values[13].View() == Between(text, "ADDRESS_3").value_or(in_parts),
                 "a whole value before its parts");
@@ -94,7 +94,7 @@ void FuzzOne(std::string_view bytes) {
     ElementTypes types{};
     for (std::size_t element = 0; element < types.size(); ++element)
         if (IsAttribute(element)) types[element] = (bytes[0] + static_cast<int>(element)) % 3;
-    const std::string text = fuzz::TextOf(bytes.substr(1)), joined = WithoutLineEnds(text);
+    std::string const text = fuzz::TextOf(bytes.substr(1)), joined = WithoutLineEnds(text);
 
     ElementValues values, strict, unbroken, broken;
     bool const taken = customers::ReadRegistration(text, types, false, values);

@@ -25,7 +25,7 @@ int main(int count, char** arguments) {
     for (int i = 1; i < count; ++i) {
         for (std::filesystem::path const& file : FilesOf(arguments[i])) {
             std::ifstream stream(file, std::ios::binary);
-            const std::string content{std::istreambuf_iterator<char>(stream), {}};
+            std::string const content{std::istreambuf_iterator<char>(stream), {}};
             std::fprintf(stderr, "%s: %zu bytes\n", file.c_str(), content.size());
             if (!stream) return EXIT_FAILURE;
             // A block of exact size, for the sanitizer.

@@ -47,9 +47,9 @@ Expected Model(std::string_view received) {
 }  // namespace
 
 void FuzzOne(std::string_view bytes) {
-    const std::string received = fuzz::TextOf(bytes);
+    std::string const received = fuzz::TextOf(bytes);
     if (received.size() >= static_cast<std::size_t>(protocol::reply_limit) / 2) return;
-    const Expected expected = Model(received);
+    Expected const expected = Model(received);
 
     SocketSupport socket;  // not connected: when the bytes are used up, reading on fails
     socket.GetLineBuffer() = received.c_str();

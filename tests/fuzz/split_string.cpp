@@ -53,7 +53,7 @@ void FieldsComeBack(std::string_view text, Style style, bool quoted) {
     std::vector<std::string_view> fields;
     std::string joined;
     while (!text.empty()) {
-        const std::string_view field = fuzz::TakeLine(text);
+        std::string_view const field = fuzz::TakeLine(text);
         if (!IsMadeOfOthers(field, quoted ? "" : style.delimiters)) continue;
         if (!quoted && field.starts_with(style.quote)) continue;
         if (!fields.empty()) joined += style.delimiters[0];
@@ -72,8 +72,8 @@ void FieldsComeBack(std::string_view text, Style style, bool quoted) {
 
 void FuzzOne(std::string_view bytes) {
     if (bytes.empty()) return;
-    const Style style = styles[static_cast<unsigned char>(bytes[0]) % std::size(styles)];
-    const std::string text = fuzz::TextOf(bytes.substr(1));
+    Style const style = styles[static_cast<unsigned char>(bytes[0]) % std::size(styles)];
+    std::string const text = fuzz::TextOf(bytes.substr(1));
     BothFormsGiveTheSame(text, style);
     FieldsComeBack(text, style, false);
     if (style.quote) FieldsComeBack(text, style, true);

@@ -49,7 +49,7 @@ void CompareWithModel(std::string const& file, unsigned char const* table) {
 }
 
 void ReadWriteRead(std::string_view file) {
-    const fuzz::MemoryFile first(file), second;
+    fuzz::MemoryFile const first(file), second;
     CMyDB table(columns), again(columns);
     table.SetElementNumber_Y2(columns + 1);
     table.SetDBFilePath(first.Path());

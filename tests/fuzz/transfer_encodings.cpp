@@ -13,7 +13,7 @@ namespace {
 constexpr std::size_t quoted_line_limit = 76;  // RFC 2045 6.7
 
 std::string BodyDecoded(std::string const& in, int mode) {
-    const fuzz::Allocated out(new char[mime::MailBodyRoom(in.size())]);
+    fuzz::Allocated const out(new char[mime::MailBodyRoom(in.size())]);
     int size = -1;
     DecodeMailBody(fuzz::ExactText(in), mode, out.get(), size);
     fuzz::Check(size >= 0 && static_cast<std::size_t>(size) <= in.size(), "decoding makes nothing longer");
@@ -21,7 +21,7 @@ std::string BodyDecoded(std::string const& in, int mode) {
 }
 
 std::string Base64Of(std::string_view bytes, int line_length) {
-    const std::unique_ptr<unsigned char[]> out(
+    std::unique_ptr<unsigned char[]> const out(
         new unsigned char[mime::Base64BodyRoom(bytes.size(), line_length)]);
     base64encoding(out.get(), reinterpret_cast<unsigned char const*>(bytes.data()),
                    static_cast<int>(bytes.size()), line_length);
@@ -29,33 +29,33 @@ std::string Base64Of(std::string_view bytes, int line_length) {
 }
 
 void Base64ComesBack(std::string_view bytes) {
-    const std::string whole = Base64Of(bytes, -1);
+    std::string const whole = Base64Of(bytes, -1);
     unsigned long size = 0;
     fuzz::Check(GetSizeAfterBase64Decoding(size, whole.c_str(), whole.size()) == 1 && size == bytes.size(),
                 "the size is known before");
-    const fuzz::Allocated out(new char[size + 1]);
+    fuzz::Allocated const out(new char[size + 1]);
     int const decoded = base64decoding(out.get(), fuzz::ExactText(whole), static_cast<int>(size) + 1);
     fuzz::Check(decoded == static_cast<int>(size) && std::string_view(out.get(), size) == bytes,
                 "the strict decoder gives the bytes back");
     for (int const line_length : {1, 7, 76}) {
-        const std::string lines = Base64Of(bytes, line_length);
+        std::string const lines = Base64Of(bytes, line_length);
         fuzz::Check(fuzz::Without(lines, "\r\n") == whole, "line breaks change nothing else");
         fuzz::Check(BodyDecoded(lines, MAIL_BODY_BASE64) == bytes, "the body comes back");
     }
 }
 
 void TextComesBack(std::string const& text) {
-    const std::unique_ptr<char[]> word(new char[text.size() / 3 * 4 + 13]);
+    std::unique_ptr<char[]> const word(new char[text.size() / 3 * 4 + 13]);
     normal_base64encoding(word.get(), fuzz::ExactText(text));
-    const std::string closed = word.get();
+    std::string const closed = word.get();
     fuzz::Check(closed.ends_with("?="), "the end of an encoded word");
-    const std::string open = closed.substr(0, closed.size() - 2);
-    const std::unique_ptr<char[]> out(new char[mime::Base64DecodedRoom(open.size())]);
+    std::string const open = closed.substr(0, closed.size() - 2);
+    std::unique_ptr<char[]> const out(new char[mime::Base64DecodedRoom(open.size())]);
     fuzz::Check(normal_base64decoding(out.get(), fuzz::ExactText(open)) == static_cast<long>(text.size()) &&
                     text == out.get(),
                 "the tolerant decoder gives the text back");
 
-    const CString quoted = mime::QuotedPrintable(text);
+    CString const quoted = mime::QuotedPrintable(text);
     fuzz::Check(mime::FromQuotedPrintable(quoted.View()) == text, "quoted-printable comes back");
     fuzz::Check(BodyDecoded(std::string(quoted.View()), MAIL_BODY_QUOTED_PRINTABLE) == text,
                 "the quoted-printable body comes back");
@@ -69,11 +69,11 @@ void TextComesBack(std::string const& text) {
 
 void AnyBytesAreDecoded(std::string const& in) {
     for (std::size_t const limit : {std::size_t{1}, in.size() / 2 + 1, in.size() + 1}) {
-        const fuzz::Allocated out(new char[limit]);
+        fuzz::Allocated const out(new char[limit]);
         int const size = base64decoding(out.get(), fuzz::ExactText(in), static_cast<int>(limit));
         fuzz::Check(size >= -1 && size < static_cast<int>(limit), "the limit is kept");
     }
-    const fuzz::Allocated out(new char[mime::Base64DecodedRoom(in.size())]);
+    fuzz::Allocated const out(new char[mime::Base64DecodedRoom(in.size())]);
     long const size = normal_base64decoding(out.get(), fuzz::ExactText(in));
     fuzz::Check(size >= 0 && static_cast<std::size_t>(size) < mime::Base64DecodedRoom(in.size()), "it fits");
     BodyDecoded(in, MAIL_BODY_BASE64);
@@ -82,7 +82,7 @@ void AnyBytesAreDecoded(std::string const& in) {
 
     unsigned long room = in.size();
     int const known = GetSizeAfterQuotedPrintableDecoding(fuzz::ExactText(in), room);
-    const fuzz::Allocated bytes(new char[room]);
+    fuzz::Allocated const bytes(new char[room]);
     int const whole = QuotedPrintableDecoding(fuzz::ExactText(in), bytes.get());
     fuzz::Check(known == 0 || whole == 1, "a text of known size is decoded");
     if (known == 1 && in.find('=') == in.npos)
@@ -92,7 +92,7 @@ void AnyBytesAreDecoded(std::string const& in) {
 }  // namespace
 
 void FuzzOne(std::string_view bytes) {
-    const std::string text = fuzz::TextOf(bytes);
+    std::string const text = fuzz::TextOf(bytes);
     Base64ComesBack(bytes);
     TextComesBack(text);
     AnyBytesAreDecoded(text);

@@ -6,8 +6,8 @@
 #include "memory_file.h"
 
 void FuzzOne(std::string_view bytes) {
-    const fuzz::MemoryFile file(bytes);
-    const CString path = file.Path();
+    fuzz::MemoryFile const file(bytes);
+    CString const path = file.Path();
     for (char const* const item : {"FileVersion", "InternalName", ""}) {
         CString value("old"), again("old");
         bool const found = platform::VersionItem(path, item, value);

@@ -15,7 +15,7 @@ struct Exchange {
 
 void Play(postbox::PopSession& session, std::vector<Exchange> const& exchanges) {
     for (auto const& [line, reply] : exchanges) {
-        const std::string told = session.Line(line);
+        std::string const told = session.Line(line);
         if (reply.ends_with('?'))
             EXPECT_TRUE(told.starts_with(reply.substr(0, reply.size() - 1))) << line << "\n-> " << told;
         else
@@ -25,10 +25,10 @@ void Play(postbox::PopSession& session, std::vector<Exchange> const& exchanges) 
 
 // RFC 1939: a deleted message is gone for the rest of the session, and for good at its end.
 TEST(PopSession, MessagesAndWhatIsNoneOfThem) {
-    const ScratchFolder scratch;
+    ScratchFolder const scratch;
     for (char const* mail : {"1", "2", "3"})
         std::ofstream(scratch.Host(std::string(mail) + ".eml")) << ".a" << mail << "\n";
-    const postbox::PostboxRules rules;
+    postbox::PostboxRules const rules;
     constexpr char const *none = "-ERR no such message", *unknown = "-ERR unknown command";
     postbox::PopSession session(rules, scratch.Host(), "<1@x>");
     Play(session, {{"NOOP", "-ERR log in first"},

@@ -17,7 +17,7 @@ class SmtpSessionTest : public testing::Test {
     void Play(std::vector<Exchange> const& exchanges) { Play(session_, exchanges); }
     static void Play(SmtpSession& session, std::vector<Exchange> const& exchanges) {
         for (Exchange const& exchange : exchanges) {
-            const std::string reply = session.Line(exchange.line);
+            std::string const reply = session.Line(exchange.line);
             EXPECT_TRUE(reply.starts_with(exchange.reply) && reply.empty() == exchange.reply.empty())
                 << exchange.line << "\n-> " << reply;
         }
@@ -99,7 +99,7 @@ TEST_F(SmtpSessionTest, LimitsHoldAndTheConversationGoesOn) {
     Play({{"EHLO c", "250"}, {"MAIL FROM:<a@x.jp>", "250"}});
     for (std::size_t i = 0; i < SmtpSession::most_recipients; ++i) Play({{"RCPT TO:<b@x.jp>", "250"}});
     Play({{"RCPT TO:<b@x.jp>", "452"}, {"DATA", "354"}});
-    const std::string line(1 << 20, 'x');
+    std::string const line(1 << 20, 'x');
     for (int i = 0; i < 51; ++i) Play({{line, ""}});
     Play({{".", "552"}, {"MAIL FROM:<a@x.jp>", "250"}});
     EXPECT_TRUE(mails_.empty());
@@ -139,14 +139,14 @@ TEST_F(SmtpSessionTest, RecipientsThatMatchAPatternAreRefused) {
 TEST_F(SmtpSessionTest, ThreeWaysToAuthenticate) {
     rules_.user = "tim";
     rules_.password = "tanstaaftanstaaf";
-    const std::string prompt = "334 PDE4OTYuNjk3MTcwOTUyQHBvc3RvZmZpY2UucmVzdG9uLm1jaS5uZXQ+\r\n";
-    const std::string right = "dGltIGI5MTNhNjAyYzdlZGE3YTQ5NWI0ZTZlNzMzNGQzODkw";  // RFC 2195 2
-    const std::string plain = platform::Base64Of(std::string("\0tim\0tanstaaftanstaaf", 21));
+    std::string const prompt = "334 PDE4OTYuNjk3MTcwOTUyQHBvc3RvZmZpY2UucmVzdG9uLm1jaS5uZXQ+\r\n";
+    std::string const right = "dGltIGI5MTNhNjAyYzdlZGE3YTQ5NWI0ZTZlNzMzNGQzODkw";  // RFC 2195 2
+    std::string const plain = platform::Base64Of(std::string("\0tim\0tanstaaftanstaaf", 21));
     struct Row {
         std::vector<Exchange> exchanges;
         bool admitted;
     };
-    const Row rows[] = {
+    Row const rows[] = {
         {{{"AUTH CRAM-MD5", prompt}, {right, "235"}}, true},
         {{{"auth cram-md5", prompt}, {right, "235"}}, true},
         {{{"AUTH CRAM-MD5", prompt}, {platform::Base64Of("tim b913a602c7eda7a495b4e6e7334d3891"), "535"}},
