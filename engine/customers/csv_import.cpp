@@ -10,61 +10,17 @@
 
 #include "engine/base/crossing.h"
 #include "engine/base/failure.h"
-#include "engine/base/whole_file.h"
 #include "engine/base/whole_number.h"
-#include "engine/customers/csv_columns.h"
+#include "engine/customers/csv_input.h"
 #include "engine/customers/csv_rows.h"
-#include "engine/customers/csv_source.h"
 #include "engine/customers/elements.h"
-#include "tessaly/text.h"
 
 namespace engine {
 namespace {
 
 constexpr std::size_t rows_shown = 50;  // of each kind of remark
-constexpr std::size_t start_of_file = 64 * 1024;
 constexpr char const* keep_existing = "2";
 constexpr char const* overwrite_existing = "1";
-
-struct Delimiter {
-    char character;
-    char const* word;  // by which it can be given
-    char const* name;
-};
-constexpr Delimiter delimiters[] = {
-    {',', "comma", "コンマ"}, {'\t', "tab", "タブ"}, {';', "semicolon", "セミコロン"}};
-
-char SingleByte(std::string const& text, char const* option, bool may_be_empty) {
-    if (text == "\\t") return '\t';
-    if (text.empty() && may_be_empty) return 0;
-    if (text.size() != 1 || static_cast<unsigned char>(text[0]) >= 0x80 || text[0] == '\r' || text[0] == '\n')
-        throw Failure(Failure::invalid_request, std::string(option) + " は半角の1文字です: " + text);
-    return text[0];
-}
-
-// 0: to be found.
-char DelimiterOf(std::string const& text) {
-    if (text == "auto") return 0;
-    for (Delimiter const& delimiter : delimiters)
-        if (text == delimiter.word) return delimiter.character;
-    return SingleByte(text, "--delimiter", false);
-}
-
-FileText ReadFile(CsvImport const& options) {
-    std::string content = ReadWholeFile(options.file, "ファイル");
-    if (content.empty()) throw Failure(Failure::unsuitable_file, "ファイルが空です: " + options.file);
-    return TextOfFile(std::move(content), EncodingOf(options.encoding), options.file);
-}
-
-std::vector<std::string> Cells(std::string const& line, char delimiter, char quote) {
-    CArray<CString, CString> fields;
-    SplitString(CString(std::string_view(line)), fields, CString(delimiter), quote);
-    std::vector<std::string> cells;
-    for (CString const& field : fields) cells.push_back(Out(field));
-    return cells;
-}
-
-bool IsAddress(std::string const& cell) { return MailAddressChecker(cell.c_str()) == 1; }
 
 // Lines of a file, for the sender: "3行、7〜9行".
 class LineList {
@@ -107,14 +63,8 @@ class Import {
           session_(session),
           front_(session.Front()),
           elements_(session),
-          titles_(elements_),
-          quote_(SingleByte(options.quote, "--quote", true)),
-          delimiter_(DelimiterOf(options.delimiter)),
-          file_(ReadFile(options)),
-          work_file_(session.WorkFile()) {
-        if (delimiter_ == 0) delimiter_ = FoundDelimiter();
-        source_.emplace(std::move(file_.text), file_.encoding, delimiter_, quote_);
-    }
+          input_(options, elements_),
+          work_file_(session.WorkFile()) {}
     ~Import() {
         std::error_code ignored;
         std::filesystem::remove(work_file_, ignored);
@@ -125,10 +75,6 @@ class Import {
     void Run();
 
   private:
-    char FoundDelimiter() const;
-    CsvColumns ReadColumns();
-    void AssignWithoutTitles(CsvColumns& columns, std::vector<std::string> const& cells) const;
-    void Announce(CsvColumns const& columns) const;
     void Prepare(CsvRows& rows);
     int Call(CsvColumns& columns);
     void TakeRefused(CsvRows& rows);
@@ -141,13 +87,8 @@ class Import {
     Session& session_;
     FrontEnd& front_;
     Elements const elements_;
-    CsvTitles const titles_;
-    char quote_, delimiter_;
-    FileText file_;
-    std::optional<CsvSource> source_;
+    CsvInput input_;
     std::string work_file_;
-    bool titled_ = true;
-    CsvSource::Record title_record_{};
     std::vector<CsvSource::Record> given_;  // what the library gets, a line each
     RemarksByLine refused_;
     std::vector<std::size_t> doubtful_;  // of those given; also of those that the library refuses then
@@ -159,89 +100,13 @@ class Import {
     bool stopped_ = false;
 };
 
-// The one under which the first record holds the most titles or addresses, or else the most cells.
-char Import::FoundDelimiter() const {
-    char best = delimiters[0].character;
-    std::pair<std::size_t, std::size_t> best_score{};
-    for (Delimiter const& delimiter : delimiters) {
-        CsvSource start(file_.text.substr(0, start_of_file), file_.encoding, delimiter.character, quote_);
-        CsvSource::Record record;
-        if (!start.Next(record)) continue;
-        std::vector<std::string> const cells =
-            Cells(start.ForLibrary(record).text, delimiter.character, quote_);
-        std::size_t known = 0;
-        for (int const element : titles_.Match(cells)) known += element >= 0;
-        for (std::string const& cell : cells) known += IsAddress(cell);
-        std::pair const score{known, cells.size()};
-        if (score > best_score) best = delimiter.character;
-        best_score = std::max(score, best_score);
-    }
-    return best;
-}
-
-CsvColumns Import::ReadColumns() {
-    CsvSource::Record first;
-    if (!source_->Next(first))
-        throw Failure(Failure::unsuitable_file, "見出しの行がありません: " + options_.file);
-    Crossed const crossed = source_->ForLibrary(first);
-    std::vector<std::string> const cells = Cells(crossed.text, delimiter_, quote_);
-    // No title is a mail address.
-    titled_ = !options_.no_header && std::none_of(cells.begin(), cells.end(), IsAddress);
-    if (titled_ && (crossed.no_form || first.unclosed))
-        throw Failure(Failure::unsuitable_file,
-                      crossed.no_form ? "見出しの行に使えない文字があります: " + Describe(*crossed.no_form) +
-                                            "\nUTF-8かShift_JISのCSVファイルか確かめてください。"
-                                      : "見出しの行の引用符が閉じていません: " + options_.file);
-    CsvColumns columns(elements_, cells, titled_);
-    if (titled_) {
-        title_record_ = first;
-        columns.AssignByTitles(titles_);
-    } else {
-        source_->Restart();
-    }
-    columns.AssignByOption(options_.columns);
-    if (!titled_) AssignWithoutTitles(columns, cells);
-    if (!columns.Has(customers::element_address))
-        throw Failure(Failure::unknown_column,
-                      "メールアドレスの列が分かりません。見出しに「メールアドレス」と書くか、--columns "
-                      "メールアドレス=列 で指定してください。\nファイルの列: " +
-                          columns.Listed());
-    return columns;
-}
-
-void Import::AssignWithoutTitles(CsvColumns& columns, std::vector<std::string> const& cells) const {
-    auto const address = std::find_if(cells.begin(), cells.end(), IsAddress);
-    auto const place = static_cast<std::size_t>(address - cells.begin());
-    if (options_.columns.empty() && cells.size() > 1)
-        throw Failure(
-            Failure::unknown_column,
-            "1行目が見出しではないので、どの列が何か分かりません。--columns で指定してください。例: "
-            "--columns "
-            "\"" +
-                elements_.At(customers::element_address).title + "=" +
-                std::to_string(address == cells.end() ? 1 : place + 1) + "," + elements_.At(2).title +
-                "=列の番号\"\nファイルの列: " + columns.Listed());
-    if (address != cells.end() && !columns.Has(customers::element_address))
-        columns.Assign(customers::element_address, place);
-}
-
-void Import::Announce(CsvColumns const& columns) const {
-    std::string delimiter = "「" + std::string(1, delimiter_) + "」";
-    for (Delimiter const& known : delimiters)
-        if (known.character == delimiter_) delimiter = known.name;
-    front_.Notice(options_.file + ": " + file_.name + "、" + delimiter + "区切り、" +
-                  (titled_ ? "1行目は見出し" : "見出しなし") + "、" + std::to_string(columns.Count()) + "列");
-    front_.Notice("使う列: " + columns.Used());
-    if (std::string const unused = columns.Unused(); !unused.empty()) front_.Notice("使わない列: " + unused);
-}
-
 // Writes what the library is to read: one record a line, in code page 932.
 void Import::Prepare(CsvRows& rows) {
     std::ofstream work(work_file_, std::ios::binary | std::ios::trunc);
     std::string block;
     CsvSource::Record record;
     CsvRow row;
-    while (source_->Next(record)) {
+    while (input_.Source().Next(record)) {
         rows.Take(record, row);
         if (!row.refusals.empty()) {
             refused_[record.line] = {record, std::move(row.refusals)};
@@ -282,7 +147,7 @@ int Import::Call(CsvColumns& columns) {
             return static_cast<std::uint64_t>(std::atomic_ref<int>(imported).load(std::memory_order_relaxed));
         });
         result = customers.ImportDBfromFile(
-            IntoPath(work_file_), CString(delimiter_), quote_, columns.Assignment(),
+            IntoPath(work_file_), CString(input_.Delimiter()), input_.Quote(), columns.Assignment(),
             options_.replace ? CDatabaseEdit::import_replace : CDatabaseEdit::import_add, &imported,
             error_lines, error_texts, options_.keep ? keep_existing : overwrite_existing);
     }
@@ -317,8 +182,8 @@ void Import::WriteRefused() const {
         return;
     }
     std::ofstream file(name, std::ios::binary | std::ios::trunc);
-    if (source_->Kind() == Encoding::utf8) file << byte_order_mark;  // spreadsheets look for it
-    if (titled_) file << title_record_.raw << "\r\n";
+    if (input_.Source().Kind() == Encoding::utf8) file << byte_order_mark;  // spreadsheets look for it
+    if (input_.TitleRecord()) file << input_.TitleRecord()->raw << "\r\n";
     for (auto const& [line, refused] : refused_) file << refused.record.raw << "\r\n";
     file.close();
     if (!file) throw Failure(Failure::not_written, "取り込めなかった行を書き出せません: " + name);
@@ -371,9 +236,9 @@ void Import::Report(CsvRows& rows, CsvColumns const& columns, int imported) {
 }
 
 void Import::Run() {
-    CsvColumns columns = ReadColumns();
-    Announce(columns);
-    CsvRows rows(*source_, elements_, columns, delimiter_, quote_, options_.strict);
+    CsvColumns columns = input_.ReadColumns();
+    input_.Announce(columns, front_);
+    CsvRows rows(input_.Source(), elements_, columns, input_.Delimiter(), input_.Quote(), options_.strict);
     Prepare(rows);
     CArray<int, int> before, after;
     int const known = options_.replace ? 0 : session_.Customers().GetDBIDALL(before);
