@@ -33,7 +33,7 @@ void New(Arguments const& arguments) {
 }
 
 void Edit(Arguments const& arguments) {
-    const std::string name =
+    std::string const name =
         ChangeMail(arguments.access, arguments.env_file, arguments.mail, arguments.texts);
     std::cout << "メールを変えました。" << name << "\n";
 }
@@ -49,9 +49,9 @@ void Export(Arguments const& arguments) {
 }
 
 void List(Arguments const& arguments) {
-    const ListFormat format = ListFormatOf(arguments.format);
+    ListFormat const format = ListFormatOf(arguments.format);
     Session session(arguments.access, arguments.env_file, Session::For::reading);
-    const std::vector<MailRow> rows =
+    std::vector<MailRow> const rows =
         ListMails(session, arguments.deleted ? MailView::deleted : MailView::kept);
     Listing listing(std::cout, format,
                     {"番号", "件名", "宛先名称", "状態", "送信", "エラー", "開封", "更新日時"});
@@ -74,7 +74,7 @@ void ShowText(MailText const& mail) {
 
 void Show(Arguments const& arguments) {
     Session session(arguments.access, arguments.env_file, Session::For::reading);
-    const StoredMail mail = DescribeMail(session, arguments.mail);
+    StoredMail const mail = DescribeMail(session, arguments.mail);
     std::cout << mail.mail << ": " << OnOneLine(mail.title) << "\n状態: " << WordOf(mail.status) << "\n";
     if (!mail.address_name.empty()) std::cout << "宛先名称: " << mail.address_name << "\n";
     if (!mail.honorific.empty()) std::cout << "敬称: " << mail.honorific << "\n";

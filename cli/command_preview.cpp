@@ -66,7 +66,7 @@ void Preview(Arguments const& arguments) {
     std::optional<TermType> terminal;
     if (!arguments.terminal.empty()) terminal = TerminalNamed(arguments.terminal);
     if (arguments.size) return ShowSizes(arguments, terminal);
-    const MailPreview preview =
+    MailPreview const preview =
         PreviewOf(arguments.access, arguments.env_file,
                   {arguments.mail, arguments.draft, *arguments.customer, terminal, !arguments.page.empty()});
     ShowMail(preview);

@@ -76,7 +76,7 @@ struct Taken {
 Taken TakeOne(std::string_view text) {
     Decoded one = DecodeOne(text);
     if (one.point >= 0x3046 && one.point <= 0x30DB && one.size < text.size()) {
-        const Decoded mark = DecodeOne(text.substr(one.size));
+        Decoded const mark = DecodeOne(text.substr(one.size));
         if (char32_t const composed = Composed(one.point, mark.point)) one = {composed, one.size + mark.size};
     }
     return {one.point, one.point == 0 ? std::uint16_t{0} : CodeOf(one.point), one.size};
@@ -130,7 +130,7 @@ Crossed IntoLibrary(std::string_view utf8) {
     Crossed result;
     result.text.reserve(utf8.size());
     for (std::size_t at = 0; at < utf8.size();) {
-        const Taken one = TakeOne(utf8.substr(at));
+        Taken const one = TakeOne(utf8.substr(at));
         if (one.code == 0) {
             result.no_form = PlaceOf(utf8.substr(0, at), utf8.substr(at), one.size);
             return result;
@@ -146,7 +146,7 @@ CString IntoWithGeta(std::string_view utf8) {
     std::string text;
     text.reserve(utf8.size());
     for (std::size_t at = 0; at < utf8.size();) {
-        const Taken one = TakeOne(utf8.substr(at));
+        Taken const one = TakeOne(utf8.substr(at));
         if (one.size > 0 && IsControl(one.point))
             text += ' ';
         else if (one.size == 0 || !HasNoLooks(one.point))
@@ -173,12 +173,12 @@ void AppendUtf8(char32_t point, std::string& text) {
 }
 
 std::string Describe(NoForm const& place) {
-    const std::string sign = place.character == std::string(1, '\0') ? "NUL" : place.character;
+    std::string const sign = place.character == std::string(1, '\0') ? "NUL" : place.character;
     return std::to_string(place.line) + "行" + std::to_string(place.column) + "文字目の「" + sign + "」";
 }
 
 CString Into(std::string_view utf8, std::string_view what) {
-    const Crossed crossed = IntoLibrary(utf8);
+    Crossed const crossed = IntoLibrary(utf8);
     if (crossed.no_form) {
         throw Failure(Failure::text_without_form,
                       std::string(what) + "に使えない文字があります: " + Describe(*crossed.no_form) +

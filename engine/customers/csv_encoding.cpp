@@ -63,7 +63,7 @@ bool StartsWith(std::string_view content, std::string_view start) {
 // Control characters that no text has, in more than one byte of a hundred.
 bool IsBinary(std::string_view content) {
     constexpr std::string_view of_texts = "\t\n\v\f\r\x1A\x1B"sv;
-    const std::string_view start = content.substr(0, looked_at);
+    std::string_view const start = content.substr(0, looked_at);
     auto const control = std::count_if(start.begin(), start.end(), [&](char c) {
         return static_cast<unsigned char>(c) < 0x20 && of_texts.find(c) == of_texts.npos;
     });
@@ -72,7 +72,7 @@ bool IsBinary(std::string_view content) {
 }
 
 void RefuseKnownKinds(std::string_view content, std::string const& file) {
-    const std::string_view start =
+    std::string_view const start =
         Trimmed(content.substr(content.starts_with(byte_order_mark) ? byte_order_mark.size() : 0));
     for (FileKind const& kind : file_kinds)
         if (StartsWith(start, kind.start) && content.find(kind.inside) != content.npos)
@@ -95,7 +95,7 @@ Order OrderOf(std::string_view content) {
     if (content.starts_with("\xFF\xFE")) return Order::little;
     if (content.starts_with("\xFE\xFF")) return Order::big;
     std::size_t zeros[2] = {};
-    const std::string_view start = content.substr(0, looked_at);
+    std::string_view const start = content.substr(0, looked_at);
     for (std::size_t at = 0; at < start.size(); ++at) zeros[at % 2] += start[at] == 0;
     if (content.size() % 2 != 0 || (zeros[0] == 0) == (zeros[1] == 0)) return Order::none;
     Order const order = zeros[1] > 0 ? Order::little : Order::big;
@@ -131,7 +131,7 @@ struct Fit {
 Fit FitOfUtf8(std::string_view content) {
     Fit fit;
     for (std::size_t at = 0; at < content.size();) {
-        const std::size_t before = at;
+        std::size_t const before = at;
         fit.broken += platform::TakeUtf8(content, at) == platform::not_a_character;
         fit.characters += at > before + 1;
     }
@@ -141,7 +141,7 @@ Fit FitOfUtf8(std::string_view content) {
 Fit FitOfCp932(std::string_view content) {
     Fit fit;
     for (std::size_t at = 0; at < content.size();) {
-        const std::size_t size = CharacterAt(content, at);
+        std::size_t const size = CharacterAt(content, at);
         fit.broken += size == 0;
         fit.characters += size > 1;
         at += std::max<std::size_t>(size, 1);
@@ -153,9 +153,9 @@ Fit FitOfCp932(std::string_view content) {
 // bytes in a text of UTF-8 are told from the other code.
 bool IsRatherUtf8(std::string_view content) {
     constexpr std::size_t by_far = 10;
-    const Fit utf8 = FitOfUtf8(content);
+    Fit const utf8 = FitOfUtf8(content);
     if (utf8.broken == 0) return true;
-    const std::size_t broken_as_cp932 = FitOfCp932(content).broken;
+    std::size_t const broken_as_cp932 = FitOfCp932(content).broken;
     if (broken_as_cp932 == 0) return utf8.characters > by_far * utf8.broken;
     return utf8.broken <= broken_as_cp932 && utf8.broken <= utf8.characters;
 }
@@ -163,7 +163,7 @@ bool IsRatherUtf8(std::string_view content) {
 }  // namespace
 
 std::size_t CharacterAt(std::string_view cp932, std::size_t at) {
-    const std::size_t size = platform::CharacterSize(cp932, at);
+    std::size_t const size = platform::CharacterSize(cp932, at);
     auto const lead = static_cast<unsigned char>(cp932[at]);
     if (lead < 0x80) return 1;
     auto const code =

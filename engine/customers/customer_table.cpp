@@ -64,7 +64,7 @@ OneCustomer CustomerWith(Session& session, int customer) {
 }
 
 CustomerList::CustomerList(Session& session, CustomerView view, std::string_view columns) {
-    const Elements elements(session);
+    Elements const elements(session);
     columns_ = elements.NamedList(columns);
     for (int const column : columns_) titles_.push_back(elements.At(column).title);
     customers_ = &session.Customers();
@@ -79,12 +79,12 @@ std::vector<std::string> CustomerList::Row(std::size_t row) const {
 }
 
 std::vector<CustomerField> FieldsOf(Session& session, int customer) {
-    const Elements elements(session);
+    Elements const elements(session);
     if (session.Customers().FindCustomerID(customer, CDatabaseEdit::find_all) != 1)
         ThrowUnknownCustomer(customer);
     std::vector<CustomerField> fields;
     for (int number = 0; number < customers::element_count; ++number) {
-        const CString value = session.Customers().GetCustomerDataPinPoint(customer, number);
+        CString const value = session.Customers().GetCustomerDataPinPoint(customer, number);
         if (!elements.At(number).title.empty() && !value.IsEmpty())
             fields.push_back({elements.At(number).title, Out(value)});
     }
@@ -92,7 +92,7 @@ std::vector<CustomerField> FieldsOf(Session& session, int customer) {
 }
 
 int AddCustomer(Session& session, std::vector<std::string> const& values) {
-    const Elements elements(session);
+    Elements const elements(session);
     OneCustomer customer;
     session.Customers().GetOneCustomerForNew(customer, CDatabaseEdit::new_reset);
     Store(session, elements, customer, values);
@@ -100,7 +100,7 @@ int AddCustomer(Session& session, std::vector<std::string> const& values) {
 }
 
 void ChangeCustomer(Session& session, int customer, std::vector<std::string> const& values) {
-    const Elements elements(session);
+    Elements const elements(session);
     OneCustomer changed = CustomerWith(session, customer);
     Store(session, elements, changed, values);
 }

@@ -64,8 +64,8 @@ UnpackedEml::~UnpackedEml() {
 }
 
 void UnpackedEml::Unpack(std::string const& file) {
-    const std::string content = ReadWholeFile(file, "ファイル");
-    const CString text{std::string_view(content)};
+    std::string const content = ReadWholeFile(file, "ファイル");
+    CString const text{std::string_view(content)};
     CMimeAnalyze parts;
     if (static_cast<std::size_t>(text.GetLength()) != content.size() ||
         parts.AnalyzeMime(text) != CMimeAnalyze::ok)
@@ -74,7 +74,7 @@ void UnpackedEml::Unpack(std::string const& file) {
         throw Failure(Failure::incomplete_mail, "文面のないメールです: " + file);
     MimeFormatStruct mail;
     MimeDecodeTool::MimeDecode(text, mail);
-    const std::string subject = OnOneLine(SubjectOf(mail));
+    std::string const subject = OnOneLine(SubjectOf(mail));
     if (subject.empty()) throw Failure(Failure::incomplete_mail, "件名のないメールです: " + file);
     MimeFormatStruct part;
     parts.GetMIMETextpart(part);
@@ -99,7 +99,7 @@ void UnpackedEml::UnpackHtml(CMimeAnalyze const& parts) {
     std::string html = TextOf(part);
     std::size_t number = 0;
     for (MimeFormatStruct const& picture : parts.GetConstRefOfMimeHtmlAttach()) {
-        const std::string folder = "picture" + std::to_string(++number) + "/",
+        std::string const folder = "picture" + std::to_string(++number) + "/",
                           safe = SafeName(picture, number);
         Write(folder + safe, ContentOf(picture));
         SetPictureAddress(html, picture, folder + safe);
@@ -111,7 +111,7 @@ void UnpackedEml::UnpackAttachments(CMimeAnalyze& parts) {
     for (int i = 0; i < parts.CountMIMENormalAttach(); ++i) {
         MimeFormatStruct part;
         parts.GetMIMENormalAttach(i, part);
-        const std::string name = SafeName(part, static_cast<std::size_t>(i) + 1);
+        std::string const name = SafeName(part, static_cast<std::size_t>(i) + 1);
         texts_.attach.push_back(Write("attachment" + std::to_string(i) + "/" + name, ContentOf(part)));
     }
 }

@@ -50,7 +50,7 @@ std::string ReadUtf8(std::string const& path) {
 
 // One character in code page 932, or as a reference where a mail could not show it.
 std::string CrossedCharacter(std::string_view utf8) {
-    const Crossed crossed = IntoLibrary(utf8);
+    Crossed const crossed = IntoLibrary(utf8);
     bool const known =
         !crossed.no_form && (crossed.text == geta_mark ||
                              Mailable(CString(std::string_view(crossed.text)), false).View() != geta_mark);
@@ -67,7 +67,7 @@ std::string Crossed932(std::string_view utf8) {
             result += utf8[at++];
             continue;
         }
-        const std::string character(utf8.substr(at, lead >= 0xF0 ? 4 : lead >= 0xE0 ? 3 : 2));
+        std::string const character(utf8.substr(at, lead >= 0xF0 ? 4 : lead >= 0xE0 ? 3 : 2));
         auto const [place, is_new] = known.try_emplace(character);
         if (is_new) place->second = CrossedCharacter(character);
         result += place->second;
@@ -82,7 +82,7 @@ std::string WithEscapedWords(std::string_view html) {
     std::string result;
     std::size_t done = 0;
     for (std::size_t at = 0; (at = html.find("<%", at)) != html.npos;) {
-        const std::size_t end = html.substr(0, at + longest_word).find("%>", at);
+        std::size_t const end = html.substr(0, at + longest_word).find("%>", at);
         if (end == html.npos || MailWordInsert::GetIDFromInsertString(CString(html.substr(at, end + 2 - at)),
                                                                       MailWordInsert::plain_text) < 0) {
             at += 2;
@@ -156,9 +156,9 @@ class Pictures {
         done_ = place.end;
     }
     void Find(HtmlPlace place, std::string text) {
-        const std::string_view before = page_.substr(seen_, place.begin - seen_);
+        std::string_view const before = page_.substr(seen_, place.begin - seen_);
         line_ += static_cast<std::size_t>(std::count(before.begin(), before.end(), '\n'));
-        if (const std::size_t end = before.rfind('\n'); end != before.npos) line_start_ = seen_ + end + 1;
+        if (std::size_t const end = before.rfind('\n'); end != before.npos) line_start_ = seen_ + end + 1;
         seen_ = place.begin;
         findings_.push_back({line_, place.begin - line_start_ + 1, std::move(text)});
     }
@@ -182,7 +182,7 @@ class Pictures {
     std::string FileOf(std::string address) {
         address = PercentDecoded(address.substr(0, address.find_first_of("?#")));
         std::replace(address.begin(), address.end(), '\\', '/');
-        const fs::path named = fs::path(address).lexically_normal(), file = folder_ / named;
+        fs::path const named = fs::path(address).lexically_normal(), file = folder_ / named;
         std::error_code error;
         if (named.is_relative() && *named.begin() != ".." && fs::is_regular_file(file, error))
             return file.string();
@@ -232,11 +232,11 @@ HtmlSource ReadHtml(std::string const& file, std::vector<std::string> const& ext
     for (std::string const& picture : extra)
         if (!fs::is_regular_file(picture))
             throw Failure(Failure::file_not_found, "--inline の画像がありません: " + picture);
-    const std::string crossed = Crossed932(ReadUtf8(file));
+    std::string const crossed = Crossed932(ReadUtf8(file));
     InspectText(WithPlainWords(crossed), findings);
-    const CString page = CrLfConverter(Mailable(CString(std::string_view(WithEscapedWords(crossed))), false));
+    CString const page = CrLfConverter(Mailable(CString(std::string_view(WithEscapedWords(crossed))), false));
     HtmlSource source;
-    const std::string rewritten = Pictures(page.View(), file, extra, source, findings).Rewritten();
+    std::string const rewritten = Pictures(page.View(), file, extra, source, findings).Rewritten();
     source.html = CString(std::string_view(rewritten));
     if (CString(source.html).Trim().IsEmpty())
         throw Failure(Failure::incomplete_mail, "HTMLに中身がありません: " + file);

@@ -39,10 +39,10 @@ std::string Utf8(unsigned code) {
 std::string EntityText(std::string_view name) {
     if (name.starts_with('#')) {
         bool const hex = name.size() > 1 && (name[1] == 'x' || name[1] == 'X');
-        const std::string_view digits = name.substr(hex ? 2 : 1);
+        std::string_view const digits = name.substr(hex ? 2 : 1);
         auto const code = WholeNumber<unsigned>(digits, hex ? 16 : 10);
         if (!code) return {};
-        const Crossed crossed = IntoLibrary(Utf8(*code));
+        Crossed const crossed = IntoLibrary(Utf8(*code));
         return crossed.no_form || crossed.text.empty() ? IntoLibrary("〓").text : crossed.text;
     }
     for (auto const& entity : entities)
@@ -54,9 +54,9 @@ std::string Decoded(std::string_view text) {
     constexpr std::size_t longest_name = 10;
     std::string result;
     for (std::size_t at = 0; at < text.size();) {
-        const std::size_t end =
+        std::size_t const end =
             text[at] == '&' ? text.substr(0, at + longest_name + 2).find(';', at) : text.npos;
-        const std::string meant = end == text.npos ? "" : EntityText(text.substr(at + 1, end - at - 1));
+        std::string const meant = end == text.npos ? "" : EntityText(text.substr(at + 1, end - at - 1));
         result += meant.empty() ? std::string(1, text[at]) : meant;
         at = meant.empty() ? at + 1 : end + 1;
     }
@@ -118,9 +118,9 @@ class Reading {
     static std::string WithoutComments(std::string_view text) {
         std::string kept;
         for (std::size_t at = 0; at < text.size();) {
-            const std::size_t open = std::min(text.find("<!", at), text.size());
+            std::size_t const open = std::min(text.find("<!", at), text.size());
             kept += text.substr(at, open - at);
-            const std::size_t end = text.find(text.substr(open, 4) == "<!--" ? "-->" : ">", open);
+            std::size_t const end = text.find(text.substr(open, 4) == "<!--" ? "-->" : ">", open);
             if (end == text.npos) break;
             at = end + (text[end] == '>' ? 1 : 3);
         }
@@ -146,7 +146,7 @@ class Reading {
             link_start_ = lines_.Text().size();
             return;
         }
-        const std::string_view text =
+        std::string_view const text =
             std::string_view(lines_.Text()).substr(std::min(link_start_, lines_.Text().size()));
         bool const worth_it = link_.starts_with("http") || link_.starts_with("mailto:");
         if (worth_it && text.find(link_) == text.npos) {

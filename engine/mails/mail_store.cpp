@@ -48,7 +48,7 @@ class WorkFolder {
     WorkFolder(WorkFolder const&) = delete;
     WorkFolder& operator=(WorkFolder const&) = delete;
     void Take(NewAttachment const& added) const {
-        const fs::path folder = path_ / NameOf(added.terminal);
+        fs::path const folder = path_ / NameOf(added.terminal);
         std::error_code error;
         fs::create_directories(folder, error);
         fs::copy_file(added.file, folder / Out(added.entry.m_strFileName),
@@ -141,7 +141,7 @@ void SetKind(Session& session, int id, char kind) {
 
 void Warn(FrontEnd& front, OneMail const& mail, char kind) {
     for (int slot = 0; slot < terminal_count; ++slot) {
-        const std::string terminal = NameOf(static_cast<TermType>(slot));
+        std::string const terminal = NameOf(static_cast<TermType>(slot));
         if (mail.m_strSubject[slot].GetLength() > MailWriter::subject_limit)
             front.Notice("件名が長めです (" + terminal +
                          ")。相手のメールソフトで途中までしか見えないかもしれません。");
@@ -221,7 +221,7 @@ CString AttachmentText(Session& session, int id, TermType terminal, CString cons
 }
 
 NewAttachment AttachmentOf(TermType terminal, std::string const& file) {
-    const std::string name = fs::path(file).filename().string();
+    std::string const name = fs::path(file).filename().string();
     std::error_code error;
     if (!fs::is_regular_file(file, error))
         throw Failure(Failure::file_not_found, "添付するファイルがありません: " + file);
@@ -242,7 +242,7 @@ NewAttachment AttachmentOf(TermType terminal, std::string const& file) {
 
 int StoreMail(Session& session, std::optional<int> id, char kind, std::vector<NewAttachment> const& added,
               std::function<void(OneMail&)> const& change) {
-    const WorkFolder work(session);
+    WorkFolder const work(session);
     OneMailMaker maker(&session.Environment(), &session.Mails(), id.value_or(OneMailMaker::new_mail));
     OneMail mail = Opened(session, maker, id ? KindOf(session, *id) : kind);
     change(mail);
@@ -262,7 +262,7 @@ int StoreMail(Session& session, std::optional<int> id, char kind, std::vector<Ne
 
 int CopyMail(Session& session, int id) {
     RequireMail(session, id, Deleted::allow);
-    const WorkFolder work(session);
+    WorkFolder const work(session);
     char const kind = KindOf(session, id);
     OneMailMaker source(&session.Environment(), &session.Mails(), id);
     OneMail mail = Opened(session, source, kind);

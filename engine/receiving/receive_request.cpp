@@ -34,13 +34,13 @@ std::unique_ptr<MailSource> SourceOf(Session& session, ReceiveRequest const& req
 // A mail without an ID of its transport is identified by its Message-ID, else by its whole text.
 std::string IdOf(std::string const& text) {
     MimeFormatStruct header;
-    const std::size_t end = text.find("\r\n\r\n");
-    const std::size_t other_end = text.find("\n\n");
+    std::size_t const end = text.find("\r\n\r\n");
+    std::size_t const other_end = text.find("\n\n");
     MimeDecodeTool::MimeDecode(
         CString(std::string_view(text).substr(0, std::min(end, other_end))) + "\r\n\r\n", header);
     MailAnalyzer analyzer;
     analyzer.MailAnalysis(header);
-    const CString id = analyzer.GetMessageID();
+    CString const id = analyzer.GetMessageID();
     return id.IsEmpty() ? "text " + DigestOf(text) : "id " + std::string(id.View());
 }
 
@@ -77,9 +77,9 @@ class Receiving {
     using Clock = std::chrono::steady_clock;
 
     void Take(ReceivedMail const& mail) {
-        const std::string id = mail.id.empty() ? IdOf(mail.text) : mail.id;
+        std::string const id = mail.id.empty() ? IdOf(mail.text) : mail.id;
         if (inbox_.Seen(id)) return;
-        const Answer answer = answers_.Take(mail.text);
+        Answer const answer = answers_.Take(mail.text);
         ++counts_[static_cast<std::size_t>(answer.kind)];
         std::string kept;
         if (answer.keep && !request_.dry_run)
@@ -90,7 +90,7 @@ class Receiving {
             ++postponed_;
             return source_.KeepLast();
         }
-        const std::string line = Line(answer);
+        std::string const line = Line(answer);
         if (answer.kind != AnswerKind::other) front_.Notice(line + kept);
         // Also in a dry run, in memory only, so that it counts a repeated mail once.
         inbox_.Remember(id);
@@ -142,7 +142,7 @@ class Receiving {
 
 void ReceiveRequest::Run(Access const& access, std::string const& env_file) const {
     Session session(access, env_file, dry_run ? Session::For::reading : Session::For::changing);
-    const std::unique_ptr<MailSource> source = SourceOf(session, *this);
+    std::unique_ptr<MailSource> const source = SourceOf(session, *this);
     Receiving(session, *this, *source).Run();
 }
 

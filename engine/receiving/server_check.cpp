@@ -11,20 +11,20 @@ namespace engine {
 namespace {
 
 bool EndsSoon(Handshake const& handshake) {
-    const COleDateTime soon = COleDateTime::GetCurrentTime() + COleDateTimeSpan(days_of_warning, 0, 0, 0);
+    COleDateTime const soon = COleDateTime::GetCurrentTime() + COleDateTimeSpan(days_of_warning, 0, 0, 0);
     COleDateTime end;
     return !handshake.parameters.empty() && end.ParseDateTime(handshake.valid_until.c_str()) && end < soon;
 }
 
 ServerCheck CheckSmtp(ServerSettings const& server) {
-    const ChannelCheck check = MakeMailChannel(server, {})->Check();
+    ChannelCheck const check = MakeMailChannel(server, {})->Check();
     return {check.works, check.reason, check.handshake, EndsSoon(check.handshake), 0};
 }
 
 ServerCheck CheckPop(MailboxSettings const& mailbox) {
     ServerCheck check;
     try {
-        const std::unique_ptr<MailSource> source = MakePopSource(mailbox, &check.handshake);
+        std::unique_ptr<MailSource> const source = MakePopSource(mailbox, &check.handshake);
         check.mails = source->Total();
         source->End();
         check.works = true;
@@ -44,17 +44,17 @@ void CheckRequest::Run(Session& session, View& view) const {
     bool works = true;
     auto const show = [&](CheckedServer const& server, auto const& check) {
         view.Begin(server);
-        const ServerCheck result = check();
+        ServerCheck const result = check();
         view.End(server, result);
         works = works && result.works;
     };
     if (has_smtp) {
-        const ServerSettings server = ServerOf(session, smtp);
+        ServerSettings const server = ServerOf(session, smtp);
         show({CheckedServer::outgoing, Out(server.host), server.port, server.security, server.auth != "none"},
              [&] { return CheckSmtp(server); });
     }
     if (has_pop) {
-        const MailboxSettings mailbox = MailboxOf(session, pop);
+        MailboxSettings const mailbox = MailboxOf(session, pop);
         show({CheckedServer::mailbox, Out(mailbox.host), mailbox.port, mailbox.security, true},
              [&] { return CheckPop(mailbox); });
     }

@@ -21,8 +21,8 @@ MailPreview::Address Shown(CString const& name, CString const& address) { return
 
 MailPreview Previewed(Session& session, MailContent const& content, MailVersion const& version,
                       Mailbox const& sender, OneCustomer const& customer) {
-    const MergedMail text = Merge(version, content.honorific, customer);
-    const Mailbox from = SenderOf(session, sender);
+    MergedMail const text = Merge(version, content.honorific, customer);
+    Mailbox const from = SenderOf(session, sender);
     MailPreview preview;
     preview.from = Shown(from.name, from.address);
     if (!content.reply_to.address.IsEmpty())
@@ -37,11 +37,11 @@ MailPreview Previewed(Session& session, MailContent const& content, MailVersion 
 
 MailPreview OfDraft(Access const& access, std::string const& env_file, PreviewRequest const& request) {
     std::vector<Finding> findings;
-    const Draft draft = ReadDraft(request.draft, findings);
+    Draft const draft = ReadDraft(request.draft, findings);
     TellFindings(FrontOf(access), findings, true);
     Session session(access, env_file, Session::For::reading);
-    const OneCustomer customer = CustomerWith(session, request.customer);
-    const MailContent content = ContentOf(draft);
+    OneCustomer const customer = CustomerWith(session, request.customer);
+    MailContent const content = ContentOf(draft);
     return Previewed(session, content, content.For(customer.Email), draft.from, customer);
 }
 
@@ -53,14 +53,14 @@ std::string PageFor(MailVersion const& version, OneCustomer const& customer) {
 
 MailPreview OfStored(Session& session, int mail, PreviewRequest const& request) {
     RequireMail(session, mail, Deleted::allow);
-    const MailContent content = ContentOf(session, mail);
-    const OneCustomer customer = CustomerWith(session, request.customer);
+    MailContent const content = ContentOf(session, mail);
+    OneCustomer const customer = CustomerWith(session, request.customer);
     TermType const terminal = request.terminal.value_or(CXEmail::GetTermTypeFromMailAddr(customer.Email));
     MailVersion const& version = content.versions[static_cast<std::size_t>(terminal)];
     if (request.page && !version.html)
         throw Failure(Failure::unsuitable_mail, "この端末に届く文面にHTMLはありません。");
     MailPreview preview = Previewed(session, content, version, {}, customer);
-    const OneMail stored = ReadMail(session, mail);
+    OneMail const stored = ReadMail(session, mail);
     auto const& own =
         stored.m_aAttach[terminal].IsEmpty() ? stored.m_aAttach[pc] : stored.m_aAttach[terminal];
     for (AttachData const& attachment : own) preview.attachments.push_back(Out(attachment.m_strFileName));
@@ -98,7 +98,7 @@ MailPreview PreviewOf(Access const& access, std::string const& env_file, Preview
 
 std::vector<LongestText> LongestTexts(Session& session, int mail, std::optional<TermType> only) {
     RequireMail(session, mail, Deleted::allow);
-    const MailContent content = ContentOf(session, mail);
+    MailContent const content = ContentOf(session, mail);
     auto const address_of = [&](int id) {
         return session.Customers().GetCustomerDataPinPoint(id, customers::element_address);
     };
@@ -111,7 +111,7 @@ std::vector<LongestText> LongestTexts(Session& session, int mail, std::optional<
         if (only && *only != terminal) continue;
         for (LongestText::Part const part : {LongestText::subject, LongestText::body}) {
             MailVersion const& version = content.versions[slot];
-            const Longest longest =
+            Longest const longest =
                 Measure(session, part == LongestText::subject ? version.subject : version.body, ids[slot]);
             if (longest.customer >= 0)
                 texts.push_back({terminal, part, longest.bytes, longest.customer,

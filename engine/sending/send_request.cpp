@@ -63,13 +63,13 @@ std::vector<int> RecipientsOfDraft(Session& session, std::string const& to) {
 }
 
 void SendDraft(Session& session, SendRequest const& request, Draft const& draft) {
-    const Mailbox from = SenderOf(session, draft.from);
-    const MailContent content = ContentOf(draft);
-    const Mailing::Fetch fetch = FetchFrom(session.Customers());
+    Mailbox const from = SenderOf(session, draft.from);
+    MailContent const content = ContentOf(draft);
+    Mailing::Fetch const fetch = FetchFrom(session.Customers());
     std::vector<int> ids = RecipientsOfDraft(session, request.to);
     if (ids.empty()) throw Failure(Failure::no_recipients, "送る相手がいません。");
     if (request.dry_run) return TellRecipients(session.Front(), ids, fetch);
-    const ServerSettings server = ServerOf(session, request.smtp);
+    ServerSettings const server = ServerOf(session, request.smtp);
     std::optional<OutcomeFile> report;
     if (!request.report.empty()) {
         report.emplace(request.report, request.resume);
@@ -89,13 +89,13 @@ void SendDraft(Session& session, SendRequest const& request, Draft const& draft)
 // --- A stored mail to the test customers ---
 
 void SendTest(Session& session, SendRequest const& request, int mail) {
-    const std::vector<OneCustomer> testers = Testers(session);
+    std::vector<OneCustomer> const testers = Testers(session);
     if (testers.empty())
         throw Failure(
             Failure::no_testers,
             "テスト送信の相手がいません。「tessaly testers add ENV メールアドレス=...」で登録してください。");
-    const MailContent content = ContentOf(session, mail);
-    const Mailbox from = SenderOf(session);
+    MailContent const content = ContentOf(session, mail);
+    Mailbox const from = SenderOf(session);
     auto const fetch = [&](int id, OneCustomer& customer) {
         auto const found = std::find_if(testers.begin(), testers.end(),
                                         [&](OneCustomer const& tester) { return tester.CustomerID == id; });
@@ -107,7 +107,7 @@ void SendTest(Session& session, SendRequest const& request, int mail) {
     ids.reserve(testers.size());
     for (OneCustomer const& tester : testers) ids.push_back(tester.CustomerID);
     if (request.dry_run) return TellRecipients(session.Front(), ids, fetch);
-    const ServerSettings server = ServerOf(session, request.smtp);
+    ServerSettings const server = ServerOf(session, request.smtp);
     Mailing mailing(session.Front(), content, from, server, fetch,
                     [&](Delivery const& delivery) { TellFailure(session.Front(), delivery); });
     RunMailing(session, mailing, ids, request.threads);
@@ -181,8 +181,8 @@ void RunStored(Session& session, SendRequest const& request, int mail, SendHisto
                std::vector<int> const& ids) {
     MailContent content = ContentOf(session, mail);
     content.asks_receipt = request.ask_receipt;
-    const Mailbox from = SenderOf(session);
-    const ServerSettings server = ServerOf(session, request.smtp);
+    Mailbox const from = SenderOf(session);
+    ServerSettings const server = ServerOf(session, request.smtp);
     std::optional<OutcomeFile> report;
     if (!request.report.empty()) report.emplace(request.report, request.resume);
     history.Begin(ids);
@@ -196,7 +196,7 @@ void RunStored(Session& session, SendRequest const& request, int mail, SendHisto
     RunMailing(session, mailing, ids, request.threads);
     history.End();
     PutInList(session, mail, StatusAfter(history.Rows()), history.Rows());
-    const std::string name = std::to_string(mail);
+    std::string const name = std::to_string(mail);
     RequireAllSent(mailing, ids.size(),
                    "\n同じコマンドをもう一度実行すると、まだ届いていない人に続きを送ります。",
                    "「tessaly report " + session.EnvFile() + " " + name + "」で見られ、「tessaly send " +
@@ -206,7 +206,7 @@ void RunStored(Session& session, SendRequest const& request, int mail, SendHisto
 void SendStored(Session& session, SendRequest const& request, int mail) {
     RequireMail(session, mail);
     if (request.test) return SendTest(session, request, mail);
-    const std::vector<int> recipients = RecipientsOf(session, mail);
+    std::vector<int> const recipients = RecipientsOf(session, mail);
     if (recipients.empty())
         throw Failure(Failure::no_recipients, "宛先がありません。「tessaly target " + session.EnvFile() +
                                                   " " + std::to_string(mail) +
@@ -221,7 +221,7 @@ void SendStored(Session& session, SendRequest const& request, int mail) {
         return TellRecipients(session.Front(), choose(history), FetchFrom(session.Customers()));
     }
     SendHistory history(session, mail);
-    const std::vector<int> ids = choose(history.Rows());
+    std::vector<int> const ids = choose(history.Rows());
     if (ids.empty()) {
         return session.Front().Result(request.retry ? "再送信する相手はいません。"
                                                     : "送る相手は残っていません。");
@@ -247,7 +247,7 @@ void SendRequest::Run(Access const& access, std::string const& env_file) const {
         return SendStored(session, *this, *mail);
     }
     std::vector<Finding> findings;
-    const Draft text = ReadDraft(draft, findings);
+    Draft const text = ReadDraft(draft, findings);
     TellFindings(FrontOf(access), findings, force);
     Session session(access, env_file, Session::For::reading);
     SendDraft(session, *this, text);

@@ -19,7 +19,7 @@ Choice ChooseAndStore(Session& session, int mail, ExtractAction& set) {
 
 Choice SelectTargets(Session& session, int mail, std::vector<StatedCondition> const& conditions) {
     RequireMail(session, mail);
-    const Elements elements(session);
+    Elements const elements(session);
     ExtractAction set;
     MakeEmptyConditions(session, set);
     FillConditions(elements, conditions, set);
@@ -58,7 +58,7 @@ RecipientList ListRecipients(Session& session, int mail, int limit) {
     ExtractResultDetail list;
     LoadRecipients(session, {TargetOwner::mail, mail}, list);
     int unknown = 0;
-    const std::vector<ERDetailPlusDB> entries = EntriesOf(session, mail, limit, list, unknown);
+    std::vector<ERDetailPlusDB> const entries = EntriesOf(session, mail, limit, list, unknown);
     RecipientList result{
         {}, static_cast<std::size_t>(list.GetRecordNumber()), static_cast<std::size_t>(unknown)};
     result.recipients.reserve(entries.size());

@@ -77,13 +77,13 @@ TEST_F(AnswersTest, ABounceTakesEffectByItsReportAndTheRetrySettings) {
         {
             Session session = Open(Session::For::changing);
             engine::Answers answers(session, true);
-            const engine::Answer answer = answers.Take(Bounce(row.customer, row.fields));
+            engine::Answer const answer = answers.Take(Bounce(row.customer, row.fields));
             EXPECT_EQ(row.kind, answer.kind) << row.fields;
             EXPECT_EQ(mail_, answer.mail);
             EXPECT_EQ(row.customer, answer.customer);
             answers.Save();
         }
-        const engine::MailOutcomes outcomes = Outcomes();
+        engine::MailOutcomes const outcomes = Outcomes();
         ASSERT_EQ(2U, outcomes.recipients.size());
         for (engine::RecipientOutcome const& one : outcomes.recipients)
             EXPECT_TRUE(one.state == (one.customer == row.customer ? row.after : RecipientState::complete))
@@ -103,11 +103,11 @@ TEST_F(AnswersTest, WhatIsReceivedIsCountedAndKept) {
         EXPECT_EQ(totals, front_.results);
     }
     EXPECT_NE(std::string::npos, front_.notices.find("エラーにしました: smtp; 550 no\n")) << front_.notices;
-    const Session session = Open(Session::For::reading);
-    const std::vector<engine::KeptMailRow> kept = engine::ListKeptMails(session);
+    Session const session = Open(Session::For::reading);
+    std::vector<engine::KeptMailRow> const kept = engine::ListKeptMails(session);
     ASSERT_EQ(1U, kept.size());
     EXPECT_EQ("〓 x", kept[0].subject);
-    const engine::KeptMailText mail = engine::ReadKeptMail(session, kept[0].number);
+    engine::KeptMailText const mail = engine::ReadKeptMail(session, kept[0].number);
     EXPECT_EQ("😀 x", mail.subject);
     EXPECT_EQ("いつ\n", mail.body);
     EXPECT_EQ("received_mail_not_found", FailureOf([&] { engine::ReadKeptMail(session, 9); }));
@@ -116,7 +116,7 @@ TEST_F(AnswersTest, WhatIsReceivedIsCountedAndKept) {
 TEST_F(AnswersTest, ReportsTellStatesAndWhatIsNone) {
     Begin({2});
     Sent("2\t\xff\t1\tid@x\t2026/11/23 01:02:05\n");
-    const engine::MailOutcomes outcomes = Outcomes();
+    engine::MailOutcomes const outcomes = Outcomes();
     ASSERT_EQ(3U, outcomes.recipients.size());
     EXPECT_EQ("表 花子", outcomes.recipients[0].name);
     EXPECT_EQ("2026/11/23 01:02:03", outcomes.recipients[0].last_sent);
@@ -125,7 +125,7 @@ TEST_F(AnswersTest, ReportsTellStatesAndWhatIsNone) {
     EXPECT_FALSE(outcomes.recipients[2].state.state);
     EXPECT_EQ("\ufffd", WordOf(outcomes.recipients[2].state));
     Session session = Open(Session::For::reading);
-    const std::vector<engine::MailSummary> mails = engine::SummariesOfMails(session, false);
+    std::vector<engine::MailSummary> const mails = engine::SummariesOfMails(session, false);
     ASSERT_EQ(1U, mails.size());
     EXPECT_TRUE(mails[0].status == engine::MailStatus::draft);
     EXPECT_EQ(3, mails[0].counts.recipients);
