@@ -59,10 +59,10 @@ class InABrowser(CommandTest):
         self.tessaly("mail", "new", "shop.tsl", "--draft", "draft.txt", "--html", "page.html")
         shots = []
         for customer, name in enumerate(("表&lt;b&gt;", "高橋")):
-            self.tessaly("preview", "shop.tsl", 0, "--customer", customer, "--html", "hers.html")
+            self.tessaly("preview", "shop.tsl", 0, "--customer", customer, "--html", "other.html")
             self.put("by-hand.html", page + BODY.format(name=name, folder="img/") + "</body></html>")
             self.put("without.html", page + BODY.format(name=name, folder="missing/") + "</body></html>")
-            shots.append(self.shot("hers.html"))
+            shots.append(self.shot("other.html"))
             self.assertTrue(shots[-1] == self.shot("by-hand.html"), name)
             self.assertFalse(shots[-1] == self.shot("without.html"), "the picture shows")
         self.assertFalse(shots[0] == shots[1], "the name shows")
