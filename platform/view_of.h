@@ -4,9 +4,8 @@
 
 namespace platform {
 
-// The bytes of a text that a NUL ends, without the NUL; none for a null text.
-constexpr std::string_view ViewOf(char const* text) noexcept {
-    return text ? std::string_view(text) : std::string_view();
-}
+// The bytes of a text that a NUL ends, without the NUL. A null text counts as empty; the view is never of
+// null.
+constexpr std::string_view ViewOf(char const* text) noexcept { return text ? text : ""; }
 
 }  // namespace platform
