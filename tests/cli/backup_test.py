@@ -1,4 +1,4 @@
-"""backup and restore: what comes back, what does not, and what a wrong file leaves alone."""
+"""backup and restore: which customers are restored, and which files are refused."""
 
 import shutil
 import unittest

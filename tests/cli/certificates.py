@@ -1,4 +1,4 @@
-"""A certificate authority in a scratch folder, and what it signs (or does not), made by the program openssl."""
+"""A certificate authority in a scratch folder, and certificates that it signed or did not sign, made by openssl."""
 
 import ssl
 import subprocess
@@ -24,7 +24,7 @@ class Authority:
         return self.folder / f"{name}.pem", self.folder / f"{name}.key"
 
     def context(self, name, **options):
-        """For a server that shows such a certificate."""
+        """The TLS context of a server with such a certificate."""
         context = ssl.SSLContext(ssl.PROTOCOL_TLS_SERVER)
         context.load_cert_chain(*self.signs(name, **options))
         return context

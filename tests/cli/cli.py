@@ -1,4 +1,4 @@
-"""What the whole-command tests share: a scratch folder, the application run in it, its post box, its mails read back."""
+"""What the tests of commands share: a scratch folder, the application run in it, its post box, its mails read back."""
 
 import base64
 import email
@@ -20,7 +20,7 @@ ENVIRONMENT = {**os.environ, "LC_ALL": "C.UTF-8", "TZ": "Asia/Tokyo"}
 
 
 def wait_for(condition):
-    """What `condition` gives when it gives something true; None when that takes too long."""
+    """The first true result of `condition`; None when there is none within the time limit."""
     limit = time.monotonic() + PATIENCE
     while time.monotonic() < limit:
         if result := condition():
@@ -37,7 +37,7 @@ class Result:
 
 
 class Running:
-    """The application at work in the background; gone with its test."""
+    """The application as a background process, ended with its test."""
 
     def __init__(self, test, *arguments):
         self.process = subprocess.Popen([TESSALY, *arguments], cwd=test.folder, env=ENVIRONMENT,
@@ -83,14 +83,14 @@ class CommandTest(unittest.TestCase):
         return result
 
     def refused(self, *arguments, says, code=1):
-        """Runs what must fail, say why, and show no result."""
+        """Runs a command that must fail with this message and print no result."""
         result = self.tessaly(*arguments, code=code)
         self.assertIn(says, result.err)
         self.assertEqual(result.out, "")
         return result
 
     def in_the_way(self, name):
-        """Takes every name under which the application would write a new file beside this one."""
+        """Occupies every name under which the application would write a new file beside this one."""
         blocks = [self.folder / f"{name}.tessaly-new{number}" for number in ("", *range(2, 10))]
         for block in blocks:
             block.mkdir()

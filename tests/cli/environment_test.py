@@ -162,7 +162,7 @@ class Keys(CommandTest):
                 self.assertEqual(self.at_terminal(answer), code)
 
     def at_terminal(self, answer):
-        """`env info` at a terminal, with an answer or Ctrl-C (None). The exit code; nothing typed may show."""
+        """`env info` at a terminal, with an answer or Ctrl-C (None). The exit code; the input must not be shown."""
         leader, terminal = pty.openpty()
         with subprocess.Popen([TESSALY, "env", "info", "shop.tsl"], cwd=self.folder, env=ENVIRONMENT, stdin=terminal,
                               stdout=subprocess.DEVNULL, stderr=subprocess.PIPE, start_new_session=True) as process:

@@ -1,4 +1,4 @@
-"""report: what the history says of each mail and each recipient, and what a damaged one does not hide."""
+"""report: the outcomes of each mail and each recipient, and the refusal of a damaged history."""
 
 import csv
 import io

@@ -1,4 +1,4 @@
-"""customers import: what files it takes, what it refuses and how it says so."""
+"""customers import: which files it reads, and which it refuses with which message."""
 
 import unittest
 

@@ -1,4 +1,4 @@
-"""The built-in post box, spoken to by Python's own SMTP client and by hand."""
+"""The built-in post box, tested with Python's SMTP client and with single commands."""
 
 import contextlib
 import smtplib

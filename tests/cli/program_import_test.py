@@ -1,4 +1,4 @@
-"""customers import --from: the files of other programs, their logs, and what is asked on the way."""
+"""customers import --from: the files of other programs, their logs, and the questions during an import."""
 
 import os
 import pty
@@ -94,7 +94,7 @@ class FromPrograms(CommandTest):
 
 
 class Interrupted(CommandTest):
-    """What ends an import, or keeps it from beginning, leaves the customers sound and nothing lying about."""
+    """An import that is ended, or cannot begin, leaves the customers whole and no files behind."""
 
     def setUp(self):
         super().setUp()
@@ -178,7 +178,7 @@ class Interrupted(CommandTest):
                 self.assertEqual(self.surnames(), [surname])
 
     def at_terminal(self, answer):
-        """The import at a terminal, with an answer typed a while after its question. What is shown."""
+        """The import at a terminal, with an answer typed some time after its question. Returns its output."""
         child, leader = pty.fork()
         if child == 0:
             os.chdir(self.folder)

@@ -1,4 +1,4 @@
-"""send, report and retry of a stored mail: what the history says, whatever comes in between."""
+"""send, report and retry of a stored mail: its history after interruptions and failures."""
 
 import csv
 import io
