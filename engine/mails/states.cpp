@@ -23,9 +23,10 @@ constexpr struct {
     char const *letter, *word;
 } recipient_states[] = {{HistoryListViewer::state_waiting, "待ち"},
                         {HistoryListViewer::state_complete, "完了"},
-                        {HistoryListViewer::state_error, "エラー"}};
+                        {HistoryListViewer::state_error, "エラー"},
+                        {nullptr, "不明"}};
 
-constexpr char const* outcome_words[] = {"送信", "拒否", "失敗"};
+constexpr char const* outcome_words[] = {"送信", "拒否", "失敗", "不明"};
 
 constexpr char const* answer_words[] = {"エラー", "遅延", "開封", "配信停止", "登録", "その他"};
 
@@ -37,7 +38,7 @@ constexpr std::size_t Index(State state) {
 template <class State, class Table>
 std::optional<State> Named(Table const& table, std::string_view letter) {
     for (std::size_t i = 0; i < std::size(table); ++i)
-        if (letter == table[i].letter) return static_cast<State>(i);
+        if (table[i].letter && letter == table[i].letter) return static_cast<State>(i);
     return {};
 }
 

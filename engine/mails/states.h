@@ -22,20 +22,27 @@ enum class MailStatus {
 };
 
 // Of a recipient, in the send history of a mail.
-enum class RecipientState { waiting, complete, failed };
+enum class RecipientState {
+    waiting,
+    complete,
+    failed,
+    unknown  // whether the server took the mail; by the journal alone, the history has no letter for it
+};
 
 // What became of one mail to one recipient.
 enum class Outcome {
     sent,
     refused,  // for good, and this recipient alone
-    failed
+    failed,
+    unknown  // the connection was lost when the server could have taken the mail
 };
 
 // The kind of a received mail.
 enum class AnswerKind { bounce, delay, receipt, refusal, registration, other };
 inline constexpr std::size_t answer_kinds = static_cast<std::size_t>(AnswerKind::other) + 1;
 
-// As the list of mails and the send histories hold them; none for a letter that this version does not write.
+// As the list of mails and the send histories hold them; null for unknown, none for a letter that this
+// version does not write.
 char const* LetterOf(MailStatus status);
 char const* LetterOf(RecipientState state);
 std::optional<MailStatus> MailStatusOf(std::string_view letter);

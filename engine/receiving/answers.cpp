@@ -87,10 +87,10 @@ void Answers::ReadOldHistories() {
     session_.Mails().CountMailByViewType(CMailListViewer::view_not_deleted | CMailListViewer::view_deleted,
                                          &mails);
     for (int const mail : mails) {
-        HistoryListViewer history;
-        LoadHistory(session_, mail, history);
+        MailHistory history(session_, mail);
         CArray<HistorySet, HistorySet> rows;
-        history.GetHDataFromMemoryToStruct(rows, HistoryListViewer::all_rows, HistoryListViewer::all_rows);
+        history.Rows().GetHDataFromMemoryToStruct(rows, HistoryListViewer::all_rows,
+                                                  HistoryListViewer::all_rows);
         for (HistorySet const& row : rows)
             if (!row.MessageID.IsEmpty() && !NumbersIn(row.MessageID.View()))
                 old_ids_.try_emplace(std::string(row.MessageID.View()), Original{mail, row.CustomerID});
@@ -100,11 +100,8 @@ void Answers::ReadOldHistories() {
 HistoryListViewer* Answers::HistoryOf(int mail) {
     if (!apply_) {
         auto& history = looked_at_[mail];
-        if (!history) {
-            history = std::make_unique<HistoryListViewer>();
-            LoadHistory(session_, mail, *history);
-        }
-        return history.get();
+        if (!history) history = std::make_unique<MailHistory>(session_, mail);
+        return &history->Rows();
     }
     auto const [place, is_new] = histories_.try_emplace(mail);
     if (is_new) try {
@@ -259,7 +256,7 @@ void Answers::Save() {
         if (!history) continue;
         history->End();
         // A mail that was changed after it was sent stays a draft.
-        PutInList(session_, mail, StatusAfter(history->Rows()), history->Rows(),
+        PutInList(session_, mail, StatusAfter(*history), history->Rows(),
                   {MailStatus::draft, MailStatus::deleted});
     }
     histories_.clear();

@@ -63,7 +63,7 @@ class Answers {
     std::string register_mode_;
     CString refuse_keyword_;
     std::map<int, std::unique_ptr<SendHistory>> histories_;
-    std::map<int, std::unique_ptr<HistoryListViewer>> looked_at_;  // without being changed
+    std::map<int, std::unique_ptr<MailHistory>> looked_at_;  // without being changed
     std::unordered_map<std::string, Original> old_ids_;
     bool old_ids_read_ = false, customers_changed_ = false;
 };

@@ -41,15 +41,14 @@ std::vector<MailSummary> SummariesOfMails(Session& session, bool deleted) {
     AnswerCounts answers = CountAnswers(session.DataDirectory());
     std::vector<MailSummary> mails;
     for (int const id : ids) {
-        HistoryListViewer history;
-        LoadHistory(session, id, history);
+        MailHistory history(session, id);
         COneMailData row;
         session.Mails().GetMailData(id, row);
         MailSummary mail;
         mail.mail = id;
         mail.subject = Out(row.GetMailTitle());
         mail.status = StoredMailStatus(row.GetStatus());
-        mail.counts = CountsOf(session, id, history);
+        mail.counts = CountsOf(session, id, history.Rows());
         mail.bounces = answers[id][AnswerKind::bounce];
         mail.refusals = answers[id][AnswerKind::refusal];
         CString changed;
@@ -62,10 +61,9 @@ std::vector<MailSummary> SummariesOfMails(Session& session, bool deleted) {
 
 MailOutcomes OutcomesOfMail(Session& session, int mail) {
     RequireMail(session, mail, Deleted::allow);
-    HistoryListViewer history;
-    LoadHistory(session, mail, history);
+    MailHistory history(session, mail);
     CArray<HistorySet, HistorySet> rows;
-    history.GetHDataFromMemoryToStruct(rows, HistoryListViewer::all_rows, HistoryListViewer::all_rows);
+    history.Rows().GetHDataFromMemoryToStruct(rows, HistoryListViewer::all_rows, HistoryListViewer::all_rows);
     CDatabaseEdit& customers = session.Customers();
     MailOutcomes outcomes;
     for (int i = 0; i < rows.GetSize(); ++i) {
@@ -75,15 +73,17 @@ MailOutcomes OutcomesOfMail(Session& session, int mail) {
         one.address = Out(customers.GetCustomerDataPinPoint(row.CustomerID, customers::element_address));
         one.name = Out(NameOfCustomer(customers, row.CustomerID));
         one.state = StoredRecipientState(row.State);
+        if (history.IsUnknown(row.CustomerID)) one.state = {RecipientState::unknown, {}};
         one.attempts = std::int64_t{row.RetryNumber} + 1;
         one.failures = one.state == RecipientState::complete ? one.attempts - 1 : one.attempts;
         one.opened = Out(row.OpenFlag);
         one.message_id = Out(row.MessageID);
         if (one.attempts > 0)
-            one.last_sent = Out(history.GetStringElement(HistoryListViewer::element_last_send_date, i));
+            one.last_sent =
+                Out(history.Rows().GetStringElement(HistoryListViewer::element_last_send_date, i));
         outcomes.recipients.push_back(one);
     }
-    outcomes.counts = CountsOf(session, mail, history);
+    outcomes.counts = CountsOf(session, mail, history.Rows());
     return outcomes;
 }
 

@@ -16,9 +16,15 @@ std::string const title_line =
     std::string(byte_order_mark) + "個人情報ID,メールアドレス,結果,応答,Message-ID\r\n";
 
 // The third field of a row by its outcome: a part of the file's form, which later runs read back.
-constexpr char const* outcomes_in_files[] = {"送信", "拒否", "失敗"};
+constexpr char const* outcomes_in_files[] = {"送信", "拒否", "失敗", "不明"};
 
 char const* InFile(Outcome outcome) { return outcomes_in_files[static_cast<std::size_t>(outcome)]; }
+
+// One who may have the mail is not mailed again.
+bool IsSettled(std::string_view outcome) {
+    return outcome == InFile(Outcome::sent) || outcome == InFile(Outcome::refused) ||
+           outcome == InFile(Outcome::unknown);
+}
 
 // The third field of a row, whose first two hold no comma or quote.
 std::string_view OutcomeOf(std::string_view row) {
@@ -54,8 +60,7 @@ bool OutcomeFile::ReadEarlier(std::string const& file) {
         std::string_view const row(content.data() + at, end - at);
         std::string_view const outcome = OutcomeOf(row);
         auto const id = LeadingNumber(row);
-        if (id && (outcome == InFile(Outcome::sent) || outcome == InFile(Outcome::refused)))
-            settled_.insert(*id);
+        if (id && IsSettled(outcome)) settled_.insert(*id);
         at = end + 1;
     }
     if (whole < content.size()) std::filesystem::resize_file(file, whole);

@@ -9,8 +9,10 @@
 #include <thread>
 #include <vector>
 
+#include "engine/environment/folder_lock.h"
 #include "engine/environment/session.h"
 #include "engine/mails/states.h"
+#include "engine/sending/mail_history.h"
 #include "engine/sending/mailing.h"
 #include "engine/sending/retry_policy.h"
 #include "tessaly/delivery.h"
@@ -18,32 +20,27 @@
 // The send history of a stored mail, kept up to date while it is being sent.
 namespace engine {
 
-// Binds `history` and reads it, with what a run that is going on or was killed has left in its journal. A
-// mail that was never sent has no rows. The customers are not loaded; a caller that asks the history about
-// them loads them first. Throws Failure for a damaged file.
-void LoadHistory(Session& session, int mail, HistoryListViewer& history);
-
-// The status of a mail by its history: waiting, complete or with errors.
-MailStatus StatusAfter(HistoryListViewer& history);
 // Status and counts into the list of mails. A mail whose status is one of `staying` keeps it.
 void PutInList(Session& session, int mail, MailStatus status, HistoryListViewer& history,
                std::initializer_list<MailStatus> staying = {MailStatus::deleted});
 
-// The history of a mail during a run. Each outcome is in the journal beside the history file when Record
+// The history of a mail, to be changed. Each outcome is in the journal beside the history file when Record
 // returns, so that no customer gets the mail twice even if the process is killed; the file itself is saved
 // every few seconds, and at the end. One run at a time has a mail's history.
 //
 // A row waits with retry number -1 before the first attempt. Every attempt raises the number by 1 and makes
 // the row complete when the server took the mail, else what RetryPolicy says.
-class SendHistory {
+class SendHistory : private FolderLock, public MailHistory {
   public:
-    // Throws Failure when another run has the mail, or its history cannot be read.
+    // Throws Failure when another run has the mail, and when its history cannot be read or its journal is
+    // damaged.
     SendHistory(Session& session, int mail);
     ~SendHistory();
-    SendHistory(SendHistory const&) = delete;
-    SendHistory& operator=(SendHistory const&) = delete;
 
-    HistoryListViewer& Rows() { return history_; }
+    // Settle an unknown recipient: as one who got the mail by that attempt, or as one who is to be mailed
+    // again. Nothing happens for one who is not unknown. On disk with End.
+    void SettleAsSent(int customer);
+    void MailAgain(int customer);
     // Makes rows for those who have none, writes the file, and begins the journal. Throws Failure.
     void Begin(std::vector<int> const& ids);
     // By one thread at a time, any of them. Throws Failure when it cannot be kept.
@@ -58,8 +55,6 @@ class SendHistory {
 
     Session& session_;
     int const mail_;
-    FolderLock const lock_;
-    HistoryListViewer history_;
     RetryPolicy const retry_;
     std::ofstream journal_;
 

@@ -119,43 +119,40 @@ void SendTest(Session& session, SendRequest const& request, int mail) {
 // The recipients who are still to get the mail. Tells the front end how many are left out, and why.
 class Remaining {
   public:
-    Remaining(Session& session, HistoryListViewer& history)
-        : session_(session), customers_(session.Customers()), history_(history) {}
+    Remaining(Session& session, MailHistory& history)
+        : session_(session), customers_(session.Customers()), history_(history), rows_(history.Rows()) {}
 
     std::vector<int> ToRetry() {
         CArray<int, int> waiting_rows;
-        if (history_.GetRetryAddress(waiting_rows) < 0)
-            throw Failure(Failure::operation_failed, TextOf(history_.GetErrMsg()));
+        if (rows_.GetRetryAddress(waiting_rows) < 0)
+            throw Failure(Failure::operation_failed, TextOf(rows_.GetErrMsg()));
         std::vector<int> ids(waiting_rows.begin(), waiting_rows.end());
-        std::erase_if(ids, [&](int id) { return IsGone(id); });
+        std::erase_if(ids, [&](int id) { return IsUnknown(id) || IsGone(id); });
         Tell();
         DropRefusers(session_, ids);
         return ids;
     }
     std::vector<int> ToSend(std::vector<int> ids) {
-        std::erase_if(ids, [&](int id) { return IsComplete(id) || IsGone(id) || MayNotRetry(id); });
+        std::erase_if(
+            ids, [&](int id) { return IsUnknown(id) || IsComplete(id) || IsGone(id) || MayNotRetry(id); });
         Tell();
         DropRefusers(session_, ids);
         return ids;
     }
 
   private:
-    std::optional<RecipientState> StateOf(int id) {
-        if (history_.DBID2RowNumber(id) < 0) return {};
-        return RecipientStateOf(
-            history_.GetElementFromMemoryPinPoint(id, HistoryListViewer::element_state).View());
-    }
-    bool IsComplete(int id) { return Counted(StateOf(id) == RecipientState::complete, complete_); }
+    bool IsUnknown(int id) { return Counted(history_.IsUnknown(id), unknown_); }
+    bool IsComplete(int id) { return Counted(history_.StateOf(id) == RecipientState::complete, complete_); }
     bool IsGone(int id) {
         return Counted(customers_.FindCustomerID(id, CDatabaseEdit::find_live) != 1, gone_);
     }
     bool MayNotRetry(int id) {
         int number = -1;
-        bool const attempted = history_.DBID2RowNumber(id) >= 0 &&
-                               history_.TransferRetryNum(id, number, HistoryListViewer::transfer_read) ==
-                                   HistoryListViewer::ok &&
-                               number >= 0;
-        return Counted(attempted && history_.CheckRetrySendOK(id, HistoryListViewer::not_if_complete) < 0,
+        bool const attempted =
+            rows_.DBID2RowNumber(id) >= 0 &&
+            rows_.TransferRetryNum(id, number, HistoryListViewer::transfer_read) == HistoryListViewer::ok &&
+            number >= 0;
+        return Counted(attempted && rows_.CheckRetrySendOK(id, HistoryListViewer::not_if_complete) < 0,
                        given_up_);
     }
     static bool Counted(bool left_out, std::size_t& count) {
@@ -167,14 +164,16 @@ class Remaining {
             if (count > 0) session_.Front().Notice(who + (" " + Grouped(count)) + "人には送りません。");
         };
         tell("もう届いている", complete_);
+        tell("届いたかどうか分からない", unknown_);
         tell("削除された顧客", gone_);
         tell("再送信の上限に達した", given_up_);
     }
 
     Session& session_;
     CDatabaseEdit& customers_;
-    HistoryListViewer& history_;
-    std::size_t complete_ = 0, gone_ = 0, given_up_ = 0;
+    MailHistory& history_;
+    HistoryListViewer& rows_;
+    std::size_t complete_ = 0, unknown_ = 0, gone_ = 0, given_up_ = 0;
 };
 
 void RunStored(Session& session, SendRequest const& request, int mail, SendHistory& history,
@@ -195,7 +194,7 @@ void RunStored(Session& session, SendRequest const& request, int mail, SendHisto
                     });
     RunMailing(session, mailing, ids, request.threads);
     history.End();
-    PutInList(session, mail, StatusAfter(history.Rows()), history.Rows());
+    PutInList(session, mail, StatusAfter(history), history.Rows());
     std::string const name = std::to_string(mail);
     RequireAllSent(mailing, ids.size(),
                    "\n同じコマンドをもう一度実行すると、まだ届いていない人に続きを送ります。",
@@ -211,17 +210,16 @@ void SendStored(Session& session, SendRequest const& request, int mail) {
         throw Failure(Failure::no_recipients, "宛先がありません。「tessaly target " + session.EnvFile() +
                                                   " " + std::to_string(mail) +
                                                   " --where ...」で選んでください。");
-    auto const choose = [&](HistoryListViewer& history) {
+    auto const choose = [&](MailHistory& history) {
         Remaining remaining(session, history);
         return request.retry ? remaining.ToRetry() : remaining.ToSend(recipients);
     };
     if (request.dry_run) {
-        HistoryListViewer history;
-        LoadHistory(session, mail, history);
+        MailHistory history(session, mail);
         return TellRecipients(session.Front(), choose(history), FetchFrom(session.Customers()));
     }
     SendHistory history(session, mail);
-    std::vector<int> const ids = choose(history.Rows());
+    std::vector<int> const ids = choose(history);
     if (ids.empty()) {
         return session.Front().Result(request.retry ? "再送信する相手はいません。"
                                                     : "送る相手は残っていません。");

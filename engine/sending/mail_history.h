@@ -1,0 +1,79 @@
+#pragma once
+
+#include <map>
+#include <string>
+#include <vector>
+
+#include "engine/environment/session.h"
+#include "engine/mails/states.h"
+#include "tessaly/delivery.h"
+
+// The send history of a stored mail: the history file, and beside it the journal, which tells what the file's
+// form cannot say.
+namespace engine {
+
+// An attempt of which it is not known whether the server took the mail.
+struct UnknownAttempt {
+    int number = 0;        // as the history's retry number: 0 for the first
+    CString message_id;    // without angle brackets
+    CString time;          // "2026/11/23 10:00:00"
+    std::string reason{};  // UTF-8, on one line; empty where the run was killed
+};
+
+// How the last attempt at a recipient failed.
+struct LastReply {
+    Outcome outcome = Outcome::failed;  // refused or failed
+    int code = 0;                       // of the server's reply; 0: none
+    std::string enhanced{};             // "5.1.1" (RFC 3463); empty: none
+    std::string text{};                 // what the server or the library said; UTF-8, on one line
+    CString time{};                     // "2026/11/23 10:00:00"
+};
+
+// History and journal as they are on disk, for reading. The customers are not loaded; a caller that asks the
+// rows about them loads them first.
+class MailHistory {
+  public:
+    // A mail that was never sent has no rows. Throws Failure for a history that cannot be read. A journal
+    // with damage before its end is read as far as it goes, with a notice; see IsDamaged.
+    MailHistory(Session& session, int mail);
+    MailHistory(MailHistory const&) = delete;
+    MailHistory& operator=(MailHistory const&) = delete;
+
+    // The rows of the file, with the outcomes of a run that goes on or was killed. The row of an unknown
+    // recipient is as it was before the attempt.
+    HistoryListViewer& Rows() { return rows_; }
+    // Of a recipient: unknown, or what the row says; without a row neither state nor letter.
+    StoredState<RecipientState> StateOf(int customer);
+    bool IsUnknown(int customer) const { return unknown_.contains(customer); }
+    // The unknown recipients by customer ID. Nobody mails them until they are settled.
+    std::map<int, UnknownAttempt> const& Unknown() const { return unknown_; }
+    // Why the last attempt at a recipient failed; null where it did not, or where that is not on record.
+    LastReply const* ReplyTo(int customer) const;
+    // Whether records of the journal were lost that had been on the disk: recipients who seem to wait may
+    // have the mail.
+    bool IsDamaged() const { return damaged_; }
+
+  protected:
+    HistoryListViewer rows_;
+    std::map<int, UnknownAttempt> unknown_;
+    std::map<int, LastReply> replies_;
+    bool damaged_ = false;
+};
+
+// What an attempt made of a row.
+struct RowChange {
+    int customer = 0;
+    CString state;
+    int number = 0;  // the retry number
+    CString message_id, time;
+};
+void Apply(HistoryListViewer& rows, RowChange& change);
+
+// Host path.
+std::string JournalOf(Session& session, int mail);
+
+// The status of a mail by its history: waiting, complete or with errors. An unknown recipient is an error:
+// the mail does not wait for the next run.
+MailStatus StatusAfter(MailHistory& history);
+
+}  // namespace engine
