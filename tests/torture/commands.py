@@ -1,0 +1,53 @@
+"""Every command that changes something, on the shop that shop.furnish makes, and how to tell its old state from its new."""
+
+import collections
+
+# `random`: its files differ from run to run, and are not compared; what the user sees is. `steps`: it may stop between
+# steps of its own, each of which is whole; run again, it goes on. `given`: what has to be done before.
+Command = collections.namedtuple("Command", "words random steps given", defaults=(False, False, ()))
+
+
+def on(*words, **options):
+    """The environment stands behind the one or two words of the command."""
+    count = 2 if words[0] in ("env", "customers", "mail", "group", "testers", "inbox") else 1
+    return Command((*words[:count], "shop.tsl", *words[count:]), **options)
+
+
+ALL = [
+    Command(("env", "new", "new.tsl"), random=True),
+    on("settings", "from.name=別の店", "smtp.port=2525"),
+    on("customers", "add", "メールアドレス=add@example.jp", "名前(姓)=加"),
+    on("customers", "set", 5, "名前(姓)=変", "会社名=株式会社"),
+    on("customers", "delete", 7, 8),
+    on("customers", "restore", 3),
+    on("customers", "erase", 9, 3, "--yes"),
+    on("customers", "import", "more.csv"),
+    on("customers", "import", "more.csv", "--keep-existing"),
+    on("customers", "import", "more.csv", "--replace"),
+    on("mail", "new", "--draft", "draft.txt", "--attach", "leaflet.txt"),
+    on("mail", "new", "--draft", "other.txt", "--html", "page.html", random=True),
+    on("mail", "edit", 0, "--draft", "other.txt", "--honorific", "さん"),
+    on("mail", "edit", 0, "--terminal", "at", "--draft", "other.txt", "--attach", "list.csv"),
+    on("mail", "edit", 0, "--detach", "leaflet.txt"),
+    on("mail", "import", "in.eml", random=True),
+    on("mail", "export", 0, "out.eml", random=True),
+    on("mail", "copy", 0),
+    on("mail", "delete", 0),
+    on("mail", "restore", 2),
+    on("target", 0, "--where", "名前(姓)=表1,表2,表5"),
+    on("target", 0, "--clear"),
+    on("group", "save", 0, "もうひとつ"),
+    on("group", "use", "全員", 3),
+    on("group", "rename", "全員", "みんな"),
+    on("group", "delete", "全員"),
+    on("group", "restore", 1),
+    on("testers", "add", "メールアドレス=v@example.jp"),
+    on("testers", "delete", 0),
+    on("receive", "--from-dir", "answers", steps=True),
+    on("backup", "copy.dat", random=True),
+    on("restore", "old.dat", random=True, given=(("customers", "erase", "shop.tsl", 11, "--yes"),)),
+]
+
+
+def named(words):
+    return " ".join(map(str, words))
