@@ -9,6 +9,7 @@
 #include "engine/base/failure.h"
 #include "engine/base/whole_file.h"
 #include "engine/environment/data_paths.h"
+#include "engine/environment/file_record.h"
 #include "engine/environment/session.h"
 #include "engine/environment/settings_catalogue.h"
 #include "tessaly/text.h"
@@ -69,6 +70,7 @@ void CreateEnvironment(Access const& access, std::string const& env_file, std::s
     CString const library_path = IntoPath(file.string());
     std::string const key = ApplicationKey(access);
 
+    HaveTablesReplaced();
     Undo undo;
     undo.Add(data);
     for (char const* folder : {"DB", "MAIL", "EXTRACT"})
@@ -91,7 +93,8 @@ void CreateEnvironment(Access const& access, std::string const& env_file, std::s
     if (!new_password.empty() &&
         (environment.SetEnvPassword(password) < 0 || environment.SetUseEnvPasswordFlag("Y") < 0))
         throw Failure(Failure::operation_failed, "起動用パスワードを設定できませんでした。");
-    if (!SyncAll(data.string()) || !SyncAll(file.string()) || !Sync(file.parent_path().string()))
+    if (!WriteRecords(data.string(), {mail_list_file}) || !SyncAll(data.string()) ||
+        !SyncAll(file.string()) || !Sync(file.parent_path().string()))
         throw Failure(Failure::not_written, "環境を書き込めませんでした: " + env_file);
     undo.Keep();
 }

@@ -11,6 +11,7 @@
 #include "engine/base/whole_file.h"
 #include "engine/base/whole_number.h"
 #include "engine/environment/data_paths.h"
+#include "engine/environment/file_record.h"
 #include "engine/environment/safe_change.h"
 #include "engine/environment/settings_catalogue.h"
 #include "tessaly/text.h"
@@ -34,6 +35,7 @@ Session::Session(Access const& access, std::string const& env_file, For use)
       environment_(std::make_unique<EnvManager>()),
       options_(std::make_unique<SystemOption>()),
       customers_(std::make_unique<CDatabaseEdit>()) {
+    HaveTablesReplaced();
     if (!fs::is_regular_file(env_file))
         throw Failure(
             Failure::environment_not_found,
@@ -236,7 +238,7 @@ void Session::SaveTable(std::string const& path, std::string const& what,
     bool const plain = environment_->GetEnvType() == EnvManager::type_plain;
     CString const key = plain ? CString() : environment_->GetDBKey();
     std::string const target = data_directory_ + "/" + path;
-    bool const saved = (plain || !key.IsEmpty()) && ReplaceFile(target, [&](std::string const& file) {
+    bool const saved = (plain || !key.IsEmpty()) && ReplaceTable(target, [&](std::string const& file) {
                            return write(IntoPath(file), plain ? nullptr : static_cast<char const*>(key));
                        });
     if (!saved)

@@ -23,6 +23,7 @@
 #include "tessaly/storage/ini_manager.h"
 #include "tessaly/storage/log_writer.h"
 #include "tessaly/storage/my_db.h"
+#include "tessaly/storage/new_table_file.h"
 #include "tessaly/storage/split_string.h"
 #include "tessaly/storage/string_array_ex.h"
 #include "tessaly/storage/substitution.h"

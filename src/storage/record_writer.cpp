@@ -1,6 +1,7 @@
 #include "tessaly/storage/record_writer.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cstdarg>
 #include <cstring>
 #include <string_view>
@@ -8,12 +9,16 @@
 
 #include "platform/file.h"
 #include "storage/record_format.h"
+#include "tessaly/platform/path.h"
+#include "tessaly/storage/new_table_file.h"
 #include "tessaly/storage/substitution.h"
 
 namespace storage {
 namespace {
 
 constexpr std::size_t block_bytes = std::size_t{256} << 10;
+
+std::atomic<NewTableFileMaker> table_file_maker = nullptr;
 
 // Copies `text` with its quotes doubled. Result: the place behind the last byte written.
 char* CopyDoubled(char* out, std::string_view text) noexcept {
@@ -43,17 +48,30 @@ constexpr std::size_t FieldRoom(std::size_t size) noexcept { return 2 * size + 4
 
 }  // namespace
 
+NewTableFile::~NewTableFile() = default;
+
+void SetNewTableFileMaker(NewTableFileMaker maker) { table_file_maker = maker; }
+
+RecordWriter::RecordWriter() = default;
+
 RecordWriter::~RecordWriter() { CloseFile(); }
 
 int RecordWriter::OpenFile(char const* path) {
     CloseFile();
-    stream_ = path ? platform::OpenStream(path, "wb") : nullptr;
+    if (!path) return write_failed;
+    NewTableFileMaker const maker = table_file_maker;
+    if (maker) new_file_ = maker(platform::HostPath(path));
+    CString const file = new_file_ ? platform::LibraryPath(new_file_->File()) : CString(path);
+    stream_ = file.IsEmpty() ? nullptr : platform::OpenStream(file, "wb");
+    if (!stream_) new_file_.reset();
     return stream_ ? file_opened : write_failed;
 }
 
 bool RecordWriter::CloseChecked() {
     bool good = Flush() && !failed_;
     if (stream_ && !platform::CloseStream(stream_)) good = false;
+    if (new_file_ && good) good = new_file_->Commit();
+    new_file_.reset();
     stream_ = nullptr;
     used_ = 0;
     failed_ = false;

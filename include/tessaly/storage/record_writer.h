@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdio>
+#include <memory>
 #include <string>
 
 #include "tessaly/platform/cstring.h"
@@ -9,6 +10,8 @@
 #include "tessaly/storage/string_array_ex.h"
 
 namespace storage {
+
+class NewTableFile;
 
 // Writes records of quoted fields to a file, with or without a substitution of its bytes: the common part of
 // XCsvWrite and CsvWrite. The object owns its stream and closes it in its destructor.
@@ -25,8 +28,8 @@ class TESSALY_API RecordWriter {
     RecordWriter& operator=(RecordWriter const&) = delete;
     virtual ~RecordWriter();
 
-    // Opens for writing, which empties the file; one that was open is closed. file_opened; write_failed also
-    // for a null path.
+    // Opens for writing, which empties the file unless the application has it replaced (new_table_file.h);
+    // one that was open is closed. file_opened; write_failed also for a null path.
     int OpenFile(char const* path);
     void CloseFile() { static_cast<void>(CloseChecked()); }
     // Closes; false when closing or any write since OpenFile failed. A full disk may show only here.
@@ -59,7 +62,7 @@ class TESSALY_API RecordWriter {
     bool WriteRow(XCStringArrayEx const& row, int columns);
 
   protected:
-    RecordWriter() = default;
+    RecordWriter();
     // Null means plain text.
     void SetTable(unsigned char const* encode_table) noexcept { table_ = encode_table; }
 
@@ -68,6 +71,7 @@ class TESSALY_API RecordWriter {
     bool Flush();
 
     std::FILE* stream_ = nullptr;
+    std::unique_ptr<NewTableFile> new_file_;  // that of the stream; null when the table itself is written
     unsigned char const* table_ = nullptr;
     bool failed_ = false;
     std::string line_;
