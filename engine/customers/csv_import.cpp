@@ -2,14 +2,13 @@
 
 #include <atomic>
 #include <chrono>
-#include <filesystem>
-#include <fstream>
 #include <map>
 #include <thread>
 #include <vector>
 
 #include "engine/base/crossing.h"
 #include "engine/base/failure.h"
+#include "engine/base/whole_file.h"
 #include "engine/base/whole_number.h"
 #include "engine/customers/csv_input.h"
 #include "engine/customers/csv_rows.h"
@@ -65,10 +64,7 @@ class Import {
           elements_(session),
           input_(options, elements_),
           work_file_(session.WorkFile()) {}
-    ~Import() {
-        std::error_code ignored;
-        std::filesystem::remove(work_file_, ignored);
-    }
+    ~Import() { RemoveWork(work_file_); }
     Import(Import const&) = delete;
     Import& operator=(Import const&) = delete;
 
@@ -102,7 +98,7 @@ class Import {
 
 // Writes what the library is to read: one record a line, in code page 932.
 void Import::Prepare(CsvRows& rows) {
-    std::ofstream work(work_file_, std::ios::binary | std::ios::trunc);
+    OutputFile work(work_file_, "作業ファイル", OutputFile::Begin::anew);
     std::string block;
     CsvSource::Record record;
     CsvRow row;
@@ -120,13 +116,11 @@ void Import::Prepare(CsvRows& rows) {
         tidied_ += row.tidied;
         if (row.IsDoubtful()) doubtful_.push_back(given_.size() - 1);
         if (block.size() > 1 << 20) {
-            work << block;
+            work.Write(block);
             block.clear();
         }
     }
-    work << block;
-    work.close();
-    if (!work) throw Failure(Failure::not_written, "作業ファイルを書けません: " + work_file_);
+    work.Write(block);
 }
 
 // The library's import, with a watch on Ctrl-C beside it.
@@ -176,17 +170,13 @@ void Import::TakeRefused(CsvRows& rows) {
 
 void Import::WriteRefused() const {
     std::string const name = options_.file + ".refused.csv";
-    std::error_code ignored;
-    if (refused_.empty()) {
-        std::filesystem::remove(name, ignored);
-        return;
-    }
-    std::ofstream file(name, std::ios::binary | std::ios::trunc);
-    if (input_.Source().Kind() == Encoding::utf8) file << byte_order_mark;  // spreadsheets look for it
-    if (input_.TitleRecord()) file << input_.TitleRecord()->raw << "\r\n";
-    for (auto const& [line, refused] : refused_) file << refused.record.raw << "\r\n";
-    file.close();
-    if (!file) throw Failure(Failure::not_written, "取り込めなかった行を書き出せません: " + name);
+    if (refused_.empty()) return RemoveWork(name);
+    std::string text;
+    if (input_.Source().Kind() == Encoding::utf8) text = byte_order_mark;  // spreadsheets look for it
+    if (input_.TitleRecord()) (text += input_.TitleRecord()->raw) += "\r\n";
+    for (auto const& [line, refused] : refused_) (text += refused.record.raw) += "\r\n";
+    if (!ReplaceFile(name, text))
+        throw Failure(Failure::not_written, "取り込めなかった行を書き出せません: " + name);
     front_.Notice("取り込めなかった行はここにあります (直して、もう一度取り込めます): " + name);
 }
 

@@ -58,9 +58,8 @@ class RestoreReport {
     std::string Name() const { return path_.filename().string(); }
     // Restores its earlier content, where saving the customers failed.
     void TakeBack() const {
-        std::error_code ignored;
         if (!IsNew()) return;
-        fs::remove(path_, ignored);
+        RemoveWork(path_.string());
         if (earlier_) ReplaceFile(path_.string(), *earlier_);
     }
     void Tell(FrontEnd& front) const {
@@ -110,15 +109,14 @@ void KeepUnreadable(Session const& session) {
     int number = 0;
     auto const name = [&] { return file + ".damaged" + std::to_string(number); };
     while (fs::exists(name())) ++number;
-    fs::copy_file(file, name());
+    CopyTree(file, name());
     session.Front().Result("読めなかった顧客データを残しました: " + name());
 }
 
 void SaveRestored(Session& session, bool readable, RestoreReport const& report) {
-    if (!readable) KeepUnreadable(session);
-    std::error_code ignored;
-    fs::create_directory(session.DataDirectory() + "/DB", ignored);
     try {
+        if (!readable) KeepUnreadable(session);
+        MakeFolder(session.DataDirectory() + "/DB");
         session.SaveCustomers();
     } catch (Failure const&) {
         report.TakeBack();
@@ -135,12 +133,15 @@ void BackUpCustomers(Session& session, std::string const& file, bool overwrite) 
                                                 "\n上書きするなら --force をつけてください。");
     RequireOutside(session, target);
     CDatabaseEdit& customers = session.Customers();
-    bool const written = ReplaceFile(target, [&](std::string const& new_file) {
-        CDBBackup backup;
-        backup.SetDatabaseEditPtr(&customers);
-        backup.SetBackupPathName(IntoPath(new_file));
-        return backup.ActionBackup() == CDBBackup::ok;
-    });
+    bool const written = ReplaceFile(
+        target,
+        [&](std::string const& new_file) {
+            CDBBackup backup;
+            backup.SetDatabaseEditPtr(&customers);
+            backup.SetBackupPathName(IntoPath(new_file));
+            return backup.ActionBackup() == CDBBackup::ok;
+        },
+        Readers::owner);
     if (!written) throw Failure(Failure::not_written, "控えを書けませんでした: " + file);
     session.Front().Result(Grouped(static_cast<std::uint64_t>(customers.GetLineNumber())) +
                            "件の顧客 (削除済みを含む) を控えました: " + file);

@@ -1,14 +1,12 @@
 #include "engine/environment/log_file.h"
 
 #include <sys/mman.h>
-#include <unistd.h>
 
 #include <filesystem>
 #include <utility>
 
 #include "engine/base/crossing.h"
 #include "engine/base/failure.h"
-#include "engine/base/whole_file.h"
 
 namespace fs = std::filesystem;
 
@@ -38,14 +36,16 @@ LogFile::LogFile(std::string name, std::vector<std::string> const& needed)
       memory_(fdopen(memfd_create("log", MFD_CLOEXEC), "r")) {
     RefuseNeeded(name_, needed);
     if (!memory_) throw Failure(Failure::not_written, "記録のためのメモリが足りません。");
-    file_.reset(std::fopen(name_.c_str(), "ae"));  // cuts nothing
-    if (!file_)
+    try {
+        file_.emplace(name_, "記録", OutputFile::Begin::at_end);
+    } catch (Failure const&) {
         throw Failure(Failure::not_written, "記録のファイルに書けないので、何も取り込みませんでした: " +
                                                 name_ + "\n--log でほかのファイルを指定できます。");
+    }
 }
 
 LogFile::~LogFile() {
-    if (to_remove_) std::remove(name_.c_str());
+    if (to_remove_) RemoveWork(name_);
 }
 
 std::string LogFile::LibraryFile() const { return "/proc/self/fd/" + std::to_string(fileno(memory_.get())); }
@@ -54,11 +54,15 @@ bool LogFile::HasContent() const { return fs::file_size(LibraryFile()) > 0; }
 
 bool LogFile::Write() {
     std::string const text = Out(ReadWholeFile(LibraryFile(), "記録"));
-    std::error_code unknown;
-    if (fs::is_regular_file(name_, unknown) && ftruncate(fileno(file_.get()), 0) != 0) return false;
     to_remove_ = false;
-    return std::fwrite(text.data(), 1, text.size(), file_.get()) == text.size() &&
-           std::fflush(file_.get()) == 0;
+    try {
+        if (file_->IsRegular()) file_->Cut(0);
+        file_->Write(text);
+        file_->Sync();
+    } catch (Failure const&) {
+        return false;
+    }
+    return true;
 }
 
 }  // namespace engine

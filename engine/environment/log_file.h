@@ -2,8 +2,11 @@
 
 #include <cstdio>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
+
+#include "engine/base/whole_file.h"
 
 namespace engine {
 
@@ -32,11 +35,11 @@ class LogFile {
     struct Closer {
         void operator()(std::FILE* file) const { std::fclose(file); }
     };
-    using File = std::unique_ptr<std::FILE, Closer>;
 
     std::string name_;
     bool to_remove_;
-    File memory_, file_;
+    std::unique_ptr<std::FILE, Closer> memory_;
+    std::optional<OutputFile> file_;
 };
 
 }  // namespace engine

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <filesystem>
-#include <fstream>
 #include <optional>
 #include <unordered_set>
 
@@ -75,9 +74,8 @@ bool Session::Owns(std::string const& file) const {
 }
 
 void Session::RemoveWorkFiles() const {
-    std::error_code ignored;
     for (std::string const& file : {WorkFile(), WorkFile() + ".log", data_directory_ + "/fwaimport.tmp"})
-        fs::remove(file, ignored);
+        RemoveWork(file);
     for (char const* folder : {"", "/DB", "/MAIL", "/EXTRACT"})
         platform::RemoveLeftReplacements(data_directory_ + folder);
 }
@@ -150,9 +148,9 @@ CMailListViewer& Session::Mails() {
 // list in place.
 void Session::ReadMails() {
     fs::path const path = MailListFile();
-    std::error_code ignored;
-    fs::create_directory(path.parent_path(), ignored);
-    if (!fs::exists(path)) std::ofstream(path).close();
+    MakeFolder(path.parent_path().string());
+    if (!fs::exists(path) && !ReplaceFile(path.string(), ""))
+        throw Failure(Failure::not_written, "メールの一覧を作れません: " + path.string());
     std::optional<SafeChange> repair;
     if (HasMailWithoutRow()) repair.emplace(data_directory_, std::vector<std::string>{mail_list_file});
     auto mails = mails_ ? std::move(mails_) : std::make_unique<CMailListViewer>();

@@ -52,16 +52,12 @@ UnpackedEml::UnpackedEml(std::string const& file)
     try {
         Unpack(file);
     } catch (...) {
-        std::error_code ignored;
-        fs::remove_all(folder_, ignored);
+        RemoveWork(folder_);
         throw;
     }
 }
 
-UnpackedEml::~UnpackedEml() {
-    std::error_code ignored;
-    fs::remove_all(folder_, ignored);
-}
+UnpackedEml::~UnpackedEml() { RemoveWork(folder_); }
 
 void UnpackedEml::Unpack(std::string const& file) {
     std::string const content = ReadWholeFile(file, "ファイル");
@@ -86,7 +82,7 @@ void UnpackedEml::Unpack(std::string const& file) {
 
 std::string UnpackedEml::Write(std::string const& name, std::string_view content) const {
     std::string path = folder_ + "/" + name;
-    fs::create_directories(fs::path(path).parent_path());
+    MakeFolder(fs::path(path).parent_path().string());
     if (!ReplaceFile(path, content))
         throw Failure(Failure::not_written, "作業用のファイルを書けません: " + path);
     return path;

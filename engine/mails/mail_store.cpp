@@ -5,6 +5,7 @@
 
 #include "engine/base/crossing.h"
 #include "engine/base/failure.h"
+#include "engine/base/whole_file.h"
 #include "engine/environment/safe_change.h"
 #include "engine/mails/states.h"
 #include "engine/targets/target.h"
@@ -49,20 +50,15 @@ class WorkFolder {
     WorkFolder& operator=(WorkFolder const&) = delete;
     void Take(NewAttachment const& added) const {
         fs::path const folder = path_ / NameOf(added.terminal);
-        std::error_code error;
-        fs::create_directories(folder, error);
-        fs::copy_file(added.file, folder / Out(added.entry.m_strFileName),
-                      fs::copy_options::overwrite_existing, error);
-        if (error)
-            throw Failure(Failure::unreadable_file,
-                          "添付ファイルを読めません: " + added.file + "\n" + error.message());
+        std::string const content = ReadWholeFile(added.file, "添付ファイル"),
+                          name = (folder / Out(added.entry.m_strFileName)).string();
+        MakeFolder(folder.string());
+        if (!ReplaceFile(name, content))
+            throw Failure(Failure::not_written, "添付ファイルを写せません: " + name);
     }
 
   private:
-    void Empty() const {
-        std::error_code ignored;
-        fs::remove_all(path_, ignored);
-    }
+    void Empty() const { RemoveWork(path_.string()); }
     fs::path path_;
 };
 

@@ -63,7 +63,7 @@ int Inbox::Keep(std::string const& text) {
     if (Seen(mark))
         for (KeptMail const& mail : Kept())
             if (mail.file.stem().string().ends_with(digest)) return mail.number;
-    fs::create_directories(folder_);
+    MakeFolder(folder_.string());
     char name[64];
     std::snprintf(name, sizeof name, "%06d-%s.eml", next_, digest.c_str());
     bool const written = ReplaceFile((folder_ / name).string(), text);
@@ -75,10 +75,8 @@ int Inbox::Keep(std::string const& text) {
 
 void Inbox::Append(std::string const& name, std::string& text) const {
     if (text.empty()) return;
-    fs::create_directories(folder_);
-    std::ofstream file(folder_ / name, std::ios::binary | std::ios::app);
-    file << text << std::flush;
-    if (!file) throw Failure(Failure::not_written, "受信の記録を書けません: " + (folder_ / name).string());
+    MakeFolder(folder_.string());
+    AppendLines((folder_ / name).string(), text);
     text.clear();
 }
 

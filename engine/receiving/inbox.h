@@ -24,11 +24,12 @@ class Inbox {
     explicit Inbox(std::string const& data_directory);
 
     bool Seen(std::string const& id) const { return seen_.contains(id); }
-    // Each goes to the disk with Save.
+    // Each is on the disk when Save returns.
     void Remember(std::string const& id);
     void Record(std::string const& line) { actions_ += line + "\n"; }
     // Writes the mail at once, unless it is kept already. Result: its number. Throws Failure.
     int Keep(std::string const& text);
+    // Throws Failure.
     void Save();
 
     // By number.

@@ -1,7 +1,7 @@
 #include "engine/sending/outcome_file.h"
 
+#include <algorithm>
 #include <filesystem>
-#include <iterator>
 #include <string_view>
 
 #include "engine/base/crossing.h"
@@ -14,6 +14,8 @@ namespace {
 
 std::string const title_line =
     std::string(byte_order_mark) + "個人情報ID,メールアドレス,結果,応答,Message-ID\r\n";
+
+constexpr auto between_syncs = std::chrono::milliseconds(500);
 
 // The third field of a row by its outcome: a part of the file's form, which later runs read back.
 constexpr char const* outcomes_in_files[] = {"送信", "拒否", "失敗", "不明"};
@@ -34,24 +36,21 @@ std::string_view OutcomeOf(std::string_view row) {
 
 }  // namespace
 
-OutcomeFile::OutcomeFile(std::string const& file, bool resume) : name_(file) {
+OutcomeFile::OutcomeFile(std::string const& file, bool resume) {
     bool const there = std::filesystem::exists(file);
     if (there && !resume)
         throw Failure(Failure::file_exists, "レポートのファイルがもうあります: " + file +
                                                 "\n途中で止まった送信の続きなら --resume をつけてください。");
-    bool const begun = there && ReadEarlier(file);
-    file_.open(file, std::ios::binary | std::ios::app);
-    if (!begun) file_ << title_line << std::flush;
-    if (!file_) throw Failure(Failure::not_written, "レポートを書けません: " + file);
+    std::size_t const whole = there ? ReadEarlier(file) : 0;
+    file_.emplace(file, "レポート", OutputFile::Begin::at_end);
+    if (file_->IsRegular()) file_->Cut(whole);
+    if (whole == 0) file_->Write(title_line);
+    file_->Sync();
 }
 
-bool OutcomeFile::ReadEarlier(std::string const& file) {
-    std::ifstream earlier(file, std::ios::binary);
-    std::string const content{std::istreambuf_iterator<char>(earlier), {}};
-    if (content.size() < title_line.size() && title_line.starts_with(content)) {
-        std::filesystem::resize_file(file, 0);
-        return false;
-    }
+std::size_t OutcomeFile::ReadEarlier(std::string const& file) {
+    std::string const content = ReadWholeFile(file, "レポート");
+    if (content.size() < title_line.size() && title_line.starts_with(content)) return 0;
     if (!content.starts_with(title_line))
         throw Failure(Failure::unsuitable_file, "tessaly のレポートではありません: " + file);
     std::size_t const whole = content.rfind('\n') + 1;  // a row that was cut off does not count
@@ -63,15 +62,18 @@ bool OutcomeFile::ReadEarlier(std::string const& file) {
         if (id && IsSettled(outcome)) settled_.insert(*id);
         at = end + 1;
     }
-    if (whole < content.size()) std::filesystem::resize_file(file, whole);
-    return true;
+    return whole;
 }
 
 void OutcomeFile::Add(Delivery const& delivery) {
-    file_ << delivery.id << "," << CsvField(Out(delivery.address)) << "," << InFile(delivery.outcome) << ","
-          << CsvField(delivery.reply) << "," << Out(delivery.message_id) << "\r\n"
-          << std::flush;
-    if (!file_) throw Failure(Failure::not_written, "レポートを書けませんでした: " + name_);
+    file_->Write(std::to_string(delivery.id) + "," + CsvField(Out(delivery.address)) + "," +
+                 InFile(delivery.outcome) + "," + CsvField(delivery.reply) + "," + Out(delivery.message_id) +
+                 "\r\n");
+    if (Clock::now() < next_sync_) return;
+    file_->Sync();
+    next_sync_ = Clock::now() + between_syncs;
 }
+
+void OutcomeFile::End() { file_->Sync(); }
 
 }  // namespace engine

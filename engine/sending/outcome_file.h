@@ -1,9 +1,11 @@
 #pragma once
 
-#include <fstream>
+#include <chrono>
+#include <optional>
 #include <set>
 #include <string>
 
+#include "engine/base/whole_file.h"
 #include "engine/sending/mailing.h"
 
 // The outcomes of a mailing as a file: CSV, UTF-8 with a byte order mark (spreadsheets look for it), a row
@@ -20,14 +22,19 @@ class OutcomeFile {
 
     // Recipients whose mail was sent, or refused for good, in the earlier run.
     std::set<int> const& Settled() const { return settled_; }
+    // The row is in the file when it returns, and on the disk within half a second of further rows, or with
+    // End. Throws Failure.
     void Add(Delivery const& delivery);
+    void End();
 
   private:
-    // false when the earlier run ended before the first line was whole.
-    bool ReadEarlier(std::string const& file);
+    using Clock = std::chrono::steady_clock;
 
-    std::string name_;
-    std::ofstream file_;
+    // The length of its whole rows; 0 when the earlier run ended before the first line was whole.
+    std::size_t ReadEarlier(std::string const& file);
+
+    std::optional<OutputFile> file_;
+    Clock::time_point next_sync_;
     std::set<int> settled_;
 };
 

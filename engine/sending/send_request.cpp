@@ -81,6 +81,7 @@ void SendDraft(Session& session, SendRequest const& request, Draft const& draft)
         TellFailure(session.Front(), delivery);
     });
     RunMailing(session, mailing, ids, request.threads);
+    if (report) report->End();
     RequireAllSent(mailing, ids.size(),
                    (report ? "\n同じコマンドに --resume をつけると、続きを送れます。"
                            : "\n--report をつけて送ると、次からは --resume で続きを送れます。"));
@@ -194,6 +195,7 @@ void RunStored(Session& session, SendRequest const& request, int mail, SendHisto
                     });
     RunMailing(session, mailing, ids, request.threads);
     history.End();
+    if (report) report->End();
     PutInList(session, mail, StatusAfter(history), history.Rows());
     std::string const name = std::to_string(mail);
     RequireAllSent(mailing, ids.size(),

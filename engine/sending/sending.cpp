@@ -7,6 +7,7 @@
 
 #include "engine/base/crossing.h"
 #include "engine/base/failure.h"
+#include "engine/base/whole_file.h"
 #include "engine/base/whole_number.h"
 #include "engine/environment/settings_catalogue.h"
 #include "tessaly/text.h"
@@ -156,8 +157,7 @@ Mailing::Fetch FetchFrom(CDatabaseEdit& customers) {
 // Beside the library, where it would be otherwise, a user can seldom write.
 void KeepTransferLog(Session& session) {
     std::string const folder = session.DataDirectory() + "/LOG";
-    std::error_code ignored;
-    std::filesystem::create_directory(folder, ignored);
+    MakeFolder(folder);
     platform::SetModuleDirectory(folder);
 }
 

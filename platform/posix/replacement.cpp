@@ -69,12 +69,13 @@ bool Flush(int file) noexcept {
     return !failed || errno == EINVAL || errno == EROFS || errno == ENOTSUP;
 }
 
-// Not all systems can do this, and the content is already in its place.
-void FlushFolderOf(std::string const& path) noexcept {
+// True where the folder cannot be opened: not all systems can do this, and the content is already in its
+// place.
+bool FlushFolderOf(std::string const& path) noexcept {
     std::size_t const divider = path.rfind('/');
     std::string const folder = divider == path.npos ? "." : path.substr(0, divider + 1);
     Descriptor const file(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    if (file) static_cast<void>(Flush(file.Get()));
+    return !file || Flush(file.Get());
 }
 
 // The owner and group first: changing them takes away the bits for running as another.
@@ -140,9 +141,9 @@ bool Replacement::Commit() noexcept {
         if (rename(beside_.c_str(), target_.c_str()) != 0) return false;
         beside_.clear();
     }
-    FlushFolderOf(target_);
+    bool const named = FlushFolderOf(target_);
     Close();
-    return true;
+    return named;
 }
 
 void RemoveLeftReplacements(std::string const& host_folder) {

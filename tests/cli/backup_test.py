@@ -49,7 +49,7 @@ class Backup(CommandTest):
         folder = self.folder / "shop/DB"
         shutil.rmtree(folder)
         folder.write_bytes(b"")  # nothing can be stored
-        self.refused("restore", "shop.tsl", "控え.dat", says="顧客データを書き込めませんでした")
+        self.refused("restore", "shop.tsl", "控え.dat", says="ディレクトリを作れません")
         self.assertEqual((self.folder / "控え_復旧.txt").read_text(), "earlier")
         folder.unlink()
         self.assertIn("4人を控えから戻しました。", self.restore())

@@ -35,8 +35,8 @@ class TESSALY_API Replacement {
     int Get() const noexcept { return file_; }
     // The file of the descriptor; it may be opened and written by this path instead, and must not be renamed.
     std::string const& NewFile() const noexcept { return beside_.empty() ? target_ : beside_; }
-    // Flushes the content to the disk and renames the new file. false on failure, with the old content in its
-    // place unless it was written in place.
+    // Flushes the content to the disk, renames the new file and flushes its name. false on failure, with the
+    // old content in its place unless it was written in place or only the name could not be flushed.
     [[nodiscard]] bool Commit() noexcept;
 
   private:
