@@ -71,6 +71,7 @@ ComponentFailure MailConversation::FailBySocket() {
         socket_.Resume();
         return FailAndClose(component_interrupted, text_interrupted);
     }
+    if (error == socket_interrupted) return FailAndClose(component_interrupted, text_interrupted);
     if (error == 0)
         return FailAndClose(ComponentFailure::OfSocket(socket_aborted), "The server closed the connection.");
     if (error == socket_timed_out) return FailAndClose(component_timeout, text_timeout);

@@ -6,6 +6,7 @@
 #include "platform/secrets.h"
 #include "protocol/mail_limits.h"
 #include "tessaly/platform/base64_codec.h"
+#include "tessaly/platform/interruption.h"
 #include "tessaly/platform/md5.h"
 
 namespace protocol {
@@ -94,6 +95,7 @@ SmtpResult SmtpConversation::Mail(CString const& sender, std::vector<CString> co
     if (result == SmtpResult::done) result = Command(SmtpPhase::data, "DATA", ReplyKind::intermediate);
     if (result != SmtpResult::done) return result;
     Begin(SmtpPhase::message);
+    platform::PatientWaits const until_the_reply;
     return channel_.SendText(wire) ? Receive(ReplyKind::completion) : SmtpResult::lost;
 }
 

@@ -5,6 +5,7 @@
 
 #include "platform/clock.h"
 #include "platform/timer.h"
+#include "tessaly/platform/interruption.h"
 
 namespace {
 
@@ -64,7 +65,8 @@ int SocketSupport::OnMessagePending() {
 // A time limit that has passed cancels the call; the caller gets the error of the limit, not of the
 // cancelling.
 void SocketSupport::TranslateInterruption() const {
-    if (timeout_ms_ != 0 && platform::GetLastSocketError() == platform::socket_interrupted)
+    bool const limited = timeout_ms_ != 0 && platform::InterruptibleWaits::MillisecondsLeft() != 0;
+    if (limited && platform::GetLastSocketError() == platform::socket_interrupted)
         platform::SetLastSocketError(platform::socket_timed_out);
 }
 

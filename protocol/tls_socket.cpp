@@ -23,7 +23,8 @@ TlsFailure TlsSocket::StartTls(platform::TlsOptions const& options, unsigned ms)
     });
     KillTimeOut();
     certificate_ = tls_.Certificate();
-    return failure == TlsFailure::timed_out && Interrupted() ? TlsFailure::interrupted : failure;
+    bool const interrupted = Interrupted() || platform::InterruptibleWaits::MillisecondsLeft() == 0;
+    return failure == TlsFailure::timed_out && interrupted ? TlsFailure::interrupted : failure;
 }
 
 long TlsSocket::TrySend(void const* data, int size, int flags, Wait& wait) {

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "platform/interruption.h"
 #include "platform/tls_layer.h"
+#include "tessaly/platform/interruption.h"
 #include "tessaly/protocol/socket_support.h"
 
 // A SocketSupport whose bytes are secured from StartTls on, and plain before. One thread uses an object,

@@ -1,11 +1,12 @@
 #pragma once
 
 // Errors and tables, copies, transfer log and profile files; and the parts of the platform that an
-// application needs to use the library: paths, code page, messages, the place of its logs, and replacing a
-// file.
+// application needs to use the library: paths, code page, messages, the place of its logs, replacing a file,
+// and ending waits.
 
 #include "tessaly/platform/codepage932.h"
 #include "tessaly/platform/dialog.h"
+#include "tessaly/platform/interruption.h"
 #include "tessaly/platform/mbcs.h"
 #include "tessaly/platform/md5.h"
 #include "tessaly/platform/path.h"

@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <iterator>
 #include <string>
 #include <utility>
 
@@ -14,7 +15,9 @@
 #include "platform/posix/host_lookup.h"
 #include "platform/posix/socket_error.h"
 #include "platform/timer.h"
+#include "tessaly/platform/interruption.h"
 
+using platform::InterruptibleWaits;
 using platform::SetLastSocketError;
 using platform::posix::SocketErrorOf;
 
@@ -65,13 +68,13 @@ int CSocket::ConnectToHost(char const* name, unsigned port) {
     platform::posix::Host const host{name, std::to_string(port)};
     platform::posix::Found found = platform::posix::FindNumeric(host);
     if (!found.addresses && *name) {
-        // Without a timer nothing can end the wait.
-        if (platform::MillisecondsToNextTimer() < 0 && InterruptDescriptor() < 0) {
+        bool const interruptible = InterruptDescriptor() >= 0 || InterruptibleWaits::Descriptor() >= 0;
+        // Without a timer nothing else can end the wait.
+        if (platform::MillisecondsToNextTimer() < 0 && !interruptible) {
             found = platform::posix::FindByName(host);
         } else {
             platform::posix::HostLookup lookup(host);
-            while (!lookup.Wait(InterruptDescriptor() < 0 ? platform::MillisecondsToNextTimer()
-                                                          : interrupt_step_ms))
+            while (!lookup.Wait(interruptible ? interrupt_step_ms : platform::MillisecondsToNextTimer()))
                 if (!PumpMessages() || IsInterrupted()) return platform::socket_interrupted;
             found = lookup.Take();
         }
@@ -107,11 +110,18 @@ int CSocket::ConnectTo(addrinfo const& address) {
 // message.
 int CSocket::WaitOn(int descriptor, Wait wait) {
     for (;;) {
+        int const grace = InterruptibleWaits::MillisecondsLeft();
+        if (grace == 0) return platform::socket_interrupted;
+        int limit = platform::MillisecondsToNextTimer();
+        if (grace > 0 && (limit < 0 || grace < limit)) limit = grace;
+        int const raises = grace > 0 ? -1 : InterruptibleWaits::Descriptor();
         pollfd wanted[] = {{descriptor, wait == Wait::to_send ? short{POLLOUT} : short{POLLIN}, 0},
-                           {InterruptDescriptor(), POLLIN, 0}};
-        int const ready = ::poll(wanted, 2, platform::MillisecondsToNextTimer());
-        if (ready > 0) return wanted[1].revents != 0 ? platform::socket_interrupted : 0;
+                           {InterruptDescriptor(), POLLIN, 0},
+                           {raises, POLLIN, 0}};
+        int const ready = ::poll(wanted, std::size(wanted), limit);
         if (ready < 0 && errno != EINTR) return SocketErrorOf(errno);
+        if (ready > 0 && wanted[1].revents != 0) return platform::socket_interrupted;
+        if (ready > 0 && wanted[0].revents != 0) return 0;
         if (!PumpMessages()) return platform::socket_interrupted;
     }
 }
@@ -119,6 +129,7 @@ int CSocket::WaitOn(int descriptor, Wait wait) {
 int CSocket::WaitFor(Wait wait) { return WaitOn(descriptor_, wait); }
 
 bool CSocket::IsInterrupted() const {
+    if (InterruptibleWaits::MillisecondsLeft() == 0) return true;
     pollfd wanted{InterruptDescriptor(), POLLIN, 0};
     return ::poll(&wanted, 1, 0) > 0;
 }

@@ -68,6 +68,8 @@ void SetSocketError(CErrMsg& error, int socket_error, SocketCall call) {
         error.SetErr(code);
     else if (socket_error == peer_closed)
         error.SetErrS(code, "サーバーとの通信が途中で切断されました.");
+    else if (socket_error == platform::socket_interrupted)
+        error.SetErrS(code, "サーバーとの通信を中断しました.");
     else
         error.SetErrS(code, "サーバーとの通信に失敗しました.\r\n(ソケットエラー %d)", socket_error);
 }

@@ -9,11 +9,13 @@
 #include <unistd.h>
 
 #include <functional>
+#include <optional>
 #include <string>
 #include <thread>
 
 #include "platform/clock.h"
 #include "platform/timer.h"
+#include "tessaly/platform/interruption.h"
 #include "tessaly/platform/process.h"
 
 namespace {
@@ -296,6 +298,61 @@ TEST(SocketConnect, CancelWhileNobodyAnswers) {
         EXPECT_FALSE(client.IsOpen());
     }
     EXPECT_LT(connected, 4);
+}
+
+TEST_F(Socket, AnInterruptionEndsTheWaitsOfTheThreadAfterItsGrace) {
+    Connect();
+    Peer const busy(false, 0);
+    Client one, two;  // which fill its queue
+    one.Connect("127.0.0.1", busy.Port());
+    two.on_message = [&] { two.CancelBlockingCall(); };
+    {
+        Timeout const timeout(50);
+        two.Connect("127.0.0.1", busy.Port());
+    }
+    Interruption interruption;
+    auto const hear = [&] { return client.Hear(); };
+    auto const connect = [&] {
+        Client three;
+        return three.Connect("127.0.0.1", busy.Port()) ? std::string("connected")
+                                                       : "error " + std::to_string(GetLastSocketError());
+    };
+    auto const look_up = [&] {
+        Client three;
+        return three.Connect("no-such-host.invalid", busy.Port()) ? "connected" : "failed";
+    };
+    struct {
+        std::function<std::string()> call;
+        bool patient;
+        int reply_after;  // milliseconds; 0: none comes
+        char const* result;
+        std::int64_t least, most;
+    } const rows[] = {{hear, false, 0, "error 10004", 250, 900},
+                      {hear, true, 500, "in time", 450, 900},
+                      {hear, true, 0, "error 10004", 950, 1600},
+                      {connect, false, 0, "error 10004", 250, 900},
+                      {look_up, false, 0, "failed", 0, 900}};
+    for (auto const& row : rows) {
+        InterruptibleWaits const waits(interruption);
+        std::int64_t const start = MonotonicMilliseconds();
+        std::thread other([&] {
+            interruption.Raise();
+            SleepMilliseconds(static_cast<unsigned>(row.reply_after));
+            if (row.reply_after) peer.Say("in time");
+        });
+        {
+            std::optional<PatientWaits> patient;
+            if (row.patient) patient.emplace();
+            EXPECT_EQ(row.result, row.call());
+        }
+        EXPECT_GE(MonotonicMilliseconds() - start, row.least);
+        EXPECT_LE(MonotonicMilliseconds() - start, row.most);
+        other.join();
+        interruption.Clear();
+    }
+    interruption.Raise();  // no longer that of this thread
+    peer.Say("on");
+    EXPECT_EQ("on", client.Hear());
 }
 
 TEST_F(Socket, SignalDoesNotEndACall) {

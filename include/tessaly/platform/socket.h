@@ -44,9 +44,9 @@ TESSALY_API int GetHostName(char* name, int size);
 }  // namespace platform
 
 // A blocking stream socket. While a call waits it calls OnMessagePending whenever a message of the thread
-// waits (platform/timer.h), and ends with socket_interrupted when CancelBlockingCall was called from there. A
-// failed call leaves its number in GetLastSocketError(), any other call 0. No call raises a signal. A socket
-// belongs to one thread.
+// waits (platform/timer.h), and ends with socket_interrupted when CancelBlockingCall was called from there,
+// or by an interruption of the thread (platform/interruption.h). A failed call leaves its number in
+// GetLastSocketError(), any other call 0. No call raises a signal. A socket belongs to one thread.
 class TESSALY_API CSocket {
   public:
     CSocket() = default;

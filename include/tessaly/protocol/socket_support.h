@@ -12,7 +12,8 @@
 // connects and deleted when it disconnects, so that the line buffer lives as long as one connection.
 //
 // A failure is a result of -1 and a number in platform::GetLastSocketError(). A passed time limit is -1 with
-// platform::socket_timed_out; the caller never sees the interruption behind it (socket_interrupted).
+// platform::socket_timed_out; the caller never sees the interruption behind it. socket_interrupted is that of
+// an interruption of the thread (platform/interruption.h).
 //
 // The timer belongs to the thread that makes the call: one object serves one thread. Nothing is locked.
 //
