@@ -43,11 +43,11 @@ Session::Session(Access const& access, std::string const& env_file, For use)
         throw Failure(Failure::environment_not_found,
                       "環境のデータディレクトリがありません: " + data_directory_);
     if (use == For::changing) {
-        lock_ = std::make_unique<FolderLock>(data_directory_, environment_name);
+        lock_ = std::make_unique<FolderLock>(data_directory_, environment_name, &front_);
         RemoveWorkFiles();
         SafeChange::Recover(data_directory_);
     } else if (SafeChange::Open(data_directory_)) {
-        FolderLock const lock(data_directory_, environment_name);
+        FolderLock const lock(data_directory_, environment_name, &front_);
         SafeChange::Recover(data_directory_);
     }
     Open(access);
@@ -133,9 +133,11 @@ void Session::MoveSequence() {
     if (!sequence.SetValue(largest) || !sequence.NextValue(&drawn)) sequence.SetValue(next);
 }
 
-void Session::WhileOthersWait(std::function<void()> const& change) {
+void Session::WhileOthersWait(std::function<void()> const& change, Patience patience) {
     if (lock_) return change();
-    FolderLock const lock(data_directory_, environment_name);
+    FolderLock const lock = patience == Patience::endless
+                                ? FolderLock::WhenFree(data_directory_, environment_name, front_)
+                                : FolderLock(data_directory_, environment_name, &front_);
     change();
 }
 
@@ -262,13 +264,15 @@ void Session::SaveMails() {
     });
 }
 
-void Session::ChangeMails(std::function<void(CMailListViewer&)> const& change) {
+void Session::ChangeMails(std::function<void(CMailListViewer&)> const& change, Patience patience) {
     Mails();
-    WhileOthersWait([&] {
-        ReadMails();
-        change(*mails_);
-        SaveMails();
-    });
+    WhileOthersWait(
+        [&] {
+            ReadMails();
+            change(*mails_);
+            SaveMails();
+        },
+        patience);
 }
 
 void Session::SaveGroups() {

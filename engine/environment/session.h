@@ -36,8 +36,10 @@ class Session {
     CDatabaseEdit& CustomerTable() { return *customers_; }
 
     // Calls `change` while no other process changes the environment. A session for changing holds that lock
-    // all the time; one for reading takes it for the call.
-    void WhileOthersWait(std::function<void()> const& change);
+    // all the time; one for reading takes it for the call. Where another process has it, it is waited for: a
+    // few seconds, or as FolderLock::WhenFree.
+    enum class Patience { brief, endless };
+    void WhileOthersWait(std::function<void()> const& change, Patience patience = Patience::brief);
 
     // Host paths.
     std::string const& EnvFile() const { return env_file_; }
@@ -64,7 +66,8 @@ class Session {
     void SaveGroups();
     // Reads the list of mails again, changes it and saves it under the lock: other processes may have changed
     // the list since a session for reading loaded it.
-    void ChangeMails(std::function<void(CMailListViewer&)> const& change);
+    void ChangeMails(std::function<void(CMailListViewer&)> const& change,
+                     Patience patience = Patience::brief);
     // As SaveSettings for any data file, by its path below the data directory. `write` gets the path (of the
     // library) and the key to write with. Throws Failure, naming `what`.
     void SaveTable(std::string const& path, std::string const& what,

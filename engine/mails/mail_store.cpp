@@ -6,6 +6,7 @@
 #include "engine/base/crossing.h"
 #include "engine/base/failure.h"
 #include "engine/base/whole_file.h"
+#include "engine/environment/mail_lock.h"
 #include "engine/environment/safe_change.h"
 #include "engine/mails/states.h"
 #include "engine/targets/target.h"
@@ -238,6 +239,8 @@ NewAttachment AttachmentOf(TermType terminal, std::string const& file) {
 
 int StoreMail(Session& session, std::optional<int> id, char kind, std::vector<NewAttachment> const& added,
               std::function<void(OneMail&)> const& change) {
+    std::optional<MailLock> lock;
+    if (id) lock.emplace(session, *id, MailLock::For::changing);
     WorkFolder const work(session);
     OneMailMaker maker(&session.Environment(), &session.Mails(), id.value_or(OneMailMaker::new_mail));
     OneMail mail = Opened(session, maker, id ? KindOf(session, *id) : kind);

@@ -5,6 +5,7 @@
 #include "engine/base/crossing.h"
 #include "engine/base/failure.h"
 #include "engine/base/whole_file.h"
+#include "engine/environment/mail_lock.h"
 #include "engine/mails/eml_file.h"
 #include "engine/mails/html_mail.h"
 #include "engine/mails/mail_content.h"
@@ -150,11 +151,13 @@ void ExportMail(Access const& access, std::string const& env_file, int mail, std
 
 void DeleteMails(Session& session, std::vector<int> const& mails) {
     for (int const mail : mails) RequireMail(session, mail);
+    std::vector<MailLock> const locks = LockToChange(session, mails);
     ChangeEach(session, mails, &CMailListViewer::DeleteMailData);
 }
 
 void RestoreMails(Session& session, std::vector<int> const& mails) {
     for (int const mail : mails) RequireDeleted(session, mail);
+    std::vector<MailLock> const locks = LockToChange(session, mails);
     ChangeEach(session, mails, &CMailListViewer::UnDeleteMailData);
 }
 

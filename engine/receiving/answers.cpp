@@ -105,7 +105,7 @@ HistoryListViewer* Answers::HistoryOf(int mail) {
     }
     auto const [place, is_new] = histories_.try_emplace(mail);
     if (is_new) try {
-            place->second = std::make_unique<SendHistory>(session_, mail);
+            place->second = std::make_unique<SendHistory>(session_, mail, MailLock::For::changing);
         } catch (Failure const&) {  // a run is sending the mail
         }
     return place->second ? &place->second->Rows() : nullptr;

@@ -26,8 +26,8 @@ std::string LineOf(RowChange const& entry) {
 
 }  // namespace
 
-SendHistory::SendHistory(Session& session, int mail)
-    : FolderLock(session.DataDirectory() + "/" + MailFolder(mail), "このメール"),
+SendHistory::SendHistory(Session& session, int mail, MailLock::For use)
+    : MailLock(session, mail, use),
       MailHistory(session, mail),
       session_(session),
       mail_(mail),

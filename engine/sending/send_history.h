@@ -9,7 +9,7 @@
 #include <thread>
 #include <vector>
 
-#include "engine/environment/folder_lock.h"
+#include "engine/environment/mail_lock.h"
 #include "engine/environment/session.h"
 #include "engine/mails/states.h"
 #include "engine/sending/mail_history.h"
@@ -30,11 +30,11 @@ void PutInList(Session& session, int mail, MailStatus status, HistoryListViewer&
 //
 // A row waits with retry number -1 before the first attempt. Every attempt raises the number by 1 and makes
 // the row complete when the server took the mail, else what RetryPolicy says.
-class SendHistory : private FolderLock, public MailHistory {
+class SendHistory : private MailLock, public MailHistory {
   public:
     // Throws Failure when another run has the mail, and when its history cannot be read or its journal is
     // damaged.
-    SendHistory(Session& session, int mail);
+    SendHistory(Session& session, int mail, MailLock::For use = MailLock::For::sending);
     ~SendHistory();
 
     // Settle an unknown recipient: as one who got the mail by that attempt, or as one who is to be mailed

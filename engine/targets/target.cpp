@@ -8,6 +8,7 @@
 #include "engine/base/failure.h"
 #include "engine/base/whole_number.h"
 #include "engine/environment/data_paths.h"
+#include "engine/environment/mail_lock.h"
 #include "engine/environment/safe_change.h"
 #include "engine/targets/conditions.h"
 #include "tessaly/text.h"
@@ -201,6 +202,7 @@ void ChooseRecipients(Session& session, int mail, ExtractAction& set, ExtractRes
 }
 
 void StoreTarget(Session& session, int mail, ExtractAction& set, ExtractResultDetail& list) {
+    MailLock const lock(session, mail, MailLock::For::changing);
     TargetOwner const owner{TargetOwner::mail, mail};
     SafeChange whole(session.DataDirectory(),
                      {owner.ConditionsFile(), owner.RecipientsFile(), mail_list_file});
