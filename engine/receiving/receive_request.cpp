@@ -4,12 +4,14 @@
 #include <array>
 #include <atomic>
 #include <chrono>
+#include <functional>
 #include <memory>
 
 #include "engine/base/crossing.h"
 #include "engine/base/date_text.h"
 #include "engine/base/digest.h"
 #include "engine/base/failure.h"
+#include "engine/base/stoppable_waits.h"
 #include "engine/base/whole_number.h"
 #include "engine/receiving/answers.h"
 #include "engine/receiving/inbox.h"
@@ -44,6 +46,20 @@ std::string IdOf(std::string const& text) {
     return id.IsEmpty() ? "text " + DigestOf(text) : "id " + std::string(id.View());
 }
 
+constexpr char const* stopped_sentence = "中断しました。同じコマンドで続きを受信できます。";
+
+// Works with a server. false instead of its failure when the front end has stopped the work, which ends the
+// waits for the server.
+bool Completed(FrontEnd const& front, std::function<void()> const& work) {
+    try {
+        work();
+        return true;
+    } catch (Failure const& failure) {
+        if (failure.GetKind() != Failure::server_failed || !front.Stopped()) throw;
+        return false;
+    }
+}
+
 class Receiving {
   public:
     Receiving(Session& session, ReceiveRequest const& request, MailSource& source)
@@ -57,24 +73,28 @@ class Receiving {
 
     void Run() {
         ReceivedMail mail;
-        auto const seen = [&](std::string const& id) { return inbox_.Seen(id); };
         {
             auto const progress =
                 front_.ShowProgress("受信", "通", source_.Total(), [&] { return taken_.load(); });
-            while (!front_.Stopped() && source_.Next(mail, seen)) {
+            while (Next(mail)) {
                 Take(mail);
                 if (++taken_ % mails_between_saves == 0 && Clock::now() >= next_save_) Save();
             }
         }
         Save();
-        source_.End();
+        if (!front_.Stopped()) Completed(front_, [&] { source_.End(); });
         Totals();
-        if (front_.Stopped())
-            throw Failure(Failure::stopped, "中断しました。同じコマンドで続きを受信できます。");
+        if (front_.Stopped()) throw Failure(Failure::stopped, stopped_sentence);
     }
 
   private:
     using Clock = std::chrono::steady_clock;
+
+    bool Next(ReceivedMail& mail) {
+        bool found = false;
+        auto const seen = [&](std::string const& id) { return inbox_.Seen(id); };
+        return !front_.Stopped() && Completed(front_, [&] { found = source_.Next(mail, seen); }) && found;
+    }
 
     void Take(ReceivedMail const& mail) {
         std::string const id = mail.id.empty() ? IdOf(mail.text) : mail.id;
@@ -107,13 +127,13 @@ class Receiving {
     }
 
     // First the effects are saved, then the IDs of the mails, and only then are mails removed from the
-    // server.
+    // server. What a stop leaves there is removed by the next run.
     void Save() {
         if (request_.dry_run) return;
         auto const begun = Clock::now();
         answers_.Save();
         inbox_.Save();
-        if (removes_) source_.Remove();
+        if (removes_ && !front_.Stopped()) Completed(front_, [&] { source_.Remove(); });
         next_save_ = Clock::now() + work_to_one_of_saving * (Clock::now() - begun);
     }
 
@@ -142,7 +162,10 @@ class Receiving {
 
 void ReceiveRequest::Run(Access const& access, std::string const& env_file) const {
     Session session(access, env_file, dry_run ? Session::For::reading : Session::For::changing);
-    std::unique_ptr<MailSource> const source = SourceOf(session, *this);
+    StoppableWaits const waits(session.Front());
+    std::unique_ptr<MailSource> source;
+    if (!Completed(session.Front(), [&] { source = SourceOf(session, *this); }))
+        throw Failure(Failure::stopped, stopped_sentence);
     Receiving(session, *this, *source).Run();
 }
 

@@ -2,6 +2,7 @@
 
 #include "engine/base/crossing.h"
 #include "engine/base/failure.h"
+#include "engine/base/stoppable_waits.h"
 #include "engine/receiving/mail_source.h"
 #include "engine/sending/mail_channel.h"
 #include "engine/sending/sending.h"
@@ -39,12 +40,14 @@ ServerCheck CheckPop(MailboxSettings const& mailbox) {
 
 void CheckRequest::Run(Session& session, View& view) const {
     KeepTransferLog(session);
+    StoppableWaits const waits(session.Front());
     bool const has_pop = !pop.empty() || !session.Setting("pop.host").empty();
     bool const has_smtp = !smtp.empty() || !session.Setting("smtp.host").empty() || !has_pop;
     bool works = true;
     auto const show = [&](CheckedServer const& server, auto const& check) {
         view.Begin(server);
         ServerCheck const result = check();
+        if (session.Front().Stopped()) throw Failure(Failure::stopped, "中断しました。");
         view.End(server, result);
         works = works && result.works;
     };

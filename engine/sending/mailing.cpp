@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "engine/base/crossing.h"
+#include "engine/base/stoppable_waits.h"
 #include "engine/base/whole_number.h"
 #include "engine/mails/mail_text.h"
 #include "engine/sending/retry_policy.h"
@@ -75,7 +76,7 @@ class Mailing::Client {
         for (int attempt = 1;; ++attempt) {
             verdict_ = channel_->Send(mail);
             if (verdict_.connected || attempt == connect_tries || mailing_.front_.Stopped()) break;
-            std::this_thread::sleep_for(pause_between_tries);
+            Pause(mailing_.front_, pause_between_tries);
         }
         delivery.outcome = verdict_.kind;
         delivery.attempted = verdict_.attempted;
@@ -104,9 +105,14 @@ Mailing::Mailing(FrontEnd const& front, MailContent const& content, Mailbox cons
 }
 
 void Mailing::Run(std::vector<int> const& ids, int threads) {
+    StoppableWaits const waits(front_);
     std::vector<std::jthread> workers;
     workers.reserve(static_cast<std::size_t>(std::max(threads, 0)));
-    for (int i = 0; i < threads; ++i) workers.emplace_back([&] { Work(ids); });
+    for (int i = 0; i < threads; ++i)
+        workers.emplace_back([&] {
+            platform::InterruptibleWaits const ends(waits.Interruption());
+            Work(ids);
+        });
     workers.clear();
     if (stopped_.empty() && front_.Stopped()) stopped_ = "中断しました。";
 }
