@@ -1,6 +1,7 @@
 #include <memory>
 
 #include "cli/command.h"
+#include "cli/terminal.h"
 #include "engine/receiving/receive_request.h"
 
 namespace cli {
@@ -12,7 +13,10 @@ struct Arguments {
     ReceiveRequest request;
 };
 
-void Receive(Arguments const& arguments) { arguments.request.Run(arguments.access, arguments.env_file); }
+void Receive(Arguments const& arguments) {
+    IgnoreClosedPipes();
+    arguments.request.Run(arguments.access, arguments.env_file);
+}
 
 }  // namespace
 

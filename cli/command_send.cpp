@@ -1,6 +1,7 @@
 #include <memory>
 
 #include "cli/command.h"
+#include "cli/terminal.h"
 #include "engine/sending/send_request.h"
 
 namespace cli {
@@ -49,7 +50,10 @@ void AddSendCommand(CLI::App& program) {
     command->add_flag("--dry-run", arguments->request.dry_run, "送らずに、宛先だけを表示します");
     command->add_flag("--force", arguments->request.force, "下書きに指摘があっても送ります");
     AddAccess(*command, arguments->access);
-    command->callback([arguments] { arguments->request.Run(arguments->access, arguments->env_file); });
+    command->callback([arguments] {
+        IgnoreClosedPipes();
+        arguments->request.Run(arguments->access, arguments->env_file);
+    });
 }
 
 }  // namespace cli

@@ -2,9 +2,12 @@
 
 #include <poll.h>
 #include <termios.h>
+#include <time.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <csignal>
+#include <cstdint>
 #include <iostream>
 
 #include "engine/base/failure.h"
@@ -14,22 +17,34 @@ namespace cli {
 using engine::Failure;
 namespace {
 
-volatile std::sig_atomic_t interrupted = 0;
+constexpr int stop_signals[] = {SIGINT, SIGTERM, SIGHUP};
+constexpr std::int64_t same_hangup_ms = 3000;
+
+std::atomic<std::int64_t> interrupted_at = 0;  // 0: not yet
+static_assert(std::atomic<std::int64_t>::is_always_lock_free);
+
+// A signal handler may call it.
+std::int64_t MonotonicMilliseconds() {
+    timespec now{};
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    return std::int64_t{now.tv_sec} * 1000 + now.tv_nsec / 1000000 + 1;
+}
 
 void OnInterrupt(int signal) {
-    if (interrupted) {
-        std::signal(signal, SIG_DFL);
-        std::raise(signal);
-    }
-    interrupted = 1;
+    std::int64_t first = 0;
+    std::int64_t const now = MonotonicMilliseconds();
+    if (interrupted_at.compare_exchange_strong(first, now)) return;
+    if (signal == SIGHUP && now - first < same_hangup_ms) return;
+    std::signal(signal, SIG_DFL);
+    std::raise(signal);
 }
 
 // Waits for a line at the terminal; false when an interrupt comes first, to whichever thread.
 bool WaitForLine() {
     constexpr int glance_ms = 50;
     pollfd input{STDIN_FILENO, POLLIN, 0};
-    while (!interrupted && poll(&input, 1, glance_ms) <= 0) continue;
-    return !interrupted;
+    while (!Interrupted() && poll(&input, 1, glance_ms) <= 0) continue;
+    return !Interrupted();
 }
 
 // Echo off while it lives.
@@ -67,7 +82,7 @@ std::string AskPassword(std::string const& prompt, std::string const& option) {
         password = AskLine(prompt);
     }
     std::cerr << "\n";
-    if (interrupted) throw Failure(Failure::stopped, "中断しました。");
+    if (Interrupted()) throw Failure(Failure::stopped, "中断しました。");
     if (!password) throw Failure(Failure::password_required, "パスワードが入力されませんでした。");
     return *password;
 }
@@ -80,10 +95,15 @@ std::optional<std::string> AskLine(std::string const& prompt) {
 }
 
 void CatchInterrupts() {
-    std::signal(SIGINT, OnInterrupt);
-    std::signal(SIGTERM, OnInterrupt);
+    for (int const signal : stop_signals) {
+        struct sigaction before {};
+        bool const ignored = sigaction(signal, nullptr, &before) == 0 && before.sa_handler == SIG_IGN;
+        if (!ignored) std::signal(signal, OnInterrupt);
+    }
 }
 
-bool Interrupted() { return interrupted != 0; }
+void IgnoreClosedPipes() { std::signal(SIGPIPE, SIG_IGN); }
+
+bool Interrupted() { return interrupted_at != 0; }
 
 }  // namespace cli
