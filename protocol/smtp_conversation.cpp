@@ -18,6 +18,7 @@ constexpr int reply_authenticated = 235, reply_auth_continue = 334, first_for_go
 
 void SmtpConversation::Begin(SmtpPhase phase) {
     phase_ = phase;
+    in_doubt_ = false;
     reply_ = {};
     channel_.Begins(phase);
 }
@@ -38,7 +39,7 @@ SmtpResult SmtpConversation::Command(SmtpPhase phase, CString const& line, Reply
 }
 
 SmtpFailure SmtpConversation::Failure() const {
-    return {phase_, reply_.code, CString(reply_.Enhanced()), reply_.text};
+    return {phase_, reply_.code, CString(reply_.Enhanced()), reply_.text, in_doubt_};
 }
 
 SmtpResult SmtpConversation::Greet() {
@@ -96,7 +97,10 @@ SmtpResult SmtpConversation::Mail(CString const& sender, std::vector<CString> co
     if (result != SmtpResult::done) return result;
     Begin(SmtpPhase::message);
     platform::PatientWaits const until_the_reply;
-    return channel_.SendText(wire) ? Receive(ReplyKind::completion) : SmtpResult::lost;
+    if (!channel_.SendText(wire)) return SmtpResult::lost;
+    result = Receive(ReplyKind::completion);
+    in_doubt_ = result == SmtpResult::lost;
+    return result;
 }
 
 SmtpResult SmtpConversation::Quit() {

@@ -103,6 +103,7 @@ class SmtpConversation {
     Channel& channel_;
     SmtpOptions const options_;
     SmtpPhase phase_ = SmtpPhase::none;
+    bool in_doubt_ = false;  // see SmtpFailure
     SmtpReply reply_;
     CString hello_reply_;
     std::string extensions_;  // lines of that reply, in capitals, each behind a line feed

@@ -5,13 +5,22 @@
 #include <new>
 
 namespace engine {
+namespace {
+
+// Fetched once: looking it up takes longer than a short digest.
+EVP_MD const* Algorithm() {
+    static EVP_MD const* const algorithm = EVP_MD_fetch(nullptr, "SHA256", nullptr);
+    return algorithm;
+}
+
+}  // namespace
 
 struct Sha256::Context {
     EVP_MD_CTX* digest;
 };
 
 Sha256::Sha256() : context_(std::make_unique<Context>(EVP_MD_CTX_new())) {
-    if (!context_->digest || EVP_DigestInit_ex(context_->digest, EVP_sha256(), nullptr) != 1)
+    if (!context_->digest || EVP_DigestInit_ex(context_->digest, Algorithm(), nullptr) != 1)
         throw std::bad_alloc();
 }
 
@@ -21,13 +30,17 @@ void Sha256::Add(std::string_view bytes) {
     if (EVP_DigestUpdate(context_->digest, bytes.data(), bytes.size()) != 1) throw std::bad_alloc();
 }
 
-std::string Sha256::Digits() {
-    unsigned char bytes[sha256_digits / 2];
-    if (EVP_DigestFinal_ex(context_->digest, bytes, nullptr) != 1 ||
-        EVP_DigestInit_ex(context_->digest, EVP_sha256(), nullptr) != 1)
+std::array<unsigned char, sha256_digits / 2> Sha256::Bytes() {
+    std::array<unsigned char, sha256_digits / 2> bytes;
+    if (EVP_DigestFinal_ex(context_->digest, bytes.data(), nullptr) != 1 ||
+        EVP_DigestInit_ex(context_->digest, Algorithm(), nullptr) != 1)
         throw std::bad_alloc();
+    return bytes;
+}
+
+std::string Sha256::Digits() {
     std::string digits;
-    for (unsigned const byte : bytes) {
+    for (unsigned const byte : Bytes()) {
         digits += "0123456789abcdef"[byte >> 4];
         digits += "0123456789abcdef"[byte & 15];
     }

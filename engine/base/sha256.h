@@ -1,6 +1,7 @@
 #pragma once
 
-#include <cstdint>
+#include <array>
+#include <cstddef>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -17,7 +18,9 @@ class Sha256 {
     Sha256(Sha256 const&) = delete;
     Sha256& operator=(Sha256 const&) = delete;
     void Add(std::string_view bytes);
-    // 64 lower-case hexadecimal digits. The object starts anew.
+    // Each ends the digest, and the object starts anew.
+    std::array<unsigned char, sha256_digits / 2> Bytes();
+    // 64 lower-case hexadecimal digits.
     std::string Digits();
 
   private:

@@ -18,7 +18,9 @@ Verdict VerdictOf(protocol::SmtpFailure const& failure) {
     verdict.attempted = local || failure.IsInMail();
     verdict.for_all = !refused && !local;
     bool const for_good = refused && failure.code >= platform::ComponentFailure::first_for_good;
-    verdict.kind = for_good ? Outcome::refused : Outcome::failed;
+    verdict.kind = for_good ? Outcome::refused : failure.in_doubt ? Outcome::unknown : Outcome::failed;
+    verdict.code = failure.code;
+    verdict.enhanced = OnOneLine(failure.enhanced.View());
     return verdict;
 }
 
@@ -37,9 +39,10 @@ class PlainChannel : public MailChannel {
         client_.SetSenderAddr(sender);
     }
 
-    Verdict Send(OutgoingMail const& mail) override {
+    void Send(OutgoingMail const& mail, Known const& known) override {
         Fill(client_, mail);
-        return Judge(client_.Send());
+        client_.on_result = [&](int result) { known(Judge(result)); };
+        client_.Send();
     }
 
     ChannelCheck Check() override {
@@ -48,6 +51,11 @@ class PlainChannel : public MailChannel {
     }
 
   private:
+    struct Client : MailSend {
+        void OnResult(int result) override { on_result(result); }
+        std::function<void(int)> on_result;
+    };
+
     Verdict Judge(int result) {
         if (result == MailSend::SendAccepted) return {Outcome::sent, {}};
         protocol::SmtpFailure const& failure = client_.GetFailure();
@@ -63,32 +71,35 @@ class PlainChannel : public MailChannel {
         return verdict;
     }
 
-    MailSend client_;
+    Client client_;
 };
 
-// The connection stays for several mails; after a failure there is a new one.
+// The connection stays for several mails; after a failure there is a new one. It always stays for the
+// component, so that the verdict is known before QUIT.
 class SecureChannel : public MailChannel {
   public:
     SecureChannel(ServerSettings const& server, CString const& sender) : server_(server), sender_(sender) {}
     ~SecureChannel() override { client_.Disconnect(); }
 
-    Verdict Send(OutgoingMail const& mail) override {
+    void Send(OutgoingMail const& mail, Known const& known) override {
         bool const kept = sent_ > 0;
         if (!kept) client_.Prepare(server_);
         bool const last = ++sent_ >= server_.mails_per_connection;
-        client_.Set(smtps_keep_connection, last ? 0 : 1);
+        client_.Set(smtps_keep_connection, 1);
         client_.Set(smtps_from, sender_);
         client_.Set(smtps_recipients, mail.recipient);
         client_.Set(smtps_message, MessageOf(mail));
         bool const sent = client_.Do(smtps_send) == platform::component_ok;
-        Verdict verdict{Outcome::sent, {}};
-        if (!sent) {
-            verdict = Judge(SMTPS_GetLastFailure(client_.Handle()));
-            client_.Disconnect();
-        }
-        if (last || !sent) sent_ = 0;
+        Verdict const verdict =
+            sent ? Verdict{Outcome::sent, {}} : Judge(SMTPS_GetLastFailure(client_.Handle()));
         // A server that ends a kept connection has not taken the mail.
-        return !sent && kept && client_.GetFailure().IsFarewell() ? Send(mail) : verdict;
+        bool const again = !sent && kept && client_.GetFailure().IsFarewell();
+        if (!again) known(verdict);
+        if (last || !sent) {
+            client_.Disconnect();
+            sent_ = 0;
+        }
+        if (again) Send(mail, known);
     }
 
     ChannelCheck Check() override {

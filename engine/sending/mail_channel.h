@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <string>
 
@@ -14,11 +15,13 @@ namespace engine {
 
 struct Verdict {
     Outcome kind = Outcome::failed;
-    std::string reply;      // what the server or the library said, on one line
-    bool connected = true;  // false: no server answered; another try may succeed
-    bool attempted = true;  // false: the failure came before the mail: connection, greeting or login
-    bool for_all = false;   // every other recipient would fail too
-    bool hopeless = false;  // another try would fail too
+    std::string reply{};     // what the server or the library said, on one line
+    int code = 0;            // of the reply that refused; 0: none
+    std::string enhanced{};  // its status code (RFC 3463); empty: none
+    bool connected = true;   // false: no server answered; another try may succeed
+    bool attempted = true;   // false: the failure came before the mail: connection, greeting or login
+    bool for_all = false;    // every other recipient would fail too
+    bool hopeless = false;   // another try would fail too
 };
 
 // Whether a server would take mail, found without sending any.
@@ -31,7 +34,9 @@ struct ChannelCheck {
 class MailChannel {
   public:
     virtual ~MailChannel() = default;
-    virtual Verdict Send(OutgoingMail const& mail) = 0;
+    // `known` gets the verdict when it is known, before anything else goes to the server (RSET, QUIT).
+    using Known = std::function<void(Verdict const&)>;
+    virtual void Send(OutgoingMail const& mail, Known const& known) = 0;
     // Connects as Send does, up to the login, and quits.
     virtual ChannelCheck Check() = 0;
 };

@@ -1,11 +1,12 @@
 #include "engine/sending/mail_history.h"
 
-#include <fstream>
 #include <string_view>
+#include <utility>
 
 #include "engine/base/failure.h"
 #include "engine/base/whole_number.h"
 #include "engine/mails/mail_store.h"
+#include "engine/sending/journal_file.h"
 #include "tessaly/text.h"
 
 namespace engine {
@@ -55,12 +56,10 @@ bool Read(std::string_view line, RowChange& change) {
 }
 
 // A last line that is incomplete, since its process was killed, is ignored.
-void ApplyLines(std::string const& path, HistoryListViewer& rows) {
-    std::ifstream journal(path, std::ios::binary);
-    std::string line;
+void ApplyLines(std::string_view lines, HistoryListViewer& rows) {
     RowChange change;
-    while (std::getline(journal, line) && !journal.eof())
-        if (Read(line, change)) Apply(rows, change);
+    for (std::size_t end; (end = lines.find('\n')) != lines.npos; lines.remove_prefix(end + 1))
+        if (Read(lines.substr(0, end), change)) Apply(rows, change);
 }
 
 }  // namespace
@@ -77,9 +76,92 @@ void Apply(HistoryListViewer& rows, RowChange& change) {
     rows.TransferLastSendDate(change.customer, date, HistoryListViewer::transfer_store);
 }
 
+// What the records of a journal say of the recipients, in their order.
+class MailHistory::Replay {
+  public:
+    Replay(MailHistory& history, RunPlace place) : history_(history), here_(std::move(place)) {}
+
+    void Take(JournalRecord const& record) {
+        using Kind = JournalRecord::Kind;
+        switch (record.kind) {
+            case Kind::run:
+                kept_ = record.kept;
+                only_killed_ = record.place.IsSame(here_);
+                break;
+            case Kind::group: break;
+            case Kind::intent:
+                open_[record.customer] = {
+                    {record.number, record.message_id, record.time}, false, !only_killed_};
+                break;
+            case Kind::start: Open(record.customer).started = true; break;
+            case Kind::none: open_.erase(record.customer); break;
+            case Kind::outcome: TakeOutcome(record);
+        }
+    }
+    // A mail whose start is not on record was not sent if no record can have been lost.
+    void End(bool irregular) {
+        for (auto& [customer, mail] : open_)
+            if (mail.started || mail.may_have_started || irregular)
+                history_.unknown_[customer] = std::move(mail.attempt);
+    }
+
+  private:
+    struct OpenMail {
+        UnknownAttempt attempt;
+        bool started = false, may_have_started = false;
+    };
+
+    // The intent may be among the records that are damaged.
+    OpenMail& Open(int customer) {
+        auto const [place, is_new] = open_.try_emplace(customer);
+        if (!is_new) return place->second;
+        HistoryListViewer& rows = history_.rows_;
+        UnknownAttempt& attempt = place->second.attempt;
+        rows.TransferRetryNum(customer, attempt.number, HistoryListViewer::transfer_read);
+        ++attempt.number;
+        return place->second;
+    }
+    void TakeOutcome(JournalRecord const& record) {
+        if (record.outcome == Outcome::unknown) {
+            OpenMail& mail = Open(record.customer);
+            mail.started = true;
+            mail.attempt.reason = record.text;
+            return;
+        }
+        if (record.outcome == Outcome::sent)
+            history_.replies_.erase(record.customer);
+        else
+            history_.replies_[record.customer] = {record.outcome, record.code, record.enhanced, record.text,
+                                                  record.time};
+        if (!kept_) {
+            RowChange change{record.customer, record.state, record.number, {}, record.time};
+            auto const known = open_.find(record.customer);
+            if (known != open_.end() && known->second.started)
+                change.message_id = known->second.attempt.message_id;
+            Apply(history_.rows_, change);
+        }
+        open_.erase(record.customer);
+    }
+
+    MailHistory& history_;
+    RunPlace const here_;
+    std::map<int, OpenMail> open_;
+    bool kept_ = false, only_killed_ = false;
+};
+
+// The journal first: a run that ends meanwhile saves its outcomes in the file before it drops them here.
 MailHistory::MailHistory(Session& session, int mail) {
+    std::string const path = JournalOf(session, mail);
+    JournalContent journal(path);
     ReadRows(session, mail, rows_);
-    ApplyLines(JournalOf(session, mail), rows_);
+    if (journal.GetKind() == JournalContent::Kind::lines) ApplyLines(journal.Bytes(), rows_);
+    if (journal.GetKind() == JournalContent::Kind::records) {
+        Replay replay(*this, PlaceOf(path));
+        journal.ForEachRecord([&](JournalRecord const& record) { replay.Take(record); });
+        replay.End(journal.IsIrregular());
+    }
+    damaged_ = journal.IsDamaged();
+    if (damaged_) session.Front().Notice("送信の記録が壊れています。読める分だけを使います: " + path);
 }
 
 StoredState<RecipientState> MailHistory::StateOf(int customer) {

@@ -57,6 +57,9 @@ class MailHistory {
     HistoryListViewer rows_;
     std::map<int, UnknownAttempt> unknown_;
     std::map<int, LastReply> replies_;
+
+  private:
+    class Replay;
     bool damaged_ = false;
 };
 

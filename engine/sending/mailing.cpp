@@ -54,57 +54,73 @@ std::optional<MailNumbers> NumbersIn(std::string_view message_id) {
 // One thread's connection to the server.
 class Mailing::Client {
   public:
-    explicit Client(Mailing const& mailing)
+    explicit Client(Mailing& mailing)
         : mailing_(mailing), channel_(MakeMailChannel(mailing.server_, mailing.from_.address)) {}
 
-    Delivery Send(int id) {
+    // The mail at that place of the mailing.
+    void Send(std::size_t place, int id) {
         Delivery delivery{id, {}, Outcome::failed, {}, {}, true};
+        CString const message_id =
+            mailing_.intents_ ? mailing_.intents_->Take(place) : mailing_.NewMessageId(id);
         OneCustomer customer;
         if (!mailing_.fetch_(id, customer)) {
             delivery.reply = "顧客が見つかりません";
             delivery.attempted = false;
-            return delivery;
+            return mailing_.Finish(delivery);
         }
         delivery.address = customer.Email;
         if (MailAddressChecker(customer.Email) != 1) {
             delivery.outcome = Outcome::refused;
             delivery.reply = "メールアドレスの形が正しくありません";
-            return delivery;
+            return mailing_.Finish(delivery);
         }
-        delivery.message_id = MailSend::MakeMessageID(mailing_.message_id_text_, id);
-        OutgoingMail const mail = mailing_.template_.For(customer, delivery.message_id);
-        for (int attempt = 1;; ++attempt) {
-            verdict_ = channel_->Send(mail);
-            if (verdict_.connected || attempt == connect_tries || mailing_.front_.Stopped()) break;
-            Pause(mailing_.front_, pause_between_tries);
+        delivery.message_id = message_id;
+        OutgoingMail const mail = mailing_.template_.For(customer, message_id);
+        if (mailing_.intents_) mailing_.intents_->Start(id);
+        bool known = false;
+        for (int attempt = 1; !known; ++attempt) {
+            if (attempt > 1) Pause(mailing_.front_, pause_between_tries);
+            channel_->Send(mail, [&](Verdict const& verdict) {
+                verdict_ = verdict;
+                known = verdict.connected || attempt == connect_tries || mailing_.front_.Stopped();
+                if (known) Finish(delivery);
+            });
         }
-        delivery.outcome = verdict_.kind;
-        delivery.attempted = verdict_.attempted;
-        delivery.reply = verdict_.reply;
-        return delivery;
     }
     // Of the last mail.
     Verdict const& LastVerdict() const { return verdict_; }
 
   private:
-    Mailing const& mailing_;
+    void Finish(Delivery& delivery) {
+        delivery.outcome = verdict_.kind;
+        delivery.attempted = verdict_.attempted;
+        delivery.reply = verdict_.reply;
+        delivery.code = verdict_.code;
+        delivery.enhanced = verdict_.enhanced;
+        mailing_.Finish(delivery);
+    }
+
+    Mailing& mailing_;
     std::unique_ptr<MailChannel> channel_;
     Verdict verdict_;
 };
 
 Mailing::Mailing(FrontEnd const& front, MailContent const& content, Mailbox const& from,
-                 ServerSettings const& server, Fetch fetch, std::function<void(Delivery const&)> on_delivery)
+                 ServerSettings const& server, Fetch fetch, std::function<void(Delivery const&)> on_delivery,
+                 MailIntents* intents)
     : front_(front),
       template_(content, from),
       from_(from),
       server_(server),
       fetch_(std::move(fetch)),
       on_delivery_(std::move(on_delivery)),
+      intents_(intents),
       message_id_text_(MessageIdText(content.mail, from.address)) {
     MailSend::SetXMailer(HeaderText(Mailable(server.mailer, true), std::string_view("X-Mailer: ").size()));
 }
 
 void Mailing::Run(std::vector<int> const& ids, int threads) {
+    if (intents_) intents_->Expect(ids, [this](int id) { return NewMessageId(id); });
     StoppableWaits const waits(front_);
     std::vector<std::jthread> workers;
     workers.reserve(static_cast<std::size_t>(std::max(threads, 0)));
@@ -116,6 +132,8 @@ void Mailing::Run(std::vector<int> const& ids, int threads) {
     workers.clear();
     if (stopped_.empty() && front_.Stopped()) stopped_ = "中断しました。";
 }
+
+CString Mailing::NewMessageId(int id) const { return MailSend::MakeMessageID(message_id_text_, id); }
 
 void Mailing::Work(std::vector<int> const& ids) {
     try {
@@ -135,11 +153,11 @@ void Mailing::SendEach(std::vector<int> const& ids) {
     while (!stop_ && !front_.Stopped()) {
         std::size_t const mine = next_++;
         if (mine >= ids.size()) return;
-        Delivery const delivery = client.Send(ids[mine]);
-        Finish(delivery);
+        client.Send(mine, ids[mine]);
         if (Judge(client.LastVerdict(), in_a_row)) continue;
         std::lock_guard guard(lock_);
-        Stop(Failure::server_failed, "送信サーバーが受け付けないので止めました: " + delivery.reply);
+        Stop(Failure::server_failed,
+             "送信サーバーが受け付けないので止めました: " + client.LastVerdict().reply);
     }
 }
 

@@ -21,16 +21,34 @@ struct Delivery {
     Outcome outcome;
     std::string reply;  // what the server or the library said, on one line
     CString message_id;
-    bool attempted = true;  // false: the failure came before the mail: connection, greeting or login
+    bool attempted = true;   // false: the failure came before the mail: connection, greeting or login
+    int code = 0;            // of the reply that refused; 0: none
+    std::string enhanced{};  // its status code (RFC 3463); empty: none
+};
+
+// Puts on record, before a mail is sent, that it is about to be.
+class MailIntents {
+  public:
+    virtual ~MailIntents() = default;
+    // Once, before the others: whom the mailing goes to, in this order, and what gives a mail its Message-ID.
+    // Both stay valid during the mailing; the Message-IDs are made in another thread.
+    virtual void Expect(std::vector<int> const& ids, std::function<CString(int id)> message_id) = 0;
+    // Waits until the mail at that place of the order may be sent. Result: its Message-ID. Throws Failure
+    // when that cannot be put on record. From any thread, once for each place.
+    virtual CString Take(std::size_t place) = 0;
+    // The mail is sent now. From any thread. Throws Failure likewise.
+    virtual void Start(int id) = 0;
 };
 
 class Mailing {
   public:
     // Gives a recipient's data, from any thread; false when there is no such recipient.
     using Fetch = std::function<bool(int id, OneCustomer&)>;
-    // `on_delivery` is called for each recipient when the outcome is known, by one thread at a time.
+    // `on_delivery` is called for each recipient when the outcome is known and before anything else goes to
+    // the server, by one thread at a time. Without `intents` no mail has to wait.
     Mailing(FrontEnd const& front, MailContent const& content, Mailbox const& from,
-            ServerSettings const& server, Fetch fetch, std::function<void(Delivery const&)> on_delivery);
+            ServerSettings const& server, Fetch fetch, std::function<void(Delivery const&)> on_delivery,
+            MailIntents* intents = nullptr);
     // Returns when every mail has its outcome, when the front end stops the mailing, or when the server takes
     // no more; `Stopped` then gives the reason.
     void Run(std::vector<int> const& ids, int threads);
@@ -45,6 +63,7 @@ class Mailing {
     class Client;
     void Work(std::vector<int> const& ids);
     void SendEach(std::vector<int> const& ids);
+    CString NewMessageId(int id) const;
     bool Judge(Verdict const& verdict, int& failures_in_a_row);
     void Finish(Delivery const& delivery);
     void Stop(Failure::Kind kind, std::string const& why);  // lock_ held
@@ -55,6 +74,7 @@ class Mailing {
     ServerSettings const& server_;
     Fetch fetch_;
     std::function<void(Delivery const&)> on_delivery_;
+    MailIntents* const intents_;
     CString const message_id_text_;
     std::mutex lock_;
     std::atomic<std::size_t> next_ = 0;

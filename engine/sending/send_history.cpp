@@ -2,27 +2,22 @@
 
 #include <algorithm>
 #include <chrono>
-#include <filesystem>
+#include <utility>
 
 #include "engine/base/crossing.h"
 #include "engine/base/date_text.h"
 #include "engine/base/failure.h"
 #include "engine/mails/mail_store.h"
 
-namespace fs = std::filesystem;
-
 namespace engine {
 namespace {
 
-constexpr auto between_saves = std::chrono::seconds(4);
-constexpr int letters_only = 0;  // a status that is none is refused
-constexpr char const* history_name = "送信履歴";
+using Kind = JournalRecord::Kind;
 
-std::string LineOf(RowChange const& entry) {
-    return std::to_string(entry.customer) + "\t" + std::string(entry.state.View()) + "\t" +
-           std::to_string(entry.number) + "\t" + std::string(entry.message_id.View()) + "\t" +
-           std::string(entry.time.View()) + "\n";
-}
+constexpr auto between_saves = std::chrono::seconds(4);
+constexpr std::size_t longest_status = 16;  // of RFC 3463
+constexpr int letters_only = 0;             // a status that is none is refused
+constexpr char const* history_name = "送信履歴";
 
 }  // namespace
 
@@ -49,6 +44,12 @@ void SendHistory::SettleAsSent(int customer) {
 
 void SendHistory::MailAgain(int customer) { unknown_.erase(customer); }
 
+int SendHistory::NextNumber(int customer) {
+    int number = HistoryListViewer::not_attempted;
+    rows_.TransferRetryNum(customer, number, HistoryListViewer::transfer_read);
+    return number + 1;
+}
+
 void SendHistory::Begin(std::vector<int> const& ids) {
     HistorySet row;
     row.State = LetterOf(RecipientState::waiting);
@@ -60,24 +61,91 @@ void SendHistory::Begin(std::vector<int> const& ids) {
             throw Failure(Failure::operation_failed, "送信履歴を作れません: " + TextOf(rows_.GetErrMsg()));
     }
     Save();
-    journal_.open(JournalOf(session_, mail_), std::ios::binary | std::ios::trunc);
-    if (!journal_) throw Failure(Failure::not_written, "送信履歴を書けません: " + JournalOf(session_, mail_));
+    journal_ = std::make_unique<SendJournal>(JournalOf(session_, mail_), KeptRecords());
     saver_ = std::thread([this] { SaveNowAndThen(); });
 }
 
+void SendHistory::Expect(std::vector<int> const& ids, std::function<CString(int id)> message_id) {
+    journal_->Expect(ids.size(), [this, &ids, message_id = std::move(message_id)](std::size_t place) {
+        JournalRecord intent{.kind = Kind::intent, .customer = ids[place], .time = NowText()};
+        intent.message_id = message_id(intent.customer);
+        std::lock_guard guard(rows_lock_);
+        intent.number = NextNumber(intent.customer);
+        return intent;
+    });
+}
+
+void SendHistory::Start(int id) { journal_->Add({.kind = Kind::start, .customer = id}); }
+
 void SendHistory::Record(Delivery const& delivery) {
-    if (!delivery.attempted) return;
+    TellTrouble();
+    if (delivery.attempted)
+        Keep(delivery);
+    else
+        journal_->Add({.kind = Kind::none, .customer = delivery.id});
+}
+
+void SendHistory::Keep(Delivery const& delivery) {
+    JournalRecord record{.kind = Kind::outcome, .customer = delivery.id, .time = NowText()};
+    record.outcome = delivery.outcome;
+    record.code = delivery.code;
+    if (delivery.enhanced.size() <= longest_status) record.enhanced = delivery.enhanced;
+    if (delivery.outcome != Outcome::sent) record.text = delivery.reply;
     std::lock_guard guard(rows_lock_);
-    if (!trouble_.empty()) throw Failure(Failure::not_written, trouble_);
-    RowChange entry{delivery.id, {}, 0, delivery.message_id, NowText()};
-    rows_.TransferRetryNum(entry.customer, entry.number, HistoryListViewer::transfer_read);
-    ++entry.number;
-    entry.state = LetterOf(delivery.outcome == Outcome::sent ? RecipientState::complete
-                                                             : retry_.AfterFailure(entry.number));
-    Apply(rows_, entry);
+    record.number = NextNumber(delivery.id);
+    if (delivery.outcome == Outcome::unknown) {
+        unknown_[delivery.id] = {record.number, delivery.message_id, record.time, record.text};
+        return journal_->Add(record);
+    }
+    record.state = LetterOf(delivery.outcome == Outcome::sent ? RecipientState::complete
+                                                              : retry_.AfterFailure(record.number));
+    RowChange change{delivery.id, record.state, record.number, delivery.message_id, record.time};
+    Apply(rows_, change);
     changed_ = true;
-    journal_ << LineOf(entry) << std::flush;
-    if (!journal_) throw Failure(Failure::not_written, "送信履歴を書けません: " + JournalOf(session_, mail_));
+    if (delivery.outcome == Outcome::sent)
+        replies_.erase(delivery.id);
+    else
+        replies_[delivery.id] = {record.outcome, record.code, record.enhanced, record.text, record.time};
+    journal_->Add(record);
+}
+
+// By the thread that has an outcome: the front end takes notices of one thread at a time.
+void SendHistory::TellTrouble() {
+    {
+        std::lock_guard guard(rows_lock_);
+        if (told_ || trouble_.empty()) return;
+        told_ = true;
+    }
+    session_.Front().Notice(trouble_ + "\n結果は送信の記録に残しているので、送信を続けます。");
+}
+
+std::vector<JournalRecord> SendHistory::KeptRecords() const {
+    std::vector<JournalRecord> records;
+    for (auto const& [customer, attempt] : unknown_) {
+        records.push_back({.kind = Kind::intent,
+                           .customer = customer,
+                           .number = attempt.number,
+                           .message_id = attempt.message_id,
+                           .time = attempt.time});
+        records.push_back({.kind = Kind::start, .customer = customer});
+        records.push_back({.kind = Kind::outcome,
+                           .customer = customer,
+                           .number = attempt.number,
+                           .time = attempt.time,
+                           .outcome = Outcome::unknown,
+                           .text = attempt.reason});
+    }
+    for (auto const& [customer, reply] : replies_)
+        records.push_back({.kind = Kind::outcome,
+                           .customer = customer,
+                           .time = reply.time,
+                           .outcome = reply.outcome,
+                           .code = reply.code,
+                           .enhanced = reply.enhanced,
+                           .text = reply.text});
+    if (!records.empty())
+        records.insert(records.begin(), {.kind = Kind::run, .time = NowText(), .kept = true});
+    return records;
 }
 
 // The rows share their texts with the copy, so that sending waits for the copy only, not for the disk.
@@ -106,6 +174,7 @@ void SendHistory::SaveNowAndThen() {
         }
         lock.lock();
         trouble_ = trouble;
+        changed_ = changed_ || !trouble.empty();
     }
 }
 
@@ -122,8 +191,8 @@ void SendHistory::StopSaving() {
 void SendHistory::End() {
     StopSaving();
     Save();
-    journal_.close();
-    fs::remove(JournalOf(session_, mail_));
+    journal_.reset();
+    ReplaceJournal(JournalOf(session_, mail_), KeptRecords());
 }
 
 void PutInList(Session& session, int mail, MailStatus status, HistoryListViewer& history,

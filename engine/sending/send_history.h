@@ -1,9 +1,9 @@
 #pragma once
 
-#include <atomic>
 #include <condition_variable>
-#include <fstream>
+#include <functional>
 #include <initializer_list>
+#include <memory>
 #include <mutex>
 #include <string>
 #include <thread>
@@ -15,6 +15,7 @@
 #include "engine/sending/mail_history.h"
 #include "engine/sending/mailing.h"
 #include "engine/sending/retry_policy.h"
+#include "engine/sending/send_journal.h"
 #include "tessaly/delivery.h"
 
 // The send history of a stored mail, kept up to date while it is being sent.
@@ -24,31 +25,45 @@ namespace engine {
 void PutInList(Session& session, int mail, MailStatus status, HistoryListViewer& history,
                std::initializer_list<MailStatus> staying = {MailStatus::deleted});
 
-// The history of a mail, to be changed. Each outcome is in the journal beside the history file when Record
-// returns, so that no customer gets the mail twice even if the process is killed; the file itself is saved
-// every few seconds, and at the end. One run at a time has a mail's history.
+// The history of a mail, to be changed; of a run, what keeps its intents and outcomes. The journal has each
+// of them in time (SendJournal), so that nobody gets the mail twice however the run ends; the history file is
+// saved every few seconds, and at the end. One process at a time has a mail's history.
 //
 // A row waits with retry number -1 before the first attempt. Every attempt raises the number by 1 and makes
-// the row complete when the server took the mail, else what RetryPolicy says.
-class SendHistory : private MailLock, public MailHistory {
+// the row complete when the server took the mail, else what RetryPolicy says. An attempt whose outcome is not
+// known leaves the row as it was.
+class SendHistory : private MailLock, public MailHistory, public MailIntents {
   public:
-    // Throws Failure when another run has the mail, and when its history cannot be read or its journal is
+    // Throws Failure when another process has the mail, and when its history cannot be read or its journal is
     // damaged.
     SendHistory(Session& session, int mail, MailLock::For use = MailLock::For::sending);
-    ~SendHistory();
+    ~SendHistory() override;
 
     // Settle an unknown recipient: as one who got the mail by that attempt, or as one who is to be mailed
     // again. Nothing happens for one who is not unknown. On disk with End.
     void SettleAsSent(int customer);
     void MailAgain(int customer);
-    // Makes rows for those who have none, writes the file, and begins the journal. Throws Failure.
+
+    // Begins a run: makes rows for those who have none, writes the file, and begins the journal. Throws
+    // Failure.
     void Begin(std::vector<int> const& ids);
-    // By one thread at a time, any of them. Throws Failure when it cannot be kept.
+    void Expect(std::vector<int> const& ids, std::function<CString(int id)> message_id) override;
+    CString Take(std::size_t place) override { return journal_->Take(place); }
+    void Start(int id) override;
+    // By one thread at a time, any of them. Throws Failure when it cannot be kept. A save of the file that
+    // failed is told once; the journal holds what it would have held.
     void Record(Delivery const& delivery);
-    // Writes the file and ends the journal. Throws Failure.
+    // Writes the file, and leaves of the journal what the file cannot say. Throws Failure, with the journal
+    // as it was.
     void End();
 
   private:
+    // The retry number of a customer's next attempt.
+    int NextNumber(int customer);
+    // What the file cannot say.
+    std::vector<JournalRecord> KeptRecords() const;
+    void Keep(Delivery const& delivery);
+    void TellTrouble();
     void Save();
     void SaveNowAndThen();
     void StopSaving();
@@ -56,12 +71,13 @@ class SendHistory : private MailLock, public MailHistory {
     Session& session_;
     int const mail_;
     RetryPolicy const retry_;
-    std::ofstream journal_;
+    std::unique_ptr<SendJournal> journal_;
 
     std::mutex rows_lock_;
     std::condition_variable wake_;
     bool changed_ = false, stop_ = false;
     std::string trouble_;  // why the last save failed
+    bool told_ = false;
     std::thread saver_;
 };
 

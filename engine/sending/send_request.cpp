@@ -187,12 +187,14 @@ void RunStored(Session& session, SendRequest const& request, int mail, SendHisto
     if (!request.report.empty()) report.emplace(request.report, request.resume);
     history.Begin(ids);
     PutInList(session, mail, MailStatus::sending, history.Rows());
-    Mailing mailing(session.Front(), content, from, server, FetchFrom(session.Customers()),
-                    [&](Delivery const& delivery) {
-                        history.Record(delivery);
-                        if (report) report->Add(delivery);
-                        TellFailure(session.Front(), delivery);
-                    });
+    Mailing mailing(
+        session.Front(), content, from, server, FetchFrom(session.Customers()),
+        [&](Delivery const& delivery) {
+            history.Record(delivery);
+            if (report) report->Add(delivery);
+            TellFailure(session.Front(), delivery);
+        },
+        &history);
     RunMailing(session, mailing, ids, request.threads);
     history.End();
     if (report) report->End();

@@ -215,6 +215,7 @@ int MailSend::RefuseRecipient(CString const& reason) {
 
 int MailSend::Send() {
     int const result = RunSend();
+    OnResult(result);
     CloseConversation(result);
     conversation_log_->Write();
     recipient_.Empty();

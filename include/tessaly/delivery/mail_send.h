@@ -196,6 +196,9 @@ class TESSALY_API MailSend {
     int Disconnect();
     // Sends `command` and CR LF. 1; or 0 with the socket error in GetErrMsg() if `reportFailure`.
     int SendCommand(CString command, int reportFailure);
+    // Called by Send as soon as its result is known, before it ends the conversation: GetErrMsg and
+    // GetFailure tell about it already. Must not use the connection.
+    virtual void OnResult(int) {}
     // The bytes that Send sends after DATA for the present mail: its text with dots and closing line.
     CString MakeMail();
 

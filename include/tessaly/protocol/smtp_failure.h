@@ -26,6 +26,9 @@ struct SmtpFailure {
     int code = 0;      // of the reply; 0 where there was none, or none that can be read
     CString enhanced;  // status code of the reply (RFC 3463), such as "5.1.1"; empty for none
     CString text;      // of the reply, all its lines
+    // No reply came that can be read, and the system had taken the whole text of the mail up to its closing
+    // dot: whether the server took the mail is not known (RFC 5321 4.5.3.2.6).
+    bool in_doubt = false;
 
     // 421: the server closes the connection, whatever the command was (RFC 5321 3.8).
     static constexpr int service_closing = 421;
