@@ -182,22 +182,20 @@ void MakeFolder(std::string const& path) {
 }
 
 void CopyTree(std::string const& from, std::string const& to) {
+    CopyContent(from, to);
+    SyncFolderOf(to);
+}
+
+void CopyContent(std::string const& from, std::string const& to) {
+    if (!IsFolder(from)) return CopyFile(from, to);
     std::error_code error;
-    if (!IsFolder(from)) {
-        CopyFile(from, to);
-        return SyncFolderOf(to);
-    }
     MakeOneFolder(to);
     for (fs::directory_iterator entry(from, error), end; !error && entry != end; entry.increment(error)) {
         std::string const name = "/" + entry->path().filename().string();
-        if (entry->is_directory())
-            CopyTree(from + name, to + name);
-        else if (entry->is_regular_file())
-            CopyFile(from + name, to + name);
+        if (entry->is_directory() || entry->is_regular_file()) CopyContent(from + name, to + name);
     }
     if (error) Throw("読めません", from, error.value());
     if (!Sync(to)) NotWritten(to);
-    SyncFolderOf(to);
 }
 
 void MoveEntry(std::string const& from, std::string const& to) {

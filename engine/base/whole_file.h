@@ -40,6 +40,8 @@ void MakeFolder(std::string const& path);
 // A file, or a folder with all that lies in it, at a place where nothing is. Links are followed; what is
 // no regular file is left out.
 void CopyTree(std::string const& from, std::string const& to);
+// The same up to the name of `to`, which the caller brings to the disk with the others of its folder.
+void CopyContent(std::string const& from, std::string const& to);
 // Gives a file or folder another name on the same file system; a file there is replaced.
 void MoveEntry(std::string const& from, std::string const& to);
 // Removes a file, or a folder with all that lies in it; nothing where nothing is.

@@ -11,24 +11,30 @@ namespace engine {
 class SafeChange {
   public:
     // `paths`: files and folders below the data directory, relative to it, that will be changed, made or
-    // removed. Throws Failure.
-    SafeChange(std::string data_directory, std::vector<std::string> const& paths);
+    // removed. The record of a table (file_record.h) belongs to it. With `what`, a sentence for the user, the
+    // copies stay when the change is kept, so that it can be undone later (kept_changes.h); `paths` are then
+    // files. Throws Failure.
+    SafeChange(std::string data_directory, std::vector<std::string> const& paths, std::string what = {});
     // Puts the old state back unless the change was kept.
     ~SafeChange();
     SafeChange(SafeChange const&) = delete;
     SafeChange& operator=(SafeChange const&) = delete;
-    // Brings the change to the disk, from where on it is complete. Throws Failure, and the change is then
-    // undone.
+    // Brings the change to the disk, from where on it is complete. Throws Failure; the change is then undone,
+    // unless its end alone did not reach the disk.
     void Keep();
 
     // Whether a change is in progress, or was interrupted.
     static bool Open(std::string const& data_directory);
-    // Undoes an interrupted change. Throws Failure, and can be tried again, when that is not possible.
+    // Undoes an interrupted change. Throws Failure: damaged_file, and nothing was changed, when a copy is not
+    // whole; not_written when the disk does not let it, and it can be tried again.
     static void Recover(std::string const& data_directory);
 
   private:
+    void TryToRecover() noexcept;
+
     std::string data_directory_;
     std::vector<std::string> paths_;
+    std::string what_;
     bool kept_ = false;
 };
 

@@ -138,6 +138,7 @@ void Session::WhileOthersWait(std::function<void()> const& change, Patience pati
     FolderLock const lock = patience == Patience::endless
                                 ? FolderLock::WhenFree(data_directory_, environment_name, front_)
                                 : FolderLock(data_directory_, environment_name, &front_);
+    SafeChange::Recover(data_directory_);
     change();
 }
 

@@ -36,7 +36,8 @@ class Session {
     CDatabaseEdit& CustomerTable() { return *customers_; }
 
     // Calls `change` while no other process changes the environment. A session for changing holds that lock
-    // all the time; one for reading takes it for the call. Where another process has it, it is waited for: a
+    // all the time; one for reading takes it for the call, and undoes a
+    // change that was cut off first. Where another process has it, it is waited for: a
     // few seconds, or as FolderLock::WhenFree.
     enum class Patience { brief, endless };
     void WhileOthersWait(std::function<void()> const& change, Patience patience = Patience::brief);
