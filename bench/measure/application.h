@@ -10,8 +10,11 @@ namespace measure {
 
 std::string ShopFile();
 
+// Whether what it writes is brought to the disk; without, its syncs do nothing.
+enum class Syncs { made, left_out };
 // Its messages go nowhere, its output to a file.
-pid_t StartApplication(std::vector<std::string> const& arguments, char const* output = "/dev/null");
+pid_t StartApplication(std::vector<std::string> const& arguments, char const* output = "/dev/null",
+                       Syncs syncs = Syncs::made);
 // Waits for its end. Result: the most memory that it had at one time, in MiB.
 double EndApplication(pid_t child);
 double RunApplication(std::vector<std::string> const& arguments, char const* output = "/dev/null");

@@ -73,8 +73,10 @@ class Shop:
         return [{title: cell for title, cell in row.items() if not title.endswith("日時")} for row in listed]
 
     def view(self):
-        """What the user sees of everything."""
-        return {" ".join(command): self.rows(*command) for command in SHOWN}
+        """What the user sees of everything, but the numbers of customers, of which one may have been drawn in vain."""
+        rows = {" ".join(command): self.rows(*command) for command in SHOWN}
+        return {name: [{title: cell for title, cell in row.items() if title != "個人情報ID"} for row in of_one]
+                for name, of_one in rows.items()}
 
 
 def finish(process, patience=PATIENCE):
