@@ -119,8 +119,18 @@ void SendHistory::TellTrouble() {
     session_.Front().Notice(trouble_ + "\n結果は送信の記録に残しているので、送信を続けます。");
 }
 
+// The reply to an earlier attempt stands before the attempt of which nothing is known, which it does not
+// settle.
 std::vector<JournalRecord> SendHistory::KeptRecords() const {
     std::vector<JournalRecord> records;
+    for (auto const& [customer, reply] : replies_)
+        records.push_back({.kind = Kind::outcome,
+                           .customer = customer,
+                           .time = reply.time,
+                           .outcome = reply.outcome,
+                           .code = reply.code,
+                           .enhanced = reply.enhanced,
+                           .text = reply.text});
     for (auto const& [customer, attempt] : unknown_) {
         records.push_back({.kind = Kind::intent,
                            .customer = customer,
@@ -135,14 +145,6 @@ std::vector<JournalRecord> SendHistory::KeptRecords() const {
                            .outcome = Outcome::unknown,
                            .text = attempt.reason});
     }
-    for (auto const& [customer, reply] : replies_)
-        records.push_back({.kind = Kind::outcome,
-                           .customer = customer,
-                           .time = reply.time,
-                           .outcome = reply.outcome,
-                           .code = reply.code,
-                           .enhanced = reply.enhanced,
-                           .text = reply.text});
     if (!records.empty())
         records.insert(records.begin(), {.kind = Kind::run, .time = NowText(), .kept = true});
     return records;
