@@ -1,5 +1,5 @@
-"""Lets the disk fail under every command that changes something: full from the N-th call on, or one call broken. The
-failure has to be told, and everything has to be as before or as after; behind `send` nobody may be mailed twice."""
+"""Lets the disk fail under every command that changes something: full or broken from the N-th call on, or broken for one
+call. The failure has to be told, and everything has to be as before or as after; behind `send` nobody may be mailed twice."""
 
 import argparse
 import collections
@@ -14,15 +14,15 @@ from recording_server import RecordingServer
 from recordings import chosen, record_all
 from shop import Fault, Shop
 
-# What a full disk refuses, from a call on; and what may break by itself.
-FULL = ("create", "write", "allocate", "mkdir", "truncate"), "+:ENOSPC"
-BROKEN = ("create", "write", "allocate", "mkdir", "truncate", "sync", "rename", "link", "unlink", "rmdir"), ":EIO"
+NEW = ("create", "write", "allocate", "mkdir", "truncate")
+ALL = (*NEW, "sync", "rename", "link", "unlink", "rmdir")
+WAYS = ((NEW, "+:ENOSPC"), (ALL, ":EIO"), (ALL, "+:EIO"))
 
 
 def faults_of(recorded):
     """Every way in which one call of the command fails, as file_faults takes it."""
     counts = collections.Counter(change.kind for change in recorded.changes)
-    return [f"{','.join(kinds)}:{number}{ending}" for kinds, ending in (FULL, BROKEN)
+    return [f"{','.join(kinds)}:{number}{ending}" for kinds, ending in WAYS
             for number in range(1, sum(counts[kind] for kind in kinds) + 1)]
 
 
@@ -76,7 +76,7 @@ def main():
     print(*faults, sep="\n")
     print(f"errors: {tried} failures, {len(faults)} faults, seed {arguments.seed}")
     if faults:
-        sys.exit(f"again: scripts/torture errors {arguments.number or 'all'} --seed {arguments.seed}")
+        sys.exit(f"again: scripts/torture errors {arguments.number or 'all'} --seed {arguments.seed} --only '{arguments.only}'")
 
 
 if __name__ == "__main__":

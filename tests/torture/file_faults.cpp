@@ -42,12 +42,20 @@ namespace {
 
 // --- Writes ---
 
+bool IsFull() { return Settings().fail.Stays() && Settings().fail.Error() == ENOSPC; }
+
+// A full disk takes what goes where the file has its space already.
+bool HasSpace(int file, std::size_t size, std::int64_t place) {
+    struct stat status {};
+    std::int64_t const at = place < 0 ? syscall(SYS_lseek, file, 0, SEEK_CUR) : place;
+    bool const appends = (syscall(SYS_fcntl, file, F_GETFL) & O_APPEND) != 0;
+    return !appends && fstat(file, &status) == 0 && at + static_cast<std::int64_t>(size) <= status.st_size;
+}
+
 // Whether this write is the first that meets a full disk, on which half of it still finds room.
 bool HalfFits(std::size_t size) {
-    Faults& settings = Settings();
-    if (!settings.fail.Stays() || settings.fail.Error() != ENOSPC || size < 2) return false;
-    Target next = settings.fail;
-    return next.Count("write") == Target::Meets::first;
+    Target next = Settings().fail;
+    return size > 1 && next.Count("write") == Target::Meets::first;
 }
 
 template <class Call>
@@ -60,13 +68,14 @@ ssize_t Write(int file, void const* data, std::size_t size, std::int64_t place, 
         made.data = {static_cast<char const*>(data), static_cast<std::size_t>(written)};
         if (place < 0) made.place = syscall(SYS_lseek, file, 0, SEEK_CUR) - written;
     };
-    if (!HalfFits(size))
+    bool const has_space = IsFull() && HasSpace(file, size, place);
+    if (!has_space && !(IsFull() && HalfFits(size)))
         return Make(
             change, [&] { return call(size); }, complete);
-    Settings().fail.Count("write");
-    ssize_t const written = call(size / 2);
+    if (!has_space) Settings().fail.Count("write");
+    ssize_t const written = call(has_space ? size : size / 2);
     if (written >= 0) complete(change, written);
-    Append(change, 0);
+    Append(change, written < 0 ? errno : 0);
     return written;
 }
 

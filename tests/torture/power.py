@@ -55,7 +55,7 @@ def main():
     print(*faults, sep="\n")
     print(f"power: {cuts} cuts, {len(faults)} faults, seed {arguments.seed}")
     if faults:
-        sys.exit(f"again: scripts/torture power {arguments.number or 'all'} --seed {arguments.seed}")
+        sys.exit(f"again: scripts/torture power {arguments.number or 'all'} --seed {arguments.seed} --only '{arguments.only}'")
 
 
 if __name__ == "__main__":

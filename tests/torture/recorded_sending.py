@@ -8,8 +8,8 @@ from recorded import record
 from recording_server import RecordingServer
 from shop import UNKNOWN, Fault, customer_list
 
-CUSTOMERS = 60
-WINDOW = 64  # intents that are made durable ahead of the threads
+CUSTOMERS = 150
+WINDOW = 96  # intents that are made durable ahead of the threads
 MOST_RUNS = 6
 BOOTS = ("boot 1", "boot 2")  # files with the boot ids of two starts of the system
 KINDS = (("send", 1), ("send, threads", 3), ("send --retry", 2))  # with the number of threads
