@@ -151,7 +151,8 @@ JournalContent::JournalContent(std::string const& path) {
         end = at;
     }
     // The text of an earlier version holds no NUL.
-    bool const is_ours = bytes_.starts_with(JournalForm::mark);
+    bool const is_ours = std::string_view(bytes_).substr(0, JournalForm::mark.size()) ==
+                         JournalForm::mark.substr(0, bytes_.size());
     kind_ = is_ours ? Kind::records : Kind::lines;
     std::string_view const all = bytes_;
     constexpr std::size_t least = JournalForm::head_size + JournalForm::end_size;

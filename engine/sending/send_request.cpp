@@ -128,7 +128,8 @@ class Remaining {
         if (rows_.GetRetryAddress(waiting_rows) < 0)
             throw Failure(Failure::operation_failed, TextOf(rows_.GetErrMsg()));
         std::vector<int> ids(waiting_rows.begin(), waiting_rows.end());
-        std::erase_if(ids, [&](int id) { return IsUnknown(id) || IsGone(id); });
+        std::erase_if(ids, [&](int id) { return history_.IsUnknown(id) || IsGone(id); });
+        unknown_ = history_.Unknown().size();
         Tell();
         DropRefusers(session_, ids);
         return ids;

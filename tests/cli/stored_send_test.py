@@ -4,9 +4,13 @@ import csv
 import io
 import json
 import re
+import shutil
 import signal
+import threading
+import time
 import unittest
 
+from certificates import Authority
 from cli import CommandTest, Running, wait_for
 from smtp_server import SmtpServer
 
@@ -92,6 +96,53 @@ class StoredSend(CommandTest):
         self.assertEqual(states.count("完了") + states.count("不明"), 400)
         self.assertLessEqual(len(server.mails), 400)
         self.assertEqual(len({re.search(rb"(?m)^To: .*?(\w+)@", mail)[1] for mail in server.mails}), len(server.mails))
+
+    def test_a_mail_without_a_reply_is_unknown_and_stays_so(self):
+        authority = Authority(self.folder)
+        context = authority.context("server")
+        for security in ("none", "starttls", "tls"):
+            self.new_mail()
+            self.tessaly("settings", "shop.tsl", f"smtp.security={security}", f"smtp.ca-file={authority.file}")
+            replies = {"n1": None, "n2": "554 5.6.0 no", "n3": None}
+            silent = lambda mail: next((reply for name, reply in replies.items() if f"{name}@" in mail.split("Subject")[0]), "")
+            server = SmtpServer(self, {"EHLO": "250-hi\r\n250 STARTTLS", ".": silent},
+                                tls=None if security == "none" else context, upgrade=security == "starttls")
+            to = ("--smtp", server.address)
+            run = self.send(*to, "--threads", 1, "--report", "report.csv", code=1)
+            self.assertIn("不明 1 <n1@example.jp>: ", run.err)
+            expected = {f"n{i}": ("完了", "1", "0") for i in range(6)} | dict.fromkeys(["n1", "n3"], ("不明", "0", "0"))
+            self.assertEqual(self.history(), expected | {"n2": ("待ち", "1", "1")}, security)
+            rows = list(csv.DictReader(io.StringIO(self.text("report.csv"))))
+            self.assertEqual([row["結果"] for row in rows], ["送信", "不明", "失敗", "不明", "送信", "送信"])
+            for again in (("--dry-run",), ("--retry", *to), to):
+                replies.clear()
+                self.assertIn("届いたかどうか分からない 2人には送りません。", self.send(*again).err)
+            self.assertEqual(self.history(), expected | {"n2": ("完了", "2", "1")})
+            self.assertEqual(len(server.mails), 5)  # n2 twice
+            shutil.rmtree(self.folder / "shop")
+            for file in ("shop.tsl", "report.csv"):
+                (self.folder / file).unlink()
+
+    def test_an_outcome_is_on_record_before_anything_else_is_said(self):
+        """The run is killed while the server has the reply to QUIT or RSET, or the next greeting, still to give."""
+        authority = Authority(self.folder)
+        context = authority.context("server")
+        for security, kept in (("none", 1), ("starttls", 1), ("tls", 1), ("tls", 9)):
+            self.new_mail()
+            self.tessaly("settings", "shop.tsl", f"smtp.security={security}", f"smtp.ca-file={authority.file}",
+                         f"smtp.mails-per-connection={kept}")
+            asked = threading.Event()
+            stall = lambda command: asked.set() or time.sleep(30)
+            server = SmtpServer(self, {"EHLO": "250-hi\r\n250 STARTTLS", "QUIT": stall, "RSET": stall},
+                                tls=None if security == "none" else context, upgrade=security == "starttls")
+            run = Running(self, "send", "shop.tsl", "0", "--smtp", server.address, "--threads", "1")
+            self.assertTrue(asked.wait(30))
+            run.stop(signal.SIGKILL)
+            # RSET belongs to the next mail already.
+            states = sorted(state for state, _, _ in self.history().values())
+            self.assertEqual(states, sorted(["完了"] + ["待ち"] * (5 if kept == 1 else 4) + ["不明"] * (kept > 1)), security)
+            shutil.rmtree(self.folder / "shop")
+            (self.folder / "shop.tsl").unlink()
 
     def test_a_torn_journal_tells_what_it_can(self):
         self.new_mail()

@@ -162,6 +162,7 @@ TEST_F(MailSendTest, EveryEndOfAConversation) {
         protocol::SmtpFailure const& failure = client.GetFailure();
         EXPECT_EQ(failure.phase, c.result == 1 ? protocol::SmtpPhase::none : phases[c.said]);
         EXPECT_EQ(failure.code != 0, c.result == 0 || c.result == -3);
+        EXPECT_EQ(failure.in_doubt, c.result == -2 && failure.phase == SmtpPhase::message);
         Lines received = server.Received();
         // Whether QUIT still reaches a server that has closed is chance.
         if (!c.quit && !received.empty() && received.back() == quit) received.pop_back();
@@ -190,6 +191,7 @@ TEST_F(MailSendTest, LostWhileTheMailGoesOut) {
     Prepare(client, server.Port());
     client.SetBody(CString('x', 30000000));
     EXPECT_EQ(client.Send(), MailSend::SendSocketFailure);
+    EXPECT_FALSE(client.GetFailure().in_doubt);
     int const code = client.GetErrMsg().GetLastCode();
     EXPECT_TRUE(code == socket_connection_reset || code == socket_connection_aborted ||
                 code == socket_shut_down)

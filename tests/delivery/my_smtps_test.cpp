@@ -265,6 +265,19 @@ TEST_F(SecureSmtp, TheFailureIsThatOfThisMail) {
         {{offers + "504 no|535 5.7.8 no"}, 1, SmtpPhase::authentication, 535, "5.7.8", "535 5.7.8 no\r\n"},
         {{hello + mail + "250 reset|421 4.3.2 bye"}, 2, SmtpPhase::sender, 421, "4.3.2", "421 4.3.2 bye\r\n"},
         {{hello + std::string("250 ok|250 ok|354 go|!")}, 1, SmtpPhase::message, 0, "", ""},
+        {{hello + std::string("250 ok|250 ok|354 go|250-ok\r\n25!")},
+         1,
+         SmtpPhase::message,
+         0,
+         "",
+         "250-ok\r\n"},
+        {{hello + std::string("250 ok|250 ok|354 go|what")}, 1, SmtpPhase::message, 0, "", "what\r\n"},
+        {{hello + std::string("250 ok|250 ok|354 go|421 4.3.2 bye")},
+         1,
+         SmtpPhase::message,
+         421,
+         "4.3.2",
+         "421 4.3.2 bye\r\n"},
         {{"554 no"}, 1, SmtpPhase::greeting, 554, "", "554 no\r\n"},
     };
     for (auto const& row : rows) {
@@ -280,6 +293,7 @@ TEST_F(SecureSmtp, TheFailureIsThatOfThisMail) {
         protocol::SmtpFailure const& failure = client.GetFailure();
         EXPECT_EQ(row.phase, failure.phase) << row.text;
         EXPECT_EQ(row.code, failure.code) << row.text;
+        EXPECT_EQ(row.phase == SmtpPhase::message && row.code == 0, failure.in_doubt) << row.text;
         EXPECT_EQ(row.enhanced, failure.enhanced) << row.text;
         EXPECT_EQ(row.text, failure.text);
     }
