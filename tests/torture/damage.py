@@ -9,6 +9,7 @@ import sys
 
 import disk
 from recording_server import RecordingServer
+from recordings import chosen
 from shop import UNKNOWN, Fault, Shop, furnish
 
 CUTS, FLIPS = 50, 200
@@ -105,37 +106,38 @@ def put(file, content):
         file.write_bytes(content)
 
 
-def run(cuts=CUTS, flips=FLIPS, seed=0, only="", tell=lambda *_: None):
-    """So many cuts and flips of each file. Gives how many damages there were, and the faults."""
-    tried, faults = 0, []
+def run(number=None, cuts=CUTS, flips=FLIPS, seed=0, only="", tell=lambda *_: None):
+    """So many cuts and flips of each file, and `number` of these, taken at random, or all. Gives how many damages there
+    were, and the faults."""
     with Shop() as shop:
-        whole = Whole(shop)
-        for path in sorted(whole.files()):
-            if only not in path:
-                continue
+        whole, faults = Whole(shop), []
+        files = [path for path in sorted(whole.files()) if only in path]
+        wanted = chosen([damages(whole.tree[path], cuts, flips, random.Random(f"{seed} {path}")) for path in files], number, seed)
+        for path, of_this in zip(files, wanted):
             found, before = collections.Counter(), len(faults)
-            for name, content in damages(whole.tree[path], cuts, flips, random.Random(f"{seed} {path}")):
-                tried += 1
+            for name, content in of_this:
                 try:
                     found[whole.try_out(path, content)] += 1
                 except (Fault, AssertionError) as fault:
                     faults.append(f"{path}, {name}: {fault}")
             tell(f"{path}: {dict(found)}, {len(faults) - before} faults")
-    return tried, faults
+        return sum(map(len, wanted)), faults
 
 
 def main():
     parser = argparse.ArgumentParser(prog="scripts/torture damage", description=__doc__)
+    parser.add_argument("number", nargs="?", help="damages to try, taken at random; all (the default) for each")
     parser.add_argument("--cuts", type=int, default=CUTS, help="places at which each file is cut")
     parser.add_argument("--flips", type=int, default=FLIPS, help="bytes of each file of which a bit is flipped, one at a time")
     parser.add_argument("--seed", type=int, default=random.SystemRandom().randrange(1 << 30))
     parser.add_argument("--only", default="", help="files whose path holds this")
     arguments = parser.parse_args()
-    tried, faults = run(arguments.cuts, arguments.flips, arguments.seed, arguments.only, print)
+    number = None if arguments.number in (None, "all") else int(arguments.number)
+    tried, faults = run(number, arguments.cuts, arguments.flips, arguments.seed, arguments.only, print)
     print(*faults, sep="\n")
     print(f"damage: {tried} damages, {len(faults)} faults, seed {arguments.seed}")
     if faults:
-        sys.exit(f"again: scripts/torture damage --cuts {arguments.cuts} --flips {arguments.flips} --seed {arguments.seed}")
+        sys.exit(f"again: scripts/torture damage {arguments.number or 'all'} --only '{arguments.only}' --cuts {arguments.cuts} --flips {arguments.flips} --seed {arguments.seed}")
 
 
 if __name__ == "__main__":

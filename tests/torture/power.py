@@ -32,10 +32,11 @@ def cut(recorded, wanted, seed):
     return found, faults
 
 
-def run(number=None, seed=0, only="", flavours=disk.FLAVOURS, tell=lambda *_: None):
-    """Cuts at `number` points, taken at random, or at all. Gives how many there were and the faults."""
+def run(number=None, seed=0, only="", flavours=disk.FLAVOURS, no_sync=False, tell=lambda *_: None):
+    """Cuts at `number` points, taken at random, or at all, of commands that bring what they write to the disk, or with
+    `no_sync` do not. Gives how many points there were and the faults."""
     with Shop() as shop:
-        recorded = record_all(shop, only)
+        recorded = record_all(shop, only, no_sync=no_sync)
         wanted, faults = chosen([points(one, flavours) for one in recorded], number, seed), []
         for one, of_this in zip(recorded, wanted):
             found, mine = cut(one, of_this, seed)

@@ -40,12 +40,12 @@ def record(shop, words, codes=(0,), **options):
 class Recorded:
     """A command that changes something, run once."""
 
-    def __init__(self, shop, base, command):
+    def __init__(self, shop, base, command, **options):
         self.shop, self.command, self.name = shop, command, commands.named(command.words)
         disk.put_tree(base, shop.folder)
         for given in command.given:
             shop.must(*given)
-        self.before, self.changes, self.after = record(shop, command.words, time=NOON)
+        self.before, self.changes, self.after = record(shop, command.words, time=NOON, **options)
         self.seen = shop.view() if command.random or command.steps else None
         self.again = shop.run(*command.words, variables=file_log.variables(time=NOON)).code
 

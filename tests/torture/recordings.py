@@ -10,19 +10,21 @@ from recorded_sending import KINDS, RecordedSending
 from shop import furnish
 
 
-def record_all(shop, only):
-    """Every command that changes something, recorded on a furnished shop; those whose words hold `only`."""
+def record_all(shop, only, **options):
+    """Every command that changes something, recorded on a furnished shop; those whose words hold `only`. The options are those of
+    file_log.variables."""
     furnish(shop)
     shop.checks = shop.has("env", "check")
     base = disk.tree_of(shop.folder)
-    recorded = [Recorded(shop, base, command) for command in commands.ALL if only in commands.named(command.words)]
+    recorded = [Recorded(shop, base, command, **options) for command in commands.ALL if only in commands.named(command.words)]
     return recorded + [RecordedSending(shop, base, *kind) for kind in KINDS if only in kind[0]]
 
 
 def chosen(points, number, seed):
     """By recording those of its points that are tried: all, or `number` of them, as many of one recording as of another
     where it has them. `points`: a list for each recording."""
-    left = [list(of_one) for of_one in points]
+    of_all = [list(of_one) for of_one in points]
+    left = [list(of_one) for of_one in of_all]
     if number is None or number >= sum(map(len, left)):
         return left
     chance, taken = random.Random(seed), collections.defaultdict(list)
@@ -33,4 +35,4 @@ def chosen(points, number, seed):
             if left[at] and number > 0:
                 taken[at].append(left[at].pop())
                 number -= 1
-    return [sorted(taken[at]) for at in range(len(left))]
+    return [sorted(taken[at], key=of_all[at].index) for at in range(len(left))]
