@@ -23,12 +23,20 @@ int NumberOf(fs::path const& file) {
     return file.extension() == ".eml" ? LeadingNumber(name).value_or(0) : 0;
 }
 
+std::string DigestIn(fs::path const& file) {
+    std::string const name = file.stem().string();
+    return name.substr(name.find('-') + 1);
+}
+
 }  // namespace
 
 Inbox::Inbox(std::string const& data_directory) : folder_(fs::path(data_directory) / "INBOX") {
     std::ifstream seen(folder_ / seen_name);
     for (std::string line; std::getline(seen, line) && !seen.eof();) seen_.insert(line);
-    for (KeptMail const& mail : Kept()) next_ = std::max(next_, mail.number + 1);
+    for (KeptMail const& mail : Kept()) {
+        next_ = std::max(next_, mail.number + 1);
+        kept_.emplace(DigestIn(mail.file), mail.number);
+    }
 }
 
 // A line: time, kind, mail, customer, sender, effect.
@@ -60,9 +68,7 @@ void Inbox::Remember(std::string const& id) {
 
 int Inbox::Keep(std::string const& text) {
     std::string const digest = DigestOf(text), mark = "kept " + digest;
-    if (Seen(mark))
-        for (KeptMail const& mail : Kept())
-            if (mail.file.stem().string().ends_with(digest)) return mail.number;
+    if (auto const found = kept_.find(digest); found != kept_.end()) return found->second;
     MakeFolder(folder_.string());
     char name[64];
     std::snprintf(name, sizeof name, "%06d-%s.eml", next_, digest.c_str());
@@ -70,6 +76,7 @@ int Inbox::Keep(std::string const& text) {
     if (!written)
         throw Failure(Failure::not_written, "受信したメールを書けません: " + (folder_ / name).string());
     Remember(mark);
+    kept_.emplace(digest, next_);
     return next_++;
 }
 

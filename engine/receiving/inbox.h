@@ -4,6 +4,7 @@
 #include <map>
 #include <string>
 #include <string_view>
+#include <unordered_map>
 #include <unordered_set>
 #include <vector>
 
@@ -40,6 +41,7 @@ class Inbox {
 
     std::filesystem::path folder_;
     std::unordered_set<std::string> seen_;
+    std::unordered_map<std::string, int> kept_;  // the numbers of kept mails by their digests
     std::string new_seen_, actions_;
     int next_ = 1;
 };

@@ -26,4 +26,14 @@ TEST(Inbox, CountsAnswersOfEveryVersion) {
     std::filesystem::remove_all(folder);
 }
 
+TEST(Inbox, KeepsAMailOnceThoughNothingElseOfItWasSaved) {
+    char name[] = "/tmp/tessaly-XXXXXX";
+    std::filesystem::path const folder = mkdtemp(name);
+    EXPECT_EQ(1, engine::Inbox(folder.string()).Keep("a"));
+    engine::Inbox again(folder.string());
+    EXPECT_EQ(1, again.Keep("a"));
+    EXPECT_EQ(2, again.Keep("b"));
+    std::filesystem::remove_all(folder);
+}
+
 }  // namespace
