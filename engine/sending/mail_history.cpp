@@ -1,12 +1,10 @@
 #include "engine/sending/mail_history.h"
 
 #include <string_view>
-#include <utility>
 
 #include "engine/base/failure.h"
 #include "engine/base/whole_number.h"
 #include "engine/mails/mail_store.h"
-#include "engine/sending/journal_file.h"
 #include "tessaly/text.h"
 
 namespace engine {
@@ -76,79 +74,6 @@ void Apply(HistoryListViewer& rows, RowChange& change) {
     rows.TransferLastSendDate(change.customer, date, HistoryListViewer::transfer_store);
 }
 
-// What the records of a journal say of the recipients, in their order.
-class MailHistory::Replay {
-  public:
-    Replay(MailHistory& history, RunPlace place) : history_(history), here_(std::move(place)) {}
-
-    void Take(JournalRecord const& record) {
-        using Kind = JournalRecord::Kind;
-        switch (record.kind) {
-            case Kind::run:
-                kept_ = record.kept;
-                only_killed_ = record.place.IsSame(here_);
-                break;
-            case Kind::group: break;
-            case Kind::intent:
-                open_[record.customer] = {
-                    {record.number, record.message_id, record.time}, false, !only_killed_};
-                break;
-            case Kind::start: Open(record.customer).started = true; break;
-            case Kind::none: open_.erase(record.customer); break;
-            case Kind::outcome: TakeOutcome(record);
-        }
-    }
-    // A mail whose start is not on record was not sent if no record can have been lost.
-    void End(bool irregular) {
-        for (auto& [customer, mail] : open_)
-            if (mail.started || mail.may_have_started || irregular)
-                history_.unknown_[customer] = std::move(mail.attempt);
-    }
-
-  private:
-    struct OpenMail {
-        UnknownAttempt attempt;
-        bool started = false, may_have_started = false;
-    };
-
-    // The intent may be among the records that are damaged.
-    OpenMail& Open(int customer) {
-        auto const [place, is_new] = open_.try_emplace(customer);
-        if (!is_new) return place->second;
-        HistoryListViewer& rows = history_.rows_;
-        UnknownAttempt& attempt = place->second.attempt;
-        rows.TransferRetryNum(customer, attempt.number, HistoryListViewer::transfer_read);
-        ++attempt.number;
-        return place->second;
-    }
-    void TakeOutcome(JournalRecord const& record) {
-        if (record.outcome == Outcome::unknown) {
-            OpenMail& mail = Open(record.customer);
-            mail.started = true;
-            mail.attempt.reason = record.text;
-            return;
-        }
-        if (record.outcome == Outcome::sent)
-            history_.replies_.erase(record.customer);
-        else
-            history_.replies_[record.customer] = {record.outcome, record.code, record.enhanced, record.text,
-                                                  record.time};
-        if (!kept_) {
-            RowChange change{record.customer, record.state, record.number, {}, record.time};
-            auto const known = open_.find(record.customer);
-            if (known != open_.end() && known->second.started)
-                change.message_id = known->second.attempt.message_id;
-            Apply(history_.rows_, change);
-        }
-        open_.erase(record.customer);
-    }
-
-    MailHistory& history_;
-    RunPlace const here_;
-    std::map<int, OpenMail> open_;
-    bool kept_ = false, only_killed_ = false;
-};
-
 // The journal first: a run that ends meanwhile saves its outcomes in the file before it drops them here.
 MailHistory::MailHistory(Session& session, int mail) {
     std::string const path = JournalOf(session, mail);
@@ -156,12 +81,30 @@ MailHistory::MailHistory(Session& session, int mail) {
     ReadRows(session, mail, rows_);
     if (journal.GetKind() == JournalContent::Kind::lines) ApplyLines(journal.Bytes(), rows_);
     if (journal.GetKind() == JournalContent::Kind::records) {
-        Replay replay(*this, PlaceOf(path));
-        journal.ForEachRecord([&](JournalRecord const& record) { replay.Take(record); });
-        replay.End(journal.IsIrregular());
+        unknown_ =
+            Replay(journal, PlaceOf(path), [this](auto const&... outcome) { TakeOutcome(outcome...); });
+        for (auto& [customer, attempt] : unknown_)
+            if (attempt.number == UnknownAttempt::no_number) attempt.number = NextNumber(customer);
     }
     damaged_ = journal.IsDamaged();
     if (damaged_) session.Front().Notice("送信の記録が壊れています。読める分だけを使います: " + path);
+}
+
+void MailHistory::TakeOutcome(JournalRecord const& outcome, CString const& message_id, bool in_history) {
+    if (outcome.outcome == Outcome::sent)
+        replies_.erase(outcome.customer);
+    else
+        replies_[outcome.customer] = {outcome.outcome, outcome.code, outcome.enhanced, outcome.text,
+                                      outcome.time};
+    if (in_history) return;
+    RowChange change{outcome.customer, outcome.state, outcome.number, message_id, outcome.time};
+    Apply(rows_, change);
+}
+
+int MailHistory::NextNumber(int customer) {
+    int number = HistoryListViewer::not_attempted;
+    rows_.TransferRetryNum(customer, number, HistoryListViewer::transfer_read);
+    return number + 1;
 }
 
 StoredState<RecipientState> MailHistory::StateOf(int customer) {

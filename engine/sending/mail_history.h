@@ -6,19 +6,12 @@
 
 #include "engine/environment/session.h"
 #include "engine/mails/states.h"
+#include "engine/sending/journal_replay.h"
 #include "tessaly/delivery.h"
 
 // The send history of a stored mail: the history file, and beside it the journal, which tells what the file's
 // form cannot say.
 namespace engine {
-
-// An attempt of which it is not known whether the server took the mail.
-struct UnknownAttempt {
-    int number = 0;        // as the history's retry number: 0 for the first
-    CString message_id;    // without angle brackets
-    CString time;          // "2026/11/23 10:00:00"
-    std::string reason{};  // UTF-8, on one line; empty where the run was killed
-};
 
 // How the last attempt at a recipient failed.
 struct LastReply {
@@ -54,12 +47,16 @@ class MailHistory {
     bool IsDamaged() const { return damaged_; }
 
   protected:
+    // The retry number of a customer's next attempt.
+    int NextNumber(int customer);
+
     HistoryListViewer rows_;
     std::map<int, UnknownAttempt> unknown_;
     std::map<int, LastReply> replies_;
 
   private:
-    class Replay;
+    void TakeOutcome(JournalRecord const& outcome, CString const& message_id, bool in_history);
+
     bool damaged_ = false;
 };
 

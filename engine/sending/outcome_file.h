@@ -20,12 +20,13 @@ class OutcomeFile {
     // there is no report.
     OutcomeFile(std::string const& file, bool resume);
 
-    // Recipients whose mail was sent, or refused for good, in the earlier run.
+    // Recipients whose mail was sent, refused for good, or may have been taken, in the earlier run.
     std::set<int> const& Settled() const { return settled_; }
     // The row is in the file when it returns, and on the disk within half a second of further rows, or with
     // End. Throws Failure.
     void Add(Delivery const& delivery);
     void End();
+    bool IsRegular() const { return file_->IsRegular(); }
 
   private:
     using Clock = std::chrono::steady_clock;

@@ -39,16 +39,11 @@ void SendHistory::SettleAsSent(int customer) {
     RowChange change{customer, LetterOf(RecipientState::complete), attempt.number, attempt.message_id,
                      attempt.time};
     Apply(rows_, change);
+    replies_.erase(customer);
     unknown_.erase(found);
 }
 
 void SendHistory::MailAgain(int customer) { unknown_.erase(customer); }
-
-int SendHistory::NextNumber(int customer) {
-    int number = HistoryListViewer::not_attempted;
-    rows_.TransferRetryNum(customer, number, HistoryListViewer::transfer_read);
-    return number + 1;
-}
 
 void SendHistory::Begin(std::vector<int> const& ids) {
     HistorySet row;

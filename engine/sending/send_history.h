@@ -58,8 +58,6 @@ class SendHistory : private MailLock, public MailHistory, public MailIntents {
     void End();
 
   private:
-    // The retry number of a customer's next attempt.
-    int NextNumber(int customer);
     // What the file cannot say.
     std::vector<JournalRecord> KeptRecords() const;
     void Keep(Delivery const& delivery);

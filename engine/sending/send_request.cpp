@@ -11,6 +11,7 @@
 #include "engine/customers/customer_table.h"
 #include "engine/customers/testers.h"
 #include "engine/mails/states.h"
+#include "engine/sending/draft_record.h"
 #include "engine/sending/outcome_file.h"
 #include "engine/sending/send_history.h"
 #include "engine/sending/sending.h"
@@ -70,16 +71,19 @@ void SendDraft(Session& session, SendRequest const& request, Draft const& draft)
     if (ids.empty()) throw Failure(Failure::no_recipients, "送る相手がいません。");
     if (request.dry_run) return TellRecipients(session.Front(), ids, fetch);
     ServerSettings const server = ServerOf(session, request.smtp);
-    std::optional<OutcomeFile> report;
+    std::optional<DraftRecord> report;
     if (!request.report.empty()) {
-        report.emplace(request.report, request.resume);
+        report.emplace(request.report, request.resume, fetch);
         auto const settled = std::erase_if(ids, [&](int id) { return report->Settled().contains(id); });
         if (settled > 0) session.Front().Notice("前回までに済んだ " + Grouped(settled) + "通は送りません。");
     }
-    Mailing mailing(session.Front(), content, from, server, fetch, [&](Delivery const& delivery) {
-        if (report) report->Add(delivery);
-        TellFailure(session.Front(), delivery);
-    });
+    Mailing mailing(
+        session.Front(), content, from, server, fetch,
+        [&](Delivery const& delivery) {
+            if (report) report->Add(delivery);
+            TellFailure(session.Front(), delivery);
+        },
+        report ? report->Intents() : nullptr);
     RunMailing(session, mailing, ids, request.threads);
     if (report) report->End();
     RequireAllSent(mailing, ids.size(),

@@ -3,10 +3,12 @@
 import csv
 import io
 import re
+import signal
 import socket
+import threading
 import unittest
 
-from cli import SAMPLE, CommandTest, Running
+from cli import SAMPLE, CommandTest, Running, wait_for
 from smtp_server import SmtpServer
 
 DRAFT = "Subject: <%名前(姓)%>様へ\n\n<%名前(姓)%> <%名前(名)%> 様\n.\n本文①\n"
@@ -97,6 +99,29 @@ class Send(CommandTest):
         self.assertEqual(post.stop().out.splitlines()[-1], f"終わりました。{288 - len(refused)}通が届きました。")
         log = list((self.folder / "shop" / "LOG").iterdir())
         self.assertTrue(log)
+
+    def test_a_killed_run_is_gone_on_with_and_mails_nobody_twice(self):
+        self.new_mailing(*(f"n{i}@example.jp,表{i},,Y" for i in range(300)))
+        hold = threading.Event()
+        server = SmtpServer(self, {".": lambda mail: hold.wait(30) and None if "n7@" in mail.split("Subject")[0] else ""})
+        options = ("--smtp", server.address, "--report", "report.csv")
+        run = Running(self, "send", "shop.tsl", "--draft", "draft.txt", "--force", *options, "--threads", "4")
+        self.assertTrue(wait_for(lambda: len(server.mails) >= 40))
+        run.stop(signal.SIGKILL)
+        hold.set()
+        # A power cut would have taken the rows of the report as well.
+        self.put("report.csv", b"\r\n".join((self.folder / "report.csv").read_bytes().split(b"\r\n")[:20]) + b"\r\n")
+        self.send(*options, "--resume")
+        outcomes = self.outcomes()
+        unknown = [address for address, outcome in outcomes.items() if outcome == "不明"]
+        self.assertEqual(len(outcomes), 300)
+        self.assertIn("n7@example.jp", unknown)
+        self.assertLessEqual(len(unknown), 4)
+        to = [re.search(rb"(?m)^To: .*?(\w+@[\w.]+)", mail)[1].decode() for mail in server.mails]
+        self.assertEqual(len(set(to)), len(to))
+        self.assertLessEqual(outcomes.keys() - set(unknown), set(to))
+        self.assertFalse((self.folder / "report.csv.journal").exists())
+        self.assertIn("前回までに済んだ 300通は送りません。", self.send(*options, "--resume").err)
 
     def test_who_and_whether(self):
         self.new_mailing()
