@@ -85,7 +85,7 @@ void Restore(Arguments const& arguments) { ChangeEach(arguments, "戻しまし�
 void Erase(Arguments const& arguments) {
     if (!arguments.yes)
         throw Failure(Failure::not_confirmed,
-                      "消去した個人情報は戻せません。消去してよければ --yes をつけてください。");
+                      "個人情報を消去します。よければ --yes をつけてください。");
     ChangeEach(arguments, "消去しました (番号だけが残ります)。", EraseCustomers);
 }
 
@@ -127,7 +127,7 @@ void AddCustomersCommands(CLI::App& program) {
     add_values(set);
     add_ids(AddOne(*family, "delete", "顧客を削除します (戻せます)", arguments, Delete));
     add_ids(AddOne(*family, "restore", "削除した顧客を戻します", arguments, Restore));
-    CLI::App* erase = AddOne(*family, "erase", "顧客の個人情報を消去します (戻せません)", arguments, Erase);
+    CLI::App* erase = AddOne(*family, "erase", "顧客の個人情報を消去します", arguments, Erase);
     add_ids(erase);
     erase->add_flag("--yes", arguments->yes, "確かめずに消去します");
 }

@@ -1,3 +1,5 @@
+#include <sys/stat.h>
+
 #include <clocale>
 #include <exception>
 #include <iostream>
@@ -126,6 +128,7 @@ int Run(int argc, char** argv) {
 }  // namespace
 
 int main(int argc, char** argv) {
+    umask(S_IRWXG | S_IRWXO);  // whatever it writes is the owner's alone
     std::setlocale(LC_ALL, "");
     std::setlocale(LC_NUMERIC, "C");
     SetMessageBoxHandler(ShowLibraryMessage, nullptr);

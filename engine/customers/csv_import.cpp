@@ -13,6 +13,7 @@
 #include "engine/customers/csv_input.h"
 #include "engine/customers/csv_rows.h"
 #include "engine/customers/elements.h"
+#include "engine/environment/kept_changes.h"
 
 namespace engine {
 namespace {
@@ -244,7 +245,10 @@ void Import::Run() {
                       stopped_ ? "途中で止めたので、置き換えませんでした。前の顧客はそのままです。"
                                : "取り込める行がないので、置き換えませんでした。前の顧客はそのままです。");
     }
-    if (imported > 0) session_.SaveCustomers();
+    if (imported > 0 && options_.replace)
+        SaveCustomersUndoably(session_, "顧客の置き換え: " + options_.file);
+    else if (imported > 0)
+        session_.SaveCustomers();
     Report(rows, columns, imported);
     if (stopped_) throw Failure(Failure::stopped, "");
     if (imported == 0 && kept_ == 0 && !refused_.empty())

@@ -10,6 +10,7 @@
 #include "engine/base/whole_file.h"
 #include "engine/base/whole_number.h"
 #include "engine/environment/data_paths.h"
+#include "engine/environment/kept_changes.h"
 
 namespace fs = std::filesystem;
 
@@ -117,7 +118,7 @@ void SaveRestored(Session& session, bool readable, RestoreReport const& report) 
     try {
         if (!readable) KeepUnreadable(session);
         MakeFolder(session.DataDirectory() + "/DB");
-        session.SaveCustomers();
+        SaveCustomersUndoably(session, "顧客の控えからの復旧");
     } catch (Failure const&) {
         report.TakeBack();
         throw;

@@ -2,7 +2,9 @@
 
 #include "engine/base/crossing.h"
 #include "engine/base/failure.h"
+#include "engine/base/whole_number.h"
 #include "engine/customers/checked_customer.h"
+#include "engine/environment/kept_changes.h"
 
 namespace engine {
 namespace {
@@ -38,12 +40,12 @@ void Store(Session& session, Elements const& elements, OneCustomer& customer,
     session.SaveCustomers();
 }
 
+// In memory.
 void ChangeEach(Session& session, std::vector<int> const& ids, int (CDatabaseEdit::*change)(int)) {
     for (int const id : ids)
         if ((session.Customers().*change)(id) < 0)
             throw Failure(Failure::operation_failed, "変えられませんでした: " + std::to_string(id) + "\n" +
                                                          TextOf(session.Customers().GetErrMsg()));
-    session.SaveCustomers();
 }
 
 void RequireEach(Session& session, std::vector<int> const& ids) {
@@ -108,6 +110,7 @@ void ChangeCustomer(Session& session, int customer, std::vector<std::string> con
 void DeleteCustomers(Session& session, std::vector<int> const& customers) {
     RequireEach(session, customers);
     ChangeEach(session, customers, &CDatabaseEdit::DeleteCustomer);
+    session.SaveCustomers();
 }
 
 void RestoreCustomers(Session& session, std::vector<int> const& customers) {
@@ -116,11 +119,13 @@ void RestoreCustomers(Session& session, std::vector<int> const& customers) {
         if (session.Customers().GetCustomerDataPinPoint(id, customers::element_address).IsEmpty())
             throw Failure(Failure::erased, "消去された顧客は戻せません: " + std::to_string(id));
     ChangeEach(session, customers, &CDatabaseEdit::UnDeleteCustomer);
+    session.SaveCustomers();
 }
 
 void EraseCustomers(Session& session, std::vector<int> const& customers) {
     RequireEach(session, customers);
     ChangeEach(session, customers, &CDatabaseEdit::PhysicalDeletion);
+    SaveCustomersUndoably(session, "顧客の消去: " + Grouped(customers.size()) + "人");
 }
 
 }  // namespace engine

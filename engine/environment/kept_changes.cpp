@@ -7,6 +7,8 @@
 #include "engine/base/whole_file.h"
 #include "engine/base/whole_number.h"
 #include "engine/environment/copies.h"
+#include "engine/environment/data_paths.h"
+#include "engine/environment/safe_change.h"
 
 namespace fs = std::filesystem;
 
@@ -16,6 +18,12 @@ namespace {
 constexpr char const* folder_name = "/UNDO";
 
 }  // namespace
+
+void SaveCustomersUndoably(Session& session, std::string const& what) {
+    SafeChange change(session.DataDirectory(), {customers_file}, what);
+    session.SaveCustomers();
+    change.Keep();
+}
 
 std::vector<KeptChange> KeptChanges(std::string const& data_directory) {
     std::vector<KeptChange> changes;

@@ -3,6 +3,8 @@
 #include <string>
 #include <vector>
 
+#include "engine/environment/session.h"
+
 // The copies that the last changes of an environment left to be undone (SafeChange): UNDO/<n> in the data
 // directory, n in the order of the changes. The caller holds the environment's lock.
 namespace engine {
@@ -14,6 +16,9 @@ struct KeptChange {
     std::string what, when;  // empty where the list cannot be read
     std::string folder;      // host path
 };
+
+// Saves the customers as a change that can be undone; `what` is a sentence for the user. Throws Failure.
+void SaveCustomersUndoably(Session& session, std::string const& what);
 
 // Oldest first.
 std::vector<KeptChange> KeptChanges(std::string const& data_directory);

@@ -1,9 +1,6 @@
 #include "engine/environment/new_environment.h"
 
 #include <filesystem>
-#include <fstream>
-#include <utility>
-#include <vector>
 
 #include "engine/base/crossing.h"
 #include "engine/base/failure.h"
@@ -12,26 +9,13 @@
 #include "engine/environment/file_record.h"
 #include "engine/environment/session.h"
 #include "engine/environment/settings_catalogue.h"
+#include "engine/environment/staged_environment.h"
 #include "tessaly/text.h"
 
 namespace fs = std::filesystem;
 
 namespace engine {
 namespace {
-
-// Removes what was made so far, unless Keep is called.
-class Undo {
-  public:
-    void Add(fs::path path) { made_.push_back(std::move(path)); }
-    void Keep() { made_.clear(); }
-    ~Undo() {
-        std::error_code ignored;
-        for (auto path = made_.rbegin(); path != made_.rend(); ++path) fs::remove_all(*path, ignored);
-    }
-
-  private:
-    std::vector<fs::path> made_;
-};
 
 void WriteDefaultSettings(EnvManager& environment, fs::path const& data) {
     SystemOption options(&environment);
@@ -56,27 +40,15 @@ std::string NewPassword(Access const& access) {
 }
 
 void CreateEnvironment(Access const& access, std::string const& env_file, std::string const& new_password) {
-    fs::path const file = fs::absolute(env_file);
-    fs::path const data = DataDirectoryOf(env_file);
-    if (!file.has_extension())
-        throw Failure(Failure::invalid_value,
-                      "環境ファイルの名前には拡張子が必要です (例: shop.tsl): " + env_file);
-    if (!fs::is_directory(file.parent_path()))
-        throw Failure(Failure::file_not_found, "ディレクトリがありません: " + file.parent_path().string());
-    for (fs::path const& path : {file, data})
-        if (fs::exists(path))
-            throw Failure(Failure::file_exists, "もうあります。上書きはしません: " + path.string());
     CString const password = IntoSecret(new_password, "パスワード");
-    CString const library_path = IntoPath(file.string());
+    static_cast<void>(IntoPath(fs::absolute(env_file).string()));  // throws for a name that it cannot have
     std::string const key = ApplicationKey(access);
 
     HaveTablesReplaced();
-    Undo undo;
-    undo.Add(data);
-    for (char const* folder : {"DB", "MAIL", "EXTRACT"})
-        if (MakeDirectoryCompel(IntoPath((data / folder).string())) != 0)
-            throw Failure(Failure::not_written, "ディレクトリを作れません: " + (data / folder).string());
-    undo.Add(file);
+    StagedEnvironment staged(env_file);
+    fs::path const data = staged.DataDirectory();
+    CString const library_path = IntoPath(staged.EnvFile());
+    for (char const* folder : {"DB", "MAIL", "EXTRACT"}) MakeFolder((data / folder).string());
     if (EnvManager::MakeDefaultEnvFile(library_path, key.c_str()) != 0)
         throw Failure(Failure::not_written, "環境ファイルを作れません: " + env_file);
     EnvManager environment;
@@ -88,15 +60,14 @@ void CreateEnvironment(Access const& access, std::string const& env_file, std::s
     if (customers.WriteFromMemoryToFileAppointFileName(IntoPath((data / customers_file).string()),
                                                        environment.GetDBKey()) != 0)
         throw Failure(Failure::not_written, "顧客データを書き込めませんでした: " + data.string());
-    if (!std::ofstream(data / mail_list_file))
+    if (!ReplaceFile((data / mail_list_file).string(), ""))
         throw Failure(Failure::not_written, "メールの一覧を作れません: " + data.string());
     if (!new_password.empty() &&
         (environment.SetEnvPassword(password) < 0 || environment.SetUseEnvPasswordFlag("Y") < 0))
         throw Failure(Failure::operation_failed, "起動用パスワードを設定できませんでした。");
-    if (!WriteRecords(data.string(), {mail_list_file}) || !SyncAll(data.string()) ||
-        !SyncAll(file.string()) || !Sync(file.parent_path().string()))
+    if (!WriteRecords(data.string(), {mail_list_file}))
         throw Failure(Failure::not_written, "環境を書き込めませんでした: " + env_file);
-    undo.Keep();
+    staged.PutInPlace();
 }
 
 }  // namespace engine

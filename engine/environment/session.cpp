@@ -11,6 +11,7 @@
 #include "engine/base/whole_number.h"
 #include "engine/environment/data_paths.h"
 #include "engine/environment/file_record.h"
+#include "engine/environment/private_files.h"
 #include "engine/environment/safe_change.h"
 #include "engine/environment/settings_catalogue.h"
 #include "tessaly/text.h"
@@ -42,7 +43,7 @@ Session::Session(Access const& access, std::string const& env_file, For use)
     if (!fs::is_directory(data_directory_))
         throw Failure(Failure::environment_not_found,
                       "環境のデータディレクトリがありません: " + data_directory_);
-    if (use == For::changing) {
+    if (use != For::reading) {
         lock_ = std::make_unique<FolderLock>(data_directory_, environment_name, &front_);
         RemoveWorkFiles();
         SafeChange::Recover(data_directory_);
@@ -52,6 +53,8 @@ Session::Session(Access const& access, std::string const& env_file, For use)
     }
     Open(access);
     CheckPassword(access);
+    if (use != For::reading) MakeEnvironmentPrivate(front_, env_file_, data_directory_);
+    if (use == For::restoring) return;
     options_->SetEnvManager(environment_.get());
     std::string const settings = data_directory_ + "/" + settings_file;
     if (options_->GetSODataFromFileToMemory() < 0)
@@ -74,7 +77,8 @@ bool Session::Owns(std::string const& file) const {
 }
 
 void Session::RemoveWorkFiles() const {
-    for (std::string const& file : {WorkFile(), WorkFile() + ".log", data_directory_ + "/fwaimport.tmp"})
+    for (std::string const& file :
+         {WorkFile(), WorkFile() + ".log", data_directory_ + "/fwaimport.tmp", data_directory_ + "/.restore"})
         RemoveWork(file);
     for (char const* folder : {"", "/DB", "/MAIL", "/EXTRACT"})
         platform::RemoveLeftReplacements(data_directory_ + folder);

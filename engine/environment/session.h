@@ -18,8 +18,10 @@ namespace engine {
 // An open environment.
 class Session {
   public:
-    enum class For { reading, changing };
-    // Opens, asks for the start-up password where one is set, and loads the settings. Throws Failure.
+    // A session for restoring is one for changing that reads no table, so that damaged ones do not stop it.
+    enum class For { reading, changing, restoring };
+    // Opens, asks for the start-up password where one is set, and loads the settings. An environment that
+    // others can read becomes its owner's alone when it is opened to be changed. Throws Failure.
     Session(Access const& access, std::string const& env_file, For use);
     ~Session();
 
