@@ -2,7 +2,10 @@
 
 #include <algorithm>
 #include <fstream>
+#include <optional>
 #include <sstream>
+#include <string_view>
+#include <vector>
 
 #include "engine/base/digest.h"
 #include "engine/base/failure.h"
@@ -16,6 +19,7 @@ namespace {
 
 constexpr char const* seen_name = "seen";
 constexpr char const* actions_name = "actions.tsv";
+constexpr std::string_view end_of_actions = "actions ";  // before the size of the record of effects
 
 // "000012-<digest>.eml"; 0 for a file that is none.
 int NumberOf(fs::path const& file) {
@@ -28,11 +32,33 @@ std::string DigestIn(fs::path const& file) {
     return name.substr(name.find('-') + 1);
 }
 
+// The IDs of the mails that were seen. Result: how many bytes of the record of effects belong to them, where
+// that is known. What stands behind those bytes, or behind the last line that tells them, is of a cut-off
+// receiving.
+std::optional<std::uintmax_t> ReadSeen(fs::path const& file, auto const& take) {
+    std::optional<std::uintmax_t> effects;
+    std::vector<std::string> ids;
+    std::ifstream seen(file);
+    auto const take_all = [&] {
+        for (std::string const& id : ids) take(id);
+        ids.clear();
+    };
+    for (std::string line; std::getline(seen, line) && !seen.eof();) {
+        if (!line.starts_with(end_of_actions)) {
+            ids.push_back(line);
+        } else if (auto const size = WholeNumber(std::string_view(line).substr(end_of_actions.size()))) {
+            effects = *size;
+            take_all();
+        }
+    }
+    if (!effects) take_all();
+    return effects;
+}
+
 }  // namespace
 
 Inbox::Inbox(std::string const& data_directory) : folder_(fs::path(data_directory) / "INBOX") {
-    std::ifstream seen(folder_ / seen_name);
-    for (std::string line; std::getline(seen, line) && !seen.eof();) seen_.insert(line);
+    known_effects_ = ReadSeen(folder_ / seen_name, [&](std::string const& id) { seen_.insert(id); });
     for (KeptMail const& mail : Kept()) {
         next_ = std::max(next_, mail.number + 1);
         kept_.emplace(DigestIn(mail.file), mail.number);
@@ -42,12 +68,17 @@ Inbox::Inbox(std::string const& data_directory) : folder_(fs::path(data_director
 // A line: time, kind, mail, customer, sender, effect.
 AnswerCounts CountAnswers(std::string const& data_directory) {
     AnswerCounts counts;
-    std::ifstream actions(fs::path(data_directory) / "INBOX" / actions_name);
+    fs::path const folder = fs::path(data_directory) / "INBOX";
+    auto const known = ReadSeen(folder / seen_name, [](std::string const&) {});
+    std::ifstream actions(folder / actions_name);
+    std::uintmax_t read = 0;
     for (std::string line, time, kind, mail; std::getline(actions, line) && !actions.eof();) {
+        read += line.size() + 1;
+        if (known && read > *known) break;
         std::istringstream parts(line);
         if (std::getline(parts, time, '\t') && std::getline(parts, kind, '\t') &&
             std::getline(parts, mail, '\t') && LeadingNumber(mail).value_or(-1) >= 0)
-            if (auto const known = AnswerKindOf(kind)) ++counts[*LeadingNumber(mail)][*known];
+            if (auto const of_kind = AnswerKindOf(kind)) ++counts[*LeadingNumber(mail)][*of_kind];
     }
     return counts;
 }
@@ -88,7 +119,16 @@ void Inbox::Append(std::string const& name, std::string& text) const {
 }
 
 void Inbox::Save() {
+    if (actions_.empty() && new_seen_.empty()) return;
+    fs::path const file = folder_ / actions_name;
+    std::error_code none_yet, error;
+    if (known_effects_ && fs::file_size(file, none_yet) > *known_effects_ && !none_yet)
+        fs::resize_file(file, *known_effects_, error);
+    if (error) throw Failure(Failure::not_written, "受信の記録を書けません: " + file.string());
     Append(actions_name, actions_);
+    std::uintmax_t const size = fs::file_size(file, none_yet);
+    known_effects_ = none_yet ? 0 : size;
+    new_seen_ += std::string(end_of_actions) + std::to_string(*known_effects_) + "\n";
     Append(seen_name, new_seen_);
 }
 

@@ -1,7 +1,9 @@
 #pragma once
 
+#include <cstdint>
 #include <filesystem>
 #include <map>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -44,6 +46,7 @@ class Inbox {
     std::unordered_map<std::string, int> kept_;  // the numbers of kept mails by their digests
     std::string new_seen_, actions_;
     int next_ = 1;
+    std::optional<std::uintmax_t> known_effects_;  // bytes of the record of effects
 };
 
 // How many answers of a kind came to each mail, by the record of effects.

@@ -26,13 +26,24 @@ TEST(Inbox, CountsAnswersOfEveryVersion) {
     std::filesystem::remove_all(folder);
 }
 
-TEST(Inbox, KeepsAMailOnceThoughNothingElseOfItWasSaved) {
+TEST(Inbox, WhatACutOffReceivingLeftCountsOnce) {
     char name[] = "/tmp/tessaly-XXXXXX";
     std::filesystem::path const folder = mkdtemp(name);
     EXPECT_EQ(1, engine::Inbox(folder.string()).Keep("a"));
     engine::Inbox again(folder.string());
     EXPECT_EQ(1, again.Keep("a"));
     EXPECT_EQ(2, again.Keep("b"));
+    // Effects whose mails were not remembered are recorded once more, and count once.
+    std::string const effect = "2026/11/23 10:00:00\tbounce\t3\t8\ta@b.jp\t";
+    for (int round = 0; round < 2; ++round) {
+        again.Record(effect);
+        again.Remember("id " + std::to_string(round));
+        again.Save();
+        std::ofstream(folder / "INBOX/actions.tsv", std::ios::app) << effect << "\n";
+        again = engine::Inbox(folder.string());
+    }
+    engine::AnswerCounts const wanted = {{3, {{engine::AnswerKind::bounce, 2}}}};
+    EXPECT_EQ(wanted, engine::CountAnswers(folder.string()));
     std::filesystem::remove_all(folder);
 }
 

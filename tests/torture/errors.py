@@ -14,8 +14,8 @@ from recording_server import RecordingServer
 from recordings import chosen, record_all
 from shop import Fault, Shop
 
-NEW = ("create", "write", "allocate", "mkdir", "truncate")
-ALL = (*NEW, "sync", "rename", "link", "unlink", "rmdir")
+NEW = ("create", "write", "allocate", "mkdir")
+ALL = (*NEW, "truncate", "sync", "rename", "link", "unlink", "rmdir")
 WAYS = ((NEW, "+:ENOSPC"), (ALL, ":EIO"), (ALL, "+:EIO"))
 
 
