@@ -44,8 +44,12 @@ ALL = [
     on("testers", "add", "メールアドレス=v@example.jp"),
     on("testers", "delete", 0),
     on("receive", "--from-dir", "answers", steps=True),
-    on("backup", "copy.dat", random=True),
-    on("restore", "old.dat", random=True, given=(("customers", "erase", "shop.tsl", 11, "--yes"),)),
+    on("backup", "copy.dat"),
+    on("backup", "copy.dat", "--customers"),
+    on("restore", "customers.dat", random=True, given=(("customers", "import", "shop.tsl", "more.csv", "--replace"),)),
+    on("restore", "old.dat", "--yes", random=True),
+    Command(("restore", "new.tsl", "old.dat"), random=True),
+    on("undo", random=True, given=(("customers", "erase", "shop.tsl", 11, "--yes"),)),
 ]
 
 

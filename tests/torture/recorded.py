@@ -45,8 +45,10 @@ class Recorded:
         disk.put_tree(base, shop.folder)
         for given in command.given:
             shop.must(*given)
+        compared_as_seen = command.random or command.steps
+        self.seen_before = shop.view() if compared_as_seen else None
         self.before, self.changes, self.after = record(shop, command.words, time=NOON, **options)
-        self.seen = shop.view() if command.random or command.steps else None
+        self.seen = shop.view() if compared_as_seen else None
         self.again = shop.run(*command.words, variables=file_log.variables(time=NOON)).code
 
     def judge(self, tree, *_):
@@ -57,7 +59,7 @@ class Recorded:
         if shop.checks:
             shop.must("env", "check", "shop.tsl", variables=variables)
         found = self.old_or_new(disk.tree_of(shop.folder))
-        allowed = {"old": (0,), "new": (self.again,), "between": (0, self.again)}[found]
+        allowed = (0,) if found == "old" else (0, self.again)
         shop.must(*self.command.words, codes=allowed, variables=variables)
         shop.must("customers", "list", "shop.tsl", variables=variables)
         if self.command.steps and (other := [key for key, rows in shop.view().items() if rows != self.seen[key]]):
@@ -80,10 +82,12 @@ class Recorded:
     def old_or_new_as_seen(self):
         if "new.tsl" in self.command.words:
             return "new" if self.shop.run("env", "info", "new.tsl").code == 0 else "old"
-        out = {name for name in self.after if "/" not in name} - {name for name in self.before if "/" not in name}
-        for name in out:
+        for name in (name for name in state(self.after).keys() - state(self.before).keys() if "/" not in name):
             written = (self.shop.folder / name).exists()
             if written and len((self.shop.folder / name).read_bytes()) != len(self.after[name]):
                 raise Fault(f"{name} is not whole")
             return "new" if written else "old"
-        return "new" if self.shop.view() == self.seen else "old"
+        now = self.shop.view()
+        if now not in (self.seen, self.seen_before):
+            raise Fault("neither old nor new: " + ", ".join(key for key in now if now[key] != self.seen[key]))
+        return "new" if now == self.seen else "old"
