@@ -289,7 +289,7 @@ void UndoLastChange(Session& session, bool force) {
         throw Failure(Failure::damaged_file, "変更の前の写しが壊れています: " + last.folder + "/list");
     std::optional<std::string> const changed = ChangedSince(last.folder, data);
     if (changed && IsAsBefore(*copies, data)) {  // an undo was cut off before it forgot the copies
-        RemoveTree(last.folder);
+        DropCopies(last);
         return session.Front().Result("もう取り消してあります: " + copies->when + " " + copies->what);
     }
     if (changed && !force)
@@ -310,7 +310,7 @@ void UndoLastChange(Session& session, bool force) {
         CopyContent(copy, staged);
     }
     PutInPlace(session, state, {});
-    RemoveTree(last.folder);
+    DropCopies(last);
     session.Front().Result("取り消しました: " + copies->when + " " + copies->what);
 }
 

@@ -16,6 +16,7 @@ namespace engine {
 namespace {
 
 constexpr char const* folder_name = "/UNDO";
+constexpr char const* gone_end = ".gone";  // such a folder means nothing
 
 }  // namespace
 
@@ -42,6 +43,8 @@ std::vector<KeptChange> KeptChanges(std::string const& data_directory) {
 std::string PlaceForCopies(std::string const& data_directory) {
     std::vector<KeptChange> const changes = KeptChanges(data_directory);
     MakeFolder(data_directory + folder_name);
+    for (auto const& entry : fs::directory_iterator(data_directory + folder_name))
+        if (entry.path().extension() == gone_end) RemoveWork(entry.path().string());
     char name[16];
     std::snprintf(name, sizeof name, "/%06d", changes.empty() ? 1 : changes.back().number + 1);
     return data_directory + folder_name + name;
@@ -49,7 +52,14 @@ std::string PlaceForCopies(std::string const& data_directory) {
 
 void DropOldCopies(std::string const& data_directory) {
     std::vector<KeptChange> const changes = KeptChanges(data_directory);
-    for (std::size_t i = 0; i + most_kept_changes < changes.size(); ++i) RemoveWork(changes[i].folder);
+    for (std::size_t i = 0; i + most_kept_changes < changes.size(); ++i) DropCopies(changes[i]);
+}
+
+void DropCopies(KeptChange const& change) {
+    std::string const gone = change.folder + gone_end;
+    RemoveTree(gone);
+    MoveEntry(change.folder, gone);
+    RemoveWork(gone);
 }
 
 std::size_t ForgetKeptChanges(std::string const& data_directory) {

@@ -24,8 +24,10 @@ void SaveCustomersUndoably(Session& session, std::string const& what);
 std::vector<KeptChange> KeptChanges(std::string const& data_directory);
 // A path for the copies of the next change, below a folder that is there. Throws Failure.
 std::string PlaceForCopies(std::string const& data_directory);
-// Removes the copies of all but the last changes; what cannot be removed is left for the next time.
+// Removes the copies of all but the last changes. Throws Failure.
 void DropOldCopies(std::string const& data_directory);
+// Removes the copies of one change, in one step. Throws Failure.
+void DropCopies(KeptChange const& change);
 // Removes all of them. Result: how many. Throws Failure.
 std::size_t ForgetKeptChanges(std::string const& data_directory);
 

@@ -1,5 +1,7 @@
 #include "engine/environment/new_state.h"
 
+#include <sys/resource.h>
+
 #include <algorithm>
 #include <filesystem>
 #include <map>
@@ -31,7 +33,16 @@ std::vector<int> MailsIn(std::string const& folder) {
     return mails;
 }
 
+// As many files may be open as the system lets this process have: one for each mail.
+void AllowManyFiles() {
+    rlimit limit{};
+    if (getrlimit(RLIMIT_NOFILE, &limit) != 0) return;
+    limit.rlim_cur = limit.rlim_max;
+    setrlimit(RLIMIT_NOFILE, &limit);
+}
+
 std::vector<FolderLock> LockMails(std::string const& data) {
+    AllowManyFiles();
     std::vector<FolderLock> locks;
     for (int const id : MailsIn(data)) {
         std::optional<FolderLock> lock = FolderLock::IfFree(data + "/" + MailFolder(id), "このメール");

@@ -49,7 +49,9 @@ ALL = [
     on("restore", "customers.dat", random=True, given=(("customers", "import", "shop.tsl", "more.csv", "--replace"),)),
     on("restore", "old.dat", "--yes", random=True),
     Command(("restore", "new.tsl", "old.dat"), random=True),
-    on("undo", random=True, given=(("customers", "erase", "shop.tsl", 11, "--yes"),)),
+    on("undo", random=True, given=(("customers", "erase", "shop.tsl", 11, "--yes"),
+                                   ("customers", "erase", "shop.tsl", 12, "--yes"))),
+    on("undo", "--forget", random=True, given=(("customers", "erase", "shop.tsl", 11, "--yes"),)),
 ]
 
 
