@@ -118,13 +118,17 @@ void Damaged(std::string const& what, std::string const& path) {
 }
 
 CDatabaseEdit& Session::Customers() {
-    if (customers_loaded_) return *customers_;
+    if (!customers_loaded_) ReadCustomersAgain();
+    return *customers_;
+}
+
+void Session::ReadCustomersAgain() {
     std::string const path = data_directory_ + "/" + customers_file;
+    customers_read_ = IdentityOf(path);
     if (customers_->ReadCustomerList() < 0) Damaged("顧客データ", path);
     RequireWhole(*customers_, "顧客データ", path);
     if (lock_) MoveSequence();
     customers_loaded_ = true;
-    return *customers_;
 }
 
 // A sequence file that was lost, damaged or brought back from a copy would hand out IDs that customers have.
@@ -267,6 +271,10 @@ void Session::SaveMails() {
     SaveTable(mail_list_file, "メールの一覧", [&](CString const& path, char const* key) {
         return mails_->WriteFromMemoryToFileAppointFileName(path, key) == 0;
     });
+}
+
+void Session::ReadMailsAgain() {
+    WhileOthersWait([&] { ReadMails(); });
 }
 
 void Session::ChangeMails(std::function<void(CMailListViewer&)> const& change, Patience patience) {

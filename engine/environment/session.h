@@ -6,6 +6,7 @@
 #include <string_view>
 #include <vector>
 
+#include "engine/base/file_identity.h"
 #include "engine/base/front_end.h"
 #include "engine/environment/access.h"
 #include "engine/environment/folder_lock.h"
@@ -34,6 +35,10 @@ class Session {
     CDatabaseEdit& Customers();
     CMailListViewer& Mails();
     ExtractListViewer& Groups();
+    // Reads the customers from the disk again. After a Failure the table may hold a part of them.
+    void ReadCustomersAgain();
+    // The file that they were read from, as it stood before.
+    FileIdentity const& CustomersRead() const { return customers_read_; }
     // The table that Customers loads, for objects that are bound to it before it is loaded.
     CDatabaseEdit& CustomerTable() { return *customers_; }
 
@@ -67,6 +72,8 @@ class Session {
     void SaveCustomers();
     void SaveMails();
     void SaveGroups();
+    // The list as other processes may have changed it since.
+    void ReadMailsAgain();
     // Reads the list of mails again, changes it and saves it under the lock: other processes may have changed
     // the list since a session for reading loaded it.
     void ChangeMails(std::function<void(CMailListViewer&)> const& change,
@@ -95,6 +102,7 @@ class Session {
     std::unique_ptr<SystemOption> options_;
     std::unique_ptr<CDatabaseEdit> customers_;
     bool customers_loaded_ = false;
+    FileIdentity customers_read_;
     std::unique_ptr<CMailListViewer> mails_;
     std::unique_ptr<ExtractListViewer> groups_;
 };

@@ -45,7 +45,8 @@ void DraftRecord::TakeOver(Mailing::Fetch const& fetch) {
     for (auto& [customer, delivery] : found) {
         if (delivery.outcome == Outcome::failed || !settled_.insert(customer).second) continue;
         OneCustomer known;
-        if (fetch(customer, known)) delivery.address = known.Email;
+        static_cast<void>(fetch(customer, known));
+        delivery.address = known.Email;
         report_.Add(delivery);
     }
     report_.End();
@@ -71,7 +72,7 @@ void DraftRecord::Add(Delivery const& delivery) {
                        .text = delivery.reply});
     else if (journal_)
         journal_->Add({.kind = Kind::none, .customer = delivery.id});
-    report_.Add(delivery);
+    if (delivery.course != Delivery::cut_off) report_.Add(delivery);
 }
 
 void DraftRecord::End() {

@@ -58,17 +58,19 @@ class Mailing::Client {
         : mailing_(mailing), channel_(MakeMailChannel(mailing.server_, mailing.from_.address)) {}
 
     // The mail at that place of the mailing.
-    void Send(std::size_t place, int id) {
+    Delivery::Course Send(std::size_t place, int id) {
         Delivery delivery{id, {}, Outcome::failed, {}, {}, true};
         CString const message_id =
             mailing_.intents_ ? mailing_.intents_->Take(place) : mailing_.NewMessageId(id);
         OneCustomer customer;
-        if (!mailing_.fetch_(id, customer)) {
-            delivery.reply = "顧客が見つかりません";
+        Standing const standing = mailing_.fetch_(id, customer);
+        delivery.address = customer.Email;
+        if (standing != Standing::recipient) {
+            delivery.reply = standing == Standing::gone ? "削除されました" : "DMを受け取らなくなりました";
             delivery.attempted = false;
+            delivery.course = Delivery::left_out;
             return mailing_.Finish(delivery);
         }
-        delivery.address = customer.Email;
         if (MailAddressChecker(customer.Email) != 1) {
             delivery.outcome = Outcome::refused;
             delivery.reply = "メールアドレスの形が正しくありません";
@@ -86,6 +88,7 @@ class Mailing::Client {
                 if (known) Finish(delivery);
             });
         }
+        return delivery.course;
     }
     // Of the last mail.
     Verdict const& LastVerdict() const { return verdict_; }
@@ -97,6 +100,11 @@ class Mailing::Client {
         delivery.reply = verdict_.reply;
         delivery.code = verdict_.code;
         delivery.enhanced = verdict_.enhanced;
+        bool const lost = verdict_.kind == Outcome::failed && verdict_.for_all && verdict_.code == 0;
+        if (lost && mailing_.front_.Stopped()) {
+            delivery.course = Delivery::cut_off;
+            delivery.attempted = false;
+        }
         mailing_.Finish(delivery);
     }
 
@@ -153,7 +161,9 @@ void Mailing::SendEach(std::vector<int> const& ids) {
     while (!stop_ && !front_.Stopped()) {
         std::size_t const mine = next_++;
         if (mine >= ids.size()) return;
-        client.Send(mine, ids[mine]);
+        Delivery::Course const course = client.Send(mine, ids[mine]);
+        if (course == Delivery::cut_off) return;
+        if (course == Delivery::left_out) continue;
         if (Judge(client.LastVerdict(), in_a_row)) continue;
         std::lock_guard guard(lock_);
         Stop(Failure::server_failed,
@@ -174,9 +184,10 @@ bool Mailing::Judge(Verdict const& verdict, int& failures_in_a_row) {
 }
 
 // A report that cannot be written ends the mailing: what is not on record would be sent again.
-void Mailing::Finish(Delivery const& delivery) {
+Delivery::Course Mailing::Finish(Delivery const& delivery) {
     std::lock_guard guard(lock_);
-    ++done_;
+    if (delivery.course != Delivery::cut_off) ++done_;
+    if (delivery.course == Delivery::left_out) ++left_out_;
     if (delivery.outcome == Outcome::sent) ++sent_;
     try {
         on_delivery_(delivery);
@@ -185,6 +196,7 @@ void Mailing::Finish(Delivery const& delivery) {
     } catch (std::exception const& failure) {
         Stop(Failure::operation_failed, failure.what());
     }
+    return delivery.course;
 }
 
 void Mailing::Stop(Failure::Kind kind, std::string const& why) {

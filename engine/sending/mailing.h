@@ -15,7 +15,16 @@
 // The mailing loop: one mail to each recipient, from several threads, each with a connection of its own.
 namespace engine {
 
+// A recipient at the moment of the hand-out.
+enum class Standing { recipient, refuses, gone };
+
 struct Delivery {
+    enum Course {
+        ended,     // with the outcome
+        left_out,  // who refuses mail or is gone since the mailing began
+        cut_off    // by a stop, before the server could take the mail
+    };
+
     int id;
     CString address;
     Outcome outcome;
@@ -24,6 +33,7 @@ struct Delivery {
     bool attempted = true;   // false: the failure came before the mail: connection, greeting or login
     int code = 0;            // of the reply that refused; 0: none
     std::string enhanced{};  // its status code (RFC 3463); empty: none
+    Course course = ended;   // any other goes with nothing attempted
 };
 
 // Puts on record, before a mail is sent, that it is about to be.
@@ -42,19 +52,20 @@ class MailIntents {
 
 class Mailing {
   public:
-    // Gives a recipient's data, from any thread; false when there is no such recipient.
-    using Fetch = std::function<bool(int id, OneCustomer&)>;
-    // `on_delivery` is called for each recipient when the outcome is known and before anything else goes to
+    // Gives a recipient's data, from any thread.
+    using Fetch = std::function<Standing(int id, OneCustomer&)>;
+    // `on_delivery` is called for each recipient when the course is known and before anything else goes to
     // the server, by one thread at a time. Without `intents` no mail has to wait.
     Mailing(FrontEnd const& front, MailContent const& content, Mailbox const& from,
             ServerSettings const& server, Fetch fetch, std::function<void(Delivery const&)> on_delivery,
             MailIntents* intents = nullptr);
-    // Returns when every mail has its outcome, when the front end stops the mailing, or when the server takes
-    // no more; `Stopped` then gives the reason.
+    // Returns when every mail has ended or was left out, when the front end stops the mailing, or when the
+    // server takes no more; `Stopped` then gives the reason.
     void Run(std::vector<int> const& ids, int threads);
 
     std::uint64_t Done() const { return done_; }
     std::uint64_t Sent() const { return sent_; }
+    std::uint64_t LeftOut() const { return left_out_; }
     // Why the mailing stopped before all mails had an outcome; empty when it did not.
     std::string const& Stopped() const { return stopped_; }
     Failure::Kind StopKind() const { return stop_kind_; }
@@ -65,7 +76,7 @@ class Mailing {
     void SendEach(std::vector<int> const& ids);
     CString NewMessageId(int id) const;
     bool Judge(Verdict const& verdict, int& failures_in_a_row);
-    void Finish(Delivery const& delivery);
+    Delivery::Course Finish(Delivery const& delivery);
     void Stop(Failure::Kind kind, std::string const& why);  // lock_ held
 
     FrontEnd const& front_;
@@ -78,7 +89,7 @@ class Mailing {
     CString const message_id_text_;
     std::mutex lock_;
     std::atomic<std::size_t> next_ = 0;
-    std::atomic<std::uint64_t> done_ = 0, sent_ = 0;
+    std::atomic<std::uint64_t> done_ = 0, sent_ = 0, left_out_ = 0;
     std::atomic<bool> stop_ = false;
     std::atomic<bool> server_answered_ = false;  // for some recipient
     std::string stopped_;

@@ -193,10 +193,10 @@ void SendHistory::End() {
 }
 
 void PutInList(Session& session, int mail, MailStatus status, HistoryListViewer& history,
-               std::initializer_list<MailStatus> staying) {
+               std::initializer_list<MailStatus> staying, Session::Patience patience) {
     int sent = 0, errors = 0, opened = 0, total = 0;
     history.GetNumOneMail(sent, errors, opened, total);
-    session.ChangeMails([&](CMailListViewer& mails) {
+    auto const put = [&](CMailListViewer& mails) {
         COneMailData row;
         if (mails.GetMailData(mail, row) < 0) return;
         auto const present = MailStatusOf(row.GetStatus().View());
@@ -206,7 +206,8 @@ void PutInList(Session& session, int mail, MailStatus status, HistoryListViewer&
         row.SetErrorNumber(errors);
         row.SetOpenNumber(opened);
         mails.SetMailData(row);
-    });
+    };
+    session.ChangeMails(put, patience);
 }
 
 }  // namespace engine

@@ -23,7 +23,8 @@ namespace engine {
 
 // Status and counts into the list of mails. A mail whose status is one of `staying` keeps it.
 void PutInList(Session& session, int mail, MailStatus status, HistoryListViewer& history,
-               std::initializer_list<MailStatus> staying = {MailStatus::deleted});
+               std::initializer_list<MailStatus> staying = {MailStatus::deleted},
+               Session::Patience patience = Session::Patience::brief);
 
 // The history of a mail, to be changed; of a run, what keeps its intents and outcomes. The journal has each
 // of them in time (SendJournal), so that nobody gets the mail twice however the run ends; the history file is

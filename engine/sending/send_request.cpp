@@ -11,6 +11,7 @@
 #include "engine/customers/customer_table.h"
 #include "engine/customers/testers.h"
 #include "engine/mails/states.h"
+#include "engine/sending/current_customers.h"
 #include "engine/sending/draft_record.h"
 #include "engine/sending/outcome_file.h"
 #include "engine/sending/send_history.h"
@@ -23,15 +24,16 @@ namespace {
 void TellRecipients(FrontEnd& front, std::vector<int> const& ids, Mailing::Fetch const& fetch) {
     OneCustomer customer;
     for (int const id : ids)
-        if (fetch(id, customer))
+        if (fetch(id, customer) == Standing::recipient)
             front.Result(std::to_string(id) + " " + Out(OnOneLine(customer.Email.View())));
     front.Result(Grouped(ids.size()) + "通を送ります (--dry-run なので送っていません)。");
 }
 
 void TellFailure(FrontEnd& front, Delivery const& delivery) {
-    if (delivery.outcome == Outcome::sent) return;
-    front.Notice(std::string(WordOf(delivery.outcome)) + " " + std::to_string(delivery.id) + " <" +
-                 Out(delivery.address) + ">: " + delivery.reply);
+    if (delivery.outcome == Outcome::sent || delivery.course == Delivery::cut_off) return;
+    bool const left_out = delivery.course == Delivery::left_out;
+    front.Notice(std::string(left_out ? "見送り" : WordOf(delivery.outcome)) + " " +
+                 std::to_string(delivery.id) + " <" + Out(delivery.address) + ">: " + delivery.reply);
 }
 
 // Throws Failure for a mailing that stopped, or in which a mail was not sent. The last two say what can be
@@ -39,7 +41,7 @@ void TellFailure(FrontEnd& front, Delivery const& delivery) {
 void RequireAllSent(Mailing const& mailing, std::size_t recipients, std::string const& after_stop = {},
                     std::string const& after_refusal = {}) {
     if (!mailing.Stopped().empty()) throw Failure(mailing.StopKind(), mailing.Stopped() + after_stop);
-    if (mailing.Sent() < recipients)
+    if (mailing.Sent() + mailing.LeftOut() < recipients)
         throw Failure(Failure::not_all_sent, "送れなかった宛先があります。" + after_refusal);
 }
 
@@ -66,11 +68,12 @@ std::vector<int> RecipientsOfDraft(Session& session, std::string const& to) {
 void SendDraft(Session& session, SendRequest const& request, Draft const& draft) {
     Mailbox const from = SenderOf(session, draft.from);
     MailContent const content = ContentOf(draft);
-    Mailing::Fetch const fetch = FetchFrom(session.Customers());
     std::vector<int> ids = RecipientsOfDraft(session, request.to);
     if (ids.empty()) throw Failure(Failure::no_recipients, "送る相手がいません。");
-    if (request.dry_run) return TellRecipients(session.Front(), ids, fetch);
+    if (request.dry_run) return TellRecipients(session.Front(), ids, FetchFrom(session.Customers()));
     ServerSettings const server = ServerOf(session, request.smtp);
+    CurrentCustomers customers(session);
+    Mailing::Fetch const fetch = FetchFrom(customers);
     std::optional<DraftRecord> report;
     if (!request.report.empty()) {
         report.emplace(request.report, request.resume, fetch);
@@ -104,9 +107,9 @@ void SendTest(Session& session, SendRequest const& request, int mail) {
     auto const fetch = [&](int id, OneCustomer& customer) {
         auto const found = std::find_if(testers.begin(), testers.end(),
                                         [&](OneCustomer const& tester) { return tester.CustomerID == id; });
-        if (found == testers.end()) return false;
+        if (found == testers.end()) return Standing::gone;
         customer = *found;
-        return true;
+        return Standing::recipient;
     };
     std::vector<int> ids;
     ids.reserve(testers.size());
@@ -182,57 +185,85 @@ class Remaining {
     std::size_t complete_ = 0, unknown_ = 0, gone_ = 0, given_up_ = 0;
 };
 
+// The status and the counts after a run, whatever else is going on in the environment. false when the front
+// end stops the waiting for it.
+bool PutResultInList(Session& session, int mail, SendHistory& history,
+                     std::initializer_list<MailStatus> staying) {
+    try {
+        PutInList(session, mail, StatusAfter(history), history.Rows(), staying, Session::Patience::endless);
+        return true;
+    } catch (Failure const& failure) {
+        if (failure.GetKind() != Failure::stopped) throw;
+        session.Front().Notice(
+            "結果は履歴にありますが、メールの一覧の状態と数は直せませんでした。次の send で直ります。");
+        return false;
+    }
+}
+
 void RunStored(Session& session, SendRequest const& request, int mail, SendHistory& history,
                std::vector<int> const& ids) {
     MailContent content = ContentOf(session, mail);
     content.asks_receipt = request.ask_receipt;
     Mailbox const from = SenderOf(session);
     ServerSettings const server = ServerOf(session, request.smtp);
+    CurrentCustomers customers(session);
     std::optional<OutcomeFile> report;
     if (!request.report.empty()) report.emplace(request.report, request.resume);
     history.Begin(ids);
     PutInList(session, mail, MailStatus::sending, history.Rows());
     Mailing mailing(
-        session.Front(), content, from, server, FetchFrom(session.Customers()),
+        session.Front(), content, from, server, FetchFrom(customers),
         [&](Delivery const& delivery) {
             history.Record(delivery);
-            if (report) report->Add(delivery);
+            if (report && delivery.course != Delivery::cut_off) report->Add(delivery);
             TellFailure(session.Front(), delivery);
         },
         &history);
     RunMailing(session, mailing, ids, request.threads);
     history.End();
     if (report) report->End();
-    PutInList(session, mail, StatusAfter(history), history.Rows());
+    bool const listed = PutResultInList(session, mail, history, {MailStatus::deleted});
     std::string const name = std::to_string(mail);
     RequireAllSent(mailing, ids.size(),
                    "\n同じコマンドをもう一度実行すると、まだ届いていない人に続きを送ります。",
                    "「tessaly report " + session.EnvFile() + " " + name + "」で見られ、「tessaly send " +
                        session.EnvFile() + " " + name + " --retry」で再送信できます。");
+    if (!listed) throw Failure(Failure::stopped, "中断しました。");
 }
 
-void SendStored(Session& session, SendRequest const& request, int mail) {
-    RequireMail(session, mail);
-    if (request.test) return SendTest(session, request, mail);
+std::vector<int> Chosen(Session& session, SendRequest const& request, int mail, MailHistory& history) {
     std::vector<int> const recipients = RecipientsOf(session, mail);
     if (recipients.empty())
         throw Failure(Failure::no_recipients, "宛先がありません。「tessaly target " + session.EnvFile() +
                                                   " " + std::to_string(mail) +
                                                   " --where ...」で選んでください。");
-    auto const choose = [&](MailHistory& history) {
-        Remaining remaining(session, history);
-        return request.retry ? remaining.ToRetry() : remaining.ToSend(recipients);
-    };
+    Remaining remaining(session, history);
+    return request.retry ? remaining.ToRetry() : remaining.ToSend(recipients);
+}
+
+// A run that was killed has left the mail as one that is being sent.
+void EndWithoutMail(Session& session, SendRequest const& request, int mail, SendHistory& history) {
+    if (history.Rows().GetRecordNumber() > 0) {
+        history.End();
+        PutResultInList(session, mail, history, {MailStatus::draft, MailStatus::deleted});
+    }
+    session.Front().Result(request.retry ? "再送信する相手はいません。" : "送る相手は残っていません。");
+}
+
+// The mail may have been changed until its lock is held, and is read behind that.
+void SendStored(Session& session, SendRequest const& request, int mail) {
+    RequireMail(session, mail);
+    if (request.test) return SendTest(session, request, mail);
     if (request.dry_run) {
         MailHistory history(session, mail);
-        return TellRecipients(session.Front(), choose(history), FetchFrom(session.Customers()));
+        return TellRecipients(session.Front(), Chosen(session, request, mail, history),
+                              FetchFrom(session.Customers()));
     }
     SendHistory history(session, mail);
-    std::vector<int> const ids = choose(history);
-    if (ids.empty()) {
-        return session.Front().Result(request.retry ? "再送信する相手はいません。"
-                                                    : "送る相手は残っていません。");
-    }
+    session.ReadMailsAgain();
+    RequireMail(session, mail);
+    std::vector<int> const ids = Chosen(session, request, mail, history);
+    if (ids.empty()) return EndWithoutMail(session, request, mail, history);
     RunStored(session, request, mail, history, ids);
 }
 

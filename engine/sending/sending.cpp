@@ -16,9 +16,10 @@ namespace engine {
 namespace {
 
 std::string Totals(Mailing const& mailing, std::size_t asked, double seconds) {
-    std::uint64_t const done = mailing.Done(), sent = mailing.Sent();
+    std::uint64_t const done = mailing.Done(), sent = mailing.Sent(), left_out = mailing.LeftOut();
     std::ostringstream text;
-    text << "送信 " << Grouped(sent) << "通、送れず " << Grouped(done - sent) << "通";
+    text << "送信 " << Grouped(sent) << "通、送れず " << Grouped(done - sent - left_out) << "通";
+    if (left_out > 0) text << "、見送り " << Grouped(left_out) << "通";
     if (done < asked) text << "、残り " << Grouped(asked - done) << "通";
     text << " (" << static_cast<long>(seconds * 10) / 10.0 << "秒、毎秒"
          << Grouped(static_cast<std::uint64_t>(seconds > 0 ? static_cast<double>(done) / seconds : 0))
@@ -148,9 +149,15 @@ void DropRefusers(Session& session, std::vector<int>& ids) {
         session.Front().Notice("DMを受け取らない顧客 " + Grouped(dropped) + "人には送りません。");
 }
 
+Standing StandingOf(OneCustomer const& customer) {
+    if (!customer.DeleteFlag.IsEmpty()) return Standing::gone;
+    return customer.DMOk == "Y" ? Standing::recipient : Standing::refuses;
+}
+
 Mailing::Fetch FetchFrom(CDatabaseEdit& customers) {
     return [&customers](int id, OneCustomer& customer) {
-        return customers.GetOneCustomerForEdit(customer, id) == CDatabaseEdit::ok;
+        bool const found = customers.GetOneCustomerForEdit(customer, id) == CDatabaseEdit::ok;
+        return found ? StandingOf(customer) : Standing::gone;
     };
 }
 

@@ -28,8 +28,10 @@ void KeepTransferLog(Session& session);
 std::vector<int> IdsIn(std::string_view text, std::string_view option);
 
 bool AcceptsDirectMail(CDatabaseEdit& customers, int id);
+Standing StandingOf(OneCustomer const& customer);
 // Removes the customers who accept no direct mail, and tells their number.
 void DropRefusers(Session& session, std::vector<int>& ids);
+// From the table as it is in memory.
 Mailing::Fetch FetchFrom(CDatabaseEdit& customers);
 
 // Runs a mailing from several connections (0: as many as the settings say), with its log in the environment's

@@ -19,6 +19,11 @@ PATIENCE = 60  # seconds for whatever is waited for
 ENVIRONMENT = {**os.environ, "LC_ALL": "C.UTF-8", "TZ": "Asia/Tokyo"}
 
 
+# As at a terminal, also where the tests run in the background of a shell that ignores them.
+signal.signal(signal.SIGINT, signal.default_int_handler)
+signal.signal(signal.SIGHUP, signal.SIG_DFL)
+
+
 def wait_for(condition):
     """The first true result of `condition`; None when there is none within the time limit."""
     limit = time.monotonic() + PATIENCE
