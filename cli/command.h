@@ -50,6 +50,7 @@ void AddTestersCommands(CLI::App& program);
 void AddPreviewCommand(CLI::App& program);
 void AddSendCommand(CLI::App& program);
 void AddReportCommand(CLI::App& program);
+void AddUnknownCommand(CLI::App& program);
 void AddReceiveCommand(CLI::App& program);
 void AddInboxCommands(CLI::App& program);
 void AddBackupCommands(CLI::App& program);

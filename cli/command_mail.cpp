@@ -7,7 +7,9 @@
 #include "cli/command.h"
 #include "cli/listing.h"
 #include "engine/base/crossing.h"
+#include "engine/base/failure.h"
 #include "engine/mails/stored_mails.h"
+#include "engine/sending/unknown_recipients.h"
 
 namespace cli {
 namespace {
@@ -48,16 +50,25 @@ void Export(Arguments const& arguments) {
     std::cout << "メールを書き出しました: " << arguments.file << "\n";
 }
 
+// A history that cannot be read does not keep the list from being shown.
+std::string UnknownIn(Session& session, int mail) {
+    try {
+        return std::to_string(CountUnknown(session, mail));
+    } catch (Failure const&) {
+        return "?";
+    }
+}
+
 void List(Arguments const& arguments) {
     ListFormat const format = ListFormatOf(arguments.format);
     Session session(arguments.access, arguments.env_file, Session::For::reading);
     std::vector<MailRow> const rows =
         ListMails(session, arguments.deleted ? MailView::deleted : MailView::kept);
     Listing listing(std::cout, format,
-                    {"番号", "件名", "宛先名称", "状態", "送信", "エラー", "開封", "更新日時"});
+                    {"番号", "件名", "宛先名称", "状態", "送信", "エラー", "開封", "不明", "更新日時"});
     for (MailRow const& row : rows)
         listing.Add({std::to_string(row.mail), row.title, row.address_name, WordOf(row.status), row.sent,
-                     row.errors, row.opened, row.changed});
+                     row.errors, row.opened, UnknownIn(session, row.mail), row.changed});
     listing.End();
     if (format == ListFormat::table) std::cout << Grouped(rows.size()) << "件\n";
 }

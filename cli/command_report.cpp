@@ -26,14 +26,15 @@ void ReportAll(Arguments const& arguments) {
     ListFormat const format = ListFormatOf(arguments.format);
     Session session(arguments.access, arguments.env_file, Session::For::reading);
     std::vector<MailSummary> const mails = SummariesOfMails(session, arguments.deleted);
-    Listing listing(
-        std::cout, format,
-        {"番号", "件名", "状態", "宛先", "送信", "エラー", "開封", "待ち", "戻り", "配信停止", "更新日時"});
+    Listing listing(std::cout, format,
+                    {"番号", "件名", "状態", "宛先", "送信", "エラー", "開封", "待ち", "不明", "戻り",
+                     "配信停止", "更新日時"});
     for (MailSummary const& mail : mails) {
         MailCounts const& counts = mail.counts;
         listing.Add({Number(mail.mail), mail.subject, WordOf(mail.status), Number(counts.recipients),
                      Number(counts.sent), Number(counts.errors), Number(counts.opened),
-                     Number(counts.waiting), Number(mail.bounces), Number(mail.refusals), mail.changed});
+                     Number(counts.waiting), Number(counts.unknown), Number(mail.bounces),
+                     Number(mail.refusals), mail.changed});
     }
     listing.End();
     if (format == ListFormat::table) std::cout << Grouped(mails.size()) << "件\n";
@@ -45,16 +46,21 @@ void ReportOne(Arguments const& arguments) {
     MailOutcomes const outcomes = OutcomesOfMail(session, *arguments.mail);
     Listing listing(std::cout, format,
                     {"個人情報ID", "メールアドレス", "名前", "状態", "送信回数", "エラー", "開封",
-                     "Message-ID", "最終送信日時"});
+                     "Message-ID", "最終送信日時", "応答", "理由"});
     for (RecipientOutcome const& one : outcomes.recipients)
         listing.Add({Number(one.customer), one.address, one.name, WordOf(one.state), Number(one.attempts),
-                     Number(one.failures), one.opened, one.message_id, one.last_sent});
+                     Number(one.failures), one.opened, one.message_id, one.last_sent, one.code, one.reason});
     listing.End();
     if (format != ListFormat::table) return;
     MailCounts const& counts = outcomes.counts;
     std::cout << "宛先 " << Grouped(static_cast<std::uint64_t>(counts.recipients)) << "人: 送信 "
               << counts.sent << "回、エラー " << counts.errors << "回、開封 " << counts.opened << "人、待ち "
-              << counts.waiting << "人\n";
+              << counts.waiting << "人";
+    if (counts.unknown > 0) std::cout << "、不明 " << counts.unknown << "人";
+    std::cout << "\n";
+    if (counts.unknown > 0)
+        std::cout << "不明の人をどうするかは「tessaly unknown " << arguments.env_file << " "
+                  << *arguments.mail << "」で決めます。\n";
 }
 
 }  // namespace

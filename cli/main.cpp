@@ -108,6 +108,7 @@ int Run(int argc, char** argv) {
     cli::AddPreviewCommand(program);
     cli::AddSendCommand(program);
     cli::AddReportCommand(program);
+    cli::AddUnknownCommand(program);
     cli::AddReceiveCommand(program);
     cli::AddCheckCommand(program);
     cli::AddNewsCommand(program);

@@ -53,11 +53,12 @@ Answer Answers::Take(std::string const& text) {
     analyzer_.MailAnalysis(mail);
     Answer answer;
     answer.from = analyzer_.GetFromAddress();
-    CString original_id = analyzer_.GetOriginalMessageID();
-    if (original_id.IsEmpty()) original_id = analyzer_.GetDispositionReport().original_message_id;
-    if (auto const original = OriginalOf(original_id)) {
+    original_id_ = analyzer_.GetOriginalMessageID();
+    if (original_id_.IsEmpty()) original_id_ = analyzer_.GetDispositionReport().original_message_id;
+    if (auto const original = OriginalOf(original_id_)) {
         answer.mail = original->mail;
         answer.customer = original->customer;
+        Settle(answer);
     }
     switch (analyzer_.GetMailType()) {
         case MailAnalyzer::error_mail: Bounce(answer); break;
@@ -66,6 +67,9 @@ Answer Answers::Take(std::string const& text) {
         case MailAnalyzer::regist: Registration(answer); break;
         default: answer.keep = true;
     }
+    if (answer.settles && !answer.postponed)
+        answer.effect =
+            "不明だったのが、送れていたと分かりました" + (answer.effect.empty() ? "" : "。" + answer.effect);
     return answer;
 }
 
@@ -97,18 +101,34 @@ void Answers::ReadOldHistories() {
     }
 }
 
-HistoryListViewer* Answers::HistoryOf(int mail) {
+MailHistory* Answers::HistoryOf(Answer& answer) {
     if (!apply_) {
-        auto& history = looked_at_[mail];
-        if (!history) history = std::make_unique<MailHistory>(session_, mail);
-        return &history->Rows();
+        auto& history = looked_at_[answer.mail];
+        if (!history) history = std::make_unique<MailHistory>(session_, answer.mail);
+        return history.get();
     }
-    auto const [place, is_new] = histories_.try_emplace(mail);
+    auto const [place, is_new] = histories_.try_emplace(answer.mail);
+    Opened& opened = place->second;
     if (is_new) try {
-            place->second = std::make_unique<SendHistory>(session_, mail, MailLock::For::changing);
-        } catch (Failure const&) {  // a run is sending the mail
+            opened.history = std::make_unique<SendHistory>(session_, answer.mail, MailLock::For::changing);
+        } catch (Failure const& failure) {
+            opened.trouble = failure.what();
         }
-    return place->second ? &place->second->Rows() : nullptr;
+    answer.postponed = !opened.history;
+    if (answer.postponed) answer.effect = opened.trouble;
+    return opened.history.get();
+}
+
+// Where the history cannot be changed now, only an effect on it is postponed, not one on the customer.
+void Answers::Settle(Answer& answer) {
+    MailHistory* const history = HistoryOf(answer);
+    answer.postponed = false;
+    answer.effect.clear();
+    if (!history) return;
+    auto const unknown = history->Unknown().find(answer.customer);
+    if (unknown == history->Unknown().end() || unknown->second.message_id != original_id_) return;
+    answer.settles = true;
+    if (apply_) histories_.at(answer.mail).history->SettleAsSent(answer.customer);
 }
 
 // Whether the answer is to the last mail that the customer was sent, and not to an attempt before that.
@@ -120,7 +140,7 @@ bool Answers::IsCurrent(HistoryListViewer& history, Answer& answer) const {
         answer.keep = true;
         return false;
     }
-    if (id == analyzer_.GetOriginalMessageID()) return true;
+    if (answer.settles || id == original_id_) return true;
     answer.effect = "前の送信への返事です";
     return false;
 }
@@ -138,14 +158,14 @@ void Answers::Bounce(Answer& answer) {
         answer.keep = true;
         return;
     }
-    HistoryListViewer* history = HistoryOf(answer.mail);
-    answer.postponed = !history;
-    if (!history || !IsCurrent(*history, answer)) return;
+    MailHistory* const opened = HistoryOf(answer);
+    if (!opened || !IsCurrent(opened->Rows(), answer)) return;
+    HistoryListViewer* const history = &opened->Rows();
     CString state;
     int number = 0;
     history->TransferState(answer.customer, state, HistoryListViewer::transfer_read);
     history->TransferRetryNum(answer.customer, number, HistoryListViewer::transfer_read);
-    if (RecipientStateOf(state.View()) != RecipientState::complete) {
+    if (!answer.settles && RecipientStateOf(state.View()) != RecipientState::complete) {
         answer.effect = "もう記録されています";
         return;
     }
@@ -169,9 +189,9 @@ void Answers::Receipt(Answer& answer) {
         answer.effect = "読まずに削除されました";
         return;
     }
-    HistoryListViewer* history = HistoryOf(answer.mail);
-    answer.postponed = !history;
-    if (!history) return;
+    MailHistory* const opened = HistoryOf(answer);
+    if (!opened) return;
+    HistoryListViewer* const history = &opened->Rows();
     CString flag;
     if (history->DBID2RowNumber(answer.customer) < 0 ||
         history->TransferOpenFlag(answer.customer, flag, HistoryListViewer::transfer_read) < 0) {
@@ -252,7 +272,8 @@ void Answers::Registration(Answer& answer) {
 void Answers::Save() {
     if (customers_changed_) session_.SaveCustomers();
     customers_changed_ = false;
-    for (auto& [mail, history] : histories_) {
+    for (auto& [mail, opened] : histories_) {
+        SendHistory* const history = opened.history.get();
         if (!history) continue;
         history->End();
         // A mail that was changed after it was sent stays a draft.

@@ -105,8 +105,8 @@ class Receiving {
         if (answer.keep && !request_.dry_run)
             kept = " (受信箱 " + std::to_string(inbox_.Keep(mail.text)) + ")";
         if (answer.postponed) {
-            front_.Notice("このメールは送信中です。次の受信で反映します: メール " +
-                          std::to_string(answer.mail));
+            front_.Notice("次の受信で反映します: メール " + std::to_string(answer.mail) + "\n" +
+                          answer.effect);
             ++postponed_;
             return source_.KeepLast();
         }

@@ -4,6 +4,7 @@
 #include "engine/base/full_name.h"
 #include "engine/mails/mail_store.h"
 #include "engine/sending/send_history.h"
+#include "engine/sending/unknown_recipients.h"
 #include "engine/targets/target.h"
 
 namespace engine {
@@ -12,18 +13,40 @@ namespace {
 constexpr int family_name = 2, given_name = 3;  // elements of a customer
 
 // A mail without a history waits for all its recipients.
-MailCounts CountsOf(Session& session, int mail, HistoryListViewer& history) {
+MailCounts CountsOf(Session& session, int mail, MailHistory& history) {
     MailCounts counts;
-    history.GetNumOneMail(counts.sent, counts.errors, counts.opened, counts.recipients);
+    HistoryListViewer& rows = history.Rows();
+    rows.GetNumOneMail(counts.sent, counts.errors, counts.opened, counts.recipients);
     if (counts.recipients == 0) {
         counts.recipients = counts.waiting = RecipientCount(session, mail);
         return counts;
     }
-    for (int row = 0; row < history.GetRecordNumber(); ++row)
-        if (RecipientStateOf(history.GetStringElement(HistoryListViewer::element_state, row).View()) ==
-            RecipientState::waiting)
-            ++counts.waiting;
+    auto const waits = [](CString const& letter) {
+        return RecipientStateOf(letter.View()) == RecipientState::waiting;
+    };
+    for (int row = 0; row < rows.GetRecordNumber(); ++row)
+        if (waits(rows.GetStringElement(HistoryListViewer::element_state, row))) ++counts.waiting;
+    for (auto const& [customer, attempt] : history.Unknown())
+        if (waits(rows.GetElementFromMemoryPinPoint(customer, HistoryListViewer::element_state)))
+            --counts.waiting;
+    counts.unknown = static_cast<int>(history.Unknown().size());
     return counts;
+}
+
+// What the row cannot say of the last attempt.
+void TakeLastAttempt(MailHistory const& history, RecipientOutcome& one) {
+    if (history.IsUnknown(one.customer)) {
+        UnknownAttempt const& attempt = history.Unknown().at(one.customer);
+        one.state = {RecipientState::unknown, {}};
+        one.attempts = attempt.number + 1;
+        one.message_id = Out(attempt.message_id);
+        one.last_sent = Out(attempt.time);
+        one.reason = ReasonOf(attempt);
+    } else if (LastReply const* const reply = history.ReplyTo(one.customer)) {
+        one.code = reply->code > 0 ? std::to_string(reply->code) : "";
+        if (!reply->enhanced.empty()) one.code += (one.code.empty() ? "" : " ") + reply->enhanced;
+        one.reason = reply->text;
+    }
 }
 
 CString NameOfCustomer(CDatabaseEdit& customers, int id) {
@@ -48,7 +71,7 @@ std::vector<MailSummary> SummariesOfMails(Session& session, bool deleted) {
         mail.mail = id;
         mail.subject = Out(row.GetMailTitle());
         mail.status = StoredMailStatus(row.GetStatus());
-        mail.counts = CountsOf(session, id, history.Rows());
+        mail.counts = CountsOf(session, id, history);
         mail.bounces = answers[id][AnswerKind::bounce];
         mail.refusals = answers[id][AnswerKind::refusal];
         CString changed;
@@ -73,7 +96,6 @@ MailOutcomes OutcomesOfMail(Session& session, int mail) {
         one.address = Out(customers.GetCustomerDataPinPoint(row.CustomerID, customers::element_address));
         one.name = Out(NameOfCustomer(customers, row.CustomerID));
         one.state = StoredRecipientState(row.State);
-        if (history.IsUnknown(row.CustomerID)) one.state = {RecipientState::unknown, {}};
         one.attempts = std::int64_t{row.RetryNumber} + 1;
         one.failures = one.state == RecipientState::complete ? one.attempts - 1 : one.attempts;
         one.opened = Out(row.OpenFlag);
@@ -81,9 +103,10 @@ MailOutcomes OutcomesOfMail(Session& session, int mail) {
         if (one.attempts > 0)
             one.last_sent =
                 Out(history.Rows().GetStringElement(HistoryListViewer::element_last_send_date, i));
+        TakeLastAttempt(history, one);
         outcomes.recipients.push_back(one);
     }
-    outcomes.counts = CountsOf(session, mail, history.Rows());
+    outcomes.counts = CountsOf(session, mail, history);
     return outcomes;
 }
 

@@ -12,7 +12,7 @@
 namespace engine {
 
 struct MailCounts {
-    int recipients = 0, sent = 0, errors = 0, opened = 0, waiting = 0;
+    int recipients = 0, sent = 0, errors = 0, opened = 0, waiting = 0, unknown = 0;
 };
 
 struct MailSummary {
@@ -34,6 +34,9 @@ struct RecipientOutcome {
     std::string opened;  // "Y" or "N", as the history holds it
     std::string message_id;
     std::string last_sent;  // date and time; empty before the first attempt
+    // Why the last attempt failed, or is unknown; empty where that is not on record.
+    std::string code;    // of the reply, "550 5.1.1"
+    std::string reason;  // on one line
 };
 // Of one mail, in the order of its history. Throws Failure.
 struct MailOutcomes {

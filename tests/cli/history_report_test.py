@@ -41,7 +41,7 @@ class HistoryReport(CommandTest):
         for row in rows:
             self.assertRegex(row["最終送信日時"], f"^{DATE}$")
         self.journal("0\tE\t2\tid0@x", "1\tW\t-1\tid1@x", "2\t\xff\t1\tid2@x")
-        seen = [list(row.values())[3:] for row in self.rows(0)]
+        seen = [list(row.values())[3:9] for row in self.rows(0)]
         self.assertEqual(seen, [["エラー", "3", "3", "N", "id0@x", "2026/11/23 01:02:03"], ["待ち", "0", "0", "N", "id1@x", ""],
                                 ["\ufffd", "2", "2", "N", "id2@x", "2026/11/23 01:02:03"]])
         self.assertEqual(self.totals(), [["0", "完了", "3", "3", "3", "0", "1"]])

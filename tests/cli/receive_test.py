@@ -7,7 +7,7 @@ import shutil
 import unittest
 
 from cli import Running, wait_for
-from way_back import WayBackTest
+from way_back import WayBackTest, bounce, receipt
 
 CUSTOMERS = [f"n{i}@example.jp,表{i},,Y" for i in range(6)]
 
@@ -19,23 +19,6 @@ def answer(sender, subject, text, **headers):
         mail[name.replace("_", "-")] = value
     mail.set_content(text, charset="iso-2022-jp", cte="7bit")
     return mail
-
-
-def report(kind, part_type, part, original_id, sender="MAILER-DAEMON@mx.example.com"):
-    return (f"From: {sender}\r\nTo: shop@example.jp\r\nSubject: report\r\nMessage-ID: <r{original_id}{hash(part)}@x>\r\n"
-            f"MIME-Version: 1.0\r\nContent-Type: multipart/report; report-type={kind}; boundary=\"b\"\r\n\r\n"
-            f"--b\r\n\r\nSorry.\r\n--b\r\nContent-Type: message/{part_type}\r\n\r\n{part}\r\n\r\n"
-            f"--b\r\nContent-Type: message/rfc822\r\n\r\nMessage-ID: <{original_id}>\r\nSubject: x\r\n\r\ny\r\n--b--\r\n").encode()
-
-
-def bounce(original_id, status="5.1.1", action="failed"):
-    return report("delivery-status", "delivery-status", f"Reporting-MTA: dns; x\r\n\r\nAction: {action}\r\nStatus: {status}\r\n"
-                  "Diagnostic-Code: smtp;\r\n\t550 no such\r\n user", original_id)
-
-
-def receipt(original_id, disposition="manual-action/MDN-sent-manually; displayed"):
-    return report("disposition-notification", "disposition-notification",
-                  f"Original-Message-ID: <{original_id}>\r\nDisposition: {disposition}", original_id, "n1@example.jp")
 
 
 class Receive(WayBackTest):
