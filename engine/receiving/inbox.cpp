@@ -121,10 +121,9 @@ void Inbox::Append(std::string const& name, std::string& text) const {
 void Inbox::Save() {
     if (actions_.empty() && new_seen_.empty()) return;
     fs::path const file = folder_ / actions_name;
-    std::error_code none_yet, error;
+    std::error_code none_yet;
     if (known_effects_ && fs::file_size(file, none_yet) > *known_effects_ && !none_yet)
-        fs::resize_file(file, *known_effects_, error);
-    if (error) throw Failure(Failure::not_written, "受信の記録を書けません: " + file.string());
+        OutputFile(file.string(), "受信の記録", OutputFile::Begin::at_end).Cut(*known_effects_);
     Append(actions_name, actions_);
     std::uintmax_t const size = fs::file_size(file, none_yet);
     known_effects_ = none_yet ? 0 : size;
