@@ -84,8 +84,7 @@ void Restore(Arguments const& arguments) { ChangeEach(arguments, "戻しまし�
 
 void Erase(Arguments const& arguments) {
     if (!arguments.yes)
-        throw Failure(Failure::not_confirmed,
-                      "個人情報を消去します。よければ --yes をつけてください。");
+        throw Failure(Failure::not_confirmed, "個人情報を消去します。よければ --yes をつけてください。");
     ChangeEach(arguments, "消去しました (番号だけが残ります)。", EraseCustomers);
 }
 
