@@ -17,9 +17,8 @@ constexpr char const* testers_name = "テスト送信の相手";
 
 // Binds `testers` and reads them.
 void Load(Session& session, CTestMailingInfo& testers) {
-    std::string const path = session.DataDirectory() + "/" + testers_file;
-    if (!testers.SetEnvManager(&session.Environment())) Damaged(testers_name, path);
-    RequireWhole(testers, testers_name, path);
+    TableReading reading(session, testers_file);
+    reading.End(testers.SetEnvManager(&session.Environment()) != 0, testers);
 }
 
 void Save(Session& session, CTestMailingInfo& testers) {

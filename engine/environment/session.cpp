@@ -56,11 +56,8 @@ Session::Session(Access const& access, std::string const& env_file, For use)
     if (use != For::reading) MakeEnvironmentPrivate(front_, env_file_, data_directory_);
     if (use == For::restoring) return;
     options_->SetEnvManager(environment_.get());
-    std::string const settings = data_directory_ + "/" + settings_file;
-    if (options_->GetSODataFromFileToMemory() < 0)
-        throw Failure(Failure::damaged_file,
-                      "設定を読めません: " + settings + "\n" + TextOf(options_->GetErrMsg()));
-    RequireWhole(*options_, "設定", settings);
+    TableReading reading(*this, settings_file);
+    reading.End(options_->GetSODataFromFileToMemory() >= 0, *options_);
     customers_->SetEnvManager(environment_.get());
     customers_->SetSystemOption(options_.get());
 }
@@ -111,10 +108,20 @@ void Session::CheckPassword(Access const& access) {
 }
 
 void Damaged(std::string const& what, std::string const& path) {
-    throw Failure(
-        Failure::damaged_file,
-        what + "を読めません: " + path + "\nファイルが欠けているか壊れています。控えから戻してください。",
-        {.file = path});
+    throw Failure(Failure::damaged_file,
+                  what + "を読めません: " + path +
+                      "\nファイルが欠けているか壊れています。「tessaly env check」で調べ、「tessaly env "
+                      "repair」で直せます。",
+                  {.file = path});
+}
+
+void Session::NoticeOnce(std::string const& line) {
+    if (told_.insert(line).second) front_.Notice(line);
+}
+
+std::optional<CString> Session::TableKey() const {
+    if (environment_->GetEnvType() == EnvManager::type_plain) return {};
+    return environment_->GetDBKey();
 }
 
 CDatabaseEdit& Session::Customers() {
@@ -123,10 +130,9 @@ CDatabaseEdit& Session::Customers() {
 }
 
 void Session::ReadCustomersAgain() {
-    std::string const path = data_directory_ + "/" + customers_file;
-    customers_read_ = IdentityOf(path);
-    if (customers_->ReadCustomerList() < 0) Damaged("顧客データ", path);
-    RequireWhole(*customers_, "顧客データ", path);
+    customers_read_ = IdentityOf(data_directory_ + "/" + customers_file);
+    TableReading reading(*this, customers_file);
+    reading.End(customers_->ReadCustomerList() >= 0, *customers_);
     if (lock_) MoveSequence();
     customers_loaded_ = true;
 }
@@ -155,33 +161,34 @@ CMailListViewer& Session::Mails() {
     return *mails_;
 }
 
-// A missing list is made, so that the mails of the folders are added to it. The library writes a repaired
-// list in place.
+// A missing list is made, so that the mails of the folders are added to it.
 void Session::ReadMails() {
     fs::path const path = MailListFile();
-    MakeFolder(path.parent_path().string());
-    if (!fs::exists(path) && !ReplaceFile(path.string(), ""))
-        throw Failure(Failure::not_written, "メールの一覧を作れません: " + path.string());
+    std::error_code ignored;
+    fs::create_directory(path.parent_path(), ignored);
     std::optional<SafeChange> repair;
     if (HasMailWithoutRow()) repair.emplace(data_directory_, std::vector<std::string>{mail_list_file});
     auto mails = mails_ ? std::move(mails_) : std::make_unique<CMailListViewer>();
     bool const read =
         mails->GetEnvManager() ? mails->ReadMailList() >= 0 : mails->SetEnvManager(environment_.get()) == 1;
-    if (!read) DamagedList();
-    if (mails->WriteMailList(CMailListViewer::write_if_changed) < 0)  // a repair that did not reach the disk
+    if (!read) TableReading(*this, mail_list_file).Refuse();
+    // A repair that did not reach the disk is tried again here.
+    if (repair && mails->WriteMailList(CMailListViewer::write_if_changed) < 0)
         throw Failure(Failure::not_written,
                       "メールの一覧を書き込めませんでした。前のままです: " + path.string());
     if (repair) repair->Keep();
     mails_ = std::move(mails);
 }
 
-bool Session::HasMailWithoutRow() const {
-    bool const plain = environment_->GetEnvType() == EnvManager::type_plain;
-    CString const key = environment_->GetDBKey();
+bool Session::HasMailWithoutRow() {
+    TableReading reading(*this, mail_list_file);
+    if (!fs::exists(MailListFile()))
+        ReplaceTable(MailListFile(), [](std::string const& file) { return fs::exists(file); });
+    std::optional<CString> const key = TableKey();
     CMailListViewer list;
     list.SetDBFilePath(IntoPath(MailListFile()));
-    list.ReadDBFile(plain ? nullptr : static_cast<char const*>(key));
-    if (list.StoppedBeforeEnd()) DamagedList();
+    int const result = list.ReadDBFile(key ? static_cast<char const*>(*key) : nullptr);
+    reading.End(result >= 0 || result == CMyDB::db_file_empty, list);
     constexpr unsigned long no_status = 0;
     CArray<int, int> ids;
     list.CountMailByMailStatus(no_status, &ids, CMailListViewer::status_not_in_mask);
@@ -197,23 +204,12 @@ bool Session::HasMailWithoutRow() const {
 
 std::string Session::MailListFile() const { return data_directory_ + "/" + mail_list_file; }
 
-void Session::DamagedList() const {
-    throw Failure(
-        Failure::damaged_file,
-        "メールの一覧を読めません: " + MailListFile() +
-            "\nファイルが壊れています。ほかの場所に移してからもう一度実行すると、メールのフォルダーから一覧を"
-            "作り直します。",
-        {.file = MailListFile()});
-}
-
 ExtractListViewer& Session::Groups() {
     if (groups_) return *groups_;
     auto groups = std::make_unique<ExtractListViewer>();
     groups->SetEnvManager(environment_.get(), ExtractListViewer::read_later);
-    std::string const path = data_directory_ + "/" + groups_file;
-    if (groups->SetExtractListFromFile(EnvManager::use_own_key, nullptr) < 0)
-        Damaged("保存した宛先の一覧", path);
-    RequireWhole(*groups, "保存した宛先の一覧", path);
+    TableReading reading(*this, groups_file);
+    reading.End(groups->SetExtractListFromFile(EnvManager::use_own_key, nullptr) >= 0, *groups);
     groups_ = std::move(groups);
     return *groups_;
 }
@@ -244,11 +240,10 @@ void Session::Set(std::string_view name, std::string_view value) {
 
 void Session::SaveTable(std::string const& path, std::string const& what,
                         std::function<bool(CString const& path, char const* key)> const& write) {
-    bool const plain = environment_->GetEnvType() == EnvManager::type_plain;
-    CString const key = plain ? CString() : environment_->GetDBKey();
+    std::optional<CString> const key = TableKey();
     std::string const target = data_directory_ + "/" + path;
-    bool const saved = (plain || !key.IsEmpty()) && ReplaceTable(target, [&](std::string const& file) {
-                           return write(IntoPath(file), plain ? nullptr : static_cast<char const*>(key));
+    bool const saved = (!key || !key->IsEmpty()) && ReplaceTable(target, [&](std::string const& file) {
+                           return write(IntoPath(file), key ? static_cast<char const*>(*key) : nullptr);
                        });
     if (!saved)
         throw Failure(Failure::not_written,

@@ -2,6 +2,8 @@
 
 #include <functional>
 #include <memory>
+#include <optional>
+#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -10,6 +12,7 @@
 #include "engine/base/front_end.h"
 #include "engine/environment/access.h"
 #include "engine/environment/folder_lock.h"
+#include "engine/environment/table_reading.h"
 #include "tessaly/customers.h"
 #include "tessaly/environment.h"
 #include "tessaly/mailstore.h"
@@ -28,6 +31,8 @@ class Session {
 
     // Gets the notices, results, progress and questions of the work with this environment.
     FrontEnd& Front() const { return front_; }
+    // A notice that is given once in a session, however often.
+    void NoticeOnce(std::string const& line);
     EnvManager& Environment() { return *environment_; }
     SystemOption& Options() { return *options_; }
     // Each loaded at the first call. Loading the list of mails adds a row for each mail folder without one,
@@ -55,6 +60,8 @@ class Session {
     // Whether a path leads into the data directory, or to the environment's file, key or password, links
     // resolved.
     bool Owns(std::string const& file) const;
+    // The key of the tables; nothing for an environment without one.
+    std::optional<CString> TableKey() const;
     // A temporary file for one operation.
     std::string WorkFile() const { return data_directory_ + "/DB/import.work"; }
     // Removes it and the output of an address book converter. Files that a killed process left are removed
@@ -78,7 +85,7 @@ class Session {
     // the list since a session for reading loaded it.
     void ChangeMails(std::function<void(CMailListViewer&)> const& change,
                      Patience patience = Patience::brief);
-    // As SaveSettings for any data file, by its path below the data directory. `write` gets the path (of the
+    // As SaveSettings for any table, by its path below the data directory. `write` gets the path (of the
     // library) and the key to write with. Throws Failure, naming `what`.
     void SaveTable(std::string const& path, std::string const& what,
                    std::function<bool(CString const& path, char const* key)> const& write);
@@ -90,10 +97,10 @@ class Session {
     void MoveSequence();
     void ReadMails();
     // Throws Failure for a list that is not whole.
-    bool HasMailWithoutRow() const;
-    [[noreturn]] void DamagedList() const;
+    bool HasMailWithoutRow();
 
     FrontEnd& front_;
+    std::set<std::string> told_;
     std::string env_file_;
     std::vector<std::string> access_files_;
     std::string data_directory_;
@@ -110,11 +117,7 @@ class Session {
 // The library's text for its last failure.
 std::string TextOf(CErrMsg& error);
 
-// Throws Failure for a file that cannot be read, naming `what` ("顧客データ" and the like) and the file.
+// Throws Failure for a file that cannot be read whole, naming `what` ("送信履歴" and the like) and the file.
 [[noreturn]] void Damaged(std::string const& what, std::string const& path);
-// The same for a table whose reading stopped before the end of its file: to write it would lose the rest.
-void RequireWhole(auto const& table, std::string const& what, std::string const& path) {
-    if (table.StoppedBeforeEnd()) Damaged(what, path);
-}
 
 }  // namespace engine

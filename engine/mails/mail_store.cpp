@@ -72,19 +72,14 @@ class WorkFolder {
 void LoadTexts(Session& session, int id, MailWriter& texts) {
     texts.SetTermNum(OneMail::slot_count);
     texts.SetEnvManager(&session.Environment());
-    if (!texts.SetMailFromFile(id, EnvManager::use_own_key, nullptr))
-        throw Failure(Failure::damaged_file,
-                      "メールを読めません: " + std::to_string(id) + "\n" + TextOf(texts.GetErrMsg()));
-    RequireWhole(texts, "メールの本文", session.DataDirectory() + "/" + MailFile(id, "mail"));
+    TableReading reading(session, MailFile(id, "mail"));
+    reading.End(texts.SetMailFromFile(id, EnvManager::use_own_key, nullptr) != 0, texts);
 }
 
 void LoadAttachmentList(Session& session, int id, int terminal, AttachWriter& attachments) {
-    if (!attachments.LoadAttachList(nullptr))
-        throw Failure(Failure::damaged_file, "添付ファイルの一覧を読めません: " + std::to_string(id) + "\n" +
-                                                 TextOf(attachments.GetErrMsg()));
-    RequireWhole(attachments, "添付ファイルの一覧",
-                 session.DataDirectory() + "/" + MailFolder(id) + "/ATTACH/at_" +
-                     NameOf(static_cast<TermType>(terminal)) + std::to_string(id) + ".dat");
+    TableReading reading(session, MailFolder(id) + "/ATTACH/at_" + NameOf(static_cast<TermType>(terminal)) +
+                                      std::to_string(id) + ".dat");
+    reading.End(attachments.LoadAttachList(nullptr) != 0, attachments);
 }
 
 // What is stored is read by ReadMail first, since the maker does not tell a table that is not whole.

@@ -10,20 +10,26 @@
 namespace engine {
 namespace {
 
-constexpr char const* history_name = "送信履歴";
+// By the list of mails.
+bool HasAttempts(Session& session, int mail) {
+    COneMailData row;
+    return session.Mails().GetMailData(mail, row) == CMailListViewer::ok &&
+           (row.GetSentNumber() > 0 || row.GetErrorNumber() > 0);
+}
 
-void ReadRows(Session& session, int mail, HistoryListViewer& rows) {
+Wholeness ReadRows(Session& session, int mail, HistoryListViewer& rows) {
     rows.SetEnvManager(&session.Environment());
     rows.SetSystemOption(&session.Options());
     rows.SetDatabaseEdit(&session.CustomerTable());
     rows.SetMailListViewer(&session.Mails());
     if (rows.SetMailID(mail, HistoryListViewer::check_mail) < 0)
         throw Failure(Failure::operation_failed, TextOf(rows.GetErrMsg()));
+    TableReading reading(session, MailFile(mail, "hist"));
     int const result = rows.GetHDataFromFileToMemory(EnvManager::use_own_key, nullptr);
-    if (result < 0 && result != HistoryListViewer::file_missing && result != HistoryListViewer::file_empty)
-        throw Failure(Failure::damaged_file,
-                      "送信履歴を読めません: " + NameOfMail(session, mail) + "\n" + TextOf(rows.GetErrMsg()));
-    RequireWhole(rows, history_name, session.DataDirectory() + "/" + MailFile(mail, "hist"));
+    bool const nothing = result == HistoryListViewer::file_missing || result == HistoryListViewer::file_empty;
+    Wholeness const wholeness = reading.End(result >= 0 || nothing, rows);
+    if (rows.GetRecordNumber() == 0 && HasAttempts(session, mail)) reading.Refuse();
+    return wholeness;
 }
 
 // The journal of an earlier version: a line for each attempt, its parts divided by tabs.
@@ -78,7 +84,7 @@ void Apply(HistoryListViewer& rows, RowChange& change) {
 MailHistory::MailHistory(Session& session, int mail) {
     std::string const path = JournalOf(session, mail);
     JournalContent journal(path);
-    ReadRows(session, mail, rows_);
+    wholeness_ = ReadRows(session, mail, rows_);
     if (journal.GetKind() == JournalContent::Kind::lines) ApplyLines(journal.Bytes(), rows_);
     if (journal.GetKind() == JournalContent::Kind::records) {
         unknown_ =

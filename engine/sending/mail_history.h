@@ -45,6 +45,9 @@ class MailHistory {
     // Whether records of the journal were lost that had been on the disk: recipients who seem to wait may
     // have the mail.
     bool IsDamaged() const { return damaged_; }
+    // How the history's file compares with its record. In one that is other than recorded a letter may have
+    // changed, so that nobody is mailed by it.
+    Wholeness FileState() const { return wholeness_; }
 
   protected:
     // The retry number of a customer's next attempt.
@@ -58,6 +61,7 @@ class MailHistory {
     void TakeOutcome(JournalRecord const& outcome, CString const& message_id, bool in_history);
 
     bool damaged_ = false;
+    Wholeness wholeness_ = Wholeness::without_record;
 };
 
 // What an attempt made of a row.

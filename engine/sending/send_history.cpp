@@ -28,6 +28,13 @@ SendHistory::SendHistory(Session& session, int mail, MailLock::For use)
       mail_(mail),
       retry_(session) {
     if (IsDamaged()) Damaged(history_name, JournalOf(session, mail));
+    if (FileState() == Wholeness::other)
+        throw Failure(Failure::damaged_file,
+                      "送信履歴が書いたときと違うので、2度届く人がないように、送信しません: " +
+                          session.DataDirectory() + "/" + MailFile(mail, "hist") + "\n「tessaly env check " +
+                          session.EnvFile() + "」で確かめ、「tessaly env repair " + session.EnvFile() +
+                          "」で認めると、送れるようになります。",
+                      {.file = session.DataDirectory() + "/" + MailFile(mail, "hist")});
 }
 
 SendHistory::~SendHistory() { StopSaving(); }

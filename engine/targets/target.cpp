@@ -21,13 +21,6 @@ constexpr int without_check = 0;  // of IDs that come from the database
 constexpr int sorted = 1;
 constexpr int all_rows = -1;
 
-[[noreturn]] void Damaged(Session& session, std::string const& path) {
-    throw Failure(Failure::damaged_file,
-                  "宛先のファイルを読めません: " + session.DataDirectory() + "/" + path +
-                      "\nファイルが欠けているか壊れています。「tessaly target」で選び直せます。",
-                  {.file = session.DataDirectory() + "/" + path});
-}
-
 template <class Library>
 [[noreturn]] void NotPossible(char const* what, Library& object) {
     throw Failure(Failure::operation_failed, std::string(what) + "\n" + TextOf(object.GetErrMsg()));
@@ -126,9 +119,10 @@ void MakeEmptyConditions(Session& session, ExtractAction& set) {
 void LoadConditions(Session& session, TargetOwner owner, ExtractAction& set) {
     set.SetEnvManager(&session.Environment());
     set.SetTypeAndID(owner.kind == TargetOwner::mail ? extract::ec_mail : extract::ec_list, owner.id);
+    TableReading reading(session, owner.ConditionsFile());
     int const result = set.GetExtractConditionFromFileToMemory(EnvManager::use_own_key, nullptr);
     bool const nothing = result == ExtractAction::file_missing || result == ExtractAction::file_empty;
-    if (set.StoppedBeforeEnd() || (result < 0 && !nothing)) Damaged(session, owner.ConditionsFile());
+    reading.End(result >= 0 || nothing, set);
     if (nothing) MakeEmptyConditions(session, set);
 }
 
@@ -140,15 +134,15 @@ void SaveConditions(Session& session, TargetOwner owner, ExtractAction& set) {
 
 void LoadRecipients(Session& session, TargetOwner owner, ExtractResultDetail& list) {
     Bind(session, owner, list);
-    std::string const file = owner.RecipientsFile();
+    TableReading reading(session, owner.RecipientsFile());
     int const result = list.GetDBIDListFromFileToMemory(EnvManager::use_own_key, nullptr);
     bool const nothing =
         result == ExtractResultDetail::file_missing || result == ExtractResultDetail::file_empty;
-    if (list.StoppedBeforeEnd() || (result < 0 && !nothing)) Damaged(session, file);
+    reading.End(result >= 0 || nothing, list);
     if (nothing) return MakeEmptyRecipients(list);
-    if (list.GetElementNumber() != one_cell) Damaged(session, file);
+    if (list.GetElementNumber() != one_cell) reading.Refuse();
     for (int row = 0; row < list.GetRecordNumber(); ++row)
-        if (!IdIn(list.GetStringElement(0, row))) Damaged(session, file);
+        if (!IdIn(list.GetStringElement(0, row))) reading.Refuse();
 }
 
 void MakeEmptyRecipients(ExtractResultDetail& list) { list.SetElementNumber(one_cell); }

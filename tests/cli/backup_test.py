@@ -44,8 +44,8 @@ class Customers(CommandTest):
                 self.database.write_bytes(content)
             self.assertIn("4人を控えから戻しました。", self.restore())
             self.assertEqual(self.addresses(), [f"n{i}@example.jp" for i in range(4)])
-        self.assertEqual((self.folder / "shop/DB/database.dat.damaged0").read_bytes(), DAMAGED_TABLE)
-        self.assertEqual(len(list((self.folder / "shop/DB").glob("*.damaged*"))), 1)
+        kept = sorted((self.folder / "shop/DB").glob("*.damaged*"))
+        self.assertEqual([file.read_bytes() for file in kept], [b"", DAMAGED_TABLE])
         self.database.write_bytes(b"")
         (self.folder / "控え_復旧.txt").unlink()
         (self.folder / "控え_復旧.txt").mkdir()  # the report cannot be written
