@@ -22,6 +22,12 @@ constexpr int most_comparisons = 20;
 
 std::string NameOfTable(std::string const& path) { return TableKindOf(path)->name; }
 
+ReadableRows RowsOf(Session& session, std::string const& file) {
+    std::optional<CString> const key = session.TableKey();
+    return ScanRows(ReadWholeFile(file, NameOfTable(file)), key ? static_cast<char const*>(*key) : nullptr,
+                    *TableKindOf(file), [](std::string_view, std::string_view) {});
+}
+
 std::string SizeOf(TableContent const& content) {
     return Grouped(content.rows) + "行、" + Grouped(content.bytes) + "バイト";
 }
@@ -85,10 +91,7 @@ void TableReading::Refuse() const {
     if (!fs::exists(file_, error)) {
         told += "ファイルがありません。";
     } else {
-        std::optional<CString> const key = session_.TableKey();
-        ReadableRows const readable =
-            ScanRows(ReadWholeFile(file_, NameOfTable(path_)), key ? static_cast<char const*>(*key) : nullptr,
-                     *TableKindOf(path_), [](std::string_view, std::string_view) {});
+        ReadableRows const readable = RowsOf(session_, file_);
         told += "ファイルが欠けているか壊れています。";
         told += record_.Newest() ? Grouped(record_.Newest()->rows) + "行のうち、" : "";
         told += Grouped(readable.rows) + "行が読めます。";
@@ -97,6 +100,25 @@ void TableReading::Refuse() const {
                   told + "\n「tessaly env check " + session_.EnvFile() + "」で調べ、「tessaly env repair " +
                       session_.EnvFile() + "」で直せます。それまで、このファイルには書き込みません。",
                   {.file = file_});
+}
+
+void KeepIfDamaged(Session& session, std::string const& path) {
+    std::string const file = session.DataDirectory() + "/" + path;
+    if (!fs::exists(file)) return;
+    FileRecord const record(file);
+    bool const same = record.GetState() != FileRecord::good || record.Allows(ContentOf(file));
+    if (same && RowsOf(session, file).Whole()) return;
+    session.Front().Notice("壊れているか、書いたときと違うファイルを残しました: " + KeepDamaged(file));
+}
+
+std::string KeepDamaged(std::string const& file) {
+    int number = 0;
+    auto const name = [&] { return file + ".damaged" + std::to_string(number); };
+    while (fs::exists(name())) ++number;
+    if (!ReplaceFile(name(), ReadWholeFile(file, "ファイル")))
+        throw Failure(Failure::not_written,
+                      "壊れたファイルを残せませんでした。何も変えていません: " + name());
+    return name();
 }
 
 }  // namespace engine

@@ -198,6 +198,8 @@ void ChooseRecipients(Session& session, int mail, ExtractAction& set, ExtractRes
 void StoreTarget(Session& session, int mail, ExtractAction& set, ExtractResultDetail& list) {
     MailLock const lock(session, mail, MailLock::For::changing);
     TargetOwner const owner{TargetOwner::mail, mail};
+    for (std::string const& file : {owner.ConditionsFile(), owner.RecipientsFile()})
+        KeepIfDamaged(session, file);
     SafeChange whole(session.DataDirectory(),
                      {owner.ConditionsFile(), owner.RecipientsFile(), mail_list_file});
     SaveConditions(session, owner, set);
