@@ -2,8 +2,11 @@
 #include <memory>
 
 #include "cli/command.h"
+#include "engine/base/failure.h"
 #include "engine/environment/environment_summary.h"
 #include "engine/environment/new_environment.h"
+#include "engine/upkeep/environment_check.h"
+#include "engine/upkeep/environment_repair.h"
 
 namespace cli {
 
@@ -41,6 +44,7 @@ namespace {
 struct Arguments {
     Access access;
     std::string env_file;
+    RepairRequest repair;
 };
 
 void New(Arguments const& arguments) {
@@ -70,6 +74,14 @@ void Info(Arguments const& arguments) {
               << "\n";
 }
 
+void Check(Arguments const& arguments) {
+    if (!CheckEnvironment(arguments.access, arguments.env_file)) throw Failure(Failure::damaged_file, "");
+}
+
+void Repair(Arguments const& arguments) {
+    RepairEnvironment(arguments.access, arguments.env_file, arguments.repair);
+}
+
 }  // namespace
 
 void AddEnvCommands(CLI::App& program) {
@@ -84,6 +96,12 @@ void AddEnvCommands(CLI::App& program) {
     }
     make->callback([arguments] { New(*arguments); });
     info->callback([arguments] { Info(*arguments); });
+    AddOne(*env, "check", "すべてのファイルを読み、完全かどうかを調べます", arguments, Check);
+    CLI::App* repair =
+        AddOne(*env, "repair", "壊れたファイルから読める行を救い出し、使えるようにします", arguments, Repair);
+    repair->add_option("--backup", arguments->repair.backup, "顧客の控え。失われた顧客をここから戻します")
+        ->type_name("FILE");
+    repair->add_flag("--yes", arguments->repair.yes, "確かめずに直します");
 }
 
 }  // namespace cli

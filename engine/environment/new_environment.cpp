@@ -15,9 +15,7 @@
 namespace fs = std::filesystem;
 
 namespace engine {
-namespace {
-
-void WriteDefaultSettings(EnvManager& environment, fs::path const& data) {
+void WriteDefaultSettings(EnvManager& environment, std::string const& data) {
     SystemOption options(&environment);
     CArray<CString, CString> cells;
     cells.SetSize(SystemOption::cell_count);
@@ -26,10 +24,8 @@ void WriteDefaultSettings(EnvManager& environment, fs::path const& data) {
     options.SetElementNumber(SystemOption::cell_count);
     if (options.SetSODataFromAllDataToMemory(cells) < 0 || options.WriteSODataFromMemoryToFileCompel() < 0)
         throw Failure(Failure::not_written,
-                      "設定を書き込めませんでした: " + data.string() + "\n" + TextOf(options.GetErrMsg()));
+                      "設定を書き込めませんでした: " + data + "\n" + TextOf(options.GetErrMsg()));
 }
-
-}  // namespace
 
 std::string NewPassword(Access const& access) {
     if (access.password_file.empty()) return {};
@@ -55,7 +51,7 @@ void CreateEnvironment(Access const& access, std::string const& env_file, std::s
     if (environment.InitEnvFileInfo(library_path, key.c_str(), EnvManager::existing_environment) < 0)
         throw Failure(Failure::operation_failed,
                       "作った環境を開けません: " + env_file + "\n" + TextOf(environment.GetErrMsg()));
-    WriteDefaultSettings(environment, data);
+    WriteDefaultSettings(environment, data.string());
     CDatabaseEdit customers(&environment);
     if (customers.WriteFromMemoryToFileAppointFileName(IntoPath((data / customers_file).string()),
                                                        environment.GetDBKey()) != 0)

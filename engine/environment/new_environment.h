@@ -3,8 +3,12 @@
 #include <string>
 
 #include "engine/environment/access.h"
+#include "tessaly/environment.h"
 
 namespace engine {
+
+// Writes a full settings record with the values that a new environment has. Throws Failure.
+void WriteDefaultSettings(EnvManager& environment, std::string const& data_directory);
 
 // The start-up password that a new environment shall have: the first line of the password file, which may not
 // be empty; empty where no file is given. Throws Failure.

@@ -43,7 +43,8 @@ Session::Session(Access const& access, std::string const& env_file, For use)
     if (!fs::is_directory(data_directory_))
         throw Failure(Failure::environment_not_found,
                       "環境のデータディレクトリがありません: " + data_directory_);
-    if (use != For::reading) {
+    bool const changes = use == For::changing || use == For::restoring;
+    if (changes) {
         lock_ = std::make_unique<FolderLock>(data_directory_, environment_name, &front_);
         RemoveWorkFiles();
         SafeChange::Recover(data_directory_);
@@ -53,13 +54,16 @@ Session::Session(Access const& access, std::string const& env_file, For use)
     }
     Open(access);
     CheckPassword(access);
-    if (use != For::reading) MakeEnvironmentPrivate(front_, env_file_, data_directory_);
-    if (use == For::restoring) return;
+    if (changes) MakeEnvironmentPrivate(front_, env_file_, data_directory_);
     options_->SetEnvManager(environment_.get());
-    TableReading reading(*this, settings_file);
-    reading.End(options_->GetSODataFromFileToMemory() >= 0, *options_);
     customers_->SetEnvManager(environment_.get());
     customers_->SetSystemOption(options_.get());
+    if (use == For::reading || use == For::changing) LoadSettings();
+}
+
+void Session::LoadSettings() {
+    TableReading reading(*this, settings_file);
+    reading.End(options_->GetSODataFromFileToMemory() >= 0, *options_);
 }
 
 Session::~Session() = default;

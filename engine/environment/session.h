@@ -22,8 +22,14 @@ namespace engine {
 // An open environment.
 class Session {
   public:
-    // A session for restoring is one for changing that reads no table, so that damaged ones do not stop it.
-    enum class For { reading, changing, restoring };
+    enum class For {
+        reading,
+        changing,
+        // Each of the two without reading a table, so that damaged ones do not stop it. What uses the
+        // settings waits for LoadSettings.
+        checking,
+        restoring,
+    };
     // Opens, asks for the start-up password where one is set, and loads the settings. An environment that
     // others can read becomes its owner's alone when it is opened to be changed. Throws Failure.
     Session(Access const& access, std::string const& env_file, For use);
@@ -31,6 +37,7 @@ class Session {
 
     // Gets the notices, results, progress and questions of the work with this environment.
     FrontEnd& Front() const { return front_; }
+    void LoadSettings();
     // A notice that is given once in a session, however often.
     void NoticeOnce(std::string const& line);
     EnvManager& Environment() { return *environment_; }

@@ -32,14 +32,14 @@ std::size_t EndOfCell(std::string_view text, std::size_t at) {
     return text.npos;
 }
 
-struct Row {
+struct FoundRow {
     std::size_t size = 0;  // 0: none
     std::string_view first_cell;
 };
 
 // A row that begins with the text.
-Row RowAt(std::string_view text, TableKind const& kind) {
-    Row row;
+FoundRow RowAt(std::string_view text, TableKind const& kind) {
+    FoundRow row;
     int cells = 0;
     for (std::size_t at = 0;;) {
         std::size_t const end = EndOfCell(text, at);
@@ -56,7 +56,7 @@ Row RowAt(std::string_view text, TableKind const& kind) {
     bool const has_id =
         !row.first_cell.empty() && row.first_cell.find_first_not_of(digits) == row.first_cell.npos;
     bool const has_nul = text.substr(0, row.size).find('\0') != text.npos;
-    return has_width && !has_nul && (has_id || !kind.ids) ? row : Row{};
+    return has_width && !has_nul && (has_id || !kind.ids) ? row : FoundRow{};
 }
 
 // The number that a line begins with, as a row does.
@@ -78,7 +78,7 @@ ReadableRows ScanRows(std::string_view file, char const* key, TableKind const& k
     bool damaged = false;
     for (std::string_view text = plain; !text.empty();) {
         std::size_t const at = static_cast<std::size_t>(text.data() - plain.data());
-        if (Row const found = RowAt(text, kind); found.size > 0) {
+        if (FoundRow const found = RowAt(text, kind); found.size > 0) {
             row(file.substr(at, found.size), found.first_cell);
             ++result.rows;
             damaged = false;
@@ -92,6 +92,32 @@ ReadableRows ScanRows(std::string_view file, char const* key, TableKind const& k
         text.remove_prefix(std::min(text.find('\n'), text.size() - 1) + 1);
     }
     return result;
+}
+
+std::vector<std::string> CellsIn(std::string_view bytes, char const* key) {
+    std::array<char, 256> const table = DecodeTable(key);
+    std::string plain(bytes);
+    for (char& c : plain) c = table[static_cast<unsigned char>(c)];
+    XCsvRead reader;
+    reader.SetLine(plain.c_str());
+    std::vector<std::string> cells;
+    for (int i = 0; i < reader.GetElementsNumber(); ++i) cells.emplace_back(reader.GetData(i));
+    return cells;
+}
+
+std::string RowOf(std::vector<std::string> const& cells, char const* key) {
+    std::string plain;
+    for (std::string const& cell : cells) {
+        plain += plain.empty() ? "\"" : ",\"";
+        for (char const c : cell) plain += c == '"' ? "\"\"" : std::string(1, c);
+        plain += '"';
+    }
+    plain += "\r\n";
+    std::string coded(plain.size() + 1, '\0'), own_key(key ? key : "");
+    StringEncode(reinterpret_cast<unsigned char*>(plain.data()),
+                 reinterpret_cast<unsigned char*>(coded.data()), key ? own_key.data() : nullptr);
+    coded.resize(plain.size());
+    return coded;
 }
 
 }  // namespace engine

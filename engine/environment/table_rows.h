@@ -33,4 +33,9 @@ struct ReadableRows {
 ReadableRows ScanRows(std::string_view file, char const* key, TableKind const& kind,
                       std::function<void(std::string_view bytes, std::string_view first_cell)> const& row);
 
+// The cells of a row, from its bytes in the file; code page 932.
+std::vector<std::string> CellsIn(std::string_view bytes, char const* key);
+// The bytes of a row in the file.
+std::string RowOf(std::vector<std::string> const& cells, char const* key);
+
 }  // namespace engine

@@ -28,7 +28,8 @@ Wholeness ReadRows(Session& session, int mail, HistoryListViewer& rows) {
     int const result = rows.GetHDataFromFileToMemory(EnvManager::use_own_key, nullptr);
     bool const nothing = result == HistoryListViewer::file_missing || result == HistoryListViewer::file_empty;
     Wholeness const wholeness = reading.End(result >= 0 || nothing, rows);
-    if (rows.GetRecordNumber() == 0 && HasAttempts(session, mail)) reading.Refuse();
+    bool const empty = rows.GetRecordNumber() == 0 && wholeness != Wholeness::as_recorded;
+    if (empty && HasAttempts(session, mail)) reading.Refuse();
     return wholeness;
 }
 
