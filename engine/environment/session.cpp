@@ -168,8 +168,7 @@ CMailListViewer& Session::Mails() {
 // A missing list is made, so that the mails of the folders are added to it.
 void Session::ReadMails() {
     fs::path const path = MailListFile();
-    std::error_code ignored;
-    fs::create_directory(path.parent_path(), ignored);
+    MakeFolder(path.parent_path().string());
     std::optional<SafeChange> repair;
     if (HasMailWithoutRow()) repair.emplace(data_directory_, std::vector<std::string>{mail_list_file});
     auto mails = mails_ ? std::move(mails_) : std::make_unique<CMailListViewer>();

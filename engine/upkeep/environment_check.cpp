@@ -62,9 +62,9 @@ void CheckSequence(Session& session, EnvironmentState& state, char const* path, 
         owners && !owners->ids.empty() ? *std::max_element(owners->ids.begin(), owners->ids.end()) : -1;
     std::string const text = fs::exists(file) ? ReadWholeFile(file, "番号") : "0";
     auto const next = text.empty() ? 0 : WholeNumber(text);
-    if (!next || *next <= largest)
-        state.troubles.push_back("次の番号のファイルが" + std::string(next ? "遅れて" : "壊れて") +
-                                 "います: " + file);
+    if (!next) state.troubles.push_back("次の番号のファイルが壊れています: " + file);
+    if (next && *next <= largest)
+        state.notes.push_back("次の番号のファイルが遅れています。使うときに進めます: " + file);
 }
 
 void CheckReceived(Session& session, EnvironmentState& state) {
@@ -236,6 +236,7 @@ bool CheckEnvironment(Access const& access, std::string const& env_file) {
                      Grouped(journal.records) + "件");
     front.Result("添付ファイル " + Grouped(state.attachments) + "個、受信したメール " +
                  Grouped(state.received) + "通を調べました。");
+    for (std::string const& note : state.notes) front.Result(note);
     for (std::string const& trouble : state.troubles) front.Result(trouble);
     front.Result(state.IsWhole()
                      ? "すべて完全です。"

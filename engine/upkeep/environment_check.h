@@ -50,6 +50,7 @@ struct EnvironmentState {
     std::vector<TableState> tables;
     std::vector<JournalState> journals;
     std::vector<std::string> troubles;  // with sequences, attachments and received mails; sentences
+    std::vector<std::string> notes;     // of what a power cut can leave and its next use puts right
     std::size_t attachments = 0, received = 0;
 
     TableState const* Find(std::string const& path) const;

@@ -145,7 +145,7 @@ class Repair {
         std::string rows = table.rows + backup_rows;
         if (table.kind->form == TableKind::conditions) rows.clear();
         if (table.kind->form == TableKind::texts) rows = TextsInPlace(table);
-        fs::create_directories(fs::path(session_.DataDirectory() + "/" + table.path).parent_path());
+        MakeFolder(fs::path(session_.DataDirectory() + "/" + table.path).parent_path().string());
         bool const written =
             ReplaceTable(session_.DataDirectory() + "/" + table.path, [&](std::string const& new_file) {
                 OutputFile out(new_file, table.kind->name, OutputFile::Begin::anew);
