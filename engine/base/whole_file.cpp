@@ -13,6 +13,7 @@
 #include <utility>
 #include <vector>
 
+#include "engine/base/descriptor.h"
 #include "engine/base/failure.h"
 #include "tessaly/storage.h"
 
@@ -33,23 +34,6 @@ constexpr std::size_t block_size = 256 * 1024;
     Throw("書き込めません", path, reason);
 }
 
-// Closes a descriptor.
-class Open {
-  public:
-    Open(std::string const& path, int flags, int mode = 0)
-        : descriptor_(open(path.c_str(), flags | O_CLOEXEC | O_NOCTTY, mode)) {}
-    ~Open() {
-        if (descriptor_ >= 0) close(descriptor_);
-    }
-    Open(Open const&) = delete;
-    Open& operator=(Open const&) = delete;
-    explicit operator bool() const { return descriptor_ >= 0; }
-    int Get() const { return descriptor_; }
-
-  private:
-    int descriptor_;
-};
-
 bool WriteAll(int descriptor, std::string_view bytes) {
     while (!bytes.empty()) {
         ssize_t const count = write(descriptor, bytes.data(), bytes.size());
@@ -67,11 +51,6 @@ bool Flush(int descriptor) {
     do failed = fsync(descriptor);
     while (failed && errno == EINTR);
     return !failed || errno == EINVAL || errno == EROFS || errno == ENOTSUP;
-}
-
-std::string FolderOf(std::string const& path) {
-    std::string folder = fs::path(path).parent_path().string();
-    return folder.empty() ? "." : folder;
 }
 
 void SyncFolderOf(std::string const& path) {
@@ -94,7 +73,7 @@ ssize_t ReadBlock(int descriptor, std::vector<char>& block) {
 }
 
 void CopyFile(std::string const& from, std::string const& to) {
-    Open const source(from, O_RDONLY), target(to, O_WRONLY | O_CREAT | O_EXCL, owner_file);
+    Descriptor const source(from), target(to, O_WRONLY | O_CREAT | O_EXCL, owner_file);
     if (!source) Throw("読めません", from, errno);
     if (!target) NotWritten(to);
     std::vector<char> block(block_size);
@@ -131,6 +110,11 @@ off_t WholeLines(int file, off_t size) {
 
 }  // namespace
 
+std::string FolderOf(std::string const& path) {
+    std::string folder = fs::path(path).parent_path().string();
+    return folder.empty() ? "." : folder;
+}
+
 std::string ReadWholeFile(std::string const& file, std::string const& what) {
     std::ifstream in(file, std::ios::binary);
     if (!in || fs::is_directory(file))
@@ -152,7 +136,7 @@ bool ReplaceFile(std::string const& target, std::string_view content, Readers re
 }
 
 bool Sync(std::string const& path) {
-    Open const file(path, O_RDONLY);
+    Descriptor const file(path);
     return file && Flush(file.Get());
 }
 
@@ -213,7 +197,7 @@ void RemoveTree(std::string const& path) {
 }
 
 void AppendLines(std::string const& path, std::string_view lines) {
-    Open const file(path, O_RDWR | O_CREAT | O_APPEND, owner_file);
+    Descriptor const file(path, O_RDWR | O_CREAT | O_APPEND, owner_file);
     struct stat status {};
     if (!file || fstat(file.Get(), &status) != 0) NotWritten(path);
     off_t const whole = WholeLines(file.Get(), status.st_size);

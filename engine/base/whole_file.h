@@ -12,6 +12,9 @@ namespace engine {
 // name.
 std::string ReadWholeFile(std::string const& file, std::string const& what);
 
+// The folder in which a file or folder lies.
+std::string FolderOf(std::string const& path);
+
 // What follows is on the disk when it returns: data, folder and name. What it makes is for its owner alone
 // (0600, 0700), whatever the umask.
 

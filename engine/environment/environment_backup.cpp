@@ -1,11 +1,6 @@
 #include "engine/environment/environment_backup.h"
 
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <algorithm>
-#include <array>
 #include <chrono>
 #include <filesystem>
 #include <fstream>
@@ -17,7 +12,9 @@
 
 #include "engine/base/crossing.h"
 #include "engine/base/date_text.h"
+#include "engine/base/descriptor.h"
 #include "engine/base/failure.h"
+#include "engine/base/file_identity.h"
 #include "engine/base/sha256.h"
 #include "engine/base/whole_file.h"
 #include "engine/base/whole_number.h"
@@ -37,20 +34,6 @@ namespace {
 
 constexpr int most_attempts = 20;
 constexpr auto between_attempts = std::chrono::milliseconds(50);
-
-using Identity = std::array<std::int64_t, 5>;
-
-Identity IdentityOf(std::string const& file) {
-    struct stat status {};
-    if (stat(file.c_str(), &status) != 0) return {};
-    return {static_cast<std::int64_t>(status.st_ino), status.st_mtim.tv_sec, status.st_mtim.tv_nsec,
-            status.st_ctim.tv_sec, status.st_ctim.tv_nsec};
-}
-
-ino_t InodeOf(std::string const& file) {
-    struct stat status {};
-    return stat(file.c_str(), &status) == 0 ? status.st_ino : 0;
-}
 
 // One attempt to write the archive.
 class Backup {
@@ -94,7 +77,7 @@ class Backup {
         std::string const parts[] = {history, history + ".record", journal};
         auto const state = [&] {
             return std::tuple(IdentityOf(Data() + "/" + parts[0]), IdentityOf(Data() + "/" + parts[1]),
-                              InodeOf(Data() + "/" + parts[2]));
+                              IdentityOf(Data() + "/" + parts[2]).inode);
         };
         for (int attempt = 0; attempt < most_attempts; ++attempt) {
             auto const before = state();
@@ -171,10 +154,8 @@ BackupManifest WriteConsistently(Session& session, std::string const& archive) {
 // What is read then comes from the disk where the system has let go of it.
 void LeaveCache(std::string const& file) {
     if (!Sync(file)) throw Failure(Failure::not_written, "控えを書けません: " + file);
-    int const descriptor = open(file.c_str(), O_RDONLY | O_CLOEXEC);
-    if (descriptor < 0) return;
-    posix_fadvise(descriptor, 0, 0, POSIX_FADV_DONTNEED);
-    close(descriptor);
+    Descriptor const archive(file);
+    if (archive) posix_fadvise(archive.Get(), 0, 0, POSIX_FADV_DONTNEED);
 }
 
 std::string Nowhere(std::string const&) { return {}; }

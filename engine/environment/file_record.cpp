@@ -1,6 +1,5 @@
 #include "engine/environment/file_record.h"
 
-#include <fcntl.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -11,6 +10,7 @@
 #include <utility>
 
 #include "engine/base/date_text.h"
+#include "engine/base/descriptor.h"
 #include "engine/base/failure.h"
 #include "engine/base/sha256.h"
 #include "engine/base/whole_file.h"
@@ -28,20 +28,6 @@ constexpr std::string_view no_file = "none";
 constexpr std::size_t check_digits = 16;
 constexpr std::size_t block_bytes = std::size_t{1} << 20;
 constexpr std::uintmax_t large_file = std::uintmax_t{4} << 20;
-
-class Descriptor {
-  public:
-    Descriptor(std::string const& path, int flags) : file_(open(path.c_str(), flags | O_CLOEXEC)) {}
-    ~Descriptor() {
-        if (file_ >= 0) close(file_);
-    }
-    Descriptor(Descriptor const&) = delete;
-    Descriptor& operator=(Descriptor const&) = delete;
-    int Get() const { return file_; }
-
-  private:
-    int const file_;
-};
 
 // Counts the records of a table whatever its key: a table begins with a quote, line ends are what they are
 // in every key, and a quote inside a field is doubled.
@@ -190,14 +176,14 @@ std::unique_ptr<storage::NewTableFile> NewTableFor(std::string const& path) {
 }  // namespace
 
 std::optional<TableContent> ContentOf(std::string const& table) {
-    Descriptor const file(table, O_RDONLY);
-    if (file.Get() < 0 && errno == ENOENT) return {};
+    Descriptor const file(table);
+    if (!file && errno == ENOENT) return {};
     Sha256 sha;
     RecordCount records;
     TableContent content;
     auto const block = std::make_unique_for_overwrite<char[]>(block_bytes);
     for (;;) {
-        ssize_t const size = file.Get() < 0 ? -1 : read(file.Get(), block.get(), block_bytes);
+        ssize_t const size = !file ? -1 : read(file.Get(), block.get(), block_bytes);
         if (size < 0 && errno == EINTR) continue;
         if (size < 0)
             throw Failure(Failure::damaged_file,
@@ -247,7 +233,7 @@ void FileRecord::Settle(std::string const& table) {
     Descriptor const record(PathFor(table), O_WRONLY);
     off_t at = 0;
     for (std::size_t i = 0; i + 1 < stored.lines.size(); ++i) {
-        if (record.Get() >= 0) static_cast<void>(pwrite(record.Get(), &superseded, 1, at) == 1);
+        if (record) static_cast<void>(pwrite(record.Get(), &superseded, 1, at) == 1);
         at += static_cast<off_t>(1 + stored.lines[i].rest.size() + 1);
     }
 }

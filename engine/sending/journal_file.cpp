@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <random>
 
+#include "engine/base/descriptor.h"
 #include "engine/base/failure.h"
 #include "engine/base/whole_file.h"
 
@@ -38,8 +39,6 @@ std::string BytesOf(std::string const& number, std::vector<JournalRecord> const&
     bytes.append(JournalForm::end_size, '\0');
     return bytes;
 }
-
-std::string FolderOf(std::string const& path) { return path.substr(0, path.rfind('/') + 1); }
 
 bool WriteAt(int descriptor, std::string_view bytes, std::uint64_t place) {
     while (!bytes.empty()) {
@@ -134,18 +133,14 @@ void JournalFile::SyncFile() const {
 // Read from its end to its beginning: what a record says of those before it is true of the bytes that are
 // read later, even if a run adds records meanwhile.
 JournalContent::JournalContent(std::string const& path) {
-    struct Closing {
-        int descriptor;
-        ~Closing() { close(descriptor); }
-    } const file{open(path.c_str(), O_RDONLY | O_CLOEXEC)};
-    if (file.descriptor < 0 && errno == ENOENT) return;
+    Descriptor const file(path);
+    if (!file && errno == ENOENT) return;
     struct stat status {};
-    if (file.descriptor < 0 || fstat(file.descriptor, &status) != 0 || !S_ISREG(status.st_mode))
-        NotRead(path);
+    if (!file || fstat(file.Get(), &status) != 0 || !S_ISREG(status.st_mode)) NotRead(path);
     bytes_.resize(static_cast<std::size_t>(status.st_size));
     for (std::size_t end = bytes_.size(); end > 0;) {
         std::size_t const size = std::min<std::size_t>(end, chunk), at = end - size;
-        ssize_t const got = pread(file.descriptor, bytes_.data() + at, size, static_cast<off_t>(at));
+        ssize_t const got = pread(file.Get(), bytes_.data() + at, size, static_cast<off_t>(at));
         if (got < 0 && errno == EINTR) continue;
         if (got != static_cast<ssize_t>(size)) NotRead(path);
         end = at;

@@ -5,6 +5,7 @@
 
 #include "engine/base/date_text.h"
 #include "engine/base/failure.h"
+#include "engine/base/whole_file.h"
 
 namespace engine {
 namespace {
@@ -16,8 +17,6 @@ using Kind = JournalRecord::Kind;
 constexpr std::size_t window = 96, least_group = 32;
 // What a mail whose intent is written can still add: a start and an outcome.
 constexpr std::size_t most_of_mail = 128 + JournalForm::largest_text + 160;
-
-std::string FolderOf(std::string const& path) { return path.substr(0, path.rfind('/') + 1); }
 
 std::vector<JournalRecord> WithRun(std::string const& path, std::vector<JournalRecord> records) {
     JournalRecord run{.kind = Kind::run, .time = NowText()};
