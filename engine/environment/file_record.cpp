@@ -6,6 +6,7 @@
 #include <cstring>
 #include <filesystem>
 #include <future>
+#include <set>
 #include <string_view>
 #include <utility>
 
@@ -24,7 +25,7 @@ namespace engine {
 namespace {
 
 constexpr char counts = '=', superseded = '-';
-constexpr std::string_view no_file = "none";
+constexpr std::string_view no_file = "none", record_extension = ".record";
 constexpr std::size_t check_digits = 16;
 constexpr std::size_t block_bytes = std::size_t{1} << 20;
 constexpr std::uintmax_t large_file = std::uintmax_t{4} << 20;
@@ -215,6 +216,8 @@ bool FileRecord::AllowsOnly(std::optional<TableContent> const& content) const {
     return allowed_.size() == 1 && Allows(content);
 }
 
+std::string FileRecord::PathFor(std::string const& table) { return table + std::string(record_extension); }
+
 // The system brings a large file to the disk while its digest is made.
 bool FileRecord::Announce(std::string const& table, std::string const& new_file) {
     std::error_code error;
@@ -238,28 +241,35 @@ void FileRecord::Settle(std::string const& table) {
     }
 }
 
+std::set<std::string> TablesIn(std::string const& folder) {
+    std::set<std::string> tables;
+    std::error_code error;
+    for (fs::recursive_directory_iterator entry(folder, error), end; !error && entry != end;
+         entry.increment(error)) {
+        std::string path = entry->path().string();
+        if (path.ends_with(record_extension)) path.resize(path.size() - record_extension.size());
+        if (TableKindOf(path) && !entry->is_directory()) tables.insert(path);
+    }
+    return tables;
+}
+
 bool WriteRecords(std::string const& data_directory, std::vector<std::string> const& paths) {
+    std::set<std::string> tables;
+    for (std::string const& path : paths) {
+        std::string const whole = data_directory + "/" + path;
+        if (fs::is_directory(whole))
+            tables.merge(TablesIn(whole));
+        else if (TableKindOf(whole))
+            tables.insert(whole);
+    }
     bool written = true;
-    auto const write = [&](std::string const& table) {
-        if (!TableKindOf(table)) return;
+    for (std::string const& table : tables) {
         std::optional<TableContent> const content = ContentOf(table);
         std::error_code error;
         if (!content)
-            fs::remove(FileRecord::PathFor(table), error);
+            written = (fs::remove(FileRecord::PathFor(table), error) || !error) && written;
         else if (!FileRecord(table).AllowsOnly(content))
             written = Write(table, {LineFor(content)}) && written;
-    };
-    for (std::string const& path : paths) {
-        std::string const whole = data_directory + "/" + path;
-        std::error_code error;
-        if (!fs::is_directory(whole, error)) {
-            write(whole);
-            continue;
-        }
-        for (fs::recursive_directory_iterator entry(whole, error), end; !error && entry != end;
-             entry.increment(error))
-            if (entry->is_regular_file(error)) write(entry->path().string());
-        written = written && !error;
     }
     return written;
 }

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <functional>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -47,13 +48,16 @@ class FileRecord {
     // Ends the replacement: the content before it does not count any more.
     static void Settle(std::string const& table);
 
-    static std::string PathFor(std::string const& table) { return table + ".record"; }
+    static std::string PathFor(std::string const& table);
 
   private:
     State state_ = none;
     std::vector<std::optional<TableContent>> allowed_;
     std::optional<TableContent> newest_;
 };
+
+// The host paths of the tables in a folder and below it: those that are there, and those with a record.
+std::set<std::string> TablesIn(std::string const& folder);
 
 // Writes the records of tables that were put in their places by other means, as they lie there: of each of
 // `paths` that is a table, and of every table in one that is a folder. The record of a table that is not

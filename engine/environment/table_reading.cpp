@@ -102,13 +102,10 @@ void TableReading::Refuse() const {
                   {.file = file_});
 }
 
-void KeepIfDamaged(Session& session, std::string const& path) {
+void RequireReadable(Session& session, std::string const& path) {
     std::string const file = session.DataDirectory() + "/" + path;
-    if (!fs::exists(file)) return;
-    FileRecord const record(file);
-    bool const same = record.GetState() != FileRecord::good || record.Allows(ContentOf(file));
-    if (same && RowsOf(session, file).Whole()) return;
-    session.Front().Notice("壊れているか、書いたときと違うファイルを残しました: " + KeepDamaged(file));
+    TableReading reading(session, path);
+    reading.End(!fs::exists(file) || RowsOf(session, file).Whole());
 }
 
 std::string KeepDamaged(std::string const& file) {

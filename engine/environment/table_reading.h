@@ -50,10 +50,10 @@ class TableReading {
     Wholeness result_ = Wholeness::without_record;
 };
 
-// Keeps the present file of a table that is about to be written anew without being read, where it is not
-// whole, as "NAME.damagedN" beside it. Throws Failure.
-void KeepIfDamaged(Session& session, std::string const& path);
-// The same for any file. Result: the host path of the copy, which is durable.
+// Throws Failure for a table that is not whole and is about to be written anew without being read.
+void RequireReadable(Session& session, std::string const& path);
+// Keeps a file as "NAME.damagedN" beside it. Result: the host path of the copy, which is on the disk. Throws
+// Failure.
 std::string KeepDamaged(std::string const& file);
 
 }  // namespace engine

@@ -90,12 +90,13 @@ Group ChangeOne(Session& session, std::string const& text, GroupState state, Cha
     return GroupOf(group.ExtractID, name);
 }
 
-// No result for a damaged file, so that the other groups are still listed.
+// No result for a damaged file, which is told, so that the other groups are still listed.
 template <class Read>
-auto UnlessDamaged(Read read) -> std::optional<decltype(read())> {
+auto UnlessDamaged(Session& session, Read read) -> std::optional<decltype(read())> {
     try {
         return read();
-    } catch (Failure const&) {
+    } catch (Failure const& failure) {
+        session.NoticeOnce(failure.what());
         return {};
     }
 }
@@ -165,12 +166,12 @@ std::vector<GroupSummary> ListGroups(Session& session, GroupState state) {
     std::vector<GroupSummary> groups;
     for (ExtractViewData const& group : AllOf(session.Groups(), state)) {
         TargetOwner const owner{TargetOwner::group, group.ExtractID};
-        auto const recipients = UnlessDamaged([&] {
+        auto const recipients = UnlessDamaged(session, [&] {
             ExtractResultDetail list;
             LoadRecipients(session, owner, list);
             return static_cast<std::size_t>(list.GetRecordNumber());
         });
-        auto const conditions = UnlessDamaged([&] {
+        auto const conditions = UnlessDamaged(session, [&] {
             ExtractAction set;
             LoadConditions(session, owner, set);
             return DescribeInOneLine(elements, set);

@@ -199,7 +199,7 @@ void StoreTarget(Session& session, int mail, ExtractAction& set, ExtractResultDe
     MailLock const lock(session, mail, MailLock::For::changing);
     TargetOwner const owner{TargetOwner::mail, mail};
     for (std::string const& file : {owner.ConditionsFile(), owner.RecipientsFile()})
-        KeepIfDamaged(session, file);
+        RequireReadable(session, file);
     SafeChange whole(session.DataDirectory(),
                      {owner.ConditionsFile(), owner.RecipientsFile(), mail_list_file});
     SaveConditions(session, owner, set);

@@ -22,19 +22,8 @@ namespace fs = std::filesystem;
 namespace engine {
 namespace {
 
-constexpr std::string_view record_extension = ".record";
 constexpr std::string_view base64_letters =
     "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/=\r\n";
-
-void AddTablesIn(fs::path const& data, char const* folder, std::set<std::string>& tables) {
-    std::error_code error;
-    for (fs::recursive_directory_iterator entry(data / folder, error), end; !error && entry != end;
-         entry.increment(error)) {
-        std::string path = entry->path().lexically_relative(data).string();
-        if (path.ends_with(record_extension)) path.resize(path.size() - record_extension.size());
-        if (TableKindOf(path) && !entry->is_directory(error)) tables.insert(path);
-    }
-}
 
 void CheckAttachments(Session& session, TableState const& table, EnvironmentState& state) {
     std::optional<CString> const key = session.TableKey();
@@ -143,6 +132,21 @@ bool EnvironmentState::IsWhole() const {
                         [](JournalState const& one) { return one.damaged; });
 }
 
+void ReadRowsOf(Session& session, std::string_view file, std::string const& path, TableState& table) {
+    table.path = path;
+    table.kind = TableKindOf(path);
+    std::optional<CString> const key = session.TableKey();
+    std::unordered_set<int> seen;
+    table.readable = ScanRows(file, key ? static_cast<char const*>(*key) : nullptr, *table.kind,
+                              [&](std::string_view bytes, std::string_view first_cell) {
+                                  table.rows += bytes;
+                                  auto const id = table.kind->ids ? WholeNumber(first_cell) : std::nullopt;
+                                  if (!id) return;
+                                  table.ids.push_back(*id);
+                                  if (!seen.insert(*id).second) table.repeated_ids.push_back(*id);
+                              });
+}
+
 TableState StateOfTable(Session& session, std::string const& path) {
     TableState table;
     table.path = path;
@@ -156,17 +160,7 @@ TableState StateOfTable(Session& session, std::string const& path) {
         if (record.GetState() == FileRecord::good && record.Allows(content)) table.state = TableState::whole;
         return table;
     }
-    std::optional<CString> const key = session.TableKey();
-    std::unordered_set<int> seen;
-    table.readable =
-        ScanRows(ReadWholeFile(file, table.kind->name), key ? static_cast<char const*>(*key) : nullptr,
-                 *table.kind, [&](std::string_view bytes, std::string_view first_cell) {
-                     table.rows += bytes;
-                     auto const id = table.kind->ids ? WholeNumber(first_cell) : std::nullopt;
-                     if (!id) return;
-                     table.ids.push_back(*id);
-                     if (!seen.insert(*id).second) table.repeated_ids.push_back(*id);
-                 });
+    ReadRowsOf(session, ReadWholeFile(file, table.kind->name), path, table);
     bool const recorded = record.GetState() == FileRecord::good;
     if (!table.readable.Whole())
         table.state = TableState::damaged;
@@ -181,8 +175,9 @@ TableState StateOfTable(Session& session, std::string const& path) {
 
 std::vector<std::string> TablesOf(Session& session) {
     std::set<std::string> tables = {settings_file, customers_file};
-    fs::path const data = session.DataDirectory();
-    for (char const* folder : {"DB", "MAIL", "EXTRACT"}) AddTablesIn(data, folder, tables);
+    std::string const data = session.DataDirectory() + "/";
+    for (char const* folder : {"DB", "MAIL", "EXTRACT"})
+        for (std::string const& table : TablesIn(data + folder)) tables.insert(table.substr(data.size()));
     return {tables.begin(), tables.end()};
 }
 
@@ -193,7 +188,7 @@ EnvironmentState StateOfEnvironment(Session& session) {
         TableState& table = state.tables.back();
         if (table.kind->form == TableKind::attachments) CheckAttachments(session, table, state);
         bool const needed = table.kind->form == TableKind::mails || table.kind->form == TableKind::history ||
-                            !table.IsUsable();
+                            !table.IsUsable() || !table.repeated_ids.empty();
         if (!needed) table.rows = {};
     }
     CheckAttempts(session, state);
@@ -218,7 +213,10 @@ std::string DescribeTable(TableState const& table) {
             break;
         case TableState::damaged: text += "壊れています。" + recorded + "読めるのは " + rows; break;
         case TableState::emptied: text += "空になっています。" + recorded + "今 0行"; break;
-        case TableState::missing: text += "ファイルがありません。" + recorded; break;
+        case TableState::missing:
+            text += "ファイルがありません。";
+            if (table.recorded_rows) text += "書いたとき " + Grouped(*table.recorded_rows) + "行";
+            break;
     }
     if (table.record_damaged) text += "。記録のファイルが壊れています";
     if (!table.repeated_ids.empty()) text += "。同じ番号の行があります: " + IdsIn(table.repeated_ids);

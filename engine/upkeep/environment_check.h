@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "engine/environment/session.h"
@@ -36,6 +37,8 @@ struct TableState {
     // It may be read and written, though perhaps with a notice.
     bool IsUsable() const { return state == whole || state == without_record || state == other; }
 };
+// The readable rows of such a table's file, its kind and their numbers.
+void ReadRowsOf(Session& session, std::string_view file, std::string const& path, TableState& table);
 TableState StateOfTable(Session& session, std::string const& path);
 // The paths of all tables that lie in the environment or have a record there, and of those that each has.
 std::vector<std::string> TablesOf(Session& session);

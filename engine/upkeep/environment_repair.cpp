@@ -14,25 +14,29 @@
 #include "engine/environment/new_environment.h"
 #include "engine/mails/states.h"
 #include "engine/upkeep/history_repair.h"
+#include "engine/upkeep/repaired_rows.h"
 
 namespace fs = std::filesystem;
 
 namespace engine {
 namespace {
 
-constexpr int text_slots = 7;
-
 class Repair {
   public:
     Repair(Session& session, RepairRequest const& request)
-        : session_(session), request_(request), state_(StateOfEnvironment(session)) {}
+        : session_(session),
+          request_(request),
+          state_(StateOfEnvironment(session)),
+          backup_(session, request.backup, Paths(Plan())) {}
 
     void Run() {
-        if (Plan().empty() && !state_.IsWhole() && !HasSequenceToMove()) return TellRest();
-        if (Plan().empty() && !HasSequenceToMove()) return session_.Front().Result("直すものはありません。");
-        Ask();
-        for (int const mail : MailsToSettle()) Settle(mail);
-        for (TableState const* table : Plan()) RepairOne(*table);
+        std::set<int> const mails = MailsToSettle();
+        bool const nothing = Plan().empty() && mails.empty() && !HasSequenceToMove();
+        if (nothing && state_.IsWhole()) return session_.Front().Result("直すものはありません。");
+        if (!nothing) Ask();
+        for (int const mail : mails) Settle(mail);
+        for (TableState const* table : Plan())
+            if (table->kind->form != TableKind::history) RepairOne(*table);
         MoveSequences();
         session_.LoadSettings();
         session_.Mails();  // the library adds a row for each mail that has lost its own
@@ -44,16 +48,22 @@ class Repair {
         std::vector<TableState const*> plan;
         for (TableState const& table : state_.tables) {
             bool const good = table.state == TableState::whole || table.state == TableState::without_record;
-            if (!good || table.record_damaged) plan.push_back(&table);
+            bool const two_of_one = !table.repeated_ids.empty() && !request_.backup.empty();
+            if (!good || table.record_damaged || two_of_one) plan.push_back(&table);
         }
         return plan;
+    }
+    static std::vector<std::string> Paths(std::vector<TableState const*> const& tables) {
+        std::vector<std::string> paths;
+        for (TableState const* table : tables) paths.push_back(table->path);
+        return paths;
     }
 
     // Those whose histories or journals are not whole.
     std::set<int> MailsToSettle() const {
         std::set<int> mails;
         for (TableState const* table : Plan())
-            if (table->kind->form == TableKind::history && table->state != TableState::whole)
+            if (table->kind->form == TableKind::history)
                 mails.insert(
                     WholeNumber(fs::path(table->path).parent_path().filename().string()).value_or(0));
         for (JournalState const& journal : state_.journals)
@@ -102,11 +112,13 @@ class Repair {
                 rows += RowOf({std::to_string(id), LetterOf(RecipientState::waiting), "-1", "N", "",
                                std::string(DateText(COleDateTime()).View())},
                               used_key);
-        if (table.IsUsable() && rows == table.rows) return Accept(table);
+        if (table.IsUsable() && rows == table.rows) {
+            if (table.state != TableState::whole || table.record_damaged) Accept(table);
+            return;
+        }
         KeepPresent(table);
-        table.rows = rows;
-        Rewrite(table, {});
-        TellLost(table, {});
+        Rewrite(table, rows);
+        TellLost(table, {rows, false, {}});
     }
 
     void KeepPresent(TableState const& table) const {
@@ -115,20 +127,21 @@ class Repair {
     }
 
     void RepairOne(TableState const& table) {
-        if (table.kind->form == TableKind::history && table.state != TableState::whole) return;  // settled
-        if (table.IsUsable()) return Accept(table);
-        std::string const file = session_.DataDirectory() + "/" + table.path;
-        std::string const backup_rows = table.kind->form == TableKind::customers ? FromBackup(table) : "";
-        bool const has_rows = table.readable.rows > 0 || !backup_rows.empty();
-        if (table.kind->form == TableKind::customers && !has_rows && table.recorded_rows.value_or(1) > 0) {
+        RepairedRows const rows = RepairRows(session_, table, backup_.Find(table.path));
+        if (table.IsUsable() && (table.repeated_ids.empty() || !rows.from_backup)) return Accept(table);
+        bool const nobody = table.kind->form == TableKind::customers && rows.bytes.empty();
+        if (nobody && table.recorded_rows.value_or(1) > 0) {
             session_.Front().Result(
-                "顧客データには読める行がありません。--backup で控えを指定してください: " + file);
+                "顧客データには読める行がありません。--backup で控えを指定してください: " + table.path);
             left_ = true;
             return;
         }
         KeepPresent(table);
-        Rewrite(table, backup_rows);
-        TellLost(table, backup_rows);
+        if (table.kind->form == TableKind::settings && rows.bytes.empty())
+            WriteDefaultSettings(session_.Environment(), session_.DataDirectory());
+        else
+            Rewrite(table, rows.bytes);
+        TellLost(table, rows);
     }
 
     void Accept(TableState const& table) {
@@ -138,89 +151,47 @@ class Repair {
                                 " (" + Grouped(table.readable.rows) + "行)");
     }
 
-    // A form whose rows are told by their places is never left with rows in wrong places.
-    void Rewrite(TableState const& table, std::string const& backup_rows) {
-        if (table.kind->form == TableKind::settings && table.readable.rows == 0)
-            return WriteDefaultSettings(session_.Environment(), session_.DataDirectory());
-        std::string rows = table.rows + backup_rows;
-        if (table.kind->form == TableKind::conditions) rows.clear();
-        if (table.kind->form == TableKind::texts) rows = TextsInPlace(table);
-        MakeFolder(fs::path(session_.DataDirectory() + "/" + table.path).parent_path().string());
-        bool const written =
-            ReplaceTable(session_.DataDirectory() + "/" + table.path, [&](std::string const& new_file) {
-                OutputFile out(new_file, table.kind->name, OutputFile::Begin::anew);
-                out.Write(rows);
-                return true;
-            });
+    void Rewrite(TableState const& table, std::string const& rows) {
+        std::string const file = session_.DataDirectory() + "/" + table.path;
+        MakeFolder(fs::path(file).parent_path().string());
+        bool const written = ReplaceTable(file, [&](std::string const& new_file) {
+            OutputFile out(new_file, table.kind->name, OutputFile::Begin::anew);
+            out.Write(rows);
+            return true;
+        });
         if (!written) throw Failure(Failure::not_written, "書き込めませんでした: " + table.path);
     }
 
-    // The rows before the first damage keep their places, and so do those behind the last one.
-    std::string TextsInPlace(TableState const& table) const {
-        std::optional<CString> const key = session_.TableKey();
-        std::vector<std::string> rows;
-        ScanRows(table.rows, key ? static_cast<char const*>(*key) : nullptr, *table.kind,
-                 [&](std::string_view bytes, std::string_view) { rows.emplace_back(bytes); });
-        std::string const no_text = RowOf({"", ""}, key ? static_cast<char const*>(*key) : nullptr);
-        std::size_t const gap =
-            table.readable.places.empty() ? rows.size() : table.readable.places.back().row;
-        while (rows.size() < text_slots)
-            rows.insert(rows.begin() + static_cast<std::ptrdiff_t>(std::min(gap, rows.size())), no_text);
-        std::string text;
-        for (std::string const& row : rows) text += row;
-        return text;
-    }
-
-    // The rows of the backup whose customers have none.
-    std::string FromBackup(TableState const& table) {
-        if (request_.backup.empty()) return {};
-        std::string const content = ReadWholeFile(request_.backup, "控え");
-        std::optional<CString> const key = session_.TableKey();
-        std::set<int> const present(table.ids.begin(), table.ids.end());
-        std::string rows;
-        ReadableRows const readable =
-            ScanRows(content, key ? static_cast<char const*>(*key) : nullptr, *table.kind,
-                     [&](std::string_view bytes, std::string_view first_cell) {
-                         int const id = WholeNumber(first_cell).value_or(-1);
-                         if (id < 0 || present.contains(id)) return;
-                         rows += bytes;
-                         taken_.push_back(id);
-                     });
-        if (!readable.Whole() || readable.rows == 0)
-            throw Failure(Failure::unsuitable_file,
-                          "この環境の顧客の控えではないか、壊れています: " + request_.backup +
-                              "\n「tessaly backup --customers」で作ったものを指定してください。");
-        return rows;
-    }
-
-    void TellLost(TableState const& table, std::string const& backup_rows) {
+    void TellLost(TableState const& table, RepairedRows const& rows) const {
         FrontEnd& front = session_.Front();
         std::string const name = table.kind->name;
-        if (table.kind->form == TableKind::settings && table.readable.rows == 0)
+        std::size_t const from_backup = rows.ids_from_backup.size();
+        if (rows.from_backup)
+            front.Result(name + "は、控えから" +
+                         (from_backup > 0
+                              ? " " + Grouped(from_backup) + "行 (" + ListOf(rows.ids_from_backup) + ")"
+                              : "") +
+                         "戻しました。控えのあとの変更は失われています: " + table.path);
+        if (table.kind->form == TableKind::settings && rows.bytes.empty())
             return front.Result("設定は失われ、初めの値に戻りました。差出人とサーバーを決め直してください。");
-        if (table.kind->form == TableKind::conditions)
+        if (table.kind->form == TableKind::conditions && !rows.from_backup)
             return front.Result("宛先の条件は失われました。「tessaly target」で選び直せます: " + table.path);
         front.Result(name + "の " + Grouped(table.readable.rows) + "行を救い出しました: " + table.path);
-        if (!backup_rows.empty())
-            front.Result("控えから戻した顧客 " + Grouped(taken_.size()) + "人: " + ListOf(taken_) +
-                         "\n控えのあとに変えたこと (配信の希望も) は失われています。");
-        std::vector<int> lost;
-        for (DamagedPlace const& place : table.readable.places)
-            for (std::uint64_t const id : place.ids) lost.push_back(static_cast<int>(id));
-        std::set<int> back(taken_.begin(), taken_.end());
-        back.insert(table.ids.begin(), table.ids.end());
-        if (table.kind->form == TableKind::customers)
-            std::erase_if(lost, [&](int id) { return back.contains(id); });
-        std::size_t const rows = table.kind->form == TableKind::customers
-                                     ? back.size() + table.repeated_ids.size()
-                                     : table.readable.rows;
-        std::size_t lines = 0;
-        for (DamagedPlace const& place : table.readable.places) lines += place.lines;
-        if (table.recorded_rows)
-            lines = *table.recorded_rows > rows ? static_cast<std::size_t>(*table.recorded_rows) - rows : 0;
-        if (lines > 0)
-            front.Result(name + "の " + Grouped(lines) + "行は失われました" +
-                         (lost.empty() ? "。" : "。わかる番号: " + ListOf(lost)));
+        std::set<int> const back(rows.ids_from_backup.begin(), rows.ids_from_backup.end());
+        std::vector<int> known;
+        std::size_t lost = 0;
+        for (DamagedPlace const& place : table.readable.places) {
+            lost += place.lines;
+            for (std::uint64_t const id : place.ids)
+                if (!back.contains(static_cast<int>(id))) known.push_back(static_cast<int>(id));
+        }
+        if (table.recorded_rows) {
+            std::size_t const there = table.readable.rows + from_backup;
+            lost = *table.recorded_rows > there ? static_cast<std::size_t>(*table.recorded_rows) - there : 0;
+        }
+        if (lost > 0)
+            front.Result(name + "の " + Grouped(lost) + "行は失われました" +
+                         (known.empty() ? "。" : "。わかる番号: " + ListOf(known)));
     }
 
     static std::string ListOf(std::vector<int> const& ids) {
@@ -273,7 +244,7 @@ class Repair {
     Session& session_;
     RepairRequest const& request_;
     EnvironmentState const state_;
-    std::vector<int> taken_;  // customers from the backup
+    BackupTables const backup_;
     bool left_ = false;
 };
 

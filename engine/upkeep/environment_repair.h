@@ -7,13 +7,14 @@
 namespace engine {
 
 struct RepairRequest {
-    std::string backup;  // of the customers, host path; empty: none
+    std::string backup;  // of the environment or of its customers, host path; empty: none
     bool yes = false;    // without a question
 };
 
 // Makes every table of an environment one that can be read and written:
 // - The file of a damaged one is kept as NAME.damagedN. Its readable rows, also those behind the damage,
-//   become the new file; customers whose rows are lost are taken from the backup.
+//   become the new file; lost customers, mails, groups, testers, texts, conditions and settings are taken
+//   from the backup.
 // - A table that reads to its end but is not as recorded is accepted: it gets a new record.
 // - Recipients who may have a mail whose history or journal was damaged become unknown before the history
 //   can be used again.

@@ -1,6 +1,7 @@
 #include "engine/upkeep/history_repair.h"
 
 #include <algorithm>
+#include <map>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -69,7 +70,8 @@ void TakeLines(std::string const& text, std::vector<JournalRecord>& records) {
 
 struct ReadableJournal {
     std::vector<JournalRecord> records;
-    std::set<int> settled;  // with an outcome, or handed back
+    std::set<int> settled;                  // whether they have the mail is known
+    std::map<int, JournalRecord> attempts;  // the last intent
 };
 
 ReadableJournal ReadJournal(std::string const& path) {
@@ -79,25 +81,33 @@ ReadableJournal ReadJournal(std::string const& path) {
     if (content.GetKind() == JournalContent::Kind::records)
         content.ForEachRecord([&](JournalRecord const& record) { journal.records.push_back(record); });
     for (JournalRecord const& record : journal.records) {
-        if (record.kind == JournalRecord::Kind::intent) journal.settled.erase(record.customer);
-        if (record.kind == JournalRecord::Kind::outcome || record.kind == JournalRecord::Kind::none)
-            journal.settled.insert(record.customer);
+        if (record.kind == JournalRecord::Kind::intent) {
+            journal.settled.erase(record.customer);
+            journal.attempts[record.customer] = record;
+        }
+        bool const known = record.kind == JournalRecord::Kind::outcome && record.outcome != Outcome::unknown;
+        if (known || record.kind == JournalRecord::Kind::none) journal.settled.insert(record.customer);
     }
     return journal;
 }
 
-void AddUnknown(int customer, std::vector<JournalRecord>& records) {
+// With the Message-ID of the last attempt, where that is known, so that an answer can settle it.
+void AddUnknown(int customer, ReadableJournal& journal) {
     JournalRecord record;
-    record.customer = customer;
-    record.time = NowText();
+    if (auto const attempt = journal.attempts.find(customer); attempt != journal.attempts.end()) {
+        record = attempt->second;
+    } else {
+        record.customer = customer;
+        record.time = NowText();
+    }
     record.kind = JournalRecord::Kind::intent;
-    records.push_back(record);
+    journal.records.push_back(record);
     record.kind = JournalRecord::Kind::start;
-    records.push_back(record);
+    journal.records.push_back(record);
     record.kind = JournalRecord::Kind::outcome;
     record.outcome = Outcome::unknown;
     record.text = "送信履歴が壊れていました";
-    records.push_back(record);
+    journal.records.push_back(record);
 }
 
 bool IsWhole(TableState const* table) {
@@ -137,7 +147,7 @@ std::set<int> MakeLostRecipientsUnknown(Session& session, EnvironmentState const
     kept.kept = true;
     kept.time = NowText();
     journal.records.push_back(kept);
-    for (int const id : lost) AddUnknown(id, journal.records);
+    for (int const id : lost) AddUnknown(id, journal);
     ReplaceJournal(JournalOf(session, mail), journal.records);
     return lost;
 }
