@@ -10,6 +10,7 @@
 #include <filesystem>
 #include <fstream>
 #include <memory>
+#include <optional>
 #include <set>
 
 #include "engine/base/failure.h"
@@ -80,13 +81,18 @@ std::optional<BackupManifest> ManifestOf(std::string const& text) {
     return manifest;
 }
 
+// libarchive does not free its buffer after a write that failed. So it is told of none: what failed is kept
+// here and thrown when its call returns.
 class Writer {
   public:
-    explicit Writer(std::string const& path) : path_(path), archive_(archive_write_new()) {
+    explicit Writer(std::string const& path)
+        : path_(path), file_(path, "控え", OutputFile::Begin::anew), archive_(archive_write_new()) {
         Require(archive_ && archive_write_add_filter_none(archive_.get()) == ARCHIVE_OK &&
                 archive_write_set_format_gnutar(archive_.get()) == ARCHIVE_OK &&
-                archive_write_open_filename(archive_.get(), path.c_str()) == ARCHIVE_OK);
+                archive_write_open(archive_.get(), this, nullptr, PutOut, nullptr) == ARCHIVE_OK);
     }
+    Writer(Writer const&) = delete;
+    Writer& operator=(Writer const&) = delete;
     void Begin(std::string const& name, std::uint64_t bytes, time_t time) {
         Entry const entry(archive_entry_new());
         archive_entry_copy_pathname(entry.get(), name.c_str());
@@ -110,15 +116,27 @@ class Writer {
     void End() { Require(archive_write_close(archive_.get()) == ARCHIVE_OK); }
 
   private:
+    static la_ssize_t PutOut(archive*, void* writer, void const* bytes, std::size_t size) {
+        Writer& self = *static_cast<Writer*>(writer);
+        try {
+            if (!self.trouble_) self.file_.Write({static_cast<char const*>(bytes), size});
+        } catch (Failure const& failure) {
+            self.trouble_ = failure;
+        }
+        return static_cast<la_ssize_t>(size);
+    }
     void Require(bool done) const {
+        if (trouble_) throw Failure(*trouble_);
         if (done) return;
         char const* const reason = archive_ ? archive_error_string(archive_.get()) : nullptr;
         throw Failure(Failure::not_written,
                       "控えを書けません: " + path_ + (reason ? " (" + std::string(reason) + ")" : ""));
     }
 
-    std::string path_;
-    Archive archive_;
+    std::string const path_;
+    OutputFile file_;
+    std::optional<Failure> trouble_;
+    Archive archive_;  // writes through the other members until it is gone
 };
 
 class Reader {

@@ -5,6 +5,7 @@ import contextlib
 import email.message
 import email.policy
 import json
+import os
 import pathlib
 import subprocess
 import sys
@@ -16,6 +17,7 @@ from cli import ENVIRONMENT, PATIENCE, TESSALY, Result  # noqa: E402
 from smtp_server import SmtpServer  # noqa: E402
 
 UNKNOWN = "不明"
+PART = int(os.environ.get("TORTURE_PART", 1))  # tests with sanitizers, which are slow, try one of so many points
 CUSTOMERS = 24
 SHOWN = [("customers", "list", "--all"), ("customers", "list", "--deleted"), ("testers", "list"), ("mail", "list"),
          ("mail", "list", "--deleted"), ("group", "list"), ("inbox", "list"), ("report",), ("report", "1")]
