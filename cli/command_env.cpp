@@ -99,7 +99,9 @@ void AddEnvCommands(CLI::App& program) {
     AddOne(*env, "check", "すべてのファイルを読み、完全かどうかを調べます", arguments, Check);
     CLI::App* repair =
         AddOne(*env, "repair", "壊れたファイルから読める行を救い出し、使えるようにします", arguments, Repair);
-    repair->add_option("--backup", arguments->repair.backup, "控え (全体か顧客だけ)。失われた行をここから戻します")
+    repair
+        ->add_option("--backup", arguments->repair.backup,
+                     "控え (全体か顧客だけ)。失われた行をここから戻します")
         ->type_name("FILE");
     repair->add_flag("--yes", arguments->repair.yes, "確かめずに直します");
 }
