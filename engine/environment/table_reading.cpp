@@ -44,11 +44,12 @@ TableReading::TableReading(Session& session, std::string path)
     std::uintmax_t const size = fs::file_size(file_, error);
     if (error == std::errc::no_such_file_or_directory && !IsAsRecorded()) Refuse();
     if (!error && size >= large_table)
-        digest_ = std::async(std::launch::async, [file = file_] { return ContentOf(file); });
+        digest_ =
+            std::async(std::launch::async, [file = file_] { return ContentOf(file, Rows::not_counted); });
 }
 
 std::optional<TableContent> TableReading::Content() {
-    return digest_.valid() ? digest_.get() : ContentOf(file_);
+    return digest_.valid() ? digest_.get() : ContentOf(file_, Rows::not_counted);
 }
 
 // Another process may replace the table between the reading of its record and that of its content: then it
@@ -77,7 +78,8 @@ Wholeness TableReading::End(bool whole) {
     return result_;
 }
 
-void TableReading::TellOther() const {
+void TableReading::TellOther() {
+    content_ = ContentOf(file_);
     session_.NoticeOnce(NameOfTable(path_) + "が、書いたときと違います (書いたとき " +
                         (record_.Newest() ? SizeOf(*record_.Newest()) : "なし") + "、今 " +
                         (content_ ? SizeOf(*content_) : "なし") +

@@ -40,12 +40,12 @@ class TableReading {
   private:
     std::optional<TableContent> Content();
     bool IsAsRecorded();
-    void TellOther() const;
+    void TellOther();
 
     Session& session_;
     std::string const path_, file_;
     FileRecord record_;
-    std::optional<TableContent> content_;  // for the notice
+    std::optional<TableContent> content_;
     std::future<std::optional<TableContent>> digest_;
     Wholeness result_ = Wholeness::without_record;
 };
