@@ -154,6 +154,22 @@ class EnvRepair(CommandTest):
                         self.tessaly("unknown", "shop.tsl", 0, "--settle", ",".join(map(str, range(PEOPLE))))
                         self.assertIn(f"送信 {PEOPLE}回", self.tessaly("report", "shop.tsl", 0).out)
                         self.tessaly(*send)
+        put(history, None)
+        self.repair()
+        repaired = 0
+        for place in range(100, len(journal.read_bytes()) - 100, 97):  # the journal, which holds everyone, is damaged too
+            content = journal.read_bytes()
+            put(journal, content[:place] + bytes([content[place] ^ 0x55]) + content[place + 1:])
+            if "hist0.journal" in (told := self.tessaly("report", "shop.tsl", 0).err):
+                self.assertIn("hist0.journal", self.tessaly(*send, code=1).err)
+                self.check(1)
+                self.assertIn(f"{PEOPLE}人を「不明」にしました", self.repair().out)
+                repaired += 1
+            else:
+                self.assertEqual(told, "")  # the padding of a record
+        self.assertGreater(repaired, 3)
+        self.check(0)
+        self.tessaly(*send)
         self.assertEqual(len(self.mails()), PEOPLE)
 
     def test_the_other_tables(self):
