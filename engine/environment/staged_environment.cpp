@@ -55,11 +55,12 @@ void StagedEnvironment::PutInPlace() {
     MakePrivate(DataDirectory());
     if (!SyncAll(DataDirectory()) || !Sync(EnvFile()) || !Sync(folder_))
         throw Failure(Failure::not_written, "環境を書き込めませんでした: " + final_file_);
-    MoveEntry(DataDirectory(), final_data_);
     try {
+        MoveEntry(DataDirectory(), final_data_);
         MoveEntry(EnvFile(), final_file_);
     } catch (Failure const&) {
-        if (!fs::exists(final_file_)) RemoveWork(final_data_);
+        bool const has_data = !fs::exists(DataDirectory());
+        if (has_data && !fs::exists(final_file_)) RemoveWork(final_data_);
         throw;
     }
 }

@@ -62,8 +62,8 @@ std::size_t SettleUnknown(Session& session, int mail, std::vector<int> const& cu
         else
             history.MailAgain(customer);
     }
-    if (chosen.empty()) return 0;
-    history.End();
+    if (!chosen.empty()) history.End();
+    // Also for nobody: an earlier call can have been cut off before its end.
     PutInList(session, mail, StatusAfter(history), history.Rows(), {MailStatus::draft, MailStatus::deleted});
     return chosen.size();
 }

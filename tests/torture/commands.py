@@ -3,8 +3,9 @@
 import collections
 
 # `random`: its files differ from run to run, and are not compared; what the user sees is. `steps`: it may stop between
-# steps of its own, each of which is whole; run again, it goes on. `given`: what has to be done before.
-Command = collections.namedtuple("Command", "words random steps given", defaults=(False, False, ()))
+# steps of its own, each of which is whole; run again, it goes on. `given`: what has to be done before. `broken`: a file that is
+# then cut short, so that the old state cannot be read.
+Command = collections.namedtuple("Command", "words random steps given broken", defaults=(False, False, (), None))
 
 
 def on(*words, **options):
@@ -24,6 +25,7 @@ ALL = [
     on("customers", "import", "more.csv"),
     on("customers", "import", "more.csv", "--keep-existing"),
     on("customers", "import", "more.csv", "--replace"),
+    on("customers", "import", "book.csv", "--from", "becky", steps=True),
     on("mail", "new", "--draft", "draft.txt", "--attach", "leaflet.txt"),
     on("mail", "new", "--draft", "other.txt", "--html", "page.html", random=True),
     on("mail", "edit", 0, "--draft", "other.txt", "--honorific", "さん"),
@@ -38,12 +40,16 @@ ALL = [
     on("target", 0, "--clear"),
     on("group", "save", 0, "もうひとつ"),
     on("group", "use", "全員", 3),
+    on("group", "use", "全員", 3, "--apply"),
     on("group", "rename", "全員", "みんな"),
     on("group", "delete", "全員"),
     on("group", "restore", 1),
     on("testers", "add", "メールアドレス=v@example.jp"),
     on("testers", "delete", 0),
+    on("unknown", 1, "--settle", "all", steps=True),
+    on("unknown", 1, "--resend", "all", steps=True),
     on("receive", "--from-dir", "answers", steps=True),
+    on("env", "repair", "--yes", steps=True, broken="shop/DB/testmailinginfo.dat"),
     on("backup", "copy.dat"),
     on("backup", "copy.dat", "--customers"),
     on("restore", "customers.dat", random=True, given=(("customers", "import", "shop.tsl", "more.csv", "--replace"),)),

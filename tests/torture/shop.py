@@ -118,6 +118,7 @@ def furnish(shop, customers=CUSTOMERS):
     shop.put("leaflet.txt", "案内\n" * 3000)
     shop.put("list.csv", customer_list(0, customers))
     shop.put("more.csv", customer_list(customers // 2, customers, "森"))
+    shop.put("book.csv", "n1@example.jp,,,新,,,,,,,\r\nbook@example.jp,,,本,,,,,,,\r\n".encode("cp932"))
     shop.must("env", "new", "shop.tsl")
     shop.must("settings", "shop.tsl", "from.name=みどり野の店", "from.address=shop@example.jp", "smtp.timeout=5",
               "receive.register=tagged", "retry.max=9")
@@ -137,7 +138,8 @@ def furnish(shop, customers=CUSTOMERS):
     shop.must("group", "save", "shop.tsl", 0, "全員")
     shop.must("group", "save", "shop.tsl", 1, "偶数")
     shop.must("group", "delete", "shop.tsl", "偶数")
-    server = SmtpServer(shop, {"RCPT": lambda command: "450 later" if "n4@" in command else "550 no" if "n6@" in command else ""})
+    server = SmtpServer(shop, {"RCPT": lambda command: "450 later" if "n4@" in command else "550 no" if "n6@" in command else "",
+                               ".": lambda mail: None if "n12@" in mail else ""})
     shop.must("send", "shop.tsl", 1, "--smtp", server.address, codes=(1,))
     shop.must("mail", "delete", "shop.tsl", 2)
     shop.must("customers", "delete", "shop.tsl", 3)
