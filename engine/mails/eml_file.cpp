@@ -8,7 +8,10 @@
 #include "engine/base/crossing.h"
 #include "engine/base/failure.h"
 #include "engine/base/whole_file.h"
+#include "engine/mails/html_addresses.h"
+#include "engine/mails/html_edit.h"
 #include "engine/mails/html_mail.h"
+#include "engine/mails/mail_pictures.h"
 #include "engine/mails/mail_store.h"
 #include "engine/mails/mail_text.h"
 #include "engine/mails/received_text.h"
@@ -92,15 +95,28 @@ std::string UnpackedEml::Write(std::string const& name, std::string_view content
 void UnpackedEml::UnpackHtml(CMimeAnalyze const& parts) {
     MimeFormatStruct part;
     parts.GetMIMEHtmlpart(part);
-    std::string html = TextOf(part);
+    std::string const html = TextOf(part);
+    MailPictures pictures;
     std::size_t number = 0;
     for (MimeFormatStruct const& picture : parts.GetConstRefOfMimeHtmlAttach()) {
         std::string const folder = "picture" + std::to_string(++number) + "/",
                           safe = SafeName(picture, number);
         Write(folder + safe, ContentOf(picture));
-        SetPictureAddress(html, picture, folder + safe);
+        CString id;
+        picture.GetContentId(id);
+        pictures.Add(Out(id), {}, folder + safe);
     }
-    texts_.html = Write("mail.html", html);
+    HtmlEdit edit(html);
+    HtmlTokens tokens(html);
+    HtmlTag tag;
+    while (tokens.Next(tag))
+        for (HtmlAddress const& named : AddressesIn(html, tag, NamesPicture)) {
+            HtmlPlace const place = named.place;
+            std::string const* const file =
+                pictures.Find(std::string_view(html).substr(place.begin, place.end - place.begin));
+            if (file) edit.Replace(place, *file);
+        }
+    texts_.html = Write("mail.html", edit.Whole());
 }
 
 void UnpackedEml::UnpackAttachments(CMimeAnalyze& parts) {

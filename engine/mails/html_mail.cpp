@@ -5,7 +5,6 @@
 
 #include "engine/base/crossing.h"
 #include "engine/base/failure.h"
-#include "engine/mails/html_tokens.h"
 #include "engine/mails/mail_store.h"
 #include "engine/mails/mail_text.h"
 #include "tessaly/text.h"
@@ -13,7 +12,6 @@
 namespace engine {
 namespace {
 
-constexpr auto npos = std::string_view::npos;
 constexpr char const* text_head =
     "Content-Type: text/plain; charset=iso-2022-jp\r\nContent-Transfer-Encoding: 7bit\r\n\r\n";
 // For a page of pictures only, so that a mail program without HTML shows a text.
@@ -79,14 +77,6 @@ CString Converted(MimeFormatStruct part) {
     CString text;
     part.ConvertBodyToCp932String(text);
     return text;
-}
-
-std::string DataAddress(MimeFormatStruct const& part) {
-    std::string base64(part.m_strBody.View());
-    std::erase_if(base64, [](char c) { return c == '\r' || c == '\n'; });
-    CString type;
-    part.GetContentType(type);
-    return "data:" + Out(type) + ";base64," + base64;
 }
 
 }  // namespace
@@ -177,32 +167,6 @@ MimeMail MergeInto(CMimeAnalyze& parts, OneCustomer const& customer) {
     if (!HasLongLine(parts.m_mimeText.m_strBody.View())) return mail;
     parts.m_mimeText.m_strBody = ToJis(MailableBody(TextIn(parts)));
     return Written(parts);
-}
-
-void SetPictureAddress(std::string& page, MimeFormatStruct const& picture, std::string const& address) {
-    CString id;
-    if (!picture.GetContentId(id) || id.Trim().Trim("<>").IsEmpty()) return;
-    std::string const own_address = "cid:" + Out(id);
-    std::string result;
-    std::size_t done = 0;
-    for (std::size_t at; (at = page.find(own_address, done)) != npos; done = at + own_address.size())
-        result.append(page, done, at - done).append(address);
-    page = result.append(page, done);
-}
-
-std::string PageOf(CMimeAnalyze const& parts) {
-    std::string page = Out(HtmlIn(parts));
-    for (MimeFormatStruct const& picture : parts.GetConstRefOfMimeHtmlAttach())
-        SetPictureAddress(page, picture, DataAddress(picture));
-    HtmlTokens tokens(page);
-    HtmlTag tag;
-    std::size_t head = 0;
-    while (tokens.Next(tag))
-        if (tag.name == "html" || tag.name == "head")
-            head = tag.end;
-        else
-            break;
-    return page.insert(head, "<meta charset=\"utf-8\">");
 }
 
 }  // namespace engine

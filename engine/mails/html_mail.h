@@ -39,10 +39,4 @@ bool HasLongLine(std::string_view text);
 // hold the merged mail afterwards.
 MimeMail MergeInto(CMimeAnalyze& parts, OneCustomer const& customer);
 
-// Puts another address into a page, in UTF-8, where it points to this picture of its mail (RFC 2392).
-void SetPictureAddress(std::string& page, MimeFormatStruct const& picture, std::string const& address);
-
-// The HTML as a page of its own, in UTF-8, its pictures in it.
-std::string PageOf(CMimeAnalyze const& parts);
-
 }  // namespace engine

@@ -4,7 +4,6 @@
 #include <array>
 #include <cstdint>
 #include <filesystem>
-#include <iterator>
 #include <map>
 #include <unordered_map>
 
@@ -12,6 +11,9 @@
 #include "engine/base/digest.h"
 #include "engine/base/failure.h"
 #include "engine/base/whole_file.h"
+#include "engine/mails/html_addresses.h"
+#include "engine/mails/html_cleaning.h"
+#include "engine/mails/html_edit.h"
 #include "engine/mails/html_tokens.h"
 #include "engine/mails/mail_store.h"
 #include "engine/mails/mail_text.h"
@@ -27,13 +29,6 @@ namespace {
 constexpr std::string_view no_character = "\xEF\xBF\xBD";
 constexpr std::string_view geta_mark = "\x81\xAC";
 constexpr std::uintmax_t largest_picture = 2 << 20;
-
-// Attributes that name a picture.
-constexpr struct {
-    std::string_view tag, attribute;
-} picture_places[] = {{"img", "src"},         {"input", "src"},        {"source", "src"},
-                      {"body", "background"}, {"table", "background"}, {"tr", "background"},
-                      {"td", "background"},   {"th", "background"}};
 
 std::string ReadUtf8(std::string const& path) {
     std::string bytes = ReadWholeFile(path, "HTMLのファイル");
@@ -114,7 +109,11 @@ class Pictures {
   public:
     Pictures(std::string_view page, std::string const& file, std::vector<std::string> const& extra,
              HtmlSource& source, std::vector<Finding>& findings)
-        : page_(page), folder_(fs::path(file).parent_path()), source_(source), findings_(findings) {
+        : page_(page),
+          edit_(page),
+          folder_(fs::path(file).parent_path()),
+          source_(source),
+          findings_(findings) {
         for (std::string const& picture : extra) extra_[fs::path(picture).filename().string()] = picture;
     }
 
@@ -123,25 +122,14 @@ class Pictures {
         HtmlTokens tokens(page_);
         HtmlTag tag;
         while (tokens.Next(tag)) {
-            if (tag.is_end) continue;
-            if (tag.name == "meta" && TellsCharset(tag)) Replace({tag.begin, tag.end}, "");
-            for (HtmlAttribute const& attribute : tag.attributes) {
-                if (attribute.name == "style") {
-                    for (HtmlPlace const& place : UrlsIn(page_, {attribute.begin, attribute.end}))
-                        Take(place);
-                } else if (std::any_of(std::begin(picture_places), std::end(picture_places),
-                                       [&](auto const& place) {
-                                           return place.tag == tag.name && place.attribute == attribute.name;
-                                       })) {
-                    Take({attribute.begin, attribute.end});
-                }
-            }
-            if (tag.name == "style")
-                for (HtmlPlace const& place : UrlsIn(page_, {tag.end, tag.content_end})) Take(place);
+            if (!tag.is_end && tag.name == "meta" && TellsCharset(tag))
+                edit_.Replace({tag.begin, tag.end}, "");
+            else
+                for (HtmlAddress const& address : AddressesIn(page_, tag, NamesPicture)) Take(address.place);
         }
         for (auto const& [name, file] : extra_)
             throw Failure(Failure::invalid_value, "--inline の画像は、HTMLに名前がありません: " + file);
-        return result_.append(page_.substr(done_));
+        return edit_.Whole();
     }
 
   private:
@@ -150,10 +138,6 @@ class Pictures {
         HtmlAttribute const* const header = tag.Find("http-equiv");
         return header && CString(page_.substr(header->begin, header->end - header->begin))
                                  .CompareNoCase("content-type") == 0;
-    }
-    void Replace(HtmlPlace place, std::string_view text) {
-        result_.append(page_.substr(done_, place.begin - done_)).append(text);
-        done_ = place.end;
     }
     void Find(HtmlPlace place, std::string text) {
         std::string_view const before = page_.substr(seen_, place.begin - seen_);
@@ -175,7 +159,7 @@ class Pictures {
         }
         auto const [known, is_new] = ids_.try_emplace(address);
         if (is_new) known->second = IdOf(FileOf(address), address, place);
-        if (!known->second.empty()) Replace(place, "cid:" + known->second);
+        if (!known->second.empty()) edit_.Replace(place, "cid:" + known->second);
     }
     // The file of an address: one below the page's folder, or the extra picture of that name. Other files are
     // never taken, so that a foreign page cannot attach files of this machine.
@@ -215,14 +199,14 @@ class Pictures {
     }
 
     std::string_view page_;
+    HtmlEdit edit_;
     fs::path folder_;
     HtmlSource& source_;
     std::vector<Finding>& findings_;
     std::map<std::string, std::string> extra_;          // by file name; those not yet named
     std::map<std::string, std::string> taken_;          // the others
     std::unordered_map<std::string, std::string> ids_;  // by address
-    std::string result_;
-    std::size_t done_ = 0, seen_ = 0, line_ = 1, line_start_ = 0;
+    std::size_t seen_ = 0, line_ = 1, line_start_ = 0;
 };
 
 }  // namespace
@@ -236,7 +220,9 @@ HtmlSource ReadHtml(std::string const& file, std::vector<std::string> const& ext
     InspectText(WithPlainWords(crossed), findings);
     CString const page = CrLfConverter(Mailable(CString(std::string_view(WithEscapedWords(crossed))), false));
     HtmlSource source;
-    std::string const rewritten = Pictures(page.View(), file, extra, source, findings).Rewritten();
+    CleanPage const clean = WithoutActiveContent(page.View());
+    source.removed = clean.Told();
+    std::string const rewritten = Pictures(clean.page, file, extra, source, findings).Rewritten();
     source.html = CString(std::string_view(rewritten));
     if (CString(source.html).Trim().IsEmpty())
         throw Failure(Failure::incomplete_mail, "HTMLに中身がありません: " + file);

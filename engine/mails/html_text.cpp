@@ -105,27 +105,16 @@ class Reading {
         HtmlTag tag;
         std::size_t done = 0;
         while (tokens.Next(tag)) {
-            lines_.Add(WithoutComments(page_.substr(done, tag.begin - done)));
+            lines_.Add(page_.substr(done, tag.begin - done));
             done = tag.end;
             Take(tag, done);
         }
-        lines_.Add(WithoutComments(page_.substr(done)));
+        lines_.Add(page_.substr(done));
         lines_.Break(false);
         return lines_.Text();
     }
 
   private:
-    static std::string WithoutComments(std::string_view text) {
-        std::string kept;
-        for (std::size_t at = 0; at < text.size();) {
-            std::size_t const open = std::min(text.find("<!", at), text.size());
-            kept += text.substr(at, open - at);
-            std::size_t const end = text.find(text.substr(open, 4) == "<!--" ? "-->" : ">", open);
-            if (end == text.npos) break;
-            at = end + (text[end] == '>' ? 1 : 3);
-        }
-        return kept;
-    }
     void Take(HtmlTag const& tag, std::size_t& done) {
         if (IsOneOf(hidden, tag.name)) done = tag.content_end;
         if (tag.name == "a") return Link(tag);

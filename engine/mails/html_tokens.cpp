@@ -8,24 +8,28 @@ namespace {
 
 constexpr auto npos = std::string_view::npos;
 constexpr std::string_view blanks = " \t\r\n\f";
-constexpr std::array<std::string_view, 4> without_markup = {"script", "style", "title", "textarea"};
+constexpr std::array<std::string_view, 7> without_markup = {"script", "style",   "title",   "textarea",
+                                                            "iframe", "noembed", "noframes"};
 
 bool IsLetter(char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z'); }
-char Lower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c; }
 
-std::string Lowered(std::string_view text) {
+}  // namespace
+
+bool IsHtmlBlank(char c) { return blanks.find(c) != npos; }
+
+char LowerAscii(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c; }
+
+std::string LowerAscii(std::string_view text) {
     std::string lowered(text);
-    std::transform(lowered.begin(), lowered.end(), lowered.begin(), Lower);
+    for (char& c : lowered) c = LowerAscii(c);
     return lowered;
 }
 
 std::size_t FindLowered(std::string_view text, std::string_view word, std::size_t from) {
     auto const found = std::search(text.begin() + static_cast<std::ptrdiff_t>(from), text.end(), word.begin(),
-                                   word.end(), [](char a, char b) { return Lower(a) == b; });
+                                   word.end(), [](char a, char b) { return LowerAscii(a) == b; });
     return found == text.end() ? npos : static_cast<std::size_t>(found - text.begin());
 }
-
-}  // namespace
 
 HtmlAttribute const* HtmlTag::Find(std::string_view attribute) const {
     for (HtmlAttribute const& own : attributes)
@@ -35,33 +39,46 @@ HtmlAttribute const* HtmlTag::Find(std::string_view attribute) const {
 
 bool HtmlTokens::Next(HtmlTag& tag) {
     while ((at_ = std::min(page_.find('<', at_), page_.size())) < page_.size()) {
-        std::size_t const begin = at_++;
-        if (Here() == '!' || Here() == '?') {
-            if (!SkipComment()) return false;
-            continue;
-        }
         tag = HtmlTag();
-        tag.begin = begin;
+        tag.begin = at_++;
+        if (ReadComment(tag)) return true;
         if (Here() == '/') {
             tag.is_end = true;
             ++at_;
         }
-        if (IsLetter(Here())) return ReadTag(tag) && SkipContent(tag);
+        if (!IsLetter(Here())) continue;
+        if (ReadTag(tag)) return true;
+        unclosed_ = tag.begin;
+        at_ = page_.size();
     }
     return false;
 }
 
-bool HtmlTokens::SkipComment() {
-    bool const is_comment = page_.substr(at_, 3) == "!--";
-    std::size_t const end = page_.find(is_comment ? "-->" : ">", at_);
-    at_ = std::min(end, page_.size());
-    return end != npos;
+bool HtmlTokens::ReadComment(HtmlTag& tag) {
+    char const next = Here(), second = at_ + 1 < page_.size() ? page_[at_ + 1] : '>';
+    if (next != '!' && next != '?' && (next != '/' || IsLetter(second) || second == '>')) return false;
+    std::size_t end = npos;
+    if (page_.substr(at_, html_comment.size()) != html_comment) {
+        tag.name = html_declaration;
+        if ((end = page_.find('>', at_)) != npos) ++end;
+    } else {
+        tag.name = html_comment;
+        // "<!-->" and "<!--->" are whole; "--!>" is an end too, but not with the dashes of the start.
+        std::size_t const inside = at_ + html_comment.size();
+        for (std::size_t at = at_ + 1; end == npos && (at = page_.find("--", at)) != npos; ++at)
+            if (page_.substr(at + 2, 1) == ">")
+                end = at + 3;
+            else if (at >= inside && page_.substr(at + 2, 2) == "!>")
+                end = at + 4;
+    }
+    at_ = tag.end = tag.content_end = std::min(end, page_.size());
+    return true;
 }
 
 bool HtmlTokens::ReadTag(HtmlTag& tag) {
     std::size_t const name = at_;
     at_ = std::min(page_.find_first_of(" \t\r\n\f/>", at_), page_.size());
-    tag.name = Lowered(page_.substr(name, at_ - name));
+    tag.name = LowerAscii(page_.substr(name, at_ - name));
     for (;;) {
         while (blanks.find(Here()) != npos || Here() == '/') {
             if (at_ >= page_.size()) return false;
@@ -72,13 +89,14 @@ bool HtmlTokens::ReadTag(HtmlTag& tag) {
         if (!ReadAttribute(tag)) return false;
     }
     tag.end = tag.content_end = ++at_;
+    SkipContent(tag);
     return true;
 }
 
 bool HtmlTokens::ReadAttribute(HtmlTag& tag) {
     std::size_t const name = at_;
     at_ = std::min(page_.find_first_of("= \t\r\n\f/>", at_ + 1), page_.size());
-    HtmlAttribute attribute{Lowered(page_.substr(name, at_ - name)), at_, at_};
+    HtmlAttribute attribute{LowerAscii(page_.substr(name, at_ - name)), at_, at_, {name, at_}};
     SkipBlanks();
     if (Here() == '=') {
         ++at_;
@@ -92,39 +110,27 @@ bool HtmlTokens::ReadAttribute(HtmlTag& tag) {
             attribute.begin = at_;
             at_ = attribute.end = std::min(page_.find_first_of(" \t\r\n\f>", at_), page_.size());
         }
+        attribute.whole.end = at_;
     }
     tag.attributes.push_back(std::move(attribute));
     return true;
 }
 
-bool HtmlTokens::SkipContent(HtmlTag& tag) {
+void HtmlTokens::SkipContent(HtmlTag& tag) {
     if (tag.is_end ||
         std::find(without_markup.begin(), without_markup.end(), tag.name) == without_markup.end())
-        return true;
-    at_ = tag.content_end = std::min(FindLowered(page_, "</" + tag.name, at_), page_.size());
-    return true;
+        return;
+    std::string const end_tag = "</" + tag.name;
+    while ((at_ = std::min(FindLowered(page_, end_tag, at_), page_.size())) < page_.size()) {
+        std::size_t const behind = at_ + end_tag.size();
+        if (behind < page_.size() &&
+            (IsHtmlBlank(page_[behind]) || page_[behind] == '/' || page_[behind] == '>'))
+            break;
+        at_ = behind;
+    }
+    tag.content_end = at_;
 }
 
 void HtmlTokens::SkipBlanks() { at_ = std::min(page_.find_first_not_of(blanks, at_), page_.size()); }
-
-std::vector<HtmlPlace> UrlsIn(std::string_view page, HtmlPlace style) {
-    constexpr std::string_view open = "url(";
-    std::vector<HtmlPlace> places;
-    std::string_view const text = page.substr(0, style.end);
-    for (std::size_t at = style.begin; (at = FindLowered(text, open, at)) != npos;) {
-        at += open.size();
-        std::size_t begin = std::min(text.find_first_not_of(blanks, at), text.size());
-        std::size_t end = text.find(')', begin);
-        if (end == npos) break;
-        at = end;
-        while (end > begin && blanks.find(text[end - 1]) != npos) --end;
-        if (end - begin >= 2 && (text[begin] == '"' || text[begin] == '\'') && text[end - 1] == text[begin]) {
-            ++begin;
-            --end;
-        }
-        places.push_back({begin, end});
-    }
-    return places;
-}
 
 }  // namespace engine

@@ -45,6 +45,8 @@ void MailChanges::ReadTexts() {
     findings.clear();
     html_ = ReadHtml(arguments_.html, arguments_.pictures, findings);
     TellFindings(front_, findings, arguments_.force, "HTML");
+    if (!html_->removed.empty())
+        front_.Notice("受け取った人の所で動くものなどを、HTMLから外しました: " + html_->removed);
     for (std::string const& address : html_->remote)
         front_.Notice("サーバーの画像は、受け取った人がそれを読み込むまで見えません: " + address);
 }

@@ -5,8 +5,10 @@
 
 #include "engine/base/crossing.h"
 #include "engine/base/failure.h"
+#include "engine/base/whole_number.h"
 #include "engine/customers/customer_table.h"
 #include "engine/mails/html_mail.h"
+#include "engine/mails/html_page.h"
 #include "engine/mails/merged_mail.h"
 #include "engine/sending/sending.h"
 #include "engine/targets/target.h"
@@ -45,10 +47,14 @@ MailPreview OfDraft(Access const& access, std::string const& env_file, PreviewRe
     return Previewed(session, content, content.For(customer.Email), draft.from, customer);
 }
 
-std::string PageFor(MailVersion const& version, OneCustomer const& customer) {
+std::string PageFor(FrontEnd& front, MailVersion const& version, OneCustomer const& customer) {
     CMimeAnalyze parts = *version.html;
     MergeInto(parts, customer);
-    return PageOf(parts);
+    HtmlPage const page = PageOf(parts);
+    if (page.left_out > 0)
+        front.Notice("サーバーなどから読み込むものは、見本のHTMLに入れませんでした: " +
+                     Grouped(page.left_out) + "か所");
+    return page.html;
 }
 
 MailPreview OfStored(Session& session, int mail, PreviewRequest const& request) {
@@ -64,7 +70,7 @@ MailPreview OfStored(Session& session, int mail, PreviewRequest const& request) 
     auto const& own =
         stored.m_aAttach[terminal].IsEmpty() ? stored.m_aAttach[pc] : stored.m_aAttach[terminal];
     for (AttachData const& attachment : own) preview.attachments.push_back(Out(attachment.m_strFileName));
-    if (request.page) preview.page = PageFor(version, customer);
+    if (request.page) preview.page = PageFor(session.Front(), version, customer);
     return preview;
 }
 

@@ -27,7 +27,7 @@ struct MailPreview {
     std::optional<Address> reply_to;
     std::string subject, body;  // line ends LF
     std::vector<std::string> attachments;
-    std::string page;  // HTML with its pictures in it
+    std::string page;  // see PageOf
 };
 MailPreview PreviewOf(Access const& access, std::string const& env_file, PreviewRequest const& request);
 

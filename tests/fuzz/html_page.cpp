@@ -1,5 +1,8 @@
-// A page as the application divides it: tags and addresses lie within it, one behind the other; and its text.
+// A page as the application divides it: tags and addresses lie within it, one behind the other; without
+// active content; and its text.
 
+#include "engine/mails/html_addresses.h"
+#include "engine/mails/html_cleaning.h"
 #include "engine/mails/html_source.h"
 #include "engine/mails/html_tokens.h"
 #include "fuzz_target.h"
@@ -13,7 +16,9 @@ void FuzzOne(std::string_view bytes) {
         fuzz::Check(tag.begin >= done && tag.end > tag.begin && tag.content_end >= tag.end &&
                         tag.content_end <= page.size(),
                     "tags follow each other");
-        fuzz::Check(page[tag.begin] == '<' && page[tag.end - 1] == '>', "a tag has its brackets");
+        bool const is_comment = tag.name == engine::html_comment || tag.name == engine::html_declaration;
+        fuzz::Check(page[tag.begin] == '<' && (is_comment || page[tag.end - 1] == '>'),
+                    "a tag has its brackets");
         done = tag.content_end;
         for (engine::HtmlAttribute const& attribute : tag.attributes) {
             fuzz::Check(attribute.begin <= attribute.end && attribute.end < tag.end,
@@ -26,6 +31,12 @@ void FuzzOne(std::string_view bytes) {
             }
         }
     }
+    engine::CleanPage const clean = engine::WithoutActiveContent(page);
+    engine::CleanPage const again = engine::WithoutActiveContent(clean.page);
+    fuzz::Check(again.removed.empty() && again.page == clean.page, "a clean page stays as it is");
+    fuzz::Check(
+        std::count(page.begin(), page.end(), '\n') == std::count(clean.page.begin(), clean.page.end(), '\n'),
+        "lines keep their numbers");
     CString const text = engine::TextOfHtml(CString(page.c_str()));
     fuzz::Check(text.Find("\r\n\r\n\r\n") < 0 || page.find('&') != page.npos, "one empty line in a row");
 }
