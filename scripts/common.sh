@@ -42,7 +42,7 @@ Run this as root, or install sudo, or install them by hand: apt-get install$miss
     rm -f "$log"
 }
 
-build_packages="g++ cmake ninja-build libcli11-dev libssl-dev libcurl4-openssl-dev libarchive-dev"
+build_packages="g++ cmake ninja-build libcli11-dev libssl-dev libcurl4-openssl-dev libarchive-dev libgmime-3.0-dev pkg-config"
 
 # build PRESET [CMAKE-ARGUMENT...]: configures and builds; the log is shown only when it fails.
 build() {

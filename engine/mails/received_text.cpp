@@ -5,8 +5,10 @@
 #include <optional>
 #include <vector>
 
+#include "engine/base/charset.h"
 #include "engine/base/crossing.h"
 #include "engine/base/failure.h"
+#include "engine/base/lower_case.h"
 #include "engine/base/trimmed.h"
 #include "engine/base/whole_number.h"
 #include "tessaly/delivery.h"
@@ -18,51 +20,15 @@ namespace {
 constexpr auto npos = std::string_view::npos;
 constexpr char const* as_it_is = "8bit";
 
-// The charsets that mail programs write Japanese in.
-enum class Charset { unknown, untold, utf8, jis, shift_jis, euc };
-
-Charset CharsetNamed(std::string_view text) {
-    constexpr std::pair<std::string_view, Charset> names[] = {{"", Charset::untold},
-                                                              {"us-ascii", Charset::untold},
-                                                              {"utf-8", Charset::utf8},
-                                                              {"utf8", Charset::utf8},
-                                                              {"iso-2022-jp", Charset::jis},
-                                                              {"shift_jis", Charset::shift_jis},
-                                                              {"shift-jis", Charset::shift_jis},
-                                                              {"x-sjis", Charset::shift_jis},
-                                                              {"windows-31j", Charset::shift_jis},
-                                                              {"cp932", Charset::shift_jis},
-                                                              {"euc-jp", Charset::euc}};
-    CString name(text);
-    name.MakeLower();
-    for (auto const& [known, charset] : names)
-        if (known == name.View()) return charset;
-    return Charset::unknown;
-}
-
-Charset CharsetOf(MimeFormatStruct const& part) {
+std::string CharsetOf(MimeFormatStruct const& part) {
     CString name;
     part.GetCharset(name);
-    return CharsetNamed(name.View());
-}
-
-std::string FromCharset(Charset charset, std::string const& bytes) {
-    CString const text{std::string_view(bytes)};
-    KCodeC code;
-    switch (charset) {
-        case Charset::utf8: return bytes;
-        case Charset::jis: return Out(CString(code.jis7tosj(text)));
-        case Charset::shift_jis: return Out(bytes);
-        case Charset::euc: return Out(CString(code.ujtosj(text)));
-        case Charset::untold:
-        case Charset::unknown: break;
-    }
-    return GuessedText(bytes);
+    return std::string(name.View());
 }
 
 // An encoded word (RFC 2047 2).
 struct Word {
-    Charset charset;
+    std::string charset;
     std::string bytes;
     std::size_t size;  // of the word
 };
@@ -73,9 +39,9 @@ std::optional<Word> WordAt(std::string_view text) {
     std::size_t const charset_end = text.find('?', charset_start);
     if (charset_end == npos || text.size() < charset_end + 3 || text[charset_end + 2] != '?') return {};
     std::string_view const name = text.substr(charset_start, charset_end - charset_start);
-    Charset const charset = CharsetNamed(name.substr(0, name.find('*')));  // RFC 2231 5: charset*language
+    std::string charset = LowerCase(Trimmed(name.substr(0, name.find('*'))));  // RFC 2231 5: charset*language
     char const encoding = static_cast<char>(text[charset_end + 1] | 0x20);
-    if (charset == Charset::unknown || (encoding != 'b' && encoding != 'q')) return {};
+    if (!IsKnownCharset(charset) || (encoding != 'b' && encoding != 'q')) return {};
     std::size_t const begin = charset_end + 3, end = text.find("?=", begin);
     if (end == npos) return {};
     std::string content(text.substr(begin, end - begin));
@@ -98,8 +64,8 @@ std::string Unquoted(std::string_view text) {
 // The library finds a single parameter by its name; the forms of RFC 2231 need all of them.
 // Calls `take(key, value)` for each parameter of a header's value, in UTF-8, the value without its quotes.
 template <class Take>
-void ForEachParameter(CString const& value, Take take) {
-    std::string const text = GuessedText(MailAnalyzer::ReformatHeaderBodyString(value).View());
+void ForEachParameter(std::string_view value, Take take) {
+    std::string const text = GuessedText(MailAnalyzer::ReformatHeaderBodyString(CString(value)).View());
     for (std::string_view header = text; !header.empty();) {
         bool quoted = false;
         std::size_t end = 0;
@@ -121,7 +87,7 @@ void ForEachParameter(CString const& value, Take take) {
 }
 
 // name*=..., or name*0*=... name*1=... and so on.
-std::string ExtendedParameter(CString const& header, std::string const& name) {
+std::string ExtendedParameter(std::string_view header, std::string const& name) {
     std::map<int, std::string> pieces;
     std::string charset;
     ForEachParameter(header, [&](std::string_view key, std::string_view value) {
@@ -140,10 +106,10 @@ std::string ExtendedParameter(CString const& header, std::string const& name) {
     });
     std::string bytes;
     for (auto const& [number, piece] : pieces) bytes += piece;
-    return FromCharset(CharsetNamed(charset), bytes);
+    return TextIn(charset, bytes);
 }
 
-std::string PlainParameter(CString const& header, std::string_view name) {
+std::string PlainParameter(std::string_view header, std::string_view name) {
     std::string found;
     ForEachParameter(header, [&](std::string_view key, std::string_view value) {
         if (key == name && found.empty()) found = DecodedHeader(value);
@@ -180,35 +146,25 @@ std::string PercentDecoded(std::string_view text) {
     return decoded;
 }
 
-std::string GuessedText(std::string_view bytes) {
-    bool const seven_bit =
-        std::none_of(bytes.begin(), bytes.end(), [](char c) { return static_cast<unsigned char>(c) > 0x7F; });
-    if (seven_bit && bytes.find('\x1B') != npos) return FromCharset(Charset::jis, std::string(bytes));
-    return seven_bit || IsUtf8(bytes) ? std::string(bytes) : Out(bytes);
-}
-
 std::string ContentOf(MimeFormatStruct const& part) {
     return mime::DecodedBody(part.m_strBody, mime::BodyEncodingIn(part.m_strContentTransferEncoding.View()));
 }
 
 std::string TextOf(MimeFormatStruct const& part) {
-    Charset const charset = CharsetOf(part);
-    CString name;
-    part.GetCharset(name);
-    if (charset == Charset::unknown)
-        throw Failure(Failure::unsuitable_mail, "この文字コードの文面は読めません: " + Out(name));
-    return FromCharset(charset, ContentOf(part));
+    std::string const charset = CharsetOf(part);
+    if (!IsKnownCharset(charset))
+        throw Failure(Failure::unsuitable_mail, "この文字コードの文面は読めません: " + Out(charset));
+    return TextIn(charset, ContentOf(part));
 }
 
 // Blanks between two words are none; the words of one charset may divide a character among them, though they
 // should not.
 std::string DecodedHeader(std::string_view value) {
     std::size_t const last_end = value.rfind("?=");
-    std::string result, bytes;
-    Charset charset = Charset::untold;
+    std::string result, bytes, charset;
     std::size_t done = 0;
     auto const end_words = [&] {
-        result += FromCharset(charset, bytes);
+        result += TextIn(charset, bytes);
         bytes.clear();
     };
     for (std::size_t at = 0; (at = value.find("=?", at)) != npos && last_end != npos && at < last_end;) {
@@ -236,14 +192,17 @@ std::string SubjectOf(MimeFormatStruct const& mail) {
     return {};
 }
 
-std::string NameOfPart(MimeFormatStruct const& part) {
-    std::pair<CString const*, std::string> const places[] = {{&part.m_strContentDisposition, "filename"},
-                                                             {&part.m_strContentType, "name"}};
+std::string NameOfPart(std::string_view disposition, std::string_view type) {
+    std::pair<std::string_view, std::string> const places[] = {{disposition, "filename"}, {type, "name"}};
     for (auto const& [header, name] : places)
-        if (std::string plain = PlainParameter(*header, name); !plain.empty()) return plain;
+        if (std::string plain = PlainParameter(header, name); !plain.empty()) return plain;
     for (auto const& [header, name] : places)
-        if (std::string extended = ExtendedParameter(*header, name); !extended.empty()) return extended;
+        if (std::string extended = ExtendedParameter(header, name); !extended.empty()) return extended;
     return {};
+}
+
+std::string NameOfPart(MimeFormatStruct const& part) {
+    return NameOfPart(part.m_strContentDisposition.View(), part.m_strContentType.View());
 }
 
 void MakeReadable(MimeFormatStruct& mail) {
@@ -252,9 +211,7 @@ void MakeReadable(MimeFormatStruct& mail) {
             header.m_strValue = IntoWithGeta(DecodedHeader(header.m_strValue.View()));
     MimeFormatStruct* const part = TextPart(mail);
     if (!part) return;
-    Charset const charset = CharsetOf(*part);
-    if (charset != Charset::utf8 && charset != Charset::euc && charset != Charset::untold) return;
-    part->m_strBody = IntoWithGeta(FromCharset(charset, ContentOf(*part)));
+    part->m_strBody = IntoWithGeta(TextIn(CharsetOf(*part), ContentOf(*part)));
     part->m_strContentTransferEncoding = as_it_is;
 }
 

@@ -3,6 +3,7 @@
 #include <string>
 #include <string_view>
 
+#include "engine/base/charset.h"
 #include "tessaly/mime.h"
 
 // The texts of received mails of any program, in UTF-8.
@@ -10,9 +11,6 @@ namespace engine {
 
 // "%41" as "A" (RFC 3986 2.1); a "%" without two digits stays.
 std::string PercentDecoded(std::string_view text);
-
-// Bytes of an encoding that is not given: UTF-8 if they are valid, else ISO-2022-JP or Shift-JIS.
-std::string GuessedText(std::string_view bytes);
 
 // The bytes of a part without its transfer encoding; an unknown one counts as none.
 std::string ContentOf(MimeFormatStruct const& part);
@@ -24,8 +22,9 @@ std::string DecodedHeader(std::string_view value);
 // Empty where there is none.
 std::string SubjectOf(MimeFormatStruct const& mail);
 
-// The file name that a part gives: a parameter as it stands or in encoded words, else one in the extended
-// form of RFC 2231, in pieces too. Empty for none.
+// The file name that a part gives by its Content-Disposition or Content-Type: a parameter as it stands or in
+// encoded words, else one in the extended form of RFC 2231, in pieces too. Empty for none.
+std::string NameOfPart(std::string_view disposition, std::string_view type);
 std::string NameOfPart(MimeFormatStruct const& part);
 
 // The analysis reads ISO-2022-JP and Shift-JIS: of a mail in another encoding, the subject and the first

@@ -197,7 +197,7 @@ class HtmlMail(CommandTest):
                 self.assertEqual((one.get_payload(decode=True) or b"").strip(), (other.get_payload(decode=True) or b"").strip())
         for content, says in ((b"no colon\r\n\r\n", "メールとして読めません"), (b"Subject: a\r\nContent-Type: image/gif\r\n\r\nx", "文面のない"),
                               (b"X: y\r\nContent-Type: text/plain\r\n\r\nx", "件名のない"),
-                              (b"Subject: a\r\nContent-Type: text/plain; charset=koi8-r\r\n\r\nx", "文字コード")):
+                              (b"Subject: a\r\nContent-Type: text/plain; charset=x-own\r\n\r\nx", "文字コード")):
             self.put("bad.eml", content)
             self.refused("mail", "import", "shop.tsl", "bad.eml", says=says)
         self.refused("mail", "import", "shop.tsl", "none.eml", says="ファイルを開けません")

@@ -1,0 +1,144 @@
+#include "engine/incoming/incoming_mail.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "engine/base/crossing.h"
+#include "tessaly/delivery.h"
+
+namespace {
+
+using engine::IncomingMail;
+
+// The parts, each as "message:type=content", a file's with its name and size.
+std::string PartsOf(IncomingMail const& mail) {
+    std::string text;
+    for (engine::IncomingPart const& part : mail.Parts()) {
+        text += (text.empty() ? "" : "|") + std::to_string(part.message) + ":" + part.type;
+        if (part.attached) text += "*";
+        if (!part.name.empty()) text += " " + part.name + " " + std::to_string(part.size);
+        text += "=" + part.content;
+    }
+    return text;
+}
+
+// The messages behind the mail itself, each as "parent:subject".
+std::string MessagesOf(IncomingMail const& mail) {
+    std::string text;
+    for (std::size_t i = 1; i < mail.Messages().size(); ++i)
+        text += (i == 1 ? "" : "|") + std::to_string(mail.Messages()[i].parent) + ":" +
+                mail.Messages()[i].Decoded("Subject");
+    return text;
+}
+
+void Analyse(IncomingMail const& mail, MailAnalyzer& analyzer) {
+    EXPECT_EQ(analyzer.MailAnalysis(mail.ForAnalysis()), 0) << "not well-formed";
+}
+
+std::string Replaced(std::string text, std::string_view what, std::string_view by) {
+    for (std::size_t at = 0; (at = text.find(what, at)) != text.npos; at += by.size())
+        text.replace(at, what.size(), by);
+    return text;
+}
+
+// A bounce with its report and the mail that it returns.
+std::string const bounce =
+    "From: MAILER-DAEMON@mx.example.jp\nSubject: failure\nMIME-Version: 1.0\n"
+    "Content-Type: multipart/report; report-type=delivery-status; boundary=\"b\"\n\n"
+    "--b\nContent-Type: text/plain\n\nSorry.\n"
+    "--b\nContent-Type: message/delivery-status\n\nStatus: 5.1.1\n"
+    "--b\nContent-Type: message/rfc822\n\nSubject: x\nMessage-ID: <id@shop>\n\ny\n--b--\n";
+
+TEST(IncomingMail, BrokenStructuresAreReadAsTheyWereMeant) {
+    std::string const report = "0:text/plain=Sorry.|0:message/delivery-status=Status: 5.1.1|1:text/plain=y";
+    std::string const header = "From: MAILER-DAEMON@mx\nSubject: failure\n";
+    std::string const returned_header = "Subject: x\nMessage-ID: <id@shop>\n";
+    struct Row {
+        char const* what;
+        std::string mail, parts, messages;
+    };
+    Row const rows[] = {
+        {"well-formed", bounce, report, "0:x"},
+        {"no closing delimiter", Replaced(bounce, "--b--\n", ""), report + "\n", "0:x"},
+        {"blanks behind delimiters", Replaced(Replaced(bounce, "--b\n", "--b \t\n"), "--b--", "--b--  "),
+         report, "0:x"},
+        {"folded boundary", Replaced(bounce, "; boundary", ";\n\tboundary"), report, "0:x"},
+        {"blank lines before the header", "\n \n" + Replaced(bounce, "rfc822\n\n", "rfc822\n\n\n\n"), report,
+         "0:x"},
+        {"CR LF", Replaced(bounce, "\n", "\r\n"), report, "0:x"},
+        {"CR", Replaced(bounce, "\n", "\r"), report, "0:x"},
+        {"CR CR LF", Replaced(bounce, "\n", "\r\r\n"), report, "0:x"},
+        {"mixed line ends", Replaced(Replaced(bounce, "--b\n", "--b\r\n"), "Sorry.\n", "Sorry.\r"), report,
+         "0:x"},
+        {"byte order mark", "\xEF\xBB\xBF" + bounce, report, "0:x"},
+        {"a line of mbox", "From x Mon Nov 23 10:00:00 2026\n" + bounce, report, "0:x"},
+        {"a quoted line of mbox",
+         ">From x Mon Nov 23 10:00:00 2026\n" + Replaced(bounce, "rfc822\n\n", "rfc822\n\n>From x\n"), report,
+         "0:x"},
+        {"message/global", Replaced(bounce, "message/rfc822", "message/global"), report, "0:x"},
+        {"message/partial", Replaced(bounce, "message/rfc822", "message/partial; number=1; total=2; id=i"),
+         report, "0:x"},
+        {"returned in Base64",
+         Replaced(bounce, "rfc822\n\nSubject: x\nMessage-ID: <id@shop>\n\ny",
+                  "rfc822\nContent-Transfer-Encoding: "
+                  "base64\n\nU3ViamVjdDogeApNZXNz\nYWdlLUlEOiA8aWRAc2hvcD4KCnk="),
+         report, "0:x"},
+        {"said to be in Base64", Replaced(bounce, "rfc822\n", "rfc822\nContent-Transfer-Encoding: base64\n"),
+         report, "0:x"},
+        {"returned in quoted-printable",
+         Replaced(
+             bounce, "rfc822\n\nSubject: x\nMessage-ID: <id@shop>",
+             "rfc822\nContent-Transfer-Encoding: quoted-printable\n\nSubject: =78\nMessage-ID: <id=\n@shop>"),
+         report, "0:x"},
+        {"wrong boundary", Replaced(bounce, "boundary=\"b\"", "boundary=\"a\""), report, "0:x"},
+        {"no boundary", Replaced(bounce, "; boundary=\"b\"", ""), report, "0:x"},
+        {"no blank line behind fields",
+         Replaced(bounce, "message/delivery-status\n\n", "message/delivery-status\n"),
+         report.substr(0, report.find("=Status")) + "=|1:text/plain=y", "0:x"},
+        {"a line among the fields that is none",
+         Replaced(bounce, "Subject: failure\n", "Subject: failure\nnotice\n"), report, "0:x"},
+        {"header alone", Replaced(Replaced(bounce, "message/rfc822", "text/rfc822-headers"), "\n\ny\n", "\n"),
+         report.substr(0, report.rfind('|')), "0:x"},
+        {"header alone in Base64",
+         header + "Content-Type: text/rfc822-headers\nContent-Transfer-Encoding: base64\n\nU3ViamVjdDogeAo=",
+         "", "0:x"},
+        {"errors of quoted-printable",
+         header + "Content-Type: text/plain; charset=utf-8\nContent-Transfer-Encoding: "
+                  "Quoted-Printable\n\na=  \nb=ZZ=E6=98=A5=3\nc=",
+         "0:text/plain=ab=ZZ春=3\nc", ""},
+        {"errors of Base64", header + "Content-Transfer-Encoding: BASE64 \n\n 5p*il\n!5pil",
+         "0:text/plain=春春", ""},
+        {"digest",
+         header +
+             "Content-Type: multipart/digest; boundary=b\n\n--b\n\nSubject: x\n\ny\n--b\n\nSubject: z\n\ny\n",
+         "1:text/plain=y|2:text/plain=y\n", "0:x|0:z"},
+        {"an outer delimiter ends inner parts",
+         header + "Content-Type: multipart/mixed; boundary=b\n\n--b\nContent-Type: multipart/mixed; "
+                  "boundary=bb\n\n--bb\n\n1\n--b\n\n2\n--b--\n3",
+         "0:text/plain=1|0:text/plain=2", ""},
+        {"no header", "hello\n", "0:text/plain=hello\n", ""},
+        {"nothing", "", "0:text/plain=", ""},
+        {"files",
+         header + "Content-Type: multipart/mixed; boundary=b\n\n--b\nContent-Type: image/png; "
+                  "name=\"=?utf-8?B?5pil?=.png\"\nContent-Transfer-Encoding: "
+                  "base64\n\nQUJD\n--b\nContent-Disposition: attachment; filename*=utf-8''%E6%98%A5.txt\n\nz",
+         "0:image/png 春.png 3=ABC|0:text/plain* 春.txt 1=z", ""},
+    };
+    for (Row const& row : rows) {
+        IncomingMail const mail(row.mail);
+        EXPECT_EQ(PartsOf(mail), row.parts) << row.what;
+        EXPECT_EQ(MessagesOf(mail), row.messages) << row.what;
+        EXPECT_TRUE(mail.Whole()) << row.what;
+        MailAnalyzer analyzer;
+        Analyse(mail, analyzer);
+        if (row.parts.starts_with("0:text/plain=Sorry.") && row.parts.find("5.1.1") != row.parts.npos) {
+            EXPECT_EQ(analyzer.GetMailType(), MailAnalyzer::error_mail) << row.what;
+            EXPECT_EQ(engine::Out(analyzer.GetOriginalMessageID()), "id@shop") << row.what;
+            EXPECT_EQ(engine::Out(analyzer.GetDeliveryReport().status), "5.1.1") << row.what;
+        }
+    }
+}
+
+}  // namespace
