@@ -382,6 +382,13 @@ std::optional<std::string> Evident(std::string_view bytes) {
     return {};
 }
 
+// Such bytes would in Shift_JIS be rare kanji with half-width kana between them.
+bool IsKanaOrKanjiOfUtf8(std::string_view bytes) {
+    return std::any_of(bytes.begin(), bytes.end(),
+                       [](char c) { return static_cast<unsigned char>(c) >= 0xE0; }) &&
+           IsUtf8(bytes);
+}
+
 }  // namespace
 
 std::string GuessedText(std::string_view bytes) {
@@ -404,6 +411,7 @@ std::string TextIn(std::string_view charset, std::string_view bytes) {
     if (named.kind == Charset::Kind::guessed) return GuessedText(bytes);
     if (named.kind == Charset::Kind::one_byte)
         if (auto evident = Evident(bytes)) return *std::move(evident);
+    if (named.kind == Charset::Kind::cp932 && IsKanaOrKanjiOfUtf8(bytes)) return FromUtf8(bytes).utf8;
     Text text = Converted(named, bytes);
     if (text.errors > 0 && named.kind != Charset::Kind::utf16) {
         std::string guessed = GuessedText(bytes);

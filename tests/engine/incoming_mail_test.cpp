@@ -2,8 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdio>
 #include <string>
-#include <vector>
 
 #include "engine/base/crossing.h"
 #include "tessaly/delivery.h"
@@ -40,6 +40,17 @@ void Analyse(IncomingMail const& mail, MailAnalyzer& analyzer) {
 std::string Replaced(std::string text, std::string_view what, std::string_view by) {
     for (std::size_t at = 0; (at = text.find(what, at)) != text.npos; at += by.size())
         text.replace(at, what.size(), by);
+    return text;
+}
+
+// Every byte in quoted-printable.
+std::string Quoted(std::string_view bytes) {
+    std::string text;
+    for (char const c : bytes) {
+        char hex[4];
+        std::snprintf(hex, sizeof hex, "=%02X", static_cast<unsigned>(static_cast<unsigned char>(c)));
+        text += hex;
+    }
     return text;
 }
 
@@ -138,6 +149,73 @@ TEST(IncomingMail, BrokenStructuresAreReadAsTheyWereMeant) {
             EXPECT_EQ(engine::Out(analyzer.GetOriginalMessageID()), "id@shop") << row.what;
             EXPECT_EQ(engine::Out(analyzer.GetDeliveryReport().status), "5.1.1") << row.what;
         }
+    }
+}
+
+TEST(IncomingMail, TextsOfEveryCharsetAreRead) {
+    using namespace std::string_literals;
+    struct Row {
+        char const* charset;  // null: none is given
+        std::string body, text;
+        std::string analysed = "";  // "": the same as the text
+    };
+    Row const rows[] = {
+        {"utf-8", "春💐の案内", "春💐の案内", "春〓の案内"},
+        {"\"UTF8\"", "\xEF\xBB\xBF春か\u3099 é한글ア", "春か\u3099 é한글ア", "春が 〓〓〓ア"},
+        {"utf-8", "春\xE6\x98 夏\0秋"s, "春\uFFFD\uFFFD 夏\0秋"s, "春〓〓 夏 秋"},
+        {"iso-2022-jp", "\x1B$B=U\x1B(B a\n", "春 a\n"},
+        {"ISO-2022-JP", "\x1B$B-!=U|b\x1B(I1\x1B(J\\\x1B(B",
+         "①春髙ｱ\\"},  // rows of NEC and IBM, half-width kana
+        {"iso-2022-jp",
+         "\x1B$B=U\na\x0E"
+         "1\x0F",
+         "春\naｱ"},  // left open at the end of the line
+        {"iso-2022-jp-1", "\x1B$B=U\x1B$(D0!\x1B(B.", "春丂.", "春〓."},
+        {"iso-2022-jp-2", "\x1B$A4:\x1B$(C0!\x1B.A\x1BNi\x1B(B.", "春가é.", "春〓〓."},
+        {"iso-2022-jp-3", "\x1B$(O=U.#\x1B$(P!\"\x1B(B.", "春㐂丂.", "春〓〓."},
+        {"iso-2022-jp-ms", "\x1B$B=U=\x1B(B.", "春\uFFFD.", "春〓."},
+        {"iso-2022-jp", "\x8Ft", "春"},          // Shift_JIS in truth
+        {"iso-8859-1", "\x1B$B=U\x1B(B", "春"},  // ISO-2022-JP in truth
+        {"iso-8859-1", "春", "春"},              // UTF-8 in truth
+        {"us-ascii", "\x8Ft", "春"},
+        {"Shift_JIS", "\x8Ft\x87@\xED\x40\xF0\x40", "春①纊\uE000"},
+        {"windows-31j", "\x8Ft\x8F", "春\uFFFD", "春〓"},
+        {"x-sjis", "春💐", "春💐", "春〓"},  // UTF-8 in truth
+        {"EUC-JP", "\xBD\xD5\xAD\xA1\x8E\xB1\x8F\xB0\xA1", "春①ｱ丂", "春①ｱ〓"},
+        {"euc-jp", "\xBD\xD5\xFF.", "春\uFFFD.", "春〓."},
+        {"iso-8859-1", "caf\xE9 \x80\x93", "café €“", "caf〓 〓“"},
+        {"iso-8859-15", "\xA4.", "€.", "〓."},
+        {"windows-1251", "\xCF\xF0.", "Пр."},
+        {"koi8-r", "\xF0\xD2.", "Пр."},
+        {"gb2312", "\xB4\xBA", "春"},
+        {"big5", "\xAC\x4B", "春"},
+        {"ks_c_5601-1987", "\xB0\xA1.", "가.", "〓."},
+        {"utf-16", "\xFE\xFF\x66\x25\0a\xD8\x3D\xDC\x90"s, "春a💐", "春a〓"},
+        {"utf-16",
+         "\x25\x66"
+         "a\0\n\0"s,
+         "春a\n"},
+        {"utf-16be", "\x66\x25\0a"s, "春a"},
+        {"utf-7", "+ZiU-a", "春a"},
+        {"x-own", "春", "春"},
+        {"../x//TRANSLIT", "\x8Ft", "春"},
+        {nullptr, "春💐", "春💐", "春〓"},
+        {nullptr, "\x1B$B=U\x1B(B", "春"},
+        {nullptr, "\x8Ft\x82\xCC", "春の"},
+        {nullptr, "\xBD\xD5\xA4\xCE", "春の"},
+        {nullptr, "\xB1\xB2", "ｱｲ"},
+    };
+    for (Row const& row : rows) {
+        std::string const type =
+            row.charset ? "Content-Type: text/plain; charset="s + row.charset + "\n" : std::string();
+        IncomingMail const mail("Subject: x\n" + type + "Content-Transfer-Encoding: quoted-printable\n\n" +
+                                Quoted(row.body));
+        EXPECT_EQ(PartsOf(mail), "0:text/plain=" + row.text) << type;
+        MailAnalyzer analyzer;
+        Analyse(mail, analyzer);
+        EXPECT_EQ(Replaced(engine::Out(analyzer.GetDecodeMailBody()), "\r\n", "\n"),
+                  row.analysed.empty() ? row.text : row.analysed)
+            << type;
     }
 }
 
