@@ -10,8 +10,6 @@
 namespace engine {
 namespace {
 
-constexpr std::size_t most_text = 4 << 20;  // UTF-8
-
 // A stranger cannot know it, so no text holds a line of it.
 std::string const& Mark() {
     static std::string const mark = [] {
@@ -110,10 +108,7 @@ class Writer {
     }
 
     void WriteText(std::string_view utf8) {
-        std::size_t size = std::min(utf8.size(), text_left_);
-        while (size < utf8.size() && size > 0 && (utf8[size] & 0xC0) == 0x80) --size;
-        text_left_ -= size;
-        std::string const text = InLibraryCode(utf8.substr(0, size));
+        std::string const text = InLibraryCode(utf8);
         for (std::size_t at = 0; at < text.size();) {
             std::size_t const end = std::min(text.find('\n', at), text.size());
             text_.append(text, at, end - at);
@@ -132,7 +127,6 @@ class Writer {
 
     MailTree const& tree_;
     std::string text_;
-    std::size_t text_left_ = most_text;
     int boundaries_ = 0;
 };
 

@@ -41,10 +41,10 @@ struct IncomingPart {
 // One received mail, of any program and however broken: parts without an end are closed, folded lines joined,
 // transfer encodings and character sets removed.
 //
-// Read are at most 1,000 parts, those that hold others included, in 50 levels, and of each mail the first
-// 10,000 fields and 4 MiB of header, 256 KiB of a field, and 16 MiB of text. Time is linear in the size of
-// the mail. With the raw text itself, reading needs at most three times the memory of that text, and a few
-// MiB.
+// Read are at most 1,000 parts, those that hold others included, in 50 levels, 10,000 fields of a header, 256
+// KiB of a field and 4 MiB of all, and the first 4 MiB of text. Time is linear in the size of the mail. With
+// the raw text itself, reading needs at most three times the memory of that text, and some MiB whatever its
+// size.
 class IncomingMail {
   public:
     // Any bytes. Throws nothing but std::bad_alloc. Nothing of `raw` is kept.
@@ -57,7 +57,7 @@ class IncomingMail {
     std::vector<IncomingMessage> const& Messages() const;
     // In their order.
     std::vector<IncomingPart> const& Parts() const;
-    // false: beyond the limits something was left out.
+    // false: parts or fields beyond the limits were left out.
     bool Whole() const;
 
     // The mail as the library's analysis reads it: closed, unfolded, without transfer encodings, texts in

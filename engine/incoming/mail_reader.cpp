@@ -22,7 +22,7 @@ constexpr int most_levels = 50;
 constexpr std::size_t most_fields = 10000;
 constexpr std::size_t most_header = 4 << 20;  // bytes, of all messages
 constexpr std::size_t longest_field = 256 << 10;
-constexpr std::size_t most_text = 16 << 20;      // UTF-8, of all parts
+constexpr std::size_t most_text = 4 << 20;       // of all parts
 constexpr std::size_t largest_file = 1 << 20;    // that is kept
 constexpr std::size_t least_unpacked = 1 << 20;  // for messages in a transfer encoding
 constexpr int most_guesses = 3;
@@ -339,10 +339,16 @@ class Reader {
             if (decoded.size <= largest_file) part.content = std::move(decoded.content);
             return body.ended_by;
         }
-        if (decoded.size > limit) tree_.whole = false;
-        part.content = WithLineFeeds(TextIn(entity.type.charset, decoded.content));
+        if (decoded.size > limit) CutBehindLine(decoded.content);
+        part.content = WithLineFeeds(TextIn(entity.type.charset, std::move(decoded.content)));
         text_left_ -= std::min(text_left_, part.content.size());
         return body.ended_by;
+    }
+
+    // No character is cut in two.
+    static void CutBehindLine(std::string& text) {
+        std::size_t const end = text.find_last_of("\r\n");
+        if (end != npos) text.resize(end + 1);
     }
 
     static std::string WithLineFeeds(std::string text) {

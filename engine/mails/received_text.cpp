@@ -50,9 +50,11 @@ std::optional<Word> WordAt(std::string_view text) {
     return Word{charset, mime::DecodedBody(content.c_str(), mode), end + 2};
 }
 
-// Without the quotes around it, and without the backslashes in front of those in it.
+// Without the quotes around it, of which the second may lack, and without the backslashes in front of those
+// in it.
 std::string Unquoted(std::string_view text) {
-    if (text.size() >= 2 && text.front() == '"' && text.back() == '"') text = text.substr(1, text.size() - 2);
+    if (text.starts_with('"'))
+        text = text.substr(1, text.size() - (text.size() > 1 && text.ends_with('"') ? 2 : 1));
     std::string unquoted;
     for (std::size_t at = 0; at < text.size(); ++at) {
         if (text.substr(at, 2) == "\\\"") ++at;
@@ -65,7 +67,7 @@ std::string Unquoted(std::string_view text) {
 // Calls `take(key, value)` for each parameter of a header's value, in UTF-8, the value without its quotes.
 template <class Take>
 void ForEachParameter(std::string_view value, Take take) {
-    std::string const text = GuessedText(MailAnalyzer::ReformatHeaderBodyString(CString(value)).View());
+    std::string const text = GuessedText(value);
     for (std::string_view header = text; !header.empty();) {
         bool quoted = false;
         std::size_t end = 0;
@@ -80,9 +82,9 @@ void ForEachParameter(std::string_view value, Take take) {
         std::size_t const equals = parameter.find('=');
         if (equals == npos) continue;
         std::string const content = Unquoted(Trimmed(parameter.substr(equals + 1)));
-        CString key(Trimmed(parameter.substr(0, equals)));
-        key.MakeLower();
-        take(key.View(), std::string_view(content));
+        std::string_view key = parameter.substr(0, equals);
+        key.remove_prefix(std::min(key.rfind(')') + 1, key.size()));  // a comment
+        take(LowerCase(Trimmed(key)), content);
     }
 }
 

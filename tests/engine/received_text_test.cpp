@@ -45,6 +45,8 @@ TEST(ReceivedText, PartsTellTheirNames) {
         {" inline", " image/gif; name=b.gif", "b.gif"},
         {" attachment; filename*=utf-8''%F0%9F%92%90.txt", "", "💐.txt"},
         {" attachment; filename*=x-own''%8Ft.txt", "", "春.txt"},
+        {" attachment; filename=my file (1).txt ", "", "my file (1).txt"},
+        {" attachment; filename=\"a.txt", "", "a.txt"},
         {"", "", ""},
     };
     for (Row const& row : rows) {
