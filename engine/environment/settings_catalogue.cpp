@@ -37,6 +37,9 @@ std::vector<Setting> Make() {
         {"receive.register", 72, choice, "off", "off|tagged|empty",
          "メールでの登録: 受けない、登録の印のあるもの、空のメールも"},
         {"receive.refuse-keyword", 73, text, "", "", "1行目にあれば配信停止の申し出とみなす言葉"},
+        {"receive.refuse-words", 90, text, "unsubscribe,配信停止,配信不要,配信解除,解除,不要,退会", "",
+         "件名の全体か短い返信の1行目がこれなら配信停止の申し出とみなす言葉 "
+         "(コンマで区切る。空なら既定のもの)"},
         {"smtp.security", 74, choice, "none", "none|tls|starttls",
          "送信サーバーとの暗号化: なし、接続の初めから(465番)、STARTTLS(587番)"},
         {"smtp.ca-file", 75, text, "", "",

@@ -28,7 +28,11 @@ constexpr struct {
 
 constexpr char const* outcome_words[] = {"送信", "拒否", "失敗", "不明"};
 
-constexpr char const* answer_words[] = {"エラー", "遅延", "開封", "配信停止", "登録", "その他"};
+constexpr char const* answer_words[] = {
+    "エラー(宛先)", "エラー(一時)", "遅延",     "配達済み",       "エラー(容量)", "エラー(拒否)",
+    "エラー(内容)", "送信者確認",   "自動応答", "迷惑メール報告", "開封",         "未開封削除",
+    "配信停止",     "要確認",       "登録",     "読めないメール", "その他"};
+static_assert(std::size(answer_words) == answer_kinds);
 
 template <class State>
 constexpr std::size_t Index(State state) {
@@ -64,6 +68,11 @@ StoredState<RecipientState> StoredRecipientState(CString const& letter) {
 char const* WordOf(MailStatus status) { return mail_statuses[Index(status)].word; }
 char const* WordOf(RecipientState state) { return recipient_states[Index(state)].word; }
 char const* WordOf(Outcome outcome) { return outcome_words[Index(outcome)]; }
+bool IsBounce(AnswerKind kind) {
+    using enum AnswerKind;
+    return kind == hard || kind == soft || kind == mailbox_full || kind == blocked || kind == content_refused;
+}
+
 char const* WordOf(AnswerKind kind) { return answer_words[Index(kind)]; }
 
 }  // namespace engine

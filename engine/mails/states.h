@@ -38,8 +38,28 @@ enum class Outcome {
 };
 
 // The kind of a received mail.
-enum class AnswerKind { bounce, delay, receipt, refusal, registration, other };
+enum class AnswerKind {
+    hard,             // bounce: the address does not work, and will not
+    soft,             // bounce for another reason, or for none that is given
+    delayed,          // the server still tries
+    delivered,        // report of success; also relayed to a server that gives no reports
+    mailbox_full,     // bounce
+    blocked,          // bounce: the sender or its server is refused, as spam or by policy
+    content_refused,  // bounce: the mail is too large, or its form or content is refused
+    challenge,        // the sender is to prove to be a person
+    auto_reply,       // notice of absence and the like
+    complaint,        // reported as spam (RFC 5965)
+    receipt,          // opened
+    deleted_unread,
+    refusal,
+    unclear_refusal,  // may be a refusal; a person is to decide
+    registration,
+    unreadable,
+    other
+};
 inline constexpr std::size_t answer_kinds = static_cast<std::size_t>(AnswerKind::other) + 1;
+// Whether it tells that a mail did not arrive, and will not.
+bool IsBounce(AnswerKind kind);
 
 // As the list of mails and the send histories hold them; null for unknown, none for a letter that this
 // version does not write.

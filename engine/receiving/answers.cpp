@@ -147,9 +147,10 @@ bool Answers::IsCurrent(HistoryListViewer& history, Answer& answer) const {
 
 void Answers::Bounce(Answer& answer) {
     DeliveryReport const& report = analyzer_.GetDeliveryReport();
-    answer.kind = AnswerKind::bounce;
+    bool const for_good = report.status.Left(1) == "5";
+    answer.kind = for_good ? AnswerKind::hard : AnswerKind::soft;
     if (Holds(report.action, "delayed")) {
-        answer.kind = AnswerKind::delay;
+        answer.kind = AnswerKind::delayed;
         answer.effect = "まだ届けようとしています";
         return;
     }
@@ -169,7 +170,6 @@ void Answers::Bounce(Answer& answer) {
         answer.effect = "もう記録されています";
         return;
     }
-    bool const for_good = report.status.Left(1) == "5";
     RecipientState const after = for_good ? RecipientState::failed : retry_.AfterFailure(number);
     state = LetterOf(after);
     if (apply_) history->TransferState(answer.customer, state, HistoryListViewer::transfer_store);

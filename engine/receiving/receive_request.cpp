@@ -137,11 +137,23 @@ class Receiving {
         next_save_ = Clock::now() + work_to_one_of_saving * (Clock::now() - begun);
     }
 
+    // Told even if there was none.
+    static bool IsCommon(AnswerKind kind) {
+        using enum AnswerKind;
+        return kind == delayed || kind == receipt || kind == refusal || kind == registration || kind == other;
+    }
+
     void Totals() const {
-        std::string text;
-        for (std::size_t kind = 0; kind < answer_kinds; ++kind)
-            text += (kind ? "、" : "") + std::string(WordOf(static_cast<AnswerKind>(kind))) + " " +
-                    Grouped(counts_[kind]) + "通";
+        std::uint64_t bounces = 0;
+        std::string others;
+        for (std::size_t i = 0; i < answer_kinds; ++i) {
+            auto const kind = static_cast<AnswerKind>(i);
+            if (IsBounce(kind))
+                bounces += counts_[i];
+            else if (counts_[i] > 0 || IsCommon(kind))
+                others += "、" + std::string(WordOf(kind)) + " " + Grouped(counts_[i]) + "通";
+        }
+        std::string text = "エラー " + Grouped(bounces) + "通" + others;
         if (postponed_ > 0) text += " (うち次に回したもの " + Grouped(postponed_) + "通)";
         front_.Result(text + (request_.dry_run ? " (--dry-run なので何も変えていません)" : ""));
     }

@@ -72,7 +72,8 @@ std::vector<MailSummary> SummariesOfMails(Session& session, bool deleted) {
         mail.subject = Out(row.GetMailTitle());
         mail.status = StoredMailStatus(row.GetStatus());
         mail.counts = CountsOf(session, id, history);
-        mail.bounces = answers[id][AnswerKind::bounce];
+        for (auto const& [kind, count] : answers[id])
+            if (IsBounce(kind)) mail.bounces += count;
         mail.refusals = answers[id][AnswerKind::refusal];
         CString changed;
         session.Mails().GetMailDataPinPoint(id, CMailListViewer::column_renewal_date, changed);

@@ -68,12 +68,12 @@ FORMS = [
     ("配信停止", Phone, lambda p: p.reply("<REFUSE>", sender="other@example.com"), "mail", None, True),
     ("配信停止", Phone, lambda p: p.addressed(p.body("<REFUSE>\n"), "停止", sender=p.customer.upper(), thread=False),
      "sender", None, True),
-    ("エラー", Desktop, headers_only, "mail", FAILED, False),
-    ("エラー", Desktop, whole_mail, "mail", FAILED, False),
-    ("エラー", Desktop, lambda p: server_text(p, "--- Below this line is a copy of the message."), "mail", WAITS, False),
-    ("エラー", Desktop, lambda p: server_text(p, "Each of the following recipients was rejected by a remote mail server.\n" +
+    ("エラー(宛先)", Desktop, headers_only, "mail", FAILED, False),
+    ("エラー(宛先)", Desktop, whole_mail, "mail", FAILED, False),
+    ("エラー(一時)", Desktop, lambda p: server_text(p, "--- Below this line is a copy of the message."), "mail", WAITS, False),
+    ("エラー(一時)", Desktop, lambda p: server_text(p, "Each of the following recipients was rejected by a remote mail server.\n" +
                                            "-" * 51, "Mail could not be delivered"), "mail", WAITS, False),
-    ("エラー", Web, lambda p: server_text(p, "--- Below this line is a copy of the message.", word("😀 Returned mail", "utf-8")),
+    ("エラー(一時)", Web, lambda p: server_text(p, "--- Below this line is a copy of the message.", word("😀 Returned mail", "utf-8")),
      "mail", WAITS, False),
     ("その他", Desktop, lambda p: p.reply("ただいま不在にしております。", "自動応答: "), "none", None, False),
     ("その他", Web, lambda p: p.reply("I am out of the office until Monday.", "Automatic reply: "), "none", None, False),

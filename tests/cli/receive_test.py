@@ -47,7 +47,7 @@ class Receive(WayBackTest):
         told = self.receive()
         self.assertEqual(told.out, "エラー 3通、遅延 1通、開封 2通、配信停止 3通、登録 2通、その他 2通\n")
         self.assertEqual(dry.out, told.out[:-1] + " (--dry-run なので何も変えていません)\n")
-        self.assertIn("エラー メール0 顧客0 <MAILER-DAEMON@mx.example.com>: エラーにしました: smtp; 550 no such user\n", told.err)
+        self.assertIn("エラー(宛先) メール0 顧客0 <MAILER-DAEMON@mx.example.com>: エラーにしました: smtp; 550 no such user\n", told.err)
         after = {"n0": ("エラー", "1", "N"), "n1": ("待ち", "1", "N"), "n2": ("完了", "0", "Y"), "n3": ("完了", "0", "N"),
                  "n4": ("完了", "0", "N"), "n5": ("完了", "0", "N")}
         self.assertEqual(self.history(), after)

@@ -61,14 +61,14 @@ TEST_F(AnswersTest, ABounceTakesEffectByItsReportAndTheRetrySettings) {
         AnswerKind kind;
         RecipientState after;
     } rows[] = {
-        {"Y", "3", 0, "Action: failed\r\nStatus: 5.1.1", AnswerKind::bounce, RecipientState::failed},
-        {"Y", "3", 0, "Action: failed\r\nStatus: 4.4.1", AnswerKind::bounce, RecipientState::waiting},
-        {"Y", "3", 0, "Action: failed", AnswerKind::bounce, RecipientState::waiting},
-        {"Y", "3", 0, "Status: 5.0.0\r\nACTION:\r\n\tDelayed", AnswerKind::delay, RecipientState::complete},
-        {"N", "3", 0, "Status: 4.4.1", AnswerKind::bounce, RecipientState::failed},
-        {"Y", "1", 0, "Status: 4.4.1", AnswerKind::bounce, RecipientState::waiting},
-        {"Y", "1", 1, "Status: 4.4.1", AnswerKind::bounce, RecipientState::failed},
-        {"Y", "2", 1, "Status: 4.4.1", AnswerKind::bounce, RecipientState::waiting},
+        {"Y", "3", 0, "Action: failed\r\nStatus: 5.1.1", AnswerKind::hard, RecipientState::failed},
+        {"Y", "3", 0, "Action: failed\r\nStatus: 4.4.1", AnswerKind::soft, RecipientState::waiting},
+        {"Y", "3", 0, "Action: failed", AnswerKind::soft, RecipientState::waiting},
+        {"Y", "3", 0, "Status: 5.0.0\r\nACTION:\r\n\tDelayed", AnswerKind::delayed, RecipientState::complete},
+        {"N", "3", 0, "Status: 4.4.1", AnswerKind::soft, RecipientState::failed},
+        {"Y", "1", 0, "Status: 4.4.1", AnswerKind::soft, RecipientState::waiting},
+        {"Y", "1", 1, "Status: 4.4.1", AnswerKind::soft, RecipientState::failed},
+        {"Y", "2", 1, "Status: 4.4.1", AnswerKind::soft, RecipientState::waiting},
     };
     for (auto const& row : rows) {
         Sent();

@@ -16,12 +16,14 @@ TEST(Inbox, CountsAnswersOfEveryVersion) {
     std::filesystem::create_directory(folder / "INBOX");
     std::ofstream(folder / "INBOX/actions.tsv") << "2026/11/22 10:00:00\tエラー\t3\t7\ta@b.jp\t\n"
                                                    "2026/11/23 10:00:00\tbounce\t3\t8\ta@b.jp\t\n"
+                                                   "2026/11/23 10:00:00\thard\t3\t8\ta@b.jp\t\n"
                                                    "2026/11/23 10:00:01\trefusal\t3\t8\ta@b.jp\t\n"
                                                    "2026/11/23 10:00:02\tdelay\t-1\t-1\ta@b.jp\t\n"
                                                    "2026/11/23 10:00:03\tnews\t4\t8\ta@b.jp\t\n"
                                                    "2026/11/23 10:00:04\tbounce\t3";
     engine::AnswerCounts const counts = engine::CountAnswers(folder.string());
-    engine::AnswerCounts const wanted = {{3, {{AnswerKind::bounce, 2}, {AnswerKind::refusal, 1}}}};
+    engine::AnswerCounts const wanted = {
+        {3, {{AnswerKind::hard, 1}, {AnswerKind::soft, 2}, {AnswerKind::refusal, 1}}}};
     EXPECT_EQ(wanted, counts);
     std::filesystem::remove_all(folder);
 }
@@ -42,7 +44,7 @@ TEST(Inbox, WhatACutOffReceivingLeftCountsOnce) {
         std::ofstream(folder / "INBOX/actions.tsv", std::ios::app) << effect << "\n";
         again = engine::Inbox(folder.string());
     }
-    engine::AnswerCounts const wanted = {{3, {{engine::AnswerKind::bounce, 2}}}};
+    engine::AnswerCounts const wanted = {{3, {{engine::AnswerKind::soft, 2}}}};
     EXPECT_EQ(wanted, engine::CountAnswers(folder.string()));
     std::filesystem::remove_all(folder);
 }
