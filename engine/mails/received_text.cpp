@@ -77,14 +77,14 @@ void ForEachParameter(std::string_view value, Take take) {
             else
                 quoted ^= header[end] == '"';
         }
-        std::string_view const parameter = header.substr(0, end);
+        std::string_view parameter = Trimmed(header.substr(0, end));
+        if (parameter.starts_with('('))
+            parameter.remove_prefix(std::min(parameter.find(')'), parameter.size() - 1) + 1);
         header.remove_prefix(std::min(end + 1, header.size()));
         std::size_t const equals = parameter.find('=');
         if (equals == npos) continue;
         std::string const content = Unquoted(Trimmed(parameter.substr(equals + 1)));
-        std::string_view key = parameter.substr(0, equals);
-        key.remove_prefix(std::min(key.rfind(')') + 1, key.size()));  // a comment
-        take(LowerCase(Trimmed(key)), content);
+        take(LowerCase(Trimmed(parameter.substr(0, equals))), content);
     }
 }
 
