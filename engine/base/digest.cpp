@@ -1,5 +1,6 @@
 #include "engine/base/digest.h"
 
+#include "engine/base/hex_digits.h"
 #include "tessaly/storage.h"
 
 namespace engine {
@@ -11,12 +12,7 @@ std::string DigestOf(std::string const& text) {
     MD5Update(&context, reinterpret_cast<unsigned char const*>(text.data()),
               static_cast<unsigned>(text.size()));
     MD5Final(digest, &context);
-    std::string digits;
-    for (unsigned const byte : digest) {
-        digits += "0123456789abcdef"[byte >> 4];
-        digits += "0123456789abcdef"[byte & 15];
-    }
-    return digits;
+    return HexDigits(digest);
 }
 
 }  // namespace engine

@@ -4,6 +4,8 @@
 
 #include <new>
 
+#include "engine/base/hex_digits.h"
+
 namespace engine {
 namespace {
 
@@ -38,14 +40,7 @@ std::array<unsigned char, sha256_digits / 2> Sha256::Bytes() {
     return bytes;
 }
 
-std::string Sha256::Digits() {
-    std::string digits;
-    for (unsigned const byte : Bytes()) {
-        digits += "0123456789abcdef"[byte >> 4];
-        digits += "0123456789abcdef"[byte & 15];
-    }
-    return digits;
-}
+std::string Sha256::Digits() { return HexDigits(Bytes()); }
 
 std::string Sha256Of(std::string_view bytes) {
     Sha256 sha;

@@ -15,6 +15,7 @@
 #include "engine/environment/data_paths.h"
 #include "engine/environment/file_record.h"
 #include "engine/environment/folder_lock.h"
+#include "engine/environment/message_key.h"
 #include "engine/environment/safe_change.h"
 
 namespace fs = std::filesystem;
@@ -136,6 +137,12 @@ void KeepSequences(Session const& session, NewState& state) {
     }
 }
 
+// The mails that were sent since are signed with the present one.
+void KeepMessageKey(Session const& session, NewState& state) {
+    if (ReadMessageKey(session.DataDirectory()).state == MessageKey::whole)
+        state.paths.erase(message_key_file);
+}
+
 void Write(std::string const& data, NewState const& state) {
     for (std::string const& path : state.paths) {
         std::string const target = data + "/" + path, staged = state.staged + "/" + path;
@@ -171,6 +178,7 @@ void PutInPlace(Session& session, NewState state, std::string const& what) {
     MailList const now(session, data + "/" + mail_list_file);
     KeepHistories(session, state, now);
     KeepSequences(session, state);
+    KeepMessageKey(session, state);
     std::string const new_list = state.staged + "/" + mail_list_file;
     if (state.paths.contains(mail_list_file) && fs::exists(new_list)) {
         MailList list(session, new_list);

@@ -16,9 +16,9 @@ struct NewState {
 
 // Brings files of an environment into an earlier state, as one change; with `what` it can be undone. Whatever
 // the earlier state was, nobody who has a mail gets it again, and no number is given twice: a mail that is
-// there now keeps its send history, its journal and what the list tells of the sending, and the sequences do
-// not go back. The session is one for restoring. Throws Failure, and nothing is changed: environment_busy
-// while a mail is being sent.
+// there now keeps its send history, its journal and what the list tells of the sending, the sequences do not
+// go back, and the key that signs mails stays unless it is damaged. The session is one for restoring. Throws
+// Failure, and nothing is changed: environment_busy while a mail is being sent.
 void PutInPlace(Session& session, NewState state, std::string const& what);
 
 // The folder for a state in the making, in the data directory; it goes with the object, and what a process

@@ -64,6 +64,13 @@ void CheckReceived(Session& session, EnvironmentState& state) {
     }
 }
 
+void CheckMessageKey(Session& session, EnvironmentState& state) {
+    state.message_key = ReadMessageKey(session.DataDirectory()).state;
+    if (state.message_key == MessageKey::damaged)
+        state.troubles.push_back("署名の鍵が壊れています: " + session.DataDirectory() + "/" +
+                                 message_key_file);
+}
+
 void CheckJournals(Session& session, EnvironmentState& state) {
     std::error_code error;
     for (fs::directory_iterator folder(session.DataDirectory() + "/MAIL", error), end;
@@ -197,6 +204,7 @@ EnvironmentState StateOfEnvironment(Session& session) {
     CheckSequence(session, state, "EXTRACT/extrseq.dat", groups_file);
     CheckJournals(session, state);
     CheckReceived(session, state);
+    CheckMessageKey(session, state);
     return state;
 }
 
@@ -234,6 +242,10 @@ bool CheckEnvironment(Access const& access, std::string const& env_file) {
                      Grouped(journal.records) + "件");
     front.Result("添付ファイル " + Grouped(state.attachments) + "個、受信したメール " +
                  Grouped(state.received) + "通を調べました。");
+    if (state.message_key != MessageKey::damaged)
+        front.Result(state.message_key == MessageKey::whole
+                         ? "署名の鍵: 完全です。"
+                         : "署名の鍵: まだありません。次に送るときに作ります。");
     for (std::string const& note : state.notes) front.Result(note);
     for (std::string const& trouble : state.troubles) front.Result(trouble);
     front.Result(state.IsWhole()

@@ -6,6 +6,7 @@
 #include <string_view>
 #include <vector>
 
+#include "engine/environment/message_key.h"
 #include "engine/environment/session.h"
 #include "engine/environment/table_kind.h"
 #include "engine/environment/table_rows.h"
@@ -52,9 +53,10 @@ struct JournalState {
 struct EnvironmentState {
     std::vector<TableState> tables;
     std::vector<JournalState> journals;
-    std::vector<std::string> troubles;  // with sequences, attachments and received mails; sentences
+    std::vector<std::string> troubles;  // with sequences, attachments, received mails and the key; sentences
     std::vector<std::string> notes;     // of what a power cut can leave and its next use puts right
     std::size_t attachments = 0, received = 0;
+    MessageKey::State message_key = MessageKey::none;
 
     TableState const* Find(std::string const& path) const;
     bool IsWhole() const;

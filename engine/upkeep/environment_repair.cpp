@@ -31,13 +31,15 @@ class Repair {
 
     void Run() {
         std::set<int> const mails = MailsToSettle();
-        bool const nothing = Plan().empty() && mails.empty() && !HasSequenceToMove();
+        bool const key_damaged = state_.message_key == MessageKey::damaged;
+        bool const nothing = Plan().empty() && mails.empty() && !HasSequenceToMove() && !key_damaged;
         if (nothing && state_.IsWhole()) return session_.Front().Result("直すものはありません。");
         if (!nothing) Ask();
         for (int const mail : mails) Settle(mail);
         for (TableState const* table : Plan())
             if (table->kind->form != TableKind::history) RepairOne(*table);
         MoveSequences();
+        if (key_damaged) RenewMessageKey();
         session_.LoadSettings();
         session_.Mails();  // the library adds a row for each mail that has lost its own
         TellRest();
@@ -77,6 +79,7 @@ class Repair {
         for (JournalState const& journal : state_.journals)
             if (journal.damaged)
                 front.Notice("送信の記録 (メール " + std::to_string(journal.mail) + ") が壊れています。");
+        if (state_.message_key == MessageKey::damaged) front.Notice("署名の鍵が壊れています。");
         if (!request_.yes &&
             !front.Confirm("これらを直しますか? 壊れたファイルは NAME.damagedN として残します"))
             throw Failure(Failure::declined, "何も変えていません。");
@@ -230,6 +233,12 @@ class Repair {
                 throw Failure(Failure::not_written, std::string("番号を書けませんでした: ") + sequence.file);
             session_.Front().Result("次の番号を " + std::to_string(*value) + " にしました: " + sequence.file);
         }
+    }
+
+    void RenewMessageKey() {
+        session_.Front().Result(
+            "壊れた署名の鍵を残しました: " + PutAsideMessageKey(session_) +
+            "\n次に送るときに新しい鍵を作ります。これまでのメールへの返事は、送信履歴で確かめます。");
     }
 
     void TellRest() {
