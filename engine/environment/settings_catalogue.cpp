@@ -4,6 +4,7 @@
 
 #include "engine/base/whole_number.h"
 #include "tessaly/environment.h"
+#include "tessaly/text.h"
 
 namespace engine {
 namespace {
@@ -52,6 +53,9 @@ std::vector<Setting> Make() {
         {"news.proxy", 79, text, "", "", "お知らせを見るときのプロキシー (サーバー:ポート)"},
         {"news.proxy-user", 80, text, "", "", "プロキシーのユーザーID"},
         {"news.proxy-password", 81, secret, "", "", "プロキシーのパスワード (表示されません)"},
+        {"return.address", 82, address_pattern, "", "",
+         "エラーメールの届くアドレス (* に宛先ごとの印が入ります。空なら差出人のアドレス): "
+         "bounce+*@shop.example.jp"},
         {"import.flag", SystemOption::cell_import_flag, choice, "N", "Y|N", "店舗データの取り込みの切り替え"},
     };
     for (int i = 0; i < attributes; ++i) {
@@ -62,6 +66,22 @@ std::vector<Setting> Make() {
                        std::string(attribute_types), "拡張属性" + letter + "の種類"});
     }
     return all;
+}
+
+// The longest token that an address can get, "m<mail>-c<customer>-<check>", and the limit of RFC
+// 5321 4.5.3.1.1.
+constexpr std::size_t longest_token = 41, longest_local_part = 64;
+
+std::string RefusalOfPattern(std::string_view value) {
+    if (value.empty()) return {};
+    std::size_t const star = value.find('*'), at = value.find('@');
+    if (star == value.npos || value.find('*', star + 1) != value.npos || star > at)
+        return "@ の前に * を1つ入れてください (bounce+*@shop.example.jp)";
+    std::string address(value);
+    address.replace(star, 1, longest_token, 'm');
+    if (MailAddressChecker(address.c_str()) != 1) return "メールアドレスの形が正しくありません";
+    if (address.find('@') > longest_local_part) return "@ の前が長すぎます (* のほかに23文字まで)";
+    return {};
 }
 
 bool IsAttributeType(Setting const& setting) {
@@ -108,7 +128,7 @@ std::string RefusalOf(Setting const& setting, std::string_view value) {
         if (!number || *number < low || *number > high)
             return std::to_string(low) + " から " + std::to_string(high) + " までの数を入れてください";
     }
-    return {};
+    return setting.kind == SettingKind::address_pattern ? RefusalOfPattern(value) : std::string();
 }
 
 std::string ForCell(Setting const& setting, std::string_view value) {

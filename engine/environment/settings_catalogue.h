@@ -8,7 +8,13 @@
 // change.
 namespace engine {
 
-enum class SettingKind { text, number, choice, secret };
+enum class SettingKind {
+    text,
+    number,
+    choice,
+    secret,
+    address_pattern,  // a mail address with one "*" before its "@", for which a token is put; or empty
+};
 
 struct Setting {
     std::string name;

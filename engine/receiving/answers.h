@@ -7,6 +7,7 @@
 #include <unordered_map>
 
 #include "engine/environment/session.h"
+#include "engine/incoming/own_id.h"
 #include "engine/receiving/answer_kind.h"
 #include "engine/receiving/inbox.h"
 #include "engine/sending/mailing.h"

@@ -18,7 +18,7 @@ bool EndsSoon(Handshake const& handshake) {
 }
 
 ServerCheck CheckSmtp(ServerSettings const& server) {
-    ChannelCheck const check = MakeMailChannel(server, {})->Check();
+    ChannelCheck const check = MakeMailChannel(server)->Check();
     return {check.works, check.reason, check.handshake, EndsSoon(check.handshake), 0};
 }
 

@@ -26,7 +26,7 @@ Verdict VerdictOf(protocol::SmtpFailure const& failure) {
 
 class PlainChannel : public MailChannel {
   public:
-    PlainChannel(ServerSettings const& server, CString const& sender) {
+    explicit PlainChannel(ServerSettings const& server) {
         client_.SetSmtpHost(server.host, server.port);
         auto const allows = [&](char const* method) {
             return server.auth == "any" || server.auth == method ? 1 : 0;
@@ -36,7 +36,6 @@ class PlainChannel : public MailChannel {
         client_.SetSmtpUserPass(server.user, server.password);
         client_.SetTimeOutTime(server.timeout_milliseconds);
         client_.SetTimeOutTimeBeforeConnect(server.timeout_milliseconds);
-        client_.SetSenderAddr(sender);
     }
 
     void Send(OutgoingMail const& mail, Known const& known) override {
@@ -78,7 +77,7 @@ class PlainChannel : public MailChannel {
 // component, so that the verdict is known before QUIT.
 class SecureChannel : public MailChannel {
   public:
-    SecureChannel(ServerSettings const& server, CString const& sender) : server_(server), sender_(sender) {}
+    explicit SecureChannel(ServerSettings const& server) : server_(server) {}
     ~SecureChannel() override { client_.Disconnect(); }
 
     void Send(OutgoingMail const& mail, Known const& known) override {
@@ -86,7 +85,7 @@ class SecureChannel : public MailChannel {
         if (!kept) client_.Prepare(server_);
         bool const last = ++sent_ >= server_.mails_per_connection;
         client_.Set(smtps_keep_connection, 1);
-        client_.Set(smtps_from, sender_);
+        client_.Set(smtps_from, mail.sender);
         client_.Set(smtps_recipients, mail.recipient);
         client_.Set(smtps_message, MessageOf(mail));
         bool const sent = client_.Do(smtps_send) == platform::component_ok;
@@ -140,16 +139,15 @@ class SecureChannel : public MailChannel {
     }
 
     ServerSettings const server_;
-    CString const sender_;
     SecureSender client_;
     int sent_ = 0;  // over this connection
 };
 
 }  // namespace
 
-std::unique_ptr<MailChannel> MakeMailChannel(ServerSettings const& server, CString const& sender) {
-    if (server.security == Security::none) return std::make_unique<PlainChannel>(server, sender);
-    return std::make_unique<SecureChannel>(server, sender);
+std::unique_ptr<MailChannel> MakeMailChannel(ServerSettings const& server) {
+    if (server.security == Security::none) return std::make_unique<PlainChannel>(server);
+    return std::make_unique<SecureChannel>(server);
 }
 
 }  // namespace engine

@@ -41,6 +41,6 @@ class MailChannel {
     virtual ChannelCheck Check() = 0;
 };
 
-std::unique_ptr<MailChannel> MakeMailChannel(ServerSettings const& server, CString const& sender);
+std::unique_ptr<MailChannel> MakeMailChannel(ServerSettings const& server);
 
 }  // namespace engine

@@ -3,13 +3,14 @@
 #include <algorithm>
 #include <exception>
 #include <memory>
+#include <optional>
 #include <random>
+#include <string_view>
 #include <thread>
 #include <utility>
 
 #include "engine/base/crossing.h"
 #include "engine/base/stoppable_waits.h"
-#include "engine/base/whole_number.h"
 #include "engine/mails/mail_text.h"
 #include "engine/sending/retry_policy.h"
 #include "tessaly/delivery.h"
@@ -18,44 +19,24 @@
 namespace engine {
 namespace {
 
-constexpr char const* mail_mark = "m";
-constexpr char const* own_mark = "tessaly-";
-
 // After this many failures in a row that hold for every recipient, the mailing stops.
 constexpr int most_failures_in_a_row = 5;
 
-// What sets the Message-IDs of one mailing apart from those of another that goes on at the same time.
-// Stands behind the customer's number.
-CString MessageIdText(std::optional<int> mail, CString const& sender) {
+// What sets the Message-IDs of one mailing apart from those of another that goes on at the same time. Stands
+// behind the customer's number. That of a stored mail holds its number too, so that an answer leads to mail
+// and customer in one step; other mail programs keep Message-IDs as they are.
+CString MessageIdText(std::optional<int> mail) {
     CString text;
     text.Format("tessaly-%08x", std::random_device()());
-    if (mail) text = mail_mark + CString(std::to_string(*mail).c_str()) + "." + text;
-    return text + "@" + sender.Mid(sender.Find('@') + 1);
+    return mail ? "m" + CString(std::to_string(*mail).c_str()) + "." + text : text;
 }
 
 }  // namespace
 
-std::optional<MailNumbers> NumbersIn(std::string_view message_id) {
-    std::vector<std::string_view> parts;
-    for (std::string_view rest = message_id.substr(0, message_id.find('@'));;) {
-        std::size_t const dot = rest.find('.');
-        parts.push_back(rest.substr(0, dot));
-        if (dot == rest.npos) break;
-        rest.remove_prefix(dot + 1);
-    }
-    std::size_t const count = parts.size();
-    if (count < 3 || !parts[count - 1].starts_with(own_mark) || !parts[count - 2].starts_with(mail_mark))
-        return {};
-    MailNumbers const numbers{WholeNumber(parts[count - 2].substr(1)).value_or(-1),
-                              WholeNumber(parts[count - 3]).value_or(-1)};
-    return numbers.mail >= 0 && numbers.customer >= 0 ? std::optional(numbers) : std::nullopt;
-}
-
 // One thread's connection to the server.
 class Mailing::Client {
   public:
-    explicit Client(Mailing& mailing)
-        : mailing_(mailing), channel_(MakeMailChannel(mailing.server_, mailing.from_.address)) {}
+    explicit Client(Mailing& mailing) : mailing_(mailing), channel_(MakeMailChannel(mailing.server_)) {}
 
     // The mail at that place of the mailing.
     Delivery::Course Send(std::size_t place, int id) {
@@ -115,15 +96,16 @@ class Mailing::Client {
 
 Mailing::Mailing(FrontEnd const& front, MailContent const& content, Mailbox const& from,
                  ServerSettings const& server, Fetch fetch, std::function<void(Delivery const&)> on_delivery,
-                 MailIntents* intents)
+                 MailIntents* intents, WayBack const& way_back)
     : front_(front),
-      template_(content, from),
-      from_(from),
+      template_(content, from, way_back),
       server_(server),
       fetch_(std::move(fetch)),
       on_delivery_(std::move(on_delivery)),
       intents_(intents),
-      message_id_text_(MessageIdText(content.mail, from.address)) {
+      signer_(content.mail ? way_back.signer : IdSigner()),
+      message_id_text_(MessageIdText(content.mail)),
+      domain_(from.address.Mid(from.address.Find('@') + 1).View()) {
     MailSend::SetXMailer(HeaderText(Mailable(server.mailer, true), std::string_view("X-Mailer: ").size()));
 }
 
@@ -141,7 +123,10 @@ void Mailing::Run(std::vector<int> const& ids, int threads) {
     if (stopped_.empty() && front_.Stopped()) stopped_ = "中断しました。";
 }
 
-CString Mailing::NewMessageId(int id) const { return MailSend::MakeMessageID(message_id_text_, id); }
+CString Mailing::NewMessageId(int id) const {
+    CString const local = MailSend::MakeMessageID(message_id_text_, id);
+    return CString(std::string_view(signer_.MessageId(local.View(), domain_)));
+}
 
 void Mailing::Work(std::vector<int> const& ids) {
     try {

@@ -3,9 +3,7 @@
 #include <atomic>
 #include <functional>
 #include <mutex>
-#include <optional>
 #include <string>
-#include <string_view>
 #include <vector>
 
 #include "engine/base/failure.h"
@@ -58,7 +56,7 @@ class Mailing {
     // the server, by one thread at a time. Without `intents` no mail has to wait.
     Mailing(FrontEnd const& front, MailContent const& content, Mailbox const& from,
             ServerSettings const& server, Fetch fetch, std::function<void(Delivery const&)> on_delivery,
-            MailIntents* intents = nullptr);
+            MailIntents* intents = nullptr, WayBack const& way_back = {});
     // Returns when every mail has ended or was left out, when the front end stops the mailing, or when the
     // server takes no more; `Stopped` then gives the reason.
     void Run(std::vector<int> const& ids, int threads);
@@ -81,12 +79,13 @@ class Mailing {
 
     FrontEnd const& front_;
     MailTemplate const template_;
-    Mailbox const& from_;
     ServerSettings const& server_;
     Fetch fetch_;
     std::function<void(Delivery const&)> on_delivery_;
     MailIntents* const intents_;
+    IdSigner const signer_;
     CString const message_id_text_;
+    std::string const domain_;
     std::mutex lock_;
     std::atomic<std::size_t> next_ = 0;
     std::atomic<std::uint64_t> done_ = 0, sent_ = 0, left_out_ = 0;
@@ -95,13 +94,5 @@ class Mailing {
     std::string stopped_;
     Failure::Kind stop_kind_ = Failure::stopped;
 };
-
-// The Message-IDs of a mailing hold the numbers of the mail and of the customer, so that an answer leads to
-// both in one step; other mail programs keep them as they are.
-struct MailNumbers {
-    int mail;
-    int customer;
-};
-std::optional<MailNumbers> NumbersIn(std::string_view message_id);
 
 }  // namespace engine

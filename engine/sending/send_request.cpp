@@ -102,7 +102,8 @@ void SendTest(Session& session, SendRequest const& request, int mail) {
         throw Failure(
             Failure::no_testers,
             "テスト送信の相手がいません。「tessaly testers add ENV メールアドレス=...」で登録してください。");
-    MailContent const content = ContentOf(session, mail);
+    MailContent content = ContentOf(session, mail);
+    content.mail.reset();  // the testers' numbers are not those of customers: no answer may lead to one
     Mailbox const from = SenderOf(session);
     auto const fetch = [&](int id, OneCustomer& customer) {
         auto const found = std::find_if(testers.begin(), testers.end(),
@@ -206,6 +207,7 @@ void RunStored(Session& session, SendRequest const& request, int mail, SendHisto
     content.asks_receipt = request.ask_receipt;
     Mailbox const from = SenderOf(session);
     ServerSettings const server = ServerOf(session, request.smtp);
+    WayBack const way_back = WayBackOf(session);
     CurrentCustomers customers(session);
     std::optional<OutcomeFile> report;
     if (!request.report.empty()) report.emplace(request.report, request.resume);
@@ -218,7 +220,7 @@ void RunStored(Session& session, SendRequest const& request, int mail, SendHisto
             if (report && delivery.course != Delivery::cut_off) report->Add(delivery);
             TellFailure(session.Front(), delivery);
         },
-        &history);
+        &history, way_back);
     RunMailing(session, mailing, ids, request.threads);
     history.End();
     if (report) report->End();

@@ -9,6 +9,7 @@
 #include "engine/base/failure.h"
 #include "engine/base/whole_file.h"
 #include "engine/base/whole_number.h"
+#include "engine/environment/message_key.h"
 #include "engine/environment/settings_catalogue.h"
 #include "tessaly/text.h"
 
@@ -99,6 +100,14 @@ ServerSettings ServerOf(Session& session, std::string const& given) {
             Failure::missing_setting,
             "送信サーバーがありません。「settings ENV smtp.host=...」で決めるか、--smtp をつけてください。");
     return server;
+}
+
+WayBack WayBackOf(Session& session) {
+    std::string const address = session.Setting("return.address"),
+                      refusal = RefusalOf(*FindSetting("return.address"), address);
+    if (!refusal.empty())
+        throw Failure(Failure::invalid_value, "return.address: " + refusal + ": " + address);
+    return {IdSigner(MessageKeyForSending(session)), Into(address, "return.address")};
 }
 
 MailboxSettings MailboxOf(Session& session, std::string const& given) {

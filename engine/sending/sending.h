@@ -14,9 +14,12 @@ namespace engine {
 Mailbox SenderOf(Session& session, Mailbox const& given = {});
 // The server of the settings; `given` as "HOST:PORT" takes precedence. Throws Failure when there is none.
 ServerSettings ServerOf(Session& session, std::string const& given);
-
 // The mailbox of the settings, likewise.
 MailboxSettings MailboxOf(Session& session, std::string const& given);
+
+// How answers to a stored mail lead back, by the key of the environment (MessageKeyForSending) and the
+// settings. Throws Failure.
+WayBack WayBackOf(Session& session);
 
 // "HOST:PORT", "[v6 address]:PORT", or a host alone, which leaves `port`. Throws Failure, naming `option`.
 void ReadServer(std::string const& text, std::string const& option, CString& host, int& port);

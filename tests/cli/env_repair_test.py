@@ -1,6 +1,7 @@
 """Tables and their records: env check and env repair, and what every other command makes of a file that is not whole."""
 
 import hashlib
+import re
 import unittest
 
 from cli import CommandTest
@@ -188,6 +189,23 @@ class EnvRepair(CommandTest):
                     self.tessaly(*after)
                     self.check(0)
                     self.assertEqual(file.with_name(file.name + ".damaged0").read_bytes(), NOISE)
+
+    def test_a_damaged_key_stops_nothing(self):
+        self.postbox()
+        self.assertIn("署名の鍵: まだありません。", self.check(0))
+        send = ("send", "shop.tsl", 0, "--smtp", self.server)
+        self.tessaly(*send)
+        self.assertIn("署名の鍵: 完全です。", self.check(0))
+        put(self.folder / "shop/message.key", NOISE)
+        self.assertIn("署名の鍵が壊れています: ", self.check(1))
+        self.tessaly("customers", "add", "shop.tsl", "メールアドレス=new@example.jp")
+        self.tessaly("target", "shop.tsl", 0, "--all")
+        self.assertIn("署名の鍵が壊れています。メールに署名をつけずに送ります。", self.tessaly(*send).err)
+        ids = sorted(mail.id for mail in self.mails())
+        self.assertEqual([bool(re.search(r"\.m0\.tessaly-[0-9a-f]{8}-[a-z2-7]{16}@", one)) for one in ids], [True] * PEOPLE + [False])
+        self.assertIn("壊れた署名の鍵を残しました: ", self.repair().out)
+        self.assertEqual((self.folder / "shop/message.key.damaged0").read_bytes(), NOISE)
+        self.check(0)
 
     def test_texts_keep_their_terminals(self):
         self.put("nd.txt", "Subject: nd\n\nmobile\n")

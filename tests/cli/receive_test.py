@@ -29,7 +29,8 @@ class Receive(WayBackTest):
 
     def test_what_a_mail_asks_for(self):
         header = self.mails()[0].message
-        self.assertEqual(header["List-Unsubscribe"], "<mailto:shop@example.jp?subject=unsubscribe&body=%3CREFUSE%3E>")
+        self.assertRegex(header["List-Unsubscribe"], r"^<mailto:shop@example\.jp\?subject=unsubscribe%20(m0-c\d-[a-z2-7]{16})"
+                                                     r"&body=%3CREFUSE%3E%20\1>$")
         self.assertEqual(header["Disposition-Notification-To"], "shop@example.jp")
 
     def test_every_kind_takes_effect_once(self):

@@ -153,8 +153,36 @@ class StoredSend(StoredMailTest):
         self.tessaly("testers", "add", "shop.tsl", "メールアドレス=me@example.jp", "名前(姓)=試")
         self.send("--test", "--smtp", server.address)
         self.assertEqual(len(server.mails), 1)
+        self.assertNotIn(b".m0.tessaly-", server.mails[0])  # the tester's number is another customer's
         self.assertEqual(self.totals(), ["下書き", "6", "0", "0", "6"])
         self.assertEqual(list((self.folder / "shop/MAIL/0").glob("hist*")), [])
+
+    def test_the_envelope_tells_who_a_bounce_is_about(self):
+        self.new_mail()
+        self.refused("settings", "shop.tsl", "return.address=bounce@example.jp", says="return.address: @ の前に * を1つ")
+        self.tessaly("settings", "shop.tsl", "return.address=bounce+*@example.jp", "smtp.mails-per-connection=50")
+        (self.folder / "ca").mkdir(mode=0o755)
+        authority, tokens = Authority(self.folder / "ca"), []
+        for mail, security in enumerate(("none", "tls"), 1):
+            server = SmtpServer(self, {}, authority.context("mail") if security == "tls" else None)
+            self.tessaly("settings", "shop.tsl", "smtp.host=localhost", "smtp.port=" + server.address.split(":")[1],
+                         "smtp.security=" + security, "smtp.ca-file=ca/ca.pem")
+            self.tessaly("mail", "new", "shop.tsl", "--draft", "draft.txt")
+            self.tessaly("target", "shop.tsl", mail, "--all")
+            self.tessaly("send", "shop.tsl", mail, "--threads", 1)
+            commands = [command for command in server.commands if command[:4] in ("MAIL", "RCPT")]
+            for sender, recipient in zip(commands[::2], commands[1::2]):
+                token = re.match(r"MAIL FROM: ?<bounce\+(m\d+-c\d+-[a-z2-7]{16})@example\.jp>", sender)[1]
+                customer = re.search(r"n(\d)@", recipient)[1]
+                self.assertTrue(token.startswith(f"m{mail}-c{customer}-"), token)
+                tokens.append(token)
+            self.assertEqual(len(set(tokens)), 6 * mail)
+            for content in server.mails:  # each use has a check of its own
+                self.assertFalse(any(token in content.decode("latin-1") for token in tokens))
+            del server.commands[:]
+            self.tessaly("send", "shop.tsl", "--draft", "draft.txt", "--to", 0)
+            self.assertRegex("".join(server.commands), "MAIL FROM: ?<shop@example.jp>")
+            self.assertIn("?subject=unsubscribe&body=%3CREFUSE%3E>", server.mails[-1].decode("latin-1"))
 
     def test_two_runs_of_one_mail_do_not_meet(self):
         self.new_mail(*(f"n{i}@example.jp,表{i},,Y" for i in range(300)))
