@@ -5,7 +5,6 @@
 
 #include "cli/command.h"
 #include "cli/listing.h"
-#include "engine/base/crossing.h"
 #include "engine/receiving/kept_mails.h"
 
 namespace cli {
@@ -18,13 +17,17 @@ struct Arguments {
     std::string format = "table";
 };
 
+constexpr char const* no_date = "(日付なし)";
+
 void List(Arguments const& arguments) {
     ListFormat const format = ListFormatOf(arguments.format);
     Session const session(arguments.access, arguments.env_file, Session::For::reading);
     std::vector<KeptMailRow> const mails = ListKeptMails(session);
     Listing listing(std::cout, format, {"番号", "日時", "差出人", "件名"});
-    for (KeptMailRow const& mail : mails)
-        listing.Add({std::to_string(mail.number), mail.date, mail.from, mail.subject});
+    for (KeptMailRow const& mail : mails) {
+        bool const says_none = mail.date.empty() && format == ListFormat::table;
+        listing.Add({std::to_string(mail.number), says_none ? no_date : mail.date, mail.from, mail.subject});
+    }
     listing.End();
     if (format == ListFormat::table) std::cout << Grouped(mails.size()) << "件\n";
 }
@@ -32,10 +35,14 @@ void List(Arguments const& arguments) {
 void Show(Arguments const& arguments) {
     Session const session(arguments.access, arguments.env_file, Session::For::reading);
     KeptMailText const mail = ReadKeptMail(session, arguments.number);
-    std::cout << "差出人: " << OnOneLine(mail.from) << "\n日時: " << mail.date
-              << "\n件名: " << OnOneLine(mail.subject) << "\nファイル: " << mail.file
-              << "\n添付: " << mail.attachments << "件\n\n"
-              << mail.body << "\n";
+    std::cout << "差出人: " << mail.head.from
+              << "\n日時: " << (mail.head.date.empty() ? no_date : mail.head.date)
+              << "\n件名: " << mail.head.subject << "\nファイル: " << mail.file
+              << "\n添付: " << mail.attachments.size() << "件\n";
+    for (KeptAttachment const& attachment : mail.attachments)
+        std::cout << "  " << attachment.name << " (" << Grouped(attachment.size) << "バイト)\n";
+    if (!mail.whole) std::cout << "部分が多すぎるため、途中までです\n";
+    std::cout << "\n" << mail.body << "\n";
 }
 
 }  // namespace

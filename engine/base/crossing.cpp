@@ -88,7 +88,8 @@ void Append(std::string& text, std::uint16_t code) {
 }
 
 bool IsControl(char32_t point) {
-    return (point < 0x20 && point != '\t' && point != '\r' && point != '\n') || point == 0x7F;
+    return (point < 0x20 && point != '\t' && point != '\r' && point != '\n') ||
+           (point >= 0x7F && point < 0xA0);
 }
 
 bool HasNoLooks(char32_t point) {

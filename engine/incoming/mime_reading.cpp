@@ -161,11 +161,24 @@ bool IsAttachment(std::string_view disposition) {
     return EqualNoCase(Trimmed(disposition.substr(0, disposition.find(';'))), "attachment");
 }
 
-Mailbox FirstMailbox(std::string_view value) {
+SenderAddress FirstSender(std::string_view value) {
     Begin();
     std::string const text = GuessedText(PlainText(value.substr(0, longest_value)));
     Owned<InternetAddressList> const list(internet_address_list_parse(nullptr, text.c_str()));
     return {std::string(Trimmed(NameBeside(text))), FirstAddress(list.get())};
+}
+
+std::string LocalTimeOf(std::string_view date) {
+    Begin();
+    using Time = std::unique_ptr<GDateTime, decltype(&g_date_time_unref)>;
+    using Text = std::unique_ptr<char, decltype(&g_free)>;
+    Time const time(g_mime_utils_header_decode_date(PlainText(date.substr(0, longest_value)).c_str()),
+                    &g_date_time_unref);
+    if (!time) return {};
+    Time const local(g_date_time_to_local(time.get()), &g_date_time_unref);
+    if (!local) return {};
+    Text const text(g_date_time_format(local.get(), "%Y/%m/%d %H:%M:%S"), &g_free);
+    return TextOr(text.get());
 }
 
 bool IsEncoding(std::string_view encoding) {

@@ -21,10 +21,13 @@ MimeType ReadMimeType(std::string_view value);
 bool IsAttachment(std::string_view disposition);
 
 // The first address of a From, Sender or Return-Path and the name beside it, in UTF-8.
-struct Mailbox {
+struct SenderAddress {
     std::string name, address;
 };
-Mailbox FirstMailbox(std::string_view value);
+SenderAddress FirstSender(std::string_view value);
+
+// A Date in any form that programs write, as "2026/11/23 10:00:00" in local time. Empty for none.
+std::string LocalTimeOf(std::string_view date);
 
 // What a Content-Transfer-Encoding makes of a part; an unknown one counts as none.
 struct Untransferred {

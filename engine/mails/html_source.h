@@ -1,6 +1,7 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "engine/mails/draft.h"
@@ -39,5 +40,7 @@ HtmlSource ReadHtml(std::string const& file, std::vector<std::string> const& ext
 // <br> as line ends, never more than one empty line in a row, addresses of links behind their text,
 // references as characters.
 CString TextOfHtml(CString const& html);
+// The same for a page in UTF-8, with all its characters.
+std::string TextOfHtmlInUtf8(std::string_view html);
 
 }  // namespace engine

@@ -35,28 +35,35 @@ std::string Utf8(unsigned code) {
     return bytes;
 }
 
-// What stands for "&name;"; the geta mark for a character that a text mail cannot hold.
-std::string EntityText(std::string_view name) {
+enum class TextCode { utf8, cp932 };
+
+// In code page 932 the geta mark stands for a character that a text mail cannot hold.
+std::string InCode(std::string_view utf8, TextCode code) {
+    if (code == TextCode::utf8) return std::string(utf8);
+    Crossed const crossed = IntoLibrary(utf8);
+    return crossed.no_form || crossed.text.empty() ? IntoLibrary("〓").text : crossed.text;
+}
+
+// What stands for "&name;".
+std::string EntityText(std::string_view name, TextCode text_code) {
     if (name.starts_with('#')) {
         bool const hex = name.size() > 1 && (name[1] == 'x' || name[1] == 'X');
         std::string_view const digits = name.substr(hex ? 2 : 1);
         auto const code = WholeNumber<unsigned>(digits, hex ? 16 : 10);
-        if (!code) return {};
-        Crossed const crossed = IntoLibrary(Utf8(*code));
-        return crossed.no_form || crossed.text.empty() ? IntoLibrary("〓").text : crossed.text;
+        return code ? InCode(Utf8(*code), text_code) : std::string();
     }
     for (auto const& entity : entities)
-        if (entity.name == name) return IntoLibrary(entity.text).text;
+        if (entity.name == name) return InCode(entity.text, text_code);
     return {};
 }
 
-std::string Decoded(std::string_view text) {
+std::string Decoded(std::string_view text, TextCode code) {
     constexpr std::size_t longest_name = 10;
     std::string result;
     for (std::size_t at = 0; at < text.size();) {
         std::size_t const end =
             text[at] == '&' ? text.substr(0, at + longest_name + 2).find(';', at) : text.npos;
-        std::string const meant = end == text.npos ? "" : EntityText(text.substr(at + 1, end - at - 1));
+        std::string const meant = end == text.npos ? "" : EntityText(text.substr(at + 1, end - at - 1), code);
         result += meant.empty() ? std::string(1, text[at]) : meant;
         at = meant.empty() ? at + 1 : end + 1;
     }
@@ -66,8 +73,9 @@ std::string Decoded(std::string_view text) {
 // A text under construction, in which a run of blanks is one blank and line ends are added explicitly.
 class Lines {
   public:
+    explicit Lines(TextCode code) : code_(code) {}
     void Add(std::string_view text) {
-        for (char const c : Decoded(text)) {
+        for (char const c : Decoded(text, code_)) {
             bool const blank = c == ' ' || c == '\t' || c == '\r' || c == '\n' || c == '\f';
             if (!blank) {
                 if (blank_ && !at_start_) text_ += ' ';
@@ -93,13 +101,14 @@ class Lines {
     std::string& Text() { return text_; }
 
   private:
+    TextCode const code_;
     std::string text_;
     bool at_start_ = true, blank_ = false;
 };
 
 class Reading {
   public:
-    explicit Reading(std::string_view page) : page_(page) {}
+    Reading(std::string_view page, TextCode code) : page_(page), code_(code), lines_(code) {}
     std::string Run() {
         HtmlTokens tokens(page_);
         HtmlTag tag;
@@ -131,7 +140,7 @@ class Reading {
     void Link(HtmlTag const& tag) {
         if (!tag.is_end) {
             HtmlAttribute const* href = tag.Find("href");
-            link_ = href ? Decoded(page_.substr(href->begin, href->end - href->begin)) : "";
+            link_ = href ? Decoded(page_.substr(href->begin, href->end - href->begin), code_) : "";
             link_start_ = lines_.Text().size();
             return;
         }
@@ -146,6 +155,7 @@ class Reading {
     }
 
     std::string_view page_;
+    TextCode const code_;
     Lines lines_;
     std::string link_;
     std::size_t link_start_ = 0;
@@ -153,6 +163,10 @@ class Reading {
 
 }  // namespace
 
-CString TextOfHtml(CString const& html) { return CString(std::string_view(Reading(html.View()).Run())); }
+CString TextOfHtml(CString const& html) {
+    return CString(std::string_view(Reading(html.View(), TextCode::cp932).Run()));
+}
+
+std::string TextOfHtmlInUtf8(std::string_view html) { return Reading(html, TextCode::utf8).Run(); }
 
 }  // namespace engine

@@ -134,7 +134,7 @@ class Answers(WayBackTest):
         self.assertIn("登録 3通、その他 3通\n", self.receive().out)
         customers = self.direct_mail()
         self.assertEqual([(customers[f"{new}@example.jp"][0], new) for _, new in names], names)
-        self.assertEqual(self.kept(), [sign + "質問: " + programs[0].mail.subject for sign in ("", "〓", "〓")])
+        self.assertEqual(self.kept(), [sign + "質問: " + programs[0].mail.subject for sign in ("", "😀", "😀")])
         for number, sign in ((1, ""), (2, "😀"), (3, "😀")):
             shown = self.tessaly("inbox", "show", "shop.tsl", number).out
             self.assertIn(f"件名: {sign}質問: ", shown)

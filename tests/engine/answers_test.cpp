@@ -106,9 +106,9 @@ TEST_F(AnswersTest, WhatIsReceivedIsCountedAndKept) {
     Session const session = Open(Session::For::reading);
     std::vector<engine::KeptMailRow> const kept = engine::ListKeptMails(session);
     ASSERT_EQ(1U, kept.size());
-    EXPECT_EQ("〓 x", kept[0].subject);
+    EXPECT_EQ("😀 x", kept[0].subject);
     engine::KeptMailText const mail = engine::ReadKeptMail(session, kept[0].number);
-    EXPECT_EQ("😀 x", mail.subject);
+    EXPECT_EQ("😀 x", mail.head.subject);
     EXPECT_EQ("いつ\n", mail.body);
     EXPECT_EQ("received_mail_not_found", FailureOf([&] { engine::ReadKeptMail(session, 9); }));
 }
