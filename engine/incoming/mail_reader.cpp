@@ -120,7 +120,7 @@ class Reader {
             }
             std::string_view const name = FieldName(text);
             if (name.empty()) {
-                if (GoesOn()) continue;
+                if (!text.starts_with("--") && GoesOn()) continue;
                 break;
             }
             last = nullptr;

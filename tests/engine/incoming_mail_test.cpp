@@ -2,11 +2,13 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <string>
 
 #include "engine/base/crossing.h"
 #include "tessaly/delivery.h"
+#include "tests/support/processor_time.h"
 
 namespace {
 
@@ -217,6 +219,106 @@ TEST(IncomingMail, TextsOfEveryCharsetAreRead) {
                   row.analysed.empty() ? row.text : row.analysed)
             << type;
     }
+}
+
+// Where the mail as it came would be of another class than the well-formed one, the latter counts.
+TEST(IncomingMail, TheClassIsThatOfTheWellFormedMail) {
+    constexpr int undecodable = -1;  // as an ordinary mail
+    std::string const utf16 =
+        "Content-Type: text/plain; charset=utf-16le\nContent-Transfer-Encoding: base64\n\n";
+    struct Row {
+        char const* what;
+        std::string mail;
+        int as_it_came, type;
+    };
+    Row const rows[] = {
+        {"a report without its end", Replaced(bounce, "--b--\n", ""), undecodable, MailAnalyzer::error_mail},
+        {"a refusal in CR CR LF", "From: a@b.jp\r\r\nSubject: x\r\r\n\r\r\n<REFUSE>", MailAnalyzer::ordinary,
+         MailAnalyzer::refuse},
+        {"a sender in raw JIS with a bracket", "From: \x1B$B%(\x1B(B <MAILER-DAEMON@mx>\nSubject: x\n\nx",
+         MailAnalyzer::ordinary, MailAnalyzer::error_mail},
+        {"a subject of words", "From: a@b.jp\nSubject: =?utf-8?B?UmV0dXJuZWQgbWFpbA==?=\n\nx",
+         MailAnalyzer::ordinary, MailAnalyzer::error_mail},
+        {"a refusal in UTF-16", "From: a@b.jp\n" + utf16 + "PABSAEUARgBVAFMARQA+AA==", MailAnalyzer::ordinary,
+         MailAnalyzer::refuse},
+        {"a refusal in quoted-printable with an error",
+         "From: a@b.jp\nContent-Type: text/plain\n"
+         "Content-Transfer-Encoding: quoted-printable\n\n= \n<REFU=  \nSE>",
+         MailAnalyzer::ordinary, MailAnalyzer::refuse},
+        {"a receipt without a blank line",
+         "From: a@b.jp\nContent-Type: multipart/report; report-type=disposition-notification;"
+         "\n boundary=b\n--b\nContent-Type: text/plain\n\nread\n--b--\n",
+         undecodable, MailAnalyzer::disposition_notification},
+        {"a refusal behind a NUL", std::string("From: a@b.jp\nX: \0\nSubject: x\n\n<REFUSE>", 38),
+         MailAnalyzer::ordinary, MailAnalyzer::refuse},
+    };
+    for (Row const& row : rows) {
+        MailAnalyzer plain, analyzer;
+        plain.MailAnalysis(CString(std::string_view(row.mail)));
+        EXPECT_EQ(std::max(plain.GetMailType(), undecodable), row.as_it_came) << row.what;
+        Analyse(IncomingMail(row.mail), analyzer);
+        EXPECT_EQ(analyzer.GetMailType(), row.type) << row.what;
+    }
+}
+
+std::string Repeated(std::string_view text, int size) {
+    std::string repeated;
+    while (repeated.size() < static_cast<std::size_t>(size)) repeated += text;
+    return repeated;
+}
+
+TEST(IncomingMail, HostileMailsTakeLinearTimeAndKeepTheLimits) {
+    std::string const parts = "Content-Type: multipart/mixed; boundary=b\n\n";
+    struct Row {
+        std::string start, repeated, end;
+        bool whole;
+    };
+    Row const rows[] = {
+        {parts, "--b\n\nx\n", "", false},
+        {parts, "--b\nContent-Type: multipart/mixed\n\n--\n\n", "", false},
+        {"", "Content-Type: multipart/mixed; boundary=b\n\n--b\n", "", false},
+        {"", "Content-Type: message/rfc822\n\n", "", false},
+        {"", "A: b\n", "\nx", false},
+        {"Subject: ", "=?utf-8?B?5pil?= ", "\n\nx", false},
+        {"Subject: x\n", "no field\n", "", true},
+        {"Subject: x\n", " folded\n", "\nx", false},
+        {"From: ", "a <a@b>, ", "\n\nx", false},
+        {"Content-Type: multipart/mixed; ", "a=\"b\"; ", "\n\nx", false},
+        {parts, "--c\n", "", true},
+        {parts + "--b\n\n", "\r", "", true},
+        {parts + "--b\nContent-Transfer-Encoding: quoted-printable\n\n", "= ", "", true},
+        {parts + "--b\nContent-Transfer-Encoding: base64\n\n", "\n=", "", true},
+        {"Content-Type: text/plain; charset=iso-2022-jp\n\n", "\x1B$A!!\x1B$B", "", true},
+        {"Content-Type: text/plain; charset=utf-7\n\n", "+", "", true},
+        {"", "\x81\xFF\x1B(", "", true},
+    };
+    for (Row const& row : rows) {
+        auto const make = [&](int size) { return row.start + Repeated(row.repeated, size) + row.end; };
+        auto const read = [](std::string const& text) { IncomingMail(text).ForAnalysis(); };
+        EXPECT_TRUE(TakesLinearTime(500000, make, read)) << row.start << row.repeated;
+        IncomingMail const mail(make(1000000));
+        EXPECT_EQ(mail.Whole(), row.whole) << row.start << row.repeated;
+        EXPECT_LE(mail.Parts().size(), 1000U);
+        EXPECT_LE(mail.Messages().size(), 52U);
+        MailAnalyzer analyzer;
+        Analyse(mail, analyzer);
+    }
+}
+
+TEST(IncomingMail, LargeFilesAreCountedAndLargeTextsCut) {
+    constexpr std::size_t mebibyte = 1 << 20;
+    std::string const file(2 * mebibyte, 'x'), text = Repeated("春の案内\n", 6 * mebibyte);
+    IncomingMail const mail("Content-Type: multipart/mixed; boundary=b\n\n--b\nContent-Type: image/png\n\n" +
+                            file + "\n--b\nContent-Type: text/plain; charset=utf-8\n\n" + text +
+                            "\n--b\n\nx\n--b--");
+    ASSERT_EQ(mail.Parts().size(), 3U);
+    EXPECT_EQ(mail.Parts()[0].size, file.size());
+    EXPECT_EQ(mail.Parts()[0].content, "");
+    EXPECT_EQ(mail.Parts()[1].size, text.size());
+    EXPECT_TRUE(text.starts_with(mail.Parts()[1].content) && mail.Parts()[1].content.ends_with("案内\n"));
+    EXPECT_GT(mail.Parts()[1].content.size(), 4 * mebibyte - 100);
+    EXPECT_EQ(mail.Parts()[2].size, 1U);
+    EXPECT_LT(mail.ForAnalysis().GetLength(), static_cast<int>(4 * mebibyte));
 }
 
 }  // namespace
