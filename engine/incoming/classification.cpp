@@ -22,8 +22,9 @@ constexpr std::string_view daemon_names[] = {
     "mdaemon",       "daemon",       "mail.daemon",   "mmdf",        "mail-system", "bounce",
     "bounces",       "mail-error",   "errormail",     "mailer-agent"};
 // Also of people.
-constexpr std::string_view master_names[] = {"postmaster", "post-master", "post_master", "mailmaster",
-                                             "sysadmin",   "admin",       "mailadmin"};
+constexpr std::string_view master_names[] = {
+    "postmaster",           "post-master", "post_master", "mailmaster",
+    "system administrator", "sysadmin",    "admin",       "mailadmin"};
 constexpr std::string_view daemon_titles[] = {
     "mail delivery sub",     "mail delivery sys",  "mail administrator",
     "mail delivery service", "mailer-daemon",      "internet mail delivery",
@@ -119,6 +120,7 @@ class Judging {
                 case subject:
                     if (in_subject_[i]) return &rows[i];
                     break;
+                case opening:
                 case text:
                     if (in_text_[i] && !subject_alone) return &rows[i];
                     break;
@@ -193,43 +195,62 @@ class Judging {
         result.decided_by = report.action.empty() ? report.status : "Action: " + report.action;
         return result;
     }
+    // What the report itself does not tell may stand in the text.
     Result Failed(RecipientReport const& report) const {
-        Classification result;
-        StatusCodes codes = CodesIn(report.diagnostic);
-        bool const better = !codes.status.empty() && !codes.status.starts_with('2') &&
-                            IsUnspecific(report.status) && !IsUnspecific(codes.status) &&
-                            codes.status[0] == report.status[0];
-        if (!report.status.empty() && !report.status.starts_with('2') && !better)
-            codes.status = report.status;
         std::string const text = TextOfMessage(mail_, message_);
-        BounceReason const reason = ReasonOf(codes, report.diagnostic, BeforeReturnedCopy(text));
-        result.kind = reason.kind;
-        result.status = codes.status;
-        result.reply = codes.reply;
-        result.text = report.diagnostic;
-        result.decided_by = reason.decided_by;
-        return result;
+        std::string_view const own = BeforeReturnedCopy(text);
+        std::string said = report.diagnostic;
+        StatusCodes codes = CodesIn(said);
+        bool const known = !report.status.empty() && !report.status.starts_with('2');
+        if ((!known || IsUnspecific(report.status)) && codes.status.empty() && codes.reply == 0 &&
+            !HasBounceWords(said)) {
+            said = WhatServerSaid(own);
+            codes = CodesIn(said);
+        }
+        bool const better = !codes.status.empty() && IsUnspecific(report.status) &&
+                            !IsUnspecific(codes.status) && codes.status[0] == report.status[0];
+        if (known && !better) codes.status = report.status;
+        return Bounced(ReasonOf(codes, said, own), codes,
+                       report.diagnostic.empty() ? said : report.diagnostic);
     }
 
     // How sure it is that a mail system wrote the mail.
-    enum class Writer { person, may_be_system, system };
+    enum class Writer { person, may_be_system, likely_system, system };
     Writer WhoWrote() const {
-        std::string const from = Out(IntoWithGeta(head_.Decoded("From")));
-        std::string const address = Folded(AddressIn(from));
-        std::string const name = address.substr(0, address.find('@'));
+        std::string const from = Folded(Out(IntoWithGeta(head_.Decoded("From"))));
+        std::string const name = NameIn(from);
         std::string_view const path = head_.Field("Return-Path");
         bool const no_path = !path.empty() && Trimmed(path, "<> \t").empty();
         bool const report = FieldFolded("Content-Type").find("delivery-status") != std::string::npos ||
                             FieldFolded("Content-Class").find(":dsn") != std::string::npos;
-        if (IsOneOf(name, daemon_names) || !head_.Field("X-Failed-Recipients").empty() || report)
+        bool const titled =
+            std::any_of(std::begin(daemon_titles), std::end(daemon_titles),
+                        [&](std::string_view title) { return from.find(title) != from.npos; });
+        if (IsOneOf(name, daemon_names) || !head_.Field("X-Failed-Recipients").empty() || report || titled)
             return Writer::system;
-        std::string const folded = Folded(from);
-        for (std::string_view const title : daemon_titles)
-            if (folded.find(title) != folded.npos) return Writer::system;
         bool const master = IsOneOf(name, master_names);
-        if (master && no_path) return Writer::system;
-        bool const returns = own_.size() < text_.size() && Find(AnswerKind::soft, true);
-        return master || no_path || returns ? Writer::may_be_system : Writer::person;
+        if ((master && no_path) || IsOneOf(NameIn(Folded(path)), daemon_names)) return Writer::likely_system;
+        // A mail without a sender, or with the words and the copy of a bounce.
+        bool const no_sender = name.empty() && !from.empty();
+        bool const returns = Find(AnswerKind::soft, true) && (own_.size() < text_.size() || OpensAsBounce());
+        return master || no_path || no_sender || returns ? Writer::may_be_system : Writer::person;
+    }
+    // What stands in front of the "@" of an address.
+    static std::string NameIn(std::string_view field) {
+        std::string const address = AddressIn(field);
+        return std::string(Trimmed(std::string_view(address).substr(0, address.find('@')), " \"\\"));
+    }
+    bool OpensAsBounce() const {
+        constexpr std::size_t first_lines = 3;
+        std::string opening;
+        std::vector<std::string_view> const lines = OwnLines(own_);
+        for (std::size_t i = 0; i < lines.size() && i < first_lines; ++i)
+            opening.append(lines[i]).append("\n");
+        std::vector<bool> const found = MailWordSearch::Instance().In(Folded(opening));
+        auto const rows = WordsOfMails();
+        for (std::size_t i = 0; i < rows.size(); ++i)
+            if (rows[i].place == MailWords::Place::opening && found[i]) return true;
+        return false;
     }
 
     Result PlainBounce() const {
@@ -240,25 +261,25 @@ class Judging {
         if (MailWords const* const words = Find(AnswerKind::delayed))
             return Of(AnswerKind::delayed, words->words);
         bool const failed = Find(AnswerKind::soft, writer == Writer::may_be_system);
-        if (!failed && (writer != Writer::system || Find(AnswerKind::auto_reply))) return {};
-        std::string const said = WhatServerSaid();
+        if (!failed && (writer == Writer::may_be_system || Find(AnswerKind::auto_reply))) return {};
+        std::string const said = WhatServerSaid(own_);
         StatusCodes const codes = CodesIn(said);
-        if (!failed && codes.status.empty() && codes.reply == 0 && !HasBounceWords(folded_)) return {};
+        if (!failed && writer != Writer::system && codes.status.empty() && codes.reply == 0 &&
+            !HasBounceWords(folded_))
+            return {};
         BounceReason const reason = ReasonOf(codes, said, subject_.text + "\n" + std::string(own_));
-        Classification result;
-        result.kind = reason.kind;
-        result.status = codes.status;
-        result.reply = codes.reply;
-        result.text = OnOneLine(said);
-        result.decided_by = reason.decided_by;
-        return result;
+        return Bounced(reason, codes, said);
+    }
+    static Classification Bounced(BounceReason const& reason, StatusCodes const& codes,
+                                  std::string const& said) {
+        return {reason.kind, codes.status, codes.reply, OnOneLine(said), reason.decided_by};
     }
 
     // The lines that hold a code, else those that hold known words, with what continues them.
-    std::string WhatServerSaid() const {
+    static std::string WhatServerSaid(std::string_view text) {
         constexpr std::size_t enough = 400;
         std::vector<std::string_view> lines;
-        for (std::string_view rest = own_; !rest.empty();) {
+        for (std::string_view rest = text; !rest.empty();) {
             std::size_t const end = std::min(rest.find('\n'), rest.size());
             lines.push_back(rest.substr(0, end));
             rest.remove_prefix(std::min(end + 1, rest.size()));
@@ -317,9 +338,8 @@ class Judging {
 
     // A report that was forwarded as text keeps its fields.
     Result PlainComplaint() const {
-        std::string const address = Folded(AddressIn(head_.Field("From")));
         MailWords const* const words = Find(AnswerKind::complaint);
-        if (words && IsOneOf(address.substr(0, address.find('@')), complaint_names))
+        if (words && IsOneOf(NameIn(Folded(head_.Field("From"))), complaint_names))
             return Of(AnswerKind::complaint, words->words);
         std::size_t at = folded_.find("feedback-type:");
         if (at == folded_.npos || folded_.find("user-agent:") == folded_.npos) return {};
@@ -340,10 +360,10 @@ class Judging {
     // RFC 3834 5, and the fields from before it.
     Result AutoReply() const {
         if (IsAutomatic()) return Of(AnswerKind::auto_reply, "Auto-Submitted");
-        constexpr char const* fields[] = {
-            "X-Autoreply",      "X-Autorespond",      "X-Auto-Reply", "X-Autoreply-From",
-            "X-Mail-Autoreply", "X-Autoresponder",    "X-Vacation",   "X-FC-MachineGenerated",
-            "X-Autogenerated",  "X-Autoreply-Domain", "X-Away",       "X-AutoReply-Date"};
+        constexpr char const* fields[] = {"X-Autoreply",      "X-Autorespond",         "X-Auto-Reply",
+                                          "X-Autoreply-From", "X-Mail-Autoreply",      "X-Autoresponder",
+                                          "X-Vacation",       "X-FC-MachineGenerated", "X-Autoreply-Domain",
+                                          "X-Away",           "X-AutoReply-Date"};
         for (char const* const field : fields)
             if (!head_.Field(field).empty()) return Of(AnswerKind::auto_reply, field);
         std::string const precedence = FieldFolded("Precedence") + FieldFolded("X-Precedence");

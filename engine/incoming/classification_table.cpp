@@ -26,6 +26,9 @@ constexpr BounceRule bounce_rules[] = {
     {"?.7.1", "no such user", hard},
     {"?.7.1", "can't accept user", hard},
     {"?.7.1", "recipient not found", hard},
+    {"?.7.1", "relay access denied", soft},
+    {"?.7.1", "relaying denied", soft},
+    {"?.7.1", "unable to relay", soft},
     {"?.7.*", "message content rejected", content_refused},
     {"?.7.*", "virus", content_refused},
     {"?.7.*", "malware", content_refused},
@@ -113,6 +116,8 @@ constexpr BounceRule bounce_rules[] = {
     {"", "does not have enough space", mailbox_full},
     {"", "quotaexceeded", mailbox_full},
     {"", "no room in mailbox", mailbox_full},
+    {"", "mail box space not enough", mailbox_full},
+    {"", "exceeding their quota", mailbox_full},
     {"", "メールボックスがいっぱい", mailbox_full},
     {"", "メールボックスが一杯", mailbox_full},
     {"", "メールボックスは一杯", mailbox_full},
@@ -132,6 +137,7 @@ constexpr BounceRule bounce_rules[] = {
     {"", "exceeds maximum message size", content_refused},
     {"", "exceeded maximum message size", content_refused},
     {"", "size of the message", content_refused},
+    {"", "maximum incoming message size", content_refused},
     {"", "message length exceeds", content_refused},
     {"", "line too long", content_refused},
     {"", "bare lf", content_refused},
@@ -341,6 +347,9 @@ constexpr BounceRule bounce_rules[] = {
     {"", "recipient address rejected", hard},
     {"", "rejected recipient", hard},
     {"", "has moved", hard},
+    {"", "invalid final delivery userid", hard},
+    {"", "does not have a final email delivery point", hard},
+    {"", "no matches to nameserver query", hard},
     {"", "local mailbox", hard, "unavailable"},
     {"", "host unknown", hard},  // Sendmail
     {"", "unknown host", hard},
@@ -404,10 +413,12 @@ constexpr MailWords words_of_mails[] = {
     {subject_start, "undeliverable", soft},  // Exchange, MailEnable
     {subject_start, "undelivered", soft},
     {subject_start, "undeliver", soft},
+    {subject_start, "failed mail", soft},
     {subject_start, "failure notice", soft},  // qmail, Yahoo
     {subject_start, "returned mail", soft},  // Sendmail
     {subject_start, "mail delivery fail", soft},  // Exim
     {subject_start, "mail failure", soft},
+    {subject_start, "mail error", soft},
     {subject_start, "delivery fail", soft},  // Notes
     {subject_start, "delivery status notification", soft},
     {subject_start, "delivery notification", soft},
@@ -440,10 +451,14 @@ constexpr MailWords words_of_mails[] = {
     {subject, "メール不達", soft},
     {subject, "未配達", soft},
     {subject, "不達通知", soft},
-    {text, "this is the qmail-send program at", soft},
-    {text, "this is the postfix program at", soft},
-    {text, "this is the mail system at host", soft},
-    {text, "this message was created automatically by mail delivery software", soft},
+    {opening, "this is the qmail-send program at", soft},
+    {opening, "this is the postfix", soft},
+    {opening, "this is the mail system at host", soft},
+    {opening, "this message was created automatically by mail delivery", soft},
+    {opening, "this is an automatically generated delivery status notification", soft},
+    {opening, "message from interscan", soft},  // Trend Micro
+    {opening, "could not deliver message to the following recipient", soft},
+    {opening, "could not be delivered to the following recipients", soft},
     {text, "the following addresses had permanent fatal errors", soft},
     {text, "this message was undeliverable due to the following reason", soft},
     {text, "did not reach the following recipient", soft},
@@ -467,6 +482,7 @@ constexpr MailWords words_of_mails[] = {
     {subject_start, "warning: could not send message", delayed},  // Sendmail
     {subject_start, "warning: message", delayed},  // Exim
     {subject_start, "delayed mail", delayed},  // Postfix
+    {subject_start, "mail delivery warning", delayed},
     {subject_start, "delivery delayed", delayed},  // Exchange
     {subject_start, "message delivery delayed", delayed},
     {subject_start, "delivery status notification (delay)", delayed},
@@ -478,6 +494,7 @@ constexpr MailWords words_of_mails[] = {
     {text, "you do not need to resend your message", delayed},
     {text, "will retry for", delayed},  // Gmail
     {text, "delivery attempts will continue", delayed},  // Exim
+    {text, "will continue to try to deliver", delayed},
     {text, "has not yet been delivered", delayed},
     {text, "hasn't been delivered yet", delayed},  // Exchange
     {text, "still being retried", delayed},

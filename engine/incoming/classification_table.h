@@ -26,6 +26,7 @@ struct MailWords {
         subject_start,
         subject,
         text,
+        opening,          // the first lines, beside a subject of the same kind; from any sender
         subject_and_text  // the first words in the subject, `more_words` in the text
     };
     Place place;

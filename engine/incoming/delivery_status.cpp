@@ -21,7 +21,6 @@ std::size_t DigitsAt(std::string_view text, std::size_t at) {
 
 // The length of "5.1.1" at that place; 0 for none. A fourth number makes it the address of a host.
 std::size_t StatusAt(std::string_view text, std::size_t at) {
-    if (text[at] != '2' && text[at] != '4' && text[at] != '5') return 0;
     if (at > 0 && (IsDigit(text[at - 1]) || text[at - 1] == '.' || IsLetter(text[at - 1]))) return 0;
     std::size_t end = at + 1;
     for (int part = 0; part < 2; ++part) {
@@ -54,7 +53,8 @@ StatusCodes CodesIn(std::string_view text) {
     StatusCodes codes;
     for (std::size_t at = 0; at < text.size(); ++at) {
         if (!IsDigit(text[at])) continue;
-        std::string_view const status = text.substr(at, StatusAt(text, at));
+        bool const of_failure = text[at] == '4' || text[at] == '5';
+        std::string_view const status = text.substr(at, of_failure ? StatusAt(text, at) : 0);
         if (!status.empty() &&
             (codes.status.empty() || (IsUnspecific(codes.status) && !IsUnspecific(status))))
             codes.status = status;
@@ -100,7 +100,7 @@ std::vector<RecipientReport> ReadDeliveryStatus(std::string_view content) {
         if (!begun) begin();
         RecipientReport& report = reports.back();
         if (is_action) report.action = Folded(value.substr(0, value.find_first_of(" ;(")));
-        if (is_status) report.status = CodesIn(value).status;
+        if (is_status && !value.empty()) report.status = value.substr(0, StatusAt(value, 0));
         if (name == "diagnostic-code") report.diagnostic = OnOneLine(value);
         has_action |= is_action;
         has_status |= is_status;

@@ -12,8 +12,8 @@ struct StatusCodes {
     int reply = 0;       // 550 (RFC 5321); 0 for none
 };
 
-// The first of each in a text, a status with a reason before one without. Numbers of other kinds, such as
-// addresses of hosts, versions and sizes, are none.
+// The first of each in a text that tell of a failure, a status with a reason before one without. Numbers of
+// other kinds, such as addresses of hosts, versions and sizes, are none.
 StatusCodes CodesIn(std::string_view text);
 
 // "5.1.0", "4.0.0": without a reason.

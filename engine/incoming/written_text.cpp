@@ -174,19 +174,20 @@ FoldedSubject FoldSubject(std::string_view subject) {
 std::string AddressIn(std::string_view field) {
     // Without quoted names and comments, which may hold any sign.
     std::string plain;
-    bool quoted = false;
+    bool quoted = false, in_brackets = false;
     int comments = 0;
     for (std::size_t i = 0; i < field.size(); ++i) {
         char const c = field[i];
         if (c == '\\' && (quoted || comments > 0)) {
             ++i;
-        } else if (c == '"' && comments == 0) {
+        } else if (c == '"' && comments == 0 && !in_brackets) {
             quoted = !quoted;
         } else if (!quoted && c == '(') {
             ++comments;
         } else if (!quoted && c == ')' && comments > 0) {
             --comments;
         } else if (!quoted && comments == 0) {
+            in_brackets = c == '<' || (in_brackets && c != '>');
             plain += c;
         }
     }

@@ -643,6 +643,45 @@ x
 --delivery-status
 Action: failed
 Status: 5.6.1 (media not supported)
+== hard 5.1.1 550 InterScan: from an address of its own
+From: imss@example.com
+Subject: Mail could not be delivered
+
+****** Message from InterScan Messaging Security Suite ******
+Received >>> 550 5.1.1 unknown user.
+== blocked 5.7.1 550 A report that tells it in its text alone
+From: ndr@example.com
+Subject: news
+
+SMTP error from remote mail server after end of data:
+550-5.7.1 this message is likely unsolicited mail
+--delivery-status
+Action: failed
+Status: 5.0.0
+== soft 5.7.1 550 A server that takes no mail for the domain
+From: MAILER-DAEMON@mx.example.com
+Subject: Undelivered Mail Returned to Sender
+
+x
+--delivery-status
+Action: failed
+Status: 5.7.1
+Diagnostic-Code: smtp; 550 5.7.1 Unable to relay for {to}
+== soft - 0 A daemon without a subject, as a page
+From: MAILER-DAEMON@example.com
+Content-Type: text/html; charset=utf-8
+
+<p>I'm afraid I wasn't able to deliver the following message.</p>
+== hard - 550 A sender with a blank in its name
+From: <"System Administrator"@example.com>
+Subject: Delivery Failure
+
+Reason: Remote host said: 550 unknown user <{to}>
+== mailbox_full - 0 A sender without an address
+From: "Some Mail System" <>
+Subject: Mail Error
+
+ErrMsg=mail box space not enough
 == soft - 554 No reason that is known
 From: MAILER-DAEMON@mx.example.com
 Subject: failure notice

@@ -481,6 +481,34 @@ Subject: Fwd: Undelivered Mail Returned to Sender
 From: MAILER-DAEMON@mx.example.com
 This is the mail system at host mx.example.com.
 550 5.1.1 User unknown
+== other - 0 A letter about mail that failed
+From: {to}
+Subject: Delivery failure
+
+Your last newsletter could not be delivered to me: User unknown, 550.
+== other - 0 A bounce as an attached mail
+From: {to}
+Subject: 届きません
+Content-Type: multipart/mixed; boundary=Z
+
+--Z
+
+これは何ですか。
+--Z
+Content-Type: message/rfc822
+
+From: MAILER-DAEMON@mx.example.com
+Subject: failure notice
+Content-Type: multipart/report; report-type=delivery-status; boundary=Y
+
+--Y
+Content-Type: message/delivery-status
+
+Final-Recipient: rfc822; {to}
+Action: failed
+Status: 5.1.1
+--Y--
+--Z--
 == other - 0 A postmaster writes himself
 From: Taro <postmaster@example.com>
 Subject: 550 について

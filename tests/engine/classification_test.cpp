@@ -68,7 +68,7 @@ TEST(Classification, CodesAreToldFromOtherNumbers) {
         {"550", "", 550},
         {"host 5.1.1.9 or 15.1.1 or v5.1.1 or 5.1.1a or 5.1", "", 0},
         {"5.1.1.", "5.1.1", 0},
-        {"5.1.1000 4.1", "", 0},
+        {"5.1.1000 4.1 2.1.5 release 2.0.12", "", 0},
         {"1550 5501 550KB 599 350 id550 192.0.2.550", "", 0},
         {"#<mx.example.jp #5.1.1 smtp;554 x>", "5.1.1", 554},
         {"", "", 0},
@@ -84,6 +84,7 @@ TEST(Classification, AddressesStandBesideNamesAndComments) {
                                          {"\"x, <y@z> \\\" (\" <a@b.jp> (c)", "a@b.jp"},
                                          {"a@b.jp (n (m) <x@y>), c@d.jp", "a@b.jp"},
                                          {"<a@b.jp", "a@b.jp"},
+                                         {"<\"a b\"@b.jp>", "\"a b\"@b.jp"},
                                          {"(a@b.jp", ""},
                                          {"", ""}})
         EXPECT_EQ(address, engine::AddressIn(field)) << field;
