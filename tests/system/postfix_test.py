@@ -58,7 +58,8 @@ smtpd_sasl_auth_enable = yes
 smtpd_sasl_local_domain = example.jp
 smtpd_recipient_restrictions = check_recipient_access regexp:{folder}/config/access, permit_sasl_authenticated, reject
 virtual_mailbox_domains = static:all
-virtual_mailbox_maps = static:mails/
+virtual_mailbox_maps = regexp:{folder}/config/plain, texthash:{folder}/config/returns
+recipient_delimiter = +
 """
 # Somebody else's: takes from anybody what is for one of its users, and nothing for one of its domains.
 REMOTE = """
@@ -129,6 +130,8 @@ class Postfix:
             main, master = main + TLS_MAIN, master + TLS_MASTER
         (folder / "config/access").write_text(REFUSED[role])
         (folder / "config/users").write_text("/^here/ mails/\n")
+        (folder / "config/plain").write_text("/^[^+]*$/ mails/\n")
+        (folder / "config/returns").write_text("bounce@shop.example.jp mails/\n")
         (folder / "config/transport").touch()
         for file, text in (("main.cf", main), ("master.cf", master), ("sasl/smtpd.conf", SASL)):
             (folder / "config" / file).write_text(text.format(**values))
@@ -322,6 +325,7 @@ class ThroughPostfix(CommandTest):
         remote = Postfix(self, "remote", REMOTE)
         self.server.send_on(r"example\.com$", remote)
         for mail in (0, 1):
+            self.tessaly("settings", "shop.tsl", "return.address=" + ("", "bounce+*@shop.example.jp")[mail])
             self.put("draft.txt", "Subject: ご案内\n\n本文\n")
             self.tessaly("mail", "new", "shop.tsl", "--draft", "draft.txt")
             self.tessaly("target", "shop.tsl", mail, "--all")
@@ -329,11 +333,16 @@ class ThroughPostfix(CommandTest):
         arrived = self.mails(2 * 3)  # each mail has two bounces, and one customer at the sender's own server
         self.assertTrue(wait_for(lambda: len(remote.mails()) == 2), remote.log()[-5000:])
         self.assertEqual({mail.message["X-Original-To"] for mail in remote.mails()}, {"here@example.com"})
-        told = self.receive([mail for mail in arrived if mail.message["X-Original-To"] == "shop@example.jp"])
+        bounces = [mail for mail in arrived if "MAILER-DAEMON" in mail.sender]
+        told_to = sorted(mail.message["X-Original-To"] for mail in bounces)
+        self.assertEqual(told_to[2:], ["shop@example.jp"] * 2)
+        for customer, address in enumerate(told_to[:2]):
+            self.assertRegex(address, rf"^bounce\+m1-c{customer}-[a-z2-7]{{16}}@shop\.example\.jp$")
+        told = self.receive(bounces)
         self.assertIn("エラー 4通、遅延 0通", told.out)
         for mail in (0, 1):
             for address, reason in refused.items():
-                self.assertRegex(told.err, f"エラー メール{mail} 顧客{addresses.index(address)} <.*エラーにしました: .*{reason}")
+                self.assertRegex(told.err, f"エラー.* メール{mail} 顧客{addresses.index(address)} <.*エラーにしました: .*{reason}")
             self.assertEqual(self.history(mail), {address: ("エラー", "1", "1") if address in refused else ("完了", "1", "0")
                                                   for address in addresses})
 
