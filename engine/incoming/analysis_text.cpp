@@ -80,13 +80,18 @@ class Writer {
     }
 
     void WriteParts(MailNode const& node, std::size_t& at) {
-        if (at >= tree_.nodes.size() || tree_.nodes[at].depth <= node.depth) return WriteLeaf({});
+        if (at >= tree_.nodes.size() || tree_.nodes[at].depth <= node.depth) {
+            IncomingPart nothing;
+            nothing.type = "text/plain";
+            nothing.text = true;
+            return WriteLeaf(nothing);
+        }
         std::string const boundary = Mark() + std::to_string(++boundaries_);
         std::string const report = node.report_type.empty()
                                        ? ""
                                        : "; report-type=\"" + InLibraryCode(Plain(node.report_type)) + "\"";
         WriteField("Content-Type",
-                   InLibraryCode(Plain(node.type)) + report + "; boundary=\"" + boundary + "\"");
+                   InLibraryCode(Plain(node.type)) + "; boundary=\"" + boundary + "\"" + report);
         while (at < tree_.nodes.size() && tree_.nodes[at].depth > node.depth) {
             text_ += "\r\n--" + boundary + "\r\n";
             WriteNode(at);
@@ -94,12 +99,20 @@ class Writer {
         text_ += "\r\n--" + boundary + "--\r\n";
     }
 
+    // The library takes any type that contains these words for one that holds parts.
+    static std::string LeafType(IncomingPart const& part) {
+        std::string const type = Plain(part.type);
+        bool const holds_parts = type.find("multipart") != type.npos ||
+                                 (type.find("message") != type.npos && type.find("rfc822") != type.npos);
+        if (!holds_parts) return InLibraryCode(type);
+        return part.text ? "text/plain" : "application/octet-stream";
+    }
+
     // The library recognises a type by the parameter behind it.
     void WriteLeaf(IncomingPart const& part) {
         std::string const name =
             part.name.empty() ? "" : "; name=\"" + InLibraryCode(Plain(part.name)) + "\"";
-        WriteField("Content-Type", InLibraryCode(Plain(part.type)) +
-                                       (part.text ? "; charset=Shift_JIS" : "") + name +
+        WriteField("Content-Type", LeafType(part) + (part.text ? "; charset=Shift_JIS" : "") + name +
                                        (part.text || !name.empty() ? "" : ";"));
         WriteField("Content-Transfer-Encoding", part.text ? "8bit" : "base64");
         if (part.attached) WriteField("Content-Disposition", "attachment");

@@ -145,7 +145,8 @@ MimeType ReadMimeType(std::string_view value) {
     MimeType read{"text", "plain", {}, {}, {}};
     Owned<GMimeContentType> const type(
         g_mime_content_type_parse(nullptr, PlainText(value.substr(0, longest_value)).c_str()));
-    if (!type || value.substr(0, value.find(';')).find('/') == npos) return read;
+    std::string_view const both = Trimmed(value.substr(0, value.find(';')));
+    if (!type || both.find('/') == npos || both.starts_with('/') || both.ends_with('/')) return read;
     read.type = LowerCase(TextOr(g_mime_content_type_get_media_type(type.get()), "text"));
     read.subtype = LowerCase(TextOr(g_mime_content_type_get_media_subtype(type.get()), "plain"));
     auto const parameter = [&](char const* name) {
