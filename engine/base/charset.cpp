@@ -84,6 +84,7 @@ Text FromUtf8(std::string_view bytes) {
             text.utf8 += bytes.substr(begin, at - begin);
             continue;
         }
+        while (at < bytes.size() && (bytes[at] & 0xC0) == 0x80) ++at;  // what is left of the character
         text.utf8 += replacement;
         ++text.errors;
     }

@@ -7,7 +7,7 @@
 namespace engine {
 
 // `bytes` in the charset of that label, in any case; an empty label: of an encoding that is not given. Bytes
-// that make no character there become U+FFFD each. A label that is wrong by what the bytes are, or not known,
+// that make no character there become U+FFFD. A label that is wrong by what the bytes are, or not known,
 // does not count: the text is then read as GuessedText reads it. Linear in time.
 std::string TextIn(std::string_view charset, std::string_view bytes);
 
