@@ -2,12 +2,15 @@
 
 #include <stdlib.h>
 
-#include <algorithm>
+#include <cstdio>
 #include <filesystem>
+#include <set>
 
 #include "engine/base/crossing.h"
 #include "engine/base/failure.h"
+#include "engine/base/lower_case.h"
 #include "engine/base/whole_file.h"
+#include "engine/mails/file_names.h"
 #include "engine/mails/html_addresses.h"
 #include "engine/mails/html_edit.h"
 #include "engine/mails/html_mail.h"
@@ -15,25 +18,43 @@
 #include "engine/mails/mail_store.h"
 #include "engine/mails/mail_text.h"
 #include "engine/mails/received_text.h"
-#include "tessaly/delivery.h"
-#include "tessaly/text.h"
 
 namespace fs = std::filesystem;
 
 namespace engine {
 namespace {
 
-// A part's name as that of a file; `number` makes one up, with the type's extension for a picture.
-std::string SafeName(MimeFormatStruct const& part, std::size_t number) {
-    std::string safe = OnOneLine(NameOfPart(part));
-    std::replace_if(
-        safe.begin(), safe.end(), [](char c) { return not_for_names.find(c) != not_for_names.npos; }, '_');
-    if (safe.find_first_not_of('.') == safe.npos) safe = "file" + std::to_string(number);
-    CString type, subtype, parameters;
-    MimeDecodeTool::SplitContentType(part.m_strContentType, type, subtype, parameters);
-    if (type.Trim().CompareNoCase("image") == 0 && fs::path(safe).extension().empty())
-        safe += "." + Out(subtype.Trim());
-    return safe;
+// The last line end of a text and of its HTML is not kept with a mail (ComposeHtml).
+constexpr char const* last_line_end = "\n";
+
+// As an address in HTML, of characters that need no quotes.
+std::string PercentEncoded(std::string_view name) {
+    std::string encoded;
+    for (char const c : name) {
+        bool const plain = (c >= '0' && c <= '9') || (LowerCase(c) >= 'a' && LowerCase(c) <= 'z') || c == '.';
+        char escape[4];
+        std::snprintf(escape, sizeof escape, "%%%02X", static_cast<unsigned>(static_cast<unsigned char>(c)));
+        encoded += plain ? std::string(1, c) : escape;
+    }
+    return encoded;
+}
+
+// The location of a picture as the HTML may name it: whole, or from where the HTML lies.
+std::string FromThere(std::string_view location, std::string_view html_location) {
+    std::string_view const folder = html_location.substr(0, html_location.rfind('/') + 1);
+    return std::string(location.starts_with(folder) ? location.substr(folder.size()) : location);
+}
+
+// The library ends the text in front of attachments with an empty line, which a reader would take for a line
+// of the text: the line end in front of a delimiter belongs to the delimiter (RFC 2046 5.1.1).
+CString WithTextAsItIs(CString const& header, CString const& body) {
+    constexpr std::string_view line_end = "\r\n";
+    MimeFormatStruct mail;
+    MimeDecodeTool::MimeDecode(header + "\r\n" + body, mail);
+    std::string const delimiter = "\r\n\r\n--" + std::string(mail.m_strBoundary.View());
+    std::string result(body.View());
+    if (std::size_t const at = result.find(delimiter); at != result.npos) result.erase(at, line_end.size());
+    return CString(std::string_view(result));
 }
 
 }  // namespace
@@ -44,6 +65,7 @@ CString EmlOf(MailVersion const& version) {
     FoldWords(parts);
     CString header, body;
     parts.GetMimeString(header, body, CMimeAnalyze::with_attachments, nullptr);
+    if (!version.html && !version.attachments.empty()) body = WithTextAsItIs(header, body);
     CString subject = HeaderLine("Subject", Mailable(version.subject, true)) + "\r\n";
     return subject + header + "\r\n" + body;
 }
@@ -63,23 +85,12 @@ UnpackedEml::UnpackedEml(std::string const& file)
 UnpackedEml::~UnpackedEml() { RemoveWork(folder_); }
 
 void UnpackedEml::Unpack(std::string const& file) {
-    std::string const content = ReadWholeFile(file, "ファイル");
-    CString const text{std::string_view(content)};
-    CMimeAnalyze parts;
-    if (static_cast<std::size_t>(text.GetLength()) != content.size() ||
-        parts.AnalyzeMime(text) != CMimeAnalyze::ok)
-        throw Failure(Failure::unsuitable_file, "メールとして読めません: " + file);
-    if (parts.GetDataTypeFromNowSetData() == CMimeAnalyze::type_nothing)
-        throw Failure(Failure::incomplete_mail, "文面のないメールです: " + file);
-    MimeFormatStruct mail;
-    MimeDecodeTool::MimeDecode(text, mail);
-    std::string const subject = OnOneLine(SubjectOf(mail));
-    if (subject.empty()) throw Failure(Failure::incomplete_mail, "件名のないメールです: " + file);
-    MimeFormatStruct part;
-    parts.GetMIMETextpart(part);
+    EmlParts parts = ReadEml(ReadWholeFile(file, "ファイル"), file);
+    notices_ = parts.lost;
+    bool const both = !parts.text.empty() && !parts.html.empty();
     texts_.draft =
-        Write("draft.txt", "Subject: " + subject + "\n\n" + (parts.TextPartExist() ? TextOf(part) : ""));
-    if (parts.HtmlPartExist()) UnpackHtml(parts);
+        Write("draft.txt", "Subject: " + parts.subject + "\n\n" + parts.text + (both ? last_line_end : ""));
+    if (!parts.html.empty()) UnpackHtml(parts);
     UnpackAttachments(parts);
 }
 
@@ -91,40 +102,51 @@ std::string UnpackedEml::Write(std::string const& name, std::string_view content
     return path;
 }
 
-// Pictures get a file each, and the HTML names it in place of the part.
-void UnpackedEml::UnpackHtml(CMimeAnalyze const& parts) {
-    MimeFormatStruct part;
-    parts.GetMIMEHtmlpart(part);
-    std::string const html = TextOf(part);
+// Pictures that the HTML shows get a file each, and the HTML names it in place of the part.
+void UnpackedEml::UnpackHtml(EmlParts& parts) {
     MailPictures pictures;
-    std::size_t number = 0;
-    for (MimeFormatStruct const& picture : parts.GetConstRefOfMimeHtmlAttach()) {
-        std::string const folder = "picture" + std::to_string(++number) + "/",
-                          safe = SafeName(picture, number);
-        Write(folder + safe, ContentOf(picture));
-        CString id;
-        picture.GetContentId(id);
-        pictures.Add(Out(id), {}, folder + safe);
+    std::vector<std::string> addresses;
+    for (std::size_t i = 0; i < parts.files.size(); ++i) {
+        EmlFilePart const& part = parts.files[i];
+        std::string const name = FileNames().Take(part.name, part.type, i + 1);
+        addresses.push_back("picture" + std::to_string(i + 1) + "/" + PercentEncoded(name));
+        pictures.Add(part.content_id, part.location, addresses.back());
+        pictures.Add({}, FromThere(part.location, parts.html_location), addresses.back());
     }
-    HtmlEdit edit(html);
-    HtmlTokens tokens(html);
+    std::set<std::string> shown, missing;
+    HtmlEdit edit(parts.html);
+    HtmlTokens tokens(parts.html);
     HtmlTag tag;
     while (tokens.Next(tag))
-        for (HtmlAddress const& named : AddressesIn(html, tag, NamesPicture)) {
-            HtmlPlace const place = named.place;
-            std::string const* const file =
-                pictures.Find(std::string_view(html).substr(place.begin, place.end - place.begin));
-            if (file) edit.Replace(place, *file);
+        for (auto const& [place, in_style] : AddressesIn(parts.html, tag, NamesPicture)) {
+            std::string const named = parts.html.substr(place.begin, place.end - place.begin);
+            std::string const* const address = pictures.Find(named);
+            if (!address && LowerCase(named).starts_with("cid:") && missing.insert(named).second)
+                notices_.push_back("HTMLが見せる画像が、メールの中にありません: " + OnOneLine(named));
+            if (!address) continue;
+            edit.Replace(place, *address);
+            shown.insert(*address);
         }
-    texts_.html = Write("mail.html", edit.Whole());
+    texts_.html = Write("mail.html", edit.Whole() + last_line_end);
+    for (std::size_t i = parts.files.size(); i-- > 0;) {
+        if (!shown.contains(addresses[i])) continue;
+        Write(PercentDecoded(addresses[i]), parts.files[i].content);
+        parts.files.erase(parts.files.begin() + static_cast<std::ptrdiff_t>(i));
+    }
 }
 
-void UnpackedEml::UnpackAttachments(CMimeAnalyze& parts) {
-    for (int i = 0; i < parts.CountMIMENormalAttach(); ++i) {
-        MimeFormatStruct part;
-        parts.GetMIMENormalAttach(i, part);
-        std::string const name = SafeName(part, static_cast<std::size_t>(i) + 1);
-        texts_.attach.push_back(Write("attachment" + std::to_string(i) + "/" + name, ContentOf(part)));
+void UnpackedEml::UnpackAttachments(EmlParts const& parts) {
+    FileNames names;
+    for (std::size_t i = 0; i < parts.files.size(); ++i) {
+        auto const& [type, given, title, content_id, location, content] = parts.files[i];
+        std::string const name = names.Take(given.empty() ? title : given, type, i + 1);
+        if (content.size() > largest_attachment) {
+            notices_.push_back("2MBより大きい添付ファイルは取り込みません: " + name);
+            continue;
+        }
+        bool const renamed = !given.empty() && given != name;
+        if (renamed) notices_.push_back("添付ファイルの名前を変えました: " + OnOneLine(given) + " → " + name);
+        texts_.attach.push_back(Write("attachment" + std::to_string(i) + "/" + name, content));
     }
 }
 

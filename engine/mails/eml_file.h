@@ -1,7 +1,9 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
+#include "engine/mails/eml_parts.h"
 #include "engine/mails/mail_changes.h"
 #include "engine/mails/mail_content.h"
 
@@ -21,15 +23,18 @@ class UnpackedEml {
     UnpackedEml& operator=(UnpackedEml const&) = delete;
 
     MailArguments const& Texts() const { return texts_; }
+    // What of it is not kept, or not as it was, for the sender.
+    std::vector<std::string> const& Notices() const { return notices_; }
 
   private:
     void Unpack(std::string const& file);
     std::string Write(std::string const& name, std::string_view content) const;
-    void UnpackHtml(CMimeAnalyze const& parts);
-    void UnpackAttachments(CMimeAnalyze& parts);
+    void UnpackHtml(EmlParts& parts);
+    void UnpackAttachments(EmlParts const& parts);
 
     std::string folder_;
     MailArguments texts_;
+    std::vector<std::string> notices_;
 };
 
 }  // namespace engine

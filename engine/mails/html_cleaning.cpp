@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <iterator>
 
+#include "engine/base/lower_case.h"
 #include "engine/base/whole_number.h"
 #include "engine/mails/html_edit.h"
 #include "engine/mails/html_tokens.h"
@@ -81,7 +82,7 @@ std::string Resolved(std::string_view text) {
             continue;
         }
         if (text.starts_with('#')) {
-            bool const hex = text.size() > 1 && LowerAscii(text[1]) == 'x';
+            bool const hex = text.size() > 1 && LowerCase(text[1]) == 'x';
             text.remove_prefix(hex ? 2 : 1);
             resolved += TakeCharacter(text, hex ? 16 : 10, npos);
         } else {
@@ -101,7 +102,7 @@ std::string Resolved(std::string_view text) {
 std::string Bare(std::string_view text) {
     std::string bare;
     for (char const c : text)
-        if (static_cast<unsigned char>(c) > 0x20) bare += LowerAscii(c);
+        if (static_cast<unsigned char>(c) > 0x20) bare += LowerCase(c);
     return bare;
 }
 
@@ -180,7 +181,7 @@ std::string WithoutTags(std::string_view text) {
     std::string result;
     for (std::size_t i = 0; i < text.size(); ++i) {
         result += text[i];
-        char const next = i + 1 < text.size() ? LowerAscii(text[i + 1]) : '\0';
+        char const next = i + 1 < text.size() ? LowerCase(text[i + 1]) : '\0';
         if (text[i] == '<' && ((next >= 'a' && next <= 'z') || next == '/' || next == '!' || next == '?'))
             result += ' ';
     }
@@ -268,7 +269,7 @@ class Cleaning {
         HtmlEdit edit(style);
         for (std::size_t at = 0; (at = style.find('@', at)) != npos;) {
             std::size_t const begin = at++;
-            if (LowerAscii(style.substr(begin, import.size())) != import) continue;
+            if (LowerCase(style.substr(begin, import.size())) != import) continue;
             at = EndOfStatement(style, begin);
             edit.Remove({begin, at});
             ++clean_.removed[style_sheet];

@@ -3,6 +3,7 @@
 #include <string_view>
 
 #include "engine/base/crossing.h"
+#include "engine/base/lower_case.h"
 #include "engine/base/trimmed.h"
 #include "engine/mails/html_addresses.h"
 #include "engine/mails/html_cleaning.h"
@@ -36,7 +37,7 @@ MailPictures PicturesOf(CMimeAnalyze const& parts) {
 }
 
 bool LiesInPage(std::string_view address) {
-    std::string const plain = LowerAscii(Trimmed(address.substr(0, address.find(','))));
+    std::string const plain = LowerCase(Trimmed(address.substr(0, address.find(','))));
     return plain.empty() || plain.starts_with('#') || plain.starts_with("data:image/");
 }
 
@@ -47,7 +48,7 @@ std::size_t PlaceOfHead(std::string_view page) {
     HtmlTag tag;
     std::size_t done = 0;
     while (tokens.Next(tag) && Trimmed(page.substr(done, tag.begin - done)).empty()) {
-        bool const is_type = LowerAscii(page.substr(tag.begin, 9)) == "<!doctype";
+        bool const is_type = LowerCase(page.substr(tag.begin, 9)) == "<!doctype";
         if (is_type) return tag.end;
         if (tag.name != html_comment && tag.name != html_declaration) break;
         done = tag.end;

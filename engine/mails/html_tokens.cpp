@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <array>
 
+#include "engine/base/lower_case.h"
+
 namespace engine {
 namespace {
 
@@ -17,17 +19,9 @@ bool IsLetter(char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
 
 bool IsHtmlBlank(char c) { return blanks.find(c) != npos; }
 
-char LowerAscii(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c; }
-
-std::string LowerAscii(std::string_view text) {
-    std::string lowered(text);
-    for (char& c : lowered) c = LowerAscii(c);
-    return lowered;
-}
-
 std::size_t FindLowered(std::string_view text, std::string_view word, std::size_t from) {
     auto const found = std::search(text.begin() + static_cast<std::ptrdiff_t>(from), text.end(), word.begin(),
-                                   word.end(), [](char a, char b) { return LowerAscii(a) == b; });
+                                   word.end(), [](char a, char b) { return LowerCase(a) == b; });
     return found == text.end() ? npos : static_cast<std::size_t>(found - text.begin());
 }
 
@@ -78,7 +72,7 @@ bool HtmlTokens::ReadComment(HtmlTag& tag) {
 bool HtmlTokens::ReadTag(HtmlTag& tag) {
     std::size_t const name = at_;
     at_ = std::min(page_.find_first_of(" \t\r\n\f/>", at_), page_.size());
-    tag.name = LowerAscii(page_.substr(name, at_ - name));
+    tag.name = LowerCase(page_.substr(name, at_ - name));
     for (;;) {
         while (blanks.find(Here()) != npos || Here() == '/') {
             if (at_ >= page_.size()) return false;
@@ -96,7 +90,7 @@ bool HtmlTokens::ReadTag(HtmlTag& tag) {
 bool HtmlTokens::ReadAttribute(HtmlTag& tag) {
     std::size_t const name = at_;
     at_ = std::min(page_.find_first_of("= \t\r\n\f/>", at_ + 1), page_.size());
-    HtmlAttribute attribute{LowerAscii(page_.substr(name, at_ - name)), at_, at_, {name, at_}};
+    HtmlAttribute attribute{LowerCase(page_.substr(name, at_ - name)), at_, at_, {name, at_}};
     SkipBlanks();
     if (Here() == '=') {
         ++at_;

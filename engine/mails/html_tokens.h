@@ -55,8 +55,6 @@ class HtmlTokens {
 };
 
 bool IsHtmlBlank(char c);
-char LowerAscii(char c);
-std::string LowerAscii(std::string_view text);
 // Where a word in lower case stands in a text in any case, from `from` on; npos for nowhere.
 std::size_t FindLowered(std::string_view text, std::string_view word, std::size_t from);
 

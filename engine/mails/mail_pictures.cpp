@@ -1,5 +1,6 @@
 #include "engine/mails/mail_pictures.h"
 
+#include "engine/base/lower_case.h"
 #include "engine/base/trimmed.h"
 #include "engine/mails/html_tokens.h"
 #include "engine/mails/received_text.h"
@@ -13,7 +14,7 @@ constexpr std::string_view scheme = "cid:";
 std::string Plain(std::string_view address) {
     constexpr std::string_view ampersand = "&amp;";
     std::string plain(Trimmed(address));
-    if (LowerAscii(plain.substr(0, scheme.size())) == scheme) plain.replace(0, scheme.size(), scheme);
+    if (LowerCase(plain.substr(0, scheme.size())) == scheme) plain.replace(0, scheme.size(), scheme);
     for (std::size_t at = 0; (at = plain.find(ampersand, at)) != plain.npos; ++at)
         plain.erase(at + 1, ampersand.size() - 1);
     return plain;

@@ -18,7 +18,6 @@ namespace {
 
 constexpr int keep_work_folder = 0;
 constexpr int attachments_per_terminal = AttachWriter::version_terminals;  // form of the attachment lists
-constexpr std::uintmax_t largest_attachment = 2 << 20;
 
 struct MediaType {
     std::string_view extension;
@@ -153,6 +152,20 @@ char const* MediaTypeOf(std::string const& file) {
     for (MediaType const& known : media_types)
         if (known.extension == extension) return known.type;
     return "application/octet-stream";
+}
+
+std::string ExtensionFor(std::string_view media_type) {
+    constexpr MediaType others[] = {
+        {".txt", "text/plain"},    {".html", "text/html"},           {".csv", "text/csv"},
+        {".ics", "text/calendar"}, {".eml", "message/rfc822"},       {".txt", "message/delivery-status"},
+        {".rtf", "text/rtf"},      {".asc", "application/pgp-keys"}, {".jpeg", "image/pjpeg"},
+        {".png", "image/x-png"},
+    };
+    for (MediaType const& known : media_types)
+        if (media_type == known.type) return std::string(known.extension);
+    for (MediaType const& known : others)
+        if (media_type == known.type) return std::string(known.extension);
+    return "";
 }
 
 char KindOf(Session& session, int id) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <array>
+#include <cstdint>
 #include <functional>
 #include <optional>
 #include <string>
@@ -47,6 +48,9 @@ struct NewAttachment {
 };
 // By the extension of a file's name; application/octet-stream for an unknown one.
 char const* MediaTypeOf(std::string const& file);
+// The extension, with its dot, of a file of a media type in lower case; empty for an unknown one.
+std::string ExtensionFor(std::string_view media_type);
+inline constexpr std::uintmax_t largest_attachment = 2 << 20;  // bytes
 // Checks a file's name and size; throws Failure.
 NewAttachment AttachmentOf(TermType terminal, std::string const& file);
 

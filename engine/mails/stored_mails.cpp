@@ -132,6 +132,7 @@ std::string ChangeMail(Access const& access, std::string const& env_file, int ma
 
 int ImportMail(Access const& access, std::string const& env_file, std::string const& eml_file, bool anyway) {
     UnpackedEml const unpacked(eml_file);
+    for (std::string const& notice : unpacked.Notices()) FrontOf(access).Notice(notice);
     MailArguments arguments = unpacked.Texts();
     arguments.force = anyway;
     return CreateMail(access, env_file, arguments);
