@@ -129,7 +129,7 @@ class Reader {
                 continue;
             }
             last = &fields.emplace_back(IncomingField{std::string(name.substr(0, longest_field)), {}});
-            header_size_ += last->name.size();
+            header_size_ += sizeof(IncomingField) + last->name.size();
             Append(*last, text.substr(text.find(':', name.size()) + 1));
         }
         for (IncomingField& field : fields) field.value = Trimmed(field.value);

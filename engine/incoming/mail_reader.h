@@ -24,7 +24,8 @@ struct MailTree {
     bool whole = true;
 };
 
-// Takes a mail apart within the limits of IncomingMail.
+// Takes a mail apart within the limits of IncomingMail. Lines and parts are found here and not by GMime's
+// parser, which has no limits: of 64 MiB of delimiters it makes 15 GiB of parts in 70 seconds.
 MailTree ReadMail(std::string_view raw);
 
 }  // namespace engine

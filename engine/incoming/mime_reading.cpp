@@ -108,13 +108,9 @@ std::size_t FindUnquoted(std::string_view text, char sign) {
 }
 
 std::string Unquoted(std::string_view text) {
-    if (text.size() >= 2 && text.front() == '"' && text.back() == '"') text = text.substr(1, text.size() - 2);
-    std::string unquoted;
-    for (std::size_t at = 0; at < text.size(); ++at) {
-        if (text[at] == '\\' && at + 1 < text.size()) ++at;
-        unquoted += text[at];
-    }
-    return unquoted;
+    std::string unquoted(text);
+    g_mime_utils_unquote_string(unquoted.data());
+    return unquoted.c_str();
 }
 
 // The name stands before the address in angle brackets, else in a comment.
