@@ -7,7 +7,6 @@
 
 #include "engine/base/charset.h"
 #include "engine/base/crossing.h"
-#include "engine/base/failure.h"
 #include "engine/base/lower_case.h"
 #include "engine/base/trimmed.h"
 #include "engine/base/whole_number.h"
@@ -119,6 +118,11 @@ std::string PlainParameter(std::string_view header, std::string_view name) {
     return found;
 }
 
+// The bytes of a part without its transfer encoding; an unknown one counts as none.
+std::string ContentOf(MimeFormatStruct const& part) {
+    return mime::DecodedBody(part.m_strBody, mime::BodyEncodingIn(part.m_strContentTransferEncoding.View()));
+}
+
 // The first part that is a text or has no type; null for none.
 MimeFormatStruct* TextPart(MimeFormatStruct& mail) {
     std::vector<MimeFormatStruct*> waiting = {&mail};
@@ -146,17 +150,6 @@ std::string PercentDecoded(std::string_view text) {
         if (byte) at += 2;
     }
     return decoded;
-}
-
-std::string ContentOf(MimeFormatStruct const& part) {
-    return mime::DecodedBody(part.m_strBody, mime::BodyEncodingIn(part.m_strContentTransferEncoding.View()));
-}
-
-std::string TextOf(MimeFormatStruct const& part) {
-    std::string const charset = CharsetOf(part);
-    if (!IsKnownCharset(charset))
-        throw Failure(Failure::unsuitable_mail, "この文字コードの文面は読めません: " + Out(charset));
-    return TextIn(charset, ContentOf(part));
 }
 
 // Blanks between two words are none; the words of one charset may divide a character among them, though they
@@ -187,13 +180,6 @@ std::string DecodedHeader(std::string_view value) {
     return result + GuessedText(value.substr(done));
 }
 
-std::string SubjectOf(MimeFormatStruct const& mail) {
-    for (MimeHeaderStruct const& header : mail.m_aHeader)
-        if (header.m_strName.CompareNoCase("subject") == 0)
-            return std::string(Trimmed(DecodedHeader(header.m_strValue.View())));
-    return {};
-}
-
 std::string NameOfPart(std::string_view disposition, std::string_view type) {
     std::pair<std::string_view, std::string> const places[] = {{disposition, "filename"}, {type, "name"}};
     for (auto const& [header, name] : places)
@@ -201,10 +187,6 @@ std::string NameOfPart(std::string_view disposition, std::string_view type) {
     for (auto const& [header, name] : places)
         if (std::string extended = ExtendedParameter(header, name); !extended.empty()) return extended;
     return {};
-}
-
-std::string NameOfPart(MimeFormatStruct const& part) {
-    return NameOfPart(part.m_strContentDisposition.View(), part.m_strContentType.View());
 }
 
 void MakeReadable(MimeFormatStruct& mail) {

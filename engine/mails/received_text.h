@@ -12,20 +12,12 @@ namespace engine {
 // "%41" as "A" (RFC 3986 2.1); a "%" without two digits stays.
 std::string PercentDecoded(std::string_view text);
 
-// The bytes of a part without its transfer encoding; an unknown one counts as none.
-std::string ContentOf(MimeFormatStruct const& part);
-// Its text. Throws Failure for an unknown charset.
-std::string TextOf(MimeFormatStruct const& part);
-
 // A header value, its encoded words (RFC 2047) decoded. A word of an unknown charset stays.
 std::string DecodedHeader(std::string_view value);
-// Empty where there is none.
-std::string SubjectOf(MimeFormatStruct const& mail);
 
 // The file name that a part gives by its Content-Disposition or Content-Type: a parameter as it stands or in
 // encoded words, else one in the extended form of RFC 2231, in pieces too. Empty for none.
 std::string NameOfPart(std::string_view disposition, std::string_view type);
-std::string NameOfPart(MimeFormatStruct const& part);
 
 // The analysis reads ISO-2022-JP and Shift-JIS: of a mail in another encoding, the subject and the first
 // text, which it takes for the mail's, become Shift-JIS, with a 〓 for each character that has no form there.

@@ -34,8 +34,8 @@ void FuzzOne(std::string_view bytes) {
     std::string const text = fuzz::TextOf(bytes);
     MimeFormatStruct mail;
     MimeDecodeTool::MimeDecode(CString(text.c_str()), mail);
-    engine::SubjectOf(mail);
-    engine::NameOfPart(mail);
+    engine::DecodedHeader(text);
+    engine::NameOfPart(text, mail.m_strContentType.View());
     engine::MakeReadable(mail);
     MailAnalyzer analyzer;
     analyzer.MailAnalysis(mail);
