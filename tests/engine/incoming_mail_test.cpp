@@ -176,6 +176,8 @@ TEST(IncomingMail, TextsOfEveryCharsetAreRead) {
         {"iso-2022-jp-2", "\x1B$A4:\x1B$(C0!\x1B.A\x1BNi\x1B(B.", "春가é.", "春〓〓."},
         {"iso-2022-jp-3", "\x1B$(O=U.#\x1B$(P!\"\x1B(B.", "春㐂丂.", "春〓〓."},
         {"iso-2022-jp-ms", "\x1B$B=U=\x1B(B.", "春\uFFFD.", "春〓."},
+        {"iso-2022-jp", "\x1B$B=U\x1B(B\xB1", "春ｱ"},  // kana in eight bits
+        {nullptr, "\x1B$B=U\x1B(B\xB1", "春ｱ"},
         {"iso-2022-jp", "\x8Ft", "春"},          // Shift_JIS in truth
         {"iso-8859-1", "\x1B$B=U\x1B(B", "春"},  // ISO-2022-JP in truth
         {"iso-8859-1", "春", "春"},              // UTF-8 in truth
