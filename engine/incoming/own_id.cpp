@@ -6,6 +6,7 @@
 #include <openssl/params.h>
 
 #include <array>
+#include <mutex>
 #include <new>
 #include <vector>
 
@@ -22,29 +23,9 @@ constexpr std::string_view labels[] = {"message-id\n", "return-path\n", "unsubsc
 
 std::string_view LocalPart(std::string_view message_id) { return message_id.substr(0, message_id.find('@')); }
 
-// The first 80 bits in Base32 (RFC 4648 6), in lower case.
-std::string Letters(std::array<unsigned char, EVP_MAX_MD_SIZE> const& digest) {
-    constexpr std::string_view alphabet = "abcdefghijklmnopqrstuvwxyz234567";
-    std::string letters;
-    unsigned bits = 0, count = 0;
-    for (std::size_t at = 0; letters.size() < IdSigner::check_size;) {
-        if (count < 5) {
-            bits = bits << 8 | digest[at++];
-            count += 8;
-        }
-        count -= 5;
-        letters += alphabet[bits >> count & 31];
-    }
-    return letters;
-}
-
 void Require(bool worked) {
     if (!worked) throw std::bad_alloc();
 }
-
-struct ContextCloser {
-    void operator()(EVP_MAC_CTX* context) const { EVP_MAC_CTX_free(context); }
-};
 
 EVP_MAC* Hmac() {
     static EVP_MAC* const hmac = EVP_MAC_fetch(nullptr, "HMAC", nullptr);
@@ -52,6 +33,17 @@ EVP_MAC* Hmac() {
 }
 
 }  // namespace
+
+// Begun anew with the same key for each text, which takes half the time of a copy.
+struct IdSigner::Keyed {
+    Keyed() : context(EVP_MAC_CTX_new(Hmac())) {}
+    ~Keyed() { EVP_MAC_CTX_free(context); }
+    Keyed(Keyed const&) = delete;
+    Keyed& operator=(Keyed const&) = delete;
+
+    EVP_MAC_CTX* context;
+    std::mutex in_use{};
+};
 
 std::optional<MailNumbers> NumbersIn(std::string_view message_id) {
     std::vector<std::string_view> parts;
@@ -79,21 +71,38 @@ IdSigner::IdSigner(std::string_view key) {
     OSSL_PARAM const parameters[] = {
         OSSL_PARAM_construct_utf8_string(OSSL_MAC_PARAM_DIGEST, digest, sizeof digest - 1),
         OSSL_PARAM_construct_end()};
-    keyed_ = std::shared_ptr<EVP_MAC_CTX>(EVP_MAC_CTX_new(Hmac()), ContextCloser());
-    Require(keyed_ && EVP_MAC_init(keyed_.get(), reinterpret_cast<unsigned char const*>(key.data()),
-                                   key.size(), parameters) == 1);
+    keyed_ = std::make_shared<Keyed>();
+    Require(keyed_->context &&
+            EVP_MAC_init(keyed_->context, reinterpret_cast<unsigned char const*>(key.data()), key.size(),
+                         parameters) == 1);
 }
 
-std::string IdSigner::Check(Use use, std::string_view text) const {
-    std::unique_ptr<EVP_MAC_CTX, ContextCloser> const context(EVP_MAC_CTX_dup(keyed_.get()));
+// The first 80 bits in Base32 (RFC 4648 6), in lower case.
+IdSigner::CheckValue IdSigner::Check(Use use, std::string_view text) const {
     std::array<unsigned char, EVP_MAX_MD_SIZE> digest{};
     std::size_t size = 0;
-    Require(context != nullptr);
-    for (std::string_view const part : {labels[static_cast<std::size_t>(use)], text})
-        Require(EVP_MAC_update(context.get(), reinterpret_cast<unsigned char const*>(part.data()),
-                               part.size()) == 1);
-    Require(EVP_MAC_final(context.get(), digest.data(), &size, digest.size()) == 1);
-    return Letters(digest);
+    {
+        std::lock_guard guard(keyed_->in_use);
+        EVP_MAC_CTX* const context = keyed_->context;
+        Require(EVP_MAC_init(context, nullptr, 0, nullptr) == 1);
+        for (std::string_view const part : {labels[static_cast<std::size_t>(use)], text})
+            Require(EVP_MAC_update(context, reinterpret_cast<unsigned char const*>(part.data()),
+                                   part.size()) == 1);
+        Require(EVP_MAC_final(context, digest.data(), &size, digest.size()) == 1);
+    }
+    constexpr std::string_view alphabet = "abcdefghijklmnopqrstuvwxyz234567";
+    CheckValue check{};
+    unsigned bits = 0, count = 0;
+    auto byte = digest.begin();
+    for (char& letter : check) {
+        if (count < 5) {
+            bits = bits << 8 | *byte++;
+            count += 8;
+        }
+        count -= 5;
+        letter = alphabet[bits >> count & 31];
+    }
+    return check;
 }
 
 bool IdSigner::IsRight(Use use, std::string_view text, std::string_view check) const {
@@ -102,8 +111,13 @@ bool IdSigner::IsRight(Use use, std::string_view text, std::string_view check) c
 }
 
 std::string IdSigner::MessageId(std::string_view local, std::string_view domain) const {
-    std::string id(local);
-    if (keyed_) (id += '-') += Check(Use::message_id, local);
+    std::string id;
+    id.reserve(local.size() + check_size + domain.size() + 2);
+    id += local;
+    if (keyed_) {
+        CheckValue const check = Check(Use::message_id, local);
+        (id += '-').append(check.begin(), check.end());
+    }
     return (id += '@') += domain;
 }
 
@@ -117,9 +131,9 @@ bool IdSigner::IsGenuine(std::string_view message_id) const {
 
 std::string IdSigner::Token(MailNumbers const& numbers, Use use) const {
     if (!keyed_) return {};
-    std::string const text =
-        mail_mark + std::to_string(numbers.mail) + "-c" + std::to_string(numbers.customer);
-    return text + "-" + Check(use, text);
+    std::string token = mail_mark + std::to_string(numbers.mail) + "-c" + std::to_string(numbers.customer);
+    CheckValue const check = Check(use, token);
+    return (token += '-').append(check.begin(), check.end());
 }
 
 bool IdSigner::IsGenuine(OwnToken const& token, Use use) const {

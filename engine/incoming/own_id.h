@@ -1,12 +1,11 @@
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
-
-struct evp_mac_ctx_st;
 
 // What a mail of ours carries so that an answer leads back to it: the Message-ID, and tokens in addresses and
 // subjects. Each holds the numbers of the mail and of the customer, and a check value that only this
@@ -50,10 +49,12 @@ class IdSigner {
     bool IsGenuine(OwnToken const& token, Use use) const;
 
   private:
-    std::string Check(Use use, std::string_view text) const;
+    using CheckValue = std::array<char, check_size>;
+    struct Keyed;
+    CheckValue Check(Use use, std::string_view text) const;
     bool IsRight(Use use, std::string_view text, std::string_view check) const;
 
-    std::shared_ptr<evp_mac_ctx_st> keyed_;
+    std::shared_ptr<Keyed> keyed_;
 };
 
 }  // namespace engine
