@@ -96,20 +96,21 @@ class Reader {
         for (int i = 0; i < lines_looked_at && !ahead.AtEnd(); ++i) {
             ahead.MoveTo(ahead.Peek().next);
             std::string_view const text = ahead.TextOf(ahead.Peek());
-            if (text.empty()) return false;
+            if (text.empty() || (text.starts_with("--") && DelimiterIn(text))) return false;
             if (!FieldName(text).empty()) return true;
         }
         return false;
     }
 
-    // The fields up to the empty line that ends them, which is taken too, or to a delimiter.
+    // The fields up to the empty line that ends them, which is taken too, or to a delimiter. A line of blanks
+    // ends them if no other follows.
     std::vector<IncomingField> TakeHeader() {
         std::vector<IncomingField> fields;
         IncomingField* last = nullptr;  // null: a field that is left out
         for (; !lines_.AtEnd(); lines_.MoveTo(lines_.Peek().next)) {
             auto const line = lines_.Peek();
             std::string_view const text = lines_.TextOf(line);
-            if (text.empty()) {
+            if (text.empty() || (IsBlank(text) && !GoesOn())) {
                 lines_.MoveTo(line.next);
                 break;
             }
