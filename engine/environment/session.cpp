@@ -81,7 +81,7 @@ void Session::RemoveWorkFiles() const {
     for (std::string const& file :
          {WorkFile(), WorkFile() + ".log", data_directory_ + "/fwaimport.tmp", data_directory_ + "/.restore"})
         RemoveWork(file);
-    for (char const* folder : {"", "/DB", "/MAIL", "/EXTRACT"})
+    for (char const* folder : {"", "/DB", "/MAIL", "/EXTRACT", "/CONSENT"})
         platform::RemoveLeftReplacements(data_directory_ + folder);
 }
 

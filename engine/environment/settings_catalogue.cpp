@@ -56,6 +56,12 @@ std::vector<Setting> Make() {
         {"return.address", 82, address_pattern, "", "",
          "エラーメールの届くアドレス (* に宛先ごとの印が入ります。空なら差出人のアドレス): "
          "bounce+*@shop.example.jp"},
+        {"suspend.hard", 86, number, "1", "0..99",
+         "宛先不明で戻ったメールがこの数になった宛先に、送るのを止めます (0なら止めません)"},
+        {"suspend.soft", 87, number, "3", "0..99",
+         "ほかの理由で戻ったメールが、下の日数のうちにこの数になった宛先に、送るのを止めます "
+         "(0なら止めません)"},
+        {"suspend.days", 88, number, "30", "1..3650", "suspend.soft の数を数える日数"},
         {"import.flag", SystemOption::cell_import_flag, choice, "N", "Y|N", "店舗データの取り込みの切り替え"},
     };
     for (int i = 0; i < attributes; ++i) {
