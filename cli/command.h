@@ -47,6 +47,8 @@ void AddMailCommands(CLI::App& program);
 void AddTargetCommand(CLI::App& program);
 void AddGroupCommands(CLI::App& program);
 void AddTestersCommands(CLI::App& program);
+// `refusals` and `suppressed`.
+void AddRefusalsCommands(CLI::App& program);
 void AddPreviewCommand(CLI::App& program);
 void AddSendCommand(CLI::App& program);
 void AddReportCommand(CLI::App& program);

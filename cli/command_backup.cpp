@@ -6,6 +6,7 @@
 #include "cli/command.h"
 #include "engine/base/failure.h"
 #include "engine/customers/customer_backup.h"
+#include "engine/customers/kept_refusals.h"
 #include "engine/environment/environment_backup.h"
 #include "engine/environment/kept_changes.h"
 
@@ -37,7 +38,7 @@ void Restore(Arguments const& arguments) {
     if (!std::filesystem::exists(arguments.env_file))
         return RestoreIntoNew(arguments.access, arguments.env_file, arguments.file);
     Session session(arguments.access, arguments.env_file, Session::For::restoring);
-    RestoreOver(session, arguments.access, arguments.file, arguments.yes);
+    RestoreKeepingRefusals(session, arguments.access, arguments.file, arguments.yes);
 }
 
 void Undo(Arguments const& arguments) {
@@ -47,7 +48,7 @@ void Undo(Arguments const& arguments) {
                   << "件\n";
         return;
     }
-    if (!arguments.list) return UndoLastChange(session, arguments.force);
+    if (!arguments.list) return UndoKeepingRefusals(session, arguments.force);
     std::vector<KeptChange> const changes = KeptChanges(session.DataDirectory());
     for (auto change = changes.rbegin(); change != changes.rend(); ++change)
         std::cout << (change->when.empty() ? "(写しが壊れています) " + change->folder

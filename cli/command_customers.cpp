@@ -26,6 +26,7 @@ struct Arguments {
     int id = -1;
     std::vector<int> ids;
     std::vector<std::string> values;
+    std::string consent;
     bool yes = false;
 };
 
@@ -60,12 +61,12 @@ void Show(Arguments const& arguments) {
 
 void Add(Arguments const& arguments) {
     Session session(arguments.access, arguments.env_file, Session::For::changing);
-    ShowOne(session, AddCustomer(session, arguments.values));
+    ShowOne(session, AddCustomer(session, arguments.values, arguments.consent));
 }
 
 void Set(Arguments const& arguments) {
     Session session(arguments.access, arguments.env_file, Session::For::changing);
-    ChangeCustomer(session, arguments.id, arguments.values);
+    ChangeCustomer(session, arguments.id, arguments.values, arguments.consent);
     ShowOne(session, arguments.id);
 }
 
@@ -112,6 +113,10 @@ void AddCustomersCommands(CLI::App& program) {
     };
     auto const add_values = [&](CLI::App* command) {
         command->add_option("列=値", arguments->values, "例: \"名前(姓)=山田\"")->required()->type_name("");
+        command
+            ->add_option("--consent", arguments->consent,
+                         "配信停止を申し出た人を Y にするとき、本人の同意をどう得たかを書きます (記録します)")
+            ->type_name("TEXT");
     };
     auto const add_ids = [&](CLI::App* command) {
         command->add_option("ID", arguments->ids, "個人情報ID")

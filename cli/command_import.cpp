@@ -40,6 +40,14 @@ void AddImportCommand(CLI::App& family) {
     command->add_flag("--no-header", csv.no_header,
                       "1行目も顧客です (メールアドレスがあれば、指定しなくても分かります)");
     command->add_flag("--strict", csv.strict, "customers add と同じく確かめ、疑わしい行も断ります");
+    command->add_flag("--restore-deleted", csv.restore_deleted,
+                      "削除した顧客がファイルにいれば戻します (なければ、削除したままにします)");
+    command
+        ->add_option(
+            "--consent", csv.consent,
+            "配信停止を申し出た人のうち、ファイルの DM送付可否 が Y の人に再び送ります。本人の同意をどう"
+            "得たかを書きます (記録します)")
+        ->type_name("TEXT");
     ProgramImport& program = arguments->program;
     CLI::Option* from =
         command
@@ -68,6 +76,8 @@ void AddImportCommand(CLI::App& family) {
     command->callback([arguments] {
         if (!arguments->program.from.empty()) {
             arguments->program.file = arguments->csv.file;
+            arguments->program.restore_deleted = arguments->csv.restore_deleted;
+            arguments->program.consent = arguments->csv.consent;
             arguments->program.Check();
             Session session(arguments->access, arguments->env_file, Session::For::changing);
             return arguments->program.Run(session);

@@ -105,6 +105,7 @@ int Run(int argc, char** argv) {
     cli::AddTargetCommand(program);
     cli::AddGroupCommands(program);
     cli::AddTestersCommands(program);
+    cli::AddRefusalsCommands(program);
     cli::AddPreviewCommand(program);
     cli::AddSendCommand(program);
     cli::AddReportCommand(program);

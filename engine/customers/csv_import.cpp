@@ -13,6 +13,7 @@
 #include "engine/customers/csv_input.h"
 #include "engine/customers/csv_rows.h"
 #include "engine/customers/elements.h"
+#include "engine/customers/kept_refusals.h"
 #include "engine/environment/kept_changes.h"
 
 namespace engine {
@@ -232,8 +233,10 @@ void Import::Run() {
     CsvRows rows(input_.Source(), elements_, columns, input_.Delimiter(), input_.Quote(), options_.strict);
     Prepare(rows);
     CArray<int, int> before, after;
+    KeptRefusals refusals(session_, session_.Customers(),
+                          {RefusedBy::import, options_.file, options_.consent, options_.restore_deleted});
     int const known = options_.replace ? 0 : session_.Customers().GetDBIDALL(before);
-    int const imported = Call(columns);
+    int imported = Call(columns);
     if (imported < 0)
         throw Failure(Failure::operation_failed,
                       "取り込めません: " + TextOf(session_.Customers().GetErrMsg()));
@@ -245,13 +248,18 @@ void Import::Run() {
                       stopped_ ? "途中で止めたので、置き換えませんでした。前の顧客はそのままです。"
                                : "取り込める行がないので、置き換えませんでした。前の顧客はそのままです。");
     }
+    if (imported > 0) refusals.Settle();
     if (imported > 0 && options_.replace)
         SaveCustomersUndoably(session_, "顧客の置き換え: " + options_.file);
     else if (imported > 0)
         session_.SaveCustomers();
+    auto const still_deleted = static_cast<int>(refusals.StillDeleted());
+    imported -= still_deleted;
+    if (options_.replace) added_ -= still_deleted;
     Report(rows, columns, imported);
+    refusals.Tell();
     if (stopped_) throw Failure(Failure::stopped, "");
-    if (imported == 0 && kept_ == 0 && !refused_.empty())
+    if (imported == 0 && still_deleted == 0 && kept_ == 0 && !refused_.empty())
         throw Failure(Failure::nothing_imported, "取り込める行がありません。");
 }
 

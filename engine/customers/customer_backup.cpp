@@ -9,6 +9,7 @@
 #include "engine/base/failure.h"
 #include "engine/base/whole_file.h"
 #include "engine/base/whole_number.h"
+#include "engine/customers/kept_refusals.h"
 #include "engine/environment/data_paths.h"
 #include "engine/environment/kept_changes.h"
 
@@ -156,6 +157,8 @@ void RestoreCustomers(Session& session, std::string const& given) {
     RestoreReport const report(file.parent_path() / (file.stem().string() + "_復旧.txt"));
     bool const readable = ReadPresentCustomers(session);
     CDatabaseEdit& customers = session.CustomerTable();
+    std::optional<KeptRefusals> refusals;
+    if (readable) refusals.emplace(session, customers, KeptRefusals::How{RefusedBy::import, given, {}});
     int const before = customers.GetLineNumber();
     CDBRestore restore;
     restore.SetDatabaseEditPtr(&customers);
@@ -164,7 +167,10 @@ void RestoreCustomers(Session& session, std::string const& given) {
     int const result = restore.ActionRestore();
     if (result < 0) throw Failure(Failure::operation_failed, "控えから戻せませんでした: " + given);
     int const taken_over = customers.GetLineNumber() - before;
+    if (!refusals) refusals.emplace(session, customers, KeptRefusals::How{RefusedBy::import, given, {}});
+    refusals->Settle();
     if (taken_over > 0 || !readable) SaveRestored(session, readable, report);
+    refusals->Tell();
     FrontEnd& front = session.Front();
     if (result == CDBRestore::nothing_to_do && readable)
         return front.Result("控えにある顧客はみな、今のデータにもあります。何も変えませんでした。");

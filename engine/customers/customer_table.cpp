@@ -1,9 +1,13 @@
 #include "engine/customers/customer_table.h"
 
+#include <functional>
+
 #include "engine/base/crossing.h"
 #include "engine/base/failure.h"
 #include "engine/base/whole_number.h"
+#include "engine/consent/suspensions.h"
 #include "engine/customers/checked_customer.h"
+#include "engine/customers/kept_refusals.h"
 #include "engine/environment/kept_changes.h"
 
 namespace engine {
@@ -29,15 +33,31 @@ void RefuseKnownAddress(CDatabaseEdit& customers, OneCustomer const& customer) {
                                                 (live ? "" : " (削除済み。customers restore で戻せます)"));
 }
 
-void Store(Session& session, Elements const& elements, OneCustomer& customer,
-           std::vector<std::string> const& values) {
+// Changes customers in memory, and saves them with the refusals that this makes.
+void Change(Session& session, std::function<void()> const& change, std::string const& consent = {}) {
+    KeptRefusals refusals(session, session.Customers(), {RefusedBy::user, {}, consent});
+    change();
+    refusals.Settle();
+    session.SaveCustomers();
+    refusals.Tell();
+}
+
+void Put(Session& session, Elements const& elements, OneCustomer& customer,
+         std::vector<std::string> const& values) {
     TakeValues(elements, values, customer);
     RequireAddress(customer);
     RefuseKnownAddress(session.Customers(), customer);
     if (session.Customers().SetOneCustomerInfo(customer, CDatabaseEdit::store_in_memory) < 0)
         throw Failure(Failure::operation_failed,
                       "顧客を書き込めません: " + TextOf(session.Customers().GetErrMsg()));
-    session.SaveCustomers();
+}
+
+// Mail to the former address says nothing of the present one.
+void LiftSuspension(Session& session, CString const& former, CString const& present) {
+    if (AddressKey(former) == AddressKey(present)) return;
+    Suspensions suspensions(session);
+    suspensions.Lift(Out(former));
+    suspensions.Save();
 }
 
 // In memory.
@@ -93,18 +113,27 @@ std::vector<CustomerField> FieldsOf(Session& session, int customer) {
     return fields;
 }
 
-int AddCustomer(Session& session, std::vector<std::string> const& values) {
+int AddCustomer(Session& session, std::vector<std::string> const& values, std::string const& consent) {
     Elements const elements(session);
     OneCustomer customer;
     session.Customers().GetOneCustomerForNew(customer, CDatabaseEdit::new_reset);
-    Store(session, elements, customer, values);
+    Change(
+        session, [&] { Put(session, elements, customer, values); }, consent);
     return customer.CustomerID;
 }
 
-void ChangeCustomer(Session& session, int customer, std::vector<std::string> const& values) {
+void ChangeCustomer(Session& session, int customer, std::vector<std::string> const& values,
+                    std::string const& consent) {
     Elements const elements(session);
-    OneCustomer changed = CustomerWith(session, customer);
-    Store(session, elements, changed, values);
+    OneCustomer changed;
+    CString former;
+    auto const change = [&] {
+        changed = CustomerWith(session, customer);
+        former = changed.Email;
+        Put(session, elements, changed, values);
+    };
+    Change(session, change, consent);
+    LiftSuspension(session, former, changed.Email);
 }
 
 void DeleteCustomers(Session& session, std::vector<int> const& customers) {
@@ -118,13 +147,14 @@ void RestoreCustomers(Session& session, std::vector<int> const& customers) {
     for (int const id : customers)
         if (session.Customers().GetCustomerDataPinPoint(id, customers::element_address).IsEmpty())
             throw Failure(Failure::erased, "消去された顧客は戻せません: " + std::to_string(id));
-    ChangeEach(session, customers, &CDatabaseEdit::UnDeleteCustomer);
-    session.SaveCustomers();
+    Change(session, [&] { ChangeEach(session, customers, &CDatabaseEdit::UnDeleteCustomer); });
 }
 
 void EraseCustomers(Session& session, std::vector<int> const& customers) {
     RequireEach(session, customers);
+    KeptRefusals refusals(session, session.Customers(), {});
     ChangeEach(session, customers, &CDatabaseEdit::PhysicalDeletion);
+    refusals.Settle();
     SaveCustomersUndoably(session, "顧客の消去: " + Grouped(customers.size()) + "人");
 }
 

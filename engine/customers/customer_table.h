@@ -39,13 +39,15 @@ std::vector<CustomerField> FieldsOf(Session& session, int customer);
 OneCustomer CustomerWith(Session& session, int customer);
 [[noreturn]] void ThrowUnknownCustomer(int customer);
 
-// From "TITLE=VALUE" texts (TakeValues), with an address that no other customer has. The session is one for
-// changing. Result: the new customer's ID.
-int AddCustomer(Session& session, std::vector<std::string> const& values);
-void ChangeCustomer(Session& session, int customer, std::vector<std::string> const& values);
+// From "TITLE=VALUE" texts (TakeValues), with an address that no other customer has. A customer who refused
+// mail keeps DM送付可否 N, unless there is a `consent` (kept_refusals.h). With another address, the former
+// one is not suspended any more. The session is one for changing. Result: the new customer's ID.
+int AddCustomer(Session& session, std::vector<std::string> const& values, std::string const& consent = {});
+void ChangeCustomer(Session& session, int customer, std::vector<std::string> const& values,
+                    std::string const& consent = {});
 
-// All of them or none. Deleted customers can be restored; of an erased one only the ID remains. The session
-// is one for changing.
+// All of them or none. Deleted customers can be restored; of an erased one only the ID remains, and the
+// address where it is on the list of refusals. The session is one for changing.
 void DeleteCustomers(Session& session, std::vector<int> const& customers);
 void RestoreCustomers(Session& session, std::vector<int> const& customers);
 void EraseCustomers(Session& session, std::vector<int> const& customers);

@@ -10,6 +10,7 @@
 #include "engine/base/crossing.h"
 #include "engine/base/failure.h"
 #include "engine/base/whole_number.h"
+#include "engine/customers/kept_refusals.h"
 #include "engine/environment/data_paths.h"
 #include "engine/environment/log_file.h"
 #include "engine/environment/safe_change.h"
@@ -131,6 +132,7 @@ void ProgramImport::Run(Session& session) const {
     LogFile log_file(log_name, {file, converter});
     WorkFiles const work_files(session);
     CDatabaseEdit& customers = session.Customers();
+    KeptRefusals refusals(session, customers, {RefusedBy::import, file, consent, restore_deleted});
     CArray<int, int> before, after;
     int const known = customers.GetDBIDALL(before);
     // The library writes the names of the attributes where the settings lie.
@@ -141,14 +143,19 @@ void ProgramImport::Run(Session& session) const {
     // Saved before the log is written, whose failure must not lose customers.
     bool const changed = result >= 0 || counts.imported > 0;
     if (settings && changed) session.SaveSettings();
-    if (counts.imported > 0) session.SaveCustomers();
+    if (counts.imported > 0) {
+        refusals.Settle();
+        session.SaveCustomers();
+        refusals.Tell();
+    }
     if (settings && changed) settings->Keep();
     bool const has_log = log_file.HasContent(), log_written = has_log && log_file.Write();
     int const added = customers.GetDBIDALL(after) - known;
+    int const changed_customers = counts.imported - added - static_cast<int>(refusals.StillDeleted());
     if (result >= 0 || counts.imported > 0)
         session.Front().Result("新規 " + Grouped(static_cast<std::uint64_t>(added)) + "件、更新 " +
-                               Grouped(static_cast<std::uint64_t>(counts.imported - added)) +
-                               "件、取り込めず " + Grouped(static_cast<std::uint64_t>(counts.errors)) + "件");
+                               Grouped(static_cast<std::uint64_t>(changed_customers)) + "件、取り込めず " +
+                               Grouped(static_cast<std::uint64_t>(counts.errors)) + "件");
     if (log_written) session.Front().Result("くわしい記録: " + log_name);
     if (has_log && !log_written) session.Front().Notice("記録を書けませんでした: " + log_name);
     if (result == CDatabaseEdit::import_declined) throw Failure(Failure::declined, "取り込みませんでした。");

@@ -15,11 +15,14 @@ struct ProgramImport {
     std::string existing;          // overwrite, newer or keep; of shop exports
     bool take_attributes = false;  // of belmora
     std::string log;               // empty: beside the file
+    bool restore_deleted = false;  // as CsvImport has it
+    std::string consent{};         // likewise
     bool yes = false;              // every question of the import is answered with yes
 
     // Throws Failure (invalid_request) for options that do not go together.
     void Check() const;
-    // Imports and saves; tells the front end progress, the counts and where the log is. Throws Failure.
+    // Imports and saves; tells the front end progress, the counts, with those who refused mail or were
+    // deleted and stay so, and where the log is. Throws Failure.
     void Run(Session& session) const;
 
   private:

@@ -239,9 +239,10 @@ void RestoreIntoNew(Access const& access, std::string const& env_file, std::stri
     TellOfSending(FrontOf(access), manifest);
 }
 
-void RestoreOver(Session& session, Access const& access, std::string const& backup, bool yes) {
+void RestoreOver(Session& session, Access const& access, std::string const& backup, bool yes,
+                 std::function<void()> const& customers_in_place) {
     StagingFolder const staging(session);
-    NewState state{staging.Path(), FilesNow(session.DataDirectory())};
+    NewState state{staging.Path(), FilesNow(session.DataDirectory()), customers_in_place};
     std::string const env_file = state.staged + "/.key/environment.tsl";
     MakeFolder(DataDirectoryOf(env_file));  // no environment opens without one
     BackupManifest const manifest = ReadArchive(backup, [&](std::string const& name) {
@@ -260,7 +261,7 @@ void RestoreOver(Session& session, Access const& access, std::string const& back
     TellOfSending(session.Front(), manifest);
 }
 
-void UndoLastChange(Session& session, bool force) {
+void UndoLastChange(Session& session, bool force, std::function<void()> const& customers_in_place) {
     std::string const& data = session.DataDirectory();
     std::vector<KeptChange> const changes = KeptChanges(data);
     if (changes.empty()) throw Failure(Failure::file_not_found, "取り消せる変更はありません。");
@@ -278,7 +279,7 @@ void UndoLastChange(Session& session, bool force) {
                                                   *changed + " (" + copies->when + " " + copies->what +
                                                   ")\nあとの変更も捨てて戻すなら --force をつけてください。");
     StagingFolder const staging(session);
-    NewState state{staging.Path(), {}};
+    NewState state{staging.Path(), {}, customers_in_place};
     for (std::size_t i = 0; i < copies->paths.size(); ++i) {
         CopiedPath const& copied = copies->paths[i];
         state.paths.insert(copied.path);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <string>
 
 #include "engine/environment/session.h"
@@ -22,10 +23,12 @@ void RestoreIntoNew(Access const& access, std::string const& env_file, std::stri
 
 // Puts an environment into the state of a backup of its own, as a change that can be undone (PutInPlace);
 // asks first, unless `yes`. The session is one for restoring. Throws Failure, and nothing is then changed.
-void RestoreOver(Session& session, Access const& access, std::string const& backup, bool yes);
+// `customers_in_place`: see NewState.
+void RestoreOver(Session& session, Access const& access, std::string const& backup, bool yes,
+                 std::function<void()> const& customers_in_place);
 
 // Undoes the last change whose copies are kept. Throws Failure: not_confirmed when a file was changed since,
 // unless `force`; damaged_file when a copy is not whole. The session is one for restoring.
-void UndoLastChange(Session& session, bool force);
+void UndoLastChange(Session& session, bool force, std::function<void()> const& customers_in_place);
 
 }  // namespace engine

@@ -143,6 +143,16 @@ void KeepMessageKey(Session const& session, NewState& state) {
         state.paths.erase(message_key_file);
 }
 
+// Each comes from the earlier state only where there is none now.
+void KeepConsent(std::string const& data, NewState& state) {
+    for (std::string const file : {refusals_file, suspensions_file}) {
+        std::string const record = FileRecord::PathFor(file);
+        if (!fs::exists(data + "/" + file) && !fs::exists(data + "/" + record)) continue;
+        state.paths.erase(file);
+        state.paths.erase(record);
+    }
+}
+
 void Write(std::string const& data, NewState const& state) {
     for (std::string const& path : state.paths) {
         std::string const target = data + "/" + path, staged = state.staged + "/" + path;
@@ -179,6 +189,7 @@ void PutInPlace(Session& session, NewState state, std::string const& what) {
     KeepHistories(session, state, now);
     KeepSequences(session, state);
     KeepMessageKey(session, state);
+    KeepConsent(data, state);
     std::string const new_list = state.staged + "/" + mail_list_file;
     if (state.paths.contains(mail_list_file) && fs::exists(new_list)) {
         MailList list(session, new_list);
@@ -190,6 +201,7 @@ void PutInPlace(Session& session, NewState state, std::string const& what) {
     Write(data, state);
     if (fs::exists(data + "/" + mail_list_file) && !WriteRecords(data, {mail_list_file}))
         throw Failure(Failure::not_written, "環境に書き込めません: " + data);
+    if (state.customers_in_place && state.paths.contains(customers_file)) state.customers_in_place();
     change.Keep();
 }
 

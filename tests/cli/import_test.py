@@ -178,10 +178,20 @@ class Import(CommandTest):
         self.assertEqual(kept.out, "新規 1件、更新 0件、そのまま 1件、取り込めず 0件\n")
         self.take("list.csv", changed=2)
         self.assertEqual(self.listed(), ["0,A@EXAMPLE.JP,新", "1,b@example.jp,旧", "2,c@example.jp,新"])
-        # A deleted customer who is on the list again is live again.
+        # A deleted customer who is on the list again comes back only when that is asked for.
         self.tessaly("customers", "delete", "shop.tsl", "2")
-        self.take("list.csv", changed=2)
+        deleted = self.listed("0,1,2", "--deleted")
+        self.put("list.csv", "名前(姓),メールアドレス\n別,a@example.jp\n別,c@example.jp\n")
+        for options in ([], ["--keep-existing"]):
+            told = self.tessaly("customers", "import", "shop.tsl", "list.csv", *options)
+            self.assertEqual("削除した顧客 1人 は、削除したままにしました" in told.err, not options)
+            self.assertIn("更新 0件" if options else "更新 1件", told.out)
+            self.assertEqual(self.listed("0,1,2", "--deleted"), deleted)
+        self.take("list.csv", "--restore-deleted", changed=2)
         self.assertEqual(len(self.listed()), 3)
+        self.tessaly("customers", "delete", "shop.tsl", "2")
+        self.take("list.csv", "--replace", new=1)
+        self.assertEqual(self.listed("1"), ["a@example.jp"])
 
     def test_replace_needs_something_to_replace_with(self):
         self.take(self.put("list.csv", "メールアドレス\na@example.jp\nb@example.jp\n"), new=2)

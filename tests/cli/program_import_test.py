@@ -57,7 +57,10 @@ class FromPrograms(CommandTest):
         dated = CORVANE + ",更新日時\n" + row + ",2001/1/1 00:00:00\n"
         self.assertEqual(self.take("corvane", "c.csv", dated).out, "新規 0件、更新 0件、取り込めず 0件\nくわしい記録: c.csv.log\n")
         self.assertIn("既存データの方が新しい", self.text("c.csv.log"))
-        self.take("corvane", "c.csv", dated, "--existing", "overwrite")
+        kept = self.take("corvane", "c.csv", dated, "--existing", "overwrite")
+        self.assertIn("配信停止の申し出のある宛先 1件 は、停止のままにしました", kept.err)
+        self.assertEqual(self.listed(), ["k@example.jp,田中,N"])
+        self.take("corvane", "c.csv", dated, "--existing", "overwrite", "--consent", "会員ページで")
         self.assertEqual(self.listed(), ["k@example.jp,田中,Y"])
         without = CORVANE + "\n" + row.replace("田中", "佐藤") + "\n"
         asked = self.take("corvane", "c.csv", without, code=1)
