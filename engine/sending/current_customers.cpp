@@ -22,25 +22,34 @@ CurrentCustomers::CurrentCustomers(Session& session)
     : session_(session), file_(session.DataDirectory() + "/" + customers_file) {
     session_.Customers();
     read_ = session_.CustomersRead();
+    stopped_ = std::make_unique<StoppedAddresses const>(session_);
 }
 
+bool CurrentCustomers::IsCurrent() const { return IdentityOf(file_) == read_ && stopped_->IsCurrent(); }
+
 Standing CurrentCustomers::Get(int id, OneCustomer& customer) {
-    FileIdentity const present = IdentityOf(file_);
     std::shared_lock reading(lock_);
-    if (present != read_) {
+    if (!IsCurrent()) {
         reading.unlock();
         ReadAgain();
         reading.lock();
     }
     CDatabaseEdit& customers = session_.CustomerTable();
     if (customers.GetOneCustomerForEdit(customer, id) != CDatabaseEdit::ok) return Standing::gone;
-    return StandingOf(customer);
+    Standing const standing = StandingOf(customer);
+    if (standing != Standing::recipient) return standing;
+    switch (stopped_->Of(customer.Email)) {
+        case Stop::refused: return Standing::refuses;
+        case Stop::suspended: return Standing::suspended;
+        default: return Standing::recipient;
+    }
 }
 
 // A file that is being put back by copying can be absent or short. It counts when it reads whole and did not
 // change meanwhile.
 void CurrentCustomers::ReadAgain() {
     std::unique_lock const writing(lock_);
+    if (!stopped_->IsCurrent()) stopped_ = std::make_unique<StoppedAddresses const>(session_);
     auto const limit = Clock::now() + patience;
     for (FileIdentity present = IdentityOf(file_); present != read_; present = IdentityOf(file_)) {
         bool const last = Clock::now() > limit || session_.Front().Stopped();

@@ -22,6 +22,14 @@ namespace {
 // After this many failures in a row that hold for every recipient, the mailing stops.
 constexpr int most_failures_in_a_row = 5;
 
+char const* WhyNot(Standing standing) {
+    switch (standing) {
+        case Standing::gone: return "削除されました";
+        case Standing::suspended: return "届かないので止めている宛先です";
+        default: return "DMを受け取らなくなりました";
+    }
+}
+
 // What sets the Message-IDs of one mailing apart from those of another that goes on at the same time. Stands
 // behind the customer's number. That of a stored mail holds its number too, so that an answer leads to mail
 // and customer in one step; other mail programs keep Message-IDs as they are.
@@ -47,7 +55,7 @@ class Mailing::Client {
         Standing const standing = mailing_.fetch_(id, customer);
         delivery.address = customer.Email;
         if (standing != Standing::recipient) {
-            delivery.reply = standing == Standing::gone ? "削除されました" : "DMを受け取らなくなりました";
+            delivery.reply = WhyNot(standing);
             delivery.attempted = false;
             delivery.course = Delivery::left_out;
             return mailing_.Finish(delivery);

@@ -14,7 +14,12 @@
 namespace engine {
 
 // A recipient at the moment of the hand-out.
-enum class Standing { recipient, refuses, gone };
+enum class Standing {
+    recipient,
+    refuses,    // by the customer's flag, or by the list of refusals
+    suspended,  // the address
+    gone
+};
 
 struct Delivery {
     enum Course {

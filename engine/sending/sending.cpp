@@ -9,6 +9,7 @@
 #include "engine/base/failure.h"
 #include "engine/base/whole_file.h"
 #include "engine/base/whole_number.h"
+#include "engine/consent/mail_stops.h"
 #include "engine/environment/message_key.h"
 #include "engine/environment/settings_catalogue.h"
 #include "tessaly/text.h"
@@ -156,6 +157,7 @@ void DropRefusers(Session& session, std::vector<int>& ids) {
     auto const dropped = std::erase_if(ids, [&](int id) { return !AcceptsDirectMail(customers, id); });
     if (dropped > 0)
         session.Front().Notice("DMを受け取らない顧客 " + Grouped(dropped) + "人には送りません。");
+    DropStopped(session, ids);
 }
 
 Standing StandingOf(OneCustomer const& customer) {

@@ -32,7 +32,8 @@ std::vector<int> IdsIn(std::string_view text, std::string_view option);
 
 bool AcceptsDirectMail(CDatabaseEdit& customers, int id);
 Standing StandingOf(OneCustomer const& customer);
-// Removes the customers who accept no direct mail, and tells their number.
+// Removes the customers who accept no direct mail, and those to whom nothing is sent because of their address
+// (mail_stops.h), and tells the numbers.
 void DropRefusers(Session& session, std::vector<int>& ids);
 // From the table as it is in memory.
 Mailing::Fetch FetchFrom(CDatabaseEdit& customers);

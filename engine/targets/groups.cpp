@@ -155,7 +155,10 @@ Choice ApplyGroup(Session& session, std::string const& text, int mail, Apply app
     LoadConditions(session, group, set);
     ExtractResultDetail stored, chosen;
     LoadRecipients(session, group, stored);
-    if (apply == Apply::anew) ChooseRecipients(session, mail, set, chosen);
+    if (apply == Apply::anew)
+        ChooseRecipients(session, mail, set, chosen);
+    else
+        DropStopped(session, stored);
     ExtractResultDetail& list = apply == Apply::anew ? chosen : stored;
     StoreTarget(session, mail, set, list);
     return ChoiceOf(session, list);

@@ -29,7 +29,8 @@ Group DeleteGroup(Session& session, std::string const& group);
 Group RestoreGroup(Session& session, std::string const& group);
 
 // Copies the conditions of a group to a mail, with the stored recipients, or with those that the conditions
-// choose from the present customers.
+// choose from the present customers; in either case without those to whom nothing is sent because of their
+// address.
 enum class Apply { stored, anew };
 Choice ApplyGroup(Session& session, std::string const& group, int mail, Apply apply);
 

@@ -7,6 +7,7 @@
 #include "engine/base/date_text.h"
 #include "engine/base/failure.h"
 #include "engine/base/whole_number.h"
+#include "engine/consent/mail_stops.h"
 #include "engine/environment/data_paths.h"
 #include "engine/environment/mail_lock.h"
 #include "engine/environment/safe_change.h"
@@ -161,10 +162,26 @@ std::vector<int> IdsOf(ExtractResultDetail const& list) {
     return ids;
 }
 
+void DropStopped(Session& session, ExtractResultDetail& list) {
+    std::vector<int> ids = IdsOf(list);
+    std::size_t const before = ids.size();
+    DropStopped(session, ids);
+    if (ids.size() < before) Fill(list, ids);
+}
+
 namespace {
 
+void AddToList(CList<int, int>& ids, StoppedCustomers& stopped, ExtractResultDetail& list) {
+    for (POSITION next = ids.GetHeadPosition(); next;) {
+        POSITION const place = next;
+        if (stopped.LeavesOut(ids.GetNext(next))) ids.RemoveAt(place);
+    }
+    if (list.SetDBIDFromCListInt(ids, without_check, sorted) < 0) NotPossible("宛先を選べません。", list);
+}
+
 // Adds those who meet all conditions of a tab. Result: whether it has any.
-bool AddTab(ExtractAction& set, int tab, CList<int, int> const& everyone, ExtractResultDetail& list) {
+bool AddTab(ExtractAction& set, int tab, CList<int, int> const& everyone, StoppedCustomers& stopped,
+            ExtractResultDetail& list) {
     auto const tab_number = static_cast<EC_TAB_NUM>(tab);
     std::optional<CList<int, int>> ids;
     for (int number = 0; number < extract::ec_con_count; ++number) {
@@ -174,8 +191,7 @@ bool AddTab(ExtractAction& set, int tab, CList<int, int> const& everyone, Extrac
         if (set.PracticalExtractAction(*ids, tab_number, condition) < 0)
             NotPossible("条件を調べられません。", set);
     }
-    if (ids && list.SetDBIDFromCListInt(*ids, without_check, sorted) < 0)
-        NotPossible("宛先を選べません。", list);
+    if (ids) AddToList(*ids, stopped, list);
     return ids.has_value();
 }
 
@@ -189,10 +205,12 @@ void ChooseRecipients(Session& session, int mail, ExtractAction& set, ExtractRes
     CList<int, int> everyone;
     if (list.GetAllDBIDWithoutDeleteFromDBToCListInt(everyone) < 0)
         NotPossible("顧客を調べられません。", list);
+    StoppedCustomers stopped(session);
     bool any = false;
-    for (int tab = 0; tab < extract::ec_tab_count; ++tab) any = AddTab(set, tab, everyone, list) || any;
-    if (!any && list.SetDBIDFromCListInt(everyone, without_check, sorted) < 0)
-        NotPossible("宛先を選べません。", list);
+    for (int tab = 0; tab < extract::ec_tab_count; ++tab)
+        any = AddTab(set, tab, everyone, stopped, list) || any;
+    if (!any) AddToList(everyone, stopped, list);
+    stopped.Tell();
 }
 
 void StoreTarget(Session& session, int mail, ExtractAction& set, ExtractResultDetail& list) {

@@ -38,9 +38,12 @@ void LoadRecipients(Session& session, TargetOwner owner, ExtractResultDetail& li
 void MakeEmptyRecipients(ExtractResultDetail& list);
 void SaveRecipients(Session& session, TargetOwner owner, ExtractResultDetail& list);
 std::vector<int> IdsOf(ExtractResultDetail const& list);
+// Removes those to whom nothing is sent because of their address, and tells their number.
+void DropStopped(Session& session, ExtractResultDetail& list);
 
 // The customers who meet all conditions of at least one tab, or all customers without conditions, without
-// those who accept no direct mail, by ID. Loads the customers. `list` is a new object, and then that of the
+// those who accept no direct mail, by ID, and without those to whom nothing is sent because of their address
+// (mail_stops.h), whose number is told. Loads the customers. `list` is a new object, and then that of the
 // mail.
 void ChooseRecipients(Session& session, int mail, ExtractAction& set, ExtractResultDetail& list);
 
