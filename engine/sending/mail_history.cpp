@@ -126,6 +126,11 @@ LastReply const* MailHistory::ReplyTo(int customer) const {
     return found == replies_.end() ? nullptr : &found->second;
 }
 
+bool MailHistory::IsRefused(int customer) {
+    LastReply const* const reply = ReplyTo(customer);
+    return reply && reply->outcome == Outcome::refused && StateOf(customer) == RecipientState::failed;
+}
+
 MailStatus StatusAfter(MailHistory& history) {
     CArray<HistorySet, HistorySet> rows;
     history.Rows().GetHDataFromMemoryToStruct(rows, HistoryListViewer::all_rows, HistoryListViewer::all_rows);

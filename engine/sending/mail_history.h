@@ -42,6 +42,10 @@ class MailHistory {
     std::map<int, UnknownAttempt> const& Unknown() const { return unknown_; }
     // Why the last attempt at a recipient failed; null where it did not, or where that is not on record.
     LastReply const* ReplyTo(int customer) const;
+    // Of all, by customer ID.
+    std::map<int, LastReply> const& Replies() const { return replies_; }
+    // Whether the server refused the recipient for good: no later run of the mail tries again.
+    bool IsRefused(int customer);
     // Whether records of the journal were lost that had been on the disk: recipients who seem to wait may
     // have the mail.
     bool IsDamaged() const { return damaged_; }

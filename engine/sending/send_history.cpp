@@ -99,8 +99,9 @@ void SendHistory::Keep(Delivery const& delivery) {
         unknown_[delivery.id] = {record.number, delivery.message_id, record.time, record.text};
         return journal_->Add(record);
     }
-    record.state = LetterOf(delivery.outcome == Outcome::sent ? RecipientState::complete
-                                                              : retry_.AfterFailure(record.number));
+    record.state = LetterOf(delivery.outcome == Outcome::sent      ? RecipientState::complete
+                            : delivery.outcome == Outcome::refused ? RecipientState::failed
+                                                                   : retry_.AfterFailure(record.number));
     RowChange change{delivery.id, record.state, record.number, delivery.message_id, record.time};
     Apply(rows_, change);
     changed_ = true;

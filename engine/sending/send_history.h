@@ -31,8 +31,8 @@ void PutInList(Session& session, int mail, MailStatus status, HistoryListViewer&
 // saved every few seconds, and at the end. One process at a time has a mail's history.
 //
 // A row waits with retry number -1 before the first attempt. Every attempt raises the number by 1 and makes
-// the row complete when the server took the mail, else what RetryPolicy says. An attempt whose outcome is not
-// known leaves the row as it was.
+// the row complete when the server took the mail, failed when it refused the recipient for good, else what
+// RetryPolicy says. An attempt whose outcome is not known leaves the row as it was.
 class SendHistory : private MailLock, public MailHistory, public MailIntents {
   public:
     // Throws Failure when another process has the mail, and when its history cannot be read or its journal is

@@ -14,6 +14,7 @@
 #include "engine/sending/current_customers.h"
 #include "engine/sending/draft_record.h"
 #include "engine/sending/outcome_file.h"
+#include "engine/sending/recipient_bounces.h"
 #include "engine/sending/send_history.h"
 #include "engine/sending/sending.h"
 #include "engine/targets/target.h"
@@ -44,6 +45,8 @@ void RequireAllSent(Mailing const& mailing, std::size_t recipients, std::string 
     if (mailing.Sent() + mailing.LeftOut() < recipients)
         throw Failure(Failure::not_all_sent, "送れなかった宛先があります。" + after_refusal);
 }
+
+constexpr int no_mail = -1;
 
 // --- A draft, of which the environment keeps nothing ---
 
@@ -80,15 +83,18 @@ void SendDraft(Session& session, SendRequest const& request, Draft const& draft)
         auto const settled = std::erase_if(ids, [&](int id) { return report->Settled().contains(id); });
         if (settled > 0) session.Front().Notice("前回までに済んだ " + Grouped(settled) + "通は送りません。");
     }
+    RecipientBounces bounces(session, no_mail);
     Mailing mailing(
         session.Front(), content, from, server, fetch,
         [&](Delivery const& delivery) {
             if (report) report->Add(delivery);
+            bounces.Take(delivery);
             TellFailure(session.Front(), delivery);
         },
         report ? report->Intents() : nullptr);
     RunMailing(session, mailing, ids, request.threads);
     if (report) report->End();
+    bounces.Save();
     RequireAllSent(mailing, ids.size(),
                    (report ? "\n同じコマンドに --resume をつけると、続きを送れます。"
                            : "\n--report をつけて送ると、次からは --resume で続きを送れます。"));
@@ -143,8 +149,9 @@ class Remaining {
         return ids;
     }
     std::vector<int> ToSend(std::vector<int> ids) {
-        std::erase_if(
-            ids, [&](int id) { return IsUnknown(id) || IsComplete(id) || IsGone(id) || MayNotRetry(id); });
+        std::erase_if(ids, [&](int id) {
+            return IsUnknown(id) || IsComplete(id) || IsGone(id) || IsRefused(id) || MayNotRetry(id);
+        });
         Tell();
         DropRefusers(session_, ids);
         return ids;
@@ -156,6 +163,7 @@ class Remaining {
     bool IsGone(int id) {
         return Counted(customers_.FindCustomerID(id, CDatabaseEdit::find_live) != 1, gone_);
     }
+    bool IsRefused(int id) { return Counted(history_.IsRefused(id), refused_); }
     bool MayNotRetry(int id) {
         int number = -1;
         bool const attempted =
@@ -176,6 +184,7 @@ class Remaining {
         tell("もう届いている", complete_);
         tell("届いたかどうか分からない", unknown_);
         tell("削除された顧客", gone_);
+        tell("サーバーが宛先を断った", refused_);
         tell("再送信の上限に達した", given_up_);
     }
 
@@ -183,7 +192,7 @@ class Remaining {
     CDatabaseEdit& customers_;
     MailHistory& history_;
     HistoryListViewer& rows_;
-    std::size_t complete_ = 0, unknown_ = 0, gone_ = 0, given_up_ = 0;
+    std::size_t complete_ = 0, unknown_ = 0, gone_ = 0, refused_ = 0, given_up_ = 0;
 };
 
 // The status and the counts after a run, whatever else is going on in the environment. false when the front
@@ -209,6 +218,8 @@ void RunStored(Session& session, SendRequest const& request, int mail, SendHisto
     ServerSettings const server = ServerOf(session, request.smtp);
     WayBack const way_back = WayBackOf(session);
     CurrentCustomers customers(session);
+    RecipientBounces bounces(session, mail);
+    bounces.Take(history);
     std::optional<OutcomeFile> report;
     if (!request.report.empty()) report.emplace(request.report, request.resume);
     history.Begin(ids);
@@ -217,6 +228,7 @@ void RunStored(Session& session, SendRequest const& request, int mail, SendHisto
         session.Front(), content, from, server, FetchFrom(customers),
         [&](Delivery const& delivery) {
             history.Record(delivery);
+            bounces.Take(delivery);
             if (report && delivery.course != Delivery::cut_off) report->Add(delivery);
             TellFailure(session.Front(), delivery);
         },
@@ -224,6 +236,7 @@ void RunStored(Session& session, SendRequest const& request, int mail, SendHisto
     RunMailing(session, mailing, ids, request.threads);
     history.End();
     if (report) report->End();
+    bounces.Save();
     bool const listed = PutResultInList(session, mail, history, {MailStatus::deleted});
     std::string const name = std::to_string(mail);
     RequireAllSent(mailing, ids.size(),
@@ -246,6 +259,9 @@ std::vector<int> Chosen(Session& session, SendRequest const& request, int mail, 
 // A run that was killed has left the mail as one that is being sent.
 void EndWithoutMail(Session& session, SendRequest const& request, int mail, SendHistory& history) {
     if (history.Rows().GetRecordNumber() > 0) {
+        RecipientBounces bounces(session, mail);
+        bounces.Take(history);
+        bounces.Save();
         history.End();
         PutResultInList(session, mail, history, {MailStatus::draft, MailStatus::deleted});
     }

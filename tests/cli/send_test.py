@@ -95,7 +95,8 @@ class Send(CommandTest):
         # The report holds every recipient once, so another run has nothing left to do.
         self.refused("send", "shop.tsl", "--draft", sample, "--report", "report.csv", says="もうあります: report.csv")
         again = self.send("--report", "report.csv", "--resume", draft=sample)
-        self.assertIn("前回までに済んだ 288通は送りません。", again.err)
+        self.assertIn(f"届かないので止めている {len(refused)}人には送りません", again.err)
+        self.assertIn(f"前回までに済んだ {288 - len(refused)}通は送りません。", again.err)
         self.assertEqual(post.stop().out.splitlines()[-1], f"終わりました。{288 - len(refused)}通が届きました。")
         log = list((self.folder / "shop" / "LOG").iterdir())
         self.assertTrue(log)

@@ -2,6 +2,7 @@
 
 import csv
 import io
+import json
 import re
 import shutil
 import signal
@@ -10,7 +11,7 @@ import time
 import unittest
 
 from certificates import Authority
-from cli import Running, wait_for
+from cli import PATIENCE, Running, wait_for
 from smtp_server import SmtpServer
 from stored_mail import StoredMailTest
 
@@ -18,7 +19,7 @@ class StoredSend(StoredMailTest):
     def test_retries_up_to_the_limit(self):
         self.new_mail()
         self.assertEqual(self.totals(), ["下書き", "6", "0", "0", "6"])
-        server = SmtpServer(self, {"RCPT": lambda command: "550 no" if "n1@" in command or "n2@" in command else ""})
+        server = SmtpServer(self, {"RCPT": lambda command: "450 no" if "n1@" in command or "n2@" in command else ""})
         to = ("--smtp", server.address)
         self.tessaly("settings", "shop.tsl", "retry.max=2")
         self.assertIn("送信 4通、送れず 2通", self.send(*to, "--report", "report.csv", code=1).out)
@@ -40,6 +41,69 @@ class StoredSend(StoredMailTest):
         server.answers = {}
         self.send(*to)
         self.assertEqual(self.totals(), ["完了", "6", "10", "4", "0"])
+
+    def test_a_recipient_who_is_refused_for_good_is_not_tried_again(self):
+        """Who does not exist is in no mailing any more; who is refused for another reason is in the next one."""
+        self.new_mail()
+        refusals = {"n1@": "550 5.1.1 <n1@example.jp>: unknown", "n2@": "550 5.7.1 policy", "n3@": "552 5.2.2 full"}
+        server = SmtpServer(self, {"RCPT": lambda command: next((refusals[name] for name in refusals if name in command), "")})
+        to = ("--smtp", server.address)
+        self.assertIn("これから送るのを止めた宛先 1件", self.send(*to, code=1).err)
+        tried = len(server.commands)
+        expected = {f"n{i}": ("完了", "1", "0") for i in range(6)} | dict.fromkeys(["n1", "n2", "n3"], ("エラー", "1", "1"))
+        self.assertEqual(self.history(), expected)
+        self.assertEqual(self.totals(), ["エラーあり", "6", "6", "3", "0"])
+        self.assertIn("再送信する相手はいません", self.send(*to, "--retry").out)
+        self.assertIn("サーバーが宛先を断った 3人には送りません。", self.send(*to).err)
+        self.assertEqual((len(server.commands), self.history()), (tried, expected))
+        row, = self.suppressed()
+        self.assertEqual([row[name] for name in ("メールアドレス", "理由", "メール")], ["n1@example.jp", "宛先不明", "0"])
+        for mail in (1, 2):  # the mailbox that is full bounces for the second and third time
+            self.tessaly("mail", "new", "shop.tsl", "--draft", "draft.txt")
+            chosen = self.tessaly("target", "shop.tsl", mail, "--all")
+            self.assertIn("届かないので止めている 1人には送りません", chosen.err)
+            self.assertIn("宛先は 5件です", chosen.out)
+            self.tessaly("send", "shop.tsl", mail, *to, code=1)
+        self.assertEqual([row["メールアドレス"] for row in self.suppressed()], ["n1@example.jp", "n3@example.jp"])
+        self.tessaly("customers", "set", "shop.tsl", 1, "メールアドレス=right@example.jp")
+        self.assertEqual([row["メールアドレス"] for row in self.suppressed()], ["n3@example.jp"])
+
+    def suppressed(self):
+        return json.loads(self.tessaly("suppressed", "list", "shop.tsl", "--format", "json").out)
+
+    def test_a_run_that_was_killed_counts_its_refusals_in_the_next(self):
+        self.new_mail()
+        asked = threading.Event()
+        stall = lambda mail: asked.set() or time.sleep(30)
+        server = SmtpServer(self, {"RCPT": lambda command: "550 5.1.1 unknown" if "n1@" in command else "",
+                                   ".": lambda mail: stall(mail) if "n2@" in mail.split("Subject")[0] else ""})
+        run = Running(self, "send", "shop.tsl", "0", "--smtp", server.address, "--threads", "1")
+        self.assertTrue(asked.wait(PATIENCE))
+        run.stop(signal.SIGKILL)
+        self.assertEqual(self.suppressed(), [])
+        server.answers.pop(".")
+        self.send("--smtp", server.address)
+        self.assertEqual([row["メールアドレス"] for row in self.suppressed()], ["n1@example.jp"])
+        self.tessaly("suppressed", "remove", "shop.tsl", "n1@example.jp")
+        self.send("--smtp", server.address)
+        self.assertEqual(self.suppressed(), [])
+
+    def test_a_refusal_counts_for_a_run_that_goes_on(self):
+        self.new_mail()
+        asked, go_on = threading.Event(), threading.Event()
+        stall = lambda mail: asked.set() or go_on.wait(PATIENCE) and ""
+        server = SmtpServer(self, {".": lambda mail: stall(mail) if "n1@" in mail.split("Subject")[0] else ""})
+        run = Running(self, "send", "shop.tsl", "0", "--smtp", server.address, "--threads", "1")
+        self.assertTrue(asked.wait(PATIENCE))
+        self.tessaly("refusals", "add", "shop.tsl", "N3@example.jp", "--note", "電話で")
+        self.tessaly("suppressed", "add", "shop.tsl", "n5@example.jp")
+        go_on.set()
+        told = run.result()
+        self.assertEqual(told.code, 0)
+        self.assertIn("見送り 3 <n3@example.jp>: DMを受け取らなくなりました", told.err)
+        self.assertIn("見送り 5 <n5@example.jp>: 届かないので止めている宛先です", told.err)
+        self.assertIn("送信 4通、送れず 0通、見送り 2通", told.out)
+        self.assertEqual(len(server.mails), 4)
 
     def test_without_retries_a_failure_is_the_end(self):
         self.new_mail()

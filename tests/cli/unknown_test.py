@@ -17,7 +17,7 @@ class Unknown(StoredMailTest):
         self.new_mail()
         lost = ("n1@", "n2@", "n3@", "n4@")
         self.server = SmtpServer(self, {".": lambda mail: None if any(name in mail for name in lost) else "",
-                                        "RCPT": lambda to: "550 5.1.1 no such user" if "n5@" in to else ""})
+                                        "RCPT": lambda to: "450 4.2.1 try later" if "n5@" in to else ""})
         self.send("--smtp", self.server.address, "--threads", 1, code=1)
         self.server.answers = {}
 
@@ -38,8 +38,8 @@ class Unknown(StoredMailTest):
         rows = list(csv.DictReader(io.StringIO(self.tessaly("report", "shop.tsl", 0, "--format", "csv").out)))
         self.assertEqual([row["状態"] for row in rows], ["完了"] + ["不明"] * 4 + ["待ち"])
         self.assertEqual((rows[1]["Message-ID"], rows[1]["送信回数"]), (row["Message-ID"], "1"))
-        self.assertEqual(rows[5]["応答"], "550 5.1.1")
-        self.assertIn("no such user", rows[5]["理由"])
+        self.assertEqual(rows[5]["応答"], "450 4.2.1")
+        self.assertIn("try later", rows[5]["理由"])
         mails, = json.loads(self.tessaly("report", "shop.tsl", "--format", "json").out)
         self.assertEqual((mails["待ち"], mails["不明"]), ("1", "4"))
         mail, = json.loads(self.tessaly("mail", "list", "shop.tsl", "--format", "json").out)

@@ -92,8 +92,8 @@ class SendJournalTest : public engine_tests::ScratchShop {
 TEST_F(SendJournalTest, EveryRecipientIsWhatIsKnown) {
     Set("retry.max", "1");
     KilledRun();
-    EXPECT_EQ("CWW?W?WC", States());
-    EXPECT_EQ("CWW?W?WC", Change([](SendHistory&) {}));
+    EXPECT_EQ("CEW?W?WC", States());
+    EXPECT_EQ("CEW?W?WC", Change([](SendHistory&) {}));
     {
         Session session = Open(Session::For::reading);
         MailHistory history(session, 0);
@@ -108,8 +108,8 @@ TEST_F(SendJournalTest, EveryRecipientIsWhatIsKnown) {
         EXPECT_TRUE(history.ReplyTo(2)->outcome == Outcome::failed && history.ReplyTo(2)->text == "だめ");
         EXPECT_TRUE(StatusAfter(history) == engine::MailStatus::waiting);
     }
-    EXPECT_EQ("CWWCW?WC", Change([](SendHistory& history) { history.SettleAsSent(3); }));
-    EXPECT_EQ("CWWCWWWC", Change([](SendHistory& history) { history.MailAgain(5); }));
+    EXPECT_EQ("CEWCW?WC", Change([](SendHistory& history) { history.SettleAsSent(3); }));
+    EXPECT_EQ("CEWCWWWC", Change([](SendHistory& history) { history.MailAgain(5); }));
     EXPECT_EQ("CCCCCCEC", Change([this](SendHistory& history) {
                   history.Begin(ids_);
                   Expect(history);
@@ -139,7 +139,7 @@ TEST_F(SendJournalTest, ATornEndMakesNobodyWaitWhoMayHaveTheMail) {
         EXPECT_LT(left, records);
         std::string const states = States();
         // The last records: outcome 3, starts 4 and 5, none 4, start and outcome 7.
-        EXPECT_EQ("CWW?", states.substr(0, 4)) << cut;
+        EXPECT_EQ("CEW?", states.substr(0, 4)) << cut;
         if (content.IsIrregular()) {
             EXPECT_EQ(states.find('W', 4) == 4, left > records - 3) << cut << states;
             EXPECT_EQ('?', states[6]) << cut;
@@ -196,7 +196,7 @@ TEST_F(SendJournalTest, HolesCountByWhatWasDurable) {
         file.Reserve(100000);
         file.Add(std::span(records).subspan(1));
     }
-    EXPECT_EQ("CWW?W??C", States());
+    EXPECT_EQ("CEW?W??C", States());
     for (bool const durable : {false, true}) {
         {
             engine::JournalFile file(Path(journal), {records[0]});
@@ -209,7 +209,7 @@ TEST_F(SendJournalTest, HolesCountByWhatWasDurable) {
         std::size_t const end = torn.find_last_not_of('\0') + 1;
         std::fill_n(torn.begin() + static_cast<std::ptrdiff_t>(end - 200), 100, '\0');
         Put(journal, torn);
-        EXPECT_EQ(durable ? "damaged" : "CWW???", States().substr(0, durable ? 7 : 6));
+        EXPECT_EQ(durable ? "damaged" : "CEW???", States().substr(0, durable ? 7 : 6));
     }
 }
 
