@@ -135,6 +135,7 @@ bool EnvironmentState::IsWhole() const {
                (table.state == TableState::whole || table.state == TableState::without_record);
     };
     return troubles.empty() && std::all_of(tables.begin(), tables.end(), good) &&
+           std::all_of(lists.begin(), lists.end(), [](ListState const& list) { return list.IsGood(); }) &&
            std::none_of(journals.begin(), journals.end(),
                         [](JournalState const& one) { return one.damaged; });
 }
@@ -203,6 +204,7 @@ EnvironmentState StateOfEnvironment(Session& session) {
     CheckSequence(session, state, "MAIL/mailseq.dat", mail_list_file);
     CheckSequence(session, state, "EXTRACT/extrseq.dat", groups_file);
     CheckJournals(session, state);
+    state.lists = StateOfLists(session);
     CheckReceived(session, state);
     CheckMessageKey(session, state);
     return state;
@@ -240,6 +242,7 @@ bool CheckEnvironment(Access const& access, std::string const& env_file) {
         front.Result("送信の記録 (メール " + std::to_string(journal.mail) +
                      "): " + (journal.damaged ? "壊れています。読めるのは " : "完全です。") +
                      Grouped(journal.records) + "件");
+    for (ListState const& list : state.lists) front.Result(DescribeList(list));
     front.Result("添付ファイル " + Grouped(state.attachments) + "個、受信したメール " +
                  Grouped(state.received) + "通を調べました。");
     if (state.message_key != MessageKey::damaged)

@@ -10,6 +10,7 @@
 #include "engine/environment/session.h"
 #include "engine/environment/table_kind.h"
 #include "engine/environment/table_rows.h"
+#include "engine/upkeep/list_repair.h"
 
 // Whether all files of an environment are whole. It is read without the library's loaders, so that damage in
 // one file does not hide the state of another.
@@ -53,6 +54,7 @@ struct JournalState {
 struct EnvironmentState {
     std::vector<TableState> tables;
     std::vector<JournalState> journals;
+    std::vector<ListState> lists;
     std::vector<std::string> troubles;  // with sequences, attachments, received mails and the key; sentences
     std::vector<std::string> notes;     // of what a power cut can leave and its next use puts right
     std::size_t attachments = 0, received = 0;

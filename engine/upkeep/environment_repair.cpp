@@ -32,7 +32,9 @@ class Repair {
     void Run() {
         std::set<int> const mails = MailsToSettle();
         bool const key_damaged = state_.message_key == MessageKey::damaged;
-        bool const nothing = Plan().empty() && mails.empty() && !HasSequenceToMove() && !key_damaged;
+        std::vector<ListState> const lists = DamagedLists();
+        bool const nothing =
+            Plan().empty() && mails.empty() && lists.empty() && !HasSequenceToMove() && !key_damaged;
         if (nothing && state_.IsWhole()) return session_.Front().Result("直すものはありません。");
         if (!nothing) Ask();
         for (int const mail : mails) Settle(mail);
@@ -40,7 +42,9 @@ class Repair {
             if (table->kind->form != TableKind::history) RepairOne(*table);
         MoveSequences();
         if (key_damaged) RenewMessageKey();
+        for (ListState const& list : lists) RepairList(session_, list, request_.backup);
         session_.LoadSettings();
+        if (!lists.empty() && !left_) ListRefusersAgain(session_);
         session_.Mails();  // the library adds a row for each mail that has lost its own
         TellRest();
     }
@@ -59,6 +63,12 @@ class Repair {
         std::vector<std::string> paths;
         for (TableState const* table : tables) paths.push_back(table->path);
         return paths;
+    }
+
+    std::vector<ListState> DamagedLists() const {
+        std::vector<ListState> lists = state_.lists;
+        std::erase_if(lists, [](ListState const& list) { return list.IsGood(); });
+        return lists;
     }
 
     // Those whose histories or journals are not whole.
@@ -80,6 +90,7 @@ class Repair {
             if (journal.damaged)
                 front.Notice("送信の記録 (メール " + std::to_string(journal.mail) + ") が壊れています。");
         if (state_.message_key == MessageKey::damaged) front.Notice("署名の鍵が壊れています。");
+        for (ListState const& list : DamagedLists()) front.Notice(DescribeList(list));
         if (!request_.yes &&
             !front.Confirm("これらを直しますか? 壊れたファイルは NAME.damagedN として残します"))
             throw Failure(Failure::declined, "何も変えていません。");

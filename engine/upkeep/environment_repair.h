@@ -18,6 +18,8 @@ struct RepairRequest {
 // - A table that reads to its end but is not as recorded is accepted: it gets a new record.
 // - Recipients who may have a mail whose history or journal was damaged become unknown before the history
 //   can be used again.
+// - A list of refusals or of suspended addresses is made of its readable lines and those of the backup; the
+//   addresses of all customers with DM送付可否 N come to the refusals.
 // - A sequence that would give out a number a second time is moved.
 // Asks before it changes anything, and tells what is lost. Throws Failure: `declined`; `damaged_file` when
 // something is left that it cannot repair.
