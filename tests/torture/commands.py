@@ -10,7 +10,7 @@ Command = collections.namedtuple("Command", "words random steps given broken", d
 
 def on(*words, **options):
     """The environment stands behind the one or two words of the command."""
-    count = 2 if words[0] in ("env", "customers", "mail", "group", "testers", "inbox") else 1
+    count = 2 if words[0] in ("env", "customers", "mail", "group", "testers", "inbox", "refusals", "suppressed") else 1
     return Command((*words[:count], "shop.tsl", *words[count:]), **options)
 
 
@@ -46,6 +46,8 @@ ALL = [
     on("group", "restore", 1),
     on("testers", "add", "メールアドレス=v@example.jp"),
     on("testers", "delete", 0),
+    on("refusals", "add", "new@example.jp", random=True),
+    on("suppressed", "add", "n2@example.jp", random=True),
     on("unknown", 1, "--settle", "all", steps=True),
     on("unknown", 1, "--resend", "all", steps=True),
     on("receive", "--from-dir", "answers", steps=True),

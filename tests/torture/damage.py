@@ -27,12 +27,15 @@ READERS = [(re.compile(pattern), *row) for pattern, *row in (
     (r"MAIL/(\d+)/hist", ["report", "{}"], ["receive", "--from-dir", "answers"], True),
     (r"MAIL/(\d+)/me(rd|li)", ["target", "{}"], ["target", "{}", "--apply"], True),
     (r"MAIL/(\d+)/", ["mail", "show", "{}"], ["mail", "edit", "{}", "--draft", "other.txt"], False),
+    (r"message\.key", ["settings"], ["settings", "from.name=変"], False),
+    (r"CONSENT/refusals", ["refusals", "list"], ["refusals", "add", "w@example.jp"], True),
+    (r"CONSENT/suspended", ["suppressed", "list"], ["suppressed", "add", "w@example.jp"], True),
     (r"EXTRACT/", ["group", "list"], ["group", "rename", "全員", "変"], False),
     (r"INBOX/", ["inbox", "list"], ["receive", "--from-dir", "kept"], False))]
 
 
 def with_environment(words):
-    count = 2 if words[0] in ("customers", "testers", "mail", "group", "inbox") else 1
+    count = 2 if words[0] in ("customers", "testers", "mail", "group", "inbox", "refusals", "suppressed") else 1
     return (*words[:count], "shop.tsl", *words[count:])
 
 

@@ -40,7 +40,7 @@ class RecordedSending:
             shop.put(name_of_boot, f"5f4dcc3b-0000-4000-8000-00000000000{number}\n")
         retry = ("--retry",) if "--retry" in name else ()
         shop.put("many.csv", customer_list(0, CUSTOMERS))
-        shop.must("customers", "import", "shop.tsl", "many.csv", "--replace")
+        shop.must("customers", "import", "shop.tsl", "many.csv", "--replace", "--restore-deleted", "--consent", "x")
         shop.must("target", "shop.tsl", 0, "--all")
         first = RecordingServer(shop, refuses=0.5)
         if retry:

@@ -20,7 +20,7 @@ UNKNOWN = "不明"
 PART = int(os.environ.get("TORTURE_PART", 1))  # tests with sanitizers, which are slow, try one of so many points
 CUSTOMERS = 24
 SHOWN = [("customers", "list", "--all"), ("customers", "list", "--deleted"), ("testers", "list"), ("mail", "list"),
-         ("mail", "list", "--deleted"), ("group", "list"), ("inbox", "list"), ("report",), ("report", "1")]
+         ("mail", "list", "--deleted"), ("group", "list"), ("inbox", "list"), ("refusals", "list"), ("suppressed", "list"), ("report",), ("report", "1")]
 
 
 class Fault(Exception):
