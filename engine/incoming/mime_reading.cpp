@@ -1,7 +1,5 @@
 #include "engine/incoming/mime_reading.h"
 
-#include <gmime/gmime.h>
-
 #include <algorithm>
 #include <memory>
 #include <vector>
@@ -9,23 +7,11 @@
 #include "engine/base/charset.h"
 #include "engine/base/lower_case.h"
 #include "engine/base/trimmed.h"
+#include "engine/mails/gmime_objects.h"
 #include "engine/mails/received_text.h"
 
 namespace engine {
 namespace {
-
-struct Unref {
-    void operator()(void* object) const { g_object_unref(object); }
-};
-template <class Object>
-using Owned = std::unique_ptr<Object, Unref>;
-
-void Begin() {
-    static bool const begun = (g_mime_init(), true);
-    static_cast<void>(begun);
-}
-
-std::string TextOr(char const* text, char const* other = "") { return text ? text : other; }
 
 // GMime takes texts that end with a NUL.
 std::string PlainText(std::string_view value) {
@@ -35,7 +21,7 @@ std::string PlainText(std::string_view value) {
 }
 
 GMimeContentEncoding EncodingNamed(std::string_view name) {
-    Begin();
+    BeginGMime();
     return g_mime_content_encoding_from_string(LowerCase(Trimmed(name, " \t\r\n\";")).c_str());
 }
 
@@ -137,7 +123,7 @@ std::string FirstAddress(InternetAddressList* list) {
 }  // namespace
 
 MimeType ReadMimeType(std::string_view value) {
-    Begin();
+    BeginGMime();
     MimeType read{"text", "plain", {}, {}, {}};
     Owned<GMimeContentType> const type(
         g_mime_content_type_parse(nullptr, PlainText(value.substr(0, longest_value)).c_str()));
@@ -159,14 +145,14 @@ bool IsAttachment(std::string_view disposition) {
 }
 
 SenderAddress FirstSender(std::string_view value) {
-    Begin();
+    BeginGMime();
     std::string const text = GuessedText(PlainText(value.substr(0, longest_value)));
     Owned<InternetAddressList> const list(internet_address_list_parse(nullptr, text.c_str()));
     return {std::string(Trimmed(NameBeside(text))), FirstAddress(list.get())};
 }
 
 std::string LocalTimeOf(std::string_view date) {
-    Begin();
+    BeginGMime();
     using Time = std::unique_ptr<GDateTime, decltype(&g_date_time_unref)>;
     using Text = std::unique_ptr<char, decltype(&g_free)>;
     Time const time(g_mime_utils_header_decode_date(PlainText(date.substr(0, longest_value)).c_str()),

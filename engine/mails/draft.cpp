@@ -5,6 +5,7 @@
 
 #include "engine/base/crossing.h"
 #include "engine/base/failure.h"
+#include "engine/base/lower_case.h"
 #include "engine/base/trimmed.h"
 #include "engine/base/whole_file.h"
 #include "tessaly/delivery.h"
@@ -110,12 +111,6 @@ std::size_t Characters(std::string_view utf8) {
         std::count_if(utf8.begin(), utf8.end(), [](char c) { return (c & 0xC0) != 0x80; }));
 }
 
-bool SameName(std::string_view a, std::string_view b) {
-    return std::equal(a.begin(), a.end(), b.begin(), b.end(), [](char x, char y) {
-        return (x >= 'A' && x <= 'Z' ? x + 32 : x) == (y >= 'A' && y <= 'Z' ? y + 32 : y);
-    });
-}
-
 bool IsControl(char c) { return (static_cast<unsigned char>(c) < 0x20 && c != '\t') || c == 0x7F; }
 
 void ReadHeaderLine(Line const& line, Draft& draft, std::vector<Finding>& findings) {
@@ -136,14 +131,14 @@ void ReadHeaderLine(Line const& line, Draft& draft, std::vector<Finding>& findin
     std::string_view const value = Trimmed(line.text.substr(colon + 1));
     std::size_t const column =
         Characters(line.text.substr(0, static_cast<std::size_t>(value.data() - line.text.data()))) + 1;
-    if (SameName(name, "Subject")) {
+    if (EqualNoCase(name, "Subject")) {
         if (!draft.subject.IsEmpty())
             throw Failure(Failure::unsuitable_file, "下書きの" + place + "Subject が2つあります。");
         draft.subject = Cross(value);
         Inspection(line.number, column, findings).Look(draft.subject);
-    } else if (SameName(name, "From")) {
+    } else if (EqualNoCase(name, "From")) {
         draft.from = ReadMailbox(std::string(value), "下書きの From");
-    } else if (SameName(name, "Reply-To")) {
+    } else if (EqualNoCase(name, "Reply-To")) {
         draft.reply_to = ReadMailbox(std::string(value), "下書きの Reply-To");
     } else {
         throw Failure(Failure::unsuitable_file, "下書きの" + place +

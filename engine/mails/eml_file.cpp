@@ -2,13 +2,13 @@
 
 #include <stdlib.h>
 
-#include <cstdio>
 #include <filesystem>
 #include <set>
 
 #include "engine/base/crossing.h"
 #include "engine/base/failure.h"
 #include "engine/base/lower_case.h"
+#include "engine/base/shown_text.h"
 #include "engine/base/whole_file.h"
 #include "engine/mails/file_names.h"
 #include "engine/mails/html_addresses.h"
@@ -26,18 +26,6 @@ namespace {
 
 // The last line end of a text and of its HTML is not kept with a mail (ComposeHtml).
 constexpr char const* last_line_end = "\n";
-
-// As an address in HTML, of characters that need no quotes.
-std::string PercentEncoded(std::string_view name) {
-    std::string encoded;
-    for (char const c : name) {
-        bool const plain = (c >= '0' && c <= '9') || (LowerCase(c) >= 'a' && LowerCase(c) <= 'z') || c == '.';
-        char escape[4];
-        std::snprintf(escape, sizeof escape, "%%%02X", static_cast<unsigned>(static_cast<unsigned char>(c)));
-        encoded += plain ? std::string(1, c) : escape;
-    }
-    return encoded;
-}
 
 // The location of a picture as the HTML may name it: whole, or from where the HTML lies.
 std::string FromThere(std::string_view location, std::string_view html_location) {
@@ -109,7 +97,7 @@ void UnpackedEml::UnpackHtml(EmlParts& parts) {
     for (std::size_t i = 0; i < parts.files.size(); ++i) {
         EmlFilePart const& part = parts.files[i];
         std::string const name = FileNames().Take(part.name, part.type, i + 1);
-        addresses.push_back("picture" + std::to_string(i + 1) + "/" + PercentEncoded(name));
+        addresses.push_back("picture" + std::to_string(i + 1) + "/" + PercentEncoded(name, "."));
         pictures.Add(part.content_id, part.location, addresses.back());
         pictures.Add({}, FromThere(part.location, parts.html_location), addresses.back());
     }
@@ -122,7 +110,7 @@ void UnpackedEml::UnpackHtml(EmlParts& parts) {
             std::string const named = parts.html.substr(place.begin, place.end - place.begin);
             std::string const* const address = pictures.Find(named);
             if (!address && LowerCase(named).starts_with("cid:") && missing.insert(named).second)
-                notices_.push_back("HTMLが見せる画像が、メールの中にありません: " + OnOneLine(named));
+                notices_.push_back("HTMLが見せる画像が、メールの中にありません: " + ShownLine(named));
             if (!address) continue;
             edit.Replace(place, *address);
             shown.insert(*address);
@@ -145,7 +133,7 @@ void UnpackedEml::UnpackAttachments(EmlParts const& parts) {
             continue;
         }
         bool const renamed = !given.empty() && given != name;
-        if (renamed) notices_.push_back("添付ファイルの名前を変えました: " + OnOneLine(given) + " → " + name);
+        if (renamed) notices_.push_back("添付ファイルの名前を変えました: " + ShownLine(given) + " → " + name);
         texts_.attach.push_back(Write("attachment" + std::to_string(i) + "/" + name, content));
     }
 }

@@ -1,7 +1,5 @@
 #include "engine/mails/eml_parts.h"
 
-#include <gmime/gmime.h>
-
 #include <algorithm>
 #include <memory>
 #include <string_view>
@@ -10,7 +8,9 @@
 #include "engine/base/crossing.h"
 #include "engine/base/failure.h"
 #include "engine/base/lower_case.h"
+#include "engine/base/shown_text.h"
 #include "engine/base/trimmed.h"
+#include "engine/mails/gmime_objects.h"
 #include "engine/mails/received_text.h"
 
 namespace engine {
@@ -18,14 +18,6 @@ namespace {
 
 constexpr int most_levels = 50;
 constexpr std::size_t most_parts = 1000;
-
-struct Unref {
-    void operator()(void* object) const { g_object_unref(object); }
-};
-template <class Object>
-using Owned = std::unique_ptr<Object, Unref>;
-
-std::string TextOr(char const* text) { return text ? text : ""; }
 
 // A field as it came, on one line; empty for none.
 std::string RawField(GMimeObject* entity, char const* name) {
@@ -61,7 +53,7 @@ std::string MessageText(GMimeMessage* message) {
 
 std::string TypeOf(GMimeObject* entity) {
     GMimeContentType* const type = g_mime_object_get_content_type(entity);
-    return OnOneLine(LowerCase(TextOr(g_mime_content_type_get_media_type(type)) + "/" +
+    return ShownLine(LowerCase(TextOr(g_mime_content_type_get_media_type(type)) + "/" +
                                TextOr(g_mime_content_type_get_media_subtype(type))));
 }
 
@@ -139,8 +131,7 @@ class Reading {
         if (Trimmed(bytes).empty()) Refuse("中身がありません");
         // GMime takes a last delimiter without a line end for one of which the CR belongs to the part.
         if (bytes.ends_with("--")) bytes += "\r\n";
-        static bool const begun = (g_mime_init(), true);
-        static_cast<void>(begun);
+        BeginGMime();
         Owned<GMimeStream> const stream(g_mime_stream_mem_new_with_buffer(bytes.data(), bytes.size()));
         Owned<GMimeParser> const parser(g_mime_parser_new_with_stream(stream.get()));
         std::unique_ptr<GMimeParserOptions, decltype(&g_mime_parser_options_free)> const options(
@@ -163,7 +154,7 @@ class Reading {
 
     void TakeMail(GMimeMessage* message) {
         GMimeObject* const root = g_mime_message_get_mime_part(message);
-        parts_.subject = OnOneLine(Trimmed(DecodedHeader(RawField(GMIME_OBJECT(message), "Subject"))));
+        parts_.subject = Trimmed(ShownLine(DecodedHeader(RawField(GMIME_OBJECT(message), "Subject"))));
         if (too_deep_) Refuse("部分の入れ子が深すぎます");
         if (!root) Refuse("中身がありません");
         Body body = Take(root, 0);
@@ -279,7 +270,7 @@ class Reading {
         std::string const charset = Parameter(entity, "charset");
         if (!IsKnownCharset(charset))
             throw Failure(Failure::unsuitable_mail,
-                          "この文字コードの文面は読めません: " + OnOneLine(charset));
+                          "この文字コードの文面は読めません: " + ShownLine(charset));
         std::string text = TextIn(charset, ContentOf(part));
         UseLineFeeds(text);
         if (!is_html) return {std::move(text), ""};
@@ -295,7 +286,7 @@ class Reading {
     }
 
     static std::string Described(GMimeObject* entity) {
-        std::string const name = OnOneLine(NameOf(entity));
+        std::string const name = ShownLine(NameOf(entity));
         return TypeOf(entity) + (name.empty() ? "" : " " + name);
     }
 

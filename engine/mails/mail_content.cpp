@@ -1,6 +1,5 @@
 #include "engine/mails/mail_content.h"
 
-#include <cstdio>
 #include <string>
 #include <string_view>
 
@@ -8,24 +7,11 @@
 #include "engine/base/failure.h"
 #include "engine/mails/html_mail.h"
 #include "engine/mails/mail_text.h"
+#include "engine/mails/received_text.h"
 #include "tessaly/text.h"
 
 namespace engine {
 namespace {
-
-// A parameter value in UTF-8 with everything but attribute characters escaped (RFC 2231 4, RFC 8187 3.2.1).
-std::string ExtendedValue(std::string_view utf8) {
-    constexpr std::string_view unescaped = "!#$&+-.^_`|~";
-    std::string result = "UTF-8''";
-    for (char const c : utf8) {
-        bool const plain = (c >= '0' && c <= '9') || (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') ||
-                           unescaped.find(c) != unescaped.npos;
-        char escape[4];
-        std::snprintf(escape, sizeof escape, "%%%02X", static_cast<unsigned>(static_cast<unsigned char>(c)));
-        result += plain ? std::string(1, c) : escape;
-    }
-    return result;
-}
 
 void FillFromPc(MailContent& content) {
     MailVersion const& own = content.versions[pc];
@@ -87,7 +73,8 @@ MailContent ContentOf(Session& session, int mail) {
 // the standard.
 CString AttachmentPart(AttachData const& attachment, CString const& text) {
     CString const name = Mailable(attachment.m_strFileName, true);
-    std::string const extended = ExtendedValue(Out(attachment.m_strFileName));
+    constexpr std::string_view unescaped = "!#$&+-.^_`|~";  // RFC 2231 4, RFC 8187 3.2.1
+    std::string const extended = "UTF-8''" + PercentEncoded(Out(attachment.m_strFileName), unescaped);
     return "Content-Type: " + attachment.m_strFileInfo + ";\r\n " + NameParameter("name", name) +
            "\r\nContent-Transfer-Encoding: base64\r\nContent-Disposition: attachment;\r\n filename*=" +
            CString(std::string_view(extended)) + "\r\n\r\n" + text;

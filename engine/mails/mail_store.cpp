@@ -5,6 +5,7 @@
 
 #include "engine/base/crossing.h"
 #include "engine/base/failure.h"
+#include "engine/base/lower_case.h"
 #include "engine/base/whole_file.h"
 #include "engine/environment/mail_lock.h"
 #include "engine/environment/safe_change.h"
@@ -146,9 +147,7 @@ void Warn(FrontEnd& front, OneMail const& mail, char kind) {
 
 // Text files have no entry, since their encoding is unknown.
 char const* MediaTypeOf(std::string const& file) {
-    std::string extension = fs::path(file).extension().string();
-    std::transform(extension.begin(), extension.end(), extension.begin(),
-                   [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c; });
+    std::string const extension = LowerCase(fs::path(file).extension().string());
     for (MediaType const& known : media_types)
         if (known.extension == extension) return known.type;
     return "application/octet-stream";

@@ -1,6 +1,7 @@
 #include "engine/mails/received_text.h"
 
 #include <algorithm>
+#include <cstdio>
 #include <map>
 #include <optional>
 #include <vector>
@@ -150,6 +151,18 @@ std::string PercentDecoded(std::string_view text) {
         if (byte) at += 2;
     }
     return decoded;
+}
+
+std::string PercentEncoded(std::string_view text, std::string_view unescaped) {
+    std::string encoded;
+    for (char const c : text) {
+        bool const plain = (c >= '0' && c <= '9') || (LowerCase(c) >= 'a' && LowerCase(c) <= 'z') ||
+                           unescaped.find(c) != npos;
+        char escape[4];
+        std::snprintf(escape, sizeof escape, "%%%02X", static_cast<unsigned>(static_cast<unsigned char>(c)));
+        encoded += plain ? std::string(1, c) : escape;
+    }
+    return encoded;
 }
 
 // Blanks between two words are none; the words of one charset may divide a character among them, though they

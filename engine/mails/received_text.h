@@ -11,6 +11,8 @@ namespace engine {
 
 // "%41" as "A" (RFC 3986 2.1); a "%" without two digits stays.
 std::string PercentDecoded(std::string_view text);
+// The way back: letters, digits and the signs of `unescaped` stay.
+std::string PercentEncoded(std::string_view text, std::string_view unescaped);
 
 // A header value, its encoded words (RFC 2047) decoded. A word of an unknown charset stays.
 std::string DecodedHeader(std::string_view value);
