@@ -27,14 +27,14 @@ void ReportAll(Arguments const& arguments) {
     Session session(arguments.access, arguments.env_file, Session::For::reading);
     std::vector<MailSummary> const mails = SummariesOfMails(session, arguments.deleted);
     Listing listing(std::cout, format,
-                    {"番号", "件名", "状態", "宛先", "送信", "エラー", "開封", "待ち", "不明", "戻り",
-                     "配信停止", "更新日時"});
+                    {"番号", "件名", "状態", "宛先", "送信", "宛先なし", "その他エラー", "不明", "待ち",
+                     "開封", "配信停止", "送信回数", "更新日時"});
     for (MailSummary const& mail : mails) {
         MailCounts const& counts = mail.counts;
         listing.Add({Number(mail.mail), mail.subject, WordOf(mail.status), Number(counts.recipients),
-                     Number(counts.sent), Number(counts.errors), Number(counts.opened),
-                     Number(counts.waiting), Number(counts.unknown), Number(mail.bounces),
-                     Number(mail.refusals), mail.changed});
+                     Number(counts.sent), Number(counts.no_mailbox), Number(counts.other_errors),
+                     Number(counts.unknown), Number(counts.waiting), Number(counts.opened),
+                     Number(mail.refusals), Number(counts.attempts), mail.changed});
     }
     listing.End();
     if (format == ListFormat::table) std::cout << Grouped(mails.size()) << "件\n";
@@ -53,11 +53,10 @@ void ReportOne(Arguments const& arguments) {
     listing.End();
     if (format != ListFormat::table) return;
     MailCounts const& counts = outcomes.counts;
-    std::cout << "宛先 " << Grouped(static_cast<std::uint64_t>(counts.recipients)) << "人: 送信 "
-              << counts.sent << "回、エラー " << counts.errors << "回、開封 " << counts.opened << "人、待ち "
-              << counts.waiting << "人";
-    if (counts.unknown > 0) std::cout << "、不明 " << counts.unknown << "人";
-    std::cout << "\n";
+    std::cout << "宛先 " << counts.recipients << "人: 送信 " << counts.sent << "人、宛先なし "
+              << counts.no_mailbox << "人、その他エラー " << counts.other_errors << "人、不明 "
+              << counts.unknown << "人、待ち " << counts.waiting << "人。開封 " << counts.opened
+              << "人、送信回数 " << counts.attempts << "回\n";
     if (counts.unknown > 0)
         std::cout << "不明の人をどうするかは「tessaly unknown " << arguments.env_file << " "
                   << *arguments.mail << "」で決めます。\n";

@@ -5,7 +5,7 @@
 
 namespace engine {
 
-std::string DigestOf(std::string const& text) {
+std::string DigestOf(std::string_view text) {
     MD5Context context;
     unsigned char digest[md5_digest_bytes];
     MD5Init(&context);

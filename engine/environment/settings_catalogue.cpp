@@ -62,6 +62,8 @@ std::vector<Setting> Make() {
          "ほかの理由で戻ったメールが、下の日数のうちにこの数になった宛先に、送るのを止めます "
          "(0なら止めません)"},
         {"suspend.days", 88, number, "30", "1..3650", "suspend.soft の数を数える日数"},
+        {"receive.largest", 91, number, "64", "1..1024",
+         "受信するメールの大きさの上限 (MiB)。大きいものはサーバーに残します"},
         {"import.flag", SystemOption::cell_import_flag, choice, "N", "Y|N", "店舗データの取り込みの切り替え"},
     };
     for (int i = 0; i < attributes; ++i) {

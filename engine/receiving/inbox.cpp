@@ -3,8 +3,9 @@
 #include <algorithm>
 #include <fstream>
 #include <optional>
+#include <set>
 #include <sstream>
-#include <string_view>
+#include <tuple>
 #include <vector>
 
 #include "engine/base/digest.h"
@@ -55,6 +56,45 @@ std::optional<std::uintmax_t> ReadSeen(fs::path const& file, auto const& take) {
     return effects;
 }
 
+std::string LineOf(Effect const& effect) {
+    std::string line = effect.time + "\t" + KeyOf(effect.kind) + "\t" + std::to_string(effect.mail) + "\t" +
+                       std::to_string(effect.customer) + "\t" + effect.from + "\t" + effect.text;
+    if (effect.kept > 0) line += "\t" + std::to_string(effect.kept);
+    return line + "\n";
+}
+
+// Lines of kinds that this version does not know give nothing. A line of an earlier version ends with the
+// text.
+std::optional<Effect> EffectIn(std::string const& line) {
+    std::istringstream parts(line);
+    std::string kind, mail, customer, kept;
+    Effect effect;
+    for (std::string* const part : {&effect.time, &kind, &mail, &customer, &effect.from})
+        if (!std::getline(parts, *part, '\t')) return {};
+    std::getline(parts, effect.text, '\t');
+    std::getline(parts, kept, '\t');
+    auto const known = AnswerKindOf(kind);
+    if (!known) return {};
+    effect.kind = *known;
+    effect.mail = WholeNumber(mail).value_or(-1);
+    effect.customer = WholeNumber(customer).value_or(-1);
+    effect.kept = WholeNumber(kept).value_or(0);
+    return effect;
+}
+
+// In their order.
+void ForEachEffect(std::string const& data_directory, auto const& take) {
+    fs::path const folder = fs::path(data_directory) / "INBOX";
+    auto const known = ReadSeen(folder / seen_name, [](std::string const&) {});
+    std::ifstream actions(folder / actions_name);
+    std::uintmax_t read = 0;
+    for (std::string line; std::getline(actions, line) && !actions.eof();) {
+        read += line.size() + 1;
+        if (known && read > *known) break;
+        if (auto const effect = EffectIn(line)) take(*effect);
+    }
+}
+
 }  // namespace
 
 Inbox::Inbox(std::string const& data_directory) : folder_(fs::path(data_directory) / "INBOX") {
@@ -65,23 +105,26 @@ Inbox::Inbox(std::string const& data_directory) : folder_(fs::path(data_director
     }
 }
 
-// A line: time, kind, mail, customer, sender, effect.
 AnswerCounts CountAnswers(std::string const& data_directory) {
     AnswerCounts counts;
-    fs::path const folder = fs::path(data_directory) / "INBOX";
-    auto const known = ReadSeen(folder / seen_name, [](std::string const&) {});
-    std::ifstream actions(folder / actions_name);
-    std::uintmax_t read = 0;
-    for (std::string line, time, kind, mail; std::getline(actions, line) && !actions.eof();) {
-        read += line.size() + 1;
-        if (known && read > *known) break;
-        std::istringstream parts(line);
-        if (std::getline(parts, time, '\t') && std::getline(parts, kind, '\t') &&
-            std::getline(parts, mail, '\t') && LeadingNumber(mail).value_or(-1) >= 0)
-            if (auto const of_kind = AnswerKindOf(kind)) ++counts[*LeadingNumber(mail)][*of_kind];
-    }
+    std::set<std::tuple<int, AnswerKind, int>> counted;
+    ForEachEffect(data_directory, [&](Effect const& effect) {
+        if (effect.mail < 0) return;
+        bool const is_new = counted.emplace(effect.mail, effect.kind, effect.customer).second;
+        if (is_new || effect.customer < 0) ++counts[effect.mail][effect.kind];
+    });
     return counts;
 }
+
+std::map<int, Effect> EffectsOfKept(std::string const& data_directory) {
+    std::map<int, Effect> effects;
+    ForEachEffect(data_directory, [&](Effect const& effect) {
+        if (effect.kept > 0) effects[effect.kept] = effect;
+    });
+    return effects;
+}
+
+void Inbox::Record(Effect const& effect) { actions_ += LineOf(effect); }
 
 std::vector<KeptMail> Inbox::Kept() const {
     std::vector<KeptMail> kept;
@@ -97,7 +140,7 @@ void Inbox::Remember(std::string const& id) {
     if (seen_.insert(id).second) new_seen_ += id + "\n";
 }
 
-int Inbox::Keep(std::string const& text) {
+int Inbox::Keep(std::string_view text) {
     std::string const digest = DigestOf(text), mark = "kept " + digest;
     if (auto const found = kept_.find(digest); found != kept_.end()) return found->second;
     MakeFolder(folder_.string());

@@ -22,6 +22,15 @@ struct KeptMail {
     std::filesystem::path file;
 };
 
+// What was made of a received mail.
+struct Effect {
+    std::string time{};  // "2026/11/23 10:00:00"
+    AnswerKind kind = AnswerKind::other;
+    int mail = -1, customer = -1;
+    std::string from{}, text{};  // UTF-8, each on one line
+    int kept = 0;                // the number of the kept mail; 0: it is not kept
+};
+
 class Inbox {
   public:
     explicit Inbox(std::string const& data_directory);
@@ -29,9 +38,9 @@ class Inbox {
     bool Seen(std::string const& id) const { return seen_.contains(id); }
     // Each is on the disk when Save returns.
     void Remember(std::string const& id);
-    void Record(std::string const& line) { actions_ += line + "\n"; }
+    void Record(Effect const& effect);
     // Writes the mail at once, unless it is kept already. Result: its number. Throws Failure.
-    int Keep(std::string const& text);
+    int Keep(std::string_view text);
     // Throws Failure.
     void Save();
 
@@ -49,8 +58,10 @@ class Inbox {
     std::optional<std::uintmax_t> known_effects_;  // bytes of the record of effects
 };
 
-// How many answers of a kind came to each mail, by the record of effects.
+// Of how many customers answers of a kind came to each mail, by the record of effects.
 using AnswerCounts = std::map<int, std::map<AnswerKind, int>>;
 AnswerCounts CountAnswers(std::string const& data_directory);
+// The last effect of each kept mail, by its number. None of those that earlier versions kept.
+std::map<int, Effect> EffectsOfKept(std::string const& data_directory);
 
 }  // namespace engine

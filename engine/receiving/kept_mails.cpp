@@ -35,7 +35,10 @@ std::string SenderOf(IncomingMessage const& message) {
 }
 
 KeptMailRow HeadOf(int number, IncomingMessage const& message) {
-    return {number, LocalTimeOf(message.Field("Date")), SenderOf(message),
+    return {number,
+            {},
+            LocalTimeOf(message.Field("Date")),
+            SenderOf(message),
             ShownLine(message.Decoded("Subject"))};
 }
 
@@ -102,8 +105,12 @@ class Reading {
 
 std::vector<KeptMailRow> ListKeptMails(Session const& session) {
     std::vector<KeptMailRow> rows;
-    for (KeptMail const& kept : Inbox(session.DataDirectory()).Kept())
+    std::map<int, Effect> const effects = EffectsOfKept(session.DataDirectory());
+    for (KeptMail const& kept : Inbox(session.DataDirectory()).Kept()) {
         rows.push_back(HeadOf(kept.number, Read(session, kept).Messages()[0]));
+        auto const effect = effects.find(kept.number);
+        if (effect != effects.end()) rows.back().kind = effect->second.kind;
+    }
     return rows;
 }
 

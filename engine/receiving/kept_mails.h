@@ -1,10 +1,12 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "engine/environment/session.h"
+#include "engine/mails/states.h"
 
 // The received mails that an environment keeps for the sender to read. Texts are UTF-8 and safe for a
 // terminal; the operations throw Failure.
@@ -12,8 +14,9 @@ namespace engine {
 
 struct KeptMailRow {
     int number = 0;
-    std::string date;  // local time; empty if the mail has none that can be read
-    std::string from;  // "name <address>", or what there is of it
+    std::optional<AnswerKind> kind{};  // as it was received, or decided since; none of earlier versions
+    std::string date;                  // local time; empty if the mail has none that can be read
+    std::string from;                  // "name <address>", or what there is of it
     std::string subject;
 };
 // By number.

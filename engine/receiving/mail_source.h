@@ -8,14 +8,18 @@
 
 #include "engine/sending/secure_clients.h"
 #include "engine/sending/server_settings.h"
+#include "tessaly/storage.h"
 
 // Where received mail comes from. Each source gives its mails one at a time, so that memory holds one of
-// them.
+// them, and fetches none of more than `largest` bytes.
 namespace engine {
 
 struct ReceivedMail {
-    std::string id;    // identifies the mail; empty where only its text does
-    std::string text;  // as received, without the escapes of the transport
+    std::string id{};           // identifies the mail; empty where only its text does
+    CString text{};             // as received, without the escapes of the transport and with no zero byte
+    std::string place{};        // what the mail is called at its source
+    std::uint64_t size = 0;     // bytes at its source
+    bool is_too_large = false;  // it was not fetched, and has no text
 };
 
 class MailSource {
@@ -35,19 +39,20 @@ class MailSource {
 // The files of a folder, by name.
 class FolderSource : public MailSource {
   public:
-    explicit FolderSource(std::string const& folder);
+    FolderSource(std::string const& folder, std::uint64_t largest);
     std::uint64_t Total() const override { return files_.size(); }
     bool Next(ReceivedMail& mail, std::function<bool(std::string const&)> const& seen) override;
 
   private:
     std::vector<std::string> files_;
     std::size_t next_ = 0;
+    std::uint64_t const largest_;
 };
 
 // A file of many mails, each behind a line "From ..." (mboxrd).
 class MboxSource : public MailSource {
   public:
-    explicit MboxSource(std::string const& name);
+    MboxSource(std::string const& name, std::uint64_t largest);
     ~MboxSource() override;
     std::uint64_t Total() const override { return 0; }
     bool Next(ReceivedMail& mail, std::function<bool(std::string const&)> const& seen) override;
@@ -55,10 +60,12 @@ class MboxSource : public MailSource {
   private:
     struct File;
     std::unique_ptr<File> file_;
+    std::uint64_t const largest_;
 };
 
 // A mailbox on a server, plain or secured. `shown`, unless null, gets the data of the TLS handshake. Throws
 // Failure when it cannot be opened.
-std::unique_ptr<MailSource> MakePopSource(MailboxSettings const& mailbox, Handshake* shown = nullptr);
+std::unique_ptr<MailSource> MakePopSource(MailboxSettings const& mailbox, std::uint64_t largest,
+                                          Handshake* shown = nullptr);
 
 }  // namespace engine

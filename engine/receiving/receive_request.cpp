@@ -6,6 +6,8 @@
 #include <chrono>
 #include <functional>
 #include <memory>
+#include <string>
+#include <vector>
 
 #include "engine/base/crossing.h"
 #include "engine/base/date_text.h"
@@ -17,7 +19,6 @@
 #include "engine/receiving/inbox.h"
 #include "engine/receiving/mail_source.h"
 #include "engine/sending/sending.h"
-#include "tessaly/text.h"
 
 namespace engine {
 namespace {
@@ -27,23 +28,16 @@ constexpr int mails_between_saves = 500;
 constexpr int work_to_one_of_saving = 10;
 
 std::unique_ptr<MailSource> SourceOf(Session& session, ReceiveRequest const& request) {
-    if (!request.from_dir.empty()) return std::make_unique<FolderSource>(request.from_dir);
-    if (!request.mbox.empty()) return std::make_unique<MboxSource>(request.mbox);
+    std::uint64_t const largest = static_cast<std::uint64_t>(session.NumberSetting("receive.largest")) << 20;
+    if (!request.from_dir.empty()) return std::make_unique<FolderSource>(request.from_dir, largest);
+    if (!request.mbox.empty()) return std::make_unique<MboxSource>(request.mbox, largest);
     KeepTransferLog(session);
-    return MakePopSource(MailboxOf(session, request.pop));
+    return MakePopSource(MailboxOf(session, request.pop), largest);
 }
 
-// A mail without an ID of its transport is identified by its Message-ID, else by its whole text.
-std::string IdOf(std::string const& text) {
-    MimeFormatStruct header;
-    std::size_t const end = text.find("\r\n\r\n");
-    std::size_t const other_end = text.find("\n\n");
-    MimeDecodeTool::MimeDecode(
-        CString(std::string_view(text).substr(0, std::min(end, other_end))) + "\r\n\r\n", header);
-    MailAnalyzer analyzer;
-    analyzer.MailAnalysis(header);
-    CString const id = analyzer.GetMessageID();
-    return id.IsEmpty() ? "text " + DigestOf(text) : "id " + std::string(id.View());
+// A mail without an ID of its transport is identified by its text.
+std::string IdOf(ReceivedMail const& mail) {
+    return mail.id.empty() ? "text " + DigestOf(mail.text.View()) : mail.id;
 }
 
 constexpr char const* stopped_sentence = "中断しました。同じコマンドで続きを受信できます。";
@@ -63,7 +57,8 @@ bool Completed(FrontEnd const& front, std::function<void()> const& work) {
 class Receiving {
   public:
     Receiving(Session& session, ReceiveRequest const& request, MailSource& source)
-        : front_(session.Front()),
+        : session_(session),
+          front_(session.Front()),
           request_(request),
           source_(source),
           inbox_(session.DataDirectory()),
@@ -97,26 +92,40 @@ class Receiving {
     }
 
     void Take(ReceivedMail const& mail) {
-        std::string const id = mail.id.empty() ? IdOf(mail.text) : mail.id;
-        if (inbox_.Seen(id)) return;
-        Answer const answer = answers_.Take(mail.text);
-        ++counts_[static_cast<std::size_t>(answer.kind)];
-        std::string kept;
-        if (answer.keep && !request_.dry_run)
-            kept = " (受信箱 " + std::to_string(inbox_.Keep(mail.text)) + ")";
-        if (answer.postponed) {
-            front_.Notice("次の受信で反映します: メール " + std::to_string(answer.mail) + "\n" +
-                          answer.effect);
-            ++postponed_;
-            return source_.KeepLast();
+        if (mail.is_too_large) return LeaveThere(mail);
+        std::string const id = IdOf(mail);
+        if (inbox_.Seen(id)) {
+            ++repeated_;
+            return;
         }
-        std::string const line = Line(answer);
-        if (answer.kind != AnswerKind::other) front_.Notice(line + kept);
+        std::vector<Answer> const answers = answers_.Take(mail.text);
+        bool const keeps =
+            std::any_of(answers.begin(), answers.end(), [](auto const& one) { return one.keep; });
+        int const kept = keeps && !request_.dry_run ? inbox_.Keep(mail.text.View()) : 0;
+        for (Answer const& answer : answers) ++counts_[static_cast<std::size_t>(answer.kind)];
+        for (Answer const& answer : answers)
+            if (answer.postponed) return Postpone(answer);
+        for (Answer const& answer : answers) {
+            if (answer.kind != AnswerKind::other)
+                front_.Notice(Line(answer) + (kept > 0 ? " (受信箱 " + std::to_string(kept) + ")" : ""));
+            inbox_.Record({Out(NowText()), answer.kind, answer.mail, answer.customer,
+                           Out(OnOneLine(answer.from.View())), answer.effect, kept});
+        }
         // Also in a dry run, in memory only, so that it counts a repeated mail once.
         inbox_.Remember(id);
-        inbox_.Record(Out(NowText()) + "\t" + KeyOf(answer.kind) + "\t" + std::to_string(answer.mail) + "\t" +
-                      std::to_string(answer.customer) + "\t" + Out(OnOneLine(answer.from.View())) + "\t" +
-                      answer.effect);
+    }
+
+    void Postpone(Answer const& answer) {
+        front_.Notice("次の受信で反映します: メール " + std::to_string(answer.mail) + "\n" + answer.effect);
+        ++postponed_;
+        source_.KeepLast();
+    }
+
+    void LeaveThere(ReceivedMail const& mail) {
+        front_.Notice("大きすぎるので受け取りません: " + mail.place + " (" + Grouped(mail.size >> 20) +
+                      " MiB、設定 receive.largest は " + session_.Setting("receive.largest") + " MiB)");
+        ++too_large_;
+        source_.KeepLast();
     }
 
     static std::string Line(Answer const& answer) {
@@ -155,9 +164,16 @@ class Receiving {
         }
         std::string text = "エラー " + Grouped(bounces) + "通" + others;
         if (postponed_ > 0) text += " (うち次に回したもの " + Grouped(postponed_) + "通)";
+        if (repeated_ > 0) text += " (受け取り済みで飛ばしたもの " + Grouped(repeated_) + "通)";
+        if (too_large_ > 0) text += " (大きすぎて受け取らなかったもの " + Grouped(too_large_) + "通)";
         front_.Result(text + (request_.dry_run ? " (--dry-run なので何も変えていません)" : ""));
+        if (counts_[static_cast<std::size_t>(AnswerKind::unclear_refusal)] > 0 && !request_.dry_run)
+            front_.Notice("要確認のメールは「tessaly inbox list " + session_.EnvFile() +
+                          "」で見て、「tessaly inbox resolve " + session_.EnvFile() +
+                          " 番号 --refuse」か「--ignore」で決めてください。");
     }
 
+    Session& session_;
     FrontEnd& front_;
     ReceiveRequest const& request_;
     MailSource& source_;
@@ -166,7 +182,7 @@ class Receiving {
     bool const removes_;
     std::atomic<std::uint64_t> taken_ = 0;
     std::array<std::uint64_t, answer_kinds> counts_{};
-    std::uint64_t postponed_ = 0;
+    std::uint64_t postponed_ = 0, repeated_ = 0, too_large_ = 0;
     Clock::time_point next_save_;
 };
 

@@ -25,7 +25,7 @@ ServerCheck CheckSmtp(ServerSettings const& server) {
 ServerCheck CheckPop(MailboxSettings const& mailbox) {
     ServerCheck check;
     try {
-        std::unique_ptr<MailSource> const source = MakePopSource(mailbox, &check.handshake);
+        std::unique_ptr<MailSource> const source = MakePopSource(mailbox, 0, &check.handshake);
         check.mails = source->Total();
         source->End();
         check.works = true;

@@ -109,72 +109,72 @@ Trace::Trace(IncomingMail const& mail, std::string_view raw, IdSigner const& sig
 }
 
 std::vector<Traced> Trace::All() const {
-    std::vector<Traced> found = Within(0, 0);
-    if (found.empty()) found = InText(raw_, 0);
+    std::vector<Traced> found = Within({0, 0});
+    if (found.empty()) found = InText(raw_, {0, 0});
     if (found.empty()) found = ByToken();
     return found;
 }
 
-std::vector<Traced> Trace::Within(std::size_t message, std::size_t depth) const {
+std::vector<Traced> Trace::Within(Place place) const {
     std::vector<Traced> found;
-    for (std::size_t const held : held_[message]) Unite(found, Within(held, depth + 1));
-    return found.empty() ? InMessage(message, depth) : found;
+    for (std::size_t const held : held_[place.message]) Unite(found, Within({held, place.depth + 1}));
+    return found.empty() ? InMessage(place) : found;
 }
 
-std::vector<Traced> Trace::InMessage(std::size_t message, std::size_t depth) const {
-    IncomingMessage const& here = mail_.Messages()[message];
-    if (depth > 0)
-        if (auto const own = InField(here.Field("Message-ID"), depth)) return {*own};
+std::vector<Traced> Trace::InMessage(Place place) const {
+    IncomingMessage const& here = mail_.Messages()[place.message];
+    if (place.depth > 0)
+        if (auto const own = InField(here.Field("Message-ID"), place)) return {*own};
     for (char const* name : {"In-Reply-To", "References"})
-        if (auto const answered = InField(here.Field(name), depth)) return {*answered};
+        if (auto const answered = InField(here.Field(name), place)) return {*answered};
     for (IncomingField const& field : here.fields)
         if (!EqualNoCase(field.name, "Message-ID"))
-            if (std::vector<Traced> found = InText(field.value, depth); !found.empty()) return found;
+            if (std::vector<Traced> found = InText(field.value, place); !found.empty()) return found;
     std::vector<Traced> found;
     for (IncomingPart const& part : mail_.Parts())
-        if (part.message == message) Unite(found, InText(part.content, depth));
+        if (part.message == place.message) Unite(found, InText(part.content, place));
     return found;
 }
 
 // Of several, as in References, the last: it is that of the mail that was answered.
-std::optional<Traced> Trace::InField(std::string_view field, std::size_t depth) const {
+std::optional<Traced> Trace::InField(std::string_view field, Place place) const {
     std::vector<OwnId> const own = FindOwnIds(field);
     for (auto id = own.rbegin(); id != own.rend(); ++id)
-        if (auto const counted = Counted(id->text, id->numbers, depth)) return counted;
+        if (auto const counted = Counted(id->text, id->numbers, place)) return counted;
     std::vector<std::string_view> const ids = IdsIn(field);
     for (auto id = ids.rbegin(); id != ids.rend(); ++id)
-        if (auto const old = Old(*id, depth)) return old;
+        if (auto const old = Old(*id, place)) return old;
     return {};
 }
 
-std::vector<Traced> Trace::InText(std::string_view text, std::size_t depth) const {
+std::vector<Traced> Trace::InText(std::string_view text, Place place) const {
     std::vector<Traced> found;
-    for (OwnId const& id : FindOwnIds(text)) Unite(found, Only(Counted(id.text, id.numbers, depth)));
+    for (OwnId const& id : FindOwnIds(text)) Unite(found, Only(Counted(id.text, id.numbers, place)));
     if (!found.empty()) return found;
     std::size_t left = most_found;
     ForEachField(text, [&](std::string_view name, std::string_view value) {
         bool const of_id = EqualNoCase(name, "Message-ID") || EqualNoCase(name, "Original-Message-ID");
         if (!of_id) return true;
-        for (std::string_view const id : IdsIn(value)) Unite(found, Only(Old(id, depth)));
+        for (std::string_view const id : IdsIn(value)) Unite(found, Only(Old(id, place)));
         return --left > 0;
     });
     return found;
 }
 
-std::optional<Traced> Trace::Counted(std::string const& id, MailNumbers const& numbers,
-                                     std::size_t depth) const {
+std::optional<Traced> Trace::Counted(std::string const& id, MailNumbers const& numbers, Place place) const {
     if (!sent_.Has(numbers)) return {};
     for (std::string const& recorded : sent_.IdsOf(numbers))
-        if (IsSameId(recorded, id)) return Traced{numbers, recorded, Traced::by_id, depth};
+        if (IsSameId(recorded, id))
+            return Traced{numbers, recorded, Traced::by_id, place.depth, place.message};
     if (!signer_.IsGenuine(id)) return {};
-    return Traced{numbers, id, Traced::by_id, depth};
+    return Traced{numbers, id, Traced::by_id, place.depth, place.message};
 }
 
-std::optional<Traced> Trace::Old(std::string_view id, std::size_t depth) const {
+std::optional<Traced> Trace::Old(std::string_view id, Place place) const {
     if (id.empty() || NumbersIn(id)) return {};
     auto const numbers = sent_.BehindOldId(id);
     if (!numbers) return {};
-    return Traced{*numbers, std::string(id), Traced::by_id, depth};
+    return Traced{*numbers, std::string(id), Traced::by_id, place.depth, place.message};
 }
 
 std::optional<MailNumbers> Trace::SignedBy(std::string_view text, IdSigner::Use use) const {
@@ -193,7 +193,7 @@ std::vector<Traced> Trace::ByToken() const {
     if (!numbers) numbers = InCopiedHeader();
     if (!numbers) return {};
     std::vector<std::string> const ids = sent_.IdsOf(*numbers);
-    return {{*numbers, ids.empty() ? std::string() : ids.front(), Traced::by_token, 0}};
+    return {{*numbers, ids.empty() ? std::string() : ids.front(), Traced::by_token}};
 }
 
 std::optional<MailNumbers> Trace::InCopiedHeader() const {
@@ -246,7 +246,7 @@ std::optional<Traced> Trace::ByAddress(Lookup const& lookup) const {
             if (last && only && only->numbers.customer != last->numbers.customer) return {};
             if (last) only = last;
         }
-        if (only) return Traced{only->numbers, only->message_id, Traced::by_address, 0};
+        if (only) return Traced{only->numbers, only->message_id, Traced::by_address};
     }
     return {};
 }

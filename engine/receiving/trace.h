@@ -35,7 +35,8 @@ struct Traced {
     MailNumbers numbers;
     std::string message_id{};  // as it is on record, where it is; else as found; empty for none
     How how = by_id;
-    std::size_t depth = 0;  // how many messages hold the one in which it was found
+    std::size_t depth = 0;    // how many messages hold the one in which it was found
+    std::size_t message = 0;  // that one
 };
 
 // Looks through one received mail. What is found counts only where the mail and the customer exist, and the
@@ -65,12 +66,15 @@ class Trace {
     std::optional<Traced> ByAddress(Lookup const& lookup) const;
 
   private:
-    std::vector<Traced> Within(std::size_t message, std::size_t depth) const;
-    std::vector<Traced> InMessage(std::size_t message, std::size_t depth) const;
-    std::vector<Traced> InText(std::string_view text, std::size_t depth) const;
-    std::optional<Traced> InField(std::string_view field, std::size_t depth) const;
-    std::optional<Traced> Counted(std::string const& id, MailNumbers const& numbers, std::size_t depth) const;
-    std::optional<Traced> Old(std::string_view id, std::size_t depth) const;
+    struct Place {
+        std::size_t message, depth;
+    };
+    std::vector<Traced> Within(Place place) const;
+    std::vector<Traced> InMessage(Place place) const;
+    std::vector<Traced> InText(std::string_view text, Place place) const;
+    std::optional<Traced> InField(std::string_view field, Place place) const;
+    std::optional<Traced> Counted(std::string const& id, MailNumbers const& numbers, Place place) const;
+    std::optional<Traced> Old(std::string_view id, Place place) const;
     std::optional<MailNumbers> SignedBy(std::string_view text, IdSigner::Use use) const;
     std::vector<Traced> ByToken() const;
     std::optional<MailNumbers> InCopiedHeader() const;

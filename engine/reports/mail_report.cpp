@@ -2,6 +2,7 @@
 
 #include "engine/base/crossing.h"
 #include "engine/base/full_name.h"
+#include "engine/incoming/bounce_reason.h"
 #include "engine/mails/mail_store.h"
 #include "engine/sending/send_history.h"
 #include "engine/sending/unknown_recipients.h"
@@ -12,24 +13,33 @@ namespace {
 
 constexpr int family_name = 2, given_name = 3;  // elements of a customer
 
+bool HasNoMailbox(LastReply const* reply) {
+    return reply && ReasonOf({reply->enhanced, reply->code}, reply->text, {}).kind == AnswerKind::hard;
+}
+
+void Count(MailHistory& history, HistorySet const& row, MailCounts& counts) {
+    counts.attempts += std::int64_t{row.RetryNumber} + 1;
+    if (row.OpenFlag == "Y") ++counts.opened;
+    if (history.IsUnknown(row.CustomerID)) {
+        counts.attempts += std::int64_t{history.Unknown().at(row.CustomerID).number} - row.RetryNumber;
+        ++counts.unknown;
+        return;
+    }
+    switch (RecipientStateOf(row.State.View()).value_or(RecipientState::failed)) {
+        case RecipientState::waiting: ++counts.waiting; break;
+        case RecipientState::complete: ++counts.sent; break;
+        default: ++(HasNoMailbox(history.ReplyTo(row.CustomerID)) ? counts.no_mailbox : counts.other_errors);
+    }
+}
+
 // A mail without a history waits for all its recipients.
 MailCounts CountsOf(Session& session, int mail, MailHistory& history) {
+    CArray<HistorySet, HistorySet> rows;
+    history.Rows().GetHDataFromMemoryToStruct(rows, HistoryListViewer::all_rows, HistoryListViewer::all_rows);
     MailCounts counts;
-    HistoryListViewer& rows = history.Rows();
-    rows.GetNumOneMail(counts.sent, counts.errors, counts.opened, counts.recipients);
-    if (counts.recipients == 0) {
-        counts.recipients = counts.waiting = RecipientCount(session, mail);
-        return counts;
-    }
-    auto const waits = [](CString const& letter) {
-        return RecipientStateOf(letter.View()) == RecipientState::waiting;
-    };
-    for (int row = 0; row < rows.GetRecordNumber(); ++row)
-        if (waits(rows.GetStringElement(HistoryListViewer::element_state, row))) ++counts.waiting;
-    for (auto const& [customer, attempt] : history.Unknown())
-        if (waits(rows.GetElementFromMemoryPinPoint(customer, HistoryListViewer::element_state)))
-            --counts.waiting;
-    counts.unknown = static_cast<int>(history.Unknown().size());
+    counts.recipients = static_cast<int>(rows.GetSize());
+    if (counts.recipients == 0) counts.recipients = counts.waiting = RecipientCount(session, mail);
+    for (HistorySet const& row : rows) Count(history, row, counts);
     return counts;
 }
 
@@ -72,9 +82,7 @@ std::vector<MailSummary> SummariesOfMails(Session& session, bool deleted) {
         mail.subject = Out(row.GetMailTitle());
         mail.status = StoredMailStatus(row.GetStatus());
         mail.counts = CountsOf(session, id, history);
-        for (auto const& [kind, count] : answers[id])
-            if (IsBounce(kind)) mail.bounces += count;
-        mail.refusals = answers[id][AnswerKind::refusal];
+        mail.refusals = answers[id][AnswerKind::refusal] + answers[id][AnswerKind::complaint];
         CString changed;
         session.Mails().GetMailDataPinPoint(id, CMailListViewer::column_renewal_date, changed);
         mail.changed = Out(changed);

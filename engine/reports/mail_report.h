@@ -11,8 +11,15 @@
 // The results of the mails of an environment, by their send histories and the answers to them. Texts UTF-8.
 namespace engine {
 
+// Of a mail: people, each in one of `sent` to `waiting`.
 struct MailCounts {
-    int recipients = 0, sent = 0, errors = 0, opened = 0, waiting = 0, unknown = 0;
+    int recipients = 0;
+    int sent = 0;          // the server took the mail, and it did not come back
+    int no_mailbox = 0;    // failed: the address does not work
+    int other_errors = 0;  // failed for another reason
+    int unknown = 0, waiting = 0;
+    int opened = 0;
+    std::int64_t attempts = 0;
 };
 
 struct MailSummary {
@@ -21,7 +28,7 @@ struct MailSummary {
     StoredState<MailStatus> status;
     std::string changed;  // date and time of the last change
     MailCounts counts;
-    int bounces = 0, refusals = 0;
+    int refusals = 0;  // people
 };
 // Every mail in the order of the list, the deleted ones only with `deleted`. Throws Failure.
 std::vector<MailSummary> SummariesOfMails(Session& session, bool deleted);

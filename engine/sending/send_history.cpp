@@ -52,6 +52,12 @@ void SendHistory::SettleAsSent(int customer) {
 
 void SendHistory::MailAgain(int customer) { unknown_.erase(customer); }
 
+void SendHistory::Return(int customer, RecipientState after, LastReply const& reply) {
+    CString state = LetterOf(after);
+    rows_.TransferState(customer, state, HistoryListViewer::transfer_store);
+    replies_[customer] = reply;
+}
+
 void SendHistory::Begin(std::vector<int> const& ids) {
     HistorySet row;
     row.State = LetterOf(RecipientState::waiting);
@@ -200,20 +206,28 @@ void SendHistory::End() {
     ReplaceJournal(JournalOf(session_, mail_), KeptRecords());
 }
 
-void PutInList(Session& session, int mail, MailStatus status, HistoryListViewer& history,
+MailResult ResultOf(int mail, MailStatus status, HistoryListViewer& history) {
+    MailResult result{mail, status, 0, 0, 0};
+    int total = 0;
+    history.GetNumOneMail(result.sent, result.errors, result.opened, total);
+    return result;
+}
+
+void PutInList(Session& session, std::vector<MailResult> const& results,
                std::initializer_list<MailStatus> staying, Session::Patience patience) {
-    int sent = 0, errors = 0, opened = 0, total = 0;
-    history.GetNumOneMail(sent, errors, opened, total);
     auto const put = [&](CMailListViewer& mails) {
-        COneMailData row;
-        if (mails.GetMailData(mail, row) < 0) return;
-        auto const present = MailStatusOf(row.GetStatus().View());
-        bool const stays = present && std::find(staying.begin(), staying.end(), *present) != staying.end();
-        if (!stays) row.SetStatus(LetterOf(status), letters_only);
-        row.SetSentNumber(sent);
-        row.SetErrorNumber(errors);
-        row.SetOpenNumber(opened);
-        mails.SetMailData(row);
+        for (MailResult const& result : results) {
+            COneMailData row;
+            if (mails.GetMailData(result.mail, row) < 0) continue;
+            auto const present = MailStatusOf(row.GetStatus().View());
+            bool const stays =
+                present && std::find(staying.begin(), staying.end(), *present) != staying.end();
+            if (!stays) row.SetStatus(LetterOf(result.status), letters_only);
+            row.SetSentNumber(result.sent);
+            row.SetErrorNumber(result.errors);
+            row.SetOpenNumber(result.opened);
+            mails.SetMailData(row);
+        }
     };
     session.ChangeMails(put, patience);
 }

@@ -21,8 +21,15 @@
 // The send history of a stored mail, kept up to date while it is being sent.
 namespace engine {
 
-// Status and counts into the list of mails. A mail whose status is one of `staying` keeps it.
-void PutInList(Session& session, int mail, MailStatus status, HistoryListViewer& history,
+// What the list of mails shows of a mail's history.
+struct MailResult {
+    int mail;
+    MailStatus status;
+    int sent, errors, opened;
+};
+MailResult ResultOf(int mail, MailStatus status, HistoryListViewer& history);
+// Writes the list once for all of them. A mail whose status is one of `staying` keeps it.
+void PutInList(Session& session, std::vector<MailResult> const& results,
                std::initializer_list<MailStatus> staying = {MailStatus::deleted},
                Session::Patience patience = Session::Patience::brief);
 
@@ -44,6 +51,10 @@ class SendHistory : private MailLock, public MailHistory, public MailIntents {
     // again. Nothing happens for one who is not unknown. On disk with End.
     void SettleAsSent(int customer);
     void MailAgain(int customer);
+
+    // A mail that the server had taken came back: how its recipient's row stands after that, and why. On disk
+    // with End.
+    void Return(int customer, RecipientState after, LastReply const& reply);
 
     // Begins a run: makes rows for those who have none, writes the file, and begins the journal. Throws
     // Failure.

@@ -200,7 +200,8 @@ class Remaining {
 bool PutResultInList(Session& session, int mail, SendHistory& history,
                      std::initializer_list<MailStatus> staying) {
     try {
-        PutInList(session, mail, StatusAfter(history), history.Rows(), staying, Session::Patience::endless);
+        PutInList(session, {ResultOf(mail, StatusAfter(history), history.Rows())}, staying,
+                  Session::Patience::endless);
         return true;
     } catch (Failure const& failure) {
         if (failure.GetKind() != Failure::stopped) throw;
@@ -223,7 +224,7 @@ void RunStored(Session& session, SendRequest const& request, int mail, SendHisto
     std::optional<OutcomeFile> report;
     if (!request.report.empty()) report.emplace(request.report, request.resume);
     history.Begin(ids);
-    PutInList(session, mail, MailStatus::sending, history.Rows());
+    PutInList(session, {ResultOf(mail, MailStatus::sending, history.Rows())});
     Mailing mailing(
         session.Front(), content, from, server, FetchFrom(customers),
         [&](Delivery const& delivery) {

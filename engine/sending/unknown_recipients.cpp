@@ -64,7 +64,8 @@ std::size_t SettleUnknown(Session& session, int mail, std::vector<int> const& cu
     }
     if (!chosen.empty()) history.End();
     // Also for nobody: an earlier call can have been cut off before its end.
-    PutInList(session, mail, StatusAfter(history), history.Rows(), {MailStatus::draft, MailStatus::deleted});
+    PutInList(session, {ResultOf(mail, StatusAfter(history), history.Rows())},
+              {MailStatus::draft, MailStatus::deleted});
     return chosen.size();
 }
 

@@ -24,4 +24,4 @@ class StoredMailTest(CommandTest):
 
     def totals(self):
         row, = json.loads(self.tessaly("report", "shop.tsl", "--format", "json").out)
-        return [row[name] for name in ("状態", "宛先", "送信", "エラー", "待ち")]
+        return [row[name] for name in ("状態", "宛先", "送信", "宛先なし", "その他エラー", "待ち")]

@@ -77,7 +77,7 @@ TEST_F(AnswersTest, ABounceTakesEffectByItsReportAndTheRetrySettings) {
         {
             Session session = Open(Session::For::changing);
             engine::Answers answers(session, true);
-            engine::Answer const answer = answers.Take(Bounce(row.customer, row.fields));
+            engine::Answer const answer = answers.Take(CString(Bounce(row.customer, row.fields).c_str())).front();
             EXPECT_EQ(row.kind, answer.kind) << row.fields;
             EXPECT_EQ(mail_, answer.mail);
             EXPECT_EQ(row.customer, answer.customer);

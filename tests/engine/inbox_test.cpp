@@ -36,16 +36,22 @@ TEST(Inbox, WhatACutOffReceivingLeftCountsOnce) {
     EXPECT_EQ(1, again.Keep("a"));
     EXPECT_EQ(2, again.Keep("b"));
     // Effects whose mails were not remembered are recorded once more, and count once.
-    std::string const effect = "2026/11/23 10:00:00\tbounce\t3\t8\ta@b.jp\t";
+    engine::Effect effect{"2026/11/23 10:00:00", engine::AnswerKind::unclear_refusal, 3, 8, "a@b.jp", "?", 2};
+    std::string const line = "2026/11/23 10:00:00\tunclear_refusal\t3\t8\ta@b.jp\t?\t2\n";
     for (int round = 0; round < 2; ++round) {
         again.Record(effect);
         again.Remember("id " + std::to_string(round));
         again.Save();
-        std::ofstream(folder / "INBOX/actions.tsv", std::ios::app) << effect << "\n";
+        std::ofstream(folder / "INBOX/actions.tsv", std::ios::app) << line;
         again = engine::Inbox(folder.string());
     }
-    engine::AnswerCounts const wanted = {{3, {{engine::AnswerKind::soft, 2}}}};
+    engine::AnswerCounts const wanted = {{3, {{engine::AnswerKind::unclear_refusal, 1}}}};
     EXPECT_EQ(wanted, engine::CountAnswers(folder.string()));
+    // The last effect of a kept mail counts: a person has decided about it.
+    effect.kind = engine::AnswerKind::other;
+    again.Record(effect);
+    again.Save();
+    EXPECT_EQ(engine::AnswerKind::other, engine::EffectsOfKept(folder.string()).at(2).kind);
     std::filesystem::remove_all(folder);
 }
 
