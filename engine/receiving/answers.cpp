@@ -117,10 +117,19 @@ void Answers::TraceByAddress(Reading& reading, std::optional<Traced>& found) con
     if (found) reading.traced = &*found;
 }
 
+// The library's analysis takes it for a bounce by its sender or subject, it returns one of our mails, and it
+// is no answer of a person.
+bool Answers::IsReturnedMail(Reading const& reading) const {
+    IncomingMessage const& mail = reading.mail.Messages().front();
+    return reading.seen.kind == AnswerKind::other && analyzer_.GetMailType() == MailAnalyzer::error_mail &&
+           reading.traced && mail.Field("In-Reply-To").empty() && mail.Field("References").empty();
+}
+
 Answer Answers::Judge(Reading reading) {
     Answer answer;
     answer.from = analyzer_.GetFromAddress();
     reading.seen = reading.traced ? KindAbove(reading.mail, reading.traced->message) : Classify(reading.mail);
+    if (IsReturnedMail(reading)) reading.seen.kind = AnswerKind::soft;
     answer.kind = reading.seen.kind;
     std::optional<Traced> by_address;
     TraceByAddress(reading, by_address);

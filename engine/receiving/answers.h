@@ -66,6 +66,7 @@ class Answers {
 
     bool Analyse(IncomingMail const& mail);
     Answer Judge(Reading reading);
+    bool IsReturnedMail(Reading const& reading) const;
     void TraceByAddress(Reading& reading, std::optional<Traced>& found) const;
     void Bounce(Answer& answer, Reading const& reading);
     void CountBounce(Answer& answer, Reading const& reading);

@@ -106,7 +106,7 @@ class Receiving {
         for (Answer const& answer : answers)
             if (answer.postponed) return Postpone(answer);
         for (Answer const& answer : answers) {
-            if (answer.kind != AnswerKind::other)
+            if (!answer.effect.empty())
                 front_.Notice(Line(answer) + (kept > 0 ? " (受信箱 " + std::to_string(kept) + ")" : ""));
             inbox_.Record({Out(NowText()), answer.kind, answer.mail, answer.customer,
                            Out(OnOneLine(answer.from.View())), answer.effect, kept});

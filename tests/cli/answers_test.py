@@ -52,7 +52,7 @@ def whole_mail(program):
 FORMS = [
     ("開封", Desktop, lambda p: p.receipt(OPENED, "開封済み: "), "mail", READ, False),
     ("開封", Desktop, lambda p: p.receipt(DISPLAYED, "Read: ", original="", sender="assistant@example.com"), "mail", READ, False),
-    ("開封", Desktop, lambda p: p.receipt(DISPLAYED, "Not read: ", shown="\n deleted"), "mail", None, False),
+    ("未開封削除", Desktop, lambda p: p.receipt(DISPLAYED, "Not read: ", shown="\n deleted"), "mail", None, False),
     ("開封", Web, lambda p: p.receipt(OPENED, "開封済み: ", thread=False), "mail", READ, False),
     ("開封", Web, lambda p: p.receipt(DISPLAYED, "Read: ", original="{name}:<{id}>\n"), "mail", READ, False),
     ("開封", Phone, lambda p: p.receipt(OPENED, "開封済み: ", original=""), "mail", READ, False),
@@ -62,10 +62,10 @@ FORMS = [
     ("配信停止", Desktop, lambda p: p.reply("please <refuse> me"), "mail", None, True),
     ("配信停止", Desktop, lambda p: p.addressed(p.body("<REFUSE>\n"), "unsubscribe", thread=False), "sender", None, True),
     ("配信停止", Web, lambda p: p.reply("もう配信停止にしてください。"), "mail", None, True),
-    ("配信停止", Web, lambda p: p.reply("<REFUSE>", sender="other@example.com"), "mail", None, True),
+    ("要確認", Web, lambda p: p.reply("<REFUSE>", sender="other@example.com"), "mail", None, False),
     ("配信停止", Web, lambda p: p.addressed(p.body("<REFUSE>"), "unsubscribe", thread=False), "sender", None, True),
     ("配信停止", Phone, lambda p: p.reply("配信停止😀", subject="返信: "), "mail", None, True),
-    ("配信停止", Phone, lambda p: p.reply("<REFUSE>", sender="other@example.com"), "mail", None, True),
+    ("要確認", Phone, lambda p: p.reply("<REFUSE>", sender="other@example.com"), "mail", None, False),
     ("配信停止", Phone, lambda p: p.addressed(p.body("<REFUSE>\n"), "停止", sender=p.customer.upper(), thread=False),
      "sender", None, True),
     ("エラー(宛先)", Desktop, headers_only, "mail", FAILED, False),
@@ -105,8 +105,8 @@ class Answers(WayBackTest):
                 self.assertEqual(histories[i % 2][name], state or SENT)
                 self.assertEqual(histories[1 - i % 2][name], SENT)
                 self.assertEqual(customers[f"{name}@example.jp"][1], "N" if refused else "Y")
-        self.assertEqual(kept, sum(kind == "その他" for kind, *_ in FORMS))
-        self.assertRegex(self.receive(*source).out, "^(\\S+ 0通、?)+$")
+        self.assertEqual(kept, sum(kind in ("その他", "要確認") for kind, *_ in FORMS))
+        self.assertRegex(self.receive(*source).out, "^(\\S+ 0通、?)+ \\(受け取り済みで飛ばしたもの \\d+通\\)$")
         (self.folder / "shop/INBOX/seen").unlink()
         self.receive(*source)
         self.assertEqual(([self.history(0), self.history(1)], self.direct_mail()), (histories, customers))

@@ -161,7 +161,7 @@ class Whole(CommandTest):
         self.assertEqual({**before, **{name: after[name] for name in sending}}, after)
         for name in ("MAIL/0/hist0.dat", "message.key"):  # the backup is older than the key
             self.assertEqual(after[name], changed[name])
-        self.assertIn("\n0,春,下書き,6,6,1,", self.tessaly("report", "shop.tsl", "--format", "csv").out)
+        self.assertIn("\n0,春,下書き,6,5,1,0,", self.tessaly("report", "shop.tsl", "--format", "csv").out)
         received = len(self.mails())
         self.tessaly("send", "shop.tsl", 0, "--smtp", self.server)
         self.assertEqual((received, len(self.mails())), (5, 5))

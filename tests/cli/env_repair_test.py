@@ -153,7 +153,7 @@ class EnvRepair(CommandTest):
                     self.check(0)
                     if unknown == PEOPLE:
                         self.tessaly("unknown", "shop.tsl", 0, "--settle", ",".join(map(str, range(PEOPLE))))
-                        self.assertIn(f"送信 {PEOPLE}回", self.tessaly("report", "shop.tsl", 0).out)
+                        self.assertIn(f"送信 {PEOPLE}人", self.tessaly("report", "shop.tsl", 0).out)
                         self.tessaly(*send)
         put(history, None)
         self.repair()

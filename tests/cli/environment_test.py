@@ -100,7 +100,7 @@ class Settings(CommandTest):
             self.tessaly("settings", "shop.tsl", "smtp.password=ひ=み\"つ", "smtp.port=587", "from.name= 表,\"店\" ").out,
             "smtp.password=(設定済み)\nsmtp.port=587\nfrom.name= 表,\"店\" \n")
         everything = self.tessaly("settings", "shop.tsl").out
-        self.assertEqual(len(everything.splitlines()), 74)
+        self.assertEqual(len(everything.splitlines()), 75)
         self.assertIn("smtp.host=\nsmtp.port=587\nsmtp.auth=none\nsmtp.user=\nsmtp.password=(設定済み)\n", everything)
         self.assertNotIn("み", everything.replace("設定済み", ""))
         self.assertEqual(self.tessaly("settings", "shop.tsl", "smtp.password=").out, "smtp.password=(未設定)\n")

@@ -59,9 +59,9 @@ class HistoryReport(CommandTest):
             self.tessaly("mail", "new", "shop.tsl", "--draft", "draft.txt")
         self.tessaly("target", "shop.tsl", 1, "--where", "名前(姓)=ソ")
         self.tessaly("mail", "delete", "shop.tsl", 0)
-        live = [["1", "下書き", "1", "0", "0", "0", "1"], ["2", "下書き", "0", "0", "0", "0", "0"]]
+        live = [["1", "下書き", "1", "0", "0", "0", "1", "0"], ["2", "下書き", "0", "0", "0", "0", "0", "0"]]
         self.assertEqual(self.totals(), live)
-        self.assertEqual(self.totals("--deleted"), [["0", "削除", "3", "0", "0", "0", "3"]] + live)
+        self.assertEqual(self.totals("--deleted"), [["0", "削除", "3", "0", "0", "0", "3", "0"]] + live)
         self.assertEqual(self.rows(0), [])  # a deleted mail too
         listed = list(csv.DictReader(io.StringIO(self.tessaly("report", "shop.tsl", "--format", "csv").out)))
         self.assertEqual([row["件名"] for row in listed], ["表,\"ソ\""] * 2)

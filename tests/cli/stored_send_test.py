@@ -29,9 +29,9 @@ class StoredSend(StoredMailTest):
         server.answers = {"RCPT": lambda command: "450 later" if "n1@" in command else ""}
         self.assertIn("送信 1通、送れず 1通", self.send(*to, "--retry", code=1).out)
         self.assertEqual(self.history(), expected | {"n1": ("待ち", "2", "2"), "n2": ("完了", "2", "1")})
-        self.assertEqual(self.totals(), ["送信待ち", "6", "8", "3", "1"])
+        self.assertEqual(self.totals(), ["送信待ち", "6", "5", "0", "1"])
         self.assertIn("送信 0通、送れず 1通", self.send(*to, code=1).out)  # a plain send tries again too
-        self.assertEqual(self.totals(), ["エラーあり", "6", "9", "4", "0"])
+        self.assertEqual(self.totals(), ["エラーあり", "6", "5", "1", "0"])
         self.assertIn("再送信する相手はいません", self.send(*to, "--retry").out)
         again = self.send(*to)
         self.assertIn("もう届いている 5人には送りません。\n再送信の上限に達した 1人には送りません。\n", again.err)
@@ -40,7 +40,7 @@ class StoredSend(StoredMailTest):
         self.tessaly("settings", "shop.tsl", "retry.max=9")
         server.answers = {}
         self.send(*to)
-        self.assertEqual(self.totals(), ["完了", "6", "10", "4", "0"])
+        self.assertEqual(self.totals(), ["完了", "6", "6", "0", "0"])
 
     def test_a_recipient_who_is_refused_for_good_is_not_tried_again(self):
         """Who does not exist is in no mailing any more; who is refused for another reason is in the next one."""
@@ -52,7 +52,7 @@ class StoredSend(StoredMailTest):
         tried = len(server.commands)
         expected = {f"n{i}": ("完了", "1", "0") for i in range(6)} | dict.fromkeys(["n1", "n2", "n3"], ("エラー", "1", "1"))
         self.assertEqual(self.history(), expected)
-        self.assertEqual(self.totals(), ["エラーあり", "6", "6", "3", "0"])
+        self.assertEqual(self.totals(), ["エラーあり", "6", "3", "3", "0"])
         self.assertIn("再送信する相手はいません", self.send(*to, "--retry").out)
         self.assertIn("サーバーが宛先を断った 3人には送りません。", self.send(*to).err)
         self.assertEqual((len(server.commands), self.history()), (tried, expected))
@@ -112,7 +112,7 @@ class StoredSend(StoredMailTest):
         self.send("--smtp", server.address, code=1)
         self.assertEqual(self.history()["n1"], ("エラー", "1", "1"))
         self.assertIn("再送信する相手はいません", self.send("--smtp", server.address, "--retry").out)
-        self.assertEqual(self.totals(), ["エラーあり", "6", "6", "1", "0"])
+        self.assertEqual(self.totals(), ["エラーあり", "6", "5", "1", "0"])
 
     def test_a_server_that_is_not_there_costs_nobody_an_attempt(self):
         self.new_mail()
@@ -198,7 +198,7 @@ class StoredSend(StoredMailTest):
         server.answers = {}
         self.send("--smtp", server.address)
         self.assertEqual(len(server.mails), 4)
-        self.assertEqual(self.totals(), ["完了", "6", "12", "6", "0"])
+        self.assertEqual(self.totals(), ["完了", "6", "6", "0", "0"])
 
     def test_who_left_since_the_choice_gets_nothing(self):
         self.new_mail()

@@ -34,7 +34,7 @@ class Unknown(StoredMailTest):
         self.assertTrue(row["分からない理由"])
         self.assertRegex(row["Message-ID"], r"^[0-9]+\.[0-9]+\.1\.m0\.tessaly-")
         one = self.tessaly("report", "shop.tsl", 0).out
-        self.assertIn("待ち 1人、不明 4人\n不明の人をどうするかは「tessaly unknown shop.tsl 0」で決めます。\n", one)
+        self.assertIn("不明 4人、待ち 1人。開封 0人、送信回数 6回\n不明の人をどうするかは「tessaly unknown shop.tsl 0」で決めます。\n", one)
         rows = list(csv.DictReader(io.StringIO(self.tessaly("report", "shop.tsl", 0, "--format", "csv").out)))
         self.assertEqual([row["状態"] for row in rows], ["完了"] + ["不明"] * 4 + ["待ち"])
         self.assertEqual((rows[1]["Message-ID"], rows[1]["送信回数"]), (row["Message-ID"], "1"))
@@ -71,7 +71,7 @@ class Unknown(StoredMailTest):
         ids = {row["個人情報ID"]: row["Message-ID"] for row in self.listed()}
         (self.folder / "answers").mkdir()
         for number, answer in enumerate((bounce(ids["1"]), receipt(ids["2"]), bounce(ids["3"], "4.4.1", "delayed"),
-                                         bounce("x" + ids["4"]))):
+                                         bounce(ids["4"].replace(".m0.", ".m1.")))):
             self.put(f"answers/{number}.eml", answer)
         before = self.listed()
         told = self.tessaly("receive", "shop.tsl", "--from-dir", "answers", "--dry-run")

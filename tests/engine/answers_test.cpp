@@ -8,6 +8,7 @@
 #include "engine/receiving/receive_request.h"
 #include "engine/receiving/server_check.h"
 #include "engine/reports/mail_report.h"
+#include "tests/engine/answer_corpus.h"
 #include "tests/engine/scratch_shop.h"
 
 namespace {
@@ -77,7 +78,8 @@ TEST_F(AnswersTest, ABounceTakesEffectByItsReportAndTheRetrySettings) {
         {
             Session session = Open(Session::For::changing);
             engine::Answers answers(session, true);
-            engine::Answer const answer = answers.Take(CString(Bounce(row.customer, row.fields).c_str())).front();
+            engine::Answer const answer =
+                answers.Take(CString(Bounce(row.customer, row.fields).c_str())).front();
             EXPECT_EQ(row.kind, answer.kind) << row.fields;
             EXPECT_EQ(mail_, answer.mail);
             EXPECT_EQ(row.customer, answer.customer);
@@ -91,18 +93,42 @@ TEST_F(AnswersTest, ABounceTakesEffectByItsReportAndTheRetrySettings) {
     }
 }
 
+// Mails of many programs, each about the mail to customer 0.
+TEST_F(AnswersTest, EveryMailThatReturnsTheMessageIdFindsItsMail) {
+    Set("receive.refuse-keyword", "Ｓｔｏｐで");
+    Session session = Open(Session::For::reading);
+    engine::Answers answers(session, false);
+    std::size_t traced = 0;
+    for (auto const& mail : engine_tests::CorpusOf(IdOf(0), "n0@example.jp")) {
+        engine::Answer const answer = answers.Take(CString(mail.text.c_str())).front();
+        bool const refuses = mail.kind == "refusal" || mail.kind == "unclear_refusal";
+        if (!refuses && mail.kind != "complaint" && mail.kind != "other") {
+            EXPECT_STREQ(mail.kind.c_str(), KeyOf(answer.kind)) << mail.name;
+        }
+        if (mail.text.find(IdOf(0)) == std::string::npos) continue;
+        ++traced;
+        EXPECT_EQ(mail_, answer.mail) << mail.name;
+        if (!refuses) {
+            EXPECT_EQ(0, answer.customer) << mail.name;
+        }
+    }
+    EXPECT_GT(traced, 60U);
+}
+
 TEST_F(AnswersTest, WhatIsReceivedIsCountedAndKept) {
     Put("answers/0.eml", Bounce(0, "Status: 5.1.1\r\nDiagnostic-Code: smtp;\r\n 550 no"));
     Put("answers/1.eml", "From: a@b.jp\r\nSubject: =?UTF-8?B?8J+YgA==?= x\r\n\r\nいつ\r\n");
     engine::ReceiveRequest request;
     request.from_dir = Path("answers");
     for (char const* totals : {"エラー 1通、遅延 0通、開封 0通、配信停止 0通、登録 0通、その他 1通\n",
-                               "エラー 0通、遅延 0通、開封 0通、配信停止 0通、登録 0通、その他 0通\n"}) {
+                               "エラー 0通、遅延 0通、開封 0通、配信停止 0通、登録 0通、その他 0通 "
+                               "(受け取り済みで飛ばしたもの 2通)\n"}) {
         front_.results.clear();
         request.Run(access_, env_);
         EXPECT_EQ(totals, front_.results);
     }
-    EXPECT_NE(std::string::npos, front_.notices.find("エラーにしました: smtp; 550 no\n")) << front_.notices;
+    EXPECT_NE(std::string::npos, front_.notices.find("エラーにしました: smtp; 550 no。この宛先には"))
+        << front_.notices;
     Session const session = Open(Session::For::reading);
     std::vector<engine::KeptMailRow> const kept = engine::ListKeptMails(session);
     ASSERT_EQ(1U, kept.size());
