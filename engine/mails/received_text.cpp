@@ -4,27 +4,18 @@
 #include <cstdio>
 #include <map>
 #include <optional>
-#include <vector>
 
 #include "engine/base/charset.h"
 #include "engine/base/crossing.h"
 #include "engine/base/lower_case.h"
 #include "engine/base/trimmed.h"
 #include "engine/base/whole_number.h"
-#include "tessaly/delivery.h"
 #include "tessaly/text.h"
 
 namespace engine {
 namespace {
 
 constexpr auto npos = std::string_view::npos;
-constexpr char const* as_it_is = "8bit";
-
-std::string CharsetOf(MimeFormatStruct const& part) {
-    CString name;
-    part.GetCharset(name);
-    return std::string(name.View());
-}
 
 // An encoded word (RFC 2047 2).
 struct Word {
@@ -119,26 +110,6 @@ std::string PlainParameter(std::string_view header, std::string_view name) {
     return found;
 }
 
-// The bytes of a part without its transfer encoding; an unknown one counts as none.
-std::string ContentOf(MimeFormatStruct const& part) {
-    return mime::DecodedBody(part.m_strBody, mime::BodyEncodingIn(part.m_strContentTransferEncoding.View()));
-}
-
-// The first part that is a text or has no type; null for none.
-MimeFormatStruct* TextPart(MimeFormatStruct& mail) {
-    std::vector<MimeFormatStruct*> waiting = {&mail};
-    while (!waiting.empty()) {
-        MimeFormatStruct& entity = *waiting.back();
-        waiting.pop_back();
-        for (int i = entity.m_aChild.GetSize(); i-- > 0;) waiting.push_back(&entity.m_aChild[i]);
-        if (!entity.m_aChild.IsEmpty()) continue;
-        CString type, subtype, parameters;
-        MimeDecodeTool::SplitContentType(entity.m_strContentType, type, subtype, parameters);
-        if (entity.m_strContentTypeName.IsEmpty() || MimeDecodeTool::stristr(type, "text")) return &entity;
-    }
-    return nullptr;
-}
-
 }  // namespace
 
 std::string PercentDecoded(std::string_view text) {
@@ -200,16 +171,6 @@ std::string NameOfPart(std::string_view disposition, std::string_view type) {
     for (auto const& [header, name] : places)
         if (std::string extended = ExtendedParameter(header, name); !extended.empty()) return extended;
     return {};
-}
-
-void MakeReadable(MimeFormatStruct& mail) {
-    for (MimeHeaderStruct& header : mail.m_aHeader)
-        if (header.m_strName.CompareNoCase("subject") == 0)
-            header.m_strValue = IntoWithGeta(DecodedHeader(header.m_strValue.View()));
-    MimeFormatStruct* const part = TextPart(mail);
-    if (!part) return;
-    part->m_strBody = IntoWithGeta(TextIn(CharsetOf(*part), ContentOf(*part)));
-    part->m_strContentTransferEncoding = as_it_is;
 }
 
 }  // namespace engine

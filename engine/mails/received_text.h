@@ -21,8 +21,4 @@ std::string DecodedHeader(std::string_view value);
 // encoded words, else one in the extended form of RFC 2231, in pieces too. Empty for none.
 std::string NameOfPart(std::string_view disposition, std::string_view type);
 
-// The analysis reads ISO-2022-JP and Shift-JIS: of a mail in another encoding, the subject and the first
-// text, which it takes for the mail's, become Shift-JIS, with a 〓 for each character that has no form there.
-void MakeReadable(MimeFormatStruct& mail);
-
 }  // namespace engine

@@ -54,34 +54,6 @@ TEST(ReceivedText, PartsTellTheirNames) {
     }
 }
 
-TEST(ReceivedText, ATextInAnyCodeBecomesReadable) {
-    struct Row {
-        std::string head, body, text;
-    };
-    Row const rows[] = {
-        {"Content-Type: text/plain; charset=utf-8\r\n", "春💐の案内", "春〓の案内"},
-        {"Content-Type: text/plain; charset=UTF8\r\nContent-Transfer-Encoding: base64\r\n",
-         "8J+SkOaYpQ==", "〓春"},
-        {"Content-Type: text/plain; charset=utf-8\r\nContent-Transfer-Encoding: quoted-printable\r\n",
-         "=F0=9F=92=90=\r\n=E6=98=A5", "〓春"},
-        {"Content-Type: text/plain; charset=euc-jp\r\n", "\xBD\xD5", "春"},
-        {"Content-Type: text/plain; charset=iso-2022-jp\r\n", "\x1B$B=U\x1B(B", "春"},
-        {"Content-Type: text/plain\r\n", "春💐", "春〓"},
-        {"Content-Type: text/plain\r\n", "\x1B$B=U\x1B(B", "春"},
-        {"", "\x8Ft", "春"},
-    };
-    for (Row const& row : rows) {
-        MimeFormatStruct mail;
-        MimeDecodeTool::MimeDecode(
-            ("Subject: =?utf-8?B?8J+SkOaYpQ==?=\r\n" + row.head + "\r\n" + row.body).c_str(), mail);
-        engine::MakeReadable(mail);
-        MailAnalyzer analyzer;
-        analyzer.MailAnalysis(mail);
-        EXPECT_EQ(engine::Out(analyzer.GetDecodeMailBody()), row.text) << row.head;
-        EXPECT_EQ(engine::Out(analyzer.GetDecodeMailSubject()), "〓春");
-    }
-}
-
 TEST(ReceivedText, HostileHeadersTakeLinearTime) {
     for (char const* repeated : {";",
                                  "a;",

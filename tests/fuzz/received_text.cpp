@@ -36,7 +36,6 @@ void FuzzOne(std::string_view bytes) {
     MimeDecodeTool::MimeDecode(CString(text.c_str()), mail);
     engine::DecodedHeader(text);
     engine::NameOfPart(text, mail.m_strContentType.View());
-    engine::MakeReadable(mail);
     MailAnalyzer analyzer;
     analyzer.MailAnalysis(mail);
     CString const crossed = engine::IntoWithGeta(text);
