@@ -1,5 +1,6 @@
-// A received mail of any program, as far as the decision what it answers and what is done about it. Each input
-// meets the same environment: two customers who were sent one mail, and none of its effects are applied.
+// A received mail of any program, as far as the decision what it answers and what is done about it. Each
+// input meets the same environment: two customers who were sent one mail, and none of its effects are
+// applied.
 
 #include "engine/receiving/answers.h"
 
@@ -54,8 +55,9 @@ class Shop {
             engine::Session session(access_, env, engine::Session::For::reading);
             engine::SendHistory(session, 0).Begin({0, 1});
         }
-        Put("shop/MAIL/0/hist0.journal", "0\tC\t0\t0.m0.tessaly-0@example.jp\t2026/11/23 01:02:03\n"
-                                         "1\tC\t0\t1.m0.tessaly-0@example.jp\t2026/11/23 01:02:03\n");
+        Put("shop/MAIL/0/hist0.journal",
+            "0\tC\t0\t0.m0.tessaly-0@example.jp\t2026/11/23 01:02:03\n"
+            "1\tC\t0\t1.m0.tessaly-0@example.jp\t2026/11/23 01:02:03\n");
         session_ = std::make_unique<engine::Session>(access_, env, engine::Session::For::reading);
         answers_ = std::make_unique<engine::Answers>(*session_, false);
     }
