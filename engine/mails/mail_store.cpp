@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <set>
 
 #include "engine/base/crossing.h"
 #include "engine/base/failure.h"
@@ -107,6 +108,25 @@ void RequirePlaces(OneMail const& mail, char kind) {
                 std::string(kind == kind_html ? "PCのHTMLメールに添付できるのは pc だけです"
                                               : "携帯のHTMLメールに添付できるのは nd、at、sb だけです") +
                     "。--detach で外してください: " + NameOf(static_cast<TermType>(slot)));
+}
+
+// The files behind the attachments of a mail, below the data directory.
+std::set<std::string> AttachmentFiles(int id, OneMail const& mail) {
+    std::set<std::string> files;
+    for (int slot = 0; slot < terminal_count; ++slot)
+        for (AttachData const& entry : mail.m_aAttach[slot])
+            files.insert(MailFolder(id) + "/ATTACH/" + NameOf(static_cast<TermType>(slot)) + "/" +
+                         Out(entry.m_strFileName) + ".base64");
+    return files;
+}
+
+// The library passes over a file that it cannot delete.
+void RequireRemoved(Session& session, std::set<std::string> const& before,
+                    std::set<std::string> const& after) {
+    for (std::string const& file : before)
+        if (!after.contains(file) && fs::exists(session.DataDirectory() + "/" + file))
+            throw Failure(Failure::not_written,
+                          "外した添付ファイルを消せません: " + session.DataDirectory() + "/" + file);
 }
 
 // The ID that the library gives to the next new mail.
@@ -251,6 +271,7 @@ int StoreMail(Session& session, std::optional<int> id, char kind, std::vector<Ne
     WorkFolder const work(session);
     OneMailMaker maker(&session.Environment(), &session.Mails(), id.value_or(OneMailMaker::new_mail));
     OneMail mail = Opened(session, maker, id ? KindOf(session, *id) : kind);
+    std::set<std::string> const before = id ? AttachmentFiles(*id, mail) : std::set<std::string>();
     change(mail);
     RequirePlaces(mail, kind);
     Warn(session.Front(), mail, kind);
@@ -261,6 +282,7 @@ int StoreMail(Session& session, std::optional<int> id, char kind, std::vector<Ne
            : std::vector<std::string>{mail_list_file, MailFolder(NextMailID(session))});
     if (id) SetKind(session, *id, kind);
     if (maker.SetOneMailData(mail, kind, attachments_per_terminal) < 0) NotStored(maker);
+    if (id) RequireRemoved(session, before, AttachmentFiles(*id, mail));
     if (!id) MakeEmptyTarget(session, maker.GetMailID());
     whole.Keep();
     return maker.GetMailID();
