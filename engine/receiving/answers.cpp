@@ -110,10 +110,9 @@ std::vector<Answer> Answers::Take(CString const& text) {
     return answers;
 }
 
-void Answers::TraceByAddress(Reading& reading, std::optional<Traced>& found) const {
+void Answers::TraceByAddress(Reading& reading, std::optional<Traced>& found) {
     if (reading.traced || !IsBounce(reading.seen.kind)) return;
-    auto& sent = const_cast<SentHistories&>(sent_);
-    found = reading.trace.ByAddress([&](std::string const& address) { return sent.LastMailTo(address); });
+    found = reading.trace.ByAddress([&](std::string const& address) { return sent_.LastMailTo(address); });
     if (found) reading.traced = &*found;
 }
 
@@ -151,7 +150,7 @@ Answer Answers::Judge(Reading reading) {
             answer.effect = "人が送ったことの確認を求めています";
             answer.keep = true;
             break;
-        case AnswerKind::receipt: Receipt(answer, reading); break;
+        case AnswerKind::receipt: Receipt(answer); break;
         case AnswerKind::deleted_unread: answer.effect = "読まずに削除されました"; break;
         case AnswerKind::complaint: Complaint(answer); break;
         case AnswerKind::other: Written(answer, reading); break;
@@ -272,7 +271,7 @@ void Answers::CountBounce(Answer& answer, Reading const& reading) {
     if (is && !was) answer.effect += "。この宛先には、これから送りません";
 }
 
-void Answers::Receipt(Answer& answer, Reading const&) {
+void Answers::Receipt(Answer& answer) {
     if (answer.mail < 0) {
         answer.effect = of_no_mail;
         answer.keep = true;

@@ -67,10 +67,10 @@ class Answers {
     bool Analyse(IncomingMail const& mail);
     Answer Judge(Reading reading);
     bool IsReturnedMail(Reading const& reading) const;
-    void TraceByAddress(Reading& reading, std::optional<Traced>& found) const;
+    void TraceByAddress(Reading& reading, std::optional<Traced>& found);
     void Bounce(Answer& answer, Reading const& reading);
     void CountBounce(Answer& answer, Reading const& reading);
-    void Receipt(Answer& answer, Reading const& reading);
+    void Receipt(Answer& answer);
     void Complaint(Answer& answer);
     void Written(Answer& answer, Reading const& reading);
     void Refusal(Answer& answer, int customer, RefusedBy how);

@@ -5,6 +5,7 @@
 #include "engine/base/crossing.h"
 #include "engine/base/date_text.h"
 #include "engine/base/failure.h"
+#include "engine/base/shown_text.h"
 #include "engine/base/whole_file.h"
 #include "engine/receiving/answers.h"
 #include "engine/receiving/inbox.h"
@@ -33,8 +34,8 @@ std::string Decide(Session& session, InboxDecision const& decision) {
     Answer answer;
     answer.effect = "配信停止の申し出ではないとしました";
     if (decision.refuses) answer = Refuse(session, *kept, decision.customer);
-    inbox.Record({Out(NowText()), answer.kind, answer.mail, answer.customer,
-                  Out(OnOneLine(answer.from.View())), answer.effect, kept->number});
+    inbox.Record({Out(NowText()), answer.kind, answer.mail, answer.customer, ShownLine(Out(answer.from)),
+                  answer.effect, kept->number});
     inbox.Save();
     return answer.customer < 0 ? answer.effect
                                : "顧客" + std::to_string(answer.customer) + ": " + answer.effect;

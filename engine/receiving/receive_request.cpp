@@ -13,6 +13,7 @@
 #include "engine/base/date_text.h"
 #include "engine/base/digest.h"
 #include "engine/base/failure.h"
+#include "engine/base/shown_text.h"
 #include "engine/base/stoppable_waits.h"
 #include "engine/base/whole_number.h"
 #include "engine/receiving/answers.h"
@@ -107,9 +108,10 @@ class Receiving {
             if (answer.postponed) return Postpone(answer);
         for (Answer const& answer : answers) {
             if (!answer.effect.empty())
-                front_.Notice(Line(answer) + (kept > 0 ? " (受信箱 " + std::to_string(kept) + ")" : ""));
+                front_.Notice(ShownLine(Line(answer)) +
+                              (kept > 0 ? " (受信箱 " + std::to_string(kept) + ")" : ""));
             inbox_.Record({Out(NowText()), answer.kind, answer.mail, answer.customer,
-                           Out(OnOneLine(answer.from.View())), answer.effect, kept});
+                           ShownLine(Out(answer.from)), ShownLine(answer.effect), kept});
         }
         // Also in a dry run, in memory only, so that it counts a repeated mail once.
         inbox_.Remember(id);
@@ -132,7 +134,7 @@ class Receiving {
         std::string line = WordOf(answer.kind);
         if (answer.mail >= 0) line += " メール" + std::to_string(answer.mail);
         if (answer.customer >= 0) line += " 顧客" + std::to_string(answer.customer);
-        return line + " <" + Out(OnOneLine(answer.from.View())) + ">: " + answer.effect;
+        return line + " <" + Out(answer.from) + ">: " + answer.effect;
     }
 
     // First the effects are saved, then the IDs of the mails, and only then are mails removed from the
